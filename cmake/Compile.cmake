@@ -1,0 +1,39 @@
+# Every target of ours is made here, so that each compiles with the same warnings and the same instrumentation.
+find_package(Threads REQUIRED)
+
+set(kelo_warnings
+  -Wall -Wextra -Wpedantic -Werror
+  -Wshadow -Wconversion -Wsign-conversion -Wdouble-promotion -Wold-style-cast
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wunused)
+
+# What every target of ours compiles with.
+function(kelo_configure target)
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_options(${target} PRIVATE ${kelo_warnings})
+  if(KELO_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE})
+  endif()
+  if(KELO_COVERAGE)
+    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
+    target_link_options(${target} PRIVATE -fprofile-instr-generate)
+  endif()
+endfunction()
+
+# kelo_library(NAME FILE... [LINKS TARGET...]): one folder of one ring.
+#
+# LINKS are PUBLIC: a header of ours may include the headers of what it is built on, and of nothing else.
+function(kelo_library name)
+  cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
+  add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PUBLIC ${ARG_LINKS})
+  kelo_configure(${name})
+endfunction()
+
+# kelo_executable(NAME FILE... [LINKS TARGET...])
+function(kelo_executable name)
+  cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE ${ARG_LINKS})
+  kelo_configure(${name})
+endfunction()

@@ -1,0 +1,146 @@
+#include "core/fan/FanController.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "core/fan/FanSystem.h"
+#include "core/smc/smc.h"
+
+namespace kelo {
+namespace {
+
+constexpr const char* fanCountKey = "FNum";
+constexpr const char* unlockKey = "Ftst";
+constexpr const char* chipKeys[] = {"Tp09", "Tp0T"};
+constexpr const char* enclosureKeys[] = {"Ts0S", "Ts1P", "TW0P"};
+constexpr std::uint8_t automaticMode = 0;
+constexpr std::uint8_t manualMode = 1;
+constexpr double retrySpacing = 0.1; // seconds
+
+std::string fanKey(int fan, const char* suffix) { return "F" + std::to_string(fan) + suffix; }
+
+std::optional<double> readFloat(const std::string& key) {
+    float value = 0;
+    if (smc_read_float(key.c_str(), &value) != 0)
+        return std::nullopt;
+    return static_cast<double>(value);
+}
+
+struct SpeedRange {
+    double minRPM;
+    double maxRPM;
+};
+
+/// None when a bound cannot be read or the range is empty, inverted or not a number.
+std::optional<SpeedRange> readRange(int fan) {
+    const auto min = readFloat(fanKey(fan, "Mn"));
+    if (!min)
+        return std::nullopt;
+    const auto max = readFloat(fanKey(fan, "Mx"));
+    if (!max || !(*min < *max))
+        return std::nullopt;
+    return SpeedRange{*min, *max};
+}
+
+std::optional<Fan> readFan(int index) {
+    const auto current = readFloat(fanKey(index, "Ac"));
+    if (!current)
+        return std::nullopt;
+    const auto range = readRange(index);
+    if (!range)
+        return std::nullopt;
+    std::uint8_t mode = automaticMode;
+    smc_read_u8(fanKey(index, "Md").c_str(), &mode); // unreadable counts as automatic
+    const auto target = readFloat(fanKey(index, "Tg"));
+    return Fan{index, range->minRPM, range->maxRPM, *current, target.value_or(*current), mode != automaticMode};
+}
+
+std::int32_t writeMode(int fan, std::uint8_t mode) { return smc_write_u8(fanKey(fan, "Md").c_str(), mode); }
+
+} // namespace
+
+FanController::FanController(FanSystem& system) : system_(system) {
+    if (smc_open() != 0)
+        throw FanError::smcUnavailable();
+    std::uint8_t count = 0;
+    if (smc_read_u8(fanCountKey, &count) != 0 || count == 0) {
+        smc_close();
+        throw FanError::noFans();
+    }
+    fanCount_ = count;
+}
+
+FanController::~FanController() { smc_close(); }
+
+bool FanController::isRoot() const { return system_.isRoot(); }
+
+std::vector<Fan> FanController::fans() const {
+    std::vector<Fan> fans;
+    for (int i = 0; i < fanCount_; ++i)
+        if (const auto fan = readFan(i))
+            fans.push_back(*fan);
+    return fans;
+}
+
+std::optional<double> FanController::chipTemperature() const {
+    for (const auto* key : chipKeys)
+        if (const auto celsius = readFloat(key))
+            return celsius;
+    return std::nullopt;
+}
+
+std::map<std::string, double> FanController::enclosureTemperatures() const {
+    std::map<std::string, double> temperatures;
+    for (const auto* key : enclosureKeys)
+        if (const auto celsius = readFloat(key))
+            temperatures[key] = *celsius;
+    return temperatures;
+}
+
+Warmth FanController::warmth() const {
+    const auto celsius = chipTemperature();
+    if (!celsius || *celsius < 60.0)
+        return Warmth::cool;
+    return *celsius < 80.0 ? Warmth::warm : Warmth::hot; // NaN is below nothing: hot, the safe side
+}
+
+bool FanController::engageManual(int fan) {
+    if (!isRoot())
+        throw FanError::needsRoot();
+    if (writeMode(fan, manualMode) == 0)
+        return false;
+    smc_write_u8(unlockKey, 1); // whether it helped shows below
+    const auto deadline = system_.now() + unlockTimeout;
+    std::int32_t lastCode = 0;
+    while (system_.now() < deadline) {
+        lastCode = writeMode(fan, manualMode);
+        if (lastCode == 0)
+            return true;
+        system_.sleep(retrySpacing);
+    }
+    throw FanError::modeRejected(lastCode);
+}
+
+double FanController::setTarget(int fan, double rpm) {
+    if (!isRoot())
+        throw FanError::needsRoot();
+    const auto range = readRange(fan);
+    if (!range)
+        throw FanError::noFans();
+    double clamped = rpm <= range->minRPM ? range->minRPM : rpm;
+    if (clamped > range->maxRPM)
+        clamped = range->maxRPM;
+    const auto status = smc_write_float(fanKey(fan, "Tg").c_str(), static_cast<float>(clamped));
+    if (status != 0)
+        throw FanError::targetRejected(status);
+    return clamped;
+}
+
+void FanController::restoreAuto() {
+    // Statuses are dropped on purpose: a fan that refuses must not keep the others from being handed back.
+    for (int i = 0; i < std::max(fanCount_, 1); ++i)
+        writeMode(i, automaticMode);
+    smc_write_u8(unlockKey, 0);
+}
+
+} // namespace kelo

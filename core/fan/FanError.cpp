@@ -1,0 +1,40 @@
+#include "core/fan/FanError.h"
+
+#include <charconv>
+
+namespace kelo {
+namespace {
+
+/// Upper-case base 16 without padding; a negative code is a minus sign and its magnitude, so -3 reads "0x-3".
+std::string hex(std::int32_t code) {
+    char digits[9]; // "-80000000" is the longest
+    const auto end = std::to_chars(digits, digits + sizeof digits, code, 16).ptr;
+    std::string text(digits, end);
+    for (auto& digit : text)
+        if (digit >= 'a')
+            digit = static_cast<char>(digit - 'a' + 'A');
+    return text;
+}
+
+std::string describe(FanError::Kind kind, std::int32_t code) {
+    switch (kind) {
+    case FanError::Kind::modeRejected:
+        return "This Mac refused to hand over the fan (code 0x" + hex(code) +
+               "). It usually means the system is managing cooling itself right now.";
+    case FanError::Kind::targetRejected:
+        return "The fan speed wasn't accepted (code 0x" + hex(code) + ").";
+    case FanError::Kind::smcUnavailable:
+        return "Can't reach this Mac's fan controller.";
+    case FanError::Kind::noFans:
+        return "This Mac has no controllable fan.";
+    case FanError::Kind::needsRoot:
+        return "Changing fan speed needs administrator rights. Run this with sudo.";
+    }
+    return {};
+}
+
+} // namespace
+
+FanError::FanError(Kind kind, std::int32_t code) : kind_(kind), code_(code), description_(describe(kind, code)) {}
+
+} // namespace kelo

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace kelo {
+
+/// The chip's thermal category. Crosses the connection only as its text.
+enum class Warmth { cool, warm, hot };
+
+constexpr std::string_view warmthText(Warmth warmth) {
+    switch (warmth) {
+    case Warmth::cool:
+        return "cool";
+    case Warmth::warm:
+        return "warm";
+    case Warmth::hot:
+        return "hot";
+    }
+    return {};
+}
+
+/// None for any text but the three above, letter for letter.
+constexpr std::optional<Warmth> warmthFromText(std::string_view text) {
+    for (const auto warmth : {Warmth::cool, Warmth::warm, Warmth::hot})
+        if (text == warmthText(warmth))
+            return warmth;
+    return std::nullopt;
+}
+
+} // namespace kelo

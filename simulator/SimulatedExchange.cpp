@@ -1,0 +1,34 @@
+#include "simulator/SimulatedExchange.h"
+
+#include <stdexcept>
+
+#include "simulator/SimulatedController.h"
+
+namespace kelo {
+
+std::uint32_t SimulatedExchange::open() {
+    ++opens_;
+    if (!isPresent)
+        return 0;
+    if (handle_ != 0)
+        throw std::logic_error("a second connection was opened");
+    handle_ = 0x1000U + static_cast<std::uint32_t>(opens_); // never the same twice, so that a stale handle shows
+    return handle_;
+}
+
+bool SimulatedExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) {
+    if (connection == 0 || connection != handle_)
+        return false;
+    const auto answer = controller_.exchange(request, isRoot);
+    if (answer)
+        reply = *answer;
+    return answer.has_value();
+}
+
+void SimulatedExchange::close(std::uint32_t connection) {
+    if (connection == 0 || connection != handle_)
+        throw std::logic_error("a connection that is not open was closed");
+    handle_ = 0;
+}
+
+} // namespace kelo

@@ -1,0 +1,218 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+
+#include "tests/core/fan/FanFixture.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// The error that `action` throws; fails the test when it throws none.
+template <typename Action>
+FanError errorOf(Action action) {
+    try {
+        action();
+    } catch (const FanError& error) {
+        return error;
+    }
+    ADD_FAILURE() << "nothing was thrown";
+    return FanError::smcUnavailable();
+}
+
+class FanControl : public FanFixture {
+protected:
+    FanController fans{system};
+
+    FanControl() { controller.clearLog(); }
+};
+
+// --- manual mode
+
+TEST_F(FanControl, ManualModeThatIsGrantedAtOnceNeverTouchesTheUnlockSwitch) {
+    EXPECT_FALSE(fans.engageManual(1));
+    EXPECT_THAT(writes(), ElementsAre("write F1Md 01"));
+    EXPECT_EQ(system.sleeps, 0);
+}
+
+TEST_F(FanControl, ManualModeNeedsRootAndTouchesNothingWithout) {
+    system.root = false;
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::needsRoot());
+    EXPECT_THAT(controller.texts(), IsEmpty());
+}
+
+TEST_F(FanControl, ManualModeThatIsGrantedAfterTheSwitchTellsSo) {
+    controller.setUnlockRule({true, 0});
+    EXPECT_TRUE(fans.engageManual(0));
+    EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01"));
+    EXPECT_EQ(system.sleeps, 0);
+}
+
+TEST_F(FanControl, ManualModeIsTriedEvery100MillisecondsUntilItIsGranted) {
+    controller.setUnlockRule({true, 0.95});
+    EXPECT_TRUE(fans.engageManual(0));
+    EXPECT_EQ(system.sleeps, 10);
+    EXPECT_NEAR(now, 1.0, 1e-9);
+    EXPECT_EQ(controller.number("F0Md"), 1);
+}
+
+TEST_F(FanControl, ARefusalThatLastsForFourSecondsIsModeRejectedWithTheLastCode) {
+    controller.setUnlockRule({true, 1e9});
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
+    EXPECT_GE(now, 4.0);
+    EXPECT_LT(now, 4.11);
+    EXPECT_EQ(controller.number("Ftst"), 1); // stays on: handing back clears it
+}
+
+TEST_F(FanControl, TheRejectedCodeIsTheLastOneOfTheRetries) {
+    controller.answer("F0Md", SMCCommand::writeBytes, 0x11);
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x11));
+    controller.clearFaults();
+    controller.remove("F0Md");
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(-2));
+}
+
+TEST_F(FanControl, WithoutTimeForARetryTheCodeIsZeroNotThatOfTheFirstTry) {
+    controller.setUnlockRule({true, 0});
+    for (const double timeout : {0.0, -1.0}) {
+        fans.unlockTimeout = timeout;
+        controller.clearLog();
+        EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0));
+        EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01"));
+        fans.restoreAuto();
+    }
+}
+
+TEST_F(FanControl, TheUnlockTimeoutIsHonoured) {
+    controller.setUnlockRule({true, 1e9});
+    fans.unlockTimeout = 0.25;
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
+    EXPECT_EQ(system.sleeps, 3);
+}
+
+TEST_F(FanControl, ASwitchThatRefusesDoesNotKeepTheRetriesFromBeingMade) {
+    controller.answer("Ftst", std::nullopt, 0x84);
+    controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
+    EXPECT_GE(system.sleeps, 40); // four seconds of 100 ms
+    EXPECT_EQ(writes().size(), 1U + static_cast<std::size_t>(system.sleeps));
+}
+
+TEST_F(FanControl, TheLockedLaptopIsUnlockedInAboutASecond) {
+    Profile::named("locked")->defineKeys(controller);
+    EXPECT_TRUE(fans.engageManual(0));
+    EXPECT_NEAR(now, 1.0, 0.11);
+    EXPECT_FALSE(fans.engageManual(1)); // the switch is on already
+}
+
+// --- the target
+
+TEST_F(FanControl, ATargetIsClampedIntoTheFansRangeAndReturned) {
+    const std::pair<double, double> targets[] = {
+        {500, 1200}, {1200, 1200}, {3000.5, 3000.5}, {6000, 6000}, {9000, 6000}};
+    for (const auto& [asked, set] : targets) {
+        EXPECT_EQ(fans.setTarget(0, asked), set);
+        EXPECT_EQ(controller.number("F0Tg"), set);
+    }
+}
+
+TEST_F(FanControl, InfiniteTargetsAreClampedAndNaNPassesThrough) {
+    EXPECT_EQ(fans.setTarget(0, std::numeric_limits<double>::infinity()), 6000);
+    EXPECT_EQ(fans.setTarget(0, -std::numeric_limits<double>::infinity()), 1200);
+    EXPECT_TRUE(std::isnan(fans.setTarget(0, std::numeric_limits<double>::quiet_NaN())));
+    EXPECT_TRUE(std::isnan(controller.number("F0Tg")));
+}
+
+TEST_F(FanControl, TheReturnedTargetIsTheDoubleAndTheWrittenOneItsFloat) {
+    const double asked = 3000.1;
+    EXPECT_EQ(fans.setTarget(0, asked), asked);
+    EXPECT_EQ(controller.number("F0Tg"), static_cast<double>(static_cast<float>(asked)));
+}
+
+TEST_F(FanControl, SettingATargetReadsTheRangeWritesTheTargetAndLeavesTheModeAlone) {
+    fans.setTarget(1, 2000);
+    EXPECT_THAT(controller.texts(),
+                ElementsAre("info F1Mn", "read F1Mn", "info F1Mx", "read F1Mx", "info F1Tg", "write F1Tg 0000fa44"));
+}
+
+TEST_F(FanControl, ATargetNeedsRootAndTouchesNothingWithout) {
+    system.root = false;
+    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::needsRoot());
+    EXPECT_THAT(controller.texts(), IsEmpty());
+}
+
+TEST_F(FanControl, ATargetForAFanWithoutAValidRangeIsNoFans) {
+    controller.setNumber("F0Mx", 1200);
+    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans());
+    controller.setNumber("F0Mx", std::numeric_limits<double>::quiet_NaN());
+    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans());
+    controller.remove("F0Mx");
+    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans());
+    controller.setNumber("F1Mn", 1200);
+    controller.remove("F1Mn");
+    EXPECT_EQ(errorOf([&] { fans.setTarget(1, 2000); }), FanError::noFans());
+    EXPECT_THAT(writes(), IsEmpty());
+}
+
+TEST_F(FanControl, ARefusedTargetIsTargetRejectedWithTheStatus) {
+    controller.answer("F0Tg", SMCCommand::writeBytes, 0xFF);
+    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(255));
+    controller.clearFaults();
+    controller.remove("F0Tg");
+    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(-2));
+    controller.defineNumber("F0Tg", smc_type::flt, 0);
+    controller.failExchange(6);
+    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(-3));
+}
+
+TEST_F(FanControl, AFanIndexIsNotCheckedAndItsKeyIsCutToFourCharacters) {
+    controller.defineNumber("F10M", smc_type::ui8, 0);
+    EXPECT_FALSE(fans.engageManual(10));
+    EXPECT_THAT(writes(), ElementsAre("write F10M 01"));
+}
+
+// --- handing back
+
+TEST_F(FanControl, HandingBackWritesEveryFansModeInOrderAndThenTheSwitch) {
+    fans.restoreAuto();
+    EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write F1Md 00", "write Ftst 00"));
+}
+
+TEST_F(FanControl, HandingBackTriesEveryFanWhateverTheOthersAnswer) {
+    controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
+    controller.setNumber("F1Md", 1);
+    controller.setNumber("Ftst", 1);
+    fans.restoreAuto();
+    EXPECT_THAT(writes(), ElementsAre("write F0Md 00 -> 0x82", "write F1Md 00", "write Ftst 00"));
+    EXPECT_EQ(controller.number("F1Md"), 0);
+    EXPECT_EQ(controller.number("Ftst"), 0);
+}
+
+TEST_F(FanControl, HandingBackAsksForNoRightsAndSurvivesRefusedWrites) {
+    system.root = false;
+    exchange.isRoot = false;
+    fans.restoreAuto();
+    EXPECT_THAT(writes(), ElementsAre("write F0Md 00 -> failed", "write F1Md 00 -> failed", "write Ftst 00 -> failed"));
+}
+
+TEST_F(FanControl, HandingBackSurvivesAControllerThatIsGone) {
+    for (int i = 1; i <= 6; ++i)
+        controller.failExchange(i);
+    fans.restoreAuto();
+    EXPECT_THAT(writes(), IsEmpty());
+}
+
+TEST_F(FanControl, HandingBackReleasesWhatEngagingTook) {
+    Profile::named("locked")->defineKeys(controller);
+    fans.engageManual(0);
+    fans.engageManual(1);
+    fans.restoreAuto();
+    for (const auto* key : {"F0Md", "F1Md", "Ftst"})
+        EXPECT_EQ(controller.number(key), 0) << key;
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/fan/FanController.h"
+#include "simulator/Profile.h"
+#include "tests/support/SMCFixture.h"
+#include "tests/support/VirtualFanSystem.h"
+
+namespace kelo {
+
+/// The fan controller over the keys of a two-fan laptop, in virtual time.
+class FanFixture : public SMCFixture {
+protected:
+    FanFixture() { Profile::named("laptop")->defineKeys(controller); }
+
+    std::vector<std::string> writes() const { return controller.texts(SMCCommand::writeBytes); }
+    std::vector<std::string> reads() const { return controller.texts(SMCCommand::readBytes); }
+
+    VirtualFanSystem system{now};
+};
+
+} // namespace kelo

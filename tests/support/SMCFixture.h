@@ -1,0 +1,32 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "core/smc/smc.h"
+#include "simulator/SimulatedController.h"
+#include "simulator/SimulatedExchange.h"
+
+namespace kelo {
+
+/// The key client on a simulated controller in the process. Fails the test that leaves the connection open.
+class SMCFixture : public ::testing::Test {
+protected:
+    SMCFixture() { smc_set_exchange(&exchange); }
+    ~SMCFixture() override {
+        smc_close();
+        smc_set_exchange(nullptr);
+        EXPECT_EQ(exchange.openConnections(), 0);
+    }
+
+    double now = 0; ///< Virtual seconds.
+    SimulatedController controller{[this] { return now; }};
+    SimulatedExchange exchange{controller};
+};
+
+/// As above, with the connection open from the start.
+class OpenSMCFixture : public SMCFixture {
+protected:
+    OpenSMCFixture() { EXPECT_EQ(smc_open(), 0); }
+};
+
+} // namespace kelo

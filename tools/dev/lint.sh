@@ -1,0 +1,33 @@
+# shellcheck shell=bash
+# Form: clang-format, clang-tidy, shellcheck. Sourced by ./dev.
+
+source_files() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
+
+command_format() {
+  [ $# -eq 0 ] || usage "format takes no arguments"
+  ensure_packages
+  source_files | xargs clang-format -i
+}
+
+command_lint() {
+  [ $# -eq 0 ] || usage "lint takes no arguments"
+  ensure_packages
+  say "clang-format"
+  source_files | xargs clang-format --dry-run -Werror
+  say "shellcheck"
+  shell_files | xargs shellcheck -x
+  say "clang-tidy"
+  cmake --preset debug >/dev/null
+  tidy
+}
+
+shell_files() {
+  git ls-files --cached --others --exclude-standard -- dev '*.sh' .ci/run
+}
+
+# The test sources stay out: their macros expand to code that no check was written for.
+tidy() {
+  local files
+  files=$(git ls-files --cached --others --exclude-standard -- '*.cpp' | grep -vE '^(tests|platform/macos)/')
+  printf '%s\n' "$files" | xargs -P "$(jobs_count)" -n 4 clang-tidy -p build/debug --quiet 2>/dev/null
+}

@@ -1,0 +1,50 @@
+# shellcheck shell=bash
+# What the project builds with, and how to get it. Sourced by ./dev.
+
+# Debian's and Ubuntu's packages. The compilers' run-time parts are named one by one: they are only recommendations of
+# the compilers' own packages.
+debian_packages=(
+  cmake ninja-build g++ clang clang-format clang-tidy llvm libclang-rt-14-dev
+  libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
+  shellcheck
+)
+brew_packages=(cmake ninja googletest nlohmann-json cli11 openssl@3 llvm shellcheck)
+
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# Installs what is missing and says what it installs; says nothing when nothing is.
+ensure_packages() {
+  if command -v apt-get >/dev/null; then
+    ensure_debian_packages
+  elif command -v brew >/dev/null; then
+    ensure_brew_packages
+  else
+    fail "needs apt (Debian 12 or newer, Ubuntu 24.04 or newer) or Homebrew to install what it builds with"
+  fi
+}
+
+ensure_debian_packages() {
+  local missing=() package
+  for package in "${debian_packages[@]}"; do
+    dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
+    fail "needs these packages and neither runs as root nor finds sudo: ${missing[*]}"
+  fi
+  say "installing: ${missing[*]}"
+  as_root apt-get update -qq
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+ensure_brew_packages() {
+  local missing=() package
+  for package in "${brew_packages[@]}"; do
+    brew list --formula "$package" >/dev/null 2>&1 || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  say "installing: ${missing[*]}"
+  brew install --quiet "${missing[@]}"
+}
