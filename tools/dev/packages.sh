@@ -1,10 +1,9 @@
 # shellcheck shell=bash
 # What the project builds with, and how to get it. Sourced by ./dev.
 
-# Debian's and Ubuntu's packages. The compilers' run-time parts are named one by one: they are only recommendations of
-# the compilers' own packages.
+# Debian's and Ubuntu's packages.
 debian_packages=(
-  cmake ninja-build g++ clang clang-format clang-tidy llvm libclang-rt-14-dev
+  cmake ninja-build g++ clang clang-format clang-tidy llvm
   libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
   shellcheck
 )
@@ -26,8 +25,14 @@ ensure_packages() {
 }
 
 ensure_debian_packages() {
+  install_debian_packages "${debian_packages[@]}"
+  # The sanitizers' run-time library is only a recommendation of the compiler's package, and named after its version.
+  install_debian_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
+}
+
+install_debian_packages() {
   local missing=() package
-  for package in "${debian_packages[@]}"; do
+  for package in "$@"; do
     dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return

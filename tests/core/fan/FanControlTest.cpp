@@ -111,8 +111,8 @@ TEST_F(FanControl, TheLockedLaptopIsUnlockedInAboutASecond) {
 // --- the target
 
 TEST_F(FanControl, ATargetIsClampedIntoTheFansRangeAndReturned) {
-    const std::pair<double, double> targets[] = {
-        {500, 1200}, {1200, 1200}, {3000.5, 3000.5}, {6000, 6000}, {9000, 6000}};
+    const std::pair<double, double> targets[] = {{500, 1200},  {1200, 1200},   {3000.5, 3000.5},
+                                                 {6000, 6000}, {6000.5, 6000}, {9000, 6000}};
     for (const auto& [asked, set] : targets) {
         EXPECT_EQ(fans.setTarget(0, asked), set);
         EXPECT_EQ(controller.number("F0Tg"), set);

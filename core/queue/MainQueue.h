@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+namespace kelo {
+
+/// A timer that runs on the main queue. Destroying it invalidates it: its handler does not run again. Used on the main
+/// thread only.
+class Timer {
+public:
+    Timer() = default;
+    Timer(const Timer&) = delete;
+    Timer& operator=(const Timer&) = delete;
+    virtual ~Timer() = default;
+
+    /// Keeps the handler from running again. May be called from the handler itself and more than once.
+    virtual void invalidate() = 0;
+};
+
+/// The one serial queue on which all state lives: everything that runs on it runs on the main thread, one after
+/// another.
+class MainQueue {
+public:
+    using Task = std::function<void()>;
+
+    MainQueue() = default;
+    MainQueue(const MainQueue&) = delete;
+    MainQueue& operator=(const MainQueue&) = delete;
+    virtual ~MainQueue() = default;
+
+    /// Runs `task` on the main thread, after everything posted before it. Returns at once. Any thread.
+    virtual void post(Task task) = 0;
+
+    /// Runs `task` on the main thread in `seconds`. Returns at once. Cannot be taken back. Any thread.
+    virtual void postAfter(double seconds, Task task) = 0;
+
+    /// Runs `onFire` on the main thread in `interval` seconds, and then every `interval` seconds if it repeats. A
+    /// repeating timer that was kept from firing in time fires once and then keeps to its schedule. Main thread only.
+    [[nodiscard]] virtual std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) = 0;
+
+    /// Whether the calling thread is the main thread: for assertions.
+    virtual bool isCurrent() const = 0;
+};
+
+} // namespace kelo

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+namespace kelo {
+
+/// Delivery of one signal. Destroying it ends the delivery.
+class SignalSource {
+public:
+    SignalSource() = default;
+    SignalSource(const SignalSource&) = delete;
+    SignalSource& operator=(const SignalSource&) = delete;
+    virtual ~SignalSource() = default;
+};
+
+/// Signals as events of the main queue. Main thread only.
+class Signals {
+public:
+    Signals() = default;
+    Signals(const Signals&) = delete;
+    Signals& operator=(const Signals&) = delete;
+    virtual ~Signals() = default;
+
+    /// Takes the signal its default effect, so that only a source sees it.
+    virtual void ignore(int signal) = 0;
+
+    /// Calls `onSignal` on the main queue each time the signal has arrived.
+    [[nodiscard]] virtual std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) = 0;
+};
+
+} // namespace kelo

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+namespace kelo {
+
+enum class LogLevel { error, notice };
+
+/// One category of the system's own log. Any thread.
+class SystemLog {
+public:
+    SystemLog() = default;
+    SystemLog(const SystemLog&) = delete;
+    SystemLog& operator=(const SystemLog&) = delete;
+    virtual ~SystemLog() = default;
+
+    /// Whether the system keeps entries of this level.
+    virtual bool isEnabled(LogLevel level) = 0;
+
+    /// Adds one entry, readable by everybody who may read the log.
+    virtual void write(LogLevel level, const std::string& message) = 0;
+};
+
+} // namespace kelo
