@@ -3,8 +3,17 @@
 #include <stdexcept>
 
 #include "simulator/SimulatedController.h"
+#include "simulator/SimulatedMac.h"
 
 namespace kelo {
+
+SimulatedExchange::SimulatedExchange(SimulatedController& controller)
+    : perform_([&controller](const SMCKeyData& request, bool isRootCaller) {
+          return controller.exchange(request, isRootCaller);
+      }) {}
+
+SimulatedExchange::SimulatedExchange(SimulatedMac& mac)
+    : perform_([&mac](const SMCKeyData& request, bool isRootCaller) { return mac.exchange(request, isRootCaller); }) {}
 
 std::uint32_t SimulatedExchange::open() {
     ++opens_;
@@ -19,7 +28,7 @@ std::uint32_t SimulatedExchange::open() {
 bool SimulatedExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) {
     if (connection == 0 || connection != handle_)
         return false;
-    const auto answer = controller_.exchange(request, isRoot);
+    const auto answer = perform_(request, isRoot);
     if (answer)
         reply = *answer;
     return answer.has_value();

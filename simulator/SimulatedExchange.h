@@ -1,21 +1,25 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 
 #include "core/smc/SMCExchange.h"
 
 namespace kelo {
 
 class SimulatedController;
+class SimulatedMac;
 
-/// The exchange with a simulated controller in the same process.
+/// The exchange with a simulated controller, or with a whole simulated Mac, in the same process.
 ///
 /// Checks the key client's side of the contract as a kernel would: a closed or stale handle fails the exchange, and
 /// `openConnections()` tells a leak.
 class SimulatedExchange : public SMCExchange {
 public:
-    /// `controller` is borrowed.
-    explicit SimulatedExchange(SimulatedController& controller) : controller_(controller) {}
+    /// What is passed is borrowed.
+    explicit SimulatedExchange(SimulatedController& controller);
+    explicit SimulatedExchange(SimulatedMac& mac);
 
     std::uint32_t open() override;
     bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) override;
@@ -28,7 +32,7 @@ public:
     int openConnections() const { return handle_ == 0 ? 0 : 1; }
 
 private:
-    SimulatedController& controller_;
+    std::function<std::optional<SMCKeyData>(const SMCKeyData&, bool)> perform_;
     std::uint32_t handle_ = 0;
     int opens_ = 0;
 };

@@ -1,0 +1,194 @@
+#include "core/hold/FanHold.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "core/fan/FanController.h"
+#include "core/hold/FanMath.h"
+#include "core/hold/HoldGate.h"
+#include "core/hold/Lid.h"
+#include "core/hold/PowerWatch.h"
+#include "core/hold/ThermalFloor.h"
+#include "core/queue/MainQueue.h"
+
+namespace kelo {
+namespace {
+
+constexpr double driftTolerance = 25.0; // RPM; below it a target is not worth a write
+constexpr double addingAirThreshold = 0.001;
+
+} // namespace
+
+FanHold::FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose,
+                 HoldSurroundings surroundings)
+    : controller_(std::move(controller)), fraction_(FanMath::clamped(fraction)),
+      handsBackOnLidClose_(handsBackOnLidClose), surroundings_(surroundings) {}
+
+FanHold::~FanHold() = default;
+
+void FanHold::start() {
+    isHolding_ = true;
+    if (mayHold()) {
+        const bool neededUnlock = engage();
+        isEngaged_ = true;
+        emit(Event::engaged(fraction_, neededUnlock));
+    } else {
+        emit(Event::yielded());
+    }
+    watchPower();
+    startTimer();
+}
+
+void FanHold::stop() {
+    if (!isHolding_)
+        return;
+    isHolding_ = false;
+    isEngaged_ = false;
+    if (timer_)
+        timer_->invalidate();
+    timer_.reset();
+    if (power_)
+        power_->stop();
+    power_.reset();
+    controller_->restoreAuto();
+    emit(Event::released());
+}
+
+void FanHold::watchPower() {
+    const auto weak = weak_from_this();
+    const auto handler = [weak](void (FanHold::*step)()) {
+        return [weak, step] {
+            if (const auto hold = weak.lock())
+                ((*hold).*step)();
+        };
+    };
+    power_ = std::make_shared<PowerWatch>(surroundings_.power, handler(&FanHold::systemWillSleep),
+                                          handler(&FanHold::systemDidWake));
+    power_->start();
+}
+
+void FanHold::startTimer() {
+    timer_ = surroundings_.queue.scheduleTimer(checkInterval, true, [weak = weak_from_this()] {
+        if (const auto hold = weak.lock())
+            hold->reassertIfNeeded();
+    });
+}
+
+/// The lid is asked afresh at each evaluation, also while asleep.
+bool FanHold::mayHold() {
+    const bool lidClosed = Lid::isClosed(surroundings_.clamshell);
+    return HoldGate::mayHold(isSleeping_, lidClosed, handsBackOnLidClose_);
+}
+
+/// Takes every fan to the held fraction. Returns whether any needed the unlock switch. The first refusal is thrown and
+/// leaves the fans after it alone. The caller keeps `isEngaged_`.
+bool FanHold::engage() {
+    const double fraction = heldFraction();
+    bool neededUnlock = false;
+    for (const auto& fan : controller_->fans()) {
+        const bool unlocked = controller_->engageManual(fan.index);
+        controller_->setTarget(fan.index, FanMath::target(fan.minRPM, fan.maxRPM, fraction));
+        neededUnlock = neededUnlock || unlocked;
+    }
+    return neededUnlock;
+}
+
+/// Brings the fans in line with the gate. Returns whether they are held now.
+bool FanHold::follow() {
+    if (!isHolding_)
+        return false;
+    if (!mayHold()) {
+        if (isEngaged_) {
+            isEngaged_ = false;
+            controller_->restoreAuto();
+            emit(Event::yielded());
+        }
+        return false;
+    }
+    if (isEngaged_)
+        return true;
+    try {
+        engage();
+    } catch (const FanError&) {
+        return false; // the next tick tries again
+    }
+    isEngaged_ = true;
+    emit(Event::resumed());
+    return isEngaged_; // the observer may have ended the hold
+}
+
+/// One evaluation of the fraction to hold, which is also one chip reading and one step of easing.
+double FanHold::heldFraction() {
+    takeChipReading();
+    const double candidate = ThermalFloor::hold(fraction_, ThermalFloor::smoothed(chipReadings_));
+    floor_ = ThermalFloor::eased(floor_, candidate);
+    const double held = fraction_ > floor_ ? fraction_ : floor_;
+    const bool isAdding = fraction_ + addingAirThreshold < held;
+    if (isAdding != isAddingAir_) {
+        isAddingAir_ = isAdding;
+        emit(isAdding ? Event::addingAir(held) : Event::backToAsked());
+    }
+    return held;
+}
+
+/// A missing reading adds nothing; the older ones keep serving.
+void FanHold::takeChipReading() {
+    const auto celsius = controller_->chipTemperature();
+    if (!celsius)
+        return;
+    chipReadings_.push_back(*celsius);
+    if (chipReadings_.size() > ThermalFloor::smoothingWindow)
+        chipReadings_.erase(chipReadings_.begin());
+}
+
+/// Each tick: the fans are brought back if anybody took one, or moved a target by more than is worth a write. A changed
+/// held fraction reaches the fans the same way.
+void FanHold::reassertIfNeeded() {
+    if (!follow())
+        return;
+    const auto fans = controller_->fans();
+    const bool isAllManual = std::all_of(fans.begin(), fans.end(), [](const Fan& fan) { return fan.isManual; });
+    const double fraction = heldFraction();
+    if (!isAnyTargetOff(fraction) && isAllManual)
+        return;
+    try {
+        engage();
+    } catch (const FanError&) {
+        // The next tick tries again.
+    }
+    if (!isAllManual)
+        emit(Event::reasserted());
+}
+
+/// Reads the fans anew: since the first look an evaluation may have taken its time.
+bool FanHold::isAnyTargetOff(double fraction) {
+    const auto fans = controller_->fans();
+    return std::any_of(fans.begin(), fans.end(), [&](const Fan& fan) {
+        return std::fabs(fan.targetRPM - FanMath::target(fan.minRPM, fan.maxRPM, fraction)) > driftTolerance;
+    });
+}
+
+void FanHold::systemWillSleep() {
+    if (!isHolding_)
+        return;
+    isEngaged_ = false;
+    isSleeping_ = true;
+    controller_->restoreAuto();
+    emit(Event::sleeping());
+}
+
+void FanHold::systemDidWake() {
+    if (!isHolding_)
+        return;
+    isSleeping_ = false;
+    emit(Event::woke());
+    follow();
+}
+
+void FanHold::emit(const Event& event) {
+    if (onEvent)
+        onEvent(event);
+}
+
+} // namespace kelo

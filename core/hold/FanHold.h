@@ -1,0 +1,93 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "core/hold/FanHoldEvent.h"
+
+namespace kelo {
+
+class Clamshell;
+class FanController;
+class MainQueue;
+class PowerNotifications;
+class PowerWatch;
+class Timer;
+
+/// What a hold needs of the machine beside its fans. Borrowed.
+struct HoldSurroundings {
+    MainQueue& queue;
+    PowerNotifications& power;
+    Clamshell& clamshell;
+};
+
+/// Holds every fan at one fraction of its speed range for as long as it is wanted, and no longer.
+///
+/// While it holds, it keeps the fans in manual mode at their targets, raises them when the chip runs hot, lets them
+/// fall back slowly, and every `checkInterval` repairs what anybody else changed. It gives the fans back before the
+/// system sleeps and, if asked to, while the lid is closed, and takes them again afterwards.
+///
+/// To be made with `std::make_shared`: its timer and its power watch refer to it weakly. The owner calls `stop()`
+/// before it lets a started hold go; dropping one hands nothing back. Main thread only.
+class FanHold : public std::enable_shared_from_this<FanHold> {
+public:
+    using Event = FanHoldEvent;
+
+    /// Touches no hardware. The fraction is clamped into 0...1; NaN passes through.
+    FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose,
+            HoldSurroundings surroundings);
+    FanHold(const FanHold&) = delete;
+    FanHold& operator=(const FanHold&) = delete;
+    ~FanHold();
+
+    /// Seconds between repairs. Read when `start()` makes the timer.
+    double checkInterval = 2.0;
+
+    /// The one observer, called on the main thread within the step that the event belongs to. Events without an
+    /// observer are dropped.
+    std::function<void(const Event&)> onEvent;
+
+    /// Takes the fans, or yields at once if they may not be held now. To be called once. Blocks while the controller
+    /// takes its time to grant manual mode. Throws the controller's `FanError`; fans that were taken before it stay
+    /// taken until `stop()`.
+    void start();
+
+    /// Ends the hold and gives the fans back. Does nothing when `start()` was not called, or after a `stop()`.
+    void stop();
+
+    /// The fans run faster than asked because the chip is hot.
+    bool isAddingAir() const { return isAddingAir_; }
+
+    /// The hold stands aside, and not because of sleep.
+    bool isYieldedToLid() const { return isHolding_ && !isEngaged_ && !isSleeping_; }
+
+private:
+    bool mayHold();
+    bool engage();
+    bool follow();
+    double heldFraction();
+    void takeChipReading();
+    void reassertIfNeeded();
+    bool isAnyTargetOff(double fraction);
+    void watchPower();
+    void startTimer();
+    void systemWillSleep();
+    void systemDidWake();
+    void emit(const Event& event);
+
+    std::shared_ptr<FanController> controller_;
+    double fraction_;
+    bool handsBackOnLidClose_;
+    HoldSurroundings surroundings_;
+    std::shared_ptr<PowerWatch> power_;
+    std::unique_ptr<Timer> timer_;
+    bool isHolding_ = false;
+    bool isEngaged_ = false;
+    bool isSleeping_ = false;
+    bool isAddingAir_ = false;
+    double floor_ = 0;                 ///< The eased fraction of the previous evaluation.
+    std::vector<double> chipReadings_; ///< Degrees Celsius, oldest first.
+};
+
+} // namespace kelo

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+#include <variant>
+
+namespace kelo {
+
+/// What a hold announces to its observer.
+struct FanHoldEvent {
+    /// The first engagement succeeded. `fraction` is the asked one.
+    struct Engaged {
+        double fraction;
+        bool neededUnlock; ///< Some fan needed the controller's unlock switch.
+        bool operator==(const Engaged&) const = default;
+    };
+    /// The hold now runs the fans faster than asked, at `fraction`.
+    struct AddingAir {
+        double fraction;
+        bool operator==(const AddingAir&) const = default;
+    };
+    enum class Plain { backToAsked, reasserted, sleeping, woke, yielded, resumed, released };
+
+    std::variant<Engaged, AddingAir, Plain> value;
+
+    static FanHoldEvent engaged(double fraction, bool neededUnlock) { return {Engaged{fraction, neededUnlock}}; }
+    static FanHoldEvent addingAir(double fraction) { return {AddingAir{fraction}}; }
+    static FanHoldEvent backToAsked() { return {Plain::backToAsked}; }
+    static FanHoldEvent reasserted() { return {Plain::reasserted}; }
+    static FanHoldEvent sleeping() { return {Plain::sleeping}; }
+    static FanHoldEvent woke() { return {Plain::woke}; }
+    static FanHoldEvent yielded() { return {Plain::yielded}; }
+    static FanHoldEvent resumed() { return {Plain::resumed}; }
+    static FanHoldEvent released() { return {Plain::released}; }
+
+    /// "sleeping", "engaged(fraction: 0.5, neededUnlock: false)".
+    std::string description() const;
+
+    bool operator==(const FanHoldEvent&) const = default;
+};
+
+/// The shortest decimal that reads back as `number`: "0.5", "1.0", "1e-05". Decimal from 0.0001 up to 2^54, always with
+/// a fractional part; scientific outside. "nan", "inf", "-inf".
+std::string shortestText(double number);
+
+} // namespace kelo

@@ -1,0 +1,249 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+
+#include "core/hold/ThermalFloor.h"
+#include "tests/core/hold/HoldFixture.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class AddingAir : public HoldFixture {
+protected:
+    /// Forgets the older readings: as many ticks as the history is long, with a fresh reading each.
+    void settle() { queue.runFor(2.0 * ThermalFloor::smoothingWindow * 4); }
+};
+
+TEST_F(AddingAir, AHotChipIsAnnouncedBeforeTheEngagement) {
+    setChip(96);
+    hold = makeHold(0.3);
+    hold->start();
+    EXPECT_EQ(takeEffects(), Trace({"addingAir(fraction: 0.5)"}) + takeFans(0.5) +
+                                 Trace({"engaged(fraction: 0.3, neededUnlock: false)"}));
+    EXPECT_TRUE(hold->isAddingAir());
+}
+
+TEST_F(AddingAir, AFailedEngagementHasAnnouncedItAllTheSame) {
+    setChip(96);
+    fans->unlockTimeout = 0;
+    controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
+    hold = makeHold(0.3);
+    EXPECT_THROW(hold->start(), FanError);
+    EXPECT_EQ(takeEvents(), Trace({"addingAir(fraction: 0.5)"}));
+    EXPECT_TRUE(hold->isAddingAir());
+}
+
+TEST_F(AddingAir, AnAskedFractionAboveTheFloorAddsNone) {
+    setChip(96);
+    hold = makeHold(0.8);
+    hold->start();
+    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.8, neededUnlock: false)"}));
+    EXPECT_FALSE(hold->isAddingAir());
+}
+
+TEST_F(AddingAir, ItStartsOnlyMoreThanAThousandthAboveTheAskedFraction) {
+    const double floor = ThermalFloor::fraction(93);
+    setChip(93);
+    startHold(floor - 0.001);
+    EXPECT_FALSE(hold->isAddingAir());
+    hold->stop();
+    startHold(floor - 0.0011);
+    EXPECT_TRUE(hold->isAddingAir());
+}
+
+TEST_F(AddingAir, TheHeldFractionFallsByDoublesExactly) {
+    // One reading in the history, so that the floor follows the chip at once.
+    setChip(96);
+    startHold(0.3);
+    // From here on the smoothed temperature would fall slowly; make it fall at once by taking the sensor's history
+    // over.
+    double held = 0.5;
+    setChip(-1000);
+    for (int step = 0; step < 4; ++step) {
+        tick(); // reveals the drift with one step, and takes the fans one step further down
+        held = held - 0.02;
+        held = held - 0.02;
+        EXPECT_EQ(takeEffects(), takeFans(held)) << step;
+    }
+    EXPECT_EQ(held, 0.5 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02);
+}
+
+TEST_F(AddingAir, ItEndsAtTheFirstEvaluationThatIsNoMoreThanAThousandthAbove) {
+    setChip(96);
+    startHold(0.3);
+    setChip(-1000); // the mean is far below the curve from the next reading on
+    Trace events;
+    double held = 0.5;
+    int evaluations = 0;
+    while (events.empty() && evaluations < 40) {
+        tick();
+        events = takeEvents();
+        evaluations += 2;
+        held -= 0.04;
+    }
+    // 0.5, then ten falls of 0.02: 0.48 ... 0.30000000000000016, of which the tenth is back.
+    EXPECT_EQ(events, Trace({"backToAsked"}));
+    EXPECT_EQ(evaluations, 10);
+    EXPECT_FALSE(hold->isAddingAir());
+    EXPECT_EQ(controller.number("F0Tg"),
+              static_cast<double>(static_cast<float>(FanMath::target(1200, 6000, std::fmax(0.3, held)))));
+}
+
+TEST_F(AddingAir, OnARangeOf1000RPMEverySecondStepIsWritten) {
+    // 0.02 of 1000 RPM is 20 RPM, which is not worth a write; two of them are.
+    for (const auto* key : {"F0Mx", "F1Mx"})
+        controller.setNumber(key, 2200);
+    setChip(96);
+    startHold(0.3);
+    setChip(-1000);
+    const auto takeSmallFans = [](double fraction) {
+        const auto target = "Tg=" + speed(1200, 2200, fraction);
+        return Trace({"F0Md=1", "F0" + target, "F1Md=1", "F1" + target});
+    };
+    const double firstStep = 0.5 - 0.02;
+    const double writtenStep = firstStep - 0.02 - 0.02; // the tick that sees 40 RPM, and the engagement after it
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    EXPECT_EQ(effectsOfTick(), takeSmallFans(writtenStep));
+}
+
+TEST_F(AddingAir, OnTheLaptopsRangeOneStepIsWrittenAtOnceAndOneStepFurtherDown) {
+    setChip(96);
+    startHold(0.3);
+    setChip(-1000);
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5 - 0.02 - 0.02));
+}
+
+TEST_F(AddingAir, RisingReachesTheFansAtOnce) {
+    startHold(0.3);
+    setChip(45 + (96 - 45) * 2); // the mean of 45 and this is 96
+    EXPECT_EQ(effectsOfTick(),
+              Trace({"addingAir(fraction: 0.5)"}) + takeFans(ThermalFloor::fraction((45 + 147 + 147) / 3.0)));
+}
+
+TEST_F(AddingAir, NothingIsAnnouncedWhileItOnlyVaries) {
+    setChip(96);
+    startHold(0.3);
+    setChip(98.5);
+    settle();
+    setChip(94);
+    settle();
+    EXPECT_THAT(takeEvents(), IsEmpty());
+    EXPECT_TRUE(hold->isAddingAir());
+}
+
+TEST_F(AddingAir, TheHistoryHoldsEightReadings) {
+    setChip(80);
+    startHold(0.0);
+    for (int i = 0; i < 20; ++i)
+        tick();
+    takeTrace();
+    // Seven readings of 80 and one of 160 have a mean of 90; with a ninth one it would be below 89.
+    setChip(152.1);
+    tick();
+    const double mean = (7 * 80 + 152.1) / 8;
+    EXPECT_NEAR(mean, 89.01, 0.01);
+    EXPECT_TRUE(hold->isAddingAir());
+}
+
+TEST_F(AddingAir, AMissingReadingLeavesTheOlderOnesServing) {
+    setChip(96);
+    startHold(0.3);
+    controller.remove("Tp09");
+    for (int i = 0; i < 50; ++i)
+        tick();
+    EXPECT_THAT(takeEffects(), IsEmpty());
+    EXPECT_TRUE(hold->isAddingAir());
+}
+
+TEST_F(AddingAir, WithoutAnyReadingTheAskedFractionIsHeld) {
+    controller.remove("Tp09");
+    hold = makeHold(0.3);
+    hold->start();
+    EXPECT_EQ(takeEffects(), takeFans(0.3) + Trace({"engaged(fraction: 0.3, neededUnlock: false)"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+}
+
+TEST_F(AddingAir, ASensorThatComesBackIsHeardAgain) {
+    controller.remove("Tp09");
+    startHold(0.3);
+    tick();
+    controller.defineNumber("Tp09", smc_type::flt, 96);
+    EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 0.5)"}) + takeFans(0.5));
+}
+
+TEST_F(AddingAir, TheSecondSensorServesWhileTheFirstIsAway) {
+    startHold(0.3);
+    controller.remove("Tp09");
+    controller.defineNumber("Tp0T", smc_type::flt, 147);
+    EXPECT_EQ(effectsOfTick().at(0), "addingAir(fraction: 0.5)");
+}
+
+TEST_F(AddingAir, AnUnknownReadingHasNoFloorAndTheHeldFractionFallsStepByStep) {
+    setChip(96);
+    startHold(0.3);
+    setChip(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5 - 0.02 - 0.02));
+    setChip(96);
+    for (int i = 0; i < 3; ++i) // the unknown reading spoils the mean until it has left the history
+        tick();
+    EXPECT_TRUE(hold->isAddingAir());
+    takeTrace();
+    for (int i = 0; i < 8; ++i)
+        tick();
+    EXPECT_EQ(controller.number("F0Tg"), 3600);
+}
+
+TEST_F(AddingAir, ASpikeIsSmoothed) {
+    setChip(60);
+    startHold(0.2);
+    for (int i = 0; i < 7; ++i)
+        tick();
+    takeTrace();
+    setChip(120);
+    tick();
+    setChip(60);
+    for (int i = 0; i < 10; ++i)
+        tick();
+    EXPECT_THAT(takeEffects(), IsEmpty());
+}
+
+TEST_F(AddingAir, ANewHoldStartsWithAnEmptyHistory) {
+    setChip(96);
+    startHold(0.3);
+    hold->stop();
+    setChip(45);
+    hold = makeHold(0.3);
+    takeTrace();
+    hold->start();
+    EXPECT_EQ(takeEffects(), takeFans(0.3) + Trace({"engaged(fraction: 0.3, neededUnlock: false)"}));
+}
+
+TEST_F(AddingAir, ItKeepsItsStateOverAStop) {
+    setChip(96);
+    startHold(0.3);
+    hold->stop();
+    EXPECT_TRUE(hold->isAddingAir());
+    EXPECT_EQ(takeEvents(), Trace({"released"}));
+}
+
+TEST_F(AddingAir, EasingGoesOnFromWhereItWasAfterAYield) {
+    setChip(96);
+    startHold(0.3, true);
+    clamshell.state = true;
+    tick();
+    setChip(-1000);
+    for (int i = 0; i < 30; ++i)
+        tick(); // no reading and no step while the hold stands aside
+    takeTrace();
+    clamshell.state = false;
+    tick();
+    // The re-engagement takes one step, the drift check a second one, the repair a third.
+    EXPECT_EQ(takeEffects(), takeFans(0.5 - 0.02) + Trace({"resumed"}) + takeFans(0.5 - 0.02 - 0.02 - 0.02));
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,494 @@
+#include "core/hold/FanHold.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "tests/core/hold/HoldFixture.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+
+class FanHoldTest : public HoldFixture {};
+
+// --- starting and stopping
+
+TEST_F(FanHoldTest, MakingAHoldTouchesNoHardware) {
+    hold = makeHold(0.5);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    EXPECT_EQ(queue.liveTimers(), 0);
+    EXPECT_EQ(power.registrations(), 0);
+    EXPECT_FALSE(hold->isAddingAir());
+    EXPECT_FALSE(hold->isYieldedToLid());
+    EXPECT_EQ(hold->checkInterval, 2.0);
+}
+
+TEST_F(FanHoldTest, StartTakesOneChipReadingReadsTheFansAndTakesEachInOrder) {
+    hold = makeHold(0.5);
+    hold->start();
+    EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?"}) + readFans() + takeFansWithReads(0.5) +
+                               Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
+    EXPECT_EQ(queue.liveTimers(), 1);
+    EXPECT_EQ(power.registered(), 1U);
+}
+
+TEST_F(FanHoldTest, StopEndsTimerAndWatchHandsBackAndReleases) {
+    startHold(0.5);
+    hold->stop();
+    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"released"}));
+    EXPECT_EQ(queue.liveTimers(), 0);
+    EXPECT_EQ(power.registered(), 0U);
+    queue.runFor(60);
+    power.send(willSleep, 1);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, StoppingTwiceReleasesOnce) {
+    startHold(0.5);
+    hold->stop();
+    takeTrace();
+    hold->stop();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, StoppingAHoldThatWasNeverStartedDoesNothing) {
+    hold = makeHold(0.5);
+    hold->stop();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, TheAskedFractionIsClamped) {
+    const std::pair<double, double> clampedTo[] = {
+        {1.7, 1.0}, {-0.2, 0.0}, {0.0, 0.0}, {1.0, 1.0}, {std::numeric_limits<double>::infinity(), 1.0}};
+    for (const auto& [asked, held] : clampedTo) {
+        hold = makeHold(asked);
+        hold->start();
+        EXPECT_EQ(takeEffects(),
+                  takeFans(held) + Trace({"engaged(fraction: " + shortestText(held) + ", neededUnlock: false)"}));
+        hold->stop();
+        takeTrace();
+    }
+}
+
+TEST_F(FanHoldTest, WithoutAnObserverEventsAreDropped) {
+    hold = makeHold(0.5);
+    hold->onEvent = nullptr;
+    hold->start();
+    hold->stop();
+    EXPECT_THAT(takeEvents(), IsEmpty());
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(FanHoldTest, TheUnlockSwitchShowsInTheEvent) {
+    controller.setUnlockRule({true, 0});
+    hold = makeHold(0.5);
+    hold->start();
+    EXPECT_THAT(takeEffects(), ElementsAre("F0Md=1 refused", "Ftst=1", "F0Md=1", "F0Tg=3600.0", "F1Md=1", "F1Tg=3350.0",
+                                           "engaged(fraction: 0.5, neededUnlock: true)"));
+}
+
+TEST_F(FanHoldTest, OneFanThatNeededTheSwitchIsEnoughWhicheverItIs) {
+    fans->unlockTimeout = 0.3;
+    controller.answer("F1Md", SMCCommand::writeBytes, 0x11);
+    hold = makeHold(0.5);
+    EXPECT_THROW(hold->start(), FanError);
+    controller.clearFaults();
+    controller.setUnlockRule({true, 0.2});
+    hold->stop();
+    takeTrace();
+    hold = makeHold(0.5);
+    hold->start();
+    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: true)"}));
+}
+
+TEST_F(FanHoldTest, WithNoUsableFanItEngagesNothingAndTicksWriteNothing) {
+    controller.remove("F0Ac");
+    controller.remove("F1Ac");
+    hold = makeHold(0.5);
+    hold->start();
+    EXPECT_EQ(takeEffects(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
+    queue.runFor(60);
+    EXPECT_THAT(takeEffects(), IsEmpty());
+    EXPECT_FALSE(hold->isYieldedToLid());
+}
+
+// --- a start that fails
+
+TEST_F(FanHoldTest, AStartThatFailsThrowsLeavesEarlierFansManualAndMakesNoTimerAndNoWatch) {
+    controller.answer("F1Tg", SMCCommand::writeBytes, 0xFF);
+    hold = makeHold(0.5);
+    try {
+        hold->start();
+        FAIL() << "nothing was thrown";
+    } catch (const FanError& error) {
+        EXPECT_EQ(error, FanError::targetRejected(0xFF));
+    }
+    EXPECT_THAT(takeEffects(), ElementsAre("F0Md=1", "F0Tg=3600.0", "F1Md=1", "F1Tg=3350.0 refused"));
+    EXPECT_TRUE(isManual(0));
+    EXPECT_EQ(queue.liveTimers(), 0);
+    EXPECT_EQ(power.registrations(), 0);
+    EXPECT_TRUE(hold->isYieldedToLid());
+}
+
+TEST_F(FanHoldTest, AFirstFanThatRefusesKeepsTheOthersFromBeingTouched) {
+    fans->unlockTimeout = 0;
+    controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
+    hold = makeHold(0.5);
+    EXPECT_THROW(hold->start(), FanError);
+    EXPECT_THAT(takeEffects(), ElementsAre("F0Md=1 refused", "Ftst=1"));
+}
+
+TEST_F(FanHoldTest, StoppingAHoldWhoseStartFailedHandsTheFansBackAndReleases) {
+    controller.answer("F1Tg", SMCCommand::writeBytes, 0xFF);
+    hold = makeHold(0.5);
+    EXPECT_THROW(hold->start(), FanError);
+    takeTrace();
+    hold->stop();
+    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"released"}));
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_FALSE(hold->isYieldedToLid());
+}
+
+TEST_F(FanHoldTest, AStartWithoutRightsThrowsNeedsRootAfterItsChipReading) {
+    system.root = false;
+    hold = makeHold(0.5);
+    try {
+        hold->start();
+        FAIL() << "nothing was thrown";
+    } catch (const FanError& error) {
+        EXPECT_EQ(error, FanError::needsRoot());
+    }
+    EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?"}) + readFans());
+}
+
+// --- ticks
+
+TEST_F(FanHoldTest, AQuietTickReadsTheLidTheFansTheChipAndTheFansAgainAndWritesNothing) {
+    startHold(0.5);
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?"}) + readFans());
+}
+
+TEST_F(FanHoldTest, TheTimerTicksEveryTwoSeconds) {
+    startHold(0.5);
+    queue.runFor(1.999);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    queue.runFor(0.001);
+    EXPECT_FALSE(takeTrace().empty());
+    queue.runFor(1.999);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, TheCheckIntervalIsReadWhenTheHoldStarts) {
+    hold = makeHold(0.5);
+    hold->checkInterval = 0.5;
+    hold->start();
+    hold->checkInterval = 100;
+    takeTrace();
+    queue.runFor(0.5);
+    EXPECT_FALSE(takeTrace().empty());
+}
+
+TEST_F(FanHoldTest, ADriftingTickTakesASecondStepAndTakesTheFansWithoutAnEvent) {
+    startHold(0.5);
+    controller.setNumber("F0Tg", 3600 + 26);
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?"}) + readFans() + Trace({"Tp09?"}) +
+                               readFans() + takeFansWithReads(0.5));
+}
+
+TEST_F(FanHoldTest, ATickAfterInterferenceTakesTheFansAndThenReasserts) {
+    startHold(0.5);
+    controller.setNumber("F1Md", 0);
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?"}) + readFans() + Trace({"Tp09?"}) +
+                               readFans() + takeFansWithReads(0.5) + Trace({"reasserted"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, ADriftOfExactly25RPMIsNone) {
+    startHold(0.5);
+    for (const double drift : {25.0, -25.0}) {
+        controller.setNumber("F0Tg", 3600 + drift);
+        EXPECT_THAT(effectsOfTick(), IsEmpty()) << drift;
+    }
+    for (const double drift : {25.01, -25.01}) {
+        controller.setNumber("F0Tg", 3600 + drift);
+        EXPECT_EQ(effectsOfTick(), takeFans(0.5)) << drift;
+    }
+}
+
+TEST_F(FanHoldTest, DriftOfAnyFanIsSeen) {
+    startHold(0.5);
+    controller.setNumber("F1Tg", 1200);
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5));
+}
+
+TEST_F(FanHoldTest, ARepairThatFailsStillReasserts) {
+    startHold(0.5);
+    fans->unlockTimeout = 0;
+    controller.setNumber("F0Md", 0);
+    controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
+    EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1 refused", "Ftst=1", "reasserted"}));
+    controller.clearFaults();
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"reasserted"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, ARepairOfADriftThatFailsIsSilentAndTriedAgain) {
+    startHold(0.5);
+    controller.setNumber("F0Tg", 1200);
+    controller.answer("F0Tg", SMCCommand::writeBytes, 0x82);
+    EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3600.0 refused"}));
+    controller.clearFaults();
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5));
+}
+
+TEST_F(FanHoldTest, ATickThatWasBlockedRunsOnceAndTheNextKeepsTheSchedule) {
+    startHold(0.5);
+    controller.setUnlockRule({true, 1e9});
+    controller.setNumber("F0Md", 0);
+    tick(); // tries for four seconds
+    EXPECT_NEAR(now, 6.0, 0.11);
+    takeTrace();
+    controller.setUnlockRule({});
+    queue.runFor(8.0 - now);
+    EXPECT_EQ(takeEvents(), Trace({"reasserted"}));
+}
+
+// --- the lid
+
+TEST_F(FanHoldTest, StartWithTheLidClosedOnlyYieldsAndResumesWhenItOpens) {
+    clamshell.state = true;
+    hold = makeHold(0.5, true);
+    hold->start();
+    EXPECT_EQ(takeTrace(), Trace({"lid?", "yielded"}));
+    EXPECT_TRUE(hold->isYieldedToLid());
+    EXPECT_EQ(queue.liveTimers(), 1);
+    EXPECT_EQ(power.registered(), 1U);
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}));
+    clamshell.state = false;
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
+    EXPECT_FALSE(hold->isYieldedToLid());
+}
+
+TEST_F(FanHoldTest, ATickThatResumesTakesTwoStepsAndThenIsQuiet) {
+    clamshell.state = true;
+    startHold(0.5, true);
+    clamshell.state = false;
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?"}) + readFans() + takeFansWithReads(0.5) + Trace({"resumed"}) +
+                               readFans() + Trace({"Tp09?"}) + readFans());
+}
+
+TEST_F(FanHoldTest, ClosingTheLidYieldsOnTheNextTick) {
+    startHold(0.5, true);
+    clamshell.state = true;
+    EXPECT_EQ(effectsOfTick(), restoreFans() + Trace({"yielded"}));
+    EXPECT_TRUE(hold->isYieldedToLid());
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, AClosedLidDoesNotMatterUnlessAsked) {
+    clamshell.state = true;
+    hold = makeHold(0.5, false);
+    hold->start();
+    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    EXPECT_FALSE(hold->isYieldedToLid());
+}
+
+TEST_F(FanHoldTest, AFailedResumptionIsSilentAndTriedAgain) {
+    clamshell.state = true;
+    startHold(0.5, true);
+    clamshell.state = false;
+    fans->unlockTimeout = 0;
+    controller.answer("F1Md", SMCCommand::writeBytes, 0x82);
+    EXPECT_THAT(effectsOfTick(), ElementsAre("F0Md=1", "F0Tg=3600.0", "F1Md=1 refused", "Ftst=1"));
+    EXPECT_TRUE(hold->isYieldedToLid());
+    controller.clearFaults();
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
+}
+
+TEST_F(FanHoldTest, AFailedResumptionThatIsFollowedByAClosedLidIsNotUndoneUntilTheHoldStops) {
+    // The hold counts as not engaged, so the gate has nothing to give back; the end of the hold does.
+    clamshell.state = true;
+    startHold(0.5, true);
+    clamshell.state = false;
+    fans->unlockTimeout = 0;
+    controller.answer("F1Md", SMCCommand::writeBytes, 0x82);
+    tick();
+    clamshell.state = true;
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    controller.clearFaults();
+    hold->stop();
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(FanHoldTest, StoppingWhileYieldedHandsBackAndReleases) {
+    startHold(0.5, true);
+    clamshell.state = true;
+    tick();
+    takeTrace();
+    hold->stop();
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"released"}));
+    EXPECT_FALSE(hold->isYieldedToLid());
+}
+
+// --- sleep
+
+TEST_F(FanHoldTest, SleepHandsBackAnnouncesAndOnlyThenIsAcknowledged) {
+    startHold(0.5);
+    power.send(willSleep, 7);
+    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_FALSE(hold->isYieldedToLid());
+}
+
+TEST_F(FanHoldTest, AQuestionWhetherTheSystemMaySleepIsAnsweredAndChangesNothing) {
+    startHold(0.5);
+    power.send(canSleep, 6);
+    EXPECT_EQ(takeTrace(), Trace({"allow 6"}));
+    EXPECT_TRUE(isManual(0));
+}
+
+TEST_F(FanHoldTest, ATickWhileAsleepAsksTheLidAndDoesNothing) {
+    startHold(0.5);
+    power.send(willSleep, 7);
+    takeTrace();
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}));
+}
+
+TEST_F(FanHoldTest, WakingAnnouncesTakesTheFansAgainAndResumes) {
+    startHold(0.5);
+    power.send(willSleep, 7);
+    takeTrace();
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeTrace(), Trace({"woke", "lid?", "Tp09?"}) + readFans() + takeFansWithReads(0.5) + Trace({"resumed"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, SleepWhileYieldedToTheLidHandsBackAgainAndWakingWithTheLidClosedOnlyWakes) {
+    startHold(0.5, true);
+    clamshell.state = true;
+    tick();
+    takeTrace();
+    power.send(willSleep, 7);
+    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
+    EXPECT_FALSE(hold->isYieldedToLid());
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeTrace(), Trace({"woke", "lid?"}));
+    EXPECT_TRUE(hold->isYieldedToLid());
+}
+
+TEST_F(FanHoldTest, AWakeWhoseEngagementFailsOnlyWakesAndIsTriedAgainByTheTick) {
+    startHold(0.5);
+    power.send(willSleep, 7);
+    fans->unlockTimeout = 0;
+    controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
+    takeTrace();
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeEffects(), Trace({"woke", "F0Md=1 refused", "Ftst=1"}));
+    EXPECT_TRUE(hold->isYieldedToLid());
+    controller.clearFaults();
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
+}
+
+TEST_F(FanHoldTest, AWakeWithoutASleepAnnouncesAndLeavesEngagedFansAlone) {
+    startHold(0.5);
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeTrace(), Trace({"woke", "lid?"}));
+}
+
+TEST_F(FanHoldTest, SleepAnnouncedTwiceHandsBackTwice) {
+    startHold(0.5);
+    power.send(willSleep, 7);
+    power.send(willSleep, 8);
+    EXPECT_EQ(takeEffects(),
+              restoreFans() + Trace({"sleeping", "allow 7"}) + restoreFans() + Trace({"sleeping", "allow 8"}));
+}
+
+TEST_F(FanHoldTest, SleepAfterAStartThatYieldedIsHandledToo) {
+    clamshell.state = true;
+    startHold(0.5, true);
+    power.send(willSleep, 7);
+    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
+}
+
+TEST_F(FanHoldTest, StoppingWhileAsleepHandsBackAndReleases) {
+    startHold(0.5);
+    power.send(willSleep, 7);
+    takeTrace();
+    hold->stop();
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"released"}));
+    power.send(hasPoweredOn);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, WithoutPowerNotificationsItHoldsAllTheSame) {
+    power.isPresent = false;
+    startHold(0.5);
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    hold->stop();
+    EXPECT_FALSE(isAnyManual());
+}
+
+// --- dropping
+
+TEST_F(FanHoldTest, ADroppedHoldNeverCallsBackAndHandsNothingBack) {
+    startHold(0.5);
+    hold.reset();
+    queue.runFor(60);
+    power.send(willSleep, 7);
+    power.send(hasPoweredOn);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    EXPECT_TRUE(isAnyManual());
+}
+
+TEST_F(FanHoldTest, AHoldThatIsDroppedByItsObserverWhileItTicksLivesToTheEndOfTheTick) {
+    startHold(0.5, true);
+    clamshell.state = true;
+    hold->onEvent = [this](const FanHold::Event& event) {
+        note(event.description());
+        hold.reset();
+    };
+    EXPECT_EQ(effectsOfTick(), restoreFans() + Trace({"yielded"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+}
+
+TEST_F(FanHoldTest, AHoldThatIsStoppedByItsObserverAsItResumesTakesNoFanAgain) {
+    clamshell.state = true;
+    startHold(0.5, true);
+    clamshell.state = false;
+    hold->onEvent = [this](const FanHold::Event& event) {
+        note(event.description());
+        if (event == FanHold::Event::resumed()) {
+            controller.setNumber("F0Tg", 1200); // would be repaired
+            hold->stop();
+        }
+    };
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}) + restoreFans() + Trace({"released"}));
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(FanHoldTest, AHoldThatIsStoppedByItsObserverWhileTheSystemGoesToSleepStaysStopped) {
+    startHold(0.5);
+    hold->onEvent = [this](const FanHold::Event& event) {
+        note(event.description());
+        if (event == FanHold::Event::sleeping())
+            hold->stop();
+    };
+    power.send(willSleep, 7);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"sleeping"}) + restoreFans() + Trace({"released"}));
+    EXPECT_EQ(power.registered(), 0U);
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,42 @@
+#include "core/hold/FanMath.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace kelo {
+namespace {
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+TEST(FanMath, AnEmptyOrInvertedRangeYieldsItsMinimum) {
+    EXPECT_EQ(FanMath::target(1200, 1200, 0.5), 1200);
+    EXPECT_EQ(FanMath::target(3000, 1200, 1), 3000);
+}
+
+TEST(FanMath, ARangeWithAnUnknownBoundYieldsItsMinimum) {
+    EXPECT_EQ(FanMath::target(1200, nan, 0.5), 1200);
+    EXPECT_TRUE(std::isnan(FanMath::target(nan, 1200, 0.5)));
+}
+
+TEST(FanMath, TheFractionIsClamped) {
+    EXPECT_EQ(FanMath::target(1000, 5000, 1.7), 5000);
+    EXPECT_EQ(FanMath::target(1000, 5000, -0.3), 1000);
+    EXPECT_EQ(FanMath::target(1000, 5000, infinity), 5000);
+    EXPECT_EQ(FanMath::target(1000, 5000, -infinity), 1000);
+    EXPECT_EQ(FanMath::target(1000, 5000, 0), 1000);
+    EXPECT_EQ(FanMath::target(1000, 5000, 1), 5000);
+}
+
+TEST(FanMath, AFractionInsideYieldsItsShareOfTheRangeUnrounded) {
+    EXPECT_EQ(FanMath::target(1000, 5000, 0.25), 2000);
+    EXPECT_EQ(FanMath::target(1200, 6000, 0.3), 1200 + 4800 * 0.3);
+    EXPECT_EQ(FanMath::target(0, 1, 1.0 / 3), 1.0 / 3);
+}
+
+TEST(FanMath, AnUnknownFractionStaysUnknown) { EXPECT_TRUE(std::isnan(FanMath::target(1000, 5000, nan))); }
+
+} // namespace
+} // namespace kelo

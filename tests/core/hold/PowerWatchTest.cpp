@@ -1,0 +1,130 @@
+#include "core/hold/PowerWatch.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/ScriptedPower.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class PowerWatchTest : public ::testing::Test {
+protected:
+    PowerWatchTest() {
+        power.onAllow = [this](std::intptr_t id) { trace.push_back("allow " + std::to_string(id)); };
+    }
+
+    std::shared_ptr<PowerWatch> makeWatch() {
+        return std::make_shared<PowerWatch>(
+            power, [this] { trace.push_back("willSleep"); }, [this] { trace.push_back("didWake"); });
+    }
+
+    ScriptedPower power;
+    std::vector<std::string> trace;
+    std::shared_ptr<PowerWatch> watch = makeWatch();
+};
+
+TEST_F(PowerWatchTest, RegistersNothingUntilItIsStarted) {
+    EXPECT_EQ(power.registered(), 0U);
+    watch->start();
+    EXPECT_EQ(power.registered(), 1U);
+    watch->stop();
+    EXPECT_EQ(power.registered(), 0U);
+}
+
+TEST_F(PowerWatchTest, AWillSleepMessageRunsWillSleepOnceAndIsAcknowledgedAfterIt) {
+    watch->start();
+    power.send(0xE0000280, 7);
+    EXPECT_THAT(trace, ElementsAre("willSleep", "allow 7"));
+}
+
+TEST_F(PowerWatchTest, ACanSleepMessageIsAcknowledgedAndRunsNothing) {
+    watch->start();
+    power.send(0xE0000270, 8);
+    EXPECT_THAT(trace, ElementsAre("allow 8"));
+}
+
+TEST_F(PowerWatchTest, AHasPoweredOnMessageRunsDidWakeAndIsNotAcknowledged) {
+    watch->start();
+    power.send(0xE0000300, 9);
+    EXPECT_THAT(trace, ElementsAre("didWake"));
+}
+
+TEST_F(PowerWatchTest, AnyOtherMessageIsIgnored) {
+    watch->start();
+    for (const std::uint32_t type :
+         {0xE0000250U, 0xE0000290U, 0xE0000310U, 0xE0000320U, 0xE0034100U, 0x270U, 0x280U, 0x300U, 0U, 0xFFFFFFFFU})
+        power.send(type, 10);
+    EXPECT_THAT(trace, IsEmpty());
+}
+
+TEST_F(PowerWatchTest, TheNotificationIDIsPassedBackUnchangedWhateverItIs) {
+    watch->start();
+    for (const std::intptr_t id : {std::intptr_t{0}, std::intptr_t{-1}, INTPTR_MAX, INTPTR_MIN})
+        power.send(0xE0000270, id);
+    EXPECT_THAT(power.allowed(), ElementsAre(0, -1, INTPTR_MAX, INTPTR_MIN));
+}
+
+TEST_F(PowerWatchTest, AMessageWithoutAWatchDoesNothing) {
+    watch->start();
+    powerCallback(nullptr, 0, 0xE0000280, nullptr);
+    powerCallback(nullptr, 0, 0xE0000270, nullptr);
+    EXPECT_THAT(trace, IsEmpty());
+}
+
+TEST_F(PowerWatchTest, StoppingTwiceOrWithoutAStartDoesNothing) {
+    watch->stop();
+    watch->start();
+    watch->stop();
+    watch->stop();
+    EXPECT_EQ(power.registrations(), 1);
+    power.send(0xE0000280, 1);
+    EXPECT_THAT(trace, IsEmpty());
+}
+
+TEST_F(PowerWatchTest, AFailedRegistrationIsSilentAndCanBeStopped) {
+    power.isPresent = false;
+    watch->start();
+    watch->stop();
+    EXPECT_EQ(power.registrations(), 0);
+}
+
+TEST_F(PowerWatchTest, AWatchThatIsStoppedByItsOwnCallbackDoesNotAnswerForAnEndedRegistration) {
+    std::shared_ptr<PowerWatch> stopping;
+    stopping = std::make_shared<PowerWatch>(
+        power,
+        [&] {
+            trace.push_back("willSleep");
+            stopping->stop();
+        },
+        [] {});
+    stopping->start();
+    power.send(0xE0000280, 11);
+    EXPECT_THAT(trace, ElementsAre("willSleep"));
+}
+
+TEST_F(PowerWatchTest, AWatchThatIsDroppedByItsOwnCallbackLivesToItsEnd) {
+    std::shared_ptr<PowerWatch> dropped;
+    dropped = std::make_shared<PowerWatch>(
+        power, [&] { dropped.reset(); }, [] {});
+    dropped->start();
+    power.send(0xE0000280, 12);
+    EXPECT_THAT(trace, ElementsAre("allow 12")); // still registered until the callback returned
+    EXPECT_EQ(power.registered(), 0U);
+}
+
+TEST_F(PowerWatchTest, ADroppedWatchNeverCallsBack) {
+    watch->start();
+    watch.reset();
+    power.send(0xE0000280, 13);
+    power.send(0xE0000300, 14);
+    EXPECT_THAT(trace, IsEmpty());
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,105 @@
+#include "core/hold/ThermalFloor.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <vector>
+
+namespace kelo {
+namespace {
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+TEST(ThermalFloor, NoReadingsSmoothToNone) { EXPECT_EQ(ThermalFloor::smoothed({}), std::nullopt); }
+
+TEST(ThermalFloor, FewReadingsSmoothToTheirMean) {
+    EXPECT_EQ(ThermalFloor::smoothed(std::vector{70.0}), 70);
+    EXPECT_EQ(ThermalFloor::smoothed(std::vector{70.0, 71.0}), 70.5);
+}
+
+TEST(ThermalFloor, OnlyTheNewestEightReadingsCount) {
+    std::vector<double> readings(10);
+    std::iota(readings.begin(), readings.end(), 1.0);
+    EXPECT_EQ(ThermalFloor::smoothed(readings), 6.5);
+    EXPECT_EQ(ThermalFloor::smoothingWindow, 8);
+}
+
+TEST(ThermalFloor, ReadingsAreSummedFromTheOldestToTheNewest) {
+    const std::vector<double> readings = {0.1, 0.2, 0.3, 1e16, -1e16};
+    EXPECT_EQ(ThermalFloor::smoothed(readings), (((0.0 + 0.1) + 0.2 + 0.3) + 1e16 + -1e16) / 5);
+}
+
+TEST(ThermalFloor, OneUnknownReadingMakesTheMeanUnknown) {
+    EXPECT_TRUE(std::isnan(ThermalFloor::smoothed(std::vector{70.0, nan}).value()));
+}
+
+TEST(ThermalFloor, TheFloorIsZeroUpTo89DegreesAndJumpsJustAbove) {
+    EXPECT_EQ(ThermalFloor::fraction(-infinity), 0);
+    EXPECT_EQ(ThermalFloor::fraction(0), 0);
+    EXPECT_EQ(ThermalFloor::fraction(89.0), 0);
+    const double above = ThermalFloor::fraction(std::nextafter(89.0, 90.0));
+    EXPECT_GE(above, 0.04);
+    EXPECT_NEAR(above, 0.04, 1e-12);
+}
+
+TEST(ThermalFloor, TheFloorIsInterpolatedBetweenItsPoints) {
+    EXPECT_EQ(ThermalFloor::fraction(92.0), 0.04 + (92.0 - 89.0) / 7.0 * (0.5 - 0.04));
+    EXPECT_EQ(ThermalFloor::fraction(92.5), 0.04 + (92.5 - 89.0) / 7.0 * (0.5 - 0.04));
+    EXPECT_EQ(ThermalFloor::fraction(96.0), 0.5);
+    EXPECT_EQ(ThermalFloor::fraction(98.5), 0.75);
+    EXPECT_EQ(ThermalFloor::fraction(100.0), 0.5 + (100.0 - 96.0) / 5.0 * 0.5);
+}
+
+TEST(ThermalFloor, TheFloorIsOneFrom101DegreesOn) {
+    EXPECT_LT(ThermalFloor::fraction(std::nextafter(101.0, 0.0)), 1);
+    EXPECT_EQ(ThermalFloor::fraction(101.0), 1);
+    EXPECT_EQ(ThermalFloor::fraction(150.0), 1);
+    EXPECT_EQ(ThermalFloor::fraction(infinity), 1);
+}
+
+TEST(ThermalFloor, AnUnknownTemperatureHasNoFloor) { EXPECT_EQ(ThermalFloor::fraction(nan), 0); }
+
+TEST(ThermalFloor, TheFloorNeverFallsWithTheTemperature) {
+    double previous = 0;
+    for (double celsius = 80; celsius <= 110; celsius += 1.0 / 64) {
+        const double fraction = ThermalFloor::fraction(celsius);
+        ASSERT_GE(fraction, previous) << celsius;
+        ASSERT_LE(fraction, 1.0);
+        previous = fraction;
+    }
+}
+
+TEST(ThermalFloor, TheAskedFractionIsRaisedToTheFloor) {
+    EXPECT_EQ(ThermalFloor::hold(0.3, std::nullopt), 0.3);
+    EXPECT_EQ(ThermalFloor::hold(0.3, 96), 0.5);
+    EXPECT_EQ(ThermalFloor::hold(0.8, 96), 0.8);
+    EXPECT_EQ(ThermalFloor::hold(0.5, 96), 0.5);
+    EXPECT_EQ(ThermalFloor::hold(0.3, nan), 0.3);
+}
+
+TEST(ThermalFloor, RisingIsImmediate) {
+    EXPECT_EQ(ThermalFloor::eased(0.5, 0.9), 0.9);
+    EXPECT_EQ(ThermalFloor::eased(0.5, 0.5), 0.5);
+    EXPECT_EQ(ThermalFloor::eased(0.0, 1.0), 1.0);
+}
+
+TEST(ThermalFloor, FallingIsLimitedToOneStep) {
+    EXPECT_EQ(ThermalFloor::eased(0.5, 0.49), 0.49);
+    EXPECT_EQ(ThermalFloor::eased(0.5, 0.1), 0.5 - 0.02);
+    EXPECT_EQ(ThermalFloor::eased(0.5, 0.5 - 0.02), 0.5 - 0.02);
+    EXPECT_EQ(ThermalFloor::eased(0.01, 0.0), 0.0);
+}
+
+TEST(ThermalFloor, FromFullSpeedToZeroTakesFiftySteps) {
+    double held = 1.0;
+    for (int step = 0; step < 49; ++step)
+        held = ThermalFloor::eased(held, 0.0);
+    EXPECT_GT(held, 0.0);
+    EXPECT_NEAR(ThermalFloor::eased(held, 0.0), 0.0, 1e-12);
+}
+
+} // namespace
+} // namespace kelo

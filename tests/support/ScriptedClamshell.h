@@ -1,0 +1,22 @@
+#pragma once
+
+#include <functional>
+
+#include "core/hold/Clamshell.h"
+
+namespace kelo {
+
+/// A lid that is opened and closed by hand.
+class ScriptedClamshell : public Clamshell {
+public:
+    ClamshellProperty state = false;
+    /// Called at each query.
+    std::function<void()> onQuery = [] {};
+
+    ClamshellProperty clamshellState() override {
+        onQuery();
+        return state;
+    }
+};
+
+} // namespace kelo

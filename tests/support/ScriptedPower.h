@@ -1,0 +1,72 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "core/hold/PowerNotifications.h"
+
+namespace kelo {
+
+/// Power notifications sent by hand.
+class ScriptedPower : public PowerNotifications {
+public:
+    bool isPresent = true; ///< Whether there is a root power domain to register with.
+    /// Called with each acknowledgement's notification ID.
+    std::function<void(std::intptr_t)> onAllow = [](std::intptr_t) {};
+
+    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(void* refcon,
+                                                                            PowerCallback callback) override {
+        if (!isPresent)
+            return nullptr;
+        ++registrations_;
+        return std::make_unique<Registration>(*this, refcon, callback);
+    }
+
+    /// Delivers a message to everybody who is registered.
+    void send(std::uint32_t messageType, std::intptr_t notificationID = 0) {
+        const auto receivers = receivers_; // one may deregister meanwhile
+        for (const auto& [id, receiver] : receivers)
+            if (receivers_.contains(id))
+                receiver.callback(receiver.refcon, 0, messageType, reinterpret_cast<void*>(notificationID));
+    }
+
+    /// The notification IDs that were acknowledged, in order.
+    const std::vector<std::intptr_t>& allowed() const { return allowed_; }
+    /// Registrations ever made, and those still in force.
+    int registrations() const { return registrations_; }
+    std::size_t registered() const { return receivers_.size(); }
+
+private:
+    struct Receiver {
+        void* refcon;
+        PowerCallback callback;
+    };
+
+    class Registration : public PowerRegistration {
+    public:
+        Registration(ScriptedPower& power, void* refcon, PowerCallback callback) : power_(power), id_(power.nextID_++) {
+            power_.receivers_[id_] = {refcon, callback};
+        }
+        ~Registration() override { power_.receivers_.erase(id_); }
+        void allowPowerChange(std::intptr_t notificationID) override {
+            power_.allowed_.push_back(notificationID);
+            power_.onAllow(notificationID);
+        }
+
+    private:
+        ScriptedPower& power_;
+        int id_;
+    };
+
+    std::map<int, Receiver> receivers_;
+    int nextID_ = 0;
+    int registrations_ = 0;
+    std::vector<std::intptr_t> allowed_;
+};
+
+} // namespace kelo
