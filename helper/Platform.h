@@ -4,6 +4,7 @@
 #include <string>
 
 #include "helper/Listener.h"
+#include "helper/LogOutput.h"
 #include "helper/SystemLog.h"
 
 namespace kelo {
@@ -18,13 +19,8 @@ class SigningInformation;
 class SMCExchange;
 
 /// Everything that the helper takes from its operating system. One per process; lives as long as the process.
-class Platform {
+class Platform : public LogOutput {
 public:
-    Platform() = default;
-    Platform(const Platform&) = delete;
-    Platform& operator=(const Platform&) = delete;
-    virtual ~Platform() = default;
-
     virtual MainQueue& mainQueue() = 0;
     virtual SMCExchange& smcExchange() = 0;
     virtual FanSystem& fanSystem() = 0;
@@ -36,11 +32,6 @@ public:
 
     virtual std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) = 0;
     virtual std::unique_ptr<Listener> makeListener(const std::string& machServiceName) = 0;
-
-    /// Seconds since 1970 in UTC. Any thread.
-    virtual double wallClock() = 0;
-    /// Hands `bytes` to standard error in one write; a failure is dropped. Any thread.
-    virtual void writeStandardError(const std::string& bytes) = 0;
 
     /// Runs the main loop. Does not return in practice.
     virtual void runMainLoop() = 0;

@@ -1,6 +1,7 @@
 #include "core/hold/FanHold.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <utility>
 
@@ -28,6 +29,7 @@ FanHold::FanHold(std::shared_ptr<FanController> controller, double fraction, boo
 FanHold::~FanHold() = default;
 
 void FanHold::start() {
+    assert(surroundings_.queue.isCurrent());
     isHolding_ = true;
     if (mayHold()) {
         const bool neededUnlock = engage();
@@ -41,6 +43,7 @@ void FanHold::start() {
 }
 
 void FanHold::stop() {
+    assert(surroundings_.queue.isCurrent());
     if (!isHolding_)
         return;
     isHolding_ = false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -20,10 +21,11 @@ public:
     explicit VirtualQueue(double& now) : now_(now) {}
 
     void post(Task task) override { postAfter(0, std::move(task)); }
-    void postAfter(double seconds, Task task) override { add(now_ + seconds, std::move(task)); }
+    void postAfter(double seconds, Task task) override { add(later(now_, seconds), std::move(task)); }
 
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override {
-        auto state = std::make_shared<TimerState>(TimerState{now_ + interval, interval, repeats, std::move(onFire)});
+        auto state =
+            std::make_shared<TimerState>(TimerState{later(now_, interval), interval, repeats, std::move(onFire)});
         arm(state);
         ++liveTimers_;
         return std::make_unique<VirtualTimer>(*this, state);
@@ -33,7 +35,7 @@ public:
 
     /// Lets `seconds` pass and runs what falls due, in order.
     void runFor(double seconds) {
-        const double end = now_ + seconds;
+        const double end = later(now_, seconds);
         while (!tasks_.empty() && tasks_.begin()->first.first <= end) {
             auto next = tasks_.extract(tasks_.begin());
             now_ = std::max(now_, next.key().first);
@@ -71,6 +73,9 @@ private:
         std::shared_ptr<TimerState> state_;
     };
 
+    /// To whole microseconds, so that 7.999 s and 0.001 s are 8 s.
+    static double later(double time, double seconds) { return std::round((time + seconds) * 1e6) / 1e6; }
+
     void add(double due, Task task) { tasks_.emplace(std::pair(due, sequence_++), std::move(task)); }
 
     void arm(const std::shared_ptr<TimerState>& state) {
@@ -87,7 +92,7 @@ private:
         if (!state->onFire)
             return;
         do
-            state->due += state->interval;
+            state->due = later(state->due, state->interval);
         while (state->due <= now_);
         arm(state);
     }

@@ -1,41 +1,16 @@
 #pragma once
 
-#include <gmock/gmock.h>
-
-#include <cmath>
-#include <cstring>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "core/hold/FanHold.h"
-#include "core/hold/FanMath.h"
-#include "tests/core/fan/FanFixture.h"
-#include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedPower.h"
-#include "tests/support/VirtualQueue.h"
+#include "tests/support/MachineFixture.h"
 
 namespace kelo {
 
-using Trace = std::vector<std::string>;
-
-inline Trace operator+(Trace first, const Trace& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-/// A hold on the keys of a two-fan laptop, in virtual time.
-///
-/// Everything that leaves the hold goes into one trace in its order: what the controller is asked and told ("Tp09?",
-/// "F0Md=1", "F0Tg=3600.0"), lid queries ("lid?"), acknowledgements of sleep ("allow 7") and events.
-class HoldFixture : public FanFixture {
+/// A hold on the machine, whose events are part of the trace.
+class HoldFixture : public MachineFixture {
 protected:
-    HoldFixture() {
-        clamshell.onQuery = [this] { note("lid?"); };
-        power.onAllow = [this](std::intptr_t id) { note("allow " + std::to_string(id)); };
-        controller.setNumber("Tp09", 45);
-        controller.clearLog();
-    }
+    HoldFixture() { takeTrace(); }
 
     std::shared_ptr<FanHold> makeHold(double fraction, bool handsBackOnLidClose = false) {
         auto made =
@@ -51,29 +26,6 @@ protected:
         takeTrace();
     }
 
-    /// Adds an entry behind what the controller has seen so far.
-    void note(const std::string& entry) {
-        drainLog();
-        trace_.push_back(entry);
-    }
-
-    /// What has happened since the last call.
-    Trace takeTrace() {
-        drainLog();
-        return std::exchange(trace_, {});
-    }
-    /// The same without what was only read: events, acknowledgements and writes.
-    Trace takeEffects() {
-        auto effects = takeTrace();
-        std::erase_if(effects, [](const std::string& entry) { return entry.find('?') != std::string::npos; });
-        return effects;
-    }
-    Trace takeEvents() {
-        auto events = takeEffects();
-        std::erase_if(events, [](const std::string& entry) { return entry.find('=') != std::string::npos; });
-        return events;
-    }
-
     /// One period of the repair timer.
     void tick() { queue.runFor(2.0); }
     Trace effectsOfTick() {
@@ -82,69 +34,8 @@ protected:
         return takeEffects();
     }
 
-    void setChip(double celsius) { controller.setNumber("Tp09", celsius); }
-    bool isManual(int fan) { return controller.number("F" + std::to_string(fan) + "Md") != 0; }
-    bool isAnyManual() { return isManual(0) || isManual(1); }
-
-    // Pieces of traces.
-    static constexpr std::uint32_t canSleep = 0xE0000270;
-    static constexpr std::uint32_t willSleep = 0xE0000280;
-    static constexpr std::uint32_t hasPoweredOn = 0xE0000300;
-
-    static Trace readFans() {
-        return {"F0Ac?", "F0Mn?", "F0Mx?", "F0Md?", "F0Tg?", "F1Ac?", "F1Mn?", "F1Mx?", "F1Md?", "F1Tg?"};
-    }
-    /// The text of the float that a fan of range `min`...`max` is told for `fraction`.
-    static std::string speed(double min, double max, double fraction) {
-        return shortestText(static_cast<double>(static_cast<float>(FanMath::target(min, max, fraction))));
-    }
-    /// Taking both fans to `fraction`, as writes.
-    static Trace takeFans(double fraction) {
-        return {"F0Md=1", "F0Tg=" + speed(1200, 6000, fraction), "F1Md=1", "F1Tg=" + speed(1200, 5500, fraction)};
-    }
-    /// The same with the reads that clamp the targets.
-    static Trace takeFansWithReads(double fraction) {
-        const auto writes = takeFans(fraction);
-        return {writes[0], "F0Mn?", "F0Mx?", writes[1], writes[2], "F1Mn?", "F1Mx?", writes[3]};
-    }
-    static Trace restoreFans() { return {"F0Md=0", "F1Md=0", "Ftst=0"}; }
-
-    ScriptedPower power;
-    ScriptedClamshell clamshell;
-    VirtualQueue queue{now};
     std::shared_ptr<FanController> fans = std::make_shared<FanController>(system);
     std::shared_ptr<FanHold> hold;
-
-private:
-    void drainLog() {
-        for (const auto& record : controller.log())
-            if (const auto entry = entryOf(record); !entry.empty())
-                trace_.push_back(entry);
-        controller.clearLog();
-    }
-
-    /// Key-info exchanges are left out: each read and write has one.
-    std::string entryOf(const ExchangeRecord& record) {
-        const auto key = record.key();
-        std::string entry;
-        if (record.request.data8 == static_cast<std::uint8_t>(SMCCommand::readBytes))
-            entry = key + "?";
-        else if (record.request.data8 == static_cast<std::uint8_t>(SMCCommand::writeBytes))
-            entry = key + "=" + valueOf(key, record.request);
-        else
-            return {};
-        return record.reply && record.reply->result == 0 ? entry : entry + " refused";
-    }
-
-    std::string valueOf(const std::string& key, const SMCKeyData& request) {
-        if (controller.key(key).type != smc_type::flt)
-            return std::to_string(request.bytes[0]);
-        float value = 0;
-        std::memcpy(&value, request.bytes, sizeof value);
-        return shortestText(static_cast<double>(value));
-    }
-
-    Trace trace_;
 };
 
 } // namespace kelo

@@ -1,0 +1,49 @@
+#include "helper/HelperLog.h"
+
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
+
+#include "helper/LogOutput.h"
+
+namespace kelo {
+namespace {
+
+/// ISO 8601 in UTC, to whole seconds.
+std::string timestamp(double wallClock) {
+    using namespace std::chrono;
+    const sys_seconds time{seconds(static_cast<std::int64_t>(std::floor(wallClock)))};
+    const auto day = floor<days>(time);
+    const year_month_day date{day};
+    const hh_mm_ss clock{time - day};
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                  static_cast<int>(clock.seconds().count()));
+    return text;
+}
+
+} // namespace
+
+HelperLog::HelperLog(std::shared_ptr<SystemLog> logger, std::string category, LogOutput& output)
+    : logger_(std::move(logger)), category_(std::move(category)), output_(&output) {}
+
+void HelperLog::error(const std::string& message) const { log(LogLevel::error, "ERROR", message); }
+
+void HelperLog::notice(const std::string& message) const { log(LogLevel::notice, "NOTICE", message); }
+
+void HelperLog::log(LogLevel level, const char* word, const std::string& message) const {
+    if (logger_->isEnabled(level))
+        logger_->write(level, message);
+    echo(word, message); // also when the system's log is silent
+}
+
+void HelperLog::echo(const char* word, const std::string& message) const {
+    output_->writeStandardError(timestamp(output_->wallClock()) + " [" + word + "] " + category_ + ": " + message +
+                                "\n");
+}
+
+} // namespace kelo

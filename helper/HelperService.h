@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "helper/HelperLog.h"
+#include "protocol/KeloHelperProtocol.h"
+
+namespace kelo {
+
+class Clamshell;
+class FanController;
+class FanHold;
+class FanSystem;
+class MainQueue;
+class PowerNotifications;
+class Timer;
+
+/// What the service needs of the process around it. Borrowed.
+struct ServiceSurroundings {
+    MainQueue& queue;
+    FanSystem& fanSystem;
+    PowerNotifications& power;
+    Clamshell& clamshell;
+    HelperLog log; ///< Of category "service".
+    std::function<void(int status)> exitProcess;
+};
+
+/// The one object that every connection exports: serves the five requests, counts the clients, and makes sure that the
+/// fan is handed back when nobody wants it any more.
+///
+/// To be made with `std::make_shared`. The requests, `clientArrived` and `clientWentAway` may be called from any
+/// thread; they hop to the main queue, where all state lives. What is still in the queue when the service goes away
+/// does nothing but answer.
+class HelperService : public KeloHelperProtocol, public std::enable_shared_from_this<HelperService> {
+public:
+    /// Opens the fan controller. Without one it says so in the log and refuses every request.
+    explicit HelperService(ServiceSurroundings surroundings);
+    /// Hands nothing back: call `shutdownNow()` first.
+    ~HelperService() override;
+
+    void fetchSnapshot(DataReply reply) override;
+    void hold(double fraction, bool handsBackOnLidClose, ErrorReply reply) override;
+    void handBack(ErrorReply reply) override;
+    void helperVersion(VersionReply reply) override;
+    void standDown(EmptyReply reply) override;
+
+    /// To be called once for each accepted connection, before its requests can arrive. A client that arrives within the
+    /// grace period keeps the hold going.
+    void clientArrived();
+
+    /// To be called when an accepted connection has ended. The last client's departure hands the fan back after
+    /// `KeloHelper::orphanGracePeriod`, if a hold runs. The count never falls below zero.
+    void clientWentAway();
+
+    /// Ends any hold and hands the fan back, now: what every way out of the process calls last. Main thread only.
+    void shutdownNow();
+
+private:
+    Data makeSnapshot() const;
+    std::optional<std::string> startHold(double fraction, bool handsBackOnLidClose);
+    void endHold();
+    void releaseFans();
+    void countDeparture();
+    void orphanTimerFired();
+
+    ServiceSurroundings surroundings_;
+    std::shared_ptr<FanController> controller_; ///< Null when there is none to control; never replaced.
+    std::shared_ptr<FanHold> session_;          ///< The hold in force.
+    std::int64_t clients_ = 0;
+    std::unique_ptr<Timer> orphanTimer_; ///< Pending or fired; cleared by the next arrival.
+};
+
+} // namespace kelo

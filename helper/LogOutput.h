@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace kelo {
+
+/// Where log lines go beside the system's own log, and the time that they carry. Any thread.
+class LogOutput {
+public:
+    LogOutput() = default;
+    LogOutput(const LogOutput&) = delete;
+    LogOutput& operator=(const LogOutput&) = delete;
+    virtual ~LogOutput() = default;
+
+    /// Seconds since 1970 in UTC.
+    virtual double wallClock() = 0;
+
+    /// Hands `bytes` to standard error in one write; a failure is dropped.
+    virtual void writeStandardError(const std::string& bytes) = 0;
+};
+
+} // namespace kelo

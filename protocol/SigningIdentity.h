@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kelo {
+
+class SigningInformation;
+
+/// How helper and client know each other: by the identifiers in their code signatures and by the team that signed both.
+///
+/// The team is read from the running process's own signature rather than written into the program, so the same source
+/// admits only what was signed by whoever signed it.
+struct SigningIdentity {
+    SigningIdentity() = delete;
+
+    static constexpr const char* appIdentifier = "app.kelo.Kelo";
+    /// The same text as the name of the service.
+    static constexpr const char* helperIdentifier = "app.kelo.helper";
+
+    /// The team in the running process's signature; none when there is none or it cannot be told. Queried afresh at
+    /// every call. Any thread.
+    static std::optional<std::string> ownTeamID(SigningInformation& information);
+
+    /// The code-signing requirement that only code with this identifier and team satisfies. Neither is checked or
+    /// escaped: one that holds a double quote yields a text that does not parse, which admits nobody.
+    static std::string requirement(const std::string& identifier, const std::string& team);
+};
+
+} // namespace kelo

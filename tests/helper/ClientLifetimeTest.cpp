@@ -1,0 +1,191 @@
+#include <gmock/gmock.h>
+
+#include "tests/helper/ServiceFixture.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::IsEmpty;
+
+const char* const disconnected = "[NOTICE] service: Last client disconnected; handing the fan back shortly.";
+const char* const released = "[NOTICE] service: hold: released";
+const char* const handedBack = "[NOTICE] service: Fan handed back to macOS after the client went away.";
+
+class ClientLifetime : public ServiceFixture {
+protected:
+    ClientLifetime() {
+        makeService();
+        takeTrace();
+    }
+
+    /// A client that holds.
+    void holdWithOneClient() {
+        arrive();
+        EXPECT_EQ(hold(0.5), std::nullopt);
+        takeTrace();
+    }
+};
+
+TEST_F(ClientLifetime, ArrivalsAndDeparturesWaitForTheMainQueue) {
+    holdWithOneClient();
+    service->clientWentAway();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    queue.runReady();
+    EXPECT_EQ(takeTrace(), Trace({disconnected}));
+}
+
+TEST_F(ClientLifetime, TheFanIsHandedBackEightSecondsAfterTheLastClientLeft) {
+    holdWithOneClient();
+    leave();
+    EXPECT_EQ(takeEffects(), Trace({disconnected}));
+    queue.runFor(7.999);
+    EXPECT_THAT(takeEffects(), IsEmpty());
+    EXPECT_TRUE(isManual(0));
+    queue.runFor(0.001);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({released}) + restoreFans() + Trace({handedBack}));
+    EXPECT_FALSE(isAnyManual());
+    queue.runFor(60);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(ClientLifetime, AClientThatReturnsJustInTimeKeepsTheHold) {
+    holdWithOneClient();
+    leave();
+    queue.runFor(7.999);
+    EXPECT_EQ(queue.liveTimers(), 2);
+    arrive();
+    EXPECT_EQ(queue.liveTimers(), 1); // the hold's own
+    queue.runFor(60);
+    EXPECT_EQ(takeLogs(), Trace({disconnected}));
+    EXPECT_TRUE(isManual(0));
+}
+
+TEST_F(ClientLifetime, AClientThatReturnsAfterFiveSecondsKeepsTheHold) {
+    holdWithOneClient();
+    leave();
+    queue.runFor(5);
+    arrive();
+    queue.runFor(60);
+    EXPECT_EQ(takeLogs(), Trace({disconnected}));
+    EXPECT_TRUE(isManual(0));
+}
+
+TEST_F(ClientLifetime, AClientThatReturnsJustTooLateFindsTheFanHandedBack) {
+    holdWithOneClient();
+    leave();
+    queue.runFor(8.001);
+    arrive();
+    EXPECT_EQ(takeLogs(), Trace({disconnected, released, handedBack}));
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(ClientLifetime, TheGracePeriodStartsAnewWithEachDeparture) {
+    holdWithOneClient();
+    leave();
+    queue.runFor(6);
+    arrive();
+    queue.runFor(1);
+    leave();
+    queue.runFor(7.999);
+    EXPECT_TRUE(isManual(0));
+    queue.runFor(0.001);
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_EQ(takeLogs(), Trace({disconnected, disconnected, released, handedBack}));
+}
+
+TEST_F(ClientLifetime, TheLastClientOfAnIdleHelperLeavesWithoutAWordOrATimer) {
+    arrive();
+    leave();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    EXPECT_EQ(queue.liveTimers(), 0);
+}
+
+TEST_F(ClientLifetime, OneOfTwoClientsLeavesWithoutAWordOrATimer) {
+    holdWithOneClient();
+    arrive();
+    leave();
+    EXPECT_THAT(takeLogs(), IsEmpty());
+    EXPECT_EQ(queue.liveTimers(), 1); // the hold's own
+    queue.runFor(60);
+    EXPECT_TRUE(isManual(0));
+    leave();
+    EXPECT_EQ(takeLogs(), Trace({disconnected}));
+}
+
+TEST_F(ClientLifetime, MoreDeparturesThanArrivalsLeaveTheCountAtZero) {
+    leave();
+    leave();
+    leave();
+    holdWithOneClient(); // one client, not minus two
+    queue.runFor(60);
+    EXPECT_THAT(takeLogs(), IsEmpty());
+    leave();
+    EXPECT_EQ(takeLogs(), Trace({disconnected}));
+}
+
+TEST_F(ClientLifetime, ADepartureAtZeroStartsTheGracePeriodAnew) {
+    holdWithOneClient();
+    leave();
+    queue.runFor(5);
+    leave();
+    queue.runFor(7.999);
+    EXPECT_TRUE(isManual(0));
+    queue.runFor(0.001);
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_EQ(takeLogs(), Trace({disconnected, disconnected, released, handedBack}));
+}
+
+TEST_F(ClientLifetime, AHoldThatWasHandedBackMeanwhileIsReportedAllTheSame) {
+    holdWithOneClient();
+    leave();
+    EXPECT_EQ(handBack(), std::nullopt); // the request was still in the queue
+    takeTrace();
+    queue.runFor(8);
+    EXPECT_EQ(takeTrace(), restoreFans() + Trace({handedBack}));
+}
+
+TEST_F(ClientLifetime, AHoldStartedWithoutAClientRunsUntilTheNextDeparture) {
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    queue.runFor(60);
+    EXPECT_TRUE(isManual(0));
+    arrive();
+    leave();
+    queue.runFor(8);
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(ClientLifetime, TheFanIsHandedBackWhileYieldedOrAsleepToo) {
+    arrive();
+    EXPECT_EQ(hold(0.5, true), std::nullopt);
+    clamshell.state = true;
+    queue.runFor(2);
+    leave();
+    power.send(willSleep, 7);
+    queue.runFor(8);
+    EXPECT_EQ(takeLogs().back(), handedBack);
+    clamshell.state = false;
+    power.send(hasPoweredOn);
+    queue.runFor(60);
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(ClientLifetime, AServiceThatGoesAwayInTheGracePeriodIsNotCalledBack) {
+    holdWithOneClient();
+    leave();
+    service.reset();
+    takeTrace();
+    queue.runFor(60);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(ClientLifetime, ShuttingDownLeavesTheCountAndTheTimerAlone) {
+    holdWithOneClient();
+    leave();
+    service->shutdownNow();
+    takeTrace();
+    queue.runFor(8);
+    EXPECT_EQ(takeTrace(), restoreFans() + Trace({handedBack}));
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,453 @@
+#include "helper/HelperService.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "protocol/FanSnapshot.h"
+#include "tests/helper/ServiceFixture.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::IsEmpty;
+
+class HelperServiceTest : public ServiceFixture {};
+
+const char* const noFansText = "This Mac has no controllable fan.";
+
+// --- creation
+
+TEST_F(HelperServiceTest, StartingCountsTheFansAndLogsNothing) {
+    makeService();
+    EXPECT_EQ(takeTrace(), Trace({"FNum?"}));
+}
+
+TEST_F(HelperServiceTest, WithoutAControllerItSaysSoAndRefusesEveryRequest) {
+    exchange.isPresent = false;
+    makeService();
+    EXPECT_EQ(takeTrace(),
+              Trace({"[ERROR] service: No controllable fan on this Mac — the helper will refuse every request."}));
+    EXPECT_EQ(fetchSnapshot(), std::nullopt);
+    EXPECT_EQ(hold(0.5), noFansText);
+    EXPECT_EQ(handBack(), std::nullopt);
+    EXPECT_EQ(helperVersion(), 6);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    standDown();
+    queue.runFor(0.3);
+    EXPECT_EQ(takeTrace(), Trace({"[NOTICE] service: A newer Kelo asked us to stand down.", "reply",
+                                  "[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+}
+
+TEST_F(HelperServiceTest, WithoutFansItSaysTheSame) {
+    controller.setNumber("FNum", 0);
+    makeService();
+    EXPECT_EQ(takeTrace().back(),
+              "[ERROR] service: No controllable fan on this Mac — the helper will refuse every request.");
+    EXPECT_EQ(hold(0.5), noFansText);
+}
+
+// --- version
+
+TEST_F(HelperServiceTest, TheVersionIsAnsweredAtOnceWithoutTheMainQueue) {
+    makeService();
+    ReplyProbe<std::int64_t> probe;
+    service->helperVersion(probe.reply());
+    EXPECT_TRUE(probe.isAnswered());
+    EXPECT_EQ(probe.value(), 6);
+}
+
+// --- snapshot
+
+TEST_F(HelperServiceTest, ASnapshotIsTakenOnTheMainQueue) {
+    makeService();
+    takeTrace();
+    ReplyProbe<std::optional<Data>> probe;
+    service->fetchSnapshot(probe.reply());
+    EXPECT_FALSE(probe.isAnswered());
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    queue.runReady();
+    EXPECT_TRUE(probe.isAnswered());
+}
+
+TEST_F(HelperServiceTest, ASnapshotReadsTheFansThenTheWarmthThenTheChip) {
+    makeService();
+    takeTrace();
+    snapshot();
+    EXPECT_EQ(takeTrace(), readFans() + Trace({"Tp09?", "Tp09?"}));
+}
+
+TEST_F(HelperServiceTest, ASnapshotHoldsTheReadings) {
+    makeService();
+    controller.setNumber("F1Ac", 2404);
+    controller.setNumber("F1Tg", 2400);
+    setChip(61.5);
+    EXPECT_EQ(snapshot(), (FanSnapshot{.fanCount = 2,
+                                       .currentRPM = 2404,
+                                       .minRPM = 1200,
+                                       .maxRPM = 5500,
+                                       .targetRPM = 2400,
+                                       .underKeloControl = false,
+                                       .warmth = "warm",
+                                       .chipCelsius = 61.5,
+                                       .addingAir = false,
+                                       .lidHasFan = false}));
+}
+
+TEST_F(HelperServiceTest, TheFastestFanIsReportedAndTheFirstOfEquallyFastOnes) {
+    makeService();
+    controller.setNumber("F0Ac", 2000);
+    controller.setNumber("F1Ac", 2000);
+    EXPECT_EQ(snapshot().maxRPM, 6000);
+    controller.setNumber("F1Ac", 2001);
+    EXPECT_EQ(snapshot().maxRPM, 5500);
+    controller.setNumber("F0Ac", 2002);
+    EXPECT_EQ(snapshot().maxRPM, 6000);
+}
+
+TEST_F(HelperServiceTest, TheSnapshotCountsTheUsableFans) {
+    makeService();
+    controller.remove("F0Ac");
+    EXPECT_EQ(snapshot().fanCount, 1);
+    EXPECT_EQ(snapshot().maxRPM, 5500);
+}
+
+TEST_F(HelperServiceTest, OneManualFanIsUnderControlWhicheverItIs) {
+    makeService();
+    EXPECT_FALSE(snapshot().underKeloControl);
+    controller.setNumber("F1Md", 1);
+    EXPECT_TRUE(snapshot().underKeloControl);
+    controller.setNumber("F1Md", 0);
+    controller.setNumber("F0Md", 1);
+    EXPECT_TRUE(snapshot().underKeloControl);
+}
+
+TEST_F(HelperServiceTest, WarmthIsItsText) {
+    makeService();
+    for (const auto& [celsius, text] : {std::pair(45, "cool"), std::pair(60, "warm"), std::pair(80, "hot")}) {
+        setChip(celsius);
+        EXPECT_EQ(snapshot().warmth, text);
+    }
+}
+
+TEST_F(HelperServiceTest, WithoutAChipReadingTheSnapshotHasNone) {
+    makeService();
+    controller.remove("Tp09");
+    EXPECT_EQ(snapshot().chipCelsius, std::nullopt);
+    EXPECT_EQ(snapshot().warmth, "cool");
+}
+
+TEST_F(HelperServiceTest, WithNoUsableFanTheSnapshotIsEmptyButForWarmthAndChip) {
+    makeService();
+    EXPECT_EQ(hold(0.5, true), std::nullopt);
+    clamshell.state = true;
+    queue.runFor(2);
+    controller.remove("F0Ac");
+    controller.remove("F1Ac");
+    setChip(85);
+    EXPECT_EQ(snapshot(), (FanSnapshot{0, 0, 0, 0, 0, false, "hot", 85, false, false}));
+}
+
+TEST_F(HelperServiceTest, ASnapshotThatJSONCannotHoldIsNone) {
+    makeService();
+    for (const double number : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+        setChip(number);
+        EXPECT_EQ(fetchSnapshot(), std::nullopt);
+        setChip(45);
+        controller.setNumber("F0Ac", number);
+        controller.setNumber("F1Ac", number);
+        EXPECT_EQ(fetchSnapshot(), std::nullopt);
+        controller.setNumber("F0Ac", 1200);
+        controller.setNumber("F1Ac", 1200);
+        EXPECT_NE(fetchSnapshot(), std::nullopt);
+    }
+}
+
+TEST_F(HelperServiceTest, TheSnapshotTellsThatAirIsAddedAndThatTheLidHasTheFan) {
+    makeService();
+    setChip(96);
+    EXPECT_EQ(hold(0.3, true), std::nullopt);
+    EXPECT_TRUE(snapshot().addingAir);
+    EXPECT_FALSE(snapshot().lidHasFan);
+    clamshell.state = true;
+    queue.runFor(2);
+    EXPECT_TRUE(snapshot().lidHasFan);
+    handBack();
+    EXPECT_FALSE(snapshot().addingAir);
+    EXPECT_FALSE(snapshot().lidHasFan);
+}
+
+// --- hold
+
+TEST_F(HelperServiceTest, AHoldIsStartedOnTheMainQueueAndItsEventsAreLogged) {
+    makeService();
+    takeTrace();
+    ReplyProbe<std::optional<std::string>> probe;
+    probe.onAnswer([this] { note("reply"); });
+    service->hold(0.5, false, probe.reply());
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    queue.runReady();
+    EXPECT_EQ(probe.value(), std::nullopt);
+    EXPECT_EQ(takeEffects(),
+              takeFans(0.5) + Trace({"[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)", "reply"}));
+}
+
+TEST_F(HelperServiceTest, EachEventIsLoggedByItsText) {
+    makeService();
+    setChip(96);
+    hold(0.3, true);
+    controller.setNumber("F0Md", 0);
+    queue.runFor(2);
+    clamshell.state = true;
+    queue.runFor(2);
+    clamshell.state = false;
+    queue.runFor(2);
+    power.send(willSleep, 7);
+    power.send(hasPoweredOn);
+    setChip(-1000);
+    queue.runFor(60);
+    handBack();
+    EXPECT_EQ(takeLogs(), Trace({"[NOTICE] service: hold: addingAir(fraction: 0.5)",
+                                 "[NOTICE] service: hold: engaged(fraction: 0.3, neededUnlock: false)",
+                                 "[NOTICE] service: hold: reasserted", "[NOTICE] service: hold: yielded",
+                                 "[NOTICE] service: hold: resumed", "[NOTICE] service: hold: sleeping",
+                                 "[NOTICE] service: hold: woke", "[NOTICE] service: hold: resumed",
+                                 "[NOTICE] service: hold: backToAsked", "[NOTICE] service: hold: released"}));
+}
+
+TEST_F(HelperServiceTest, TheFractionReachesTheHoldUnchangedAndIsClampedThere) {
+    makeService();
+    EXPECT_EQ(hold(1.7), std::nullopt);
+    EXPECT_EQ(controller.number("F0Tg"), 6000);
+    EXPECT_EQ(hold(-3), std::nullopt);
+    EXPECT_EQ(controller.number("F0Tg"), 1200);
+    EXPECT_EQ(hold(std::numeric_limits<double>::infinity()), std::nullopt);
+    EXPECT_EQ(controller.number("F0Tg"), 6000);
+}
+
+TEST_F(HelperServiceTest, ANewHoldStopsTheRunningOneFirst) {
+    makeService();
+    hold(0.5);
+    takeTrace();
+    EXPECT_EQ(hold(0.25), std::nullopt);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + takeFans(0.25) +
+                                 Trace({"[NOTICE] service: hold: engaged(fraction: 0.25, neededUnlock: false)"}));
+    queue.runFor(60);
+    EXPECT_THAT(takeEffects(), IsEmpty()); // the old hold does not tick any more
+    EXPECT_EQ(queue.liveTimers(), 1);
+    EXPECT_EQ(power.registered(), 1U);
+}
+
+TEST_F(HelperServiceTest, AHoldThatCannotStartRepliesTheErrorAndLogsNothing) {
+    makeService();
+    const struct {
+        const char* key;
+        const char* text;
+    } failures[] = {
+        {"F1Tg", "The fan speed wasn't accepted (code 0x84)."},
+        {"F1Md", "This Mac refused to hand over the fan (code 0x84). It usually means the system is managing cooling "
+                 "itself right now."},
+    };
+    for (const auto& [key, text] : failures) {
+        controller.clearFaults();
+        controller.answer(key, SMCCommand::writeBytes, 0x84);
+        takeTrace();
+        EXPECT_EQ(hold(0.5), text);
+        EXPECT_THAT(takeLogs(), IsEmpty());
+    }
+    controller.clearFaults();
+    system.root = false;
+    EXPECT_EQ(hold(0.5), "Changing fan speed needs administrator rights. Run this with sudo.");
+}
+
+TEST_F(HelperServiceTest, AHoldThatCannotStartLeavesNoFanTakenAndNoHold) {
+    makeService();
+    controller.answer("F1Tg", SMCCommand::writeBytes, 0x84);
+    EXPECT_NE(hold(0.5), std::nullopt);
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_EQ(queue.liveTimers(), 0);
+    EXPECT_EQ(power.registered(), 0U);
+}
+
+TEST_F(HelperServiceTest, AFailingHoldReplacesAGoodOneAndLeavesTheFansWhereTheGoodOneLeftThem) {
+    makeService();
+    setChip(96);
+    hold(0.3, true);
+    EXPECT_TRUE(snapshot().addingAir);
+    controller.answer("F0Tg", SMCCommand::writeBytes, 0x84);
+    takeTrace();
+    EXPECT_NE(hold(0.3, true), std::nullopt);
+    EXPECT_EQ(takeLogs(),
+              Trace({"[NOTICE] service: hold: released", "[NOTICE] service: hold: addingAir(fraction: 0.5)"}));
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_FALSE(snapshot().addingAir);
+    EXPECT_FALSE(snapshot().lidHasFan);
+    queue.runFor(60);
+    EXPECT_THAT(takeEffects(), IsEmpty());
+}
+
+TEST_F(HelperServiceTest, AFailedUnlockLeavesTheSwitchOff) {
+    makeService();
+    controller.setUnlockRule({true, 1e9});
+    EXPECT_NE(hold(0.5), std::nullopt);
+    EXPECT_EQ(controller.number("Ftst"), 0);
+}
+
+TEST_F(HelperServiceTest, AHoldWithTheLidClosedSucceedsAndYields) {
+    makeService();
+    clamshell.state = true;
+    takeTrace();
+    EXPECT_EQ(hold(0.5, true), std::nullopt);
+    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] service: hold: yielded"}));
+    EXPECT_TRUE(snapshot().lidHasFan);
+}
+
+// --- hand-back
+
+TEST_F(HelperServiceTest, HandingBackEndsTheHoldHandsBackAgainAndReplies) {
+    makeService();
+    hold(0.5);
+    takeTrace();
+    EXPECT_EQ(handBack(), std::nullopt);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans());
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_EQ(queue.liveTimers(), 0);
+}
+
+TEST_F(HelperServiceTest, HandingBackWithoutAHoldHandsBackAllTheSame) {
+    makeService();
+    controller.setNumber("F1Md", 1);
+    takeTrace();
+    EXPECT_EQ(handBack(), std::nullopt);
+    EXPECT_EQ(takeTrace(), restoreFans());
+    EXPECT_FALSE(isAnyManual());
+}
+
+// --- stand-down
+
+TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndHandsBackAndExitsThreeTenthsLater) {
+    makeService();
+    hold(0.5);
+    takeTrace();
+    standDown();
+    EXPECT_EQ(takeTrace(), Trace({"[NOTICE] service: A newer Kelo asked us to stand down.", "reply"}));
+    queue.runFor(0.299);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    EXPECT_TRUE(isAnyManual());
+    queue.runFor(0.001);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+                                 Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+}
+
+TEST_F(HelperServiceTest, StandingDownExitsAlsoWhenTheServiceIsGone) {
+    makeService();
+    standDown();
+    takeTrace();
+    service.reset();
+    queue.runFor(0.3);
+    EXPECT_EQ(takeTrace(), Trace({"exit 0"}));
+}
+
+// --- shutdown
+
+TEST_F(HelperServiceTest, ShuttingDownWithNothingRunningHandsBackAndSaysSoEachTime) {
+    makeService();
+    takeTrace();
+    service->shutdownNow();
+    service->shutdownNow();
+    const auto once = restoreFans() + Trace({"[NOTICE] service: Handed the fan back on the way out."});
+    EXPECT_EQ(takeTrace(), once + once);
+}
+
+TEST_F(HelperServiceTest, ShuttingDownEndsTheHoldInEveryState) {
+    const std::pair<const char*, std::function<void()>> states[] = {
+        {"engaged", [] {}},
+        {"yielded", [this] { clamshell.state = true, queue.runFor(2); }},
+        {"asleep", [this] { power.send(willSleep, 7); }},
+        {"interfered with", [this] { controller.setNumber("F0Md", 0); }},
+        {"orphaned", [this] { service->clientWentAway(), queue.runFor(3); }},
+    };
+    for (const auto& [name, enter] : states) {
+        clamshell.state = false;
+        makeService();
+        service->clientArrived();
+        hold(0.5, true);
+        enter();
+        takeTrace();
+        service->shutdownNow();
+        EXPECT_EQ(takeLogs(),
+                  Trace({"[NOTICE] service: hold: released", "[NOTICE] service: Handed the fan back on the way out."}))
+            << name;
+        EXPECT_FALSE(isAnyManual()) << name;
+        service.reset();
+        queue.runFor(60);
+        EXPECT_FALSE(isAnyManual()) << name;
+    }
+}
+
+// --- one reply per request, whatever happens to the service
+
+TEST_F(HelperServiceTest, EveryRequestInTheQueueIsAnsweredWhenTheServiceIsGone) {
+    makeService();
+    ReplyProbe<std::optional<Data>> snapshot("fetchSnapshot");
+    ReplyProbe<std::optional<std::string>> hold("hold");
+    ReplyProbe<std::optional<std::string>> handBack("handBack");
+    ReplyProbe<> standDown("standDown");
+    service->fetchSnapshot(snapshot.reply());
+    service->hold(0.5, true, hold.reply());
+    service->handBack(handBack.reply());
+    service->standDown(standDown.reply());
+    service->clientArrived();
+    service->clientWentAway();
+    service.reset();
+    takeTrace();
+    queue.runFor(10);
+    EXPECT_EQ(snapshot.value(), std::nullopt);
+    EXPECT_EQ(hold.value(), noFansText);
+    EXPECT_EQ(handBack.value(), std::nullopt);
+    EXPECT_EQ(takeTrace(), Trace({"exit 0"}));
+}
+
+TEST_F(HelperServiceTest, EveryRequestIsAnsweredOnceInEveryState) {
+    const std::function<void()> states[] = {
+        [] {},
+        [this] { hold(0.5, true); },
+        [this] { clamshell.state = true, queue.runFor(2); },
+        [this] { power.send(willSleep, 7); },
+        [this] { power.send(hasPoweredOn); },
+        [this] { controller.answer("F0Md", SMCCommand::writeBytes, 0x84); },
+        [this] { exchange.isRoot = false; },
+        [this] { controller.answer(std::nullopt, std::nullopt, 0x84); },
+    };
+    makeService();
+    for (const auto& enter : states) {
+        enter();
+        fetchSnapshot(); // each of them checks its reply
+        hold(0.5, true);
+        fetchSnapshot();
+        handBack();
+        helperVersion();
+    }
+}
+
+TEST_F(HelperServiceTest, RequestsAreCarriedOutInTheirOrder) {
+    makeService();
+    takeTrace();
+    Trace order;
+    ReplyProbe<std::optional<std::string>> first("hold");
+    ReplyProbe<std::optional<Data>> second("fetchSnapshot");
+    ReplyProbe<std::optional<std::string>> third("handBack");
+    first.onAnswer([&] { order.push_back("hold"); });
+    second.onAnswer([&] { order.push_back("fetchSnapshot"); });
+    third.onAnswer([&] { order.push_back("handBack"); });
+    service->hold(0.5, false, first.reply());
+    service->fetchSnapshot(second.reply());
+    service->handBack(third.reply());
+    queue.runReady();
+    EXPECT_EQ(order, Trace({"hold", "fetchSnapshot", "handBack"}));
+    EXPECT_TRUE(FanSnapshot::decoded(second.value().value()).underKeloControl);
+    EXPECT_FALSE(isAnyManual());
+}
+
+} // namespace
+} // namespace kelo

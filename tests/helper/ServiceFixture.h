@@ -1,0 +1,81 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "helper/HelperService.h"
+#include "protocol/FanSnapshot.h"
+#include "tests/support/MachineFixture.h"
+#include "tests/support/RecordingLog.h"
+#include "tests/support/ReplyProbe.h"
+
+namespace kelo {
+
+/// The service on the machine. Its log lines and the process's exit are part of the trace.
+class ServiceFixture : public MachineFixture {
+protected:
+    ServiceFixture() {
+        output.onMessage = [this](const std::string& message) { note(message); };
+    }
+
+    void makeService() {
+        const HelperLog log(std::make_shared<RecordingSystemLog>(), "service", output);
+        service = std::make_shared<HelperService>(ServiceSurroundings{
+            queue, system, power, clamshell, log, [this](int status) { note("exit " + std::to_string(status)); }});
+    }
+
+    // Each makes the request, lets the main queue run it, and checks that it is answered exactly once.
+    std::optional<Data> fetchSnapshot() {
+        ReplyProbe<std::optional<Data>> probe("fetchSnapshot");
+        service->fetchSnapshot(probe.reply());
+        queue.runReady();
+        return probe.value();
+    }
+    FanSnapshot snapshot() { return FanSnapshot::decoded(fetchSnapshot().value()); }
+    std::optional<std::string> hold(double fraction, bool handsBackOnLidClose = false) {
+        ReplyProbe<std::optional<std::string>> probe("hold");
+        service->hold(fraction, handsBackOnLidClose, probe.reply());
+        queue.runReady();
+        return probe.value();
+    }
+    std::optional<std::string> handBack() {
+        ReplyProbe<std::optional<std::string>> probe("handBack");
+        service->handBack(probe.reply());
+        queue.runReady();
+        return probe.value();
+    }
+    std::int64_t helperVersion() {
+        ReplyProbe<std::int64_t> probe("helperVersion");
+        service->helperVersion(probe.reply());
+        return probe.value();
+    }
+    /// Its reply is part of the trace.
+    void standDown() {
+        ReplyProbe<> probe("standDown");
+        probe.onAnswer([this] { note("reply"); });
+        service->standDown(probe.reply());
+        EXPECT_TRUE(probe.isAnswered());
+    }
+
+    void arrive() {
+        service->clientArrived();
+        queue.runReady();
+    }
+    void leave() {
+        service->clientWentAway();
+        queue.runReady();
+    }
+
+    /// The log lines of the trace since it was taken last.
+    Trace takeLogs() {
+        auto logs = takeTrace();
+        std::erase_if(logs, [](const std::string& entry) { return entry.front() != '['; });
+        return logs;
+    }
+
+    RecordingOutput output;
+    std::shared_ptr<HelperService> service;
+};
+
+} // namespace kelo

@@ -1,0 +1,242 @@
+#include "protocol/FanSnapshot.h"
+
+#include <gmock/gmock.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+
+namespace kelo {
+namespace {
+
+using ::testing::HasSubstr;
+
+FanSnapshot heldSnapshot() {
+    return {.fanCount = 1,
+            .currentRPM = 2404.0,
+            .minRPM = 1200.0,
+            .maxRPM = 6000.0,
+            .targetRPM = 2400.0,
+            .underKeloControl = true,
+            .warmth = "warm",
+            .chipCelsius = 61.5,
+            .addingAir = false,
+            .lidHasFan = false};
+}
+
+Data bytes(const std::string& text) { return {text.begin(), text.end()}; }
+
+std::string text(const FanSnapshot& snapshot) {
+    const auto data = snapshot.encoded();
+    return {data.begin(), data.end()};
+}
+
+std::string decodingError(const Data& data) {
+    try {
+        (void)FanSnapshot::decoded(data);
+    } catch (const SnapshotError& error) {
+        return error.what();
+    }
+    return "decoded";
+}
+
+/// The members of the example, to be broken one by one.
+nlohmann::ordered_json members() { return nlohmann::ordered_json::parse(text(heldSnapshot())); }
+
+const char* const requiredKeys[] = {"fanCount",         "currentRPM", "minRPM",    "maxRPM",   "targetRPM",
+                                    "underKeloControl", "warmth",     "addingAir", "lidHasFan"};
+
+// --- encoding
+
+TEST(FanSnapshotEncoding, WritesTheTenMembersInTheOrderOfTheRecord) {
+    EXPECT_EQ(text(heldSnapshot()), R"({"fanCount":1,"currentRPM":2404.0,"minRPM":1200.0,"maxRPM":6000.0,)"
+                                    R"("targetRPM":2400.0,"underKeloControl":true,"warmth":"warm","chipCelsius":61.5,)"
+                                    R"("addingAir":false,"lidHasFan":false})");
+}
+
+TEST(FanSnapshotEncoding, LeavesOutAMissingChipTemperatureRatherThanWritingNull) {
+    auto snapshot = heldSnapshot();
+    snapshot.chipCelsius.reset();
+    const auto json = nlohmann::json::parse(text(snapshot));
+    EXPECT_EQ(json.size(), 9U);
+    EXPECT_FALSE(json.contains("chipCelsius"));
+    EXPECT_THAT(text(snapshot), ::testing::Not(HasSubstr("null")));
+}
+
+TEST(FanSnapshotEncoding, WritesAMacWithoutFans) {
+    const FanSnapshot none{0, 0, 0, 0, 0, false, "cool", 45.0, false, false};
+    EXPECT_EQ(FanSnapshot::decoded(none.encoded()), none);
+}
+
+TEST(FanSnapshotEncoding, FailsForANumberThatIsNotFiniteInAnyMember) {
+    for (const double number : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+                                -std::numeric_limits<double>::infinity()}) {
+        for (double FanSnapshot::*member :
+             {&FanSnapshot::currentRPM, &FanSnapshot::minRPM, &FanSnapshot::maxRPM, &FanSnapshot::targetRPM}) {
+            auto snapshot = heldSnapshot();
+            snapshot.*member = number;
+            EXPECT_THROW((void)snapshot.encoded(), SnapshotError);
+        }
+        auto snapshot = heldSnapshot();
+        snapshot.chipCelsius = number;
+        EXPECT_THROW((void)snapshot.encoded(), SnapshotError);
+    }
+}
+
+TEST(FanSnapshotEncoding, FailsForAWarmthThatIsNotUTF8) {
+    auto snapshot = heldSnapshot();
+    snapshot.warmth = "\xFF\xFE";
+    EXPECT_THROW((void)snapshot.encoded(), SnapshotError);
+}
+
+TEST(FanSnapshotEncoding, ReadsBackAsTheSameRecordWhateverItsNumbers) {
+    std::mt19937_64 random(20261121);
+    for (int i = 0; i < 2'000; ++i) {
+        auto snapshot = heldSnapshot();
+        const auto next = [&] {
+            const auto number = std::bit_cast<double>(random());
+            return std::isfinite(number) ? number : 0.5;
+        };
+        snapshot.fanCount = static_cast<std::int64_t>(random());
+        snapshot.currentRPM = next();
+        snapshot.minRPM = next();
+        snapshot.targetRPM = next();
+        snapshot.chipCelsius = next();
+        snapshot.addingAir = random() % 2 == 0;
+        ASSERT_EQ(FanSnapshot::decoded(snapshot.encoded()), snapshot) << text(snapshot);
+    }
+}
+
+// --- decoding
+
+TEST(FanSnapshotDecoding, ReadsMembersInAnyOrderAndAnyJSONNumberForASpeed) {
+    const auto snapshot = FanSnapshot::decoded(
+        bytes(R"( { "lidHasFan" : false, "addingAir":false, "warmth":"warm", "underKeloControl":true,
+                   "targetRPM":2400, "maxRPM":6e3, "minRPM":12e2, "currentRPM":2404, "fanCount":1,
+                   "chipCelsius":61.5 } )"));
+    EXPECT_EQ(snapshot, heldSnapshot());
+}
+
+TEST(FanSnapshotDecoding, TakesAMissingOrNullChipTemperatureAsNone) {
+    auto json = members();
+    json["chipCelsius"] = nullptr;
+    EXPECT_EQ(FanSnapshot::decoded(bytes(json.dump())).chipCelsius, std::nullopt);
+    json.erase("chipCelsius");
+    EXPECT_EQ(FanSnapshot::decoded(bytes(json.dump())).chipCelsius, std::nullopt);
+}
+
+TEST(FanSnapshotDecoding, FailsWithoutAnyOfTheOtherKeys) {
+    for (const auto* key : requiredKeys) {
+        auto json = members();
+        json.erase(key);
+        EXPECT_EQ(decodingError(bytes(json.dump())),
+                  "The snapshot cannot be read: the key \"" + std::string(key) + "\" is missing.");
+    }
+}
+
+TEST(FanSnapshotDecoding, FailsForNullInARequiredMember) {
+    for (const auto* key : requiredKeys) {
+        auto json = members();
+        json[key] = nullptr;
+        EXPECT_EQ(decodingError(bytes(json.dump())),
+                  "The snapshot cannot be read: the key \"" + std::string(key) + "\" has another type than expected.");
+    }
+}
+
+TEST(FanSnapshotDecoding, FailsForAnotherType) {
+    const std::pair<const char*, const char*> wrongValues[] = {
+        {"fanCount", "1.5"},
+        {"fanCount", "1.0"},
+        {"fanCount", "true"},
+        {"fanCount", "\"1\""},
+        {"fanCount", "[1]"},
+        {"currentRPM", "true"},
+        {"currentRPM", "\"1\""},
+        {"minRPM", "false"},
+        {"maxRPM", "{}"},
+        {"targetRPM", "[]"},
+        {"underKeloControl", "1"},
+        {"underKeloControl", "0"},
+        {"underKeloControl", "\"true\""},
+        {"warmth", "1"},
+        {"warmth", "true"},
+        {"chipCelsius", "true"},
+        {"chipCelsius", "\"61.5\""},
+        {"addingAir", "0"},
+        {"lidHasFan", "1"},
+        {"lidHasFan", "\"\""},
+        {"fanCount", "9223372036854775808"},
+    };
+    for (const auto& [key, value] : wrongValues) {
+        auto json = members();
+        json[key] = nlohmann::ordered_json::parse(value);
+        EXPECT_THAT(decodingError(bytes(json.dump())), HasSubstr("\"" + std::string(key) + "\" has another type"))
+            << value;
+    }
+}
+
+TEST(FanSnapshotDecoding, IgnoresUnknownKeysWhateverTheyHold) {
+    auto json = members();
+    json["fancount"] = 7;
+    json["nested"] = {{"fanCount", 9}, {"list", {1, 2, {{"warmth", nullptr}}}}};
+    json[""] = nullptr;
+    EXPECT_EQ(FanSnapshot::decoded(bytes(json.dump())), heldSnapshot());
+}
+
+TEST(FanSnapshotDecoding, FailsForAKeyThatAppearsTwice) {
+    auto json = text(heldSnapshot());
+    json.insert(json.size() - 1, R"(,"addingAir":true)");
+    EXPECT_THAT(decodingError(bytes(json)), HasSubstr("the key \"addingAir\" appears twice"));
+}
+
+TEST(FanSnapshotDecoding, FailsForWhatIsNoObject) {
+    for (const auto* json : {"[]", "1", "true", "null", "\"text\"", "[{}]"})
+        EXPECT_THAT(decodingError(bytes(json)), HasSubstr("it is not an object")) << json;
+}
+
+TEST(FanSnapshotDecoding, FailsForWhatIsNoJSON) {
+    const auto whole = text(heldSnapshot());
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        EXPECT_THAT(decodingError(bytes(whole.substr(0, length))), HasSubstr("not valid JSON")) << length;
+    for (const auto& broken : {whole + "}", whole + whole, "{" + whole, std::string("{,}"), std::string(1, '\0')})
+        EXPECT_THAT(decodingError(bytes(broken)), HasSubstr("not valid JSON")) << broken;
+}
+
+TEST(FanSnapshotDecoding, FailsForInvalidUTF8) {
+    for (const auto* sequence : {"\xFF", "\xC0\x80", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\xE2\x82"})
+        EXPECT_THAT(decodingError(bytes("{\"warmth\":\"" + std::string(sequence) + "\"}")),
+                    HasSubstr("not valid JSON"));
+}
+
+TEST(FanSnapshotDecoding, FailsForNumbersThatNoDoubleHolds) {
+    EXPECT_THAT(decodingError(bytes(R"({"currentRPM":1e999})")), HasSubstr("not valid JSON"));
+    EXPECT_THAT(decodingError(bytes(R"({"currentRPM":NaN})")), HasSubstr("not valid JSON"));
+}
+
+TEST(FanSnapshotDecoding, FailsForDeepNesting) {
+    const std::string deep = "{\"a\":" + std::string(30'000, '[') + std::string(30'000, ']') + "}";
+    EXPECT_THAT(decodingError(bytes(deep)), HasSubstr("nested too deeply"));
+    EXPECT_THAT(decodingError(bytes("{\"a\":" + std::string(30'000, '['))), HasSubstr("nested too deeply"));
+}
+
+TEST(FanSnapshotDecoding, FailsForMegabytes) {
+    const std::string large = "{\"warmth\":\"" + std::string(4U << 20U, 'x') + "\"}";
+    EXPECT_THAT(decodingError(bytes(large)), HasSubstr("larger than 65536 bytes"));
+}
+
+TEST(FanSnapshotDecoding, SurvivesAnyBytes) {
+    std::mt19937 random(3);
+    const auto whole = text(heldSnapshot());
+    for (int i = 0; i < 20'000; ++i) {
+        auto data = bytes(whole);
+        for (int change = 0; change < 3; ++change)
+            data[random() % data.size()] = static_cast<std::uint8_t>(random());
+        EXPECT_FALSE(decodingError(data).empty());
+    }
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <utility>
+
+namespace kelo {
+
+/// Checks that a reply is called exactly once: the test that owns it fails when the last copy of the reply is dropped
+/// uncalled, and when it is called a second time.
+template <typename... Values>
+class ReplyProbe {
+public:
+    explicit ReplyProbe(std::string name = "a reply") : result_(std::make_shared<Result>()), name_(std::move(name)) {}
+
+    /// The reply to hand over. To be called once.
+    std::function<void(Values...)> reply() {
+        return
+            [call = std::make_shared<Call>(result_, name_)](Values... values) { call->answer(std::move(values)...); };
+    }
+
+    bool isAnswered() const { return result_->values.has_value(); }
+
+    /// The value of a reply that has one. The reply must have been answered.
+    const auto& value() const { return std::get<0>(result_->values.value()); }
+
+    /// Called as the reply is answered.
+    void onAnswer(std::function<void()> action) { result_->onAnswer = std::move(action); }
+
+private:
+    struct Result {
+        std::optional<std::tuple<Values...>> values;
+        std::function<void()> onAnswer = [] {};
+    };
+
+    /// Shared by all copies of the reply.
+    class Call {
+    public:
+        Call(std::shared_ptr<Result> result, std::string name) : result_(std::move(result)), name_(std::move(name)) {}
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+        ~Call() {
+            if (calls_ == 0)
+                ADD_FAILURE() << name_ << " was dropped uncalled";
+        }
+        void answer(Values... values) {
+            if (++calls_ > 1) {
+                ADD_FAILURE() << name_ << " was called " << calls_ << " times";
+                return;
+            }
+            result_->values.emplace(std::move(values)...);
+            result_->onAnswer();
+        }
+
+    private:
+        std::shared_ptr<Result> result_;
+        std::string name_;
+        int calls_ = 0;
+    };
+
+    std::shared_ptr<Result> result_;
+    std::string name_;
+};
+
+} // namespace kelo
