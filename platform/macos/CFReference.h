@@ -1,0 +1,36 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <utility>
+
+namespace kelo {
+
+/// Owns one reference to a CoreFoundation object: what a function with Create or Copy in its name has returned. What
+/// one with Get has returned is borrowed and does not belong in here.
+template <typename Ref>
+class CFReference {
+public:
+    CFReference() = default;
+    explicit CFReference(Ref created) : ref_(created) {}
+    CFReference(CFReference&& other) noexcept : ref_(std::exchange(other.ref_, nullptr)) {}
+    CFReference& operator=(CFReference&& other) noexcept {
+        std::swap(ref_, other.ref_);
+        return *this;
+    }
+    ~CFReference() {
+        if (ref_ != nullptr) // CFRelease ends the process on null
+            CFRelease(ref_);
+    }
+
+    Ref get() const { return ref_; }
+    explicit operator bool() const { return ref_ != nullptr; }
+
+    /// For the functions that return their object through a pointer. To be used once, on an empty reference.
+    Ref* out() { return &ref_; }
+
+private:
+    Ref ref_ = nullptr;
+};
+
+} // namespace kelo

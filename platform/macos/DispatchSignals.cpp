@@ -1,0 +1,33 @@
+#include "platform/macos/DispatchSignals.h"
+
+#include <csignal>
+#include <utility>
+
+#include "platform/macos/DispatchSource.h"
+
+namespace kelo {
+
+namespace {
+
+class DispatchSignalSource : public SignalSource {
+public:
+    explicit DispatchSignalSource(std::unique_ptr<DispatchSource> source) : source_(std::move(source)) {}
+
+private:
+    const std::unique_ptr<DispatchSource> source_;
+};
+
+} // namespace
+
+void DispatchSignals::ignore(int signal) {
+    std::signal(signal, SIG_IGN); // fails only for what is no signal or cannot be ignored
+}
+
+std::unique_ptr<SignalSource> DispatchSignals::deliver(int signal, std::function<void()> onSignal) {
+    auto source = DispatchSource::forSignal(signal, {std::move(onSignal), [] {}});
+    if (!source)
+        return nullptr;
+    return std::make_unique<DispatchSignalSource>(std::move(source));
+}
+
+} // namespace kelo

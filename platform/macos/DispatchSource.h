@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace kelo {
+
+/// One active dispatch source on the main queue. Destroying it cancels it. Main thread only.
+class DispatchSource {
+public:
+    /// Both are called on the main queue.
+    struct Handlers {
+        std::function<void()> onEvent; ///< Not called any more once the source has been cancelled.
+        /// Called once, some time after the source has been cancelled, when the system is done with the handle: the
+        /// only place where a handle may be closed.
+        std::function<void()> onCancelled;
+    };
+
+    /// These return nullptr when the system cannot make the source; its handlers are then never called.
+    static std::unique_ptr<DispatchSource> forSignal(int signal, Handlers handlers);
+    /// When the file behind `descriptor` is deleted, renamed or revoked.
+    static std::unique_ptr<DispatchSource> forFile(int descriptor, Handlers handlers);
+
+    DispatchSource(const DispatchSource&) = delete;
+    DispatchSource& operator=(const DispatchSource&) = delete;
+    ~DispatchSource();
+
+    /// May be called from the event handler and more than once.
+    void cancel();
+
+private:
+    struct Context;
+
+    explicit DispatchSource(Context* context) : context_(context) {}
+    static std::unique_ptr<DispatchSource> activate(void* source, Handlers handlers);
+    static void handleEvent(void* context);
+    static void handleCancellation(void* context);
+
+    Context* context_; ///< Belongs to the source until its cancellation has been handled; null once cancelled.
+};
+
+} // namespace kelo

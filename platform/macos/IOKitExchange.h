@@ -1,0 +1,15 @@
+#pragma once
+
+#include "core/smc/SMCExchange.h"
+
+namespace kelo {
+
+/// The exchange over the user client of the AppleSMC kernel service.
+class IOKitExchange : public SMCExchange {
+public:
+    [[nodiscard]] std::uint32_t open() override;
+    [[nodiscard]] bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) override;
+    void close(std::uint32_t connection) override;
+};
+
+} // namespace kelo

@@ -1,0 +1,24 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+/// The five requests as they travel between client and helper: kelo::KeloHelperProtocol in the platform's terms.
+///
+/// XPC compares the types of both sides letter for letter and drops a call that differs, so nothing here may change
+/// without a new KeloHelper::interfaceVersion. The run-time name is that of the protocol in the module KeloProtocol.
+__attribute__((objc_runtime_name("_TtP12KeloProtocol18KeloHelperProtocol_")))
+@protocol KeloHelperProtocol
+
+- (void)fetchSnapshotWithReply:(void (^)(NSData* _Nullable))reply;
+- (void)holdWithFraction:(double)fraction
+     handsBackOnLidClose:(BOOL)handsBackOnLidClose
+                   reply:(void (^)(NSString* _Nullable))reply;
+- (void)handBackWithReply:(void (^)(NSString* _Nullable))reply;
+- (void)helperVersionWithReply:(void (^)(NSInteger))reply;
+- (void)standDownWithReply:(void (^)(void))reply;
+
+@end
+
+NS_ASSUME_NONNULL_END

@@ -1,0 +1,24 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+#include "helper/Listener.h"
+
+namespace kelo {
+
+/// A connection that the XPC listener presents. It belongs to the system; this only lasts as long as the call that
+/// presents it.
+class XPCIncomingConnection : public IncomingConnection {
+public:
+    explicit XPCIncomingConnection(NSXPCConnection* connection) : connection_(connection) {}
+
+    void exportObject(std::shared_ptr<KeloHelperProtocol> object) override;
+    void setInvalidationHandler(std::function<void()> handler) override;
+    void setInterruptionHandler(std::function<void()> handler) override;
+    void resume() override;
+
+private:
+    NSXPCConnection* const connection_;
+};
+
+} // namespace kelo

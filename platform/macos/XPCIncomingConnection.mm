@@ -1,0 +1,30 @@
+#include "platform/macos/XPCIncomingConnection.h"
+
+#include "platform/macos/Containment.h"
+#include "platform/macos/ExportedHelper.h"
+#include "platform/macos/HelperInterface.h"
+
+namespace kelo {
+
+void XPCIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> object) {
+    connection_.exportedInterface = helperInterface();
+    connection_.exportedObject = makeExportedHelper(std::move(object)).get(); // retained by the connection
+}
+
+// The blocks hold the handler, never the connection, which holds the blocks.
+
+void XPCIncomingConnection::setInvalidationHandler(std::function<void()> handler) {
+    connection_.invalidationHandler = ^{
+      contain("the invalidation of a connection", handler);
+    };
+}
+
+void XPCIncomingConnection::setInterruptionHandler(std::function<void()> handler) {
+    connection_.interruptionHandler = ^{
+      contain("the interruption of a connection", handler);
+    };
+}
+
+void XPCIncomingConnection::resume() { [connection_ resume]; }
+
+} // namespace kelo

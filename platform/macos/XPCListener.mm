@@ -1,0 +1,89 @@
+#include "platform/macos/XPCListener.h"
+
+#import <Foundation/Foundation.h>
+
+#include "platform/macos/CodeRequirement.h"
+#include "platform/macos/Containment.h"
+#include "platform/macos/FoundationText.h"
+#include "platform/macos/ObjCException.h"
+#include "platform/macos/ObjCReference.h"
+#include "platform/macos/XPCIncomingConnection.h"
+
+@interface KeloListenerDelegate : NSObject <NSXPCListenerDelegate> {
+  @public
+    kelo::ConnectionAdmission* admission_; // borrowed
+    BOOL hasRequirement_;
+}
+@end
+
+@implementation KeloListenerDelegate
+
+- (BOOL)listener:(NSXPCListener*)listener shouldAcceptNewConnection:(NSXPCConnection*)newConnection {
+    static_cast<void>(listener);
+    if (!hasRequirement_)
+        return NO;
+    kelo::XPCIncomingConnection connection(newConnection);
+    auto& admission = *admission_;
+    bool isAccepted = false;
+    kelo::contain("admitting a connection", [&] { isAccepted = admission.shouldAcceptNewConnection(connection); });
+    return isAccepted;
+}
+
+@end
+
+namespace kelo {
+
+namespace {
+
+class XPCListener : public Listener {
+  public:
+    explicit XPCListener(const std::string& machServiceName)
+        : listener_(adopt([[NSXPCListener alloc] initWithMachServiceName:makeNSString(machServiceName).get()])),
+          delegate_(adopt([[KeloListenerDelegate alloc] init])) {}
+
+    // A delegate that is gone would be a connection refused; it is only borrowed by the listener.
+    ~XPCListener() override {
+        listener_.get().delegate = nil;
+        [listener_.get() invalidate];
+    }
+
+    void setAdmission(ConnectionAdmission& admission) override {
+        delegate_.get()->admission_ = &admission;
+        listener_.get().delegate = delegate_.get();
+    }
+
+    void setConnectionCodeSigningRequirement(const std::string& requirement) override {
+        delegate_.get()->hasRequirement_ = NO;
+        // Parsed here first: what the listener raises has passed through frames that do not expect it.
+        if (!isWellFormedRequirement(requirement)) {
+            reportFault("the code-signing requirement", "it does not parse; nobody is let in");
+            return;
+        }
+        const auto text = makeNSString(requirement);
+        const auto reason = raisedBy([&] { [listener_.get() setConnectionCodeSigningRequirement:text.get()]; });
+        if (reason)
+            reportFault("the code-signing requirement", reason->c_str());
+        else
+            delegate_.get()->hasRequirement_ = YES;
+    }
+
+    void resume() override {
+        if (!delegate_.get()->hasRequirement_) {
+            reportFault("the listener", "it has no code-signing requirement and is not resumed");
+            return;
+        }
+        [listener_.get() resume];
+    }
+
+  private:
+    const ObjCReference<NSXPCListener*> listener_;
+    const ObjCReference<KeloListenerDelegate*> delegate_;
+};
+
+} // namespace
+
+std::unique_ptr<Listener> makeXPCListener(const std::string& machServiceName) {
+    return std::make_unique<XPCListener>(machServiceName);
+}
+
+} // namespace kelo

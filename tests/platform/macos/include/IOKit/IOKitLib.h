@@ -1,0 +1,54 @@
+#pragma once
+
+// V (IOKitUser, IOKitLib.h and IOKitLib.c) unless marked. No annotation of nullability there.
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <mach/mach.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// V xnu, iokit/IOKit/IOTypes.h: all one type
+typedef mach_port_t io_object_t;
+typedef io_object_t io_connect_t;
+typedef io_object_t io_service_t;
+typedef io_object_t io_registry_entry_t;
+typedef UInt32 IOOptionBits;
+typedef kern_return_t IOReturn;
+#define IO_OBJECT_NULL ((io_object_t)0)
+
+// V xnu, iokit/IOKit/IOReturn.h
+#define kIOReturnSuccess KERN_SUCCESS
+#define kIOReturnError ((IOReturn)0xE00002BC)
+#define kIOReturnNotPrivileged ((IOReturn)0xE00002C1)
+#define kIOReturnBadArgument ((IOReturn)0xE00002C2)
+#define kIOReturnNotOpen ((IOReturn)0xE00002CD)
+
+extern const mach_port_t kIOMainPortDefault; // macOS 12; MACH_PORT_NULL
+
+CFMutableDictionaryRef IOServiceMatching(const char* name); // create, NULL on failure
+// consumes the dictionary, whatever it returns; create, 0 when there is none; takes NULL and returns 0
+io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching);
+kern_return_t IOServiceOpen(io_service_t service, task_port_t owningTask, uint32_t type,
+                            io_connect_t* connect); // create
+kern_return_t IOServiceClose(io_connect_t connect); // closes and gives up the port: never release it as well
+kern_return_t IOObjectRelease(io_object_t object);
+// *outputStructCnt: capacity in, size out, rewritten on failure, too
+kern_return_t IOConnectCallStructMethod(mach_port_t connection, uint32_t selector, const void* inputStruct,
+                                        size_t inputStructCnt, void* outputStruct, size_t* outputStructCnt);
+// create, NULL if absent; options 0
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
+                                          IOOptionBits options);
+
+typedef struct IONotificationPort* IONotificationPortRef;
+typedef void (*IOServiceInterestCallback)(void* refcon, io_service_t service, uint32_t messageType,
+                                          void* messageArgument);
+CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef notify); // get; can be NULL
+void IONotificationPortDestroy(IONotificationPortRef notify); // invalidates and releases the source
+
+#ifdef __cplusplus
+}
+#endif

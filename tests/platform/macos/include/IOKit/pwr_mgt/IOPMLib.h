@@ -1,0 +1,20 @@
+#pragma once
+
+// V (IOKitUser, pwr_mgt.subproj/IOPMLib.h and IOPMLib.c)
+
+#include <IOKit/IOKitLib.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// create; on failure MACH_PORT_NULL, *notifier 0, *thePortRef untouched
+io_connect_t IORegisterForSystemPower(void* refcon, IONotificationPortRef* thePortRef,
+                                      IOServiceInterestCallback callback, io_object_t* notifier);
+IOReturn IODeregisterForSystemPower(io_object_t* notifier); // releases *notifier and sets it to 0
+IOReturn IOAllowPowerChange(io_connect_t kernelPort, intptr_t notificationID);
+
+#ifdef __cplusplus
+}
+#endif

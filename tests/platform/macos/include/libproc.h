@@ -1,0 +1,19 @@
+#pragma once
+
+// V xnu, libsyscall/wrappers/libproc/libproc.{h,c}, bsd/sys/proc_info.h
+
+#include <stdint.h>
+
+#define MAXPATHLEN 1024
+#define PROC_PIDPATHINFO_MAXSIZE (4 * MAXPATHLEN)
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// the length without the NUL, 0 on failure; at least 1024 and at most PROC_PIDPATHINFO_MAXSIZE bytes
+int proc_pidpath(int pid, void* buffer, uint32_t buffersize);
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,41 @@
+#pragma once
+
+// V (xnu, libkern/os/log.h; darling-libtrace, os/log.h). For C++ only, as dispatch/dispatch.h.
+
+#ifdef __OBJC__
+#error "log objects stay out of Objective-C++"
+#endif
+
+#include <stdint.h>
+
+extern "C" {
+
+typedef struct os_log_s* os_log_t;
+typedef uint8_t os_log_type_t;
+#define OS_LOG_TYPE_DEFAULT ((os_log_type_t)0x00)
+#define OS_LOG_TYPE_INFO ((os_log_type_t)0x01)
+#define OS_LOG_TYPE_DEBUG ((os_log_type_t)0x02)
+#define OS_LOG_TYPE_ERROR ((os_log_type_t)0x10)
+#define OS_LOG_TYPE_FAULT ((os_log_type_t)0x11)
+
+os_log_t os_log_create(const char* subsystem, const char* category); // create; never NULL; constant strings
+bool os_log_type_enabled(os_log_t oslog, os_log_type_t type);
+
+// Stands in for the platform's encoder behind the macro: takes the buffer that the compiler lays out for it.
+void _kelo_os_log(os_log_t log, os_log_type_t type, const char* format, const uint8_t* buffer, uint32_t size);
+
+} // extern "C"
+
+// Takes a literal only, and evaluates log and type once. The compiler checks the format and lays out the arguments,
+// here as there.
+#define os_log_with_type(log, type, format, ...)                                                                       \
+    __extension__({                                                                                                    \
+        os_log_t _log_tmp = (log);                                                                                     \
+        os_log_type_t _type_tmp = (type);                                                                              \
+        static const char _format_tmp[] = format;                                                                      \
+        if (os_log_type_enabled(_log_tmp, _type_tmp)) {                                                                \
+            uint8_t _buffer_tmp[__builtin_os_log_format_buffer_size(format, ##__VA_ARGS__)];                           \
+            __builtin_os_log_format(_buffer_tmp, format, ##__VA_ARGS__);                                               \
+            _kelo_os_log(_log_tmp, _type_tmp, _format_tmp, _buffer_tmp, sizeof _buffer_tmp);                           \
+        }                                                                                                              \
+    })
