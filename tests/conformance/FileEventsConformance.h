@@ -1,0 +1,206 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "core/watch/FileEvents.h"
+
+namespace kelo {
+
+/// What every watch on files must do, on real files in a folder of its own. The test's own thread is the main thread.
+/// The harness:
+///
+///     FileEvents& fileEvents();
+///     void run();                          // lets the main thread run until what has happened has been delivered
+///     std::string expectedOwnExecutable(); // empty when the implementation cannot know it in the test
+template <typename Harness>
+class FileEventsConformance : public ::testing::Test {
+protected:
+    FileEventsConformance() {
+        const auto* const info = ::testing::UnitTest::GetInstance()->current_test_info();
+        folder = std::filesystem::temp_directory_path() / ("kelo-files-" + std::string(info->name()) + "-" +
+                                                           std::to_string(reinterpret_cast<std::uintptr_t>(&folder)));
+        std::filesystem::create_directories(folder);
+        write(file, "the first");
+    }
+    ~FileEventsConformance() override { std::filesystem::remove_all(folder); }
+
+    FileEvents& files() { return harness.fileEvents(); }
+    std::string path(const std::string& name) const { return (folder / name).string(); }
+    void write(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
+    void rename(const std::string& from, const std::string& to) const { std::filesystem::rename(path(from), path(to)); }
+    void remove(const std::string& name) const { std::filesystem::remove(path(name)); }
+
+    std::unique_ptr<FileEventSource> watch(const std::string& name) {
+        return files().watch(path(name), [this] {
+            ++events;
+            toldOn = std::this_thread::get_id();
+        });
+    }
+
+    const std::string file = "executable";
+    std::filesystem::path folder;
+    int events = 0;
+    std::thread::id toldOn;
+    Harness harness;
+};
+
+TYPED_TEST_SUITE_P(FileEventsConformance);
+
+// --- identity
+
+TYPED_TEST_P(FileEventsConformance, AFileIsTheSameUnderEveryPathThatLeadsToIt) {
+    std::filesystem::create_hard_link(this->path(this->file), this->path("hard link"));
+    std::filesystem::create_symlink(this->path(this->file), this->path("symbolic link"));
+    const auto identity = this->files().identify(this->path(this->file));
+    ASSERT_TRUE(identity.has_value());
+    EXPECT_EQ(this->files().identify(this->path("hard link")), identity);
+    EXPECT_EQ(this->files().identify(this->path("symbolic link")), identity);
+}
+
+TYPED_TEST_P(FileEventsConformance, AFileThatTakesAnothersPlaceIsAnother) {
+    const auto before = this->files().identify(this->path(this->file));
+    this->write("new", "the second");
+    this->rename("new", this->file);
+    const auto after = this->files().identify(this->path(this->file));
+    ASSERT_TRUE(before.has_value() && after.has_value());
+    EXPECT_NE(*before, *after);
+}
+
+TYPED_TEST_P(FileEventsConformance, AFileKeepsItsIdentityWhenItIsWrittenOrMoved) {
+    const auto before = this->files().identify(this->path(this->file));
+    this->write(this->file, "rewritten in place");
+    EXPECT_EQ(this->files().identify(this->path(this->file)), before);
+    this->rename(this->file, "moved");
+    EXPECT_EQ(this->files().identify(this->path("moved")), before);
+}
+
+TYPED_TEST_P(FileEventsConformance, WhatDoesNotExistHasNoIdentity) {
+    EXPECT_EQ(this->files().identify(this->path("nothing")), std::nullopt);
+    EXPECT_EQ(this->files().identify(""), std::nullopt);
+}
+
+TYPED_TEST_P(FileEventsConformance, FilesMayBeIdentifiedOnAnyThread) {
+    const auto here = this->files().identify(this->path(this->file));
+    std::optional<FileIdentity> elsewhere;
+    std::thread other([&] { elsewhere = this->files().identify(this->path(this->file)); });
+    other.join();
+    EXPECT_EQ(elsewhere, here);
+}
+
+// --- events
+
+TYPED_TEST_P(FileEventsConformance, RemovingTheFileIsTold) {
+    const auto source = this->watch(this->file);
+    ASSERT_NE(source, nullptr);
+    this->harness.run();
+    EXPECT_EQ(this->events, 0);
+    this->remove(this->file);
+    this->harness.run();
+    EXPECT_GE(this->events, 1);
+    EXPECT_EQ(this->toldOn, std::this_thread::get_id());
+}
+
+TYPED_TEST_P(FileEventsConformance, ReplacingTheFileIsTold) {
+    const auto source = this->watch(this->file);
+    this->write("new", "the second");
+    this->rename("new", this->file);
+    this->harness.run();
+    EXPECT_GE(this->events, 1);
+}
+
+TYPED_TEST_P(FileEventsConformance, MovingTheFileIsTold) {
+    const auto source = this->watch(this->file);
+    this->rename(this->file, "moved");
+    this->harness.run();
+    EXPECT_GE(this->events, 1);
+}
+
+TYPED_TEST_P(FileEventsConformance, TheWatchGoesOnAfterAnEvent) {
+    const auto source = this->watch(this->file);
+    this->rename(this->file, "moved");
+    this->harness.run();
+    const int before = this->events;
+    this->remove("moved");
+    this->harness.run();
+    EXPECT_GT(this->events, before);
+}
+
+TYPED_TEST_P(FileEventsConformance, OtherFilesAreNotTold) {
+    this->write("neighbour", "");
+    const auto source = this->watch(this->file);
+    this->rename("neighbour", "moved");
+    this->remove("moved");
+    this->harness.run();
+    EXPECT_EQ(this->events, 0);
+}
+
+TYPED_TEST_P(FileEventsConformance, ACancelledWatchTellsNothing) {
+    const auto source = this->watch(this->file);
+    this->remove(this->file);
+    source->cancel();
+    source->cancel();
+    this->harness.run();
+    EXPECT_EQ(this->events, 0);
+}
+
+TYPED_TEST_P(FileEventsConformance, ADestroyedWatchTellsNothing) {
+    auto source = this->watch(this->file);
+    source.reset();
+    this->remove(this->file);
+    this->harness.run();
+    EXPECT_EQ(this->events, 0);
+}
+
+TYPED_TEST_P(FileEventsConformance, AWatchMayBeCancelledByItsOwnHandler) {
+    std::unique_ptr<FileEventSource> source;
+    source = this->files().watch(this->path(this->file), [&] {
+        ++this->events;
+        source->cancel();
+    });
+    this->rename(this->file, "moved");
+    this->harness.run();
+    this->remove("moved");
+    this->harness.run();
+    EXPECT_EQ(this->events, 1);
+}
+
+TYPED_TEST_P(FileEventsConformance, AWatchMayBeDestroyedByItsOwnHandler) {
+    const auto held = std::make_shared<int>();
+    std::unique_ptr<FileEventSource> source;
+    source = this->files().watch(this->path(this->file), [&source, held, this] {
+        source.reset();
+        this->events += static_cast<int>(held.use_count()) > 1 ? 1 : 100;
+    });
+    this->remove(this->file);
+    this->harness.run();
+    this->harness.run();
+    EXPECT_EQ(this->events, 1);
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TYPED_TEST_P(FileEventsConformance, AFileThatCannotBeOpenedIsNotWatched) { EXPECT_EQ(this->watch("nothing"), nullptr); }
+
+// --- the own executable
+
+TYPED_TEST_P(FileEventsConformance, TheOwnExecutableIsTheFileThatRuns) {
+    const auto expected = this->harness.expectedOwnExecutable();
+    if (expected.empty())
+        GTEST_SKIP() << "this implementation cannot know its executable in a test";
+    EXPECT_EQ(this->files().ownExecutable(), expected);
+}
+
+REGISTER_TYPED_TEST_SUITE_P(FileEventsConformance, AFileIsTheSameUnderEveryPathThatLeadsToIt,
+                            AFileThatTakesAnothersPlaceIsAnother, AFileKeepsItsIdentityWhenItIsWrittenOrMoved,
+                            WhatDoesNotExistHasNoIdentity, FilesMayBeIdentifiedOnAnyThread, RemovingTheFileIsTold,
+                            ReplacingTheFileIsTold, MovingTheFileIsTold, TheWatchGoesOnAfterAnEvent,
+                            OtherFilesAreNotTold, ACancelledWatchTellsNothing, ADestroyedWatchTellsNothing,
+                            AWatchMayBeCancelledByItsOwnHandler, AWatchMayBeDestroyedByItsOwnHandler,
+                            AFileThatCannotBeOpenedIsNotWatched, TheOwnExecutableIsTheFileThatRuns);
+
+} // namespace kelo

@@ -1,0 +1,194 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "client/HelperConnection.h"
+#include "tests/conformance/ScriptedHelper.h"
+
+namespace kelo {
+
+/// What every transport of the five requests must do, there and back. The harness is that of ListenerConformance.
+template <typename Harness>
+class HelperConnectionConformance : public ::testing::Test {
+protected:
+    void SetUp() override {
+        harness.listener().setAdmission(admission);
+        harness.listener().setConnectionCodeSigningRequirement(harness.requirement());
+        harness.listener().resume();
+        client = harness.connectTrusted();
+    }
+
+    /// From now on the connection ends while a request waits for its reply.
+    void endDuringRequests() {
+        helper->answer = [this](std::function<void()> reply) {
+            const std::lock_guard lock(mutex);
+            replies.push_back(std::move(reply));
+            harness.endConnections();
+        };
+    }
+
+    void dropReplies() {
+        harness.settle();
+        const std::lock_guard lock(mutex);
+        replies.clear();
+    }
+
+    std::mutex mutex;
+    std::vector<std::function<void()>> replies;
+    // Before the harness, whose threads use them to its end.
+    std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
+    ScriptedAdmission admission{helper};
+    Harness harness;
+    std::unique_ptr<HelperConnection> client;
+};
+
+TYPED_TEST_SUITE_P(HelperConnectionConformance);
+
+TYPED_TEST_P(HelperConnectionConformance, EachRequestReachesTheHelperAsItself) {
+    this->client->fetchSnapshot();
+    this->client->hold(0.5, true);
+    this->client->handBack();
+    this->client->helperVersion();
+    this->client->standDown();
+    EXPECT_THAT(this->helper->requests(),
+                ::testing::ElementsAre("fetchSnapshot", "hold", "handBack", "helperVersion", "standDown"));
+}
+
+TYPED_TEST_P(HelperConnectionConformance, ASnapshotIsNoneEmptyOrAnyBytes) {
+    this->helper->snapshot = std::nullopt;
+    EXPECT_EQ(this->client->fetchSnapshot(), std::nullopt);
+    this->helper->snapshot = Data();
+    EXPECT_EQ(this->client->fetchSnapshot(), Data());
+    Data bytes;
+    for (int value = 0; value < 256; ++value)
+        bytes.push_back(static_cast<std::uint8_t>(value));
+    this->helper->snapshot = bytes;
+    EXPECT_EQ(this->client->fetchSnapshot(), bytes);
+}
+
+TYPED_TEST_P(HelperConnectionConformance, ASnapshotMayBeLarge) {
+    this->helper->snapshot = Data(16 * 1024, 0xA5);
+    EXPECT_EQ(this->client->fetchSnapshot(), this->helper->snapshot);
+}
+
+TYPED_TEST_P(HelperConnectionConformance, AnErrorIsNoneOrItsText) {
+    for (const auto& error : {std::optional<std::string>(), std::optional<std::string>(""),
+                              std::optional<std::string>("The fan can’t be controlled: Lüfter 🌀")}) {
+        this->helper->error = error;
+        EXPECT_EQ(this->client->hold(0.5, false), error);
+        EXPECT_EQ(this->client->handBack(), error);
+    }
+}
+
+TYPED_TEST_P(HelperConnectionConformance, TheFractionKeepsEveryBit) {
+    const std::vector<double> fractions = {0.0,
+                                           -0.0,
+                                           0.1,
+                                           1.0,
+                                           -2.5,
+                                           1e300,
+                                           std::numeric_limits<double>::denorm_min(),
+                                           std::numeric_limits<double>::infinity(),
+                                           -std::numeric_limits<double>::infinity()};
+    for (const double fraction : fractions) {
+        this->client->hold(fraction, false);
+        const double arrived = this->helper->holds().back().first;
+        EXPECT_EQ(std::memcmp(&arrived, &fraction, sizeof fraction), 0) << fraction;
+    }
+    this->client->hold(std::numeric_limits<double>::quiet_NaN(), false);
+    EXPECT_TRUE(std::isnan(this->helper->holds().back().first));
+}
+
+TYPED_TEST_P(HelperConnectionConformance, TheLidWishIsCarriedBothWays) {
+    this->client->hold(0.5, true);
+    this->client->hold(0.5, false);
+    EXPECT_THAT(this->helper->holds(), ::testing::ElementsAre(::testing::Pair(0.5, true), ::testing::Pair(0.5, false)));
+}
+
+TYPED_TEST_P(HelperConnectionConformance, TheVersionKeepsEveryBit) {
+    for (const std::int64_t version :
+         {std::int64_t{6}, std::int64_t{0}, std::int64_t{-1}, std::numeric_limits<std::int64_t>::max(),
+          std::numeric_limits<std::int64_t>::min()}) {
+        this->helper->version = version;
+        EXPECT_EQ(this->client->helperVersion(), version);
+    }
+}
+
+TYPED_TEST_P(HelperConnectionConformance, AReplyMayComeLaterAndFromAnotherThread) {
+    std::vector<std::thread> repliers;
+    this->helper->answer = [&](std::function<void()> reply) {
+        repliers.emplace_back([reply = std::move(reply)] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            reply();
+        });
+    };
+    this->helper->error = "late";
+    this->helper->snapshot = Data{1, 2, 3};
+    EXPECT_EQ(this->client->fetchSnapshot(), this->helper->snapshot);
+    EXPECT_EQ(this->client->hold(0.5, true), "late");
+    EXPECT_EQ(this->client->handBack(), "late");
+    EXPECT_EQ(this->client->helperVersion(), 6);
+    this->client->standDown();
+    for (auto& replier : repliers)
+        replier.join();
+}
+
+TYPED_TEST_P(HelperConnectionConformance, TwoClientsDoNotWaitForEachOther) {
+    const auto other = this->harness.connectTrusted();
+    std::atomic<bool> isReleased = false;
+    std::thread replier;
+    this->helper->answer = [&](std::function<void()> reply) {
+        if (this->helper->requests().back() != "hold")
+            return reply();
+        replier = std::thread([&, reply = std::move(reply)] {
+            while (!isReleased)
+                std::this_thread::yield();
+            reply();
+        });
+    };
+    std::thread waiting([&] { this->client->hold(0.5, false); });
+    while (this->helper->requests().empty())
+        std::this_thread::yield();
+    EXPECT_EQ(other->helperVersion(), 6);
+    isReleased = true;
+    waiting.join();
+    replier.join();
+}
+
+TYPED_TEST_P(HelperConnectionConformance, AConnectionThatEndsDuringARequestMakesItAndTheNextOneThrow) {
+    this->endDuringRequests();
+    EXPECT_THROW(this->client->handBack(), HelperUnreachable);
+    EXPECT_THROW(this->client->helperVersion(), HelperUnreachable);
+    this->dropReplies();
+}
+
+TYPED_TEST_P(HelperConnectionConformance, WhyTheHelperCannotBeReachedIsOneSentence) {
+    this->endDuringRequests();
+    try {
+        this->client->helperVersion();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const HelperUnreachable& error) {
+        const std::string text = error.what();
+        EXPECT_GT(text.size(), 10U);
+        EXPECT_EQ(text.find('\n'), std::string::npos);
+    }
+    this->dropReplies();
+}
+
+REGISTER_TYPED_TEST_SUITE_P(HelperConnectionConformance, EachRequestReachesTheHelperAsItself,
+                            ASnapshotIsNoneEmptyOrAnyBytes, ASnapshotMayBeLarge, AnErrorIsNoneOrItsText,
+                            TheFractionKeepsEveryBit, TheLidWishIsCarriedBothWays, TheVersionKeepsEveryBit,
+                            AReplyMayComeLaterAndFromAnotherThread, TwoClientsDoNotWaitForEachOther,
+                            AConnectionThatEndsDuringARequestMakesItAndTheNextOneThrow,
+                            WhyTheHelperCannotBeReachedIsOneSentence);
+
+} // namespace kelo

@@ -1,0 +1,61 @@
+#include "simulator/SimulatedController.h"
+#include "simulator/SimulatedExchange.h"
+#include "tests/conformance/ClamshellConformance.h"
+#include "tests/conformance/PowerNotificationsConformance.h"
+#include "tests/conformance/SMCExchangeConformance.h"
+#include "tests/support/ScriptedClamshell.h"
+#include "tests/support/ScriptedPower.h"
+
+namespace kelo {
+namespace {
+
+// What stands in for an operating system in the unit tests promises what the real ones promise.
+
+class SimulatedExchangeHarness {
+public:
+    SimulatedExchangeHarness() {
+        controller_.defineNumber("FNum", smc_type::ui8, 2);
+        controller_.defineNumber("F0Md", smc_type::ui8, 0);
+    }
+    SMCExchange& exchange() { return exchange_; }
+    void removeController() { exchange_.isPresent = false; }
+    void failNextExchange() { controller_.failExchange(1); }
+    int openConnections() { return exchange_.openConnections(); }
+
+private:
+    SimulatedController controller_;
+    SimulatedExchange exchange_{controller_};
+};
+
+class ScriptedPowerHarness {
+public:
+    PowerNotifications& notifications() { return power_; }
+    void removePowerDomain() { power_.isPresent = false; }
+    void send(std::uint32_t messageType, std::intptr_t argument) { waiting_.emplace_back(messageType, argument); }
+    void run() {
+        for (const auto& [messageType, argument] : std::exchange(waiting_, {}))
+            power_.send(messageType, argument);
+    }
+    std::vector<std::intptr_t> allowed() { return power_.allowed(); }
+
+private:
+    ScriptedPower power_;
+    std::vector<std::pair<std::uint32_t, std::intptr_t>> waiting_;
+};
+
+class ScriptedClamshellHarness {
+public:
+    Clamshell& clamshell() { return clamshell_; }
+    void setState(const ClamshellProperty& state) { clamshell_.state = state; }
+    void removePowerDomain() { clamshell_.state = {}; }
+
+private:
+    ScriptedClamshell clamshell_;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, ClamshellConformance, ScriptedClamshellHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SMCExchangeConformance, SimulatedExchangeHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, PowerNotificationsConformance, ScriptedPowerHarness);
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,167 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "client/HelperConnection.h"
+#include "tests/conformance/ScriptedHelper.h"
+
+namespace kelo {
+
+/// What every listener must do. The harness:
+///
+///     Listener& listener();         // of the helper's service, nothing set yet
+///     std::string requirement();    // a text that a trusted peer satisfies
+///     std::unique_ptr<HelperConnection> connectTrusted();    // a client that satisfies it
+///     std::unique_ptr<HelperConnection> connectUntrusted();  // one that does not
+///     void endConnections();        // ends the helper's end of every connection, as when the helper's process ends
+///     void settle();                // waits until the listener's threads have done what they had to do
+///
+/// Clients throw HelperUnreachable from their connecting or from their first request.
+template <typename Harness>
+class ListenerConformance : public ::testing::Test {
+protected:
+    void start() {
+        harness.listener().setAdmission(admission);
+        harness.listener().setConnectionCodeSigningRequirement(harness.requirement());
+        harness.listener().resume();
+    }
+
+    /// Whether a client of that kind gets an answer.
+    bool isServed(std::unique_ptr<HelperConnection> (Harness::*connect)()) {
+        try {
+            const auto client = (harness.*connect)();
+            return client->helperVersion() == helper->version;
+        } catch (const HelperUnreachable&) {
+            return false;
+        }
+    }
+
+    // Before the harness, whose threads use them to its end.
+    std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
+    ScriptedAdmission admission{helper};
+    Harness harness;
+};
+
+TYPED_TEST_SUITE_P(ListenerConformance);
+
+TYPED_TEST_P(ListenerConformance, AClientThatSatisfiesTheRequirementIsServedByTheExportedObject) {
+    this->start();
+    EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted));
+    EXPECT_EQ(this->admission.asked(), 1);
+    EXPECT_THAT(this->helper->requests(), ::testing::ElementsAre("helperVersion"));
+}
+
+TYPED_TEST_P(ListenerConformance, AClientThatDoesNotIsCutOffBeforeTheAdmissionIsAsked) {
+    this->start();
+    EXPECT_FALSE(this->isServed(&TypeParam::connectUntrusted));
+    this->harness.settle();
+    EXPECT_EQ(this->admission.asked(), 0);
+    EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted)) << "the next one is not to suffer";
+}
+
+TYPED_TEST_P(ListenerConformance, ARequirementThatDoesNotParseLetsNobodyIn) {
+    for (const char* const malformed : {"anchor apple generic and identifier \"", "", "nonsense"}) {
+        this->harness.listener().setAdmission(this->admission);
+        this->harness.listener().setConnectionCodeSigningRequirement(malformed);
+    }
+    this->harness.listener().resume();
+    EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
+    EXPECT_FALSE(this->isServed(&TypeParam::connectUntrusted));
+    this->harness.settle();
+    EXPECT_EQ(this->admission.asked(), 0);
+}
+
+TYPED_TEST_P(ListenerConformance, NobodyIsPresentedBeforeTheListenerIsResumed) {
+    this->harness.listener().setAdmission(this->admission);
+    this->harness.listener().setConnectionCodeSigningRequirement(this->harness.requirement());
+    EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
+    this->harness.settle();
+    EXPECT_EQ(this->admission.asked(), 0);
+}
+
+TYPED_TEST_P(ListenerConformance, AClientThatTheAdmissionRefusesIsDropped) {
+    this->admission.isAccepting = false;
+    this->start();
+    EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
+    this->harness.settle();
+    EXPECT_EQ(this->admission.asked(), 1);
+    EXPECT_THAT(this->helper->requests(), ::testing::IsEmpty());
+    EXPECT_EQ(this->admission.heldByHandlers.use_count(), 1);
+}
+
+TYPED_TEST_P(ListenerConformance, ConnectionsAndRequestsComeOffTheMainThread) {
+    this->start();
+    EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted));
+    EXPECT_NE(this->admission.askedOn(), std::this_thread::get_id());
+    EXPECT_NE(this->helper->broughtBy(), std::this_thread::get_id());
+}
+
+TYPED_TEST_P(ListenerConformance, AClientThatGoesIsToldOnceAndLetsGoOfWhatItsConnectionHeld) {
+    this->start();
+    auto client = this->harness.connectTrusted();
+    client->helperVersion();
+    this->harness.settle();
+    EXPECT_EQ(this->admission.ended(), 0);
+    EXPECT_GT(this->admission.heldByHandlers.use_count(), 1);
+    client.reset();
+    this->harness.settle();
+    EXPECT_EQ(this->admission.ended(), 1);
+    EXPECT_EQ(this->admission.heldByHandlers.use_count(), 1);
+}
+
+TYPED_TEST_P(ListenerConformance, SeveralClientsShareTheObjectAndEndOneByOne) {
+    this->start();
+    auto first = this->harness.connectTrusted();
+    auto second = this->harness.connectTrusted();
+    first->helperVersion();
+    second->handBack();
+    first->fetchSnapshot();
+    EXPECT_EQ(this->admission.asked(), 2);
+    EXPECT_THAT(this->helper->requests(), ::testing::ElementsAre("helperVersion", "handBack", "fetchSnapshot"));
+    first.reset();
+    this->harness.settle();
+    EXPECT_EQ(this->admission.ended(), 1);
+    EXPECT_EQ(second->helperVersion(), this->helper->version);
+    second.reset();
+    this->harness.settle();
+    EXPECT_EQ(this->admission.ended(), 2);
+}
+
+TYPED_TEST_P(ListenerConformance, AReplyToAClientThatHasGoneIsDroppedQuietly) {
+    std::function<void()> late;
+    std::mutex mutex;
+    this->helper->answer = [&](std::function<void()> reply) {
+        const std::lock_guard lock(mutex);
+        late = std::move(reply);
+    };
+    this->start();
+    auto client = this->harness.connectTrusted();
+    std::thread requester([&] { EXPECT_THROW(client->handBack(), HelperUnreachable); });
+    const auto isHeld = [&] {
+        const std::lock_guard lock(mutex);
+        return late != nullptr;
+    };
+    while (!isHeld())
+        std::this_thread::yield();
+    this->harness.endConnections();
+    requester.join();
+    this->harness.settle();
+    late();
+    late = nullptr;
+    client.reset();
+    this->harness.settle();
+    EXPECT_EQ(this->admission.ended(), 1);
+}
+
+REGISTER_TYPED_TEST_SUITE_P(ListenerConformance, AClientThatSatisfiesTheRequirementIsServedByTheExportedObject,
+                            AClientThatDoesNotIsCutOffBeforeTheAdmissionIsAsked,
+                            ARequirementThatDoesNotParseLetsNobodyIn, NobodyIsPresentedBeforeTheListenerIsResumed,
+                            AClientThatTheAdmissionRefusesIsDropped, ConnectionsAndRequestsComeOffTheMainThread,
+                            AClientThatGoesIsToldOnceAndLetsGoOfWhatItsConnectionHeld,
+                            SeveralClientsShareTheObjectAndEndOneByOne, AReplyToAClientThatHasGoneIsDroppedQuietly);
+
+} // namespace kelo
