@@ -1,0 +1,42 @@
+#include "tests/conformance/FileEventsConformance.h"
+
+#include "platform/macos/VnodeFileEvents.h"
+#include "tests/platform/macos/conformance/SystemUnderTest.h"
+
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#else
+#include "tests/platform/macos/doubles/PosixDouble.h"
+#endif
+
+namespace kelo {
+namespace {
+
+class VnodeFileEventsHarness {
+public:
+    FileEvents& fileEvents() { return fileEvents_; }
+    void run() { runMainLoop(queue_, SystemUnderTest::unit); }
+
+#ifdef __APPLE__
+    std::string expectedOwnExecutable() {
+        char path[4096] = {};
+        std::uint32_t size = sizeof path;
+        return _NSGetExecutablePath(path, &size) == 0 ? std::filesystem::canonical(path).string() : "";
+    }
+#else
+    std::string expectedOwnExecutable() {
+        doubles::setOwnPath("/Library/PrivilegedHelperTools/app.kelo.helper");
+        return "/Library/PrivilegedHelperTools/app.kelo.helper";
+    }
+#endif
+
+private:
+    SystemUnderTest system_;
+    DispatchMainQueue queue_;
+    VnodeFileEvents fileEvents_;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(MacOS, FileEventsConformance, VnodeFileEventsHarness);
+
+} // namespace
+} // namespace kelo

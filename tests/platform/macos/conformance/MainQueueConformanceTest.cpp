@@ -1,0 +1,23 @@
+#include "tests/conformance/MainQueueConformance.h"
+
+#include "tests/platform/macos/conformance/SystemUnderTest.h"
+
+namespace kelo {
+namespace {
+
+class DispatchMainQueueHarness {
+public:
+    static constexpr double unit = SystemUnderTest::unit;
+    MainQueue& queue() { return queue_; }
+    void run(double seconds) { runMainLoop(queue_, seconds); }
+    void block(double seconds) { SystemUnderTest::block(seconds); }
+
+private:
+    SystemUnderTest system_;
+    DispatchMainQueue queue_;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(MacOS, MainQueueConformance, DispatchMainQueueHarness);
+
+} // namespace
+} // namespace kelo

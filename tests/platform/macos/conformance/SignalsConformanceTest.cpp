@@ -1,0 +1,32 @@
+#include "tests/conformance/SignalsConformance.h"
+
+#include "platform/macos/DispatchSignals.h"
+#include "tests/platform/macos/conformance/SystemUnderTest.h"
+
+#ifndef __APPLE__
+#include "tests/platform/macos/doubles/DispatchDouble.h"
+#endif
+
+namespace kelo {
+namespace {
+
+class DispatchSignalsHarness {
+public:
+    Signals& signals() { return signals_; }
+    void run() { runMainLoop(queue_, SystemUnderTest::unit); }
+#ifdef __APPLE__
+    void raise(int signal) { ::raise(signal); }
+#else
+    void raise(int signal) { doubles::arriveSignal(signal); }
+#endif
+
+private:
+    SystemUnderTest system_;
+    DispatchMainQueue queue_;
+    DispatchSignals signals_;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(MacOS, SignalsConformance, DispatchSignalsHarness);
+
+} // namespace
+} // namespace kelo

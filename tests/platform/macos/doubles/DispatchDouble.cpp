@@ -1,0 +1,244 @@
+#include "tests/platform/macos/doubles/DispatchDouble.h"
+
+#include <dispatch/dispatch.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "tests/platform/macos/doubles/Journal.h"
+#include "tests/platform/macos/doubles/MainLoop.h"
+#include "tests/platform/macos/doubles/PosixDouble.h"
+
+struct dispatch_source_type_s {
+    const char* name;
+};
+
+extern "C" {
+extern const dispatch_source_type_s _dispatch_source_type_signal = {"signal"};
+extern const dispatch_source_type_s _dispatch_source_type_vnode = {"vnode"};
+}
+
+namespace kelo::doubles {
+
+namespace {
+
+const char mainQueue = 0;
+
+/// The path that a descriptor's file has now, and whether it has any.
+struct FilePlace {
+    std::string path;
+    bool isLinked;
+    bool operator==(const FilePlace&) const = default;
+};
+
+FilePlace placeOf(int descriptor) {
+    char path[4096] = {};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    if (readlink(link.c_str(), path, sizeof path - 1) < 0)
+        return {"", false};
+    struct stat status = {};
+    return {path, fstat(descriptor, &status) == 0 && status.st_nlink > 0};
+}
+
+struct Source {
+    dispatch_source_type_t type;
+    std::uintptr_t handle;
+    std::uintptr_t mask;
+    bool isOnMainQueue;
+    void* context = nullptr;
+    dispatch_function_t eventHandler = nullptr;
+    void* eventContext = nullptr; // the one that was set when the handler was
+    dispatch_function_t cancelHandler = nullptr;
+    bool isActive = false;
+    bool isCancelled = false;
+    int references = 1;
+    bool isEventPending = false;
+    bool isFinished = false; // its cancel handler has run
+    FilePlace place{};
+
+    bool isVnode() const { return type == DISPATCH_SOURCE_TYPE_VNODE; }
+};
+
+std::vector<std::unique_ptr<Source>> sources;
+bool sourceCreationFails = false;
+
+Source& asSource(const dispatch_object_s* object) {
+    return *reinterpret_cast<Source*>(const_cast<dispatch_object_s*>(object));
+}
+
+void expectUnborn(const Source& source, const char* function) {
+    if (source.isActive)
+        journal().misuse(std::string(function) + " after dispatch_activate");
+}
+
+/// Events that come before the handler has run are one.
+void addEvent(Source& source) {
+    if (!source.isActive || source.isCancelled || source.isEventPending)
+        return;
+    source.isEventPending = true;
+    mainLoop().post(0, [&source] {
+        source.isEventPending = false;
+        if (!source.isCancelled && source.eventHandler != nullptr)
+            source.eventHandler(source.eventContext);
+    });
+}
+
+/// Tells what has happened to the watched files since the last look.
+void pollFiles() {
+    for (const auto& source : sources) {
+        if (!source->isVnode() || !source->isActive || source->isCancelled)
+            continue;
+        const auto place = placeOf(static_cast<int>(source->handle));
+        if (place == source->place)
+            continue;
+        const unsigned long flag = place.isLinked ? DISPATCH_VNODE_RENAME : DISPATCH_VNODE_DELETE;
+        source->place = place;
+        if ((source->mask & flag) != 0)
+            addEvent(*source);
+    }
+}
+
+void runCancelHandler(Source& source) {
+    mainLoop().post(0, [&source] {
+        journal().add("cancel handler");
+        if (source.cancelHandler != nullptr)
+            source.cancelHandler(source.context);
+        source.isFinished = true;
+        if (source.references == 0)
+            journal().gone("dispatch source");
+    });
+}
+
+} // namespace
+
+void failSourceCreation(bool fails) { sourceCreationFails = fails; }
+
+void arriveSignal(int signal) {
+    if (!isIgnored(signal))
+        journal().misuse("signal " + std::to_string(signal) + " has its default effect: the process ends");
+    for (const auto& source : sources)
+        if (source->type == DISPATCH_SOURCE_TYPE_SIGNAL && source->handle == static_cast<std::uintptr_t>(signal))
+            addEvent(*source);
+}
+
+void sendVnodeEvent(unsigned long flags) {
+    for (const auto& source : sources)
+        if (source->isVnode() && (source->mask & flags) != 0)
+            addEvent(*source);
+}
+
+std::string lastSource() {
+    const auto& source = *sources.back();
+    return std::string(source.type->name) + " " + hex(source.mask) +
+           (source.isCancelled ? " cancelled"
+            : source.isActive  ? " active"
+                               : " inactive") +
+           (source.isOnMainQueue ? " main" : " another queue");
+}
+
+void resetDispatch() {
+    sources.clear();
+    sourceCreationFails = false;
+    mainLoop().addPoll(pollFiles);
+}
+
+} // namespace kelo::doubles
+
+using namespace kelo::doubles;
+
+extern "C" {
+
+dispatch_queue_main_t dispatch_get_main_queue() {
+    return reinterpret_cast<dispatch_queue_main_t>(const_cast<char*>(&mainQueue));
+}
+
+void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    journal().add(queue == dispatch_get_main_queue() ? "dispatch_async_f main" : "dispatch_async_f another queue");
+    mainLoop().post(0, [context, work] { work(context); });
+}
+
+dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta) {
+    if (when != DISPATCH_TIME_NOW)
+        journal().misuse("dispatch_time from another moment than now");
+    if (delta < 0)
+        journal().misuse("dispatch_time into the past");
+    return 1 + static_cast<dispatch_time_t>(mainLoop().now() * 1e9) + static_cast<dispatch_time_t>(delta);
+}
+
+void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    journal().add(queue == dispatch_get_main_queue() ? "dispatch_after_f main" : "dispatch_after_f another queue");
+    const double due = static_cast<double>(when - 1) / 1e9;
+    mainLoop().post(due - mainLoop().now(), [context, work] { work(context); });
+}
+
+dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
+                                         dispatch_queue_t queue) {
+    const bool isFile = type == DISPATCH_SOURCE_TYPE_VNODE;
+    journal().add(std::string("dispatch_source_create ") + type->name + " " +
+                  (isFile ? "descriptor" : std::to_string(handle)) + " " + hex(mask));
+    if (sourceCreationFails)
+        return nullptr;
+    auto source = std::make_unique<Source>(Source{type, handle, mask, queue == dispatch_get_main_queue()});
+    if (isFile)
+        source->place = placeOf(static_cast<int>(handle));
+    journal().created("dispatch source");
+    sources.push_back(std::move(source));
+    return reinterpret_cast<dispatch_source_t>(sources.back().get());
+}
+
+void dispatch_set_context(dispatch_object_t object, void* context) {
+    journal().add("dispatch_set_context");
+    expectUnborn(asSource(object), "dispatch_set_context");
+    asSource(object).context = context;
+}
+
+void dispatch_source_set_event_handler_f(dispatch_source_t object, dispatch_function_t handler) {
+    journal().add("dispatch_source_set_event_handler_f");
+    auto& source = asSource(object);
+    expectUnborn(source, "dispatch_source_set_event_handler_f");
+    source.eventHandler = handler;
+    source.eventContext = source.context;
+}
+
+void dispatch_source_set_cancel_handler_f(dispatch_source_t object, dispatch_function_t handler) {
+    journal().add("dispatch_source_set_cancel_handler_f");
+    expectUnborn(asSource(object), "dispatch_source_set_cancel_handler_f");
+    asSource(object).cancelHandler = handler;
+}
+
+void dispatch_activate(dispatch_object_t object) {
+    journal().add("dispatch_activate");
+    auto& source = asSource(object);
+    if (source.isActive)
+        journal().misuse("Over-resume of an object");
+    source.isActive = true;
+}
+
+void dispatch_source_cancel(dispatch_source_t object) {
+    journal().add("dispatch_source_cancel");
+    auto& source = asSource(object);
+    if (source.references <= 0)
+        journal().misuse("dispatch_source_cancel of a source that is gone");
+    if (!std::exchange(source.isCancelled, true))
+        runCancelHandler(source);
+}
+
+void dispatch_release(dispatch_object_t object) {
+    journal().add("dispatch_release");
+    auto& source = asSource(object);
+    if (!source.isActive)
+        journal().misuse("Release of an inactive object");
+    if (--source.references < 0)
+        journal().misuse("dispatch_release of a source that is gone");
+    if (!source.isCancelled)
+        journal().misuse("dispatch_release of a source that still delivers");
+    if (source.references == 0 && source.isFinished)
+        journal().gone("dispatch source");
+}
+
+} // extern "C"

@@ -1,0 +1,125 @@
+#include "tests/platform/macos/doubles/Journal.h"
+#include "tests/platform/macos/doubles/ObjCRuntime.h"
+#include "tests/platform/macos/doubles/XPCState.h"
+
+using namespace kelo::doubles;
+
+namespace {
+
+/// What a connection is told belongs before its `resume`.
+void tell(const ConnectionRef& connection, const std::string& what) {
+    journal().add("NSXPCConnection " + what);
+    if (connection->isResumed)
+        journal().misuse(what + " after resume");
+}
+
+} // namespace
+
+@implementation NSXPCInterface
+
++ (NSXPCInterface*)interfaceWithProtocol:(Protocol*)protocol {
+    static_cast<void>(protocol); // there is one; the runtime finds it by name
+    NSXPCInterface* const interface = [[NSXPCInterface alloc] init];
+    setPayload(interface, std::make_shared<Interface>(Interface{objc_getProtocol("KeloHelperProtocol")}));
+    return [interface autorelease];
+}
+
+@end
+
+@implementation NSXPCConnection
+
+- (instancetype)initWithMachServiceName:(NSString*)name options:(NSXPCConnectionOptions)options {
+    journal().add(std::string("NSXPCConnection initWithMachServiceName ") + name.UTF8String + " " + hex(options));
+    const auto state = std::make_shared<ConnectionState>(true);
+    state->name = name.UTF8String;
+    state->options = options;
+    setPayload(self, state);
+    return self;
+}
+
+- (void)dealloc {
+    const auto state = stateOf(self);
+    if (state->isClient && !(state->isResumed && state->isInvalid))
+        journal().misuse("a connection was let go before it was resumed and invalidated");
+    [super dealloc];
+}
+
+- (NSXPCInterface*)exportedInterface {
+    return stateOf(self)->exportedInterface.get();
+}
+
+- (void)setExportedInterface:(NSXPCInterface*)interface {
+    tell(stateOf(self), "setExportedInterface");
+    stateOf(self)->exportedInterface = Strong(interface);
+}
+
+- (id)exportedObject {
+    return stateOf(self)->exportedObject.get();
+}
+
+- (void)setExportedObject:(id)object {
+    tell(stateOf(self), "setExportedObject");
+    stateOf(self)->exportedObject = Strong(object);
+}
+
+- (NSXPCInterface*)remoteObjectInterface {
+    return stateOf(self)->remoteInterface.get();
+}
+
+- (void)setRemoteObjectInterface:(NSXPCInterface*)interface {
+    tell(stateOf(self), "setRemoteObjectInterface");
+    stateOf(self)->remoteInterface = Strong(interface);
+}
+
+- (void (^)(void))interruptionHandler {
+    return stateOf(self)->interruptionHandler.get();
+}
+
+- (void)setInterruptionHandler:(void (^)(void))handler {
+    tell(stateOf(self), "setInterruptionHandler");
+    stateOf(self)->interruptionHandler = Copied<EmptyBlock>(handler);
+}
+
+- (void (^)(void))invalidationHandler {
+    return stateOf(self)->invalidationHandler.get();
+}
+
+- (void)setInvalidationHandler:(void (^)(void))handler {
+    tell(stateOf(self), "setInvalidationHandler");
+    stateOf(self)->invalidationHandler = Copied<EmptyBlock>(handler);
+}
+
+- (void)setCodeSigningRequirement:(NSString*)requirement {
+    const auto state = stateOf(self);
+    tell(state, std::string("setCodeSigningRequirement ") + requirement.UTF8String);
+    refuseMalformed(requirement);
+    if (state->requirement)
+        journal().misuse("setCodeSigningRequirement twice");
+    state->requirement = requirement.UTF8String;
+}
+
+- (void)resume {
+    journal().add("NSXPCConnection resume");
+    const auto state = stateOf(self);
+    const std::lock_guard lock(state->mutex);
+    if (std::exchange(state->isResumed, true))
+        journal().misuse("a connection was resumed twice");
+}
+
+- (void)invalidate {
+    journal().add("NSXPCConnection invalidate");
+    const auto state = stateOf(self);
+    std::unique_lock lock(state->mutex);
+    state->isInvalid = true;
+    const Strong server = std::exchange(state->server, {});
+    lock.unlock();
+    if (server.get() != nil)
+        endServer(stateOf(static_cast<NSXPCConnection*>(server.get())));
+}
+
+- (id)synchronousRemoteObjectProxyWithErrorHandler:(void (^)(NSError*))handler {
+    journal().add("NSXPCConnection synchronousRemoteObjectProxyWithErrorHandler");
+    return makeProxy(self, handler);
+}
+
+@end

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <stddef.h>
+
+// Of the GNU runtime, what the doubles and tests ask it. Its own headers cannot be included: their BOOL is another type
+// than the platform's.
+
+extern "C" {
+
+typedef struct objc_method* Method;
+typedef void (*IMP)(void); // of a type of its own for each method: to be cast
+typedef unsigned char RuntimeBoolean;
+struct objc_method_description {
+    SEL name;
+    char* types;
+};
+
+id class_createInstance(Class cls, size_t extraBytes);
+id object_dispose(id object);
+Class object_setClass(id object, Class cls);
+Class class_getSuperclass(Class cls);
+const char* class_getName(Class cls);
+Method* class_copyMethodList(Class cls, unsigned int* count);
+Method class_getInstanceMethod(Class cls, SEL selector);
+SEL method_getName(Method method);
+IMP method_getImplementation(Method method);
+const char* method_getTypeEncoding(Method method);
+SEL sel_registerName(const char* name);
+const char* sel_getName(SEL selector);
+IMP objc_msg_lookup(id receiver, SEL selector);
+Protocol* objc_getProtocol(const char* name);
+struct objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL selector,
+                                                             RuntimeBoolean isRequired, RuntimeBoolean isInstance);
+}
+
+/// The runtime has it in its headers only.
+inline Class object_getClass(id object) { return *static_cast<Class*>(static_cast<void*>(object)); }

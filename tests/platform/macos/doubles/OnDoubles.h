@@ -1,0 +1,28 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/platform/macos/doubles/Journal.h"
+#include "tests/platform/macos/doubles/MainLoop.h"
+
+namespace kelo::doubles {
+
+/// Resets every double, and at the end fails the test that has left something unreleased or done what ends the process
+/// on the real platform. The test runs on the main thread.
+class DoublesScope {
+public:
+    DoublesScope();
+    ~DoublesScope();
+    DoublesScope(const DoublesScope&) = delete;
+    DoublesScope& operator=(const DoublesScope&) = delete;
+};
+
+class OnDoubles : public ::testing::Test {
+private:
+    DoublesScope scope_;
+};
+
+} // namespace kelo::doubles

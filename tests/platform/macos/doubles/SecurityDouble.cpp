@@ -1,0 +1,83 @@
+#include "tests/platform/macos/doubles/SecurityDouble.h"
+
+#include <Security/Security.h>
+
+#include <algorithm>
+
+#include "tests/platform/macos/doubles/CoreFoundationDouble.h"
+#include "tests/platform/macos/doubles/Journal.h"
+
+namespace kelo::doubles {
+
+namespace {
+
+OwnSignature theSignature;
+
+std::string flagsText(SecCSFlags flags) { return " flags " + std::to_string(flags); }
+
+CFTypeRef makeInformation(SecCSFlags flags) {
+    if (theSignature.information)
+        return theSignature.information();
+    auto& dictionary = cfObject(makeCF(CFObject::Kind::dictionary));
+    dictionary.entries["identifier"] = makeCFString("app.kelo.helper");
+    if ((flags & kSecCSSigningInformation) == 0)
+        return &dictionary;
+    if (theSignature.teamValue)
+        dictionary.entries["teamid"] = theSignature.teamValue();
+    else if (theSignature.team)
+        dictionary.entries["teamid"] = makeCFString(*theSignature.team);
+    return &dictionary;
+}
+
+} // namespace
+
+OwnSignature& ownSignature() { return theSignature; }
+
+bool isRequirement(const std::string& text) {
+    return text.starts_with("anchor ") && std::count(text.begin(), text.end(), '"') % 2 == 0;
+}
+
+void resetSecurity() { theSignature = OwnSignature(); }
+
+} // namespace kelo::doubles
+
+using namespace kelo::doubles;
+
+extern "C" {
+
+const CFStringRef kSecCodeInfoTeamIdentifier = CFSTR("teamid");
+
+OSStatus SecCodeCopySelf(SecCSFlags flags, SecCodeRef* self) {
+    journal().add("SecCodeCopySelf" + flagsText(flags));
+    if (ownSignature().selfStatus == errSecSuccess && !ownSignature().isSelfMissing)
+        *self = reinterpret_cast<SecCodeRef>(&cfObject(makeCF(CFObject::Kind::code)));
+    return ownSignature().selfStatus;
+}
+
+OSStatus SecCodeCopyStaticCode(SecCodeRef code, SecCSFlags flags, SecStaticCodeRef* staticCode) {
+    journal().add("SecCodeCopyStaticCode" + flagsText(flags));
+    if (code == nullptr || cfObject(code).kind != CFObject::Kind::code)
+        journal().misuse("SecCodeCopyStaticCode of what is no code");
+    if (ownSignature().staticCodeStatus == errSecSuccess && !ownSignature().isStaticCodeMissing)
+        *staticCode = static_cast<SecStaticCodeRef>(makeCF(CFObject::Kind::staticCode));
+    return ownSignature().staticCodeStatus;
+}
+
+OSStatus SecCodeCopySigningInformation(SecStaticCodeRef code, SecCSFlags flags, CFDictionaryRef* information) {
+    journal().add("SecCodeCopySigningInformation" + flagsText(flags));
+    if (code == nullptr || cfObject(code).kind != CFObject::Kind::staticCode)
+        journal().misuse("SecCodeCopySigningInformation of what is no static code");
+    if (ownSignature().informationStatus == errSecSuccess)
+        *information = static_cast<CFDictionaryRef>(makeInformation(flags));
+    return ownSignature().informationStatus;
+}
+
+OSStatus SecRequirementCreateWithString(CFStringRef text, SecCSFlags flags, SecRequirementRef* requirement) {
+    journal().add("SecRequirementCreateWithString " + cfText(text) + flagsText(flags));
+    if (!isRequirement(cfText(text)))
+        return errSecCSReqInvalid;
+    *requirement = reinterpret_cast<SecRequirementRef>(&cfObject(makeCF(CFObject::Kind::requirement)));
+    return errSecSuccess;
+}
+
+} // extern "C"

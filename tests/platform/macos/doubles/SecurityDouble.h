@@ -1,0 +1,33 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace kelo::doubles {
+
+/// The signature of the running process, as a test sets it.
+struct OwnSignature {
+    std::optional<std::string> team; ///< None: unsigned, or signed without a team.
+    /// Stands in for the team's string; the dictionary owns what it returns.
+    std::function<CFTypeRef()> teamValue;
+
+    OSStatus selfStatus = 0;
+    bool isSelfMissing = false; ///< Success, but no object.
+    OSStatus staticCodeStatus = 0;
+    bool isStaticCodeMissing = false;
+    OSStatus informationStatus = 0;
+    /// Stands in for the dictionary; the caller owns what it returns.
+    std::function<CFTypeRef()> information;
+};
+
+OwnSignature& ownSignature();
+
+/// Whether `text` is a sentence of the requirement language, as far as the double understands it.
+bool isRequirement(const std::string& text);
+
+void resetSecurity();
+
+} // namespace kelo::doubles

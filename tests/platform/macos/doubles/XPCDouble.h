@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+namespace kelo::doubles {
+
+/// A code signature as a requirement sees it. Without a team: unsigned.
+struct CodeSignature {
+    std::string identifier;
+    std::string team;
+};
+
+/// launchd and XPC: what a test may change.
+struct XPCSystem {
+    std::string service = "app.kelo.helper"; ///< The Mach service that the job owns.
+    CodeSignature client = {"app.kelo.Kelo", "TEAM"};
+    CodeSignature helper = {"app.kelo.helper", "TEAM"};
+    bool isRaising = false;                            ///< Every requirement is refused with an exception.
+    const char* raisedReason = "raised by the double"; ///< Null: an exception without a reason.
+};
+
+XPCSystem& xpc();
+
+/// Waits until no queue of XPC's has anything to do.
+void settleXPC();
+/// Whether the calling thread is a queue of XPC's.
+bool isOnXPCQueue();
+
+/// Runs the interruption handlers of the helper's connections.
+void interruptConnections();
+/// Ends every connection, as when the helper's process ends.
+void endConnections();
+/// Connections that the helper has accepted and that have not ended.
+int openConnections();
+
+void resetXPC();
+
+} // namespace kelo::doubles
