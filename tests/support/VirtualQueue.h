@@ -47,6 +47,9 @@ public:
     /// Runs what is due at this moment.
     void runReady() { runFor(0); }
 
+    /// Tasks that wait, timers among them.
+    std::size_t pendingTasks() const { return tasks_.size(); }
+
     /// Timers that exist, whether or not they will fire again.
     int liveTimers() const { return liveTimers_; }
 

@@ -1,0 +1,26 @@
+#include "core/watch/BinaryWatch.h"
+
+#include <utility>
+
+namespace kelo {
+
+std::optional<std::string> BinaryWatch::ownExecutable(FileEvents& events) { return events.ownExecutable(); }
+
+BinaryWatch::BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced)
+    : path_(std::move(path)), events_(events), identity_(events.identify(path_)),
+      // The source does not outlive the watch, and both live on the main thread: no event finds the watch gone.
+      source_(events.watch(path_, [this, onReplaced = std::move(onReplaced)] { fileChanged(onReplaced); })) {}
+
+BinaryWatch::~BinaryWatch() = default;
+
+bool BinaryWatch::isCurrent() const { return !identity_ || events_.identify(path_) == identity_; }
+
+void BinaryWatch::fileChanged(const std::function<void()>& onReplaced) {
+    if (isCurrent())
+        return;
+    if (source_)
+        source_->cancel();
+    onReplaced();
+}
+
+} // namespace kelo

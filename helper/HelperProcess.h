@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "helper/HelperLog.h"
+
+namespace kelo {
+
+class BinaryWatch;
+class HelperService;
+class Listener;
+class ListenerDelegate;
+class Platform;
+class SignalSource;
+
+/// The few objects that live as long as the daemon's process, and the order in which they are made.
+class HelperProcess {
+public:
+    /// `platform` is borrowed and outlives the process's objects.
+    explicit HelperProcess(Platform& platform);
+    HelperProcess(const HelperProcess&) = delete;
+    HelperProcess& operator=(const HelperProcess&) = delete;
+    ~HelperProcess();
+
+    /// Builds everything up to listening. Nothing that it finds missing ends the process: it goes on in a reduced mode.
+    /// Main thread, once, before the main loop runs.
+    void start();
+
+private:
+    HelperLog makeLog(const char* category);
+    void makeService();
+    void watchOwnBinary();
+    void makeListener();
+    bool requireSignatureOfOurTeam();
+    void handleStopSignals();
+    void leave(const std::string& notice);
+
+    Platform& platform_;
+    HelperLog log_;
+    std::shared_ptr<HelperService> service_;
+    std::shared_ptr<BinaryWatch> binary_; ///< Null when our executable could not be found.
+    std::unique_ptr<ListenerDelegate> delegate_;
+    std::unique_ptr<Listener> listener_;
+    std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Kept alive; nobody reads it.
+};
+
+} // namespace kelo

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "helper/Listener.h"
+
+namespace kelo {
+
+class BinaryWatch;
+class HelperService;
+class MainQueue;
+
+/// Takes the connections of peers whose signature the listener has accepted: binds each to the one service and reports
+/// its arrival and its departure. Turns connections away once the helper's executable has been replaced, and then makes
+/// the helper leave, so that the newer one can serve them.
+///
+/// Called on the listener's thread. Reads only what never changes; everything else hops to the main queue.
+class ListenerDelegate : public ConnectionAdmission {
+public:
+    /// Ends the process after a notice of the given text and a hand-back. Called on the main queue.
+    using Leave = std::function<void(const std::string& notice)>;
+
+    /// `binary` is null when the helper's executable could not be found; then no connection is ever stale. `queue` is
+    /// borrowed.
+    ListenerDelegate(std::shared_ptr<HelperService> service, std::shared_ptr<const BinaryWatch> binary,
+                     MainQueue& queue, Leave leave);
+
+    bool shouldAcceptNewConnection(IncomingConnection& connection) override;
+
+private:
+    const std::shared_ptr<HelperService> service_;
+    const std::shared_ptr<const BinaryWatch> binary_;
+    MainQueue& queue_;
+    const Leave leave_;
+};
+
+} // namespace kelo

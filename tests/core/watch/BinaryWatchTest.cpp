@@ -1,0 +1,137 @@
+#include "core/watch/BinaryWatch.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+
+#include "tests/support/ScriptedFileEvents.h"
+
+namespace kelo {
+namespace {
+
+class BinaryWatchTest : public ::testing::Test {
+protected:
+    std::unique_ptr<BinaryWatch> makeWatch() {
+        return std::make_unique<BinaryWatch>(*events.executable, events, [this] { ++replacements; });
+    }
+
+    ScriptedFileEvents events;
+    int replacements = 0;
+    std::unique_ptr<BinaryWatch> watch = makeWatch();
+};
+
+TEST_F(BinaryWatchTest, TheOwnExecutableIsWhatTheSystemSays) {
+    EXPECT_EQ(BinaryWatch::ownExecutable(events), events.executable);
+    events.executable.reset();
+    EXPECT_EQ(BinaryWatch::ownExecutable(events), std::nullopt);
+}
+
+TEST_F(BinaryWatchTest, KeepsItsPath) { EXPECT_EQ(watch->path(), events.executable); }
+
+TEST_F(BinaryWatchTest, AnotherFileAtThePathIsReportedOnce) {
+    events.place(FileIdentity{1, 101});
+    events.send();
+    EXPECT_EQ(replacements, 1);
+    EXPECT_EQ(events.cancellations(), 1);
+    events.send();
+    EXPECT_EQ(replacements, 1);
+}
+
+TEST_F(BinaryWatchTest, NoFileAtThePathIsReported) {
+    events.place(std::nullopt);
+    events.send();
+    EXPECT_EQ(replacements, 1);
+}
+
+TEST_F(BinaryWatchTest, AFileOfTheSameNumberOnAnotherDeviceIsAnotherFile) {
+    events.place(FileIdentity{2, 100});
+    EXPECT_FALSE(watch->isCurrent());
+    events.send();
+    EXPECT_EQ(replacements, 1);
+}
+
+TEST_F(BinaryWatchTest, AnEventThatLeavesTheSameFileAtThePathIsNoneAndTheWatchGoesOn) {
+    events.send();
+    events.send();
+    EXPECT_EQ(replacements, 0);
+    EXPECT_EQ(events.cancellations(), 0);
+    events.place(std::nullopt);
+    events.send();
+    EXPECT_EQ(replacements, 1);
+}
+
+TEST_F(BinaryWatchTest, TheSourceIsCancelledBeforeTheCall) {
+    int cancellationsAtCall = -1;
+    watch = std::make_unique<BinaryWatch>(*events.executable, events,
+                                          [&] { cancellationsAtCall = events.cancellations(); });
+    events.place(std::nullopt);
+    events.send();
+    EXPECT_EQ(cancellationsAtCall, 1);
+}
+
+TEST_F(BinaryWatchTest, IsCurrentIsLookedUpAfreshEachTime) {
+    EXPECT_TRUE(watch->isCurrent());
+    events.place(FileIdentity{1, 101});
+    EXPECT_FALSE(watch->isCurrent());
+    events.place(std::nullopt);
+    EXPECT_FALSE(watch->isCurrent());
+    events.place(FileIdentity{1, 100});
+    EXPECT_TRUE(watch->isCurrent());
+}
+
+TEST_F(BinaryWatchTest, IsCurrentGoesOnAnsweringAfterAReplacement) {
+    events.place(FileIdentity{1, 101});
+    events.send();
+    EXPECT_FALSE(watch->isCurrent());
+    events.place(FileIdentity{1, 100});
+    EXPECT_TRUE(watch->isCurrent());
+}
+
+TEST_F(BinaryWatchTest, AFileThatCouldNotBeExaminedIsCurrentForEverAndNeverReported) {
+    events.place(std::nullopt);
+    watch = makeWatch();
+    EXPECT_TRUE(watch->isCurrent());
+    events.place(FileIdentity{1, 101});
+    EXPECT_TRUE(watch->isCurrent());
+    events.send();
+    EXPECT_EQ(replacements, 0);
+    EXPECT_EQ(events.cancellations(), 0);
+}
+
+TEST_F(BinaryWatchTest, AFileThatCouldNotBeOpenedIsNeverReportedButLookedUp) {
+    events.canOpen = false;
+    watch = makeWatch();
+    events.place(std::nullopt);
+    events.send();
+    EXPECT_EQ(replacements, 0);
+    EXPECT_FALSE(watch->isCurrent());
+}
+
+TEST_F(BinaryWatchTest, ADestroyedWatchNeverCallsBack) {
+    watch.reset();
+    events.place(std::nullopt);
+    events.send();
+    EXPECT_EQ(replacements, 0);
+}
+
+TEST_F(BinaryWatchTest, TheCallMayDestroyTheWatch) {
+    watch = std::make_unique<BinaryWatch>(*events.executable, events, [this] {
+        watch.reset();
+        ++replacements;
+    });
+    events.place(std::nullopt);
+    events.send();
+    EXPECT_EQ(replacements, 1);
+}
+
+TEST(FileIdentity, IsEqualWhenDeviceAndNumberAre) {
+    const FileIdentity file{std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::uint64_t>::max()};
+    EXPECT_EQ(file, (FileIdentity{std::numeric_limits<std::int32_t>::min(), UINT64_MAX}));
+    EXPECT_FALSE(file == (FileIdentity{0, UINT64_MAX}));
+    EXPECT_FALSE(file == (FileIdentity{std::numeric_limits<std::int32_t>::min(), 0}));
+}
+
+} // namespace
+} // namespace kelo

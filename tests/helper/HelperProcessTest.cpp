@@ -1,0 +1,150 @@
+#include "helper/HelperProcess.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include "tests/support/MachineFixture.h"
+#include "tests/support/ReplyProbe.h"
+#include "tests/support/ScriptedPlatform.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const char* const requirement =
+    R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345")";
+
+class HelperProcessTest : public MachineFixture {
+protected:
+    HelperProcessTest() {
+        platform.onStep = [this](const std::string& step) { note(step); };
+        platform.output.onMessage = platform.onStep;
+        platform.stopSignals.onStep = platform.onStep;
+        platform.signing.onQuery = [this] { note("own team?"); };
+    }
+
+    void start() {
+        process = std::make_unique<HelperProcess>(platform);
+        process->start();
+    }
+    std::unique_ptr<ScriptedConnection> startAndHold() {
+        start();
+        auto client = platform.listener->connect();
+        ReplyProbe<std::optional<std::string>> probe("hold");
+        client->object->hold(0.5, false, probe.reply());
+        queue.runReady();
+        EXPECT_EQ(probe.value(), std::nullopt);
+        EXPECT_TRUE(isAnyManual());
+        takeTrace();
+        return client;
+    }
+
+    ScriptedPlatform platform{queue, exchange, system, power, clamshell};
+    std::unique_ptr<HelperProcess> process;
+};
+
+TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
+    start();
+    EXPECT_THAT(takeTrace(), ElementsAre("FNum?", "listener for app.kelo.helper", "own team?",
+                                         "listener: requirement " + std::string(requirement),
+                                         "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.",
+                                         "ignore 15", "deliver 15", "ignore 2", "deliver 2", "listener: resume",
+                                         "[NOTICE] listener: Listening on app.kelo.helper"));
+    EXPECT_THAT(platform.logCategories, ElementsAre("app.kelo.helper/listener", "app.kelo.helper/service"));
+    EXPECT_EQ(platform.files.sources(), 1);
+}
+
+TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
+    platform.signing.team.reset();
+    start();
+    EXPECT_THAT(takeTrace(),
+                ElementsAre("FNum?", "listener for app.kelo.helper", "own team?",
+                            "[ERROR] listener: This helper isn't signed, so there is no one it can safely trust.",
+                            "ignore 15", "deliver 15", "ignore 2", "deliver 2"));
+    EXPECT_FALSE(platform.listener->isResumed);
+    EXPECT_EQ(platform.listener->requirement, std::nullopt);
+}
+
+TEST_F(HelperProcessTest, AnUnsignedHelperStillHandsBackAndExitsWhenAskedToStop) {
+    platform.signing.team.reset();
+    start();
+    controller.setNumber("F0Md", 1);
+    takeTrace();
+    EXPECT_TRUE(platform.stopSignals.send(SIGTERM));
+    EXPECT_EQ(takeTrace(), Trace({"[NOTICE] listener: Asked to stop."}) + restoreFans() +
+                               Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+}
+
+TEST_F(HelperProcessTest, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
+    platform.files.executable.reset();
+    start();
+    const auto trace = takeTrace();
+    EXPECT_EQ(trace.at(1), "[ERROR] listener: Couldn't find our own executable; an update won't replace this process "
+                           "until restart.");
+    EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
+    EXPECT_EQ(platform.files.sources(), 0);
+    EXPECT_NE(platform.listener->connect(), nullptr); // nothing is ever stale
+}
+
+TEST_F(HelperProcessTest, AHelperWithoutAControllerServesOn) {
+    exchange.isPresent = false;
+    start();
+    const auto trace = takeTrace();
+    EXPECT_EQ(trace.front(),
+              "[ERROR] service: No controllable fan on this Mac — the helper will refuse every request.");
+    EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
+}
+
+TEST_F(HelperProcessTest, EitherStopSignalHandsBackAndExits) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        const auto client = startAndHold();
+        EXPECT_TRUE(platform.stopSignals.send(signal));
+        EXPECT_EQ(takeEffects(), Trace({"[NOTICE] listener: Asked to stop."}) + restoreFans() +
+                                     Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+                                     Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+        EXPECT_FALSE(isAnyManual());
+        process.reset();
+    }
+}
+
+TEST_F(HelperProcessTest, AReplacedExecutableHandsBackAndExitsOnce) {
+    const auto client = startAndHold();
+    platform.files.place(FileIdentity{1, 101});
+    platform.files.send();
+    EXPECT_EQ(takeEffects(),
+              Trace({"[NOTICE] listener: Our binary was deleted or moved. Handing the fan back and leaving for the new "
+                     "helper."}) +
+                  restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+                  Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+    platform.files.send();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(HelperProcessTest, AConnectionAfterAReplacementThatNoEventToldHandsBackAndExits) {
+    const auto client = startAndHold();
+    platform.files.place(FileIdentity{1, 101});
+    EXPECT_EQ(platform.listener->connect(), nullptr);
+    queue.runReady();
+    EXPECT_EQ(takeEffects(),
+              Trace({"[NOTICE] listener: Our binary was replaced on disk. Handing the fan back and leaving for the new "
+                     "helper."}) +
+                  restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+                  Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+}
+
+TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
+    const auto client = startAndHold();
+    ReplyProbe<> probe("standDown");
+    client->object->standDown(probe.reply());
+    EXPECT_TRUE(probe.isAnswered());
+    takeTrace();
+    queue.runFor(0.3);
+    EXPECT_EQ(takeEffects().back(), "exit 0");
+    EXPECT_FALSE(isAnyManual());
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,143 @@
+#include "helper/ListenerDelegate.h"
+
+#include <gmock/gmock.h>
+
+#include "core/watch/BinaryWatch.h"
+#include "tests/helper/ServiceFixture.h"
+#include "tests/support/ScriptedFileEvents.h"
+#include "tests/support/ScriptedListener.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::IsEmpty;
+
+class AdmissionTest : public ServiceFixture {
+protected:
+    AdmissionTest() {
+        makeService();
+        takeTrace();
+        listener.setAdmission(delegate());
+    }
+
+    ListenerDelegate& delegate() {
+        if (!delegate_)
+            delegate_ = std::make_unique<ListenerDelegate>(
+                service, hasWatch ? std::make_shared<BinaryWatch>(*events.executable, events, [] {}) : nullptr, queue,
+                [this](const std::string& notice) { note("leave: " + notice); });
+        return *delegate_;
+    }
+
+    void holdWith(ScriptedConnection& connection) {
+        ReplyProbe<std::optional<std::string>> probe("hold");
+        connection.object->hold(0.5, false, probe.reply());
+        queue.runReady();
+        EXPECT_EQ(probe.value(), std::nullopt);
+        takeTrace();
+    }
+
+    bool hasWatch = true;
+    ScriptedFileEvents events;
+    ScriptedListener listener;
+    std::unique_ptr<ListenerDelegate> delegate_;
+};
+
+TEST_F(AdmissionTest, AConnectionIsConfiguredCountedAndOnlyThenResumed) {
+    ScriptedConnection connection;
+    connection.onStep = [this](const std::string& step) { note(step); };
+    EXPECT_TRUE(delegate().shouldAcceptNewConnection(connection));
+    EXPECT_EQ(takeTrace(), Trace({"export", "invalidation handler", "interruption handler", "resume"}));
+    EXPECT_TRUE(connection.isResumed);
+}
+
+TEST_F(AdmissionTest, TheClientIsCountedBeforeTheConnectionIsResumed) {
+    ScriptedConnection connection;
+    std::size_t postedAtResume = 0;
+    connection.onStep = [&](const std::string& step) {
+        if (step == "resume")
+            postedAtResume = queue.pendingTasks();
+    };
+    EXPECT_TRUE(delegate().shouldAcceptNewConnection(connection));
+    EXPECT_EQ(postedAtResume, 1U);
+}
+
+TEST_F(AdmissionTest, EveryConnectionExportsTheSameService) {
+    const auto first = listener.connect();
+    const auto second = listener.connect();
+    EXPECT_EQ(first->object, service);
+    EXPECT_EQ(second->object, service);
+}
+
+TEST_F(AdmissionTest, EachConnectionCountsAsOneClientAndEachInvalidationAsOneDeparture) {
+    const auto first = listener.connect();
+    const auto second = listener.connect();
+    holdWith(*first);
+    first->onInvalidation();
+    queue.runFor(60);
+    EXPECT_THAT(takeLogs(), IsEmpty());
+    second->onInvalidation();
+    queue.runReady();
+    EXPECT_EQ(takeLogs(), Trace({"[NOTICE] service: Last client disconnected; handing the fan back shortly."}));
+}
+
+TEST_F(AdmissionTest, AConnectionThatIsInterruptedAndInvalidatedReportsTwiceAndTheCountStopsAtZero) {
+    const auto first = listener.connect();
+    first->onInterruption();
+    first->onInvalidation();
+    queue.runReady();
+    const auto second = listener.connect();
+    holdWith(*second);
+    queue.runFor(60);
+    EXPECT_TRUE(isManual(0)); // one client, not none
+    EXPECT_THAT(takeLogs(), IsEmpty());
+}
+
+TEST_F(AdmissionTest, ADepartureIsReportedFromTheConnectionsThreadAndCountedOnTheMainQueue) {
+    const auto connection = listener.connect();
+    holdWith(*connection);
+    connection->onInvalidation();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    queue.runReady();
+    EXPECT_FALSE(takeTrace().empty());
+}
+
+TEST_F(AdmissionTest, AConnectionAfterTheExecutableWasReplacedIsRefusedUntouchedAndTheHelperLeaves) {
+    const auto client = listener.connect();
+    holdWith(*client);
+    events.place(FileIdentity{1, 101});
+    ScriptedConnection late;
+    late.onStep = [this](const std::string& step) { note(step); };
+    EXPECT_FALSE(delegate().shouldAcceptNewConnection(late));
+    EXPECT_EQ(late.object, nullptr);
+    EXPECT_THAT(takeTrace(), IsEmpty()); // the refusal waits for nothing
+    queue.runReady();
+    EXPECT_EQ(takeTrace(),
+              Trace({"leave: Our binary was replaced on disk. Handing the fan back and leaving for the new helper."}));
+}
+
+TEST_F(AdmissionTest, AConnectionIsLookedAtAfreshEachTime) {
+    EXPECT_NE(listener.connect(), nullptr);
+    events.place(std::nullopt);
+    EXPECT_EQ(listener.connect(), nullptr);
+    events.place(FileIdentity{1, 100});
+    EXPECT_NE(listener.connect(), nullptr);
+}
+
+class AdmissionWithoutWatchTest : public AdmissionTest {
+protected:
+    AdmissionWithoutWatchTest() {
+        hasWatch = false;
+        delegate_.reset();
+        listener.setAdmission(delegate());
+    }
+};
+
+TEST_F(AdmissionWithoutWatchTest, NoConnectionIsEverRefused) {
+    events.place(std::nullopt);
+    EXPECT_NE(listener.connect(), nullptr);
+    queue.runFor(60);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+} // namespace
+} // namespace kelo

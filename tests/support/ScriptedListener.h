@@ -1,0 +1,70 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "helper/Listener.h"
+#include "protocol/KeloHelperProtocol.h"
+
+namespace kelo {
+
+/// A connection in memory. Records what is done to it, in order.
+class ScriptedConnection : public IncomingConnection {
+public:
+    /// Called with each step: "export", "invalidation handler", "interruption handler", "resume".
+    std::function<void(const std::string&)> onStep = [](const std::string&) {};
+    std::shared_ptr<KeloHelperProtocol> object;
+    std::function<void()> onInvalidation;
+    std::function<void()> onInterruption;
+    bool isResumed = false;
+
+    void exportObject(std::shared_ptr<KeloHelperProtocol> exported) override {
+        object = std::move(exported);
+        onStep("export");
+    }
+    void setInvalidationHandler(std::function<void()> handler) override {
+        onInvalidation = std::move(handler);
+        onStep("invalidation handler");
+    }
+    void setInterruptionHandler(std::function<void()> handler) override {
+        onInterruption = std::move(handler);
+        onStep("interruption handler");
+    }
+    void resume() override {
+        isResumed = true;
+        onStep("resume");
+    }
+};
+
+/// A listener in memory: connections are presented by hand.
+class ScriptedListener : public Listener {
+public:
+    /// Called with each step: "requirement ...", "resume".
+    std::function<void(const std::string&)> onStep = [](const std::string&) {};
+    ConnectionAdmission* admission = nullptr;
+    std::optional<std::string> requirement;
+    bool isResumed = false;
+
+    void setAdmission(ConnectionAdmission& decides) override { admission = &decides; }
+    void setConnectionCodeSigningRequirement(const std::string& text) override {
+        requirement = text;
+        onStep("requirement " + text);
+    }
+    void resume() override {
+        isResumed = true;
+        onStep("resume");
+    }
+
+    /// Presents a connection of a peer that satisfies the requirement. Null when it was refused.
+    std::unique_ptr<ScriptedConnection> connect() {
+        auto connection = std::make_unique<ScriptedConnection>();
+        if (!admission->shouldAcceptNewConnection(*connection))
+            return nullptr;
+        return connection;
+    }
+};
+
+} // namespace kelo
