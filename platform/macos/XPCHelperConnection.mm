@@ -45,54 +45,59 @@ class XPCHelperConnection : public HelperConnection {
     ~XPCHelperConnection() override { [connection_.get() invalidate]; }
 
     std::optional<Data> fetchSnapshot() override {
-        const auto outcome = std::make_shared<Outcome<std::optional<Data>>>();
-        [helper(outcome) fetchSnapshotWithReply:^(NSData* _Nullable data) {
-          outcome->value.emplace(dataFromNSData(data));
-        }];
-        return outcome->take();
+        return request<std::optional<Data>>([](id<KeloHelperProtocol> helper, auto outcome) {
+            [helper fetchSnapshotWithReply:^(NSData* _Nullable data) {
+              outcome->value.emplace(dataFromNSData(data));
+            }];
+        });
     }
 
     std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) override {
-        const auto outcome = std::make_shared<Outcome<std::optional<std::string>>>();
-        [helper(outcome) holdWithFraction:fraction
-                      handsBackOnLidClose:handsBackOnLidClose
-                                    reply:^(NSString* _Nullable error) {
-                                      outcome->value.emplace(textFromNSString(error));
-                                    }];
-        return outcome->take();
+        return request<std::optional<std::string>>([=](id<KeloHelperProtocol> helper, auto outcome) {
+            [helper holdWithFraction:fraction
+                 handsBackOnLidClose:handsBackOnLidClose
+                               reply:^(NSString* _Nullable error) {
+                                 outcome->value.emplace(textFromNSString(error));
+                               }];
+        });
     }
 
     std::optional<std::string> handBack() override {
-        const auto outcome = std::make_shared<Outcome<std::optional<std::string>>>();
-        [helper(outcome) handBackWithReply:^(NSString* _Nullable error) {
-          outcome->value.emplace(textFromNSString(error));
-        }];
-        return outcome->take();
+        return request<std::optional<std::string>>([](id<KeloHelperProtocol> helper, auto outcome) {
+            [helper handBackWithReply:^(NSString* _Nullable error) {
+              outcome->value.emplace(textFromNSString(error));
+            }];
+        });
     }
 
     std::int64_t helperVersion() override {
-        const auto outcome = std::make_shared<Outcome<std::int64_t>>();
-        [helper(outcome) helperVersionWithReply:^(NSInteger version) {
-          outcome->value.emplace(version);
-        }];
-        return outcome->take();
+        return request<std::int64_t>([](id<KeloHelperProtocol> helper, auto outcome) {
+            [helper helperVersionWithReply:^(NSInteger version) {
+              outcome->value.emplace(version);
+            }];
+        });
     }
 
     void standDown() override {
-        const auto outcome = std::make_shared<Outcome<Empty>>();
-        [helper(outcome) standDownWithReply:^{
-          outcome->value.emplace();
-        }];
-        outcome->take();
+        request<Empty>([](id<KeloHelperProtocol> helper, auto outcome) {
+            [helper standDownWithReply:^{
+              outcome->value.emplace();
+            }];
+        });
     }
 
   private:
-    /// Calls one of its blocks on this thread before a request returns.
-    template <typename Value> id<KeloHelperProtocol> helper(const std::shared_ptr<Outcome<Value>>& outcome) {
-        const auto shared = outcome; // the block copies it, not the reference
-        return [connection_.get() synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
-          shared->error = textFromNSString(error.localizedDescription).value_or("");
-        }];
+    /// `send` makes the request; by when it returns, the system has called the reply or the error handler, on this
+    /// thread.
+    template <typename Value, typename Send> Value request(Send send) {
+        const auto outcome = std::make_shared<Outcome<Value>>();
+        @autoreleasepool { // a command-line program's main thread has no other
+            send([connection_.get() synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
+                   outcome->error = textFromNSString(error.localizedDescription).value_or("");
+                 }],
+                 outcome);
+        }
+        return outcome->take();
     }
 
     const ObjCReference<NSXPCConnection*> connection_;
