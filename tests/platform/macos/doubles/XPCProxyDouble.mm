@@ -27,9 +27,10 @@ using namespace kelo::doubles;
     auto& proxy = payload<Proxy>(self);
     request(proxy.client(), proxy.errorHandler.get(), sel_registerName("fetchSnapshotWithReply:"),
             [reply](id helper, std::shared_ptr<ReplyToken> token) {
+                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
                 [static_cast<id<KeloHelperProtocol>>(helper) fetchSnapshotWithReply:^(NSData* data) {
                   const Strong carried(data);
-                  token->pending->reply([reply, carried] { reply(carried.get()); });
+                  token->pending->reply([client, carried] { client.get()(carried.get()); });
                 }];
             });
 }
@@ -40,12 +41,13 @@ using namespace kelo::doubles;
     auto& proxy = payload<Proxy>(self);
     request(proxy.client(), proxy.errorHandler.get(), sel_registerName("holdWithFraction:handsBackOnLidClose:reply:"),
             [=](id helper, std::shared_ptr<ReplyToken> token) {
+                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
                 [static_cast<id<KeloHelperProtocol>>(helper)
                        holdWithFraction:fraction
                     handsBackOnLidClose:handsBackOnLidClose
                                   reply:^(NSString* error) {
                                     const Strong carried(error);
-                                    token->pending->reply([reply, carried] { reply(carried.get()); });
+                                    token->pending->reply([client, carried] { client.get()(carried.get()); });
                                   }];
             });
 }
@@ -54,9 +56,10 @@ using namespace kelo::doubles;
     auto& proxy = payload<Proxy>(self);
     request(proxy.client(), proxy.errorHandler.get(), sel_registerName("handBackWithReply:"),
             [reply](id helper, std::shared_ptr<ReplyToken> token) {
+                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
                 [static_cast<id<KeloHelperProtocol>>(helper) handBackWithReply:^(NSString* error) {
                   const Strong carried(error);
-                  token->pending->reply([reply, carried] { reply(carried.get()); });
+                  token->pending->reply([client, carried] { client.get()(carried.get()); });
                 }];
             });
 }
@@ -65,8 +68,9 @@ using namespace kelo::doubles;
     auto& proxy = payload<Proxy>(self);
     request(proxy.client(), proxy.errorHandler.get(), sel_registerName("helperVersionWithReply:"),
             [reply](id helper, std::shared_ptr<ReplyToken> token) {
+                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
                 [static_cast<id<KeloHelperProtocol>>(helper) helperVersionWithReply:^(NSInteger version) {
-                  token->pending->reply([reply, version] { reply(version); });
+                  token->pending->reply([client, version] { client.get()(version); });
                 }];
             });
 }
@@ -75,8 +79,9 @@ using namespace kelo::doubles;
     auto& proxy = payload<Proxy>(self);
     request(proxy.client(), proxy.errorHandler.get(), sel_registerName("standDownWithReply:"),
             [reply](id helper, std::shared_ptr<ReplyToken> token) {
+                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
                 [static_cast<id<KeloHelperProtocol>>(helper) standDownWithReply:^{
-                  token->pending->reply([reply] { reply(); });
+                  token->pending->reply([client] { client.get()(); });
                 }];
             });
 }

@@ -1,0 +1,122 @@
+#include "platform/macos/DispatchMainQueue.h"
+
+#include <limits>
+#include <stdexcept>
+
+#include "platform/macos/Duration.h"
+#include "tests/platform/macos/doubles/LogDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::logEntries;
+using doubles::mainLoop;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+TEST(Duration, SecondsBecomeNanosecondsWithinWhatTheSystemTakes) {
+    EXPECT_EQ(nanoseconds(0), 0);
+    EXPECT_EQ(nanoseconds(0.3), 300'000'000);
+    EXPECT_EQ(nanoseconds(2), 2'000'000'000);
+    EXPECT_EQ(nanoseconds(-1), 0);
+    EXPECT_EQ(nanoseconds(notANumber), 0);
+    EXPECT_EQ(nanoseconds(infinity), 9'200'000'000'000'000'000);
+    EXPECT_EQ(nanoseconds(1e300), nanoseconds(infinity));
+}
+
+class DispatchMainQueueTest : public doubles::OnDoubles {
+protected:
+    DispatchMainQueue queue;
+    int runs = 0;
+    MainQueue::Task count = [this] { ++runs; };
+};
+
+TEST_F(DispatchMainQueueTest, TasksGoToTheMainDispatchQueue) {
+    queue.post(count);
+    queue.postAfter(0.3, count);
+    EXPECT_THAT(journal().take(), ElementsAre("dispatch_async_f main", "dispatch_after_f main"));
+    mainLoop().runFor(1);
+    EXPECT_EQ(runs, 2);
+}
+
+TEST_F(DispatchMainQueueTest, ADelayIsExact) {
+    queue.postAfter(0.3, count);
+    mainLoop().runFor(0.2999);
+    EXPECT_EQ(runs, 0);
+    mainLoop().runFor(0.0002);
+    EXPECT_EQ(runs, 1);
+}
+
+TEST_F(DispatchMainQueueTest, AnImpossibleDelayIsNone) {
+    queue.postAfter(-1, count);
+    queue.postAfter(notANumber, count);
+    mainLoop().runFor(0);
+    EXPECT_EQ(runs, 2);
+}
+
+TEST_F(DispatchMainQueueTest, WhatATaskThrowsIsReportedAndTheNextOneRuns) {
+    queue.post([] { throw std::runtime_error("broken"); });
+    queue.postAfter(0, [] { throw 17; });
+    queue.post(count);
+    mainLoop().runFor(0);
+    EXPECT_EQ(runs, 1);
+    ASSERT_THAT(logEntries(), SizeIs(2));
+    EXPECT_EQ(logEntries()[0],
+              (doubles::LogEntry{"app.kelo.helper", "platform", 0x11, "a task of the main queue: broken"}));
+    EXPECT_EQ(logEntries()[1].text, "a task of the main queue: an unknown exception");
+}
+
+// --- timers
+
+TEST_F(DispatchMainQueueTest, ATimerBelongsToTheMainRunLoopAndIsReleasedWithItsOwner) {
+    auto once = queue.scheduleTimer(8, false, count);
+    EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerCreate once", "CFRunLoopAddTimer main default"));
+    EXPECT_EQ(journal().live("CFRunLoopTimer"), 1);
+    once.reset();
+    EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerInvalidate"));
+    EXPECT_THAT(journal().live(), IsEmpty());
+}
+
+TEST_F(DispatchMainQueueTest, ARepeatingTimerRepeats) {
+    const auto repeating = queue.scheduleTimer(2, true, count);
+    EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerCreate repeating", "CFRunLoopAddTimer main default"));
+    mainLoop().runFor(5);
+    EXPECT_EQ(runs, 2);
+}
+
+TEST_F(DispatchMainQueueTest, AnIntervalThatIsNotPositiveIsATenThousandthOfASecond) {
+    for (const double interval : {0.0, -1.0, notANumber}) {
+        runs = 0;
+        const auto timer = queue.scheduleTimer(interval, true, count);
+        mainLoop().runFor(0.00035);
+        EXPECT_EQ(runs, 3) << interval;
+    }
+}
+
+TEST_F(DispatchMainQueueTest, ATimerThatFiredOnceIsReleasedLikewise) {
+    auto once = queue.scheduleTimer(1, false, count);
+    mainLoop().runFor(3);
+    EXPECT_EQ(runs, 1);
+    once.reset();
+    EXPECT_THAT(journal().live(), IsEmpty());
+}
+
+TEST_F(DispatchMainQueueTest, WhatATimersHandlerThrowsIsReportedAndTheTimerGoesOn) {
+    const auto timer = queue.scheduleTimer(1, true, [this] {
+        ++runs;
+        throw std::runtime_error("broken");
+    });
+    mainLoop().runFor(2.5);
+    EXPECT_EQ(runs, 2);
+    ASSERT_THAT(logEntries(), SizeIs(2));
+    EXPECT_EQ(logEntries()[0].text, "a timer's handler: broken");
+}
+
+} // namespace
+} // namespace kelo

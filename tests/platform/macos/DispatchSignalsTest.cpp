@@ -1,0 +1,74 @@
+#include "platform/macos/DispatchSignals.h"
+
+#include <csignal>
+#include <stdexcept>
+
+#include "tests/platform/macos/doubles/DispatchDouble.h"
+#include "tests/platform/macos/doubles/LogDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::mainLoop;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class DispatchSignalsTest : public doubles::OnDoubles {
+protected:
+    DispatchSignals signals;
+};
+
+TEST_F(DispatchSignalsTest, IgnoringSetsTheDispositionAndNothingElse) {
+    signals.ignore(SIGTERM);
+    EXPECT_THAT(journal().take(), ElementsAre("signal 15 ignore"));
+}
+
+TEST_F(DispatchSignalsTest, ASourceIsFinishedBeforeItIsActivated) {
+    const auto source = signals.deliver(SIGINT, [] {});
+    EXPECT_THAT(journal().take(), ElementsAre("dispatch_source_create signal 2 0x0", "dispatch_set_context",
+                                              "dispatch_source_set_event_handler_f",
+                                              "dispatch_source_set_cancel_handler_f", "dispatch_activate"));
+    EXPECT_EQ(doubles::lastSource(), "signal 0x0 active main");
+}
+
+TEST_F(DispatchSignalsTest, ADestroyedSourceIsCancelledAndReleasedAndItsHandlerLetGo) {
+    const auto held = std::make_shared<int>();
+    auto source = signals.deliver(SIGINT, [held] {});
+    journal().take();
+    source.reset();
+    EXPECT_THAT(journal().take(), ElementsAre("dispatch_source_cancel", "dispatch_release"));
+    mainLoop().runFor(0);
+    EXPECT_THAT(journal().take(), ElementsAre("cancel handler"));
+    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_THAT(journal().live(), IsEmpty());
+}
+
+TEST_F(DispatchSignalsTest, ASignalThatArrivedBeforeTheSourceWasDestroyedIsNotDelivered) {
+    signals.ignore(SIGTERM);
+    int arrivals = 0;
+    auto source = signals.deliver(SIGTERM, [&] { ++arrivals; });
+    doubles::arriveSignal(SIGTERM);
+    source.reset();
+    mainLoop().runFor(0);
+    EXPECT_EQ(arrivals, 0);
+}
+
+TEST_F(DispatchSignalsTest, WithoutASourceThereIsNothing) {
+    doubles::failSourceCreation(true);
+    EXPECT_EQ(signals.deliver(SIGTERM, [] {}), nullptr);
+}
+
+TEST_F(DispatchSignalsTest, WhatAHandlerThrowsIsReported) {
+    signals.ignore(SIGTERM);
+    const auto source = signals.deliver(SIGTERM, [] { throw std::runtime_error("broken"); });
+    doubles::arriveSignal(SIGTERM);
+    mainLoop().runFor(0);
+    ASSERT_THAT(doubles::logEntries(), SizeIs(1));
+    EXPECT_EQ(doubles::logEntries()[0].text, "the handler of a dispatch source: broken");
+}
+
+} // namespace
+} // namespace kelo

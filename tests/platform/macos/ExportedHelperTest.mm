@@ -1,0 +1,208 @@
+#include "platform/macos/ExportedHelper.h"
+
+#include <limits>
+#include <stdexcept>
+
+#include "platform/macos/KeloHelperXPCProtocol.h"
+#include "tests/conformance/ScriptedHelper.h"
+#include "tests/platform/macos/doubles/FoundationDouble.h"
+#include "tests/platform/macos/doubles/LogDouble.h"
+#include "tests/platform/macos/doubles/ObjCRuntime.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+
+namespace kelo {
+namespace {
+
+using doubles::logEntries;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using ::testing::SizeIs;
+
+using DataBlock = void (^)(NSData* _Nullable);
+using ErrorBlock = void (^)(NSString* _Nullable);
+using VersionBlock = void (^)(NSInteger);
+using EmptyBlock = void (^)(void);
+
+/// Sends `selector`, spelled out, through the runtime, as XPC does.
+template <typename Function> Function* implementation(id object, const char* selector) {
+    return reinterpret_cast<Function*>(objc_msg_lookup(object, sel_registerName(selector)));
+}
+
+class ExportedHelperTest : public doubles::OnDoubles {
+  protected:
+    void fetchSnapshot() {
+        int* const calls = &replies;
+        auto* const answers = &texts;
+        const char* const selector = "fetchSnapshotWithReply:";
+        implementation<void(id, SEL, DataBlock)>(exported.get(),
+                                                 selector)(exported.get(), sel_registerName(selector), ^(NSData* data) {
+          ++*calls;
+          answers->push_back(data == nil ? "nil" : std::string(static_cast<const char*>(data.bytes), data.length));
+        });
+    }
+
+    void hold(double fraction, BOOL handsBackOnLidClose) {
+        const char* const selector = "holdWithFraction:handsBackOnLidClose:reply:";
+        implementation<void(id, SEL, double, BOOL, ErrorBlock)>(exported.get(), selector)(
+            exported.get(), sel_registerName(selector), fraction, handsBackOnLidClose, errorBlock().get());
+    }
+
+    void handBack() {
+        const char* const selector = "handBackWithReply:";
+        implementation<void(id, SEL, ErrorBlock)>(exported.get(), selector)(exported.get(), sel_registerName(selector),
+                                                                            errorBlock().get());
+    }
+
+    void helperVersion() {
+        int* const calls = &replies;
+        auto* const answers = &texts;
+        const char* const selector = "helperVersionWithReply:";
+        implementation<void(id, SEL, VersionBlock)>(exported.get(), selector)(
+            exported.get(), sel_registerName(selector), ^(NSInteger version) {
+              ++*calls;
+              answers->push_back(std::to_string(version));
+            });
+    }
+
+    void standDown() {
+        int* const calls = &replies;
+        const char* const selector = "standDownWithReply:";
+        implementation<void(id, SEL, EmptyBlock)>(exported.get(), selector)(exported.get(), sel_registerName(selector),
+                                                                            ^{
+                                                                              ++*calls;
+                                                                            });
+    }
+
+    void sendAll() {
+        fetchSnapshot();
+        hold(0.5, YES);
+        handBack();
+        helperVersion();
+        standDown();
+    }
+
+    BlockReference<ErrorBlock> errorBlock() {
+        int* const calls = &replies;
+        auto* const answers = &texts;
+        return BlockReference<ErrorBlock>(^(NSString* error) {
+          ++*calls;
+          answers->push_back(error == nil ? "nil" : error.UTF8String);
+        });
+    }
+
+    const std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
+    const ObjCReference<id> exported = makeExportedHelper(helper);
+    int replies = 0;
+    std::vector<std::string> texts;
+};
+
+TEST_F(ExportedHelperTest, EachSelectorReachesItsRequestAndItsReplyBlockOnce) {
+    sendAll();
+    EXPECT_THAT(helper->requests(), ElementsAre("fetchSnapshot", "hold", "handBack", "helperVersion", "standDown"));
+    EXPECT_EQ(replies, 5);
+    EXPECT_THAT(texts, ElementsAre("nil", "nil", "nil", "6"));
+    EXPECT_THAT(logEntries(), IsEmpty());
+}
+
+TEST_F(ExportedHelperTest, RepliesThatAreNotNilArriveAsTheyAre) {
+    helper->snapshot = Data{'{', '}'};
+    helper->error = "Der Lüfter lässt sich nicht steuern.";
+    helper->version = std::numeric_limits<std::int64_t>::min();
+    sendAll();
+    EXPECT_THAT(texts, ElementsAre("{}", *helper->error, *helper->error, "-9223372036854775808"));
+}
+
+TEST_F(ExportedHelperTest, EveryBooleanThatIsNotNoIsYes) {
+    hold(0.25, YES);
+    hold(-1.5, NO);
+    EXPECT_THAT(helper->holds(), ElementsAre(Pair(0.25, true), Pair(-1.5, false)));
+}
+
+TEST_F(ExportedHelperTest, RepliesMayComeAfterTheRequestHasReturned) {
+    std::vector<std::function<void()>> late;
+    helper->answer = [&](std::function<void()> reply) { late.push_back(std::move(reply)); };
+    sendAll();
+    EXPECT_EQ(replies, 0);
+    for (const auto& reply : late)
+        reply();
+    EXPECT_EQ(replies, 5);
+}
+
+TEST_F(ExportedHelperTest, AHelperThatRepliesTwiceIsHeardOnce) {
+    helper->answer = [](const std::function<void()>& reply) {
+        reply();
+        reply();
+    };
+    sendAll();
+    EXPECT_EQ(replies, 5);
+    EXPECT_THAT(logEntries(), SizeIs(5));
+}
+
+TEST_F(ExportedHelperTest, AHelperThatDropsTheReplyLeavesNobodyWithoutOne) {
+    helper->answer = [](const std::function<void()>&) {};
+    sendAll();
+    const std::string broken = "The helper could not carry out the request because of an internal error.";
+    EXPECT_EQ(replies, 5);
+    EXPECT_THAT(texts, ElementsAre("nil", broken, broken, "0"));
+}
+
+TEST_F(ExportedHelperTest, WhatTheHelperThrowsStaysInsideAndIsAnsweredLikewise) {
+    helper->answer = [](const std::function<void()>&) { throw std::runtime_error("broken"); };
+    sendAll();
+    EXPECT_EQ(replies, 5);
+    EXPECT_EQ(logEntries().size(), 10U) << "what was thrown, and the missing reply";
+    EXPECT_THAT(logEntries(), ::testing::Contains(::testing::Field(&doubles::LogEntry::text, "hold: broken")));
+}
+
+TEST_F(ExportedHelperTest, TheHelperIsKeptAliveByItsExportedObjectAndByNothingElse) {
+    const auto other = std::make_shared<ScriptedHelper>();
+    {
+        const auto reference = makeExportedHelper(other);
+        EXPECT_EQ(other.use_count(), 2);
+    }
+    EXPECT_EQ(other.use_count(), 1);
+}
+
+// --- types, letter for letter: XPC compares them
+
+struct Request {
+    const char* selector;
+    const char* encoding;
+};
+
+/// The runtime here keeps no extended encodings; those of Apple's processors are checked by a test of their own.
+#if defined(__aarch64__)
+#define KELO_BOOL "B"
+#else
+#define KELO_BOOL "c"
+#endif
+constexpr Request requests[] = {
+    {"fetchSnapshotWithReply:", "v24@0:8@?16"},
+    {"holdWithFraction:handsBackOnLidClose:reply:", "v36@0:8d16" KELO_BOOL "24@?28"},
+    {"handBackWithReply:", "v24@0:8@?16"},
+    {"helperVersionWithReply:", "v24@0:8@?16"},
+    {"standDownWithReply:", "v24@0:8@?16"},
+};
+
+TEST_F(ExportedHelperTest, TheProtocolRequiresTheFiveSelectorsWithTheirTypes) {
+    Protocol* const protocol = objc_getProtocol("KeloHelperProtocol");
+    ASSERT_NE(protocol, nil);
+    for (const auto& request : requests) {
+        const auto found = protocol_getMethodDescription(protocol, sel_registerName(request.selector), true, true);
+        ASSERT_NE(found.types, nullptr) << request.selector;
+        EXPECT_STREQ(found.types, request.encoding) << request.selector;
+    }
+}
+
+TEST_F(ExportedHelperTest, TheExportedClassAnswersThemWithTheSameTypes) {
+    for (const auto& request : requests) {
+        const Method method =
+            class_getInstanceMethod(object_getClass(exported.get()), sel_registerName(request.selector));
+        ASSERT_NE(method, nullptr) << request.selector;
+        EXPECT_STREQ(method_getTypeEncoding(method), request.encoding) << request.selector;
+    }
+}
+
+} // namespace
+} // namespace kelo

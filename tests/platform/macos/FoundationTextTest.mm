@@ -1,0 +1,82 @@
+#include "platform/macos/FoundationText.h"
+
+#include "tests/platform/macos/doubles/FoundationDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+
+class FoundationTextTest : public doubles::OnDoubles {};
+
+TEST_F(FoundationTextTest, TextGoesThereAndBack) {
+    for (const std::string text : {"", "a", "Lüfter 🌀", "with \"quotes\" and\nlines"})
+        EXPECT_EQ(textFromNSString(makeNSString(text).get()), text);
+}
+
+TEST_F(FoundationTextTest, BytesThatAreNotUTF8AreTakenAsLatin1SoThatNoErrorIsLost) {
+    EXPECT_EQ(textFromNSString(makeNSString(std::string("L\xFC"
+                                                        "fter"))
+                                   .get()),
+              "Lüfter");
+    EXPECT_EQ(textFromNSString(makeNSString(std::optional<std::string>("\x80")).get()), "\xC2\x80");
+}
+
+TEST_F(FoundationTextTest, NoneIsNilAndNilIsNone) {
+    EXPECT_EQ(makeNSString(std::optional<std::string>()).get(), nil);
+    EXPECT_EQ(makeNSData(std::nullopt).get(), nil);
+    EXPECT_EQ(textFromNSString(nil), std::nullopt);
+    EXPECT_EQ(dataFromNSData(nil), std::nullopt);
+}
+
+TEST_F(FoundationTextTest, EmptyIsNotNone) {
+    EXPECT_NE(makeNSString(std::optional<std::string>("")).get(), nil);
+    EXPECT_NE(makeNSData(Data()).get(), nil);
+    EXPECT_EQ(dataFromNSData(makeNSData(Data()).get()), Data());
+}
+
+TEST_F(FoundationTextTest, BytesGoThereAndBack) {
+    const Data bytes = {0, 1, 0x7F, 0x80, 0xFF, 0};
+    EXPECT_EQ(dataFromNSData(makeNSData(bytes).get()), bytes);
+}
+
+TEST_F(FoundationTextTest, AStringThatUTF8CannotHoldIsEmptyNotNone) {
+    NSString* const text = doubles::makeStringWithoutUTF8();
+    EXPECT_EQ(textFromNSString(text), "");
+    [text release];
+}
+
+// --- ownership
+
+TEST_F(FoundationTextTest, AReferenceIsReleasedOnceHoweverItIsMoved) {
+    auto first = makeNSString(std::string("text"));
+    auto second = std::move(first);
+    EXPECT_FALSE(first);
+    EXPECT_TRUE(second);
+    first = std::move(second);
+    EXPECT_EQ(journal().live("NSString"), 1);
+    first = ObjCReference<NSString*>();
+    second = ObjCReference<NSString*>();
+    EXPECT_EQ(journal().live("NSString"), 0);
+}
+
+TEST_F(FoundationTextTest, ABlockIsCopiedAndKeepsWhatItHoldsUntilItsLastReferenceGoes) {
+    const auto held = std::make_shared<int>(3);
+    int sum = 0;
+    {
+        const std::shared_ptr<int> captured = held;
+        int* const target = &sum;
+        const BlockReference<void (^)(int)> block(^(int more) {
+          *target += *captured + more;
+        });
+        const BlockReference<void (^)(int)> copy = block; // NOLINT
+        block.get()(1);
+        copy.get()(2);
+    }
+    EXPECT_EQ(sum, 9);
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,58 @@
+#include "platform/macos/IOKitClamshell.h"
+
+#include "tests/platform/macos/doubles/CoreFoundationDouble.h"
+#include "tests/platform/macos/doubles/IOKitDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::kernel;
+using ::testing::ElementsAre;
+
+class IOKitClamshellTest : public doubles::OnDoubles {
+protected:
+    IOKitClamshell clamshell;
+};
+
+TEST_F(IOKitClamshellTest, ReadsThePropertyOfTheRootPowerDomainAndReleasesBoth) {
+    kernel().clamshellState = [] { return doubles::makeCFBoolean(true); };
+    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(true));
+    EXPECT_THAT(journal().take(),
+                ElementsAre("IOServiceMatching IOPMrootDomain", "IOServiceGetMatchingService IOPMrootDomain",
+                            "IORegistryEntryCreateCFProperty IOPMrootDomain AppleClamshellState",
+                            "IOObjectRelease IOPMrootDomain"));
+}
+
+TEST_F(IOKitClamshellTest, WithoutTheRootPowerDomainNothingIsReadOrReleased) {
+    kernel().services.clear();
+    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty());
+    EXPECT_THAT(journal().take(),
+                ElementsAre("IOServiceMatching IOPMrootDomain", "IOServiceGetMatchingService IOPMrootDomain"));
+}
+
+TEST_F(IOKitClamshellTest, AnAbsentPropertyReleasesTheServiceOnly) {
+    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty());
+    EXPECT_THAT(journal().take(), testing::Contains("IOObjectRelease IOPMrootDomain"));
+}
+
+TEST_F(IOKitClamshellTest, TheNumberOneIsNotTakenForABoolean) {
+    kernel().clamshellState = [] { return doubles::makeCFNumber(1); };
+    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(1.0));
+}
+
+TEST_F(IOKitClamshellTest, ANumberThatNoDoubleHoldsDoesNotConvert) {
+    kernel().clamshellState = [] { return doubles::makeCFNumber(1, false); };
+    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
+}
+
+TEST_F(IOKitClamshellTest, WhatIsNeitherBooleanNorNumberDoesNotConvert) {
+    kernel().clamshellState = [] { return doubles::makeCFString("true"); };
+    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
+    kernel().clamshellState = [] { return doubles::makeCF(doubles::CFObject::Kind::data); };
+    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,125 @@
+#include "platform/macos/IOKitPowerNotifications.h"
+
+#include <thread>
+
+#include "core/hold/PowerWatch.h"
+#include "tests/platform/macos/doubles/IOKitDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::kernel;
+using doubles::mainLoop;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+void ignoreMessage(void*, std::uint32_t, std::uint32_t, void*) {}
+
+class IOKitPowerNotificationsTest : public doubles::OnDoubles {
+protected:
+    IOKitPowerNotifications notifications;
+};
+
+TEST_F(IOKitPowerNotificationsTest, RegisteringAddsThePortsSourceToTheCallersRunLoopInItsDefaultMode) {
+    const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
+                                              "CFRunLoopAddSource main default"));
+    EXPECT_THAT(journal().live(),
+                ElementsAre("CFRunLoopSource: 1", "notification port: 1", "notifier: 1", "root port: 1"));
+}
+
+TEST_F(IOKitPowerNotificationsTest, TheEndTakesTheSourceAwayThenTheNotifierThenTheConnectionThenThePort) {
+    auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    journal().take();
+    registration.reset();
+    EXPECT_THAT(journal().take(),
+                ElementsAre("IONotificationPortGetRunLoopSource", "CFRunLoopRemoveSource main default",
+                            "IODeregisterForSystemPower notifier", "IOServiceClose root port",
+                            "IONotificationPortDestroy"));
+    EXPECT_THAT(journal().live(), IsEmpty());
+}
+
+TEST_F(IOKitPowerNotificationsTest, AFailedRegistrationTouchesNothingElse) {
+    kernel().isRegistrationFailing = true;
+    EXPECT_EQ(notifications.registerForSystemPower(this, ignoreMessage), nullptr);
+    EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower"));
+}
+
+TEST_F(IOKitPowerNotificationsTest, ARegistrationWithoutAPortIsAFailedOne) {
+    kernel().isPortMissing = true;
+    EXPECT_EQ(notifications.registerForSystemPower(this, ignoreMessage), nullptr);
+    EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower"));
+}
+
+TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceEndsTheProcess) {
+    kernel().isRunLoopSourceMissing = true;
+    EXPECT_DEATH({ const auto registration = notifications.registerForSystemPower(this, ignoreMessage); }, "");
+}
+
+TEST_F(IOKitPowerNotificationsTest, TheAnswerGoesOverTheRootPortWithTheMessagesOwnArgument) {
+    const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    journal().take();
+    registration->allowPowerChange(0x7654321);
+    registration->allowPowerChange(-1);
+    EXPECT_THAT(journal().take(),
+                ElementsAre("IOAllowPowerChange root port 124076833", "IOAllowPowerChange root port -1"));
+}
+
+TEST_F(IOKitPowerNotificationsTest, AnAnswerThatIsRefusedIsDropped) {
+    kernel().allowStatus = kIOReturnBadArgument;
+    const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    registration->allowPowerChange(1);
+    EXPECT_THAT(kernel().allowed, SizeIs(1));
+}
+
+// --- together with the watch that a hold keeps
+
+class WatchedPower : public IOKitPowerNotificationsTest {
+protected:
+    WatchedPower() { watch->start(); }
+    ~WatchedPower() override { watch->stop(); }
+
+    void send(std::uint32_t messageType, std::intptr_t argument) {
+        doubles::sendPowerMessage(messageType, argument);
+        mainLoop().runFor(0);
+    }
+
+    /// What the watch did, answers included.
+    std::vector<std::string> deeds() {
+        std::vector<std::string> all;
+        for (const auto& entry : journal().take())
+            if (entry.starts_with("IOAllowPowerChange") || entry.starts_with("watch:"))
+                all.push_back(entry);
+        return all;
+    }
+
+    const std::shared_ptr<PowerWatch> watch = std::make_shared<PowerWatch>(
+        notifications, [] { journal().add("watch: will sleep"); }, [] { journal().add("watch: did wake"); });
+};
+
+TEST_F(WatchedPower, CanSleepIsAnsweredAtOnce) {
+    send(0xE0000270, 11);
+    EXPECT_THAT(deeds(), ElementsAre("IOAllowPowerChange root port 11"));
+}
+
+TEST_F(WatchedPower, WillSleepIsAnsweredAfterTheHandlerHasRun) {
+    send(0xE0000280, 12);
+    EXPECT_THAT(deeds(), ElementsAre("watch: will sleep", "IOAllowPowerChange root port 12"));
+}
+
+TEST_F(WatchedPower, HasPoweredOnRunsItsHandlerAndIsNotAnswered) {
+    send(0xE0000300, 13);
+    EXPECT_THAT(deeds(), ElementsAre("watch: did wake"));
+}
+
+TEST_F(WatchedPower, EveryOtherMessageIsIgnored) {
+    for (const std::uint32_t message : {0xE0000290U, 0xE0000320U, 0xE0000250U, 0xE0000310U, 0x280U, 0U})
+        send(message, 14);
+    EXPECT_THAT(deeds(), IsEmpty());
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,70 @@
+#include "platform/macos/MacPlatform.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+
+#include "tests/platform/macos/doubles/LogDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+#include "tests/platform/macos/doubles/PosixDouble.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
+
+class MacPlatformTest : public doubles::OnDoubles {
+protected:
+    std::unique_ptr<Platform> platform = makePlatform();
+};
+
+TEST_F(MacPlatformTest, ABrokenPipeIsIgnoredFromTheStart) { EXPECT_TRUE(doubles::isIgnored(SIGPIPE)); }
+
+TEST_F(MacPlatformTest, EverySeamIsTheMacsOwn) {
+    EXPECT_NE(dynamic_cast<DispatchMainQueue*>(&platform->mainQueue()), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitExchange*>(&platform->smcExchange()), nullptr);
+    EXPECT_NE(dynamic_cast<PosixFanSystem*>(&platform->fanSystem()), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitPowerNotifications*>(&platform->powerNotifications()), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitClamshell*>(&platform->clamshell()), nullptr);
+    EXPECT_NE(dynamic_cast<VnodeFileEvents*>(&platform->fileEvents()), nullptr);
+    EXPECT_NE(dynamic_cast<DispatchSignals*>(&platform->signals()), nullptr);
+    EXPECT_NE(dynamic_cast<SecuritySigningInformation*>(&platform->signingInformation()), nullptr);
+}
+
+TEST_F(MacPlatformTest, LogsAndListenersAreMadeAsNamed) {
+    platform->makeSystemLog("app.kelo.helper", "listener")->write(LogLevel::notice, "text");
+    EXPECT_THAT(doubles::logEntries(), ElementsAre(doubles::LogEntry{"app.kelo.helper", "listener", 0, "text"}));
+    const auto listener = platform->makeListener("app.kelo.helper");
+    EXPECT_THAT(journal().entries(), Contains("NSXPCListener initWithMachServiceName app.kelo.helper"));
+}
+
+TEST_F(MacPlatformTest, TheWallClockCountsSecondsSince1970) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    EXPECT_NEAR(platform->wallClock(), std::chrono::duration<double>(now).count(), 5);
+}
+
+TEST_F(MacPlatformTest, TheMainLoopIsTheMainRunLoop) {
+    bool hasRun = false;
+    platform->mainQueue().post([&] { hasRun = true; });
+    journal().take();
+    platform->runMainLoop();
+    EXPECT_TRUE(hasRun);
+    EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopRun"));
+}
+
+TEST_F(MacPlatformTest, StandardErrorGetsTheBytes) {
+    EXPECT_EXIT(
+        {
+            platform->writeStandardError("a line for the log\n");
+            platform->exit(7);
+        },
+        ::testing::ExitedWithCode(7), "a line for the log");
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,58 @@
+#include "platform/macos/UnifiedLog.h"
+
+#include "platform/macos/Containment.h"
+#include "tests/platform/macos/doubles/LogDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::logEntries;
+using doubles::LogEntry;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr std::uint8_t defaultType = 0x00;
+constexpr std::uint8_t errorType = 0x10;
+constexpr std::uint8_t faultType = 0x11;
+
+class UnifiedLogTest : public doubles::OnDoubles {};
+
+TEST_F(UnifiedLogTest, TheLogObjectIsMadeOnceForSubsystemAndCategory) {
+    const auto log = makeUnifiedLog("app.kelo.helper", "listener");
+    log->write(LogLevel::notice, "one");
+    log->write(LogLevel::notice, "two");
+    EXPECT_THAT(journal().take(), ElementsAre("os_log_create app.kelo.helper listener"));
+}
+
+TEST_F(UnifiedLogTest, ErrorsGoOutAsErrorsAndNoticesAtTheDefaultTypeBothPublic) {
+    const auto log = makeUnifiedLog("app.kelo.helper", "service");
+    log->write(LogLevel::error, "There is no fan to control.");
+    log->write(LogLevel::notice, "Asked to stop.");
+    EXPECT_THAT(logEntries(),
+                ElementsAre(LogEntry{"app.kelo.helper", "service", errorType, "There is no fan to control."},
+                            LogEntry{"app.kelo.helper", "service", defaultType, "Asked to stop."}));
+}
+
+TEST_F(UnifiedLogTest, ATypeThatIsOffIsToldAndWritesNothing) {
+    const auto log = makeUnifiedLog("app.kelo.helper", "service");
+    doubles::setLogTypeEnabled(errorType, false);
+    EXPECT_FALSE(log->isEnabled(LogLevel::error));
+    EXPECT_TRUE(log->isEnabled(LogLevel::notice));
+    log->write(LogLevel::error, "nobody hears this");
+    EXPECT_THAT(logEntries(), IsEmpty());
+    doubles::setLogTypeEnabled(errorType, true);
+    doubles::setLogTypeEnabled(defaultType, false);
+    EXPECT_TRUE(log->isEnabled(LogLevel::error));
+    EXPECT_FALSE(log->isEnabled(LogLevel::notice));
+}
+
+TEST_F(UnifiedLogTest, AFaultSaysWhatAndWhyInACategoryOfItsOwn) {
+    reportFault("the listener", "it is broken");
+    EXPECT_THAT(logEntries(),
+                ElementsAre(LogEntry{"app.kelo.helper", "platform", faultType, "the listener: it is broken"}));
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,126 @@
+#include "platform/macos/XPCHelperConnection.h"
+
+#include "platform/macos/XPCListener.h"
+#include "tests/conformance/ScriptedHelper.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+#include "tests/platform/macos/doubles/SecurityDouble.h"
+#include "tests/platform/macos/doubles/XPCDouble.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::xpc;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+std::string requirementFor(const std::string& identifier) {
+    return "anchor apple generic and identifier \"" + identifier + "\" and certificate leaf[subject.OU] = \"TEAM\"";
+}
+
+class XPCHelperConnectionTest : public doubles::OnDoubles {
+protected:
+    XPCHelperConnectionTest() { doubles::ownSignature().team = "TEAM"; }
+
+    void startHelper() {
+        listener = makeXPCListener("app.kelo.helper");
+        listener->setAdmission(admission);
+        listener->setConnectionCodeSigningRequirement(requirementFor("app.kelo.Kelo"));
+        listener->resume();
+        journal().take();
+    }
+
+    /// What connecting and one request throw; fails the test when they throw nothing.
+    std::string reasonOfFailure() {
+        try {
+            connectToHelper()->helperVersion();
+        } catch (const HelperUnreachable& error) {
+            return error.what();
+        }
+        ADD_FAILURE() << "nothing was thrown";
+        return {};
+    }
+
+    const std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
+    ScriptedAdmission admission{helper};
+    std::unique_ptr<Listener> listener;
+};
+
+TEST_F(XPCHelperConnectionTest, ConnectsToThePrivilegedServiceAndTrustsNobodyButTheHelperOfTheOwnTeam) {
+    const auto connection = connectToHelper();
+    EXPECT_THAT(journal().take(),
+                ElementsAre("SecCodeCopySelf flags 0", "SecCodeCopyStaticCode flags 0",
+                            "SecCodeCopySigningInformation flags 2",
+                            "NSXPCConnection initWithMachServiceName app.kelo.helper 0x1000",
+                            "NSXPCConnection setRemoteObjectInterface",
+                            "NSXPCConnection setCodeSigningRequirement " + requirementFor("app.kelo.helper"),
+                            "NSXPCConnection resume"));
+}
+
+TEST_F(XPCHelperConnectionTest, TheConnectionIsInvalidatedBeforeItIsLetGo) {
+    startHelper();
+    auto connection = connectToHelper();
+    connection->helperVersion();
+    journal().take();
+    connection.reset();
+    EXPECT_THAT(journal().take(), ElementsAre("NSXPCConnection invalidate"));
+    doubles::settleXPC();
+    EXPECT_EQ(admission.ended(), 1);
+}
+
+TEST_F(XPCHelperConnectionTest, OneConnectionCarriesAllRequests) {
+    startHelper();
+    const auto connection = connectToHelper();
+    connection->helperVersion();
+    connection->hold(0.5, true);
+    connection->handBack();
+    EXPECT_EQ(admission.asked(), 1);
+}
+
+TEST_F(XPCHelperConnectionTest, WithoutAHelperEveryRequestThrowsWhy) {
+    const auto connection = connectToHelper();
+    EXPECT_THROW(connection->fetchSnapshot(), HelperUnreachable);
+    EXPECT_THROW(connection->hold(0.5, true), HelperUnreachable);
+    EXPECT_THROW(connection->handBack(), HelperUnreachable);
+    EXPECT_THROW(connection->helperVersion(), HelperUnreachable);
+    EXPECT_THROW(connection->standDown(), HelperUnreachable);
+    EXPECT_EQ(reasonOfFailure(), "The helper cannot be reached: error 4099");
+}
+
+TEST_F(XPCHelperConnectionTest, AnImpostorIsNotTalkedTo) {
+    startHelper();
+    xpc().helper = {"app.kelo.helper", "OTHERS"};
+    EXPECT_EQ(reasonOfFailure(), "The helper cannot be reached: error 4102");
+    xpc().helper = {"app.kelo.Kelo", "TEAM"};
+    EXPECT_EQ(reasonOfFailure(), "The helper cannot be reached: error 4102");
+    EXPECT_THAT(helper->requests(), IsEmpty());
+}
+
+TEST_F(XPCHelperConnectionTest, AnUnsignedClientDoesNotTry) {
+    doubles::ownSignature().team = std::nullopt;
+    EXPECT_EQ(reasonOfFailure(), "This program isn't signed, so the helper would not talk to it.");
+    EXPECT_EQ(journal().live("NSXPCConnection"), 0);
+}
+
+TEST_F(XPCHelperConnectionTest, ARequirementThatIsRefusedLeavesNoConnection) {
+    xpc().isRaising = true;
+    EXPECT_EQ(reasonOfFailure(), "The helper cannot be told from an impostor: raised by the double");
+    EXPECT_EQ(journal().live("NSXPCConnection"), 0);
+}
+
+TEST_F(XPCHelperConnectionTest, ManyRequestsLeaveNothingBehind) {
+    startHelper();
+    const auto connection = connectToHelper();
+    connection->helperVersion();
+    const auto before = journal().live();
+    for (int i = 0; i < 10; ++i) {
+        connection->fetchSnapshot();
+        connection->handBack();
+    }
+    doubles::settleXPC();
+    EXPECT_EQ(journal().live(), before);
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,200 @@
+#include "platform/macos/XPCListener.h"
+
+#include <stdexcept>
+
+#include "client/HelperConnection.h"
+#include "tests/conformance/ScriptedHelper.h"
+#include "tests/platform/macos/doubles/LogDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+#include "tests/platform/macos/doubles/SecurityDouble.h"
+#include "tests/platform/macos/doubles/XPCDouble.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::logEntries;
+using doubles::xpc;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+const std::string requirement =
+    R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "TEAM")";
+
+class XPCListenerTest : public doubles::OnDoubles {
+protected:
+    XPCListenerTest() { doubles::ownSignature().team = "TEAM"; }
+
+    /// Whether a client of the trusted app gets an answer.
+    bool isServed() {
+        try {
+            return connectToHelper()->helperVersion() == helper->version;
+        } catch (const HelperUnreachable&) {
+            return false;
+        }
+    }
+
+    void start() {
+        listener->setAdmission(admission);
+        listener->setConnectionCodeSigningRequirement(requirement);
+        listener->resume();
+    }
+
+    const std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
+    ScriptedAdmission admission{helper};
+    std::unique_ptr<Listener> listener = makeXPCListener("app.kelo.helper");
+};
+
+TEST_F(XPCListenerTest, TheRequirementIsCheckedAndSetBeforeTheListenerIsResumed) {
+    start();
+    EXPECT_THAT(journal().take(),
+                ElementsAre("NSXPCListener initWithMachServiceName app.kelo.helper", "NSXPCListener setDelegate",
+                            "SecRequirementCreateWithString " + requirement + " flags 0",
+                            "NSXPCListener setConnectionCodeSigningRequirement " + requirement,
+                            "NSXPCListener resume"));
+}
+
+TEST_F(XPCListenerTest, TheDelegateLivesAsLongAsTheListenerWhichOnlyBorrowsIt) {
+    start();
+    EXPECT_EQ(journal().live("KeloListenerDelegate"), 1);
+    journal().take();
+    listener.reset();
+    EXPECT_THAT(journal().take(), ElementsAre("NSXPCListener setDelegate nil", "NSXPCListener invalidate"));
+    EXPECT_THAT(journal().live(), IsEmpty());
+}
+
+TEST_F(XPCListenerTest, WithoutARequirementTheListenerIsNeverResumed) {
+    listener->setAdmission(admission);
+    listener->resume();
+    EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
+    EXPECT_THAT(logEntries(),
+                Contains(::testing::Field(&doubles::LogEntry::text,
+                                          "the listener: it has no code-signing requirement and is not resumed")));
+    EXPECT_FALSE(isServed());
+}
+
+TEST_F(XPCListenerTest, ARequirementThatDoesNotParseIsNotEvenSet) {
+    listener->setAdmission(admission);
+    listener->setConnectionCodeSigningRequirement("anchor apple generic and identifier \"");
+    listener->resume();
+    EXPECT_THAT(journal().take(), Not(Contains(::testing::StartsWith("NSXPCListener setConnection"))));
+    EXPECT_FALSE(isServed());
+    ASSERT_FALSE(logEntries().empty());
+    EXPECT_EQ(logEntries()[0].text, "the code-signing requirement: it does not parse; nobody is let in");
+}
+
+TEST_F(XPCListenerTest, ARequirementThatTheListenerRaisesOnLetsNobodyIn) {
+    xpc().isRaising = true;
+    start();
+    EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
+    EXPECT_EQ(logEntries()[0].text, "the code-signing requirement: raised by the double");
+    xpc().raisedReason = nullptr;
+    listener->setConnectionCodeSigningRequirement(requirement);
+    EXPECT_EQ(logEntries()[2].text, "the code-signing requirement: no reason was given");
+}
+
+TEST_F(XPCListenerTest, ARefusedRequirementTakesAnEarlierOneOutOfForce) {
+    listener->setAdmission(admission);
+    listener->setConnectionCodeSigningRequirement(requirement);
+    listener->setConnectionCodeSigningRequirement("nonsense");
+    listener->resume();
+    EXPECT_FALSE(isServed());
+}
+
+TEST_F(XPCListenerTest, AConnectionThatArrivesWhileNoRequirementIsInForceIsRefused) {
+    start();
+    listener->setConnectionCodeSigningRequirement("nonsense");
+    EXPECT_FALSE(isServed());
+    EXPECT_EQ(admission.asked(), 0);
+}
+
+TEST_F(XPCListenerTest, AConnectionIsConfiguredWholeBeforeItIsResumed) {
+    start();
+    const auto client = connectToHelper();
+    journal().take();
+    client->helperVersion();
+    EXPECT_THAT(journal().take(),
+                ElementsAre("NSXPCConnection synchronousRemoteObjectProxyWithErrorHandler",
+                            "NSXPCConnection setExportedInterface", "NSXPCConnection setExportedObject",
+                            "NSXPCConnection setInvalidationHandler", "NSXPCConnection setInterruptionHandler",
+                            "NSXPCConnection resume"));
+}
+
+TEST_F(XPCListenerTest, AConnectionThatIsRefusedIsNotTouched) {
+    admission.isAccepting = false;
+    start();
+    const auto client = connectToHelper();
+    journal().take();
+    EXPECT_THROW(client->helperVersion(), HelperUnreachable);
+    EXPECT_THAT(journal().take(), ElementsAre("NSXPCConnection synchronousRemoteObjectProxyWithErrorHandler"));
+}
+
+TEST_F(XPCListenerTest, BothHandlersOfAConnectionAreCalled) {
+    start();
+    auto client = connectToHelper();
+    client->helperVersion();
+    doubles::interruptConnections();
+    doubles::settleXPC();
+    EXPECT_EQ(admission.interrupted(), 1);
+    EXPECT_EQ(admission.ended(), 0);
+    client.reset();
+    doubles::settleXPC();
+    EXPECT_EQ(admission.interrupted(), 1);
+    EXPECT_EQ(admission.ended(), 1);
+    EXPECT_EQ(doubles::openConnections(), 0);
+}
+
+TEST_F(XPCListenerTest, EveryConnectionHasAnExportedObjectOfItsOwnForTheOneHelper) {
+    start();
+    const auto first = connectToHelper();
+    const auto second = connectToHelper();
+    first->helperVersion();
+    second->helperVersion();
+    EXPECT_EQ(journal().live("KeloExportedHelper"), 2);
+    EXPECT_EQ(helper.use_count(), 4) << "the test's, the admission's, and one for each connection";
+}
+
+/// Throws from everything that the system calls.
+class ThrowingAdmission : public ConnectionAdmission {
+public:
+    bool throwsAtOnce = true;
+
+    bool shouldAcceptNewConnection(IncomingConnection& connection) override {
+        if (throwsAtOnce)
+            throw std::runtime_error("broken admission");
+        connection.exportObject(std::make_shared<ScriptedHelper>());
+        connection.setInvalidationHandler([] { throw std::runtime_error("broken invalidation"); });
+        connection.setInterruptionHandler([] { throw std::runtime_error("broken interruption"); });
+        connection.resume();
+        return true;
+    }
+};
+
+TEST_F(XPCListenerTest, AnAdmissionThatThrowsRefuses) {
+    ThrowingAdmission throwing;
+    listener->setAdmission(throwing);
+    listener->setConnectionCodeSigningRequirement(requirement);
+    listener->resume();
+    EXPECT_FALSE(isServed());
+    EXPECT_EQ(logEntries()[0].text, "admitting a connection: broken admission");
+}
+
+TEST_F(XPCListenerTest, WhatAConnectionsHandlersThrowIsReported) {
+    ThrowingAdmission throwing;
+    throwing.throwsAtOnce = false;
+    listener->setAdmission(throwing);
+    listener->setConnectionCodeSigningRequirement(requirement);
+    listener->resume();
+    EXPECT_TRUE(isServed());
+    doubles::interruptConnections();
+    doubles::settleXPC();
+    std::vector<std::string> faults;
+    for (const auto& entry : logEntries())
+        faults.push_back(entry.text);
+    EXPECT_THAT(faults, Contains("the invalidation of a connection: broken invalidation"));
+}
+
+} // namespace
+} // namespace kelo
