@@ -25,6 +25,7 @@ std::mutex mutex;
 std::map<int, void (*)(int)> dispositions;
 std::optional<std::string> ownPath;
 std::atomic<bool> isJournalling = false;
+std::atomic<unsigned int> effectiveUser = 0;
 
 } // namespace
 
@@ -36,6 +37,8 @@ bool isIgnored(int signal) {
 
 void setOwnPath(std::optional<std::string> path) { ownPath = std::move(path); }
 
+void setEffectiveUser(unsigned int user) { effectiveUser = user; }
+
 void journalFiles(bool isOn) { isJournalling = isOn; }
 
 void resetPosix() {
@@ -43,6 +46,7 @@ void resetPosix() {
     dispositions.clear();
     ownPath.reset();
     isJournalling = false;
+    effectiveUser = 0;
 }
 
 } // namespace kelo::doubles
@@ -95,5 +99,7 @@ SignalHandler __wrap_signal(int number, SignalHandler handler) {
     const std::lock_guard lock(mutex);
     return std::exchange(dispositions[number], handler);
 }
+
+uid_t __wrap_geteuid() { return effectiveUser; }
 
 } // extern "C"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace kelo::doubles {
 
@@ -30,6 +31,8 @@ bool isOnXPCQueue();
 void interruptConnections();
 /// Ends every connection, as when the helper's process ends.
 void endConnections();
+/// Where each reply came from, in order: "main thread", "XPC queue" or "another thread".
+std::vector<std::string> replyOrigins();
 /// Connections that the helper has accepted and that have not ended.
 int openConnections();
 

@@ -73,6 +73,11 @@ void endConnections() {
         endServer(server);
 }
 
+std::vector<std::string> replyOrigins() {
+    const std::lock_guard lock(theWorld.mutex);
+    return theWorld.replyOrigins;
+}
+
 int openConnections() {
     const std::lock_guard lock(theWorld.mutex);
     int count = 0;
@@ -89,6 +94,7 @@ void resetXPC() {
     const std::lock_guard lock(theWorld.mutex);
     theWorld.listeners.clear();
     theWorld.servers.clear();
+    theWorld.replyOrigins.clear();
 }
 
 } // namespace kelo::doubles

@@ -1,6 +1,7 @@
 #include <chrono>
 
 #include "tests/platform/macos/doubles/Journal.h"
+#include "tests/platform/macos/doubles/MainLoop.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
 #include "tests/platform/macos/doubles/XPCState.h"
 
@@ -97,9 +98,17 @@ bool isExported(const ConnectionState& server, SEL selector) {
            std::string(request.types) == method_getTypeEncoding(method);
 }
 
+void noteOrigin() {
+    const std::lock_guard lock(xpcWorld().mutex);
+    xpcWorld().replyOrigins.emplace_back(mainLoop().isOnMainThread() ? "main thread"
+                                         : isOnXPCQueue()            ? "XPC queue"
+                                                                     : "another thread");
+}
+
 } // namespace
 
 void Pending::reply(std::function<void()> deliver) {
+    noteOrigin();
     const std::lock_guard lock(mutex_);
     if (++replies_ > 1)
         journal().misuse("a request was replied to twice");

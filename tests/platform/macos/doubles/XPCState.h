@@ -143,6 +143,7 @@ struct XPCWorld {
     std::mutex mutex;
     std::map<std::string, std::shared_ptr<ListenerState>> listeners;
     std::vector<ConnectionRef> servers;
+    std::vector<std::string> replyOrigins;
 };
 
 XPCWorld& xpcWorld();

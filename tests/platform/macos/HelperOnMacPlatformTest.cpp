@@ -1,0 +1,276 @@
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "client/HelperConnection.h"
+#include "core/smc/smc.h"
+#include "helper/HelperProcess.h"
+#include "platform/macos/MacPlatform.h"
+#include "simulator/Profile.h"
+#include "tests/platform/macos/doubles/CoreFoundationDouble.h"
+#include "tests/platform/macos/doubles/DispatchDouble.h"
+#include "tests/platform/macos/doubles/IOKitDouble.h"
+#include "tests/platform/macos/doubles/LogDouble.h"
+#include "tests/platform/macos/doubles/OnDoubles.h"
+#include "tests/platform/macos/doubles/PosixDouble.h"
+#include "tests/platform/macos/doubles/SecurityDouble.h"
+#include "tests/platform/macos/doubles/XPCDouble.h"
+
+namespace kelo {
+namespace {
+
+using doubles::journal;
+using doubles::kernel;
+using doubles::logEntries;
+using doubles::mainLoop;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+/// The whole daemon on macOS's platform, on the doubles, before a simulated controller.
+class HelperOnMacPlatform : public doubles::OnDoubles {
+protected:
+    HelperOnMacPlatform() {
+        Profile::all().front().defineKeys(controller);
+        kernel().driver = [this](const void* request, void* reply) { return drive(request, reply); };
+        doubles::ownSignature().team = "TEAM";
+        std::ofstream(executable) << "the helper";
+        doubles::setOwnPath(executable);
+    }
+    ~HelperOnMacPlatform() override {
+        doubles::endConnections(); // whose handlers use the process and the platform
+        doubles::settleXPC();
+        mainLoop().runFor(0);
+        smc_close();
+        smc_set_exchange(nullptr);
+        std::filesystem::remove_all(folder);
+    }
+
+    kern_return_t drive(const void* request, void* reply) {
+        SMCKeyData record{};
+        std::memcpy(&record, request, sizeof record);
+        const auto answer = controller.exchange(record);
+        if (!answer)
+            return kIOReturnError;
+        std::memcpy(reply, &*answer, sizeof *answer);
+        return KERN_SUCCESS;
+    }
+
+    void start() {
+        process = std::make_unique<HelperProcess>(*platform);
+        process->start();
+    }
+
+    /// Runs `client` on a thread of its own while the main loop runs.
+    void serve(const std::function<void()>& client) {
+        std::atomic<bool> isDone = false;
+        std::thread thread([&] {
+            client();
+            isDone = true;
+        });
+        EXPECT_TRUE(mainLoop().runUntil([&] { return isDone.load(); }));
+        thread.join();
+    }
+
+    std::vector<std::string> messages() {
+        std::vector<std::string> texts;
+        for (const auto& entry : logEntries())
+            texts.push_back(entry.text);
+        return texts;
+    }
+
+    bool isAnyManual() { return controller.number("F0Md") != 0 || controller.number("F1Md") != 0; }
+
+    const std::string folder = [] {
+        std::string name = std::filesystem::temp_directory_path() / "kelo-helper-XXXXXX";
+        return std::string(mkdtemp(name.data()));
+    }();
+    const std::string executable = folder + "/app.kelo.helper";
+    SimulatedController controller{[] { return mainLoop().now(); }};
+    std::unique_ptr<Platform> platform = makePlatform();
+    std::unique_ptr<HelperProcess> process;
+};
+
+TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
+    doubles::journalFiles(true);
+    journal().take();
+    start();
+    doubles::journalFiles(false);
+    auto calls = journal().take();
+    std::erase_if(calls, [](const std::string& call) {
+        return call.starts_with("IOConnectCallStructMethod") || call.starts_with("dispatch_s");
+    });
+    const std::string requirement =
+        R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "TEAM")";
+    EXPECT_THAT(calls, ElementsAre("os_log_create app.kelo.helper listener", "os_log_create app.kelo.helper service",
+                                   "IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC",
+                                   "IOServiceOpen AppleSMC own task type 0", "IOObjectRelease AppleSMC", //
+                                   "proc_pidpath own 4096", "stat " + executable, "open " + executable + " 0x8000",
+                                   "dispatch_activate", //
+                                   "NSXPCListener initWithMachServiceName app.kelo.helper", "NSXPCListener setDelegate",
+                                   "SecCodeCopySelf flags 0", "SecCodeCopyStaticCode flags 0",
+                                   "SecCodeCopySigningInformation flags 2",
+                                   "SecRequirementCreateWithString " + requirement + " flags 0",
+                                   "NSXPCListener setConnectionCodeSigningRequirement " + requirement, //
+                                   "signal 15 ignore", "dispatch_activate", "signal 2 ignore", "dispatch_activate",
+                                   "NSXPCListener resume"));
+    EXPECT_THAT(messages(),
+                ElementsAre("Accepting only app.kelo.Kelo signed by TEAM.", "Listening on app.kelo.helper"));
+}
+
+TEST_F(HelperOnMacPlatform, UnsignedItIsNeverResumedButStaysUpForItsSignals) {
+    doubles::ownSignature().team = std::nullopt;
+    start();
+    EXPECT_THAT(journal().entries(), Not(Contains("NSXPCListener resume")));
+    EXPECT_THAT(messages(), ElementsAre("This helper isn't signed, so there is no one it can safely trust."));
+    EXPECT_TRUE(doubles::isIgnored(SIGTERM));
+}
+
+TEST_F(HelperOnMacPlatform, RepliesComeFromTheMainThreadButForTheVersion) {
+    start();
+    serve([] {
+        const auto client = connectToHelper();
+        EXPECT_EQ(client->helperVersion(), 6);
+        EXPECT_TRUE(client->fetchSnapshot().has_value());
+        EXPECT_EQ(client->hold(0.5, true), std::nullopt);
+        EXPECT_EQ(client->handBack(), std::nullopt);
+    });
+    EXPECT_THAT(doubles::replyOrigins(), ElementsAre("XPC queue", "main thread", "main thread", "main thread"));
+}
+
+TEST_F(HelperOnMacPlatform, AVersionIsToldWhileTheMainThreadIsBusy) {
+    start();
+    std::int64_t version = 0;
+    std::thread client([&] { version = connectToHelper()->helperVersion(); });
+    client.join(); // the main loop has not run
+    EXPECT_EQ(version, 6);
+}
+
+TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwards) {
+    start();
+    std::unique_ptr<HelperConnection> client;
+    serve([&] {
+        client = connectToHelper();
+        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+    });
+    EXPECT_TRUE(isAnyManual());
+    doubles::sendPowerMessage(0xE0000280, 42);
+    bool wasManualWhenAllowed = true;
+    mainLoop().post(0, [&] { wasManualWhenAllowed = isAnyManual(); });
+    mainLoop().runFor(0);
+    EXPECT_FALSE(wasManualWhenAllowed);
+    EXPECT_THAT(kernel().allowed, ElementsAre(42));
+    doubles::sendPowerMessage(0xE0000300, 0);
+    mainLoop().runFor(0);
+    EXPECT_TRUE(isAnyManual());
+    client.reset();
+    doubles::settleXPC();
+    mainLoop().runFor(9); // nobody came back
+}
+
+TEST_F(HelperOnMacPlatform, AClosedLidTakesTheFansIfTheClientWishesSo) {
+    start();
+    std::unique_ptr<HelperConnection> client;
+    serve([&] {
+        client = connectToHelper();
+        EXPECT_EQ(client->hold(0.5, true), std::nullopt);
+    });
+    kernel().clamshellState = [] { return doubles::makeCFBoolean(true); };
+    mainLoop().runFor(2.1);
+    EXPECT_FALSE(isAnyManual());
+    kernel().clamshellState = [] { return doubles::makeCFBoolean(false); };
+    mainLoop().runFor(2.1);
+    EXPECT_TRUE(isAnyManual());
+    client.reset();
+    doubles::settleXPC();
+    mainLoop().runFor(9);
+}
+
+TEST_F(HelperOnMacPlatform, TheFansAreHandedBackEightSecondsAfterTheLastClientHasGone) {
+    start();
+    serve([] {
+        const auto client = connectToHelper();
+        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+    });
+    doubles::settleXPC();
+    mainLoop().runFor(7.9);
+    EXPECT_TRUE(isAnyManual());
+    mainLoop().runFor(0.2);
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_THAT(messages(), Contains("Fan handed back to macOS after the client went away."));
+}
+
+TEST_F(HelperOnMacPlatform, WithoutRootsRightsAHoldIsRefused) {
+    doubles::setEffectiveUser(501);
+    start();
+    serve([] { EXPECT_NE(connectToHelper()->hold(0.5, false), std::nullopt); });
+    EXPECT_FALSE(isAnyManual());
+}
+
+// --- the ways out: each in a process of its own, which says on its way whether a fan was left in manual mode
+
+class HelperThatLeaves : public HelperOnMacPlatform {
+protected:
+    void startWithHold() {
+        start();
+        serve([&] {
+            client = connectToHelper();
+            client->hold(0.5, false);
+        });
+        on_exit(
+            [](int status, void* test) {
+                std::fputs(static_cast<HelperThatLeaves*>(test)->isAnyManual() ? "FORCED\n" : "AUTOMATIC\n", stderr);
+                _exit(status); // what lives as long as the process is no leak
+            },
+            this);
+        if (!isAnyManual())
+            std::_Exit(99);
+    }
+
+    std::unique_ptr<HelperConnection> client;
+};
+
+TEST_F(HelperThatLeaves, ASignalHandsTheFansBackAndEndsTheProcessWithZero) {
+    for (const int signal : {SIGTERM, SIGINT})
+        EXPECT_EXIT(
+            {
+                startWithHold();
+                doubles::arriveSignal(signal);
+                mainLoop().runFor(0);
+            },
+            ::testing::ExitedWithCode(0), "Asked to stop.*\n.*hold: released.*\n.*Handed the fan back.*\nAUTOMATIC");
+}
+
+TEST_F(HelperThatLeaves, AReplacedExecutableDoesLikewise) {
+    EXPECT_EXIT(
+        {
+            startWithHold();
+            std::ofstream(folder + "/new") << "the next version";
+            std::filesystem::rename(folder + "/new", executable);
+            mainLoop().runFor(0);
+        },
+        ::testing::ExitedWithCode(0), "Our binary was deleted or moved.*\n.*\n.*Handed the fan back.*\nAUTOMATIC");
+}
+
+TEST_F(HelperThatLeaves, StandingDownDoesLikewiseAfterAReplyThatWaitsForNobody) {
+    EXPECT_EXIT(
+        {
+            startWithHold();
+            serve([&] { client->standDown(); });
+            if (doubles::replyOrigins().back() != "XPC queue")
+                std::_Exit(98);
+            mainLoop().runFor(0.4);
+        },
+        ::testing::ExitedWithCode(0), "Handed the fan back.*\nAUTOMATIC");
+}
+
+} // namespace
+} // namespace kelo
