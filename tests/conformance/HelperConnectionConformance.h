@@ -144,19 +144,21 @@ TYPED_TEST_P(HelperConnectionConformance, AReplyMayComeLaterAndFromAnotherThread
 
 TYPED_TEST_P(HelperConnectionConformance, TwoClientsDoNotWaitForEachOther) {
     const auto other = this->harness.connectTrusted();
+    std::atomic<bool> isHeld = false;
     std::atomic<bool> isReleased = false;
     std::thread replier;
     this->helper->answer = [&](std::function<void()> reply) {
-        if (this->helper->requests().back() != "hold")
+        if (isHeld)
             return reply();
         replier = std::thread([&, reply = std::move(reply)] {
             while (!isReleased)
                 std::this_thread::yield();
             reply();
         });
+        isHeld = true;
     };
     std::thread waiting([&] { this->client->hold(0.5, false); });
-    while (this->helper->requests().empty())
+    while (!isHeld)
         std::this_thread::yield();
     EXPECT_EQ(other->helperVersion(), 6);
     isReleased = true;
