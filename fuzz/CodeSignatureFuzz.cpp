@@ -1,0 +1,35 @@
+// A whole file, as a hostile peer can run it, against an anchor whose key was thrown away when the seeds had been made:
+// no identity but the seeds' may ever come out.
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "fuzz/FuzzTarget.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/signing/CodeSignature.h"
+
+using kelo::CodeIdentity;
+using kelo::mustHold;
+
+namespace {
+
+/// The input as a file of its own.
+int fileOf(const std::uint8_t* data, std::size_t size) {
+    static const kelo::FileDescriptor file(::memfd_create("input", MFD_CLOEXEC));
+    const bool isWritten =
+        ::ftruncate(file.get(), 0) == 0 && ::pwrite(file.get(), data, size, 0) == static_cast<ssize_t>(size);
+    mustHold(isWritten, "the input can be written to memory");
+    return file.get();
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto verdict = kelo::verifyCodeSignature(fileOf(data, size), KELO_FUZZ_ANCHOR);
+    mustHold(verdict.identity.has_value() == verdict.reason.empty(), "there is an identity or a reason");
+    if (verdict.identity)
+        mustHold(*verdict.identity == CodeIdentity{"app.kelo.Kelo", "ABCDE12345"} ||
+                     *verdict.identity == CodeIdentity{"a \"b\"", "O\"U"},
+                 "nobody is taken for somebody who never signed");
+    return 0;
+}

@@ -1,0 +1,38 @@
+#include "platform/linux/signing/ContentDigest.h"
+
+#include <array>
+#include <stdexcept>
+
+namespace kelo {
+namespace {
+
+/// Digesting memory fails only where OpenSSL itself is broken or starved.
+void require(bool succeeded) {
+    if (!succeeded)
+        throw std::runtime_error("OpenSSL cannot make a SHA-256 digest.");
+}
+
+} // namespace
+
+ContentDigest::ContentDigest() : context_(EVP_MD_CTX_new()) {
+    require(context_ != nullptr && EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) == 1);
+}
+
+void ContentDigest::add(std::span<const std::uint8_t> bytes) {
+    require(EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()) == 1);
+}
+
+std::string ContentDigest::hex() {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned int size = 0;
+    require(EVP_DigestFinal_ex(context_.get(), digest.data(), &size) == 1);
+    constexpr const char* digits = "0123456789abcdef";
+    std::string text;
+    for (unsigned int i = 0; i < size; ++i) {
+        text += digits[digest[i] >> 4];
+        text += digits[digest[i] & 0xF];
+    }
+    return text;
+}
+
+} // namespace kelo

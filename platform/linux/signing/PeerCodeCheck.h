@@ -1,0 +1,38 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace kelo {
+
+class PeerProcess;
+
+/// Decides whether the process at the other end of a Unix socket runs an executable that satisfies a requirement.
+///
+/// What this cannot promise, where a Mac can:
+/// - The executable is the one that runs at the moment of the check. A process can replace its image (exec) before it
+///   and be judged by the new one, or after it and keep the connection under the old one's name.
+/// - A process that was admitted can hand its socket to another one, which then speaks in its name.
+/// - A signature covers the executable's file: neither the libraries it loads, nor what LD_PRELOAD or a debugger of the
+///   same user puts into the process.
+/// Good enough for what stands behind it: a simulated Mac has no fan to protect.
+class PeerCodeCheck {
+public:
+    /// `anchorFile`: the trust anchor, PEM. Read at every check.
+    explicit PeerCodeCheck(std::filesystem::path anchorFile) : anchorFile_(std::move(anchorFile)) {}
+
+    /// None when the peer of the connected socket satisfies the requirement; else why not, one English sentence. A
+    /// requirement that does not parse is satisfied by nobody. Reads the peer's whole executable when everything else
+    /// about its signature is right. Any thread.
+    std::optional<std::string> check(int socket, const std::string& requirement) const;
+
+    /// As above, for a peer that has been identified already.
+    std::optional<std::string> check(const PeerProcess& peer, const std::string& requirement) const;
+
+private:
+    const std::filesystem::path anchorFile_;
+};
+
+} // namespace kelo

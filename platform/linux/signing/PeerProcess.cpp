@@ -1,0 +1,101 @@
+#include "platform/linux/signing/PeerProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <string>
+#include <system_error>
+
+#include "platform/linux/signing/SignatureRefused.h"
+
+namespace kelo {
+namespace {
+
+#ifdef SO_PEERPIDFD
+constexpr int peerPidfdOption = SO_PEERPIDFD;
+#else
+constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack it
+#endif
+
+constexpr const char* hasEnded = "The peer has ended.";
+
+std::string reasonOf(int error) { return std::generic_category().message(error); }
+
+/// The C library's function of this name cannot be linked from C++ before its version 2.37.
+int openPidfd(pid_t process) { return static_cast<int>(::syscall(SYS_pidfd_open, process, 0U)); }
+
+template <typename Value>
+bool readOption(int socket, int option, Value& value) {
+    socklen_t size = sizeof value;
+    return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 && size == sizeof value;
+}
+
+/// Whether one of `events`, a hang-up or an error is there now.
+bool polls(int descriptor, short events) {
+    pollfd entry{descriptor, events, 0};
+    int count = 0;
+    do
+        count = ::poll(&entry, 1, 0);
+    while (count < 0 && errno == EINTR); // a signal interrupts it even though it does not wait
+    return count != 0;                   // a failure counts as an event: it does not mean that all is well
+}
+
+} // namespace
+
+PeerProcess PeerProcess::ofSocket(int socket) {
+    int pidfd = -1;
+    if (readOption(socket, peerPidfdOption, pidfd))
+        return PeerProcess(FileDescriptor(pidfd));
+    if (errno == ENOPROTOOPT)
+        return ofSocketByNumber(socket);
+    throw SignatureRefused("The socket does not tell its peer (" + reasonOf(errno) + ").");
+}
+
+PeerProcess PeerProcess::ofSocketByNumber(int socket) {
+    ucred credentials{};
+    if (!readOption(socket, SO_PEERCRED, credentials))
+        throw SignatureRefused("The socket does not tell its peer (" + reasonOf(errno) + ").");
+    FileDescriptor pidfd(openPidfd(credentials.pid));
+    if (!pidfd.isValid() && errno == ESRCH)
+        throw SignatureRefused(hasEnded);
+    if (!pidfd.isValid())
+        throw SignatureRefused("The peer's process cannot be opened (" + reasonOf(errno) + ").");
+    if (polls(socket, 0)) // asks for no event: what remains are hang-up and error
+        throw SignatureRefused("The peer has hung up.");
+    return PeerProcess(std::move(pidfd));
+}
+
+FileDescriptor PeerProcess::openExecutable() const {
+    const auto path = "/proc/" + std::to_string(number()) + "/exe";
+    FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto error = errno;
+    // As long as the process has not exited, its number is its own: only now is it sure whose executable was opened.
+    if (hasExited())
+        throw SignatureRefused(hasEnded);
+    if (!executable.isValid())
+        throw SignatureRefused("The peer's executable cannot be opened (" + reasonOf(error) + ").");
+    return executable;
+}
+
+pid_t PeerProcess::number() const {
+    std::ifstream information("/proc/self/fdinfo/" + std::to_string(pidfd_.get()));
+    for (std::string word; information >> word;) {
+        if (word != "Pid:")
+            continue;
+        pid_t number = 0;
+        information >> number;
+        if (number > 0)
+            return number;
+        throw SignatureRefused(number < 0 ? hasEnded : "The peer runs where its process cannot be seen from here.");
+    }
+    throw SignatureRefused("The peer's process cannot be told from its descriptor.");
+}
+
+bool PeerProcess::hasExited() const { return polls(pidfd_.get(), POLLIN); }
+
+} // namespace kelo

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace kelo {
+
+/// A signature, or what stands around it, was not accepted. `what()` is one English sentence for a person.
+class SignatureRefused : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace kelo

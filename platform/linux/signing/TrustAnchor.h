@@ -1,0 +1,29 @@
+#pragma once
+
+#include <filesystem>
+
+#include "platform/linux/signing/OpenSSLHandles.h"
+
+namespace kelo {
+
+/// The one certificate that every trusted chain ends in: on a simulated Mac what the platform vendor's roots are on a
+/// real one.
+class TrustAnchor {
+public:
+    /// Reads the first certificate of a PEM file. Throws `SignatureRefused`.
+    static TrustAnchor load(const std::filesystem::path& file);
+
+    /// Throws `SignatureRefused` unless `leaf` was issued by the anchor, directly or through authorities among
+    /// `others`.
+    ///
+    /// Dates are not looked at: on a Mac, too, what was signed stays acceptable when the certificate has expired, and a
+    /// helper must not stop to serve its app on a day of the calendar. Nobody is told of revoked certificates.
+    void requireIssued(X509* leaf, STACK_OF(X509) * others) const;
+
+private:
+    explicit TrustAnchor(X509Handle certificate) : certificate_(std::move(certificate)) {}
+
+    X509Handle certificate_;
+};
+
+} // namespace kelo

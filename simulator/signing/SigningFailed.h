@@ -1,0 +1,13 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace kelo {
+
+/// Keys could not be made or read, or an executable could not be signed. `what()` is one English sentence for a person.
+class SigningFailed : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace kelo

@@ -1,0 +1,236 @@
+#include "platform/linux/signing/PeerCodeCheck.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <memory>
+
+#include "platform/linux/signing/PeerProcess.h"
+#include "platform/linux/signing/SignatureRefused.h"
+#include "protocol/SigningIdentity.h"
+#include "tests/platform/linux/signing/SigningFixture.h"
+#include "tests/support/ChildProcess.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::AnyOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+const std::string endedReason = "The peer has ended.";
+const std::string hungUpReason = "The peer has hung up.";
+
+std::size_t openDescriptors() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+}
+
+/// A listening socket, and programs of their own that connect to it.
+class PeerCodeCheckTest : public SigningFixture {
+protected:
+    PeerCodeCheckTest() {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+        EXPECT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::listen(listener.get(), 8), 0);
+    }
+
+    /// A copy of the program that can connect, not signed.
+    Path unsignedProgram() {
+        auto path = folder / ("peer-" + std::to_string(++programs_));
+        std::filesystem::copy_file(KELO_SIGNED_PEER, path);
+        return path;
+    }
+
+    Path programSignedAs(const CodeIdentity& as) {
+        auto path = unsignedProgram();
+        sign(path, as);
+        return path;
+    }
+
+    /// Starts `command` of the program and accepts its connection.
+    void start(const Path& program, const std::string& command, std::vector<std::string> more = {}) {
+        std::vector<std::string> arguments{program, command, socketPath};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        peer = std::make_unique<ChildProcess>(std::move(arguments));
+        socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        ASSERT_TRUE(socket.isValid());
+        peer->readLine(); // it says a line when it has got where the test wants it
+    }
+
+    std::optional<std::string> check() const { return codeCheck.check(socket.get(), requirement); }
+
+    /// The same in the way of kernels whose sockets do not tell a pidfd.
+    std::optional<std::string> checkByNumber() const {
+        try {
+            return codeCheck.check(PeerProcess::ofSocketByNumber(socket.get()), requirement);
+        } catch (const SignatureRefused& refused) {
+            return refused.what();
+        }
+    }
+
+    std::optional<std::string> checkOf(const Path& program) {
+        start(program, "connect");
+        const auto reason = check();
+        EXPECT_EQ(checkByNumber(), reason);
+        return reason;
+    }
+
+    const std::string socketPath = folder / "socket";
+    const FileDescriptor listener{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
+    const PeerCodeCheck codeCheck{keys.anchorFile()};
+    std::string requirement = SigningIdentity::requirement(identity.identifier, identity.team);
+    std::unique_ptr<ChildProcess> peer;
+    FileDescriptor socket;
+
+private:
+    int programs_ = 0;
+};
+
+TEST_F(PeerCodeCheckTest, TheRightProgramOfTheRightTeamIsAdmitted) {
+    EXPECT_EQ(checkOf(programSignedAs(identity)), std::nullopt);
+}
+
+TEST_F(PeerCodeCheckTest, AnUnsignedProgramIsCutOff) { EXPECT_EQ(checkOf(unsignedProgram()), unsignedReason); }
+
+TEST_F(PeerCodeCheckTest, AProgramThatWasAlteredAfterSigningIsCutOff) {
+    const auto program = programSignedAs(identity);
+    auto bytes = readFile(program);
+    const std::string marker = "still runs"; // a text of the program: altered, it still runs
+    bytes[bytes.find(marker)] = 'S';
+    writeFile(program, bytes);
+    EXPECT_EQ(checkOf(program), alteredReason);
+}
+
+TEST_F(PeerCodeCheckTest, AProgramOfAForeignAnchorIsCutOff) {
+    const auto program = unsignedProgram();
+    KeyFolder foreign(folder / "foreign");
+    foreign.makeAnchor();
+    signExecutable(program, identity, {foreign.team(identity.team), {}});
+    const auto reason = checkOf(program);
+    ASSERT_TRUE(reason);
+    EXPECT_THAT(*reason, StartsWith("The signer's certificate was not issued by the trust anchor ("));
+}
+
+TEST_F(PeerCodeCheckTest, AnotherIdentifierIsCutOff) {
+    EXPECT_EQ(checkOf(programSignedAs({"app.kelo.helper", identity.team})),
+              "The peer is \"app.kelo.helper\" of team \"ABCDE12345\", which does not satisfy the requirement.");
+}
+
+TEST_F(PeerCodeCheckTest, AnotherTeamIsCutOff) {
+    EXPECT_EQ(checkOf(programSignedAs({identity.identifier, "OTHERTEAM1"})),
+              "The peer is \"app.kelo.Kelo\" of team \"OTHERTEAM1\", which does not satisfy the requirement.");
+}
+
+TEST_F(PeerCodeCheckTest, ADoubleQuoteInAnIdentifierOrATeamIsCutOffAlsoWhenTheRequirementAsksForIt) {
+    const std::string doesNotParse = "The requirement does not parse, so that nobody satisfies it.";
+    for (const CodeIdentity& odd :
+         {CodeIdentity{"app.kelo.\"Kelo", identity.team}, CodeIdentity{identity.identifier, "ABCDE\"12345"}}) {
+        requirement = SigningIdentity::requirement(identity.identifier, identity.team);
+        const auto reason = checkOf(programSignedAs(odd));
+        ASSERT_TRUE(reason);
+        EXPECT_THAT(*reason, HasSubstr("does not satisfy the requirement"));
+        requirement = SigningIdentity::requirement(odd.identifier, odd.team);
+        EXPECT_EQ(check(), doesNotParse);
+    }
+    requirement = "";
+    EXPECT_EQ(checkOf(programSignedAs(identity)), doesNotParse);
+}
+
+TEST_F(PeerCodeCheckTest, APeerThatHasEndedIsCutOff) {
+    start(programSignedAs(identity), "connect");
+    ASSERT_EQ(check(), std::nullopt);
+    peer->closeInput();
+    ASSERT_EQ(peer->wait(), 0);
+    EXPECT_EQ(check(), endedReason);
+    EXPECT_EQ(checkByNumber(), endedReason);
+}
+
+TEST_F(PeerCodeCheckTest, APeerThatHasEndedButIsNotReapedIsCutOff) {
+    start(programSignedAs(identity), "connect");
+    peer->closeInput();
+    siginfo_t information{};
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(peer->pid()), &information, WEXITED | WNOWAIT), 0);
+    // By its number it is still found, but it has hung up: older kernels know no better.
+    EXPECT_THAT(check(), AnyOf(endedReason, hungUpReason));
+    EXPECT_EQ(checkByNumber(), hungUpReason);
+}
+
+TEST_F(PeerCodeCheckTest, ByNumberAPeerThatHasHungUpIsCutOffEvenThoughItLives) {
+    start(programSignedAs(identity), "hang-up");
+    EXPECT_EQ(checkByNumber(), hungUpReason);
+}
+
+TEST_F(PeerCodeCheckTest, AKernelThatKeepsThePidfdTellsThePeerAlsoWhenItHasHungUp) {
+    start(programSignedAs(identity), "hang-up");
+    int pidfd = -1;
+    socklen_t size = sizeof pidfd;
+    constexpr int peerPidfdOption = 77;
+    if (::getsockopt(socket.get(), SOL_SOCKET, peerPidfdOption, &pidfd, &size) != 0)
+        GTEST_SKIP() << "this kernel's sockets do not tell a pidfd";
+    const FileDescriptor isToldByTheKernel(pidfd);
+    EXPECT_EQ(check(), std::nullopt);
+}
+
+TEST_F(PeerCodeCheckTest, TheProgramThatThePeerRunsNowIsJudged) {
+    start(programSignedAs(identity), "become", {unsignedProgram()});
+    EXPECT_EQ(check(), unsignedReason);
+}
+
+TEST_F(PeerCodeCheckTest, TheFileThatRunsIsJudgedWhateverStandsAtItsPathByNow) {
+    const auto program = programSignedAs(identity);
+    start(program, "connect");
+    std::filesystem::rename(unsignedProgram(), program);
+    EXPECT_EQ(check(), std::nullopt);
+    std::filesystem::remove(program);
+    EXPECT_EQ(check(), std::nullopt);
+
+    const auto other = unsignedProgram();
+    start(other, "connect");
+    std::filesystem::rename(programSignedAs(identity), other);
+    EXPECT_EQ(check(), unsignedReason);
+}
+
+TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {
+    const FileDescriptor unconnected(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const FileDescriptor network(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const FileDescriptor file(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    for (const int descriptor : {-1, unconnected.get(), network.get(), file.get()}) {
+        EXPECT_THROW(PeerProcess::ofSocket(descriptor), SignatureRefused);
+        EXPECT_THROW(PeerProcess::ofSocketByNumber(descriptor), SignatureRefused);
+        EXPECT_TRUE(codeCheck.check(descriptor, requirement));
+    }
+}
+
+TEST_F(PeerCodeCheckTest, WithoutAnAnchorNobodyIsAdmitted) {
+    start(programSignedAs(identity), "connect");
+    std::filesystem::remove(keys.anchorFile());
+    EXPECT_EQ(check(), "The trust anchor " + keys.anchorFile().string() + " cannot be read.");
+}
+
+TEST_F(PeerCodeCheckTest, NoDescriptorIsLeftOpenWhateverTheAnswer) {
+    start(programSignedAs(identity), "connect");
+    const auto before = openDescriptors();
+    for (int i = 0; i < 20; ++i) {
+        check();
+        checkByNumber();
+        codeCheck.check(socket.get(), SigningIdentity::requirement("other", identity.team));
+    }
+    EXPECT_EQ(openDescriptors(), before);
+    peer->closeInput();
+    peer->wait();
+    const auto afterEnd = openDescriptors();
+    for (int i = 0; i < 20; ++i) {
+        check();
+        checkByNumber();
+    }
+    EXPECT_EQ(openDescriptors(), afterEnd);
+}
+
+} // namespace
+} // namespace kelo
