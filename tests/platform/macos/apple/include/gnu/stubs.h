@@ -1,0 +1,3 @@
+#pragma once
+
+// In place of the C library's own, likewise.
