@@ -23,7 +23,9 @@ run_tests() {
   shift
   say "running the tests of the $preset preset"
   # Twice as many at once as there are processors: the tests with several processes spend their time waiting.
-  ctest --test-dir "build/$preset" --output-on-failure --progress -j "$(($(jobs_count) * 2))" "$@"
+  ctest --test-dir "build/$preset" --output-on-failure --progress -j "$(($(jobs_count) * 2))" \
+    --output-junit tests.xml "$@"
+  [ $# -gt 0 ] || macos_summary "$preset"
 }
 
 command_test() {

@@ -7,20 +7,18 @@ set -euo pipefail
 folder=$1
 shift
 
-declare -A compiled=()
-for object in "$@"; do
-  [ -f "$object" ] || { printf 'not compiled: %s\n' "$object"; exit 1; }
-  source=$(basename "$object")
-  compiled[${source%.o}]=yes
-done
+compiled=$(for object in "$@"; do
+  [ -f "$object" ] || { printf 'not compiled: %s\n' "$object" >&2; exit 1; }
+  basename "$object" .o
+done)
 
 missing=0
 while IFS= read -r source; do
-  [ -n "${compiled[$(basename "$source")]-}" ] && continue
+  grep -qxF -- "$(basename "$source")" <<<"$compiled" && continue
   printf 'in no target: %s\n' "$source"
   missing=1
 done < <(find "$folder" -name '*.cpp' -o -name '*.mm')
 [ $missing -eq 0 ]
 
-[ ${#compiled[@]} -gt 0 ] || { printf 'there are no macOS sources\n'; exit 1; }
-printf '%d macOS sources compiled\n' "${#compiled[@]}"
+[ $# -gt 0 ] || { printf 'there are no macOS sources\n'; exit 1; }
+printf '%d macOS sources compiled\n' $#
