@@ -7,12 +7,13 @@
 namespace kelo {
 
 std::optional<std::string> raisedBy(const std::function<void()>& work) {
+    std::optional<std::string> reason;
     @try {
         work();
     } @catch (NSException* exception) {
-        return textFromNSString(exception.reason).value_or("no reason was given");
+        reason = textFromNSString(exception.reason).value_or("no reason was given");
     }
-    return std::nullopt;
+    return reason;
 }
 
 } // namespace kelo

@@ -1,10 +1,13 @@
 #include "platform/macos/IOKitPowerNotifications.h"
 
-#include <thread>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "core/hold/PowerWatch.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
+#include "tests/support/Coverage.h"
 
 namespace kelo {
 namespace {
@@ -56,7 +59,17 @@ TEST_F(IOKitPowerNotificationsTest, ARegistrationWithoutAPortIsAFailedOne) {
 
 TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceEndsTheProcess) {
     kernel().isRunLoopSourceMissing = true;
-    EXPECT_DEATH({ const auto registration = notifications.registerForSystemPower(this, ignoreMessage); }, "");
+    const auto registerInVain = [this] {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {
+            saveCoverage();
+            _exit(3);
+        };
+        sigaction(SIGABRT, &action, nullptr);
+        const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+        _exit(0);
+    };
+    EXPECT_EXIT(registerInVain(), ::testing::ExitedWithCode(3), "");
 }
 
 TEST_F(IOKitPowerNotificationsTest, TheAnswerGoesOverTheRootPortWithTheMessagesOwnArgument) {

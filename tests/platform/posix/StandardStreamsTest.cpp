@@ -12,14 +12,19 @@
 #include <functional>
 #include <string>
 
+#include "tests/support/Coverage.h"
+
 namespace kelo {
 namespace {
 
 /// Exit status of a process of its own that runs `work`; 1000 plus the signal if one ended it.
 int inChild(const std::function<int()>& work) {
     const pid_t child = fork();
-    if (child == 0)
-        _exit(work());
+    if (child == 0) {
+        const int status = work();
+        saveCoverage();
+        _exit(status);
+    }
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
