@@ -42,9 +42,8 @@ TEST_F(FoundationTextTest, BytesGoThereAndBack) {
 }
 
 TEST_F(FoundationTextTest, AStringThatUTF8CannotHoldIsEmptyNotNone) {
-    NSString* const text = doubles::makeStringWithoutUTF8();
-    EXPECT_EQ(textFromNSString(text), "");
-    [text release];
+    const auto text = adopt(doubles::makeStringWithoutUTF8());
+    EXPECT_EQ(textFromNSString(text.get()), "");
 }
 
 // --- ownership
@@ -74,6 +73,7 @@ TEST_F(FoundationTextTest, ABlockIsCopiedAndKeepsWhatItHoldsUntilItsLastReferenc
         block.get()(1);
         copy.get()(2);
     }
+    doubles::drainAutoreleasePool();
     EXPECT_EQ(sum, 9);
     EXPECT_EQ(held.use_count(), 1);
 }

@@ -267,6 +267,7 @@ TEST_F(HelperThatLeaves, StandingDownDoesLikewiseAfterAReplyThatWaitsForNobody) 
             serve([&] { client->standDown(); });
             if (doubles::replyOrigins().back() != "XPC queue")
                 std::_Exit(98);
+            doubles::settleXPC(); // what comes after the reply
             mainLoop().runFor(0.4);
         },
         ::testing::ExitedWithCode(0), "Handed the fan back.*\nAUTOMATIC");

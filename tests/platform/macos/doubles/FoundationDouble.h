@@ -14,6 +14,13 @@
 - (void)dealloc;
 @end
 
+/// What @autoreleasepool makes and drains.
+@interface NSAutoreleasePool : NSObject
+- (void)drain;
+@end
+
+extern "C" void objc_release(id object); // also of a block
+
 namespace kelo::doubles {
 
 /// What a double keeps behind an object, by type.
@@ -28,13 +35,15 @@ template <typename Payload> Payload& payload(NSObject* object) {
 }
 
 // These return objects with one reference.
-NSString* makeString(const std::string& text);
+NSString* makeString(const std::string& text) __attribute__((ns_returns_retained));
 /// One that UTF-8 cannot hold.
-NSString* makeStringWithoutUTF8();
-NSData* makeData(const std::vector<std::uint8_t>& bytes);
-NSError* makeError(NSInteger code, const std::string& description);
+NSString* makeStringWithoutUTF8() __attribute__((ns_returns_retained));
+NSError* makeError(NSInteger code, const std::string& description) __attribute__((ns_returns_retained));
 /// Without a reason if `reason` is null.
-NSException* makeException(const char* reason);
+NSException* makeException(const char* reason) __attribute__((ns_returns_retained));
+
+/// Autoreleases an object or a block.
+id addToPool(id object);
 
 /// Releases what this thread has autoreleased.
 void drainAutoreleasePool();

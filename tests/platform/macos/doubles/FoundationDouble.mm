@@ -15,6 +15,8 @@
 extern "C" const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() { return "leak:objc_malloc\n"; }
 
+Class object_getClass(id object) { return *static_cast<Class*>(static_cast<void*>(object)); }
+
 namespace kelo::doubles {
 
 namespace {
@@ -33,13 +35,13 @@ std::vector<NSObject*> deadObjects;
 
 /// A thread's pool; what is left in it at the thread's end goes with it.
 struct Pool {
-    std::vector<NSObject*> objects;
+    std::vector<id> objects; // and blocks
     ~Pool() { drain(0); }
     void drain(std::size_t mark) {
         while (objects.size() > mark) {
-            NSObject* const object = objects.back();
+            const id object = objects.back();
             objects.pop_back();
-            [object release];
+            objc_release(object);
         }
     }
 };
@@ -121,6 +123,11 @@ std::shared_ptr<void> rawPayload(NSObject* object) { return stateOf(object).payl
 
 void drainAutoreleasePool() { pool.drain(0); }
 
+id addToPool(id object) {
+    pool.objects.push_back(object);
+    return object;
+}
+
 void resetFoundation() {
     drainAutoreleasePool();
     const std::lock_guard lock(deadMutex);
@@ -158,8 +165,7 @@ void resetFoundation() {
 }
 
 - (instancetype)autorelease {
-    pool.objects.push_back(self);
-    return self;
+    return addToPool(self);
 }
 
 - (void)dealloc {
@@ -167,11 +173,6 @@ void resetFoundation() {
     bury(self);
 }
 
-@end
-
-/// What @autoreleasepool makes and drains.
-@interface NSAutoreleasePool : NSObject
-- (void)drain;
 @end
 
 @implementation NSAutoreleasePool
@@ -308,10 +309,6 @@ NSString* makeStringWithoutUTF8() {
     NSString* const string = makeString("");
     payload<StringPayload>(string).isConvertible = false;
     return string;
-}
-
-NSData* makeData(const std::vector<std::uint8_t>& bytes) {
-    return [[NSData alloc] initWithBytes:bytes.data() length:bytes.size()];
 }
 
 NSError* makeError(NSInteger code, const std::string& description) {

@@ -17,6 +17,7 @@ struct objc_method_description {
 
 id class_createInstance(Class cls, size_t extraBytes);
 id object_dispose(id object);
+Class object_getClass(id object); // the runtime has it in its headers only; ours
 Class object_setClass(id object, Class cls);
 Class class_getSuperclass(Class cls);
 const char* class_getName(Class cls);
@@ -32,6 +33,3 @@ Protocol* objc_getProtocol(const char* name);
 struct objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL selector,
                                                              RuntimeBoolean isRequired, RuntimeBoolean isInstance);
 }
-
-/// The runtime has it in its headers only.
-inline Class object_getClass(id object) { return *static_cast<Class*>(static_cast<void*>(object)); }
