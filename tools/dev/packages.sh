@@ -5,7 +5,7 @@
 debian_packages=(
   cmake ninja-build g++ clang clang-format clang-tidy llvm
   libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
-  shellcheck
+  shellcheck libblocksruntime-dev libxml2-utils
 )
 brew_packages=(cmake ninja googletest nlohmann-json cli11 openssl@3 llvm shellcheck)
 
@@ -28,6 +28,8 @@ ensure_debian_packages() {
   install_debian_packages "${debian_packages[@]}"
   # The sanitizers' run-time library is only a recommendation of the compiler's package, and named after its version.
   install_debian_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
+  # The Objective-C runtime, of the GCC whose libraries Clang takes.
+  install_debian_packages "libobjc-$(clang -v 2>&1 | sed -n 's|^Selected GCC installation: .*/||p')-dev"
 }
 
 install_debian_packages() {

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Configures the product as on a Mac and looks at the commands that would build it.
+#
+# usage: configure.sh COMPILER FOLDER: the folder to configure in
+# Run from the top of the repository. Exits with 77 while there is nothing to ship.
+set -euo pipefail
+
+compiler=$1 folder=$2
+for main in helper/main.cpp client/main.cpp; do
+  [ -e "$main" ] || { printf 'there is no %s to make a product of\n' "$main"; exit 77; }
+done
+
+rm -rf "$folder"
+cmake -S . -B "$folder" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/tests/packaging/macos/Toolchain.cmake" \
+  -DKELO_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Release -DKELO_TESTS=OFF >"$folder.log" 2>&1 \
+  || { cat "$folder.log"; exit 1; }
+
+# commands_of FILE: the command that makes it.
+commands_of() { ninja -C "$folder" -t commands "$1" | tail -n 1; }
+
+expect() {
+  local command=$1 text
+  shift
+  for text in "$@"; do
+    case $command in
+      *"$text"*) ;;
+      *) printf 'not in <%s>: %s\n' "$command" "$text"; exit 1 ;;
+    esac
+  done
+}
+
+both=('-arch arm64 -arch x86_64' '-mmacosx-version-min=14.0')
+object=platform/macos/CMakeFiles/kelo_platform_macos.dir
+expect "$(commands_of $object/XPCListener.mm.o)" "${both[@]}" -fobjc-arc -std=c++20
+expect "$(commands_of $object/IOKitExchange.cpp.o)" "${both[@]}" -std=c++20
+case $(commands_of $object/XPCListener.mm.o) in
+  *tests/platform*) printf 'the product is compiled against the declarations of the tests\n'; exit 1 ;;
+esac
+
+frameworks=('-framework Foundation' '-framework CoreFoundation' '-framework IOKit' '-framework Security')
+section='-Xlinker -sectcreate -Xlinker __TEXT -Xlinker __info_plist -Xlinker'
+expect "$(commands_of app.kelo.helper)" "${both[@]}" "${frameworks[@]}" "$section" app.kelo.helper-Info.plist
+expect "$(commands_of kelo)" "${both[@]}" "${frameworks[@]}" "$section" kelo-Info.plist
+for executable in app.kelo.helper kelo; do
+  case $(ninja -C "$folder" -t inputs "$executable") in
+    *simulat*) printf '%s holds code of the simulator\n' "$executable"; exit 1 ;;
+  esac
+done
+grep -q '<string>app.kelo.Kelo</string>' "$folder/kelo-Info.plist"
+grep -q '<string>app.kelo.helper</string>' "$folder/app.kelo.helper-Info.plist"
+printf 'the product is configured for both processors\n'

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Checks the property lists of the macOS product.
+#
+# usage: plists.sh LAUNCHD-PLIST INFO-PLIST VERSION
+set -euo pipefail
+
+launchd=$1 info=$2 version=$3
+
+xmllint --nonet --noout "$launchd" "$info"
+
+# value FILE KEY...: what stands behind a key, in the dictionaries behind the keys before it: its element and its text.
+value() {
+  local file=$1 path=/plist/dict key
+  shift
+  for key in "$@"; do
+    path="$path/key[.=\"$key\"]/following-sibling::*[1]"
+  done
+  printf '%s %s' "$(xmllint --nonet --xpath "name($path)" "$file")" \
+    "$(xmllint --nonet --xpath "normalize-space($path)" "$file")"
+}
+
+# expect VALUE FILE KEY...
+expect() {
+  local expected=$1 actual
+  shift
+  actual=$(value "$@")
+  if [ "${actual% }" != "$expected" ]; then
+    printf '%s: expected <%s>, found <%s>\n' "$*" "$expected" "$actual"
+    exit 1
+  fi
+}
+
+expect 'string app.kelo.helper' "$launchd" Label
+expect 'array /Library/PrivilegedHelperTools/app.kelo.helper' "$launchd" ProgramArguments
+expect 'true' "$launchd" MachServices app.kelo.helper
+expect 'false' "$launchd" KeepAlive SuccessfulExit # back after a crash, not after it has left
+expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
+# More than ten fans of 4 seconds each.
+seconds=$(value "$launchd" ExitTimeOut)
+[ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
+# Either would have an idle helper killed without a signal that it can see.
+for key in EnableTransactions EnablePressuredExit RunAtLoad StandardErrorPath; do
+  [ "$(xmllint --nonet --xpath "count(//key[.='$key'])" "$launchd")" = 0 ] || { printf '%s is set\n' "$key"; exit 1; }
+done
+
+expect 'string app.kelo.helper' "$info" CFBundleIdentifier
+expect 'string Kelo Helper' "$info" CFBundleName
+expect "string $version" "$info" CFBundleVersion
+expect "string $version" "$info" CFBundleShortVersionString
+expect 'string 6.0' "$info" CFBundleInfoDictionaryVersion
+expect 'string 14.0' "$info" LSMinimumSystemVersion
+printf 'the property lists are well\n'
