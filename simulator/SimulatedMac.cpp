@@ -14,7 +14,7 @@ constexpr double fanInertia = 1.5; // seconds to close in on a target by a facto
 // on fast ones: a hold at a low fraction needs its thermal floor.
 constexpr double ambientCelsius = 25.0;
 constexpr double idlePower = 23.8;          // watts
-constexpr double loadPower = 83.2;          // watts more at full load
+constexpr double loadPower = 95.0;          // watts more at full load
 constexpr double stillAirConductance = 1.0; // watts per degree
 constexpr double fanConductance = 0.945;    // watts per degree more at full speed
 constexpr double heatCapacity = 24.0;       // joules per degree

@@ -1,7 +1,7 @@
 #include <sys/stat.h>
 
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/ChildProcess.h"
+#include "tests/support/PipedProcess.h"
 
 namespace kelo {
 namespace {
@@ -25,7 +25,7 @@ void PrintTo(const Outcome& outcome, std::ostream* stream) {
 
 Outcome simsign(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), KELO_SIMSIGN);
-    ChildProcess process(std::move(arguments));
+    PipedProcess process(std::move(arguments));
     process.closeInput();
     Outcome outcome{0, process.readOutput(), process.readError()};
     outcome.status = process.wait();

@@ -286,7 +286,7 @@ TEST_P(LongHoldTest, TenHoursOfEverythingKeepEveryPromise) {
 INSTANTIATE_TEST_SUITE_P(Profiles, LongHoldTest,
                          ::testing::Values(std::pair("laptop", 1U), std::pair("laptop", 2U), std::pair("desktop", 3U),
                                            std::pair("locked", 4U)),
-                         [](const auto& info) { return info.param.first + std::to_string(info.param.second); });
+                         [](const auto& given) { return given.param.first + std::to_string(given.param.second); });
 
 } // namespace
 } // namespace kelo

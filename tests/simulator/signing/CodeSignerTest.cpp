@@ -7,7 +7,7 @@
 
 #include "simulator/signing/SigningFailed.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/ChildProcess.h"
+#include "tests/support/PipedProcess.h"
 
 namespace kelo {
 namespace {
@@ -48,7 +48,7 @@ TEST_F(CodeSigner, ASignedProgramStillRuns) {
     const auto sizeBefore = std::filesystem::file_size(path);
     sign(path, identity);
     EXPECT_GT(std::filesystem::file_size(path), sizeBefore);
-    ChildProcess running({path, "hello"});
+    PipedProcess running({path, "hello"});
     EXPECT_EQ(running.readLine(), "still runs");
     EXPECT_EQ(running.wait(), 7);
 }
@@ -97,7 +97,7 @@ TEST_F(CodeSigner, TheFileIsReplacedAsAWholeAndOtherNamesKeepTheOldOne) {
 
 TEST_F(CodeSigner, AProgramThatRunsCanBeSigned) {
     const auto path = program();
-    ChildProcess running({path, "wait"});
+    PipedProcess running({path, "wait"});
     ASSERT_EQ(running.readLine(), "waiting");
     sign(path, identity);
     EXPECT_EQ(verdictOn(path).identity, identity);

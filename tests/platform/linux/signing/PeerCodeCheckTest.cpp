@@ -13,7 +13,7 @@
 #include "platform/linux/signing/SignatureRefused.h"
 #include "protocol/SigningIdentity.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/ChildProcess.h"
+#include "tests/support/PipedProcess.h"
 
 namespace kelo {
 namespace {
@@ -57,7 +57,7 @@ protected:
     void start(const Path& program, const std::string& command, std::vector<std::string> more = {}) {
         std::vector<std::string> arguments{program, command, socketPath};
         arguments.insert(arguments.end(), more.begin(), more.end());
-        peer = std::make_unique<ChildProcess>(std::move(arguments));
+        peer = std::make_unique<PipedProcess>(std::move(arguments));
         socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         ASSERT_TRUE(socket.isValid());
         peer->readLine(); // it says a line when it has got where the test wants it
@@ -85,7 +85,7 @@ protected:
     const FileDescriptor listener{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
     const PeerCodeCheck codeCheck{keys.anchorFile()};
     std::string requirement = SigningIdentity::requirement(identity.identifier, identity.team);
-    std::unique_ptr<ChildProcess> peer;
+    std::unique_ptr<PipedProcess> peer;
     FileDescriptor socket;
 
 private:

@@ -1,7 +1,7 @@
 #include "platform/linux/signing/SignatureInformation.h"
 
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/ChildProcess.h"
+#include "tests/support/PipedProcess.h"
 
 namespace kelo {
 namespace {
@@ -21,7 +21,7 @@ protected:
         return path;
     }
 
-    std::string teamToldBy(const Path& path) { return ChildProcess({path, "team", keys.anchorFile()}).readLine(); }
+    std::string teamToldBy(const Path& path) { return PipedProcess({path, "team", keys.anchorFile()}).readLine(); }
 };
 
 TEST_F(SignatureInformationTest, ASignedProgramKnowsItsTeam) {
@@ -47,7 +47,7 @@ TEST_F(SignatureInformationTest, AProgramWhoseSignatureDoesNotVerifyHasNoTeam) {
 
 TEST_F(SignatureInformationTest, TheTeamIsThatOfTheRunningFileAlsoWhenAnotherStandsInItsPlace) {
     const auto path = programSignedAs(identity);
-    ChildProcess running({path, "team", keys.anchorFile()});
+    PipedProcess running({path, "team", keys.anchorFile()});
     EXPECT_EQ(running.readLine(), identity.team);
     std::filesystem::remove(path);
     programSignedAs({identity.identifier, "OTHERTEAM1"});
@@ -56,7 +56,7 @@ TEST_F(SignatureInformationTest, TheTeamIsThatOfTheRunningFileAlsoWhenAnotherSta
 }
 
 TEST_F(SignatureInformationTest, TheTeamIsAskedAfreshEveryTime) {
-    ChildProcess running({programSignedAs(identity), "team", keys.anchorFile()});
+    PipedProcess running({programSignedAs(identity), "team", keys.anchorFile()});
     EXPECT_EQ(running.readLine(), identity.team);
     keys.makeAnchor();
     running.closeInput();

@@ -19,10 +19,10 @@ namespace kelo {
 
 /// A program that a test has started, with pipes to its standard input and from its standard output and error. Killed
 /// and reaped with the object, if it has not ended before.
-class ChildProcess {
+class PipedProcess {
 public:
     /// `command` is the program's path followed by its arguments.
-    explicit ChildProcess(std::vector<std::string> command) {
+    explicit PipedProcess(std::vector<std::string> command) {
         std::array<std::array<int, 2>, 3> pipes{};
         for (auto& ends : pipes)
             if (::pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -49,9 +49,9 @@ public:
             throw std::runtime_error("cannot start " + command[0]);
         }
     }
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
-    ~ChildProcess() {
+    PipedProcess(const PipedProcess&) = delete;
+    PipedProcess& operator=(const PipedProcess&) = delete;
+    ~PipedProcess() {
         if (pid_ != 0) {
             ::kill(pid_, SIGKILL);
             wait();

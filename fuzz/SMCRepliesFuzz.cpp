@@ -1,0 +1,80 @@
+// The input as what a controller answers: for each exchange a byte that tells whether it succeeds, and a reply.
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "core/fan/FanController.h"
+#include "core/fan/FanSystem.h"
+#include "core/smc/SMCExchange.h"
+#include "core/smc/smc.h"
+#include "fuzz/FuzzTarget.h"
+
+namespace {
+
+using kelo::mustHold;
+
+class FuzzedExchange : public kelo::SMCExchange {
+public:
+    FuzzedExchange(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
+
+    std::uint32_t open() override { return 1; }
+    bool exchange(std::uint32_t, const SMCKeyData&, SMCKeyData& reply) override {
+        if (left_ == 0)
+            return false;
+        const bool succeeds = *data_ != 0;
+        const auto count = std::min(left_ - 1, sizeof reply);
+        std::memcpy(&reply, data_ + 1, count);
+        data_ += count + 1;
+        left_ -= count + 1;
+        return succeeds;
+    }
+    void close(std::uint32_t) override {}
+
+private:
+    const std::uint8_t* data_;
+    std::size_t left_;
+};
+
+/// Time passes with each look, so that no retry lasts.
+class HurriedSystem : public kelo::FanSystem {
+public:
+    double now() override { return now_ += 1; }
+    void sleep(double seconds) override { now_ += seconds; }
+    bool isRoot() override { return true; }
+
+private:
+    double now_ = 0;
+};
+
+void useEverything(kelo::FanController& controller) {
+    for (const auto& fan : controller.fans())
+        mustHold(fan.minRPM < fan.maxRPM && fan.index < controller.fanCount(), "a listed fan is usable");
+    controller.chipTemperature();
+    controller.enclosureTemperatures();
+    controller.warmth();
+    try {
+        controller.engageManual(0);
+        const double target = controller.setTarget(0, 3000);
+        mustHold(!std::isnan(target), "a target that is a number stays one");
+    } catch (const kelo::FanError& error) {
+        mustHold(!error.errorDescription().empty(), "an error has a text");
+    }
+    controller.restoreAuto();
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    FuzzedExchange exchange(data, size);
+    HurriedSystem system;
+    smc_set_exchange(&exchange);
+    try {
+        kelo::FanController controller(system);
+        useEverything(controller);
+    } catch (const kelo::FanError&) {
+        // no fans
+    }
+    smc_set_exchange(nullptr);
+    return 0;
+}

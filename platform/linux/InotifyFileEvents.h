@@ -1,0 +1,29 @@
+#pragma once
+
+#include "core/watch/FileEvents.h"
+
+namespace kelo {
+
+class EventLoop;
+
+/// File events through inotify.
+///
+/// A running executable that is unlinked or renamed over keeps its inode alive, so that no deletion is ever reported
+/// for it: the number of its links changes, which is an event of its attributes. Those are reported for a touched file,
+/// too.
+class InotifyFileEvents : public FileEvents {
+public:
+    /// `loop` is borrowed.
+    explicit InotifyFileEvents(EventLoop& loop) : loop_(loop) {}
+
+    /// None also when the executable had no name any more when it was asked for.
+    std::optional<std::string> ownExecutable() override;
+    std::optional<FileIdentity> identify(const std::string& path) const override;
+    [[nodiscard]] std::unique_ptr<FileEventSource> watch(const std::string& path,
+                                                         std::function<void()> onEvent) override;
+
+private:
+    EventLoop& loop_;
+};
+
+} // namespace kelo

@@ -1,0 +1,59 @@
+#include "platform/linux/SignalDescriptors.h"
+
+#include <sys/signalfd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/EventLoop.h"
+#include "platform/linux/FileDescriptor.h"
+
+namespace kelo {
+namespace {
+
+class SignalDescriptorSource : public SignalSource {
+public:
+    SignalDescriptorSource(EventLoop& loop, FileDescriptor descriptor, std::function<void()> onSignal)
+        : descriptor_(std::move(descriptor)),
+          watch_(loop.watch(descriptor_.get(), EventLoop::Readiness::readable, [this, onSignal = std::move(onSignal)] {
+              if (takeSignal())
+                  onSignal();
+          })) {}
+
+private:
+    bool takeSignal() {
+        signalfd_siginfo info;
+        return read(descriptor_.get(), &info, sizeof info) == sizeof info;
+    }
+
+    FileDescriptor descriptor_;
+    std::unique_ptr<DescriptorWatch> watch_;
+};
+
+sigset_t setOf(int signal) {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, signal);
+    return set;
+}
+
+} // namespace
+
+void SignalDescriptors::ignore(int signal) {
+    // Blocked first: an ignored signal that is blocked is kept for the descriptor, one that is not is lost.
+    const auto set = setOf(signal);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    std::signal(signal, SIG_IGN);
+}
+
+std::unique_ptr<SignalSource> SignalDescriptors::deliver(int signal, std::function<void()> onSignal) {
+    const auto set = setOf(signal);
+    FileDescriptor descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!descriptor.isValid())
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    return std::make_unique<SignalDescriptorSource>(loop_, std::move(descriptor), std::move(onSignal));
+}
+
+} // namespace kelo

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <vector>
+
+namespace kelo {
+
+/// What travels over a socket: a map, in CBOR, which carries every double, byte strings and null.
+using Message = nlohmann::json;
+
+std::vector<std::uint8_t> encodeMessage(const Message& message);
+
+/// None for bytes that are not exactly one CBOR map, or are nested more deeply than any message of ours.
+std::optional<Message> decodeMessage(const std::vector<std::uint8_t>& bytes);
+
+} // namespace kelo

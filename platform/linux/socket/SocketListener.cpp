@@ -1,0 +1,67 @@
+#include "platform/linux/socket/SocketListener.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/linux/socket/SocketConnection.h"
+#include "platform/linux/socket/UnixSocket.h"
+
+namespace kelo {
+namespace {
+
+constexpr double acceptPause = 0.1; // seconds to wait when there is no descriptor for another connection
+
+} // namespace
+
+SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer,
+                               std::function<void(const std::string&)> onRefusal)
+    : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), onRefusal_(std::move(onRefusal)),
+      loop_(std::make_shared<EventLoop>()) {}
+
+SocketListener::~SocketListener() { stop(); }
+
+void SocketListener::resume() {
+    listening_ = unix_socket::listen(folder_, name_);
+    startAccepting();
+    thread_ = std::thread([this] { loop_->run(); });
+}
+
+void SocketListener::stop() {
+    if (!thread_.joinable())
+        return;
+    loop_->stop();
+    thread_.join();
+    accepting_.reset();
+    for (const auto& connection : std::exchange(connections_, {}))
+        connection->end();
+}
+
+/// One connection for each readiness, so that those who leave are noticed between those who come.
+void SocketListener::acceptNext() {
+    auto socket = unix_socket::accept(listening_.get());
+    if (socket.isValid())
+        return consider(std::move(socket));
+    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        // The waiting connection stays ready; without a pause the loop would spin on it.
+        accepting_.reset();
+        loop_->postAfter(acceptPause, [this] { startAccepting(); });
+    }
+}
+
+void SocketListener::startAccepting() {
+    accepting_ = loop_->watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
+}
+
+/// First the signature, then the admission; whoever fails either is dropped without a word.
+void SocketListener::consider(FileDescriptor socket) {
+    if (!requirement_ || admission_ == nullptr || connections_.size() >= maximumConnections)
+        return onRefusal_("there are too many connections, or nobody is to be trusted");
+    if (const auto reason = checkPeer_(socket.get(), *requirement_))
+        return onRefusal_(*reason);
+    auto connection = std::make_shared<SocketConnection>(loop_, std::move(socket));
+    connection->onEnd([this, weak = std::weak_ptr(connection)] { connections_.erase(weak.lock()); });
+    if (admission_->shouldAcceptNewConnection(*connection))
+        connections_.insert(std::move(connection));
+}
+
+} // namespace kelo

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/hold/Clamshell.h"
+#include "platform/linux/EventLoop.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/socket/Message.h"
+#include "simulator/RootPowerDomain.h"
+#include "simulator/SimulatedMac.h"
+
+namespace kelo {
+
+/// The simulated Mac as a process: serves its hardware, its power domain and its lid to the helper, and whoever drives
+/// it, over a socket in its folder. One thread.
+///
+/// Each call is a map with the member "call"; its answer a map, with the member "error", a sentence, when it cannot be
+/// done.
+class HardwareServer {
+public:
+    /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.
+    HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed);
+    ~HardwareServer();
+
+private:
+    struct Client;
+    using Answer = std::function<void(const Message&)>;
+    using Handler = void (HardwareServer::*)(Client&, const Message& call, const Answer& answer);
+
+    /// The calls by name.
+    static const std::map<std::string, Handler>& handlers();
+
+    void acceptWaiting();
+    void readCall(int id);
+    void drop(int id);
+    void send(Client& client, const Message& message);
+
+    // What the helper calls.
+    void exchange(Client& client, const Message& call, const Answer& answer);
+    void clamshell(Client& client, const Message& call, const Answer& answer);
+    void registerPower(Client& client, const Message& call, const Answer& answer);
+    void allowPowerChange(Client& client, const Message& call, const Answer& answer);
+
+    // What drives the Mac.
+    void show(Client& client, const Message& call, const Answer& answer);
+    void lid(Client& client, const Message& call, const Answer& answer);
+    void sleep(Client& client, const Message& call, const Answer& answer);
+    void wake(Client& client, const Message& call, const Answer& answer);
+    void load(Client& client, const Message& call, const Answer& answer);
+    void set(Client& client, const Message& call, const Answer& answer);
+    void interfere(Client& client, const Message& call, const Answer& answer);
+    void fault(Client& client, const Message& call, const Answer& answer);
+
+    Message fans();
+    Message temperatures();
+    Message writes();
+    Message clamshellValue() const;
+
+    EventLoop& loop_;
+    double startTime_;
+    SimulatedMac mac_;
+    RootPowerDomain power_;
+    ClamshellProperty lid_;
+    double replyDelay_ = 0; ///< Seconds by which each exchange is answered late.
+    FileDescriptor listening_;
+    std::unique_ptr<DescriptorWatch> accepting_;
+    std::map<int, std::unique_ptr<Client>> clients_;
+    int nextClient_ = 1;
+};
+
+} // namespace kelo

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace kelo {
+
+/// What keeps a command from being carried out. `what()` is one sentence for whoever typed it.
+class CommandRefused : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The commands that drive the simulated Mac beside the running program. Each prints what it has to say on standard
+/// output and throws `CommandRefused`.
+namespace mac_commands {
+
+/// Runs a simulated Mac until the process is asked to stop. The folder is made if there is none.
+void serve(const std::string& profile, double heatSpeed);
+
+void show(bool asJSON);
+void setLid(const std::string& state);
+/// Waits until every client has acknowledged, for up to 30 s in each of the two rounds.
+void sleep();
+void wake();
+void setLoad(double load);
+/// Holds a key at a value; none lets it go again.
+void setKey(const std::string& key, std::optional<double> value);
+/// Takes a fan to a speed; none gives it back to the system.
+void interfere(int fan, std::optional<double> speed);
+
+void failExchange(int n);
+void answerWith(const std::string& key, const std::string& command, int result);
+void reportSize(const std::string& key, std::uint32_t size);
+void reportType(const std::string& key, const std::string& type);
+void removeKey(const std::string& key);
+void answerSlowly(double seconds);
+void clearFaults();
+
+} // namespace mac_commands
+} // namespace kelo

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+
+namespace kelo {
+
+class MainQueue;
+class Timer;
+
+/// The root power domain of a simulated Mac: announces sleep and wake to whoever has registered, and waits for each
+/// acknowledgement of sleep as a real one does.
+class RootPowerDomain {
+public:
+    static constexpr std::uint32_t canSystemSleep = 0xE0000270;
+    static constexpr std::uint32_t systemWillSleep = 0xE0000280;
+    static constexpr std::uint32_t systemHasPoweredOn = 0xE0000300;
+    /// Seconds after which a client that does not acknowledge is no longer waited for.
+    static constexpr double patience = 30.0;
+
+    using Send = std::function<void(std::uint32_t message, std::int64_t notificationID)>;
+
+    struct SleepReport {
+        double seconds;   ///< From the announcement that it will sleep to the last acknowledgement.
+        int acknowledged; ///< Clients that acknowledged it.
+        int missing;      ///< Clients that did not in time.
+    };
+
+    /// `queue` is borrowed. `now` tells seconds.
+    RootPowerDomain(MainQueue& queue, std::function<double()> now);
+    ~RootPowerDomain();
+
+    /// Registers a client; returns its number.
+    int addClient(Send send);
+    /// A client that goes away is not waited for.
+    void removeClient(int client);
+    std::size_t clientCount() const { return clients_.size(); }
+
+    void acknowledge(int client, std::int64_t notificationID);
+
+    /// Asks everybody whether the system may sleep, then announces that it will; `onAsleep` is called when the last
+    /// acknowledgement has come, or is no longer waited for. Does nothing, and returns false, while asleep or about to
+    /// be.
+    bool sleep(std::function<void(const SleepReport&)> onAsleep);
+
+    /// Announces that the system has powered on. Returns false while awake.
+    bool wake();
+
+    bool isAsleep() const { return state_ == State::asleep; }
+
+private:
+    enum class State { awake, asking, announcing, asleep };
+
+    void announce(std::uint32_t message);
+    void endRoundIfComplete();
+    void endRound();
+
+    MainQueue& queue_;
+    std::function<double()> now_;
+    std::map<int, Send> clients_;
+    int nextClient_ = 1;
+    std::int64_t notificationID_ = 0;
+    State state_ = State::awake;
+    std::set<int> awaited_; ///< Clients whose acknowledgement of this round is missing.
+    int acknowledged_ = 0;
+    double roundStart_ = 0;
+    std::unique_ptr<Timer> limit_;
+    std::function<void(const SleepReport&)> onAsleep_;
+};
+
+} // namespace kelo

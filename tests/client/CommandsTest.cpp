@@ -1,0 +1,163 @@
+#include "client/Commands.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+#include "protocol/FanSnapshot.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class ScriptedHelperConnection : public HelperConnection {
+public:
+    std::optional<FanSnapshot> snapshot = FanSnapshot{2, 3598.4, 1200, 6000, 3600, true, "warm", 61.5, false, false};
+    std::optional<std::string> error;
+    std::int64_t interfaceVersion = 6;
+    int answersLeft = 1000; ///< After that the helper has gone.
+    std::vector<std::string> requests;
+
+    std::optional<Data> fetchSnapshot() override {
+        note("fetchSnapshot");
+        return snapshot ? std::optional(snapshot->encoded()) : std::nullopt;
+    }
+    std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) override {
+        std::ostringstream text;
+        text << "hold " << fraction << " " << handsBackOnLidClose;
+        note(text.str());
+        return error;
+    }
+    std::optional<std::string> handBack() override {
+        note("handBack");
+        return error;
+    }
+    std::int64_t helperVersion() override {
+        note("helperVersion");
+        return interfaceVersion;
+    }
+    void standDown() override { note("standDown"); }
+
+private:
+    void note(const std::string& request) {
+        if (--answersLeft < 0)
+            throw HelperUnreachable("The helper has closed the connection.");
+        requests.push_back(request);
+    }
+};
+
+class CommandsTest : public ::testing::Test {
+protected:
+    ScriptedHelperConnection helper;
+    std::ostringstream out;
+    int pauses = 0;
+    int pausesUntilStop = 2;
+    Terminal terminal{out, false, [this](double seconds) {
+                          EXPECT_EQ(seconds, 1.0);
+                          return ++pauses < pausesUntilStop;
+                      }};
+};
+
+TEST(Fractions, AreNumbersOrPercentages) {
+    const std::pair<const char*, double> fractions[] = {{"0", 0},    {"1", 1},  {"0.5", 0.5},     {"50%", 0.5},
+                                                        {"100%", 1}, {"0%", 0}, {"12.5%", 0.125}, {"1e-1", 0.1}};
+    for (const auto& [text, fraction] : fractions)
+        EXPECT_EQ(parseFraction(text), fraction) << text;
+    for (const auto* text :
+         {"", "%", "half", "-0.1", "1.1", "101%", "0.5x", "0.5 ", " 0.5", "nan", "inf", "50%%", "0,5"})
+        EXPECT_EQ(parseFraction(text), std::nullopt) << text;
+}
+
+TEST_F(CommandsTest, StatusTellsTheStateInOneLine) {
+    commands::status(helper, terminal, false);
+    EXPECT_EQ(out.str(),
+              "2 fans; the fastest: 3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n");
+}
+
+TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
+    const auto control = [&](bool isHeld, bool isAddingAir, bool lidHasFan) {
+        helper.snapshot->underKeloControl = isHeld;
+        helper.snapshot->addingAir = isAddingAir;
+        helper.snapshot->lidHasFan = lidHasFan;
+        out.str("");
+        commands::status(helper, terminal, false);
+        return out.str();
+    };
+    EXPECT_THAT(control(false, false, false), HasSubstr("; automatic;"));
+    EXPECT_THAT(control(true, true, false), HasSubstr("; held, with added air for a hot chip;"));
+    EXPECT_THAT(control(false, false, true), HasSubstr("; handed back while the lid is closed;"));
+}
+
+TEST_F(CommandsTest, StatusLeavesOutAMissingChipReadingAndTellsOfNoFans) {
+    helper.snapshot = FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false};
+    commands::status(helper, terminal, false);
+    EXPECT_EQ(out.str(), "no usable fan; automatic; chip cool\n");
+}
+
+TEST_F(CommandsTest, StatusAsJSONIsTheHelpersOwn) {
+    commands::status(helper, terminal, true);
+    const auto json = helper.snapshot->encoded();
+    EXPECT_EQ(out.str(), std::string(json.begin(), json.end()) + "\n");
+}
+
+TEST_F(CommandsTest, StatusWithoutASnapshotIsARefusal) {
+    helper.snapshot.reset();
+    EXPECT_THROW(commands::status(helper, terminal, false), HelperRefused);
+    EXPECT_THROW(commands::status(helper, terminal, true), HelperRefused);
+}
+
+TEST_F(CommandsTest, HoldStaysUntilItIsAskedToStopAndHandsBack) {
+    commands::hold(helper, terminal, 0.5, true);
+    EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 1", "helperVersion", "helperVersion", "handBack"));
+    EXPECT_EQ(out.str(), "Holding at 50%. Ctrl-C hands the fan back.\nThe fan is under automatic control.\n");
+}
+
+TEST_F(CommandsTest, HoldShowsALiveLineOnATerminal) {
+    terminal.isInteractive = true;
+    commands::hold(helper, terminal, 0.5, false);
+    EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 0", "fetchSnapshot", "fetchSnapshot", "handBack"));
+    EXPECT_THAT(out.str(), HasSubstr("\r\033[K3598 RPM, target 3600"));
+}
+
+TEST_F(CommandsTest, ARefusedHoldTellsTheHelpersText) {
+    helper.error = "This Mac has no controllable fan.";
+    try {
+        commands::hold(helper, terminal, 0.5, false);
+        FAIL() << "nothing was thrown";
+    } catch (const HelperRefused& refusal) {
+        EXPECT_STREQ(refusal.what(), "This Mac has no controllable fan.");
+    }
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(CommandsTest, AHoldWhoseHelperGoesAwayEnds) {
+    helper.answersLeft = 2;
+    pausesUntilStop = 100;
+    EXPECT_THROW(commands::hold(helper, terminal, 0.5, false), HelperUnreachable);
+    EXPECT_EQ(pauses, 1);
+}
+
+TEST_F(CommandsTest, TheOtherRequestsSayWhatTheyDid) {
+    commands::handBack(helper, terminal);
+    commands::version(helper, terminal);
+    helper.interfaceVersion = 7;
+    commands::version(helper, terminal);
+    commands::standDown(helper, terminal);
+    EXPECT_THAT(helper.requests, ElementsAre("handBack", "helperVersion", "helperVersion", "standDown"));
+    EXPECT_EQ(out.str(), "The fan is under automatic control.\n"
+                         "The helper speaks interface version 6, as this program does.\n"
+                         "The helper speaks interface version 7, this program 6.\n"
+                         "The helper hands the fan back and leaves.\n");
+}
+
+TEST_F(CommandsTest, WatchPrintsALineEachSecondUntilItIsAskedToStop) {
+    pausesUntilStop = 3;
+    commands::watch(helper, terminal);
+    EXPECT_EQ(helper.requests.size(), 3U);
+    EXPECT_THAT(out.str(), HasSubstr("3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n3598"));
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,100 @@
+#include "tests/e2e/EndToEnd.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class Admission : public EndToEnd {
+protected:
+    /// A client that is turned away gets no reply, and nobody counts it.
+    void expectCutOff(const std::string& program) {
+        const auto client = startRawClient(program);
+        client->connect(); // the socket is there for everybody; what counts is what follows
+        client->request(Request::helperVersion);
+        EXPECT_EQ(client->perform("receive"), "ended");
+        EXPECT_EQ(client->perform("connect"), "connected");
+        EXPECT_EQ(client->perform("receive"), "ended");
+    }
+};
+
+TEST_F(Admission, TheRightClientIsAdmitted) {
+    startEverything();
+    EXPECT_EQ(connectRawClient()->ask(Request::helperVersion)[0], 6);
+}
+
+TEST_F(Admission, AnUnsignedClientIsCutOff) {
+    startEverything();
+    addClient("stranger");
+    expectCutOff("stranger");
+}
+
+TEST_F(Admission, AClientThatWasAlteredAfterItWasSignedIsCutOff) {
+    startEverything();
+    // A byte of a text that is never printed: the program runs as before.
+    auto content = readFile(world.program("rawclient"));
+    const auto at = content.find("unknown command");
+    ASSERT_NE(at, std::string::npos);
+    content[at] = 'U';
+    addClient("altered");
+    writeFile(world.program("altered"), content);
+    expectCutOff("altered");
+}
+
+TEST_F(Admission, AClientOfAForeignAnchorIsCutOff) {
+    startEverything();
+    simsign({"init", "foreign", "--team", team});
+    addClient("foreign-client");
+    sign("foreign-client", appIdentifier, team, "foreign");
+    expectCutOff("foreign-client");
+}
+
+TEST_F(Admission, AClientOfAnotherIdentifierIsCutOff) {
+    startEverything();
+    for (const auto* identifier : {"app.kelo.helper", "app.kelo.kelo", "app.kelo.Kelo2", ""}) {
+        addClient("other");
+        sign("other", identifier);
+        expectCutOff("other");
+    }
+}
+
+TEST_F(Admission, AClientOfAnotherTeamIsCutOff) {
+    startEverything();
+    addClient("other");
+    sign("other", appIdentifier, "ZZZZZ99999");
+    expectCutOff("other");
+}
+
+TEST_F(Admission, AClientWithADoubleQuoteInItsNamesIsCutOff) {
+    startEverything();
+    addClient("quoted");
+    sign("quoted", "app.kelo.Kelo\" or identifier \"x");
+    expectCutOff("quoted");
+    sign("quoted", appIdentifier, "ABCDE12345\" or anchor apple generic and identifier \"app.kelo.Kelo");
+    expectCutOff("quoted");
+}
+
+TEST_F(Admission, AHelperOfATeamWithADoubleQuoteLetsNobodyIn) {
+    const std::string quoted = "ABC\"DE";
+    sign(Installation::helperName, Installation::helperName, quoted);
+    sign("rawclient", appIdentifier, quoted);
+    startEverything();
+    EXPECT_EQ(world.helperLog().front(), "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABC\"DE.");
+    expectCutOff("rawclient");
+}
+
+TEST_F(Admission, ClientsThatAreCutOffAreNotCounted) {
+    startEverything();
+    const auto client = startHold();
+    addClient("stranger");
+    expectCutOff("stranger");
+    const auto log = world.helperLog();
+    client->signal(SIGKILL);
+    // The holding client was the only one: its end starts the grace period, and nothing was said before.
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: Last client disconnected; handing the fan back shortly."));
+    EXPECT_THAT(world.helperLog(), SizeIs(log.size() + 1));
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,170 @@
+#include "protocol/FanSnapshot.h"
+#include "tests/e2e/EndToEnd.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+const char* const disconnected = "[NOTICE] service: Last client disconnected; handing the fan back shortly.";
+const char* const handedBack = "[NOTICE] service: Fan handed back to macOS after the client went away.";
+
+class Clients : public EndToEnd {
+protected:
+    FanSnapshot snapshotOf(RawClient& client) {
+        const auto values = client.ask(Request::fetchSnapshot);
+        return FanSnapshot::decoded(values.at(0).get_binary());
+    }
+};
+
+TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
+    startEverything();
+    const auto client = startHold("50%");
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)"));
+    const auto fans = world.mac()["fans"];
+    EXPECT_EQ(fans[0]["targetRPM"], 3600);
+    EXPECT_EQ(fans[1]["targetRPM"], 3350);
+    client->signal(SIGINT);
+    EXPECT_EQ(client->waitForEnd(10), 0);
+    EXPECT_THAT(client->output(), HasSubstr("The fan is under automatic control."));
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Clients, AControllerThatNeedsTheUnlockSwitchIsUnlocked) {
+    startEverything({"--profile", "locked"});
+    const auto client = startHold();
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: true)"));
+    client->signal(SIGINT);
+    EXPECT_EQ(client->waitForEnd(10), 0);
+    EXPECT_EQ(world.mac()["writes"].back()["key"], "Ftst");
+}
+
+TEST_F(Clients, AnOlderDesktopIsHeldInQuartersOfAnRPM) {
+    startEverything({"--profile", "desktop"});
+    const auto client = startHold("0.123");
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 1221.25); // 1000 + 1800 * 0.123 = 1221.4
+}
+
+TEST_F(Clients, TwoClientsShareOneHold) {
+    startEverything();
+    const auto first = connectRawClient();
+    const auto second = connectRawClient();
+    EXPECT_EQ(first->ask(Request::hold, Message::array({0.5, false})), Message::array({nullptr}));
+    EXPECT_TRUE(snapshotOf(*second).underKeloControl);
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 3600);
+    EXPECT_EQ(second->ask(Request::hold, Message::array({0.25, false})), Message::array({nullptr}));
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 2400);
+    EXPECT_TRUE(snapshotOf(*first).underKeloControl);
+    first->process().signal(SIGKILL);
+    first->process().waitForEnd(10);
+    EXPECT_EQ(second->ask(Request::helperVersion)[0], 6);
+    EXPECT_THAT(world.helperLog(), Not(Contains(disconnected)));
+    EXPECT_EQ(second->ask(Request::handBack), Message::array({nullptr}));
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Clients, AFractionThatIsNoNumberOrInfiniteArrives) {
+    startEverything();
+    const auto client = connectRawClient();
+    const double infinity = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(client->ask(Request::hold, Message::array({infinity, false})), Message::array({nullptr}));
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 6000);
+    EXPECT_EQ(client->ask(Request::hold, Message::array({-infinity, false})), Message::array({nullptr}));
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 1200);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(client->ask(Request::hold, Message::array({nan, false})), Message::array({nullptr}));
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: nan, neededUnlock: false)"));
+}
+
+TEST_F(Clients, TheFanIsHandedBackEightSecondsAfterTheLastClientWasKilled) {
+    startEverything();
+    const auto client = startHold();
+    client->signal(SIGKILL);
+    ASSERT_TRUE(world.waitForLog(disconnected));
+    const auto left = std::chrono::steady_clock::now();
+    EXPECT_TRUE(world.isAnyFanManual());
+    ASSERT_TRUE(world.waitForLog(handedBack, 12));
+    const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - left;
+    EXPECT_GT(waited.count(), 7.5);
+    EXPECT_LT(waited.count(), 9.5);
+    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_EQ(world.helper().status(), std::nullopt);
+}
+
+TEST_F(Clients, AClientThatReturnsInTimeKeepsTheHold) {
+    startEverything();
+    const auto client = startHold();
+    client->signal(SIGKILL);
+    ASSERT_TRUE(world.waitForLog(disconnected));
+    const auto returned = connectRawClient();
+    EXPECT_FALSE(world.waitForLog(handedBack, 8.5));
+    EXPECT_TRUE(world.isAnyFanManual());
+    EXPECT_EQ(returned->ask(Request::helperVersion)[0], 6);
+}
+
+TEST_F(Clients, AClientThatIsKilledMidRequestIsCountedOut) {
+    startEverything({"--profile", "locked"});
+    const auto client = connectRawClient();
+    client->request(Request::hold, Message::array({0.5, false}));
+    ASSERT_TRUE(waitForWrite("Ftst", 1)); // the helper is at it
+    client->process().signal(SIGKILL);
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: true)"));
+    EXPECT_TRUE(world.waitForLog(disconnected));
+    const auto other = connectRawClient();
+    EXPECT_EQ(other->ask(Request::handBack), Message::array({nullptr}));
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Clients, WhatAnotherProgramChangedIsRepairedWithinATick) {
+    startEverything();
+    const auto client = startHold();
+    world.simmac({"interfere", "1", "auto"});
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: reasserted", 5));
+    world.simmac({"interfere", "0", "2000"});
+    EXPECT_TRUE(waitUntil([&] { return world.mac()["fans"][0]["targetRPM"] == 3600; }, 5));
+    EXPECT_TRUE(world.mac()["fans"][1]["isManual"].get<bool>());
+}
+
+TEST_F(Clients, AHotChipGetsMoreAir) {
+    startEverything();
+    world.simmac({"set", "Tp09", "96"});
+    const auto client = startHold("0.3");
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: addingAir(fraction: 0.5)"));
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.3, neededUnlock: false)"));
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 3600);
+    EXPECT_THAT(world.run("kelo", {"status"}).output, HasSubstr("held, with added air for a hot chip; chip hot, 96.0"));
+}
+
+TEST_F(Clients, ASlowControllerIsHeldAndHandedBack) {
+    startEverything();
+    world.simmac({"fault", "slow", "0.01"});
+    const auto client = startHold();
+    EXPECT_TRUE(world.isAnyFanManual());
+    world.helper().signal(SIGTERM);
+    expectGoodEnd(30);
+}
+
+TEST_F(Clients, AControllerThatFailsNowAndThenIsRepaired) {
+    startEverything();
+    const auto client = startHold();
+    world.simmac({"fault", "answer", "0x84", "--key", "F0Md", "--command", "write"});
+    world.simmac({"interfere", "0", "auto"});
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: reasserted", 15)); // also when it failed
+    world.simmac({"fault", "clear"});
+    EXPECT_TRUE(waitUntil([&] { return world.mac()["fans"][0]["isManual"].get<bool>(); }, 10));
+}
+
+TEST_F(Clients, ASimulatedMacThatGoesAwayDoesNotTakeTheHelperWithIt) {
+    startEverything();
+    const auto client = startHold();
+    world.stopMac();
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+    world.helper().signal(SIGTERM);
+    EXPECT_EQ(world.helper().waitForEnd(15), 0);
+    EXPECT_EQ(world.helperLog().back(), "[NOTICE] service: Handed the fan back on the way out.");
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,113 @@
+#include "tests/e2e/EndToEnd.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+class CommandLine : public EndToEnd {};
+
+TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
+    const Lines wrong[] = {
+        {}, {"dance"}, {"hold"}, {"hold", "1.5"}, {"hold", "half"}, {"hold", "-1"}, {"status", "now"}};
+    for (const auto& arguments : wrong) {
+        const auto [status, output, errors] = world.run("kelo", arguments);
+        EXPECT_EQ(status, 2);
+        EXPECT_EQ(output, "");
+        EXPECT_THAT(errors, StartsWith("kelo: "));
+        EXPECT_THAT(errors, EndsWith("kelo --help tells more\n"));
+    }
+    EXPECT_EQ(world.run("simmac", {"lid", "ajar"}).status, 2);
+    EXPECT_EQ(world.run("simmac", {"set", "Tp09", "warm"}).status, 2);
+    EXPECT_EQ(world.run("simmac", {"set", "Temperature", "1"}).status, 2);
+    EXPECT_EQ(world.run("simmac", {"load", "2"}).status, 2);
+    EXPECT_EQ(world.run("simmac", {"serve", "--profile", "toaster"}).status, 2);
+}
+
+TEST_F(CommandLine, HelpAndVersionAreZero) {
+    for (const auto* program : {"kelo", "simmac", "simsign"}) {
+        EXPECT_EQ(world.run(program, {"--help"}).status, 0);
+        const auto version = world.run(program, {"--version"});
+        EXPECT_EQ(version.status, 0);
+        EXPECT_THAT(version.output, StartsWith(std::string(program) + " "));
+    }
+}
+
+TEST_F(CommandLine, AHelperThatIsNotRunningIsThree) {
+    for (const auto& arguments : {Lines{"status"}, Lines{"hold", "0.5"}, Lines{"hand-back"}, Lines{"version"},
+                                  Lines{"stand-down"}, Lines{"watch"}}) {
+        const auto [status, output, errors] = world.run("kelo", arguments);
+        EXPECT_EQ(status, 3);
+        EXPECT_EQ(errors, "kelo: The helper is not running.\n");
+    }
+}
+
+TEST_F(CommandLine, ARefusedConnectionIsThree) {
+    startEverything();
+    install(KELO_CLIENT, "kelo"); // without a signature
+    const auto [status, output, errors] = world.run("kelo", {"status"});
+    EXPECT_EQ(status, 3);
+    EXPECT_THAT(errors, StartsWith("kelo: The helper "));
+}
+
+TEST_F(CommandLine, ARefusedHoldIsOneWithTheHelpersText) {
+    startEverything({"--profile", "refusing"});
+    const auto [status, output, errors] = world.run("kelo", {"hold", "0.5"});
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(errors,
+              "kelo: This Mac refused to hand over the fan (code 0x82). It usually means the system is managing "
+              "cooling itself right now.\n");
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(CommandLine, AHoldEndsWithStatusThreeWhenItsHelperIsGone) {
+    startEverything();
+    const auto client = startHold();
+    world.helper().signal(SIGTERM);
+    EXPECT_EQ(client->waitForEnd(10), 3);
+    EXPECT_THAT(client->errors(), StartsWith("kelo: The helper "));
+}
+
+TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {
+    world.startMac();
+    EXPECT_THAT(world.simmac({"show"}), HasSubstr("fan 0  automatic"));
+    const auto mac = world.mac();
+    for (const auto* member : {"fans", "temperatures", "lidClosed", "asleep", "powerClients", "writes"})
+        EXPECT_TRUE(mac.contains(member)) << member;
+    for (const auto* member : {"index", "currentRPM", "minRPM", "maxRPM", "targetRPM", "isManual"})
+        EXPECT_TRUE(mac["fans"][0].contains(member)) << member;
+}
+
+TEST_F(CommandLine, TheMacCanBeDriven) {
+    world.startMac();
+    world.simmac({"lid", "close"});
+    world.simmac({"set", "Tp09", "77.5"});
+    world.simmac({"load", "0.5"});
+    world.simmac({"interfere", "1", "4000"});
+    world.simmac({"sleep"});
+    auto mac = world.mac();
+    EXPECT_TRUE(mac["lidClosed"].get<bool>());
+    EXPECT_TRUE(mac["asleep"].get<bool>());
+    EXPECT_EQ(mac["temperatures"]["Tp09"], 77.5);
+    EXPECT_TRUE(mac["fans"][1]["isManual"].get<bool>());
+    EXPECT_EQ(mac["fans"][1]["targetRPM"], 4000);
+    world.simmac({"wake"});
+    world.simmac({"lid", "open"});
+    mac = world.mac();
+    EXPECT_FALSE(mac["lidClosed"].get<bool>());
+    EXPECT_FALSE(mac["asleep"].get<bool>());
+}
+
+TEST_F(CommandLine, WhatTheMacCannotDoIsOneWithASentence) {
+    EXPECT_EQ(world.run("simmac", {"show"}).status, 1);
+    world.startMac({"--profile", "desktop"});
+    EXPECT_EQ(world.run("simmac", {"lid", "close"}).errors, "simmac: This Mac has no lid.\n");
+    EXPECT_EQ(world.run("simmac", {"interfere", "7", "auto"}).errors, "simmac: This Mac has no such fan.\n");
+    EXPECT_EQ(world.run("simmac", {"wake"}).errors, "simmac: The Mac is awake.\n");
+    EXPECT_EQ(world.run("simmac", {"serve"}).status, 1);
+}
+
+} // namespace
+} // namespace kelo

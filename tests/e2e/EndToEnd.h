@@ -1,0 +1,168 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/linux/socket/RequestMessages.h"
+#include "simulator/rehearsal/Installation.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace kelo {
+
+using Lines = std::vector<std::string>;
+
+/// A client whose every byte is the test's.
+class RawClient {
+public:
+    RawClient(Installation& installation, const std::string& program) : process_(installation.start(program, {})) {}
+
+    std::string perform(const std::string& command) {
+        process_->writeInput(command + "\n");
+        ++commands_;
+        waitUntil([this] { return answers().size() >= commands_ || process_->status().has_value(); }, 30);
+        const auto all = answers();
+        return all.size() >= commands_ ? all[commands_ - 1] : "no answer";
+    }
+    bool connect() { return perform("connect") == "connected"; }
+    std::string send(const std::vector<std::uint8_t>& bytes) { return perform("send " + hex(bytes)); }
+    /// Makes a request without waiting for its reply.
+    void request(Request request, const Message& arguments = Message::array()) {
+        send(request_messages::encode(++number_, request, arguments));
+        lastRequest_ = request;
+    }
+    /// The values of the reply to the last request; null when the connection has ended.
+    Message reply() {
+        const auto answer = perform("receive");
+        if (answer == "ended")
+            return {};
+        return request_messages::decodeReply(bytes(answer), number_, lastRequest_).value_or("no reply: " + answer);
+    }
+    Message ask(Request asked, const Message& arguments = Message::array()) {
+        request(asked, arguments);
+        return reply();
+    }
+    ChildProcess& process() { return *process_; }
+
+private:
+    Lines answers() {
+        Lines lines;
+        std::istringstream output(process_->output());
+        for (std::string line; std::getline(output, line) && !output.eof();)
+            lines.push_back(line);
+        return lines;
+    }
+    static std::string hex(const std::vector<std::uint8_t>& bytes) {
+        std::string text;
+        for (const auto byte : bytes) {
+            text += "0123456789abcdef"[byte >> 4];
+            text += "0123456789abcdef"[byte & 15];
+        }
+        return text;
+    }
+    static std::vector<std::uint8_t> bytes(const std::string& text) {
+        std::vector<std::uint8_t> bytes;
+        for (std::size_t i = 0; i + 1 < text.size(); i += 2)
+            bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
+        return bytes;
+    }
+
+    std::unique_ptr<ChildProcess> process_;
+    std::size_t commands_ = 0;
+    std::uint64_t number_ = 0;
+    Request lastRequest_ = Request::helperVersion;
+};
+
+/// A world in a folder of its own: real processes, signed executables, a simulated Mac.
+class EndToEnd : public ::testing::Test {
+protected:
+    static constexpr const char* team = "ABCDE12345";
+    static constexpr const char* appIdentifier = "app.kelo.Kelo";
+
+    EndToEnd() {
+        install(KELO_HELPER, Installation::helperName);
+        install(KELO_CLIENT, "kelo");
+        install(KELO_SIMMAC, "simmac");
+        install(KELO_SIMSIGN, "simsign");
+        install(KELO_RAWCLIENT, "rawclient");
+        std::filesystem::create_directory(world.program("simulated-mac"));
+        simsign({"init", "keys", "--team", team});
+        std::filesystem::copy(world.program("keys/anchor.pem"), world.program("simulated-mac/anchor.pem"));
+        sign(Installation::helperName, Installation::helperName);
+        sign("kelo", appIdentifier);
+        sign("rawclient", appIdentifier);
+    }
+
+    void install(const std::string& built, const std::string& name) {
+        std::filesystem::copy_file(built, world.program(name), std::filesystem::copy_options::overwrite_existing);
+    }
+    void simsign(Lines arguments) {
+        // The folder of keys is named within the world.
+        for (auto& argument : arguments)
+            if (argument == "keys" || argument == "foreign")
+                argument = world.program(argument);
+        const auto [status, output, errors] = world.run("simsign", arguments);
+        ASSERT_EQ(status, 0) << errors;
+    }
+    void sign(const std::string& program, const std::string& identifier, const std::string& byTeam = team,
+              const std::string& keys = "keys") {
+        simsign({"sign", world.program(program), "--identifier", identifier, "--team", byTeam, "--keys", keys});
+    }
+
+    /// A second client program, signed as the test wants.
+    void addClient(const std::string& name) { install(KELO_RAWCLIENT, name); }
+
+    void startEverything(const Lines& macOptions = {}) {
+        world.startMac(macOptions);
+        world.startListeningHelper();
+    }
+
+    /// A client that holds; the hold is in force.
+    std::unique_ptr<ChildProcess> startHold(const std::string& fraction = "0.5", const Lines& options = {}) {
+        Lines arguments = {"hold", fraction};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        auto client = world.start("kelo", arguments);
+        EXPECT_TRUE(waitUntil([&] { return client->output().find("Holding") != std::string::npos; }, 20))
+            << client->errors();
+        return client;
+    }
+
+    std::unique_ptr<RawClient> startRawClient(const std::string& program = "rawclient") {
+        return std::make_unique<RawClient>(world, program);
+    }
+    std::unique_ptr<RawClient> connectRawClient() {
+        auto client = startRawClient();
+        EXPECT_TRUE(client->connect());
+        return client;
+    }
+
+    /// Waits until the controller has been told something, such as "Ftst" 1.
+    bool waitForWrite(const std::string& key, int value) {
+        return waitUntil(
+            [&] {
+                const auto mac = world.mac();
+                for (const auto& write : mac["writes"])
+                    if (write["key"] == key && write["bytes"][0] == value)
+                        return true;
+                return false;
+            },
+            10);
+    }
+
+    /// Ends the helper by a signal and checks the promise of every way out.
+    void expectGoodEnd(double patience = 15) {
+        EXPECT_EQ(world.helper().waitForEnd(patience), 0);
+        EXPECT_FALSE(world.isAnyFanManual());
+        EXPECT_EQ(world.helperLog().back(), "[NOTICE] service: Handed the fan back on the way out.");
+    }
+
+    TemporaryFolder folder;
+    Installation world{folder.path()};
+};
+
+} // namespace kelo

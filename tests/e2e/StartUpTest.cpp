@@ -1,0 +1,134 @@
+#include <fcntl.h>
+
+#include <regex>
+
+#include "tests/e2e/EndToEnd.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+const char* const acceptingOnly = "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.";
+const char* const listening = "[NOTICE] listener: Listening on app.kelo.helper";
+const char* const unsignedError = "[ERROR] listener: This helper isn't signed, so there is no one it can safely trust.";
+const char* const noFan = "[ERROR] service: No controllable fan on this Mac — the helper will refuse every request.";
+
+class StartUp : public EndToEnd {};
+
+TEST_F(StartUp, StandardErrorHoldsTheTwoLinesByteForByte) {
+    startEverything();
+    const std::regex lines("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z "
+                           "\\[NOTICE\\] listener: Accepting only app\\.kelo\\.Kelo signed by ABCDE12345\\.\n"
+                           "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z "
+                           "\\[NOTICE\\] listener: Listening on app\\.kelo\\.helper\n");
+    EXPECT_TRUE(std::regex_match(world.helper().errors(), lines)) << world.helper().errors();
+    EXPECT_EQ(world.helper().output(), "");
+}
+
+TEST_F(StartUp, AnUnsignedHelperSaysSoListensToNobodyAndStillHandsBack) {
+    install(KELO_HELPER, Installation::helperName);
+    world.startMac();
+    world.startHelper();
+    ASSERT_TRUE(world.waitForLog(unsignedError));
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
+    EXPECT_FALSE(std::filesystem::exists(world.program("simulated-mac/app.kelo.helper.socket")));
+    world.simmac({"interfere", "0", "3000"});
+    EXPECT_TRUE(world.isAnyFanManual());
+    world.helper().signal(SIGTERM);
+    expectGoodEnd();
+    EXPECT_THAT(world.helperLog(), ElementsAre(unsignedError, "[NOTICE] listener: Asked to stop.",
+                                               "[NOTICE] service: Handed the fan back on the way out."));
+}
+
+TEST_F(StartUp, AHelperWhoseSignatureWasBrokenIsUnsigned) {
+    // Within a text that is only ever printed, so that the helper runs as before.
+    const auto helper = world.program(Installation::helperName);
+    auto content = readFile(helper);
+    const auto at = content.find("Couldn't find our own executable");
+    ASSERT_NE(at, std::string::npos);
+    content[at] = 'c';
+    writeFile(helper, content);
+    world.startMac();
+    world.startHelper();
+    EXPECT_TRUE(world.waitForLog(unsignedError));
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
+}
+
+TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {
+    world.startListeningHelper();
+    EXPECT_THAT(world.helperLog(), ElementsAre(noFan, acceptingOnly, listening));
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+    const auto hold = world.run("kelo", {"hold", "0.5"});
+    EXPECT_EQ(hold.status, 1);
+    EXPECT_EQ(hold.errors, "kelo: This Mac has no controllable fan.\n");
+    EXPECT_EQ(world.run("kelo", {"status"}).status, 1);
+    EXPECT_EQ(world.run("kelo", {"hand-back"}).status, 0);
+    EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
+    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+}
+
+TEST_F(StartUp, AMacWithoutFansIsAnsweredTheSame) {
+    world.startMac({"--profile", "fanless"});
+    world.startListeningHelper();
+    EXPECT_EQ(world.helperLog().front(), noFan);
+    EXPECT_EQ(world.run("kelo", {"hold", "0.5"}).errors, "kelo: This Mac has no controllable fan.\n");
+}
+
+TEST_F(StartUp, AMacWhoseOnlyFanHasAnEmptyRangeIsHeldInName) {
+    world.startMac({"--profile", "fixed"});
+    world.startListeningHelper();
+    const auto client = startHold();
+    const auto status = world.run("kelo", {"status", "--json"});
+    EXPECT_THAT(status.output, HasSubstr("\"fanCount\":0"));
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(StartUp, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
+    world.startMac();
+    // Started from a file that has lost its name, as it is after an update that came too early.
+    const auto nameless = world.program("nameless");
+    std::filesystem::copy_file(world.program(Installation::helperName), nameless);
+    const int executable = open(nameless.c_str(), O_RDONLY);
+    ASSERT_GE(executable, 0);
+    std::filesystem::remove(nameless);
+    world.startHelperBy("/proc/self/fd/" + std::to_string(executable), {});
+    ASSERT_TRUE(world.waitForLog(listening));
+    EXPECT_THAT(world.helperLog(), ElementsAre("[ERROR] listener: Couldn't find our own executable; an update won't "
+                                               "replace this process until restart.",
+                                               acceptingOnly, listening));
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+    world.helper().signal(SIGTERM);
+    expectGoodEnd();
+    close(executable);
+}
+
+TEST_F(StartUp, AClosedStandardErrorDoesNotHurt) {
+    world.startMac();
+    world.startHelperBy("/bin/sh", {"-c", "exec \"$0\" 2>&-", world.program(Installation::helperName)});
+    ASSERT_TRUE(waitUntil([&] { return world.run("kelo", {"version"}).status == 0; }, 10));
+    const auto client = startHold();
+    EXPECT_TRUE(world.isAnyFanManual());
+    world.helper().signal(SIGTERM);
+    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_THAT(world.helperLog(), IsEmpty());
+}
+
+TEST_F(StartUp, AHelperThatStartsLaterFindsTheFansAsTheyWereLeft) {
+    startEverything();
+    const auto client = startHold("0.75");
+    world.helper().signal(SIGKILL); // nothing is handed back
+    world.helper().waitForEnd(10);
+    EXPECT_TRUE(world.isAnyFanManual());
+    world.startListeningHelper();
+    EXPECT_THAT(world.run("kelo", {"status"}).output, HasSubstr("; held;"));
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 4800);
+    EXPECT_EQ(world.run("kelo", {"hand-back"}).status, 0);
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,226 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "tests/e2e/EndToEnd.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::Contains;
+using ::testing::Not;
+
+const char* const askedToStop = "[NOTICE] listener: Asked to stop.";
+const char* const deletedOrMoved = "[NOTICE] listener: Our binary was deleted or moved. Handing the fan back and "
+                                   "leaving for the new helper.";
+const char* const replacedOnDisk = "[NOTICE] listener: Our binary was replaced on disk. Handing the fan back and "
+                                   "leaving for the new helper.";
+const char* const released = "[NOTICE] service: hold: released";
+const char* const onTheWayOut = "[NOTICE] service: Handed the fan back on the way out.";
+
+/// The last `count` lines of a log.
+Lines tail(const Lines& log, std::size_t count) {
+    return {log.end() - static_cast<std::ptrdiff_t>(std::min(count, log.size())), log.end()};
+}
+
+// --- signals, in every state
+
+enum class State { idle, holding, yielded, asleep, grace, unlocking };
+
+const char* nameOf(State state) {
+    const char* const names[] = {"Idle", "Holding", "Yielded", "Asleep", "Grace", "Unlocking"};
+    return names[static_cast<int>(state)];
+}
+
+void PrintTo(State state, std::ostream* out) { *out << nameOf(state); } // NOLINT(readability-identifier-naming)
+
+class StopSignal : public EndToEnd, public ::testing::WithParamInterface<std::tuple<State, int>> {
+protected:
+    void enter(State state) {
+        startEverything({"--profile", state == State::unlocking ? "refusing" : "laptop"});
+        if (state == State::idle)
+            return;
+        if (state == State::unlocking) {
+            raw = connectRawClient();
+            raw->request(Request::hold, Message::array({0.5, false}));
+            ASSERT_TRUE(waitForWrite("Ftst", 1));
+            return;
+        }
+        client = startHold("0.5", {"--hand-back-on-lid-close"});
+        EXPECT_TRUE(world.isAnyFanManual());
+        if (state == State::yielded) {
+            world.simmac({"lid", "close"});
+            ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: yielded"));
+        } else if (state == State::asleep) {
+            world.simmac({"sleep"});
+            ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: sleeping"));
+        } else if (state == State::grace) {
+            client->signal(SIGKILL);
+            ASSERT_TRUE(world.waitForLog("[NOTICE] service: Last client disconnected; handing the fan back shortly."));
+            EXPECT_TRUE(world.isAnyFanManual());
+        }
+    }
+
+    std::unique_ptr<ChildProcess> client;
+    std::unique_ptr<RawClient> raw;
+};
+
+TEST_P(StopSignal, HandsBackAndExitsWithStatusZero) {
+    const auto& [state, signal] = GetParam();
+    enter(state);
+    world.helper().signal(signal);
+    expectGoodEnd();
+    const bool isHolding = state != State::idle && state != State::unlocking;
+    EXPECT_EQ(tail(world.helperLog(), isHolding ? 3 : 2),
+              isHolding ? Lines({askedToStop, released, onTheWayOut}) : Lines({askedToStop, onTheWayOut}));
+}
+
+std::string nameOfCase(const ::testing::TestParamInfo<std::tuple<State, int>>& info) {
+    const auto& [state, signal] = info.param;
+    return std::string(nameOf(state)) + (signal == SIGTERM ? "SIGTERM" : "SIGINT");
+}
+
+INSTANTIATE_TEST_SUITE_P(InEveryState, StopSignal,
+                         ::testing::Combine(::testing::Values(State::idle, State::holding, State::yielded,
+                                                              State::asleep, State::grace, State::unlocking),
+                                            ::testing::Values(SIGTERM, SIGINT)),
+                         nameOfCase);
+
+// --- the executable
+
+class ExecutableReplaced : public EndToEnd {
+protected:
+    ExecutableReplaced() {
+        startEverything();
+        client = startHold();
+    }
+
+    void expectThatItLeaves() {
+        expectGoodEnd();
+        EXPECT_EQ(tail(world.helperLog(), 3), Lines({deletedOrMoved, released, onTheWayOut}));
+    }
+    /// The helper would have left by the time it has answered requests of a new client.
+    void expectThatItStays() {
+        EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+        EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+        EXPECT_EQ(world.helper().status(), std::nullopt);
+        EXPECT_THAT(world.helperLog(), Not(Contains(deletedOrMoved)));
+        EXPECT_TRUE(world.isAnyFanManual());
+    }
+
+    std::filesystem::path executable = world.program(Installation::helperName);
+    std::unique_ptr<ChildProcess> client;
+};
+
+TEST_F(ExecutableReplaced, ByARenameItLeaves) {
+    std::filesystem::copy_file(executable, world.program("new"));
+    std::filesystem::rename(world.program("new"), executable);
+    expectThatItLeaves();
+}
+
+TEST_F(ExecutableReplaced, MovedItLeaves) {
+    std::filesystem::rename(executable, world.program("elsewhere"));
+    expectThatItLeaves();
+}
+
+TEST_F(ExecutableReplaced, DeletedItLeaves) {
+    std::filesystem::remove(executable);
+    expectThatItLeaves();
+}
+
+TEST_F(ExecutableReplaced, RewrittenThroughTheSameFileItStays) {
+    // Linux refuses to let a running executable be written; a kernel that does not would change the file under us.
+    // Either way it is still the same file.
+    const int file = open(executable.c_str(), O_WRONLY);
+    if (file >= 0) {
+        EXPECT_EQ(lseek(file, -1, SEEK_END) >= 0 && write(file, "\0", 1) == 1, true);
+        close(file);
+        EXPECT_EQ(world.helper().status(), std::nullopt);
+        EXPECT_THAT(world.helperLog(), Not(Contains(deletedOrMoved)));
+        return;
+    }
+    EXPECT_EQ(errno, ETXTBSY);
+    expectThatItStays();
+}
+
+TEST_F(ExecutableReplaced, TouchedItStays) {
+    std::filesystem::last_write_time(executable, std::filesystem::file_time_type::clock::now());
+    std::filesystem::permissions(executable, std::filesystem::perms::owner_all);
+    expectThatItStays();
+}
+
+TEST_F(ExecutableReplaced, HardLinkedAndRelievedOfTheOtherLinkItStays) {
+    std::filesystem::create_hard_link(executable, world.program("link"));
+    std::filesystem::remove(world.program("link"));
+    expectThatItStays();
+}
+
+TEST_F(ExecutableReplaced, HardLinkedAndRelievedOfItsOwnNameItLeaves) {
+    std::filesystem::create_hard_link(executable, world.program("link"));
+    std::filesystem::remove(executable);
+    expectThatItLeaves();
+}
+
+TEST_F(ExecutableReplaced, ANewHelperServesAfterTheOldOneHasLeft) {
+    std::filesystem::copy_file(executable, world.program("new"));
+    std::filesystem::rename(world.program("new"), executable);
+    expectThatItLeaves();
+    EXPECT_EQ(client->waitForEnd(10), 3);
+    world.startListeningHelper();
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+}
+
+class WatchBlinded : public EndToEnd {};
+
+TEST_F(WatchBlinded, AConnectionAfterTheReplacementIsRefusedAndTheHelperLeaves) {
+    startEverything();
+    const auto client = startHold();
+    // The folder is moved, which tells the file inside nothing, and another helper is put where this one was.
+    const auto moved = folder.path().string() + ".moved";
+    std::filesystem::rename(folder.path(), moved);
+    std::filesystem::create_directory(folder.path());
+    std::filesystem::copy_file(moved + "/" + Installation::helperName, world.program(Installation::helperName));
+    // The clients of the old folder still find the old helper.
+    std::filesystem::create_directory(folder / "logs");
+    ChildProcess late(moved + "/kelo", {"version"}, folder / "logs", "late");
+    EXPECT_EQ(late.waitForEnd(10), 3);
+    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+    // Back to where everything belongs.
+    std::filesystem::remove_all(folder.path());
+    std::filesystem::rename(moved, folder.path());
+    EXPECT_EQ(tail(world.helperLog(), 3), Lines({replacedOnDisk, released, onTheWayOut}));
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+// --- standing down
+
+class StandDown : public EndToEnd {};
+
+TEST_F(StandDown, TheReplyComesFirstAndTheFanIsHandedBack) {
+    startEverything();
+    const auto client = startHold();
+    EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
+    expectGoodEnd();
+    const auto log = world.helperLog();
+    EXPECT_THAT(log, Contains("[NOTICE] service: A newer Kelo asked us to stand down."));
+    EXPECT_EQ(tail(log, 2), Lines({released, onTheWayOut}));
+    EXPECT_EQ(client->waitForEnd(10), 3);
+}
+
+TEST_F(StandDown, AnswersAndVersionsComeAtOnceWhileTheMainThreadIsInAnUnlock) {
+    startEverything({"--profile", "refusing"});
+    const auto holding = connectRawClient();
+    holding->request(Request::hold, Message::array({0.5, false}));
+    ASSERT_TRUE(waitForWrite("Ftst", 1));
+    const auto asking = connectRawClient();
+    EXPECT_EQ(asking->ask(Request::helperVersion)[0], 6);
+    EXPECT_EQ(asking->ask(Request::standDown), Message::array());
+    // Four seconds have not passed: the hold has no reply yet, and the helper is still at it.
+    EXPECT_EQ(world.helper().status(), std::nullopt);
+    EXPECT_FALSE(world.helperLog().back() == onTheWayOut);
+    EXPECT_EQ(holding->reply()[0], "This Mac refused to hand over the fan (code 0x82). It usually means the system is "
+                                   "managing cooling itself right now.");
+    expectGoodEnd();
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,110 @@
+// A client that does what it is told, also what no client should: connects, sends any bytes, floods, comes and goes.
+//
+// Reads commands from standard input, a line each, and answers each with one line.
+
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cstdio>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "platform/linux/SimulatedMacFolder.h"
+#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/ServiceSocket.h"
+#include "platform/linux/socket/UnixSocket.h"
+#include "protocol/KeloHelper.h"
+
+namespace kelo {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes fromHex(const std::string& text) {
+    Bytes bytes;
+    for (std::size_t i = 0; i + 1 < text.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
+    return bytes;
+}
+
+std::string toHex(const Bytes& bytes) {
+    constexpr const char* digits = "0123456789abcdef";
+    std::string text;
+    for (const auto byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+class RawClient {
+public:
+    std::string perform(const std::string& command, const std::string& argument) {
+        if (command == "connect")
+            return connect() ? "connected" : "refused";
+        if (command == "send")
+            return unix_socket::send(socket_.get(), fromHex(argument)) == unix_socket::Sent::whole ? "sent" : "failed";
+        if (command == "receive")
+            return receive();
+        if (command == "flood")
+            return flood();
+        if (command == "churn")
+            return churn(std::stoi(argument));
+        if (command == "close") {
+            socket_ = {};
+            return "closed";
+        }
+        return "unknown command";
+    }
+
+private:
+    bool connect() {
+        socket_ = unix_socket::connect(folder_.descriptor(), serviceSocketName(KeloHelper::machServiceName));
+        const timeval patience = {.tv_sec = 20, .tv_usec = 0};
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        return socket_.isValid();
+    }
+
+    std::string receive() {
+        const auto received = unix_socket::receive(socket_.get(), request_messages::maximumReplySize);
+        if (const auto* bytes = std::get_if<Bytes>(&received))
+            return toHex(*bytes);
+        return std::holds_alternative<unix_socket::Ended>(received) ? "ended" : "nothing";
+    }
+
+    /// Asks and never reads, until the helper has had enough.
+    std::string flood() {
+        std::uint64_t number = 0;
+        while (unix_socket::send(socket_.get(),
+                                 request_messages::encode(++number, Request::helperVersion, Message::array())) ==
+               unix_socket::Sent::whole) {
+        }
+        return "cut off";
+    }
+
+    std::string churn(int count) {
+        int connected = 0;
+        for (int i = 0; i < count; ++i)
+            connected += connect() ? 1 : 0;
+        socket_ = {};
+        return std::to_string(connected);
+    }
+
+    SimulatedMacFolder folder_;
+    FileDescriptor socket_;
+};
+
+} // namespace
+} // namespace kelo
+
+int main() {
+    kelo::RawClient client;
+    for (std::string line; std::getline(std::cin, line);) {
+        std::istringstream words(line);
+        std::string command;
+        std::string argument;
+        words >> command >> argument;
+        std::cout << client.perform(command, argument) << std::endl;
+    }
+}

@@ -1,0 +1,112 @@
+# shellcheck shell=bash
+# Laying out an installation on a simulated Mac, and running one. Sourced by ./dev.
+
+stage_programs=(app.kelo.helper kelo simmac simsign)
+stage_team=KELODEV001
+
+# stage_into DIR: builds the programs and lays out a signed installation.
+stage_into() {
+  local folder=$1 preset=release program
+  say "building the programs"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" --target "${stage_programs[@]}" rehearse
+  mkdir -p "$folder/simulated-mac"
+  for program in "${stage_programs[@]}"; do
+    # Under another name and renamed: a program that runs is not written to, and a helper sees itself replaced.
+    cp "$(built "$preset" "$program")" "$folder/$program.new"
+    mv -f "$folder/$program.new" "$folder/$program"
+  done
+  [ -e "$folder/keys/anchor.pem" ] || "$folder/simsign" init "$folder/keys" --team "$stage_team" >/dev/null
+  cp "$folder/keys/anchor.pem" "$folder/simulated-mac/anchor.pem"
+  stage_sign "$folder" app.kelo.helper app.kelo.helper
+  stage_sign "$folder" kelo app.kelo.Kelo
+}
+
+stage_sign() {
+  "$1/simsign" sign "$1/$2" --identifier "$3" --team "$stage_team" --keys "$1/keys" >/dev/null
+}
+
+# built PRESET PROGRAM: where the build has put a program.
+built() {
+  find "build/$1" -type f -name "$2" -perm -u+x -not -path '*/CMakeFiles/*' | head -n 1
+}
+
+command_stage() {
+  local folder='' profile=laptop
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --profile) [ $# -ge 2 ] || usage "--profile needs a name"; profile=$2; shift 2 ;;
+      --profile=*) profile=${1#--profile=}; shift ;;
+      -*) usage "stage does not know \"$1\"" ;;
+      *) [ -z "$folder" ] || usage "stage takes one folder"; folder=$1; shift ;;
+    esac
+  done
+  [ -n "$folder" ] || usage "stage needs a folder"
+  require_linux
+  ensure_packages
+  stage_into "$folder"
+  cat <<EOF
+
+Staged in $folder. To try it, each in a terminal of its own:
+
+  $folder/simmac serve --profile $profile
+  $folder/app.kelo.helper
+  $folder/kelo status
+
+EOF
+}
+
+command_run() {
+  local stays=false
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --stay) stays=true; shift ;;
+      *) usage "run does not know \"$1\"" ;;
+    esac
+  done
+  require_linux
+  ensure_packages
+  local folder=build/run
+  stage_into "$folder"
+  if $stays; then stay "$folder"; else rehearse "$folder"; fi
+}
+
+rehearse() {
+  say "playing a session of about a minute"
+  "$(built release rehearse)" "$1" --timeline "$1/timeline.svg"
+}
+
+# Leaves the simulated Mac and the helper running until Ctrl-C.
+stay() {
+  local folder=$1 mac helper
+  "$folder/simmac" serve &
+  mac=$!
+  until "$folder/simmac" show >/dev/null 2>&1; do sleep 0.1; done
+  "$folder/app.kelo.helper" &
+  helper=$!
+  # One after the other: the helper hands the fan back to a Mac that is still there.
+  trap 'kill $helper 2>/dev/null; wait $helper; kill $mac 2>/dev/null; wait $mac; exit 0' INT TERM
+  cat <<EOF
+
+The simulated Mac and the helper are running; Ctrl-C ends both. Play with them from another terminal:
+
+  $folder/kelo status                what the app would see
+  $folder/kelo hold 50%              holds the fans until Ctrl-C
+  $folder/kelo watch
+  $folder/simmac show                what the hardware says
+  $folder/simmac load 1              makes the chip work; try it with a hold at 20%
+  $folder/simmac interfere 0 auto    does what another program might
+  $folder/simmac lid close           for a hold with --hand-back-on-lid-close
+  $folder/simmac sleep               and then: simmac wake
+  $folder/simmac --help              faults, temperatures and the rest
+
+The helper's own log lines appear below.
+
+EOF
+  wait $helper
+  kill $mac
+}
+
+require_linux() {
+  [ "$(uname -s)" = Linux ] || fail "the simulated Mac runs on Linux; on a Mac use ./dev install"
+}
