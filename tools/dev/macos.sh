@@ -78,6 +78,7 @@ command_uninstall() {
 
 install_steps() {
   say "build for both processors"
+  run_as "(install with Homebrew what it is built with and is missing)" ensure_brew_packages
   run cmake --preset product
   run cmake --build --preset product
   say "sign both with their identifiers, the hardened runtime and a time stamp"

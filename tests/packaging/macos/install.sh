@@ -29,6 +29,7 @@ cat >"$folder/bin/find" <<'STUB'
 echo "${WRITABLE-}"
 STUB
 printf '#!/bin/sh\n' >"$folder/bin/sleep"
+printf '#!/bin/sh\n' >"$folder/bin/brew" # everything is installed
 chmod +x "$folder"/bin/*
 
 dev() { PATH="$folder/bin:$PATH" CALLS="$calls" "$@" ./dev "${arguments[@]}" >"$folder/out" 2>"$folder/err"; }
