@@ -6,7 +6,6 @@
 #include <IOKit/pwr_mgt/IOPMLib.h>
 
 #include <cstdlib>
-#include <type_traits>
 
 #include "core/hold/PowerWatch.h"
 #include "platform/macos/Containment.h"
@@ -15,7 +14,6 @@ namespace kelo {
 
 namespace {
 
-static_assert(std::is_same_v<PowerCallback, IOServiceInterestCallback>, "registered as it is, without an adapter");
 static_assert(static_cast<std::uint32_t>(PowerMessage::canSystemSleep) == kIOMessageCanSystemSleep);
 static_assert(static_cast<std::uint32_t>(PowerMessage::systemWillSleep) == kIOMessageSystemWillSleep);
 static_assert(static_cast<std::uint32_t>(PowerMessage::systemHasPoweredOn) == kIOMessageSystemHasPoweredOn);
@@ -32,7 +30,7 @@ CFRunLoopSourceRef runLoopSource(IONotificationPortRef port) {
 class IOKitPowerRegistration : public PowerRegistration {
 public:
     IOKitPowerRegistration(void* refcon, PowerCallback callback)
-        : rootPort_(IORegisterForSystemPower(refcon, &port_, callback, &notifier_)) {
+        : refcon_(refcon), callback_(callback), rootPort_(IORegisterForSystemPower(this, &port_, deliver, &notifier_)) {
         if (isRegistered())
             CFRunLoopAddSource(CFRunLoopGetCurrent(), runLoopSource(port_), kCFRunLoopDefaultMode);
     }
@@ -55,6 +53,16 @@ public:
     }
 
 private:
+    /// The callback may end the registration: nothing of it is used afterwards.
+    static void deliver(void* self, io_service_t service, std::uint32_t messageType, void* messageArgument) {
+        const auto* const registration = static_cast<IOKitPowerRegistration*>(self);
+        contain("a power message",
+                [refcon = registration->refcon_, callback = registration->callback_, service, messageType,
+                 messageArgument] { callback(refcon, service, messageType, messageArgument); });
+    }
+
+    void* const refcon_;
+    const PowerCallback callback_;
     // Before the connection: registering fills both.
     IONotificationPortRef port_ = nullptr;
     io_object_t notifier_ = IO_OBJECT_NULL;

@@ -3,9 +3,11 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <stdexcept>
 
 #include "core/hold/PowerWatch.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"
+#include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/support/Coverage.h"
 
@@ -86,6 +88,31 @@ TEST_F(IOKitPowerNotificationsTest, AnAnswerThatIsRefusedIsDropped) {
     const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
     registration->allowPowerChange(1);
     EXPECT_THAT(kernel().allowed, SizeIs(1));
+}
+
+TEST_F(IOKitPowerNotificationsTest, WhatACallbackThrowsIsReportedAndTheNextMessageComes) {
+    int messages = 0;
+    const auto registration =
+        notifications.registerForSystemPower(&messages, [](void* refcon, std::uint32_t, std::uint32_t, void*) {
+            ++*static_cast<int*>(refcon);
+            throw std::runtime_error("broken");
+        });
+    doubles::sendPowerMessage(0xE0000300, 0);
+    doubles::sendPowerMessage(0xE0000300, 0);
+    mainLoop().runFor(0);
+    EXPECT_EQ(messages, 2);
+    ASSERT_THAT(doubles::logEntries(), SizeIs(2));
+    EXPECT_EQ(doubles::logEntries()[0].text, "a power message: broken");
+}
+
+TEST_F(IOKitPowerNotificationsTest, ARefconMayBeNull) {
+    static int nulls;
+    nulls = 0;
+    const auto registration = notifications.registerForSystemPower(
+        nullptr, [](void* refcon, std::uint32_t, std::uint32_t, void*) { nulls += refcon == nullptr ? 1 : 0; });
+    doubles::sendPowerMessage(0xE0000300, 0);
+    mainLoop().runFor(0);
+    EXPECT_EQ(nulls, 1);
 }
 
 // --- together with the watch that a hold keeps
