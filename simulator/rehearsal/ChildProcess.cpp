@@ -21,14 +21,20 @@ std::string contents(const std::filesystem::path& file) {
     return text.str();
 }
 
+/// Empty from the start, so that nobody takes an earlier process's words for this one's.
+FileDescriptor openEmpty(const std::filesystem::path& file) {
+    FileDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
+    if (!descriptor.isValid())
+        throw std::system_error(errno, std::generic_category(), file.string());
+    return descriptor;
+}
+
 /// In the new process, where only calls that are safe after a fork may be made.
-[[noreturn]] void become(const char* executable, char* const* arguments, int input, const char* output,
-                         const char* errors) {
+[[noreturn]] void become(const char* executable, char* const* arguments, int input, int output, int errors) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC;
     dup2(input, STDIN_FILENO);
-    dup2(open(output, flags, 0644), STDOUT_FILENO);
-    dup2(open(errors, flags, 0644), STDERR_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
     execv(executable, arguments);
     _exit(127);
 }
@@ -43,7 +49,9 @@ ChildProcess::ChildProcess(const std::filesystem::path& executable, const std::v
         throw std::system_error(errno, std::generic_category(), "pipe2");
     const FileDescriptor reading(ends[0]);
     input_ = FileDescriptor(ends[1]);
-    std::vector<char*> argv = {const_cast<char*>(executable.c_str())};
+    const auto output = openEmpty(outputFile_);
+    const auto errors = openEmpty(errorFile_);
+    std::vector<char*> argv = {const_cast<char*>(executable.c_str())}; // execv changes none of them
     for (const auto& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
@@ -51,7 +59,7 @@ ChildProcess::ChildProcess(const std::filesystem::path& executable, const std::v
     if (number_ < 0)
         throw std::system_error(errno, std::generic_category(), "fork");
     if (number_ == 0)
-        become(executable.c_str(), argv.data(), reading.get(), outputFile_.c_str(), errorFile_.c_str());
+        become(executable.c_str(), argv.data(), reading.get(), output.get(), errors.get());
 }
 
 ChildProcess::~ChildProcess() {

@@ -85,6 +85,7 @@ void Rehearsal::interfere() {
     installation_.simmac({"interfere", "1", "auto"});
     promise("the fan is taken again within a tick of two seconds",
             watchForLog("[NOTICE] service: hold: reasserted", 3) && isEveryManual(look()));
+    watchFor(2);
 }
 
 void Rehearsal::closeLid() {

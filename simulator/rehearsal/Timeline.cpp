@@ -67,6 +67,7 @@ std::string Timeline::axes() const {
     for (double seconds = 0; seconds <= duration(); seconds += 10)
         svg +=
             text(x(seconds), bottom + 16, std::to_string(static_cast<int>(seconds)) + " s", "text-anchor=\"middle\"");
+    svg += text(width - right + 8, top - 12, "chip", std::string("fill=\"") + chipColour + "\"");
     return svg + text(left - 8, top - 12, "RPM", "text-anchor=\"end\"");
 }
 

@@ -37,8 +37,8 @@ protected:
     }
 
     std::size_t helperDescriptors() const {
-        const auto folder = "/proc/" + std::to_string(world.helper().number()) + "/fd";
-        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+        const auto descriptors = "/proc/" + std::to_string(world.helper().number()) + "/fd";
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(descriptors), {}));
     }
     /// Kilobytes of memory that the helper occupies.
     long helperMemory() const {
