@@ -180,13 +180,18 @@ void HardwareServer::show(Client&, const Message&, const Answer& answer) {
 }
 
 void HardwareServer::lid(Client&, const Message& call, const Answer& answer) {
-    const auto state = call.at("state").get<std::string>();
-    if (std::holds_alternative<std::monostate>(lid_) && state != "text")
+    const auto& state = call.at("state");
+    const bool isMoved = state == "open" || state == "close";
+    if (isMoved && std::holds_alternative<std::monostate>(lid_))
         return answer(errorAnswer("This Mac has no lid."));
-    if (state == "text")
-        lid_ = UnconvertibleProperty{};
-    else
+    if (isMoved)
         lid_ = state == "close";
+    else if (state.is_number())
+        lid_ = state.get<double>();
+    else if (state.is_null())
+        lid_ = std::monostate{};
+    else
+        lid_ = UnconvertibleProperty{};
     answer(done);
 }
 
@@ -311,6 +316,8 @@ Message HardwareServer::writes() {
 Message HardwareServer::clamshellValue() const {
     if (const auto* isClosed = std::get_if<bool>(&lid_))
         return *isClosed;
+    if (const auto* number = std::get_if<double>(&lid_))
+        return *number;
     return std::holds_alternative<UnconvertibleProperty>(lid_) ? Message("text") : Message();
 }
 

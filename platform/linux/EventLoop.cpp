@@ -24,6 +24,14 @@ FileDescriptor checked(int descriptor, const char* what) {
     return FileDescriptor(descriptor);
 }
 
+class RealTime : public LoopTime {
+public:
+    Clock::time_point now() const override { return Clock::now(); }
+    int wait(int epoll, epoll_event* events, int capacity, int milliseconds) override {
+        return epoll_wait(epoll, events, capacity, milliseconds);
+    }
+};
+
 /// Anything from nothing to a century.
 std::chrono::steady_clock::duration clamped(double seconds) {
     constexpr double century = 100.0 * 365 * 86400;
@@ -32,6 +40,11 @@ std::chrono::steady_clock::duration clamped(double seconds) {
 }
 
 } // namespace
+
+LoopTime& LoopTime::real() {
+    static RealTime time;
+    return time;
+}
 
 class EventLoop::LoopTimer : public Timer {
 public:
@@ -55,8 +68,8 @@ private:
     Readiness readiness_;
 };
 
-EventLoop::EventLoop()
-    : epoll_(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
+EventLoop::EventLoop(LoopTime& time)
+    : time_(time), epoll_(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
       wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")), owner_(std::this_thread::get_id()) {
     epoll_event event{};
     event.events = EPOLLIN;
@@ -76,14 +89,14 @@ void EventLoop::post(Task task) {
 }
 
 void EventLoop::postAfter(double seconds, Task task) {
-    const auto due = Clock::now() + clamped(seconds);
+    const auto due = time_.now() + clamped(seconds);
     post([this, due, task = std::move(task)]() mutable { addTimer(due, {}, false, std::move(task)); });
 }
 
 std::unique_ptr<Timer> EventLoop::scheduleTimer(double interval, bool repeats, Task onFire) {
     // A repeating timer of no length would never let anything else run.
     const auto period = std::max(clamped(interval), Clock::duration(std::chrono::microseconds(100)));
-    return std::make_unique<LoopTimer>(addTimer(Clock::now() + period, period, repeats, std::move(onFire)));
+    return std::make_unique<LoopTimer>(addTimer(time_.now() + period, period, repeats, std::move(onFire)));
 }
 
 std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness readiness, Task onReady) {
@@ -125,7 +138,7 @@ void EventLoop::run() {
     while (!isStopped_) {
         std::array<epoll_event, 32> events;
         const int count =
-            epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeoutMilliseconds());
+            time_.wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeoutMilliseconds());
         if (count < 0 && errno != EINTR)
             failWithErrno("epoll_wait");
         runPosted();
@@ -139,6 +152,7 @@ void EventLoop::run() {
                 dispatch(event.data.u64, Readiness::writable);
         }
     }
+    isStopped_ = false;
 }
 
 void EventLoop::stop() {
@@ -155,7 +169,7 @@ void EventLoop::wakeUp() {
 int EventLoop::timeoutMilliseconds() {
     if (timers_.empty())
         return -1;
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first - Clock::now()).count();
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first - time_.now()).count();
     return static_cast<int>(std::clamp<std::int64_t>(wait, 0, std::numeric_limits<int>::max()));
 }
 
@@ -174,7 +188,7 @@ void EventLoop::runPosted() {
 }
 
 void EventLoop::fireDueTimers() {
-    const auto now = Clock::now();
+    const auto now = time_.now();
     while (!timers_.empty() && timers_.begin()->first <= now) {
         const auto timer = timers_.extract(timers_.begin()).mapped();
         fire(timer);
@@ -190,7 +204,7 @@ void EventLoop::fire(const std::shared_ptr<TimerState>& timer) {
     onFire();
     if (!timer->onFire)
         return;
-    const auto now = Clock::now();
+    const auto now = time_.now();
     do
         timer->due += timer->interval;
     while (timer->due <= now);

@@ -13,7 +13,27 @@
 #include "core/queue/MainQueue.h"
 #include "platform/linux/FileDescriptor.h"
 
+struct epoll_event;
+
 namespace kelo {
+
+/// The time that an event loop lives in, and its waiting. Any thread may ask for the time.
+class LoopTime {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    LoopTime() = default;
+    LoopTime(const LoopTime&) = delete;
+    LoopTime& operator=(const LoopTime&) = delete;
+    virtual ~LoopTime() = default;
+
+    virtual Clock::time_point now() const = 0;
+    /// As `epoll_wait`.
+    virtual int wait(int epoll, epoll_event* events, int capacity, int milliseconds) = 0;
+
+    /// Monotonic time, which stands still while the machine sleeps.
+    static LoopTime& real();
+};
 
 /// A watch on a descriptor. Destroying it ends it: its handler is not called again. Used on the loop's thread only.
 class DescriptorWatch {
@@ -27,13 +47,13 @@ public:
 /// An event loop on the kernel's own epoll: posted tasks, timers and descriptors, all served on one thread.
 ///
 /// The loop belongs to the thread that made it, and from `run()` on to the one that runs it. `post`, `postAfter` and
-/// `stop` may be called from any thread. Time is monotonic and stands still while the machine sleeps.
+/// `stop` may be called from any thread.
 class EventLoop : public MainQueue {
 public:
     enum class Readiness { readable, writable };
 
-    /// Throws `std::system_error` when the kernel gives no descriptors.
-    EventLoop();
+    /// `time` is borrowed. Throws `std::system_error` when the kernel gives no descriptors.
+    explicit EventLoop(LoopTime& time = LoopTime::real());
     ~EventLoop() override;
 
     void post(Task task) override;
@@ -45,12 +65,12 @@ public:
     /// long as the watch. Throws `std::system_error`.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
 
-    /// Serves until `stop`. Everything posted before the stop is run.
+    /// Serves until `stop`. Everything posted before the stop is run. May be run again.
     void run();
     void stop();
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = LoopTime::Clock;
 
     struct TimerState {
         Clock::time_point due;
@@ -84,15 +104,16 @@ private:
     void dispatch(std::uint64_t interestID, Readiness readiness);
     std::shared_ptr<TimerState> addTimer(Clock::time_point due, Clock::duration interval, bool repeats, Task onFire);
 
+    LoopTime& time_;
     FileDescriptor epoll_;
     FileDescriptor wake_;
     std::atomic<std::thread::id> owner_;
-    std::atomic<bool> isStopped_ = false;
 
     std::mutex mutex_; ///< Guards `posted_`.
     std::vector<Task> posted_;
 
     // The loop's thread only.
+    bool isStopped_ = false;
     std::multimap<Clock::time_point, std::shared_ptr<TimerState>> timers_;
     Interests interests_;              ///< By a number that is never used again, so that a stale event finds none.
     std::uint64_t nextInterestID_ = 1; ///< 0 is the wake-up descriptor's.

@@ -1,15 +1,29 @@
 #include "simulator/SimulatedController.h"
 #include "simulator/SimulatedExchange.h"
 #include "tests/conformance/ClamshellConformance.h"
+#include "tests/conformance/MainQueueConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
 #include "tests/support/ScriptedClamshell.h"
 #include "tests/support/ScriptedPower.h"
+#include "tests/support/VirtualQueue.h"
 
 namespace kelo {
 namespace {
 
 // What stands in for an operating system in the unit tests promises what the real ones promise.
+
+class VirtualQueueHarness {
+public:
+    static constexpr double unit = 1;
+    MainQueue& queue() { return queue_; }
+    void run(double seconds) { queue_.runFor(seconds); }
+    void block(double seconds) { now_ += seconds; }
+
+private:
+    double now_ = 0;
+    VirtualQueue queue_{now_};
+};
 
 class SimulatedExchangeHarness {
 public:
@@ -54,6 +68,7 @@ private:
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, ClamshellConformance, ScriptedClamshellHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, MainQueueConformance, VirtualQueueHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SMCExchangeConformance, SimulatedExchangeHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, PowerNotificationsConformance, ScriptedPowerHarness);
 

@@ -6,6 +6,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
 #include <utility>
 
 #include "core/queue/MainQueue.h"
@@ -15,6 +18,7 @@ namespace kelo {
 /// The main queue in virtual time: nothing runs until the test lets time pass.
 ///
 /// Time also passes when a task sleeps; what falls due meanwhile runs late, as it would behind a blocked main thread.
+/// Belongs to the thread that made it; any thread may post while no time passes.
 class VirtualQueue : public MainQueue {
 public:
     /// `now` is borrowed: the virtual seconds that the test's other parts read, too.
@@ -31,15 +35,14 @@ public:
         return std::make_unique<VirtualTimer>(*this, state);
     }
 
-    bool isCurrent() const override { return true; }
+    bool isCurrent() const override { return std::this_thread::get_id() == owner_; }
 
     /// Lets `seconds` pass and runs what falls due, in order.
     void runFor(double seconds) {
         const double end = later(now_, seconds);
-        while (!tasks_.empty() && tasks_.begin()->first.first <= end) {
-            auto next = tasks_.extract(tasks_.begin());
-            now_ = std::max(now_, next.key().first);
-            next.mapped()();
+        while (const auto next = takeDueBy(end)) {
+            now_ = std::max(now_, next->first.first);
+            next->second();
         }
         now_ = std::max(now_, end);
     }
@@ -48,12 +51,18 @@ public:
     void runReady() { runFor(0); }
 
     /// Tasks that wait, timers among them.
-    std::size_t pendingTasks() const { return tasks_.size(); }
+    std::size_t pendingTasks() const {
+        const std::lock_guard lock(mutex_);
+        return tasks_.size();
+    }
 
     /// Timers that exist, whether or not they will fire again.
     int liveTimers() const { return liveTimers_; }
 
 private:
+    /// By due time, then by order of posting.
+    using Tasks = std::map<std::pair<double, std::uint64_t>, Task>;
+
     struct TimerState {
         double due;
         double interval;
@@ -79,7 +88,18 @@ private:
     /// To whole microseconds, so that 7.999 s and 0.001 s are 8 s.
     static double later(double time, double seconds) { return std::round((time + seconds) * 1e6) / 1e6; }
 
-    void add(double due, Task task) { tasks_.emplace(std::pair(due, sequence_++), std::move(task)); }
+    void add(double due, Task task) {
+        const std::lock_guard lock(mutex_);
+        tasks_.emplace(std::pair(due, sequence_++), std::move(task));
+    }
+
+    std::optional<std::pair<Tasks::key_type, Task>> takeDueBy(double end) {
+        const std::lock_guard lock(mutex_);
+        if (tasks_.empty() || tasks_.begin()->first.first > end)
+            return std::nullopt;
+        auto next = tasks_.extract(tasks_.begin());
+        return std::pair(next.key(), std::move(next.mapped()));
+    }
 
     void arm(const std::shared_ptr<TimerState>& state) {
         add(state->due, [this, state] { fire(state); });
@@ -101,7 +121,9 @@ private:
     }
 
     double& now_;
-    std::map<std::pair<double, std::uint64_t>, Task> tasks_; ///< By due time, then by order of posting.
+    const std::thread::id owner_ = std::this_thread::get_id();
+    mutable std::mutex mutex_; ///< Guards `tasks_` and `sequence_`.
+    Tasks tasks_;
     std::uint64_t sequence_ = 0;
     int liveTimers_ = 0;
 };

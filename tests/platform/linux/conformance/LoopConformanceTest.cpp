@@ -1,0 +1,68 @@
+#include <csignal>
+#include <ctime>
+
+#include "platform/linux/InotifyFileEvents.h"
+#include "platform/linux/SignalDescriptors.h"
+#include "tests/conformance/FileEventsConformance.h"
+#include "tests/conformance/MainQueueConformance.h"
+#include "tests/conformance/SignalsConformance.h"
+#include "tests/platform/linux/conformance/LoopUnderTest.h"
+
+namespace kelo {
+namespace {
+
+// What the event loop serves: itself as a queue, signals, and watches on files.
+
+class EventLoopHarness {
+public:
+    static constexpr double unit = 1;
+    MainQueue& queue() { return under_.loop; }
+    void run(double seconds) { under_.run(seconds); }
+    void block(double seconds) { under_.block(seconds); }
+
+private:
+    LoopUnderTest under_;
+};
+
+class SignalDescriptorsHarness {
+public:
+    /// What a test left behind is not to reach the next one.
+    ~SignalDescriptorsHarness() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGTERM);
+        sigaddset(&signals, SIGINT);
+        const timespec noTime = {};
+        while (sigtimedwait(&signals, nullptr, &noTime) > 0) {
+        }
+        std::signal(SIGTERM, SIG_DFL);
+        std::signal(SIGINT, SIG_DFL);
+        sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+    }
+
+    Signals& signals() { return signals_; }
+    void raise(int signal) { kill(getpid(), signal); }
+    void run() { under_.run(1); }
+
+private:
+    LoopUnderTest under_;
+    SignalDescriptors signals_{under_.loop};
+};
+
+class InotifyHarness {
+public:
+    FileEvents& fileEvents() { return fileEvents_; }
+    void run() { under_.run(1); }
+    std::string expectedOwnExecutable() { return std::filesystem::read_symlink("/proc/self/exe").string(); }
+
+private:
+    LoopUnderTest under_;
+    InotifyFileEvents fileEvents_{under_.loop};
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, MainQueueConformance, EventLoopHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, SignalsConformance, SignalDescriptorsHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, FileEventsConformance, InotifyHarness);
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/linux/EventLoop.h"
+#include "tests/support/VirtualLoopTime.h"
+
+namespace kelo {
+
+/// An event loop in virtual time, for the harnesses of the conformance suites. The test's own thread is its thread.
+struct LoopUnderTest {
+    /// Lets the loop serve for `seconds`.
+    void run(double seconds) {
+        loop.postAfter(seconds, [this] { loop.stop(); });
+        loop.run();
+    }
+    void block(double seconds) {
+        time.pass(std::chrono::duration_cast<LoopTime::Clock::duration>(std::chrono::duration<double>(seconds)));
+    }
+
+    VirtualLoopTime time;
+    EventLoop loop{time};
+};
+
+} // namespace kelo

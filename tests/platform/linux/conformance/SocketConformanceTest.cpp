@@ -1,0 +1,85 @@
+#include <fcntl.h>
+
+#include <deque>
+
+#include "platform/linux/signing/CodeIdentity.h"
+#include "platform/linux/signing/CodeRequirement.h"
+#include "platform/linux/socket/ServiceSocket.h"
+#include "platform/linux/socket/SocketHelperConnection.h"
+#include "platform/linux/socket/SocketListener.h"
+#include "platform/linux/socket/UnixSocket.h"
+#include "protocol/KeloHelper.h"
+#include "protocol/SigningIdentity.h"
+#include "tests/conformance/HelperConnectionConformance.h"
+#include "tests/conformance/ListenerConformance.h"
+#include "tests/support/OpenSockets.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace kelo {
+namespace {
+
+/// Both ends of the service's socket in one process. Who a client is signed by is said by the harness; whether that
+/// satisfies the requirement is found out as for real peers.
+class SocketHarness {
+public:
+    Listener& listener() { return listener_; }
+    std::string requirement() { return SigningIdentity::requirement(SigningIdentity::appIdentifier, "TEAM"); }
+
+    std::unique_ptr<HelperConnection> connectTrusted() { return connectAs({SigningIdentity::appIdentifier, "TEAM"}); }
+    std::unique_ptr<HelperConnection> connectUntrusted() {
+        return connectAs({SigningIdentity::appIdentifier, "OTHERS"});
+    }
+
+    void endConnections() {
+        for (const int socket : openSockets(SocketEnd::listeners, serviceName_))
+            shutdown(socket, SHUT_RDWR);
+    }
+
+    /// What was ready before somebody who is turned away has been served after the second of them.
+    void settle() {
+        for (int i = 0; i < 2; ++i) {
+            expect({});
+            const auto probe = unix_socket::connect(folder_.get(), serviceName_);
+            if (!probe.isValid())
+                return; // nobody listens
+            EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(probe.get(), 1)));
+        }
+    }
+
+private:
+    std::unique_ptr<HelperConnection> connectAs(const CodeIdentity& identity) {
+        expect(identity);
+        return std::make_unique<SocketHelperConnection>(folder_.get());
+    }
+
+    /// The next that comes is this one.
+    void expect(const CodeIdentity& identity) {
+        const std::lock_guard lock(mutex_);
+        expected_.push_back(identity);
+    }
+
+    std::optional<std::string> check(const std::string& requirement) {
+        const std::lock_guard lock(mutex_);
+        const auto identity = expected_.front();
+        expected_.pop_front();
+        const auto required = CodeRequirement::parse(requirement);
+        if (!required || !required->isSatisfiedBy(identity))
+            return "not to be trusted";
+        return std::nullopt;
+    }
+
+    const std::string serviceName_ = serviceSocketName(KeloHelper::machServiceName);
+    TemporaryFolder temporary_;
+    FileDescriptor folder_{open(temporary_.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+    std::mutex mutex_;
+    std::deque<CodeIdentity> expected_;
+    SocketListener listener_{folder_.get(), serviceName_,
+                             [this](int, const std::string& requirement) { return check(requirement); },
+                             [](const std::string&) {}};
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, ListenerConformance, SocketHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, HelperConnectionConformance, SocketHarness);
+
+} // namespace
+} // namespace kelo

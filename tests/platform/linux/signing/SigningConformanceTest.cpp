@@ -1,0 +1,38 @@
+#include "platform/linux/signing/CodeIdentity.h"
+#include "simulator/signing/CodeSigner.h"
+#include "simulator/signing/KeyFolder.h"
+#include "tests/conformance/SigningInformationConformance.h"
+#include "tests/support/PipedProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace kelo {
+namespace {
+
+/// What a program that is signed so finds out about itself.
+class SignedProgramHarness : private SigningInformation {
+public:
+    SignedProgramHarness() { keys_.makeAnchor(); }
+
+    SigningInformation& signingInformation() { return *this; }
+
+    void sign(const std::optional<std::string>& team) {
+        std::filesystem::copy_file(KELO_SIGNED_PEER, program_);
+        if (team)
+            signExecutable(program_, {"app.kelo.helper", *team}, {keys_.team(*team), {}});
+    }
+
+private:
+    std::optional<std::string> teamIdentifier() override {
+        auto told = PipedProcess({program_, "team", keys_.anchorFile()}).readLine();
+        return told == "(none)" ? std::nullopt : std::optional(std::move(told));
+    }
+
+    const TemporaryFolder folder_;
+    const std::filesystem::path program_ = folder_ / "program";
+    KeyFolder keys_{folder_ / "keys"};
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, SigningInformationConformance, SignedProgramHarness);
+
+} // namespace
+} // namespace kelo
