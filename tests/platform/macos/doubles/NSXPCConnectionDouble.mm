@@ -13,14 +13,19 @@ void tell(const ConnectionRef& connection, const std::string& what) {
         journal().misuse(what + " after resume");
 }
 
+/// What `@protocol` yields is in both runtimes a record whose second member is the name, and not registered: what the
+/// runtime knows about a protocol, it knows under its name.
+Protocol* registeredProtocol(Protocol* protocol) {
+    return objc_getProtocol(reinterpret_cast<const char* const*>(protocol)[1]);
+}
+
 } // namespace
 
 @implementation NSXPCInterface
 
 + (NSXPCInterface*)interfaceWithProtocol:(Protocol*)protocol {
-    static_cast<void>(protocol); // there is one; the runtime finds it by name
     NSXPCInterface* const interface = [[NSXPCInterface alloc] init];
-    setPayload(interface, std::make_shared<Interface>(Interface{objc_getProtocol("KeloHelperProtocol")}));
+    setPayload(interface, std::make_shared<Interface>(Interface{registeredProtocol(protocol)}));
     return [interface autorelease];
 }
 
