@@ -1,6 +1,8 @@
 #include "client/Commands.h"
 
 #include <charconv>
+#include <locale>
+#include <sstream>
 
 #include "protocol/FanSnapshot.h"
 #include "protocol/KeloHelper.h"
@@ -51,6 +53,15 @@ std::string line(const FanSnapshot& snapshot) {
     return text;
 }
 
+/// The state in one line, or why it cannot be told: a reading that is missing for a moment is no reason to end.
+std::string liveLine(HelperConnection& helper) {
+    try {
+        return line(fetchDecoded(helper));
+    } catch (const HelperRefused& refused) {
+        return refused.what();
+    }
+}
+
 /// Overwrites the last line on a terminal; elsewhere each line stands for itself.
 void printLive(Terminal& terminal, const std::string& text) {
     if (terminal.isInteractive)
@@ -70,10 +81,14 @@ std::optional<double> parseFraction(std::string_view text) {
     const bool isPercentage = text.ends_with('%');
     if (isPercentage)
         text.remove_suffix(1);
+    // A stream, since not every standard library reads floating-point numbers with from_chars. Left to itself it would
+    // take blanks, a plus sign and hexadecimal digits, too.
+    if (text.find_first_not_of("0123456789.e-") != std::string_view::npos)
+        return std::nullopt;
+    std::istringstream stream{std::string(text)};
+    stream.imbue(std::locale::classic());
     double number = 0;
-    const auto* end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || parsed != end)
+    if (!(stream >> number) || stream.peek() != std::istringstream::traits_type::eof())
         return std::nullopt;
     if (isPercentage)
         number /= 100;
@@ -102,7 +117,7 @@ void hold(HelperConnection& helper, Terminal& terminal, double fraction, bool ha
     terminal.out << "Holding at " << fraction * 100 << "%. Ctrl-C hands the fan back." << std::endl;
     do {
         if (terminal.isInteractive)
-            printLive(terminal, line(fetchDecoded(helper)));
+            printLive(terminal, liveLine(helper));
         else
             (void)helper.helperVersion(); // notices that the helper has gone
     } while (terminal.pause(refreshInterval));

@@ -65,8 +65,8 @@ TEST(Fractions, AreNumbersOrPercentages) {
                                                         {"100%", 1}, {"0%", 0}, {"12.5%", 0.125}, {"1e-1", 0.1}};
     for (const auto& [text, fraction] : fractions)
         EXPECT_EQ(parseFraction(text), fraction) << text;
-    for (const auto* text :
-         {"", "%", "half", "-0.1", "1.1", "101%", "0.5x", "0.5 ", " 0.5", "nan", "inf", "50%%", "0,5"})
+    for (const auto* text : {"", "%", ".", "1.2.3", "+0.5", "0x1", "1e", "half", "-0.1", "1.1", "101%", "0.5x", "0.5 ",
+                             " 0.5", "nan", "inf", "50%%", "0,5"})
         EXPECT_EQ(parseFraction(text), std::nullopt) << text;
 }
 
@@ -119,6 +119,14 @@ TEST_F(CommandsTest, HoldShowsALiveLineOnATerminal) {
     commands::hold(helper, terminal, 0.5, false);
     EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 0", "fetchSnapshot", "fetchSnapshot", "handBack"));
     EXPECT_THAT(out.str(), HasSubstr("\r\033[K3598 RPM, target 3600"));
+}
+
+TEST_F(CommandsTest, AHoldOnATerminalGoesOnWithoutAReading) {
+    terminal.isInteractive = true;
+    helper.snapshot.reset();
+    commands::hold(helper, terminal, 0.5, false);
+    EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 0", "fetchSnapshot", "fetchSnapshot", "handBack"));
+    EXPECT_THAT(out.str(), HasSubstr("\r\033[KThis Mac has no controllable fan, or its readings cannot be told."));
 }
 
 TEST_F(CommandsTest, ARefusedHoldTellsTheHelpersText) {
