@@ -123,11 +123,11 @@ std::optional<std::string> HelperService::startHold(double fraction, bool handsB
     };
     try {
         hold->start();
-    } catch (const FanError& error) {
+    } catch (const std::exception& error) { // a FanError, or a system that is out of something
         session_.reset();
-        // Fans that were taken before the one that refused must not stay where nobody watches them.
+        // Fans that were taken before the failure must not stay where nobody watches them.
         controller_->restoreAuto();
-        return error.errorDescription();
+        return error.what();
     }
     session_ = hold;
     return std::nullopt;

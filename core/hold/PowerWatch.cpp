@@ -3,6 +3,21 @@
 #include <utility>
 
 namespace kelo {
+namespace {
+
+/// Runs at the end of its scope, however that is left.
+class Finally {
+public:
+    explicit Finally(std::function<void()> work) : work_(std::move(work)) {}
+    Finally(const Finally&) = delete;
+    Finally& operator=(const Finally&) = delete;
+    ~Finally() { work_(); }
+
+private:
+    std::function<void()> work_;
+};
+
+} // namespace
 
 PowerWatch::PowerWatch(PowerNotifications& notifications, std::function<void()> willSleep,
                        std::function<void()> didWake)
@@ -17,10 +32,13 @@ void PowerWatch::receive(std::uint32_t messageType, std::intptr_t notificationID
     case PowerMessage::canSystemSleep:
         allowPowerChange(notificationID);
         break;
-    case PowerMessage::systemWillSleep:
-        willSleep_(); // to its end: the system may sleep as soon as it has the answer
-        allowPowerChange(notificationID);
+    case PowerMessage::systemWillSleep: {
+        // After the callback: the system may sleep as soon as it has the answer. Also when the callback throws: without
+        // an answer sleep is held up for 30 seconds.
+        const Finally answer([&] { allowPowerChange(notificationID); });
+        willSleep_();
         break;
+    }
     case PowerMessage::systemHasPoweredOn:
         didWake_();
         break;

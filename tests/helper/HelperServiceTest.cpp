@@ -269,6 +269,16 @@ TEST_F(HelperServiceTest, AHoldThatCannotStartLeavesNoFanTakenAndNoHold) {
     EXPECT_EQ(power.registered(), 0U);
 }
 
+TEST_F(HelperServiceTest, AHoldThatTheSystemIsOutOfSomethingForIsRefusedLikewise) {
+    makeService();
+    power.isThrowing = true;
+    EXPECT_EQ(hold(0.5), "out of ports");
+    EXPECT_FALSE(isAnyManual());
+    power.isThrowing = false;
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    EXPECT_TRUE(isAnyManual());
+}
+
 TEST_F(HelperServiceTest, AFailingHoldReplacesAGoodOneAndLeavesTheFansWhereTheGoodOneLeftThem) {
     makeService();
     setChip(96);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 #include "core/hold/PowerNotifications.h"
@@ -15,12 +16,15 @@ namespace kelo {
 /// Power notifications sent by hand.
 class ScriptedPower : public PowerNotifications {
 public:
-    bool isPresent = true; ///< Whether there is a root power domain to register with.
+    bool isPresent = true;   ///< Whether there is a root power domain to register with.
+    bool isThrowing = false; ///< Whether registering throws, as when the system is out of something.
     /// Called with each acknowledgement's notification ID.
     std::function<void(std::intptr_t)> onAllow = [](std::intptr_t) {};
 
     [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(void* refcon,
                                                                             PowerCallback callback) override {
+        if (isThrowing)
+            throw std::runtime_error("out of ports");
         if (!isPresent)
             return nullptr;
         ++registrations_;

@@ -43,6 +43,14 @@ TEST_F(PowerWatchTest, AWillSleepMessageRunsWillSleepOnceAndIsAcknowledgedAfterI
     EXPECT_THAT(trace, ElementsAre("willSleep", "allow 7"));
 }
 
+TEST_F(PowerWatchTest, SleepIsNotHeldUpByACallbackThatThrows) {
+    watch = std::make_shared<PowerWatch>(
+        power, [] { throw std::runtime_error("broken"); }, [] {});
+    watch->start();
+    EXPECT_THROW(power.send(0xE0000280, 7), std::runtime_error);
+    EXPECT_THAT(trace, ElementsAre("allow 7"));
+}
+
 TEST_F(PowerWatchTest, ACanSleepMessageIsAcknowledgedAndRunsNothing) {
     watch->start();
     power.send(0xE0000270, 8);
