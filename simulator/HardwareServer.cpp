@@ -64,20 +64,20 @@ HardwareServer::HardwareServer(EventLoop& loop, int folder, const Profile& profi
 
 HardwareServer::~HardwareServer() = default;
 
-const std::map<std::string, HardwareServer::Handler>& HardwareServer::handlers() {
-    static const std::map<std::string, Handler> handlers = {
-        {"exchange", &HardwareServer::exchange},
-        {"clamshell", &HardwareServer::clamshell},
-        {"registerPower", &HardwareServer::registerPower},
-        {"allowPowerChange", &HardwareServer::allowPowerChange},
-        {"show", &HardwareServer::show},
-        {"lid", &HardwareServer::lid},
-        {"sleep", &HardwareServer::sleep},
-        {"wake", &HardwareServer::wake},
-        {"load", &HardwareServer::load},
-        {"set", &HardwareServer::set},
-        {"interfere", &HardwareServer::interfere},
-        {"fault", &HardwareServer::fault},
+const std::map<std::string, HardwareServer::Call>& HardwareServer::handlers() {
+    static const std::map<std::string, Call> handlers = {
+        {"exchange", {&HardwareServer::exchange, false}}, // the controller itself minds the rights to write
+        {"clamshell", {&HardwareServer::clamshell, false}},
+        {"registerPower", {&HardwareServer::registerPower, false}},
+        {"allowPowerChange", {&HardwareServer::allowPowerChange, false}},
+        {"show", {&HardwareServer::show, false}},
+        {"lid", {&HardwareServer::lid, true}},
+        {"sleep", {&HardwareServer::sleep, true}},
+        {"wake", {&HardwareServer::wake, true}},
+        {"load", {&HardwareServer::load, true}},
+        {"set", {&HardwareServer::set, true}},
+        {"interfere", {&HardwareServer::interfere, true}},
+        {"fault", {&HardwareServer::fault, true}},
     };
     return handlers;
 }
@@ -106,11 +106,14 @@ void HardwareServer::readCall(int id) {
         if (const auto found = clients_.find(id); found != clients_.end())
             send(*found->second, message);
     };
-    const auto handler = handlers().find(call->value("call", ""));
-    if (handler == handlers().end())
-        return answer(errorAnswer("There is no such call."));
     try {
-        (this->*handler->second)(client, *call, answer);
+        const auto found = handlers().find(call->at("call").get<std::string>());
+        if (found == handlers().end())
+            return answer(errorAnswer("There is no such call."));
+        const auto& [handler, isForRoot] = found->second;
+        if (isForRoot && !client.isRoot)
+            return answer(errorAnswer("Only whoever runs the simulated Mac can do that."));
+        (this->*handler)(client, *call, answer);
     } catch (const std::exception& error) { // a member that is missing or of another type, or a key that is none
         answer(errorAnswer(std::string("That cannot be done: ") + error.what() + "."));
     }

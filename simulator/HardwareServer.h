@@ -30,10 +30,13 @@ public:
 private:
     struct Client;
     using Answer = std::function<void(const Message&)>;
-    using Handler = void (HardwareServer::*)(Client&, const Message& call, const Answer& answer);
+    struct Call {
+        void (HardwareServer::*handler)(Client&, const Message& call, const Answer& answer);
+        bool isForRoot;
+    };
 
     /// The calls by name.
-    static const std::map<std::string, Handler>& handlers();
+    static const std::map<std::string, Call>& handlers();
 
     void acceptWaiting();
     void readCall(int id);

@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -9,55 +8,15 @@
 #include "platform/linux/hardware/SimulatedMacExchange.h"
 #include "platform/linux/hardware/SimulatedMacPower.h"
 #include "platform/linux/socket/UnixSocket.h"
-#include "simulator/HardwareServer.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
 #include "tests/platform/linux/conformance/LoopUnderTest.h"
+#include "tests/support/MacUnderTest.h"
 #include "tests/support/OpenSockets.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {
-
-/// A folder that a simulated Mac listens in.
-class MacFolder {
-public:
-    int descriptor() const { return folder_.get(); }
-
-private:
-    TemporaryFolder temporary_;
-    FileDescriptor folder_{open(temporary_.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
-};
-
-/// The simulated Mac as it serves real helpers, on a thread.
-class MacUnderTest {
-public:
-    MacUnderTest() : thread_([this] { loop_.run(); }) {}
-    ~MacUnderTest() { remove(); }
-
-    int folder() const { return folder_.descriptor(); }
-
-    void remove() {
-        if (!thread_.joinable())
-            return;
-        loop_.stop();
-        thread_.join();
-        server_.reset();
-    }
-
-    void drive(const Message& call) {
-        const auto answer = HardwareLink::connect(folder())->call(call);
-        EXPECT_EQ(answer, Message::object()) << call;
-    }
-
-private:
-    MacFolder folder_;
-    EventLoop loop_;
-    std::unique_ptr<HardwareServer> server_ =
-        std::make_unique<HardwareServer>(loop_, folder_.descriptor(), *Profile::named("laptop"), 1.0);
-    std::thread thread_;
-};
 
 class SimulatedMacExchangeHarness {
 public:
