@@ -11,6 +11,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/posix/Containment.h"
+
 namespace kelo {
 namespace {
 
@@ -183,8 +185,10 @@ void EventLoop::runPosted() {
         const std::lock_guard lock(mutex_);
         tasks.swap(posted_);
     }
-    for (auto& task : tasks)
-        task();
+    for (auto& task : tasks) {
+        contain("a task of the event loop", task);
+        task = nullptr; // what it holds goes with it, before the next one runs
+    }
 }
 
 void EventLoop::fireDueTimers() {
@@ -201,7 +205,7 @@ void EventLoop::fire(const std::shared_ptr<TimerState>& timer) {
     const auto onFire = timer->onFire; // the handler may invalidate its timer
     if (!timer->repeats)
         timer->onFire = nullptr;
-    onFire();
+    contain("a timer's handler", onFire);
     if (!timer->onFire)
         return;
     const auto now = time_.now();
@@ -226,7 +230,7 @@ void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {
         return; // the wake-up, or a watch that ended while the event was on its way
     const auto onReady = found->second.handler(readiness); // the handler may end its watch
     if (onReady)
-        (*onReady)();
+        contain("the handler of a descriptor", *onReady);
 }
 
 } // namespace kelo

@@ -46,6 +46,8 @@ public:
 
 /// An event loop on the kernel's own epoll: posted tasks, timers and descriptors, all served on one thread.
 ///
+/// What a task or a handler throws is reported to the system's log, and the loop goes on.
+///
 /// The loop belongs to the thread that made it, and from `run()` on to the one that runs it. `post`, `postAfter` and
 /// `stop` may be called from any thread.
 class EventLoop : public MainQueue {

@@ -10,6 +10,11 @@
 #include "platform/posix/StandardStreams.h"
 
 namespace kelo {
+namespace {
+
+constexpr std::chrono::seconds listenerPatience(2);
+
+} // namespace
 
 LinuxPlatform::LinuxPlatform()
     : exchange_(folder_.descriptor()), fanSystem_(folder_), power_(folder_.descriptor(), loop_),
@@ -43,9 +48,10 @@ void LinuxPlatform::writeStandardError(const std::string& bytes) { StandardStrea
 void LinuxPlatform::runMainLoop() { loop_.run(); }
 
 void LinuxPlatform::exit(int status) {
-    // The listener's thread must not be at work while the process's statics are destroyed.
-    if (listener_ != nullptr)
-        listener_->stop();
+    // The listener's thread must not be at work while the process's statics are destroyed; one that is stuck is left
+    // behind, with the statics.
+    if (listener_ != nullptr && !listener_->stopsWithin(listenerPatience))
+        std::_Exit(status);
     std::exit(status);
 }
 

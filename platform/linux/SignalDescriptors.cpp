@@ -2,9 +2,7 @@
 
 #include <sys/signalfd.h>
 
-#include <cerrno>
 #include <csignal>
-#include <system_error>
 #include <utility>
 
 #include "platform/linux/EventLoop.h"
@@ -52,7 +50,7 @@ std::unique_ptr<SignalSource> SignalDescriptors::deliver(int signal, std::functi
     const auto set = setOf(signal);
     FileDescriptor descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!descriptor.isValid())
-        throw std::system_error(errno, std::generic_category(), "signalfd");
+        return nullptr;
     return std::make_unique<SignalDescriptorSource>(loop_, std::move(descriptor), std::move(onSignal));
 }
 

@@ -42,7 +42,7 @@ private:
 std::unique_ptr<PowerRegistration> SimulatedMacPower::registerForSystemPower(void* refcon, PowerCallback callback) {
     auto link = HardwareLink::connect(folder_);
     // Waits for the answer, so that no sleep is announced between the hold's start and its registration.
-    if (!link || !link->call({{"call", "registerPower"}}))
+    if (!link || link->call({{"call", "registerPower"}}) != Message::object())
         return nullptr;
     return std::make_unique<Registration>(std::move(link), loop_, refcon, callback);
 }

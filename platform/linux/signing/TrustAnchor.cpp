@@ -25,6 +25,8 @@ void configure(X509_VERIFY_PARAM* parameters) {
 } // namespace
 
 TrustAnchor TrustAnchor::load(const std::filesystem::path& file) {
+    // Before anything else of the library: its configuration file, which the environment names, could load code.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
     const OpenSSLErrorScope errors;
     const BIOHandle input(BIO_new_file(file.c_str(), "re")); // "e": not for programs started meanwhile
     if (!input)

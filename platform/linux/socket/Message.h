@@ -12,7 +12,8 @@ using Message = nlohmann::json;
 
 std::vector<std::uint8_t> encodeMessage(const Message& message);
 
-/// None for bytes that are not exactly one CBOR map, or are nested more deeply than any message of ours.
+/// None for bytes that are not exactly one CBOR map, hold a name twice in one map, or are nested more deeply than any
+/// message of ours.
 std::optional<Message> decodeMessage(const std::vector<std::uint8_t>& bytes);
 
 } // namespace kelo

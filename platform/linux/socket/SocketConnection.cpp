@@ -1,9 +1,11 @@
 #include "platform/linux/socket/SocketConnection.h"
 
+#include <exception>
 #include <utility>
 
 #include "platform/linux/socket/RequestMessages.h"
 #include "platform/linux/socket/UnixSocket.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 
@@ -12,12 +14,26 @@ SocketConnection::SocketConnection(std::shared_ptr<EventLoop> loop, FileDescript
 
 SocketConnection::~SocketConnection() = default;
 
-void SocketConnection::resume() { startReading(); }
+void SocketConnection::resume() { orEnd(&SocketConnection::startReading); }
+
+/// Takes a step; when the system has no room for it, the client is cut off. Later, since whoever asked may still be
+/// about to take notice of the connection.
+void SocketConnection::orEnd(void (SocketConnection::*step)()) {
+    try {
+        (this->*step)();
+    } catch (const std::exception& error) {
+        reportFault("a connection", error.what());
+        loop_->post([weak = weak_from_this()] {
+            if (const auto connection = weak.lock())
+                connection->end();
+        });
+    }
+}
 
 void SocketConnection::startReading() {
     reading_ = loop_->watch(socket_.get(), EventLoop::Readiness::readable, [weak = weak_from_this()] {
         if (const auto connection = weak.lock())
-            connection->readRequests();
+            connection->orEnd(&SocketConnection::readRequests);
     });
 }
 
@@ -53,9 +69,11 @@ void SocketConnection::deliver(std::vector<std::uint8_t> reply) {
         return; // the client did not wait for it
     --underWay_;
     if (!reading_)
-        startReading();
+        orEnd(&SocketConnection::startReading);
+    if (isDeaf_)
+        return;
     unread_.push_back(std::move(reply));
-    sendWaiting();
+    orEnd(&SocketConnection::sendWaiting);
     if (unread_.size() > maximumUnread)
         end();
 }
@@ -63,8 +81,11 @@ void SocketConnection::deliver(std::vector<std::uint8_t> reply) {
 void SocketConnection::sendWaiting() {
     while (!unread_.empty()) {
         const auto sent = unix_socket::send(socket_.get(), unread_.front());
-        if (sent == unix_socket::Sent::failed)
-            return end();
+        if (sent == unix_socket::Sent::failed) {
+            isDeaf_ = true;
+            unread_.clear();
+            break;
+        }
         if (sent == unix_socket::Sent::wouldBlock)
             break;
         unread_.pop_front();
@@ -74,7 +95,7 @@ void SocketConnection::sendWaiting() {
     } else if (!writing_) {
         writing_ = loop_->watch(socket_.get(), EventLoop::Readiness::writable, [weak = weak_from_this()] {
             if (const auto connection = weak.lock())
-                connection->sendWaiting();
+                connection->orEnd(&SocketConnection::sendWaiting);
         });
     }
 }

@@ -15,8 +15,9 @@ namespace kelo {
 /// One admitted client on a socket: reads requests, makes them on the exported object, sends the replies.
 ///
 /// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
-/// well-formed request, uses a number again, or leaves its replies unread is cut off; others are not affected. A client
-/// with many requests under way is not read from until some are answered.
+/// well-formed request, uses a number again, or leaves its replies unread is cut off; others are not affected. What a
+/// client asked for before it left is done, though nobody hears the replies. A client with many requests under way is
+/// not read from until some are answered.
 class SocketConnection : public IncomingConnection, public std::enable_shared_from_this<SocketConnection> {
 public:
     /// `socket` is non-blocking.
@@ -39,6 +40,7 @@ private:
     static constexpr std::size_t maximumUnderWay = 64; ///< Requests without a reply, before reading pauses.
     static constexpr std::size_t maximumUnread = 64;   ///< Replies that the socket has no room for, before the cut.
 
+    void orEnd(void (SocketConnection::*step)());
     void readRequests();
     bool handle(const std::vector<std::uint8_t>& bytes);
     void startReading();
@@ -53,6 +55,7 @@ private:
     std::unique_ptr<DescriptorWatch> reading_;
     std::unique_ptr<DescriptorWatch> writing_;
     std::deque<std::vector<std::uint8_t>> unread_; ///< Replies that wait for room in the socket.
+    bool isDeaf_ = false;                          ///< Whether the client has gone; it may have left requests.
     std::size_t underWay_ = 0;
     std::optional<std::uint64_t> lastNumber_;
 };

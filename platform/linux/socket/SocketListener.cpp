@@ -1,6 +1,7 @@
 #include "platform/linux/socket/SocketListener.h"
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/socket/SocketConnection.h"
@@ -9,6 +10,7 @@
 namespace kelo {
 namespace {
 
+constexpr double listenPause = 1.0; // seconds until the socket is tried again
 constexpr double acceptPause = 0.1; // seconds to wait when there is no descriptor for another connection
 
 } // namespace
@@ -21,9 +23,32 @@ SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer
 SocketListener::~SocketListener() { stop(); }
 
 void SocketListener::resume() {
-    listening_ = unix_socket::listen(folder_, name_);
-    startAccepting();
-    thread_ = std::thread([this] { loop_->run(); });
+    openEndpoint();
+    thread_ = std::thread([this] {
+        loop_->run();
+        threadEnd_.set_value();
+    });
+}
+
+/// A folder that is full or may not be written for the moment is no reason for the helper to end.
+void SocketListener::openEndpoint() {
+    try {
+        listening_ = unix_socket::listen(folder_, name_);
+        startAccepting();
+    } catch (const std::system_error& error) {
+        onRefusal_(std::string("Cannot listen: ") + error.what());
+        loop_->postAfter(listenPause, [this] { openEndpoint(); });
+    }
+}
+
+bool SocketListener::stopsWithin(std::chrono::milliseconds patience) {
+    if (!thread_.joinable())
+        return true;
+    loop_->stop();
+    if (threadEnded_.wait_for(patience) != std::future_status::ready)
+        return false;
+    stop();
+    return true;
 }
 
 void SocketListener::stop() {
@@ -54,8 +79,10 @@ void SocketListener::startAccepting() {
 
 /// First the signature, then the admission; whoever fails either is dropped without a word.
 void SocketListener::consider(FileDescriptor socket) {
-    if (!requirement_ || admission_ == nullptr || connections_.size() >= maximumConnections)
-        return onRefusal_("there are too many connections, or nobody is to be trusted");
+    if (!requirement_ || admission_ == nullptr)
+        return onRefusal_("A peer is cut off: nobody is to be trusted.");
+    if (connections_.size() >= maximumConnections)
+        return onRefusal_("A peer is cut off: there are too many connections.");
     if (const auto reason = checkPeer_(socket.get(), *requirement_))
         return onRefusal_(*reason);
     auto connection = std::make_shared<SocketConnection>(loop_, std::move(socket));

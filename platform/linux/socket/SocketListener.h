@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <set>
@@ -32,15 +34,21 @@ public:
 
     void setAdmission(ConnectionAdmission& admission) override { admission_ = &admission; }
     void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
-    /// Lets nobody in when no requirement or no admission was set. Throws `std::system_error`.
+    /// Lets nobody in when no requirement or no admission was set. When the socket cannot be made, `onRefusal` is told
+    /// why, and it is tried again every second.
     void resume() override;
 
     /// Sends what is to be sent and ends the thread; nothing is served afterwards. May be called more than once.
     void stop();
 
+    /// As `stop`, but waits no longer than that. Returns whether the thread has ended; if not, it is stuck in the check
+    /// of a peer, and `stop` would wait for it.
+    bool stopsWithin(std::chrono::milliseconds patience);
+
 private:
     static constexpr std::size_t maximumConnections = 256;
 
+    void openEndpoint();
     void startAccepting();
     void acceptNext();
     void consider(FileDescriptor socket);
@@ -56,6 +64,8 @@ private:
     std::unique_ptr<DescriptorWatch> accepting_;
     std::set<std::shared_ptr<SocketConnection>> connections_; ///< The loop's thread only.
     std::thread thread_;
+    std::promise<void> threadEnd_;
+    std::future<void> threadEnded_ = threadEnd_.get_future();
 };
 
 } // namespace kelo

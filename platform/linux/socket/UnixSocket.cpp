@@ -70,10 +70,11 @@ FileDescriptor connect(int folder, const std::string& name) {
 
 Received receive(int socket, std::size_t maximumSize) {
     std::vector<std::uint8_t> message(maximumSize);
+    // A peer that has gone without reading everything is reported once, before what it sent until then.
     ssize_t length = 0;
     do
         length = recv(socket, message.data(), message.size(), MSG_TRUNC);
-    while (length < 0 && errno == EINTR);
+    while (length < 0 && (errno == EINTR || errno == ECONNRESET));
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return WouldBlock{};
     // An empty message reads like the end of the connection, and is as little use.

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <csignal>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -14,7 +16,8 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// What every main queue does is tested for all of them, in virtual time; this is what the event loop adds, in real time.
+// What every main queue does is tested for all of them, in virtual time; this is what the event loop adds, in real
+// time.
 
 class EventLoopTest : public ::testing::Test {
 protected:
@@ -131,6 +134,31 @@ TEST_F(EventLoopTest, ADescriptorCanBeWatchedForBothAtOnce) {
     write(far);
     run();
     EXPECT_THAT(trace, ElementsAre(2));
+}
+
+TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
+    const auto breaking = [this](int number) {
+        trace.push_back(number);
+        throw std::runtime_error("broken");
+    };
+    loop.post([&] { breaking(1); });
+    loop.post([&] {
+        trace.push_back(2);
+        throw 2; // NOLINT: no exception of the standard library's
+    });
+    const auto timer = loop.scheduleTimer(0.001, true, [&] { breaking(3); });
+    loop.postAfter(0.02, [this] { write(far); });
+    const auto watch = loop.watch(near.get(), EventLoop::Readiness::readable, [&] {
+        read(near);
+        loop.stop();
+        breaking(4);
+    });
+    run();
+    ASSERT_GE(trace.size(), 5U);
+    EXPECT_EQ(trace[0], 1);
+    EXPECT_EQ(trace[1], 2);
+    EXPECT_GE(std::count(trace.begin(), trace.end(), 3), 2) << "a repeating timer goes on";
+    EXPECT_EQ(trace.back(), 4);
 }
 
 TEST_F(EventLoopTest, ASignalArrivesAsAnEvent) {

@@ -116,6 +116,15 @@ TEST(RequestMessages, BytesThatAreNoMessageAreNone) {
     EXPECT_FALSE(decode(encodeMessage("text")));
 }
 
+TEST(RequestMessages, ANameThatIsThereTwiceIsNone) {
+    auto twice = encodeMessage({{"arguments", Message::array()}, {"number", 1U}, {"selector", "handBackWithReply:"}});
+    EXPECT_TRUE(decode(twice));
+    const auto again = encodeMessage({{"number", 2U}});
+    twice.insert(twice.end(), again.begin() + 1, again.end()); // without the head of its map
+    ++twice[0];                                                // which has a member more now
+    EXPECT_FALSE(decode(twice));
+}
+
 TEST(RequestMessages, DeepNestingIsNone) {
     EXPECT_FALSE(decode(Bytes(4000, 0x81))); // an array in an array in an array ...
     EXPECT_FALSE(decode(Bytes(4000, 0xA1))); // a map with a map as its key ...

@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <atomic>
 #include <future>
 #include <mutex>
+#include <stdexcept>
 
 #include "platform/linux/socket/RequestMessages.h"
 #include "platform/linux/socket/UnixSocket.h"
@@ -71,6 +73,8 @@ public:
 
     bool shouldAcceptNewConnection(IncomingConnection& connection) override {
         ++asked;
+        if (throws)
+            throw std::runtime_error("broken");
         if (refuses)
             return false;
         connection.exportObject(helper_);
@@ -84,6 +88,7 @@ public:
     std::atomic<int> departures = 0;
     std::atomic<int> interruptions = 0;
     std::atomic<bool> refuses = false;
+    std::atomic<bool> throws = false;
 
 private:
     std::shared_ptr<SlowHelper> helper_;
@@ -114,6 +119,10 @@ public:
             return std::nullopt;
         return messages::decodeReply(*reply, number, Request::helperVersion).value()[0].get<std::int64_t>();
     }
+    bool hasUnread() const {
+        pollfd waiting{.fd = descriptor(), .events = POLLIN, .revents = 0};
+        return poll(&waiting, 1, 0) == 1;
+    }
     bool isCutOff() { return !receive().has_value(); }
     void close() { socket_ = {}; }
     int descriptor() const { return socket_.get(); }
@@ -139,6 +148,7 @@ protected:
     /// What the listener is told about a peer: nothing means that it may come in.
     std::optional<std::string> check(const std::string& requirement) {
         EXPECT_EQ(requirement, "the requirement");
+        ++checks;
         const std::lock_guard lock(mutex);
         return refusal;
     }
@@ -148,6 +158,7 @@ protected:
     std::mutex mutex;
     std::optional<std::string> refusal;
     std::atomic<int> refusals = 0;
+    std::atomic<int> checks = 0; ///< That have begun.
     std::shared_ptr<SlowHelper> helper = std::make_shared<SlowHelper>();
     OpenDoor door{helper};
     SocketListener listener{folder.get(), "service.socket",
@@ -201,6 +212,59 @@ TEST_F(SocketListenerTest, AClientThatLeavesIsReportedOnceAndItsRepliesAreDroppe
     EXPECT_EQ(other.version(1), 6);
     EXPECT_EQ(door.departures, 1);
     EXPECT_EQ(door.interruptions, 0);
+}
+
+TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
+    for (const bool leavesUnread : {false, true}) {
+        RawClient client(folder.get());
+        EXPECT_EQ(client.version(1), 6);
+        if (leavesUnread) {
+            client.request(2, Request::helperVersion);
+            ASSERT_TRUE(eventually([&] { return client.hasUnread(); }));
+        }
+        std::unique_lock busy(mutex); // the listener is held up by the check of somebody else
+        const int before = checks;
+        const RawClient other(folder.get());
+        ASSERT_TRUE(eventually([&] { return checks > before; }));
+        client.request(3, Request::helperVersion); // its reply finds nobody
+        client.request(4, Request::handBack);
+        client.close();
+        busy.unlock();
+        EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
+        EXPECT_TRUE(eventually([&] { return door.departures == (leavesUnread ? 3 : 1); })) << leavesUnread;
+        helper->answerAll();
+    }
+}
+
+TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsTheClientAlone) {
+    door.throws = true;
+    EXPECT_TRUE(RawClient(folder.get()).isCutOff());
+    door.throws = false;
+    EXPECT_EQ(RawClient(folder.get()).version(1), 6);
+}
+
+TEST_F(SocketListenerTest, AListenerThatIsStuckInACheckCanBeLeftBehind) {
+    std::unique_lock busy(mutex);
+    const RawClient client(folder.get());
+    ASSERT_TRUE(eventually([&] { return checks == 1; }));
+    EXPECT_FALSE(listener.stopsWithin(std::chrono::milliseconds(20)));
+    busy.unlock();
+    EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(10)));
+    EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(0))); // it has ended
+}
+
+TEST_F(SocketListenerTest, ASocketThatCannotBeMadeIsTriedAgain) {
+    std::filesystem::create_directory(temporary / "other.socket"); // in its place
+    std::atomic<int> complaints = 0;
+    SocketListener second(
+        folder.get(), "other.socket", [this](int, const std::string& requirement) { return check(requirement); },
+        [&](const std::string&) { ++complaints; });
+    second.setAdmission(door);
+    second.setConnectionCodeSigningRequirement("the requirement");
+    second.resume();
+    EXPECT_EQ(complaints, 1);
+    std::filesystem::remove(temporary / "other.socket");
+    EXPECT_TRUE(eventually([&] { return unix_socket::connect(folder.get(), "other.socket").isValid(); }));
 }
 
 TEST_F(SocketListenerTest, BadInputCutsOffTheOffenderAlone) {
