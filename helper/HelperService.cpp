@@ -55,7 +55,7 @@ void HelperService::fetchSnapshot(DataReply reply) {
         std::optional<Data> snapshot;
         try {
             snapshot = service->makeSnapshot();
-        } catch (const SnapshotError&) {
+        } catch (const std::exception&) {
             // A reading that JSON cannot hold: there is no snapshot to send.
         }
         reply(std::move(snapshot));

@@ -157,6 +157,8 @@ void HardwareServer::clamshell(Client&, const Message&, const Answer& answer) {
 }
 
 void HardwareServer::registerPower(Client& client, const Message&, const Answer& answer) {
+    if (client.powerClient)
+        return answer(errorAnswer("This connection is registered already."));
     answer(done); // before the first message can be
     client.powerClient = power_.addClient([this, id = client.id](std::uint32_t message, std::int64_t notificationID) {
         if (const auto found = clients_.find(id); found != clients_.end())
@@ -198,8 +200,9 @@ void HardwareServer::lid(Client&, const Message& call, const Answer& answer) {
     answer(done);
 }
 
-void HardwareServer::sleep(Client&, const Message&, const Answer& answer) {
-    const bool begins = power_.sleep([this, answer](const RootPowerDomain::SleepReport& report) {
+void HardwareServer::sleep(Client&, const Message& call, const Answer& answer) {
+    const auto cause = call.value("now", false) ? RootPowerDomain::Cause::demand : RootPowerDomain::Cause::idleness;
+    const bool begins = power_.sleep(cause, [this, answer](const RootPowerDomain::SleepReport& report) {
         answer({{"seconds", report.seconds},
                 {"acknowledged", report.acknowledged},
                 {"missing", report.missing},

@@ -81,8 +81,8 @@ void show(bool asJSON) {
 
 void setLid(const std::string& state) { call({{"call", "lid"}, {"state", state}}); }
 
-void sleep() {
-    const auto report = call({{"call", "sleep"}});
+void sleep(bool now) {
+    const auto report = call({{"call", "sleep"}, {"now", now}});
     std::printf("asleep %.3f s after it was announced; %d client(s) acknowledged, %d did not\n",
                 report["seconds"].get<double>(), report["acknowledged"].get<int>(), report["missing"].get<int>());
     std::printf("when the last acknowledgement came:\n");

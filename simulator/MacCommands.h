@@ -22,8 +22,9 @@ void serve(const std::string& profile, double heatSpeed);
 
 void show(bool asJSON);
 void setLid(const std::string& state);
-/// Waits until every client has acknowledged, for up to 30 s in each of the two rounds.
-void sleep();
+/// Waits until every client has acknowledged, for up to 30 s in each of the two rounds; `now` leaves out the first,
+/// which asks whether the Mac may sleep.
+void sleep(bool now);
 void wake();
 void setLoad(double load);
 /// Holds a key at a value; none lets it go again.

@@ -28,12 +28,13 @@ void RootPowerDomain::acknowledge(int client, std::int64_t notificationID) {
     endRoundIfComplete();
 }
 
-bool RootPowerDomain::sleep(std::function<void(const SleepReport&)> onAsleep) {
+bool RootPowerDomain::sleep(Cause cause, std::function<void(const SleepReport&)> onAsleep) {
     if (state_ != State::awake)
         return false;
     onAsleep_ = std::move(onAsleep);
-    state_ = State::asking;
-    announce(canSystemSleep);
+    const bool asks = cause == Cause::idleness;
+    state_ = asks ? State::asking : State::announcing;
+    announce(asks ? canSystemSleep : systemWillSleep);
     return true;
 }
 
@@ -41,25 +42,27 @@ bool RootPowerDomain::wake() {
     if (state_ != State::asleep)
         return false;
     state_ = State::awake;
-    ++notificationID_;
-    const auto clients = clients_; // one may go away meanwhile
-    for (const auto& [client, send] : clients)
-        send(systemHasPoweredOn, notificationID_);
+    for (const auto message : {systemWillPowerOn, systemHasPoweredOn})
+        tell(message);
     return true;
 }
 
 void RootPowerDomain::announce(std::uint32_t message) {
-    ++notificationID_;
     roundStart_ = now_();
     acknowledged_ = 0;
     awaited_.clear();
     for (const auto& [client, send] : clients_)
         awaited_.insert(client);
     limit_ = queue_.scheduleTimer(patience, false, [this] { endRound(); });
-    const auto clients = clients_;
-    for (const auto& [client, send] : clients)
-        send(message, notificationID_);
+    tell(message);
     endRoundIfComplete();
+}
+
+void RootPowerDomain::tell(std::uint32_t message) {
+    const auto notificationID = ++notificationID_;
+    const auto clients = clients_; // one may go away meanwhile
+    for (const auto& [client, send] : clients)
+        send(message, notificationID);
 }
 
 void RootPowerDomain::endRoundIfComplete() {

@@ -18,6 +18,7 @@ public:
     static constexpr std::uint32_t canSystemSleep = 0xE0000270;
     static constexpr std::uint32_t systemWillSleep = 0xE0000280;
     static constexpr std::uint32_t systemHasPoweredOn = 0xE0000300;
+    static constexpr std::uint32_t systemWillPowerOn = 0xE0000320;
     /// Seconds after which a client that does not acknowledge is no longer waited for.
     static constexpr double patience = 30.0;
 
@@ -41,12 +42,16 @@ public:
 
     void acknowledge(int client, std::int64_t notificationID);
 
-    /// Asks everybody whether the system may sleep, then announces that it will; `onAsleep` is called when the last
-    /// acknowledgement has come, or is no longer waited for. Does nothing, and returns false, while asleep or about to
-    /// be.
-    bool sleep(std::function<void(const SleepReport&)> onAsleep);
+    enum class Cause {
+        idleness, ///< Everybody is asked first whether the system may sleep.
+        demand,   ///< As by the lid or the menu: it is only announced.
+    };
 
-    /// Announces that the system has powered on. Returns false while awake.
+    /// Announces that the system will sleep; `onAsleep` is called when the last acknowledgement has come, or is no
+    /// longer waited for. Does nothing, and returns false, while asleep or about to be.
+    bool sleep(Cause cause, std::function<void(const SleepReport&)> onAsleep);
+
+    /// Announces that the system will power on, and has. Returns false while awake.
     bool wake();
 
     bool isAsleep() const { return state_ == State::asleep; }
@@ -55,6 +60,7 @@ private:
     enum class State { awake, asking, announcing, asleep };
 
     void announce(std::uint32_t message);
+    void tell(std::uint32_t message);
     void endRoundIfComplete();
     void endRound();
 

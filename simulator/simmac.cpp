@@ -22,6 +22,7 @@ struct Arguments {
     std::string profile = "laptop";
     double heatSpeed = 1;
     bool isJSON = false;
+    bool isNow = false;
     std::string state;
     double load = 0;
     std::string key;
@@ -93,8 +94,10 @@ void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
         ->check(CLI::IsMember({"open", "close", "text"}));
     lid->callback([&] { action = [&] { mac_commands::setLid(arguments.state); }; });
 
-    app.add_subcommand("sleep", "Sends the Mac to sleep, and waits for every acknowledgement for up to 30 s.")
-        ->callback([&] { action = [] { mac_commands::sleep(); }; });
+    auto* sleep =
+        app.add_subcommand("sleep", "Sends the Mac to sleep, and waits for every acknowledgement for up to 30 s.");
+    sleep->add_flag("--now", arguments.isNow, "Without asking first, as the lid or the menu does");
+    sleep->callback([&] { action = [&] { mac_commands::sleep(arguments.isNow); }; });
     app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { mac_commands::wake(); }; });
 
     auto* load = app.add_subcommand("load", "Sets how hard the chip works.");

@@ -1,11 +1,11 @@
 #include "simulator/HardwareServer.h"
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <functional>
+#include <thread>
 
 #include "tests/support/MacUnderTest.h"
 
@@ -42,19 +42,29 @@ TEST_F(HardwareServerTest, ACallThatIsNoneIsAnsweredWithASentenceAndEndsNothing)
     EXPECT_TRUE(isServing());
 }
 
-/// Runs `work` as somebody without rights. Returns whether it told true.
-bool tellsAsNobody(const std::function<bool()>& work) {
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(setgid(65534) == 0 && setuid(65534) == 0 && work() ? 0 : 1);
-    int status = 1;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+TEST_F(HardwareServerTest, AConnectionRegistersForPowerOnceAndIsNotWaitedForAfterItsEnd) {
+    auto link = HardwareLink::connect(mac.folder());
+    EXPECT_EQ(link->call({{"call", "registerPower"}}), Message::object());
+    EXPECT_TRUE(link->call({{"call", "registerPower"}}).value().contains("error"));
+    EXPECT_EQ(mac.call({{"call", "show"}}).at("powerClients"), 1);
+    link.reset();
+    EXPECT_EQ(mac.call({{"call", "sleep"}}).at("acknowledged"), 0);
+}
+
+/// Runs `work` on a thread of somebody without rights: to the kernel, a user belongs to each thread.
+void asNobody(const std::function<void()>& work) {
+    std::thread([&] {
+        constexpr uid_t unchanged = static_cast<uid_t>(-1);
+        constexpr uid_t nobody = 65534;
+        ASSERT_EQ(syscall(SYS_setresuid, unchanged, nobody, unchanged), 0);
+        work();
+    }).join();
 }
 
 TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only the superuser can become somebody else";
-    EXPECT_TRUE(tellsAsNobody([this] { return isServing(); }));
+    asNobody([this] { EXPECT_TRUE(isServing()); });
     const Message drives[] = {
         {{"call", "set"}, {"key", "Tp09"}, {"value", 99}},
         {{"call", "lid"}, {"state", "close"}},
@@ -64,9 +74,10 @@ TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
         {{"call", "interfere"}, {"fan", 0}, {"speed", 1000}},
         {{"call", "fault"}, {"kind", "fail"}, {"n", 1}},
     };
-    for (const auto& drive : drives)
-        EXPECT_TRUE(tellsAsNobody([&] { return errorOf(drive) == "Only whoever runs the simulated Mac can do that."; }))
-            << drive;
+    asNobody([&] {
+        for (const auto& drive : drives)
+            EXPECT_EQ(errorOf(drive), "Only whoever runs the simulated Mac can do that.") << drive;
+    });
     EXPECT_NE(mac.call({{"call", "show"}}).at("lidClosed"), true);
 }
 

@@ -33,7 +33,7 @@ protected:
     }
     void acknowledge(const Client& client) { domain.acknowledge(client.number, client.lastID); }
     bool sleep() {
-        return domain.sleep([this](const auto& made) { report = made; });
+        return domain.sleep(RootPowerDomain::Cause::idleness, [this](const auto& made) { report = made; });
     }
 
     static constexpr auto can = RootPowerDomain::canSystemSleep;
@@ -112,9 +112,18 @@ TEST_F(RootPowerDomainTest, WakingIsToldToEverybodyAndNeedsNoAcknowledgement) {
     sleep();
     const auto client = addClient();
     EXPECT_TRUE(domain.wake());
-    EXPECT_THAT(client->messages, ElementsAre(on));
+    EXPECT_THAT(client->messages, ElementsAre(RootPowerDomain::systemWillPowerOn, on));
     EXPECT_FALSE(domain.isAsleep());
     EXPECT_FALSE(domain.wake());
+}
+
+TEST_F(RootPowerDomainTest, ADemandIsAnnouncedWithoutAQuestion) {
+    const auto client = addClient();
+    EXPECT_TRUE(domain.sleep(RootPowerDomain::Cause::demand, [this](const auto& made) { report = made; }));
+    EXPECT_THAT(client->messages, ElementsAre(will));
+    acknowledge(*client);
+    EXPECT_TRUE(domain.isAsleep());
+    EXPECT_EQ(report.value().acknowledged, 1);
 }
 
 TEST_F(RootPowerDomainTest, ASleepingOrFallingMacCannotBeSentToSleep) {
