@@ -1,6 +1,7 @@
 #include "platform/posix/StandardStreams.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +10,8 @@
 namespace kelo {
 
 namespace {
+
+constexpr int patience = 200; // milliseconds
 
 bool isClosed(int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno == EBADF; }
 
@@ -23,6 +26,10 @@ void StandardStreams::prepare() {
 }
 
 void StandardStreams::writeError(const std::string& bytes) {
+    // The log comes before the deed: without a limit, whoever stops reading would keep the fans from being handed back.
+    pollfd standardError{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+    if (poll(&standardError, 1, patience) == 0)
+        return;
     const auto written = write(STDERR_FILENO, bytes.data(), bytes.size());
     static_cast<void>(written);
 }

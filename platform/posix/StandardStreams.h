@@ -15,8 +15,8 @@ struct StandardStreams {
     /// end the process.
     static void prepare();
 
-    /// Hands `bytes` to standard error in one write. A failure is dropped: there is no place left to report it to. Any
-    /// thread.
+    /// Hands `bytes` to standard error in one write, and drops them when it has no room for 0.2 seconds. A failure is
+    /// dropped, too: there is no place left to report it to. Any thread.
     static void writeError(const std::string& bytes);
 };
 

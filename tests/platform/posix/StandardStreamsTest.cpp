@@ -94,6 +94,22 @@ TEST(StandardStreams, AReaderThatHasGoneDoesNotEndTheProcess) {
               0);
 }
 
+TEST(StandardStreams, AReaderThatHasStoppedReadingIsNotWaitedFor) {
+    EXPECT_EQ(inChild([] {
+                  std::array<int, 2> pipeEnds{};
+                  if (pipe(pipeEnds.data()) != 0 || dup2(pipeEnds[1], 2) != 2)
+                      return 1;
+                  fcntl(2, F_SETFL, O_NONBLOCK);
+                  while (write(2, "x", 1) == 1) {
+                  }
+                  fcntl(2, F_SETFL, 0);
+                  alarm(60); // ends a process that waits
+                  StandardStreams::writeError("nobody reads this\n");
+                  return 0;
+              }),
+              0);
+}
+
 TEST(StandardStreams, AClosedStandardErrorIsNoReasonToFail) {
     EXPECT_EQ(inChild([] {
                   close(2);
