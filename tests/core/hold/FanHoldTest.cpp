@@ -463,32 +463,5 @@ TEST_F(FanHoldTest, AHoldThatIsDroppedByItsObserverWhileItTicksLivesToTheEndOfTh
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, AHoldThatIsStoppedByItsObserverAsItResumesTakesNoFanAgain) {
-    clamshell.state = true;
-    startHold(0.5, true);
-    clamshell.state = false;
-    hold->onEvent = [this](const FanHold::Event& event) {
-        note(event.description());
-        if (event == FanHold::Event::resumed()) {
-            controller.setNumber("F0Tg", 1200); // would be repaired
-            hold->stop();
-        }
-    };
-    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}) + restoreFans() + Trace({"released"}));
-    EXPECT_FALSE(isAnyManual());
-}
-
-TEST_F(FanHoldTest, AHoldThatIsStoppedByItsObserverWhileTheSystemGoesToSleepStaysStopped) {
-    startHold(0.5);
-    hold->onEvent = [this](const FanHold::Event& event) {
-        note(event.description());
-        if (event == FanHold::Event::sleeping())
-            hold->stop();
-    };
-    power.send(willSleep, 7);
-    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"sleeping"}) + restoreFans() + Trace({"released"}));
-    EXPECT_EQ(power.registered(), 0U);
-}
-
 } // namespace
 } // namespace kelo
