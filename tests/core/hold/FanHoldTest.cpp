@@ -92,17 +92,28 @@ TEST_F(FanHoldTest, TheUnlockSwitchShowsInTheEvent) {
 }
 
 TEST_F(FanHoldTest, OneFanThatNeededTheSwitchIsEnoughWhicheverItIs) {
-    fans->unlockTimeout = 0.3;
-    controller.answer("F1Md", SMCCommand::writeBytes, 0x11);
+    // Of the exchanges of a start, which are all in the trace but for one key-info before each.
+    const int firstModeWrite = 2 * (1 + 5 + 5 + 1);                   // chip, both fans, mode
+    const int secondModeWrite = firstModeWrite + 2 * (1 + 1 + 1 + 1); // range, target, mode
     hold = makeHold(0.5);
-    EXPECT_THROW(hold->start(), FanError);
-    controller.clearFaults();
-    controller.setUnlockRule({true, 0.2});
+    controller.failExchange(firstModeWrite);
+    hold->start();
+    EXPECT_EQ(takeEffects(), Trace({"F0Md=1 refused", "Ftst=1", "F0Md=1", "F0Tg=3600.0", "F1Md=1", "F1Tg=3350.0",
+                                    "engaged(fraction: 0.5, neededUnlock: true)"}));
     hold->stop();
     takeTrace();
     hold = makeHold(0.5);
+    controller.failExchange(secondModeWrite);
     hold->start();
-    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: true)"}));
+    EXPECT_EQ(takeEffects(), Trace({"F0Md=1", "F0Tg=3600.0", "F1Md=1 refused", "Ftst=1", "F1Md=1", "F1Tg=3350.0",
+                                    "engaged(fraction: 0.5, neededUnlock: true)"}));
+}
+
+TEST_F(FanHoldTest, WhenNoFanNeededTheSwitchTheEventSaysSo) {
+    hold = makeHold(0.5);
+    hold->start();
+    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
+    EXPECT_EQ(controller.number("Ftst"), 0);
 }
 
 TEST_F(FanHoldTest, WithNoUsableFanItEngagesNothingAndTicksWriteNothing) {
