@@ -1,5 +1,7 @@
 // The input as the JSON of a snapshot.
 
+#include <optional>
+
 #include "fuzz/FuzzTarget.h"
 #include "protocol/FanSnapshot.h"
 
@@ -7,11 +9,16 @@ using kelo::FanSnapshot;
 using kelo::mustHold;
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::optional<FanSnapshot> snapshot;
     try {
-        const auto snapshot = FanSnapshot::decoded({data, data + size});
-        mustHold(FanSnapshot::decoded(snapshot.encoded()) == snapshot, "what was read can be written and read again");
+        snapshot = FanSnapshot::decoded({data, data + size});
     } catch (const kelo::SnapshotError&) {
-        // refused in so many words
+        return 0; // refused in so many words
     }
+    // From here on nothing may throw: what was read can be written and read again, unless it was so near to the limit
+    // that "1" becoming "1.0" is too much.
+    const auto json = snapshot->encoded();
+    if (json.size() <= FanSnapshot::maximumSize)
+        mustHold(FanSnapshot::decoded(json) == *snapshot, "what was read is written and read as the same");
     return 0;
 }

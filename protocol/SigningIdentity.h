@@ -23,7 +23,8 @@ struct SigningIdentity {
     static std::optional<std::string> ownTeamID(SigningInformation& information);
 
     /// The code-signing requirement that only code with this identifier and team satisfies. Neither is checked or
-    /// escaped: one that holds a double quote yields a text that does not parse, which admits nobody.
+    /// escaped, and neither may hold a double quote or a backslash: what follows one would be read as part of the
+    /// requirement, which may then admit other code instead of failing to parse.
     static std::string requirement(const std::string& identifier, const std::string& team);
 };
 

@@ -26,8 +26,13 @@ bool isModeKey(std::uint32_t code) {
     return name[0] == 'F' && name[1] >= '0' && name[1] <= '9' && name.ends_with("Md");
 }
 
+/// The whole number nearest to `value` in 0...`max`, which the caller's integer type holds; 0 for NaN.
+double wholeNumber(double value, double max) {
+    return std::isnan(value) ? 0.0 : std::clamp(std::round(value), 0.0, max);
+}
+
 void storeBigEndian16(std::uint8_t* bytes, double value) {
-    const auto raw = static_cast<std::uint16_t>(std::clamp(std::round(value), 0.0, 65535.0));
+    const auto raw = static_cast<std::uint16_t>(wholeNumber(value, 65535));
     bytes[0] = static_cast<std::uint8_t>(raw >> 8);
     bytes[1] = static_cast<std::uint8_t>(raw);
 }
@@ -114,7 +119,7 @@ void SimulatedController::setNumber(std::string_view name, double value) {
         break;
     }
     case smc_type::ui8:
-        bytes[0] = static_cast<std::uint8_t>(std::clamp(std::round(value), 0.0, 255.0));
+        bytes[0] = static_cast<std::uint8_t>(wholeNumber(value, 255));
         break;
     case smc_type::ui16:
         storeBigEndian16(bytes.data(), value);

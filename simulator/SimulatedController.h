@@ -72,8 +72,8 @@ public:
     /// The key itself, to look at or to change behind the controller's back. The key must exist.
     SimulatedKey& key(std::string_view name);
     const SimulatedKey& key(std::string_view name) const;
-    /// Decodes or encodes by the key's type, the fraction bits of "fpe2" included. The key must exist and hold a
-    /// number.
+    /// Decodes or encodes by the key's type, the fraction bits of "fpe2" included. A type that holds whole numbers is
+    /// given the nearest one in its range, and 0 for NaN. The key must exist and hold a number.
     double number(std::string_view name) const;
     void setNumber(std::string_view name, double value);
     std::vector<std::string> names() const;

@@ -112,13 +112,13 @@ void SimulatedMac::stepFan(std::size_t index, double seconds) {
     if (controller_.number(modeKey) == 0)
         publish(targetKey, automaticSpeed(profile_.fans[index], chipCelsius_));
     const double target = isAsleep_ ? 0.0 : controller_.number(targetKey);
-    if (std::isfinite(target))
-        fans_[index] += (target - fans_[index]) * (1 - std::exp(-seconds / fanInertia));
+    if (std::isfinite(target)) // and no fan turns backwards
+        fans_[index] += (std::max(target, 0.0) - fans_[index]) * (1 - std::exp(-seconds / fanInertia));
 }
 
 void SimulatedMac::stepChip(double seconds) {
     if (pinned_.contains(profile_.chipKey)) {
-        chipCelsius_ = controller_.number(profile_.chipKey);
+        takePinnedChip();
         return;
     }
     double air = 0; // 0...1, the mean of the fans' shares of their full speed
@@ -128,6 +128,16 @@ void SimulatedMac::stepChip(double seconds) {
     const double conductance = stillAirConductance + fanConductance * air;
     const double rest = ambientCelsius + power / conductance;
     chipCelsius_ += (rest - chipCelsius_) * (1 - std::exp(-seconds * heatSpeed_ * conductance / heatCapacity));
+}
+
+/// A reading that is no temperature, and a key that was taken away, leave the chip as warm as it was: it has to go on
+/// from there once the key is let go.
+void SimulatedMac::takePinnedChip() {
+    if (!controller_.has(profile_.chipKey))
+        return;
+    const double celsius = controller_.number(profile_.chipKey);
+    if (std::isfinite(celsius))
+        chipCelsius_ = celsius;
 }
 
 void SimulatedMac::publish() {

@@ -29,7 +29,8 @@ public:
     void setLoad(double load);
     double load() const { return load_; }
 
-    /// Holds a key at a value: physics no longer moves it. Defines it as a float if it does not exist.
+    /// Holds a key at a value: physics no longer moves it. Defines it as a float if it does not exist. A chip held at
+    /// what is no temperature keeps its warmth until it is let go.
     void pin(const std::string& key, double value);
     void unpin(const std::string& key);
 
@@ -52,6 +53,7 @@ private:
     void step(double seconds);
     void stepFan(std::size_t index, double seconds);
     void stepChip(double seconds);
+    void takePinnedChip();
     void publish();
     void publish(const std::string& key, double value);
 

@@ -33,11 +33,15 @@ void FanHold::start() {
     isHolding_ = true;
     if (mayHold()) {
         const bool neededUnlock = engage();
+        if (!isHolding_)
+            return;
         isEngaged_ = true;
         emit(Event::engaged(fraction_, neededUnlock));
     } else {
         emit(Event::yielded());
     }
+    if (!isHolding_)
+        return;
     watchPower();
     startTimer();
 }
@@ -85,9 +89,12 @@ bool FanHold::mayHold() {
 }
 
 /// Takes every fan to the held fraction. Returns whether any needed the unlock switch. The first refusal is thrown and
-/// leaves the fans after it alone. The caller keeps `isEngaged_`.
+/// leaves the fans after it alone. The caller keeps `isEngaged_`, and looks at `isHolding_` first: the observer of the
+/// evaluation may have ended the hold, and then no fan is taken.
 bool FanHold::engage() {
     const double fraction = heldFraction();
+    if (!isHolding_)
+        return false;
     bool neededUnlock = false;
     for (const auto& fan : controller_->fans()) {
         const bool unlocked = controller_->engageManual(fan.index);
@@ -116,9 +123,11 @@ bool FanHold::follow() {
     } catch (const FanError&) {
         return false; // the next tick tries again
     }
+    if (!isHolding_)
+        return false;
     isEngaged_ = true;
     emit(Event::resumed());
-    return isEngaged_; // the observer may have ended the hold
+    return isEngaged_;
 }
 
 /// One evaluation of the fraction to hold, which is also one chip reading and one step of easing.
@@ -153,14 +162,14 @@ void FanHold::reassertIfNeeded() {
     const auto fans = controller_->fans();
     const bool isAllManual = std::all_of(fans.begin(), fans.end(), [](const Fan& fan) { return fan.isManual; });
     const double fraction = heldFraction();
-    if (!isAnyTargetOff(fraction) && isAllManual)
+    if (!isHolding_ || (!isAnyTargetOff(fraction) && isAllManual))
         return;
     try {
         engage();
     } catch (const FanError&) {
         // The next tick tries again.
     }
-    if (!isAllManual)
+    if (isHolding_ && !isAllManual)
         emit(Event::reasserted());
 }
 
@@ -189,6 +198,7 @@ void FanHold::systemDidWake() {
     follow();
 }
 
+/// The observer may end the hold: whoever emits looks at `isHolding_` before it goes on.
 void FanHold::emit(const Event& event) {
     if (onEvent)
         onEvent(event);

@@ -44,8 +44,8 @@ public:
     /// Seconds between repairs. Read when `start()` makes the timer.
     double checkInterval = 2.0;
 
-    /// The one observer, called on the main thread within the step that the event belongs to. Events without an
-    /// observer are dropped.
+    /// The one observer, called on the main thread within the step that the event belongs to. It may stop the hold, and
+    /// the step then goes no further. Events without an observer are dropped.
     std::function<void(const Event&)> onEvent;
 
     /// Takes the fans, or yields at once if they may not be held now. To be called once. Blocks while the controller

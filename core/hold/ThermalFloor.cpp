@@ -27,7 +27,7 @@ std::optional<double> ThermalFloor::smoothed(std::span<const double> readings) {
 }
 
 double ThermalFloor::fraction(double chipCelsius) {
-    // Both comparisons are phrased so that NaN gives 0: an unknown temperature adds no air.
+    // Negated so that NaN ends here: an unknown temperature adds no air.
     if (!(chipCelsius > std::begin(curve)->celsius))
         return 0;
     if (!(chipCelsius < std::rbegin(curve)->celsius))

@@ -9,10 +9,10 @@
 /// failure it keeps what it held.
 ///
 /// Every function returns a status:
-///   0         success
-///   -2        the key's info could not be read: the exchange failed, or the controller refused (an unknown key,
-///   mostly) -3        no controller to open, a failed read or write exchange, or a type that has no float conversion
-///   1 to 255  the controller's own result byte for the read or the write
+/// - 0: success
+/// - -2: the key's info could not be read: the exchange failed, or the controller refused (an unknown key, mostly)
+/// - -3: no controller to open, a failed read or write exchange, or a type that has no float conversion
+/// - 1 to 255: the controller's own result byte for the read or the write
 ///
 /// One process-wide connection, no lock: callers serialise all use. Nothing here allocates, logs, throws or retries,
 /// and nothing is cached: each read and each write asks for the key's info first.

@@ -68,6 +68,16 @@ TEST(SigningIdentity, NothingIsEscaped) {
         "anchor apple generic and identifier \"x\" or anchor apple\" and certificate leaf[subject.OU] = \"a\\b\n\"");
 }
 
+TEST(SigningIdentity, QuotesThatPairUpAreNotEscapedEither) {
+    // Good requirements, some of them, and not the ones that were meant: keeping quotes out is the caller's part.
+    EXPECT_EQ(SigningIdentity::requirement(R"(a" or identifier "evil)", "T"),
+              R"(anchor apple generic and identifier "a" or identifier "evil" and certificate leaf[subject.OU] = "T")");
+    EXPECT_EQ(SigningIdentity::requirement("a", R"(T" or identifier "evil)"),
+              R"(anchor apple generic and identifier "a" and certificate leaf[subject.OU] = "T" or identifier "evil")");
+    EXPECT_EQ(SigningIdentity::requirement("a\"", "\"T"),
+              R"(anchor apple generic and identifier "a"" and certificate leaf[subject.OU] = ""T")");
+}
+
 class ScriptedSigning : public SigningInformation {
 public:
     std::optional<std::string> team;

@@ -192,6 +192,38 @@ TEST(FanSnapshotDecoding, FailsForAKeyThatAppearsTwice) {
     EXPECT_THAT(decodingError(bytes(json)), HasSubstr("the key \"addingAir\" appears twice"));
 }
 
+TEST(FanSnapshotDecoding, FailsForAKeyThatAppearsTwiceInOtherLetters) {
+    for (const auto* twin : {R"("\u0066anCount")", R"("fanCoun\u0074")", R"("\u0066\u0061\u006E\u0043ount")"}) {
+        auto json = text(heldSnapshot());
+        json.insert(json.size() - 1, std::string(",") + twin + ":2");
+        EXPECT_THAT(decodingError(bytes(json)), HasSubstr("the key \"fanCount\" appears twice")) << twin;
+    }
+}
+
+TEST(FanSnapshotDecoding, ReadsAKeyThatIsWrittenInEscapes) {
+    auto json = text(heldSnapshot());
+    json.replace(json.find("fanCount"), 8, R"(\u0066anCount)");
+    EXPECT_EQ(FanSnapshot::decoded(bytes(json)), heldSnapshot());
+}
+
+TEST(FanSnapshotDecoding, ReadsEveryCountThatIsASigned64BitInteger) {
+    const std::pair<const char*, std::int64_t> counts[] = {
+        {"-9223372036854775808", INT64_MIN}, {"9223372036854775807", INT64_MAX}, {"-1", -1}, {"-0", 0}};
+    for (const auto& [written, count] : counts) {
+        auto json = text(heldSnapshot());
+        json.replace(json.find(":1,"), 3, ":" + std::string(written) + ",");
+        auto expected = heldSnapshot();
+        expected.fanCount = count;
+        EXPECT_EQ(FanSnapshot::decoded(bytes(json)), expected) << written;
+        EXPECT_EQ(FanSnapshot::decoded(expected.encoded()), expected) << written;
+    }
+    for (const auto* tooMuch : {"-9223372036854775809", "9223372036854775808"}) {
+        auto json = text(heldSnapshot());
+        json.replace(json.find(":1,"), 3, ":" + std::string(tooMuch) + ",");
+        EXPECT_THAT(decodingError(bytes(json)), HasSubstr("\"fanCount\" has another type")) << tooMuch;
+    }
+}
+
 TEST(FanSnapshotDecoding, FailsForWhatIsNoObject) {
     for (const auto* json : {"[]", "1", "true", "null", "\"text\"", "[{}]"})
         EXPECT_THAT(decodingError(bytes(json)), HasSubstr("it is not an object")) << json;
@@ -225,6 +257,14 @@ TEST(FanSnapshotDecoding, FailsForDeepNesting) {
 TEST(FanSnapshotDecoding, FailsForMegabytes) {
     const std::string large = "{\"warmth\":\"" + std::string(4U << 20U, 'x') + "\"}";
     EXPECT_THAT(decodingError(bytes(large)), HasSubstr("larger than 65536 bytes"));
+}
+
+TEST(FanSnapshotDecoding, ReadsUpToTheLimitAndNoByteMore) {
+    auto json = text(heldSnapshot());
+    json.resize(65'536, ' ');
+    EXPECT_EQ(FanSnapshot::decoded(bytes(json)), heldSnapshot());
+    json.push_back(' ');
+    EXPECT_THAT(decodingError(bytes(json)), HasSubstr("larger than 65536 bytes"));
 }
 
 TEST(FanSnapshotDecoding, SurvivesAnyBytes) {

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <limits>
+
 #include "core/fan/FanController.h"
 #include "simulator/Profile.h"
 #include "tests/support/SMCFixture.h"
@@ -54,6 +56,21 @@ TEST_F(SimulatedControllerTest, ALieAboutSizeOrTypeShowsInTheKeyInfo) {
     EXPECT_EQ(smc_read_float("F0Ac", &value), -3);
     controller.clearFaults();
     EXPECT_EQ(smc_read_float("F0Ac", &value), 0);
+}
+
+TEST_F(SimulatedControllerTest, WholeNumbersSaturateAndNaNIsZero) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double infinity = std::numeric_limits<double>::infinity();
+    const std::pair<std::uint32_t, double> greatest[] = {
+        {smc_type::ui8, 255}, {smc_type::ui16, 65535}, {smc_type::fpe2, 65535 / 4.0}};
+    for (const auto& [type, most] : greatest) {
+        controller.defineNumber("F0Md", type, 7);
+        for (const auto& [set, held] :
+             {std::pair(nan, 0.0), {infinity, most}, {7.0, 7.0}, {-infinity, 0.0}, {-1.0, 0.0}, {1e9, most}}) {
+            controller.setNumber("F0Md", set);
+            EXPECT_EQ(controller.number("F0Md"), held) << set;
+        }
+    }
 }
 
 TEST_F(SimulatedControllerTest, AFaultCanBeBoundToAKeyACommandBothOrNeither) {

@@ -88,6 +88,45 @@ TEST_F(SimulatedMacTest, APinnedKeyStaysUntilItIsLetGo) {
     EXPECT_LT(number("Tp09"), 60);
 }
 
+TEST_F(SimulatedMacTest, AChipThatWasPinnedAtNoTemperatureGoesOnFromWhereItWas) {
+    mac.setLoad(1);
+    waitFor(600);
+    const double before = mac.chipCelsius();
+    for (const double nonsense : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+                                  -std::numeric_limits<double>::infinity()}) {
+        mac.pin("Tp09", nonsense);
+        waitFor(10);
+        EXPECT_FALSE(std::isfinite(number("Tp09")));
+        EXPECT_EQ(number("Ts0S"), static_cast<double>(static_cast<float>(25 + (before - 25) / 4)));
+        mac.unpin("Tp09");
+        EXPECT_EQ(mac.chipCelsius(), before);
+    }
+    mac.setLoad(0);
+    waitFor(600);
+    EXPECT_NEAR(number("Tp09"), 45, 2);
+    EXPECT_NEAR(number("F0Ac"), 1200, 1);
+}
+
+TEST_F(SimulatedMacTest, AKeyThatIsPinnedAndThenTakenAwayStopsNothing) {
+    mac.pin("Tp09", 96);
+    waitFor(10);
+    mac.controller().remove("Tp09");
+    waitFor(10);
+    EXPECT_EQ(mac.chipCelsius(), 96);
+    EXPECT_GT(number("F0Ac"), 5000); // the system's own control goes on
+}
+
+TEST_F(SimulatedMacTest, AFanWithATargetBelowZeroStandsStill) {
+    mac.interfereWithSpeed(0, -50'000);
+    mac.interfereWithSpeed(1, -50'000);
+    waitFor(60);
+    EXPECT_NEAR(number("F0Ac"), 0, 1);
+    mac.interfereWithMode(0, false);
+    mac.interfereWithMode(1, false);
+    waitFor(600);
+    EXPECT_NEAR(mac.chipCelsius(), 45, 2);
+}
+
 TEST_F(SimulatedMacTest, AKeyThatIsTakenAwayStaysAway) {
     mac.controller().remove("Tp09");
     mac.controller().remove("F0Ac");

@@ -26,9 +26,11 @@ inline Trace operator+(Trace first, const Trace& second) {
 
 /// A two-fan laptop with its lid and its power domain, in virtual time, and one trace of everything that is done to it.
 ///
-/// The trace holds, in their order: what the controller is asked and told ("Tp09?", "F0Md=1", "F0Tg=3600.0"), lid
-/// queries
-/// ("lid?"), acknowledgements of sleep ("allow 7"), and whatever the test notes.
+/// The trace holds, in their order:
+/// - what the controller is asked and told ("Tp09?", "F0Md=1", "F0Tg=3600.0")
+/// - queries of the lid ("lid?")
+/// - acknowledgements of sleep ("allow 7")
+/// - whatever the test notes
 class MachineFixture : public FanFixture {
 protected:
     MachineFixture() {

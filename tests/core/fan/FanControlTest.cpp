@@ -93,6 +93,14 @@ TEST_F(FanControl, TheUnlockTimeoutIsHonoured) {
     EXPECT_EQ(system.sleeps, 3);
 }
 
+TEST_F(FanControl, AtTheDeadlineItselfNothingIsTriedAnyMore) {
+    controller.setUnlockRule({true, 0.1}); // it would be granted then
+    fans.unlockTimeout = 0.1;
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
+    EXPECT_EQ(now, 0.1);
+    EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01 -> 0x82"));
+}
+
 TEST_F(FanControl, ASwitchThatRefusesDoesNotKeepTheRetriesFromBeingMade) {
     controller.answer("Ftst", std::nullopt, 0x84);
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
@@ -145,8 +153,10 @@ TEST_F(FanControl, ATargetNeedsRootAndTouchesNothingWithout) {
 }
 
 TEST_F(FanControl, ATargetForAFanWithoutAValidRangeIsNoFans) {
-    controller.setNumber("F0Mx", 1200);
-    EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans());
+    for (const double max : {1200.0, 1199.5, -6000.0}) { // empty, and inverted
+        controller.setNumber("F0Mx", max);
+        EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans()) << max;
+    }
     controller.setNumber("F0Mx", std::numeric_limits<double>::quiet_NaN());
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans());
     controller.remove("F0Mx");

@@ -66,6 +66,29 @@ TEST_F(FanControllerCreation, DestroyingItClosesTheConnection) {
     EXPECT_EQ(exchange.opens(), 1);
 }
 
+TEST_F(FanControllerCreation, OneFanIsHandedBackAlone) {
+    controller.setNumber("FNum", 1);
+    FanController fans(system);
+    controller.clearLog();
+    fans.restoreAuto();
+    EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write Ftst 00"));
+}
+
+TEST_F(FanControllerCreation, AsManyFansAsAByteCountsAreEachAskedForAndHandedBack) {
+    controller.setNumber("FNum", 255);
+    FanController fans(system);
+    EXPECT_EQ(fans.fanCount(), 255);
+    controller.clearLog();
+    const auto usable = fans.fans();
+    ASSERT_EQ(usable.size(), 2U);
+    EXPECT_EQ(usable[1].index, 1);
+    EXPECT_EQ(controller.texts().back(), "info F254 -> 0x84"); // a key has no room for the rest of the name
+    controller.clearLog();
+    fans.restoreAuto();
+    EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write F1Md 00", "write Ftst 00"));
+    EXPECT_EQ(controller.texts(SMCCommand::readKeyInfo).size(), 256U);
+}
+
 class FanReadings : public FanFixture {
 protected:
     FanController fans{system};

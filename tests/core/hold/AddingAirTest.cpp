@@ -55,42 +55,80 @@ TEST_F(AddingAir, ItStartsOnlyMoreThanAThousandthAboveTheAskedFraction) {
     EXPECT_TRUE(hold->isAddingAir());
 }
 
-TEST_F(AddingAir, TheHeldFractionFallsByDoublesExactly) {
-    // One reading in the history, so that the floor follows the chip at once.
+TEST_F(AddingAir, TheHeldFractionFallsByOneStepForEachEvaluationDownToTheAskedOne) {
     setChip(96);
     startHold(0.3);
-    // From here on the smoothed temperature would fall slowly; make it fall at once by taking the sensor's history
-    // over.
-    double held = 0.5;
-    setChip(-1000);
-    for (int step = 0; step < 4; ++step) {
-        tick(); // reveals the drift with one step, and takes the fans one step further down
-        held = held - 0.02;
-        held = held - 0.02;
-        EXPECT_EQ(takeEffects(), takeFans(held)) << step;
-    }
-    EXPECT_EQ(held, 0.5 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02 - 0.02);
+    setChip(-1000); // with this the mean is far below the curve
+    // A tick reveals the drift with one step, and takes the fans one step further down: 0.46, 0.42, 0.38, 0.34.
+    EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3408.0", "F1Md=1", "F1Tg=3178.0"}));
+    EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3216.0", "F1Md=1", "F1Tg=3006.0"}));
+    EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3024.0", "F1Md=1", "F1Tg=2834.0"}));
+    EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=2832.0", "F1Md=1", "F1Tg=2662.0"}));
+    EXPECT_TRUE(hold->isAddingAir());
+    // The tenth step would be 0.2999999999999998.
+    EXPECT_EQ(effectsOfTick(), Trace({"backToAsked", "F0Md=1", "F0Tg=2640.0", "F1Md=1", "F1Tg=2490.0"}));
+    EXPECT_FALSE(hold->isAddingAir());
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
 TEST_F(AddingAir, ItEndsAtTheFirstEvaluationThatIsNoMoreThanAThousandthAbove) {
+    const double ninthStep = 0.31999999999999984; // from 0.5
+    const double thousandthBelow = ninthStep - 0.001;
+    ASSERT_EQ(thousandthBelow + 0.001, ninthStep);
     setChip(96);
-    startHold(0.3);
-    setChip(-1000); // the mean is far below the curve from the next reading on
-    Trace events;
-    double held = 0.5;
-    int evaluations = 0;
-    while (events.empty() && evaluations < 40) {
+    startHold(thousandthBelow);
+    setChip(-1000);
+    for (int i = 0; i < 4; ++i)
         tick();
-        events = takeEvents();
-        evaluations += 2;
-        held -= 0.04;
-    }
-    // 0.5, then ten falls of 0.02: 0.48 ... 0.30000000000000016, of which the tenth is back.
-    EXPECT_EQ(events, Trace({"backToAsked"}));
-    EXPECT_EQ(evaluations, 10);
-    EXPECT_FALSE(hold->isAddingAir());
-    EXPECT_EQ(controller.number("F0Tg"),
-              static_cast<double>(static_cast<float>(FanMath::target(1200, 6000, std::fmax(0.3, held)))));
+    takeTrace();
+    tick(); // the ninth step reveals the drift and is back already; the tenth takes the fans
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?", "backToAsked"}) + readFans() +
+                               Trace({"Tp09?"}) + readFans() + takeFansWithReads(thousandthBelow));
+}
+
+TEST_F(AddingAir, ItGoesOnWhileItIsAnythingMoreThanAThousandthAbove) {
+    const double ninthStep = 0.31999999999999984;
+    const double lower = std::nextafter(ninthStep - 0.001, 0.0);
+    ASSERT_LT(lower + 0.001, ninthStep);
+    setChip(96);
+    startHold(lower);
+    setChip(-1000);
+    for (int i = 0; i < 4; ++i)
+        tick();
+    takeTrace();
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?"}) + readFans() +
+                               Trace({"Tp09?", "backToAsked"}) + readFans() + takeFansWithReads(lower));
+}
+
+TEST_F(AddingAir, ItsEndIsAnnouncedBeforeTheWritesOfARepairAndTheRepairAfterThem) {
+    setChip(96);
+    startHold(0.49);
+    setChip(-1000);
+    controller.setNumber("F1Md", 0);
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?", "backToAsked"}) + readFans() +
+                               Trace({"Tp09?"}) + readFans() + takeFansWithReads(0.49) + Trace({"reasserted"}));
+}
+
+TEST_F(AddingAir, ItMayBeginInTheTickThatResumes) {
+    clamshell.state = true;
+    startHold(0.3, true);
+    clamshell.state = false;
+    setChip(96);
+    tick();
+    EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?", "addingAir(fraction: 0.5)"}) + readFans() + takeFansWithReads(0.5) +
+                               Trace({"resumed"}) + readFans() + Trace({"Tp09?"}) + readFans());
+}
+
+TEST_F(AddingAir, ItMayBeginInTheWakeThatResumes) {
+    startHold(0.3);
+    power.send(willSleep, 7);
+    setChip(45 + 51 * 2); // the mean with the one before is 96
+    takeTrace();
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeTrace(), Trace({"woke", "lid?", "Tp09?", "addingAir(fraction: 0.5)"}) + readFans() +
+                               takeFansWithReads(0.5) + Trace({"resumed"}));
 }
 
 TEST_F(AddingAir, OnARangeOf1000RPMEverySecondStepIsWritten) {
@@ -141,12 +179,11 @@ TEST_F(AddingAir, TheHistoryHoldsEightReadings) {
     for (int i = 0; i < 20; ++i)
         tick();
     takeTrace();
-    // Seven readings of 80 and one of 160 have a mean of 90; with a ninth one it would be below 89.
-    setChip(152.1);
+    // Seven readings of 80 and one of 180 have a mean of 92.5, half-way between 89 and 96. One reading less or more
+    // would make it 94.3 or 91.1.
+    setChip(180);
     tick();
-    const double mean = (7 * 80 + 152.1) / 8;
-    EXPECT_NEAR(mean, 89.01, 0.01);
-    EXPECT_TRUE(hold->isAddingAir());
+    EXPECT_EQ(takeEvents(), Trace({"addingAir(fraction: 0.27)"}));
 }
 
 TEST_F(AddingAir, AMissingReadingLeavesTheOlderOnesServing) {

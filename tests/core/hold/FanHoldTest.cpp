@@ -92,17 +92,28 @@ TEST_F(FanHoldTest, TheUnlockSwitchShowsInTheEvent) {
 }
 
 TEST_F(FanHoldTest, OneFanThatNeededTheSwitchIsEnoughWhicheverItIs) {
-    fans->unlockTimeout = 0.3;
-    controller.answer("F1Md", SMCCommand::writeBytes, 0x11);
+    // Of the exchanges of a start, which are all in the trace but for one key-info before each.
+    const int firstModeWrite = 2 * (1 + 5 + 5 + 1);                   // chip, both fans, mode
+    const int secondModeWrite = firstModeWrite + 2 * (1 + 1 + 1 + 1); // range, target, mode
     hold = makeHold(0.5);
-    EXPECT_THROW(hold->start(), FanError);
-    controller.clearFaults();
-    controller.setUnlockRule({true, 0.2});
+    controller.failExchange(firstModeWrite);
+    hold->start();
+    EXPECT_EQ(takeEffects(), Trace({"F0Md=1 refused", "Ftst=1", "F0Md=1", "F0Tg=3600.0", "F1Md=1", "F1Tg=3350.0",
+                                    "engaged(fraction: 0.5, neededUnlock: true)"}));
     hold->stop();
     takeTrace();
     hold = makeHold(0.5);
+    controller.failExchange(secondModeWrite);
     hold->start();
-    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: true)"}));
+    EXPECT_EQ(takeEffects(), Trace({"F0Md=1", "F0Tg=3600.0", "F1Md=1 refused", "Ftst=1", "F1Md=1", "F1Tg=3350.0",
+                                    "engaged(fraction: 0.5, neededUnlock: true)"}));
+}
+
+TEST_F(FanHoldTest, WhenNoFanNeededTheSwitchTheEventSaysSo) {
+    hold = makeHold(0.5);
+    hold->start();
+    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
+    EXPECT_EQ(controller.number("Ftst"), 0);
 }
 
 TEST_F(FanHoldTest, WithNoUsableFanItEngagesNothingAndTicksWriteNothing) {
@@ -461,33 +472,6 @@ TEST_F(FanHoldTest, AHoldThatIsDroppedByItsObserverWhileItTicksLivesToTheEndOfTh
     };
     EXPECT_EQ(effectsOfTick(), restoreFans() + Trace({"yielded"}));
     EXPECT_THAT(effectsOfTick(), IsEmpty());
-}
-
-TEST_F(FanHoldTest, AHoldThatIsStoppedByItsObserverAsItResumesTakesNoFanAgain) {
-    clamshell.state = true;
-    startHold(0.5, true);
-    clamshell.state = false;
-    hold->onEvent = [this](const FanHold::Event& event) {
-        note(event.description());
-        if (event == FanHold::Event::resumed()) {
-            controller.setNumber("F0Tg", 1200); // would be repaired
-            hold->stop();
-        }
-    };
-    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}) + restoreFans() + Trace({"released"}));
-    EXPECT_FALSE(isAnyManual());
-}
-
-TEST_F(FanHoldTest, AHoldThatIsStoppedByItsObserverWhileTheSystemGoesToSleepStaysStopped) {
-    startHold(0.5);
-    hold->onEvent = [this](const FanHold::Event& event) {
-        note(event.description());
-        if (event == FanHold::Event::sleeping())
-            hold->stop();
-    };
-    power.send(willSleep, 7);
-    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"sleeping"}) + restoreFans() + Trace({"released"}));
-    EXPECT_EQ(power.registered(), 0U);
 }
 
 } // namespace

@@ -51,6 +51,16 @@ TEST_F(PowerWatchTest, SleepIsNotHeldUpByACallbackThatThrows) {
     EXPECT_THAT(trace, ElementsAre("allow 7"));
 }
 
+TEST_F(PowerWatchTest, AWakeCallbackThatThrowsAnswersNothingAndLeavesTheWatchAtWork) {
+    watch = std::make_shared<PowerWatch>(
+        power, [this] { trace.push_back("willSleep"); }, [] { throw std::runtime_error("broken"); });
+    watch->start();
+    EXPECT_THROW(power.send(0xE0000300, 7), std::runtime_error);
+    EXPECT_THAT(trace, IsEmpty());
+    power.send(0xE0000280, 8);
+    EXPECT_THAT(trace, ElementsAre("willSleep", "allow 8"));
+}
+
 TEST_F(PowerWatchTest, ACanSleepMessageIsAcknowledgedAndRunsNothing) {
     watch->start();
     power.send(0xE0000270, 8);
@@ -92,6 +102,14 @@ TEST_F(PowerWatchTest, StoppingTwiceOrWithoutAStartDoesNothing) {
     watch->stop();
     EXPECT_EQ(power.registrations(), 1);
     power.send(0xE0000280, 1);
+    EXPECT_THAT(trace, IsEmpty());
+}
+
+TEST_F(PowerWatchTest, AQuestionThatWasUnderWayWhenTheWatchStoppedIsNotAnswered) {
+    watch->start();
+    watch->stop();
+    power.send(0xE0000270, 1);
+    powerCallback(watch.get(), 0, 0xE0000270, nullptr); // there is nothing left to answer through
     EXPECT_THAT(trace, IsEmpty());
 }
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <vector>
@@ -91,6 +93,39 @@ TEST(ThermalFloor, FallingIsLimitedToOneStep) {
     EXPECT_EQ(ThermalFloor::eased(0.5, 0.1), 0.5 - 0.02);
     EXPECT_EQ(ThermalFloor::eased(0.5, 0.5 - 0.02), 0.5 - 0.02);
     EXPECT_EQ(ThermalFloor::eased(0.01, 0.0), 0.0);
+}
+
+TEST(ThermalFloor, FallingStepByStepIsExactToTheLastBit) {
+    const double steps[] = {0.48,
+                            0.45999999999999996,
+                            0.43999999999999995,
+                            0.41999999999999993,
+                            0.3999999999999999,
+                            0.3799999999999999,
+                            0.3599999999999999,
+                            0.33999999999999986,
+                            0.31999999999999984,
+                            0.2999999999999998,
+                            0.2799999999999998,
+                            0.2599999999999998,
+                            0.2399999999999998,
+                            0.2199999999999998,
+                            0.19999999999999982,
+                            0.17999999999999983,
+                            0.15999999999999984,
+                            0.13999999999999985,
+                            0.11999999999999984,
+                            0.09999999999999984,
+                            0.07999999999999984,
+                            0.05999999999999983,
+                            0.03999999999999983,
+                            0.019999999999999827,
+                            0.0};
+    double held = 0.5;
+    for (const double step : steps) {
+        held = ThermalFloor::eased(held, 0.0);
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(held), std::bit_cast<std::uint64_t>(step)) << held << " for " << step;
+    }
 }
 
 TEST(ThermalFloor, FromFullSpeedToZeroTakesFiftySteps) {

@@ -1,0 +1,144 @@
+// A hold that is asked for, reads or finds numbers that are none, and fans that come and go.
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "tests/core/hold/HoldFixture.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::IsEmpty;
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+class UnknownNumbers : public HoldFixture {
+protected:
+    static Trace takeFirstFan(const std::string& speed) { return {"F0Md=1", "F0Tg=" + speed}; }
+};
+
+// --- an asked fraction that is no number
+
+TEST_F(UnknownNumbers, AnUnknownFractionHoldsAtTheFloorAsSoonAsThereIsAReading) {
+    hold = makeHold(nan);
+    hold->start();
+    EXPECT_EQ(takeEffects(),
+              Trace({"F0Md=1", "F0Tg=1200.0", "F1Md=1", "F1Tg=1200.0", "engaged(fraction: nan, neededUnlock: false)"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    setChip(45 + 51 * 3); // the mean with the two before is 96
+    EXPECT_EQ(effectsOfTick().at(1), "F0Tg=6000.0");
+    EXPECT_FALSE(hold->isAddingAir()); // nothing is more than what was asked
+}
+
+TEST_F(UnknownNumbers, AnUnknownFractionWithoutAReadingIsWrittenAsItIs) {
+    controller.remove("Tp09");
+    hold = makeHold(nan);
+    hold->start();
+    EXPECT_EQ(takeEffects(),
+              Trace({"F0Md=1", "F0Tg=nan", "F1Md=1", "F1Tg=nan", "engaged(fraction: nan, neededUnlock: false)"}));
+    EXPECT_FALSE(hold->isAddingAir());
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    // An unknown target is off by nothing, so that only what takes the fans for another reason replaces it.
+    controller.defineNumber("Tp09", smc_type::flt, 45);
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    controller.setNumber("F1Md", 0);
+    EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=1200.0", "F1Md=1", "F1Tg=1200.0", "reasserted"}));
+    EXPECT_FALSE(hold->isAddingAir());
+}
+
+// --- chip readings that are no temperatures
+
+TEST_F(UnknownNumbers, AnInfiniteReadingHoldsFullSpeedUntilItHasLeftTheHistory) {
+    startHold(0.3);
+    setChip(infinity);
+    EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 1.0)"}) + takeFans(1));
+    setChip(45);
+    for (int reading = 1; reading < 8; ++reading)
+        EXPECT_THAT(effectsOfTick(), IsEmpty()) << reading;
+    EXPECT_EQ(effectsOfTick(), takeFans(0.96));
+    EXPECT_TRUE(hold->isAddingAir());
+}
+
+TEST_F(UnknownNumbers, AReadingOfMinusInfinityHasNoFloorUntilItHasLeftTheHistory) {
+    setChip(96);
+    startHold(0.42);
+    setChip(-infinity);
+    EXPECT_EQ(effectsOfTick(), takeFans(0.46));
+    setChip(96);
+    EXPECT_EQ(effectsOfTick(), Trace({"backToAsked"}) + takeFans(0.42));
+    for (int reading = 3; reading < 8; ++reading)
+        EXPECT_THAT(effectsOfTick(), IsEmpty()) << reading;
+    EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 0.5)"}) + takeFans(0.5));
+}
+
+TEST_F(UnknownNumbers, InfinitiesOfBothSignsHaveNoFloor) {
+    startHold(0.3);
+    setChip(infinity);
+    tick();
+    setChip(-infinity);
+    EXPECT_EQ(effectsOfTick(), takeFans(0.96));
+}
+
+// --- targets that are none
+
+TEST_F(UnknownNumbers, AnUnknownTargetIsNoDrift) {
+    startHold(0.5);
+    controller.setNumber("F0Tg", nan);
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    controller.setNumber("F1Tg", 1200); // the other fan's is, and takes both
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5));
+}
+
+TEST_F(UnknownNumbers, AnInfiniteTargetIsDrift) {
+    startHold(0.5);
+    for (const double target : {infinity, -infinity}) {
+        controller.setNumber("F0Tg", target);
+        EXPECT_EQ(effectsOfTick(), takeFans(0.5)) << target;
+    }
+}
+
+TEST_F(UnknownNumbers, AFanWhoseTargetCannotBeReadIsJudgedByItsSpeed) {
+    startHold(0.5);
+    controller.answer("F0Tg", SMCCommand::readBytes, 0x84);
+    controller.setNumber("F0Ac", 3600 + 25);
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    controller.setNumber("F0Ac", 3600 + 26);
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5));
+}
+
+// --- fans that come and go
+
+TEST_F(UnknownNumbers, AFanThatVanishesIsLeftAloneAndTheOtherIsHeldOn) {
+    startHold(0.5);
+    controller.remove("F1Ac");
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    controller.setNumber("F0Md", 0);
+    controller.setNumber("F1Tg", 1200);
+    EXPECT_EQ(effectsOfTick(), takeFirstFan("3600.0") + Trace({"reasserted"}));
+    hold->stop();
+    EXPECT_FALSE(isAnyManual()); // the one that was not seen is handed back all the same
+}
+
+TEST_F(UnknownNumbers, AFanThatAppearsIsTakenAndThatIsARepair) {
+    controller.remove("F1Ac");
+    hold = makeHold(0.5);
+    hold->start();
+    EXPECT_EQ(takeEffects(), takeFirstFan("3600.0") + Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
+    controller.defineNumber("F1Ac", smc_type::flt, 1200);
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"reasserted"}));
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+}
+
+TEST_F(UnknownNumbers, AFanThatWasAwayAndIsStillHeldIsNotTakenAgain) {
+    startHold(0.5);
+    controller.remove("F1Ac");
+    tick();
+    controller.defineNumber("F1Ac", smc_type::flt, 3350);
+    EXPECT_THAT(effectsOfTick(), IsEmpty());
+    EXPECT_TRUE(isManual(1));
+}
+
+} // namespace
+} // namespace kelo
