@@ -23,6 +23,7 @@ protected:
         platform.onStep = [this](const std::string& step) { note(step); };
         platform.output.onMessage = platform.onStep;
         platform.stopSignals.onStep = platform.onStep;
+        platform.files.onStep = platform.onStep;
         platform.signing.onQuery = [this] { note("own team?"); };
     }
 
@@ -48,7 +49,8 @@ protected:
 
 TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
     start();
-    EXPECT_THAT(takeTrace(), ElementsAre("FNum?", "listener for app.kelo.helper", "own team?",
+    EXPECT_THAT(takeTrace(), ElementsAre("FNum?", "own executable?", "watch " + *platform.files.executable,
+                                         "listener for app.kelo.helper", "listener: admission", "own team?",
                                          "listener: requirement " + std::string(requirement),
                                          "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.",
                                          "ignore 15", "deliver 15", "ignore 2", "deliver 2", "listener: resume",
@@ -61,7 +63,8 @@ TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
     platform.signing.team.reset();
     start();
     EXPECT_THAT(takeTrace(),
-                ElementsAre("FNum?", "listener for app.kelo.helper", "own team?",
+                ElementsAre("FNum?", "own executable?", "watch " + *platform.files.executable,
+                            "listener for app.kelo.helper", "listener: admission", "own team?",
                             "[ERROR] listener: This helper isn't signed, so there is no one it can safely trust.",
                             "ignore 15", "deliver 15", "ignore 2", "deliver 2"));
     EXPECT_FALSE(platform.listener->isResumed);
@@ -82,7 +85,8 @@ TEST_F(HelperProcessTest, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
     platform.files.executable.reset();
     start();
     const auto trace = takeTrace();
-    EXPECT_EQ(trace.at(1), "[ERROR] listener: Couldn't find our own executable; an update won't replace this process "
+    EXPECT_EQ(trace.at(1), "own executable?");
+    EXPECT_EQ(trace.at(2), "[ERROR] listener: Couldn't find our own executable; an update won't replace this process "
                            "until restart.");
     EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
     EXPECT_EQ(platform.files.sources(), 0);
