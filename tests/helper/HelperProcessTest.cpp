@@ -12,7 +12,9 @@ namespace kelo {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Optional;
 
 const char* const requirement =
     R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345")";
@@ -148,6 +150,73 @@ TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
     queue.runFor(0.3);
     EXPECT_EQ(takeEffects().back(), "exit 0");
     EXPECT_FALSE(isAnyManual());
+}
+
+/// What ends a process ends it: nothing runs after its exit.
+class EndingProcessTest : public HelperProcessTest {
+protected:
+    struct Exited {};
+
+    EndingProcessTest() {
+        platform.onStep = [this](const std::string& step) {
+            note(step);
+            if (step.starts_with("exit"))
+                throw Exited();
+        };
+    }
+
+    static Trace leaving() {
+        return restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+               Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"});
+    }
+};
+
+TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
+    const auto client = startAndHold();
+    ReplyProbe<> probe("standDown");
+    client->object->standDown(probe.reply());
+    queue.runFor(0.1);
+    takeTrace();
+    EXPECT_THROW(platform.stopSignals.send(SIGTERM), Exited);
+    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] listener: Asked to stop."}) + leaving());
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(EndingProcessTest, TheFirstOfTwoStandDownsSetsTheTime) {
+    const auto client = startAndHold();
+    const Trace accepted = {"[NOTICE] service: A newer Kelo asked us to stand down."};
+    for (int i = 0; i < 2; ++i) {
+        ReplyProbe<> probe("standDown");
+        client->object->standDown(probe.reply());
+        EXPECT_TRUE(probe.isAnswered());
+        EXPECT_EQ(takeTrace(), accepted);
+        queue.runFor(0.149);
+    }
+    EXPECT_TRUE(isAnyManual());
+    EXPECT_THROW(queue.runFor(0.002), Exited);
+    EXPECT_EQ(takeEffects(), leaving());
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(EndingProcessTest, AStopSignalBehindHoldsThatAreBeingUnlockedComesAfterEachOfThemIsRefused) {
+    start();
+    const auto client = platform.listener->connect();
+    controller.setUnlockRule({true, 1e9});
+    queue.runReady();
+    takeTrace();
+    std::vector<ReplyProbe<std::optional<std::string>>> probes(3);
+    for (auto& probe : probes)
+        client->object->hold(0.5, false, probe.reply());
+    queue.post([this] { platform.stopSignals.send(SIGTERM); });
+    const double start = now;
+    EXPECT_THROW(queue.runFor(60), Exited);
+    for (const auto& probe : probes)
+        EXPECT_THAT(probe.value(), Optional(HasSubstr("refused to hand over the fan (code 0x82)")));
+    EXPECT_NEAR(now - start, 3 * 4.0, 0.5); // each of them blocks the main thread for as long as it tries
+    EXPECT_EQ(controller.number("Ftst"), 0);
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_EQ(takeLogs(),
+              Trace({"[NOTICE] listener: Asked to stop.", "[NOTICE] service: Handed the fan back on the way out."}));
 }
 
 } // namespace

@@ -239,6 +239,49 @@ TEST_F(HelperServiceTest, ANewHoldStopsTheRunningOneFirst) {
     EXPECT_EQ(power.registered(), 1U);
 }
 
+TEST_F(HelperServiceTest, ANewHoldWhileTheLidHasTheFanYieldsLikeTheOldOne) {
+    makeService();
+    hold(0.5, true);
+    clamshell.state = true;
+    queue.runFor(2);
+    takeTrace();
+    EXPECT_EQ(hold(0.25, true), std::nullopt);
+    EXPECT_EQ(takeEffects(),
+              restoreFans() + Trace({"[NOTICE] service: hold: released", "[NOTICE] service: hold: yielded"}));
+    clamshell.state = false;
+    queue.runFor(2);
+    EXPECT_EQ(takeEffects(), takeFans(0.25) + Trace({"[NOTICE] service: hold: resumed"}));
+    EXPECT_EQ(queue.liveTimers(), 1);
+    EXPECT_EQ(power.registered(), 1U);
+}
+
+TEST_F(HelperServiceTest, ANewHoldThatIgnoresTheLidTakesTheFansFromIt) {
+    makeService();
+    hold(0.5, true);
+    clamshell.state = true;
+    queue.runFor(2);
+    takeTrace();
+    EXPECT_EQ(hold(0.25, false), std::nullopt);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + takeFans(0.25) +
+                                 Trace({"[NOTICE] service: hold: engaged(fraction: 0.25, neededUnlock: false)"}));
+    EXPECT_FALSE(snapshot().lidHasFan);
+}
+
+TEST_F(HelperServiceTest, ANewHoldInPlaceOfOneThatIsAsleepKnowsOfNoSleep) {
+    makeService();
+    hold(0.5);
+    power.send(willSleep, 7);
+    takeTrace();
+    EXPECT_EQ(hold(0.25), std::nullopt);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + takeFans(0.25) +
+                                 Trace({"[NOTICE] service: hold: engaged(fraction: 0.25, neededUnlock: false)"}));
+    EXPECT_EQ(power.registered(), 1U); // it hears of the next sleep, and of the wake
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] service: hold: woke"}));
+    power.send(willSleep, 8);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: sleeping", "allow 8"}));
+}
+
 TEST_F(HelperServiceTest, AHoldThatCannotStartRepliesTheErrorAndLogsNothing) {
     makeService();
     const struct {
