@@ -130,6 +130,7 @@ void SimulatedController::setNumber(std::string_view name, double value) {
     default:
         throw std::invalid_argument(std::string(name) + " does not hold a number");
     }
+    followUnlockSwitch(codeOf(name));
 }
 
 std::vector<std::string> SimulatedController::names() const {
@@ -226,12 +227,17 @@ void SimulatedController::writeBytes(const SMCKeyData& request, SimulatedKey& ke
         return;
     }
     std::copy_n(request.bytes, std::min<std::size_t>(key.size, key.bytes.size()), key.bytes.begin());
-    if (request.key == smcCode("Ftst")) {
-        if (request.bytes[0] == 0)
-            unlockedSince_.reset();
-        else if (!unlockedSince_)
-            unlockedSince_ = now_();
-    }
+    followUnlockSwitch(request.key);
+}
+
+/// Whoever has changed a key, the switch takes effect by what it holds now.
+void SimulatedController::followUnlockSwitch(std::uint32_t changed) {
+    if (changed != smcCode("Ftst"))
+        return;
+    if (keys_.at(changed).bytes[0] == 0)
+        unlockedSince_.reset();
+    else if (!unlockedSince_)
+        unlockedSince_ = now_();
 }
 
 bool SimulatedController::grantsManualMode() const {

@@ -73,7 +73,8 @@ public:
     SimulatedKey& key(std::string_view name);
     const SimulatedKey& key(std::string_view name) const;
     /// Decodes or encodes by the key's type, the fraction bits of "fpe2" included. A type that holds whole numbers is
-    /// given the nearest one in its range, and 0 for NaN. The key must exist and hold a number.
+    /// given the nearest one in its range, and 0 for NaN. The key must exist and hold a number. The unlock switch takes
+    /// effect as if it had been written.
     double number(std::string_view name) const;
     void setNumber(std::string_view name, double value);
     std::vector<std::string> names() const;
@@ -117,6 +118,7 @@ private:
     void readKeyInfo(const SimulatedKey& key, SMCKeyData& reply) const;
     void readBytes(const SMCKeyData& request, const SimulatedKey& key, SMCKeyData& reply) const;
     void writeBytes(const SMCKeyData& request, SimulatedKey& key, SMCKeyData& reply);
+    void followUnlockSwitch(std::uint32_t changed);
     bool grantsManualMode() const;
     std::uint32_t announcedSize(std::uint32_t code, const SimulatedKey& key) const;
 

@@ -7,12 +7,12 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool isAddressSanitized = true;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool isSanitized = true;
 #elif defined(__has_feature)
-constexpr bool isAddressSanitized = __has_feature(address_sanitizer);
+constexpr bool isSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 #else
-constexpr bool isAddressSanitized = false;
+constexpr bool isSanitized = false;
 #endif
 
 class BadInput : public EndToEnd {
@@ -40,13 +40,23 @@ protected:
         const auto descriptors = "/proc/" + std::to_string(world.helper().number()) + "/fd";
         return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(descriptors), {}));
     }
-    /// Kilobytes of memory that the helper occupies.
+    /// Kilobytes of memory that the helper has taken and nobody else shares, counted page by page.
     long helperMemory() const {
-        std::ifstream status("/proc/" + std::to_string(world.helper().number()) + "/status");
-        for (std::string line; std::getline(status, line);)
-            if (line.starts_with("VmRSS:"))
-                return std::stol(line.substr(6));
+        std::ifstream pages("/proc/" + std::to_string(world.helper().number()) + "/smaps_rollup");
+        for (std::string line; std::getline(pages, line);)
+            if (line.starts_with("Anonymous:"))
+                return std::stol(line.substr(10));
+        ADD_FAILURE() << "the helper's memory cannot be told";
         return 0;
+    }
+    /// Opens and drops connections and waits until the helper is rid of them. Returns by how many kilobytes that let
+    /// it grow.
+    long growthBy(RawClient& client, int connections, std::size_t descriptors) {
+        const auto before = helperMemory();
+        const auto count = std::to_string(connections);
+        EXPECT_EQ(client.perform("churn " + count), count);
+        EXPECT_TRUE(waitUntil([&] { return helperDescriptors() <= descriptors; }, 60)) << helperDescriptors();
+        return helperMemory() - before;
     }
 
     std::unique_ptr<RawClient> holding;
@@ -87,17 +97,15 @@ TEST_F(BadInput, AFloodWithoutReadingRepliesCutsOff) {
 }
 
 TEST_F(BadInput, AThousandConnectionsLeaveNothingBehind) {
+    const auto descriptors = helperDescriptors(); // with the holding client's
     const auto client = startRawClient();
-    EXPECT_EQ(client->perform("churn 50"), "50"); // what the helper needs once is there now
-    EXPECT_TRUE(waitUntil([&] { return client->connect() && client->ask(Request::helperVersion)[0] == 6; }, 60));
-    client->perform("close");
-    const auto descriptors = helperDescriptors();
-    const auto memory = helperMemory();
-    EXPECT_EQ(client->perform("churn 1000"), "1000");
-    EXPECT_TRUE(waitUntil([&] { return helperDescriptors() <= descriptors; }, 60)) << helperDescriptors();
-    // The address sanitizer keeps freed memory for a while; there the helper's end tells, which fails for a leak.
-    if (!isAddressSanitized) {
-        EXPECT_LT(helperMemory(), memory + 8 * 1024);
+    growthBy(*client, 200, descriptors); // what the helper needs once, and the room that its heap gets used to
+    const auto first = growthBy(*client, 500, descriptors);
+    const auto second = growthBy(*client, 500, descriptors);
+    // What is lost is lost by each of them; what only settles is not. Memory comes in pages: 48 kB in 500 connections
+    // are less than 100 bytes for each, and a helper that keeps nothing grows by a page or two.
+    if (!isSanitized) { // sanitizers keep freed memory for a while; with the address sanitizer the end fails for a leak
+        EXPECT_LT(std::min(first, second), 48) << first << " kB, then " << second << " kB";
     }
     expectThatNothingElseHappened();
     world.helper().signal(SIGTERM);

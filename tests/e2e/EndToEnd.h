@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <sstream>
@@ -83,6 +86,9 @@ class EndToEnd : public ::testing::Test {
 protected:
     static constexpr const char* team = "ABCDE12345";
     static constexpr const char* appIdentifier = "app.kelo.Kelo";
+    static constexpr const char* disconnected =
+        "[NOTICE] service: Last client disconnected; handing the fan back shortly.";
+    static constexpr const char* handedBack = "[NOTICE] service: Fan handed back to macOS after the client went away.";
 
     EndToEnd() {
         install(KELO_HELPER, Installation::helperName);
@@ -141,17 +147,38 @@ protected:
         return client;
     }
 
-    /// Waits until the controller has been told something, such as "Ftst" 1.
-    bool waitForWrite(const std::string& key, int value) {
-        return waitUntil(
-            [&] {
-                const auto mac = world.mac();
-                for (const auto& write : mac["writes"])
-                    if (write["key"] == key && write["bytes"][0] == value)
-                        return true;
-                return false;
-            },
-            10);
+    /// How often the controller has been told something, such as "Ftst" 1, and has done it.
+    std::ptrdiff_t countWrites(const std::string& key, int value) {
+        const auto writes = world.mac()["writes"];
+        return std::count_if(writes.begin(), writes.end(),
+                             [&](const auto& write) { return write["key"] == key && write["bytes"][0] == value; });
+    }
+    /// Waits until the controller has done it, `count` times if given.
+    bool waitForWrite(const std::string& key, int value, std::ptrdiff_t count = 1) {
+        return waitUntil([&] { return countWrites(key, value) >= count; }, 10);
+    }
+
+    /// The helper's own times of every line of this text: whole seconds, rounded down. Unlike the moments at which a
+    /// test gets to see the lines, they do not depend on what else the machine has to do.
+    std::vector<std::time_t> logTimes(const std::string& line) {
+        std::vector<std::time_t> times;
+        std::istringstream log(world.helper().errors());
+        for (std::string logged; std::getline(log, logged);) {
+            std::tm time{};
+            if (logged.substr(logged.find(' ') + 1) == line && strptime(logged.c_str(), "%Y-%m-%dT%H:%M:%SZ ", &time))
+                times.push_back(timegm(&time));
+        }
+        return times;
+    }
+    /// The grace period of 8 seconds lies between the one departure that started it and the one hand-back. Virtual time
+    /// shows the 8 seconds exactly; a process on a busy machine gets two more.
+    void expectOneGracePeriod() {
+        const auto left = logTimes(disconnected);
+        const auto ended = logTimes(handedBack);
+        ASSERT_EQ(left.size(), 1U);
+        ASSERT_EQ(ended.size(), 1U);
+        EXPECT_GE(ended[0] - left[0], 8);
+        EXPECT_LE(ended[0] - left[0], 10);
     }
 
     /// Ends the helper by a signal and checks the promise of every way out.

@@ -79,6 +79,34 @@ TEST_F(ClientLifetime, AClientThatReturnsJustTooLateFindsTheFanHandedBack) {
     EXPECT_FALSE(isAnyManual());
 }
 
+TEST_F(ClientLifetime, AClientThatArrivesInTheTurnInWhichTheGracePeriodEndsIsCountedAfterTheHandBack) {
+    holdWithOneClient();
+    leave();
+    queue.postAfter(8, [this] { service->clientArrived(); });
+    queue.runFor(8);
+    EXPECT_EQ(takeLogs(), Trace({disconnected, released, handedBack}));
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    takeTrace();
+    arrive();
+    leave();
+    EXPECT_THAT(takeLogs(), IsEmpty()); // the first of the two is still there
+    leave();
+    EXPECT_EQ(takeLogs(), Trace({disconnected}));
+}
+
+TEST_F(ClientLifetime, AClientThatArrivedBeforeTheGracePeriodEndedKeepsTheHoldAlsoWhenBothAreSeenLate) {
+    holdWithOneClient();
+    leave();
+    queue.postAfter(7.9, [this] {
+        service->clientArrived(); // on the listener's thread, while the main thread
+        system.sleep(1);          // is busy beyond the end
+    });
+    queue.runFor(8);
+    queue.runFor(60);
+    EXPECT_EQ(takeLogs(), Trace({disconnected}));
+    EXPECT_TRUE(isManual(0));
+}
+
 TEST_F(ClientLifetime, TheGracePeriodStartsAnewWithEachDeparture) {
     holdWithOneClient();
     leave();

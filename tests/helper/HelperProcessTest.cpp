@@ -12,7 +12,9 @@ namespace kelo {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Optional;
 
 const char* const requirement =
     R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345")";
@@ -23,6 +25,7 @@ protected:
         platform.onStep = [this](const std::string& step) { note(step); };
         platform.output.onMessage = platform.onStep;
         platform.stopSignals.onStep = platform.onStep;
+        platform.files.onStep = platform.onStep;
         platform.signing.onQuery = [this] { note("own team?"); };
     }
 
@@ -48,7 +51,8 @@ protected:
 
 TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
     start();
-    EXPECT_THAT(takeTrace(), ElementsAre("FNum?", "listener for app.kelo.helper", "own team?",
+    EXPECT_THAT(takeTrace(), ElementsAre("FNum?", "own executable?", "watch " + *platform.files.executable,
+                                         "listener for app.kelo.helper", "listener: admission", "own team?",
                                          "listener: requirement " + std::string(requirement),
                                          "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.",
                                          "ignore 15", "deliver 15", "ignore 2", "deliver 2", "listener: resume",
@@ -61,7 +65,8 @@ TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
     platform.signing.team.reset();
     start();
     EXPECT_THAT(takeTrace(),
-                ElementsAre("FNum?", "listener for app.kelo.helper", "own team?",
+                ElementsAre("FNum?", "own executable?", "watch " + *platform.files.executable,
+                            "listener for app.kelo.helper", "listener: admission", "own team?",
                             "[ERROR] listener: This helper isn't signed, so there is no one it can safely trust.",
                             "ignore 15", "deliver 15", "ignore 2", "deliver 2"));
     EXPECT_FALSE(platform.listener->isResumed);
@@ -82,7 +87,8 @@ TEST_F(HelperProcessTest, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
     platform.files.executable.reset();
     start();
     const auto trace = takeTrace();
-    EXPECT_EQ(trace.at(1), "[ERROR] listener: Couldn't find our own executable; an update won't replace this process "
+    EXPECT_EQ(trace.at(1), "own executable?");
+    EXPECT_EQ(trace.at(2), "[ERROR] listener: Couldn't find our own executable; an update won't replace this process "
                            "until restart.");
     EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
     EXPECT_EQ(platform.files.sources(), 0);
@@ -144,6 +150,73 @@ TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
     queue.runFor(0.3);
     EXPECT_EQ(takeEffects().back(), "exit 0");
     EXPECT_FALSE(isAnyManual());
+}
+
+/// What ends a process ends it: nothing runs after its exit.
+class EndingProcessTest : public HelperProcessTest {
+protected:
+    struct Exited {};
+
+    EndingProcessTest() {
+        platform.onStep = [this](const std::string& step) {
+            note(step);
+            if (step.starts_with("exit"))
+                throw Exited();
+        };
+    }
+
+    static Trace leaving() {
+        return restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+               Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"});
+    }
+};
+
+TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
+    const auto client = startAndHold();
+    ReplyProbe<> probe("standDown");
+    client->object->standDown(probe.reply());
+    queue.runFor(0.1);
+    takeTrace();
+    EXPECT_THROW(platform.stopSignals.send(SIGTERM), Exited);
+    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] listener: Asked to stop."}) + leaving());
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(EndingProcessTest, TheFirstOfTwoStandDownsSetsTheTime) {
+    const auto client = startAndHold();
+    const Trace accepted = {"[NOTICE] service: A newer Kelo asked us to stand down."};
+    for (int i = 0; i < 2; ++i) {
+        ReplyProbe<> probe("standDown");
+        client->object->standDown(probe.reply());
+        EXPECT_TRUE(probe.isAnswered());
+        EXPECT_EQ(takeTrace(), accepted);
+        queue.runFor(0.149);
+    }
+    EXPECT_TRUE(isAnyManual());
+    EXPECT_THROW(queue.runFor(0.002), Exited);
+    EXPECT_EQ(takeEffects(), leaving());
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(EndingProcessTest, AStopSignalBehindHoldsThatAreBeingUnlockedComesAfterEachOfThemIsRefused) {
+    start();
+    const auto client = platform.listener->connect();
+    controller.setUnlockRule({true, 1e9});
+    queue.runReady();
+    takeTrace();
+    std::vector<ReplyProbe<std::optional<std::string>>> probes(3);
+    for (auto& probe : probes)
+        client->object->hold(0.5, false, probe.reply());
+    queue.post([this] { platform.stopSignals.send(SIGTERM); });
+    const double start = now;
+    EXPECT_THROW(queue.runFor(60), Exited);
+    for (const auto& probe : probes)
+        EXPECT_THAT(probe.value(), Optional(HasSubstr("refused to hand over the fan (code 0x82)")));
+    EXPECT_NEAR(now - start, 3 * 4.0, 0.5); // each of them blocks the main thread for as long as it tries
+    EXPECT_EQ(controller.number("Ftst"), 0);
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_EQ(takeLogs(),
+              Trace({"[NOTICE] listener: Asked to stop.", "[NOTICE] service: Handed the fan back on the way out."}));
 }
 
 } // namespace

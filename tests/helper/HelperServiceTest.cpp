@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <limits>
 
 #include "protocol/FanSnapshot.h"
@@ -238,6 +239,49 @@ TEST_F(HelperServiceTest, ANewHoldStopsTheRunningOneFirst) {
     EXPECT_EQ(power.registered(), 1U);
 }
 
+TEST_F(HelperServiceTest, ANewHoldWhileTheLidHasTheFanYieldsLikeTheOldOne) {
+    makeService();
+    hold(0.5, true);
+    clamshell.state = true;
+    queue.runFor(2);
+    takeTrace();
+    EXPECT_EQ(hold(0.25, true), std::nullopt);
+    EXPECT_EQ(takeEffects(),
+              restoreFans() + Trace({"[NOTICE] service: hold: released", "[NOTICE] service: hold: yielded"}));
+    clamshell.state = false;
+    queue.runFor(2);
+    EXPECT_EQ(takeEffects(), takeFans(0.25) + Trace({"[NOTICE] service: hold: resumed"}));
+    EXPECT_EQ(queue.liveTimers(), 1);
+    EXPECT_EQ(power.registered(), 1U);
+}
+
+TEST_F(HelperServiceTest, ANewHoldThatIgnoresTheLidTakesTheFansFromIt) {
+    makeService();
+    hold(0.5, true);
+    clamshell.state = true;
+    queue.runFor(2);
+    takeTrace();
+    EXPECT_EQ(hold(0.25, false), std::nullopt);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + takeFans(0.25) +
+                                 Trace({"[NOTICE] service: hold: engaged(fraction: 0.25, neededUnlock: false)"}));
+    EXPECT_FALSE(snapshot().lidHasFan);
+}
+
+TEST_F(HelperServiceTest, ANewHoldInPlaceOfOneThatIsAsleepKnowsOfNoSleep) {
+    makeService();
+    hold(0.5);
+    power.send(willSleep, 7);
+    takeTrace();
+    EXPECT_EQ(hold(0.25), std::nullopt);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + takeFans(0.25) +
+                                 Trace({"[NOTICE] service: hold: engaged(fraction: 0.25, neededUnlock: false)"}));
+    EXPECT_EQ(power.registered(), 1U); // it hears of the next sleep, and of the wake
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] service: hold: woke"}));
+    power.send(willSleep, 8);
+    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: sleeping", "allow 8"}));
+}
+
 TEST_F(HelperServiceTest, AHoldThatCannotStartRepliesTheErrorAndLogsNothing) {
     makeService();
     const struct {
@@ -418,26 +462,83 @@ TEST_F(HelperServiceTest, EveryRequestInTheQueueIsAnsweredWhenTheServiceIsGone) 
     EXPECT_EQ(takeTrace(), Trace({"exit 0"}));
 }
 
-TEST_F(HelperServiceTest, EveryRequestIsAnsweredOnceInEveryState) {
-    const std::function<void()> states[] = {
-        [] {},
-        [this] { hold(0.5, true); },
-        [this] { clamshell.state = true, queue.runFor(2); },
-        [this] { power.send(willSleep, 7); },
-        [this] { power.send(hasPoweredOn); },
-        [this] { controller.answer("F0Md", SMCCommand::writeBytes, 0x84); },
-        [this] { exchange.isRoot = false; },
-        [this] { controller.answer(std::nullopt, std::nullopt, 0x84); },
+/// What a request may find, and whatever it finds, it is answered once.
+class EveryStateTest : public ServiceFixture {
+protected:
+    struct Situation {
+        const char* name;
+        std::function<void()> enter; ///< From a fresh hold of one client, which hands back on lid close.
+        std::function<bool()> isEntered;
+        bool canHold = true; ///< Whether a new hold can start.
     };
-    makeService();
-    for (const auto& enter : states) {
-        enter();
-        fetchSnapshot(); // each of them checks its reply
-        hold(0.5, true);
-        fetchSnapshot();
-        handBack();
-        helperVersion();
+
+    std::vector<Situation> situations() {
+        return {
+            {"idle", [this] { handBack(); }, [this] { return power.registered() == 0 && !isAnyManual(); }},
+            {"engaged", [] {}, [this] { return power.registered() == 1 && isManual(0) && isManual(1); }},
+            {"yielded", [this] { clamshell.state = true, tick(); }, [this] { return hasLogged("hold: yielded"); }},
+            {"asleep", [this] { power.send(willSleep, 7); }, [this] { return hasLogged("hold: sleeping"); }},
+            {"woken", [this] { power.send(willSleep, 7), power.send(hasPoweredOn); },
+             [this] { return hasLogged("hold: woke") && hasLogged("hold: resumed") && isManual(0); }},
+            {"orphaned", [this] { leave(), tick(); },
+             [this] { return hasLogged("Last client disconnected; handing the fan back shortly."); }},
+            {"refused", [this] { controller.answer("F0Md", SMCCommand::writeBytes, 0x84), loseFan(); },
+             [this] { return hasLogged("hold: reasserted") && !isManual(0); }, false},
+            {"without rights", [this] { system.root = false, loseFan(); },
+             [this] { return hasLogged("hold: reasserted") && !isManual(0); }, false},
+            {"unanswered", [this] { controller.answer(std::nullopt, std::nullopt, 0x84); },
+             [this] { return snapshot().fanCount == 0; }},
+        };
     }
+
+    /// Each checks that it is answered once, and how.
+    std::vector<std::pair<const char*, std::function<void(const Situation&)>>> requests() {
+        return {
+            {"helperVersion", [this](const Situation&) { EXPECT_EQ(helperVersion(), 6); }},
+            {"fetchSnapshot", [this](const Situation&) { EXPECT_NE(fetchSnapshot(), std::nullopt); }},
+            {"hold", [this](const Situation& found) { EXPECT_EQ(hold(0.25, true) == std::nullopt, found.canHold); }},
+            {"handBack", [this](const Situation&) { EXPECT_EQ(handBack(), std::nullopt); }},
+            {"standDown", [this](const Situation&) { standDown(); }},
+        };
+    }
+
+    void startAndHold() {
+        controller.clearFaults();
+        system.root = true;
+        clamshell.state = false;
+        makeService();
+        arrive();
+        EXPECT_EQ(hold(0.5, true), std::nullopt);
+        takeTrace();
+        logs_.clear();
+    }
+
+private:
+    void tick() { queue.runFor(2); }
+    /// Another program takes a fan, and the repair shows what has become of the hold.
+    void loseFan() {
+        controller.setNumber("F0Md", 0);
+        tick();
+    }
+    bool hasLogged(const std::string& line) {
+        logs_ = logs_ + takeLogs();
+        return std::find(logs_.begin(), logs_.end(), "[NOTICE] service: " + line) != logs_.end();
+    }
+
+    Trace logs_;
+};
+
+TEST_F(EveryStateTest, EveryRequestIsAnsweredOnce) {
+    for (const auto& situation : situations())
+        for (const auto& [request, make] : requests()) {
+            SCOPED_TRACE(std::string(request) + ", " + situation.name);
+            startAndHold();
+            situation.enter();
+            EXPECT_TRUE(situation.isEntered());
+            make(situation);
+            queue.runFor(0.3); // a second answer would come by now, as does the end after a stand-down
+            service.reset();
+        }
 }
 
 TEST_F(HelperServiceTest, RequestsAreCarriedOutInTheirOrder) {

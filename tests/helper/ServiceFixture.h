@@ -67,13 +67,6 @@ protected:
         queue.runReady();
     }
 
-    /// The log lines of the trace since it was taken last.
-    Trace takeLogs() {
-        auto logs = takeTrace();
-        std::erase_if(logs, [](const std::string& entry) { return entry.front() != '['; });
-        return logs;
-    }
-
     RecordingOutput output;
     std::shared_ptr<HelperService> service;
 };

@@ -113,6 +113,18 @@ TEST_F(SimulatedControllerTest, ManualModeIsGrantedOnlySomeTimeAfterTheSwitch) {
     EXPECT_EQ(smc_write_u8("F0Md", 0), 0); // giving back is never refused
 }
 
+TEST_F(SimulatedControllerTest, TheSwitchTakesEffectAlsoWhenItIsTurnedBehindTheControllersBack) {
+    controller.defineNumber("F0Md", smc_type::ui8, 0);
+    controller.defineNumber("Ftst", smc_type::ui8, 0);
+    controller.setUnlockRule({true, 1.0});
+    controller.setNumber("Ftst", 1);
+    EXPECT_EQ(smc_write_u8("F0Md", 1), SimulatedController::modeRefused);
+    now = 1.0;
+    EXPECT_EQ(smc_write_u8("F0Md", 1), 0);
+    controller.setNumber("Ftst", 0);
+    EXPECT_EQ(smc_write_u8("F0Md", 1), SimulatedController::modeRefused);
+}
+
 TEST_F(SimulatedControllerTest, TheLogHoldsRequestAndReplyWithTheirTime) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     now = 12.5;

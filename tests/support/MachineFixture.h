@@ -57,6 +57,12 @@ protected:
         std::erase_if(effects, [](const std::string& entry) { return entry.find('?') != std::string::npos; });
         return effects;
     }
+    /// What was noted of the helper's log.
+    Trace takeLogs() {
+        auto logs = takeTrace();
+        std::erase_if(logs, [](const std::string& entry) { return entry.front() != '['; });
+        return logs;
+    }
     Trace takeEvents() {
         auto events = takeEffects();
         std::erase_if(events, [](const std::string& entry) { return entry.find('=') != std::string::npos; });

@@ -15,15 +15,22 @@ class ScriptedFileEvents : public FileEvents {
 public:
     std::optional<std::string> executable = "/Library/PrivilegedHelperTools/app.kelo.helper";
     bool canOpen = true;
+    /// Called with each step on the main thread: "own executable?", "watch /path".
+    std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
-    std::optional<std::string> ownExecutable() override { return executable; }
+    std::optional<std::string> ownExecutable() override {
+        onStep("own executable?");
+        return executable;
+    }
 
     std::optional<FileIdentity> identify(const std::string& path) const override {
         const std::lock_guard lock(mutex_);
         return path == executable ? file_ : std::nullopt;
     }
 
-    [[nodiscard]] std::unique_ptr<FileEventSource> watch(const std::string&, std::function<void()> onEvent) override {
+    [[nodiscard]] std::unique_ptr<FileEventSource> watch(const std::string& path,
+                                                         std::function<void()> onEvent) override {
+        onStep("watch " + path);
         if (!canOpen)
             return nullptr;
         auto handler = std::make_shared<std::function<void()>>(std::move(onEvent));

@@ -42,13 +42,16 @@ public:
 /// A listener in memory: connections are presented by hand.
 class ScriptedListener : public Listener {
 public:
-    /// Called with each step: "requirement ...", "resume".
+    /// Called with each step: "admission", "requirement ...", "resume".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
     ConnectionAdmission* admission = nullptr;
     std::optional<std::string> requirement;
     bool isResumed = false;
 
-    void setAdmission(ConnectionAdmission& decides) override { admission = &decides; }
+    void setAdmission(ConnectionAdmission& decides) override {
+        admission = &decides;
+        onStep("admission");
+    }
     void setConnectionCodeSigningRequirement(const std::string& text) override {
         requirement = text;
         onStep("requirement " + text);

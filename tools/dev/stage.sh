@@ -76,16 +76,21 @@ rehearse() {
   "$(built release rehearse)" "$1" --timeline "$1/timeline.svg"
 }
 
-# Leaves the simulated Mac and the helper running until Ctrl-C.
+# Leaves the simulated Mac and the helper running until Ctrl-C, or until the helper ends.
 stay() {
-  local folder=$1 mac helper
-  "$folder/simmac" serve &
+  local folder=$1 mac='' helper=''
+  if "$folder/simmac" show >/dev/null 2>&1; then fail "a simulated Mac is running in $folder already"; fi
+  # A terminal's Ctrl-C goes to all that runs in the script's process group. In sessions of their own, the two end when
+  # and in the order in which they are asked to.
+  trap 'end_stay' INT TERM HUP
+  setsid "$folder/simmac" serve &
   mac=$!
-  until "$folder/simmac" show >/dev/null 2>&1; do sleep 0.1; done
-  "$folder/app.kelo.helper" &
+  until "$folder/simmac" show >/dev/null 2>&1; do
+    kill -0 "$mac" 2>/dev/null || fail "the simulated Mac does not come up"
+    sleep 0.1
+  done
+  setsid "$folder/app.kelo.helper" &
   helper=$!
-  # One after the other: the helper hands the fan back to a Mac that is still there.
-  trap 'kill $helper 2>/dev/null; wait $helper; kill $mac 2>/dev/null; wait $mac; exit 0' INT TERM
   cat <<EOF
 
 The simulated Mac and the helper are running; Ctrl-C ends both. Play with them from another terminal:
@@ -103,8 +108,24 @@ The simulated Mac and the helper are running; Ctrl-C ends both. Play with them f
 The helper's own log lines appear below.
 
 EOF
-  wait $helper
-  kill $mac
+  wait "$helper" || true # its status is asked for again
+  end_stay
+}
+
+# The helper first: it hands the fan back to a Mac that is still there. Works on the variables of `stay`, and exits with
+# the helper's status.
+end_stay() {
+  local status=0
+  trap '' INT TERM HUP
+  if [ -n "$helper" ]; then
+    kill "$helper" 2>/dev/null || true
+    wait "$helper" || status=$?
+  fi
+  if [ -n "$mac" ]; then
+    kill "$mac" 2>/dev/null || true
+    wait "$mac" || true
+  fi
+  exit "$status"
 }
 
 require_linux() {

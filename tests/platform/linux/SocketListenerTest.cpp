@@ -346,6 +346,9 @@ TEST_F(SocketListenerTest, AClientWithManyRequestsUnderWayIsNotReadFromUntilSome
 
 TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
     const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    // A client that stays throughout: once it is answered, the listener has opened all that it needs for itself.
+    RawClient resident(folder.get());
+    EXPECT_EQ(resident.version(1), 6);
     const auto before = descriptors();
     for (int i = 0; i < 1000; ++i) {
         RawClient client(folder.get());
@@ -355,10 +358,8 @@ TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
     }
     EXPECT_TRUE(eventually([&] { return door.departures == 1000; }));
     helper->answerAll();
-    RawClient last(folder.get());
-    EXPECT_EQ(last.version(1), 6);
-    last.close();
-    EXPECT_TRUE(eventually([&] { return descriptors() == before; }));
+    EXPECT_EQ(resident.version(2), 6);
+    EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << descriptors() << ", before " << before;
 }
 
 TEST_F(SocketListenerTest, DescriptorsThatAClientSendsAreDropped) {
