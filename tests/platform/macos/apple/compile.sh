@@ -3,7 +3,8 @@
 # warnings, Objective-C++ with automatic reference counting; and compares the type encodings of the five requests.
 #
 # usage: compile.sh COMPILER arm64|x86_64 FLAG... -- SOURCE...
-# Run from the top of the repository. Exits with 77 where the C++ headers at hand cannot be read for that processor.
+# Run from the top of the repository. Exits with 77 where the C++ headers at hand cannot be read for that processor; the
+# encodings need none.
 set -euo pipefail
 
 compiler=$1
@@ -30,17 +31,6 @@ library=(-nostdinc -nostdinc++ -D_GNU_SOURCE -U__nonnull -isystem "$here/include
 
 check() { "$compiler" "${target[@]}" "${library[@]}" "$@"; }
 
-if ! check -fsyntax-only "$here/Probe.mm" 2>/dev/null; then
-  printf 'the C++ headers at hand cannot be read for %s\n' "$processor"
-  exit 77
-fi
-
-for source in "$@"; do
-  check "${flags[@]}" -fsyntax-only "$source"
-done
-printf '%d macOS sources compiled for %s\n' $# "$processor"
-[ $# -gt 0 ]
-
 emitted=$("$compiler" "${target[@]}" -nostdlibinc -S -emit-llvm -o - "$here/Encodings.mm" \
   | sed -n 's/.*c"\(.*\)\\00".*/\1/p' | sed 's/\\22/"/g')
 expect() {
@@ -60,3 +50,14 @@ for selector in fetchSnapshotWithReply: holdWithFraction:handsBackOnLidClose:rep
   expect "$selector"
 done
 printf 'the five requests have their encodings for %s\n' "$processor"
+
+if ! check -fsyntax-only "$here/Probe.mm" 2>/dev/null; then
+  printf 'the C++ headers at hand cannot be read for %s\n' "$processor"
+  exit 77
+fi
+
+for source in "$@"; do
+  check "${flags[@]}" -fsyntax-only "$source"
+done
+printf '%d macOS sources compiled for %s\n' $# "$processor"
+[ $# -gt 0 ]

@@ -15,7 +15,10 @@ public:
     Signals& signals() { return signals_; }
     void run() { runMainLoop(queue_, SystemUnderTest::unit); }
 #ifdef __APPLE__
-    void raise(int signal) { ::raise(signal); }
+    void raise(int signal) {
+        run(); // a source takes note of its signal once it has been activated, which is not at once
+        ::raise(signal);
+    }
 #else
     void raise(int signal) { doubles::arriveSignal(signal); }
 #endif

@@ -17,7 +17,7 @@ namespace kelo {
 /// and virtual time.
 #ifdef __APPLE__
 struct SystemUnderTest {
-    static constexpr double unit = 0.05;
+    static constexpr double unit = 0.25; // a hosted Mac may be held up for long
     static void block(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
 };
 #else
