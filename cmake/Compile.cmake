@@ -41,6 +41,13 @@ function(kelo_library name)
   kelo_configure(${name})
 endfunction()
 
+# kelo_interface(NAME [LINKS TARGET...]): a folder of headers only.
+function(kelo_interface name)
+  cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
+  add_library(${name} INTERFACE)
+  target_link_libraries(${name} INTERFACE ${ARG_LINKS})
+endfunction()
+
 # kelo_executable(NAME FILE... [LINKS TARGET...])
 function(kelo_executable name)
   cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})

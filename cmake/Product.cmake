@@ -5,7 +5,7 @@ if(APPLE)
   set(kelo_client_platform kelo_platform_macos_client)
 elseif(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(kelo_platform kelo_platform_linux)
-  set(kelo_client_platform kelo_client_linux)
+  set(kelo_client_platform kelo_socket_client)
 endif()
 
 kelo_executable(app.kelo.helper helper/main.cpp LINKS kelo_helper ${kelo_platform})

@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include "fuzz/FuzzTarget.h"
-#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/signing/CodeSignature.h"
+#include "platform/posix/FileDescriptor.h"
 
 using kelo::CodeIdentity;
 using kelo::mustHold;

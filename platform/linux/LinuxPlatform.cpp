@@ -3,10 +3,10 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "platform/linux/Syslog.h"
+#include "platform/linux/SyslogSystemLog.h"
 #include "platform/linux/signing/PeerCodeCheck.h"
 #include "platform/linux/socket/ServiceSocket.h"
-#include "platform/linux/socket/SocketListener.h"
+#include "platform/linux/socket/server/SocketListener.h"
 #include "platform/posix/StandardStreams.h"
 
 namespace kelo {
@@ -24,14 +24,14 @@ LinuxPlatform::LinuxPlatform()
 LinuxPlatform::~LinuxPlatform() = default;
 
 std::unique_ptr<SystemLog> LinuxPlatform::makeSystemLog(const std::string& subsystem, const std::string& category) {
-    return std::make_unique<Syslog>(subsystem, category);
+    return std::make_unique<SyslogSystemLog>(subsystem, category);
 }
 
 std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machServiceName) {
     const auto checkPeer = [check = PeerCodeCheck(folder_.pathOf(SimulatedMacFolder::anchorName))](
                                int socket, const std::string& requirement) { return check.check(socket, requirement); };
     // Only the system's log is told: standard error holds what the helper itself has to say.
-    const auto log = std::make_shared<Syslog>(machServiceName, "listener");
+    const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
     auto listener =
         std::make_unique<SocketListener>(folder_.descriptor(), serviceSocketName(machServiceName), checkPeer,
                                          [log](const std::string& reason) { log->write(LogLevel::error, reason); });

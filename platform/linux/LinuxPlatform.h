@@ -1,14 +1,14 @@
 #pragma once
 
 #include "helper/Platform.h"
-#include "platform/linux/EventLoop.h"
-#include "platform/linux/InotifyFileEvents.h"
-#include "platform/linux/SignalDescriptors.h"
-#include "platform/linux/SimulatedMacFolder.h"
 #include "platform/linux/hardware/SimulatedMacClamshell.h"
 #include "platform/linux/hardware/SimulatedMacExchange.h"
-#include "platform/linux/hardware/SimulatedMacPower.h"
-#include "platform/linux/signing/SignatureInformation.h"
+#include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
+#include "platform/linux/loop/EventLoop.h"
+#include "platform/linux/loop/InotifyFileEvents.h"
+#include "platform/linux/loop/SignalfdSignals.h"
+#include "platform/linux/signing/TrailerSigningInformation.h"
+#include "platform/linux/socket/SimulatedMacFolder.h"
 #include "platform/posix/PosixFanSystem.h"
 
 namespace kelo {
@@ -54,11 +54,11 @@ private:
     EventLoop loop_;
     SimulatedMacExchange exchange_;
     SimulatedMacFanSystem fanSystem_;
-    SimulatedMacPower power_;
+    SimulatedMacPowerNotifications power_;
     SimulatedMacClamshell clamshell_;
     InotifyFileEvents fileEvents_;
-    SignalDescriptors signals_;
-    SignatureInformation signing_;
+    SignalfdSignals signals_;
+    TrailerSigningInformation signing_;
     SocketListener* listener_ = nullptr; ///< Owned by whoever asked for it; lives as long as the process.
 };
 

@@ -4,9 +4,9 @@
 
 #include <utility>
 
-#include "platform/macos/Containment.h"
 #include "platform/macos/Duration.h"
 #include "platform/macos/RunLoopTimer.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "platform/macos/Containment.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 

@@ -1,9 +1,9 @@
 #include "platform/macos/ExportedHelper.h"
 
-#include "platform/macos/Containment.h"
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/KeloHelperXPCProtocol.h"
-#include "platform/macos/OneReply.h"
+#include "platform/posix/Containment.h"
+#include "platform/posix/OneReply.h"
 
 namespace kelo {
 

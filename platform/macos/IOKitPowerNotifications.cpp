@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "core/hold/PowerWatch.h"
-#include "platform/macos/Containment.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/macos/Containment.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 

@@ -1,8 +1,8 @@
 #include "platform/macos/XPCIncomingConnection.h"
 
-#include "platform/macos/Containment.h"
 #include "platform/macos/ExportedHelper.h"
 #include "platform/macos/HelperInterface.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 

@@ -2,12 +2,12 @@
 
 #import <Foundation/Foundation.h>
 
-#include "platform/macos/CodeRequirement.h"
-#include "platform/macos/Containment.h"
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/ObjCException.h"
 #include "platform/macos/ObjCReference.h"
+#include "platform/macos/RequirementSyntax.h"
 #include "platform/macos/XPCIncomingConnection.h"
+#include "platform/posix/Containment.h"
 
 @interface KeloListenerDelegate : NSObject <NSXPCListenerDelegate> {
   @public

@@ -1,5 +1,5 @@
-#include "simulator/SimulatedController.h"
-#include "simulator/SimulatedExchange.h"
+#include "simulator/model/SimulatedController.h"
+#include "simulator/model/SimulatedExchange.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/MainQueueConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"

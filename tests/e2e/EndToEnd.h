@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "platform/linux/socket/RequestMessages.h"
-#include "simulator/rehearsal/Installation.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/process/Installation.h"
 
 namespace kelo {
 

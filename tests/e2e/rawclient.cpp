@@ -10,9 +10,9 @@
 #include <sstream>
 #include <string>
 
-#include "platform/linux/SimulatedMacFolder.h"
 #include "platform/linux/socket/RequestMessages.h"
 #include "platform/linux/socket/ServiceSocket.h"
+#include "platform/linux/socket/SimulatedMacFolder.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "protocol/KeloHelper.h"
 

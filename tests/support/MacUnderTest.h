@@ -7,10 +7,10 @@
 #include <memory>
 #include <thread>
 
-#include "platform/linux/EventLoop.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/hardware/HardwareLink.h"
-#include "simulator/HardwareServer.h"
+#include "platform/linux/loop/EventLoop.h"
+#include "platform/posix/FileDescriptor.h"
+#include "simulator/link/HardwareLink.h"
+#include "simulator/server/HardwareServer.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace kelo {

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "core/smc/smc.h"
-#include "simulator/SimulatedController.h"
-#include "simulator/SimulatedExchange.h"
+#include "simulator/model/SimulatedController.h"
+#include "simulator/model/SimulatedExchange.h"
 
 namespace kelo {
 

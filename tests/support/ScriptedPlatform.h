@@ -8,7 +8,7 @@
 #include "helper/Platform.h"
 #include "helper/Signals.h"
 #include "protocol/SigningInformation.h"
-#include "simulator/SimulatedExchange.h"
+#include "simulator/model/SimulatedExchange.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/ScriptedClamshell.h"
 #include "tests/support/ScriptedFileEvents.h"

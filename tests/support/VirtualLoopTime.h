@@ -2,7 +2,7 @@
 
 #include <sys/epoll.h>
 
-#include "platform/linux/EventLoop.h"
+#include "platform/linux/loop/EventLoop.h"
 
 namespace kelo {
 

@@ -1,6 +1,6 @@
 #include "platform/linux/hardware/SimulatedMacClamshell.h"
 
-#include "platform/linux/hardware/HardwareLink.h"
+#include "simulator/link/HardwareLink.h"
 
 namespace kelo {
 

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/linux/hardware/HardwareLink.h"
+#include "simulator/link/HardwareLink.h"
 
 namespace kelo {
 

@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "platform/linux/FileDescriptor.h"
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 

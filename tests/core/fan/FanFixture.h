@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "core/fan/FanController.h"
-#include "simulator/Profile.h"
+#include "simulator/model/Profile.h"
 #include "tests/support/SMCFixture.h"
 #include "tests/support/VirtualFanSystem.h"
 

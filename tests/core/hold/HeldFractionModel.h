@@ -6,7 +6,7 @@
 #include <numeric>
 #include <optional>
 
-#include "simulator/SimulatedController.h"
+#include "simulator/model/SimulatedController.h"
 
 namespace kelo {
 

@@ -13,7 +13,7 @@
 #include "core/smc/smc.h"
 #include "helper/HelperProcess.h"
 #include "platform/macos/MacPlatform.h"
-#include "simulator/Profile.h"
+#include "simulator/model/Profile.h"
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/DispatchDouble.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"

@@ -1,4 +1,4 @@
-#include "platform/macos/OneReply.h"
+#include "platform/posix/OneReply.h"
 
 #include <optional>
 #include <stdexcept>

@@ -2,7 +2,7 @@
 
 #include <Security/Security.h>
 
-#include "platform/macos/CodeRequirement.h"
+#include "platform/macos/RequirementSyntax.h"
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/SecurityDouble.h"

@@ -1,6 +1,6 @@
 #include "platform/macos/UnifiedLog.h"
 
-#include "platform/macos/Containment.h"
+#include "platform/posix/Containment.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 

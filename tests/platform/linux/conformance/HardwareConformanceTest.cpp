@@ -3,11 +3,11 @@
 
 #include <thread>
 
-#include "platform/linux/hardware/HardwareLink.h"
 #include "platform/linux/hardware/SimulatedMacClamshell.h"
 #include "platform/linux/hardware/SimulatedMacExchange.h"
-#include "platform/linux/hardware/SimulatedMacPower.h"
+#include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 #include "platform/linux/socket/UnixSocket.h"
+#include "simulator/link/HardwareLink.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
@@ -121,7 +121,7 @@ public:
 private:
     ScriptedPowerDomain domain_;
     LoopUnderTest under_;
-    SimulatedMacPower notifications_{domain_.folder(), under_.loop};
+    SimulatedMacPowerNotifications notifications_{domain_.folder(), under_.loop};
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, SMCExchangeConformance, SimulatedMacExchangeHarness);

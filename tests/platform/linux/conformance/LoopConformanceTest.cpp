@@ -1,8 +1,8 @@
 #include <csignal>
 #include <ctime>
 
-#include "platform/linux/InotifyFileEvents.h"
-#include "platform/linux/SignalDescriptors.h"
+#include "platform/linux/loop/InotifyFileEvents.h"
+#include "platform/linux/loop/SignalfdSignals.h"
 #include "tests/conformance/FileEventsConformance.h"
 #include "tests/conformance/MainQueueConformance.h"
 #include "tests/conformance/SignalsConformance.h"
@@ -46,7 +46,7 @@ public:
 
 private:
     LoopUnderTest under_;
-    SignalDescriptors signals_{under_.loop};
+    SignalfdSignals signals_{under_.loop};
 };
 
 class InotifyHarness {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <mutex>
 
-#include "platform/linux/Syslog.h"
+#include "platform/linux/SyslogSystemLog.h"
 #include "tests/conformance/SystemLogConformance.h"
 
 namespace {
@@ -55,7 +55,7 @@ public:
     SyslogHarness() { said().lines.clear(); }
 
     std::unique_ptr<SystemLog> makeLog(const std::string& category) {
-        return std::make_unique<Syslog>("app.kelo.helper", category);
+        return std::make_unique<SyslogSystemLog>("app.kelo.helper", category);
     }
 
     std::vector<KeptEntry> entries() {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/signing/ContentDigest.h"
+#include "platform/posix/FileDescriptor.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace kelo {

@@ -13,7 +13,7 @@
 #include "platform/linux/signing/SignatureRefused.h"
 #include "protocol/SigningIdentity.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/PipedProcess.h"
+#include "tests/support/process/PipedProcess.h"
 
 namespace kelo {
 namespace {

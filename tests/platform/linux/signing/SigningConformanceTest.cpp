@@ -1,9 +1,9 @@
 #include "platform/linux/signing/CodeIdentity.h"
-#include "simulator/signing/CodeSigner.h"
-#include "simulator/signing/KeyFolder.h"
+#include "simulator/tools/simsign/CodeSigner.h"
+#include "simulator/tools/simsign/KeyFolder.h"
 #include "tests/conformance/SigningInformationConformance.h"
-#include "tests/support/PipedProcess.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/process/PipedProcess.h"
 
 namespace kelo {
 namespace {

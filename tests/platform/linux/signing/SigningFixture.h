@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/signing/CodeIdentity.h"
 #include "platform/linux/signing/CodeSignature.h"
-#include "simulator/signing/CodeSigner.h"
-#include "simulator/signing/KeyFolder.h"
+#include "platform/posix/FileDescriptor.h"
+#include "simulator/tools/simsign/CodeSigner.h"
+#include "simulator/tools/simsign/KeyFolder.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace kelo {

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/linux/signing/SignatureInformation.h"
+#include "platform/linux/signing/TrailerSigningInformation.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ void wait() {
 }
 
 int printTeam(const char* anchorFile) {
-    kelo::SignatureInformation information(anchorFile);
+    kelo::TrailerSigningInformation information(anchorFile);
     say(information.teamIdentifier().value_or("(none)").c_str());
     wait(); // so that the test can replace the file and ask again
     say(information.teamIdentifier().value_or("(none)").c_str());

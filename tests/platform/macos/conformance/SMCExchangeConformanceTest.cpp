@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "platform/macos/IOKitExchange.h"
-#include "simulator/SimulatedController.h"
+#include "simulator/model/SimulatedController.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 

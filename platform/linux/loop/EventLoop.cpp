@@ -1,0 +1,236 @@
+#include "platform/linux/loop/EventLoop.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "platform/posix/Containment.h"
+
+namespace kelo {
+namespace {
+
+constexpr std::uint64_t wakeID = 0;
+
+[[noreturn]] void failWithErrno(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
+
+FileDescriptor checked(int descriptor, const char* what) {
+    if (descriptor < 0)
+        failWithErrno(what);
+    return FileDescriptor(descriptor);
+}
+
+class RealTime : public LoopTime {
+public:
+    Clock::time_point now() const override { return Clock::now(); }
+    int wait(int epoll, epoll_event* events, int capacity, int milliseconds) override {
+        return epoll_wait(epoll, events, capacity, milliseconds);
+    }
+};
+
+/// Anything from nothing to a century.
+std::chrono::steady_clock::duration clamped(double seconds) {
+    constexpr double century = 100.0 * 365 * 86400;
+    return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(std::fmin(std::fmax(seconds, 0.0), century)));
+}
+
+} // namespace
+
+LoopTime& LoopTime::real() {
+    static RealTime time;
+    return time;
+}
+
+class EventLoop::LoopTimer : public Timer {
+public:
+    explicit LoopTimer(std::shared_ptr<TimerState> state) : state_(std::move(state)) {}
+    ~LoopTimer() override { state_->onFire = nullptr; }
+    void invalidate() override { state_->onFire = nullptr; }
+
+private:
+    std::shared_ptr<TimerState> state_;
+};
+
+class EventLoop::Watch : public DescriptorWatch {
+public:
+    Watch(EventLoop& loop, std::uint64_t interestID, Readiness readiness)
+        : loop_(loop), interestID_(interestID), readiness_(readiness) {}
+    ~Watch() override { loop_.unwatch(interestID_, readiness_); }
+
+private:
+    EventLoop& loop_;
+    std::uint64_t interestID_;
+    Readiness readiness_;
+};
+
+EventLoop::EventLoop(LoopTime& time)
+    : time_(time), epoll_(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
+      wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")), owner_(std::this_thread::get_id()) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u64 = wakeID;
+    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wake_.get(), &event) != 0)
+        failWithErrno("epoll_ctl");
+}
+
+EventLoop::~EventLoop() = default;
+
+void EventLoop::post(Task task) {
+    {
+        const std::lock_guard lock(mutex_);
+        posted_.push_back(std::move(task));
+    }
+    wakeUp();
+}
+
+void EventLoop::postAfter(double seconds, Task task) {
+    const auto due = time_.now() + clamped(seconds);
+    post([this, due, task = std::move(task)]() mutable { addTimer(due, {}, false, std::move(task)); });
+}
+
+std::unique_ptr<Timer> EventLoop::scheduleTimer(double interval, bool repeats, Task onFire) {
+    // A repeating timer of no length would never let anything else run.
+    const auto period = std::max(clamped(interval), Clock::duration(std::chrono::microseconds(100)));
+    return std::make_unique<LoopTimer>(addTimer(time_.now() + period, period, repeats, std::move(onFire)));
+}
+
+std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness readiness, Task onReady) {
+    auto found = interestIn(descriptor);
+    const bool isNew = found == interests_.end();
+    if (isNew)
+        found = interests_.emplace(nextInterestID_++, Interest{descriptor, nullptr, nullptr}).first;
+    found->second.handler(readiness) = std::make_shared<Task>(std::move(onReady));
+    tellKernel(isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, *found);
+    return std::make_unique<Watch>(*this, found->first, readiness);
+}
+
+EventLoop::Interests::iterator EventLoop::interestIn(int descriptor) {
+    return std::find_if(interests_.begin(), interests_.end(),
+                        [&](const auto& interest) { return interest.second.descriptor == descriptor; });
+}
+
+void EventLoop::tellKernel(int operation, const Interests::value_type& interest) {
+    const auto& [id, wanted] = interest;
+    epoll_event event{};
+    event.events = (wanted.onReadable ? static_cast<std::uint32_t>(EPOLLIN) : 0) |
+                   (wanted.onWritable ? static_cast<std::uint32_t>(EPOLLOUT) : 0);
+    event.data.u64 = id;
+    if (epoll_ctl(epoll_.get(), operation, wanted.descriptor, &event) != 0 && operation != EPOLL_CTL_DEL)
+        failWithErrno("epoll_ctl");
+}
+
+void EventLoop::unwatch(std::uint64_t interestID, Readiness readiness) {
+    const auto found = interests_.find(interestID);
+    found->second.handler(readiness).reset();
+    const bool isLast = !found->second.onReadable && !found->second.onWritable;
+    tellKernel(isLast ? EPOLL_CTL_DEL : EPOLL_CTL_MOD, *found);
+    if (isLast)
+        interests_.erase(found);
+}
+
+void EventLoop::run() {
+    owner_ = std::this_thread::get_id();
+    while (!isStopped_) {
+        std::array<epoll_event, 32> events;
+        const int count =
+            time_.wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeoutMilliseconds());
+        if (count < 0 && errno != EINTR)
+            failWithErrno("epoll_wait");
+        runPosted();
+        fireDueTimers();
+        for (int i = 0; i < count && !isStopped_; ++i) {
+            const auto& event = events[static_cast<std::size_t>(i)];
+            // A failure is for whoever watches to find out.
+            if ((event.events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0)
+                dispatch(event.data.u64, Readiness::readable);
+            if ((event.events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) != 0)
+                dispatch(event.data.u64, Readiness::writable);
+        }
+    }
+    isStopped_ = false;
+}
+
+void EventLoop::stop() {
+    post([this] { isStopped_ = true; });
+}
+
+void EventLoop::wakeUp() {
+    const std::uint64_t one = 1;
+    const auto written = write(wake_.get(), &one, sizeof one);
+    static_cast<void>(written); // fails only when it is already awake many times over
+}
+
+/// Rounded up, so that the loop does not spin through the last millisecond before a timer.
+int EventLoop::timeoutMilliseconds() {
+    if (timers_.empty())
+        return -1;
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first - time_.now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(wait, 0, std::numeric_limits<int>::max()));
+}
+
+void EventLoop::runPosted() {
+    // Reset before the tasks are taken: what is posted after that wakes the loop again.
+    std::uint64_t count = 0;
+    const auto bytes = read(wake_.get(), &count, sizeof count);
+    static_cast<void>(bytes); // fails when nobody has posted
+    std::vector<Task> tasks;
+    {
+        const std::lock_guard lock(mutex_);
+        tasks.swap(posted_);
+    }
+    for (auto& task : tasks) {
+        contain("a task of the event loop", task);
+        task = nullptr; // what it holds goes with it, before the next one runs
+    }
+}
+
+void EventLoop::fireDueTimers() {
+    const auto now = time_.now();
+    while (!timers_.empty() && timers_.begin()->first <= now) {
+        const auto timer = timers_.extract(timers_.begin()).mapped();
+        fire(timer);
+    }
+}
+
+void EventLoop::fire(const std::shared_ptr<TimerState>& timer) {
+    if (!timer->onFire)
+        return;
+    const auto onFire = timer->onFire; // the handler may invalidate its timer
+    if (!timer->repeats)
+        timer->onFire = nullptr;
+    contain("a timer's handler", onFire);
+    if (!timer->onFire)
+        return;
+    const auto now = time_.now();
+    do
+        timer->due += timer->interval;
+    while (timer->due <= now);
+    arm(timer);
+}
+
+void EventLoop::arm(const std::shared_ptr<TimerState>& timer) { timers_.emplace(timer->due, timer); }
+
+std::shared_ptr<EventLoop::TimerState> EventLoop::addTimer(Clock::time_point due, Clock::duration interval,
+                                                           bool repeats, Task onFire) {
+    auto timer = std::make_shared<TimerState>(TimerState{due, interval, repeats, std::move(onFire)});
+    arm(timer);
+    return timer;
+}
+
+void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {
+    const auto found = interests_.find(interestID);
+    if (found == interests_.end())
+        return; // the wake-up, or a watch that ended while the event was on its way
+    const auto onReady = found->second.handler(readiness); // the handler may end its watch
+    if (onReady)
+        contain("the handler of a descriptor", *onReady);
+}
+
+} // namespace kelo

@@ -1,0 +1,124 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "core/queue/MainQueue.h"
+#include "platform/posix/FileDescriptor.h"
+
+struct epoll_event;
+
+namespace kelo {
+
+/// The time that an event loop lives in, and its waiting. Any thread may ask for the time.
+class LoopTime {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    LoopTime() = default;
+    LoopTime(const LoopTime&) = delete;
+    LoopTime& operator=(const LoopTime&) = delete;
+    virtual ~LoopTime() = default;
+
+    virtual Clock::time_point now() const = 0;
+    /// As `epoll_wait`.
+    virtual int wait(int epoll, epoll_event* events, int capacity, int milliseconds) = 0;
+
+    /// Monotonic time, which stands still while the machine sleeps.
+    static LoopTime& real();
+};
+
+/// A watch on a descriptor. Destroying it ends it: its handler is not called again. Used on the loop's thread only.
+class DescriptorWatch {
+public:
+    DescriptorWatch() = default;
+    DescriptorWatch(const DescriptorWatch&) = delete;
+    DescriptorWatch& operator=(const DescriptorWatch&) = delete;
+    virtual ~DescriptorWatch() = default;
+};
+
+/// An event loop on the kernel's own epoll: posted tasks, timers and descriptors, all served on one thread.
+///
+/// What a task or a handler throws is reported to the system's log, and the loop goes on.
+///
+/// The loop belongs to the thread that made it, and from `run()` on to the one that runs it. `post`, `postAfter` and
+/// `stop` may be called from any thread.
+class EventLoop : public MainQueue {
+public:
+    enum class Readiness { readable, writable };
+
+    /// `time` is borrowed. Throws `std::system_error` when the kernel gives no descriptors.
+    explicit EventLoop(LoopTime& time = LoopTime::real());
+    ~EventLoop() override;
+
+    void post(Task task) override;
+    void postAfter(double seconds, Task task) override;
+    [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
+    bool isCurrent() const override { return owner_ == std::this_thread::get_id(); }
+
+    /// Calls `onReady` whenever the descriptor is ready, or has failed. `descriptor` is borrowed and must stay open as
+    /// long as the watch. Throws `std::system_error`.
+    [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
+
+    /// Serves until `stop`. Everything posted before the stop is run. May be run again.
+    void run();
+    void stop();
+
+private:
+    using Clock = LoopTime::Clock;
+
+    struct TimerState {
+        Clock::time_point due;
+        Clock::duration interval;
+        bool repeats;
+        Task onFire; ///< Empty once invalidated or spent.
+    };
+    /// What is wanted of one descriptor.
+    struct Interest {
+        int descriptor;
+        std::shared_ptr<Task> onReadable;
+        std::shared_ptr<Task> onWritable;
+
+        std::shared_ptr<Task>& handler(Readiness readiness) {
+            return readiness == Readiness::readable ? onReadable : onWritable;
+        }
+    };
+    using Interests = std::map<std::uint64_t, Interest>;
+    class LoopTimer;
+    class Watch;
+
+    void wakeUp();
+    int timeoutMilliseconds();
+    void runPosted();
+    void fireDueTimers();
+    void fire(const std::shared_ptr<TimerState>& timer);
+    void arm(const std::shared_ptr<TimerState>& timer);
+    Interests::iterator interestIn(int descriptor);
+    void tellKernel(int operation, const Interests::value_type& interest);
+    void unwatch(std::uint64_t interestID, Readiness readiness);
+    void dispatch(std::uint64_t interestID, Readiness readiness);
+    std::shared_ptr<TimerState> addTimer(Clock::time_point due, Clock::duration interval, bool repeats, Task onFire);
+
+    LoopTime& time_;
+    FileDescriptor epoll_;
+    FileDescriptor wake_;
+    std::atomic<std::thread::id> owner_;
+
+    std::mutex mutex_; ///< Guards `posted_`.
+    std::vector<Task> posted_;
+
+    // The loop's thread only.
+    bool isStopped_ = false;
+    std::multimap<Clock::time_point, std::shared_ptr<TimerState>> timers_;
+    Interests interests_;              ///< By a number that is never used again, so that a stale event finds none.
+    std::uint64_t nextInterestID_ = 1; ///< 0 is the wake-up descriptor's.
+};
+
+} // namespace kelo

@@ -1,0 +1,69 @@
+#include "platform/linux/loop/InotifyFileEvents.h"
+
+#include <linux/limits.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+
+#include <utility>
+
+#include "platform/linux/loop/EventLoop.h"
+#include "platform/posix/FileDescriptor.h"
+
+namespace kelo {
+namespace {
+
+constexpr const char* ownExecutableLink = "/proc/self/exe";
+
+class InotifySource : public FileEventSource {
+public:
+    InotifySource(EventLoop& loop, FileDescriptor inotify, std::function<void()> onEvent)
+        : inotify_(std::move(inotify)), watch_(loop.watch(inotify_.get(), EventLoop::Readiness::readable,
+                                                          [descriptor = inotify_.get(), onEvent = std::move(onEvent)] {
+                                                              drain(descriptor);
+                                                              onEvent(); // may cancel or destroy the source
+                                                          })) {}
+
+    void cancel() override { watch_.reset(); }
+
+private:
+    /// What the events say is of no interest: whoever is called looks at the path.
+    static void drain(int inotify) {
+        alignas(inotify_event) char events[4096];
+        while (read(inotify, events, sizeof events) > 0) {
+        }
+    }
+
+    FileDescriptor inotify_;
+    std::unique_ptr<DescriptorWatch> watch_;
+};
+
+} // namespace
+
+std::optional<std::string> InotifyFileEvents::ownExecutable() {
+    struct stat file {};
+    // The link of a deleted file reads as its old path and " (deleted)".
+    if (stat(ownExecutableLink, &file) != 0 || file.st_nlink == 0)
+        return std::nullopt;
+    char path[PATH_MAX];
+    const auto length = readlink(ownExecutableLink, path, sizeof path);
+    if (length <= 0 || length == sizeof path)
+        return std::nullopt;
+    return std::string(path, static_cast<std::size_t>(length));
+}
+
+std::optional<FileIdentity> InotifyFileEvents::identify(const std::string& path) const {
+    struct stat file {};
+    if (stat(path.c_str(), &file) != 0)
+        return std::nullopt;
+    return FileIdentity{static_cast<std::int32_t>(file.st_dev), file.st_ino};
+}
+
+std::unique_ptr<FileEventSource> InotifyFileEvents::watch(const std::string& path, std::function<void()> onEvent) {
+    FileDescriptor inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    if (!inotify.isValid() ||
+        inotify_add_watch(inotify.get(), path.c_str(), IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) < 0)
+        return nullptr;
+    return std::make_unique<InotifySource>(loop_, std::move(inotify), std::move(onEvent));
+}
+
+} // namespace kelo

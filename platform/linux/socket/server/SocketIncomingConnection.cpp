@@ -1,0 +1,117 @@
+#include "platform/linux/socket/server/SocketIncomingConnection.h"
+
+#include <exception>
+#include <utility>
+
+#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/UnixSocket.h"
+#include "platform/posix/Containment.h"
+
+namespace kelo {
+
+SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket)
+    : loop_(std::move(loop)), socket_(std::move(socket)) {}
+
+SocketIncomingConnection::~SocketIncomingConnection() = default;
+
+void SocketIncomingConnection::resume() { orEnd(&SocketIncomingConnection::startReading); }
+
+/// Takes a step; when the system has no room for it, the client is cut off. Later, since whoever asked may still be
+/// about to take notice of the connection.
+void SocketIncomingConnection::orEnd(void (SocketIncomingConnection::*step)()) {
+    try {
+        (this->*step)();
+    } catch (const std::exception& error) {
+        reportFault("a connection", error.what());
+        loop_->post([weak = weak_from_this()] {
+            if (const auto connection = weak.lock())
+                connection->end();
+        });
+    }
+}
+
+void SocketIncomingConnection::startReading() {
+    reading_ = loop_->watch(socket_.get(), EventLoop::Readiness::readable, [weak = weak_from_this()] {
+        if (const auto connection = weak.lock())
+            connection->orEnd(&SocketIncomingConnection::readRequests);
+    });
+}
+
+/// One message for each readiness, so that a busy client does not keep the others waiting.
+void SocketIncomingConnection::readRequests() {
+    const auto received = unix_socket::receive(socket_.get(), request_messages::maximumRequestSize);
+    if (std::holds_alternative<unix_socket::WouldBlock>(received))
+        return;
+    const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
+    if (bytes == nullptr || !handle(*bytes))
+        end();
+}
+
+/// Returns false for what is no request, or one with a number that is not larger than the last.
+bool SocketIncomingConnection::handle(const std::vector<std::uint8_t>& bytes) {
+    const auto request = request_messages::decode(bytes);
+    if (!request || (lastNumber_ && request->number <= *lastNumber_))
+        return false;
+    lastNumber_ = request->number;
+    if (++underWay_ >= maximumUnderWay)
+        reading_.reset();
+    request_messages::perform(*request, *object_, [loop = loop_, weak = weak_from_this()](auto reply) {
+        loop->post([weak, reply = std::move(reply)]() mutable {
+            if (const auto connection = weak.lock())
+                connection->deliver(std::move(reply));
+        });
+    });
+    return true;
+}
+
+void SocketIncomingConnection::deliver(std::vector<std::uint8_t> reply) {
+    if (!socket_.isValid())
+        return; // the client did not wait for it
+    --underWay_;
+    if (!reading_)
+        orEnd(&SocketIncomingConnection::startReading);
+    if (isDeaf_)
+        return;
+    unread_.push_back(std::move(reply));
+    orEnd(&SocketIncomingConnection::sendWaiting);
+    if (unread_.size() > maximumUnread)
+        end();
+}
+
+void SocketIncomingConnection::sendWaiting() {
+    while (!unread_.empty()) {
+        const auto sent = unix_socket::send(socket_.get(), unread_.front());
+        if (sent == unix_socket::Sent::failed) {
+            isDeaf_ = true;
+            unread_.clear();
+            break;
+        }
+        if (sent == unix_socket::Sent::wouldBlock)
+            break;
+        unread_.pop_front();
+    }
+    if (unread_.empty()) {
+        writing_.reset();
+    } else if (!writing_) {
+        writing_ = loop_->watch(socket_.get(), EventLoop::Readiness::writable, [weak = weak_from_this()] {
+            if (const auto connection = weak.lock())
+                connection->orEnd(&SocketIncomingConnection::sendWaiting);
+        });
+    }
+}
+
+void SocketIncomingConnection::end() {
+    if (!socket_.isValid())
+        return;
+    const auto alive = shared_from_this(); // `onEnd_` may drop it
+    reading_.reset();
+    writing_.reset();
+    unread_.clear();
+    socket_ = {};
+    object_.reset();
+    if (const auto onInvalidation = std::exchange(onInvalidation_, nullptr))
+        onInvalidation();
+    onEnd_();
+}
+
+} // namespace kelo

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "helper/Listener.h"
+#include "platform/linux/loop/EventLoop.h"
+#include "platform/posix/FileDescriptor.h"
+
+namespace kelo {
+
+/// One admitted client on a socket: reads requests, makes them on the exported object, sends the replies.
+///
+/// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
+/// well-formed request, uses a number again, or leaves its replies unread is cut off; others are not affected. What a
+/// client asked for before it left is done, though nobody hears the replies. A client with many requests under way is
+/// not read from until some are answered.
+class SocketIncomingConnection : public IncomingConnection,
+                                 public std::enable_shared_from_this<SocketIncomingConnection> {
+public:
+    /// `socket` is non-blocking.
+    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket);
+    ~SocketIncomingConnection() override;
+
+    /// Called once, on the loop's thread, when the connection has ended, after the invalidation handler. May drop it.
+    void onEnd(std::function<void()> handler) { onEnd_ = std::move(handler); }
+
+    void exportObject(std::shared_ptr<KeloHelperProtocol> object) override { object_ = std::move(object); }
+    void setInvalidationHandler(std::function<void()> handler) override { onInvalidation_ = std::move(handler); }
+    /// Never called: a connection of this kind is never interrupted without being at its end.
+    void setInterruptionHandler(std::function<void()>) override {}
+    void resume() override;
+
+    /// Ends the connection as if the client had gone. Does nothing after its end.
+    void end();
+
+private:
+    static constexpr std::size_t maximumUnderWay = 64; ///< Requests without a reply, before reading pauses.
+    static constexpr std::size_t maximumUnread = 64;   ///< Replies that the socket has no room for, before the cut.
+
+    void orEnd(void (SocketIncomingConnection::*step)());
+    void readRequests();
+    bool handle(const std::vector<std::uint8_t>& bytes);
+    void startReading();
+    void deliver(std::vector<std::uint8_t> reply);
+    void sendWaiting();
+
+    std::shared_ptr<EventLoop> loop_;
+    FileDescriptor socket_;
+    std::function<void()> onEnd_ = [] {};
+    std::shared_ptr<KeloHelperProtocol> object_;
+    std::function<void()> onInvalidation_;
+    std::unique_ptr<DescriptorWatch> reading_;
+    std::unique_ptr<DescriptorWatch> writing_;
+    std::deque<std::vector<std::uint8_t>> unread_; ///< Replies that wait for room in the socket.
+    bool isDeaf_ = false;                          ///< Whether the client has gone; it may have left requests.
+    std::size_t underWay_ = 0;
+    std::optional<std::uint64_t> lastNumber_;
+};
+
+} // namespace kelo

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "helper/Listener.h"
+#include "platform/linux/loop/EventLoop.h"
+#include "platform/posix/FileDescriptor.h"
+
+namespace kelo {
+
+class SocketIncomingConnection;
+
+/// Checks a connected peer against a requirement text. Returns why it is cut off, or none when it may come in. Called
+/// on the listener's thread.
+using PeerCheck = std::function<std::optional<std::string>(int socket, const std::string& requirement)>;
+
+/// The service's endpoint on a Unix socket, served on a thread of its own: requests that need no state are answered
+/// while the main thread is busy.
+class SocketListener : public Listener {
+public:
+    /// Nothing is opened before `resume`. `folder` is borrowed, an open descriptor. `onRefusal` is told why a peer was
+    /// cut off, on the listener's thread.
+    SocketListener(int folder, std::string name, PeerCheck checkPeer,
+                   std::function<void(const std::string& reason)> onRefusal);
+    /// Ends all connections and the thread.
+    ~SocketListener() override;
+
+    void setAdmission(ConnectionAdmission& admission) override { admission_ = &admission; }
+    void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
+    /// Lets nobody in when no requirement or no admission was set. When the socket cannot be made, `onRefusal` is told
+    /// why, and it is tried again every second.
+    void resume() override;
+
+    /// Sends what is to be sent and ends the thread; nothing is served afterwards. May be called more than once.
+    void stop();
+
+    /// As `stop`, but waits no longer than that. Returns whether the thread has ended; if not, it is stuck in the check
+    /// of a peer, and `stop` would wait for it.
+    bool stopsWithin(std::chrono::milliseconds patience);
+
+private:
+    static constexpr std::size_t maximumConnections = 256;
+
+    void openEndpoint();
+    void startAccepting();
+    void acceptNext();
+    void consider(FileDescriptor socket);
+
+    int folder_;
+    std::string name_;
+    PeerCheck checkPeer_;
+    std::function<void(const std::string&)> onRefusal_;
+    ConnectionAdmission* admission_ = nullptr;
+    std::optional<std::string> requirement_;
+    std::shared_ptr<EventLoop> loop_;
+    FileDescriptor listening_;
+    std::unique_ptr<DescriptorWatch> accepting_;
+    std::set<std::shared_ptr<SocketIncomingConnection>> connections_; ///< The loop's thread only.
+    std::thread thread_;
+    std::promise<void> threadEnd_;
+    std::future<void> threadEnded_ = threadEnd_.get_future();
+};
+
+} // namespace kelo

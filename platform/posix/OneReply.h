@@ -1,0 +1,53 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <tuple>
+#include <utility>
+
+#include "platform/posix/Containment.h"
+
+namespace kelo {
+
+/// Lets exactly one reply through to a client, whatever the code that answers does: XPC ends the connection on a second
+/// one and leaves the client waiting for a missing one. Any thread.
+template <typename... Values>
+class OneReply {
+public:
+    using Send = std::function<void(Values...)>;
+
+    /// What may be copied and called like the reply itself. The first call sends; a later one is reported and dropped.
+    /// When the last copy goes without a call, `fallback` is sent.
+    static Send through(Send send, Values... fallback) {
+        const std::shared_ptr<OneReply> reply(new OneReply(std::move(send), std::move(fallback)...));
+        return [reply](Values... values) { reply->give(std::move(values)...); };
+    }
+
+    OneReply(const OneReply&) = delete;
+    OneReply& operator=(const OneReply&) = delete;
+
+    ~OneReply() {
+        if (isGiven_.exchange(true))
+            return;
+        reportFault("a request", "it was dropped without a reply");
+        contain("sending a reply", [this] { std::apply(send_, fallback_); });
+    }
+
+private:
+    OneReply(Send send, Values... fallback) : send_(std::move(send)), fallback_(std::move(fallback)...) {}
+
+    void give(Values... values) {
+        if (isGiven_.exchange(true)) {
+            reportFault("a request", "it was replied to twice");
+            return;
+        }
+        send_(std::move(values)...);
+    }
+
+    const Send send_;
+    const std::tuple<Values...> fallback_;
+    std::atomic<bool> isGiven_ = false;
+};
+
+} // namespace kelo

@@ -1,0 +1,158 @@
+#include "simulator/model/SimulatedMac.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace kelo {
+namespace {
+
+constexpr double stepSeconds = 0.1;
+constexpr double fanInertia = 1.5; // seconds to close in on a target by a factor of e
+
+// Chosen so that an idle laptop rests at about 45 degrees, and full load reaches about 115 degrees on slow fans and 80
+// on fast ones: a hold at a low fraction needs its thermal floor.
+constexpr double ambientCelsius = 25.0;
+constexpr double idlePower = 23.8;          // watts
+constexpr double loadPower = 95.0;          // watts more at full load
+constexpr double stillAirConductance = 1.0; // watts per degree
+constexpr double fanConductance = 0.945;    // watts per degree more at full speed
+constexpr double heatCapacity = 24.0;       // joules per degree
+
+// The system's automatic control raises the fans between these chip temperatures.
+constexpr double automaticFrom = 55.0;
+constexpr double automaticTo = 95.0;
+
+std::string fanKey(std::size_t fan, const char* suffix) { return "F" + std::to_string(fan) + suffix; }
+
+} // namespace
+
+SimulatedMac::SimulatedMac(const Profile& profile, std::function<double()> now, double heatSpeed)
+    : profile_(profile), now_(std::move(now)), heatSpeed_(heatSpeed), controller_(now_), time_(now_()) {
+    profile_.defineKeys(controller_);
+    for (const auto& range : profile_.fans)
+        fans_.push_back(range.minRPM);
+    chipCelsius_ = controller_.number(profile_.chipKey);
+}
+
+SimulatedController& SimulatedMac::controller() {
+    advance();
+    return controller_;
+}
+
+std::optional<SMCKeyData> SimulatedMac::exchange(const SMCKeyData& request, bool callerIsRoot) {
+    return controller().exchange(request, callerIsRoot);
+}
+
+void SimulatedMac::setLoad(double load) {
+    advance();
+    load_ = std::clamp(load, 0.0, 1.0);
+}
+
+void SimulatedMac::pin(const std::string& key, double value) {
+    advance();
+    if (!controller_.has(key))
+        controller_.defineNumber(key, smc_type::flt, value);
+    controller_.setNumber(key, value);
+    pinned_.insert(key);
+}
+
+void SimulatedMac::unpin(const std::string& key) {
+    advance();
+    pinned_.erase(key);
+}
+
+void SimulatedMac::setAsleep(bool isAsleep) {
+    advance();
+    isAsleep_ = isAsleep;
+}
+
+void SimulatedMac::interfereWithSpeed(int fan, double rpm) {
+    interfereWithMode(fan, true);
+    controller_.setNumber(fanKey(static_cast<std::size_t>(fan), "Tg"), rpm);
+}
+
+void SimulatedMac::interfereWithMode(int fan, bool isManual) {
+    advance();
+    controller_.setNumber(fanKey(static_cast<std::size_t>(fan), "Md"), isManual ? 1 : 0);
+}
+
+double SimulatedMac::chipCelsius() {
+    advance();
+    return chipCelsius_;
+}
+
+double SimulatedMac::automaticSpeed(const Profile::FanRange& range, double chipCelsius) {
+    const double fraction = std::clamp((chipCelsius - automaticFrom) / (automaticTo - automaticFrom), 0.0, 1.0);
+    return range.minRPM + (range.maxRPM - range.minRPM) * fraction;
+}
+
+void SimulatedMac::advance() {
+    const double now = now_();
+    if (now - time_ < stepSeconds)
+        return;
+    while (now - time_ >= stepSeconds) {
+        step(stepSeconds);
+        time_ += stepSeconds;
+    }
+    publish();
+}
+
+void SimulatedMac::step(double seconds) {
+    for (std::size_t i = 0; i < fans_.size(); ++i)
+        stepFan(i, seconds);
+    stepChip(seconds);
+}
+
+void SimulatedMac::stepFan(std::size_t index, double seconds) {
+    const auto targetKey = fanKey(index, "Tg");
+    const auto modeKey = fanKey(index, "Md");
+    if (!controller_.has(targetKey) || !controller_.has(modeKey))
+        return;
+    if (controller_.number(modeKey) == 0)
+        publish(targetKey, automaticSpeed(profile_.fans[index], chipCelsius_));
+    const double target = isAsleep_ ? 0.0 : controller_.number(targetKey);
+    if (std::isfinite(target)) // and no fan turns backwards
+        fans_[index] += (std::max(target, 0.0) - fans_[index]) * (1 - std::exp(-seconds / fanInertia));
+}
+
+void SimulatedMac::stepChip(double seconds) {
+    if (pinned_.contains(profile_.chipKey)) {
+        takePinnedChip();
+        return;
+    }
+    double air = 0; // 0...1, the mean of the fans' shares of their full speed
+    for (std::size_t i = 0; i < fans_.size(); ++i)
+        air += fans_[i] / profile_.fans[i].maxRPM / static_cast<double>(fans_.size());
+    const double power = isAsleep_ ? 0.0 : idlePower + loadPower * load_;
+    const double conductance = stillAirConductance + fanConductance * air;
+    const double rest = ambientCelsius + power / conductance;
+    chipCelsius_ += (rest - chipCelsius_) * (1 - std::exp(-seconds * heatSpeed_ * conductance / heatCapacity));
+}
+
+/// A reading that is no temperature, and a key that was taken away, leave the chip as warm as it was: it has to go on
+/// from there once the key is let go.
+void SimulatedMac::takePinnedChip() {
+    if (!controller_.has(profile_.chipKey))
+        return;
+    const double celsius = controller_.number(profile_.chipKey);
+    if (std::isfinite(celsius))
+        chipCelsius_ = celsius;
+}
+
+void SimulatedMac::publish() {
+    for (std::size_t i = 0; i < fans_.size(); ++i)
+        publish(fanKey(i, "Ac"), fans_[i]);
+    publish(profile_.chipKey, chipCelsius_);
+    const double enclosure = ambientCelsius + (chipCelsius_ - ambientCelsius) / 4;
+    for (const auto* key : {"Ts0S", "Ts1P", "TW0P"})
+        publish(key, enclosure);
+}
+
+/// A key that was taken away or pinned stays as it is.
+void SimulatedMac::publish(const std::string& key, double value) {
+    if (controller_.has(key) && !pinned_.contains(key))
+        controller_.setNumber(key, value);
+}
+
+} // namespace kelo

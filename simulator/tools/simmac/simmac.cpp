@@ -1,0 +1,192 @@
+// simmac: runs a simulated Mac, and drives the one that runs beside this program.
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "simulator/model/Profile.h"
+#include "simulator/tools/simmac/MacCommands.h"
+
+namespace kelo {
+namespace {
+
+constexpr int done = 0;
+constexpr int refused = 1;
+constexpr int wrongUsage = 2;
+
+struct Arguments {
+    std::string profile = "laptop";
+    double heatSpeed = 1;
+    bool isJSON = false;
+    bool isNow = false;
+    std::string state;
+    double load = 0;
+    std::string key;
+    std::string value;
+    int fan = 0;
+    int n = 1;
+    std::string command;
+    int result = 0;
+    std::uint32_t size = 0;
+    std::string type;
+    double seconds = 0;
+};
+
+using Action = std::function<void()>;
+
+/// A number, or none for "auto".
+std::optional<double> numberOrAuto(const std::string& text) {
+    double number = 0;
+    if (text != "auto")
+        std::from_chars(text.data(), text.data() + text.size(), number);
+    return text == "auto" ? std::nullopt : std::optional(number);
+}
+
+const CLI::Validator isNumberOrAuto(
+    [](std::string& text) -> std::string {
+        double number = 0;
+        const auto* end = text.data() + text.size();
+        const auto [parsed, error] = std::from_chars(text.data(), end, number);
+        return text == "auto" || (error == std::errc() && parsed == end) ? "" : text + " is neither a number nor auto";
+    },
+    "NUMBER|auto");
+
+const CLI::Validator
+    isKey([](std::string& text) -> std::string { return text.size() == 4 ? "" : "a key has four characters"; }, "KEY");
+
+std::string profileHelp() {
+    std::string help = "The kind of Mac";
+    for (const auto& profile : Profile::all())
+        help += "\n" + profile.name + ": " + profile.summary;
+    return help;
+}
+
+std::vector<std::string> profileNames() {
+    std::vector<std::string> names;
+    for (const auto& profile : Profile::all())
+        names.push_back(profile.name);
+    return names;
+}
+
+void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
+    auto* serves = app.add_subcommand("serve", "Runs a simulated Mac until it is stopped.");
+    serves->add_option("--profile", arguments.profile, profileHelp())
+        ->check(CLI::IsMember(profileNames()))
+        ->capture_default_str();
+    serves->add_option("--heat-speed", arguments.heatSpeed, "How many times as fast the chip heats and cools")
+        ->check(CLI::Range(0.001, 1000.0))
+        ->capture_default_str();
+    serves->callback([&] { action = [&] { mac_commands::serve(arguments.profile, arguments.heatSpeed); }; });
+}
+
+void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
+    auto* shows = app.add_subcommand("show", "Shows the state of the Mac.");
+    shows->add_flag("--json", arguments.isJSON, "As JSON, with the newest writes");
+    shows->callback([&] { action = [&] { mac_commands::show(arguments.isJSON); }; });
+
+    auto* lid = app.add_subcommand("lid", "Opens or closes the lid.");
+    lid->add_option("state", arguments.state, "open or close; text makes it a property that is no truth value")
+        ->required()
+        ->check(CLI::IsMember({"open", "close", "text"}));
+    lid->callback([&] { action = [&] { mac_commands::setLid(arguments.state); }; });
+
+    auto* sleep =
+        app.add_subcommand("sleep", "Sends the Mac to sleep, and waits for every acknowledgement for up to 30 s.");
+    sleep->add_flag("--now", arguments.isNow, "Without asking first, as the lid or the menu does");
+    sleep->callback([&] { action = [&] { mac_commands::sleep(arguments.isNow); }; });
+    app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { mac_commands::wake(); }; });
+
+    auto* load = app.add_subcommand("load", "Sets how hard the chip works.");
+    load->add_option("load", arguments.load, "0 to 1")->required()->check(CLI::Range(0.0, 1.0));
+    load->callback([&] { action = [&] { mac_commands::setLoad(arguments.load); }; });
+
+    auto* set = app.add_subcommand("set", "Holds a key at a value.");
+    set->add_option("key", arguments.key, "Such as Tp09, the chip's temperature")->required()->check(isKey);
+    set->add_option("value", arguments.value, "The value, or auto to let it go again")
+        ->required()
+        ->check(isNumberOrAuto);
+    set->callback([&] { action = [&] { mac_commands::setKey(arguments.key, numberOrAuto(arguments.value)); }; });
+
+    auto* interferes = app.add_subcommand("interfere", "Does to a fan what another program might.");
+    interferes->add_option("fan", arguments.fan, "Index of the fan")->required();
+    interferes->add_option("speed", arguments.value, "An RPM, or auto to give it back to the system")
+        ->required()
+        ->check(isNumberOrAuto);
+    interferes->callback(
+        [&] { action = [&] { mac_commands::interfere(arguments.fan, numberOrAuto(arguments.value)); }; });
+}
+
+void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
+    auto* faults = app.add_subcommand("fault", "Makes the controller fail, refuse or lie.");
+    faults->require_subcommand(1);
+
+    auto* fail = faults->add_subcommand("fail", "The n-th exchange from now fails.");
+    fail->add_option("n", arguments.n, "1 is the next")->required()->check(CLI::Range(1, 1'000'000));
+    fail->callback([&] { action = [&] { mac_commands::failExchange(arguments.n); }; });
+
+    auto* answer = faults->add_subcommand("answer", "Exchanges are answered with a result byte instead of being done.");
+    answer->add_option("result", arguments.result, "The byte, such as 0x84")->required()->check(CLI::Range(1, 255));
+    answer->add_option("--key", arguments.key, "Only those on this key")->check(isKey);
+    answer->add_option("--command", arguments.command, "Only those of this command")
+        ->check(CLI::IsMember({"info", "read", "write"}));
+    answer->callback(
+        [&] { action = [&] { mac_commands::answerWith(arguments.key, arguments.command, arguments.result); }; });
+
+    auto* size = faults->add_subcommand("size", "A key reports a size that it does not have.");
+    size->add_option("key", arguments.key)->required()->check(isKey);
+    size->add_option("size", arguments.size)->required();
+    size->callback([&] { action = [&] { mac_commands::reportSize(arguments.key, arguments.size); }; });
+
+    auto* type = faults->add_subcommand("type", "A key reports a type that it does not have.");
+    type->add_option("key", arguments.key)->required()->check(isKey);
+    type->add_option("type", arguments.type)->required();
+    type->callback([&] { action = [&] { mac_commands::reportType(arguments.key, arguments.type); }; });
+
+    auto* remove = faults->add_subcommand("remove", "Takes a key away for good.");
+    remove->add_option("key", arguments.key)->required()->check(isKey);
+    remove->callback([&] { action = [&] { mac_commands::removeKey(arguments.key); }; });
+
+    auto* slow = faults->add_subcommand("slow", "Every exchange is answered late.");
+    slow->add_option("seconds", arguments.seconds)->required()->check(CLI::Range(0.0, 60.0));
+    slow->callback([&] { action = [&] { mac_commands::answerSlowly(arguments.seconds); }; });
+
+    faults->add_subcommand("clear", "Ends every fault but the keys that were taken away.")->callback([&] {
+        action = [] { mac_commands::clearFaults(); };
+    });
+}
+
+int run(int argc, const char* const* argv) {
+    CLI::App app{"Runs a simulated Mac, and drives the one that runs beside this program.", "simmac"};
+    app.set_version_flag("--version", "simmac " KELO_VERSION);
+    app.require_subcommand(1);
+    app.footer("Exit status: 0 done, 1 not done (why is on standard error), 2 wrong usage.");
+    Arguments arguments;
+    Action action;
+    declareServe(app, arguments, action);
+    declareDriving(app, arguments, action);
+    declareFaults(app, arguments, action);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) // --help or --version
+            return app.exit(error);
+        std::fprintf(stderr, "simmac: %s; simmac --help tells more\n", error.what());
+        return wrongUsage;
+    }
+    try {
+        action();
+        return done;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "simmac: %s\n", error.what());
+        return refused;
+    }
+}
+
+} // namespace
+} // namespace kelo
+
+int main(int argc, char** argv) { return kelo::run(argc, argv); }

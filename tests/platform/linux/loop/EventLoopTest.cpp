@@ -1,0 +1,177 @@
+#include "platform/linux/loop/EventLoop.h"
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <csignal>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/loop/SignalfdSignals.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+
+// What every main queue does is tested for all of them, in virtual time; this is what the event loop adds, in real
+// time.
+
+class EventLoopTest : public ::testing::Test {
+protected:
+    EventLoopTest() {
+        int ends[2];
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
+        near = FileDescriptor(ends[0]);
+        far = FileDescriptor(ends[1]);
+    }
+
+    /// Serves until `stop` is called or for so long.
+    void run(double seconds = 5) {
+        loop.postAfter(seconds, [this] {
+            ADD_FAILURE() << "nothing stopped the loop";
+            loop.stop();
+        });
+        loop.run();
+    }
+    void write(const FileDescriptor& end) { EXPECT_EQ(::write(end.get(), "x", 1), 1); }
+    void read(const FileDescriptor& end) {
+        char byte = 0;
+        EXPECT_EQ(::read(end.get(), &byte, 1), 1);
+    }
+
+    EventLoop loop;
+    FileDescriptor near;
+    FileDescriptor far;
+    std::vector<int> trace;
+};
+
+TEST_F(EventLoopTest, TasksRunInTheirOrderAndThoseBeforeTheStopAllRun) {
+    for (int i = 0; i < 5; ++i)
+        loop.post([this, i] { trace.push_back(i); });
+    loop.stop();
+    loop.run();
+    EXPECT_THAT(trace, ElementsAre(0, 1, 2, 3, 4));
+}
+
+TEST_F(EventLoopTest, TasksFromOtherThreadsRunOnTheLoopsThread) {
+    int count = 0;
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 100; ++i)
+                loop.post([&] {
+                    EXPECT_TRUE(loop.isCurrent());
+                    if (++count == 400)
+                        loop.stop();
+                });
+        });
+    run();
+    EXPECT_EQ(count, 400);
+}
+
+TEST_F(EventLoopTest, ItBelongsToTheThreadThatRunsIt) {
+    std::jthread([this] {
+        EXPECT_FALSE(loop.isCurrent());
+        loop.post([this] { EXPECT_TRUE(loop.isCurrent()); });
+        loop.stop();
+        loop.run();
+    }).join();
+    EXPECT_FALSE(loop.isCurrent());
+}
+
+TEST_F(EventLoopTest, AReadyDescriptorIsServedUntilItsWatchEnds) {
+    std::unique_ptr<DescriptorWatch> watch;
+    watch = loop.watch(near.get(), EventLoop::Readiness::readable, [&] {
+        read(near);
+        trace.push_back(1);
+        if (trace.size() == 2) {
+            watch.reset(); // from its own handler
+            write(far);
+            loop.postAfter(0.02, [this] { loop.stop(); });
+        }
+    });
+    write(far);
+    write(far);
+    run();
+    EXPECT_THAT(trace, ElementsAre(1, 1));
+}
+
+TEST_F(EventLoopTest, AWatchThatEndedWhileItsEventWasOnItsWayIsNotServed) {
+    std::unique_ptr<DescriptorWatch> first;
+    std::unique_ptr<DescriptorWatch> second;
+    const auto endTheOther = [&](std::unique_ptr<DescriptorWatch>& other) {
+        trace.push_back(1);
+        other.reset();
+        loop.stop();
+    };
+    first = loop.watch(near.get(), EventLoop::Readiness::readable, [&] { endTheOther(second); });
+    second = loop.watch(far.get(), EventLoop::Readiness::readable, [&] { endTheOther(first); });
+    write(near);
+    write(far);
+    run();
+    EXPECT_EQ(trace.size(), 1U);
+}
+
+TEST_F(EventLoopTest, AWritableDescriptorIsServed) {
+    const auto watch = loop.watch(near.get(), EventLoop::Readiness::writable, [this] { loop.stop(); });
+    run();
+}
+
+TEST_F(EventLoopTest, ADescriptorCanBeWatchedForBothAtOnce) {
+    auto writable = loop.watch(near.get(), EventLoop::Readiness::writable, [this] { trace.push_back(1); });
+    const auto readable = loop.watch(near.get(), EventLoop::Readiness::readable, [&] {
+        read(near);
+        trace.push_back(2);
+        if (!writable)
+            return loop.stop();
+        writable.reset();
+        trace.clear();
+        write(far);
+    });
+    write(far);
+    run();
+    EXPECT_THAT(trace, ElementsAre(2));
+}
+
+TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
+    const auto breaking = [this](int number) {
+        trace.push_back(number);
+        throw std::runtime_error("broken");
+    };
+    loop.post([&] { breaking(1); });
+    loop.post([&] {
+        trace.push_back(2);
+        throw 2; // NOLINT: no exception of the standard library's
+    });
+    const auto timer = loop.scheduleTimer(0.001, true, [&] { breaking(3); });
+    loop.postAfter(0.02, [this] { write(far); });
+    const auto watch = loop.watch(near.get(), EventLoop::Readiness::readable, [&] {
+        read(near);
+        loop.stop();
+        breaking(4);
+    });
+    run();
+    ASSERT_GE(trace.size(), 5U);
+    EXPECT_EQ(trace[0], 1);
+    EXPECT_EQ(trace[1], 2);
+    EXPECT_GE(std::count(trace.begin(), trace.end(), 3), 2) << "a repeating timer goes on";
+    EXPECT_EQ(trace.back(), 4);
+}
+
+TEST_F(EventLoopTest, ASignalArrivesAsAnEvent) {
+    SignalfdSignals signals(loop);
+    signals.ignore(SIGUSR1);
+    raise(SIGUSR1); // before there is a source: kept
+    const auto source = signals.deliver(SIGUSR1, [this] {
+        trace.push_back(1);
+        loop.stop();
+    });
+    run();
+    EXPECT_THAT(trace, ElementsAre(1));
+}
+
+} // namespace
+} // namespace kelo

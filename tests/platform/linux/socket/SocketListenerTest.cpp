@@ -1,0 +1,431 @@
+#include "platform/linux/socket/server/SocketListener.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <future>
+#include <mutex>
+#include <stdexcept>
+
+#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/UnixSocket.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace kelo {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+namespace messages = request_messages;
+
+/// Answers versions at once and keeps every other request until the test answers it.
+class SlowHelper : public KeloHelperProtocol {
+public:
+    void fetchSnapshot(DataReply reply) override {
+        keep([reply] { reply(std::nullopt); });
+    }
+    void hold(double, bool, ErrorReply reply) override {
+        keep([reply] { reply(std::nullopt); });
+    }
+    void handBack(ErrorReply reply) override {
+        keep([reply] { reply(std::nullopt); });
+    }
+    void helperVersion(VersionReply reply) override {
+        ++versions;
+        reply(6);
+    }
+    void standDown(EmptyReply reply) override { reply(); }
+
+    std::size_t kept() {
+        const std::lock_guard lock(mutex_);
+        return kept_.size();
+    }
+    /// From the test's thread, as the helper's main thread does. Returns how many there were.
+    std::size_t answerAll() {
+        std::vector<std::function<void()>> kept;
+        {
+            const std::lock_guard lock(mutex_);
+            kept.swap(kept_);
+        }
+        for (const auto& answer : kept)
+            answer();
+        return kept.size();
+    }
+
+    std::atomic<int> versions = 0;
+
+private:
+    void keep(std::function<void()> answer) {
+        const std::lock_guard lock(mutex_);
+        kept_.push_back(std::move(answer));
+    }
+
+    std::mutex mutex_;
+    std::vector<std::function<void()>> kept_;
+};
+
+/// Admits everybody and counts.
+class OpenDoor : public ConnectionAdmission {
+public:
+    explicit OpenDoor(std::shared_ptr<SlowHelper> helper) : helper_(std::move(helper)) {}
+
+    bool shouldAcceptNewConnection(IncomingConnection& connection) override {
+        ++asked;
+        if (throws)
+            throw std::runtime_error("broken");
+        if (refuses)
+            return false;
+        connection.exportObject(helper_);
+        connection.setInvalidationHandler([this] { ++departures; });
+        connection.setInterruptionHandler([this] { ++interruptions; });
+        connection.resume();
+        return true;
+    }
+
+    std::atomic<int> asked = 0;
+    std::atomic<int> departures = 0;
+    std::atomic<int> interruptions = 0;
+    std::atomic<bool> refuses = false;
+    std::atomic<bool> throws = false;
+
+private:
+    std::shared_ptr<SlowHelper> helper_;
+};
+
+/// The client's end: blocking, with a limit.
+class RawClient {
+public:
+    explicit RawClient(int folder) : socket_(unix_socket::connect(folder, "service.socket")) {
+        const timeval patience = {.tv_sec = 10, .tv_usec = 0};
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    }
+
+    bool isConnected() const { return socket_.isValid(); }
+    void send(const Bytes& bytes) { unix_socket::send(socket_.get(), bytes); }
+    void request(std::uint64_t number, Request request) { send(messages::encode(number, request, Message::array())); }
+    /// None when the connection has ended.
+    std::optional<Bytes> receive() {
+        const auto received = unix_socket::receive(socket_.get(), messages::maximumReplySize);
+        const auto* bytes = std::get_if<Bytes>(&received);
+        EXPECT_FALSE(std::holds_alternative<unix_socket::WouldBlock>(received)) << "no reply, and no end";
+        return bytes != nullptr ? std::optional(*bytes) : std::nullopt;
+    }
+    std::optional<std::int64_t> version(std::uint64_t number) {
+        request(number, Request::helperVersion);
+        const auto reply = receive();
+        if (!reply)
+            return std::nullopt;
+        return messages::decodeReply(*reply, number, Request::helperVersion).value()[0].get<std::int64_t>();
+    }
+    bool hasUnread() const {
+        pollfd waiting{.fd = descriptor(), .events = POLLIN, .revents = 0};
+        return poll(&waiting, 1, 0) == 1;
+    }
+    bool isCutOff() { return !receive().has_value(); }
+    void close() { socket_ = {}; }
+    int descriptor() const { return socket_.get(); }
+
+private:
+    FileDescriptor socket_;
+};
+
+bool eventually(const std::function<bool()>& condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return condition();
+}
+
+class SocketListenerTest : public ::testing::Test {
+protected:
+    SocketListenerTest() {
+        listener.setAdmission(door);
+        listener.setConnectionCodeSigningRequirement("the requirement");
+        listener.resume();
+    }
+
+    /// What the listener is told about a peer: nothing means that it may come in.
+    std::optional<std::string> check(const std::string& requirement) {
+        EXPECT_EQ(requirement, "the requirement");
+        ++checks;
+        const std::lock_guard lock(mutex);
+        return refusal;
+    }
+
+    TemporaryFolder temporary;
+    FileDescriptor folder{open(temporary.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+    std::mutex mutex;
+    std::optional<std::string> refusal;
+    std::atomic<int> refusals = 0;
+    std::atomic<int> checks = 0; ///< That have begun.
+    std::shared_ptr<SlowHelper> helper = std::make_shared<SlowHelper>();
+    OpenDoor door{helper};
+    SocketListener listener{folder.get(), "service.socket",
+                            [this](int, const std::string& requirement) { return check(requirement); },
+                            [this](const std::string&) { ++refusals; }};
+};
+
+TEST_F(SocketListenerTest, AnAdmittedClientIsAnswered) {
+    RawClient client(folder.get());
+    EXPECT_EQ(client.version(1), 6);
+    EXPECT_EQ(client.version(2), 6);
+    EXPECT_EQ(door.asked, 1);
+}
+
+TEST_F(SocketListenerTest, APeerThatFailsTheCheckIsCutOffBeforeTheAdmissionIsAsked) {
+    refusal = "not signed";
+    RawClient client(folder.get());
+    client.request(1, Request::helperVersion);
+    EXPECT_TRUE(client.isCutOff());
+    EXPECT_EQ(door.asked, 0);
+    EXPECT_EQ(refusals, 1);
+    EXPECT_EQ(helper->versions, 0);
+}
+
+TEST_F(SocketListenerTest, APeerThatTheAdmissionRefusesIsCutOff) {
+    door.refuses = true;
+    RawClient client(folder.get());
+    client.request(1, Request::helperVersion);
+    EXPECT_TRUE(client.isCutOff());
+    EXPECT_EQ(helper->versions, 0);
+}
+
+TEST_F(SocketListenerTest, RepliesComeInTheOrderInWhichTheyAreMade) {
+    RawClient client(folder.get());
+    client.request(1, Request::fetchSnapshot);
+    client.request(2, Request::helperVersion);
+    EXPECT_TRUE(messages::decodeReply(client.receive().value(), 2, Request::helperVersion));
+    ASSERT_TRUE(eventually([&] { return helper->kept() == 1; }));
+    helper->answerAll();
+    EXPECT_TRUE(messages::decodeReply(client.receive().value(), 1, Request::fetchSnapshot));
+}
+
+TEST_F(SocketListenerTest, AClientThatLeavesIsReportedOnceAndItsRepliesAreDropped) {
+    RawClient client(folder.get());
+    client.request(1, Request::fetchSnapshot);
+    ASSERT_TRUE(eventually([&] { return helper->kept() == 1; }));
+    client.close();
+    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+    helper->answerAll();
+    RawClient other(folder.get());
+    EXPECT_EQ(other.version(1), 6);
+    EXPECT_EQ(door.departures, 1);
+    EXPECT_EQ(door.interruptions, 0);
+}
+
+TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
+    for (const bool leavesUnread : {false, true}) {
+        RawClient client(folder.get());
+        EXPECT_EQ(client.version(1), 6);
+        if (leavesUnread) {
+            client.request(2, Request::helperVersion);
+            ASSERT_TRUE(eventually([&] { return client.hasUnread(); }));
+        }
+        std::unique_lock busy(mutex); // the listener is held up by the check of somebody else
+        const int before = checks;
+        const RawClient other(folder.get());
+        ASSERT_TRUE(eventually([&] { return checks > before; }));
+        client.request(3, Request::helperVersion); // its reply finds nobody
+        client.request(4, Request::handBack);
+        client.close();
+        busy.unlock();
+        EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
+        EXPECT_TRUE(eventually([&] { return door.departures == (leavesUnread ? 3 : 1); })) << leavesUnread;
+        helper->answerAll();
+    }
+}
+
+TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsTheClientAlone) {
+    door.throws = true;
+    EXPECT_TRUE(RawClient(folder.get()).isCutOff());
+    door.throws = false;
+    EXPECT_EQ(RawClient(folder.get()).version(1), 6);
+}
+
+TEST_F(SocketListenerTest, AListenerThatIsStuckInACheckCanBeLeftBehind) {
+    std::unique_lock busy(mutex);
+    const RawClient client(folder.get());
+    ASSERT_TRUE(eventually([&] { return checks == 1; }));
+    EXPECT_FALSE(listener.stopsWithin(std::chrono::milliseconds(20)));
+    busy.unlock();
+    EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(10)));
+    EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(0))); // it has ended
+}
+
+TEST_F(SocketListenerTest, ASocketThatCannotBeMadeIsTriedAgain) {
+    std::filesystem::create_directory(temporary / "other.socket"); // in its place
+    std::atomic<int> complaints = 0;
+    SocketListener second(
+        folder.get(), "other.socket", [this](int, const std::string& requirement) { return check(requirement); },
+        [&](const std::string&) { ++complaints; });
+    second.setAdmission(door);
+    second.setConnectionCodeSigningRequirement("the requirement");
+    second.resume();
+    EXPECT_EQ(complaints, 1);
+    std::filesystem::remove(temporary / "other.socket");
+    EXPECT_TRUE(eventually([&] { return unix_socket::connect(folder.get(), "other.socket").isValid(); }));
+}
+
+TEST_F(SocketListenerTest, BadInputCutsOffTheOffenderAlone) {
+    const auto request = messages::encode(1, Request::helperVersion, Message::array());
+    const auto another = [](const char* selector, const Message& arguments) {
+        return encodeMessage({{"number", 1U}, {"selector", selector}, {"arguments", arguments}});
+    };
+    const std::pair<const char*, Bytes> inputs[] = {
+        {"empty", {}},
+        {"oversized", Bytes(messages::maximumRequestSize + 1, 0x40)},
+        {"huge", Bytes(150'000, 0)},
+        {"truncated", Bytes(request.begin(), request.end() - 1)},
+        {"no message", {0xFF}},
+        {"unknown selector", another("selfDestructWithReply:", Message::array())},
+        {"too few arguments", another("holdWithFraction:handsBackOnLidClose:reply:", Message::array({0.5}))},
+        {"too many arguments", another("handBackWithReply:", Message::array({0.5}))},
+        {"wrong types", another("holdWithFraction:handsBackOnLidClose:reply:", Message::array({true, 0.5}))},
+    };
+    RawClient good(folder.get());
+    EXPECT_EQ(good.version(1), 6);
+    std::uint64_t number = 1;
+    for (const auto& [name, input] : inputs) {
+        RawClient offender(folder.get());
+        EXPECT_EQ(offender.version(1), 6);
+        offender.send(input);
+        EXPECT_TRUE(offender.isCutOff()) << name;
+        EXPECT_EQ(good.version(++number), 6) << name;
+    }
+    EXPECT_TRUE(eventually([&] { return door.departures == static_cast<int>(std::size(inputs)); }));
+}
+
+TEST_F(SocketListenerTest, ANumberThatIsUsedTwiceOrFallsCutsOff) {
+    for (const std::uint64_t second : {5U, 4U, 0U}) {
+        RawClient client(folder.get());
+        EXPECT_EQ(client.version(5), 6);
+        client.request(second, Request::helperVersion);
+        EXPECT_TRUE(client.isCutOff()) << second;
+    }
+    RawClient client(folder.get());
+    EXPECT_EQ(client.version(0), 6);
+    EXPECT_EQ(client.version(UINT64_MAX), 6);
+}
+
+TEST_F(SocketListenerTest, AClientThatLeavesItsRepliesUnreadIsCutOff) {
+    RawClient good(folder.get());
+    EXPECT_EQ(good.version(1), 6);
+    RawClient flooder(folder.get());
+    const int flags = fcntl(flooder.descriptor(), F_GETFL);
+    fcntl(flooder.descriptor(), F_SETFL, flags | O_NONBLOCK);
+    std::uint64_t number = 0;
+    // Until its socket is refused: the helper has ended it.
+    const bool wasCutOff = eventually([&] {
+        for (int i = 0; i < 500; ++i)
+            if (unix_socket::send(flooder.descriptor(),
+                                  messages::encode(++number, Request::helperVersion, Message::array())) ==
+                unix_socket::Sent::failed)
+                return true;
+        return false;
+    });
+    EXPECT_TRUE(wasCutOff);
+    EXPECT_EQ(good.version(2), 6);
+    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+}
+
+TEST_F(SocketListenerTest, AClientWithManyRequestsUnderWayIsNotReadFromUntilSomeAreAnswered) {
+    RawClient client(folder.get());
+    for (std::uint64_t number = 1; number <= 200; ++number)
+        client.request(number, Request::handBack);
+    ASSERT_TRUE(eventually([&] { return helper->kept() == 64; }));
+    RawClient other(folder.get());
+    EXPECT_EQ(other.version(1), 6); // others are served meanwhile
+    EXPECT_EQ(helper->kept(), 64U);
+    for (std::uint64_t next = 1; next <= 200;) {
+        ASSERT_TRUE(eventually([&] { return helper->kept() > 0; }));
+        for (auto answered = helper->answerAll(); answered > 0; --answered, ++next)
+            ASSERT_TRUE(messages::decodeReply(client.receive().value(), next, Request::handBack)) << next;
+    }
+}
+
+TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
+    const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    // A client that stays throughout: once it is answered, the listener has opened all that it needs for itself.
+    RawClient resident(folder.get());
+    EXPECT_EQ(resident.version(1), 6);
+    const auto before = descriptors();
+    for (int i = 0; i < 1000; ++i) {
+        RawClient client(folder.get());
+        ASSERT_TRUE(client.isConnected()) << i;
+        if (i % 3 == 0)
+            client.request(1, Request::fetchSnapshot);
+    }
+    EXPECT_TRUE(eventually([&] { return door.departures == 1000; }));
+    helper->answerAll();
+    EXPECT_EQ(resident.version(2), 6);
+    EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << descriptors() << ", before " << before;
+}
+
+TEST_F(SocketListenerTest, DescriptorsThatAClientSendsAreDropped) {
+    RawClient client(folder.get());
+    EXPECT_EQ(client.version(1), 6);
+    const auto request = messages::encode(2, Request::helperVersion, Message::array());
+    iovec data = {const_cast<std::uint8_t*>(request.data()), request.size()};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr header{};
+    header.msg_iov = &data;
+    header.msg_iovlen = 1;
+    header.msg_control = control;
+    header.msg_controllen = sizeof control;
+    auto* passed = CMSG_FIRSTHDR(&header);
+    passed->cmsg_level = SOL_SOCKET;
+    passed->cmsg_type = SCM_RIGHTS;
+    passed->cmsg_len = CMSG_LEN(sizeof(int));
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const FileDescriptor reading(ends[0]);
+    FileDescriptor writing(ends[1]);
+    std::memcpy(CMSG_DATA(passed), &ends[1], sizeof(int));
+    ASSERT_GT(sendmsg(client.descriptor(), &header, 0), 0);
+    EXPECT_TRUE(messages::decodeReply(client.receive().value(), 2, Request::helperVersion));
+    writing = {};
+    char byte = 0;
+    EXPECT_EQ(read(reading.get(), &byte, 1), 0); // nobody holds the other end any more
+}
+
+TEST_F(SocketListenerTest, ANewListenerTakesThePlaceOfAnOldOne) {
+    RawClient before(folder.get());
+    EXPECT_EQ(before.version(1), 6);
+    OpenDoor newDoor(helper);
+    SocketListener newer(
+        folder.get(), "service.socket", [](int, const std::string&) { return std::nullopt; },
+        [](const std::string&) {});
+    newer.setAdmission(newDoor);
+    newer.setConnectionCodeSigningRequirement("");
+    newer.resume();
+    RawClient after(folder.get());
+    EXPECT_EQ(after.version(1), 6);
+    EXPECT_EQ(newDoor.asked, 1);
+    EXPECT_EQ(before.version(2), 6);
+    newer.stop();
+}
+
+TEST_F(SocketListenerTest, StoppingEndsEveryConnection) {
+    RawClient client(folder.get());
+    EXPECT_EQ(client.version(1), 6);
+    listener.stop();
+    listener.stop();
+    EXPECT_TRUE(client.isCutOff());
+    EXPECT_EQ(door.departures, 1);
+}
+
+TEST_F(SocketListenerTest, AListenerWithoutARequirementLetsNobodyIn) {
+    SocketListener lenient(
+        folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
+        [this](const std::string&) { ++refusals; });
+    lenient.setAdmission(door);
+    lenient.resume();
+    const auto socket = unix_socket::connect(folder.get(), "other.socket");
+    EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(socket.get(), 10)));
+    EXPECT_EQ(door.asked, 0);
+    lenient.stop();
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,152 @@
+#include "simulator/model/RootPowerDomain.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/VirtualQueue.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class RootPowerDomainTest : public ::testing::Test {
+protected:
+    struct Client {
+        int number = 0;
+        std::vector<std::uint32_t> messages;
+        std::int64_t lastID = 0;
+    };
+
+    /// A client that acknowledges nothing by itself.
+    std::unique_ptr<Client> addClient() {
+        auto client = std::make_unique<Client>();
+        client->number = domain.addClient([client = client.get()](std::uint32_t message, std::int64_t id) {
+            client->messages.push_back(message);
+            client->lastID = id;
+        });
+        return client;
+    }
+    void acknowledge(const Client& client) { domain.acknowledge(client.number, client.lastID); }
+    bool sleep() {
+        return domain.sleep(RootPowerDomain::Cause::idleness, [this](const auto& made) { report = made; });
+    }
+
+    static constexpr auto can = RootPowerDomain::canSystemSleep;
+    static constexpr auto will = RootPowerDomain::systemWillSleep;
+    static constexpr auto on = RootPowerDomain::systemHasPoweredOn;
+
+    double now = 0;
+    VirtualQueue queue{now};
+    RootPowerDomain domain{queue, [this] { return now; }};
+    std::optional<RootPowerDomain::SleepReport> report;
+};
+
+TEST_F(RootPowerDomainTest, WithoutClientsTheSystemSleepsAtOnce) {
+    EXPECT_TRUE(sleep());
+    EXPECT_TRUE(report.has_value());
+    EXPECT_TRUE(domain.isAsleep());
+}
+
+TEST_F(RootPowerDomainTest, SleepIsAskedForThenAnnouncedAndWaitsForEachAcknowledgement) {
+    const auto first = addClient();
+    const auto second = addClient();
+    EXPECT_TRUE(sleep());
+    EXPECT_THAT(first->messages, ElementsAre(can));
+    acknowledge(*first);
+    EXPECT_THAT(second->messages, ElementsAre(can));
+    acknowledge(*second);
+    EXPECT_THAT(first->messages, ElementsAre(can, will));
+    queue.runFor(1.5);
+    acknowledge(*second);
+    EXPECT_FALSE(report.has_value());
+    queue.runFor(0.5);
+    acknowledge(*first);
+    ASSERT_TRUE(report.has_value());
+    EXPECT_DOUBLE_EQ(report->seconds, 2.0);
+    EXPECT_EQ(report->acknowledged, 2);
+    EXPECT_EQ(report->missing, 0);
+}
+
+TEST_F(RootPowerDomainTest, AClientThatDoesNotAnswerIsWaitedForForThirtySecondsInEachRound) {
+    const auto client = addClient();
+    sleep();
+    queue.runFor(29.9);
+    EXPECT_THAT(client->messages, ElementsAre(can));
+    queue.runFor(0.1);
+    EXPECT_THAT(client->messages, ElementsAre(can, will));
+    queue.runFor(30);
+    ASSERT_TRUE(report.has_value());
+    EXPECT_EQ(report->missing, 1);
+    EXPECT_EQ(report->acknowledged, 0);
+}
+
+TEST_F(RootPowerDomainTest, AnAcknowledgementOfAnotherRoundOrASecondOneDoesNotCount) {
+    const auto first = addClient();
+    const auto second = addClient();
+    sleep();
+    const auto oldID = first->lastID;
+    acknowledge(*first);
+    acknowledge(*first);
+    EXPECT_THAT(first->messages, ElementsAre(can));
+    acknowledge(*second);
+    domain.acknowledge(first->number, oldID);
+    acknowledge(*second);
+    EXPECT_FALSE(report.has_value());
+}
+
+TEST_F(RootPowerDomainTest, AClientThatGoesAwayIsNotWaitedFor) {
+    const auto client = addClient();
+    sleep();
+    domain.removeClient(client->number);
+    EXPECT_TRUE(report.has_value());
+    EXPECT_EQ(domain.clientCount(), 0U);
+}
+
+TEST_F(RootPowerDomainTest, WakingIsToldToEverybodyAndNeedsNoAcknowledgement) {
+    EXPECT_FALSE(domain.wake());
+    sleep();
+    const auto client = addClient();
+    EXPECT_TRUE(domain.wake());
+    EXPECT_THAT(client->messages, ElementsAre(RootPowerDomain::systemWillPowerOn, on));
+    EXPECT_FALSE(domain.isAsleep());
+    EXPECT_FALSE(domain.wake());
+}
+
+TEST_F(RootPowerDomainTest, ADemandIsAnnouncedWithoutAQuestion) {
+    const auto client = addClient();
+    EXPECT_TRUE(domain.sleep(RootPowerDomain::Cause::demand, [this](const auto& made) { report = made; }));
+    EXPECT_THAT(client->messages, ElementsAre(will));
+    acknowledge(*client);
+    EXPECT_TRUE(domain.isAsleep());
+    EXPECT_EQ(report.value().acknowledged, 1);
+}
+
+TEST_F(RootPowerDomainTest, ASleepingOrFallingMacCannotBeSentToSleep) {
+    const auto client = addClient();
+    sleep();
+    EXPECT_FALSE(sleep());
+    acknowledge(*client);
+    EXPECT_FALSE(sleep());
+    acknowledge(*client);
+    EXPECT_FALSE(sleep());
+}
+
+TEST_F(RootPowerDomainTest, AClientThatAcknowledgesAtOnceIsHeard) {
+    int number = 0;
+    number = domain.addClient([&](std::uint32_t message, std::int64_t id) {
+        if (message != on)
+            domain.acknowledge(number, id);
+    });
+    EXPECT_TRUE(sleep());
+    ASSERT_TRUE(report.has_value());
+    EXPECT_EQ(report->acknowledged, 1);
+    EXPECT_EQ(queue.liveTimers(), 0);
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,159 @@
+#include "simulator/tools/simsign/CodeSigner.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstddef>
+
+#include "simulator/tools/simsign/SigningFailed.h"
+#include "tests/platform/linux/signing/SigningFixture.h"
+#include "tests/support/process/PipedProcess.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::HasSubstr;
+
+struct stat statusOf(const std::filesystem::path& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status;
+}
+
+class CodeSigner : public SigningFixture {
+protected:
+    Path program() {
+        const auto path = folder / "program";
+        std::filesystem::copy_file(KELO_SIGNED_PEER, path);
+        return path;
+    }
+
+    /// What signing `file` fails with; empty when it does not.
+    std::string failureOf(const Path& file, const CodeIdentity& as) {
+        try {
+            sign(file, as);
+            return "";
+        } catch (const SigningFailed& failure) {
+            return failure.what();
+        }
+    }
+
+    std::ptrdiff_t filesInFolder() const {
+        return std::distance(std::filesystem::directory_iterator(folder.path()), {});
+    }
+};
+
+TEST_F(CodeSigner, ASignedProgramStillRuns) {
+    const auto path = program();
+    const auto sizeBefore = std::filesystem::file_size(path);
+    sign(path, identity);
+    EXPECT_GT(std::filesystem::file_size(path), sizeBefore);
+    PipedProcess running({path, "hello"});
+    EXPECT_EQ(running.readLine(), "still runs");
+    EXPECT_EQ(running.wait(), 7);
+}
+
+TEST_F(CodeSigner, SigningAgainReplacesTheSignature) {
+    const auto file = signedFileWith("content");
+    const auto sizeOfOne = std::filesystem::file_size(file);
+    sign(file, {"app.kelo.other", identity.team});
+    EXPECT_EQ(verdictOn(file).identity, (CodeIdentity{"app.kelo.other", identity.team}));
+    EXPECT_EQ(SignedFileParts(readFile(file)).content, "content");
+    for (int i = 0; i < 5; ++i)
+        sign(file, identity);
+    EXPECT_EQ(verdictOn(file).identity, identity);
+    EXPECT_NEAR(static_cast<double>(std::filesystem::file_size(file)), static_cast<double>(sizeOfOne), 8)
+        << "a signature's own size varies by a few bytes";
+}
+
+TEST_F(CodeSigner, TheModeIsKept) {
+    for (const mode_t mode : {0755U, 0700U, 0444U, 0644U, 04755U}) {
+        const auto file = fileWith("content");
+        ASSERT_EQ(::chmod(file.c_str(), mode), 0);
+        sign(file, identity);
+        EXPECT_EQ(statusOf(file).st_mode & 07777, mode);
+    }
+}
+
+TEST_F(CodeSigner, TheOwnerIsKeptWhenRootSigns) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root gives files away";
+    const auto file = fileWith("content");
+    ASSERT_EQ(::chown(file.c_str(), 12, 34), 0);
+    ASSERT_EQ(::chmod(file.c_str(), 04755), 0);
+    sign(file, identity);
+    EXPECT_EQ(statusOf(file).st_uid, 12U);
+    EXPECT_EQ(statusOf(file).st_gid, 34U);
+    EXPECT_EQ(statusOf(file).st_mode & 07777, 04755U);
+}
+
+TEST_F(CodeSigner, TheFileIsReplacedAsAWholeAndOtherNamesKeepTheOldOne) {
+    const auto file = fileWith("content");
+    std::filesystem::create_hard_link(file, folder / "other-name");
+    sign(file, identity);
+    EXPECT_EQ(readFile(folder / "other-name"), "content");
+    EXPECT_NE(statusOf(file).st_ino, statusOf(folder / "other-name").st_ino);
+}
+
+TEST_F(CodeSigner, AProgramThatRunsCanBeSigned) {
+    const auto path = program();
+    PipedProcess running({path, "wait"});
+    ASSERT_EQ(running.readLine(), "waiting");
+    sign(path, identity);
+    EXPECT_EQ(verdictOn(path).identity, identity);
+}
+
+TEST_F(CodeSigner, ASymbolicLinkIsFollowed) {
+    const auto file = fileWith("content");
+    std::filesystem::create_symlink(file, folder / "link");
+    sign(folder / "link", identity);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
+    EXPECT_EQ(verdictOn(file).identity, identity);
+}
+
+TEST_F(CodeSigner, NamesWithControlCharactersAndTooLongOnesAreNotSigned) {
+    const auto file = fileWith("content");
+    const auto team = leafFor("T");
+    for (const auto& name : {std::string("a\nb"), std::string("a\0b", 3), std::string(256, 'x')}) {
+        EXPECT_THAT(failureOf(file, {name, identity.team}), HasSubstr("The identifier is longer than 255 bytes"));
+        EXPECT_THROW(signExecutable(file, {identity.identifier, name}, {team, {}}), SigningFailed);
+    }
+    EXPECT_EQ(readFile(file), "content");
+}
+
+TEST_F(CodeSigner, AFileWithADamagedTrailerIsLeftAsItIs) {
+    const auto content = "content" + footerWith(1'000'000);
+    const auto file = fileWith(content);
+    const auto before = filesInFolder();
+    EXPECT_EQ(failureOf(file, identity), "The signature trailer is damaged: its message cannot be 1000000 bytes long.");
+    EXPECT_EQ(readFile(file), content);
+    EXPECT_EQ(filesInFolder(), before);
+}
+
+TEST_F(CodeSigner, AFailureLeavesTheFileAsItWasAndNothingBesideIt) {
+    const auto file = fileWith("content");
+    auto mismatched = leafFor("first");
+    mismatched.key = std::move(leafFor("second").key);
+    const auto before = filesInFolder();
+    EXPECT_THROW(signExecutable(file, identity, {mismatched, {}}), SigningFailed);
+    EXPECT_EQ(readFile(file), "content");
+    EXPECT_EQ(filesInFolder(), before);
+}
+
+TEST_F(CodeSigner, WhatIsNotThereOrNoFileIsNotSigned) {
+    const auto missing = folder / "missing";
+    EXPECT_EQ(failureOf(missing, identity),
+              "The file " + missing.string() + " cannot be read (No such file or directory).");
+    EXPECT_EQ(failureOf(folder.path(), identity), "The executable is not a regular file.");
+}
+
+TEST_F(CodeSigner, NothingIsLeftBesideASignedFile) {
+    const auto file = fileWith("content");
+    keys.team(identity.team);
+    const auto before = filesInFolder();
+    sign(file, identity);
+    EXPECT_EQ(filesInFolder(), before);
+}
+
+} // namespace
+} // namespace kelo

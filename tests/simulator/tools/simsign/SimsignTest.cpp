@@ -1,0 +1,158 @@
+#include <sys/stat.h>
+
+#include "tests/platform/linux/signing/SigningFixture.h"
+#include "tests/support/process/PipedProcess.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+
+struct Outcome {
+    int status;
+    std::string output;
+    std::string error;
+};
+
+bool operator==(const Outcome& a, const Outcome& b) {
+    return a.status == b.status && a.output == b.output && a.error == b.error;
+}
+
+void PrintTo(const Outcome& outcome, std::ostream* stream) {
+    *stream << "status " << outcome.status << ", output \"" << outcome.output << "\", error \"" << outcome.error << '"';
+}
+
+Outcome simsign(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), KELO_SIMSIGN);
+    PipedProcess process(std::move(arguments));
+    process.closeInput();
+    Outcome outcome{0, process.readOutput(), process.readError()};
+    outcome.status = process.wait();
+    return outcome;
+}
+
+Outcome says(const std::string& output) { return {0, output, ""}; }
+Outcome refuses(const std::string& sentence) { return {1, "", "simsign: " + sentence + "\n"}; }
+
+/// The tool as a person or a script runs it.
+class Simsign : public ::testing::Test {
+protected:
+    Simsign() { writeFile(executable, "content"); }
+
+    Outcome sign(const std::string& identifier, const std::string& team) {
+        return simsign({"sign", executable, "--identifier", identifier, "--team", team, "--keys", keys});
+    }
+
+    Outcome verify(std::vector<std::string> more = {}) {
+        std::vector<std::string> arguments{"verify", executable, "--anchor", keys + "/anchor.pem"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return simsign(std::move(arguments));
+    }
+
+    const TemporaryFolder folder;
+    const std::string keys = folder / "keys";
+    const std::string executable = folder / "executable";
+};
+
+TEST_F(Simsign, InitSignAndVerifyGoTogether) {
+    EXPECT_EQ(simsign({"init", keys}), says("made an anchor and team \"KELODEV001\" in " + keys + "\n"));
+    EXPECT_EQ(sign("app.kelo.helper", "KELODEV001"),
+              says("signed " + executable + " as \"app.kelo.helper\" of team \"KELODEV001\"\n"));
+    EXPECT_EQ(verify(), says("identifier: app.kelo.helper\nteam: KELODEV001\n"));
+    EXPECT_EQ(verify({"--requirement", "anchor apple generic and identifier \"app.kelo.helper\" and certificate "
+                                       "leaf[subject.OU] = \"KELODEV001\""}),
+              says("identifier: app.kelo.helper\nteam: KELODEV001\n"));
+}
+
+TEST_F(Simsign, InitMakesTheTeamThatIsAskedFor) {
+    EXPECT_EQ(simsign({"init", keys, "--team", "MYTEAM0001"}),
+              says("made an anchor and team \"MYTEAM0001\" in " + keys + "\n"));
+    EXPECT_TRUE(std::filesystem::exists(keys + "/team-MYTEAM0001.pem"));
+}
+
+TEST_F(Simsign, InitOverwritesOnlyWhenForced) {
+    simsign({"init", keys});
+    const auto anchor = readFile(keys + "/anchor.pem");
+    EXPECT_EQ(simsign({"init", keys}),
+              refuses("The folder " + keys + " holds an anchor already; --force replaces it and all its teams."));
+    EXPECT_EQ(readFile(keys + "/anchor.pem"), anchor);
+    EXPECT_EQ(simsign({"init", keys, "--force"}).status, 0);
+    EXPECT_NE(readFile(keys + "/anchor.pem"), anchor);
+}
+
+TEST_F(Simsign, SignMakesATeamThatIsNotThereYet) {
+    simsign({"init", keys});
+    EXPECT_EQ(sign("app.kelo.Kelo", "OTHERTEAM1").status, 0);
+    EXPECT_EQ(verify(), says("identifier: app.kelo.Kelo\nteam: OTHERTEAM1\n"));
+}
+
+TEST_F(Simsign, OddNamesCanBeSigned) {
+    simsign({"init", keys});
+    EXPECT_EQ(sign("app \"kelo\" x", "").status, 0);
+    EXPECT_EQ(verify(), says("identifier: app \"kelo\" x\nteam: \n"));
+    EXPECT_EQ(sign("", "T\"E A/M").status, 0);
+    EXPECT_EQ(verify(), says("identifier: \nteam: T\"E A/M\n"));
+}
+
+TEST_F(Simsign, SignSaysWhyNot) {
+    EXPECT_EQ(sign("id", "team"), refuses("The file " + keys + "/anchor-key.pem cannot be read."));
+    simsign({"init", keys});
+    EXPECT_EQ(sign("a\nb", "team"), refuses("The identifier is longer than 255 bytes or holds control characters."));
+    const auto missing = (folder / "missing").string();
+    EXPECT_EQ(simsign({"sign", missing, "--identifier", "id", "--team", "team", "--keys", keys}),
+              refuses("The file " + missing + " cannot be read (No such file or directory)."));
+}
+
+TEST_F(Simsign, VerifySaysWhyNot) {
+    simsign({"init", keys});
+    EXPECT_EQ(verify(), refuses("The executable is not signed."));
+    sign("app.kelo.helper", "KELODEV001");
+    EXPECT_EQ(verify({"--requirement", "identifier \"app.kelo.Kelo\""}),
+              refuses("The executable is \"app.kelo.helper\" of team \"KELODEV001\", which does not satisfy the "
+                      "requirement."));
+    EXPECT_EQ(verify({"--requirement", "nonsense"}), refuses("The requirement does not parse."));
+    EXPECT_EQ(verify({"--requirement", ""}), refuses("The requirement does not parse."));
+    auto altered = readFile(executable);
+    altered[0] = 'C';
+    writeFile(executable, altered);
+    EXPECT_EQ(verify(), refuses("The executable was altered after it was signed."));
+    const auto missing = (folder / "missing").string();
+    EXPECT_EQ(simsign({"verify", missing, "--anchor", keys + "/anchor.pem"}),
+              refuses("The file " + missing + " cannot be read."));
+    EXPECT_EQ(simsign({"verify", executable, "--anchor", missing}),
+              refuses("The trust anchor " + missing + " cannot be read."));
+}
+
+TEST_F(Simsign, WrongUsageIsTwoAndOneSentence) {
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{},
+                                                  {"unknown"},
+                                                  {"init"},
+                                                  {"init", "a", "b"},
+                                                  {"init", "a", "--unknown"},
+                                                  {"sign", executable},
+                                                  {"sign", executable, "--identifier", "id", "--team", "t"},
+                                                  {"sign", executable, "--identifier", "id", "--keys", keys},
+                                                  {"verify"},
+                                                  {"verify", executable},
+                                                  {"verify", executable, "--anchor"},
+                                                  {"init", keys, "verify", executable}}) {
+        const auto outcome = simsign(wrong);
+        EXPECT_EQ(outcome.status, 2) << ::testing::PrintToString(wrong);
+        EXPECT_EQ(outcome.output, "");
+        EXPECT_THAT(outcome.error, MatchesRegex("simsign: [^\n]+; simsign --help tells more\n"));
+    }
+    EXPECT_FALSE(std::filesystem::exists(keys));
+}
+
+TEST_F(Simsign, HelpAndVersionAreForEverybody) {
+    const auto help = simsign({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const auto* part : {"init", "sign", "verify", "Exit status: 0 done", "control characters"})
+        EXPECT_THAT(help.output, HasSubstr(part));
+    EXPECT_EQ(simsign({"sign", "--help"}).status, 0);
+    EXPECT_EQ(simsign({"--version"}), says("simsign " KELO_VERSION "\n"));
+}
+
+} // namespace
+} // namespace kelo
