@@ -4,8 +4,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/fan/Clock.h"
 #include "core/fan/FanController.h"
-#include "core/fan/FanSystem.h"
+#include "core/fan/Rights.h"
 #include "core/smc/SMCExchange.h"
 #include "core/smc/smc.h"
 #include "fuzz/FuzzTarget.h"
@@ -19,7 +20,7 @@ public:
     FuzzedExchange(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
 
     std::uint32_t open() override { return 1; }
-    bool exchange(std::uint32_t, const SMCKeyData&, SMCKeyData& reply) override {
+    bool exchange(std::uint32_t, const SMCKeyData&, SMCKeyData& reply) noexcept override {
         if (left_ == 0)
             return false;
         const bool succeeds = *data_ != 0;
@@ -29,7 +30,7 @@ public:
         left_ -= count + 1;
         return succeeds;
     }
-    void close(std::uint32_t) override {}
+    void close(std::uint32_t) noexcept override {}
 
 private:
     const std::uint8_t* data_;
@@ -37,14 +38,18 @@ private:
 };
 
 /// Time passes with each look, so that no retry lasts.
-class HurriedSystem : public kelo::FanSystem {
+class HurriedClock : public kelo::Clock {
 public:
     double now() override { return now_ += 1; }
     void sleep(double seconds) override { now_ += seconds; }
-    bool isRoot() override { return true; }
 
 private:
     double now_ = 0;
+};
+
+class EveryRight : public kelo::Rights {
+public:
+    bool isRoot() override { return true; }
 };
 
 void useEverything(kelo::FanController& controller) {
@@ -67,14 +72,13 @@ void useEverything(kelo::FanController& controller) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedExchange exchange(data, size);
-    HurriedSystem system;
-    smc_set_exchange(&exchange);
+    HurriedClock clock;
+    EveryRight rights;
     try {
-        kelo::FanController controller(system);
+        kelo::FanController controller(exchange, clock, rights);
         useEverything(controller);
     } catch (const kelo::FanError&) {
         // no fans
     }
-    smc_set_exchange(nullptr);
     return 0;
 }

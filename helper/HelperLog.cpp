@@ -26,24 +26,35 @@ std::string timestamp(double wallClock) {
     return text;
 }
 
+/// A log that fails must not keep the fan: there is nobody left to tell.
+template <typename Write>
+void orLose(Write write) noexcept {
+    try {
+        write();
+    } catch (...) { // NOLINT(bugprone-empty-catch)
+    }
+}
+
 } // namespace
 
 HelperLog::HelperLog(std::shared_ptr<SystemLog> logger, std::string category, LogOutput& output)
     : logger_(std::move(logger)), category_(std::move(category)), output_(&output) {}
 
-void HelperLog::error(const std::string& message) const { log(LogLevel::error, "ERROR", message); }
+void HelperLog::error(std::string_view message) const noexcept { log(LogLevel::error, "ERROR", message); }
 
-void HelperLog::notice(const std::string& message) const { log(LogLevel::notice, "NOTICE", message); }
+void HelperLog::notice(std::string_view message) const noexcept { log(LogLevel::notice, "NOTICE", message); }
 
-void HelperLog::log(LogLevel level, const char* word, const std::string& message) const {
-    if (logger_->isEnabled(level))
-        logger_->write(level, message);
-    echo(word, message); // also when the system's log is silent
+void HelperLog::log(LogLevel level, const char* word, std::string_view message) const noexcept {
+    orLose([&] {
+        if (logger_->isEnabled(level))
+            logger_->write(level, std::string(message));
+    });
+    orLose([&] { echo(word, message); }); // also when the system's log is silent
 }
 
-void HelperLog::echo(const char* word, const std::string& message) const {
-    output_->writeStandardError(timestamp(output_->wallClock()) + " [" + word + "] " + category_ + ": " + message +
-                                "\n");
+void HelperLog::echo(const char* word, std::string_view message) const {
+    auto line = timestamp(output_->wallClock()) + " [" + word + "] " + category_ + ": ";
+    output_->writeStandardError(line.append(message).append("\n"));
 }
 
 } // namespace kelo

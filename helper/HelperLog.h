@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "helper/SystemLog.h"
 
@@ -14,7 +15,7 @@ class LogOutput;
 ///     2026-11-16T02:03:06Z [NOTICE] listener: Asked to stop.
 ///
 /// Messages are whole sentences and are written as they are. Copied freely; any thread; lines of different threads do
-/// not interleave.
+/// not interleave. Logging never fails: what cannot be written is lost, and whoever logs goes on.
 class HelperLog {
 public:
     static constexpr const char* subsystem = "app.kelo.helper";
@@ -22,12 +23,12 @@ public:
     /// `logger` was made for `subsystem` and the same category. `output` is borrowed.
     HelperLog(std::shared_ptr<SystemLog> logger, std::string category, LogOutput& output);
 
-    void error(const std::string& message) const;
-    void notice(const std::string& message) const;
+    void error(std::string_view message) const noexcept;
+    void notice(std::string_view message) const noexcept;
 
 private:
-    void log(LogLevel level, const char* word, const std::string& message) const;
-    void echo(const char* word, const std::string& message) const;
+    void log(LogLevel level, const char* word, std::string_view message) const noexcept;
+    void echo(const char* word, std::string_view message) const;
 
     std::shared_ptr<SystemLog> logger_;
     std::string category_;

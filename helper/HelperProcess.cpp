@@ -2,7 +2,6 @@
 
 #include <csignal>
 
-#include "core/smc/smc.h"
 #include "core/watch/BinaryWatch.h"
 #include "helper/HelperService.h"
 #include "helper/ListenerDelegate.h"
@@ -13,7 +12,8 @@
 
 namespace kelo {
 
-HelperProcess::HelperProcess(Platform& platform) : platform_(platform), log_(makeLog("listener")) {}
+HelperProcess::HelperProcess(const Platform& platform)
+    : platform_(platform), log_(makeLog("listener")), leave_([this](const char* notice) { leave(notice); }) {}
 
 HelperProcess::~HelperProcess() = default;
 
@@ -23,43 +23,49 @@ void HelperProcess::start() {
     makeListener();
     const bool trusted = requireSignatureOfOurTeam();
     handleStopSignals(); // before the first client can arrive
-    if (!trusted)
-        return; // stays up for its signals and its binary watch, but serves nobody
-    listener_->resume();
-    log_.notice(std::string("Listening on ") + KeloHelper::machServiceName);
+    // Untrusted, the process stays up for its signals and its binary watch, but serves nobody.
+    if (trusted && listener_->resume())
+        log_.notice(std::string("Listening on ") + KeloHelper::machServiceName);
 }
 
 HelperLog HelperProcess::makeLog(const char* category) {
-    return {platform_.makeSystemLog(HelperLog::subsystem, category), category, platform_};
+    return {platform_.makeSystemLog(HelperLog::subsystem, category), category, platform_.logOutput};
 }
 
 void HelperProcess::makeService() {
-    smc_set_exchange(&platform_.smcExchange());
-    service_ = std::make_shared<HelperService>(
-        ServiceSurroundings{platform_.mainQueue(), platform_.fanSystem(), platform_.powerNotifications(),
-                            platform_.clamshell(), makeLog("service"), [this](int status) { platform_.exit(status); }});
+    service_ = std::make_shared<HelperService>(ServiceDependencies{
+        .queue = platform_.queue,
+        .exchange = platform_.exchange,
+        .clock = platform_.clock,
+        .rights = platform_.rights,
+        .power = platform_.power,
+        .clamshell = platform_.clamshell,
+        .log = makeLog("service"),
+        .leave = leave_,
+    });
 }
 
 void HelperProcess::watchOwnBinary() {
-    const auto path = BinaryWatch::ownExecutable(platform_.fileEvents());
+    const auto path = BinaryWatch::ownExecutable(platform_.files);
     if (!path) {
         log_.error("Couldn't find our own executable; an update won't replace this process until restart.");
         return;
     }
-    binary_ = std::make_shared<BinaryWatch>(*path, platform_.fileEvents(), [this] {
+    binary_ = std::make_shared<BinaryWatch>(*path, platform_.files, [leave = leave_] {
         leave("Our binary was deleted or moved. Handing the fan back and leaving for the new helper.");
     });
 }
 
 void HelperProcess::makeListener() {
-    delegate_ = std::make_unique<ListenerDelegate>(service_, binary_, platform_.mainQueue(),
-                                                   [this](const std::string& notice) { leave(notice); });
+    delegate_ = std::make_unique<ListenerDelegate>(service_, binary_, platform_.queue, leave_);
     listener_ = platform_.makeListener(KeloHelper::machServiceName);
-    listener_->setAdmission(*delegate_);
+    listener_->setAdmission([delegate = delegate_.get()](IncomingConnection& connection) {
+        return delegate->shouldAcceptNewConnection(connection);
+    });
 }
 
 bool HelperProcess::requireSignatureOfOurTeam() {
-    const auto team = SigningIdentity::ownTeamID(platform_.signingInformation());
+    const auto team = SigningIdentity::ownTeamID(platform_.signing);
     if (!team) {
         log_.error("This helper isn't signed, so there is no one it can safely trust.");
         return false;
@@ -71,14 +77,14 @@ bool HelperProcess::requireSignatureOfOurTeam() {
 
 void HelperProcess::handleStopSignals() {
     for (const int signal : {SIGTERM, SIGINT}) {
-        platform_.signals().ignore(signal);
-        signalSources_.push_back(platform_.signals().deliver(signal, [this] { leave("Asked to stop."); }));
+        platform_.signals.ignore(signal);
+        signalSources_.push_back(platform_.signals.deliver(signal, [leave = leave_] { leave("Asked to stop."); }));
     }
 }
 
-/// The one way out of the process.
-void HelperProcess::leave(const std::string& notice) {
-    log_.notice(notice);
+void HelperProcess::leave(const char* notice) noexcept {
+    if (notice != nullptr)
+        log_.notice(notice);
     service_->shutdownNow();
     platform_.exit(0);
 }

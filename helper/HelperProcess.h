@@ -1,10 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "helper/HelperLog.h"
+#include "helper/Leave.h"
 
 namespace kelo {
 
@@ -12,14 +12,14 @@ class BinaryWatch;
 class HelperService;
 class Listener;
 class ListenerDelegate;
-class Platform;
+struct Platform;
 class SignalSource;
 
 /// The few objects that live as long as the daemon's process, and the order in which they are made.
 class HelperProcess {
 public:
     /// `platform` is borrowed and outlives the process's objects.
-    explicit HelperProcess(Platform& platform);
+    explicit HelperProcess(const Platform& platform);
     HelperProcess(const HelperProcess&) = delete;
     HelperProcess& operator=(const HelperProcess&) = delete;
     ~HelperProcess();
@@ -35,10 +35,12 @@ private:
     void makeListener();
     bool requireSignatureOfOurTeam();
     void handleStopSignals();
-    void leave(const std::string& notice);
+    /// The one way out of the process: notice, hand-back, exit. What the log does on the way does not keep the fan.
+    void leave(const char* notice) noexcept;
 
-    Platform& platform_;
+    const Platform& platform_;
     HelperLog log_;
+    const Leave leave_; ///< `leave`, for all who may end the process.
     std::shared_ptr<HelperService> service_;
     std::shared_ptr<BinaryWatch> binary_; ///< Null when our executable could not be found.
     std::unique_ptr<ListenerDelegate> delegate_;

@@ -19,9 +19,9 @@ namespace {
 
 constexpr double standDownDelay = 0.3; // seconds for the reply to reach the client
 
-std::shared_ptr<FanController> openController(FanSystem& system) {
+std::shared_ptr<FanController> openController(const ServiceDependencies& dependencies) {
     try {
-        return std::make_shared<FanController>(system);
+        return std::make_shared<FanController>(dependencies.exchange, dependencies.clock, dependencies.rights);
     } catch (const FanError&) {
         return nullptr; // whatever the reason: the service says that there is nothing to control
     }
@@ -35,10 +35,10 @@ const Fan& reportedFan(const std::vector<Fan>& fans) {
 
 } // namespace
 
-HelperService::HelperService(ServiceSurroundings surroundings)
-    : surroundings_(std::move(surroundings)), controller_(openController(surroundings_.fanSystem)) {
+HelperService::HelperService(ServiceDependencies dependencies)
+    : dependencies_(std::move(dependencies)), controller_(openController(dependencies_)) {
     if (!controller_)
-        surroundings_.log.error("No controllable fan on this Mac — the helper will refuse every request.");
+        dependencies_.log.error("No controllable fan on this Mac — the helper will refuse every request.");
 }
 
 HelperService::~HelperService() = default;
@@ -48,7 +48,7 @@ HelperService::~HelperService() = default;
 void HelperService::helperVersion(VersionReply reply) { reply(KeloHelper::interfaceVersion); }
 
 void HelperService::fetchSnapshot(DataReply reply) {
-    surroundings_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
+    dependencies_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         const auto service = weak.lock();
         if (!service || !service->controller_)
             return reply(std::nullopt);
@@ -63,7 +63,7 @@ void HelperService::fetchSnapshot(DataReply reply) {
 }
 
 void HelperService::hold(double fraction, bool handsBackOnLidClose, ErrorReply reply) {
-    surroundings_.queue.post([weak = weak_from_this(), fraction, handsBackOnLidClose, reply = std::move(reply)] {
+    dependencies_.queue.post([weak = weak_from_this(), fraction, handsBackOnLidClose, reply = std::move(reply)] {
         const auto service = weak.lock();
         if (!service || !service->controller_)
             return reply(FanError::noFans().errorDescription());
@@ -72,7 +72,7 @@ void HelperService::hold(double fraction, bool handsBackOnLidClose, ErrorReply r
 }
 
 void HelperService::handBack(ErrorReply reply) {
-    surroundings_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
+    dependencies_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         if (const auto service = weak.lock())
             service->releaseFans();
         reply(std::nullopt);
@@ -80,13 +80,9 @@ void HelperService::handBack(ErrorReply reply) {
 }
 
 void HelperService::standDown(EmptyReply reply) {
-    surroundings_.log.notice("A newer Kelo asked us to stand down.");
+    dependencies_.log.notice("A newer Kelo asked us to stand down.");
     reply();
-    surroundings_.queue.postAfter(standDownDelay, [weak = weak_from_this(), exitProcess = surroundings_.exitProcess] {
-        if (const auto service = weak.lock())
-            service->shutdownNow();
-        exitProcess(0);
-    });
+    dependencies_.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
 }
 
 Data HelperService::makeSnapshot() const {
@@ -112,35 +108,40 @@ Data HelperService::makeSnapshot() const {
 
 /// Replaces the running hold. Returns the reason when the new one could not start; then none runs.
 std::optional<std::string> HelperService::startHold(double fraction, bool handsBackOnLidClose) {
-    if (session_)
-        session_->stop();
+    stopHold();
     const auto hold =
         std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose,
-                                  HoldSurroundings{surroundings_.queue, surroundings_.power, surroundings_.clamshell});
+                                  HoldDependencies{dependencies_.queue, dependencies_.power, dependencies_.clamshell});
     hold->onEvent = [weak = weak_from_this()](const FanHold::Event& event) {
         if (const auto service = weak.lock())
-            service->surroundings_.log.notice("hold: " + event.description());
+            service->dependencies_.log.notice("hold: " + event.description());
     };
     try {
         hold->start();
     } catch (const std::exception& error) { // a FanError, or a system that is out of something
         session_.reset();
-        // Fans that were taken before the failure must not stay where nobody watches them.
-        controller_->restoreAuto();
+        // Fans that were taken before the failure must not stay where nobody watches them; the log has nothing to say
+        // of a hold that never was.
+        hold->onEvent = nullptr;
+        hold->stop();
         return error.what();
     }
     session_ = hold;
     return std::nullopt;
 }
 
-void HelperService::endHold() {
-    if (session_)
-        session_->stop();
-    session_.reset();
+/// Whatever its observer throws: the fans are back by then.
+void HelperService::stopHold() noexcept {
+    try {
+        if (session_)
+            session_->stop();
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nothing left to undo
+    }
 }
 
-void HelperService::releaseFans() {
-    endHold();
+void HelperService::releaseFans() noexcept {
+    stopHold();
+    session_.reset();
     if (controller_)
         controller_->restoreAuto(); // also without a hold: somebody else's manual mode ends here
 }
@@ -148,7 +149,7 @@ void HelperService::releaseFans() {
 // --- clients
 
 void HelperService::clientArrived() {
-    surroundings_.queue.post([weak = weak_from_this()] {
+    dependencies_.queue.post([weak = weak_from_this()] {
         const auto service = weak.lock();
         if (!service)
             return;
@@ -160,7 +161,7 @@ void HelperService::clientArrived() {
 }
 
 void HelperService::clientWentAway() {
-    surroundings_.queue.post([weak = weak_from_this()] {
+    dependencies_.queue.post([weak = weak_from_this()] {
         if (const auto service = weak.lock())
             service->countDeparture();
     });
@@ -170,8 +171,8 @@ void HelperService::countDeparture() {
     clients_ = std::max<std::int64_t>(clients_ - 1, 0);
     if (clients_ > 0 || !session_)
         return;
-    surroundings_.log.notice("Last client disconnected; handing the fan back shortly.");
-    orphanTimer_ = surroundings_.queue.scheduleTimer(KeloHelper::orphanGracePeriod, false, [weak = weak_from_this()] {
+    dependencies_.log.notice("Last client disconnected; handing the fan back shortly.");
+    orphanTimer_ = dependencies_.queue.scheduleTimer(KeloHelper::orphanGracePeriod, false, [weak = weak_from_this()] {
         if (const auto service = weak.lock())
             service->orphanTimerFired();
     });
@@ -181,13 +182,13 @@ void HelperService::orphanTimerFired() {
     if (clients_ != 0)
         return;
     releaseFans();
-    surroundings_.log.notice("Fan handed back to macOS after the client went away.");
+    dependencies_.log.notice("Fan handed back to macOS after the client went away.");
 }
 
-void HelperService::shutdownNow() {
-    assert(surroundings_.queue.isCurrent());
+void HelperService::shutdownNow() noexcept {
+    assert(dependencies_.queue.isCurrent());
     releaseFans();
-    surroundings_.log.notice("Handed the fan back on the way out.");
+    dependencies_.log.notice("Handed the fan back on the way out.");
 }
 
 } // namespace kelo

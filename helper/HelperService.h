@@ -1,30 +1,34 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 
 #include "helper/HelperLog.h"
+#include "helper/Leave.h"
 #include "protocol/KeloHelperProtocol.h"
 
 namespace kelo {
 
 class Clamshell;
+class Clock;
 class FanController;
 class FanHold;
-class FanSystem;
 class MainQueue;
 class PowerNotifications;
+class Rights;
+class SMCExchange;
 class Timer;
 
 /// What the service needs of the process around it. Borrowed.
-struct ServiceSurroundings {
+struct ServiceDependencies {
     MainQueue& queue;
-    FanSystem& fanSystem;
+    SMCExchange& exchange;
+    Clock& clock;
+    Rights& rights;
     PowerNotifications& power;
     Clamshell& clamshell;
     HelperLog log; ///< Of category "service".
-    std::function<void(int status)> exitProcess;
+    Leave leave;
 };
 
 /// The one object that every connection exports: serves the five requests, counts the clients, and makes sure that the
@@ -36,7 +40,7 @@ struct ServiceSurroundings {
 class HelperService : public KeloHelperProtocol, public std::enable_shared_from_this<HelperService> {
 public:
     /// Opens the fan controller. Without one it says so in the log and refuses every request.
-    explicit HelperService(ServiceSurroundings surroundings);
+    explicit HelperService(ServiceDependencies dependencies);
     /// Hands nothing back: call `shutdownNow()` first.
     ~HelperService() override;
 
@@ -55,17 +59,17 @@ public:
     void clientWentAway();
 
     /// Ends any hold and hands the fan back, now: what every way out of the process calls last. Main thread only.
-    void shutdownNow();
+    void shutdownNow() noexcept;
 
 private:
     Data makeSnapshot() const;
     std::optional<std::string> startHold(double fraction, bool handsBackOnLidClose);
-    void endHold();
-    void releaseFans();
+    void stopHold() noexcept;
+    void releaseFans() noexcept;
     void countDeparture();
     void orphanTimerFired();
 
-    ServiceSurroundings surroundings_;
+    ServiceDependencies dependencies_;
     std::shared_ptr<FanController> controller_; ///< Null when there is none to control; never replaced.
     std::shared_ptr<FanHold> session_;          ///< The hold in force.
     std::int64_t clients_ = 0;

@@ -30,17 +30,9 @@ public:
     virtual void resume() = 0;
 };
 
-/// Decides about each connection whose peer satisfies the listener's requirement.
-class ConnectionAdmission {
-public:
-    ConnectionAdmission() = default;
-    ConnectionAdmission(const ConnectionAdmission&) = delete;
-    ConnectionAdmission& operator=(const ConnectionAdmission&) = delete;
-    virtual ~ConnectionAdmission() = default;
-
-    /// Called on the listener's own thread. True accepts: the connection was resumed. False drops it.
-    virtual bool shouldAcceptNewConnection(IncomingConnection& connection) = 0;
-};
+/// Decides about each connection whose peer satisfies the listener's requirement. Called on the listener's own thread.
+/// True accepts: the connection was resumed. False drops it.
+using ConnectionAdmission = std::function<bool(IncomingConnection& connection)>;
 
 /// The service's endpoint. Set up on the main thread: admission, requirement, then `resume`. Lives as long as the
 /// process.
@@ -51,15 +43,14 @@ public:
     Listener& operator=(const Listener&) = delete;
     virtual ~Listener() = default;
 
-    /// `admission` is borrowed: whoever sets it keeps it alive.
-    virtual void setAdmission(ConnectionAdmission& admission) = 0;
+    virtual void setAdmission(ConnectionAdmission admission) = 0;
 
     /// Cuts off every peer whose code signature does not satisfy `requirement`, before the admission is asked. A text
     /// that does not parse lets nobody in.
     virtual void setConnectionCodeSigningRequirement(const std::string& requirement) = 0;
 
-    /// Starts to accept connections.
-    virtual void resume() = 0;
+    /// Starts to accept connections. Returns whether it listens.
+    [[nodiscard]] virtual bool resume() = 0;
 };
 
 } // namespace kelo

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <string>
 
+#include "helper/Leave.h"
 #include "helper/Listener.h"
 
 namespace kelo {
@@ -17,17 +16,15 @@ class MainQueue;
 /// the helper leave, so that the newer one can serve them.
 ///
 /// Called on the listener's thread. Reads only what never changes; everything else hops to the main queue.
-class ListenerDelegate : public ConnectionAdmission {
+class ListenerDelegate {
 public:
-    /// Ends the process after a notice of the given text and a hand-back. Called on the main queue.
-    using Leave = std::function<void(const std::string& notice)>;
-
     /// `binary` is null when the helper's executable could not be found; then no connection is ever stale. `queue` is
     /// borrowed.
     ListenerDelegate(std::shared_ptr<HelperService> service, std::shared_ptr<const BinaryWatch> binary,
                      MainQueue& queue, Leave leave);
 
-    bool shouldAcceptNewConnection(IncomingConnection& connection) override;
+    /// Whether the connection was accepted and resumed; one that is refused is left untouched. The listener's thread.
+    bool shouldAcceptNewConnection(IncomingConnection& connection);
 
 private:
     const std::shared_ptr<HelperService> service_;

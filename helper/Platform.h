@@ -1,45 +1,48 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "helper/Listener.h"
-#include "helper/LogOutput.h"
 #include "helper/SystemLog.h"
 
 namespace kelo {
 
 class Clamshell;
-class FanSystem;
+class Clock;
 class FileEvents;
+class LogOutput;
 class MainQueue;
 class PowerNotifications;
+class Rights;
 class Signals;
 class SigningInformation;
 class SMCExchange;
 
-/// Everything that the helper takes from its operating system. One per process; lives as long as the process.
-class Platform : public LogOutput {
-public:
-    virtual MainQueue& mainQueue() = 0;
-    virtual SMCExchange& smcExchange() = 0;
-    virtual FanSystem& fanSystem() = 0;
-    virtual PowerNotifications& powerNotifications() = 0;
-    virtual Clamshell& clamshell() = 0;
-    virtual FileEvents& fileEvents() = 0;
-    virtual Signals& signals() = 0;
-    virtual SigningInformation& signingInformation() = 0;
+/// Everything that the helper takes from its operating system.
+struct Platform {
+    MainQueue& queue;
+    SMCExchange& exchange;
+    Clock& clock;
+    Rights& rights;
+    PowerNotifications& power;
+    Clamshell& clamshell;
+    FileEvents& files;
+    Signals& signals;
+    SigningInformation& signing;
+    LogOutput& logOutput;
 
-    virtual std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) = 0;
-    virtual std::unique_ptr<Listener> makeListener(const std::string& machServiceName) = 0;
-
+    std::function<std::unique_ptr<SystemLog>(const std::string& subsystem, const std::string& category)> makeSystemLog;
+    std::function<std::unique_ptr<Listener>(const std::string& machServiceName)> makeListener;
     /// Runs the main loop. Does not return in practice.
-    virtual void runMainLoop() = 0;
-    /// Ends the process.
-    virtual void exit(int status) = 0;
+    std::function<void()> runMainLoop;
+    /// Ends the process. Throws nothing.
+    std::function<void(int status)> exit;
 };
 
-/// The platform that the helper was built for. Call once, on the main thread, before anything else.
-std::unique_ptr<Platform> makePlatform();
+/// The platform that the helper was built for, to be kept as long as the process lives. Call once, on the main thread,
+/// before anything else.
+std::shared_ptr<const Platform> makePlatform();
 
 } // namespace kelo

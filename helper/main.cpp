@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "helper/HelperProcess.h"
 #include "helper/Platform.h"
 

@@ -1,9 +1,11 @@
 #include "core/fan/FanController.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 
-#include "core/fan/FanSystem.h"
+#include "core/fan/Clock.h"
+#include "core/fan/Rights.h"
 #include "core/smc/smc.h"
 
 namespace kelo {
@@ -17,11 +19,22 @@ constexpr std::uint8_t automaticMode = 0;
 constexpr std::uint8_t manualMode = 1;
 constexpr double retrySpacing = 0.1; // seconds
 
-std::string fanKey(int fan, const char* suffix) { return "F" + std::to_string(fan) + suffix; }
+/// The name of a fan's key, such as "F0Ac". Takes no memory, so that handing a fan back cannot fail for want of it.
+class FanKey {
+public:
+    FanKey(int fan, std::string_view suffix) {
+        auto* const end = std::to_chars(text_ + 1, text_ + sizeof text_, fan).ptr;
+        suffix.copy(end, suffix.size());
+    }
+    operator const char*() const { return text_; } // NOLINT(google-explicit-constructor): it is a key's name
 
-std::optional<double> readFloat(const std::string& key) {
+private:
+    char text_[8] = "F"; // the count of fans is a byte: "F255Ac" is the longest
+};
+
+std::optional<double> readFloat(const char* key) {
     float value = 0;
-    if (smc_read_float(key.c_str(), &value) != 0)
+    if (smc_read_float(key, &value) != 0)
         return std::nullopt;
     return static_cast<double>(value);
 }
@@ -33,33 +46,34 @@ struct SpeedRange {
 
 /// None when a bound cannot be read or the range is empty, inverted or not a number.
 std::optional<SpeedRange> readRange(int fan) {
-    const auto min = readFloat(fanKey(fan, "Mn"));
+    const auto min = readFloat(FanKey(fan, "Mn"));
     if (!min)
         return std::nullopt;
-    const auto max = readFloat(fanKey(fan, "Mx"));
+    const auto max = readFloat(FanKey(fan, "Mx"));
     if (!max || !(*min < *max))
         return std::nullopt;
     return SpeedRange{*min, *max};
 }
 
 std::optional<Fan> readFan(int index) {
-    const auto current = readFloat(fanKey(index, "Ac"));
+    const auto current = readFloat(FanKey(index, "Ac"));
     if (!current)
         return std::nullopt;
     const auto range = readRange(index);
     if (!range)
         return std::nullopt;
     std::uint8_t mode = automaticMode;
-    smc_read_u8(fanKey(index, "Md").c_str(), &mode); // unreadable counts as automatic
-    const auto target = readFloat(fanKey(index, "Tg"));
+    smc_read_u8(FanKey(index, "Md"), &mode); // unreadable counts as automatic
+    const auto target = readFloat(FanKey(index, "Tg"));
     return Fan{index, range->minRPM, range->maxRPM, *current, target.value_or(*current), mode != automaticMode};
 }
 
-std::int32_t writeMode(int fan, std::uint8_t mode) { return smc_write_u8(fanKey(fan, "Md").c_str(), mode); }
+std::int32_t writeMode(int fan, std::uint8_t mode) { return smc_write_u8(FanKey(fan, "Md"), mode); }
 
 } // namespace
 
-FanController::FanController(FanSystem& system) : system_(system) {
+FanController::FanController(SMCExchange& exchange, Clock& clock, Rights& rights) : clock_(clock), rights_(rights) {
+    smc_set_exchange(&exchange);
     if (smc_open() != 0)
         throw FanError::smcUnavailable();
     std::uint8_t count = 0;
@@ -72,7 +86,7 @@ FanController::FanController(FanSystem& system) : system_(system) {
 
 FanController::~FanController() { smc_close(); }
 
-bool FanController::isRoot() const { return system_.isRoot(); }
+bool FanController::isRoot() const { return rights_.isRoot(); }
 
 std::vector<Fan> FanController::fans() const {
     std::vector<Fan> fans;
@@ -110,13 +124,13 @@ bool FanController::engageManual(int fan) {
     if (writeMode(fan, manualMode) == 0)
         return false;
     smc_write_u8(unlockKey, 1); // whether it helped shows below
-    const auto deadline = system_.now() + unlockTimeout;
+    const auto deadline = clock_.now() + unlockTimeout;
     std::int32_t lastCode = 0;
-    while (system_.now() < deadline) {
+    while (clock_.now() < deadline) {
         lastCode = writeMode(fan, manualMode);
         if (lastCode == 0)
             return true;
-        system_.sleep(retrySpacing);
+        clock_.sleep(retrySpacing);
     }
     throw FanError::modeRejected(lastCode);
 }
@@ -130,13 +144,13 @@ double FanController::setTarget(int fan, double rpm) {
     double clamped = rpm <= range->minRPM ? range->minRPM : rpm;
     if (clamped > range->maxRPM)
         clamped = range->maxRPM;
-    const auto status = smc_write_float(fanKey(fan, "Tg").c_str(), static_cast<float>(clamped));
+    const auto status = smc_write_float(FanKey(fan, "Tg"), static_cast<float>(clamped));
     if (status != 0)
         throw FanError::targetRejected(status);
     return clamped;
 }
 
-void FanController::restoreAuto() {
+void FanController::restoreAuto() noexcept {
     // Statuses are dropped on purpose: a fan that refuses must not keep the others from being handed back.
     for (int i = 0; i < std::max(fanCount_, 1); ++i)
         writeMode(i, automaticMode);

@@ -11,7 +11,9 @@
 
 namespace kelo {
 
-class FanSystem;
+class Clock;
+class Rights;
+class SMCExchange;
 
 /// The one way to fans and temperature sensors.
 ///
@@ -22,10 +24,11 @@ class FanSystem;
 /// All calls on one thread. Reads never throw: what cannot be read is left out or is none.
 class FanController {
 public:
-    /// Opens the connection and counts the fans. `system` is borrowed. Needs no particular rights.
+    /// Has the key client talk over `exchange`, opens the connection and counts the fans. All three are borrowed.
+    /// Needs no particular rights.
     /// Throws `smcUnavailable`, or `noFans` when there is none or their number cannot be read; the connection is then
     /// closed.
-    explicit FanController(FanSystem& system);
+    FanController(SMCExchange& exchange, Clock& clock, Rights& rights);
     FanController(const FanController&) = delete;
     FanController& operator=(const FanController&) = delete;
     /// Closes the connection. Leaves the fans as they are: call `restoreAuto()` first.
@@ -59,10 +62,11 @@ public:
 
     /// Gives every fan back to automatic control and clears the unlock switch. Tries each of them whatever the others
     /// answered, never fails, and may be called when nothing was ever taken.
-    void restoreAuto();
+    void restoreAuto() noexcept;
 
 private:
-    FanSystem& system_;
+    Clock& clock_;
+    Rights& rights_;
     int fanCount_ = 0;
 };
 

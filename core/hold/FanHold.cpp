@@ -19,37 +19,48 @@ namespace {
 constexpr double driftTolerance = 25.0; // RPM; below it a target is not worth a write
 constexpr double addingAirThreshold = 0.001;
 
+/// Raises a flag for the length of a scope, however that is left.
+class RaisedFlag {
+public:
+    explicit RaisedFlag(bool& flag) : flag_(flag) { flag_ = true; }
+    RaisedFlag(const RaisedFlag&) = delete;
+    RaisedFlag& operator=(const RaisedFlag&) = delete;
+    ~RaisedFlag() { flag_ = false; }
+
+private:
+    bool& flag_;
+};
+
 } // namespace
 
 FanHold::FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose,
-                 HoldSurroundings surroundings)
+                 HoldDependencies dependencies)
     : controller_(std::move(controller)), fraction_(FanMath::clamped(fraction)),
-      handsBackOnLidClose_(handsBackOnLidClose), surroundings_(surroundings) {}
+      handsBackOnLidClose_(handsBackOnLidClose), dependencies_(dependencies) {}
 
 FanHold::~FanHold() = default;
 
 void FanHold::start() {
-    assert(surroundings_.queue.isCurrent());
+    assert(dependencies_.queue.isCurrent());
+    const auto alive = shared_from_this(); // the observer may drop the owner's reference
     isHolding_ = true;
     if (mayHold()) {
         const bool neededUnlock = engage();
-        if (!isHolding_)
-            return;
         isEngaged_ = true;
-        emit(Event::engaged(fraction_, neededUnlock));
+        announce(Event::engaged(fraction_, neededUnlock));
     } else {
-        emit(Event::yielded());
+        announce(Event::yielded());
     }
-    if (!isHolding_)
-        return;
     watchPower();
     startTimer();
 }
 
 void FanHold::stop() {
-    assert(surroundings_.queue.isCurrent());
+    assert(dependencies_.queue.isCurrent());
+    assert(!isAnnouncing_);
     if (!isHolding_)
         return;
+    const auto alive = shared_from_this(); // the observer may drop the owner's reference
     isHolding_ = false;
     isEngaged_ = false;
     if (timer_)
@@ -59,7 +70,7 @@ void FanHold::stop() {
         power_->stop();
     power_.reset();
     controller_->restoreAuto();
-    emit(Event::released());
+    announce(Event::released());
 }
 
 void FanHold::watchPower() {
@@ -70,13 +81,13 @@ void FanHold::watchPower() {
                 ((*hold).*step)();
         };
     };
-    power_ = std::make_shared<PowerWatch>(surroundings_.power, handler(&FanHold::systemWillSleep),
+    power_ = std::make_shared<PowerWatch>(dependencies_.power, handler(&FanHold::systemWillSleep),
                                           handler(&FanHold::systemDidWake));
     power_->start();
 }
 
 void FanHold::startTimer() {
-    timer_ = surroundings_.queue.scheduleTimer(checkInterval, true, [weak = weak_from_this()] {
+    timer_ = dependencies_.queue.scheduleTimer(checkInterval, true, [weak = weak_from_this()] {
         if (const auto hold = weak.lock())
             hold->reassertIfNeeded();
     });
@@ -84,17 +95,14 @@ void FanHold::startTimer() {
 
 /// The lid is asked afresh at each evaluation, also while asleep.
 bool FanHold::mayHold() {
-    const bool lidClosed = Lid::isClosed(surroundings_.clamshell);
+    const bool lidClosed = Lid::isClosed(dependencies_.clamshell);
     return HoldGate::mayHold(isSleeping_, lidClosed, handsBackOnLidClose_);
 }
 
 /// Takes every fan to the held fraction. Returns whether any needed the unlock switch. The first refusal is thrown and
-/// leaves the fans after it alone. The caller keeps `isEngaged_`, and looks at `isHolding_` first: the observer of the
-/// evaluation may have ended the hold, and then no fan is taken.
+/// leaves the fans after it alone. The caller keeps `isEngaged_`.
 bool FanHold::engage() {
     const double fraction = heldFraction();
-    if (!isHolding_)
-        return false;
     bool neededUnlock = false;
     for (const auto& fan : controller_->fans()) {
         const bool unlocked = controller_->engageManual(fan.index);
@@ -112,7 +120,7 @@ bool FanHold::follow() {
         if (isEngaged_) {
             isEngaged_ = false;
             controller_->restoreAuto();
-            emit(Event::yielded());
+            announce(Event::yielded());
         }
         return false;
     }
@@ -123,11 +131,9 @@ bool FanHold::follow() {
     } catch (const FanError&) {
         return false; // the next tick tries again
     }
-    if (!isHolding_)
-        return false;
     isEngaged_ = true;
-    emit(Event::resumed());
-    return isEngaged_;
+    announce(Event::resumed());
+    return true;
 }
 
 /// One evaluation of the fraction to hold, which is also one chip reading and one step of easing.
@@ -139,7 +145,7 @@ double FanHold::heldFraction() {
     const bool isAdding = fraction_ + addingAirThreshold < held;
     if (isAdding != isAddingAir_) {
         isAddingAir_ = isAdding;
-        emit(isAdding ? Event::addingAir(held) : Event::backToAsked());
+        announce(isAdding ? Event::addingAir(held) : Event::backToAsked());
     }
     return held;
 }
@@ -162,15 +168,15 @@ void FanHold::reassertIfNeeded() {
     const auto fans = controller_->fans();
     const bool isAllManual = std::all_of(fans.begin(), fans.end(), [](const Fan& fan) { return fan.isManual; });
     const double fraction = heldFraction();
-    if (!isHolding_ || (!isAnyTargetOff(fraction) && isAllManual))
+    if (!isAnyTargetOff(fraction) && isAllManual)
         return;
     try {
         engage();
     } catch (const FanError&) {
         // The next tick tries again.
     }
-    if (isHolding_ && !isAllManual)
-        emit(Event::reasserted());
+    if (!isAllManual)
+        announce(Event::reasserted());
 }
 
 /// Reads the fans anew: since the first look an evaluation may have taken its time.
@@ -187,21 +193,23 @@ void FanHold::systemWillSleep() {
     isEngaged_ = false;
     isSleeping_ = true;
     controller_->restoreAuto();
-    emit(Event::sleeping());
+    announce(Event::sleeping());
 }
 
 void FanHold::systemDidWake() {
     if (!isHolding_)
         return;
     isSleeping_ = false;
-    emit(Event::woke());
+    announce(Event::woke());
     follow();
 }
 
-/// The observer may end the hold: whoever emits looks at `isHolding_` before it goes on.
-void FanHold::emit(const Event& event) {
-    if (onEvent)
-        onEvent(event);
+void FanHold::announce(const Event& event) {
+    const auto observer = onEvent; // it may replace itself
+    if (!observer)
+        return;
+    const RaisedFlag announcing(isAnnouncing_);
+    observer(event);
 }
 
 } // namespace kelo

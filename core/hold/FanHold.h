@@ -16,7 +16,7 @@ class PowerWatch;
 class Timer;
 
 /// What a hold needs of the machine beside its fans. Borrowed.
-struct HoldSurroundings {
+struct HoldDependencies {
     MainQueue& queue;
     PowerNotifications& power;
     Clamshell& clamshell;
@@ -36,7 +36,7 @@ public:
 
     /// Touches no hardware. The fraction is clamped into 0...1; NaN passes through.
     FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose,
-            HoldSurroundings surroundings);
+            HoldDependencies dependencies);
     FanHold(const FanHold&) = delete;
     FanHold& operator=(const FanHold&) = delete;
     ~FanHold();
@@ -44,8 +44,9 @@ public:
     /// Seconds between repairs. Read when `start()` makes the timer.
     double checkInterval = 2.0;
 
-    /// The one observer, called on the main thread within the step that the event belongs to. It may stop the hold, and
-    /// the step then goes no further. Events without an observer are dropped.
+    /// The one observer, called on the main thread within the step that the event belongs to. It must not stop the
+    /// hold, whose step goes on afterwards; it may be replaced, and may drop the last reference to the hold. Events
+    /// without an observer are dropped.
     std::function<void(const Event&)> onEvent;
 
     /// Takes the fans, or yields at once if they may not be held now. To be called once. Blocks while the controller
@@ -74,18 +75,19 @@ private:
     void startTimer();
     void systemWillSleep();
     void systemDidWake();
-    void emit(const Event& event);
+    void announce(const Event& event);
 
     std::shared_ptr<FanController> controller_;
     double fraction_;
     bool handsBackOnLidClose_;
-    HoldSurroundings surroundings_;
+    HoldDependencies dependencies_;
     std::shared_ptr<PowerWatch> power_;
     std::unique_ptr<Timer> timer_;
     bool isHolding_ = false;
     bool isEngaged_ = false;
     bool isSleeping_ = false;
     bool isAddingAir_ = false;
+    bool isAnnouncing_ = false;        ///< The observer is being called: for an assertion.
     double floor_ = 0;                 ///< The eased fraction of the previous evaluation.
     std::vector<double> chipReadings_; ///< Degrees Celsius, oldest first.
 };

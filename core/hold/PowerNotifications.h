@@ -1,13 +1,16 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace kelo {
 
-/// Called on the main thread with each message of the root power domain. `refcon` is what was registered;
-/// `messageArgument` identifies the message to `allowPowerChange`.
-using PowerCallback = void (*)(void* refcon, std::uint32_t service, std::uint32_t messageType, void* messageArgument);
+/// The messages of the root power domain that matter here; a platform delivers no other.
+enum class PowerMessage { canSystemSleep, systemWillSleep, systemHasPoweredOn };
+
+/// Called on the main thread with each message. `notificationID` identifies it to `allowPowerChange`.
+using PowerHandler = std::function<void(PowerMessage message, std::intptr_t notificationID)>;
 
 /// A registration for power messages. Destroying it ends it: no message is delivered afterwards. Main thread only.
 class PowerRegistration {
@@ -17,8 +20,8 @@ public:
     PowerRegistration& operator=(const PowerRegistration&) = delete;
     virtual ~PowerRegistration() = default;
 
-    /// Lets the system go on to sleep. `notificationID` is the message's own argument.
-    virtual void allowPowerChange(std::intptr_t notificationID) = 0;
+    /// Lets the system go on to sleep. `notificationID` is the message's own.
+    virtual void allowPowerChange(std::intptr_t notificationID) noexcept = 0;
 };
 
 /// The system's announcements of sleep and wake.
@@ -29,10 +32,9 @@ public:
     PowerNotifications& operator=(const PowerNotifications&) = delete;
     virtual ~PowerNotifications() = default;
 
-    /// Registers `callback`, to be called with `refcon`, which is not kept alive. Returns nullptr when the system has
-    /// no root power domain to register with. Main thread only.
-    [[nodiscard]] virtual std::unique_ptr<PowerRegistration> registerForSystemPower(void* refcon,
-                                                                                    PowerCallback callback) = 0;
+    /// Has `onMessage` called, which may end the registration. Returns nullptr when the system has no root power domain
+    /// to register with. Main thread only.
+    [[nodiscard]] virtual std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) = 0;
 };
 
 } // namespace kelo

@@ -8,13 +8,6 @@
 
 namespace kelo {
 
-/// The messages of the root power domain that the watch acts on; it ignores every other.
-enum class PowerMessage : std::uint32_t {
-    canSystemSleep = 0xE0000270,
-    systemWillSleep = 0xE0000280,
-    systemHasPoweredOn = 0xE0000300,
-};
-
 /// Runs one callback before the system sleeps and one after it has powered on, and answers the system so that sleep is
 /// never held up longer than the first takes.
 ///
@@ -31,18 +24,13 @@ public:
     void stop();
 
 private:
-    friend void powerCallback(void* refcon, std::uint32_t service, std::uint32_t messageType, void* messageArgument);
-
-    void receive(std::uint32_t messageType, std::intptr_t notificationID);
-    void allowPowerChange(std::intptr_t notificationID);
+    void receive(PowerMessage message, std::intptr_t notificationID);
+    void allowPowerChange(std::intptr_t notificationID) noexcept;
 
     PowerNotifications& notifications_;
     std::unique_ptr<PowerRegistration> registration_;
     std::function<void()> willSleep_;
     std::function<void()> didWake_;
 };
-
-/// What a watch registers. `refcon` is the watch; with none, nothing happens.
-void powerCallback(void* refcon, std::uint32_t service, std::uint32_t messageType, void* messageArgument);
 
 } // namespace kelo

@@ -24,10 +24,11 @@ public:
     ///
     /// Returns false when the exchange itself failed: a handle that is not open (0 never is), a transport error. What
     /// the controller thinks of the request is in `reply.result`. After a failure `reply` means nothing.
-    [[nodiscard]] virtual bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) = 0;
+    [[nodiscard]] virtual bool exchange(std::uint32_t connection, const SMCKeyData& request,
+                                        SMCKeyData& reply) noexcept = 0;
 
     /// Closes a connection that `open` returned.
-    virtual void close(std::uint32_t connection) = 0;
+    virtual void close(std::uint32_t connection) noexcept = 0;
 };
 
 } // namespace kelo

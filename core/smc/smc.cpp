@@ -71,33 +71,36 @@ bool convertToFloat(const SMCKeyInfo& info, const std::uint8_t* value, float& ou
 
 } // namespace
 
-void smc_set_exchange(SMCExchange* exchange) { exchangeInUse = exchange; }
+void smc_set_exchange(SMCExchange* exchange) noexcept { exchangeInUse = exchange; }
 
-std::int32_t smc_open() {
+std::int32_t smc_open() noexcept {
     if (connection != 0)
         return success;
     connection = exchangeInUse == nullptr ? 0 : exchangeInUse->open();
     return connection != 0 ? success : failed;
 }
 
-void smc_close() {
+void smc_close() noexcept {
     if (connection == 0)
         return;
     exchangeInUse->close(connection);
     connection = 0;
 }
 
-std::int32_t fetch_keyinfo(const char* key, SMCKeyInfo* info) {
+std::int32_t fetch_keyinfo(const char* key, SMCKeyInfo* info) noexcept {
     SMCKeyData reply;
     if (!exchange(makeRequest(key, SMCCommand::readKeyInfo), reply) || reply.result != 0)
         return keyInfoUnreadable;
     info->dataSize = reply.keyInfo.dataSize;
     info->dataType = reply.keyInfo.dataType;
-    std::memcpy(&info->dataAttributes, &reply.keyInfo.dataAttributes, sizeof info->dataAttributes);
+    // A word of the record: the attributes' byte and the padding behind it.
+    constexpr auto attributes = offsetof(SMCKeyData, keyInfo.dataAttributes);
+    std::memcpy(&info->dataAttributes, reinterpret_cast<const std::uint8_t*>(&reply) + attributes,
+                sizeof info->dataAttributes);
     return success;
 }
 
-std::int32_t read_raw(const char* key, SMCKeyInfo* info, std::uint8_t value[32]) {
+std::int32_t read_raw(const char* key, SMCKeyInfo* info, std::uint8_t value[32]) noexcept {
     SMCKeyInfo fetched;
     if (fetch_keyinfo(key, &fetched) != success)
         return keyInfoUnreadable;
@@ -113,7 +116,7 @@ std::int32_t read_raw(const char* key, SMCKeyInfo* info, std::uint8_t value[32])
     return success;
 }
 
-std::int32_t write_raw(const char* key, const void* src, std::uint32_t n) {
+std::int32_t write_raw(const char* key, const void* src, std::uint32_t n) noexcept {
     auto request = makeRequest(key, SMCCommand::writeBytes);
     request.keyInfo.dataSize = n;
     std::memcpy(request.bytes, src, std::min<std::size_t>(n, sizeof request.bytes));
@@ -123,7 +126,7 @@ std::int32_t write_raw(const char* key, const void* src, std::uint32_t n) {
     return reply.result;
 }
 
-std::int32_t smc_read_u8(const char* key, std::uint8_t* out) {
+std::int32_t smc_read_u8(const char* key, std::uint8_t* out) noexcept {
     SMCKeyInfo info;
     std::uint8_t value[32];
     const auto status = read_raw(key, &info, value);
@@ -132,7 +135,7 @@ std::int32_t smc_read_u8(const char* key, std::uint8_t* out) {
     return status;
 }
 
-std::int32_t smc_read_float(const char* key, float* out) {
+std::int32_t smc_read_float(const char* key, float* out) noexcept {
     SMCKeyInfo info;
     std::uint8_t value[32];
     const auto status = read_raw(key, &info, value);
@@ -141,7 +144,7 @@ std::int32_t smc_read_float(const char* key, float* out) {
     return convertToFloat(info, value, *out) ? success : failed;
 }
 
-std::int32_t smc_write_u8(const char* key, std::uint8_t value) {
+std::int32_t smc_write_u8(const char* key, std::uint8_t value) noexcept {
     SMCKeyInfo info;
     if (fetch_keyinfo(key, &info) != success)
         return keyInfoUnreadable;
@@ -149,7 +152,7 @@ std::int32_t smc_write_u8(const char* key, std::uint8_t value) {
     return write_raw(key, bytes, std::max<std::uint32_t>(info.dataSize, 1));
 }
 
-std::int32_t smc_write_float(const char* key, float value) {
+std::int32_t smc_write_float(const char* key, float value) noexcept {
     SMCKeyInfo info;
     if (fetch_keyinfo(key, &info) != success)
         return keyInfoUnreadable;

@@ -22,28 +22,28 @@ class SMCExchange;
 }
 
 /// Chooses what the functions below talk to. `exchange` is borrowed and must outlive its use; nullptr means that there
-/// is no controller. Must not be called while the connection is open.
-void smc_set_exchange(kelo::SMCExchange* exchange);
+/// is no controller. Called by whoever opens the connection, and not while it is open.
+void smc_set_exchange(kelo::SMCExchange* exchange) noexcept;
 
 extern "C" {
 
 /// Opens the connection; does nothing when it is open already. Returns 0, or -3.
-std::int32_t smc_open();
+std::int32_t smc_open() noexcept;
 
 /// Closes the connection; does nothing when it is closed.
-void smc_close();
+void smc_close() noexcept;
 
 /// Reads byte 0 of the key's value, whatever its type and size.
-std::int32_t smc_read_u8(const char* key, std::uint8_t* out);
+std::int32_t smc_read_u8(const char* key, std::uint8_t* out) noexcept;
 
 /// Reads "flt " (of size 4), "ui8 ", "ui16" and "fpe2" keys. The fraction bits of "fpe2" are dropped: whole RPM.
-std::int32_t smc_read_float(const char* key, float* out);
+std::int32_t smc_read_float(const char* key, float* out) noexcept;
 
 /// Writes `value` into byte 0 and zeros into the rest of the key's size.
-std::int32_t smc_write_u8(const char* key, std::uint8_t value);
+std::int32_t smc_write_u8(const char* key, std::uint8_t value) noexcept;
 
 /// Writes two bytes to an "fpe2" key (truncated toward zero, saturating, NaN as 0) and the float's four bytes to a key
 /// of any other type.
-std::int32_t smc_write_float(const char* key, float value);
+std::int32_t smc_write_float(const char* key, float value) noexcept;
 
 } // extern "C"

@@ -13,12 +13,12 @@ struct SMCKeyInfo {
 };
 
 /// Returns 0 or -2.
-std::int32_t fetch_keyinfo(const char* key, SMCKeyInfo* info);
+std::int32_t fetch_keyinfo(const char* key, SMCKeyInfo* info) noexcept;
 
 /// Reads the key's info and its 32 value bytes (all 32, whatever its size). Returns 0, -2, -3 or the result byte.
-std::int32_t read_raw(const char* key, SMCKeyInfo* info, std::uint8_t value[32]);
+std::int32_t read_raw(const char* key, SMCKeyInfo* info, std::uint8_t value[32]) noexcept;
 
 /// Announces `n` bytes and sends min(n, 32) of them from `src`. Returns 0, -3 or the result byte.
-std::int32_t write_raw(const char* key, const void* src, std::uint32_t n);
+std::int32_t write_raw(const char* key, const void* src, std::uint32_t n) noexcept;
 
 } // extern "C"

@@ -12,19 +12,36 @@
 namespace kelo {
 namespace {
 
-constexpr std::chrono::seconds listenerPatience(2);
+constexpr std::chrono::seconds listenerTimeout(2);
+
+std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) {
+    return std::make_unique<SyslogSystemLog>(subsystem, category);
+}
 
 } // namespace
 
 LinuxPlatform::LinuxPlatform()
-    : exchange_(folder_.descriptor()), fanSystem_(folder_), power_(folder_.descriptor(), loop_),
-      clamshell_(folder_.descriptor()), fileEvents_(loop_), signals_(loop_),
-      signing_(folder_.pathOf(SimulatedMacFolder::anchorName)) {}
+    : exchange_(folder_.descriptor()), rights_(folder_), power_(folder_.descriptor(), loop_),
+      clamshell_(folder_.descriptor()), files_(loop_), signals_(loop_),
+      signing_(folder_.pathOf(SimulatedMacFolder::anchorName)), platform_(assemble()) {}
 
-LinuxPlatform::~LinuxPlatform() = default;
-
-std::unique_ptr<SystemLog> LinuxPlatform::makeSystemLog(const std::string& subsystem, const std::string& category) {
-    return std::make_unique<SyslogSystemLog>(subsystem, category);
+Platform LinuxPlatform::assemble() {
+    return {
+        .queue = loop_,
+        .exchange = exchange_,
+        .clock = clock_,
+        .rights = rights_,
+        .power = power_,
+        .clamshell = clamshell_,
+        .files = files_,
+        .signals = signals_,
+        .signing = signing_,
+        .logOutput = logOutput_,
+        .makeSystemLog = makeSystemLog,
+        .makeListener = [this](const std::string& machServiceName) { return makeListener(machServiceName); },
+        .runMainLoop = [this] { loop_.run(); },
+        .exit = [this](int status) { exit(status); },
+    };
 }
 
 std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machServiceName) {
@@ -39,25 +56,18 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     return listener;
 }
 
-double LinuxPlatform::wallClock() {
-    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
-void LinuxPlatform::writeStandardError(const std::string& bytes) { StandardStreams::writeError(bytes); }
-
-void LinuxPlatform::runMainLoop() { loop_.run(); }
-
 void LinuxPlatform::exit(int status) {
     // The listener's thread must not be at work while the process's statics are destroyed; one that is stuck is left
     // behind, with the statics.
-    if (listener_ != nullptr && !listener_->stopsWithin(listenerPatience))
+    if (listener_ != nullptr && !listener_->stopsWithin(listenerTimeout))
         std::_Exit(status);
     std::exit(status);
 }
 
-std::unique_ptr<Platform> makePlatform() {
+std::shared_ptr<const Platform> makePlatform() {
     StandardStreams::prepare(); // first: the platform's descriptors must not take the place of a closed standard error
-    return std::make_unique<LinuxPlatform>();
+    const auto owner = std::make_shared<LinuxPlatform>();
+    return {owner, &owner->platform()};
 }
 
 } // namespace kelo

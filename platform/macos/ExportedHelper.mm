@@ -2,8 +2,7 @@
 
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/KeloHelperXPCProtocol.h"
-#include "platform/posix/Containment.h"
-#include "platform/posix/OneReply.h"
+#include "platform/posix/OneReplyHelper.h"
 
 namespace kelo {
 
@@ -14,31 +13,8 @@ using ErrorBlock = void (^)(NSString* _Nullable);
 using VersionBlock = void (^)(NSInteger);
 using EmptyBlock = void (^)(void);
 
-constexpr const char* brokenHelper = "The helper could not carry out the request because of an internal error.";
-
-KeloHelperProtocol::DataReply dataReply(DataBlock reply) {
-    return OneReply<std::optional<Data>>::through(
-        [block = BlockReference<DataBlock>(reply)](const std::optional<Data>& data) {
-            block.get()(makeNSData(data).get());
-        },
-        std::nullopt);
-}
-
 KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
-    return OneReply<std::optional<std::string>>::through(
-        [block = BlockReference<ErrorBlock>(reply)](const std::optional<std::string>& error) {
-            block.get()(makeNSString(error).get());
-        },
-        brokenHelper);
-}
-
-KeloHelperProtocol::VersionReply versionReply(VersionBlock reply) {
-    return OneReply<std::int64_t>::through(
-        [block = BlockReference<VersionBlock>(reply)](std::int64_t version) { block.get()(version); }, 0);
-}
-
-KeloHelperProtocol::EmptyReply emptyReply(EmptyBlock reply) {
-    return OneReply<>::through([block = BlockReference<EmptyBlock>(reply)] { block.get()(); });
+    return [block = BlockReference<ErrorBlock>(reply)](const auto& error) { block.get()(makeNSString(error).get()); };
 }
 
 } // namespace
@@ -51,31 +27,30 @@ KeloHelperProtocol::EmptyReply emptyReply(EmptyBlock reply) {
 }
 @end
 
+// A block is copied for as long as its reply may come.
 @implementation KeloExportedHelper
 
 - (void)fetchSnapshotWithReply:(kelo::DataBlock)reply {
-    auto& helper = *helper_;
-    kelo::contain("fetchSnapshot", [&] { helper.fetchSnapshot(kelo::dataReply(reply)); });
+    helper_->fetchSnapshot([block = kelo::BlockReference<kelo::DataBlock>(reply)](const auto& data) {
+        block.get()(kelo::makeNSData(data).get());
+    });
 }
 
 - (void)holdWithFraction:(double)fraction handsBackOnLidClose:(BOOL)handsBackOnLidClose reply:(kelo::ErrorBlock)reply {
-    auto& helper = *helper_;
-    kelo::contain("hold", [&] { helper.hold(fraction, handsBackOnLidClose != NO, kelo::errorReply(reply)); });
+    helper_->hold(fraction, handsBackOnLidClose != NO, kelo::errorReply(reply));
 }
 
 - (void)handBackWithReply:(kelo::ErrorBlock)reply {
-    auto& helper = *helper_;
-    kelo::contain("handBack", [&] { helper.handBack(kelo::errorReply(reply)); });
+    helper_->handBack(kelo::errorReply(reply));
 }
 
 - (void)helperVersionWithReply:(kelo::VersionBlock)reply {
-    auto& helper = *helper_;
-    kelo::contain("helperVersion", [&] { helper.helperVersion(kelo::versionReply(reply)); });
+    helper_->helperVersion(
+        [block = kelo::BlockReference<kelo::VersionBlock>(reply)](std::int64_t version) { block.get()(version); });
 }
 
 - (void)standDownWithReply:(kelo::EmptyBlock)reply {
-    auto& helper = *helper_;
-    kelo::contain("standDown", [&] { helper.standDown(kelo::emptyReply(reply)); });
+    helper_->standDown([block = kelo::BlockReference<kelo::EmptyBlock>(reply)] { block.get()(); });
 }
 
 @end
@@ -84,7 +59,7 @@ namespace kelo {
 
 ObjCReference<id> makeExportedHelper(std::shared_ptr<KeloHelperProtocol> helper) {
     KeloExportedHelper* const exported = [[KeloExportedHelper alloc] init];
-    exported->helper_ = std::move(helper);
+    exported->helper_ = std::make_shared<OneReplyHelper>(std::move(helper));
     return adopt<id>(exported);
 }
 

@@ -24,13 +24,13 @@ std::uint32_t IOKitExchange::open() {
     return status == KERN_SUCCESS ? connection : 0;
 }
 
-bool IOKitExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) {
+bool IOKitExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
     std::size_t replySize = sizeof reply; // in and out: rewritten by every call
     return IOConnectCallStructMethod(connection, exchangeSelector, &request, sizeof request, &reply, &replySize) ==
            KERN_SUCCESS;
 }
 
-void IOKitExchange::close(std::uint32_t connection) {
+void IOKitExchange::close(std::uint32_t connection) noexcept {
     IOServiceClose(connection); // a failure leaves nothing to do: the connection is not used again
 }
 

@@ -8,8 +8,9 @@ namespace kelo {
 class IOKitExchange : public SMCExchange {
 public:
     [[nodiscard]] std::uint32_t open() override;
-    [[nodiscard]] bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) override;
-    void close(std::uint32_t connection) override;
+    [[nodiscard]] bool exchange(std::uint32_t connection, const SMCKeyData& request,
+                                SMCKeyData& reply) noexcept override;
+    void close(std::uint32_t connection) noexcept override;
 };
 
 } // namespace kelo

@@ -6,17 +6,34 @@
 #include <IOKit/pwr_mgt/IOPMLib.h>
 
 #include <cstdlib>
+#include <optional>
+#include <utility>
 
-#include "core/hold/PowerWatch.h"
 #include "platform/posix/Containment.h"
 
 namespace kelo {
 
 namespace {
 
-static_assert(static_cast<std::uint32_t>(PowerMessage::canSystemSleep) == kIOMessageCanSystemSleep);
-static_assert(static_cast<std::uint32_t>(PowerMessage::systemWillSleep) == kIOMessageSystemWillSleep);
-static_assert(static_cast<std::uint32_t>(PowerMessage::systemHasPoweredOn) == kIOMessageSystemHasPoweredOn);
+static_assert(kIOMessageCanSystemSleep == 0xE0000270);
+static_assert(kIOMessageSystemWillSleep == 0xE0000280);
+static_assert(kIOMessageSystemHasPoweredOn == 0xE0000300);
+
+/// None for a message that nobody here cares for.
+std::optional<PowerMessage> powerMessage(std::uint32_t messageType) {
+    switch (messageType) {
+    case kIOMessageCanSystemSleep:
+        return PowerMessage::canSystemSleep;
+    case kIOMessageSystemWillSleep:
+        return PowerMessage::systemWillSleep;
+    case kIOMessageSystemHasPoweredOn:
+        return PowerMessage::systemHasPoweredOn;
+    default:
+        return std::nullopt;
+    }
+}
+
+void powerCallback(void* refcon, io_service_t service, std::uint32_t messageType, void* messageArgument);
 
 CFRunLoopSourceRef runLoopSource(IONotificationPortRef port) {
     const CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port);
@@ -29,8 +46,9 @@ CFRunLoopSourceRef runLoopSource(IONotificationPortRef port) {
 
 class IOKitPowerRegistration : public PowerRegistration {
 public:
-    IOKitPowerRegistration(void* refcon, PowerCallback callback)
-        : refcon_(refcon), callback_(callback), rootPort_(IORegisterForSystemPower(this, &port_, deliver, &notifier_)) {
+    explicit IOKitPowerRegistration(PowerHandler onMessage)
+        : onMessage_(std::move(onMessage)),
+          rootPort_(IORegisterForSystemPower(this, &port_, powerCallback, &notifier_)) {
         if (isRegistered())
             CFRunLoopAddSource(CFRunLoopGetCurrent(), runLoopSource(port_), kCFRunLoopDefaultMode);
     }
@@ -48,32 +66,37 @@ public:
 
     bool isRegistered() const { return rootPort_ != MACH_PORT_NULL && port_ != nullptr; }
 
-    void allowPowerChange(std::intptr_t notificationID) override {
+    void allowPowerChange(std::intptr_t notificationID) noexcept override {
         IOAllowPowerChange(rootPort_, notificationID); // not answered, the system waits 30 seconds and goes on
     }
 
-private:
-    /// The callback may end the registration: nothing of it is used afterwards.
-    static void deliver(void* self, io_service_t service, std::uint32_t messageType, void* messageArgument) {
-        const auto* const registration = static_cast<IOKitPowerRegistration*>(self);
+    /// The handler may end the registration: nothing of it is used afterwards.
+    void deliver(PowerMessage message, std::intptr_t notificationID) const {
         contain("a power message",
-                [refcon = registration->refcon_, callback = registration->callback_, service, messageType,
-                 messageArgument] { callback(refcon, service, messageType, messageArgument); });
+                [handler = onMessage_, message, notificationID] { handler(message, notificationID); });
     }
 
-    void* const refcon_;
-    const PowerCallback callback_;
+private:
+    const PowerHandler onMessage_;
     // Before the connection: registering fills both.
     IONotificationPortRef port_ = nullptr;
     io_object_t notifier_ = IO_OBJECT_NULL;
     const io_connect_t rootPort_;
 };
 
+/// What IOKit is given. The notification's identifier comes as the argument itself.
+void powerCallback(void* refcon, io_service_t, std::uint32_t messageType, void* messageArgument) {
+    if (refcon == nullptr)
+        return;
+    if (const auto message = powerMessage(messageType))
+        static_cast<IOKitPowerRegistration*>(refcon)->deliver(*message,
+                                                              reinterpret_cast<std::intptr_t>(messageArgument));
+}
+
 } // namespace
 
-std::unique_ptr<PowerRegistration> IOKitPowerNotifications::registerForSystemPower(void* refcon,
-                                                                                   PowerCallback callback) {
-    auto registration = std::make_unique<IOKitPowerRegistration>(refcon, callback);
+std::unique_ptr<PowerRegistration> IOKitPowerNotifications::registerForSystemPower(PowerHandler onMessage) {
+    auto registration = std::make_unique<IOKitPowerRegistration>(std::move(onMessage));
     if (!registration->isRegistered())
         return nullptr;
     return registration;

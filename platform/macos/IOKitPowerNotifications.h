@@ -11,8 +11,7 @@ namespace kelo {
 /// each time, waiting for answers that cannot come.
 class IOKitPowerNotifications : public PowerNotifications {
 public:
-    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(void* refcon,
-                                                                            PowerCallback callback) override;
+    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override;
 };
 
 } // namespace kelo

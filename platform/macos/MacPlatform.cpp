@@ -2,7 +2,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <chrono>
 #include <cstdlib>
 
 #include "platform/macos/UnifiedLog.h"
@@ -11,27 +10,31 @@
 
 namespace kelo {
 
-MacPlatform::MacPlatform() { StandardStreams::prepare(); }
+MacPlatform::MacPlatform() : platform_(assemble()) {}
 
-std::unique_ptr<SystemLog> MacPlatform::makeSystemLog(const std::string& subsystem, const std::string& category) {
-    return makeUnifiedLog(subsystem, category);
+Platform MacPlatform::assemble() {
+    return {
+        .queue = queue_,
+        .exchange = exchange_,
+        .clock = clock_,
+        .rights = rights_,
+        .power = power_,
+        .clamshell = clamshell_,
+        .files = files_,
+        .signals = signals_,
+        .signing = signing_,
+        .logOutput = logOutput_,
+        .makeSystemLog = makeUnifiedLog,
+        .makeListener = makeXPCListener,
+        .runMainLoop = CFRunLoopRun, // drains the main dispatch queue, too, and always has work to wait for
+        .exit = [](int status) { std::exit(status); },
+    };
 }
 
-std::unique_ptr<Listener> MacPlatform::makeListener(const std::string& machServiceName) {
-    return makeXPCListener(machServiceName);
+std::shared_ptr<const Platform> makePlatform() {
+    StandardStreams::prepare(); // first: no descriptor opened later may take the place of a closed standard error
+    const auto owner = std::make_shared<MacPlatform>();
+    return {owner, &owner->platform()};
 }
-
-double MacPlatform::wallClock() {
-    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
-void MacPlatform::writeStandardError(const std::string& bytes) { StandardStreams::writeError(bytes); }
-
-// Drains the main dispatch queue, too; on the main thread it is never without work to wait for.
-void MacPlatform::runMainLoop() { CFRunLoopRun(); }
-
-void MacPlatform::exit(int status) { std::exit(status); }
-
-std::unique_ptr<Platform> makePlatform() { return std::make_unique<MacPlatform>(); }
 
 } // namespace kelo

@@ -11,7 +11,7 @@
 
 @interface KeloListenerDelegate : NSObject <NSXPCListenerDelegate> {
   @public
-    kelo::ConnectionAdmission* admission_; // borrowed
+    kelo::ConnectionAdmission admission_;
     BOOL hasRequirement_;
 }
 @end
@@ -23,9 +23,9 @@
     if (!hasRequirement_)
         return NO;
     kelo::XPCIncomingConnection connection(newConnection);
-    auto& admission = *admission_;
+    const auto& admission = admission_;
     bool isAccepted = false;
-    kelo::contain("admitting a connection", [&] { isAccepted = admission.shouldAcceptNewConnection(connection); });
+    kelo::contain("admitting a connection", [&] { isAccepted = admission(connection); });
     return isAccepted;
 }
 
@@ -47,8 +47,8 @@ class XPCListener : public Listener {
         [listener_.get() invalidate];
     }
 
-    void setAdmission(ConnectionAdmission& admission) override {
-        delegate_.get()->admission_ = &admission;
+    void setAdmission(ConnectionAdmission admission) override {
+        delegate_.get()->admission_ = std::move(admission);
         listener_.get().delegate = delegate_.get();
     }
 
@@ -67,12 +67,13 @@ class XPCListener : public Listener {
             delegate_.get()->hasRequirement_ = YES;
     }
 
-    void resume() override {
+    bool resume() override {
         if (!delegate_.get()->hasRequirement_) {
             reportFault("the listener", "it has no code-signing requirement and is not resumed");
-            return;
+            return false;
         }
         [listener_.get() resume];
+        return true;
     }
 
   private:

@@ -10,8 +10,8 @@
 
 namespace kelo {
 
-/// Lets exactly one reply through to a client, whatever the code that answers does: XPC ends the connection on a second
-/// one and leaves the client waiting for a missing one. Any thread.
+/// Lets exactly one reply through to a client, whatever the code that answers does: a transport takes a second one for
+/// that of another request, or ends the connection, and leaves the client waiting for a missing one. Any thread.
 template <typename... Values>
 class OneReply {
 public:

@@ -25,7 +25,7 @@ std::uint32_t SimulatedExchange::open() {
     return handle_;
 }
 
-bool SimulatedExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) {
+bool SimulatedExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
     if (connection == 0 || connection != handle_)
         return false;
     const auto answer = perform_(request, isRoot);
@@ -34,10 +34,11 @@ bool SimulatedExchange::exchange(std::uint32_t connection, const SMCKeyData& req
     return answer.has_value();
 }
 
-void SimulatedExchange::close(std::uint32_t connection) {
-    if (connection == 0 || connection != handle_)
-        throw std::logic_error("a connection that is not open was closed");
-    handle_ = 0;
+void SimulatedExchange::close(std::uint32_t connection) noexcept {
+    if (connection != 0 && connection == handle_)
+        handle_ = 0;
+    else
+        ++wrongCloses_;
 }
 
 } // namespace kelo

@@ -21,9 +21,9 @@ template <typename Harness>
 class HelperConnectionConformance : public ::testing::Test {
 protected:
     void SetUp() override {
-        harness.listener().setAdmission(admission);
+        harness.listener().setAdmission(admission.callable());
         harness.listener().setConnectionCodeSigningRequirement(harness.requirement());
-        harness.listener().resume();
+        EXPECT_TRUE(harness.listener().resume());
         client = harness.connectTrusted();
     }
 

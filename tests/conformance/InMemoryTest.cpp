@@ -45,16 +45,17 @@ class ScriptedPowerHarness {
 public:
     PowerNotifications& notifications() { return power_; }
     void removePowerDomain() { power_.isPresent = false; }
-    void send(std::uint32_t messageType, std::intptr_t argument) { waiting_.emplace_back(messageType, argument); }
+    void send(PowerMessage message, std::intptr_t notificationID) { waiting_.emplace_back(message, notificationID); }
+    void sendOther() {} // there is none
     void run() {
-        for (const auto& [messageType, argument] : std::exchange(waiting_, {}))
-            power_.send(messageType, argument);
+        for (const auto& [message, notificationID] : std::exchange(waiting_, {}))
+            power_.send(message, notificationID);
     }
     std::vector<std::intptr_t> allowed() { return power_.allowed(); }
 
 private:
     ScriptedPower power_;
-    std::vector<std::pair<std::uint32_t, std::intptr_t>> waiting_;
+    std::vector<std::pair<PowerMessage, std::intptr_t>> waiting_;
 };
 
 class ScriptedClamshellHarness {

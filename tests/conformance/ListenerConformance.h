@@ -25,9 +25,9 @@ template <typename Harness>
 class ListenerConformance : public ::testing::Test {
 protected:
     void start() {
-        harness.listener().setAdmission(admission);
+        harness.listener().setAdmission(admission.callable());
         harness.listener().setConnectionCodeSigningRequirement(harness.requirement());
-        harness.listener().resume();
+        EXPECT_TRUE(harness.listener().resume());
     }
 
     /// Whether a client of that kind gets an answer.
@@ -65,10 +65,10 @@ TYPED_TEST_P(ListenerConformance, AClientThatDoesNotIsCutOffBeforeTheAdmissionIs
 
 TYPED_TEST_P(ListenerConformance, ARequirementThatDoesNotParseLetsNobodyIn) {
     for (const char* const malformed : {"anchor apple generic and identifier \"", "", "nonsense"}) {
-        this->harness.listener().setAdmission(this->admission);
+        this->harness.listener().setAdmission(this->admission.callable());
         this->harness.listener().setConnectionCodeSigningRequirement(malformed);
     }
-    this->harness.listener().resume();
+    static_cast<void>(this->harness.listener().resume()); // whether it listens to nobody is its own affair
     EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
     EXPECT_FALSE(this->isServed(&TypeParam::connectUntrusted));
     this->harness.settle();
@@ -76,7 +76,7 @@ TYPED_TEST_P(ListenerConformance, ARequirementThatDoesNotParseLetsNobodyIn) {
 }
 
 TYPED_TEST_P(ListenerConformance, NobodyIsPresentedBeforeTheListenerIsResumed) {
-    this->harness.listener().setAdmission(this->admission);
+    this->harness.listener().setAdmission(this->admission.callable());
     this->harness.listener().setConnectionCodeSigningRequirement(this->harness.requirement());
     EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
     this->harness.settle();

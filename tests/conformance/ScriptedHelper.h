@@ -78,15 +78,20 @@ private:
 };
 
 /// Accepts every connection and exports one object on it, or refuses. Any thread.
-class ScriptedAdmission : public ConnectionAdmission {
+class ScriptedAdmission {
 public:
     explicit ScriptedAdmission(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}
+
+    /// As a listener takes it.
+    ConnectionAdmission callable() {
+        return [this](IncomingConnection& connection) { return shouldAcceptNewConnection(connection); };
+    }
 
     bool isAccepting = true; ///< Set before a connection comes.
     /// Held by the handlers of every connection; set before one comes.
     std::shared_ptr<int> heldByHandlers = std::make_shared<int>();
 
-    bool shouldAcceptNewConnection(IncomingConnection& connection) override {
+    bool shouldAcceptNewConnection(IncomingConnection& connection) {
         {
             const std::lock_guard lock(mutex_);
             ++asked_;

@@ -99,7 +99,7 @@ TEST_F(ClientLifetime, AClientThatArrivedBeforeTheGracePeriodEndedKeepsTheHoldAl
     leave();
     queue.postAfter(7.9, [this] {
         service->clientArrived(); // on the listener's thread, while the main thread
-        system.sleep(1);          // is busy beyond the end
+        clock.sleep(1);           // is busy beyond the end
     });
     queue.runFor(8);
     queue.runFor(60);

@@ -79,6 +79,17 @@ TEST_F(HelperLogTest, ASilentSystemLogSilencesOnlyItsOwnEntries) {
     EXPECT_EQ(output.writes().size(), 3U);
 }
 
+TEST_F(HelperLogTest, ALogThatThrowsKeepsNobodyFromGoingOnAndTheOtherFromBeingWritten) {
+    class BrokenLog : public RecordingSystemLog {
+        void write(LogLevel, const std::string&) override { throw std::runtime_error("broken"); }
+    };
+    HelperLog(std::make_shared<BrokenLog>(), "listener", output).notice("one");
+    EXPECT_EQ(output.writes().size(), 1U);
+    output.onMessage = [](const std::string&) { throw std::runtime_error("broken"); };
+    log.notice("two");
+    EXPECT_THAT(system->entries, ElementsAre(Pair(LogLevel::notice, "two")));
+}
+
 TEST_F(HelperLogTest, CopiesLogToTheSamePlace) {
     const HelperLog copy = log; // NOLINT(performance-unnecessary-copy-initialization)
     copy.notice("hello");

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <functional>
+#include <stdexcept>
+#include <utility>
 
 #include "tests/support/MachineFixture.h"
 #include "tests/support/ReplyProbe.h"
@@ -23,14 +26,18 @@ class HelperProcessTest : public MachineFixture {
 protected:
     HelperProcessTest() {
         platform.onStep = [this](const std::string& step) { note(step); };
-        platform.output.onMessage = platform.onStep;
+        platform.output.onMessage = [this](const std::string& message) {
+            if (platform.isLogThrowing)
+                throw std::runtime_error("standard error is broken");
+            note(message);
+        };
         platform.stopSignals.onStep = platform.onStep;
         platform.files.onStep = platform.onStep;
         platform.signing.onQuery = [this] { note("own team?"); };
     }
 
     void start() {
-        process = std::make_unique<HelperProcess>(platform);
+        process = std::make_unique<HelperProcess>(platform.platform());
         process->start();
     }
     std::unique_ptr<ScriptedConnection> startAndHold() {
@@ -45,7 +52,7 @@ protected:
         return client;
     }
 
-    ScriptedPlatform platform{queue, exchange, system, power, clamshell};
+    ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
     std::unique_ptr<HelperProcess> process;
 };
 
@@ -152,16 +159,51 @@ TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
     EXPECT_FALSE(isAnyManual());
 }
 
+TEST_F(HelperProcessTest, AListenerThatDoesNotListenIsNotSaidToListen) {
+    platform.canListen = false;
+    start();
+    const auto trace = takeTrace();
+    EXPECT_EQ(trace.back(), "listener: resume");
+    EXPECT_TRUE(platform.stopSignals.send(SIGTERM)); // it stays up all the same
+    EXPECT_EQ(takeEffects().back(), "exit 0");
+}
+
+TEST_F(HelperProcessTest, EveryWayOutHandsBackAndExitsThoughBothLogsThrow) {
+    const std::pair<const char*, std::function<void(ScriptedConnection&)>> waysOut[] = {
+        {"a signal", [this](auto&) { platform.stopSignals.send(SIGTERM); }},
+        {"the executable replaced",
+         [this](auto&) {
+             platform.files.place(FileIdentity{1, 101});
+             platform.files.send();
+         }},
+        {"a connection to a replaced executable",
+         [this](auto&) {
+             platform.files.place(FileIdentity{1, 101});
+             EXPECT_EQ(platform.listener->connect(), nullptr);
+         }},
+        {"a stand-down", [](auto& client) { client.object->standDown([] {}); }},
+    };
+    for (const auto& [name, leave] : waysOut) {
+        platform.isLogThrowing = false;
+        platform.files.place(FileIdentity{1, 100});
+        const auto client = startAndHold();
+        platform.isLogThrowing = true;
+        leave(*client);
+        queue.runFor(0.3);
+        EXPECT_FALSE(isAnyManual()) << name;
+        EXPECT_EQ(takeTrace().back(), "exit 0") << name;
+        process.reset();
+    }
+}
+
 /// What ends a process ends it: nothing runs after its exit.
 class EndingProcessTest : public HelperProcessTest {
 protected:
-    struct Exited {};
-
     EndingProcessTest() {
         platform.onStep = [this](const std::string& step) {
             note(step);
             if (step.starts_with("exit"))
-                throw Exited();
+                queue.stop();
         };
     }
 
@@ -177,7 +219,8 @@ TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
     client->object->standDown(probe.reply());
     queue.runFor(0.1);
     takeTrace();
-    EXPECT_THROW(platform.stopSignals.send(SIGTERM), Exited);
+    platform.stopSignals.send(SIGTERM);
+    queue.runFor(60);
     EXPECT_EQ(takeEffects(), Trace({"[NOTICE] listener: Asked to stop."}) + leaving());
     EXPECT_FALSE(isAnyManual());
 }
@@ -193,7 +236,7 @@ TEST_F(EndingProcessTest, TheFirstOfTwoStandDownsSetsTheTime) {
         queue.runFor(0.149);
     }
     EXPECT_TRUE(isAnyManual());
-    EXPECT_THROW(queue.runFor(0.002), Exited);
+    queue.runFor(0.002);
     EXPECT_EQ(takeEffects(), leaving());
     EXPECT_FALSE(isAnyManual());
 }
@@ -209,7 +252,7 @@ TEST_F(EndingProcessTest, AStopSignalBehindHoldsThatAreBeingUnlockedComesAfterEa
         client->object->hold(0.5, false, probe.reply());
     queue.post([this] { platform.stopSignals.send(SIGTERM); });
     const double start = now;
-    EXPECT_THROW(queue.runFor(60), Exited);
+    queue.runFor(60);
     for (const auto& probe : probes)
         EXPECT_THAT(probe.value(), Optional(HasSubstr("refused to hand over the fan (code 0x82)")));
     EXPECT_NEAR(now - start, 3 * 4.0, 0.5); // each of them blocks the main thread for as long as it tries

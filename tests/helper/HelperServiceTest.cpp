@@ -36,8 +36,7 @@ TEST_F(HelperServiceTest, WithoutAControllerItSaysSoAndRefusesEveryRequest) {
     EXPECT_THAT(takeTrace(), IsEmpty());
     standDown();
     queue.runFor(0.3);
-    EXPECT_EQ(takeTrace(), Trace({"[NOTICE] service: A newer Kelo asked us to stand down.", "reply",
-                                  "[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+    EXPECT_EQ(takeTrace(), Trace({"[NOTICE] service: A newer Kelo asked us to stand down.", "reply", "leave"}));
 }
 
 TEST_F(HelperServiceTest, WithoutFansItSaysTheSame) {
@@ -300,7 +299,7 @@ TEST_F(HelperServiceTest, AHoldThatCannotStartRepliesTheErrorAndLogsNothing) {
         EXPECT_THAT(takeLogs(), IsEmpty());
     }
     controller.clearFaults();
-    system.root = false;
+    rights.root = false;
     EXPECT_EQ(hold(0.5), "Changing fan speed needs administrator rights. Run this with sudo.");
 }
 
@@ -379,7 +378,7 @@ TEST_F(HelperServiceTest, HandingBackWithoutAHoldHandsBackAllTheSame) {
 
 // --- stand-down
 
-TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndHandsBackAndExitsThreeTenthsLater) {
+TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndLeavesThreeTenthsLater) {
     makeService();
     hold(0.5);
     takeTrace();
@@ -389,17 +388,16 @@ TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndHandsBackAndExitsThreeTent
     EXPECT_THAT(takeTrace(), IsEmpty());
     EXPECT_TRUE(isAnyManual());
     queue.runFor(0.001);
-    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
-                                 Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+    EXPECT_EQ(takeEffects(), Trace({"leave"}));
 }
 
-TEST_F(HelperServiceTest, StandingDownExitsAlsoWhenTheServiceIsGone) {
+TEST_F(HelperServiceTest, StandingDownLeavesAlsoWhenTheServiceIsGone) {
     makeService();
     standDown();
     takeTrace();
     service.reset();
     queue.runFor(0.3);
-    EXPECT_EQ(takeTrace(), Trace({"exit 0"}));
+    EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
 // --- shutdown
@@ -459,7 +457,7 @@ TEST_F(HelperServiceTest, EveryRequestInTheQueueIsAnsweredWhenTheServiceIsGone) 
     EXPECT_EQ(snapshot.value(), std::nullopt);
     EXPECT_EQ(hold.value(), noFansText);
     EXPECT_EQ(handBack.value(), std::nullopt);
-    EXPECT_EQ(takeTrace(), Trace({"exit 0"}));
+    EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
 /// What a request may find, and whatever it finds, it is answered once.
@@ -484,7 +482,7 @@ protected:
              [this] { return hasLogged("Last client disconnected; handing the fan back shortly."); }},
             {"refused", [this] { controller.answer("F0Md", SMCCommand::writeBytes, 0x84), loseFan(); },
              [this] { return hasLogged("hold: reasserted") && !isManual(0); }, false},
-            {"without rights", [this] { system.root = false, loseFan(); },
+            {"without rights", [this] { rights.root = false, loseFan(); },
              [this] { return hasLogged("hold: reasserted") && !isManual(0); }, false},
             {"unanswered", [this] { controller.answer(std::nullopt, std::nullopt, 0x84); },
              [this] { return snapshot().fanCount == 0; }},
@@ -504,7 +502,7 @@ protected:
 
     void startAndHold() {
         controller.clearFaults();
-        system.root = true;
+        rights.root = true;
         clamshell.state = false;
         makeService();
         arrive();

@@ -17,14 +17,15 @@ protected:
     AdmissionTest() {
         makeService();
         takeTrace();
-        listener.setAdmission(delegate());
+        listener.setAdmission(
+            [this](IncomingConnection& connection) { return delegate().shouldAcceptNewConnection(connection); });
     }
 
     ListenerDelegate& delegate() {
         if (!delegate_)
             delegate_ = std::make_unique<ListenerDelegate>(
                 service, hasWatch ? std::make_shared<BinaryWatch>(*events.executable, events, [] {}) : nullptr, queue,
-                [this](const std::string& notice) { note("leave: " + notice); });
+                [this](const char* notice) { note(std::string("leave: ") + notice); });
         return *delegate_;
     }
 
@@ -128,7 +129,8 @@ protected:
     AdmissionWithoutWatchTest() {
         hasWatch = false;
         delegate_.reset();
-        listener.setAdmission(delegate());
+        listener.setAdmission(
+            [this](IncomingConnection& connection) { return delegate().shouldAcceptNewConnection(connection); });
     }
 };
 

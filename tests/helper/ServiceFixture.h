@@ -21,8 +21,9 @@ protected:
 
     void makeService() {
         const HelperLog log(std::make_shared<RecordingSystemLog>(), "service", output);
-        service = std::make_shared<HelperService>(ServiceSurroundings{
-            queue, system, power, clamshell, log, [this](int status) { note("exit " + std::to_string(status)); }});
+        service = std::make_shared<HelperService>(
+            ServiceDependencies{queue, exchange, clock, rights, power, clamshell, log,
+                                [this](const char* notice) { note(notice == nullptr ? "leave" : notice); }});
     }
 
     // Each makes the request, lets the main queue run it, and checks that it is answered exactly once.

@@ -74,9 +74,9 @@ protected:
     bool isAnyManual() { return isManual(0) || isManual(1); }
 
     // Pieces of traces.
-    static constexpr std::uint32_t canSleep = 0xE0000270;
-    static constexpr std::uint32_t willSleep = 0xE0000280;
-    static constexpr std::uint32_t hasPoweredOn = 0xE0000300;
+    static constexpr auto canSleep = PowerMessage::canSystemSleep;
+    static constexpr auto willSleep = PowerMessage::systemWillSleep;
+    static constexpr auto hasPoweredOn = PowerMessage::systemHasPoweredOn;
 
     static Trace readFans() {
         return {"F0Ac?", "F0Mn?", "F0Mx?", "F0Md?", "F0Tg?", "F1Ac?", "F1Mn?", "F1Mx?", "F1Md?", "F1Tg?"};

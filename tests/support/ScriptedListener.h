@@ -44,27 +44,29 @@ class ScriptedListener : public Listener {
 public:
     /// Called with each step: "admission", "requirement ...", "resume".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
-    ConnectionAdmission* admission = nullptr;
+    ConnectionAdmission admission;
+    bool canListen = true;
     std::optional<std::string> requirement;
     bool isResumed = false;
 
-    void setAdmission(ConnectionAdmission& decides) override {
-        admission = &decides;
+    void setAdmission(ConnectionAdmission decides) override {
+        admission = std::move(decides);
         onStep("admission");
     }
     void setConnectionCodeSigningRequirement(const std::string& text) override {
         requirement = text;
         onStep("requirement " + text);
     }
-    void resume() override {
-        isResumed = true;
+    bool resume() override {
+        isResumed = canListen;
         onStep("resume");
+        return canListen;
     }
 
     /// Presents a connection of a peer that satisfies the requirement. Null when it was refused.
     std::unique_ptr<ScriptedConnection> connect() {
         auto connection = std::make_unique<ScriptedConnection>();
-        if (!admission->shouldAcceptNewConnection(*connection))
+        if (!admission(*connection))
             return nullptr;
         return connection;
     }

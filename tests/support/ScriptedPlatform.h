@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,8 @@
 #include "tests/support/ScriptedFileEvents.h"
 #include "tests/support/ScriptedListener.h"
 #include "tests/support/ScriptedPower.h"
-#include "tests/support/VirtualFanSystem.h"
+#include "tests/support/ScriptedRights.h"
+#include "tests/support/VirtualClock.h"
 #include "tests/support/VirtualQueue.h"
 
 namespace kelo {
@@ -67,54 +69,81 @@ public:
 };
 
 /// A whole platform in memory, on parts that the test owns.
-class ScriptedPlatform : public Platform {
+class ScriptedPlatform {
 public:
-    ScriptedPlatform(VirtualQueue& queue, SimulatedExchange& exchange, VirtualFanSystem& fanSystem,
-                     ScriptedPower& power, ScriptedClamshell& clamshell)
-        : queue_(queue), exchange_(exchange), fanSystem_(fanSystem), power_(power), clamshell_(clamshell) {}
+    struct Parts {
+        VirtualQueue& queue;
+        SimulatedExchange& exchange;
+        VirtualClock& clock;
+        ScriptedRights& rights;
+        ScriptedPower& power;
+        ScriptedClamshell& clamshell;
+    };
+
+    explicit ScriptedPlatform(Parts parts) : parts_(parts) {}
 
     ScriptedFileEvents files;
     ScriptedSignals stopSignals;
     ScriptedSigningInformation signing;
     RecordingOutput output;
+    /// Whether the listener will listen when it is resumed.
+    bool canListen = true;
+    /// Whether the system's logs throw at every entry.
+    bool isLogThrowing = false;
     /// Made by the process; null before.
     ScriptedListener* listener = nullptr;
     std::vector<std::string> logCategories;
     /// Called with each step of the platform and its parts.
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
-    MainQueue& mainQueue() override { return queue_; }
-    SMCExchange& smcExchange() override { return exchange_; }
-    FanSystem& fanSystem() override { return fanSystem_; }
-    PowerNotifications& powerNotifications() override { return power_; }
-    Clamshell& clamshell() override { return clamshell_; }
-    FileEvents& fileEvents() override { return files; }
-    Signals& signals() override { return stopSignals; }
-    SigningInformation& signingInformation() override { return signing; }
+    /// As the helper sees it. Lives as long as this.
+    const Platform& platform() const { return platform_; }
 
-    std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) override {
+private:
+    std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) {
         logCategories.push_back(subsystem + "/" + category);
-        return std::make_unique<RecordingSystemLog>();
+        return std::make_unique<ThrowingOrRecordingLog>(isLogThrowing);
     }
-    std::unique_ptr<Listener> makeListener(const std::string& machServiceName) override {
+    std::unique_ptr<Listener> makeListener(const std::string& machServiceName) {
         onStep("listener for " + machServiceName);
         auto made = std::make_unique<ScriptedListener>();
+        made->canListen = canListen;
         made->onStep = [this](const std::string& step) { onStep("listener: " + step); };
         listener = made.get();
         return made;
     }
 
-    double wallClock() override { return output.wallClock(); }
-    void writeStandardError(const std::string& bytes) override { output.writeStandardError(bytes); }
-    void runMainLoop() override { onStep("run"); }
-    void exit(int status) override { onStep("exit " + std::to_string(status)); }
+    class ThrowingOrRecordingLog : public RecordingSystemLog {
+    public:
+        explicit ThrowingOrRecordingLog(const bool& isThrowing) : isThrowing_(isThrowing) {}
+        void write(LogLevel level, const std::string& message) override {
+            if (isThrowing_)
+                throw std::runtime_error("the log is broken");
+            RecordingSystemLog::write(level, message);
+        }
 
-private:
-    VirtualQueue& queue_;
-    SimulatedExchange& exchange_;
-    VirtualFanSystem& fanSystem_;
-    ScriptedPower& power_;
-    ScriptedClamshell& clamshell_;
+    private:
+        const bool& isThrowing_;
+    };
+
+    Parts parts_;
+    const Platform platform_{
+        .queue = parts_.queue,
+        .exchange = parts_.exchange,
+        .clock = parts_.clock,
+        .rights = parts_.rights,
+        .power = parts_.power,
+        .clamshell = parts_.clamshell,
+        .files = files,
+        .signals = stopSignals,
+        .signing = signing,
+        .logOutput = output,
+        .makeSystemLog = [this](const std::string& subsystem,
+                                const std::string& category) { return makeSystemLog(subsystem, category); },
+        .makeListener = [this](const std::string& machServiceName) { return makeListener(machServiceName); },
+        .runMainLoop = [this] { onStep("run"); },
+        .exit = [this](int status) { onStep("exit " + std::to_string(status)); },
+    };
 };
 
 } // namespace kelo

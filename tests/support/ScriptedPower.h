@@ -21,22 +21,21 @@ public:
     /// Called with each acknowledgement's notification ID.
     std::function<void(std::intptr_t)> onAllow = [](std::intptr_t) {};
 
-    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(void* refcon,
-                                                                            PowerCallback callback) override {
+    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override {
         if (isThrowing)
             throw std::runtime_error("out of ports");
         if (!isPresent)
             return nullptr;
         ++registrations_;
-        return std::make_unique<Registration>(*this, refcon, callback);
+        return std::make_unique<Registration>(*this, std::move(onMessage));
     }
 
     /// Delivers a message to everybody who is registered.
-    void send(std::uint32_t messageType, std::intptr_t notificationID = 0) {
+    void send(PowerMessage message, std::intptr_t notificationID = 0) {
         const auto receivers = receivers_; // one may deregister meanwhile
         for (const auto& [id, receiver] : receivers)
             if (receivers_.contains(id))
-                receiver.callback(receiver.refcon, 0, messageType, reinterpret_cast<void*>(notificationID));
+                receiver(message, notificationID);
     }
 
     /// The notification IDs that were acknowledged, in order.
@@ -46,18 +45,13 @@ public:
     std::size_t registered() const { return receivers_.size(); }
 
 private:
-    struct Receiver {
-        void* refcon;
-        PowerCallback callback;
-    };
-
     class Registration : public PowerRegistration {
     public:
-        Registration(ScriptedPower& power, void* refcon, PowerCallback callback) : power_(power), id_(power.nextID_++) {
-            power_.receivers_[id_] = {refcon, callback};
+        Registration(ScriptedPower& power, PowerHandler onMessage) : power_(power), id_(power.nextID_++) {
+            power_.receivers_[id_] = std::move(onMessage);
         }
         ~Registration() override { power_.receivers_.erase(id_); }
-        void allowPowerChange(std::intptr_t notificationID) override {
+        void allowPowerChange(std::intptr_t notificationID) noexcept override {
             power_.allowed_.push_back(notificationID);
             power_.onAllow(notificationID);
         }
@@ -67,7 +61,7 @@ private:
         int id_;
     };
 
-    std::map<int, Receiver> receivers_;
+    std::map<int, PowerHandler> receivers_;
     int nextID_ = 0;
     int registrations_ = 0;
     std::vector<std::intptr_t> allowed_;

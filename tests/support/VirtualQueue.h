@@ -40,12 +40,17 @@ public:
     /// Lets `seconds` pass and runs what falls due, in order.
     void runFor(double seconds) {
         const double end = later(now_, seconds);
-        while (const auto next = takeDueBy(end)) {
-            now_ = std::max(now_, next->first.first);
+        while (!isStopped_) {
+            const auto next = takeDueBy(end);
+            now_ = std::max(now_, next ? next->first.first : end);
+            if (!next)
+                return;
             next->second();
         }
-        now_ = std::max(now_, end);
     }
+
+    /// Neither tasks nor time go on, as when the process has ended.
+    void stop() { isStopped_ = true; }
 
     /// Runs what is due at this moment.
     void runReady() { runFor(0); }
@@ -126,6 +131,7 @@ private:
     Tasks tasks_;
     std::uint64_t sequence_ = 0;
     int liveTimers_ = 0;
+    bool isStopped_ = false;
 };
 
 } // namespace kelo

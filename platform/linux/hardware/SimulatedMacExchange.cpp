@@ -15,7 +15,7 @@ std::uint32_t SimulatedMacExchange::open() {
     return link_ ? ++handle_ : 0;
 }
 
-bool SimulatedMacExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) {
+bool SimulatedMacExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
     if (!link_ || connection != handle_)
         return false;
     Message::binary_t record(std::vector<std::uint8_t>(sizeof request));
@@ -28,7 +28,7 @@ bool SimulatedMacExchange::exchange(std::uint32_t connection, const SMCKeyData& 
     return true;
 }
 
-void SimulatedMacExchange::close(std::uint32_t connection) {
+void SimulatedMacExchange::close(std::uint32_t connection) noexcept {
     if (connection == handle_)
         link_.reset();
 }

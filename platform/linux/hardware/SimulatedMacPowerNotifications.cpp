@@ -1,5 +1,8 @@
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 
+#include <optional>
+#include <utility>
+
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "simulator/link/HardwareLink.h"
@@ -7,13 +10,26 @@
 namespace kelo {
 namespace {
 
+std::optional<PowerMessage> powerMessage(std::uint32_t number) {
+    switch (number) {
+    case 0xE0000270:
+        return PowerMessage::canSystemSleep;
+    case 0xE0000280:
+        return PowerMessage::systemWillSleep;
+    case 0xE0000300:
+        return PowerMessage::systemHasPoweredOn;
+    default:
+        return std::nullopt;
+    }
+}
+
 class Registration : public PowerRegistration {
 public:
-    Registration(std::unique_ptr<HardwareLink> link, EventLoop& loop, void* refcon, PowerCallback callback)
-        : link_(std::move(link)), refcon_(refcon), callback_(callback),
+    Registration(std::unique_ptr<HardwareLink> link, EventLoop& loop, PowerHandler onMessage)
+        : link_(std::move(link)), onMessage_(std::move(onMessage)),
           watch_(loop.watch(link_->socket(), EventLoop::Readiness::readable, [this] { receive(); })) {}
 
-    void allowPowerChange(std::intptr_t notificationID) override {
+    void allowPowerChange(std::intptr_t notificationID) noexcept override {
         link_->tell({{"call", "allowPowerChange"}, {"id", notificationID}});
     }
 
@@ -26,26 +42,24 @@ private:
             watch_.reset(); // the simulated Mac has gone; nothing more will come
             return;
         }
-        // Last: the callback may end this registration.
-        callback_(refcon_, 0, message->value("power", std::uint32_t{0}),
-                  reinterpret_cast<void*>(message->value("id", std::intptr_t{0})));
+        const auto handler = onMessage_; // it may end this registration
+        if (const auto known = powerMessage(message->value("power", std::uint32_t{0})))
+            handler(*known, message->value("id", std::intptr_t{0}));
     }
 
     std::unique_ptr<HardwareLink> link_;
-    void* refcon_;
-    PowerCallback callback_;
+    PowerHandler onMessage_;
     std::unique_ptr<DescriptorWatch> watch_;
 };
 
 } // namespace
 
-std::unique_ptr<PowerRegistration> SimulatedMacPowerNotifications::registerForSystemPower(void* refcon,
-                                                                                          PowerCallback callback) {
+std::unique_ptr<PowerRegistration> SimulatedMacPowerNotifications::registerForSystemPower(PowerHandler onMessage) {
     auto link = HardwareLink::connect(folder_);
     // Waits for the answer, so that no sleep is announced between the hold's start and its registration.
     if (!link || link->call({{"call", "registerPower"}}) != Message::object())
         return nullptr;
-    return std::make_unique<Registration>(std::move(link), loop_, refcon, callback);
+    return std::make_unique<Registration>(std::move(link), loop_, std::move(onMessage));
 }
 
 } // namespace kelo

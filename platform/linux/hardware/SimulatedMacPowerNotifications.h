@@ -12,8 +12,7 @@ public:
     /// `folder` is an open descriptor; both are borrowed.
     SimulatedMacPowerNotifications(int folder, EventLoop& loop) : folder_(folder), loop_(loop) {}
 
-    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(void* refcon,
-                                                                            PowerCallback callback) override;
+    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override;
 
 private:
     int folder_;

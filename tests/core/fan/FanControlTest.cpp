@@ -25,7 +25,7 @@ FanError errorOf(Action action) {
 
 class FanControl : public FanFixture {
 protected:
-    FanController fans{system};
+    FanController fans{exchange, clock, rights};
 
     FanControl() { controller.clearLog(); }
 };
@@ -35,11 +35,11 @@ protected:
 TEST_F(FanControl, ManualModeThatIsGrantedAtOnceNeverTouchesTheUnlockSwitch) {
     EXPECT_FALSE(fans.engageManual(1));
     EXPECT_THAT(writes(), ElementsAre("write F1Md 01"));
-    EXPECT_EQ(system.sleeps, 0);
+    EXPECT_EQ(clock.sleeps, 0);
 }
 
 TEST_F(FanControl, ManualModeNeedsRootAndTouchesNothingWithout) {
-    system.root = false;
+    rights.root = false;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::needsRoot());
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
@@ -48,13 +48,13 @@ TEST_F(FanControl, ManualModeThatIsGrantedAfterTheSwitchTellsSo) {
     controller.setUnlockRule({true, 0});
     EXPECT_TRUE(fans.engageManual(0));
     EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01"));
-    EXPECT_EQ(system.sleeps, 0);
+    EXPECT_EQ(clock.sleeps, 0);
 }
 
 TEST_F(FanControl, ManualModeIsTriedEvery100MillisecondsUntilItIsGranted) {
     controller.setUnlockRule({true, 0.95});
     EXPECT_TRUE(fans.engageManual(0));
-    EXPECT_EQ(system.sleeps, 10);
+    EXPECT_EQ(clock.sleeps, 10);
     EXPECT_NEAR(now, 1.0, 1e-9);
     EXPECT_EQ(controller.number("F0Md"), 1);
 }
@@ -90,7 +90,7 @@ TEST_F(FanControl, TheUnlockTimeoutIsHonoured) {
     controller.setUnlockRule({true, 1e9});
     fans.unlockTimeout = 0.25;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
-    EXPECT_EQ(system.sleeps, 3);
+    EXPECT_EQ(clock.sleeps, 3);
 }
 
 TEST_F(FanControl, AtTheDeadlineItselfNothingIsTriedAnyMore) {
@@ -105,8 +105,8 @@ TEST_F(FanControl, ASwitchThatRefusesDoesNotKeepTheRetriesFromBeingMade) {
     controller.answer("Ftst", std::nullopt, 0x84);
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
-    EXPECT_GE(system.sleeps, 40); // four seconds of 100 ms
-    EXPECT_EQ(writes().size(), 1U + static_cast<std::size_t>(system.sleeps));
+    EXPECT_GE(clock.sleeps, 40); // four seconds of 100 ms
+    EXPECT_EQ(writes().size(), 1U + static_cast<std::size_t>(clock.sleeps));
 }
 
 TEST_F(FanControl, TheLockedLaptopIsUnlockedInAboutASecond) {
@@ -147,7 +147,7 @@ TEST_F(FanControl, SettingATargetReadsTheRangeWritesTheTargetAndLeavesTheModeAlo
 }
 
 TEST_F(FanControl, ATargetNeedsRootAndTouchesNothingWithout) {
-    system.root = false;
+    rights.root = false;
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::needsRoot());
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
@@ -202,7 +202,7 @@ TEST_F(FanControl, HandingBackTriesEveryFanWhateverTheOthersAnswer) {
 }
 
 TEST_F(FanControl, HandingBackAsksForNoRightsAndSurvivesRefusedWrites) {
-    system.root = false;
+    rights.root = false;
     exchange.isRoot = false;
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00 -> failed", "write F1Md 00 -> failed", "write Ftst 00 -> failed"));

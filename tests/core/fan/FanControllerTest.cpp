@@ -16,7 +16,7 @@ class FanControllerCreation : public FanFixture {
 protected:
     FanError creationError() {
         try {
-            FanController fans(system);
+            FanController fans(exchange, clock, rights);
         } catch (const FanError& error) {
             return error;
         }
@@ -47,28 +47,28 @@ TEST_F(FanControllerCreation, AnUnreadableFanCountIsNoFansAndClosesTheConnection
 }
 
 TEST_F(FanControllerCreation, ItReadsOnlyTheFanCount) {
-    const FanController fans(system);
+    const FanController fans(exchange, clock, rights);
     EXPECT_EQ(fans.fanCount(), 2);
     EXPECT_EQ(fans.unlockTimeout, 4.0);
     EXPECT_THAT(controller.texts(), ElementsAre("info FNum", "read FNum"));
 }
 
 TEST_F(FanControllerCreation, ItNeedsNoRights) {
-    system.root = false;
-    const FanController fans(system);
+    rights.root = false;
+    const FanController fans(exchange, clock, rights);
     EXPECT_FALSE(fans.isRoot());
     EXPECT_EQ(fans.fans().size(), 2U);
 }
 
 TEST_F(FanControllerCreation, DestroyingItClosesTheConnection) {
-    { const FanController fans(system); }
+    { const FanController fans(exchange, clock, rights); }
     EXPECT_EQ(exchange.openConnections(), 0);
     EXPECT_EQ(exchange.opens(), 1);
 }
 
 TEST_F(FanControllerCreation, OneFanIsHandedBackAlone) {
     controller.setNumber("FNum", 1);
-    FanController fans(system);
+    FanController fans(exchange, clock, rights);
     controller.clearLog();
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write Ftst 00"));
@@ -76,7 +76,7 @@ TEST_F(FanControllerCreation, OneFanIsHandedBackAlone) {
 
 TEST_F(FanControllerCreation, AsManyFansAsAByteCountsAreEachAskedForAndHandedBack) {
     controller.setNumber("FNum", 255);
-    FanController fans(system);
+    FanController fans(exchange, clock, rights);
     EXPECT_EQ(fans.fanCount(), 255);
     controller.clearLog();
     const auto usable = fans.fans();
@@ -91,7 +91,7 @@ TEST_F(FanControllerCreation, AsManyFansAsAByteCountsAreEachAskedForAndHandedBac
 
 class FanReadings : public FanFixture {
 protected:
-    FanController fans{system};
+    FanController fans{exchange, clock, rights};
 };
 
 TEST_F(FanReadings, EachFanIsReadInOrderFromItsFiveKeys) {

@@ -6,7 +6,8 @@
 #include "core/fan/FanController.h"
 #include "simulator/model/Profile.h"
 #include "tests/support/SMCFixture.h"
-#include "tests/support/VirtualFanSystem.h"
+#include "tests/support/ScriptedRights.h"
+#include "tests/support/VirtualClock.h"
 
 namespace kelo {
 
@@ -18,7 +19,8 @@ protected:
     std::vector<std::string> writes() const { return controller.texts(SMCCommand::writeBytes); }
     std::vector<std::string> reads() const { return controller.texts(SMCCommand::readBytes); }
 
-    VirtualFanSystem system{now};
+    VirtualClock clock{now};
+    ScriptedRights rights;
 };
 
 } // namespace kelo

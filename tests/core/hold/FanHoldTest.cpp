@@ -36,6 +36,49 @@ TEST_F(FanHoldTest, StartTakesOneChipReadingReadsTheFansAndTakesEachInOrder) {
     EXPECT_EQ(power.registered(), 1U);
 }
 
+TEST_F(FanHoldTest, AnObserverMayDropTheHoldAndReplaceItselfWithinAnyEvent) {
+    setChip(96); // so that starting announces twice
+    for (const bool isReplacing : {false, true}) {
+        hold = makeHold(0.3);
+        const auto seen = std::make_shared<int>(0);
+        hold->onEvent = [this, seen, isReplacing](const FanHold::Event&) {
+            if (isReplacing && hold)
+                hold->onEvent = nullptr; // and with it what this lambda holds
+            hold.reset();
+            ++*seen;
+        };
+        hold->start();
+        EXPECT_EQ(*seen, isReplacing ? 1 : 2);
+        EXPECT_EQ(queue.liveTimers(), 0) << "a hold that nobody owns is gone after its step";
+        EXPECT_EQ(power.registered(), 0U);
+    }
+}
+
+TEST_F(FanHoldTest, AnObserverMayDropTheHoldWhileItStops) {
+    startHold(0.5);
+    hold->onEvent = [this](const FanHold::Event&) { hold.reset(); };
+    hold->stop();
+    EXPECT_EQ(hold, nullptr);
+    EXPECT_EQ(takeEffects(), restoreFans());
+}
+
+TEST_F(FanHoldTest, AnObserverMayDropTheHoldInATick) {
+    startHold(0.5);
+    controller.setNumber("F0Md", 0);
+    hold->onEvent = [this](const FanHold::Event&) { hold.reset(); };
+    tick();
+    EXPECT_EQ(hold, nullptr);
+    EXPECT_EQ(queue.liveTimers(), 0);
+}
+
+#ifndef NDEBUG
+TEST_F(FanHoldTest, AnObserverThatStopsTheHoldIsCaughtInTheAct) {
+    hold = makeHold(0.5);
+    hold->onEvent = [this](const FanHold::Event&) { hold->stop(); };
+    EXPECT_DEATH(hold->start(), "isAnnouncing_");
+}
+#endif
+
 TEST_F(FanHoldTest, StopEndsTimerAndWatchHandsBackAndReleases) {
     startHold(0.5);
     hold->stop();
@@ -165,7 +208,7 @@ TEST_F(FanHoldTest, StoppingAHoldWhoseStartFailedHandsTheFansBackAndReleases) {
 }
 
 TEST_F(FanHoldTest, AStartWithoutRightsThrowsNeedsRootAfterItsChipReading) {
-    system.root = false;
+    rights.root = false;
     hold = makeHold(0.5);
     try {
         hold->start();

@@ -14,7 +14,7 @@ protected:
 
     std::shared_ptr<FanHold> makeHold(double fraction, bool handsBackOnLidClose = false) {
         auto made =
-            std::make_shared<FanHold>(fans, fraction, handsBackOnLidClose, HoldSurroundings{queue, power, clamshell});
+            std::make_shared<FanHold>(fans, fraction, handsBackOnLidClose, HoldDependencies{queue, power, clamshell});
         made->onEvent = [this](const FanHold::Event& event) { note(event.description()); };
         return made;
     }
@@ -34,7 +34,7 @@ protected:
         return takeEffects();
     }
 
-    std::shared_ptr<FanController> fans = std::make_shared<FanController>(system);
+    std::shared_ptr<FanController> fans = std::make_shared<FanController>(exchange, clock, rights);
     std::shared_ptr<FanHold> hold;
 };
 

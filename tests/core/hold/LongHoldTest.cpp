@@ -15,7 +15,8 @@
 #include "tests/core/hold/HeldFractionModel.h"
 #include "tests/support/ScriptedClamshell.h"
 #include "tests/support/ScriptedPower.h"
-#include "tests/support/VirtualFanSystem.h"
+#include "tests/support/ScriptedRights.h"
+#include "tests/support/VirtualClock.h"
 #include "tests/support/VirtualQueue.h"
 
 namespace kelo {
@@ -36,7 +37,7 @@ public:
                                                                      profile_, [this] { return now_; }, 3.0),
           exchange_(mac_) {
         smc_set_exchange(&exchange_);
-        fans_ = std::make_shared<FanController>(system_);
+        fans_ = std::make_shared<FanController>(exchange_, clock_, rights_);
         clamshell_.state = false;
     }
     ~LongHold() {
@@ -76,7 +77,7 @@ private:
         asked_ = anywhere(0, 1);
         handsBackOnLidClose_ = chance(0.5);
         hold_ = std::make_shared<FanHold>(fans_, asked_, handsBackOnLidClose_,
-                                          HoldSurroundings{queue_, power_, clamshell_});
+                                          HoldDependencies{queue_, power_, clamshell_});
         hold_->onEvent = [this](const FanHold::Event& event) { observe(event); };
         model_ = HeldFractionModel(asked_);
         lastWrites_.assign(static_cast<std::size_t>(mac_.fanCount()), std::nullopt);
@@ -126,12 +127,12 @@ private:
         const std::size_t acknowledged = power_.allowed().size();
         if (isAsleep_) {
             power_.onAllow = [](std::intptr_t) {}; // nothing is handed back for the question whether it may sleep
-            power_.send(0xE0000270, 1);
+            power_.send(PowerMessage::canSystemSleep, 1);
             power_.onAllow = [this](std::intptr_t) { expectEveryFanAutomatic("at the acknowledgement of sleep"); };
-            power_.send(0xE0000280, 2);
+            power_.send(PowerMessage::systemWillSleep, 2);
             EXPECT_EQ(power_.allowed().size(), acknowledged + 2);
         } else {
-            power_.send(0xE0000300);
+            power_.send(PowerMessage::systemHasPoweredOn);
         }
         mac_.setAsleep(isAsleep_);
         readLog();
@@ -262,7 +263,8 @@ private:
     std::mt19937 random_;
     SimulatedMac mac_;
     SimulatedExchange exchange_;
-    VirtualFanSystem system_{now_};
+    VirtualClock clock_{now_};
+    ScriptedRights rights_;
     VirtualQueue queue_{now_};
     ScriptedPower power_;
     ScriptedClamshell clamshell_;

@@ -39,7 +39,7 @@ TEST_F(PowerWatchTest, RegistersNothingUntilItIsStarted) {
 
 TEST_F(PowerWatchTest, AWillSleepMessageRunsWillSleepOnceAndIsAcknowledgedAfterIt) {
     watch->start();
-    power.send(0xE0000280, 7);
+    power.send(PowerMessage::systemWillSleep, 7);
     EXPECT_THAT(trace, ElementsAre("willSleep", "allow 7"));
 }
 
@@ -47,7 +47,7 @@ TEST_F(PowerWatchTest, SleepIsNotHeldUpByACallbackThatThrows) {
     watch = std::make_shared<PowerWatch>(
         power, [] { throw std::runtime_error("broken"); }, [] {});
     watch->start();
-    EXPECT_THROW(power.send(0xE0000280, 7), std::runtime_error);
+    EXPECT_THROW(power.send(PowerMessage::systemWillSleep, 7), std::runtime_error);
     EXPECT_THAT(trace, ElementsAre("allow 7"));
 }
 
@@ -55,44 +55,29 @@ TEST_F(PowerWatchTest, AWakeCallbackThatThrowsAnswersNothingAndLeavesTheWatchAtW
     watch = std::make_shared<PowerWatch>(
         power, [this] { trace.push_back("willSleep"); }, [] { throw std::runtime_error("broken"); });
     watch->start();
-    EXPECT_THROW(power.send(0xE0000300, 7), std::runtime_error);
+    EXPECT_THROW(power.send(PowerMessage::systemHasPoweredOn, 7), std::runtime_error);
     EXPECT_THAT(trace, IsEmpty());
-    power.send(0xE0000280, 8);
+    power.send(PowerMessage::systemWillSleep, 8);
     EXPECT_THAT(trace, ElementsAre("willSleep", "allow 8"));
 }
 
 TEST_F(PowerWatchTest, ACanSleepMessageIsAcknowledgedAndRunsNothing) {
     watch->start();
-    power.send(0xE0000270, 8);
+    power.send(PowerMessage::canSystemSleep, 8);
     EXPECT_THAT(trace, ElementsAre("allow 8"));
 }
 
 TEST_F(PowerWatchTest, AHasPoweredOnMessageRunsDidWakeAndIsNotAcknowledged) {
     watch->start();
-    power.send(0xE0000300, 9);
+    power.send(PowerMessage::systemHasPoweredOn, 9);
     EXPECT_THAT(trace, ElementsAre("didWake"));
-}
-
-TEST_F(PowerWatchTest, AnyOtherMessageIsIgnored) {
-    watch->start();
-    for (const std::uint32_t type :
-         {0xE0000250U, 0xE0000290U, 0xE0000310U, 0xE0000320U, 0xE0034100U, 0x270U, 0x280U, 0x300U, 0U, 0xFFFFFFFFU})
-        power.send(type, 10);
-    EXPECT_THAT(trace, IsEmpty());
 }
 
 TEST_F(PowerWatchTest, TheNotificationIDIsPassedBackUnchangedWhateverItIs) {
     watch->start();
     for (const std::intptr_t id : {std::intptr_t{0}, std::intptr_t{-1}, INTPTR_MAX, INTPTR_MIN})
-        power.send(0xE0000270, id);
+        power.send(PowerMessage::canSystemSleep, id);
     EXPECT_THAT(power.allowed(), ElementsAre(0, -1, INTPTR_MAX, INTPTR_MIN));
-}
-
-TEST_F(PowerWatchTest, AMessageWithoutAWatchDoesNothing) {
-    watch->start();
-    powerCallback(nullptr, 0, 0xE0000280, nullptr);
-    powerCallback(nullptr, 0, 0xE0000270, nullptr);
-    EXPECT_THAT(trace, IsEmpty());
 }
 
 TEST_F(PowerWatchTest, StoppingTwiceOrWithoutAStartDoesNothing) {
@@ -101,15 +86,14 @@ TEST_F(PowerWatchTest, StoppingTwiceOrWithoutAStartDoesNothing) {
     watch->stop();
     watch->stop();
     EXPECT_EQ(power.registrations(), 1);
-    power.send(0xE0000280, 1);
+    power.send(PowerMessage::systemWillSleep, 1);
     EXPECT_THAT(trace, IsEmpty());
 }
 
-TEST_F(PowerWatchTest, AQuestionThatWasUnderWayWhenTheWatchStoppedIsNotAnswered) {
+TEST_F(PowerWatchTest, AMessageAfterTheWatchStoppedIsNotAnswered) {
     watch->start();
     watch->stop();
-    power.send(0xE0000270, 1);
-    powerCallback(watch.get(), 0, 0xE0000270, nullptr); // there is nothing left to answer through
+    power.send(PowerMessage::canSystemSleep, 1);
     EXPECT_THAT(trace, IsEmpty());
 }
 
@@ -130,7 +114,7 @@ TEST_F(PowerWatchTest, AWatchThatIsStoppedByItsOwnCallbackDoesNotAnswerForAnEnde
         },
         [] {});
     stopping->start();
-    power.send(0xE0000280, 11);
+    power.send(PowerMessage::systemWillSleep, 11);
     EXPECT_THAT(trace, ElementsAre("willSleep"));
 }
 
@@ -139,7 +123,7 @@ TEST_F(PowerWatchTest, AWatchThatIsDroppedByItsOwnCallbackLivesToItsEnd) {
     dropped = std::make_shared<PowerWatch>(
         power, [&] { dropped.reset(); }, [] {});
     dropped->start();
-    power.send(0xE0000280, 12);
+    power.send(PowerMessage::systemWillSleep, 12);
     EXPECT_THAT(trace, ElementsAre("allow 12")); // still registered until the callback returned
     EXPECT_EQ(power.registered(), 0U);
 }
@@ -147,8 +131,8 @@ TEST_F(PowerWatchTest, AWatchThatIsDroppedByItsOwnCallbackLivesToItsEnd) {
 TEST_F(PowerWatchTest, ADroppedWatchNeverCallsBack) {
     watch->start();
     watch.reset();
-    power.send(0xE0000280, 13);
-    power.send(0xE0000300, 14);
+    power.send(PowerMessage::systemWillSleep, 13);
+    power.send(PowerMessage::systemHasPoweredOn, 14);
     EXPECT_THAT(trace, IsEmpty());
 }
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -44,7 +45,7 @@ TEST_F(HostileController, SizesOutsideOfTheRecordReadAndWriteInsideOfTheBuffers)
 class RandomExchange : public SMCExchange {
 public:
     std::uint32_t open() override { return 1; }
-    bool exchange(std::uint32_t, const SMCKeyData&, SMCKeyData& reply) override {
+    bool exchange(std::uint32_t, const SMCKeyData&, SMCKeyData& reply) noexcept override {
         auto* bytes = reinterpret_cast<std::uint8_t*>(&reply);
         for (std::size_t i = 0; i < sizeof reply; ++i)
             bytes[i] = static_cast<std::uint8_t>(random_());
@@ -54,11 +55,47 @@ public:
             reply.keyInfo.dataType = smcCode("flt ");
         return random_() % 8 != 0;
     }
-    void close(std::uint32_t) override {}
+    void close(std::uint32_t) noexcept override {}
 
 private:
     std::mt19937 random_{7};
 };
+
+/// Answers with a size and attributes, and something in the padding behind them.
+class PaddingExchange : public SMCExchange {
+public:
+    std::uint32_t open() override { return 1; }
+    bool exchange(std::uint32_t, const SMCKeyData& request, SMCKeyData& reply) noexcept override {
+        wereZero = wereZero && isZero(reply) && request.keyInfo.padding[0] == 0;
+        reply.keyInfo = {1, smcCode("ui8 "), 0xD4, {0x11, 0x22, 0x33}};
+        reply.bytes[0] = 9;
+        return true;
+    }
+    void close(std::uint32_t) noexcept override {}
+
+    bool wereZero = true; ///< Each reply as it was handed over to be filled.
+
+private:
+    static bool isZero(const SMCKeyData& record) {
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(&record);
+        return std::all_of(bytes, bytes + sizeof record, [](std::uint8_t byte) { return byte == 0; });
+    }
+};
+
+TEST(PaddedController, TheAttributesAreTheRecordsWholeWordAndEveryReplyStartsFromZero) {
+    PaddingExchange exchange;
+    smc_set_exchange(&exchange);
+    ASSERT_EQ(smc_open(), 0);
+    SMCKeyInfo info{};
+    EXPECT_EQ(fetch_keyinfo("Tst1", &info), 0);
+    EXPECT_EQ(info.dataAttributes, 0x332211D4U);
+    std::uint8_t value = 0;
+    EXPECT_EQ(smc_read_u8("Tst1", &value), 0);
+    EXPECT_EQ(smc_write_u8("Tst1", 1), 0);
+    EXPECT_TRUE(exchange.wereZero);
+    smc_close();
+    smc_set_exchange(nullptr);
+}
 
 TEST(RandomController, NoReplyMakesAFunctionTouchItsOutputOnAFailure) {
     RandomExchange exchange;

@@ -23,11 +23,12 @@ TEST_F(SMCConnection, OpeningTwiceSucceedsTwiceAndOpensOnce) {
 }
 
 TEST_F(SMCConnection, ClosingAClosedConnectionDoesNothing) {
-    smc_close(); // the exchange would throw
+    smc_close();
     EXPECT_EQ(smc_open(), 0);
     smc_close();
     smc_close();
     EXPECT_EQ(exchange.openConnections(), 0);
+    EXPECT_EQ(exchange.wrongCloses(), 0);
 }
 
 TEST_F(SMCConnection, AMissingServiceIsMinusThreeAndLeavesTheConnectionClosed) {

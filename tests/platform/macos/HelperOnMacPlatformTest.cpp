@@ -95,7 +95,7 @@ protected:
     }();
     const std::string executable = folder + "/app.kelo.helper";
     SimulatedController controller{[] { return mainLoop().now(); }};
-    std::unique_ptr<Platform> platform = makePlatform();
+    std::shared_ptr<const Platform> platform = makePlatform();
     std::unique_ptr<HelperProcess> process;
 };
 

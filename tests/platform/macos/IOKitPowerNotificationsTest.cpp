@@ -1,5 +1,6 @@
 #include "platform/macos/IOKitPowerNotifications.h"
 
+#include <IOKit/IOMessage.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -21,7 +22,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-void ignoreMessage(void*, std::uint32_t, std::uint32_t, void*) {}
+void ignoreMessage(PowerMessage, std::intptr_t) {}
 
 class IOKitPowerNotificationsTest : public doubles::OnDoubles {
 protected:
@@ -29,7 +30,7 @@ protected:
 };
 
 TEST_F(IOKitPowerNotificationsTest, RegisteringAddsThePortsSourceToTheCallersRunLoopInItsDefaultMode) {
-    const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    const auto registration = notifications.registerForSystemPower(ignoreMessage);
     EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
                                               "CFRunLoopAddSource main default"));
     EXPECT_THAT(journal().live(),
@@ -37,7 +38,7 @@ TEST_F(IOKitPowerNotificationsTest, RegisteringAddsThePortsSourceToTheCallersRun
 }
 
 TEST_F(IOKitPowerNotificationsTest, TheEndTakesTheSourceAwayThenTheNotifierThenTheConnectionThenThePort) {
-    auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    auto registration = notifications.registerForSystemPower(ignoreMessage);
     journal().take();
     registration.reset();
     EXPECT_THAT(journal().take(),
@@ -49,13 +50,13 @@ TEST_F(IOKitPowerNotificationsTest, TheEndTakesTheSourceAwayThenTheNotifierThenT
 
 TEST_F(IOKitPowerNotificationsTest, AFailedRegistrationTouchesNothingElse) {
     kernel().isRegistrationFailing = true;
-    EXPECT_EQ(notifications.registerForSystemPower(this, ignoreMessage), nullptr);
+    EXPECT_EQ(notifications.registerForSystemPower(ignoreMessage), nullptr);
     EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower"));
 }
 
 TEST_F(IOKitPowerNotificationsTest, ARegistrationWithoutAPortIsAFailedOne) {
     kernel().isPortMissing = true;
-    EXPECT_EQ(notifications.registerForSystemPower(this, ignoreMessage), nullptr);
+    EXPECT_EQ(notifications.registerForSystemPower(ignoreMessage), nullptr);
     EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower"));
 }
 
@@ -68,14 +69,14 @@ TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceEndsTheProcess) {
             _exit(3);
         };
         sigaction(SIGABRT, &action, nullptr);
-        const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+        const auto registration = notifications.registerForSystemPower(ignoreMessage);
         _exit(0);
     };
     EXPECT_EXIT(registerInVain(), ::testing::ExitedWithCode(3), "");
 }
 
 TEST_F(IOKitPowerNotificationsTest, TheAnswerGoesOverTheRootPortWithTheMessagesOwnArgument) {
-    const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    const auto registration = notifications.registerForSystemPower(ignoreMessage);
     journal().take();
     registration->allowPowerChange(0x7654321);
     registration->allowPowerChange(-1);
@@ -85,34 +86,31 @@ TEST_F(IOKitPowerNotificationsTest, TheAnswerGoesOverTheRootPortWithTheMessagesO
 
 TEST_F(IOKitPowerNotificationsTest, AnAnswerThatIsRefusedIsDropped) {
     kernel().allowStatus = kIOReturnBadArgument;
-    const auto registration = notifications.registerForSystemPower(this, ignoreMessage);
+    const auto registration = notifications.registerForSystemPower(ignoreMessage);
     registration->allowPowerChange(1);
     EXPECT_THAT(kernel().allowed, SizeIs(1));
 }
 
 TEST_F(IOKitPowerNotificationsTest, WhatACallbackThrowsIsReportedAndTheNextMessageComes) {
     int messages = 0;
-    const auto registration =
-        notifications.registerForSystemPower(&messages, [](void* refcon, std::uint32_t, std::uint32_t, void*) {
-            ++*static_cast<int*>(refcon);
-            throw std::runtime_error("broken");
-        });
-    doubles::sendPowerMessage(0xE0000300, 0);
-    doubles::sendPowerMessage(0xE0000300, 0);
+    const auto registration = notifications.registerForSystemPower([&](PowerMessage, std::intptr_t) {
+        ++messages;
+        throw std::runtime_error("broken");
+    });
+    doubles::sendPowerMessage(kIOMessageSystemHasPoweredOn, 0);
+    doubles::sendPowerMessage(kIOMessageSystemHasPoweredOn, 0);
     mainLoop().runFor(0);
     EXPECT_EQ(messages, 2);
     ASSERT_THAT(doubles::logEntries(), SizeIs(2));
     EXPECT_EQ(doubles::logEntries()[0].text, "a power message: broken");
 }
 
-TEST_F(IOKitPowerNotificationsTest, ARefconMayBeNull) {
-    static int nulls;
-    nulls = 0;
-    const auto registration = notifications.registerForSystemPower(
-        nullptr, [](void* refcon, std::uint32_t, std::uint32_t, void*) { nulls += refcon == nullptr ? 1 : 0; });
-    doubles::sendPowerMessage(0xE0000300, 0);
+TEST_F(IOKitPowerNotificationsTest, AMessageWithoutARegistrationDoesNothing) {
+    int messages = 0;
+    const auto registration = notifications.registerForSystemPower([&](PowerMessage, std::intptr_t) { ++messages; });
+    doubles::sendPowerMessageWithoutRefcon(kIOMessageSystemWillSleep, 0);
     mainLoop().runFor(0);
-    EXPECT_EQ(nulls, 1);
+    EXPECT_EQ(messages, 0);
 }
 
 // --- together with the watch that a hold keeps
@@ -141,17 +139,17 @@ protected:
 };
 
 TEST_F(WatchedPower, CanSleepIsAnsweredAtOnce) {
-    send(0xE0000270, 11);
+    send(kIOMessageCanSystemSleep, 11);
     EXPECT_THAT(deeds(), ElementsAre("IOAllowPowerChange root port 11"));
 }
 
 TEST_F(WatchedPower, WillSleepIsAnsweredAfterTheHandlerHasRun) {
-    send(0xE0000280, 12);
+    send(kIOMessageSystemWillSleep, 12);
     EXPECT_THAT(deeds(), ElementsAre("watch: will sleep", "IOAllowPowerChange root port 12"));
 }
 
 TEST_F(WatchedPower, HasPoweredOnRunsItsHandlerAndIsNotAnswered) {
-    send(0xE0000300, 13);
+    send(kIOMessageSystemHasPoweredOn, 13);
     EXPECT_THAT(deeds(), ElementsAre("watch: did wake"));
 }
 

@@ -20,20 +20,21 @@ using ::testing::SizeIs;
 
 class MacPlatformTest : public doubles::OnDoubles {
 protected:
-    std::unique_ptr<Platform> platform = makePlatform();
+    std::shared_ptr<const Platform> platform = makePlatform();
 };
 
 TEST_F(MacPlatformTest, ABrokenPipeIsIgnoredFromTheStart) { EXPECT_TRUE(doubles::isIgnored(SIGPIPE)); }
 
 TEST_F(MacPlatformTest, EverySeamIsTheMacsOwn) {
-    EXPECT_NE(dynamic_cast<DispatchMainQueue*>(&platform->mainQueue()), nullptr);
-    EXPECT_NE(dynamic_cast<IOKitExchange*>(&platform->smcExchange()), nullptr);
-    EXPECT_NE(dynamic_cast<PosixFanSystem*>(&platform->fanSystem()), nullptr);
-    EXPECT_NE(dynamic_cast<IOKitPowerNotifications*>(&platform->powerNotifications()), nullptr);
-    EXPECT_NE(dynamic_cast<IOKitClamshell*>(&platform->clamshell()), nullptr);
-    EXPECT_NE(dynamic_cast<VnodeFileEvents*>(&platform->fileEvents()), nullptr);
-    EXPECT_NE(dynamic_cast<DispatchSignals*>(&platform->signals()), nullptr);
-    EXPECT_NE(dynamic_cast<SecuritySigningInformation*>(&platform->signingInformation()), nullptr);
+    EXPECT_NE(dynamic_cast<DispatchMainQueue*>(&platform->queue), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitExchange*>(&platform->exchange), nullptr);
+    EXPECT_NE(dynamic_cast<PosixClock*>(&platform->clock), nullptr);
+    EXPECT_NE(dynamic_cast<PosixRights*>(&platform->rights), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitPowerNotifications*>(&platform->power), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitClamshell*>(&platform->clamshell), nullptr);
+    EXPECT_NE(dynamic_cast<VnodeFileEvents*>(&platform->files), nullptr);
+    EXPECT_NE(dynamic_cast<DispatchSignals*>(&platform->signals), nullptr);
+    EXPECT_NE(dynamic_cast<SecuritySigningInformation*>(&platform->signing), nullptr);
 }
 
 TEST_F(MacPlatformTest, LogsAndListenersAreMadeAsNamed) {
@@ -45,12 +46,12 @@ TEST_F(MacPlatformTest, LogsAndListenersAreMadeAsNamed) {
 
 TEST_F(MacPlatformTest, TheWallClockCountsSecondsSince1970) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    EXPECT_NEAR(platform->wallClock(), std::chrono::duration<double>(now).count(), 5);
+    EXPECT_NEAR(platform->logOutput.wallClock(), std::chrono::duration<double>(now).count(), 5);
 }
 
 TEST_F(MacPlatformTest, TheMainLoopIsTheMainRunLoop) {
     bool hasRun = false;
-    platform->mainQueue().post([&] { hasRun = true; });
+    platform->queue.post([&] { hasRun = true; });
     journal().take();
     platform->runMainLoop();
     EXPECT_TRUE(hasRun);
@@ -60,7 +61,7 @@ TEST_F(MacPlatformTest, TheMainLoopIsTheMainRunLoop) {
 TEST_F(MacPlatformTest, StandardErrorGetsTheBytes) {
     EXPECT_EXIT(
         {
-            platform->writeStandardError("a line for the log\n");
+            platform->logOutput.writeStandardError("a line for the log\n");
             platform->exit(7);
         },
         ::testing::ExitedWithCode(7), "a line for the log");

@@ -26,9 +26,9 @@ protected:
 
     void startHelper() {
         listener = makeXPCListener("app.kelo.helper");
-        listener->setAdmission(admission);
+        listener->setAdmission(admission.callable());
         listener->setConnectionCodeSigningRequirement(requirementFor("app.kelo.Kelo"));
-        listener->resume();
+        EXPECT_TRUE(listener->resume());
         journal().take();
     }
 

@@ -37,10 +37,11 @@ protected:
         }
     }
 
-    void start() {
-        listener->setAdmission(admission);
+    /// Returns whether it listens.
+    bool start() {
+        listener->setAdmission(admission.callable());
         listener->setConnectionCodeSigningRequirement(requirement);
-        listener->resume();
+        return listener->resume();
     }
 
     const std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
@@ -49,7 +50,7 @@ protected:
 };
 
 TEST_F(XPCListenerTest, TheRequirementIsCheckedAndSetBeforeTheListenerIsResumed) {
-    start();
+    EXPECT_TRUE(start());
     EXPECT_THAT(journal().take(),
                 ElementsAre("NSXPCListener initWithMachServiceName app.kelo.helper", "NSXPCListener setDelegate",
                             "SecRequirementCreateWithString " + requirement + " flags 0",
@@ -58,7 +59,7 @@ TEST_F(XPCListenerTest, TheRequirementIsCheckedAndSetBeforeTheListenerIsResumed)
 }
 
 TEST_F(XPCListenerTest, TheDelegateLivesAsLongAsTheListenerWhichOnlyBorrowsIt) {
-    start();
+    EXPECT_TRUE(start());
     EXPECT_EQ(journal().live("KeloListenerDelegate"), 1);
     journal().take();
     listener.reset();
@@ -68,8 +69,8 @@ TEST_F(XPCListenerTest, TheDelegateLivesAsLongAsTheListenerWhichOnlyBorrowsIt) {
 }
 
 TEST_F(XPCListenerTest, WithoutARequirementTheListenerIsNeverResumed) {
-    listener->setAdmission(admission);
-    listener->resume();
+    listener->setAdmission(admission.callable());
+    EXPECT_FALSE(listener->resume());
     EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
     EXPECT_THAT(logEntries(),
                 Contains(::testing::Field(&doubles::LogEntry::text,
@@ -78,9 +79,9 @@ TEST_F(XPCListenerTest, WithoutARequirementTheListenerIsNeverResumed) {
 }
 
 TEST_F(XPCListenerTest, ARequirementThatDoesNotParseIsNotEvenSet) {
-    listener->setAdmission(admission);
+    listener->setAdmission(admission.callable());
     listener->setConnectionCodeSigningRequirement("anchor apple generic and identifier \"");
-    listener->resume();
+    EXPECT_FALSE(listener->resume());
     EXPECT_THAT(journal().take(), Not(Contains(::testing::StartsWith("NSXPCListener setConnection"))));
     EXPECT_FALSE(isServed());
     ASSERT_FALSE(logEntries().empty());
@@ -89,7 +90,7 @@ TEST_F(XPCListenerTest, ARequirementThatDoesNotParseIsNotEvenSet) {
 
 TEST_F(XPCListenerTest, ARequirementThatTheListenerRaisesOnLetsNobodyIn) {
     xpc().isRaising = true;
-    start();
+    EXPECT_FALSE(start());
     EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
     EXPECT_EQ(logEntries()[0].text, "the code-signing requirement: raised by the double");
     xpc().raisedReason = nullptr;
@@ -98,22 +99,22 @@ TEST_F(XPCListenerTest, ARequirementThatTheListenerRaisesOnLetsNobodyIn) {
 }
 
 TEST_F(XPCListenerTest, ARefusedRequirementTakesAnEarlierOneOutOfForce) {
-    listener->setAdmission(admission);
+    listener->setAdmission(admission.callable());
     listener->setConnectionCodeSigningRequirement(requirement);
     listener->setConnectionCodeSigningRequirement("nonsense");
-    listener->resume();
+    EXPECT_FALSE(listener->resume());
     EXPECT_FALSE(isServed());
 }
 
 TEST_F(XPCListenerTest, AConnectionThatArrivesWhileNoRequirementIsInForceIsRefused) {
-    start();
+    EXPECT_TRUE(start());
     listener->setConnectionCodeSigningRequirement("nonsense");
     EXPECT_FALSE(isServed());
     EXPECT_EQ(admission.asked(), 0);
 }
 
 TEST_F(XPCListenerTest, AConnectionIsConfiguredWholeBeforeItIsResumed) {
-    start();
+    EXPECT_TRUE(start());
     const auto client = connectToHelper();
     journal().take();
     client->helperVersion();
@@ -126,7 +127,7 @@ TEST_F(XPCListenerTest, AConnectionIsConfiguredWholeBeforeItIsResumed) {
 
 TEST_F(XPCListenerTest, AConnectionThatIsRefusedIsNotTouched) {
     admission.isAccepting = false;
-    start();
+    EXPECT_TRUE(start());
     const auto client = connectToHelper();
     journal().take();
     EXPECT_THROW(client->helperVersion(), HelperUnreachable);
@@ -134,7 +135,7 @@ TEST_F(XPCListenerTest, AConnectionThatIsRefusedIsNotTouched) {
 }
 
 TEST_F(XPCListenerTest, BothHandlersOfAConnectionAreCalled) {
-    start();
+    EXPECT_TRUE(start());
     auto client = connectToHelper();
     client->helperVersion();
     doubles::interruptConnections();
@@ -149,7 +150,7 @@ TEST_F(XPCListenerTest, BothHandlersOfAConnectionAreCalled) {
 }
 
 TEST_F(XPCListenerTest, EveryConnectionHasAnExportedObjectOfItsOwnForTheOneHelper) {
-    start();
+    EXPECT_TRUE(start());
     const auto first = connectToHelper();
     const auto second = connectToHelper();
     first->helperVersion();
@@ -158,37 +159,27 @@ TEST_F(XPCListenerTest, EveryConnectionHasAnExportedObjectOfItsOwnForTheOneHelpe
     EXPECT_EQ(helper.use_count(), 4) << "the test's, the admission's, and one for each connection";
 }
 
-/// Throws from everything that the system calls.
-class ThrowingAdmission : public ConnectionAdmission {
-public:
-    bool throwsAtOnce = true;
-
-    bool shouldAcceptNewConnection(IncomingConnection& connection) override {
-        if (throwsAtOnce)
-            throw std::runtime_error("broken admission");
-        connection.exportObject(std::make_shared<ScriptedHelper>());
-        connection.setInvalidationHandler([] { throw std::runtime_error("broken invalidation"); });
-        connection.setInterruptionHandler([] { throw std::runtime_error("broken interruption"); });
-        connection.resume();
-        return true;
-    }
-};
+/// Accepts, and has handlers that throw.
+bool acceptWithBrokenHandlers(IncomingConnection& connection) {
+    connection.exportObject(std::make_shared<ScriptedHelper>());
+    connection.setInvalidationHandler([] { throw std::runtime_error("broken invalidation"); });
+    connection.setInterruptionHandler([] { throw std::runtime_error("broken interruption"); });
+    connection.resume();
+    return true;
+}
 
 TEST_F(XPCListenerTest, AnAdmissionThatThrowsRefuses) {
-    ThrowingAdmission throwing;
-    listener->setAdmission(throwing);
+    listener->setAdmission([](IncomingConnection&) -> bool { throw std::runtime_error("broken admission"); });
     listener->setConnectionCodeSigningRequirement(requirement);
-    listener->resume();
+    EXPECT_TRUE(listener->resume());
     EXPECT_FALSE(isServed());
     EXPECT_EQ(logEntries()[0].text, "admitting a connection: broken admission");
 }
 
 TEST_F(XPCListenerTest, WhatAConnectionsHandlersThrowIsReported) {
-    ThrowingAdmission throwing;
-    throwing.throwsAtOnce = false;
-    listener->setAdmission(throwing);
+    listener->setAdmission(acceptWithBrokenHandlers);
     listener->setConnectionCodeSigningRequirement(requirement);
-    listener->resume();
+    EXPECT_TRUE(listener->resume());
     EXPECT_TRUE(isServed());
     doubles::interruptConnections();
     doubles::settleXPC();

@@ -7,7 +7,8 @@
 #include "core/fan/FanController.h"
 #include "simulator/model/Profile.h"
 #include "tests/support/SMCFixture.h"
-#include "tests/support/VirtualFanSystem.h"
+#include "tests/support/ScriptedRights.h"
+#include "tests/support/VirtualClock.h"
 
 namespace kelo {
 namespace {
@@ -154,15 +155,14 @@ TEST(Profiles, EachOneDefinesWhatAControllerOfItsKindHolds) {
         double now = 0;
         SimulatedController controller;
         SimulatedExchange exchange(controller);
-        VirtualFanSystem system(now);
+        VirtualClock clock(now);
+        ScriptedRights rights;
         Profile::named(name)->defineKeys(controller);
-        smc_set_exchange(&exchange);
         {
-            const FanController fans(system);
+            const FanController fans(exchange, clock, rights);
             EXPECT_THAT(fans.fans(), SizeIs(count)) << name;
             EXPECT_TRUE(fans.chipTemperature().has_value()) << name;
         }
-        smc_set_exchange(nullptr);
     }
 }
 
@@ -170,11 +170,10 @@ TEST(Profiles, TheFanlessOneHasNoFan) {
     double now = 0;
     SimulatedController controller;
     SimulatedExchange exchange(controller);
-    VirtualFanSystem system(now);
+    VirtualClock clock(now);
+    ScriptedRights rights;
     Profile::named("fanless")->defineKeys(controller);
-    smc_set_exchange(&exchange);
-    EXPECT_THROW(FanController{system}, FanError);
-    smc_set_exchange(nullptr);
+    EXPECT_THROW(FanController(exchange, clock, rights), FanError);
 }
 
 TEST(Profiles, AnUnknownNameIsNone) { EXPECT_FALSE(Profile::named("toaster").has_value()); }

@@ -13,7 +13,7 @@ namespace kelo {
 namespace {
 
 // The helper's main thread may be busy for 4 seconds for each of ten fans.
-constexpr timeval patience = {.tv_sec = 60, .tv_usec = 0};
+constexpr timeval replyTimeout = {.tv_sec = 60, .tv_usec = 0};
 
 std::optional<std::string> optionalText(const Message& value) {
     return value.is_null() ? std::nullopt : std::optional(value.get<std::string>());
@@ -25,7 +25,7 @@ SocketHelperConnection::SocketHelperConnection(int folder)
     : socket_(unix_socket::connect(folder, serviceSocketName(KeloHelper::machServiceName))) {
     if (!socket_.isValid())
         throw HelperUnreachable("The helper is not running.");
-    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &replyTimeout, sizeof replyTimeout);
 }
 
 std::optional<Data> SocketHelperConnection::fetchSnapshot() {

@@ -6,6 +6,7 @@
 #include "platform/linux/socket/RequestMessages.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/posix/Containment.h"
+#include "platform/posix/OneReplyHelper.h"
 
 namespace kelo {
 
@@ -13,6 +14,10 @@ SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> lo
     : loop_(std::move(loop)), socket_(std::move(socket)) {}
 
 SocketIncomingConnection::~SocketIncomingConnection() = default;
+
+void SocketIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> object) {
+    object_ = std::make_shared<OneReplyHelper>(std::move(object));
+}
 
 void SocketIncomingConnection::resume() { orEnd(&SocketIncomingConnection::startReading); }
 
@@ -53,7 +58,7 @@ bool SocketIncomingConnection::handle(const std::vector<std::uint8_t>& bytes) {
     if (!request || (lastNumber_ && request->number <= *lastNumber_))
         return false;
     lastNumber_ = request->number;
-    if (++underWay_ >= maximumUnderWay)
+    if (++inFlight_ >= maximumInFlight)
         reading_.reset();
     request_messages::perform(*request, *object_, [loop = loop_, weak = weak_from_this()](auto reply) {
         loop->post([weak, reply = std::move(reply)]() mutable {
@@ -67,7 +72,7 @@ bool SocketIncomingConnection::handle(const std::vector<std::uint8_t>& bytes) {
 void SocketIncomingConnection::deliver(std::vector<std::uint8_t> reply) {
     if (!socket_.isValid())
         return; // the client did not wait for it
-    --underWay_;
+    --inFlight_;
     if (!reading_)
         orEnd(&SocketIncomingConnection::startReading);
     if (isDeaf_)

@@ -16,7 +16,7 @@ namespace kelo {
 ///
 /// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
 /// well-formed request, uses a number again, or leaves its replies unread is cut off; others are not affected. What a
-/// client asked for before it left is done, though nobody hears the replies. A client with many requests under way is
+/// client asked for before it left is done, though nobody hears the replies. A client with many requests in flight is
 /// not read from until some are answered.
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
@@ -28,7 +28,7 @@ public:
     /// Called once, on the loop's thread, when the connection has ended, after the invalidation handler. May drop it.
     void onEnd(std::function<void()> handler) { onEnd_ = std::move(handler); }
 
-    void exportObject(std::shared_ptr<KeloHelperProtocol> object) override { object_ = std::move(object); }
+    void exportObject(std::shared_ptr<KeloHelperProtocol> object) override;
     void setInvalidationHandler(std::function<void()> handler) override { onInvalidation_ = std::move(handler); }
     /// Never called: a connection of this kind is never interrupted without being at its end.
     void setInterruptionHandler(std::function<void()>) override {}
@@ -38,7 +38,7 @@ public:
     void end();
 
 private:
-    static constexpr std::size_t maximumUnderWay = 64; ///< Requests without a reply, before reading pauses.
+    static constexpr std::size_t maximumInFlight = 64; ///< Requests without a reply, before reading pauses.
     static constexpr std::size_t maximumUnread = 64;   ///< Replies that the socket has no room for, before the cut.
 
     void orEnd(void (SocketIncomingConnection::*step)());
@@ -57,7 +57,7 @@ private:
     std::unique_ptr<DescriptorWatch> writing_;
     std::deque<std::vector<std::uint8_t>> unread_; ///< Replies that wait for room in the socket.
     bool isDeaf_ = false;                          ///< Whether the client has gone; it may have left requests.
-    std::size_t underWay_ = 0;
+    std::size_t inFlight_ = 0;
     std::optional<std::uint64_t> lastNumber_;
 };
 

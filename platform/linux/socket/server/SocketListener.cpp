@@ -22,30 +22,33 @@ SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer
 
 SocketListener::~SocketListener() { stop(); }
 
-void SocketListener::resume() {
-    openEndpoint();
+bool SocketListener::resume() {
+    const bool isListening = openEndpoint();
     thread_ = std::thread([this] {
         loop_->run();
         threadEnd_.set_value();
     });
+    return isListening;
 }
 
 /// A folder that is full or may not be written for the moment is no reason for the helper to end.
-void SocketListener::openEndpoint() {
+bool SocketListener::openEndpoint() {
     try {
         listening_ = unix_socket::listen(folder_, name_);
         startAccepting();
+        return true;
     } catch (const std::system_error& error) {
         onRefusal_(std::string("Cannot listen: ") + error.what());
         loop_->postAfter(listenPause, [this] { openEndpoint(); });
+        return false;
     }
 }
 
-bool SocketListener::stopsWithin(std::chrono::milliseconds patience) {
+bool SocketListener::stopsWithin(std::chrono::milliseconds timeout) {
     if (!thread_.joinable())
         return true;
     loop_->stop();
-    if (threadEnded_.wait_for(patience) != std::future_status::ready)
+    if (threadEnded_.wait_for(timeout) != std::future_status::ready)
         return false;
     stop();
     return true;
@@ -79,7 +82,7 @@ void SocketListener::startAccepting() {
 
 /// First the signature, then the admission; whoever fails either is dropped without a word.
 void SocketListener::consider(FileDescriptor socket) {
-    if (!requirement_ || admission_ == nullptr)
+    if (!requirement_ || !admission_)
         return onRefusal_("A peer is cut off: nobody is to be trusted.");
     if (connections_.size() >= maximumConnections)
         return onRefusal_("A peer is cut off: there are too many connections.");
@@ -87,7 +90,7 @@ void SocketListener::consider(FileDescriptor socket) {
         return onRefusal_(*reason);
     auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket));
     connection->onEnd([this, weak = std::weak_ptr(connection)] { connections_.erase(weak.lock()); });
-    if (admission_->shouldAcceptNewConnection(*connection))
+    if (admission_(*connection))
         connections_.insert(std::move(connection));
 }
 

@@ -32,23 +32,23 @@ public:
     /// Ends all connections and the thread.
     ~SocketListener() override;
 
-    void setAdmission(ConnectionAdmission& admission) override { admission_ = &admission; }
+    void setAdmission(ConnectionAdmission admission) override { admission_ = std::move(admission); }
     void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
     /// Lets nobody in when no requirement or no admission was set. When the socket cannot be made, `onRefusal` is told
     /// why, and it is tried again every second.
-    void resume() override;
+    [[nodiscard]] bool resume() override;
 
     /// Sends what is to be sent and ends the thread; nothing is served afterwards. May be called more than once.
     void stop();
 
     /// As `stop`, but waits no longer than that. Returns whether the thread has ended; if not, it is stuck in the check
     /// of a peer, and `stop` would wait for it.
-    bool stopsWithin(std::chrono::milliseconds patience);
+    bool stopsWithin(std::chrono::milliseconds timeout);
 
 private:
     static constexpr std::size_t maximumConnections = 256;
 
-    void openEndpoint();
+    bool openEndpoint();
     void startAccepting();
     void acceptNext();
     void consider(FileDescriptor socket);
@@ -57,7 +57,7 @@ private:
     std::string name_;
     PeerCheck checkPeer_;
     std::function<void(const std::string&)> onRefusal_;
-    ConnectionAdmission* admission_ = nullptr;
+    ConnectionAdmission admission_;
     std::optional<std::string> requirement_;
     std::shared_ptr<EventLoop> loop_;
     FileDescriptor listening_;

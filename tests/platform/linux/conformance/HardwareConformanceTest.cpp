@@ -1,4 +1,6 @@
 #include <poll.h>
+
+#include <map>
 #include <sys/socket.h>
 
 #include <thread>
@@ -114,7 +116,13 @@ class SimulatedMacPowerHarness {
 public:
     PowerNotifications& notifications() { return notifications_; }
     void removePowerDomain() { domain_.remove(); }
-    void send(std::uint32_t messageType, std::intptr_t argument) { domain_.send(messageType, argument); }
+    void send(PowerMessage message, std::intptr_t notificationID) {
+        static const std::map<PowerMessage, std::uint32_t> types = {{PowerMessage::canSystemSleep, 0xE0000270},
+                                                                    {PowerMessage::systemWillSleep, 0xE0000280},
+                                                                    {PowerMessage::systemHasPoweredOn, 0xE0000300}};
+        domain_.send(types.at(message), notificationID);
+    }
+    void sendOther() { domain_.send(0xE0000320, 0); }
     void run() { under_.run(1); }
     std::vector<std::intptr_t> allowed() { return domain_.allowed(); }
 

@@ -34,6 +34,8 @@ public:
     }
     void helperVersion(VersionReply reply) override {
         ++versions;
+        if (throws)
+            throw std::runtime_error("broken");
         reply(6);
     }
     void standDown(EmptyReply reply) override { reply(); }
@@ -54,7 +56,14 @@ public:
         return kept.size();
     }
 
+    /// Lets the kept requests go without an answer.
+    void forgetAll() {
+        const std::lock_guard lock(mutex_);
+        kept_.clear();
+    }
+
     std::atomic<int> versions = 0;
+    std::atomic<bool> throws = false;
 
 private:
     void keep(std::function<void()> answer) {
@@ -67,11 +76,16 @@ private:
 };
 
 /// Admits everybody and counts.
-class OpenDoor : public ConnectionAdmission {
+class OpenDoor {
 public:
     explicit OpenDoor(std::shared_ptr<SlowHelper> helper) : helper_(std::move(helper)) {}
 
-    bool shouldAcceptNewConnection(IncomingConnection& connection) override {
+    /// As a listener takes it.
+    ConnectionAdmission callable() {
+        return [this](IncomingConnection& connection) { return shouldAcceptNewConnection(connection); };
+    }
+
+    bool shouldAcceptNewConnection(IncomingConnection& connection) {
         ++asked;
         if (throws)
             throw std::runtime_error("broken");
@@ -140,9 +154,9 @@ bool eventually(const std::function<bool()>& condition) {
 class SocketListenerTest : public ::testing::Test {
 protected:
     SocketListenerTest() {
-        listener.setAdmission(door);
+        listener.setAdmission(door.callable());
         listener.setConnectionCodeSigningRequirement("the requirement");
-        listener.resume();
+        EXPECT_TRUE(listener.resume());
     }
 
     /// What the listener is told about a peer: nothing means that it may come in.
@@ -259,9 +273,9 @@ TEST_F(SocketListenerTest, ASocketThatCannotBeMadeIsTriedAgain) {
     SocketListener second(
         folder.get(), "other.socket", [this](int, const std::string& requirement) { return check(requirement); },
         [&](const std::string&) { ++complaints; });
-    second.setAdmission(door);
+    second.setAdmission(door.callable());
     second.setConnectionCodeSigningRequirement("the requirement");
-    second.resume();
+    EXPECT_FALSE(second.resume());
     EXPECT_EQ(complaints, 1);
     std::filesystem::remove(temporary / "other.socket");
     EXPECT_TRUE(eventually([&] { return unix_socket::connect(folder.get(), "other.socket").isValid(); }));
@@ -389,6 +403,25 @@ TEST_F(SocketListenerTest, DescriptorsThatAClientSendsAreDropped) {
     EXPECT_EQ(read(reading.get(), &byte, 1), 0); // nobody holds the other end any more
 }
 
+TEST_F(SocketListenerTest, ARequestThatThrowsAndOneThatIsForgottenAreAnsweredAndLeaveNothingInFlight) {
+    RawClient client(folder.get());
+    std::uint64_t number = 0;
+    for (int round = 0; round < 3; ++round) {
+        helper->throws = true;
+        for (int i = 0; i < 63; ++i) // one fewer than are read before reading pauses
+            EXPECT_EQ(client.version(++number), 0);
+        helper->throws = false;
+        client.request(++number, Request::handBack);
+        ASSERT_TRUE(eventually([&] { return helper->kept() == 1; }));
+        helper->forgetAll();
+        const auto reply = client.receive();
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(messages::decodeReply(*reply, number, Request::handBack).value()[0],
+                  "The helper could not carry out the request because of an internal error.");
+    }
+    EXPECT_EQ(client.version(++number), 6);
+}
+
 TEST_F(SocketListenerTest, ANewListenerTakesThePlaceOfAnOldOne) {
     RawClient before(folder.get());
     EXPECT_EQ(before.version(1), 6);
@@ -396,9 +429,9 @@ TEST_F(SocketListenerTest, ANewListenerTakesThePlaceOfAnOldOne) {
     SocketListener newer(
         folder.get(), "service.socket", [](int, const std::string&) { return std::nullopt; },
         [](const std::string&) {});
-    newer.setAdmission(newDoor);
+    newer.setAdmission(newDoor.callable());
     newer.setConnectionCodeSigningRequirement("");
-    newer.resume();
+    EXPECT_TRUE(newer.resume());
     RawClient after(folder.get());
     EXPECT_EQ(after.version(1), 6);
     EXPECT_EQ(newDoor.asked, 1);
@@ -419,8 +452,8 @@ TEST_F(SocketListenerTest, AListenerWithoutARequirementLetsNobodyIn) {
     SocketListener lenient(
         folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
         [this](const std::string&) { ++refusals; });
-    lenient.setAdmission(door);
-    lenient.resume();
+    lenient.setAdmission(door.callable());
+    EXPECT_TRUE(lenient.resume());
     const auto socket = unix_socket::connect(folder.get(), "other.socket");
     EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(socket.get(), 10)));
     EXPECT_EQ(door.asked, 0);

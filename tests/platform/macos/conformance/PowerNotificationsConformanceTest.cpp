@@ -1,5 +1,9 @@
 #include "tests/conformance/PowerNotificationsConformance.h"
 
+#include <IOKit/IOMessage.h>
+
+#include <map>
+
 #include "platform/macos/IOKitPowerNotifications.h"
 #include "tests/platform/macos/conformance/SystemUnderTest.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"
@@ -11,7 +15,14 @@ class IOKitPowerHarness {
 public:
     PowerNotifications& notifications() { return notifications_; }
     void removePowerDomain() { doubles::kernel().isRegistrationFailing = true; }
-    void send(std::uint32_t messageType, std::intptr_t argument) { doubles::sendPowerMessage(messageType, argument); }
+    void send(PowerMessage message, std::intptr_t notificationID) {
+        static const std::map<PowerMessage, std::uint32_t> types = {
+            {PowerMessage::canSystemSleep, kIOMessageCanSystemSleep},
+            {PowerMessage::systemWillSleep, kIOMessageSystemWillSleep},
+            {PowerMessage::systemHasPoweredOn, kIOMessageSystemHasPoweredOn}};
+        doubles::sendPowerMessage(types.at(message), notificationID);
+    }
+    void sendOther() { doubles::sendPowerMessage(0xE0000320, 0); } // the system will power on
     void run() { runMainLoop(queue_, SystemUnderTest::unit); }
     std::vector<std::intptr_t> allowed() { return doubles::kernel().allowed; }
 

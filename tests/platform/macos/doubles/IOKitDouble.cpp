@@ -88,6 +88,13 @@ void sendPowerMessage(std::uint32_t messageType, std::intptr_t argument) {
         mainLoop().post(0, [registration, messageType, argument] { deliver(registration, messageType, argument); });
 }
 
+void sendPowerMessageWithoutRefcon(std::uint32_t messageType, std::intptr_t argument) {
+    for (auto registration : registrations) {
+        registration.refcon = nullptr;
+        mainLoop().post(0, [registration, messageType, argument] { deliver(registration, messageType, argument); });
+    }
+}
+
 void resetIOKit() {
     theKernel = IOKitKernel();
     rights.clear();

@@ -38,6 +38,8 @@ IOKitKernel& kernel();
 /// Queues a message for everybody who is registered; the main loop delivers it to those that still are then and whose
 /// run-loop source it has.
 void sendPowerMessage(std::uint32_t messageType, std::intptr_t argument);
+/// The same with nothing in the place of what was registered.
+void sendPowerMessageWithoutRefcon(std::uint32_t messageType, std::intptr_t argument);
 
 void resetIOKit();
 

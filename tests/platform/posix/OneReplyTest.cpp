@@ -1,24 +1,26 @@
 #include "platform/posix/OneReply.h"
 
-#include <optional>
+#include <gmock/gmock.h>
+
+#include <atomic>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tests/platform/macos/doubles/LogDouble.h"
-#include "tests/platform/macos/doubles/OnDoubles.h"
+#include "tests/platform/posix/RecordedFaults.h"
 
 namespace kelo {
 namespace {
 
-using doubles::logEntries;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-class OneReplyTest : public doubles::OnDoubles {
+class OneReplyTest : public ::testing::Test {
 protected:
+    OneReplyTest() { takeFaults(); }
+
     std::function<void(std::string)> make() {
         return OneReply<std::string>::through([this](const std::string& text) { sent.push_back(text); }, "fallback");
     }
@@ -29,7 +31,7 @@ protected:
 TEST_F(OneReplyTest, TheFirstReplyIsSent) {
     make()("answer");
     EXPECT_THAT(sent, ElementsAre("answer"));
-    EXPECT_THAT(logEntries(), IsEmpty());
+    EXPECT_THAT(takeFaults(), IsEmpty());
 }
 
 TEST_F(OneReplyTest, ASecondReplyIsReportedAndDroppedAlsoThroughACopy) {
@@ -38,8 +40,7 @@ TEST_F(OneReplyTest, ASecondReplyIsReportedAndDroppedAlsoThroughACopy) {
     reply("answer");
     copy("again");
     EXPECT_THAT(sent, ElementsAre("answer"));
-    ASSERT_THAT(logEntries(), SizeIs(1));
-    EXPECT_EQ(logEntries()[0].text, "a request: it was replied to twice");
+    EXPECT_THAT(takeFaults(), ElementsAre("a request: it was replied to twice"));
 }
 
 TEST_F(OneReplyTest, AReplyThatIsLetGoIsReportedAndAnsweredWithTheFallback) {
@@ -49,14 +50,13 @@ TEST_F(OneReplyTest, AReplyThatIsLetGoIsReportedAndAnsweredWithTheFallback) {
     EXPECT_THAT(sent, IsEmpty()) << "somebody may still reply";
     copy = nullptr;
     EXPECT_THAT(sent, ElementsAre("fallback"));
-    ASSERT_THAT(logEntries(), SizeIs(1));
-    EXPECT_EQ(logEntries()[0].text, "a request: it was dropped without a reply");
+    EXPECT_THAT(takeFaults(), ElementsAre("a request: it was dropped without a reply"));
 }
 
 TEST_F(OneReplyTest, AFallbackThatCannotBeSentIsReported) {
     OneReply<>::through([] { throw std::runtime_error("the connection is gone"); });
-    ASSERT_THAT(logEntries(), SizeIs(2));
-    EXPECT_EQ(logEntries()[1].text, "sending a reply: the connection is gone");
+    EXPECT_THAT(takeFaults(),
+                ElementsAre("a request: it was dropped without a reply", "sending a reply: the connection is gone"));
 }
 
 TEST_F(OneReplyTest, OfRepliesFromManyThreadsOneIsSent) {
@@ -70,7 +70,7 @@ TEST_F(OneReplyTest, OfRepliesFromManyThreadsOneIsSent) {
             replier.join();
     }
     EXPECT_EQ(sends, 1);
-    EXPECT_THAT(logEntries(), SizeIs(7));
+    EXPECT_THAT(takeFaults(), SizeIs(7));
 }
 
 } // namespace

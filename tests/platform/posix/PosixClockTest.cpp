@@ -1,4 +1,4 @@
-#include "platform/posix/PosixFanSystem.h"
+#include "platform/posix/PosixClock.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,40 +8,42 @@
 #include <limits>
 #include <thread>
 
+#include "platform/posix/PosixRights.h"
+
 namespace kelo {
 namespace {
 
-class PosixFanSystemTest : public ::testing::Test {
+class PosixClockTest : public ::testing::Test {
 protected:
     /// Seconds that sleeping for `seconds` takes.
     double timeToSleep(double seconds) {
-        const double start = system.now();
-        system.sleep(seconds);
-        return system.now() - start;
+        const double start = clock.now();
+        clock.sleep(seconds);
+        return clock.now() - start;
     }
 
-    PosixFanSystem system;
+    PosixClock clock;
 };
 
-TEST_F(PosixFanSystemTest, TimeGoesOnWhileTheThreadSleeps) {
-    const double start = system.now();
+TEST_F(PosixClockTest, TimeGoesOnWhileTheThreadSleeps) {
+    const double start = clock.now();
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_GE(system.now() - start, 0.02);
-    EXPECT_LT(system.now() - start, 5);
+    EXPECT_GE(clock.now() - start, 0.02);
+    EXPECT_LT(clock.now() - start, 5);
 }
 
-TEST_F(PosixFanSystemTest, SleepsAtLeastAsLongAsItWasAsked) {
+TEST_F(PosixClockTest, SleepsAtLeastAsLongAsItWasAsked) {
     EXPECT_GE(timeToSleep(0.03), 0.03);
     EXPECT_GE(timeToSleep(0.6), 0.6); // longer than one nap
 }
 
-TEST_F(PosixFanSystemTest, SleepingForNoTimeReturnsAtOnce) {
+TEST_F(PosixClockTest, SleepingForNoTimeReturnsAtOnce) {
     EXPECT_LT(timeToSleep(0), 1);
     EXPECT_LT(timeToSleep(-5), 1);
     EXPECT_LT(timeToSleep(std::numeric_limits<double>::quiet_NaN()), 1);
 }
 
-TEST_F(PosixFanSystemTest, ASignalDoesNotCutTheSleepShort) {
+TEST_F(PosixClockTest, ASignalDoesNotCutTheSleepShort) {
     const auto previous = std::signal(SIGUSR1, [](int) {});
     const auto sleeper = pthread_self();
     std::thread disturber([sleeper] {
@@ -55,7 +57,7 @@ TEST_F(PosixFanSystemTest, ASignalDoesNotCutTheSleepShort) {
     std::signal(SIGUSR1, previous);
 }
 
-TEST_F(PosixFanSystemTest, RootIsWhoeverActsAsUserZero) { EXPECT_EQ(system.isRoot(), geteuid() == 0); }
+TEST(PosixRights, RootIsWhoeverActsAsUserZero) { EXPECT_EQ(PosixRights().isRoot(), geteuid() == 0); }
 
 } // namespace
 } // namespace kelo

@@ -1,4 +1,4 @@
-#include "platform/posix/PosixFanSystem.h"
+#include "platform/posix/PosixClock.h"
 
 #include <unistd.h>
 
@@ -15,11 +15,11 @@ constexpr double longestNap = 0.5;
 
 } // namespace
 
-double PosixFanSystem::now() {
+double PosixClock::now() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-void PosixFanSystem::sleep(double seconds) {
+void PosixClock::sleep(double seconds) {
     if (!(seconds > 0))
         return;
     // By the clock, not by counting naps: a signal may cut one short, and each lasts a little longer than it was asked.
@@ -27,7 +27,5 @@ void PosixFanSystem::sleep(double seconds) {
     for (double left = seconds; left > 0; left = end - now())
         usleep(static_cast<useconds_t>(std::ceil(std::min(left, longestNap) * 1e6)));
 }
-
-bool PosixFanSystem::isRoot() { return geteuid() == 0; }
 
 } // namespace kelo

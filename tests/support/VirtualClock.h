@@ -1,23 +1,21 @@
 #pragma once
 
-#include "core/fan/FanSystem.h"
+#include "core/fan/Clock.h"
 
 namespace kelo {
 
-/// Time that passes only when somebody sleeps, and rights that a test gives and takes.
-class VirtualFanSystem : public FanSystem {
+/// Time that passes only when somebody sleeps.
+class VirtualClock : public Clock {
 public:
     /// `now` is borrowed: the virtual seconds that the test's other parts read, too.
-    explicit VirtualFanSystem(double& now) : now_(now) {}
+    explicit VirtualClock(double& now) : now_(now) {}
 
     double now() override { return now_; }
     void sleep(double seconds) override {
         now_ += seconds;
         ++sleeps;
     }
-    bool isRoot() override { return root; }
 
-    bool root = true;
     int sleeps = 0;
 
 private:

@@ -1,0 +1,17 @@
+#pragma once
+
+namespace kelo {
+
+/// The rights of the process over this Mac's fans.
+class Rights {
+public:
+    Rights() = default;
+    Rights(const Rights&) = delete;
+    Rights& operator=(const Rights&) = delete;
+    virtual ~Rights() = default;
+
+    /// Whether the process may change fans. Asked afresh at every use.
+    virtual bool isRoot() = 0;
+};
+
+} // namespace kelo

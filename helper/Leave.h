@@ -1,0 +1,11 @@
+#pragma once
+
+#include <functional>
+
+namespace kelo {
+
+/// Ends the process: logs `notice`, a sentence, or nothing for nullptr; hands the fan back; exits with status 0. Throws
+/// nothing, whatever happens on the way. Called on the main queue.
+using Leave = std::function<void(const char* notice)>;
+
+} // namespace kelo

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "core/fan/Rights.h"
+
+namespace kelo {
+
+/// Rights that a test gives and takes.
+class ScriptedRights : public Rights {
+public:
+    bool isRoot() override { return root; }
+
+    bool root = true;
+};
+
+} // namespace kelo
