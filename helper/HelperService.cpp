@@ -50,7 +50,7 @@ void HelperService::helperVersion(VersionReply reply) { reply(KeloHelper::interf
 void HelperService::fetchSnapshot(DataReply reply) {
     dependencies_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         const auto service = weak.lock();
-        if (!service || !service->controller_)
+        if (!service || !service->controller_ || !reply.isWanted())
             return reply(std::nullopt);
         std::optional<Data> snapshot;
         try {
@@ -67,6 +67,8 @@ void HelperService::hold(double fraction, bool handsBackOnLidClose, ErrorReply r
         const auto service = weak.lock();
         if (!service || !service->controller_)
             return reply(FanError::noFans().errorDescription());
+        if (!reply.isWanted()) // whoever is gone holds no fan, and may have left many such requests
+            return reply("The client has gone.");
         reply(service->startHold(fraction, handsBackOnLidClose));
     });
 }

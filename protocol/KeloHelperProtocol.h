@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "protocol/Reply.h"
 
 namespace kelo {
 
@@ -18,11 +19,11 @@ using Data = std::vector<std::uint8_t>;
 class KeloHelperProtocol {
 public:
     /// The JSON of a `FanSnapshot`, or none when no snapshot could be made.
-    using DataReply = std::function<void(std::optional<Data>)>;
+    using DataReply = Reply<std::optional<Data>>;
     /// None for success, else an error text for the owner of the Mac.
-    using ErrorReply = std::function<void(std::optional<std::string>)>;
-    using VersionReply = std::function<void(std::int64_t)>;
-    using EmptyReply = std::function<void()>;
+    using ErrorReply = Reply<std::optional<std::string>>;
+    using VersionReply = Reply<std::int64_t>;
+    using EmptyReply = Reply<>;
 
     KeloHelperProtocol() = default;
     KeloHelperProtocol(const KeloHelperProtocol&) = delete;

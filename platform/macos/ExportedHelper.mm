@@ -2,7 +2,6 @@
 
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/KeloHelperXPCProtocol.h"
-#include "platform/posix/OneReplyHelper.h"
 
 namespace kelo {
 
@@ -59,7 +58,7 @@ namespace kelo {
 
 ObjCReference<id> makeExportedHelper(std::shared_ptr<KeloHelperProtocol> helper) {
     KeloExportedHelper* const exported = [[KeloExportedHelper alloc] init];
-    exported->helper_ = std::make_shared<OneReplyHelper>(std::move(helper));
+    exported->helper_ = std::move(helper);
     return adopt<id>(exported);
 }
 

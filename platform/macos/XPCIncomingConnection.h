@@ -3,6 +3,7 @@
 #import <Foundation/Foundation.h>
 
 #include "helper/Listener.h"
+#include "platform/posix/GuardedHelper.h"
 
 namespace kelo {
 
@@ -19,6 +20,7 @@ public:
 
 private:
     NSXPCConnection* const connection_;
+    std::shared_ptr<GuardedHelper> helper_;
 };
 
 } // namespace kelo

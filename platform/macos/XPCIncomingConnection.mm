@@ -8,13 +8,17 @@ namespace kelo {
 
 void XPCIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> object) {
     connection_.exportedInterface = helperInterface();
-    connection_.exportedObject = makeExportedHelper(std::move(object)).get(); // retained by the connection
+    helper_ = std::make_shared<GuardedHelper>(std::move(object));
+    connection_.exportedObject = makeExportedHelper(helper_).get(); // retained by the connection
 }
 
 // The blocks hold the handler, never the connection, which holds the blocks.
 
 void XPCIncomingConnection::setInvalidationHandler(std::function<void()> handler) {
+    const auto helper = helper_;
     connection_.invalidationHandler = ^{
+      if (helper)
+          helper->connectionEnded();
       contain("the invalidation of a connection", handler);
     };
 }

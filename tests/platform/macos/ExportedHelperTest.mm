@@ -129,32 +129,6 @@ TEST_F(ExportedHelperTest, RepliesMayComeAfterTheRequestHasReturned) {
     EXPECT_EQ(replies, 5);
 }
 
-TEST_F(ExportedHelperTest, AHelperThatRepliesTwiceIsHeardOnce) {
-    helper->answer = [](const std::function<void()>& reply) {
-        reply();
-        reply();
-    };
-    sendAll();
-    EXPECT_EQ(replies, 5);
-    EXPECT_THAT(logEntries(), SizeIs(5));
-}
-
-TEST_F(ExportedHelperTest, AHelperThatDropsTheReplyLeavesNobodyWithoutOne) {
-    helper->answer = [](const std::function<void()>&) {};
-    sendAll();
-    const std::string broken = "The helper could not carry out the request because of an internal error.";
-    EXPECT_EQ(replies, 5);
-    EXPECT_THAT(texts, ElementsAre("nil", broken, broken, "0"));
-}
-
-TEST_F(ExportedHelperTest, WhatTheHelperThrowsStaysInsideAndIsAnsweredLikewise) {
-    helper->answer = [](const std::function<void()>&) { throw std::runtime_error("broken"); };
-    sendAll();
-    EXPECT_EQ(replies, 5);
-    EXPECT_EQ(logEntries().size(), 10U) << "what was thrown, and the missing reply";
-    EXPECT_THAT(logEntries(), ::testing::Contains(::testing::Field(&doubles::LogEntry::text, "hold: broken")));
-}
-
 TEST_F(ExportedHelperTest, TheHelperIsKeptAliveByItsExportedObjectAndByNothingElse) {
     const auto other = std::make_shared<ScriptedHelper>();
     {

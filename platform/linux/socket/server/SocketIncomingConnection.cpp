@@ -6,7 +6,6 @@
 #include "platform/linux/socket/RequestMessages.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/posix/Containment.h"
-#include "platform/posix/OneReplyHelper.h"
 
 namespace kelo {
 
@@ -16,7 +15,7 @@ SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> lo
 SocketIncomingConnection::~SocketIncomingConnection() = default;
 
 void SocketIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> object) {
-    object_ = std::make_shared<OneReplyHelper>(std::move(object));
+    object_ = std::make_shared<GuardedHelper>(std::move(object));
 }
 
 void SocketIncomingConnection::resume() { orEnd(&SocketIncomingConnection::startReading); }
@@ -113,6 +112,8 @@ void SocketIncomingConnection::end() {
     writing_.reset();
     unread_.clear();
     socket_ = {};
+    if (object_)
+        object_->connectionEnded();
     object_.reset();
     if (const auto onInvalidation = std::exchange(onInvalidation_, nullptr))
         onInvalidation();

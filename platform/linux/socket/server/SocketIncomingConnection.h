@@ -9,6 +9,7 @@
 #include "helper/Listener.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/GuardedHelper.h"
 
 namespace kelo {
 
@@ -51,7 +52,7 @@ private:
     std::shared_ptr<EventLoop> loop_;
     FileDescriptor socket_;
     std::function<void()> onEnd_ = [] {};
-    std::shared_ptr<KeloHelperProtocol> object_;
+    std::shared_ptr<GuardedHelper> object_;
     std::function<void()> onInvalidation_;
     std::unique_ptr<DescriptorWatch> reading_;
     std::unique_ptr<DescriptorWatch> writing_;

@@ -1,8 +1,9 @@
-#include "platform/posix/OneReplyHelper.h"
+#include "platform/posix/GuardedHelper.h"
 
 #include <gmock/gmock.h>
 
 #include <stdexcept>
+#include <vector>
 
 #include "tests/platform/posix/RecordedFaults.h"
 #include "tests/support/ReplyProbe.h"
@@ -52,7 +53,7 @@ struct Answers {
         helper.standDown(standDown.reply());
     }
 
-    OneReplyHelper helper;
+    GuardedHelper helper;
     ReplyProbe<std::optional<Data>> snapshot{"fetchSnapshot"};
     ReplyProbe<std::optional<std::string>> hold{"hold"};
     ReplyProbe<std::optional<std::string>> handBack{"handBack"};
@@ -76,31 +77,91 @@ void expectFallbacks(const Answers& answers) {
     EXPECT_TRUE(answers.standDown.isAnswered());
 }
 
-TEST(OneReplyHelper, PassesTheHelpersAnswersOn) {
+TEST(GuardedHelper, PassesTheHelpersAnswersOn) {
     expectAnswersOfTheHelper(Answers(Misbehaving::Way::answers));
     EXPECT_THAT(takeFaults(), IsEmpty());
 }
 
-TEST(OneReplyHelper, HearsAHelperThatAnswersTwiceOnce) {
+TEST(GuardedHelper, HearsAHelperThatAnswersTwiceOnce) {
     expectAnswersOfTheHelper(Answers(Misbehaving::Way::answersTwice));
     EXPECT_THAT(takeFaults(), SizeIs(5));
 }
 
-TEST(OneReplyHelper, AnswersForAHelperThatForgets) {
+TEST(GuardedHelper, AnswersForAHelperThatForgets) {
     expectFallbacks(Answers(Misbehaving::Way::forgets));
     EXPECT_THAT(takeFaults(), SizeIs(5));
 }
 
-TEST(OneReplyHelper, AnswersForAHelperThatThrowsAndReportsWhy) {
+TEST(GuardedHelper, AnswersForAHelperThatThrowsAndReportsWhy) {
     expectFallbacks(Answers(Misbehaving::Way::throws));
     const auto faults = takeFaults();
     EXPECT_THAT(faults, SizeIs(10)) << "what was thrown, and the missing answer";
     EXPECT_THAT(faults, ::testing::Contains("hold: broken"));
 }
 
-TEST(OneReplyHelper, AHelperThatThrowsAfterItsAnswerHasAnswered) {
+TEST(GuardedHelper, AHelperThatThrowsAfterItsAnswerHasAnswered) {
     expectAnswersOfTheHelper(Answers(Misbehaving::Way::answersAndThrows));
     EXPECT_THAT(takeFaults(), SizeIs(5));
+}
+
+/// Keeps every hold until the test answers it.
+class SlowHolds : public Misbehaving {
+public:
+    SlowHolds() : Misbehaving(Way::answers) {}
+    void hold(double, bool, ErrorReply reply) override { kept.push_back(std::move(reply)); }
+
+    std::vector<ErrorReply> kept;
+};
+
+class ManyHolds : public ::testing::Test {
+protected:
+    ManyHolds() { takeFaults(); }
+
+    void hold() {
+        helper.hold(0.5, false, [this](const std::optional<std::string>& error) { answers.push_back(error); });
+    }
+
+    const std::shared_ptr<SlowHolds> service = std::make_shared<SlowHolds>();
+    GuardedHelper helper{service};
+    std::vector<std::optional<std::string>> answers;
+};
+
+TEST_F(ManyHolds, AreRefusedAtOnceBeyondTheFirstFew) {
+    for (int i = 0; i < 100; ++i)
+        hold();
+    EXPECT_THAT(service->kept, SizeIs(4));
+    EXPECT_THAT(answers, SizeIs(96));
+    EXPECT_EQ(answers.back(), "Too many holds are waiting already; ask again when they have been answered.");
+}
+
+TEST_F(ManyHolds, AreTakenAgainAsSoonAsOneIsAnsweredOrForgotten) {
+    for (int i = 0; i < 4; ++i)
+        hold();
+    service->kept.front()(std::nullopt);
+    hold();
+    EXPECT_THAT(service->kept, SizeIs(5));
+    EXPECT_THAT(answers, SizeIs(1));
+    service->kept.pop_back();
+    EXPECT_EQ(answers.back(), brokenText);
+    hold();
+    EXPECT_THAT(service->kept, SizeIs(5));
+}
+
+TEST_F(ManyHolds, DoNotKeepOtherRequestsFromBeingMade) {
+    for (int i = 0; i < 100; ++i)
+        hold();
+    ReplyProbe<std::optional<std::string>> handBack("handBack");
+    helper.handBack(handBack.reply());
+    EXPECT_EQ(handBack.value(), std::nullopt);
+}
+
+TEST_F(ManyHolds, AreUnwantedOnceTheConnectionHasEnded) {
+    hold();
+    EXPECT_TRUE(service->kept.front().isWanted());
+    helper.connectionEnded();
+    EXPECT_FALSE(service->kept.front().isWanted());
+    service->kept.front()(std::nullopt); // and may be answered all the same
+    EXPECT_THAT(answers, SizeIs(1));
 }
 
 } // namespace
