@@ -2,6 +2,8 @@
 
 #include <dispatch/dispatch.h>
 
+#include <deque>
+#include <mutex>
 #include <utility>
 
 #include "platform/macos/Duration.h"
@@ -20,10 +22,50 @@ void run(void* context) {
 
 } // namespace
 
-void DispatchMainQueue::post(Task task) {
-    auto submitted = std::make_unique<Task>(std::move(task));
-    dispatch_async_f(dispatch_get_main_queue(), submitted.release(), run);
-}
+/// The posted tasks in their order. Submits the run of the next one only when the one before has ended.
+class DispatchMainQueue::Waiting : public std::enable_shared_from_this<Waiting> {
+public:
+    void add(Task task) {
+        const std::lock_guard lock(mutex_);
+        tasks_.push_back(std::move(task));
+        if (tasks_.size() == 1)
+            submit();
+    }
+
+private:
+    void submit() {
+        // Kept alive by what is submitted: it may run when the queue's owner has gone.
+        auto self = std::make_unique<std::shared_ptr<Waiting>>(shared_from_this());
+        dispatch_async_f(dispatch_get_main_queue(), self.release(), runNext);
+    }
+
+    static void runNext(void* context) {
+        const std::unique_ptr<std::shared_ptr<Waiting>> self(static_cast<std::shared_ptr<Waiting>*>(context));
+        contain("a task of the main queue", (*self)->first());
+        (*self)->removeFirst();
+    }
+
+    Task first() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(tasks_.front(), nullptr); // its place stays taken while it runs
+    }
+
+    void removeFirst() {
+        const std::lock_guard lock(mutex_);
+        tasks_.pop_front();
+        if (!tasks_.empty())
+            submit();
+    }
+
+    std::mutex mutex_;
+    std::deque<Task> tasks_;
+};
+
+DispatchMainQueue::DispatchMainQueue() : waiting_(std::make_shared<Waiting>()) {}
+
+DispatchMainQueue::~DispatchMainQueue() = default;
+
+void DispatchMainQueue::post(Task task) { waiting_->add(std::move(task)); }
 
 void DispatchMainQueue::postAfter(double seconds, Task task) {
     auto submitted = std::make_unique<Task>(std::move(task));

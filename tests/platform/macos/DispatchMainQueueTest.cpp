@@ -1,7 +1,11 @@
 #include "platform/macos/DispatchMainQueue.h"
 
+#include <dispatch/dispatch.h>
+
 #include <limits>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "platform/macos/Duration.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
@@ -42,6 +46,40 @@ TEST_F(DispatchMainQueueTest, TasksGoToTheMainDispatchQueue) {
     queue.postAfter(0.3, count);
     EXPECT_THAT(journal().take(), ElementsAre("dispatch_async_f main", "dispatch_after_f main"));
     mainLoop().runFor(1);
+    EXPECT_EQ(runs, 2);
+}
+
+TEST_F(DispatchMainQueueTest, TasksRunInTheirOrderOneSubmissionAtATime) {
+    std::vector<int> order;
+    for (const int number : {1, 2, 3})
+        queue.post([&order, number] { order.push_back(number); });
+    EXPECT_THAT(journal().take(), ElementsAre("dispatch_async_f main"));
+    mainLoop().runFor(0);
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+    EXPECT_THAT(journal().take(), ElementsAre("dispatch_async_f main", "dispatch_async_f main"));
+}
+
+TEST_F(DispatchMainQueueTest, WhatTheSystemDeliversMeanwhileComesBetweenTwoTasks) {
+    std::vector<std::string> order;
+    const auto deliver = [](void* context) { static_cast<std::vector<std::string>*>(context)->push_back("signal"); };
+    queue.post([&] {
+        order.push_back("first");
+        dispatch_async_f(dispatch_get_main_queue(), &order, deliver); // as a source's event is
+    });
+    for (int i = 0; i < 3; ++i)
+        queue.post([&] { order.push_back("later"); });
+    mainLoop().runFor(0);
+    EXPECT_THAT(order, ElementsAre("first", "signal", "later", "later", "later"));
+}
+
+TEST_F(DispatchMainQueueTest, ATaskMayPostAnotherAndOutliveTheQueue) {
+    auto other = std::make_unique<DispatchMainQueue>();
+    other->post([&] { other->post(count); });
+    mainLoop().runFor(0);
+    EXPECT_EQ(runs, 1);
+    other->post(count);
+    other.reset();
+    mainLoop().runFor(0);
     EXPECT_EQ(runs, 2);
 }
 
