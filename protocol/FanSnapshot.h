@@ -39,9 +39,10 @@ struct FanSnapshot {
     /// Throws `SnapshotError` for a number that JSON cannot hold (NaN, an infinity) and for a text that is not UTF-8.
     Data encoded() const;
 
-    /// Reads a JSON object. Strict: a required key that is missing, a key that appears twice and a value of another
-    /// type (true for a number, 1.5 for the integer, null for a required key) throw `SnapshotError`, as does anything
-    /// that is not JSON, nested deeply or larger than `maximumSize`. Unknown keys are ignored.
+    /// Reads a JSON object. Strict: a required key that is missing and a value of another type (true for a number, 1.5
+    /// for the integer, null for a required key) throw `SnapshotError`, as does anything that is not JSON, holds a
+    /// number that no double can, or is larger than `maximumSize`. Unknown keys are ignored. Of a key that appears
+    /// twice the last one counts.
     static FanSnapshot decoded(const Data& json);
 };
 
