@@ -15,21 +15,21 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The one record that crosses the connection: the state of the fans, as JSON.
+/// The one record that crosses the connection: the state of the fans, as JSON. It does not change once it is made.
 ///
 /// The speeds are those of the reported fan, in RPM. The JSON keys are the names of the members, and they are written
 /// in this order; readers must not depend on it.
 struct FanSnapshot {
-    std::int64_t fanCount;
-    double currentRPM;
-    double minRPM;
-    double maxRPM;
-    double targetRPM;
-    bool underKeloControl;             ///< Some fan is in manual mode.
-    std::string warmth;                ///< "cool", "warm" or "hot".
-    std::optional<double> chipCelsius; ///< Left out of the JSON when there is no reading.
-    bool addingAir;                    ///< The hold runs the fans faster than asked because the chip is hot.
-    bool lidHasFan;                    ///< The hold stands aside because the lid is closed.
+    const std::int64_t fanCount;
+    const double currentRPM;
+    const double minRPM;
+    const double maxRPM;
+    const double targetRPM;
+    const bool underKeloControl;             ///< Some fan is in manual mode.
+    const std::string warmth;                ///< "cool", "warm" or "hot".
+    const std::optional<double> chipCelsius; ///< Left out of the JSON when there is no reading.
+    const bool addingAir;                    ///< The hold runs the fans faster than asked because the chip is hot.
+    const bool lidHasFan;                    ///< The hold stands aside because the lid is closed.
 
     bool operator==(const FanSnapshot&) const = default;
 

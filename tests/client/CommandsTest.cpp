@@ -78,9 +78,7 @@ TEST_F(CommandsTest, StatusTellsTheStateInOneLine) {
 
 TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
     const auto control = [&](bool isHeld, bool isAddingAir, bool lidHasFan) {
-        helper.snapshot->underKeloControl = isHeld;
-        helper.snapshot->addingAir = isAddingAir;
-        helper.snapshot->lidHasFan = lidHasFan;
+        helper.snapshot.emplace(FanSnapshot{1, 0, 0, 0, 0, isHeld, "cool", 45, isAddingAir, lidHasFan});
         out.str("");
         commands::status(helper, terminal, false);
         return out.str();
@@ -91,7 +89,7 @@ TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
 }
 
 TEST_F(CommandsTest, StatusLeavesOutAMissingChipReadingAndTellsOfNoFans) {
-    helper.snapshot = FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false};
+    helper.snapshot.emplace(FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false});
     commands::status(helper, terminal, false);
     EXPECT_EQ(out.str(), "no usable fan; automatic; chip cool\n");
 }

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -13,20 +14,28 @@ namespace kelo {
 namespace {
 
 using namespace std::string_literals;
+using ::testing::AnyOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
-FanSnapshot heldSnapshot() {
-    return {.fanCount = 1,
-            .currentRPM = 2404.0,
-            .minRPM = 1200.0,
-            .maxRPM = 6000.0,
-            .targetRPM = 2400.0,
+/// The speeds in the order of the record, then the chip's temperature.
+using Readings = std::array<double, 5>;
+constexpr Readings heldReadings = {2404.0, 1200.0, 6000.0, 2400.0, 61.5};
+
+FanSnapshot snapshotOf(std::int64_t fanCount, const Readings& readings, bool addingAir = false) {
+    return {.fanCount = fanCount,
+            .currentRPM = readings[0],
+            .minRPM = readings[1],
+            .maxRPM = readings[2],
+            .targetRPM = readings[3],
             .underKeloControl = true,
             .warmth = "warm",
-            .chipCelsius = 61.5,
-            .addingAir = false,
+            .chipCelsius = readings[4],
+            .addingAir = addingAir,
             .lidHasFan = false};
 }
+
+FanSnapshot heldSnapshot() { return snapshotOf(1, heldReadings); }
 
 Data bytes(const std::string& text) { return {text.begin(), text.end()}; }
 
@@ -65,12 +74,9 @@ TEST(FanSnapshotEncoding, WritesTheTenMembersInTheOrderOfTheRecord) {
 }
 
 TEST(FanSnapshotEncoding, LeavesOutAMissingChipTemperatureRatherThanWritingNull) {
-    auto snapshot = heldSnapshot();
-    snapshot.chipCelsius.reset();
-    const auto json = nlohmann::json::parse(text(snapshot));
-    EXPECT_EQ(json.size(), 9U);
-    EXPECT_FALSE(json.contains("chipCelsius"));
-    EXPECT_THAT(text(snapshot), ::testing::Not(HasSubstr("null")));
+    const FanSnapshot snapshot{1, 2404, 1200, 6000, 2400, true, "warm", std::nullopt, false, false};
+    EXPECT_EQ(nlohmann::json::parse(text(snapshot)).size(), 9U);
+    EXPECT_THAT(text(snapshot), Not(AnyOf(HasSubstr("chipCelsius"), HasSubstr("null"))));
 }
 
 TEST(FanSnapshotEncoding, WritesAMacWithoutFans) {
@@ -80,39 +86,28 @@ TEST(FanSnapshotEncoding, WritesAMacWithoutFans) {
 
 TEST(FanSnapshotEncoding, FailsForANumberThatIsNotFiniteInAnyMember) {
     for (const double number : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
-                                -std::numeric_limits<double>::infinity()}) {
-        for (double FanSnapshot::*member :
-             {&FanSnapshot::currentRPM, &FanSnapshot::minRPM, &FanSnapshot::maxRPM, &FanSnapshot::targetRPM}) {
-            auto snapshot = heldSnapshot();
-            snapshot.*member = number;
-            EXPECT_THROW((void)snapshot.encoded(), SnapshotError);
+                                -std::numeric_limits<double>::infinity()})
+        for (std::size_t reading = 0; reading < heldReadings.size(); ++reading) {
+            auto readings = heldReadings;
+            readings[reading] = number;
+            EXPECT_THROW((void)snapshotOf(1, readings).encoded(), SnapshotError) << reading;
         }
-        auto snapshot = heldSnapshot();
-        snapshot.chipCelsius = number;
-        EXPECT_THROW((void)snapshot.encoded(), SnapshotError);
-    }
 }
 
 TEST(FanSnapshotEncoding, FailsForAWarmthThatIsNotUTF8) {
-    auto snapshot = heldSnapshot();
-    snapshot.warmth = "\xFF\xFE";
+    const FanSnapshot snapshot{0, 0, 0, 0, 0, false, "\xFF\xFE", 45.0, false, false};
     EXPECT_THROW((void)snapshot.encoded(), SnapshotError);
 }
 
 TEST(FanSnapshotEncoding, ReadsBackAsTheSameRecordWhateverItsNumbers) {
     std::mt19937_64 random(20261121);
     for (int i = 0; i < 2'000; ++i) {
-        auto snapshot = heldSnapshot();
-        const auto next = [&] {
+        Readings readings{};
+        for (double& reading : readings) {
             const auto number = std::bit_cast<double>(random());
-            return std::isfinite(number) ? number : 0.5;
-        };
-        snapshot.fanCount = static_cast<std::int64_t>(random());
-        snapshot.currentRPM = next();
-        snapshot.minRPM = next();
-        snapshot.targetRPM = next();
-        snapshot.chipCelsius = next();
-        snapshot.addingAir = random() % 2 == 0;
+            reading = std::isfinite(number) ? number : 0.5;
+        }
+        const auto snapshot = snapshotOf(static_cast<std::int64_t>(random()), readings, random() % 2 == 0);
         ASSERT_EQ(FanSnapshot::decoded(snapshot.encoded()), snapshot) << text(snapshot);
     }
 }
@@ -230,8 +225,7 @@ TEST(FanSnapshotDecoding, ReadsEveryCountThatIsASigned64BitInteger) {
     for (const auto& [written, count] : counts) {
         auto json = whole();
         json.replace(json.find(":1,"), 3, ":" + std::string(written) + ",");
-        auto expected = heldSnapshot();
-        expected.fanCount = count;
+        const auto expected = snapshotOf(count, heldReadings);
         EXPECT_EQ(FanSnapshot::decoded(bytes(json)), expected) << written;
         EXPECT_EQ(FanSnapshot::decoded(expected.encoded()), expected) << written;
     }
