@@ -124,7 +124,7 @@ TEST_F(CommandsTest, AHoldOnATerminalGoesOnWithoutAReading) {
     helper.snapshot.reset();
     commands::hold(helper, terminal, 0.5, false);
     EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 0", "fetchSnapshot", "fetchSnapshot", "handBack"));
-    EXPECT_THAT(out.str(), HasSubstr("\r\033[KThis Mac has no controllable fan, or its readings cannot be told."));
+    EXPECT_THAT(out.str(), HasSubstr("\r\033[KThis Mac has no controllable fan, or its readings are not available."));
 }
 
 TEST_F(CommandsTest, ARefusedHoldTellsTheHelpersText) {
@@ -153,9 +153,9 @@ TEST_F(CommandsTest, TheOtherRequestsSayWhatTheyDid) {
     commands::standDown(helper, terminal);
     EXPECT_THAT(helper.requests, ElementsAre("handBack", "helperVersion", "helperVersion", "standDown"));
     EXPECT_EQ(out.str(), "The fan is under automatic control.\n"
-                         "The helper speaks interface version 6, as this program does.\n"
-                         "The helper speaks interface version 7, this program 6.\n"
-                         "The helper hands the fan back and leaves.\n");
+                         "The helper's interface version is 6, the same as this program's.\n"
+                         "The helper's interface version is 7; this program's is 6.\n"
+                         "The helper is handing the fan back and exiting.\n");
 }
 
 TEST_F(CommandsTest, WatchPrintsALineEachSecondUntilItIsAskedToStop) {
