@@ -20,7 +20,7 @@ std::string decimal(double number, int digits) {
 Data fetch(HelperConnection& helper) {
     auto json = helper.fetchSnapshot();
     if (!json)
-        throw HelperRefused("This Mac has no controllable fan, or its readings cannot be told.");
+        throw HelperRefused("This Mac has no controllable fan, or its readings are not available.");
     return std::move(*json);
 }
 
@@ -133,16 +133,16 @@ void handBack(HelperConnection& helper, Terminal& terminal) {
 
 void version(HelperConnection& helper, Terminal& terminal) {
     const auto version = helper.helperVersion();
-    terminal.out << "The helper speaks interface version " << version;
+    terminal.out << "The helper's interface version is " << version;
     if (version == KeloHelper::interfaceVersion)
-        terminal.out << ", as this program does.\n";
+        terminal.out << ", the same as this program's.\n";
     else
-        terminal.out << ", this program " << KeloHelper::interfaceVersion << ".\n";
+        terminal.out << "; this program's is " << KeloHelper::interfaceVersion << ".\n";
 }
 
 void standDown(HelperConnection& helper, Terminal& terminal) {
     helper.standDown();
-    terminal.out << "The helper hands the fan back and leaves.\n";
+    terminal.out << "The helper is handing the fan back and exiting.\n";
 }
 
 void watch(HelperConnection& helper, Terminal& terminal) {

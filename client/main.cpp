@@ -13,6 +13,7 @@
 #include <string>
 
 #include "client/Commands.h"
+#include "client/UsageError.h"
 
 namespace kelo {
 namespace {
@@ -61,7 +62,7 @@ struct Arguments {
 
 const CLI::Validator isFraction(
     [](std::string& text) -> std::string {
-        return parseFraction(text) ? "" : "\"" + text + "\" is no fraction from 0 to 1 or 0% to 100%";
+        return parseFraction(text) ? "" : "\"" + text + "\" is not a fraction (0 to 1, or 0% to 100%)";
     },
     "FRACTION");
 
@@ -69,44 +70,46 @@ const CLI::Validator isFraction(
 void declare(CLI::App& app, Arguments& arguments, Command& command) {
     app.set_version_flag("--version", "kelo " KELO_VERSION);
     app.require_subcommand(1);
-    app.footer("Exit status: 0 done, 1 the helper refused (its text is on standard error), 2 wrong usage, 3 the helper "
-               "cannot be reached or refused the connection.");
+    app.footer(
+        "Exit status: 0 success, 1 the helper refused (the reason is on standard error), 2 incorrect usage, 3 the "
+        "helper cannot be reached or refused the connection.");
 
     auto* status = app.add_subcommand("status", "Shows the fans and the chip's temperature.");
-    status->add_flag("--json", arguments.isJSON, "As the helper's own JSON");
+    status->add_flag("--json", arguments.isJSON, "Print the helper's JSON as it is");
     status->callback(
         [&] { command = [&](auto& helper, auto& terminal) { commands::status(helper, terminal, arguments.isJSON); }; });
 
     auto* hold = app.add_subcommand("hold", "Holds the fans at a fraction of their range until Ctrl-C.");
-    hold->add_option("fraction", arguments.fraction, "0.5 or 50%")->required()->check(isFraction);
-    hold->add_flag("--hand-back-on-lid-close", arguments.handsBackOnLidClose, "Lets go while the lid is closed");
+    hold->add_option("fraction", arguments.fraction, "0 to 1, or 0% to 100%")->required()->check(isFraction);
+    hold->add_flag("--hand-back-on-lid-close", arguments.handsBackOnLidClose,
+                   "Hand the fans back while the lid is closed");
     hold->callback([&] {
         command = [&](auto& helper, auto& terminal) {
             commands::hold(helper, terminal, *parseFraction(arguments.fraction), arguments.handsBackOnLidClose);
         };
     });
 
-    app.add_subcommand("hand-back", "Ends any hold; the system controls the fans again.")->callback([&] {
+    app.add_subcommand("hand-back", "Ends any hold, so that the system controls the fans again.")->callback([&] {
         command = commands::handBack;
     });
-    app.add_subcommand("version", "Tells which interface version the helper speaks.")->callback([&] {
+    app.add_subcommand("version", "Shows the helper's interface version.")->callback([&] {
         command = commands::version;
     });
-    app.add_subcommand("stand-down", "Makes the helper hand back and leave.")->callback([&] {
+    app.add_subcommand("stand-down", "Asks the helper to hand the fans back and exit.")->callback([&] {
         command = commands::standDown;
     });
-    app.add_subcommand("watch", "Shows the fans each second until Ctrl-C.")->callback([&] {
+    app.add_subcommand("watch", "Shows the fans every second until Ctrl-C.")->callback([&] {
         command = commands::watch;
     });
 }
 
-int complain(int status, const char* text) {
-    std::fprintf(stderr, "kelo: %s\n", text);
+int complain(int status, const std::string& text) {
+    std::fprintf(stderr, "%s\n", text.c_str());
     return status;
 }
 
 int run(int argc, const char* const* argv) {
-    CLI::App app{"Reads and holds the fans through the Kelo helper.", "kelo"};
+    CLI::App app{"Shows and holds this Mac's fans through the Kelo helper.", "kelo"};
     Arguments arguments;
     Command command;
     declare(app, arguments, command);
@@ -115,7 +118,7 @@ int run(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) // --help or --version
             return app.exit(error);
-        return complain(wrongUsage, (std::string(error.what()) + "; kelo --help tells more").c_str());
+        return complain(wrongUsage, usageError(app, error));
     }
     const StopSignals signals;
     Terminal terminal{std::cout, isatty(STDOUT_FILENO) == 1, [&](double seconds) { return signals.pause(seconds); }};
@@ -124,9 +127,9 @@ int run(int argc, const char* const* argv) {
         command(*helper, terminal);
         return done;
     } catch (const HelperRefused& error) {
-        return complain(refused, error.what());
+        return complain(refused, std::string("kelo: ") + error.what());
     } catch (const HelperUnreachable& error) {
-        return complain(unreachable, error.what());
+        return complain(unreachable, std::string("kelo: ") + error.what());
     }
 }
 

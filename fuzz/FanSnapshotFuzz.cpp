@@ -8,13 +8,22 @@
 using kelo::FanSnapshot;
 using kelo::mustHold;
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::optional<FanSnapshot> snapshot;
+namespace {
+
+std::optional<FanSnapshot> decoded(const kelo::Data& json) {
     try {
-        snapshot = FanSnapshot::decoded({data, data + size});
+        return FanSnapshot::decoded(json);
     } catch (const kelo::SnapshotError&) {
-        return 0; // refused in so many words
+        return std::nullopt; // refused in so many words
     }
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto snapshot = decoded({data, data + size});
+    if (!snapshot)
+        return 0;
     // From here on nothing may throw: what was read can be written and read again, unless it was so near to the limit
     // that "1" becoming "1.0" is too much.
     const auto json = snapshot->encoded();

@@ -91,20 +91,20 @@ Data HelperService::makeSnapshot() const {
     const auto fans = controller_->fans();
     const auto warmth = controller_->warmth();
     const auto chipCelsius = controller_->chipTemperature();
-    FanSnapshot snapshot{};
-    snapshot.fanCount = static_cast<std::int64_t>(fans.size());
-    snapshot.warmth = warmthText(warmth);
-    snapshot.chipCelsius = chipCelsius;
-    if (!fans.empty()) {
-        const auto& fan = reportedFan(fans);
-        snapshot.currentRPM = fan.currentRPM;
-        snapshot.minRPM = fan.minRPM;
-        snapshot.maxRPM = fan.maxRPM;
-        snapshot.targetRPM = fan.targetRPM;
-        snapshot.underKeloControl = std::any_of(fans.begin(), fans.end(), [](const Fan& any) { return any.isManual; });
-        snapshot.addingAir = session_ && session_->isAddingAir();
-        snapshot.lidHasFan = session_ && session_->isYieldedToLid();
-    }
+    const auto fan = fans.empty() ? Fan{} : reportedFan(fans);
+    const auto* hold = fans.empty() ? nullptr : session_.get(); // without a usable fan the hold has no say
+    const FanSnapshot snapshot{
+        .fanCount = static_cast<std::int64_t>(fans.size()),
+        .currentRPM = fan.currentRPM,
+        .minRPM = fan.minRPM,
+        .maxRPM = fan.maxRPM,
+        .targetRPM = fan.targetRPM,
+        .underKeloControl = std::any_of(fans.begin(), fans.end(), [](const Fan& any) { return any.isManual; }),
+        .warmth = std::string(warmthText(warmth)),
+        .chipCelsius = chipCelsius,
+        .addingAir = hold && hold->isAddingAir(),
+        .lidHasFan = hold && hold->isYieldedToLid(),
+    };
     return snapshot.encoded();
 }
 

@@ -1,132 +1,62 @@
 #include "protocol/FanSnapshot.h"
 
 #include <cmath>
-#include <map>
+#include <limits>
 #include <nlohmann/json.hpp>
-#include <variant>
 
 namespace kelo {
 namespace {
 
-/// A value of the top-level object. Arrays and objects are only known to be there: no key of ours holds one.
-struct Compound {};
-using Value = std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Compound>;
-
-/// Collects the top-level object's values while the library parses, so that nothing hostile is ever built in memory.
-class SnapshotReader : public nlohmann::json_sax<nlohmann::json> {
-public:
-    bool null() override { return add(nullptr); }
-    bool boolean(bool value) override { return add(value); }
-    bool number_integer(number_integer_t value) override { return add(std::int64_t{value}); }
-    bool number_unsigned(number_unsigned_t value) override {
-        if (value > INT64_MAX)
-            return add(static_cast<double>(value)); // good for a speed, not for a count
-        return add(static_cast<std::int64_t>(value));
-    }
-    bool number_float(number_float_t value, const string_t&) override { return add(value); }
-    bool string(string_t& value) override { return add(value); }
-    bool binary(binary_t&) override { return fail("it holds binary data"); }
-
-    bool start_object(std::size_t) override { return enter(); }
-    bool end_object() override { return leave(); }
-    bool start_array(std::size_t) override {
-        if (depth_ == 0)
-            return fail("it is not an object");
-        return enter();
-    }
-    bool end_array() override { return leave(); }
-
-    bool key(string_t& name) override {
-        if (depth_ != 1)
-            return true;
-        if (values_.contains(name))
-            return fail("the key \"" + name + "\" appears twice");
-        key_ = name;
-        return true;
-    }
-
-    bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception&) override {
-        return fail("it is not valid JSON at byte " + std::to_string(position));
-    }
-
-    const std::string& error() const { return error_; }
-    std::map<std::string, Value>& values() { return values_; }
-
-private:
-    static constexpr int maximumDepth = 32;
-
-    bool add(Value value) {
-        if (depth_ == 0)
-            return fail("it is not an object");
-        if (depth_ == 1)
-            values_[key_] = std::move(value);
-        return true;
-    }
-
-    bool enter() {
-        if (depth_ == 1)
-            values_[key_] = Compound{};
-        if (++depth_ > maximumDepth)
-            return fail("it is nested too deeply");
-        return true;
-    }
-
-    bool leave() {
-        --depth_;
-        return true;
-    }
-
-    bool fail(const std::string& reason) {
-        error_ = reason;
-        return false;
-    }
-
-    int depth_ = 0;
-    std::string key_;
-    std::string error_;
-    std::map<std::string, Value> values_;
-};
+using Json = nlohmann::json;
 
 [[noreturn]] void failToRead(const std::string& reason) {
     throw SnapshotError("The snapshot cannot be read: " + reason + ".");
 }
 
-/// The values of a record by key, with strict types.
-class Record {
-public:
-    explicit Record(std::map<std::string, Value> values) : values_(std::move(values)) {}
+const Json& required(const Json& record, const std::string& key) {
+    const auto found = record.find(key);
+    if (found == record.end())
+        failToRead("the key \"" + key + "\" is missing");
+    return *found;
+}
 
-    template <typename T>
-    T required(const std::string& key) const {
-        if (const auto* value = std::get_if<T>(&find(key)))
-            return *value;
+/// Left to itself the library converts: true to 1, 1.5 to 1.
+template <typename T>
+T converted(const Json& value, bool isOfItsType, const std::string& key) {
+    if (!isOfItsType)
         failToRead("the key \"" + key + "\" has another type than expected");
-    }
+    return value.get<T>();
+}
 
-    /// Any JSON number will do, with a fraction or without.
-    double requiredNumber(const std::string& key) const {
-        if (const auto* integer = std::get_if<std::int64_t>(&find(key)))
-            return static_cast<double>(*integer);
-        return required<double>(key);
-    }
+std::int64_t requiredCount(const Json& record, const std::string& key) {
+    const auto& value = required(record, key);
+    const bool isTooLarge =
+        value.is_number_unsigned() && value.get<std::uint64_t>() > std::numeric_limits<std::int64_t>::max();
+    return converted<std::int64_t>(value, value.is_number_integer() && !isTooLarge, key);
+}
 
-    std::optional<double> optionalNumber(const std::string& key) const {
-        const auto found = values_.find(key);
-        if (found == values_.end() || std::holds_alternative<std::nullptr_t>(found->second))
-            return std::nullopt;
-        return requiredNumber(key);
-    }
+/// Any JSON number will do, with a fraction or without.
+double requiredNumber(const Json& record, const std::string& key) {
+    const auto& value = required(record, key);
+    return converted<double>(value, value.is_number(), key);
+}
 
-private:
-    const Value& find(const std::string& key) const {
-        const auto found = values_.find(key);
-        if (found == values_.end())
-            failToRead("the key \"" + key + "\" is missing");
-        return found->second;
-    }
+std::optional<double> optionalNumber(const Json& record, const std::string& key) {
+    const auto found = record.find(key);
+    if (found == record.end() || found->is_null())
+        return std::nullopt;
+    return requiredNumber(record, key);
+}
 
-    std::map<std::string, Value> values_;
-};
+bool requiredBoolean(const Json& record, const std::string& key) {
+    const auto& value = required(record, key);
+    return converted<bool>(value, value.is_boolean(), key);
+}
+
+std::string requiredText(const Json& record, const std::string& key) {
+    const auto& value = required(record, key);
+    return converted<std::string>(value, value.is_string(), key);
+}
 
 /// The library would write null for it, in silence.
 double finite(double number, const char* key) {
@@ -161,21 +91,22 @@ Data FanSnapshot::encoded() const {
 FanSnapshot FanSnapshot::decoded(const Data& json) {
     if (json.size() > maximumSize)
         failToRead("it is larger than " + std::to_string(maximumSize) + " bytes");
-    SnapshotReader reader;
-    if (!nlohmann::json::sax_parse(json, &reader))
-        failToRead(reader.error());
-    const Record record(std::move(reader.values()));
+    const auto record = Json::parse(json, nullptr, false);
+    if (record.is_discarded())
+        failToRead("it is not valid JSON");
+    if (!record.is_object())
+        failToRead("it is not an object");
     return {
-        .fanCount = record.required<std::int64_t>("fanCount"),
-        .currentRPM = record.requiredNumber("currentRPM"),
-        .minRPM = record.requiredNumber("minRPM"),
-        .maxRPM = record.requiredNumber("maxRPM"),
-        .targetRPM = record.requiredNumber("targetRPM"),
-        .underKeloControl = record.required<bool>("underKeloControl"),
-        .warmth = record.required<std::string>("warmth"),
-        .chipCelsius = record.optionalNumber("chipCelsius"),
-        .addingAir = record.required<bool>("addingAir"),
-        .lidHasFan = record.required<bool>("lidHasFan"),
+        .fanCount = requiredCount(record, "fanCount"),
+        .currentRPM = requiredNumber(record, "currentRPM"),
+        .minRPM = requiredNumber(record, "minRPM"),
+        .maxRPM = requiredNumber(record, "maxRPM"),
+        .targetRPM = requiredNumber(record, "targetRPM"),
+        .underKeloControl = requiredBoolean(record, "underKeloControl"),
+        .warmth = requiredText(record, "warmth"),
+        .chipCelsius = optionalNumber(record, "chipCelsius"),
+        .addingAir = requiredBoolean(record, "addingAir"),
+        .lidHasFan = requiredBoolean(record, "lidHasFan"),
     };
 }
 

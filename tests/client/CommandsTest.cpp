@@ -78,9 +78,7 @@ TEST_F(CommandsTest, StatusTellsTheStateInOneLine) {
 
 TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
     const auto control = [&](bool isHeld, bool isAddingAir, bool lidHasFan) {
-        helper.snapshot->underKeloControl = isHeld;
-        helper.snapshot->addingAir = isAddingAir;
-        helper.snapshot->lidHasFan = lidHasFan;
+        helper.snapshot.emplace(FanSnapshot{1, 0, 0, 0, 0, isHeld, "cool", 45, isAddingAir, lidHasFan});
         out.str("");
         commands::status(helper, terminal, false);
         return out.str();
@@ -91,7 +89,7 @@ TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
 }
 
 TEST_F(CommandsTest, StatusLeavesOutAMissingChipReadingAndTellsOfNoFans) {
-    helper.snapshot = FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false};
+    helper.snapshot.emplace(FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false});
     commands::status(helper, terminal, false);
     EXPECT_EQ(out.str(), "no usable fan; automatic; chip cool\n");
 }
@@ -126,7 +124,7 @@ TEST_F(CommandsTest, AHoldOnATerminalGoesOnWithoutAReading) {
     helper.snapshot.reset();
     commands::hold(helper, terminal, 0.5, false);
     EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 0", "fetchSnapshot", "fetchSnapshot", "handBack"));
-    EXPECT_THAT(out.str(), HasSubstr("\r\033[KThis Mac has no controllable fan, or its readings cannot be told."));
+    EXPECT_THAT(out.str(), HasSubstr("\r\033[KThis Mac has no controllable fan, or its readings are not available."));
 }
 
 TEST_F(CommandsTest, ARefusedHoldTellsTheHelpersText) {
@@ -155,9 +153,9 @@ TEST_F(CommandsTest, TheOtherRequestsSayWhatTheyDid) {
     commands::standDown(helper, terminal);
     EXPECT_THAT(helper.requests, ElementsAre("handBack", "helperVersion", "helperVersion", "standDown"));
     EXPECT_EQ(out.str(), "The fan is under automatic control.\n"
-                         "The helper speaks interface version 6, as this program does.\n"
-                         "The helper speaks interface version 7, this program 6.\n"
-                         "The helper hands the fan back and leaves.\n");
+                         "The helper's interface version is 6, the same as this program's.\n"
+                         "The helper's interface version is 7; this program's is 6.\n"
+                         "The helper is handing the fan back and exiting.\n");
 }
 
 TEST_F(CommandsTest, WatchPrintsALineEachSecondUntilItIsAskedToStop) {

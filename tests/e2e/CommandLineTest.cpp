@@ -17,13 +17,32 @@ TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
         EXPECT_EQ(status, 2);
         EXPECT_EQ(output, "");
         EXPECT_THAT(errors, StartsWith("kelo: "));
-        EXPECT_THAT(errors, EndsWith("kelo --help tells more\n"));
+        EXPECT_THAT(errors, EndsWith("; see kelo --help\n"));
     }
     EXPECT_EQ(world.run("simmac", {"lid", "ajar"}).status, 2);
     EXPECT_EQ(world.run("simmac", {"set", "Tp09", "warm"}).status, 2);
     EXPECT_EQ(world.run("simmac", {"set", "Temperature", "1"}).status, 2);
     EXPECT_EQ(world.run("simmac", {"load", "2"}).status, 2);
     EXPECT_EQ(world.run("simmac", {"serve", "--profile", "toaster"}).status, 2);
+}
+
+TEST_F(CommandLine, AnUnknownCommandIsNamed) {
+    for (const std::string program : {"kelo", "simmac", "simsign"}) {
+        EXPECT_EQ(world.run(program, {"nonsense"}).errors,
+                  program + ": unknown command \"nonsense\"; see " + program + " --help\n");
+        EXPECT_EQ(world.run(program, {"--nonsense"}).errors,
+                  program + ": unknown option \"--nonsense\"; see " + program + " --help\n");
+        EXPECT_EQ(world.run(program, {}).errors, program + ": a command is required; see " + program + " --help\n");
+    }
+    EXPECT_EQ(world.run("simmac", {"fault", "nonsense"}).errors,
+              "simmac: unknown command \"nonsense\"; see simmac --help\n");
+    EXPECT_EQ(world.run("kelo", {"hold", "half"}).errors,
+              "kelo: fraction: \"half\" is not a fraction (0 to 1, or 0% to 100%); see kelo --help\n");
+    EXPECT_EQ(world.run("kelo", {"hold", "--nonsense"}).errors, "kelo: fraction is required; see kelo --help\n");
+
+    ChildProcess dev(KELO_SOURCE_FOLDER "/dev", {"nonsense"}, folder.path(), "dev");
+    EXPECT_EQ(dev.waitForEnd(10), 2);
+    EXPECT_EQ(dev.errors(), "dev: unknown command \"nonsense\"; see ./dev help\n");
 }
 
 TEST_F(CommandLine, HelpAndVersionAreZero) {

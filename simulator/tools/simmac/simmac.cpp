@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "client/UsageError.h"
 #include "simulator/model/Profile.h"
 #include "simulator/tools/simmac/MacCommands.h"
 
@@ -77,7 +78,7 @@ void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
     serves->add_option("--profile", arguments.profile, profileHelp())
         ->check(CLI::IsMember(profileNames()))
         ->capture_default_str();
-    serves->add_option("--heat-speed", arguments.heatSpeed, "How many times as fast the chip heats and cools")
+    serves->add_option("--heat-speed", arguments.heatSpeed, "How many times faster the chip heats and cools")
         ->check(CLI::Range(0.001, 1000.0))
         ->capture_default_str();
     serves->callback([&] { action = [&] { mac_commands::serve(arguments.profile, arguments.heatSpeed); }; });
@@ -85,18 +86,17 @@ void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
 
 void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
     auto* shows = app.add_subcommand("show", "Shows the state of the Mac.");
-    shows->add_flag("--json", arguments.isJSON, "As JSON, with the newest writes");
+    shows->add_flag("--json", arguments.isJSON, "Print JSON, including the latest writes");
     shows->callback([&] { action = [&] { mac_commands::show(arguments.isJSON); }; });
 
     auto* lid = app.add_subcommand("lid", "Opens or closes the lid.");
-    lid->add_option("state", arguments.state, "open or close; text makes it a property that is no truth value")
+    lid->add_option("state", arguments.state, "open, close, or text for a property that is not a boolean")
         ->required()
         ->check(CLI::IsMember({"open", "close", "text"}));
     lid->callback([&] { action = [&] { mac_commands::setLid(arguments.state); }; });
 
-    auto* sleep =
-        app.add_subcommand("sleep", "Sends the Mac to sleep, and waits for every acknowledgement for up to 30 s.");
-    sleep->add_flag("--now", arguments.isNow, "Without asking first, as the lid or the menu does");
+    auto* sleep = app.add_subcommand("sleep", "Puts the Mac to sleep, waiting up to 30 s for each acknowledgement.");
+    sleep->add_flag("--now", arguments.isNow, "Without asking first, as when the lid or the menu does it");
     sleep->callback([&] { action = [&] { mac_commands::sleep(arguments.isNow); }; });
     app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { mac_commands::wake(); }; });
 
@@ -105,15 +105,15 @@ void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
     load->callback([&] { action = [&] { mac_commands::setLoad(arguments.load); }; });
 
     auto* set = app.add_subcommand("set", "Holds a key at a value.");
-    set->add_option("key", arguments.key, "Such as Tp09, the chip's temperature")->required()->check(isKey);
-    set->add_option("value", arguments.value, "The value, or auto to let it go again")
+    set->add_option("key", arguments.key, "For example Tp09, the chip's temperature")->required()->check(isKey);
+    set->add_option("value", arguments.value, "A number, or auto to release the key")
         ->required()
         ->check(isNumberOrAuto);
     set->callback([&] { action = [&] { mac_commands::setKey(arguments.key, numberOrAuto(arguments.value)); }; });
 
-    auto* interferes = app.add_subcommand("interfere", "Does to a fan what another program might.");
+    auto* interferes = app.add_subcommand("interfere", "Changes a fan as another program might.");
     interferes->add_option("fan", arguments.fan, "Index of the fan")->required();
-    interferes->add_option("speed", arguments.value, "An RPM, or auto to give it back to the system")
+    interferes->add_option("speed", arguments.value, "A speed in RPM, or auto to hand the fan back to the system")
         ->required()
         ->check(isNumberOrAuto);
     interferes->callback(
@@ -124,37 +124,38 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
     auto* faults = app.add_subcommand("fault", "Makes the controller fail, refuse or lie.");
     faults->require_subcommand(1);
 
-    auto* fail = faults->add_subcommand("fail", "The n-th exchange from now fails.");
+    auto* fail = faults->add_subcommand("fail", "Makes the n-th exchange from now fail.");
     fail->add_option("n", arguments.n, "1 is the next")->required()->check(CLI::Range(1, 1'000'000));
     fail->callback([&] { action = [&] { mac_commands::failExchange(arguments.n); }; });
 
-    auto* answer = faults->add_subcommand("answer", "Exchanges are answered with a result byte instead of being done.");
-    answer->add_option("result", arguments.result, "The byte, such as 0x84")->required()->check(CLI::Range(1, 255));
-    answer->add_option("--key", arguments.key, "Only those on this key")->check(isKey);
-    answer->add_option("--command", arguments.command, "Only those of this command")
+    auto* answer =
+        faults->add_subcommand("answer", "Answers exchanges with a result byte instead of carrying them out.");
+    answer->add_option("result", arguments.result, "The byte, for example 0x84")->required()->check(CLI::Range(1, 255));
+    answer->add_option("--key", arguments.key, "Only exchanges on this key")->check(isKey);
+    answer->add_option("--command", arguments.command, "Only exchanges of this command")
         ->check(CLI::IsMember({"info", "read", "write"}));
     answer->callback(
         [&] { action = [&] { mac_commands::answerWith(arguments.key, arguments.command, arguments.result); }; });
 
-    auto* size = faults->add_subcommand("size", "A key reports a size that it does not have.");
+    auto* size = faults->add_subcommand("size", "Makes a key report another size than it has.");
     size->add_option("key", arguments.key)->required()->check(isKey);
     size->add_option("size", arguments.size)->required();
     size->callback([&] { action = [&] { mac_commands::reportSize(arguments.key, arguments.size); }; });
 
-    auto* type = faults->add_subcommand("type", "A key reports a type that it does not have.");
+    auto* type = faults->add_subcommand("type", "Makes a key report another type than it has.");
     type->add_option("key", arguments.key)->required()->check(isKey);
     type->add_option("type", arguments.type)->required();
     type->callback([&] { action = [&] { mac_commands::reportType(arguments.key, arguments.type); }; });
 
-    auto* remove = faults->add_subcommand("remove", "Takes a key away for good.");
+    auto* remove = faults->add_subcommand("remove", "Removes a key for good.");
     remove->add_option("key", arguments.key)->required()->check(isKey);
     remove->callback([&] { action = [&] { mac_commands::removeKey(arguments.key); }; });
 
-    auto* slow = faults->add_subcommand("slow", "Every exchange is answered late.");
+    auto* slow = faults->add_subcommand("slow", "Delays the answer to every exchange.");
     slow->add_option("seconds", arguments.seconds)->required()->check(CLI::Range(0.0, 60.0));
     slow->callback([&] { action = [&] { mac_commands::answerSlowly(arguments.seconds); }; });
 
-    faults->add_subcommand("clear", "Ends every fault but the keys that were taken away.")->callback([&] {
+    faults->add_subcommand("clear", "Ends every fault, but does not bring back removed keys.")->callback([&] {
         action = [] { mac_commands::clearFaults(); };
     });
 }
@@ -163,7 +164,7 @@ int run(int argc, const char* const* argv) {
     CLI::App app{"Runs a simulated Mac, and drives the one that runs beside this program.", "simmac"};
     app.set_version_flag("--version", "simmac " KELO_VERSION);
     app.require_subcommand(1);
-    app.footer("Exit status: 0 done, 1 not done (why is on standard error), 2 wrong usage.");
+    app.footer("Exit status: 0 success, 1 failed (the reason is on standard error), 2 incorrect usage.");
     Arguments arguments;
     Action action;
     declareServe(app, arguments, action);
@@ -174,7 +175,7 @@ int run(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) // --help or --version
             return app.exit(error);
-        std::fprintf(stderr, "simmac: %s; simmac --help tells more\n", error.what());
+        std::fprintf(stderr, "%s\n", usageError(app, error).c_str());
         return wrongUsage;
     }
     try {

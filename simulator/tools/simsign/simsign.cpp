@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "client/UsageError.h"
 #include "platform/linux/signing/CodeRequirement.h"
 #include "platform/linux/signing/CodeSignature.h"
 #include "platform/posix/FileDescriptor.h"
@@ -45,10 +46,10 @@ void require(bool condition, const std::string& sentence) {
 void init(const Arguments& arguments) {
     KeyFolder keys(arguments.folder);
     require(arguments.isForced || !keys.hasAnchor(),
-            "The folder " + arguments.folder + " holds an anchor already; --force replaces it and all its teams.");
+            "The folder " + arguments.folder + " already holds an anchor; --force replaces it and all its teams.");
     keys.makeAnchor();
     keys.team(arguments.team);
-    std::printf("made an anchor and team \"%s\" in %s\n", arguments.team.c_str(), arguments.folder.c_str());
+    std::printf("created an anchor and team \"%s\" in %s\n", arguments.team.c_str(), arguments.folder.c_str());
 }
 
 void sign(const Arguments& arguments) {
@@ -75,11 +76,11 @@ void verify(const Arguments& arguments) {
 }
 
 constexpr const char* footer =
-    "Identifiers and teams may hold any characters but control characters, double quotes and blanks included, and may\n"
-    "be empty: tests want peers whose name no requirement can ask for. Write --team=NAME for a name that begins with "
-    "a\n"
-    "hyphen, and --team '' for the empty one.\n\n"
-    "Exit status: 0 done, 1 not done or not verified (why is on standard error), 2 wrong usage.";
+    "Identifiers and teams may contain any characters except control characters, including double quotes and spaces,\n"
+    "and may be empty: tests need peers whose names no requirement can match. Write --team=NAME for a name that "
+    "begins\n"
+    "with a hyphen, and --team '' for the empty one.\n\n"
+    "Exit status: 0 success, 1 failed or not verified (the reason is on standard error), 2 incorrect usage.";
 
 using Action = std::function<void(const Arguments&)>;
 
@@ -89,28 +90,29 @@ void declare(CLI::App& app, Arguments& arguments, Action& action) {
     app.require_subcommand(1);
     app.footer(footer);
 
-    auto* makes = app.add_subcommand("init", "Makes a development anchor and a team in a folder.");
+    auto* makes = app.add_subcommand("init", "Creates a development anchor and a team in a folder.");
     makes->add_option("folder", arguments.folder, "The folder")->required();
     makes->add_option("--team", arguments.team, "The team's name")->capture_default_str();
-    makes->add_flag("--force", arguments.isForced, "Replace an anchor that is there, with all its teams");
+    makes->add_flag("--force", arguments.isForced, "Replace an existing anchor and all its teams");
     makes->callback([&] { action = init; });
 
-    auto* signs = app.add_subcommand("sign", "Signs an executable in place; a signature that it has is replaced.");
+    auto* signs = app.add_subcommand("sign", "Signs an executable in place, replacing any signature it has.");
     signs->add_option("executable", arguments.executable, "The executable")->required();
-    signs->add_option("--identifier", arguments.identifier, "Who the executable is")->required();
-    signs->add_option("--team", arguments.team, "Who signs; a team that the folder does not have is made")->required();
-    signs->add_option("--keys", arguments.folder, "The folder that init has made")->required();
+    signs->add_option("--identifier", arguments.identifier, "The identifier to sign it with")->required();
+    signs->add_option("--team", arguments.team, "The team that signs; created if the folder does not have it")
+        ->required();
+    signs->add_option("--keys", arguments.folder, "The folder that init created")->required();
     signs->callback([&] { action = sign; });
 
     auto* verifies = app.add_subcommand("verify", "Verifies an executable, and prints its identifier and team.");
     verifies->add_option("executable", arguments.executable, "The executable")->required();
     verifies->add_option("--anchor", arguments.anchorFile, "The anchor's certificate, PEM")->required();
-    verifies->add_option("--requirement", arguments.requirement, "What the identity has to satisfy, too");
+    verifies->add_option("--requirement", arguments.requirement, "A requirement that the identity must also satisfy");
     verifies->callback([&] { action = verify; });
 }
 
 int run(int argc, const char* const* argv) {
-    CLI::App app{"Makes development keys for simulated Macs, signs executables, and verifies signatures.", "simsign"};
+    CLI::App app{"Creates development keys for simulated Macs, signs executables, and verifies signatures.", "simsign"};
     Arguments arguments;
     Action action;
     declare(app, arguments, action);
@@ -119,7 +121,7 @@ int run(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) // --help or --version
             return app.exit(error);
-        std::fprintf(stderr, "simsign: %s; simsign --help tells more\n", error.what());
+        std::fprintf(stderr, "%s\n", usageError(app, error).c_str());
         return wrongUsage;
     }
     try {

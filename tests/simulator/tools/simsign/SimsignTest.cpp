@@ -56,7 +56,7 @@ protected:
 };
 
 TEST_F(Simsign, InitSignAndVerifyGoTogether) {
-    EXPECT_EQ(simsign({"init", keys}), says("made an anchor and team \"KELODEV001\" in " + keys + "\n"));
+    EXPECT_EQ(simsign({"init", keys}), says("created an anchor and team \"KELODEV001\" in " + keys + "\n"));
     EXPECT_EQ(sign("app.kelo.helper", "KELODEV001"),
               says("signed " + executable + " as \"app.kelo.helper\" of team \"KELODEV001\"\n"));
     EXPECT_EQ(verify(), says("identifier: app.kelo.helper\nteam: KELODEV001\n"));
@@ -67,7 +67,7 @@ TEST_F(Simsign, InitSignAndVerifyGoTogether) {
 
 TEST_F(Simsign, InitMakesTheTeamThatIsAskedFor) {
     EXPECT_EQ(simsign({"init", keys, "--team", "MYTEAM0001"}),
-              says("made an anchor and team \"MYTEAM0001\" in " + keys + "\n"));
+              says("created an anchor and team \"MYTEAM0001\" in " + keys + "\n"));
     EXPECT_TRUE(std::filesystem::exists(keys + "/team-MYTEAM0001.pem"));
 }
 
@@ -75,7 +75,7 @@ TEST_F(Simsign, InitOverwritesOnlyWhenForced) {
     simsign({"init", keys});
     const auto anchor = readFile(keys + "/anchor.pem");
     EXPECT_EQ(simsign({"init", keys}),
-              refuses("The folder " + keys + " holds an anchor already; --force replaces it and all its teams."));
+              refuses("The folder " + keys + " already holds an anchor; --force replaces it and all its teams."));
     EXPECT_EQ(readFile(keys + "/anchor.pem"), anchor);
     EXPECT_EQ(simsign({"init", keys, "--force"}).status, 0);
     EXPECT_NE(readFile(keys + "/anchor.pem"), anchor);
@@ -140,7 +140,7 @@ TEST_F(Simsign, WrongUsageIsTwoAndOneSentence) {
         const auto outcome = simsign(wrong);
         EXPECT_EQ(outcome.status, 2) << ::testing::PrintToString(wrong);
         EXPECT_EQ(outcome.output, "");
-        EXPECT_THAT(outcome.error, MatchesRegex("simsign: [^\n]+; simsign --help tells more\n"));
+        EXPECT_THAT(outcome.error, MatchesRegex("simsign: [^\n]+; see simsign --help\n"));
     }
     EXPECT_FALSE(std::filesystem::exists(keys));
 }
@@ -148,7 +148,7 @@ TEST_F(Simsign, WrongUsageIsTwoAndOneSentence) {
 TEST_F(Simsign, HelpAndVersionAreForEverybody) {
     const auto help = simsign({"--help"});
     EXPECT_EQ(help.status, 0);
-    for (const auto* part : {"init", "sign", "verify", "Exit status: 0 done", "control characters"})
+    for (const auto* part : {"init", "sign", "verify", "Exit status: 0 success", "control characters"})
         EXPECT_THAT(help.output, HasSubstr(part));
     EXPECT_EQ(simsign({"sign", "--help"}).status, 0);
     EXPECT_EQ(simsign({"--version"}), says("simsign " KELO_VERSION "\n"));

@@ -1,0 +1,138 @@
+#include "helper/HelperService.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "protocol/FanSnapshot.h"
+#include "tests/helper/ServiceFixture.h"
+
+namespace kelo {
+namespace {
+
+class HelperServiceRepliesTest : public ServiceFixture {};
+
+const char* const noFansText = "This Mac has no controllable fan.";
+
+TEST_F(HelperServiceRepliesTest, EveryRequestInTheQueueIsAnsweredWhenTheServiceIsGone) {
+    makeService();
+    ReplyProbe<std::optional<Data>> snapshot("fetchSnapshot");
+    ReplyProbe<std::optional<std::string>> hold("hold");
+    ReplyProbe<std::optional<std::string>> handBack("handBack");
+    ReplyProbe<> standDown("standDown");
+    service->fetchSnapshot(snapshot.reply());
+    service->hold(0.5, true, hold.reply());
+    service->handBack(handBack.reply());
+    service->standDown(standDown.reply());
+    service->clientArrived();
+    service->clientWentAway();
+    service.reset();
+    takeTrace();
+    queue.runFor(10);
+    EXPECT_EQ(snapshot.value(), std::nullopt);
+    EXPECT_EQ(hold.value(), noFansText);
+    EXPECT_EQ(handBack.value(), std::nullopt);
+    EXPECT_EQ(takeTrace(), Trace({"leave"}));
+}
+
+/// What a request may find, and whatever it finds, it is answered once.
+class EveryStateTest : public ServiceFixture {
+protected:
+    struct Situation {
+        const char* name;
+        std::function<void()> enter; ///< From a fresh hold of one client, which hands back on lid close.
+        std::function<bool()> isEntered;
+        bool canHold = true; ///< Whether a new hold can start.
+    };
+
+    std::vector<Situation> situations() {
+        return {
+            {"idle", [this] { handBack(); }, [this] { return power.registered() == 0 && !isAnyManual(); }},
+            {"engaged", [] {}, [this] { return power.registered() == 1 && isManual(0) && isManual(1); }},
+            {"yielded", [this] { clamshell.state = true, tick(); }, [this] { return hasLogged("hold: yielded"); }},
+            {"asleep", [this] { power.send(willSleep, 7); }, [this] { return hasLogged("hold: sleeping"); }},
+            {"woken", [this] { power.send(willSleep, 7), power.send(hasPoweredOn); },
+             [this] { return hasLogged("hold: woke") && hasLogged("hold: resumed") && isManual(0); }},
+            {"orphaned", [this] { leave(), tick(); },
+             [this] { return hasLogged("Last client disconnected; handing the fan back shortly."); }},
+            {"refused", [this] { controller.answer("F0Md", SMCCommand::writeBytes, 0x84), loseFan(); },
+             [this] { return hasLogged("hold: reasserted") && !isManual(0); }, false},
+            {"without rights", [this] { rights.root = false, loseFan(); },
+             [this] { return hasLogged("hold: reasserted") && !isManual(0); }, false},
+            {"unanswered", [this] { controller.answer(std::nullopt, std::nullopt, 0x84); },
+             [this] { return snapshot().fanCount == 0; }},
+        };
+    }
+
+    /// Each checks that it is answered once, and how.
+    std::vector<std::pair<const char*, std::function<void(const Situation&)>>> requests() {
+        return {
+            {"helperVersion", [this](const Situation&) { EXPECT_EQ(helperVersion(), 6); }},
+            {"fetchSnapshot", [this](const Situation&) { EXPECT_NE(fetchSnapshot(), std::nullopt); }},
+            {"hold", [this](const Situation& found) { EXPECT_EQ(hold(0.25, true) == std::nullopt, found.canHold); }},
+            {"handBack", [this](const Situation&) { EXPECT_EQ(handBack(), std::nullopt); }},
+            {"standDown", [this](const Situation&) { standDown(); }},
+        };
+    }
+
+    void startAndHold() {
+        controller.clearFaults();
+        rights.root = true;
+        clamshell.state = false;
+        makeService();
+        arrive();
+        EXPECT_EQ(hold(0.5, true), std::nullopt);
+        takeTrace();
+        logs_.clear();
+    }
+
+private:
+    void tick() { queue.runFor(2); }
+    /// Another program takes a fan, and the repair shows what has become of the hold.
+    void loseFan() {
+        controller.setNumber("F0Md", 0);
+        tick();
+    }
+    bool hasLogged(const std::string& line) {
+        logs_ = logs_ + takeLogs();
+        return std::find(logs_.begin(), logs_.end(), "[NOTICE] service: " + line) != logs_.end();
+    }
+
+    Trace logs_;
+};
+
+TEST_F(EveryStateTest, EveryRequestIsAnsweredOnce) {
+    for (const auto& situation : situations())
+        for (const auto& [request, make] : requests()) {
+            SCOPED_TRACE(std::string(request) + ", " + situation.name);
+            startAndHold();
+            situation.enter();
+            EXPECT_TRUE(situation.isEntered());
+            make(situation);
+            queue.runFor(0.3); // a second answer would come by now, as does the end after a stand-down
+            service.reset();
+        }
+}
+
+TEST_F(HelperServiceRepliesTest, RequestsAreCarriedOutInTheirOrder) {
+    makeService();
+    takeTrace();
+    Trace order;
+    ReplyProbe<std::optional<std::string>> first("hold");
+    ReplyProbe<std::optional<Data>> second("fetchSnapshot");
+    ReplyProbe<std::optional<std::string>> third("handBack");
+    first.onAnswer([&] { order.push_back("hold"); });
+    second.onAnswer([&] { order.push_back("fetchSnapshot"); });
+    third.onAnswer([&] { order.push_back("handBack"); });
+    service->hold(0.5, false, first.reply());
+    service->fetchSnapshot(second.reply());
+    service->handBack(third.reply());
+    queue.runReady();
+    EXPECT_EQ(order, Trace({"hold", "fetchSnapshot", "handBack"}));
+    EXPECT_TRUE(FanSnapshot::decoded(second.value().value()).underKeloControl);
+    EXPECT_FALSE(isAnyManual());
+}
+
+} // namespace
+} // namespace kelo
