@@ -1,5 +1,6 @@
 #include "platform/linux/socket/UnixSocket.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -8,14 +9,13 @@
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
-#include <system_error>
+
+#include "platform/posix/Errno.h"
 
 namespace kelo::unix_socket {
 namespace {
 
 constexpr int backlog = 128;
-
-[[noreturn]] void failWithErrno(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
 
 /// The address of a file in an open folder, by way of the descriptor: short, whatever the folder's path.
 sockaddr_un addressOf(int folder, const std::string& name) {
@@ -30,28 +30,65 @@ sockaddr_un addressOf(int folder, const std::string& name) {
 
 const sockaddr* asSocketAddress(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
+/// A folder within another that nobody else can put anything into. What is made there and then moved is what was made,
+/// and the place that it moves to is never empty.
+class PrivateFolder {
+public:
+    explicit PrivateFolder(int parent) : parent_(parent) {
+        if (mkdirat(parent_, name_.c_str(), 0700) != 0 && errno != EEXIST) // left by a process of our number, perhaps
+            throwErrno("mkdir");
+        folder_ = FileDescriptor(openat(parent_, name_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        struct stat status = {};
+        if (!folder_.isValid() || fstat(folder_.get(), &status) != 0)
+            throwErrno("open");
+        if (status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
+            errno = EPERM; // somebody else's in the place of ours
+            throwErrno("open");
+        }
+    }
+    PrivateFolder(const PrivateFolder&) = delete;
+    PrivateFolder& operator=(const PrivateFolder&) = delete;
+    ~PrivateFolder() { unlinkat(parent_, name_.c_str(), AT_REMOVEDIR); }
+
+    int descriptor() const { return folder_.get(); }
+
+private:
+    const int parent_;
+    const std::string name_ = ".listening." + std::to_string(getpid());
+    FileDescriptor folder_;
+};
+
 FileDescriptor makeSocket(int flags) {
     return FileDescriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0));
+}
+
+pid_t senderOf(msghdr& header) {
+    const auto* const control = CMSG_FIRSTHDR(&header);
+    if (control == nullptr || control->cmsg_level != SOL_SOCKET || control->cmsg_type != SCM_CREDENTIALS)
+        return 0;
+    ucred credentials{};
+    std::memcpy(&credentials, CMSG_DATA(control), sizeof credentials);
+    return credentials.pid;
 }
 
 } // namespace
 
 FileDescriptor listen(int folder, const std::string& name) {
-    // Bound under another name and renamed, so that the place is never empty.
-    const auto temporary = name + "." + std::to_string(getpid());
     auto listener = makeSocket(SOCK_NONBLOCK);
-    if (!listener.isValid())
-        failWithErrno("socket");
-    unlinkat(folder, temporary.c_str(), 0); // left by a process of the same number, perhaps
-    const auto address = addressOf(folder, temporary);
+    const int on = 1;
+    // Accepted sockets inherit it, so that not even a first message comes without its sender.
+    if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
+        throwErrno("socket");
+    const PrivateFolder nursery(folder);
+    const auto address = addressOf(nursery.descriptor(), name);
     if (bind(listener.get(), asSocketAddress(address), sizeof address) != 0)
-        failWithErrno("bind");
-    if (::listen(listener.get(), backlog) != 0 || fchmodat(folder, temporary.c_str(), 0666, 0) != 0 ||
-        renameat(folder, temporary.c_str(), folder, name.c_str()) != 0) {
+        throwErrno("bind");
+    if (::listen(listener.get(), backlog) != 0 || fchmodat(nursery.descriptor(), name.c_str(), 0666, 0) != 0 ||
+        renameat(nursery.descriptor(), name.c_str(), folder, name.c_str()) != 0) {
         const int error = errno;
-        unlinkat(folder, temporary.c_str(), 0);
+        unlinkat(nursery.descriptor(), name.c_str(), 0);
         errno = error;
-        failWithErrno("listen");
+        throwErrno("listen");
     }
     return listener;
 }
@@ -68,18 +105,28 @@ FileDescriptor connect(int folder, const std::string& name) {
     return socket;
 }
 
-Received receive(int socket, std::size_t maximumSize) {
+Received receive(int socket, std::size_t maximumSize, pid_t* sender) {
     std::vector<std::uint8_t> message(maximumSize);
-    // A peer that has gone without reading everything is reported once, before what it sent until then.
+    iovec content{.iov_base = message.data(), .iov_len = message.size()};
+    // Room for the sender and nothing else: descriptors that come along find none, and are closed by the kernel.
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+    msghdr header{};
+    header.msg_iov = &content;
+    header.msg_iovlen = 1;
     ssize_t length = 0;
-    do
-        length = recv(socket, message.data(), message.size(), MSG_TRUNC);
-    while (length < 0 && (errno == EINTR || errno == ECONNRESET));
+    // A peer that has gone without reading everything is reported once, before what it sent until then.
+    do {
+        header.msg_control = sender == nullptr ? nullptr : control;
+        header.msg_controllen = sender == nullptr ? 0 : sizeof control;
+        length = recvmsg(socket, &header, MSG_TRUNC | MSG_CMSG_CLOEXEC);
+    } while (length < 0 && (errno == EINTR || errno == ECONNRESET));
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return WouldBlock{};
     // An empty message reads like the end of the connection, and is as little use.
     if (length <= 0 || static_cast<std::size_t>(length) > maximumSize)
         return Ended{};
+    if (sender != nullptr)
+        *sender = senderOf(header);
     message.resize(static_cast<std::size_t>(length));
     return message;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -14,8 +16,8 @@ namespace kelo {
 /// may be moved and its path may be longer than a socket's address.
 namespace unix_socket {
 
-/// Listens at `name` in `folder`, taking the place of whoever listened there before. Anybody may connect. Throws
-/// `std::system_error`.
+/// Listens at `name` in `folder`, taking the place of whoever listened there before. Anybody may connect. No step
+/// follows a link that somebody else put there meanwhile. Throws `std::system_error`.
 FileDescriptor listen(int folder, const std::string& name);
 
 /// Takes the next connection, non-blocking; invalid when there is none, or no descriptor left for it (`errno` tells).
@@ -28,8 +30,9 @@ struct WouldBlock {};
 struct Ended {}; ///< The peer has gone, or what it sent is no message of at most the given size.
 using Received = std::variant<std::vector<std::uint8_t>, WouldBlock, Ended>;
 
-/// Receives one message of 1 to `maximumSize` bytes. Descriptors that come with it are dropped.
-Received receive(int socket, std::size_t maximumSize);
+/// Receives one message of 1 to `maximumSize` bytes. Descriptors that come with it are dropped. `sender`, where given,
+/// is told the process that sent it, on a connection that was accepted; 0 when that cannot be told.
+Received receive(int socket, std::size_t maximumSize, pid_t* sender = nullptr);
 
 enum class Sent { whole, wouldBlock, failed };
 Sent send(int socket, const std::vector<std::uint8_t>& message);

@@ -9,8 +9,9 @@
 
 namespace kelo {
 
-SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket)
-    : loop_(std::move(loop)), socket_(std::move(socket)) {}
+SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket,
+                                                   const AdmittedPeer& peer)
+    : loop_(std::move(loop)), socket_(std::move(socket)), peer_(peer) {}
 
 SocketIncomingConnection::~SocketIncomingConnection() = default;
 
@@ -43,11 +44,12 @@ void SocketIncomingConnection::startReading() {
 
 /// One message for each readiness, so that a busy client does not keep the others waiting.
 void SocketIncomingConnection::readRequests() {
-    const auto received = unix_socket::receive(socket_.get(), request_messages::maximumRequestSize);
+    pid_t sender = 0;
+    const auto received = unix_socket::receive(socket_.get(), request_messages::maximumRequestSize, &sender);
     if (std::holds_alternative<unix_socket::WouldBlock>(received))
         return;
     const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
-    if (bytes == nullptr || !handle(*bytes))
+    if (bytes == nullptr || !peer_.hasSent(sender) || !handle(*bytes))
         end();
 }
 

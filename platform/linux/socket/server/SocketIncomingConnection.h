@@ -8,6 +8,7 @@
 
 #include "helper/Listener.h"
 #include "platform/linux/loop/EventLoop.h"
+#include "platform/linux/socket/server/AdmittedPeer.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/GuardedHelper.h"
 
@@ -16,15 +17,18 @@ namespace kelo {
 /// One admitted client on a socket: reads requests, makes them on the exported object, sends the replies.
 ///
 /// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
-/// well-formed request, uses a number again, or leaves its replies unread is cut off; others are not affected. What a
+/// well-formed request, uses a number again, leaves its replies unread or lets somebody else speak in its name is cut
+/// off; others are not affected. What a
 /// client asked for before it left is done, though nobody hears the replies. A client with many requests in flight is
 /// not read from until some are answered.
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
 public:
-    /// `socket` is non-blocking.
-    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket);
+    /// `socket` is non-blocking and is told the sender of each message.
+    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, const AdmittedPeer& peer);
     ~SocketIncomingConnection() override;
+
+    const AdmittedPeer& peer() const { return peer_; }
 
     /// Called once, on the loop's thread, when the connection has ended, after the invalidation handler. May drop it.
     void onEnd(std::function<void()> handler) { onEnd_ = std::move(handler); }
@@ -51,6 +55,7 @@ private:
 
     std::shared_ptr<EventLoop> loop_;
     FileDescriptor socket_;
+    const AdmittedPeer peer_;
     std::function<void()> onEnd_ = [] {};
     std::shared_ptr<GuardedHelper> object_;
     std::function<void()> onInvalidation_;

@@ -1,6 +1,10 @@
 #include "platform/linux/socket/server/SocketListener.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -17,8 +21,8 @@ constexpr double acceptPause = 0.1; // seconds to wait when there is no descript
 
 SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer,
                                std::function<void(const std::string&)> onRefusal)
-    : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), onRefusal_(std::move(onRefusal)),
-      loop_(std::make_shared<EventLoop>()) {}
+    : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), loop_(std::make_shared<EventLoop>()),
+      refusals_(*loop_, std::move(onRefusal)) {}
 
 SocketListener::~SocketListener() { stop(); }
 
@@ -38,7 +42,7 @@ bool SocketListener::openEndpoint() {
         startAccepting();
         return true;
     } catch (const std::system_error& error) {
-        onRefusal_(std::string("Cannot listen: ") + error.what());
+        refusals_.add(std::string("Cannot listen: ") + error.what());
         loop_->postAfter(listenPause, [this] { openEndpoint(); });
         return false;
     }
@@ -80,18 +84,37 @@ void SocketListener::startAccepting() {
     accepting_ = loop_->watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
 }
 
-/// First the signature, then the admission; whoever fails either is dropped without a word.
+/// First a place, then the signature, then the admission; whoever lacks one is dropped without a word.
 void SocketListener::consider(FileDescriptor socket) {
-    if (!requirement_ || !admission_)
-        return onRefusal_("A peer is cut off: nobody is to be trusted.");
-    if (connections_.size() >= maximumConnections)
-        return onRefusal_("A peer is cut off: there are too many connections.");
-    if (const auto reason = checkPeer_(socket.get(), *requirement_))
-        return onRefusal_(*reason);
-    auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket));
+    const auto peer = AdmittedPeer::of(socket.get());
+    if (const auto reason = reasonToRefuse(socket.get(), peer))
+        return refusals_.add(*reason);
+    auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), *peer);
     connection->onEnd([this, weak = std::weak_ptr(connection)] { connections_.erase(weak.lock()); });
     if (admission_(*connection))
         connections_.insert(std::move(connection));
+}
+
+std::optional<std::string> SocketListener::reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer) const {
+    if (!requirement_ || !admission_)
+        return "A peer is cut off: nobody is to be trusted.";
+    if (!peer)
+        return "A peer is cut off: it has gone already.";
+    if (!hasPlaceFor(*peer))
+        return "A peer is cut off: there are too many connections.";
+    return checkPeer_(socket, *requirement_);
+}
+
+bool SocketListener::hasPlaceFor(const AdmittedPeer& peer) const {
+    const auto count = [this](auto isCounted) {
+        return std::count_if(connections_.begin(), connections_.end(),
+                             [&](const auto& connection) { return isCounted(connection->peer()); });
+    };
+    const auto isOther = [](const AdmittedPeer& any) { return any.user() != geteuid(); };
+    return std::ssize(connections_) < maximumConnections &&
+           count([&](const AdmittedPeer& any) { return any.process() == peer.process(); }) < maximumOfProcess &&
+           count([&](const AdmittedPeer& any) { return any.user() == peer.user(); }) < maximumOfUser &&
+           (!isOther(peer) || count(isOther) < maximumOfOthers);
 }
 
 } // namespace kelo

@@ -11,10 +11,12 @@
 
 #include "helper/Listener.h"
 #include "platform/linux/loop/EventLoop.h"
+#include "platform/linux/socket/server/RefusalLog.h"
 #include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 
+class AdmittedPeer;
 class SocketIncomingConnection;
 
 /// Checks a connected peer against a requirement text. Returns why it is cut off, or none when it may come in. Called
@@ -25,8 +27,8 @@ using PeerCheck = std::function<std::optional<std::string>(int socket, const std
 /// while the main thread is busy.
 class SocketListener : public Listener {
 public:
-    /// Nothing is opened before `resume`. `folder` is borrowed, an open descriptor. `onRefusal` is told why a peer was
-    /// cut off, on the listener's thread.
+    /// Nothing is opened before `resume`. `folder` is borrowed, an open descriptor. `onRefusal` is told why peers were
+    /// cut off, on the listener's thread; not of each when there are many.
     SocketListener(int folder, std::string name, PeerCheck checkPeer,
                    std::function<void(const std::string& reason)> onRefusal);
     /// Ends all connections and the thread.
@@ -45,21 +47,28 @@ public:
     /// of a peer, and `stop` would wait for it.
     bool stopsWithin(std::chrono::milliseconds timeout);
 
-private:
-    static constexpr std::size_t maximumConnections = 256;
+    // However many come, others find a place: other processes of the same user, other users, and our own user above
+    // all.
+    static constexpr std::ptrdiff_t maximumConnections = 256;
+    static constexpr std::ptrdiff_t maximumOfProcess = 32;
+    static constexpr std::ptrdiff_t maximumOfUser = 128;
+    static constexpr std::ptrdiff_t maximumOfOthers = 192; ///< Of all users who are not ours.
 
+private:
     bool openEndpoint();
     void startAccepting();
     void acceptNext();
     void consider(FileDescriptor socket);
+    std::optional<std::string> reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer) const;
+    bool hasPlaceFor(const AdmittedPeer& peer) const;
 
     int folder_;
     std::string name_;
     PeerCheck checkPeer_;
-    std::function<void(const std::string&)> onRefusal_;
     ConnectionAdmission admission_;
     std::optional<std::string> requirement_;
     std::shared_ptr<EventLoop> loop_;
+    RefusalLog refusals_;
     FileDescriptor listening_;
     std::unique_ptr<DescriptorWatch> accepting_;
     std::set<std::shared_ptr<SocketIncomingConnection>> connections_; ///< The loop's thread only.

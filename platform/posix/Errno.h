@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cerrno>
+#include <system_error>
+
+namespace kelo {
+
+/// Throws what `errno` says of the call `what`.
+[[noreturn]] inline void throwErrno(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+} // namespace kelo

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <optional>
+
+#include "core/watch/FileEvents.h"
+
+namespace kelo {
+
+inline FileIdentity identityOf(const struct stat& status) {
+    return {static_cast<std::int32_t>(status.st_dev), status.st_ino};
+}
+
+/// The identity of the file that `path` leads to, symbolic links followed; none when there is none.
+inline std::optional<FileIdentity> identityOf(const char* path) {
+    struct stat status = {};
+    if (stat(path, &status) != 0)
+        return std::nullopt;
+    return identityOf(status);
+}
+
+} // namespace kelo

@@ -1,0 +1,143 @@
+// What strangers, and clients that are not what they were, try on the service's socket.
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/platform/linux/socket/SocketFixture.h"
+
+namespace kelo {
+namespace {
+
+class SocketDoors : public SocketFixture {
+protected:
+    /// A process of its own; `work` returns its status. Killed when the test ends first.
+    class Other {
+    public:
+        explicit Other(const std::function<int()>& work) : number_(fork()) {
+            if (number_ == 0)
+                _exit(work());
+        }
+        Other(const Other&) = delete;
+        Other& operator=(const Other&) = delete;
+        ~Other() {
+            if (number_ > 0)
+                end();
+        }
+        /// Its status once it has ended.
+        int wait() {
+            int status = 0;
+            waitpid(std::exchange(number_, -1), &status, 0);
+            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        }
+        void end() {
+            kill(number_, SIGKILL);
+            wait();
+        }
+
+    private:
+        pid_t number_;
+    };
+
+    static Bytes versionRequest(std::uint64_t number) {
+        return messages::encode(number, Request::helperVersion, Message::array());
+    }
+};
+
+TEST_F(SocketDoors, OneProcessTakesOnlySoManyPlacesAndOthersStillFindOne) {
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (std::ptrdiff_t i = 0; i < SocketListener::maximumOfProcess; ++i) {
+        clients.push_back(std::make_unique<RawClient>(folder.get()));
+        ASSERT_EQ(clients.back()->version(1), 6);
+    }
+    EXPECT_TRUE(RawClient(folder.get()).isCutOff());
+    EXPECT_EQ(refusals, 1);
+    Other other([this] { return RawClient(folder.get()).version(1) == 6 ? 0 : 1; });
+    EXPECT_EQ(other.wait(), 0);
+    clients.pop_back(); // and its place is free again
+    EXPECT_TRUE(eventually([&] { return RawClient(folder.get()).version(1) == 6; }));
+}
+
+TEST_F(SocketDoors, AnotherProcessDoesNotSpeakInTheNameOfTheOneThatWasAdmitted) {
+    RawClient client(folder.get());
+    EXPECT_EQ(client.version(1), 6);
+    Other heir([&] {
+        client.send(versionRequest(2)); // on the socket that it has inherited
+        return 0;
+    });
+    EXPECT_EQ(heir.wait(), 0);
+    EXPECT_TRUE(client.isCutOff());
+    EXPECT_EQ(helper->versions, 1);
+}
+
+TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff) {
+    std::string request = "printf '";
+    for (const auto byte : versionRequest(2)) {
+        char octal[8];
+        std::snprintf(octal, sizeof octal, "\\%03o", byte);
+        request += octal;
+    }
+    request += "' >&9; sleep 60";
+    Other chameleon([&] {
+        RawClient client(folder.get());
+        if (client.version(1) != 6 || dup2(client.descriptor(), 9) != 9 ||
+            fcntl(9, F_SETFD, 0) != 0) // kept open for what it runs next
+            return 1;
+        execl("/bin/sh", "sh", "-c", request.c_str(), static_cast<char*>(nullptr));
+        return 2;
+    });
+    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+    EXPECT_EQ(helper->versions, 1);
+}
+
+TEST_F(SocketDoors, DescriptorsThatComeWithARequestAreNotTaken) {
+    RawClient client(folder.get());
+    EXPECT_EQ(client.version(1), 6);
+    const auto countOpen = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    const auto before = countOpen();
+    auto request = versionRequest(2);
+    iovec content{.iov_base = request.data(), .iov_len = request.size()};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr header{};
+    header.msg_iov = &content;
+    header.msg_iovlen = 1;
+    header.msg_control = control;
+    header.msg_controllen = sizeof control;
+    auto* const rights = CMSG_FIRSTHDR(&header);
+    rights->cmsg_level = SOL_SOCKET;
+    rights->cmsg_type = SCM_RIGHTS;
+    rights->cmsg_len = CMSG_LEN(sizeof(int));
+    const int descriptor = client.descriptor();
+    std::memcpy(CMSG_DATA(rights), &descriptor, sizeof descriptor);
+    ASSERT_GT(sendmsg(client.descriptor(), &header, 0), 0);
+    ASSERT_TRUE(client.receive());
+    EXPECT_EQ(countOpen(), before);
+}
+
+TEST_F(SocketDoors, TheSocketIsForEverybodyAndNothingElseIsLeftInItsFolder) {
+    struct stat status = {};
+    ASSERT_EQ(stat((temporary / "service.socket").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0666U);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(temporary.path()), {}), 1);
+}
+
+TEST_F(SocketDoors, NoLinkThatSomebodyElsePutThereIsFollowed) {
+    const auto victim = temporary / "victim";
+    std::filesystem::create_directory(victim);
+    std::filesystem::permissions(victim, std::filesystem::perms(0700));
+    const auto place = temporary / (".listening." + std::to_string(getpid()));
+    std::filesystem::create_directory_symlink(victim, place);
+    EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
+    EXPECT_TRUE(std::filesystem::is_empty(victim));
+    std::filesystem::remove(place);
+    std::filesystem::create_directory(place); // one that others may write to
+    std::filesystem::permissions(place, std::filesystem::perms(0777));
+    EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
+    std::filesystem::remove(place);
+    EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
+}
+
+} // namespace
+} // namespace kelo

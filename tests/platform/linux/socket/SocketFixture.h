@@ -1,0 +1,188 @@
+#pragma once
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/UnixSocket.h"
+#include "platform/linux/socket/server/SocketListener.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace kelo {
+
+using Bytes = std::vector<std::uint8_t>;
+namespace messages = request_messages;
+
+/// Answers versions at once and keeps every other request until the test answers it.
+class SlowHelper : public KeloHelperProtocol {
+public:
+    void fetchSnapshot(DataReply reply) override {
+        keep([reply] { reply(std::nullopt); });
+    }
+    void hold(double, bool, ErrorReply reply) override {
+        keep([reply] { reply(std::nullopt); });
+    }
+    void handBack(ErrorReply reply) override {
+        keep([reply] { reply(std::nullopt); });
+    }
+    void helperVersion(VersionReply reply) override {
+        ++versions;
+        if (throws)
+            throw std::runtime_error("broken");
+        reply(6);
+    }
+    void standDown(EmptyReply reply) override { reply(); }
+
+    std::size_t kept() {
+        const std::lock_guard lock(mutex_);
+        return kept_.size();
+    }
+    /// From the test's thread, as the helper's main thread does. Returns how many there were.
+    std::size_t answerAll() {
+        std::vector<std::function<void()>> kept;
+        {
+            const std::lock_guard lock(mutex_);
+            kept.swap(kept_);
+        }
+        for (const auto& answer : kept)
+            answer();
+        return kept.size();
+    }
+
+    /// Lets the kept requests go without an answer.
+    void forgetAll() {
+        const std::lock_guard lock(mutex_);
+        kept_.clear();
+    }
+
+    std::atomic<int> versions = 0;
+    std::atomic<bool> throws = false;
+
+private:
+    void keep(std::function<void()> answer) {
+        const std::lock_guard lock(mutex_);
+        kept_.push_back(std::move(answer));
+    }
+
+    std::mutex mutex_;
+    std::vector<std::function<void()>> kept_;
+};
+
+/// Admits everybody and counts.
+class OpenDoor {
+public:
+    explicit OpenDoor(std::shared_ptr<SlowHelper> helper) : helper_(std::move(helper)) {}
+
+    /// As a listener takes it.
+    ConnectionAdmission callable() {
+        return [this](IncomingConnection& connection) { return shouldAcceptNewConnection(connection); };
+    }
+
+    bool shouldAcceptNewConnection(IncomingConnection& connection) {
+        ++asked;
+        if (throws)
+            throw std::runtime_error("broken");
+        if (refuses)
+            return false;
+        connection.exportObject(helper_);
+        connection.setInvalidationHandler([this] { ++departures; });
+        connection.setInterruptionHandler([this] { ++interruptions; });
+        connection.resume();
+        return true;
+    }
+
+    std::atomic<int> asked = 0;
+    std::atomic<int> departures = 0;
+    std::atomic<int> interruptions = 0;
+    std::atomic<bool> refuses = false;
+    std::atomic<bool> throws = false;
+
+private:
+    std::shared_ptr<SlowHelper> helper_;
+};
+
+/// The client's end: blocking, with a limit.
+class RawClient {
+public:
+    explicit RawClient(int folder) : socket_(unix_socket::connect(folder, "service.socket")) {
+        const timeval patience = {.tv_sec = 10, .tv_usec = 0};
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    }
+
+    bool isConnected() const { return socket_.isValid(); }
+    void send(const Bytes& bytes) { unix_socket::send(socket_.get(), bytes); }
+    void request(std::uint64_t number, Request request) { send(messages::encode(number, request, Message::array())); }
+    /// None when the connection has ended.
+    std::optional<Bytes> receive() {
+        const auto received = unix_socket::receive(socket_.get(), messages::maximumReplySize);
+        const auto* bytes = std::get_if<Bytes>(&received);
+        EXPECT_FALSE(std::holds_alternative<unix_socket::WouldBlock>(received)) << "no reply, and no end";
+        return bytes != nullptr ? std::optional(*bytes) : std::nullopt;
+    }
+    std::optional<std::int64_t> version(std::uint64_t number) {
+        request(number, Request::helperVersion);
+        const auto reply = receive();
+        if (!reply)
+            return std::nullopt;
+        return messages::decodeReply(*reply, number, Request::helperVersion).value()[0].get<std::int64_t>();
+    }
+    bool hasUnread() const {
+        pollfd waiting{.fd = descriptor(), .events = POLLIN, .revents = 0};
+        return poll(&waiting, 1, 0) == 1;
+    }
+    bool isCutOff() { return !receive().has_value(); }
+    void close() { socket_ = {}; }
+    int descriptor() const { return socket_.get(); }
+
+private:
+    FileDescriptor socket_;
+};
+
+inline bool eventually(const std::function<bool()>& condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return condition();
+}
+
+/// A listener on a socket of its own, whose checks and admission the test decides about.
+class SocketFixture : public ::testing::Test {
+protected:
+    SocketFixture() {
+        listener.setAdmission(door.callable());
+        listener.setConnectionCodeSigningRequirement("the requirement");
+        EXPECT_TRUE(listener.resume());
+    }
+
+    /// What the listener is told about a peer: nothing means that it may come in.
+    std::optional<std::string> check(const std::string& requirement) {
+        EXPECT_EQ(requirement, "the requirement");
+        ++checks;
+        const std::lock_guard lock(mutex);
+        return refusal;
+    }
+
+    TemporaryFolder temporary;
+    FileDescriptor folder{open(temporary.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+    std::mutex mutex;
+    std::optional<std::string> refusal;
+    std::atomic<int> refusals = 0;
+    std::atomic<int> checks = 0; ///< That have begun.
+    std::shared_ptr<SlowHelper> helper = std::make_shared<SlowHelper>();
+    OpenDoor door{helper};
+    SocketListener listener{folder.get(), "service.socket",
+                            [this](int, const std::string& requirement) { return check(requirement); },
+                            [this](const std::string&) { ++refusals; }};
+};
+
+} // namespace kelo
