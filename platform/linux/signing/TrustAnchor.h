@@ -14,7 +14,8 @@ public:
     static TrustAnchor load(const std::filesystem::path& file);
 
     /// Throws `SignatureRefused` unless `leaf` was issued by the anchor, directly or through authorities among
-    /// `others`.
+    /// `others`, each of which, as the anchor itself, says that it issues certificates, and either names no purposes or
+    /// code signing among them.
     ///
     /// Dates are not looked at: on a Mac, too, what was signed stays acceptable when the certificate has expired, and a
     /// helper must not stop to serve its app on a day of the calendar. Nobody is told of revoked certificates.
