@@ -24,6 +24,8 @@ using ::testing::StartsWith;
 
 const std::string endedReason = "The peer has ended.";
 const std::string hungUpReason = "The peer has hung up.";
+const std::string foreignNamespaceReason =
+    "The peer runs in another user namespace, where it may forge its executable.";
 
 std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
@@ -60,7 +62,7 @@ protected:
         peer = std::make_unique<PipedProcess>(std::move(arguments));
         socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         ASSERT_TRUE(socket.isValid());
-        peer->readLine(); // it says a line when it has got where the test wants it
+        said = peer->readLine(); // when it has got where the test wants it
     }
 
     std::optional<std::string> check() const { return codeCheck.check(socket.get(), requirement); }
@@ -86,6 +88,7 @@ protected:
     const PeerCodeCheck codeCheck{keys.anchorFile()};
     std::string requirement = SigningIdentity::requirement(identity.identifier, identity.team);
     std::unique_ptr<PipedProcess> peer;
+    std::string said;
     FileDescriptor socket;
 
 private:
@@ -194,6 +197,24 @@ TEST_F(PeerCodeCheckTest, TheFileThatRunsIsJudgedWhateverStandsAtItsPathByNow) {
     start(other, "connect");
     std::filesystem::rename(programSignedAs(identity), other);
     EXPECT_EQ(check(), unsignedReason);
+}
+
+TEST_F(PeerCodeCheckTest, APeerInAUserNamespaceOfItsOwnIsCutOffWhoeverSignedIt) {
+    start(programSignedAs(identity), "enter-namespace");
+    if (said != "entered")
+        GTEST_SKIP() << "no user namespace can be made here: " << said;
+    EXPECT_EQ(check(), foreignNamespaceReason);
+    EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
+}
+
+TEST_F(PeerCodeCheckTest, APeerThatForgesWhichExecutableItRunsIsCutOff) {
+    const auto honest = programSignedAs(identity);
+    start(unsignedProgram(), "forge", {honest});
+    if (said != "forged")
+        GTEST_SKIP() << "the kernel lets nobody forge it: " << said;
+    ASSERT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(peer->pid()) + "/exe"), honest);
+    EXPECT_EQ(check(), foreignNamespaceReason);
+    EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
 }
 
 TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {
