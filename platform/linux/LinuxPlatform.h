@@ -7,6 +7,7 @@
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
 #include "platform/linux/loop/SignalfdSignals.h"
+#include "platform/linux/signing/InstalledAnchor.h"
 #include "platform/linux/signing/TrailerSigningInformation.h"
 #include "platform/linux/socket/SimulatedMacFolder.h"
 #include "platform/posix/PosixFanSystem.h"
@@ -58,6 +59,7 @@ private:
     SimulatedMacClamshell clamshell_;
     InotifyFileEvents fileEvents_;
     SignalfdSignals signals_;
+    const InstalledAnchor anchor_;
     TrailerSigningInformation signing_;
     SocketListener* listener_ = nullptr; ///< Owned by whoever asked for it; lives as long as the process.
 };

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
+
+#include "platform/linux/signing/InstalledAnchor.h"
 
 namespace kelo {
 
@@ -20,8 +21,8 @@ class PeerProcess;
 /// Good enough for what stands behind it: a simulated Mac has no fan to protect.
 class PeerCodeCheck {
 public:
-    /// `anchorFile`: the trust anchor, PEM. Read at every check.
-    explicit PeerCodeCheck(std::filesystem::path anchorFile) : anchorFile_(std::move(anchorFile)) {}
+    /// With an anchor that is not trusted, nobody satisfies any requirement.
+    explicit PeerCodeCheck(InstalledAnchor anchor) : anchor_(std::move(anchor)) {}
 
     /// None when the peer of the connected socket satisfies the requirement; else why not, one English sentence. A
     /// requirement that does not parse is satisfied by nobody. Reads the peer's whole executable when everything else
@@ -32,7 +33,7 @@ public:
     std::optional<std::string> check(const PeerProcess& peer, const std::string& requirement) const;
 
 private:
-    const std::filesystem::path anchorFile_;
+    const InstalledAnchor anchor_;
 };
 
 } // namespace kelo

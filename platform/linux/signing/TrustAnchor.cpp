@@ -1,5 +1,6 @@
 #include "platform/linux/signing/TrustAnchor.h"
 
+#include <fcntl.h>
 #include <openssl/pem.h>
 
 #include <new>
@@ -8,6 +9,7 @@
 
 #include "platform/linux/signing/AcceptedDigest.h"
 #include "platform/linux/signing/SignatureRefused.h"
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 namespace {
@@ -54,15 +56,22 @@ void requireGoodChain(const STACK_OF(X509) * chain) {
 } // namespace
 
 TrustAnchor TrustAnchor::load(const std::filesystem::path& file) {
+    const FileDescriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!opened.isValid())
+        throw SignatureRefused("The trust anchor " + file.string() + " cannot be read.");
+    return read(opened.get(), file.string());
+}
+
+TrustAnchor TrustAnchor::read(int file, const std::string& name) {
     // Before anything else of the library: its configuration file, which the environment names, could load code.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
     const OpenSSLErrorScope errors;
-    const BIOHandle input(BIO_new_file(file.c_str(), "re")); // "e": not for programs started meanwhile
+    const BIOHandle input(BIO_new_fd(file, BIO_NOCLOSE));
     if (!input)
-        throw SignatureRefused("The trust anchor " + file.string() + " cannot be read.");
+        throw std::bad_alloc();
     X509Handle certificate(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
     if (!certificate)
-        throw SignatureRefused("The trust anchor " + file.string() + " holds no certificate.");
+        throw SignatureRefused("The trust anchor " + name + " holds no certificate.");
     return TrustAnchor(std::move(certificate));
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "platform/linux/signing/OpenSSLHandles.h"
 
@@ -10,8 +11,10 @@ namespace kelo {
 /// real one.
 class TrustAnchor {
 public:
-    /// Reads the first certificate of a PEM file. Throws `SignatureRefused`.
+    /// Reads the first certificate of a PEM file, whoever can write to it. Throws `SignatureRefused`.
     static TrustAnchor load(const std::filesystem::path& file);
+    /// As above, from an open file; `name` is for what is thrown.
+    static TrustAnchor read(int file, const std::string& name);
 
     /// Throws `SignatureRefused` unless `leaf` was issued by the anchor, directly or through authorities among
     /// `others`, each of which, as the anchor itself, says that it issues certificates, and either names no purposes or

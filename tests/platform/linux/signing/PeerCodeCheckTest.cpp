@@ -85,7 +85,7 @@ protected:
 
     const std::string socketPath = folder / "socket";
     const FileDescriptor listener{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
-    const PeerCodeCheck codeCheck{keys.anchorFile()};
+    const PeerCodeCheck codeCheck{installedAnchor()};
     std::string requirement = SigningIdentity::requirement(identity.identifier, identity.team);
     std::unique_ptr<PipedProcess> peer;
     std::string said;
@@ -228,10 +228,21 @@ TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {
     }
 }
 
-TEST_F(PeerCodeCheckTest, WithoutAnAnchorNobodyIsAdmitted) {
+TEST_F(PeerCodeCheckTest, WithoutAnAnchorThatIsTrustedNobodyIsAdmitted) {
     start(programSignedAs(identity), "connect");
+    std::filesystem::permissions(keys.anchorFile(), std::filesystem::perms(0666));
+    EXPECT_EQ(PeerCodeCheck(installedAnchor()).check(socket.get(), requirement),
+              "The trust anchor can be written to by others.");
     std::filesystem::remove(keys.anchorFile());
-    EXPECT_EQ(check(), "The trust anchor " + keys.anchorFile().string() + " cannot be read.");
+    EXPECT_EQ(PeerCodeCheck(installedAnchor()).check(socket.get(), requirement),
+              "The trust anchor cannot be opened (No such file or directory).");
+}
+
+TEST_F(PeerCodeCheckTest, AnAnchorThatIsPutThereLaterVouchesForNobody) {
+    const auto honest = programSignedAs(identity);
+    keys.makeAnchor();
+    EXPECT_THAT(checkOf(programSignedAs(identity)).value_or(""), StartsWith("The signer's certificate was not issued"));
+    EXPECT_EQ(checkOf(honest), std::nullopt);
 }
 
 TEST_F(PeerCodeCheckTest, NoDescriptorIsLeftOpenWhateverTheAnswer) {

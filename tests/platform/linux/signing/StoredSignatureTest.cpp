@@ -11,7 +11,7 @@ class StoredSignature : public SigningFixture {
 protected:
     static SignatureVerdict verdictOnStored(const std::string& name) {
         const Path fuzz = KELO_FUZZ_FOLDER;
-        return verdictOn(fuzz / "corpus" / "code_signature" / name, fuzz / "anchor.pem");
+        return verdictOn(fuzz / "corpus" / "code_signature" / name, TrustAnchor::load(fuzz / "anchor.pem"));
     }
 };
 

@@ -46,8 +46,11 @@ void wait() {
     }
 }
 
-int printTeam(const char* anchorFile) {
-    kelo::TrailerSigningInformation information(anchorFile);
+int printTeam(const char* anchorFolder) {
+    const kelo::FileDescriptor folder(::open(anchorFolder, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    kelo::TrailerSigningInformation information(
+        kelo::InstalledAnchor(folder.get(), "anchor.pem"),
+        [](const std::string& reason) { std::fprintf(stderr, "%s\n", reason.c_str()); });
     say(information.teamIdentifier().value_or("(none)").c_str());
     wait(); // so that the test can replace the file and ask again
     say(information.teamIdentifier().value_or("(none)").c_str());
