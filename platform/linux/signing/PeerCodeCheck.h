@@ -12,9 +12,9 @@ class PeerProcess;
 
 /// Decides whether the process at the other end of a Unix socket runs an executable that satisfies a requirement.
 ///
-/// It tells the right program from a wrong one. What it cannot do, where a Mac can, is keep out somebody who means harm.
-/// The socket is open to every user, and only when the helper is not root are others than its own cut off, since it may
-/// not look at their processes:
+/// It tells the right program from a wrong one. What it cannot do, where a Mac can, is keep out somebody who means
+/// harm. The socket is open to every user, and only when the helper is not root are others than its own cut off, since
+/// it may not look at their processes:
 /// - The executable is the one that runs at the moment of the check. A process can replace its image (exec) before it
 ///   and be judged by the new one, or after it and keep the connection under the old one's name.
 /// - A process that was admitted can hand its socket to another one, which then speaks in its name.
