@@ -6,6 +6,7 @@
 
 #include "fuzz/FuzzTarget.h"
 #include "platform/linux/signing/CodeSignature.h"
+#include "platform/linux/signing/TrustAnchor.h"
 #include "platform/posix/FileDescriptor.h"
 
 using kelo::CodeIdentity;
@@ -25,7 +26,8 @@ int fileOf(const std::uint8_t* data, std::size_t size) {
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto verdict = kelo::verifyCodeSignature(fileOf(data, size), KELO_FUZZ_ANCHOR);
+    static const auto anchor = kelo::TrustAnchor::load(KELO_FUZZ_ANCHOR);
+    const auto verdict = kelo::verifyCodeSignature(fileOf(data, size), anchor);
     mustHold(verdict.identity.has_value() == verdict.reason.empty(), "there is an identity or a reason");
     if (verdict.identity)
         mustHold(*verdict.identity == CodeIdentity{"app.kelo.Kelo", "ABCDE12345"} ||

@@ -7,6 +7,7 @@
 #include "platform/linux/signing/PeerCodeCheck.h"
 #include "platform/linux/socket/ServiceSocket.h"
 #include "platform/linux/socket/server/SocketListener.h"
+#include "platform/posix/Containment.h"
 #include "platform/posix/StandardStreams.h"
 
 namespace kelo {
@@ -23,7 +24,9 @@ std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std
 LinuxPlatform::LinuxPlatform()
     : exchange_(folder_.descriptor()), rights_(folder_), power_(folder_.descriptor(), loop_),
       clamshell_(folder_.descriptor()), files_(loop_), signals_(loop_),
-      signing_(folder_.pathOf(SimulatedMacFolder::anchorName)), platform_(assemble()) {}
+      anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
+      signing_(anchor_, [](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
+      platform_(assemble()) {}
 
 Platform LinuxPlatform::assemble() {
     return {
@@ -45,8 +48,9 @@ Platform LinuxPlatform::assemble() {
 }
 
 std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machServiceName) {
-    const auto checkPeer = [check = PeerCodeCheck(folder_.pathOf(SimulatedMacFolder::anchorName))](
-                               int socket, const std::string& requirement) { return check.check(socket, requirement); };
+    const auto checkPeer = [check = PeerCodeCheck(anchor_)](int socket, const std::string& requirement) {
+        return check.check(socket, requirement);
+    };
     // Only the system's log is told: standard error holds what the helper itself has to say.
     const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
     auto listener =

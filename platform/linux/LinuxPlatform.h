@@ -8,6 +8,7 @@
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
 #include "platform/linux/loop/SignalfdSignals.h"
+#include "platform/linux/signing/InstalledAnchor.h"
 #include "platform/linux/signing/TrailerSigningInformation.h"
 #include "platform/linux/socket/SimulatedMacFolder.h"
 #include "platform/posix/PosixClock.h"
@@ -38,6 +39,7 @@ private:
     SimulatedMacClamshell clamshell_;
     InotifyFileEvents files_;
     SignalfdSignals signals_;
+    const InstalledAnchor anchor_;
     TrailerSigningInformation signing_;
     StandardErrorOutput logOutput_;
     SocketListener* listener_ = nullptr; ///< Owned by whoever asked for it; lives as long as the process.

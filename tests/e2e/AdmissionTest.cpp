@@ -47,6 +47,17 @@ TEST_F(Admission, AClientOfAForeignAnchorIsCutOff) {
     expectCutOff("foreign-client");
 }
 
+TEST_F(Admission, AnAnchorThatIsPutThereWhileTheHelperRunsIsNotTrusted) {
+    startEverything();
+    simsign({"init", "foreign", "--team", team});
+    std::filesystem::copy(world.program("foreign/anchor.pem"), world.program("simulated-mac/anchor.pem"),
+                          std::filesystem::copy_options::overwrite_existing);
+    addClient("foreign-client");
+    sign("foreign-client", appIdentifier, team, "foreign");
+    expectCutOff("foreign-client");
+    EXPECT_EQ(connectRawClient()->ask(Request::helperVersion)[0], 6);
+}
+
 TEST_F(Admission, AClientOfAnotherIdentifierIsCutOff) {
     startEverything();
     for (const auto* identifier : {"app.kelo.helper", "app.kelo.kelo", "app.kelo.Kelo2", ""}) {

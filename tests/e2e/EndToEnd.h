@@ -97,6 +97,8 @@ protected:
         install(KELO_SIMSIGN, "simsign");
         install(KELO_RAWCLIENT, "rawclient");
         std::filesystem::create_directory(world.program("simulated-mac"));
+        // Whatever the umask: what others can write to is not trusted.
+        std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(0755));
         simsign({"init", "keys", "--team", team});
         std::filesystem::copy(world.program("keys/anchor.pem"), world.program("simulated-mac/anchor.pem"));
         sign(Installation::helperName, Installation::helperName);

@@ -57,6 +57,14 @@ TEST_F(StartUp, AHelperWhoseSignatureWasBrokenIsUnsigned) {
     EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
 }
 
+TEST_F(StartUp, AHelperWhoseAnchorOthersCanReplaceIsUnsigned) {
+    std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(0777));
+    world.startMac();
+    world.startHelper();
+    EXPECT_TRUE(world.waitForLog(unsignedError));
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
+}
+
 TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {
     world.startListeningHelper();
     EXPECT_THAT(world.helperLog(), ElementsAre(noFan, acceptingOnly, listening));

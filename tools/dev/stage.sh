@@ -11,6 +11,7 @@ stage_into() {
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" --target "${stage_programs[@]}" rehearse
   mkdir -p "$folder/simulated-mac"
+  chmod go-w "$folder/simulated-mac" # whatever the umask: the helper trusts no anchor that others can replace
   for program in "${stage_programs[@]}"; do
     # Under another name and renamed: a program that runs is not written to, and a helper sees itself replaced.
     cp "$(built "$preset" "$program")" "$folder/$program.new"

@@ -7,7 +7,6 @@
 #include "platform/linux/signing/SignatureRefused.h"
 #include "platform/linux/signing/SignatureTrailer.h"
 #include "platform/linux/signing/SignedMessage.h"
-#include "platform/linux/signing/TrustAnchor.h"
 
 namespace kelo {
 namespace {
@@ -23,8 +22,7 @@ void requireContent(int executable, std::uint64_t contentSize, const SignatureMa
         throw altered;
 }
 
-CodeIdentity requireCodeSignature(int executable, const std::filesystem::path& anchorFile) {
-    const auto anchor = TrustAnchor::load(anchorFile);
+CodeIdentity requireCodeSignature(int executable, const TrustAnchor& anchor) {
     const auto trailer = SignatureTrailer::read(executable);
     if (!trailer)
         throw SignatureRefused("The executable is not signed.");
@@ -35,9 +33,9 @@ CodeIdentity requireCodeSignature(int executable, const std::filesystem::path& a
 
 } // namespace
 
-SignatureVerdict verifyCodeSignature(int executable, const std::filesystem::path& anchorFile) {
+SignatureVerdict verifyCodeSignature(int executable, const TrustAnchor& anchor) {
     try {
-        return {requireCodeSignature(executable, anchorFile), {}};
+        return {requireCodeSignature(executable, anchor), {}};
     } catch (const SignatureRefused& refused) {
         return {std::nullopt, refused.what()};
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -8,18 +7,20 @@
 
 namespace kelo {
 
+class TrustAnchor;
+
 /// What came of looking at an executable's signature.
 struct SignatureVerdict {
     std::optional<CodeIdentity> identity; ///< None when the signature was refused.
     std::string reason;                   ///< Why it was refused, one English sentence; empty when it was not.
 };
 
-/// Verifies the signature that the open file `executable` carries against the certificate in `anchorFile` (PEM).
+/// Verifies the signature that the open file `executable` carries against `anchor`.
 ///
 /// An identity means: somebody whose certificate for code signing the anchor vouches for, under that team, has signed
 /// exactly this content under that identifier. The content is read once, in blocks, and only when everything else about
 /// the signature is right: only whoever holds a team's key can make a verifier read a large file. Does not move the
 /// file's offset. Any thread.
-SignatureVerdict verifyCodeSignature(int executable, const std::filesystem::path& anchorFile);
+SignatureVerdict verifyCodeSignature(int executable, const TrustAnchor& anchor);
 
 } // namespace kelo

@@ -3,6 +3,8 @@
 #include <array>
 #include <stdexcept>
 
+#include "platform/posix/Hex.h"
+
 namespace kelo {
 namespace {
 
@@ -26,13 +28,7 @@ std::string ContentDigest::hex() {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     unsigned int size = 0;
     require(EVP_DigestFinal_ex(context_.get(), digest.data(), &size) == 1);
-    constexpr const char* digits = "0123456789abcdef";
-    std::string text;
-    for (unsigned int i = 0; i < size; ++i) {
-        text += digits[digest[i] >> 4];
-        text += digits[digest[i] & 0xF];
-    }
-    return text;
+    return hexOf(std::span(digest).first(size));
 }
 
 } // namespace kelo

@@ -21,7 +21,7 @@ std::optional<std::string> PeerCodeCheck::check(const PeerProcess& peer, const s
         return "The requirement does not parse, so that nobody satisfies it.";
     try {
         const auto executable = peer.openExecutable();
-        auto verdict = verifyCodeSignature(executable.get(), anchorFile_);
+        auto verdict = verifyCodeSignature(executable.get(), anchor_.get());
         if (!verdict.identity)
             return std::move(verdict.reason);
         if (!required->isSatisfiedBy(*verdict.identity))

@@ -3,11 +3,13 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -45,6 +47,16 @@ bool polls(int descriptor, short events) {
     return count != 0;                   // a failure counts as an event: it does not mean that all is well
 }
 
+/// Whether the process of this number is in our user namespace. None when that cannot be told.
+std::optional<bool> isInOurUserNamespace(pid_t process) {
+    struct stat ours {};
+    struct stat theirs {};
+    const auto path = "/proc/" + std::to_string(process) + "/ns/user";
+    if (::stat("/proc/self/ns/user", &ours) != 0 || ::stat(path.c_str(), &theirs) != 0)
+        return std::nullopt;
+    return ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino;
+}
+
 } // namespace
 
 PeerProcess PeerProcess::ofSocket(int socket) {
@@ -71,14 +83,22 @@ PeerProcess PeerProcess::ofSocketByNumber(int socket) {
 }
 
 FileDescriptor PeerProcess::openExecutable() const {
-    const auto path = "/proc/" + std::to_string(number()) + "/exe";
+    const auto process = number();
+    const auto path = "/proc/" + std::to_string(process) + "/exe";
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const auto error = errno;
+    // After the executable was opened: nobody comes back from a namespace of their own, so whoever is in ours now was
+    // in it then.
+    const auto isOurs = isInOurUserNamespace(process);
     // As long as the process has not exited, its number is its own: only now is it sure whose executable was opened.
     if (hasExited())
         throw SignatureRefused(hasEnded);
     if (!executable.isValid())
         throw SignatureRefused("The peer's executable cannot be opened (" + reasonOf(error) + ").");
+    if (!isOurs)
+        throw SignatureRefused("The peer's user namespace cannot be told.");
+    if (!*isOurs)
+        throw SignatureRefused("The peer runs in another user namespace, where it may forge its executable.");
     return executable;
 }
 

@@ -21,7 +21,9 @@ public:
     /// ended, which an older kernel does not tell.
     static PeerProcess ofSocketByNumber(int socket);
 
-    /// Opens the executable that the process runs now, for reading.
+    /// Opens the executable that the process runs now, for reading. Throws, too, when the process is not in our user
+    /// namespace, or that cannot be told: in one of its own, where it is the superuser, a process can have the kernel
+    /// name any other file as its executable.
     FileDescriptor openExecutable() const;
 
 private:

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/signing/AcceptedDigest.h"
 #include "platform/linux/signing/OpenSSLHandles.h"
 #include "platform/linux/signing/SignatureRefused.h"
 #include "platform/linux/signing/TrustAnchor.h"
@@ -20,13 +21,26 @@ CMSHandle parseMessage(std::span<const std::uint8_t> message) {
     return cms;
 }
 
-/// The signer's certificate among `certificates`, fixed as the one that the message is verified with: two certificates
-/// can claim the same issuer and serial number, and the one that is trusted must be the one that is used.
-X509* chooseSigner(CMS_ContentInfo* cms, const STACK_OF(X509) * certificates) {
+CMS_SignerInfo* onlySigner(CMS_ContentInfo* cms) {
     auto* signers = CMS_get0_SignerInfos(cms);
     if (sk_CMS_SignerInfo_num(signers) != 1)
         throw SignatureRefused("The signature does not have exactly one signer.");
-    auto* signer = sk_CMS_SignerInfo_value(signers, 0);
+    return sk_CMS_SignerInfo_value(signers, 0);
+}
+
+/// The digest that OpenSSL verifies with, whatever else the message says of digests.
+void requireAcceptedDigest(CMS_SignerInfo* signer) {
+    X509_ALGOR* algorithm = nullptr;
+    CMS_SignerInfo_get0_algs(signer, nullptr, nullptr, &algorithm, nullptr);
+    const ASN1_OBJECT* digest = nullptr;
+    X509_ALGOR_get0(&digest, nullptr, nullptr, algorithm);
+    if (!isAcceptedDigest(OBJ_obj2nid(digest)))
+        throw SignatureRefused("The signature's digest is none of SHA-256, SHA-384 and SHA-512.");
+}
+
+/// The signer's certificate among `certificates`, fixed as the one that the message is verified with: two certificates
+/// can claim the same issuer and serial number, and the one that is trusted must be the one that is used.
+X509* chooseCertificate(CMS_SignerInfo* signer, const STACK_OF(X509) * certificates) {
     for (int i = 0; i < sk_X509_num(certificates); ++i) {
         auto* certificate = sk_X509_value(certificates, i);
         if (CMS_SignerInfo_cert_cmp(signer, certificate) == 0) {
@@ -44,6 +58,14 @@ void requireMadeForCodeSigning(X509* certificate) {
     if (!hasExtendedUsage || (X509_get_extended_key_usage(certificate) & XKU_CODE_SIGN) == 0 ||
         (X509_get_key_usage(certificate) & KU_DIGITAL_SIGNATURE) == 0)
         throw SignatureRefused("The signer's certificate was not made for code signing.");
+}
+
+/// What may issue certificates must not sign code as well: with one stolen key somebody could do both.
+void requireNoAuthority(X509* certificate) {
+    const auto says = X509_get_extension_flags(certificate);
+    const bool mayIssue = (says & EXFLAG_KUSAGE) != 0 && (X509_get_key_usage(certificate) & KU_KEY_CERT_SIGN) != 0;
+    if ((says & EXFLAG_CA) != 0 || mayIssue)
+        throw SignatureRefused("The signer's certificate is that of an authority.");
 }
 
 std::string textOf(const ASN1_STRING* value) {
@@ -82,9 +104,12 @@ SignatureManifest openSignedMessage(std::span<const std::uint8_t> message, const
     const OpenSSLErrorScope errors;
     const auto cms = parseMessage(message);
     const X509StackHandle certificates(CMS_get1_certs(cms.get()));
-    auto* leaf = chooseSigner(cms.get(), certificates.get());
+    auto* signer = onlySigner(cms.get());
+    requireAcceptedDigest(signer);
+    auto* leaf = chooseCertificate(signer, certificates.get());
     anchor.requireIssued(leaf, certificates.get());
     requireMadeForCodeSigning(leaf);
+    requireNoAuthority(leaf);
     const auto team = teamOf(leaf);
     auto manifest = SignatureManifest::parse(verifiedContent(cms.get()));
     if (!manifest)

@@ -1,8 +1,11 @@
 #pragma once
 
-#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
 #include <utility>
 
+#include "platform/linux/signing/InstalledAnchor.h"
 #include "protocol/SigningInformation.h"
 
 namespace kelo {
@@ -13,14 +16,18 @@ namespace kelo {
 /// team. And the team is that of the file that runs, also when another one stands at its path by now.
 class TrailerSigningInformation : public SigningInformation {
 public:
-    /// `anchorFile`: the trust anchor, PEM.
-    explicit TrailerSigningInformation(std::filesystem::path anchorFile) : anchorFile_(std::move(anchorFile)) {}
+    /// `onRefused` is told, in one English sentence, why a call to `teamIdentifier` has no team to tell.
+    TrailerSigningInformation(InstalledAnchor anchor, std::function<void(const std::string&)> onRefused)
+        : anchor_(std::move(anchor)), onRefused_(std::move(onRefused)) {}
 
     /// Reads the whole executable. An empty team counts as none.
     std::optional<std::string> teamIdentifier() override;
 
 private:
-    const std::filesystem::path anchorFile_;
+    std::string requireTeam() const;
+
+    const InstalledAnchor anchor_;
+    const std::function<void(const std::string&)> onRefused_;
 };
 
 } // namespace kelo

@@ -1,19 +1,22 @@
 #include "platform/linux/signing/TrustAnchor.h"
 
+#include <fcntl.h>
 #include <openssl/pem.h>
 
 #include <new>
 #include <string>
 #include <utility>
 
+#include "platform/linux/signing/AcceptedDigest.h"
 #include "platform/linux/signing/SignatureRefused.h"
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 namespace {
 
 /// The anchor and three authorities between it and the leaf: more than anybody uses, and an end to the search.
 constexpr int maxDepth = 4;
-/// OpenSSL's name for keys and digests worth 112 bits or more: no SHA-1, no short RSA keys.
+/// OpenSSL's name for keys worth 112 bits or more: no short RSA keys.
 constexpr int securityLevel = 2;
 
 void configure(X509_VERIFY_PARAM* parameters) {
@@ -22,18 +25,53 @@ void configure(X509_VERIFY_PARAM* parameters) {
     X509_VERIFY_PARAM_set_auth_level(parameters, securityLevel);
 }
 
+void requireAcceptedDigest(X509* certificate) {
+    int digest = NID_undef;
+    X509_get_signature_info(certificate, &digest, nullptr, nullptr, nullptr);
+    if (!isAcceptedDigest(digest))
+        throw SignatureRefused("The signer's certificate, or one above it, was issued with a digest that is none of "
+                               "SHA-256, SHA-384 and SHA-512.");
+}
+
+/// An authority says that it is one, twice over; and one that is restricted to certain purposes vouches for no other.
+void requireMadeToVouchForCodeSigning(X509* authority) {
+    const auto says = X509_get_extension_flags(authority);
+    const bool isAuthority = (says & EXFLAG_CA) != 0 && (says & EXFLAG_KUSAGE) != 0 &&
+                             (X509_get_key_usage(authority) & KU_KEY_CERT_SIGN) != 0;
+    const bool isForCode =
+        (says & EXFLAG_XKUSAGE) == 0 || (X509_get_extended_key_usage(authority) & XKU_CODE_SIGN) != 0;
+    if (!isAuthority || !isForCode)
+        throw SignatureRefused("An authority above the signer's certificate was not made to vouch for code signing.");
+}
+
+/// `chain` goes from the leaf to the anchor. The anchor's own signature says nothing: it is trusted for being there.
+void requireGoodChain(const STACK_OF(X509) * chain) {
+    const int anchorAt = sk_X509_num(chain) - 1;
+    for (int i = 0; i < anchorAt; ++i)
+        requireAcceptedDigest(sk_X509_value(chain, i));
+    for (int i = 1; i <= anchorAt; ++i)
+        requireMadeToVouchForCodeSigning(sk_X509_value(chain, i));
+}
+
 } // namespace
 
 TrustAnchor TrustAnchor::load(const std::filesystem::path& file) {
+    const FileDescriptor opened(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!opened.isValid())
+        throw SignatureRefused("The trust anchor " + file.string() + " cannot be read.");
+    return read(opened.get(), file.string());
+}
+
+TrustAnchor TrustAnchor::read(int file, const std::string& name) {
     // Before anything else of the library: its configuration file, which the environment names, could load code.
     OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
     const OpenSSLErrorScope errors;
-    const BIOHandle input(BIO_new_file(file.c_str(), "re")); // "e": not for programs started meanwhile
+    const BIOHandle input(BIO_new_fd(file, BIO_NOCLOSE));
     if (!input)
-        throw SignatureRefused("The trust anchor " + file.string() + " cannot be read.");
+        throw std::bad_alloc();
     X509Handle certificate(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
     if (!certificate)
-        throw SignatureRefused("The trust anchor " + file.string() + " holds no certificate.");
+        throw SignatureRefused("The trust anchor " + name + " holds no certificate.");
     return TrustAnchor(std::move(certificate));
 }
 
@@ -48,6 +86,7 @@ void TrustAnchor::requireIssued(X509* leaf, STACK_OF(X509) * others) const {
     if (X509_verify_cert(context.get()) != 1)
         throw SignatureRefused(std::string("The signer's certificate was not issued by the trust anchor (") +
                                X509_verify_cert_error_string(X509_STORE_CTX_get_error(context.get())) + ").");
+    requireGoodChain(X509_STORE_CTX_get0_chain(context.get()));
 }
 
 } // namespace kelo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "platform/linux/signing/OpenSSLHandles.h"
 
@@ -10,11 +11,14 @@ namespace kelo {
 /// real one.
 class TrustAnchor {
 public:
-    /// Reads the first certificate of a PEM file. Throws `SignatureRefused`.
+    /// Reads the first certificate of a PEM file, whoever can write to it. Throws `SignatureRefused`.
     static TrustAnchor load(const std::filesystem::path& file);
+    /// As above, from an open file; `name` is for what is thrown.
+    static TrustAnchor read(int file, const std::string& name);
 
     /// Throws `SignatureRefused` unless `leaf` was issued by the anchor, directly or through authorities among
-    /// `others`.
+    /// `others`, each of which, as the anchor itself, says that it issues certificates, and either names no purposes or
+    /// code signing among them.
     ///
     /// Dates are not looked at: on a Mac, too, what was signed stays acceptable when the certificate has expired, and a
     /// helper must not stop to serve its app on a day of the calendar. Nobody is told of revoked certificates.

@@ -28,10 +28,6 @@ SimulatedMacFolder SimulatedMacFolder::makeIfMissing() {
     return SimulatedMacFolder(path);
 }
 
-std::string SimulatedMacFolder::pathOf(const std::string& file) const {
-    return "/proc/self/fd/" + std::to_string(descriptor_.get()) + "/" + file;
-}
-
 bool SimulatedMacFolder::isOwnedByUs() const {
     struct stat folder {};
     return geteuid() == 0 || (fstat(descriptor_.get(), &folder) == 0 && folder.st_uid == geteuid());

@@ -24,8 +24,6 @@ public:
 
     bool isPresent() const { return descriptor_.isValid(); }
     int descriptor() const { return descriptor_.get(); }
-    /// Leads to a file in the folder wherever the folder is now.
-    std::string pathOf(const std::string& file) const;
     /// Whether the process has the rights of the simulated Mac's superuser: it is the system's, or owns the folder.
     bool isOwnedByUs() const;
 

@@ -13,6 +13,7 @@
 #include "client/UsageError.h"
 #include "platform/linux/signing/CodeRequirement.h"
 #include "platform/linux/signing/CodeSignature.h"
+#include "platform/linux/signing/TrustAnchor.h"
 #include "platform/posix/FileDescriptor.h"
 #include "simulator/tools/simsign/CodeSigner.h"
 #include "simulator/tools/simsign/KeyFolder.h"
@@ -63,7 +64,7 @@ void sign(const Arguments& arguments) {
 void verify(const Arguments& arguments) {
     const FileDescriptor executable(::open(arguments.executable.c_str(), O_RDONLY | O_CLOEXEC));
     require(executable.isValid(), "The file " + arguments.executable + " cannot be read.");
-    const auto verdict = verifyCodeSignature(executable.get(), arguments.anchorFile);
+    const auto verdict = verifyCodeSignature(executable.get(), TrustAnchor::load(arguments.anchorFile));
     require(verdict.identity.has_value(), verdict.reason);
     if (arguments.requirement) {
         const auto requirement = CodeRequirement::parse(*arguments.requirement);

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/linux/signing/SignatureRefused.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
 
 namespace kelo {
@@ -165,37 +166,38 @@ TEST_F(CodeSignature, WhatIsNoRegularFileIsRefused) {
     const std::string reason = "The executable is not a regular file.";
     EXPECT_EQ(refusalOf(folder.path()), reason);
     EXPECT_EQ(refusalOf("/dev/null"), reason);
-    EXPECT_EQ(verifyCodeSignature(-1, keys.anchorFile()).reason, reason);
+    EXPECT_EQ(verifyCodeSignature(-1, anchor()).reason, reason);
     int ends[2];
     ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
     const FileDescriptor reading(ends[0]);
     const FileDescriptor writing(ends[1]);
-    EXPECT_EQ(verifyCodeSignature(reading.get(), keys.anchorFile()).reason, reason);
+    EXPECT_EQ(verifyCodeSignature(reading.get(), anchor()).reason, reason);
 }
 
 TEST_F(CodeSignature, AFileThatCannotBeReadIsRefused) {
     const auto file = signedFileWith("content");
     const FileDescriptor writeOnly(::open(file.c_str(), O_WRONLY | O_CLOEXEC));
-    EXPECT_EQ(verifyCodeSignature(writeOnly.get(), keys.anchorFile()).reason, "The executable cannot be read.");
+    EXPECT_EQ(verifyCodeSignature(writeOnly.get(), anchor()).reason, "The executable cannot be read.");
 }
 
 TEST_F(CodeSignature, TheOffsetOfTheDescriptorNeitherMattersNorMoves) {
     const auto file = signedFileWith("content");
     const FileDescriptor executable(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(::lseek(executable.get(), 5, SEEK_SET), 5);
-    EXPECT_EQ(verifyCodeSignature(executable.get(), keys.anchorFile()).identity, identity);
+    EXPECT_EQ(verifyCodeSignature(executable.get(), anchor()).identity, identity);
     EXPECT_EQ(::lseek(executable.get(), 0, SEEK_CUR), 5);
 }
 
 TEST_F(CodeSignature, SeveralThreadsVerifyTheSameFileAtOnce) {
     const auto file = signedFileWith(std::string(100'000, 'x'));
     const FileDescriptor executable(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto shared = anchor();
     std::atomic<int> verified = 0;
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&] {
             for (int j = 0; j < 25; ++j)
-                if (verifyCodeSignature(executable.get(), keys.anchorFile()).identity == identity)
+                if (verifyCodeSignature(executable.get(), shared).identity == identity)
                     ++verified;
         });
     for (auto& thread : threads)
@@ -203,14 +205,23 @@ TEST_F(CodeSignature, SeveralThreadsVerifyTheSameFileAtOnce) {
     EXPECT_EQ(verified, 100);
 }
 
-TEST_F(CodeSignature, WithoutAnAnchorNothingVerifies) {
-    const auto file = signedFileWith("content");
+TEST_F(CodeSignature, WithoutACertificateThereIsNoAnchor) {
+    const auto refusalOfAnchor = [](const Path& file) -> std::string {
+        try {
+            TrustAnchor::load(file);
+            return {};
+        } catch (const SignatureRefused& refused) {
+            return refused.what();
+        }
+    };
     const auto missing = folder / "missing.pem";
-    EXPECT_EQ(verdictOn(file, missing).reason, "The trust anchor " + missing.string() + " cannot be read.");
-    const auto empty = fileWith("");
-    EXPECT_EQ(verdictOn(file, empty).reason, "The trust anchor " + empty.string() + " holds no certificate.");
-    EXPECT_EQ(verdictOn(file, file).reason, "The trust anchor " + file.string() + " holds no certificate.");
-    EXPECT_EQ(verdictOn(file, folder.path()).reason.empty(), false);
+    EXPECT_EQ(refusalOfAnchor(missing), "The trust anchor " + missing.string() + " cannot be read.");
+    const auto noCertificate = [](const Path& file) {
+        return "The trust anchor " + file.string() + " holds no certificate.";
+    };
+    for (const auto& file : {fileWith(""), signedFileWith("content"), folder.path()})
+        EXPECT_EQ(refusalOfAnchor(file), noCertificate(file));
+    EXPECT_EQ(refusalOfAnchor(keys.anchorFile()), "");
 }
 
 TEST_F(CodeSignature, OddNamesAreToldAsTheyAre) {

@@ -24,6 +24,8 @@ using ::testing::StartsWith;
 
 const std::string endedReason = "The peer has ended.";
 const std::string hungUpReason = "The peer has hung up.";
+const std::string foreignNamespaceReason =
+    "The peer runs in another user namespace, where it may forge its executable.";
 
 std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
@@ -60,7 +62,7 @@ protected:
         peer = std::make_unique<PipedProcess>(std::move(arguments));
         socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         ASSERT_TRUE(socket.isValid());
-        peer->readLine(); // it says a line when it has got where the test wants it
+        said = peer->readLine(); // when it has got where the test wants it
     }
 
     std::optional<std::string> check() const { return codeCheck.check(socket.get(), requirement); }
@@ -83,9 +85,10 @@ protected:
 
     const std::string socketPath = folder / "socket";
     const FileDescriptor listener{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
-    const PeerCodeCheck codeCheck{keys.anchorFile()};
+    const PeerCodeCheck codeCheck{installedAnchor()};
     std::string requirement = SigningIdentity::requirement(identity.identifier, identity.team);
     std::unique_ptr<PipedProcess> peer;
+    std::string said;
     FileDescriptor socket;
 
 private:
@@ -196,6 +199,24 @@ TEST_F(PeerCodeCheckTest, TheFileThatRunsIsJudgedWhateverStandsAtItsPathByNow) {
     EXPECT_EQ(check(), unsignedReason);
 }
 
+TEST_F(PeerCodeCheckTest, APeerInAUserNamespaceOfItsOwnIsCutOffWhoeverSignedIt) {
+    start(programSignedAs(identity), "enter-namespace");
+    if (said != "entered")
+        GTEST_SKIP() << "no user namespace can be made here: " << said;
+    EXPECT_EQ(check(), foreignNamespaceReason);
+    EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
+}
+
+TEST_F(PeerCodeCheckTest, APeerThatForgesWhichExecutableItRunsIsCutOff) {
+    const auto honest = programSignedAs(identity);
+    start(unsignedProgram(), "forge", {honest});
+    if (said != "forged")
+        GTEST_SKIP() << "the kernel lets nobody forge it: " << said;
+    ASSERT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(peer->pid()) + "/exe"), honest);
+    EXPECT_EQ(check(), foreignNamespaceReason);
+    EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
+}
+
 TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {
     const FileDescriptor unconnected(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     const FileDescriptor network(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -207,10 +228,21 @@ TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {
     }
 }
 
-TEST_F(PeerCodeCheckTest, WithoutAnAnchorNobodyIsAdmitted) {
+TEST_F(PeerCodeCheckTest, WithoutAnAnchorThatIsTrustedNobodyIsAdmitted) {
     start(programSignedAs(identity), "connect");
+    std::filesystem::permissions(keys.anchorFile(), std::filesystem::perms(0666));
+    EXPECT_EQ(PeerCodeCheck(installedAnchor()).check(socket.get(), requirement),
+              "The trust anchor can be written to by others.");
     std::filesystem::remove(keys.anchorFile());
-    EXPECT_EQ(check(), "The trust anchor " + keys.anchorFile().string() + " cannot be read.");
+    EXPECT_EQ(PeerCodeCheck(installedAnchor()).check(socket.get(), requirement),
+              "The trust anchor cannot be opened (No such file or directory).");
+}
+
+TEST_F(PeerCodeCheckTest, AnAnchorThatIsPutThereLaterVouchesForNobody) {
+    const auto honest = programSignedAs(identity);
+    keys.makeAnchor();
+    EXPECT_THAT(checkOf(programSignedAs(identity)).value_or(""), StartsWith("The signer's certificate was not issued"));
+    EXPECT_EQ(checkOf(honest), std::nullopt);
 }
 
 TEST_F(PeerCodeCheckTest, NoDescriptorIsLeftOpenWhateverTheAnswer) {

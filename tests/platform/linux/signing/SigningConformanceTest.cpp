@@ -11,7 +11,11 @@ namespace {
 /// What a program that is signed so finds out about itself.
 class SignedProgramHarness : private SigningInformation {
 public:
-    SignedProgramHarness() { keys_.makeAnchor(); }
+    SignedProgramHarness() {
+        keys_.makeAnchor();
+        // Whatever the umask: what others can write to is not trusted.
+        std::filesystem::permissions(keys_.anchorFile().parent_path(), std::filesystem::perms(0755));
+    }
 
     SigningInformation& signingInformation() { return *this; }
 
@@ -23,7 +27,7 @@ public:
 
 private:
     std::optional<std::string> teamIdentifier() override {
-        auto told = PipedProcess({program_, "team", keys_.anchorFile()}).readLine();
+        auto told = PipedProcess({program_, "team", keys_.anchorFile().parent_path()}).readLine();
         return told == "(none)" ? std::nullopt : std::optional(std::move(told));
     }
 

@@ -9,6 +9,8 @@
 
 #include "platform/linux/signing/CodeIdentity.h"
 #include "platform/linux/signing/CodeSignature.h"
+#include "platform/linux/signing/InstalledAnchor.h"
+#include "platform/linux/signing/TrustAnchor.h"
 #include "platform/posix/FileDescriptor.h"
 #include "simulator/tools/simsign/CodeSigner.h"
 #include "simulator/tools/simsign/KeyFolder.h"
@@ -21,7 +23,11 @@ class SigningFixture : public ::testing::Test {
 protected:
     using Path = std::filesystem::path;
 
-    SigningFixture() { keys.makeAnchor(); }
+    SigningFixture() {
+        keys.makeAnchor();
+        // Whatever the umask: what others can write to is not trusted.
+        std::filesystem::permissions(folder / "keys", std::filesystem::perms(0755));
+    }
 
     /// A leaf that is as it should be.
     KeyedCertificate leafFor(const std::string& team) { return issueCertificate(requestFor({team}), keys.anchor()); }
@@ -55,11 +61,22 @@ protected:
         return file;
     }
 
-    SignatureVerdict verdictOn(const Path& file) const { return verdictOn(file, keys.anchorFile()); }
+    TrustAnchor anchor() const { return TrustAnchor::load(keys.anchorFile()); }
 
-    static SignatureVerdict verdictOn(const Path& file, const Path& anchorFile) {
+    FileDescriptor openAnchorFolder() const {
+        return FileDescriptor(::open(keys.anchorFile().parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
+
+    /// The anchor as the helper takes it, as it is now.
+    InstalledAnchor installedAnchor() const {
+        return InstalledAnchor(openAnchorFolder().get(), keys.anchorFile().filename());
+    }
+
+    SignatureVerdict verdictOn(const Path& file) const { return verdictOn(file, anchor()); }
+
+    static SignatureVerdict verdictOn(const Path& file, const TrustAnchor& anchor) {
         const FileDescriptor executable(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
-        return verifyCodeSignature(executable.get(), anchorFile);
+        return verifyCodeSignature(executable.get(), anchor);
     }
 
     /// Why the file is refused; empty when it is not.

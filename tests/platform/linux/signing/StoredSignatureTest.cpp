@@ -11,7 +11,7 @@ class StoredSignature : public SigningFixture {
 protected:
     static SignatureVerdict verdictOnStored(const std::string& name) {
         const Path fuzz = KELO_FUZZ_FOLDER;
-        return verdictOn(fuzz / "corpus" / "code_signature" / name, fuzz / "anchor.pem");
+        return verdictOn(fuzz / "corpus" / "code_signature" / name, TrustAnchor::load(fuzz / "anchor.pem"));
     }
 };
 
@@ -29,6 +29,7 @@ TEST_F(StoredSignature, OthersAreRefusedForWhatIsWrongWithThem) {
     EXPECT_EQ(reasonFor("huge-message"),
               "The signature trailer is damaged: its message cannot be 4294967295 bytes long.");
     EXPECT_EQ(reasonFor("junk-message"), "The signature trailer is damaged: it holds no signed message.");
+    EXPECT_EQ(reasonFor("weak-digest"), "The signature's digest is none of SHA-256, SHA-384 and SHA-512.");
     EXPECT_THAT(reasonFor("foreign"), StartsWith("The signer's certificate was not issued by the trust anchor ("));
     EXPECT_EQ(reasonFor("not-for-code"), "The signer's certificate was not made for code signing.");
     EXPECT_EQ(reasonFor("two-teams"), "The signer's certificate names 2 teams, not one.");

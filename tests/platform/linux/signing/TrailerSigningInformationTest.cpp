@@ -21,7 +21,17 @@ protected:
         return path;
     }
 
-    std::string teamToldBy(const Path& path) { return PipedProcess({path, "team", keys.anchorFile()}).readLine(); }
+    std::string teamToldBy(const Path& path) { return PipedProcess({path, "team", anchorFolder}).readLine(); }
+
+    /// Why the program has no team; none when it has one.
+    std::string reasonToldBy(const Path& path) {
+        PipedProcess running({path, "team", anchorFolder});
+        running.closeInput();
+        auto reasons = running.readError();
+        return reasons.substr(0, reasons.find('\n'));
+    }
+
+    const std::string anchorFolder = keys.anchorFile().parent_path();
 };
 
 TEST_F(SignatureInformationTest, ASignedProgramKnowsItsTeam) {
@@ -47,7 +57,7 @@ TEST_F(SignatureInformationTest, AProgramWhoseSignatureDoesNotVerifyHasNoTeam) {
 
 TEST_F(SignatureInformationTest, TheTeamIsThatOfTheRunningFileAlsoWhenAnotherStandsInItsPlace) {
     const auto path = programSignedAs(identity);
-    PipedProcess running({path, "team", keys.anchorFile()});
+    PipedProcess running({path, "team", anchorFolder});
     EXPECT_EQ(running.readLine(), identity.team);
     std::filesystem::remove(path);
     programSignedAs({identity.identifier, "OTHERTEAM1"});
@@ -55,12 +65,25 @@ TEST_F(SignatureInformationTest, TheTeamIsThatOfTheRunningFileAlsoWhenAnotherSta
     EXPECT_EQ(running.readLine(), identity.team);
 }
 
-TEST_F(SignatureInformationTest, TheTeamIsAskedAfreshEveryTime) {
-    PipedProcess running({programSignedAs(identity), "team", keys.anchorFile()});
+TEST_F(SignatureInformationTest, AnAnchorThatIsPutThereLaterDoesNotCount) {
+    PipedProcess running({programSignedAs(identity), "team", anchorFolder});
     EXPECT_EQ(running.readLine(), identity.team);
     keys.makeAnchor();
     running.closeInput();
-    EXPECT_EQ(running.readLine(), "(none)");
+    EXPECT_EQ(running.readLine(), identity.team);
+}
+
+TEST_F(SignatureInformationTest, AProgramWhoseAnchorOthersCanReplaceHasNoTeam) {
+    const auto path = programSignedAs(identity);
+    std::filesystem::permissions(anchorFolder, std::filesystem::perms(0777));
+    EXPECT_EQ(teamToldBy(path), "(none)");
+    EXPECT_EQ(reasonToldBy(path), "The trust anchor's folder can be written to by others.");
+}
+
+TEST_F(SignatureInformationTest, WhyThereIsNoTeamIsTold) {
+    EXPECT_EQ(reasonToldBy(programSignedAs(identity)), "");
+    EXPECT_EQ(reasonToldBy(programSignedAs({identity.identifier, ""})), "The executable is signed by no team.");
+    EXPECT_EQ(reasonToldBy(program()), unsignedReason);
 }
 
 } // namespace

@@ -1,15 +1,23 @@
 // What the tests of signatures run as somebody else: a program that can be signed, connects, and says who it is.
 
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include "platform/linux/signing/TrailerSigningInformation.h"
+#include "platform/posix/FileDescriptor.h"
 
 namespace {
 
@@ -38,12 +46,77 @@ void wait() {
     }
 }
 
-int printTeam(const char* anchorFile) {
-    kelo::TrailerSigningInformation information(anchorFile);
+int printTeam(const char* anchorFolder) {
+    const kelo::FileDescriptor folder(::open(anchorFolder, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    kelo::TrailerSigningInformation information(
+        kelo::InstalledAnchor(folder.get(), "anchor.pem"),
+        [](const std::string& reason) { std::fprintf(stderr, "%s\n", reason.c_str()); });
     say(information.teamIdentifier().value_or("(none)").c_str());
     wait(); // so that the test can replace the file and ask again
     say(information.teamIdentifier().value_or("(none)").c_str());
     return 0;
+}
+
+/// What is done, or why the kernel does not let us.
+void sayWhether(bool isDone, const char* done) { say(isDone ? done : std::strerror(errno)); }
+
+/// A part of memory that is mapped from a file.
+struct Mapping {
+    std::uintptr_t start = 0;
+    std::size_t size = 0;
+    int protection = PROT_NONE;
+};
+
+std::vector<Mapping> mappingsOfOwnExecutable() {
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe").string();
+    std::vector<Mapping> mappings;
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        unsigned long start = 0;
+        unsigned long end = 0;
+        char rights[5] = "";
+        if (!line.ends_with(executable) || std::sscanf(line.c_str(), "%lx-%lx %4s", &start, &end, rights) != 3)
+            continue;
+        const int protection = (rights[0] == 'r' ? PROT_READ : 0) | (rights[1] == 'w' ? PROT_WRITE : 0) |
+                               (rights[2] == 'x' ? PROT_EXEC : 0);
+        mappings.push_back({start, end - start, protection});
+    }
+    return mappings;
+}
+
+/// Puts a copy in the place of all that is mapped from the executable: the kernel lets nobody name another file as the
+/// executable while the old one is in use. The copies are moved there whole, so that this very function runs on.
+bool leaveExecutable() {
+    const kelo::FileDescriptor memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
+    for (const auto& [start, size, protection] : mappingsOfOwnExecutable()) {
+        void* copy = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (copy == MAP_FAILED ||
+            ::pread(memory.get(), copy, size, static_cast<off_t>(start)) != static_cast<ssize_t>(size) ||
+            ::mprotect(copy, size, protection) != 0 ||
+            ::mremap(copy, size, size, MREMAP_MAYMOVE | MREMAP_FIXED, start) == MAP_FAILED)
+            return false;
+    }
+    return true;
+}
+
+/// Makes /proc/self/exe lead to `file`.
+bool nameAsExecutable(int file) {
+    const auto anywhere = reinterpret_cast<std::uintptr_t>(::sbrk(0)); // the end of the heap has to be right
+    prctl_mm_map map{};
+    for (auto* address : {&map.start_code, &map.end_code, &map.start_data, &map.end_data, &map.start_brk, &map.brk,
+                          &map.start_stack, &map.arg_start, &map.arg_end, &map.env_start, &map.env_end})
+        *address = anywhere;
+    ++map.end_code; // the code must not be empty
+    map.exe_fd = static_cast<std::uint32_t>(file);
+    return ::prctl(PR_SET_MM, PR_SET_MM_MAP, &map, sizeof map, 0) == 0;
+}
+
+bool enterOwnUserNamespace() { return ::unshare(CLONE_NEWUSER) == 0; }
+
+/// Goes on under the name of another executable: what anybody can do who is the superuser of a namespace of their own.
+bool forgeExecutable(const char* path) {
+    const kelo::FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
+    return leaveExecutable() && enterOwnUserNamespace() && nameAsExecutable(file.get());
 }
 
 } // namespace
@@ -70,6 +143,18 @@ int main(int argc, char** argv) {
     if (command == "hang-up" && argc == 3) {
         ::close(connectTo(argv[2]));
         say("hung up");
+        wait();
+        return 0;
+    }
+    if (command == "enter-namespace" && argc == 3) {
+        connectTo(argv[2]);
+        sayWhether(enterOwnUserNamespace(), "entered");
+        wait();
+        return 0;
+    }
+    if (command == "forge" && argc == 4) {
+        connectTo(argv[2]);
+        sayWhether(forgeExecutable(argv[3]), "forged");
         wait();
         return 0;
     }

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <openssl/objects.h>
+
+namespace kelo {
+
+/// Whether a signature over a digest of this kind (OpenSSL's NID) counts. Others are broken, or nobody here needs them.
+constexpr bool isAcceptedDigest(int kind) { return kind == NID_sha256 || kind == NID_sha384 || kind == NID_sha512; }
+
+} // namespace kelo

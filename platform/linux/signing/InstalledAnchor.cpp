@@ -1,0 +1,66 @@
+#include "platform/linux/signing/InstalledAnchor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "platform/linux/signing/SignatureRefused.h"
+#include "platform/linux/signing/TrustAnchor.h"
+#include "platform/posix/FileDescriptor.h"
+
+namespace kelo {
+namespace {
+
+std::string reasonOf(int error) { return std::generic_category().message(error); }
+
+struct stat statusOf(int descriptor, const std::string& what) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0)
+        throw SignatureRefused(what + " cannot be looked at (" + reasonOf(errno) + ").");
+    return status;
+}
+
+/// An access list that lets more people write shows in the group's bits: they are its mask then.
+void requireOutOfOthersReach(const struct stat& status, const std::string& what) {
+    if (status.st_uid != 0 && status.st_uid != ::geteuid())
+        throw SignatureRefused(what + " belongs to somebody else.");
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        throw SignatureRefused(what + " can be written to by others.");
+}
+
+FileDescriptor openAnchor(int folder, const std::string& name) {
+    const std::string theAnchor = "The trust anchor";
+    const auto theFolder = theAnchor + "'s folder";
+    requireOutOfOthersReach(statusOf(folder, theFolder), theFolder);
+    // Neither through a link, which leads to a folder that nobody has looked at, nor waiting for a pipe's other end.
+    FileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isValid())
+        throw SignatureRefused(theAnchor + " cannot be opened (" + reasonOf(errno) + ").");
+    const auto status = statusOf(file.get(), theAnchor);
+    if (!S_ISREG(status.st_mode))
+        throw SignatureRefused(theAnchor + " is not a regular file.");
+    requireOutOfOthersReach(status, theAnchor);
+    return file;
+}
+
+} // namespace
+
+InstalledAnchor::InstalledAnchor(int folder, const std::string& name) {
+    try {
+        const auto file = openAnchor(folder, name);
+        anchor_ = std::make_shared<TrustAnchor>(TrustAnchor::read(file.get(), name));
+    } catch (const SignatureRefused& refused) {
+        refusal_ = refused.what();
+    }
+}
+
+const TrustAnchor& InstalledAnchor::get() const {
+    if (!anchor_)
+        throw SignatureRefused(refusal_);
+    return *anchor_;
+}
+
+} // namespace kelo

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace kelo {
+
+class TrustAnchor;
+
+/// The trust anchor that stands in the folder of an installation: whoever can put a file there says whom to trust.
+///
+/// So it counts only when nobody can but root and the user as whom the process acts: folder and file belong to one of
+/// the two, and nobody else may write to them. And it is looked at and read once, when the object is made: what stands
+/// there later changes nothing.
+///
+/// Copies share what was read. Any thread.
+class InstalledAnchor {
+public:
+    /// `folder` is an open one, O_PATH is enough; -1 when there is none. `name` is that of a file in it, PEM.
+    InstalledAnchor(int folder, const std::string& name);
+
+    /// Throws `SignatureRefused`, every time, when the anchor is not trusted; its text says why.
+    const TrustAnchor& get() const;
+
+private:
+    std::shared_ptr<const TrustAnchor> anchor_;
+    std::string refusal_; ///< Why there is no anchor.
+};
+
+} // namespace kelo
