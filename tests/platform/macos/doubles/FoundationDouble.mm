@@ -5,7 +5,6 @@
 #include <cstring>
 #include <mutex>
 
-#include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/FoundationReset.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
@@ -35,13 +34,13 @@ std::vector<NSObject*> deadObjects;
 
 /// A thread's pool; what is left in it at the thread's end goes with it.
 struct Pool {
-    std::vector<id> objects; // and blocks
+    std::vector<NSObject*> objects;
     ~Pool() { drain(0); }
     void drain(std::size_t mark) {
         while (objects.size() > mark) {
-            const id object = objects.back();
+            NSObject* const object = objects.back();
             objects.pop_back();
-            objc_release(object);
+            [object release];
         }
     }
 };
@@ -70,8 +69,6 @@ void destroyMembers(id object) {
     for (Class cls = object_getClass(object); cls != nullptr; cls = class_getSuperclass(cls))
         runMembers(object, cls, ".cxx_destruct");
 }
-
-void releaseFromCF(const void* object) { [static_cast<NSObject*>(const_cast<void*>(object)) release]; }
 
 } // namespace
 
@@ -123,18 +120,12 @@ std::shared_ptr<void> rawPayload(NSObject* object) { return stateOf(object).payl
 
 void drainAutoreleasePool() { pool.drain(0); }
 
-id addToPool(id object) {
-    pool.objects.push_back(object);
-    return object;
-}
-
 void resetFoundation() {
     drainAutoreleasePool();
     const std::lock_guard lock(deadMutex);
     for (NSObject* const object : deadObjects)
         object_dispose(object);
     deadObjects.clear();
-    setObjectiveCRelease(releaseFromCF);
 }
 
 } // namespace kelo::doubles
@@ -159,13 +150,14 @@ void resetFoundation() {
     return self;
 }
 
-- (void)release {
+- (oneway void)release {
     if (--stateOf(self).references == 0)
         [self dealloc];
 }
 
 - (instancetype)autorelease {
-    return addToPool(self);
+    pool.objects.push_back(self);
+    return self;
 }
 
 - (void)dealloc {
