@@ -18,27 +18,25 @@ constexpr const char* brokenHelper = "The helper could not carry out the request
 
 KeloHelperProtocol::DataReply dataReply(DataBlock reply) {
     return OneReply<std::optional<Data>>::through(
-        [block = BlockReference<DataBlock>(reply)](const std::optional<Data>& data) {
-            block.get()(makeNSData(data).get());
-        },
+        [block = BlockReference<DataBlock>(reply)](const std::optional<Data>& data) { block(makeNSData(data).get()); },
         std::nullopt);
 }
 
 KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
     return OneReply<std::optional<std::string>>::through(
         [block = BlockReference<ErrorBlock>(reply)](const std::optional<std::string>& error) {
-            block.get()(makeNSString(error).get());
+            block(makeNSString(error).get());
         },
         brokenHelper);
 }
 
 KeloHelperProtocol::VersionReply versionReply(VersionBlock reply) {
     return OneReply<std::int64_t>::through(
-        [block = BlockReference<VersionBlock>(reply)](std::int64_t version) { block.get()(version); }, 0);
+        [block = BlockReference<VersionBlock>(reply)](std::int64_t version) { block(version); }, 0);
 }
 
 KeloHelperProtocol::EmptyReply emptyReply(EmptyBlock reply) {
-    return OneReply<>::through([block = BlockReference<EmptyBlock>(reply)] { block.get()(); });
+    return OneReply<>::through([block = BlockReference<EmptyBlock>(reply)] { block(); });
 }
 
 } // namespace

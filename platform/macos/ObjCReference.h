@@ -45,6 +45,13 @@ template <typename Block> class BlockReference {
     BlockReference& operator=(const BlockReference&) = delete;
     ~BlockReference() { Block_release(block_); }
 
+    /// Calls it, and lets go of what is autoreleased meanwhile: no thread of ours has another pool.
+    template <typename... Arguments> void operator()(Arguments... arguments) const {
+        @autoreleasepool {
+            block_(arguments...);
+        }
+    }
+
     Block get() const { return block_; }
 
   private:

@@ -2,7 +2,6 @@
 
 #include "platform/macos/XPCListener.h"
 #include "tests/conformance/ScriptedHelper.h"
-#include "tests/platform/macos/doubles/FoundationReset.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/SecurityDouble.h"
 #include "tests/platform/macos/doubles/XPCDouble.h"
@@ -107,7 +106,6 @@ TEST_F(XPCHelperConnectionTest, AnUnsignedClientDoesNotTry) {
 TEST_F(XPCHelperConnectionTest, ARequirementThatIsRefusedLeavesNoConnection) {
     xpc().isRaising = true;
     EXPECT_EQ(reasonOfFailure(), "The helper cannot be told from an impostor: raised by the double");
-    doubles::drainAutoreleasePool();
     EXPECT_EQ(journal().live("NSXPCConnection"), 0);
 }
 

@@ -39,7 +39,4 @@ NSError* makeError(NSInteger code, const std::string& description);
 /// Without a reason if `reason` is null.
 NSException* makeException(const char* reason);
 
-/// Releases what this thread has autoreleased.
-void drainAutoreleasePool();
-
 } // namespace kelo::doubles

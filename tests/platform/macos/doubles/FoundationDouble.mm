@@ -32,20 +32,8 @@ ObjectState& stateOf(NSObject* object) { return *static_cast<ObjectState*>(objec
 std::mutex deadMutex;
 std::vector<NSObject*> deadObjects;
 
-/// A thread's pool; what is left in it at the thread's end goes with it.
-struct Pool {
-    std::vector<NSObject*> objects;
-    ~Pool() { drain(0); }
-    void drain(std::size_t mark) {
-        while (objects.size() > mark) {
-            NSObject* const object = objects.back();
-            objects.pop_back();
-            [object release];
-        }
-    }
-};
-
-thread_local Pool pool;
+/// A thread's pools, from the outermost to the innermost.
+thread_local std::vector<std::vector<NSObject*>> pools;
 
 /// Runs the constructors or destructors of the C++ members that `cls` itself adds, which is the runtime's task on the
 /// platform.
@@ -118,10 +106,13 @@ void setPayload(NSObject* object, std::shared_ptr<void> payload) { stateOf(objec
 
 std::shared_ptr<void> rawPayload(NSObject* object) { return stateOf(object).payload; }
 
-void drainAutoreleasePool() { pool.drain(0); }
+void runInPool(const std::function<void()>& work) {
+    @autoreleasepool {
+        work();
+    }
+}
 
 void resetFoundation() {
-    drainAutoreleasePool();
     const std::lock_guard lock(deadMutex);
     for (NSObject* const object : deadObjects)
         object_dispose(object);
@@ -156,7 +147,10 @@ void resetFoundation() {
 }
 
 - (instancetype)autorelease {
-    pool.objects.push_back(self);
+    if (pools.empty())
+        journal().misuse(stateOf(self).className + " was autoreleased on a thread that has no pool");
+    else
+        pools.back().push_back(self);
     return self;
 }
 
@@ -170,12 +164,17 @@ void resetFoundation() {
 @implementation NSAutoreleasePool
 
 - (instancetype)init {
-    setPayload(self, std::make_shared<std::size_t>(pool.objects.size()));
+    pools.emplace_back();
     return self;
 }
 
 - (void)drain {
-    pool.drain(payload<std::size_t>(self));
+    while (!pools.back().empty()) { // a release may autorelease more
+        NSObject* const object = pools.back().back();
+        pools.back().pop_back();
+        [object release];
+    }
+    pools.pop_back();
     [self release];
 }
 
