@@ -113,6 +113,7 @@ TEST_F(XPCHelperConnectionTest, ManyRequestsLeaveNothingBehind) {
     startHelper();
     const auto connection = connectToHelper();
     connection->helperVersion();
+    doubles::settleXPC();
     const auto before = journal().live();
     for (int i = 0; i < 10; ++i) {
         connection->fetchSnapshot();
