@@ -13,7 +13,7 @@ using VersionBlock = void (^)(NSInteger);
 using EmptyBlock = void (^)(void);
 
 KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
-    return [block = BlockReference<ErrorBlock>(reply)](const auto& error) { block.get()(makeNSString(error).get()); };
+    return [block = BlockReference<ErrorBlock>(reply)](const auto& error) { block(makeNSString(error).get()); };
 }
 
 } // namespace
@@ -31,7 +31,7 @@ KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
 
 - (void)fetchSnapshotWithReply:(kelo::DataBlock)reply {
     helper_->fetchSnapshot([block = kelo::BlockReference<kelo::DataBlock>(reply)](const auto& data) {
-        block.get()(kelo::makeNSData(data).get());
+        block(kelo::makeNSData(data).get());
     });
 }
 
@@ -45,11 +45,11 @@ KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
 
 - (void)helperVersionWithReply:(kelo::VersionBlock)reply {
     helper_->helperVersion(
-        [block = kelo::BlockReference<kelo::VersionBlock>(reply)](std::int64_t version) { block.get()(version); });
+        [block = kelo::BlockReference<kelo::VersionBlock>(reply)](std::int64_t version) { block(version); });
 }
 
 - (void)standDownWithReply:(kelo::EmptyBlock)reply {
-    helper_->standDown([block = kelo::BlockReference<kelo::EmptyBlock>(reply)] { block.get()(); });
+    helper_->standDown([block = kelo::BlockReference<kelo::EmptyBlock>(reply)] { block(); });
 }
 
 @end

@@ -8,10 +8,12 @@ namespace kelo {
 
 std::optional<std::string> raisedBy(const std::function<void()>& work) {
     std::optional<std::string> reason;
-    @try {
-        work();
-    } @catch (NSException* exception) {
-        reason = textFromNSString(exception.reason).value_or("no reason was given");
+    @autoreleasepool { // the main thread, which may call this, has no other
+        @try {
+            work();
+        } @catch (NSException* exception) {
+            reason = textFromNSString(exception.reason).value_or("no reason was given");
+        }
     }
     return reason;
 }

@@ -6,66 +6,56 @@
 
 #include <utility>
 
-// The casts that pass ownership exist in one spelling only, and mean what is wanted in both modes.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wold-style-cast"
-#pragma clang diagnostic ignored "-Warc-bridge-casts-disallowed-in-nonarc"
-
 namespace kelo {
 
 /// Owns one reference to an Objective-C object.
-///
-/// Works the same with and without automatic reference counting: the count is kept by hand, behind the compiler's back.
-template <typename Object>
-class ObjCReference {
-public:
+template <typename Object> class ObjCReference {
+  public:
     ObjCReference() = default;
-    ObjCReference(ObjCReference&& other) noexcept : reference_(std::exchange(other.reference_, nullptr)) {}
+    ObjCReference(ObjCReference&& other) noexcept : object_(std::exchange(other.object_, nil)) {}
     ObjCReference& operator=(ObjCReference&& other) noexcept {
-        std::swap(reference_, other.reference_);
+        std::swap(object_, other.object_);
         return *this;
     }
-    ~ObjCReference() {
-        if (reference_ != nullptr)
-            CFRelease(reference_);
-    }
+    ~ObjCReference() { [object_ release]; }
 
     /// Takes over the reference that `alloc` and `init` have returned; nil makes it empty.
     static ObjCReference adopt(Object created) {
         ObjCReference reference;
-        reference.reference_ = (__bridge_retained CFTypeRef)created;
+        reference.object_ = created;
         return reference;
     }
 
-    Object get() const { return (__bridge Object)reference_; }
-    explicit operator bool() const { return reference_ != nullptr; }
+    Object get() const { return object_; }
+    explicit operator bool() const { return object_ != nil; }
 
-private:
-    CFTypeRef reference_ = nullptr;
+  private:
+    Object object_ = nil;
 };
 
 /// Shorthand for ObjCReference::adopt.
-template <typename Object>
-ObjCReference<Object> adopt(Object created) {
-    return ObjCReference<Object>::adopt(created);
-}
+template <typename Object> ObjCReference<Object> adopt(Object created) { return ObjCReference<Object>::adopt(created); }
 
 /// Owns a copy of a block, on the heap, so that it may be called after the call that it was passed to. Copies of it
-/// share the block. As above, with and without automatic reference counting.
-template <typename Block>
-class BlockReference {
-public:
-    explicit BlockReference(Block block) : block_(_Block_copy((__bridge const void*)block)) {}
-    BlockReference(const BlockReference& other) : block_(_Block_copy(other.block_)) {}
+/// share the block.
+template <typename Block> class BlockReference {
+  public:
+    explicit BlockReference(Block block) : block_(Block_copy(block)) {}
+    BlockReference(const BlockReference& other) : BlockReference(other.block_) {}
     BlockReference& operator=(const BlockReference&) = delete;
-    ~BlockReference() { _Block_release(block_); }
+    ~BlockReference() { Block_release(block_); }
 
-    Block get() const { return (__bridge Block)block_; }
+    /// Calls it, and lets go of what is autoreleased meanwhile: no thread of ours has another pool.
+    template <typename... Arguments> void operator()(Arguments... arguments) const {
+        @autoreleasepool {
+            block_(arguments...);
+        }
+    }
 
-private:
-    const void* const block_;
+    Block get() const { return block_; }
+
+  private:
+    const Block block_;
 };
 
 } // namespace kelo
-
-#pragma clang diagnostic pop

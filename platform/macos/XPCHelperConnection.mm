@@ -32,7 +32,9 @@ class XPCHelperConnection : public HelperConnection {
     XPCHelperConnection(const std::string& machServiceName, const std::string& requirement)
         : connection_(adopt([[NSXPCConnection alloc] initWithMachServiceName:makeNSString(machServiceName).get()
                                                                      options:NSXPCConnectionPrivileged])) {
-        connection_.get().remoteObjectInterface = helperInterface();
+        @autoreleasepool { // a command-line program's main thread has no other
+            connection_.get().remoteObjectInterface = helperInterface();
+        }
         const auto text = makeNSString(requirement);
         const auto reason = raisedBy([&] { [connection_.get() setCodeSigningRequirement:text.get()]; });
         [connection_.get() resume]; // also a refused one: only a resumed connection may be invalidated and let go
@@ -91,7 +93,7 @@ class XPCHelperConnection : public HelperConnection {
     /// thread.
     template <typename Value, typename Send> Value request(Send send) {
         const auto outcome = std::make_shared<Outcome<Value>>();
-        @autoreleasepool { // a command-line program's main thread has no other
+        @autoreleasepool { // as above
             send([connection_.get() synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
                    outcome->error = textFromNSString(error.localizedDescription).value_or("");
                  }],

@@ -73,7 +73,6 @@ TEST_F(FoundationTextTest, ABlockIsCopiedAndKeepsWhatItHoldsUntilItsLastReferenc
         block.get()(1);
         copy.get()(2);
     }
-    doubles::drainAutoreleasePool();
     EXPECT_EQ(sum, 9);
     EXPECT_EQ(held.use_count(), 1);
 }

@@ -2,7 +2,6 @@
 
 #include "platform/macos/XPCListener.h"
 #include "tests/conformance/ScriptedHelper.h"
-#include "tests/platform/macos/doubles/FoundationReset.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/SecurityDouble.h"
 #include "tests/platform/macos/doubles/XPCDouble.h"
@@ -107,7 +106,6 @@ TEST_F(XPCHelperConnectionTest, AnUnsignedClientDoesNotTry) {
 TEST_F(XPCHelperConnectionTest, ARequirementThatIsRefusedLeavesNoConnection) {
     xpc().isRaising = true;
     EXPECT_EQ(reasonOfFailure(), "The helper cannot be told from an impostor: raised by the double");
-    doubles::drainAutoreleasePool();
     EXPECT_EQ(journal().live("NSXPCConnection"), 0);
 }
 
@@ -115,6 +113,7 @@ TEST_F(XPCHelperConnectionTest, ManyRequestsLeaveNothingBehind) {
     startHelper();
     const auto connection = connectToHelper();
     connection->helperVersion();
+    doubles::settleXPC();
     const auto before = journal().live();
     for (int i = 0; i < 10; ++i) {
         connection->fetchSnapshot();

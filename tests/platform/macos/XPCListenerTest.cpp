@@ -4,7 +4,6 @@
 
 #include "client/HelperConnection.h"
 #include "tests/conformance/ScriptedHelper.h"
-#include "tests/platform/macos/doubles/FoundationReset.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/SecurityDouble.h"
@@ -64,7 +63,6 @@ TEST_F(XPCListenerTest, TheDelegateLivesAsLongAsTheListenerWhichOnlyBorrowsIt) {
     journal().take();
     listener.reset();
     EXPECT_THAT(journal().take(), ElementsAre("NSXPCListener setDelegate nil", "NSXPCListener invalidate"));
-    doubles::drainAutoreleasePool();
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 

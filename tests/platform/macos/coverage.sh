@@ -1,12 +1,11 @@
 #!/usr/bin/env bash
 # Fails when a line of the macOS sources is reached by none of their tests.
 #
-# usage: coverage.sh COMPILER FOLDER TEST...: the folder of the sources, and the programs that test them, which are
+# usage: coverage.sh COMPILER FOLDER TEST: the folder of the sources, and the program that tests them, which is
 # instrumented
 set -euo pipefail
 
-compiler=$1 folder=$2
-shift 2
+compiler=$1 folder=$2 test=$3
 
 # The compiler's own version of the tools: others do not read its format.
 tools=$(dirname "$(readlink -f "$(command -v "$compiler")")")
@@ -18,15 +17,11 @@ tool() {
 
 profiles=$(mktemp -d)
 trap 'rm -rf "$profiles"' EXIT
-programs=()
-for test in "$@"; do
-  LLVM_PROFILE_FILE="$profiles/%p-%m.profraw" "$test" --gtest_brief=1 >"$profiles/log" 2>&1 \
-    || { cat "$profiles/log"; exit 1; }
-  programs+=(-object "$test")
-done
+LLVM_PROFILE_FILE="$profiles/%p-%m.profraw" "$test" --gtest_brief=1 >"$profiles/log" 2>&1 \
+  || { cat "$profiles/log"; exit 1; }
 tool llvm-profdata merge -sparse -o "$profiles/all" "$profiles"/*.profraw
 
-report() { tool llvm-cov "$1" "${programs[@]:1:1}" "${programs[@]:2}" -instr-profile="$profiles/all" "${@:2}" "$folder"; }
+report() { tool llvm-cov "$1" "$test" -instr-profile="$profiles/all" "${@:2}" "$folder"; }
 read -r lines missed < <(report report | awk '$1 == "TOTAL" { print $8, $9 }')
 if [ "${lines:-0}" -eq 0 ] || [ "$missed" -ne 0 ]; then
   printf '%s of %s lines are reached by no test:\n' "${missed:-0}" "${lines:-0}"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Compiles the macOS sources for a Mac's processor, as far as that goes without its system: every file with all
-# warnings, Objective-C++ with automatic reference counting; and compares the type encodings of the five requests.
+# warnings; and compares the type encodings of the five requests.
 #
 # usage: compile.sh COMPILER arm64|x86_64 FLAG... -- SOURCE...
 # Run from the top of the repository. Exits with 77 where the C++ headers at hand cannot be read for that processor; the
@@ -25,7 +25,7 @@ esac
 folders=()
 while IFS= read -r folder; do folders+=(-isystem "$folder"); done < <("$compiler" -E -x c++ -v - </dev/null 2>&1 \
   | sed -n '/^#include <...>/,/^End of search/s/^ //p')
-target=(-target "$processor-apple-macos14" -fobjc-arc -fblocks -std=c++20 -I. -isystem tests/platform/macos/include)
+target=(-target "$processor-apple-macos14" -fno-objc-arc -fblocks -std=c++20 -I. -isystem tests/platform/macos/include)
 # The C library's headers use a name that means something else to Apple's compilers.
 library=(-nostdinc -nostdinc++ -D_GNU_SOURCE -U__nonnull -isystem "$here/include" "${folders[@]}")
 

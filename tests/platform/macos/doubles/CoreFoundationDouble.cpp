@@ -22,7 +22,6 @@ const char classOfOurs = 0;
 std::mutex objectsMutex;
 std::vector<std::unique_ptr<CFObject>> objects;
 bool stringCreationFails = false;
-void (*releaseObjectiveC)(const void*) = nullptr;
 
 std::string nameOf(CFObject::Kind kind) {
     switch (kind) {
@@ -127,8 +126,6 @@ CFTypeRef retainCF(CFTypeRef cf) {
 
 void failStringCreation(bool fails) { stringCreationFails = fails; }
 
-void setObjectiveCRelease(void (*release)(const void* object)) { releaseObjectiveC = release; }
-
 void resetCoreFoundation() {
     const std::lock_guard lock(objectsMutex);
     objects.clear();
@@ -148,8 +145,6 @@ void CFRelease(CFTypeRef cf) {
         return;
     if (isConstantString(cf)) {
         journal().misuse("CFRelease of a constant string");
-    } else if (!isCFObject(cf)) {
-        releaseObjectiveC(cf);
     } else if (--cfObject(cf).references == 0) {
         for (const auto& [key, value] : cfObject(cf).entries)
             CFRelease(value);

@@ -55,9 +55,6 @@ CFTypeRef retainCF(CFTypeRef cf);
 /// Makes CFStringCreateWithCString fail.
 void failStringCreation(bool fails);
 
-/// What CFRelease does with an Objective-C object; set by the double of Foundation.
-void setObjectiveCRelease(void (*release)(const void* object));
-
 void resetCoreFoundation();
 
 } // namespace kelo::doubles

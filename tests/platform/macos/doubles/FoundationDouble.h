@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
-// The reference counting that is hidden from the sources under test.
+// Of the reference counting, what the sources under test do not call.
 @interface NSObject (KeloReferences)
 - (instancetype)retain;
-- (void)release;
 - (instancetype)autorelease;
 - (void)dealloc;
 @end
@@ -18,8 +17,6 @@
 @interface NSAutoreleasePool : NSObject
 - (void)drain;
 @end
-
-extern "C" void objc_release(id object); // also of a block
 
 namespace kelo::doubles {
 
@@ -35,17 +32,11 @@ template <typename Payload> Payload& payload(NSObject* object) {
 }
 
 // These return objects with one reference.
-NSString* makeString(const std::string& text) __attribute__((ns_returns_retained));
+NSString* makeString(const std::string& text);
 /// One that UTF-8 cannot hold.
-NSString* makeStringWithoutUTF8() __attribute__((ns_returns_retained));
-NSError* makeError(NSInteger code, const std::string& description) __attribute__((ns_returns_retained));
+NSString* makeStringWithoutUTF8();
+NSError* makeError(NSInteger code, const std::string& description);
 /// Without a reason if `reason` is null.
-NSException* makeException(const char* reason) __attribute__((ns_returns_retained));
-
-/// Autoreleases an object or a block.
-id addToPool(id object);
-
-/// Releases what this thread has autoreleased.
-void drainAutoreleasePool();
+NSException* makeException(const char* reason);
 
 } // namespace kelo::doubles

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <mutex>
 
-#include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/FoundationReset.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
@@ -33,20 +32,8 @@ ObjectState& stateOf(NSObject* object) { return *static_cast<ObjectState*>(objec
 std::mutex deadMutex;
 std::vector<NSObject*> deadObjects;
 
-/// A thread's pool; what is left in it at the thread's end goes with it.
-struct Pool {
-    std::vector<id> objects; // and blocks
-    ~Pool() { drain(0); }
-    void drain(std::size_t mark) {
-        while (objects.size() > mark) {
-            const id object = objects.back();
-            objects.pop_back();
-            objc_release(object);
-        }
-    }
-};
-
-thread_local Pool pool;
+/// A thread's pools, from the outermost to the innermost.
+thread_local std::vector<std::vector<NSObject*>> pools;
 
 /// Runs the constructors or destructors of the C++ members that `cls` itself adds, which is the runtime's task on the
 /// platform.
@@ -70,8 +57,6 @@ void destroyMembers(id object) {
     for (Class cls = object_getClass(object); cls != nullptr; cls = class_getSuperclass(cls))
         runMembers(object, cls, ".cxx_destruct");
 }
-
-void releaseFromCF(const void* object) { [static_cast<NSObject*>(const_cast<void*>(object)) release]; }
 
 } // namespace
 
@@ -121,20 +106,17 @@ void setPayload(NSObject* object, std::shared_ptr<void> payload) { stateOf(objec
 
 std::shared_ptr<void> rawPayload(NSObject* object) { return stateOf(object).payload; }
 
-void drainAutoreleasePool() { pool.drain(0); }
-
-id addToPool(id object) {
-    pool.objects.push_back(object);
-    return object;
+void runInPool(const std::function<void()>& work) {
+    @autoreleasepool {
+        work();
+    }
 }
 
 void resetFoundation() {
-    drainAutoreleasePool();
     const std::lock_guard lock(deadMutex);
     for (NSObject* const object : deadObjects)
         object_dispose(object);
     deadObjects.clear();
-    setObjectiveCRelease(releaseFromCF);
 }
 
 } // namespace kelo::doubles
@@ -159,13 +141,17 @@ void resetFoundation() {
     return self;
 }
 
-- (void)release {
+- (oneway void)release {
     if (--stateOf(self).references == 0)
         [self dealloc];
 }
 
 - (instancetype)autorelease {
-    return addToPool(self);
+    if (pools.empty())
+        journal().misuse(stateOf(self).className + " was autoreleased on a thread that has no pool");
+    else
+        pools.back().push_back(self);
+    return self;
 }
 
 - (void)dealloc {
@@ -178,12 +164,17 @@ void resetFoundation() {
 @implementation NSAutoreleasePool
 
 - (instancetype)init {
-    setPayload(self, std::make_shared<std::size_t>(pool.objects.size()));
+    pools.emplace_back();
     return self;
 }
 
 - (void)drain {
-    pool.drain(payload<std::size_t>(self));
+    while (!pools.back().empty()) { // a release may autorelease more
+        NSObject* const object = pools.back().back();
+        pools.back().pop_back();
+        [object release];
+    }
+    pools.pop_back();
     [self release];
 }
 

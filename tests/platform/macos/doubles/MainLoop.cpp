@@ -42,8 +42,6 @@ bool MainLoop::runOne(double end) {
         items_.erase(items_.begin());
     }
     item();
-    item = nullptr;
-    afterEachItem_();
     return true;
 }
 

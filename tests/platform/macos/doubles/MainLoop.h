@@ -35,8 +35,6 @@ public:
 
     /// Called before each item: looks whether something has happened outside.
     void addPoll(std::function<void()> poll);
-    /// Called after each item.
-    void setAfterEachItem(std::function<void()> work) { afterEachItem_ = std::move(work); }
 
     bool isOnMainThread() const { return std::this_thread::get_id() == mainThread_; }
 
@@ -53,7 +51,6 @@ private:
     double now_ = 0;
     bool isStopped_ = false;
     std::vector<std::function<void()>> polls_;
-    std::function<void()> afterEachItem_ = [] {};
     std::thread::id mainThread_ = std::this_thread::get_id();
 };
 

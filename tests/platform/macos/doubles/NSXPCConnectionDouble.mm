@@ -13,7 +13,7 @@ void tell(const ConnectionRef& connection, const std::string& what) {
         journal().misuse(what + " after resume");
 }
 
-/// What `@protocol` yields is in both runtimes a record whose second member is the name, and not registered: what the
+/// What `@protocol` yields is a record whose second member is the name, and not registered: what the
 /// runtime knows about a protocol, it knows under its name.
 Protocol* registeredProtocol(Protocol* protocol) {
     return objc_getProtocol(reinterpret_cast<const char* const*>(protocol)[1]);

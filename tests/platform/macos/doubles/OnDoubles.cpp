@@ -19,7 +19,6 @@ namespace {
 void resetAll() {
     resetXPC(); // first: it ends the threads that may use the others
     mainLoop().reset();
-    mainLoop().setAfterEachItem(drainAutoreleasePool);
     resetDispatch();
     resetRunLoop();
     resetIOKit();
@@ -39,7 +38,6 @@ DoublesScope::~DoublesScope() {
     mainLoop().runFor(0); // the cancel handlers
     endConnections();
     settleXPC();
-    drainAutoreleasePool();
     EXPECT_THAT(journal().live(), IsEmpty()) << "not released";
     EXPECT_THAT(journal().misuses(), IsEmpty());
     resetAll();

@@ -68,9 +68,7 @@ void SerialQueue::run() {
         Item item = std::move(items_.front());
         items_.pop_front();
         lock.unlock();
-        item();
-        item = nullptr;
-        drainAutoreleasePool();
+        runInPool([&item] { std::exchange(item, nullptr)(); });
         --pending;
         lock.lock();
     }

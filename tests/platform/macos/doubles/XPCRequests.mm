@@ -109,6 +109,7 @@ void noteOrigin() {
 
 void Pending::reply(std::function<void()> deliver) {
     noteOrigin();
+    [[[NSObject alloc] init] autorelease]; // as encoding a message may
     const std::lock_guard lock(mutex_);
     if (++replies_ > 1)
         journal().misuse("a request was replied to twice");

@@ -31,7 +31,7 @@ constexpr NSInteger connectionInvalid = 4099;
 constexpr NSInteger replyInvalid = 4101;
 constexpr NSInteger requirementFailure = 4102;
 
-/// A strong reference, copied and let go like one of automatic reference counting's.
+/// Owns one reference to an object; copies of it own one each.
 class Strong {
   public:
     Strong() = default;

@@ -32,6 +32,7 @@ typedef unsigned long NSUInteger; // C: encoding Q
 NS_ASSUME_NONNULL_BEGIN
 
 @protocol NSObject
+- (oneway void)release; // V objc4, runtime/NSObject.h
 @end
 
 __attribute__((objc_root_class))
