@@ -16,8 +16,8 @@ public:
     ~SimulatedMacExchange() override;
 
     std::uint32_t open() override;
-    bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) override;
-    void close(std::uint32_t connection) override;
+    bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
+    void close(std::uint32_t connection) noexcept override;
 
 private:
     int folder_;

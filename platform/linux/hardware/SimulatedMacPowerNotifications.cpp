@@ -1,11 +1,27 @@
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 
 #include "platform/linux/loop/EventLoop.h"
-#include "platform/linux/socket/UnixSocket.h"
 #include "simulator/link/HardwareLink.h"
 
 namespace kelo {
 namespace {
+
+using hardware_calls::PowerEvent;
+
+/// What the system's own interface calls an event.
+std::uint32_t messageType(PowerEvent event) {
+    switch (event) {
+    case PowerEvent::canSleep:
+        return 0xE0000270;
+    case PowerEvent::willSleep:
+        return 0xE0000280;
+    case PowerEvent::willPowerOn:
+        return 0xE0000320;
+    case PowerEvent::hasPoweredOn:
+        return 0xE0000300;
+    }
+    return 0;
+}
 
 class Registration : public PowerRegistration {
 public:
@@ -13,22 +29,23 @@ public:
         : link_(std::move(link)), refcon_(refcon), callback_(callback),
           watch_(loop.watch(link_->socket(), EventLoop::Readiness::readable, [this] { receive(); })) {}
 
-    void allowPowerChange(std::intptr_t notificationID) override {
-        link_->tell({{"call", "allowPowerChange"}, {"id", notificationID}});
+    void allowPowerChange(std::intptr_t notificationID) noexcept override {
+        try {
+            link_->tell({notificationID});
+        } catch (...) { // no memory is left for it: the simulated Mac stops waiting by itself
+        }
     }
 
 private:
     void receive() {
-        const auto received = unix_socket::receive(link_->socket(), HardwareLink::maximumMessageSize);
-        const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
-        const auto message = bytes != nullptr ? decodeMessage(*bytes) : std::nullopt;
-        if (!message) {
-            watch_.reset(); // the simulated Mac has gone; nothing more will come
+        const auto announcement = link_->receiveAnnouncement();
+        if (!announcement) {
+            watch_.reset();
             return;
         }
         // Last: the callback may end this registration.
-        callback_(refcon_, 0, message->value("power", std::uint32_t{0}),
-                  reinterpret_cast<void*>(message->value("id", std::intptr_t{0})));
+        callback_(refcon_, 0, messageType(announcement->event),
+                  reinterpret_cast<void*>(static_cast<std::intptr_t>(announcement->notificationID)));
     }
 
     std::unique_ptr<HardwareLink> link_;
@@ -42,9 +59,14 @@ private:
 std::unique_ptr<PowerRegistration> SimulatedMacPowerNotifications::registerForSystemPower(void* refcon,
                                                                                           PowerCallback callback) {
     auto link = HardwareLink::connect(folder_);
-    // Waits for the answer, so that no sleep is announced between the hold's start and its registration.
-    if (!link || link->call({{"call", "registerPower"}}) != Message::object())
+    if (!link)
         return nullptr;
+    try {
+        // Waits for the answer, so that no sleep is announced between the hold's start and its registration.
+        link->call(hardware_calls::RegisterForPower{});
+    } catch (const CallFailed&) {
+        return nullptr;
+    }
     return std::make_unique<Registration>(std::move(link), loop_, refcon, callback);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -29,7 +30,8 @@ struct Arguments {
     std::string value;
     int fan = 0;
     int n = 1;
-    std::string command;
+    std::optional<std::string> answeredKey;
+    std::optional<std::string> command;
     int result = 0;
     std::uint32_t size = 0;
     std::string type;
@@ -57,6 +59,12 @@ const CLI::Validator isNumberOrAuto(
 
 const CLI::Validator
     isKey([](std::string& text) -> std::string { return text.size() == 4 ? "" : "a key has four characters"; }, "KEY");
+
+const std::map<std::string, ClamshellProperty> lidStates = {
+    {"open", false}, {"close", true}, {"text", UnconvertibleProperty{}}};
+
+const std::map<std::string, SMCCommand> controllerCommands = {
+    {"info", SMCCommand::readKeyInfo}, {"read", SMCCommand::readBytes}, {"write", SMCCommand::writeBytes}};
 
 std::string profileHelp() {
     std::string help = "The kind of Mac";
@@ -91,8 +99,8 @@ void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
     auto* lid = app.add_subcommand("lid", "Opens or closes the lid.");
     lid->add_option("state", arguments.state, "open or close; text makes it a property that is no truth value")
         ->required()
-        ->check(CLI::IsMember({"open", "close", "text"}));
-    lid->callback([&] { action = [&] { mac_commands::setLid(arguments.state); }; });
+        ->check(CLI::IsMember(lidStates));
+    lid->callback([&] { action = [&] { mac_commands::setLid(lidStates.at(arguments.state)); }; });
 
     auto* sleep =
         app.add_subcommand("sleep", "Sends the Mac to sleep, and waits for every acknowledgement for up to 30 s.");
@@ -130,11 +138,17 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
 
     auto* answer = faults->add_subcommand("answer", "Exchanges are answered with a result byte instead of being done.");
     answer->add_option("result", arguments.result, "The byte, such as 0x84")->required()->check(CLI::Range(1, 255));
-    answer->add_option("--key", arguments.key, "Only those on this key")->check(isKey);
+    answer->add_option("--key", arguments.answeredKey, "Only those on this key")->check(isKey);
     answer->add_option("--command", arguments.command, "Only those of this command")
-        ->check(CLI::IsMember({"info", "read", "write"}));
-    answer->callback(
-        [&] { action = [&] { mac_commands::answerWith(arguments.key, arguments.command, arguments.result); }; });
+        ->check(CLI::IsMember(controllerCommands));
+    answer->callback([&] {
+        action = [&] {
+            const auto& command = arguments.command;
+            mac_commands::answerWith(arguments.answeredKey,
+                                     command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
+                                     static_cast<std::uint8_t>(arguments.result));
+        };
+    });
 
     auto* size = faults->add_subcommand("size", "A key reports a size that it does not have.");
     size->add_option("key", arguments.key)->required()->check(isKey);
