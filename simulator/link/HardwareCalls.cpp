@@ -6,7 +6,8 @@
 
 #include "platform/linux/socket/Message.h"
 
-// How each type of a member travels.
+// How each type of a member travels. The names of the functions are the library's.
+// NOLINTBEGIN(readability-identifier-naming)
 namespace nlohmann {
 
 template <typename T>
@@ -54,6 +55,7 @@ struct adl_serializer<kelo::ClamshellProperty> {
 };
 
 } // namespace nlohmann
+// NOLINTEND(readability-identifier-naming)
 
 namespace kelo {
 

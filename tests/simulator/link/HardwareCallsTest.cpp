@@ -218,7 +218,10 @@ TEST(HardwareCallsTest, BytesThatAreCutOffOrDamagedAreRefusedOrMeanWhatTheySay) 
 }
 
 TEST(HardwareCallsTest, TheStateIsShownUnderTheNamesOfItsMembers) {
-    const MacState state{.fans = {{.index = 0, .currentRPM = 1200.0}}, .temperatures = {{"Tp09", 45.5}}, .load = 0.5};
+    MacState state;
+    state.fans = {{0, 1200.0, {}, {}, {}, false}};
+    state.temperatures = {{"Tp09", 45.5}};
+    state.load = 0.5;
     EXPECT_EQ(Message::parse(toJSON(state)), Message::parse(R"({
         "fans": [{"index": 0, "currentRPM": 1200.0, "minRPM": null, "maxRPM": null, "targetRPM": null,
                   "isManual": false}],

@@ -50,7 +50,9 @@ TEST(FailingMacTest, AnExchangeThatFailsAtThePlatformsLevelLeavesTheConnectionOf
     SMCKeyData reply{};
     mac.say(ExchangeReply{});
     EXPECT_FALSE(exchange.exchange(connection, {}, reply));
-    mac.say(ExchangeReply{SMCKeyData{.result = 0x84}});
+    SMCKeyData keyNotFound{};
+    keyNotFound.result = 0x84;
+    mac.say(ExchangeReply{keyNotFound});
     EXPECT_TRUE(exchange.exchange(connection, {}, reply));
     EXPECT_EQ(reply.result, 0x84);
 }
