@@ -34,7 +34,8 @@ public:
         EXPECT_EQ(unix_socket::send(socket_.get(), bytes), unix_socket::Sent::whole);
         const auto received = unix_socket::receive(socket_.get(), HardwareLink::maximumMessageSize);
         const auto answer = decodeAnswer(std::get<std::vector<std::uint8_t>>(received));
-        return std::get<Refused>(answer).sentence;
+        const auto* refused = std::get_if<Refused>(&answer);
+        return refused != nullptr ? refused->sentence : "not refused";
     }
 
 private:
