@@ -8,8 +8,22 @@
 namespace kelo {
 namespace {
 
+using namespace hardware_calls;
+
 // Without a limit a simulated Mac that hangs would keep the helper from ever leaving.
-constexpr int defaultPatience = 10; // seconds
+constexpr int defaultTimeout = 10; // seconds
+
+AnyAnswer receiveFrom(int socket) {
+    const auto received = unix_socket::receive(socket, HardwareLink::maximumMessageSize);
+    const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
+    if (bytes == nullptr)
+        throw CallFailed("The simulated Mac has gone.");
+    try {
+        return decodeAnswer(*bytes);
+    } catch (const std::invalid_argument& error) {
+        throw CallFailed(std::string("The simulated Mac cannot be understood: ") + error.what() + ".");
+    }
+}
 
 } // namespace
 
@@ -18,29 +32,33 @@ std::unique_ptr<HardwareLink> HardwareLink::connect(int folder) {
     if (!socket.isValid())
         return nullptr;
     std::unique_ptr<HardwareLink> link(new HardwareLink(std::move(socket)));
-    link->setPatience(defaultPatience);
+    link->setTimeout(defaultTimeout);
     return link;
 }
 
-void HardwareLink::setPatience(int seconds) {
-    const timeval patience = {.tv_sec = seconds, .tv_usec = 0};
-    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+void HardwareLink::setTimeout(int seconds) {
+    const timeval timeout = {.tv_sec = seconds, .tv_usec = 0};
+    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
 }
 
-std::optional<Message> HardwareLink::call(const Message& request) {
-    if (!socket_.isValid())
-        return std::nullopt;
-    if (unix_socket::send(socket_.get(), encodeMessage(request)) == unix_socket::Sent::whole) {
-        const auto received = unix_socket::receive(socket_.get(), maximumMessageSize);
-        if (const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received))
-            if (auto answer = decodeMessage(*bytes))
-                return answer;
-    }
-    socket_ = {}; // a late answer would be taken for that of the next call
+AnyAnswer HardwareLink::answerTo(const AnyCall& call) {
+    auto socket = std::move(socket_); // closed by what throws: a late answer would be taken for that of the next call
+    if (unix_socket::send(socket.get(), encode(call)) != unix_socket::Sent::whole)
+        throw CallFailed("The simulated Mac has gone.");
+    auto answer = receiveFrom(socket.get());
+    socket_ = std::move(socket);
+    if (const auto* refused = std::get_if<Refused>(&answer))
+        throw CallFailed(refused->sentence);
+    return answer;
+}
+
+void HardwareLink::tell(const AllowPowerChange& call) { unix_socket::send(socket_.get(), encode(AnyCall(call))); }
+
+std::optional<PowerAnnouncement> HardwareLink::receiveAnnouncement() try {
+    return std::get<PowerAnnouncement>(receiveFrom(socket_.get()));
+} catch (const std::exception&) {
     return std::nullopt;
 }
-
-void HardwareLink::tell(const Message& message) { unix_socket::send(socket_.get(), encodeMessage(message)); }
 
 } // namespace kelo

@@ -2,11 +2,19 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
+#include <utility>
 
-#include "platform/linux/socket/Message.h"
 #include "platform/posix/FileDescriptor.h"
+#include "simulator/link/HardwareCalls.h"
 
 namespace kelo {
+
+/// What keeps a call from being done. `what()` is one sentence for whoever made it.
+class CallFailed : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /// A connection to the simulated Mac: calls that wait for their answer. One thread.
 class HardwareLink {
@@ -18,22 +26,35 @@ public:
     /// Null when no simulated Mac runs in `folder`, an open descriptor.
     static std::unique_ptr<HardwareLink> connect(int folder);
 
-    /// Makes a call and waits for the answer. None when the simulated Mac has gone or takes longer than any hardware;
-    /// the link is of no use then.
-    std::optional<Message> call(const Message& request);
-
     /// Seconds that a call waits for its answer; 10 unless set.
-    void setPatience(int seconds);
+    void setTimeout(int seconds);
 
-    /// Says something that has no answer.
-    void tell(const Message& message);
+    /// Makes a call and waits for the answer. Throws `CallFailed` when the Mac refuses it; and when it has gone, takes
+    /// longer than the timeout or answers something else: every later call fails then.
+    template <typename Call>
+    typename Call::Answer call(const Call& call) {
+        auto answer = answerTo(call);
+        if (auto* expected = std::get_if<typename Call::Answer>(&answer))
+            return std::move(*expected);
+        socket_ = {};
+        throw CallFailed("The simulated Mac answered something else.");
+    }
+
+    /// Says what has no answer. Whether it arrives is not known.
+    void tell(const hardware_calls::AllowPowerChange& call);
+
+    /// To be called when `socket()` is readable, after `RegisterForPower`. None when the Mac has gone, or says
+    /// something else: nothing more will come.
+    std::optional<hardware_calls::PowerAnnouncement> receiveAnnouncement();
 
     int socket() const { return socket_.get(); }
 
 private:
     explicit HardwareLink(FileDescriptor socket) : socket_(std::move(socket)) {}
 
-    FileDescriptor socket_;
+    hardware_calls::AnyAnswer answerTo(const hardware_calls::AnyCall& call);
+
+    FileDescriptor socket_; ///< Invalid after a call that got no answer.
 };
 
 } // namespace kelo

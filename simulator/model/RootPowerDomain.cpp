@@ -34,7 +34,7 @@ bool RootPowerDomain::sleep(Cause cause, std::function<void(const SleepReport&)>
     onAsleep_ = std::move(onAsleep);
     const bool asks = cause == Cause::idleness;
     state_ = asks ? State::asking : State::announcing;
-    announce(asks ? canSystemSleep : systemWillSleep);
+    startRound(asks ? Announcement::canSystemSleep : Announcement::systemWillSleep);
     return true;
 }
 
@@ -42,40 +42,40 @@ bool RootPowerDomain::wake() {
     if (state_ != State::asleep)
         return false;
     state_ = State::awake;
-    for (const auto message : {systemWillPowerOn, systemHasPoweredOn})
-        tell(message);
+    announce(Announcement::systemWillPowerOn);
+    announce(Announcement::systemHasPoweredOn);
     return true;
 }
 
-void RootPowerDomain::announce(std::uint32_t message) {
+void RootPowerDomain::startRound(Announcement announcement) {
     roundStart_ = now_();
     acknowledged_ = 0;
     awaited_.clear();
     for (const auto& [client, send] : clients_)
         awaited_.insert(client);
-    limit_ = queue_.scheduleTimer(patience, false, [this] { endRound(); });
-    tell(message);
+    timeout_ = queue_.scheduleTimer(acknowledgementTimeout, false, [this] { endRound(); });
+    announce(announcement);
     endRoundIfComplete();
 }
 
-void RootPowerDomain::tell(std::uint32_t message) {
+void RootPowerDomain::announce(Announcement announcement) {
     const auto notificationID = ++notificationID_;
     const auto clients = clients_; // one may go away meanwhile
     for (const auto& [client, send] : clients)
-        send(message, notificationID);
+        send(announcement, notificationID);
 }
 
 void RootPowerDomain::endRoundIfComplete() {
     const bool isRound = state_ == State::asking || state_ == State::announcing;
-    if (isRound && awaited_.empty() && limit_)
+    if (isRound && awaited_.empty() && timeout_)
         endRound();
 }
 
 void RootPowerDomain::endRound() {
-    limit_.reset();
+    timeout_.reset();
     if (state_ == State::asking) {
         state_ = State::announcing;
-        return announce(systemWillSleep);
+        return startRound(Announcement::systemWillSleep);
     }
     state_ = State::asleep;
     const SleepReport report{now_() - roundStart_, acknowledged_, static_cast<int>(awaited_.size())};

@@ -15,14 +15,16 @@ class Timer;
 /// acknowledgement of sleep as a real one does.
 class RootPowerDomain {
 public:
-    static constexpr std::uint32_t canSystemSleep = 0xE0000270;
-    static constexpr std::uint32_t systemWillSleep = 0xE0000280;
-    static constexpr std::uint32_t systemHasPoweredOn = 0xE0000300;
-    static constexpr std::uint32_t systemWillPowerOn = 0xE0000320;
+    enum class Announcement {
+        canSystemSleep, ///< Asks whether it may.
+        systemWillSleep,
+        systemWillPowerOn,
+        systemHasPoweredOn,
+    };
     /// Seconds after which a client that does not acknowledge is no longer waited for.
-    static constexpr double patience = 30.0;
+    static constexpr double acknowledgementTimeout = 30.0;
 
-    using Send = std::function<void(std::uint32_t message, std::int64_t notificationID)>;
+    using Send = std::function<void(Announcement announcement, std::int64_t notificationID)>;
 
     struct SleepReport {
         double seconds;   ///< From the announcement that it will sleep to the last acknowledgement.
@@ -59,8 +61,8 @@ public:
 private:
     enum class State { awake, asking, announcing, asleep };
 
-    void announce(std::uint32_t message);
-    void tell(std::uint32_t message);
+    void startRound(Announcement announcement);
+    void announce(Announcement announcement);
     void endRoundIfComplete();
     void endRound();
 
@@ -73,7 +75,7 @@ private:
     std::set<int> awaited_; ///< Clients whose acknowledgement of this round is missing.
     int acknowledged_ = 0;
     double roundStart_ = 0;
-    std::unique_ptr<Timer> limit_;
+    std::unique_ptr<Timer> timeout_;
     std::function<void(const SleepReport&)> onAsleep_;
 };
 

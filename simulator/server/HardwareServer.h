@@ -1,26 +1,16 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
-#include "core/hold/Clamshell.h"
 #include "platform/linux/loop/EventLoop.h"
-#include "platform/linux/socket/Message.h"
 #include "platform/posix/FileDescriptor.h"
-#include "simulator/model/RootPowerDomain.h"
-#include "simulator/model/SimulatedMac.h"
+#include "simulator/server/CallHandlers.h"
 
 namespace kelo {
 
-/// The simulated Mac as a process: serves its hardware, its power domain and its lid to the helper, and whoever drives
-/// it, over a socket in its folder. One thread.
-///
-/// Each call is a map with the member "call"; its answer a map, with the member "error", a sentence, when it cannot be
-/// done.
+/// The simulated Mac as a process: takes calls from the helper, and from whoever drives the Mac, over a socket in its
+/// folder, minds who may make them, and sends what the handlers say. One thread.
 class HardwareServer {
 public:
     /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.
@@ -28,52 +18,26 @@ public:
     ~HardwareServer();
 
 private:
-    struct Client;
-    using Answer = std::function<void(const Message&)>;
-    struct Call {
-        void (HardwareServer::*handler)(Client&, const Message& call, const Answer& answer);
-        bool isForRoot;
+    struct Connection {
+        FileDescriptor socket;
+        std::unique_ptr<DescriptorWatch> watch;
+        Caller caller;
     };
-
-    /// The calls by name.
-    static const std::map<std::string, Call>& handlers();
 
     void acceptWaiting();
     void readCall(int id);
+    /// None when there is nothing to answer at once.
+    CallHandlers::Answer answerTo(Caller& caller, const std::vector<std::uint8_t>& bytes);
+    /// Does nothing when the connection has ended.
+    void send(int id, const hardware_calls::AnyAnswer& answer);
     void drop(int id);
-    void send(Client& client, const Message& message);
-
-    // What the helper calls.
-    void exchange(Client& client, const Message& call, const Answer& answer);
-    void clamshell(Client& client, const Message& call, const Answer& answer);
-    void registerPower(Client& client, const Message& call, const Answer& answer);
-    void allowPowerChange(Client& client, const Message& call, const Answer& answer);
-
-    // What drives the Mac.
-    void show(Client& client, const Message& call, const Answer& answer);
-    void lid(Client& client, const Message& call, const Answer& answer);
-    void sleep(Client& client, const Message& call, const Answer& answer);
-    void wake(Client& client, const Message& call, const Answer& answer);
-    void load(Client& client, const Message& call, const Answer& answer);
-    void set(Client& client, const Message& call, const Answer& answer);
-    void interfere(Client& client, const Message& call, const Answer& answer);
-    void fault(Client& client, const Message& call, const Answer& answer);
-
-    Message fans();
-    Message temperatures();
-    Message writes();
-    Message clamshellValue() const;
 
     EventLoop& loop_;
-    double startTime_;
-    SimulatedMac mac_;
-    RootPowerDomain power_;
-    ClamshellProperty lid_;
-    double replyDelay_ = 0; ///< Seconds by which each exchange is answered late.
+    CallHandlers handlers_;
     FileDescriptor listening_;
     std::unique_ptr<DescriptorWatch> accepting_;
-    std::map<int, std::unique_ptr<Client>> clients_;
-    int nextClient_ = 1;
+    std::map<int, Connection> connections_; ///< By a number that is never used again.
+    int nextConnection_ = 1;
 };
 
 } // namespace kelo

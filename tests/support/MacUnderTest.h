@@ -1,31 +1,17 @@
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "platform/linux/loop/EventLoop.h"
-#include "platform/posix/FileDescriptor.h"
 #include "simulator/link/HardwareLink.h"
 #include "simulator/server/HardwareServer.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/MacFolder.h"
 
 namespace kelo {
-
-/// A folder that a simulated Mac listens in; any user may look into it.
-class MacFolder {
-public:
-    MacFolder() { std::filesystem::permissions(temporary_.path(), std::filesystem::perms(0755)); }
-
-    int descriptor() const { return folder_.get(); }
-
-private:
-    TemporaryFolder temporary_;
-    FileDescriptor folder_{open(temporary_.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
-};
 
 /// The simulated Mac as it serves real helpers, on a thread.
 class MacUnderTest {
@@ -43,12 +29,22 @@ public:
         server_.reset();
     }
 
-    /// The answer to one call; null when there was none.
-    Message call(const Message& call) const {
+    /// The answer to one call. Throws `CallFailed`.
+    template <typename Call>
+    typename Call::Answer call(const Call& call) const {
         const auto link = HardwareLink::connect(folder());
-        return link ? link->call(call).value_or(Message()) : Message();
+        return link ? link->call(call) : throw CallFailed("No simulated Mac is there.");
     }
-    void drive(const Message& command) const { EXPECT_EQ(call(command), Message::object()) << command; }
+    void drive(const auto& command) const { EXPECT_NO_THROW(call(command)) << command.name; }
+    /// The sentence with which a call is refused; empty when it is not.
+    std::string refusal(const auto& refused) const {
+        try {
+            call(refused);
+            return "";
+        } catch (const CallFailed& error) {
+            return error.what();
+        }
+    }
 
 private:
     MacFolder folder_;

@@ -13,19 +13,12 @@ ClamshellProperty SimulatedMacClamshell::clamshellState() {
         link_ = HardwareLink::connect(folder_);
     if (!link_)
         return {};
-    const auto answer = link_->call({{"call", "clamshell"}});
-    if (!answer || !answer->contains("clamshell")) {
+    try {
+        return link_->call(hardware_calls::ReadClamshell{}).state;
+    } catch (const CallFailed&) {
         link_.reset(); // perhaps another simulated Mac runs the next time
         return {};
     }
-    const auto& state = answer->at("clamshell");
-    if (state.is_null())
-        return {};
-    if (state.is_boolean())
-        return state.get<bool>();
-    if (state.is_number())
-        return state.get<double>();
-    return UnconvertibleProperty{};
 }
 
 } // namespace kelo

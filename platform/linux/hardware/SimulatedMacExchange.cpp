@@ -1,7 +1,5 @@
 #include "platform/linux/hardware/SimulatedMacExchange.h"
 
-#include <cstring>
-
 #include "simulator/link/HardwareLink.h"
 
 namespace kelo {
@@ -18,14 +16,14 @@ std::uint32_t SimulatedMacExchange::open() {
 bool SimulatedMacExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
     if (!link_ || connection != handle_)
         return false;
-    Message::binary_t record(std::vector<std::uint8_t>(sizeof request));
-    std::memcpy(record.data(), &request, sizeof request);
-    const auto answer = link_->call({{"call", "exchange"}, {"record", std::move(record)}});
-    if (!answer || !answer->contains("record") || !answer->at("record").is_binary() ||
-        answer->at("record").get_binary().size() != sizeof reply)
+    try {
+        const auto record = link_->call(hardware_calls::Exchange{request}).record;
+        if (record)
+            reply = *record;
+        return record.has_value();
+    } catch (...) { // the call failed, or no memory is left for it
         return false;
-    std::memcpy(&reply, answer->at("record").get_binary().data(), sizeof reply);
-    return true;
+    }
 }
 
 void SimulatedMacExchange::close(std::uint32_t connection) noexcept {

@@ -4,23 +4,26 @@
 #include <utility>
 
 #include "platform/linux/loop/EventLoop.h"
-#include "platform/linux/socket/UnixSocket.h"
 #include "simulator/link/HardwareLink.h"
 
 namespace kelo {
 namespace {
 
-std::optional<PowerMessage> powerMessage(std::uint32_t number) {
-    switch (number) {
-    case 0xE0000270:
+using hardware_calls::PowerEvent;
+
+/// None for an event that nobody here cares for.
+std::optional<PowerMessage> powerMessage(PowerEvent event) {
+    switch (event) {
+    case PowerEvent::canSleep:
         return PowerMessage::canSystemSleep;
-    case 0xE0000280:
+    case PowerEvent::willSleep:
         return PowerMessage::systemWillSleep;
-    case 0xE0000300:
+    case PowerEvent::hasPoweredOn:
         return PowerMessage::systemHasPoweredOn;
-    default:
+    case PowerEvent::willPowerOn:
         return std::nullopt;
     }
+    return std::nullopt;
 }
 
 class Registration : public PowerRegistration {
@@ -30,21 +33,22 @@ public:
           watch_(loop.watch(link_->socket(), EventLoop::Readiness::readable, [this] { receive(); })) {}
 
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
-        link_->tell({{"call", "allowPowerChange"}, {"id", notificationID}});
+        try {
+            link_->tell({notificationID});
+        } catch (...) { // no memory is left for it: the simulated Mac stops waiting by itself
+        }
     }
 
 private:
     void receive() {
-        const auto received = unix_socket::receive(link_->socket(), HardwareLink::maximumMessageSize);
-        const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
-        const auto message = bytes != nullptr ? decodeMessage(*bytes) : std::nullopt;
-        if (!message) {
-            watch_.reset(); // the simulated Mac has gone; nothing more will come
+        const auto announcement = link_->receiveAnnouncement();
+        if (!announcement) {
+            watch_.reset();
             return;
         }
         const auto handler = onMessage_; // it may end this registration
-        if (const auto known = powerMessage(message->value("power", std::uint32_t{0})))
-            handler(*known, message->value("id", std::intptr_t{0}));
+        if (const auto message = powerMessage(announcement->event))
+            handler(*message, static_cast<std::intptr_t>(announcement->notificationID));
     }
 
     std::unique_ptr<HardwareLink> link_;
@@ -56,9 +60,14 @@ private:
 
 std::unique_ptr<PowerRegistration> SimulatedMacPowerNotifications::registerForSystemPower(PowerHandler onMessage) {
     auto link = HardwareLink::connect(folder_);
-    // Waits for the answer, so that no sleep is announced between the hold's start and its registration.
-    if (!link || link->call({{"call", "registerPower"}}) != Message::object())
+    if (!link)
         return nullptr;
+    try {
+        // Waits for the answer, so that no sleep is announced between the hold's start and its registration.
+        link->call(hardware_calls::RegisterForPower{});
+    } catch (const CallFailed&) {
+        return nullptr;
+    }
     return std::make_unique<Registration>(std::move(link), loop_, std::move(onMessage));
 }
 

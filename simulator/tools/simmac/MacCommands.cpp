@@ -14,29 +14,30 @@
 namespace kelo::mac_commands {
 namespace {
 
+using namespace hardware_calls;
+
+constexpr int timeout = 90; // seconds; sleep is waited for twice 30 seconds
+
 /// Makes one call on the Mac that runs beside this program.
-Message call(const Message& request) {
+template <typename Call>
+typename Call::Answer call(const Call& call) {
     const SimulatedMacFolder folder;
     const auto link = folder.isPresent() ? HardwareLink::connect(folder.descriptor()) : nullptr;
     if (!link)
         throw CommandRefused("No simulated Mac is running here; \"simmac serve\" starts one.");
-    link->setPatience(90); // sleep is waited for twice 30 seconds
-    const auto answer = link->call(request);
-    if (!answer)
-        throw CommandRefused("The simulated Mac has gone.");
-    if (answer->contains("error"))
-        throw CommandRefused(answer->at("error").get<std::string>());
-    return *answer;
+    link->setTimeout(timeout);
+    try {
+        return link->call(call);
+    } catch (const CallFailed& error) {
+        throw CommandRefused(error.what());
+    }
 }
 
-Message optional(std::optional<double> value) { return value ? Message(*value) : Message(); }
-
-void printFans(const Message& fans) {
-    const auto number = [](const Message& value) { return value.is_null() ? 0.0 : value.get<double>(); };
+void printFans(const std::vector<FanState>& fans) {
     for (const auto& fan : fans)
-        std::printf("fan %d  %-9s  %5.0f RPM  target %5.0f  range %.0f...%.0f\n", fan["index"].get<int>(),
-                    fan["isManual"].get<bool>() ? "manual" : "automatic", number(fan["currentRPM"]),
-                    number(fan["targetRPM"]), number(fan["minRPM"]), number(fan["maxRPM"]));
+        std::printf("fan %d  %-9s  %5.0f RPM  target %5.0f  range %.0f...%.0f\n", fan.index,
+                    fan.isManual ? "manual" : "automatic", fan.currentRPM.value_or(0), fan.targetRPM.value_or(0),
+                    fan.minRPM.value_or(0), fan.maxRPM.value_or(0));
     if (fans.empty())
         std::printf("no fans\n");
 }
@@ -66,64 +67,50 @@ void serve(const std::string& profileName, double heatSpeed) {
 }
 
 void show(bool asJSON) {
-    const auto state = call({{"call", "show"}});
+    const auto state = call(Show{});
     if (asJSON) {
-        std::printf("%s\n", state.dump(2).c_str());
+        std::printf("%s\n", toJSON(state).c_str());
         return;
     }
-    printFans(state["fans"]);
-    for (const auto& [key, celsius] : state["temperatures"].items())
-        std::printf("%s   %.1f degrees\n", key.c_str(), celsius.get<double>());
-    std::printf("lid %s, %s, load %.0f%%, %d power client(s), %zu write(s)\n",
-                state["lidClosed"].get<bool>() ? "closed" : "open", state["asleep"].get<bool>() ? "asleep" : "awake",
-                state["load"].get<double>() * 100, state["powerClients"].get<int>(), state["writes"].size());
+    printFans(state.fans);
+    for (const auto& [key, celsius] : state.temperatures)
+        std::printf("%s   %.1f degrees\n", key.c_str(), celsius);
+    std::printf("lid %s, %s, load %.0f%%, %zu power client(s), %zu write(s)\n", state.lidClosed ? "closed" : "open",
+                state.asleep ? "asleep" : "awake", state.load * 100, state.powerClients, state.writes.size());
 }
 
-void setLid(const std::string& state) { call({{"call", "lid"}, {"state", state}}); }
+void setLid(const ClamshellProperty& state) { call(SetLid{state}); }
 
 void sleep(bool now) {
-    const auto report = call({{"call", "sleep"}, {"now", now}});
-    std::printf("asleep %.3f s after it was announced; %d client(s) acknowledged, %d did not\n",
-                report["seconds"].get<double>(), report["acknowledged"].get<int>(), report["missing"].get<int>());
+    const auto report = call(Sleep{now});
+    std::printf("asleep %.3f s after it was announced; %d client(s) acknowledged, %d did not\n", report.seconds,
+                report.acknowledged, report.missing);
     std::printf("when the last acknowledgement came:\n");
-    printFans(report["fans"]);
+    printFans(report.fans);
 }
 
-void wake() { call({{"call", "wake"}}); }
+void wake() { call(Wake{}); }
 
-void setLoad(double load) { call({{"call", "load"}, {"value", load}}); }
+void setLoad(double load) { call(SetLoad{load}); }
 
-void setKey(const std::string& key, std::optional<double> value) {
-    call({{"call", "set"}, {"key", key}, {"value", optional(value)}});
+void setKey(const std::string& key, std::optional<double> value) { call(SetKey{key, value}); }
+
+void interfere(int fan, std::optional<double> rpm) { call(Interfere{fan, rpm}); }
+
+void failExchange(int n) { call(FailExchange{n}); }
+
+void answerWith(const std::optional<std::string>& key, std::optional<SMCCommand> command, std::uint8_t result) {
+    call(AnswerWith{key, command, result});
 }
 
-void interfere(int fan, std::optional<double> speed) {
-    call({{"call", "interfere"}, {"fan", fan}, {"speed", optional(speed)}});
-}
+void reportSize(const std::string& key, std::uint32_t size) { call(ReportSize{key, size}); }
 
-void failExchange(int n) { call({{"call", "fault"}, {"kind", "fail"}, {"n", n}}); }
+void reportType(const std::string& key, const std::string& type) { call(ReportType{key, type}); }
 
-void answerWith(const std::string& key, const std::string& command, int result) {
-    Message request = {{"call", "fault"}, {"kind", "answer"}, {"result", result}};
-    if (!key.empty())
-        request["key"] = key;
-    if (!command.empty())
-        request["command"] = command;
-    call(request);
-}
+void removeKey(const std::string& key) { call(RemoveKey{key}); }
 
-void reportSize(const std::string& key, std::uint32_t size) {
-    call({{"call", "fault"}, {"kind", "size"}, {"key", key}, {"size", size}});
-}
+void answerSlowly(double seconds) { call(AnswerSlowly{seconds}); }
 
-void reportType(const std::string& key, const std::string& type) {
-    call({{"call", "fault"}, {"kind", "type"}, {"key", key}, {"type", type}});
-}
-
-void removeKey(const std::string& key) { call({{"call", "fault"}, {"kind", "remove"}, {"key", key}}); }
-
-void answerSlowly(double seconds) { call({{"call", "fault"}, {"kind", "slow"}, {"seconds", seconds}}); }
-
-void clearFaults() { call({{"call", "fault"}, {"kind", "clear"}}); }
+void clearFaults() { call(ClearFaults{}); }
 
 } // namespace kelo::mac_commands

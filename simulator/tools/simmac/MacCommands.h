@@ -5,6 +5,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "core/hold/Clamshell.h"
+#include "core/smc/SMCKeyData.h"
+
 namespace kelo {
 
 /// What keeps a command from being carried out. `what()` is one sentence for whoever typed it.
@@ -21,7 +24,7 @@ namespace mac_commands {
 void serve(const std::string& profile, double heatSpeed);
 
 void show(bool asJSON);
-void setLid(const std::string& state);
+void setLid(const ClamshellProperty& state);
 /// Waits until every client has acknowledged, for up to 30 s in each of the two rounds; `now` leaves out the first,
 /// which asks whether the Mac may sleep.
 void sleep(bool now);
@@ -30,10 +33,11 @@ void setLoad(double load);
 /// Holds a key at a value; none lets it go again.
 void setKey(const std::string& key, std::optional<double> value);
 /// Takes a fan to a speed; none gives it back to the system.
-void interfere(int fan, std::optional<double> speed);
+void interfere(int fan, std::optional<double> rpm);
 
 void failExchange(int n);
-void answerWith(const std::string& key, const std::string& command, int result);
+/// On every key, and of every command, unless given.
+void answerWith(const std::optional<std::string>& key, std::optional<SMCCommand> command, std::uint8_t result);
 void reportSize(const std::string& key, std::uint32_t size);
 void reportType(const std::string& key, const std::string& type);
 void removeKey(const std::string& key);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -30,7 +31,8 @@ struct Arguments {
     std::string value;
     int fan = 0;
     int n = 1;
-    std::string command;
+    std::optional<std::string> answeredKey;
+    std::optional<std::string> command;
     int result = 0;
     std::uint32_t size = 0;
     std::string type;
@@ -58,6 +60,12 @@ const CLI::Validator isNumberOrAuto(
 
 const CLI::Validator
     isKey([](std::string& text) -> std::string { return text.size() == 4 ? "" : "a key has four characters"; }, "KEY");
+
+const std::map<std::string, ClamshellProperty> lidStates = {
+    {"open", false}, {"close", true}, {"text", UnconvertibleProperty{}}};
+
+const std::map<std::string, SMCCommand> controllerCommands = {
+    {"info", SMCCommand::readKeyInfo}, {"read", SMCCommand::readBytes}, {"write", SMCCommand::writeBytes}};
 
 std::string profileHelp() {
     std::string help = "The kind of Mac";
@@ -92,8 +100,8 @@ void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
     auto* lid = app.add_subcommand("lid", "Opens or closes the lid.");
     lid->add_option("state", arguments.state, "open, close, or text for a property that is not a boolean")
         ->required()
-        ->check(CLI::IsMember({"open", "close", "text"}));
-    lid->callback([&] { action = [&] { mac_commands::setLid(arguments.state); }; });
+        ->check(CLI::IsMember(lidStates));
+    lid->callback([&] { action = [&] { mac_commands::setLid(lidStates.at(arguments.state)); }; });
 
     auto* sleep = app.add_subcommand("sleep", "Puts the Mac to sleep, waiting up to 30 s for each acknowledgement.");
     sleep->add_flag("--now", arguments.isNow, "Without asking first, as when the lid or the menu does it");
@@ -131,11 +139,17 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
     auto* answer =
         faults->add_subcommand("answer", "Answers exchanges with a result byte instead of carrying them out.");
     answer->add_option("result", arguments.result, "The byte, for example 0x84")->required()->check(CLI::Range(1, 255));
-    answer->add_option("--key", arguments.key, "Only exchanges on this key")->check(isKey);
+    answer->add_option("--key", arguments.answeredKey, "Only exchanges on this key")->check(isKey);
     answer->add_option("--command", arguments.command, "Only exchanges of this command")
-        ->check(CLI::IsMember({"info", "read", "write"}));
-    answer->callback(
-        [&] { action = [&] { mac_commands::answerWith(arguments.key, arguments.command, arguments.result); }; });
+        ->check(CLI::IsMember(controllerCommands));
+    answer->callback([&] {
+        action = [&] {
+            const auto& command = arguments.command;
+            mac_commands::answerWith(arguments.answeredKey,
+                                     command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
+                                     static_cast<std::uint8_t>(arguments.result));
+        };
+    });
 
     auto* size = faults->add_subcommand("size", "Makes a key report another size than it has.");
     size->add_option("key", arguments.key)->required()->check(isKey);

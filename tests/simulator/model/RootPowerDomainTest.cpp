@@ -16,17 +16,19 @@ using ::testing::IsEmpty;
 
 class RootPowerDomainTest : public ::testing::Test {
 protected:
+    using Announcement = RootPowerDomain::Announcement;
+
     struct Client {
         int number = 0;
-        std::vector<std::uint32_t> messages;
+        std::vector<Announcement> announcements;
         std::int64_t lastID = 0;
     };
 
     /// A client that acknowledges nothing by itself.
     std::unique_ptr<Client> addClient() {
         auto client = std::make_unique<Client>();
-        client->number = domain.addClient([client = client.get()](std::uint32_t message, std::int64_t id) {
-            client->messages.push_back(message);
+        client->number = domain.addClient([client = client.get()](Announcement announcement, std::int64_t id) {
+            client->announcements.push_back(announcement);
             client->lastID = id;
         });
         return client;
@@ -36,9 +38,8 @@ protected:
         return domain.sleep(RootPowerDomain::Cause::idleness, [this](const auto& made) { report = made; });
     }
 
-    static constexpr auto can = RootPowerDomain::canSystemSleep;
-    static constexpr auto will = RootPowerDomain::systemWillSleep;
-    static constexpr auto on = RootPowerDomain::systemHasPoweredOn;
+    static constexpr auto can = Announcement::canSystemSleep;
+    static constexpr auto will = Announcement::systemWillSleep;
 
     double now = 0;
     VirtualQueue queue{now};
@@ -56,11 +57,11 @@ TEST_F(RootPowerDomainTest, SleepIsAskedForThenAnnouncedAndWaitsForEachAcknowled
     const auto first = addClient();
     const auto second = addClient();
     EXPECT_TRUE(sleep());
-    EXPECT_THAT(first->messages, ElementsAre(can));
+    EXPECT_THAT(first->announcements, ElementsAre(can));
     acknowledge(*first);
-    EXPECT_THAT(second->messages, ElementsAre(can));
+    EXPECT_THAT(second->announcements, ElementsAre(can));
     acknowledge(*second);
-    EXPECT_THAT(first->messages, ElementsAre(can, will));
+    EXPECT_THAT(first->announcements, ElementsAre(can, will));
     queue.runFor(1.5);
     acknowledge(*second);
     EXPECT_FALSE(report.has_value());
@@ -76,9 +77,9 @@ TEST_F(RootPowerDomainTest, AClientThatDoesNotAnswerIsWaitedForForThirtySecondsI
     const auto client = addClient();
     sleep();
     queue.runFor(29.9);
-    EXPECT_THAT(client->messages, ElementsAre(can));
+    EXPECT_THAT(client->announcements, ElementsAre(can));
     queue.runFor(0.1);
-    EXPECT_THAT(client->messages, ElementsAre(can, will));
+    EXPECT_THAT(client->announcements, ElementsAre(can, will));
     queue.runFor(30);
     ASSERT_TRUE(report.has_value());
     EXPECT_EQ(report->missing, 1);
@@ -92,7 +93,7 @@ TEST_F(RootPowerDomainTest, AnAcknowledgementOfAnotherRoundOrASecondOneDoesNotCo
     const auto oldID = first->lastID;
     acknowledge(*first);
     acknowledge(*first);
-    EXPECT_THAT(first->messages, ElementsAre(can));
+    EXPECT_THAT(first->announcements, ElementsAre(can));
     acknowledge(*second);
     domain.acknowledge(first->number, oldID);
     acknowledge(*second);
@@ -112,7 +113,7 @@ TEST_F(RootPowerDomainTest, WakingIsToldToEverybodyAndNeedsNoAcknowledgement) {
     sleep();
     const auto client = addClient();
     EXPECT_TRUE(domain.wake());
-    EXPECT_THAT(client->messages, ElementsAre(RootPowerDomain::systemWillPowerOn, on));
+    EXPECT_THAT(client->announcements, ElementsAre(Announcement::systemWillPowerOn, Announcement::systemHasPoweredOn));
     EXPECT_FALSE(domain.isAsleep());
     EXPECT_FALSE(domain.wake());
 }
@@ -120,7 +121,7 @@ TEST_F(RootPowerDomainTest, WakingIsToldToEverybodyAndNeedsNoAcknowledgement) {
 TEST_F(RootPowerDomainTest, ADemandIsAnnouncedWithoutAQuestion) {
     const auto client = addClient();
     EXPECT_TRUE(domain.sleep(RootPowerDomain::Cause::demand, [this](const auto& made) { report = made; }));
-    EXPECT_THAT(client->messages, ElementsAre(will));
+    EXPECT_THAT(client->announcements, ElementsAre(will));
     acknowledge(*client);
     EXPECT_TRUE(domain.isAsleep());
     EXPECT_EQ(report.value().acknowledged, 1);
@@ -138,8 +139,8 @@ TEST_F(RootPowerDomainTest, ASleepingOrFallingMacCannotBeSentToSleep) {
 
 TEST_F(RootPowerDomainTest, AClientThatAcknowledgesAtOnceIsHeard) {
     int number = 0;
-    number = domain.addClient([&](std::uint32_t message, std::int64_t id) {
-        if (message != on)
+    number = domain.addClient([&](Announcement announcement, std::int64_t id) {
+        if (announcement != Announcement::systemHasPoweredOn)
             domain.acknowledge(number, id);
     });
     EXPECT_TRUE(sleep());

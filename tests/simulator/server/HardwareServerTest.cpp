@@ -7,48 +7,78 @@
 #include <functional>
 #include <thread>
 
+#include "platform/linux/socket/Message.h"
+#include "platform/linux/socket/UnixSocket.h"
 #include "tests/support/MacUnderTest.h"
 
 namespace kelo {
 namespace {
 
-using ::testing::IsEmpty;
-using ::testing::Not;
+using namespace hardware_calls;
+using ::testing::EndsWith;
+using ::testing::StartsWith;
 
 class HardwareServerTest : public ::testing::Test {
 protected:
-    std::string errorOf(const Message& call) const { return mac.call(call).value("error", ""); }
-    bool isServing() const { return mac.call({{"call", "show"}}).contains("fans"); }
+    bool isServing() const { return mac.refusal(Show{}).empty(); }
 
     MacUnderTest mac;
 };
 
+/// A client whose every byte is the test's.
+class RawLink {
+public:
+    explicit RawLink(int folder) : socket_(unix_socket::connect(folder, HardwareLink::socketName)) {}
+
+    std::string refusalOf(const std::vector<std::uint8_t>& bytes) {
+        EXPECT_EQ(unix_socket::send(socket_.get(), bytes), unix_socket::Sent::whole);
+        const auto received = unix_socket::receive(socket_.get(), HardwareLink::maximumMessageSize);
+        const auto answer = decodeAnswer(std::get<std::vector<std::uint8_t>>(received));
+        const auto* refused = std::get_if<Refused>(&answer);
+        return refused != nullptr ? refused->sentence : "not refused";
+    }
+
+private:
+    FileDescriptor socket_;
+};
+
 TEST_F(HardwareServerTest, ACallThatIsNoneIsAnsweredWithASentenceAndEndsNothing) {
-    const Message calls[] = {
-        Message::object(),
-        {{"call", 5}},
-        {{"call", nullptr}},
-        {{"call", "explode"}},
-        {{"call", "set"}},
-        {{"call", "set"}, {"key", 1}, {"value", "hot"}},
-        {{"call", "set"}, {"key", "Temperature"}, {"value", 1}},
-        {{"call", "lid"}},
-        {{"call", "interfere"}, {"fan", 99}, {"speed", 1000}},
-        {{"call", "exchange"}, {"record", Message::binary({1, 2, 3})}},
-        {{"call", "fault"}, {"kind", "answer"}, {"result", "much"}},
+    const std::vector<std::uint8_t> calls[] = {
+        {0xFF},
+        encodeMessage(Message::object()),
+        encodeMessage({{"explode", Message::object()}}),
+        encodeMessage({{"setKey", {{"key", 1}, {"value", "hot"}}}}),
+        encodeMessage({{"exchange", {{"record", Message::binary({1, 2, 3})}}}}),
+        encode(AnyCall(SetKey{"Temperature", 1})),
+        encode(AnyAnswer(Done{})),
     };
-    for (const auto& call : calls)
-        EXPECT_THAT(errorOf(call), Not(IsEmpty())) << call;
+    RawLink link(mac.folder());
+    for (const auto& call : calls) {
+        const auto refusal = link.refusalOf(call);
+        EXPECT_THAT(refusal, StartsWith("That cannot be done: "));
+        EXPECT_THAT(refusal, EndsWith("."));
+    }
     EXPECT_TRUE(isServing());
 }
 
 TEST_F(HardwareServerTest, AConnectionRegistersForPowerOnceAndIsNotWaitedForAfterItsEnd) {
     auto link = HardwareLink::connect(mac.folder());
-    EXPECT_EQ(link->call({{"call", "registerPower"}}), Message::object());
-    EXPECT_TRUE(link->call({{"call", "registerPower"}}).value().contains("error"));
-    EXPECT_EQ(mac.call({{"call", "show"}}).at("powerClients"), 1);
+    EXPECT_NO_THROW(link->call(RegisterForPower{}));
+    EXPECT_THROW(link->call(RegisterForPower{}), CallFailed);
+    EXPECT_EQ(mac.call(Show{}).powerClients, 1U);
     link.reset();
-    EXPECT_EQ(mac.call({{"call", "sleep"}}).at("acknowledged"), 0);
+    EXPECT_EQ(mac.call(Sleep{}).acknowledged, 0);
+}
+
+TEST_F(HardwareServerTest, AClientThatGoesBeforeItsSlowAnswerEndsNothing) {
+    mac.drive(AnswerSlowly{0.05});
+    {
+        const auto socket = unix_socket::connect(mac.folder(), HardwareLink::socketName);
+        EXPECT_EQ(unix_socket::send(socket.get(), encode(AnyCall(Exchange{}))), unix_socket::Sent::whole);
+    }
+    const auto link = HardwareLink::connect(mac.folder());
+    EXPECT_NO_THROW(link->call(Exchange{})); // later than the answer that nobody takes
+    EXPECT_TRUE(isServing());
 }
 
 /// Runs `work` on a thread of somebody without rights: to the kernel, a user belongs to each thread.
@@ -64,21 +94,21 @@ void asNobody(const std::function<void()>& work) {
 TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only the superuser can become somebody else";
-    asNobody([this] { EXPECT_TRUE(isServing()); });
-    const Message drives[] = {
-        {{"call", "set"}, {"key", "Tp09"}, {"value", 99}},
-        {{"call", "lid"}, {"state", "close"}},
-        {{"call", "load"}, {"value", 1}},
-        {{"call", "sleep"}},
-        {{"call", "wake"}},
-        {{"call", "interfere"}, {"fan", 0}, {"speed", 1000}},
-        {{"call", "fault"}, {"kind", "fail"}, {"n", 1}},
-    };
-    asNobody([&] {
-        for (const auto& drive : drives)
-            EXPECT_EQ(errorOf(drive), "Only whoever runs the simulated Mac can do that.") << drive;
+    asNobody([this] {
+        EXPECT_TRUE(isServing());
+        EXPECT_EQ(mac.refusal(Exchange{}), "");
+        EXPECT_EQ(mac.refusal(ReadClamshell{}), "");
+        EXPECT_EQ(mac.refusal(RegisterForPower{}), "");
     });
-    EXPECT_NE(mac.call({{"call", "show"}}).at("lidClosed"), true);
+    const AnyCall drives[] = {SetLid{true}, Sleep{},        Wake{},       SetLoad{1},   SetKey{},
+                              Interfere{},  FailExchange{}, AnswerWith{}, ReportSize{}, ReportType{},
+                              RemoveKey{},  AnswerSlowly{}, ClearFaults{}};
+    asNobody([&] {
+        RawLink link(mac.folder());
+        for (const auto& drive : drives)
+            EXPECT_EQ(link.refusalOf(encode(drive)), "Only whoever runs the simulated Mac can do that.");
+    });
+    EXPECT_FALSE(mac.call(Show{}).lidClosed);
 }
 
 } // namespace

@@ -1,6 +1,4 @@
 #include <poll.h>
-
-#include <map>
 #include <sys/socket.h>
 
 #include <thread>
@@ -24,7 +22,7 @@ class SimulatedMacExchangeHarness {
 public:
     SMCExchange& exchange() { return exchange_; }
     void removeController() { mac_.remove(); }
-    void failNextExchange() { mac_.drive({{"call", "fault"}, {"kind", "fail"}, {"n", 1}}); }
+    void failNextExchange() { mac_.drive(hardware_calls::FailExchange{1}); }
     int openConnections() { return static_cast<int>(openSockets(SocketEnd::clients, HardwareLink::socketName).size()); }
 
 private:
@@ -35,18 +33,10 @@ private:
 class SimulatedMacClamshellHarness {
 public:
     Clamshell& clamshell() { return clamshell_; }
-    void setState(const ClamshellProperty& state) { mac_.drive({{"call", "lid"}, {"state", value(state)}}); }
+    void setState(const ClamshellProperty& state) { mac_.drive(hardware_calls::SetLid{state}); }
     void removePowerDomain() { mac_.remove(); }
 
 private:
-    static Message value(const ClamshellProperty& state) {
-        if (const auto* isClosed = std::get_if<bool>(&state))
-            return *isClosed ? "close" : "open";
-        if (const auto* number = std::get_if<double>(&state))
-            return *number;
-        return std::holds_alternative<UnconvertibleProperty>(state) ? Message("text") : Message();
-    }
-
     MacUnderTest mac_;
     SimulatedMacClamshell clamshell_{mac_.folder()};
 };
@@ -67,18 +57,16 @@ public:
         listening_ = {};
     }
 
-    void send(std::uint32_t messageType, std::intptr_t argument) {
+    void send(hardware_calls::PowerEvent event, std::intptr_t notificationID) {
         for (const auto& client : clients_)
-            unix_socket::send(client.get(), encodeMessage({{"power", messageType}, {"id", argument}}));
+            unix_socket::send(client.get(), encode(hardware_calls::PowerAnnouncement{event, notificationID}));
     }
 
     std::vector<std::intptr_t> allowed() {
         std::vector<std::intptr_t> ids;
         for (const auto& client : clients_)
-            while (const auto call = receive(client)) {
-                EXPECT_EQ(call->at("call"), "allowPowerChange");
-                ids.push_back(call->at("id").get<std::intptr_t>());
-            }
+            while (const auto call = receive(client))
+                ids.push_back(std::get<hardware_calls::AllowPowerChange>(*call).notificationID);
         return ids;
     }
 
@@ -88,8 +76,8 @@ private:
             FileDescriptor client = unix_socket::accept(listening_.get());
             const auto call = isReadable(client) ? receive(client) : std::nullopt;
             clients_.push_back(std::move(client)); // the answer tells the test's thread that it is there
-            EXPECT_EQ(call, Message({{"call", "registerPower"}}));
-            unix_socket::send(clients_.back().get(), encodeMessage(Message::object()));
+            EXPECT_TRUE(call && std::holds_alternative<hardware_calls::RegisterForPower>(*call));
+            unix_socket::send(clients_.back().get(), encode(hardware_calls::Done{}));
         }
     }
 
@@ -100,10 +88,10 @@ private:
     }
 
     /// What is there already.
-    static std::optional<Message> receive(const FileDescriptor& socket) {
+    static std::optional<hardware_calls::AnyCall> receive(const FileDescriptor& socket) {
         const auto received = unix_socket::receive(socket.get(), HardwareLink::maximumMessageSize);
         const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
-        return bytes != nullptr ? decodeMessage(*bytes) : std::nullopt;
+        return bytes != nullptr ? std::optional(hardware_calls::decodeCall(*bytes)) : std::nullopt;
     }
 
     MacFolder folder_;
@@ -116,17 +104,24 @@ class SimulatedMacPowerHarness {
 public:
     PowerNotifications& notifications() { return notifications_; }
     void removePowerDomain() { domain_.remove(); }
-    void send(PowerMessage message, std::intptr_t notificationID) {
-        static const std::map<PowerMessage, std::uint32_t> types = {{PowerMessage::canSystemSleep, 0xE0000270},
-                                                                    {PowerMessage::systemWillSleep, 0xE0000280},
-                                                                    {PowerMessage::systemHasPoweredOn, 0xE0000300}};
-        domain_.send(types.at(message), notificationID);
-    }
-    void sendOther() { domain_.send(0xE0000320, 0); }
+    void send(PowerMessage message, std::intptr_t notificationID) { domain_.send(eventOf(message), notificationID); }
+    void sendOther() { domain_.send(hardware_calls::PowerEvent::willPowerOn, 0); }
     void run() { under_.run(1); }
     std::vector<std::intptr_t> allowed() { return domain_.allowed(); }
 
 private:
+    static hardware_calls::PowerEvent eventOf(PowerMessage message) {
+        switch (message) {
+        case PowerMessage::canSystemSleep:
+            return hardware_calls::PowerEvent::canSleep;
+        case PowerMessage::systemWillSleep:
+            return hardware_calls::PowerEvent::willSleep;
+        case PowerMessage::systemHasPoweredOn:
+            break;
+        }
+        return hardware_calls::PowerEvent::hasPoweredOn;
+    }
+
     ScriptedPowerDomain domain_;
     LoopUnderTest under_;
     SimulatedMacPowerNotifications notifications_{domain_.folder(), under_.loop};

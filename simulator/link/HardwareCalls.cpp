@@ -1,0 +1,146 @@
+#include "simulator/link/HardwareCalls.h"
+
+#include <cstring>
+#include <stdexcept>
+#include <type_traits>
+
+#include "platform/linux/socket/Message.h"
+
+// How each type of a member travels. The names of the functions are the library's.
+// NOLINTBEGIN(readability-identifier-naming)
+namespace nlohmann {
+
+template <typename T>
+struct adl_serializer<std::optional<T>> {
+    static void to_json(json& member, const std::optional<T>& value) { member = value ? json(*value) : json(); }
+    static void from_json(const json& member, std::optional<T>& value) {
+        if (!member.is_null())
+            value = member.get<T>();
+    }
+};
+
+template <>
+struct adl_serializer<SMCKeyData> {
+    static void to_json(json& member, const SMCKeyData& record) {
+        json::binary_t bytes(std::vector<std::uint8_t>(sizeof record));
+        std::memcpy(bytes.data(), &record, sizeof record);
+        member = std::move(bytes);
+    }
+    static void from_json(const json& member, SMCKeyData& record) {
+        const auto& bytes = member.get_binary();
+        if (bytes.size() != sizeof record)
+            throw std::invalid_argument("a record has 80 bytes");
+        std::memcpy(&record, bytes.data(), sizeof record);
+    }
+};
+
+template <>
+struct adl_serializer<kelo::ClamshellProperty> {
+    static void to_json(json& member, const kelo::ClamshellProperty& state) {
+        if (const auto* isClosed = std::get_if<bool>(&state))
+            member = *isClosed;
+        else if (const auto* number = std::get_if<double>(&state))
+            member = *number;
+        else
+            member = std::holds_alternative<kelo::UnconvertibleProperty>(state) ? json("text") : json();
+    }
+    static void from_json(const json& member, kelo::ClamshellProperty& state) {
+        if (member.is_boolean())
+            state = member.get<bool>();
+        else if (member.is_number())
+            state = member.get<double>();
+        else if (!member.is_null())
+            state = kelo::UnconvertibleProperty{};
+    }
+};
+
+} // namespace nlohmann
+// NOLINTEND(readability-identifier-naming)
+
+namespace kelo {
+
+NLOHMANN_JSON_SERIALIZE_ENUM(SMCCommand, {{SMCCommand::readKeyInfo, "info"},
+                                          {SMCCommand::readBytes, "read"},
+                                          {SMCCommand::writeBytes, "write"}})
+
+namespace hardware_calls {
+
+NLOHMANN_JSON_SERIALIZE_ENUM(PowerEvent, {{PowerEvent::canSleep, "canSleep"},
+                                          {PowerEvent::willSleep, "willSleep"},
+                                          {PowerEvent::willPowerOn, "willPowerOn"},
+                                          {PowerEvent::hasPoweredOn, "hasPoweredOn"}})
+
+template <typename T>
+requires std::is_empty_v<T>
+void to_json(Message& members, const T&) { members = Message::object(); }
+template <typename T>
+requires std::is_empty_v<T>
+void from_json(const Message&, T&) {}
+
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Refused, sentence)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ExchangeReply, record)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ClamshellState, state)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(FanState, index, currentRPM, minRPM, maxRPM, targetRPM, isManual)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Write, time, key, bytes)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(MacState, fans, temperatures, lidClosed, asleep, powerClients, load, writes)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SleepReport, seconds, acknowledged, missing, fans)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(PowerAnnouncement, event, notificationID)
+
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Exchange, record)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AllowPowerChange, notificationID)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetLid, state)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Sleep, now)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetLoad, load)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetKey, key, value)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Interfere, fan, rpm)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(FailExchange, n)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AnswerWith, key, command, result)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ReportSize, key, size)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ReportType, key, type)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RemoveKey, key)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AnswerSlowly, seconds)
+
+namespace {
+
+/// A map of one entry: the name of what is said, and its members.
+template <typename Any>
+std::vector<std::uint8_t> encodeAny(const Any& any) {
+    return std::visit([](const auto& said) { return encodeMessage({{said.name, Message(said)}}); }, any);
+}
+
+/// The alternative of that name, the `index`-th or one of those after it.
+template <typename Any, std::size_t index = 0>
+Any alternativeNamed(const std::string& name, const Message& members) {
+    if constexpr (index == std::variant_size_v<Any>) {
+        throw std::invalid_argument("there is nothing of that name");
+    } else {
+        using Alternative = std::variant_alternative_t<index, Any>;
+        return name == Alternative::name ? members.get<Alternative>() : alternativeNamed<Any, index + 1>(name, members);
+    }
+}
+
+template <typename Any>
+Any decodeAny(const std::vector<std::uint8_t>& bytes) {
+    const auto message = decodeMessage(bytes);
+    if (!message || message->size() != 1)
+        throw std::invalid_argument("that is not one name with its members");
+    const auto said = message->begin();
+    try {
+        // The library would round a number to what fits, and pass over a member or a name that it does not know.
+        if (auto any = alternativeNamed<Any>(said.key(), said.value()); encodeAny(any) == bytes)
+            return any;
+    } catch (const Message::exception&) {
+    }
+    throw std::invalid_argument("a member of \"" + said.key() + "\" is missing, unknown or of another kind");
+}
+
+} // namespace
+
+std::vector<std::uint8_t> encode(const AnyCall& call) { return encodeAny(call); }
+std::vector<std::uint8_t> encode(const AnyAnswer& answer) { return encodeAny(answer); }
+AnyCall decodeCall(const std::vector<std::uint8_t>& bytes) { return decodeAny<AnyCall>(bytes); }
+AnyAnswer decodeAnswer(const std::vector<std::uint8_t>& bytes) { return decodeAny<AnyAnswer>(bytes); }
+std::string toJSON(const MacState& state) { return Message(state).dump(2); }
+
+} // namespace hardware_calls
+} // namespace kelo

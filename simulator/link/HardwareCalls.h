@@ -1,0 +1,227 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "core/hold/Clamshell.h"
+#include "core/smc/SMCKeyData.h"
+
+namespace kelo {
+
+/// What is said to the simulated Mac and what it says, each as a type with its name on the wire. The members bear the
+/// names that they have here.
+namespace hardware_calls {
+
+// --- what the Mac says
+
+struct Done {
+    static constexpr auto name = "done";
+};
+
+/// In answer to any call: it has not been done, and has changed nothing.
+struct Refused {
+    static constexpr auto name = "refused";
+    std::string sentence; ///< Tells why.
+};
+
+struct ExchangeReply {
+    static constexpr auto name = "exchangeReply";
+    std::optional<SMCKeyData> record; ///< None when the exchange failed at the platform's level.
+};
+
+struct ClamshellState {
+    static constexpr auto name = "clamshellState";
+    ClamshellProperty state;
+};
+
+struct FanState {
+    int index = 0;
+    std::optional<double> currentRPM; ///< None of these without its key.
+    std::optional<double> minRPM;
+    std::optional<double> maxRPM;
+    std::optional<double> targetRPM;
+    bool isManual = false;
+};
+
+/// A write that the controller has carried out.
+struct Write {
+    double time = 0; ///< Seconds since the Mac was started.
+    std::string key;
+    std::vector<std::uint8_t> bytes;
+};
+
+struct MacState {
+    static constexpr auto name = "macState";
+    std::vector<FanState> fans;
+    std::map<std::string, double> temperatures; ///< Degrees Celsius by key.
+    bool lidClosed = false;
+    bool asleep = false;
+    std::size_t powerClients = 0;
+    double load = 0;
+    std::vector<Write> writes; ///< The newest, in order.
+};
+
+struct SleepReport {
+    static constexpr auto name = "sleepReport";
+    double seconds = 0;         ///< From the announcement that the Mac will sleep to the last acknowledgement.
+    int acknowledged = 0;       ///< Clients that acknowledged it.
+    int missing = 0;            ///< Clients that did not in time.
+    std::vector<FanState> fans; ///< When the last acknowledgement came.
+};
+
+enum class PowerEvent { canSleep, willSleep, willPowerOn, hasPoweredOn };
+
+/// Comes without a call to whoever has registered for it.
+struct PowerAnnouncement {
+    static constexpr auto name = "powerAnnouncement";
+    PowerEvent event{};
+    std::int64_t notificationID = 0;
+};
+
+using AnyAnswer = std::variant<Done, Refused, ExchangeReply, ClamshellState, MacState, SleepReport, PowerAnnouncement>;
+
+// --- what the helper says
+
+struct Exchange {
+    using Answer = ExchangeReply;
+    static constexpr auto name = "exchange";
+    SMCKeyData record{};
+};
+
+struct ReadClamshell {
+    using Answer = ClamshellState;
+    static constexpr auto name = "readClamshell";
+};
+
+/// Announcements come over this connection from the answer on.
+struct RegisterForPower {
+    using Answer = Done;
+    static constexpr auto name = "registerForPower";
+};
+
+/// Has no answer.
+struct AllowPowerChange {
+    static constexpr auto name = "allowPowerChange";
+    std::int64_t notificationID = 0;
+};
+
+// --- what drives the Mac
+
+struct Show {
+    using Answer = MacState;
+    static constexpr auto name = "show";
+};
+
+struct SetLid {
+    using Answer = Done;
+    static constexpr auto name = "setLid";
+    ClamshellProperty state;
+};
+
+/// Answered when the Mac is asleep, which takes up to a minute.
+struct Sleep {
+    using Answer = SleepReport;
+    static constexpr auto name = "sleep";
+    bool now = false; ///< Without asking first whether it may.
+};
+
+struct Wake {
+    using Answer = Done;
+    static constexpr auto name = "wake";
+};
+
+struct SetLoad {
+    using Answer = Done;
+    static constexpr auto name = "setLoad";
+    double load = 0; ///< 0...1.
+};
+
+/// Holds a key at a value; none lets it go again.
+struct SetKey {
+    using Answer = Done;
+    static constexpr auto name = "setKey";
+    std::string key;
+    std::optional<double> value;
+};
+
+/// Takes a fan to a speed; none gives it back to the system.
+struct Interfere {
+    using Answer = Done;
+    static constexpr auto name = "interfere";
+    int fan = 0;
+    std::optional<double> rpm;
+};
+
+// --- faults, each until `ClearFaults` unless it says otherwise
+
+/// Once: the `n`-th exchange from now fails, 1 being the next.
+struct FailExchange {
+    using Answer = Done;
+    static constexpr auto name = "failExchange";
+    int n = 1;
+};
+
+/// Exchanges, on `key` and of `command` if given, are answered with `result` instead of being done.
+struct AnswerWith {
+    using Answer = Done;
+    static constexpr auto name = "answerWith";
+    std::optional<std::string> key;
+    std::optional<SMCCommand> command;
+    std::uint8_t result = 0;
+};
+
+struct ReportSize {
+    using Answer = Done;
+    static constexpr auto name = "reportSize";
+    std::string key;
+    std::uint32_t size = 0;
+};
+
+struct ReportType {
+    using Answer = Done;
+    static constexpr auto name = "reportType";
+    std::string key;
+    std::string type; ///< Filled up with blanks to four characters.
+};
+
+/// For good.
+struct RemoveKey {
+    using Answer = Done;
+    static constexpr auto name = "removeKey";
+    std::string key;
+};
+
+/// Every exchange is answered late.
+struct AnswerSlowly {
+    using Answer = Done;
+    static constexpr auto name = "answerSlowly";
+    double seconds = 0;
+};
+
+struct ClearFaults {
+    using Answer = Done;
+    static constexpr auto name = "clearFaults";
+};
+
+using AnyCall = std::variant<Exchange, ReadClamshell, RegisterForPower, AllowPowerChange, Show, SetLid, Sleep, Wake,
+                             SetLoad, SetKey, Interfere, FailExchange, AnswerWith, ReportSize, ReportType, RemoveKey,
+                             AnswerSlowly, ClearFaults>;
+
+// --- the wire
+
+std::vector<std::uint8_t> encode(const AnyCall& call);
+std::vector<std::uint8_t> encode(const AnyAnswer& answer);
+
+/// Throw `std::invalid_argument`, a clause that tells why, for bytes that `encode` would not have made.
+AnyCall decodeCall(const std::vector<std::uint8_t>& bytes);
+AnyAnswer decodeAnswer(const std::vector<std::uint8_t>& bytes);
+
+/// In JSON, for people and scripts.
+std::string toJSON(const MacState& state);
+
+} // namespace hardware_calls
+} // namespace kelo

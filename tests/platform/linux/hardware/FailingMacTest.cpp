@@ -1,0 +1,115 @@
+// What the helper's view of the hardware makes of a simulated Mac that goes, refuses or talks nonsense.
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <vector>
+
+#include "platform/linux/hardware/SimulatedMacClamshell.h"
+#include "platform/linux/hardware/SimulatedMacExchange.h"
+#include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
+#include "platform/linux/loop/EventLoop.h"
+#include "tests/support/ScriptedMac.h"
+
+namespace kelo {
+namespace {
+
+using namespace hardware_calls;
+using Bytes = ScriptedMac::Bytes;
+
+const std::vector<Bytes>& nonsense() {
+    static const std::vector<Bytes> nonsense = {
+        {0x01},
+        {0xA0}, // an empty map
+        encode(AnyAnswer(Refused{"No."})),
+        encode(AnyAnswer(PowerAnnouncement{})),
+        encode(AnyCall(Show{})),
+    };
+    return nonsense;
+}
+
+TEST(FailingMacTest, AnExchangeWithNonsenseForAnAnswerFailsAndThrowsNothing) {
+    for (const auto& bytes : nonsense()) {
+        ScriptedMac mac;
+        SimulatedMacExchange exchange(mac.folder());
+        const auto connection = exchange.open();
+        mac.accept();
+        mac.say(bytes);
+        SMCKeyData reply{};
+        EXPECT_FALSE(exchange.exchange(connection, {}, reply));
+    }
+    static_assert(noexcept(std::declval<SimulatedMacExchange>().exchange(0, {}, std::declval<SMCKeyData&>())));
+    static_assert(noexcept(std::declval<SimulatedMacExchange>().close(0)));
+}
+
+TEST(FailingMacTest, AnExchangeThatFailsAtThePlatformsLevelLeavesTheConnectionOfUse) {
+    ScriptedMac mac;
+    SimulatedMacExchange exchange(mac.folder());
+    const auto connection = exchange.open();
+    mac.accept();
+    SMCKeyData reply{};
+    mac.say(ExchangeReply{});
+    EXPECT_FALSE(exchange.exchange(connection, {}, reply));
+    SMCKeyData keyNotFound{};
+    keyNotFound.result = 0x84;
+    mac.say(ExchangeReply{keyNotFound});
+    EXPECT_TRUE(exchange.exchange(connection, {}, reply));
+    EXPECT_EQ(reply.result, 0x84);
+}
+
+TEST(FailingMacTest, TheLidIsAbsentAfterNonsenseAndReadFromTheNextMac) {
+    ScriptedMac mac;
+    SimulatedMacClamshell clamshell(mac.folder());
+    const auto state = [&] { return clamshell.clamshellState(); };
+    for (const auto& bytes : nonsense())
+        EXPECT_EQ(mac.during(bytes, state), ClamshellProperty());
+    EXPECT_EQ(mac.during(encode(AnyAnswer(ClamshellState{true})), state), ClamshellProperty(true));
+}
+
+class FailingPowerDomainTest : public ::testing::Test {
+protected:
+    std::unique_ptr<PowerRegistration> registerWith(const Bytes& answer) {
+        return mac.during(answer, [this] {
+            return notifications.registerForSystemPower([this](PowerMessage, std::intptr_t) { ++messages; });
+        });
+    }
+    /// Lets the loop serve what is there already.
+    void run() {
+        loop.postAfter(0.05, [this] { loop.stop(); });
+        loop.run();
+    }
+
+    ScriptedMac mac;
+    EventLoop loop;
+    SimulatedMacPowerNotifications notifications{mac.folder(), loop};
+    int messages = 0;
+};
+
+TEST_F(FailingPowerDomainTest, NonsenseInAnswerToARegistrationIsNone) {
+    for (const auto& bytes : nonsense())
+        EXPECT_EQ(registerWith(bytes), nullptr);
+}
+
+TEST_F(FailingPowerDomainTest, NonsenseForAnAnnouncementEndsTheRegistrationQuietly) {
+    const auto registration = registerWith(encode(AnyAnswer(Done{})));
+    ASSERT_NE(registration, nullptr);
+    mac.say(PowerAnnouncement{});
+    run();
+    EXPECT_EQ(messages, 1);
+    mac.say(Done{});
+    mac.say(PowerAnnouncement{});
+    run();
+    EXPECT_EQ(messages, 1);
+}
+
+TEST_F(FailingPowerDomainTest, AllowingSleepToAMacThatHasGoneThrowsNothing) {
+    const auto registration = registerWith(encode(AnyAnswer(Done{})));
+    ASSERT_NE(registration, nullptr);
+    mac.hangUp();
+    EXPECT_NO_THROW(registration->allowPowerChange(1));
+    run();
+    EXPECT_NO_THROW(registration->allowPowerChange(2));
+}
+
+} // namespace
+} // namespace kelo

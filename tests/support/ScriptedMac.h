@@ -1,0 +1,64 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <cstdint>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/socket/UnixSocket.h"
+#include "simulator/link/HardwareLink.h"
+#include "tests/support/MacFolder.h"
+
+namespace kelo {
+
+/// The Mac's end of one connection at a time, which says whatever the test wants said, asked or not.
+class ScriptedMac {
+public:
+    using Bytes = std::vector<std::uint8_t>;
+
+    int folder() const { return folder_.descriptor(); }
+
+    /// Waits for somebody to connect, and forgets whoever was there.
+    void accept() {
+        awaitReadable(listening_);
+        client_ = unix_socket::accept(listening_.get());
+        EXPECT_TRUE(client_.isValid());
+    }
+    void say(const Bytes& bytes) { EXPECT_EQ(unix_socket::send(client_.get(), bytes), unix_socket::Sent::whole); }
+    void say(const hardware_calls::AnyAnswer& answer) { say(hardware_calls::encode(answer)); }
+    /// Waits for the next call.
+    hardware_calls::AnyCall hear() {
+        awaitReadable(client_);
+        const auto received = unix_socket::receive(client_.get(), HardwareLink::maximumMessageSize);
+        return hardware_calls::decodeCall(std::get<Bytes>(received));
+    }
+    void hangUp() { client_ = FileDescriptor(); }
+
+    /// Does `work`, which connects and calls, while the Mac accepts and says `bytes`.
+    template <typename Work>
+    auto during(const Bytes& bytes, const Work& work) {
+        std::thread mac([&] {
+            accept();
+            say(bytes);
+        });
+        auto result = work();
+        mac.join();
+        return result;
+    }
+
+private:
+    static void awaitReadable(const FileDescriptor& socket) {
+        pollfd waiting{.fd = socket.get(), .events = POLLIN, .revents = 0};
+        EXPECT_EQ(poll(&waiting, 1, 10'000), 1);
+    }
+
+    MacFolder folder_;
+    FileDescriptor listening_ = unix_socket::listen(folder_.descriptor(), HardwareLink::socketName);
+    FileDescriptor client_;
+};
+
+} // namespace kelo
