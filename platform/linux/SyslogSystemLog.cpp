@@ -6,13 +6,11 @@
 
 namespace kelo {
 
-SyslogSystemLog::SyslogSystemLog(const std::string& subsystem, std::string category) : category_(std::move(category)) {
-    static const std::string ident = subsystem; // openlog keeps the pointer
-    openlog(ident.c_str(), LOG_PID, LOG_DAEMON);
-}
+SyslogSystemLog::SyslogSystemLog(std::string subsystem, std::string category, SyslogSocket& socket)
+    : subsystem_(std::move(subsystem)), category_(std::move(category)), socket_(socket) {}
 
 void SyslogSystemLog::write(LogLevel level, const std::string& message) {
-    syslog(level == LogLevel::error ? LOG_ERR : LOG_NOTICE, "[%s] %s", category_.c_str(), message.c_str());
+    socket_.write(level == LogLevel::error ? LOG_ERR : LOG_NOTICE, subsystem_.c_str(), category_.c_str(), message);
 }
 
 } // namespace kelo
