@@ -27,7 +27,7 @@ public:
     void finish();
 
 private:
-    static constexpr std::size_t capacity = 64 * 1024; // bytes
+    static constexpr std::size_t capacity = 65536; // bytes
 
     void tellLeftOut();
     void push(std::string line);
