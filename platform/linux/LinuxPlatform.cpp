@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "platform/linux/SyslogSystemLog.h"
+#include "platform/linux/log/SyslogSystemLog.h"
 #include "platform/linux/signing/PeerCodeCheck.h"
 #include "platform/linux/socket/ServiceSocket.h"
 #include "platform/linux/socket/server/SocketListener.h"

@@ -2,13 +2,13 @@
 
 #include <fcntl.h>
 #include <libproc.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <utility>
 
 #include "platform/macos/DispatchSource.h"
+#include "platform/posix/FileStatus.h"
 
 namespace kelo {
 
@@ -33,10 +33,7 @@ std::optional<std::string> VnodeFileEvents::ownExecutable() {
 }
 
 std::optional<FileIdentity> VnodeFileEvents::identify(const std::string& path) const {
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0)
-        return std::nullopt;
-    return FileIdentity{static_cast<std::int32_t>(status.st_dev), status.st_ino};
+    return identityAt(path.c_str());
 }
 
 std::unique_ptr<FileEventSource> VnodeFileEvents::watch(const std::string& path, std::function<void()> onEvent) {

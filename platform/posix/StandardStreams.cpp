@@ -1,17 +1,38 @@
 #include "platform/posix/StandardStreams.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <mutex>
+
+#include "platform/posix/PendingLines.h"
 
 namespace kelo {
-
 namespace {
 
-constexpr int patience = 200; // milliseconds
+struct StandardError {
+    std::mutex mutex; ///< Guards the lines, and keeps those of different threads apart.
+    PendingLines lines{STDERR_FILENO};
+};
+
+void finish();
+
+/// Never destroyed: threads may still log while the process ends.
+StandardError& standardError() {
+    static auto& one = *new StandardError;
+    static const int registered = std::atexit(finish);
+    static_cast<void>(registered); // fails only without memory; what is pending is lost then
+    return one;
+}
+
+void finish() {
+    auto& [mutex, lines] = standardError();
+    const std::lock_guard lock(mutex);
+    lines.finish();
+}
 
 bool isClosed(int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno == EBADF; }
 
@@ -26,12 +47,11 @@ void StandardStreams::prepare() {
 }
 
 void StandardStreams::writeError(const std::string& bytes) {
-    // The log comes before the deed: without a limit, whoever stops reading would keep the fans from being handed back.
-    pollfd standardError{.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
-    if (poll(&standardError, 1, patience) == 0)
-        return;
-    const auto written = write(STDERR_FILENO, bytes.data(), bytes.size());
-    static_cast<void>(written);
+    auto& [mutex, lines] = standardError();
+    const std::lock_guard lock(mutex);
+    lines.flush(); // makes room
+    lines.add(bytes);
+    lines.flush();
 }
 
 } // namespace kelo

@@ -15,8 +15,9 @@ struct StandardStreams {
     /// end the process.
     static void prepare();
 
-    /// Hands `bytes` to standard error in one write, and drops them when it has no room for 0.2 seconds. A failure is
-    /// dropped, too: there is no place left to report it to. Any thread.
+    /// Hands `bytes`, a line, to standard error in one write and never waits: the log comes before the deed, and
+    /// whoever stops reading would keep the fans from being handed back. What there is no room for is kept for the next
+    /// time, up to a limit, and for the end of the process; see `PendingLines`. Any thread.
     static void writeError(const std::string& bytes);
 };
 

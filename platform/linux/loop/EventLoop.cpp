@@ -1,5 +1,6 @@
 #include "platform/linux/loop/EventLoop.h"
 
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
@@ -8,21 +9,19 @@
 #include <cerrno>
 #include <cmath>
 #include <limits>
-#include <system_error>
 #include <utility>
 
 #include "platform/posix/Containment.h"
+#include "platform/posix/Errno.h"
 
 namespace kelo {
 namespace {
 
 constexpr std::uint64_t wakeID = 0;
 
-[[noreturn]] void failWithErrno(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
-
 FileDescriptor checked(int descriptor, const char* what) {
     if (descriptor < 0)
-        failWithErrno(what);
+        throwErrno(what);
     return FileDescriptor(descriptor);
 }
 
@@ -77,7 +76,7 @@ EventLoop::EventLoop(LoopTime& time)
     event.events = EPOLLIN;
     event.data.u64 = wakeID;
     if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wake_.get(), &event) != 0)
-        failWithErrno("epoll_ctl");
+        throwErrno("epoll_ctl");
 }
 
 EventLoop::~EventLoop() = default;
@@ -104,11 +103,21 @@ std::unique_ptr<Timer> EventLoop::scheduleTimer(double interval, bool repeats, T
 std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness readiness, Task onReady) {
     auto found = interestIn(descriptor);
     const bool isNew = found == interests_.end();
+    const auto interestID = isNew ? nextInterestID_++ : found->first;
+    // Whatever fails from here on, the watch takes back with it.
+    auto watch = std::make_unique<Watch>(*this, interestID, readiness);
     if (isNew)
-        found = interests_.emplace(nextInterestID_++, Interest{descriptor, nullptr, nullptr}).first;
+        found = interests_.emplace(interestID, Interest{descriptor, nullptr, nullptr}).first;
     found->second.handler(readiness) = std::make_shared<Task>(std::move(onReady));
-    tellKernel(isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, *found);
-    return std::make_unique<Watch>(*this, found->first, readiness);
+    if (!tellKernel(isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, *found))
+        throwErrno("epoll_ctl");
+    return watch;
+}
+
+std::unique_ptr<DescriptorWatch> EventLoop::watchUrgent(int descriptor, Task onReadable) {
+    auto watch = this->watch(descriptor, Readiness::readable, std::move(onReadable));
+    urgent_.push_back(interestIn(descriptor)->first);
+    return watch;
 }
 
 EventLoop::Interests::iterator EventLoop::interestIn(int descriptor) {
@@ -116,23 +125,27 @@ EventLoop::Interests::iterator EventLoop::interestIn(int descriptor) {
                         [&](const auto& interest) { return interest.second.descriptor == descriptor; });
 }
 
-void EventLoop::tellKernel(int operation, const Interests::value_type& interest) {
+bool EventLoop::tellKernel(int operation, const Interests::value_type& interest) {
     const auto& [id, wanted] = interest;
     epoll_event event{};
     event.events = (wanted.onReadable ? static_cast<std::uint32_t>(EPOLLIN) : 0) |
                    (wanted.onWritable ? static_cast<std::uint32_t>(EPOLLOUT) : 0);
     event.data.u64 = id;
-    if (epoll_ctl(epoll_.get(), operation, wanted.descriptor, &event) != 0 && operation != EPOLL_CTL_DEL)
-        failWithErrno("epoll_ctl");
+    return epoll_ctl(epoll_.get(), operation, wanted.descriptor, &event) == 0;
 }
 
 void EventLoop::unwatch(std::uint64_t interestID, Readiness readiness) {
     const auto found = interests_.find(interestID);
+    if (found == interests_.end())
+        return; // it was never begun
     found->second.handler(readiness).reset();
     const bool isLast = !found->second.onReadable && !found->second.onWritable;
+    // Fails only for a descriptor that is gone, of which nothing is heard any more.
     tellKernel(isLast ? EPOLL_CTL_DEL : EPOLL_CTL_MOD, *found);
-    if (isLast)
-        interests_.erase(found);
+    if (!isLast)
+        return;
+    interests_.erase(found);
+    std::erase(urgent_, interestID);
 }
 
 void EventLoop::run() {
@@ -142,7 +155,7 @@ void EventLoop::run() {
         const int count =
             time_.wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeoutMilliseconds());
         if (count < 0 && errno != EINTR)
-            failWithErrno("epoll_wait");
+            throwErrno("epoll_wait");
         runPosted();
         fireDueTimers();
         for (int i = 0; i < count && !isStopped_; ++i) {
@@ -186,6 +199,7 @@ void EventLoop::runPosted() {
         tasks.swap(posted_);
     }
     for (auto& task : tasks) {
+        serveUrgent();
         contain("a task of the event loop", task);
         task = nullptr; // what it holds goes with it, before the next one runs
     }
@@ -200,6 +214,7 @@ void EventLoop::fireDueTimers() {
 }
 
 void EventLoop::fire(const std::shared_ptr<TimerState>& timer) {
+    serveUrgent(); // which may invalidate the timer
     if (!timer->onFire)
         return;
     const auto onFire = timer->onFire; // the handler may invalidate its timer
@@ -224,7 +239,20 @@ std::shared_ptr<EventLoop::TimerState> EventLoop::addTimer(Clock::time_point due
     return timer;
 }
 
+void EventLoop::serveUrgent() {
+    for (std::size_t i = 0; i < urgent_.size(); ++i) { // a handler may end its watch
+        pollfd urgent{.fd = interests_.at(urgent_[i]).descriptor, .events = POLLIN, .revents = 0};
+        if (poll(&urgent, 1, 0) > 0)
+            callHandler(urgent_[i], Readiness::readable);
+    }
+}
+
 void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {
+    serveUrgent(); // which may end the watch
+    callHandler(interestID, readiness);
+}
+
+void EventLoop::callHandler(std::uint64_t interestID, Readiness readiness) {
     const auto found = interests_.find(interestID);
     if (found == interests_.end())
         return; // the wake-up, or a watch that ended while the event was on its way

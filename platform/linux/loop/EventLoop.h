@@ -64,8 +64,12 @@ public:
     bool isCurrent() const override { return owner_ == std::this_thread::get_id(); }
 
     /// Calls `onReady` whenever the descriptor is ready, or has failed. `descriptor` is borrowed and must stay open as
-    /// long as the watch. Throws `std::system_error`.
+    /// long as the watch. Throws `std::system_error`, and then everything is as it was.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
+
+    /// As `watch` for reading, but the descriptor is also looked at before every task, timer and handler: what arrives
+    /// on it waits for the one that runs, and not for those in line behind it.
+    [[nodiscard]] std::unique_ptr<DescriptorWatch> watchUrgent(int descriptor, Task onReadable);
 
     /// Serves until `stop`. Everything posted before the stop is run. May be run again.
     void run();
@@ -101,9 +105,11 @@ private:
     void fire(const std::shared_ptr<TimerState>& timer);
     void arm(const std::shared_ptr<TimerState>& timer);
     Interests::iterator interestIn(int descriptor);
-    void tellKernel(int operation, const Interests::value_type& interest);
+    bool tellKernel(int operation, const Interests::value_type& interest);
     void unwatch(std::uint64_t interestID, Readiness readiness);
+    void serveUrgent();
     void dispatch(std::uint64_t interestID, Readiness readiness);
+    void callHandler(std::uint64_t interestID, Readiness readiness);
     std::shared_ptr<TimerState> addTimer(Clock::time_point due, Clock::duration interval, bool repeats, Task onFire);
 
     LoopTime& time_;
@@ -117,8 +123,9 @@ private:
     // The loop's thread only.
     bool isStopped_ = false;
     std::multimap<Clock::time_point, std::shared_ptr<TimerState>> timers_;
-    Interests interests_;              ///< By a number that is never used again, so that a stale event finds none.
-    std::uint64_t nextInterestID_ = 1; ///< 0 is the wake-up descriptor's.
+    Interests interests_;               ///< By a number that is never used again, so that a stale event finds none.
+    std::vector<std::uint64_t> urgent_; ///< Whom to ask before everything else.
+    std::uint64_t nextInterestID_ = 1;  ///< 0 is the wake-up descriptor's.
 };
 
 } // namespace kelo

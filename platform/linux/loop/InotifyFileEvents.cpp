@@ -4,37 +4,56 @@
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <utility>
 
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/FileStatus.h"
 
 namespace kelo {
 namespace {
 
 constexpr const char* ownExecutableLink = "/proc/self/exe";
 
+/// After an event the kernel may take its time to remove the name: the seconds from each look to the next.
+constexpr std::array<double, 4> pauses = {0.01, 0.1, 1, 10};
+
 class InotifySource : public FileEventSource {
 public:
     InotifySource(EventLoop& loop, FileDescriptor inotify, std::function<void()> onEvent)
-        : inotify_(std::move(inotify)), watch_(loop.watch(inotify_.get(), EventLoop::Readiness::readable,
-                                                          [descriptor = inotify_.get(), onEvent = std::move(onEvent)] {
-                                                              drain(descriptor);
-                                                              onEvent(); // may cancel or destroy the source
-                                                          })) {}
+        : loop_(loop), inotify_(std::move(inotify)), onEvent_(std::move(onEvent)),
+          watch_(loop.watch(inotify_.get(), EventLoop::Readiness::readable, [this] {
+              drain();
+              look(0);
+          })) {}
 
-    void cancel() override { watch_.reset(); }
+    void cancel() override {
+        watch_.reset();
+        nextLook_.reset();
+    }
 
 private:
     /// What the events say is of no interest: whoever is called looks at the path.
-    static void drain(int inotify) {
+    void drain() {
         alignas(inotify_event) char events[4096];
-        while (read(inotify, events, sizeof events) > 0) {
+        while (read(inotify_.get(), events, sizeof events) > 0) {
         }
     }
 
+    void look(std::size_t number) {
+        nextLook_.reset();
+        if (number < pauses.size())
+            nextLook_ = loop_.scheduleTimer(pauses[number], false, [this, number] { look(number + 1); });
+        const auto onEvent = onEvent_; // it may cancel or destroy the source
+        onEvent();
+    }
+
+    EventLoop& loop_;
     FileDescriptor inotify_;
+    std::function<void()> onEvent_;
     std::unique_ptr<DescriptorWatch> watch_;
+    std::unique_ptr<Timer> nextLook_;
 };
 
 } // namespace
@@ -52,10 +71,7 @@ std::optional<std::string> InotifyFileEvents::ownExecutable() {
 }
 
 std::optional<FileIdentity> InotifyFileEvents::identify(const std::string& path) const {
-    struct stat file {};
-    if (stat(path.c_str(), &file) != 0)
-        return std::nullopt;
-    return FileIdentity{static_cast<std::int32_t>(file.st_dev), file.st_ino};
+    return identityAt(path.c_str());
 }
 
 std::unique_ptr<FileEventSource> InotifyFileEvents::watch(const std::string& path, std::function<void()> onEvent) {

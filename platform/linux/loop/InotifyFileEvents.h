@@ -11,6 +11,9 @@ class EventLoop;
 /// A running executable that is unlinked or renamed over keeps its inode alive, so that no deletion is ever reported
 /// for it: the number of its links changes, which is an event of its attributes. Those are reported for a touched file,
 /// too.
+///
+/// That event is sent before the name is gone, and none comes later. A file without a link counts as gone, whatever its
+/// path says, and every event is followed by a few more looks, for a file that keeps another of its names.
 class InotifyFileEvents : public FileEvents {
 public:
     /// `loop` is borrowed.

@@ -2,56 +2,80 @@
 
 #include <sys/signalfd.h>
 
-#include <csignal>
+#include <array>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/loop/EventLoop.h"
-#include "platform/posix/FileDescriptor.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 namespace {
 
-class SignalfdSource : public SignalSource {
-public:
-    SignalfdSource(EventLoop& loop, FileDescriptor descriptor, std::function<void()> onSignal)
-        : descriptor_(std::move(descriptor)),
-          watch_(loop.watch(descriptor_.get(), EventLoop::Readiness::readable, [this, onSignal = std::move(onSignal)] {
-              if (takeSignal())
-                  onSignal();
-          })) {}
-
-private:
-    bool takeSignal() {
-        signalfd_siginfo info;
-        return read(descriptor_.get(), &info, sizeof info) == sizeof info;
-    }
-
-    FileDescriptor descriptor_;
-    std::unique_ptr<DescriptorWatch> watch_;
-};
-
-sigset_t setOf(int signal) {
+sigset_t none() {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, signal);
     return set;
 }
 
 } // namespace
 
+class SignalfdSignals::Source : public SignalSource {
+public:
+    Source(SignalfdSignals& signals, int signal) : signals_(signals), signal_(signal) {}
+    ~Source() override { signals_.endDelivery(signal_); }
+
+private:
+    SignalfdSignals& signals_;
+    int signal_;
+};
+
+SignalfdSignals::SignalfdSignals(EventLoop& loop)
+    : delivered_(none()), descriptor_(signalfd(-1, &delivered_, SFD_CLOEXEC | SFD_NONBLOCK)) {
+    if (!descriptor_.isValid())
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    watch_ = loop.watchUrgent(descriptor_.get(), [this] { takeSignals(); });
+}
+
+SignalfdSignals::~SignalfdSignals() = default;
+
 void SignalfdSignals::ignore(int signal) {
     // Blocked first: an ignored signal that is blocked is kept for the descriptor, one that is not is lost.
-    const auto set = setOf(signal);
+    auto set = none();
+    sigaddset(&set, signal);
     sigprocmask(SIG_BLOCK, &set, nullptr);
     std::signal(signal, SIG_IGN);
 }
 
 std::unique_ptr<SignalSource> SignalfdSignals::deliver(int signal, std::function<void()> onSignal) {
-    const auto set = setOf(signal);
-    FileDescriptor descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (!descriptor.isValid())
-        return nullptr;
-    return std::make_unique<SignalfdSource>(loop_, std::move(descriptor), std::move(onSignal));
+    auto source = std::make_unique<Source>(*this, signal);
+    handlers_[signal] = std::move(onSignal);
+    sigaddset(&delivered_, signal);
+    changeSignals();
+    return source;
+}
+
+void SignalfdSignals::endDelivery(int signal) {
+    sigdelset(&delivered_, signal);
+    changeSignals();
+    handlers_.erase(signal);
+}
+
+/// The descriptor that is there is given other signals, which cannot fail.
+void SignalfdSignals::changeSignals() { signalfd(descriptor_.get(), &delivered_, 0); }
+
+void SignalfdSignals::takeSignals() {
+    std::array<signalfd_siginfo, 16> taken;
+    const auto bytes = read(descriptor_.get(), taken.data(), sizeof taken);
+    const auto count = bytes > 0 ? static_cast<std::size_t>(bytes) / sizeof taken[0] : 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto found = handlers_.find(static_cast<int>(taken[i].ssi_signo));
+        if (found == handlers_.end())
+            continue;                        // ended by the handler of the one before
+        const auto onSignal = found->second; // it may destroy its source
+        contain("the handler of a signal", onSignal);
+    }
 }
 
 } // namespace kelo

@@ -1,25 +1,42 @@
 #pragma once
 
+#include <csignal>
+#include <map>
+
 #include "helper/Signals.h"
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 
+class DescriptorWatch;
 class EventLoop;
 
-/// Signals through signalfd.
+/// Signals through one signalfd. It is all that is needed of the system and is made at the start: a source can always
+/// be had. A signal is urgent: its handler runs before every task, timer and handler of the loop that waits.
 ///
 /// To be used before any other thread is started: a signal is taken only if every thread has it blocked, and threads
 /// inherit that from the one that starts them.
 class SignalfdSignals : public Signals {
 public:
-    /// `loop` is borrowed.
-    explicit SignalfdSignals(EventLoop& loop) : loop_(loop) {}
+    /// `loop` is borrowed. Throws `std::system_error` when the kernel gives no descriptor.
+    explicit SignalfdSignals(EventLoop& loop);
+    ~SignalfdSignals() override;
 
     void ignore(int signal) override;
+    /// At most one source for each signal at a time, destroyed before this. Never null.
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override;
 
 private:
-    EventLoop& loop_;
+    class Source;
+
+    void endDelivery(int signal);
+    void changeSignals();
+    void takeSignals();
+
+    sigset_t delivered_{};
+    FileDescriptor descriptor_;
+    std::map<int, std::function<void()>> handlers_;
+    std::unique_ptr<DescriptorWatch> watch_;
 };
 
 } // namespace kelo

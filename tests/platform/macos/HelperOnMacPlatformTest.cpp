@@ -106,7 +106,9 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
     doubles::journalFiles(false);
     auto calls = journal().take();
     std::erase_if(calls, [](const std::string& call) {
-        return call.starts_with("IOConnectCallStructMethod") || call.starts_with("dispatch_s");
+        // The controller's answers, a source's set-up, and the log's look at where standard error leads.
+        return call.starts_with("IOConnectCallStructMethod") || call.starts_with("dispatch_s") ||
+               call.starts_with("open /dev/fd/2") || call == "close";
     });
     const std::string requirement =
         R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "TEAM")";

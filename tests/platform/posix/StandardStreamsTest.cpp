@@ -2,17 +2,24 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
+#include <sstream>
 #include <string>
+#include <utility>
 
+#include "platform/posix/FileDescriptor.h"
 #include "tests/support/Coverage.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {
@@ -94,22 +101,6 @@ TEST(StandardStreams, AReaderThatHasGoneDoesNotEndTheProcess) {
               0);
 }
 
-TEST(StandardStreams, AReaderThatHasStoppedReadingIsNotWaitedFor) {
-    EXPECT_EQ(inChild([] {
-                  std::array<int, 2> pipeEnds{};
-                  if (pipe(pipeEnds.data()) != 0 || dup2(pipeEnds[1], 2) != 2)
-                      return 1;
-                  fcntl(2, F_SETFL, O_NONBLOCK);
-                  while (write(2, "x", 1) == 1) {
-                  }
-                  fcntl(2, F_SETFL, 0);
-                  alarm(60); // ends a process that waits
-                  StandardStreams::writeError("nobody reads this\n");
-                  return 0;
-              }),
-              0);
-}
-
 TEST(StandardStreams, AClosedStandardErrorIsNoReasonToFail) {
     EXPECT_EQ(inChild([] {
                   close(2);
@@ -117,6 +108,184 @@ TEST(StandardStreams, AClosedStandardErrorIsNoReasonToFail) {
                   return 0;
               }),
               0);
+}
+
+// --- a standard error that nobody reads
+
+/// The two ends of something that a process may have as its standard error.
+struct Ends {
+    FileDescriptor reading;
+    FileDescriptor writing;
+};
+
+Ends pipeEnds() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe(ends.data()), 0);
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+}
+
+Ends socketEnds() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+}
+
+/// A terminal that changes nothing of what is written to it.
+Ends terminalEnds() {
+    FileDescriptor reading(posix_openpt(O_RDWR | O_NOCTTY));
+    EXPECT_EQ(grantpt(reading.get()), 0);
+    EXPECT_EQ(unlockpt(reading.get()), 0);
+    FileDescriptor writing(open(ptsname(reading.get()), O_RDWR | O_NOCTTY));
+    termios settings{};
+    EXPECT_EQ(tcgetattr(writing.get(), &settings), 0);
+    settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    EXPECT_EQ(tcsetattr(writing.get(), TCSANOW, &settings), 0);
+    return {std::move(reading), std::move(writing)};
+}
+
+/// What can be read at once.
+std::string readAll(const FileDescriptor& end) {
+    fcntl(end.get(), F_SETFL, O_NONBLOCK);
+    std::string text;
+    std::array<char, 4096> part{};
+    while (true) {
+        const auto size = read(end.get(), part.data(), part.size());
+        if (size <= 0)
+            return text;
+        text.append(part.data(), static_cast<std::size_t>(size));
+    }
+}
+
+std::string line(int number, std::size_t length) {
+    auto text = "line " + std::to_string(number) + " ";
+    text.resize(length - 1, 'x');
+    return text + "\n";
+}
+
+/// A child that waits for its reader is ended after so many seconds.
+constexpr unsigned limit = 5;
+constexpr int lines = 300;
+
+/// Writes all lines for nobody, and a last one after what has been written was read. Returns what could be read.
+std::string writeForNobodyAndThenRead(const Ends& ends, std::size_t length) {
+    dup2(ends.writing.get(), STDERR_FILENO);
+    alarm(limit);
+    for (int i = 0; i < lines; ++i)
+        StandardStreams::writeError(line(i, length));
+    std::string text = readAll(ends.reading);
+    StandardStreams::writeError("the last\n");
+    for (auto more = readAll(ends.reading); !more.empty(); more = readAll(ends.reading)) {
+        text += more;
+        StandardStreams::writeError("");
+    }
+    return text;
+}
+
+/// Whether all lines have come in their order, but those that are said to be left out.
+bool isWhole(const std::string& text, std::size_t length) {
+    const std::string leftOut = "Lines left out here: ";
+    std::istringstream stream(text);
+    int next = 0;
+    for (std::string read; std::getline(stream, read) && read != "the last";) {
+        if (read.starts_with(leftOut))
+            next += std::stoi(read.substr(leftOut.size()));
+        else if (read + "\n" != line(next++, length))
+            return false;
+    }
+    return next == lines && text.ends_with("\nthe last\n");
+}
+
+struct Kind {
+    const char* name;
+    Ends (*make)();
+};
+
+class StandardErrorThatNobodyReads : public ::testing::TestWithParam<Kind> {};
+
+TEST_P(StandardErrorThatNobodyReads, IsNotWaitedForAndLosesNoLineUnsaid) {
+    for (const std::size_t length : {100U, 1000U, 5000U, 70000U}) {
+        const auto ends = GetParam().make();
+        EXPECT_EQ(inChild([&] { return isWhole(writeForNobodyAndThenRead(ends, length), length) ? 0 : 1; }), 0)
+            << "lines of " << length;
+    }
+}
+
+TEST_P(StandardErrorThatNobodyReads, IsNotWaitedForWithoutADescriptorToSpare) {
+    for (const std::size_t length : {100U, 1000U, 5000U}) {
+        const auto ends = GetParam().make();
+        EXPECT_EQ(inChild([&] {
+                      rlimit before{};
+                      getrlimit(RLIMIT_NOFILE, &before);
+                      const rlimit none{.rlim_cur = 3, .rlim_max = before.rlim_max};
+                      setrlimit(RLIMIT_NOFILE, &none);
+                      const auto text = writeForNobodyAndThenRead(ends, length);
+                      setrlimit(RLIMIT_NOFILE, &before);
+                      return isWhole(text, length) ? 0 : 1;
+                  }),
+                  0)
+            << "lines of " << length;
+    }
+}
+
+TEST_P(StandardErrorThatNobodyReads, KeepsTheFlagsThatOthersShare) {
+    const auto ends = GetParam().make();
+    const int before = fcntl(ends.writing.get(), F_GETFL);
+    EXPECT_EQ(inChild([&] {
+                  dup2(ends.writing.get(), STDERR_FILENO);
+                  StandardStreams::writeError("a line\n");
+                  return fcntl(STDERR_FILENO, F_GETFL) == before ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(fcntl(ends.writing.get(), F_GETFL), before);
+    EXPECT_EQ(readAll(ends.reading), "a line\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, StandardErrorThatNobodyReads,
+                         ::testing::Values(Kind{"Pipe", pipeEnds}, Kind{"Terminal", terminalEnds},
+                                           Kind{"Socket", socketEnds}),
+                         [](const auto& kind) { return kind.param.name; });
+
+TEST(StandardStreams, ALineLongerThanTheRoomInAPipeIsNotWaitedFor) {
+    const auto ends = pipeEnds();
+    EXPECT_EQ(inChild([&] {
+                  dup2(ends.writing.get(), STDERR_FILENO);
+                  alarm(limit);
+                  StandardStreams::writeError(line(1, 60'000)); // most of the room there is
+                  StandardStreams::writeError(line(2, 60'000));
+                  return readAll(ends.reading).starts_with(line(1, 60'000)) ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(StandardStreams, WhatStillFitsIsHandedOverAtTheEnd) {
+    const auto ends = pipeEnds();
+    EXPECT_EQ(inChild([&] {
+                  dup2(ends.writing.get(), STDERR_FILENO);
+                  alarm(limit);
+                  for (int i = 0; i < 80; ++i)
+                      StandardStreams::writeError(line(i, 1000));
+                  if (readAll(ends.reading).find(line(79, 1000)) != std::string::npos)
+                      return 1; // there was room for all of them
+                  saveCoverage();
+                  std::exit(0); // NOLINT: this is what is tested
+              }),
+              0);
+    EXPECT_TRUE(readAll(ends.reading).ends_with(line(79, 1000)));
+}
+
+TEST(StandardStreams, AFileIsWrittenWhereTheOthersWhoShareItHaveGot) {
+    const TemporaryFolder folder;
+    const FileDescriptor file(open((folder / "log").c_str(), O_WRONLY | O_CREAT, 0600));
+    EXPECT_EQ(inChild([&] {
+                  dup2(file.get(), STDERR_FILENO);
+                  StandardStreams::writeError("one\n");
+                  if (write(file.get(), "two\n", 4) != 4)
+                      return 1;
+                  StandardStreams::writeError("three\n");
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(readFile(folder / "log"), "one\ntwo\nthree\n");
 }
 
 } // namespace

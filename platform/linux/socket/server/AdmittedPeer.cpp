@@ -9,9 +9,12 @@
 namespace kelo {
 namespace {
 
-/// Of the executable that the process runs now.
+/// The executable that the process runs now, which may have no name any more.
 std::optional<FileIdentity> executableOf(pid_t process) {
-    return identityOf(("/proc/" + std::to_string(process) + "/exe").c_str());
+    struct stat status = {};
+    if (stat(("/proc/" + std::to_string(process) + "/exe").c_str(), &status) != 0)
+        return std::nullopt;
+    return identityOf(status);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <iterator>
 #include <system_error>
 #include <utility>
@@ -15,7 +16,7 @@ namespace kelo {
 namespace {
 
 constexpr double listenPause = 1.0; // seconds until the socket is tried again
-constexpr double acceptPause = 0.1; // seconds to wait when there is no descriptor for another connection
+constexpr double acceptPause = 0.1; // seconds to wait when the system has no room for another connection
 
 } // namespace
 
@@ -80,8 +81,13 @@ void SocketListener::acceptNext() {
     }
 }
 
+/// Tried until it works: without it nobody would be let in until the helper is started anew.
 void SocketListener::startAccepting() {
-    accepting_ = loop_->watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
+    try {
+        accepting_ = loop_->watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
+    } catch (const std::exception&) {
+        loop_->postAfter(acceptPause, [this] { startAccepting(); });
+    }
 }
 
 /// First a place, then the signature, then the admission; whoever lacks one is dropped without a word.

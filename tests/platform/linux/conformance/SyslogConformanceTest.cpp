@@ -1,75 +1,64 @@
 #include <syslog.h>
 
-#include <array>
-#include <cstdarg>
-#include <cstdio>
 #include <mutex>
 
-#include "platform/linux/SyslogSystemLog.h"
+#include "platform/linux/log/SyslogSystemLog.h"
 #include "tests/conformance/SystemLogConformance.h"
-
-namespace {
-
-/// What the process has said to the system's log, which no test could read back.
-struct Said {
-    std::mutex mutex;
-    std::vector<std::pair<int, std::string>> lines;
-};
-
-Said& said() {
-    static Said said;
-    return said;
-}
-
-[[gnu::format(printf, 2, 0)]] void note(int priority, const char* format, va_list arguments) {
-    std::array<char, 4096> text{};
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    const std::lock_guard lock(said().mutex);
-    said().lines.emplace_back(priority, text.data());
-}
-
-} // namespace
-
-// The linker puts these in the place of the functions of the C library; the second is what the first becomes where the
-// compiler fortifies its sources.
-extern "C" [[gnu::format(printf, 2, 3)]] void __wrap_syslog(int priority, const char* format, ...) { // NOLINT
-    va_list arguments;
-    va_start(arguments, format);
-    note(priority, format, arguments);
-    va_end(arguments);
-}
-
-extern "C" [[gnu::format(printf, 3, 4)]] void __wrap___syslog_chk(int priority, int, const char* format,
-                                                                  ...) { // NOLINT
-    va_list arguments;
-    va_start(arguments, format);
-    note(priority, format, arguments);
-    va_end(arguments);
-}
+#include "tests/support/FakeLogDaemon.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {
 
+/// What a daemon that keeps up is told: its queue has room for few entries, and what does not fit is left out.
 class SyslogHarness {
 public:
-    SyslogHarness() { said().lines.clear(); }
-
     std::unique_ptr<SystemLog> makeLog(const std::string& category) {
-        return std::make_unique<SyslogSystemLog>("app.kelo.helper", category);
+        return std::make_unique<ReadLog>(*this, category);
     }
 
-    std::vector<KeptEntry> entries() {
-        std::vector<KeptEntry> kept;
-        for (const auto& [priority, line] : said().lines) {
-            const auto end = line.find("] ");
-            kept.push_back({line.substr(1, end - 1), priority == LOG_ERR ? LogLevel::error : LogLevel::notice,
-                            line.substr(end + 2)});
-        }
-        return kept;
-    }
+    std::vector<KeptEntry> entries() { return entries_; }
 
     bool canDisable() { return false; }
     void disable(LogLevel) {}
+
+private:
+    /// The daemon reads after each entry.
+    class ReadLog : public SystemLog {
+    public:
+        ReadLog(SyslogHarness& harness, const std::string& category)
+            : harness_(harness), log_("app.kelo.helper", category, harness.socket_) {}
+        bool isEnabled(LogLevel level) override { return log_.isEnabled(level); }
+        void write(LogLevel level, const std::string& message) override {
+            log_.write(level, message);
+            harness_.readEntries();
+        }
+
+    private:
+        SyslogHarness& harness_;
+        SyslogSystemLog log_;
+    };
+
+    void readEntries() {
+        const std::lock_guard lock(mutex_);
+        for (const auto& entry : daemon_.read())
+            entries_.push_back(parsed(entry));
+    }
+
+    static KeptEntry parsed(const std::string& entry) {
+        const auto priority = entry.substr(0, entry.find('>') + 1);
+        const auto level =
+            priority == "<" + std::to_string(LOG_DAEMON | LOG_ERR) + ">" ? LogLevel::error : LogLevel::notice;
+        const auto begin = entry.find(": [") + 3;
+        const auto end = entry.find("] ", begin);
+        return {entry.substr(begin, end - begin), level, entry.substr(end + 2)};
+    }
+
+    TemporaryFolder folder_;
+    FakeLogDaemon daemon_{folder_ / "log"};
+    SyslogSocket socket_{(folder_ / "log").string()};
+    std::mutex mutex_; ///< Guards the entries.
+    std::vector<KeptEntry> entries_;
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, SystemLogConformance, SyslogHarness);

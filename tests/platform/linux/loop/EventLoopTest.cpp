@@ -1,15 +1,19 @@
 #include "platform/linux/loop/EventLoop.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <csignal>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "platform/linux/loop/SignalfdSignals.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {
@@ -161,9 +165,53 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
     EXPECT_EQ(trace.back(), 4);
 }
 
-TEST_F(EventLoopTest, ASignalArrivesAsAnEvent) {
-    SignalfdSignals signals(loop);
-    signals.ignore(SIGUSR1);
+// --- watches that the kernel refuses
+
+TEST_F(EventLoopTest, AWatchThatTheKernelRefusesLeavesNothingBehind) {
+    const TemporaryFolder folder;
+    writeFile(folder / "file", "");
+    const FileDescriptor file(open((folder / "file").c_str(), O_RDONLY | O_CLOEXEC)); // which epoll takes none of
+    EXPECT_THROW(static_cast<void>(loop.watch(file.get(), EventLoop::Readiness::readable, [] {})), std::system_error);
+
+    ASSERT_EQ(dup2(near.get(), file.get()), file.get());
+    write(far);
+    const auto watch = loop.watch(file.get(), EventLoop::Readiness::readable, [this] { loop.stop(); });
+    run();
+}
+
+TEST_F(EventLoopTest, AWatchThatTheKernelRefusesLeavesTheOtherOfItsDescriptorAlone) {
+    const int number = dup(near.get());
+    const auto readable = loop.watch(number, EventLoop::Readiness::readable, [this] { loop.stop(); });
+    close(number); // the kernel goes on watching, but changes nothing any more
+    const auto held = std::make_shared<int>();
+    EXPECT_THROW(static_cast<void>(loop.watch(number, EventLoop::Readiness::writable, [held] {})), std::system_error);
+    EXPECT_EQ(held.use_count(), 1);
+    write(far);
+    run();
+}
+
+TEST_F(EventLoopTest, EndingAWatchOfADescriptorThatIsGoneEndsNothingElse) {
+    const auto endOneOfTwo = [this] {
+        const int number = dup(near.get());
+        const auto readable = loop.watch(number, EventLoop::Readiness::readable, [] {});
+        auto writable = loop.watch(number, EventLoop::Readiness::writable, [] {});
+        close(number);
+        writable.reset();
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(endOneOfTwo(), testing::ExitedWithCode(0), "");
+}
+
+// --- signals
+
+class SignalsOfTheLoop : public EventLoopTest {
+protected:
+    SignalsOfTheLoop() { signals.ignore(SIGUSR1); }
+
+    SignalfdSignals signals{loop};
+};
+
+TEST_F(SignalsOfTheLoop, ASignalArrivesAsAnEvent) {
     raise(SIGUSR1); // before there is a source: kept
     const auto source = signals.deliver(SIGUSR1, [this] {
         trace.push_back(1);
@@ -171,6 +219,83 @@ TEST_F(EventLoopTest, ASignalArrivesAsAnEvent) {
     });
     run();
     EXPECT_THAT(trace, ElementsAre(1));
+}
+
+TEST_F(SignalsOfTheLoop, ASourceNeedsNoDescriptorThatTheSystemMayNotHave) {
+    // A sanitizer needs descriptors when it sees objects for the first time.
+    static_cast<void>(signals.deliver(SIGUSR1, [] {}));
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const auto source = signals.deliver(SIGUSR1, [this] { loop.stop(); });
+    setrlimit(RLIMIT_NOFILE, &before);
+    ASSERT_NE(source, nullptr);
+    raise(SIGUSR1);
+    run();
+}
+
+TEST_F(SignalsOfTheLoop, ASignalOvertakesTheTasksThatWait) {
+    const auto source = signals.deliver(SIGUSR1, [this] { trace.push_back(0); });
+    loop.post([this] {
+        trace.push_back(1);
+        raise(SIGUSR1);
+    });
+    loop.post([this] { trace.push_back(2); });
+    loop.stop();
+    run();
+    EXPECT_THAT(trace, ElementsAre(1, 0, 2));
+}
+
+TEST_F(SignalsOfTheLoop, ASignalOvertakesTheTimersThatAreDue) {
+    const auto source = signals.deliver(SIGUSR1, [this] { trace.push_back(0); });
+    const auto first = loop.scheduleTimer(0.001, false, [this] {
+        trace.push_back(1);
+        raise(SIGUSR1);
+    });
+    const auto second = loop.scheduleTimer(0.002, false, [this] {
+        trace.push_back(2);
+        loop.stop();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(3)); // both are due
+    run();
+    EXPECT_THAT(trace, ElementsAre(1, 0, 2));
+}
+
+TEST_F(SignalsOfTheLoop, ASignalOvertakesTheDescriptorsThatAreReady) {
+    const auto source = signals.deliver(SIGUSR1, [this] { trace.push_back(0); });
+    const auto onReady = [this](const FileDescriptor& end) {
+        read(end);
+        trace.push_back(1);
+        if (trace.size() == 1)
+            raise(SIGUSR1);
+        else
+            loop.stop();
+    };
+    const auto one = loop.watch(near.get(), EventLoop::Readiness::readable, [&] { onReady(near); });
+    const auto other = loop.watch(far.get(), EventLoop::Readiness::readable, [&] { onReady(far); });
+    write(near);
+    write(far);
+    run();
+    EXPECT_THAT(trace, ElementsAre(1, 0, 1));
+}
+
+TEST_F(SignalsOfTheLoop, WhatASignalEndsIsNotServedAnyMore) {
+    std::unique_ptr<Timer> timer;
+    std::unique_ptr<DescriptorWatch> watch;
+    const auto source = signals.deliver(SIGUSR1, [&] {
+        trace.push_back(0);
+        timer.reset();
+        watch.reset();
+    });
+    timer = loop.scheduleTimer(0.001, false, [this] { trace.push_back(1); });
+    watch = loop.watch(near.get(), EventLoop::Readiness::readable, [this] { trace.push_back(2); });
+    write(far);
+    std::this_thread::sleep_for(std::chrono::milliseconds(2)); // the timer is due
+    loop.post([] { raise(SIGUSR1); });
+    loop.postAfter(0.02, [this] { loop.stop(); });
+    run();
+    EXPECT_THAT(trace, ElementsAre(0));
 }
 
 } // namespace

@@ -1,13 +1,20 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <semaphore>
+#include <thread>
+#include <vector>
 
 #include "core/watch/BinaryWatch.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/VirtualLoopTime.h"
 
 namespace kelo {
 namespace {
@@ -120,11 +127,127 @@ TEST_F(WatchedFile, AnIdentityFollowsSymbolicLinks) {
     EXPECT_NE(events.identify(file), std::nullopt);
 }
 
+TEST_F(WatchedFile, AFileThatIsKeptOpenWithoutANameHasNoIdentity) {
+    const FileDescriptor open(::open(file.c_str(), O_PATH | O_CLOEXEC));
+    const auto path = "/proc/self/fd/" + std::to_string(open.get());
+    EXPECT_NE(events.identify(path), std::nullopt);
+    std::filesystem::remove(file);
+    EXPECT_EQ(events.identify(path), std::nullopt); // though the path still leads to it
+}
+
 TEST_F(WatchedFile, OurOwnExecutableIsFound) {
     const auto path = events.ownExecutable();
     ASSERT_TRUE(path.has_value());
     EXPECT_EQ(events.identify(*path), events.identify("/proc/self/exe"));
 }
+
+/// The kernel sends the event of a deletion before the name is gone.
+TEST(InotifyFileEvents, AnEventIsFollowedByLooksForAWhile) {
+    const TemporaryFolder folder;
+    writeFile(folder / "helper", "");
+    VirtualLoopTime time;
+    EventLoop loop(time);
+    InotifyFileEvents events(loop);
+    const auto start = time.now();
+    std::vector<double> looks;
+    const auto source = events.watch(
+        folder / "helper", [&] { looks.push_back(std::chrono::duration<double>(time.now() - start).count()); });
+    std::filesystem::permissions(folder / "helper", std::filesystem::perms::owner_all);
+    loop.postAfter(60, [&] { loop.stop(); });
+    loop.run();
+    ASSERT_GE(looks.size(), 3U);
+    EXPECT_EQ(looks.front(), 0);
+    EXPECT_GE(looks.back(), 1) << "whoever deletes may be kept from going on";
+    EXPECT_LE(looks.size(), 10U);
+}
+
+TEST(InotifyFileEvents, ASourceThatIsCancelledLooksNoMore) {
+    const TemporaryFolder folder;
+    writeFile(folder / "helper", "");
+    VirtualLoopTime time;
+    EventLoop loop(time);
+    InotifyFileEvents events(loop);
+    int looks = 0;
+    std::unique_ptr<FileEventSource> source;
+    source = events.watch(folder / "helper", [&] {
+        if (++looks == 2)
+            source->cancel();
+    });
+    std::filesystem::permissions(folder / "helper", std::filesystem::perms::owner_all);
+    loop.postAfter(60, [&] { loop.stop(); });
+    loop.run();
+    EXPECT_EQ(looks, 2);
+}
+
+/// Deletes a file again and again while it is watched and kept alive, as a running executable is. A watch takes the
+/// kernel some milliseconds to end, so that several of these are at work at once.
+class Deletions {
+public:
+    explicit Deletions(bool hasAnotherName) : hasAnotherName_(hasAnotherName) {}
+
+    /// Returns how many of so many deletions are not noticed.
+    int lostOf(int number) {
+        int lost = 0;
+        std::jthread deleter([this] { keepDeleting(); });
+        for (int i = 0; i < number; ++i)
+            lost += isNoticed() ? 0 : 1;
+        isOver_ = true;
+        toDelete_.release();
+        return lost;
+    }
+
+private:
+    bool isNoticed() {
+        writeFile(file_, "");
+        const FileDescriptor alive(open(file_.c_str(), O_PATH | O_CLOEXEC));
+        if (hasAnotherName_)
+            std::filesystem::create_hard_link(file_, folder_ / "another name");
+        bool isReported = false;
+        const BinaryWatch watch(file_, events_, [&] {
+            isReported = true;
+            loop_.stop();
+        });
+        const auto patience = loop_.scheduleTimer(5, false, [this] { loop_.stop(); });
+        toDelete_.release();
+        loop_.run();
+        std::filesystem::remove(folder_ / "another name");
+        return isReported;
+    }
+
+    void keepDeleting() {
+        while (true) {
+            toDelete_.acquire();
+            if (isOver_)
+                return;
+            unlink(file_.c_str());
+        }
+    }
+
+    const bool hasAnotherName_;
+    TemporaryFolder folder_;
+    std::filesystem::path file_ = folder_ / "helper";
+    EventLoop loop_;
+    InotifyFileEvents events_{loop_};
+    std::counting_semaphore<> toDelete_{0};
+    std::atomic<bool> isOver_ = false;
+};
+
+/// What one deletion in thousands shows takes more of them than every run can have: KELO_DELETIONS is their number.
+int lostDeletions(bool hasAnotherName) {
+    constexpr int atOnce = 16;
+    const char* const wanted = std::getenv("KELO_DELETIONS");
+    const int number = wanted != nullptr ? std::atoi(wanted) : 800;
+    std::atomic<int> lost = 0;
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < atOnce; ++i)
+        threads.emplace_back([&] { lost += Deletions(hasAnotherName).lostOf(number / atOnce); });
+    threads.clear();
+    return lost;
+}
+
+TEST(InotifyFileEvents, EveryDeletionIsNoticed) { EXPECT_EQ(lostDeletions(false), 0); }
+
+TEST(InotifyFileEvents, EveryDeletionOfOneOfTwoNamesIsNoticed) { EXPECT_EQ(lostDeletions(true), 0); }
 
 } // namespace
 } // namespace kelo
