@@ -73,13 +73,6 @@ TEST_F(HelperServiceTest, ASnapshotIsTakenOnTheMainQueue) {
     EXPECT_TRUE(probe.isAnswered());
 }
 
-TEST_F(HelperServiceTest, ASnapshotReadsTheFansThenTheWarmthThenTheChip) {
-    makeService();
-    takeTrace();
-    snapshot();
-    EXPECT_EQ(takeTrace(), readFans() + Trace({"Tp09?", "Tp09?"}));
-}
-
 TEST_F(HelperServiceTest, AChipThatChangesInASnapshotGivesItsWarmthFirstAndItsTemperatureThen) {
     makeService();
     InterposedExchange interposed(exchange);
