@@ -113,10 +113,13 @@ TEST_F(StartUp, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
     close(executable);
 }
 
-TEST_F(StartUp, AClosedStandardErrorDoesNotHurt) {
+TEST_F(StartUp, ClosedStandardStreamsAreTheNullDeviceBeforeAnythingElseIsOpenedAndDoNotHurt) {
     world.startMac();
-    world.startHelperBy("/bin/sh", {"-c", "exec \"$0\" 2>&-", world.program(Installation::helperName)});
+    world.startHelperBy("/bin/sh", {"-c", "exec \"$0\" <&- >&- 2>&-", world.program(Installation::helperName)});
     ASSERT_TRUE(waitUntil([&] { return world.run("kelo", {"version"}).status == 0; }, 10));
+    const auto descriptors = "/proc/" + std::to_string(world.helper().number()) + "/fd/";
+    for (const auto* const stream : {"0", "1", "2"})
+        EXPECT_EQ(std::filesystem::read_symlink(descriptors + stream), "/dev/null") << stream;
     const auto client = startHold();
     EXPECT_TRUE(world.isAnyFanManual());
     world.helper().signal(SIGTERM);

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "platform/posix/FileDescriptor.h"
 #include "tests/e2e/EndToEnd.h"
 
 namespace kelo {
@@ -84,6 +85,56 @@ INSTANTIATE_TEST_SUITE_P(InEveryState, StopSignal,
                                                               State::asleep, State::grace, State::unlocking),
                                             ::testing::Values(SIGTERM, SIGINT)),
                          nameOfCase);
+
+// --- signals, in numbers and unheard
+
+class StopSignals : public EndToEnd {
+protected:
+    /// The helper was stopped once, whatever came later.
+    void expectOneEnd(const Lines& end) {
+        expectGoodEnd();
+        const auto log = world.helperLog();
+        EXPECT_EQ(tail(log, end.size()), end);
+        EXPECT_EQ(std::count(log.begin(), log.end(), askedToStop), 1);
+    }
+};
+
+TEST_F(StopSignals, SeveralThatWaitForTheMainThreadEndTheHelperOnce) {
+    startEverything({"--profile", "refusing"});
+    const auto client = connectRawClient();
+    client->request(Request::hold, Message::array({0.5, false}));
+    ASSERT_TRUE(waitForWrite("Ftst", 1)); // the main thread is in an unlock, and will be for four seconds
+    for (const int signal : {SIGTERM, SIGINT, SIGTERM})
+        world.helper().signal(signal);
+    expectOneEnd({askedToStop, onTheWayOut});
+}
+
+TEST_F(StopSignals, AnotherOneOnTheWayOutChangesNothing) {
+    startEverything();
+    const auto client = startHold();
+    world.simmac({"fault", "slow", "0.1"}); // two hand-backs of three writes take more than a second
+    world.helper().signal(SIGTERM);
+    ASSERT_TRUE(world.waitForLog(askedToStop));
+    for (const int signal : {SIGTERM, SIGINT})
+        world.helper().signal(signal);
+    EXPECT_THAT(world.helperLog(), Not(Contains(onTheWayOut))) << "they came too late to prove anything";
+    expectOneEnd({askedToStop, released, onTheWayOut});
+}
+
+TEST_F(StopSignals, AReaderOfTheLogThatHasGoneDoesNotKeepTheFans) {
+    world.startMac();
+    const auto pipe = world.program("log-pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    FileDescriptor reader(open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    world.startHelperBy("/bin/sh", {"-c", "exec \"$0\" 2>\"$1\"", world.program(Installation::helperName), pipe});
+    ASSERT_TRUE(waitUntil([&] { return world.run("kelo", {"version"}).status == 0; }, 10));
+    const auto client = startHold();
+    EXPECT_TRUE(world.isAnyFanManual());
+    reader = FileDescriptor();
+    world.helper().signal(SIGTERM);
+    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+    EXPECT_FALSE(world.isAnyFanManual());
+}
 
 // --- the executable
 

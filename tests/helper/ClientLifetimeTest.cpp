@@ -144,9 +144,10 @@ TEST_F(ClientLifetime, MoreDeparturesThanArrivalsLeaveTheCountAtZero) {
     leave();
     leave();
     leave();
-    holdWithOneClient(); // one client, not minus two
-    queue.runFor(60);
-    EXPECT_THAT(takeLogs(), IsEmpty());
+    holdWithOneClient();
+    arrive();
+    leave();
+    EXPECT_THAT(takeLogs(), IsEmpty()); // one client, not minus two
     leave();
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }
@@ -213,6 +214,18 @@ TEST_F(ClientLifetime, ShuttingDownLeavesTheCountAndTheTimerAlone) {
     takeTrace();
     queue.runFor(8);
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({handedBack}));
+}
+
+TEST_F(ClientLifetime, ShuttingDownForgetsNoClient) {
+    holdWithOneClient();
+    service->shutdownNow();
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    arrive();
+    takeTrace();
+    leave();
+    EXPECT_THAT(takeLogs(), IsEmpty()); // the first is still there
+    leave();
+    EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }
 
 } // namespace

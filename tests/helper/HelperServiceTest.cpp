@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "protocol/FanSnapshot.h"
+#include "tests/core/fan/InterposedExchange.h"
 #include "tests/helper/ServiceFixture.h"
 
 namespace kelo {
@@ -72,11 +73,17 @@ TEST_F(HelperServiceTest, ASnapshotIsTakenOnTheMainQueue) {
     EXPECT_TRUE(probe.isAnswered());
 }
 
-TEST_F(HelperServiceTest, ASnapshotReadsTheFansThenTheWarmthThenTheChip) {
+TEST_F(HelperServiceTest, AChipThatChangesInASnapshotGivesItsWarmthFirstAndItsTemperatureThen) {
     makeService();
-    takeTrace();
-    snapshot();
-    EXPECT_EQ(takeTrace(), readFans() + Trace({"Tp09?", "Tp09?"}));
+    InterposedExchange interposed(exchange);
+    interposed.afterNext("read Tp09", [this] {
+        setChip(85);
+        controller.setNumber("F1Ac", 5000);
+    });
+    const auto taken = snapshot();
+    EXPECT_EQ(taken.currentRPM, 1200); // the fans were read before
+    EXPECT_EQ(taken.warmth, "cool");
+    EXPECT_EQ(taken.chipCelsius, 85);
 }
 
 TEST_F(HelperServiceTest, ASnapshotHoldsTheReadings) {
@@ -189,6 +196,19 @@ TEST_F(HelperServiceTest, HandingBackEndsTheHoldHandsBackAgainAndReplies) {
     EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans());
     EXPECT_FALSE(isAnyManual());
     EXPECT_EQ(queue.liveTimers(), 0);
+}
+
+TEST_F(HelperServiceTest, HandingBackRepliesOnceTheHoldIsReleasedAndTheFansAreBack) {
+    makeService();
+    hold(0.5);
+    takeTrace();
+    ReplyProbe<std::optional<std::string>> probe("handBack");
+    probe.onAnswer([this] { note("reply"); });
+    service->handBack(probe.reply());
+    EXPECT_FALSE(probe.isAnswered());
+    queue.runReady();
+    EXPECT_EQ(takeEffects(),
+              restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() + Trace({"reply"}));
 }
 
 TEST_F(HelperServiceTest, HandingBackWithoutAHoldHandsBackAllTheSame) {

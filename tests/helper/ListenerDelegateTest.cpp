@@ -82,15 +82,28 @@ TEST_F(AdmissionTest, EachConnectionCountsAsOneClientAndEachInvalidationAsOneDep
 }
 
 TEST_F(AdmissionTest, AConnectionThatIsInterruptedAndInvalidatedReportsTwiceAndTheCountStopsAtZero) {
+    const Trace lastHasLeft = {"[NOTICE] service: Last client disconnected; handing the fan back shortly."};
     const auto first = listener.connect();
-    first->onInterruption();
-    first->onInvalidation();
-    queue.runReady();
     const auto second = listener.connect();
     holdWith(*second);
-    queue.runFor(60);
-    EXPECT_TRUE(isManual(0)); // one client, not none
+    first->onInterruption();
+    queue.runReady();
     EXPECT_THAT(takeLogs(), IsEmpty());
+    first->onInvalidation();
+    queue.runReady();
+    EXPECT_EQ(takeLogs(), lastHasLeft);
+    second->onInterruption(); // the count is at zero and stays there
+    second->onInvalidation();
+    const auto third = listener.connect();
+    const auto fourth = listener.connect();
+    queue.runReady();
+    takeTrace();
+    third->onInvalidation();
+    queue.runFor(60);
+    EXPECT_THAT(takeLogs(), IsEmpty()); // of two, one is left
+    fourth->onInvalidation();
+    queue.runReady();
+    EXPECT_EQ(takeLogs(), lastHasLeft);
 }
 
 TEST_F(AdmissionTest, ADepartureIsReportedFromTheConnectionsThreadAndCountedOnTheMainQueue) {

@@ -156,8 +156,10 @@ void EventLoop::run() {
             time_.wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeoutMilliseconds());
         if (count < 0 && errno != EINTR)
             throwErrno("epoll_wait");
+        // What falls due while the tasks run comes after what was posted before it was due: in the next round.
+        const auto now = time_.now();
         runPosted();
-        fireDueTimers();
+        fireDueTimers(now);
         for (int i = 0; i < count && !isStopped_; ++i) {
             const auto& event = events[static_cast<std::size_t>(i)];
             // A failure is for whoever watches to find out.
@@ -205,8 +207,7 @@ void EventLoop::runPosted() {
     }
 }
 
-void EventLoop::fireDueTimers() {
-    const auto now = time_.now();
+void EventLoop::fireDueTimers(Clock::time_point now) {
     while (!timers_.empty() && timers_.begin()->first <= now) {
         const auto timer = timers_.extract(timers_.begin()).mapped();
         fire(timer);

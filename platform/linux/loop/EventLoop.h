@@ -101,7 +101,7 @@ private:
     void wakeUp();
     int timeoutMilliseconds();
     void runPosted();
-    void fireDueTimers();
+    void fireDueTimers(Clock::time_point now);
     void fire(const std::shared_ptr<TimerState>& timer);
     void arm(const std::shared_ptr<TimerState>& timer);
     Interests::iterator interestIn(int descriptor);

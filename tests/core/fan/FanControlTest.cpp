@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "tests/core/fan/FanFixture.h"
+#include "tests/core/fan/InterposedExchange.h"
 
 namespace kelo {
 namespace {
@@ -99,6 +100,15 @@ TEST_F(FanControl, AtTheDeadlineItselfNothingIsTriedAnyMore) {
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
     EXPECT_EQ(now, 0.1);
     EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01 -> 0x82"));
+}
+
+TEST_F(FanControl, AnUnlockSwitchThatTakesItsTimeTakesNoneFromTheRetries) {
+    controller.setUnlockRule({true, 1e9});
+    InterposedExchange slow(exchange);
+    slow.afterNext("write Ftst 01", [this] { now += 10; });
+    EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
+    EXPECT_GE(clock.sleeps, 40); // four seconds of 100 ms
+    EXPECT_NEAR(now, 14.0, 0.11);
 }
 
 TEST_F(FanControl, ASwitchThatRefusesDoesNotKeepTheRetriesFromBeingMade) {

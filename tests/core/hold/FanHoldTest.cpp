@@ -207,7 +207,7 @@ TEST_F(FanHoldTest, StoppingAHoldWhoseStartFailedHandsTheFansBackAndReleases) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(FanHoldTest, AStartWithoutRightsThrowsNeedsRootAfterItsChipReading) {
+TEST_F(FanHoldTest, AStartWithoutRightsThrowsNeedsRootAndWritesNothing) {
     rights.root = false;
     hold = makeHold(0.5);
     try {
@@ -216,7 +216,7 @@ TEST_F(FanHoldTest, AStartWithoutRightsThrowsNeedsRootAfterItsChipReading) {
     } catch (const FanError& error) {
         EXPECT_EQ(error, FanError::needsRoot());
     }
-    EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?"}) + readFans());
+    EXPECT_THAT(takeEffects(), IsEmpty());
 }
 
 // --- ticks
@@ -245,14 +245,6 @@ TEST_F(FanHoldTest, TheCheckIntervalIsReadWhenTheHoldStarts) {
     takeTrace();
     queue.runFor(0.5);
     EXPECT_FALSE(takeTrace().empty());
-}
-
-TEST_F(FanHoldTest, ADriftingTickTakesASecondStepAndTakesTheFansWithoutAnEvent) {
-    startHold(0.5);
-    controller.setNumber("F0Tg", 3600 + 26);
-    tick();
-    EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?"}) + readFans() + Trace({"Tp09?"}) +
-                               readFans() + takeFansWithReads(0.5));
 }
 
 TEST_F(FanHoldTest, ATickAfterInterferenceTakesTheFansAndThenReasserts) {
@@ -312,186 +304,6 @@ TEST_F(FanHoldTest, ATickThatWasBlockedRunsOnceAndTheNextKeepsTheSchedule) {
     controller.setUnlockRule({});
     queue.runFor(8.0 - now);
     EXPECT_EQ(takeEvents(), Trace({"reasserted"}));
-}
-
-// --- the lid
-
-TEST_F(FanHoldTest, StartWithTheLidClosedOnlyYieldsAndResumesWhenItOpens) {
-    clamshell.state = true;
-    hold = makeHold(0.5, true);
-    hold->start();
-    EXPECT_EQ(takeTrace(), Trace({"lid?", "yielded"}));
-    EXPECT_TRUE(hold->isYieldedToLid());
-    EXPECT_EQ(queue.liveTimers(), 1);
-    EXPECT_EQ(power.registered(), 1U);
-    tick();
-    EXPECT_EQ(takeTrace(), Trace({"lid?"}));
-    clamshell.state = false;
-    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
-    EXPECT_FALSE(hold->isYieldedToLid());
-}
-
-TEST_F(FanHoldTest, ATickThatResumesTakesTwoStepsAndThenIsQuiet) {
-    clamshell.state = true;
-    startHold(0.5, true);
-    clamshell.state = false;
-    tick();
-    EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?"}) + readFans() + takeFansWithReads(0.5) + Trace({"resumed"}) +
-                               readFans() + Trace({"Tp09?"}) + readFans());
-}
-
-TEST_F(FanHoldTest, ClosingTheLidYieldsOnTheNextTick) {
-    startHold(0.5, true);
-    clamshell.state = true;
-    EXPECT_EQ(effectsOfTick(), restoreFans() + Trace({"yielded"}));
-    EXPECT_TRUE(hold->isYieldedToLid());
-    EXPECT_FALSE(isAnyManual());
-    EXPECT_THAT(effectsOfTick(), IsEmpty());
-}
-
-TEST_F(FanHoldTest, AClosedLidDoesNotMatterUnlessAsked) {
-    clamshell.state = true;
-    hold = makeHold(0.5, false);
-    hold->start();
-    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
-    EXPECT_THAT(effectsOfTick(), IsEmpty());
-    EXPECT_FALSE(hold->isYieldedToLid());
-}
-
-TEST_F(FanHoldTest, AFailedResumptionIsSilentAndTriedAgain) {
-    clamshell.state = true;
-    startHold(0.5, true);
-    clamshell.state = false;
-    fans->unlockTimeout = 0;
-    controller.answer("F1Md", SMCCommand::writeBytes, 0x82);
-    EXPECT_THAT(effectsOfTick(), ElementsAre("F0Md=1", "F0Tg=3600.0", "F1Md=1 refused", "Ftst=1"));
-    EXPECT_TRUE(hold->isYieldedToLid());
-    controller.clearFaults();
-    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
-}
-
-TEST_F(FanHoldTest, AFailedResumptionThatIsFollowedByAClosedLidIsNotUndoneUntilTheHoldStops) {
-    // The hold counts as not engaged, so the gate has nothing to give back; the end of the hold does.
-    clamshell.state = true;
-    startHold(0.5, true);
-    clamshell.state = false;
-    fans->unlockTimeout = 0;
-    controller.answer("F1Md", SMCCommand::writeBytes, 0x82);
-    tick();
-    clamshell.state = true;
-    EXPECT_THAT(effectsOfTick(), IsEmpty());
-    controller.clearFaults();
-    hold->stop();
-    EXPECT_FALSE(isAnyManual());
-}
-
-TEST_F(FanHoldTest, StoppingWhileYieldedHandsBackAndReleases) {
-    startHold(0.5, true);
-    clamshell.state = true;
-    tick();
-    takeTrace();
-    hold->stop();
-    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"released"}));
-    EXPECT_FALSE(hold->isYieldedToLid());
-}
-
-// --- sleep
-
-TEST_F(FanHoldTest, SleepHandsBackAnnouncesAndOnlyThenIsAcknowledged) {
-    startHold(0.5);
-    power.send(willSleep, 7);
-    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
-    EXPECT_FALSE(isAnyManual());
-    EXPECT_FALSE(hold->isYieldedToLid());
-}
-
-TEST_F(FanHoldTest, AQuestionWhetherTheSystemMaySleepIsAnsweredAndChangesNothing) {
-    startHold(0.5);
-    power.send(canSleep, 6);
-    EXPECT_EQ(takeTrace(), Trace({"allow 6"}));
-    EXPECT_TRUE(isManual(0));
-}
-
-TEST_F(FanHoldTest, ATickWhileAsleepAsksTheLidAndDoesNothing) {
-    startHold(0.5);
-    power.send(willSleep, 7);
-    takeTrace();
-    tick();
-    EXPECT_EQ(takeTrace(), Trace({"lid?"}));
-}
-
-TEST_F(FanHoldTest, WakingAnnouncesTakesTheFansAgainAndResumes) {
-    startHold(0.5);
-    power.send(willSleep, 7);
-    takeTrace();
-    power.send(hasPoweredOn);
-    EXPECT_EQ(takeTrace(), Trace({"woke", "lid?", "Tp09?"}) + readFans() + takeFansWithReads(0.5) + Trace({"resumed"}));
-    EXPECT_THAT(effectsOfTick(), IsEmpty());
-}
-
-TEST_F(FanHoldTest, SleepWhileYieldedToTheLidHandsBackAgainAndWakingWithTheLidClosedOnlyWakes) {
-    startHold(0.5, true);
-    clamshell.state = true;
-    tick();
-    takeTrace();
-    power.send(willSleep, 7);
-    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
-    EXPECT_FALSE(hold->isYieldedToLid());
-    power.send(hasPoweredOn);
-    EXPECT_EQ(takeTrace(), Trace({"woke", "lid?"}));
-    EXPECT_TRUE(hold->isYieldedToLid());
-}
-
-TEST_F(FanHoldTest, AWakeWhoseEngagementFailsOnlyWakesAndIsTriedAgainByTheTick) {
-    startHold(0.5);
-    power.send(willSleep, 7);
-    fans->unlockTimeout = 0;
-    controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
-    takeTrace();
-    power.send(hasPoweredOn);
-    EXPECT_EQ(takeEffects(), Trace({"woke", "F0Md=1 refused", "Ftst=1"}));
-    EXPECT_TRUE(hold->isYieldedToLid());
-    controller.clearFaults();
-    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
-}
-
-TEST_F(FanHoldTest, AWakeWithoutASleepAnnouncesAndLeavesEngagedFansAlone) {
-    startHold(0.5);
-    power.send(hasPoweredOn);
-    EXPECT_EQ(takeTrace(), Trace({"woke", "lid?"}));
-}
-
-TEST_F(FanHoldTest, SleepAnnouncedTwiceHandsBackTwice) {
-    startHold(0.5);
-    power.send(willSleep, 7);
-    power.send(willSleep, 8);
-    EXPECT_EQ(takeEffects(),
-              restoreFans() + Trace({"sleeping", "allow 7"}) + restoreFans() + Trace({"sleeping", "allow 8"}));
-}
-
-TEST_F(FanHoldTest, SleepAfterAStartThatYieldedIsHandledToo) {
-    clamshell.state = true;
-    startHold(0.5, true);
-    power.send(willSleep, 7);
-    EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
-}
-
-TEST_F(FanHoldTest, StoppingWhileAsleepHandsBackAndReleases) {
-    startHold(0.5);
-    power.send(willSleep, 7);
-    takeTrace();
-    hold->stop();
-    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"released"}));
-    power.send(hasPoweredOn);
-    EXPECT_THAT(takeTrace(), IsEmpty());
-}
-
-TEST_F(FanHoldTest, WithoutPowerNotificationsItHoldsAllTheSame) {
-    power.isPresent = false;
-    startHold(0.5);
-    EXPECT_THAT(effectsOfTick(), IsEmpty());
-    hold->stop();
-    EXPECT_FALSE(isAnyManual());
 }
 
 // --- dropping

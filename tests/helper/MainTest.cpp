@@ -1,0 +1,40 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/support/MachineFixture.h"
+#include "tests/support/ScriptedPlatform.h"
+
+int helperMain(); // the helper's own main, which the build gives this name
+
+namespace kelo {
+namespace {
+
+/// What the platform of this program is, as long as a test wants it to have one.
+ScriptedPlatform* platformInUse = nullptr;
+
+class MainTest : public MachineFixture {
+protected:
+    MainTest() {
+        platform.onStep = [this](const std::string& step) { note(step); };
+        platform.output.onMessage = [this](const std::string& message) { note(message); };
+        platformInUse = &platform;
+    }
+    ~MainTest() override { platformInUse = nullptr; }
+
+    ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
+};
+
+TEST_F(MainTest, AMainLoopThatReturnsEndsTheHelperWithStatusZero) {
+    EXPECT_EQ(helperMain(), 0);
+    const auto steps = takeTrace();
+    ASSERT_GE(steps.size(), 2U);
+    EXPECT_EQ(steps[steps.size() - 2], "[NOTICE] listener: Listening on app.kelo.helper");
+    EXPECT_EQ(steps.back(), "run"); // nobody else has called exit
+}
+
+} // namespace
+
+std::shared_ptr<const Platform> makePlatform() { return {std::shared_ptr<void>(), &platformInUse->platform()}; }
+
+} // namespace kelo

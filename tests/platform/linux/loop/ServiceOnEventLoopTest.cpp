@@ -1,0 +1,98 @@
+#include <gmock/gmock.h>
+#include <sys/eventfd.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "helper/HelperService.h"
+#include "platform/linux/loop/EventLoop.h"
+#include "tests/core/fan/FanFixture.h"
+#include "tests/support/RecordingLog.h"
+#include "tests/support/ReplyProbe.h"
+#include "tests/support/ScriptedClamshell.h"
+#include "tests/support/ScriptedPower.h"
+#include "tests/support/VirtualLoopTime.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// The service on the event loop itself, in virtual time, with the hold of a client that left at second 0.
+class ServiceOnEventLoop : public FanFixture {
+protected:
+    ServiceOnEventLoop() {
+        output.onMessage = [this](const std::string& message) { log.push_back(message); };
+        service->clientArrived();
+        ReplyProbe<std::optional<std::string>> probe("hold");
+        service->hold(0.5, false, probe.reply());
+        service->clientWentAway();
+        runFor(0);
+        EXPECT_EQ(probe.value(), std::nullopt);
+        EXPECT_TRUE(isManual());
+        log.clear();
+    }
+
+    void runFor(double seconds) {
+        loop.postAfter(seconds, [this] { loop.stop(); });
+        loop.run();
+    }
+    bool isManual() { return controller.number("F0Md") != 0; }
+
+    /// What the main thread does when a client comes back 7.5 seconds after the last one left: it is busy with
+    /// something until the grace period is over.
+    void admitWhileBusy() {
+        service->clientArrived(); // the listener's thread does not wait for the main thread
+        time.pass(std::chrono::seconds(2));
+    }
+    void expectThatTheHoldIsKept() {
+        runFor(60);
+        EXPECT_TRUE(isManual());
+        EXPECT_THAT(log, IsEmpty());
+    }
+
+    VirtualLoopTime time;
+    EventLoop loop{time};
+    ScriptedPower power;
+    ScriptedClamshell clamshell;
+    RecordingOutput output;
+    std::vector<std::string> log;
+    std::shared_ptr<HelperService> service = std::make_shared<HelperService>(
+        ServiceDependencies{loop, exchange, clock, rights, power, clamshell,
+                            HelperLog(std::make_shared<RecordingSystemLog>(), "service", output), [](const char*) {}});
+};
+
+TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileATimerKeepsTheMainThreadBusyKeepsTheHold) {
+    loop.postAfter(7.5, [this] { admitWhileBusy(); });
+    expectThatTheHoldIsKept();
+}
+
+TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileATaskKeepsTheMainThreadBusyKeepsTheHold) {
+    loop.postAfter(7.5, [this] { loop.post([this] { admitWhileBusy(); }); });
+    expectThatTheHoldIsKept();
+}
+
+TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileAnEventKeepsTheMainThreadBusyKeepsTheHold) {
+    const FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    const auto watch = loop.watch(event.get(), EventLoop::Readiness::readable, [&] {
+        eventfd_t count = 0;
+        EXPECT_EQ(eventfd_read(event.get(), &count), 0);
+        admitWhileBusy();
+    });
+    loop.postAfter(7.5, [&] { EXPECT_EQ(eventfd_write(event.get(), 1), 0); });
+    expectThatTheHoldIsKept();
+}
+
+TEST_F(ServiceOnEventLoop, WithoutAClientThatReturnsTheFansAreHandedBackThoughTheMainThreadWasBusy) {
+    loop.postAfter(7.5, [this] { time.pass(std::chrono::seconds(2)); });
+    runFor(9);
+    EXPECT_FALSE(isManual());
+    EXPECT_THAT(log, ElementsAre("[NOTICE] service: hold: released",
+                                 "[NOTICE] service: Fan handed back to macOS after the client went away."));
+}
+
+} // namespace
+} // namespace kelo
