@@ -144,7 +144,8 @@ void EventLoop::run() {
         if (count < 0 && errno != EINTR)
             failWithErrno("epoll_wait");
         runPosted();
-        fireDueTimers();
+        if (!isStopped_)
+            fireDueTimers();
         for (int i = 0; i < count && !isStopped_; ++i) {
             const auto& event = events[static_cast<std::size_t>(i)];
             // A failure is for whoever watches to find out.

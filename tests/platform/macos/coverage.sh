@@ -2,7 +2,7 @@
 # Fails when a line of the macOS sources is reached by none of their tests.
 #
 # usage: coverage.sh COMPILER FOLDER TEST...: the folder of the sources, and the programs that test them, which are
-# instrumented
+# instrumented and have left beside them, as TEST.profraw, what they reached
 set -euo pipefail
 
 compiler=$1 folder=$2
@@ -16,17 +16,18 @@ tool() {
   if [ -x "$tools/$name" ]; then "$tools/$name" "$@"; else "$name" "$@"; fi
 }
 
-profiles=$(mktemp -d)
-trap 'rm -rf "$profiles"' EXIT
+profile=$(mktemp)
+trap 'rm -f "$profile"' EXIT
 programs=()
+reached=()
 for test in "$@"; do
-  LLVM_PROFILE_FILE="$profiles/%p-%m.profraw" "$test" --gtest_brief=1 >"$profiles/log" 2>&1 \
-    || { cat "$profiles/log"; exit 1; }
+  [ "$test.profraw" -nt "$test" ] || { printf '%s has not run since it was built\n' "$test"; exit 1; }
   programs+=(-object "$test")
+  reached+=("$test.profraw")
 done
-tool llvm-profdata merge -sparse -o "$profiles/all" "$profiles"/*.profraw
+tool llvm-profdata merge -sparse -o "$profile" "${reached[@]}"
 
-report() { tool llvm-cov "$1" "${programs[@]:1:1}" "${programs[@]:2}" -instr-profile="$profiles/all" "${@:2}" "$folder"; }
+report() { tool llvm-cov "$1" "${programs[@]:1:1}" "${programs[@]:2}" -instr-profile="$profile" "${@:2}" "$folder"; }
 read -r lines missed < <(report report | awk '$1 == "TOTAL" { print $8, $9 }')
 if [ "${lines:-0}" -eq 0 ] || [ "$missed" -ne 0 ]; then
   printf '%s of %s lines are reached by no test:\n' "${missed:-0}" "${lines:-0}"
