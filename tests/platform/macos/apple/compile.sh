@@ -7,7 +7,7 @@
 # encodings need none.
 set -euo pipefail
 
-folder=$1 compiler=$2 processor=$3
+remembers=$1 compiler=$2 processor=$3
 shift 3
 flags=()
 while [ "$1" != -- ]; do flags+=("$1"); shift; done
@@ -29,7 +29,7 @@ target=(-target "$processor-apple-macos14" -fobjc-arc -fblocks -std=c++20 -I. -i
 library=(-nostdinc -nostdinc++ -D_GNU_SOURCE -U__nonnull -isystem "$here/include" "${folders[@]}")
 
 # check FOLDER FLAG... -- SOURCE...
-check() { tests/walls/compile_each.sh "$folder/$1" "$compiler" "${target[@]}" "${library[@]}" '{}' "${@:2}"; }
+check() { tests/walls/compile_each.sh "$remembers/$1" "$compiler" "${target[@]}" "${library[@]}" '{}' "${@:2}"; }
 
 emitted=$("$compiler" "${target[@]}" -nostdlibinc -S -emit-llvm -o - "$here/Encodings.mm" \
   | sed -n 's/.*c"\(.*\)\\00".*/\1/p' | sed 's/\\22/"/g')
