@@ -23,10 +23,10 @@ done)
 failed=0
 for folder in "${folders[@]}"; do
   sources=$(find "$folder" -name '*.cpp' -o -name '*.mm' | sort | grep -vxF -- "$elsewhere" || true)
-  if missing=$(grep -vxF -- "$compiled" <<<"$sources"); then
-    sed 's/$/: in no target, or not compiled/' <<<"$missing"
+  while IFS= read -r source; do
+    printf '%s: in no target, or not compiled\n' "$source"
     failed=1
-  fi
+  done < <(grep -vxF -- "$compiled" <<<"$sources")
   printf '%s: %d sources compiled\n' "$folder" "$(grep -cxF -- "$compiled" <<<"$sources")" || failed=1
 done
 exit $failed

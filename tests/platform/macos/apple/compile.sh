@@ -2,7 +2,8 @@
 # Compiles the macOS sources for a Mac's processor, as far as that goes without its system: every file with all
 # warnings, Objective-C++ with automatic reference counting; and compares the type encodings of the five requests.
 #
-# usage: compile.sh FOLDER COMPILER arm64|x86_64 FLAG... -- SOURCE...: the folder that remembers what has been compiled
+# usage: compile.sh FOLDER COMPILER arm64|x86_64 FLAG... -- SOURCE-FOLDER...: the folder that remembers what has been
+# compiled, and those of the sources
 # Run from the top of the repository. Exits with 77 where the C++ headers at hand cannot be read for that processor; the
 # encodings need none.
 set -euo pipefail
@@ -56,4 +57,5 @@ if ! check probe -- "$here/Probe.mm" >/dev/null; then
   exit 77
 fi
 
-check sources "${flags[@]}" -- "$@"
+mapfile -t sources < <(find "$@" -name '*.cpp' -o -name '*.mm' | sort)
+check sources "${flags[@]}" -- "${sources[@]}"
