@@ -46,7 +46,7 @@ tests_summary() {
   ran=$(count_tests completed "$reports"/*.xml)
   skipped=$(count_tests skipped "$reports"/*.xml)
   [ "$ran" -gt 0 ] || fail "no test ran"
-  say "$ran tests ran in $(find "$reports" -name '*.xml' | wc -l) processes, $skipped more were skipped"
+  say "$ran tests ran in $(find "$reports" -name '*.xml' | wc -l) processes, $skipped skipped"
   [ -z "${GTEST_FILTER-}" ] || return 0
   empty=$(grep -L 'result="completed"' "$reports"/*.xml) || true
   [ -z "$empty" ] || fail "no test ran in $empty"
@@ -75,14 +75,14 @@ keep_busy() {
 }
 
 command_test() {
-  local preset=debug coverage=false rounds=1 load=0 selection=()
+  local preset=debug coverage=false only='' rounds=1 load=0
   while [ $# -gt 0 ]; do
     case $1 in
       --preset) [ $# -ge 2 ] || usage "--preset needs a name"; preset=$2; shift 2 ;;
       --preset=*) preset=${1#--preset=}; shift ;;
       --coverage) coverage=true; shift ;;
-      --only) [ $# -ge 2 ] || usage "--only needs a pattern"; only "$2"; shift 2 ;;
-      --only=*) only "${1#--only=}"; shift ;;
+      --only) [ $# -ge 2 ] || usage "--only needs a pattern"; only=$2; shift 2 ;;
+      --only=*) only=${1#--only=}; shift ;;
       --repeat) is_count "${2-}" || usage "--repeat needs a number"; rounds=$2; shift 2 ;;
       --repeat=*) is_count "${1#*=}" || usage "--repeat needs a number"; rounds=${1#*=}; shift ;;
       --load) is_count "${2-}" || usage "--load needs a number"; load=$2; shift 2 ;;
@@ -95,22 +95,20 @@ command_test() {
     debug | gcc | release | asan | tsan) ;;
     *) usage "test runs the presets debug, gcc, release, asan and tsan, not \"$preset\"" ;;
   esac
+  if [ -n "$only" ]; then # nothing but programs have tests with such names
+    export GTEST_FILTER=$only
+    set -- -L program "$@"
+  fi
   ensure_packages
   if $coverage; then
-    coverage_report "${selection[@]}" "$@"
+    coverage_report "$@"
     return
   fi
   build "$preset"
-  repeat_tests "$rounds" "$load" "$preset" "${selection[@]}" "$@"
+  repeat_tests "$rounds" "$load" "$preset" "$@"
 }
 
 is_count() { [[ $1 =~ ^[1-9][0-9]*$ ]]; }
-
-# only PATTERN: of the tests only those whose names GoogleTest finds to match, and nothing but tests with such names.
-only() {
-  export GTEST_FILTER=$1
-  selection=(-L program)
-}
 
 # Prints line and branch coverage per folder and leaves an HTML report.
 coverage_report() {
