@@ -6,9 +6,9 @@ macos_summary() {
   # Only Clang compiles Objective-C++ with blocks.
   [ "$(uname)" = Darwin ] || [[ $(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "build/$1/CMakeCache.txt") == *clang* ]] \
     || return 0
-  local report="build/$1/tests.xml" compiled ran where
-  compiled=$(sed -n 's/^.*[^0-9]\([1-9][0-9]*\) macOS sources compiled$/\1/p' "$report")
-  ran=$(grep -c '<testcase name="macos[a-z-]*:.*status="run"' "$report") || ran=0
+  local compiled ran where
+  compiled=$(sed -n 's|^.*platform/macos: \([1-9][0-9]*\) sources compiled$|\1|p' "build/$1/tests.xml")
+  ran=$(count_tests completed "build/$1/test-reports"/macos_*.xml)
   where="doubles of the system"
   [ "$(uname)" != Darwin ] || where="this Mac"
   [ -n "$compiled" ] || fail "no macOS source was compiled"

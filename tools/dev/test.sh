@@ -19,22 +19,74 @@ build() {
 
 # run_tests PRESET [CTEST-ARGUMENT...]
 run_tests() {
-  local preset=$1
+  local preset=$1 status=0
   shift
   say "running the tests of the $preset preset"
-  # Twice as many at once as there are processors: the tests with several processes spend their time waiting.
-  ctest --test-dir "build/$preset" --output-on-failure --progress -j "$(($(jobs_count) * 2))" \
-    --output-junit tests.xml "$@"
+  rm -rf "build/$preset/test-reports"
+  # Many more at once than there are processors: the tests with several processes spend their time waiting.
+  ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * 4))" --output-junit tests.xml "$@" \
+    | without_what_passed || status=$?
+  tests_summary "$preset"
+  [ $status -eq 0 ] || fail "not every test passed"
   [ $# -gt 0 ] || macos_summary "$preset"
 }
 
+# Of a program that failed, only what GoogleTest says about the tests that did.
+without_what_passed() {
+  awk '/^\[ RUN  / { began = $0; next }
+       /^\[       OK/ && began != "" { began = ""; next }
+       /^\[-----/ || /^ +Start / { next }
+       began != "" { print began; began = "" }
+       { print; fflush() }'
+}
+
+# tests_summary PRESET: how many tests ran, by the reports of the programs.
+tests_summary() {
+  local reports="build/$1/test-reports" ran skipped empty
+  ran=$(count_tests completed "$reports"/*.xml)
+  skipped=$(count_tests skipped "$reports"/*.xml)
+  [ "$ran" -gt 0 ] || fail "no test ran"
+  say "$ran tests ran in $(find "$reports" -name '*.xml' | wc -l) processes, $skipped skipped"
+  [ -z "${GTEST_FILTER-}" ] || return 0
+  empty=$(grep -L 'result="completed"' "$reports"/*.xml) || true
+  [ -z "$empty" ] || fail "no test ran in $empty"
+}
+
+# count_tests RESULT REPORT...
+count_tests() { cat "${@:2}" 2>/dev/null | grep -c "<testcase .* result=\"$1\"" || true; }
+
+# repeat_tests ROUNDS LOAD PRESET [CTEST-ARGUMENT...]: until one fails, with LOAD processors' worth of other work.
+repeat_tests() {
+  local rounds=$1 load=$2 round
+  shift 2
+  for ((round = 0; round < load; round++)); do keep_busy & done
+  for ((round = 1; round <= rounds; round++)); do
+    [ "$rounds" -eq 1 ] || say "round $round of $rounds"
+    run_tests "$@"
+  done
+}
+
+# Ends with ./dev, however that ends.
+keep_busy() {
+  local i
+  while kill -0 $$ 2>/dev/null; do
+    for ((i = 0; i < 50000; i++)); do :; done
+  done
+}
+
 command_test() {
-  local preset=debug coverage=false
+  local preset=debug coverage=false only='' rounds=1 load=0
   while [ $# -gt 0 ]; do
     case $1 in
       --preset) [ $# -ge 2 ] || usage "--preset needs a name"; preset=$2; shift 2 ;;
       --preset=*) preset=${1#--preset=}; shift ;;
       --coverage) coverage=true; shift ;;
+      --only) [ $# -ge 2 ] || usage "--only needs a pattern"; only=$2; shift 2 ;;
+      --only=*) only=${1#--only=}; shift ;;
+      --repeat) is_count "${2-}" || usage "--repeat needs a number"; rounds=$2; shift 2 ;;
+      --repeat=*) is_count "${1#*=}" || usage "--repeat needs a number"; rounds=${1#*=}; shift ;;
+      --load) is_count "${2-}" || usage "--load needs a number"; load=$2; shift 2 ;;
+      --load=*) is_count "${1#*=}" || usage "--load needs a number"; load=${1#*=}; shift ;;
       --) shift; break ;;
       *) usage "test does not know \"$1\" (arguments for ctest go behind --)" ;;
     esac
@@ -43,14 +95,20 @@ command_test() {
     debug | gcc | release | asan | tsan) ;;
     *) usage "test runs the presets debug, gcc, release, asan and tsan, not \"$preset\"" ;;
   esac
+  if [ -n "$only" ]; then # nothing but programs have tests with such names
+    export GTEST_FILTER=$only
+    set -- -L program "$@"
+  fi
   ensure_packages
   if $coverage; then
     coverage_report "$@"
     return
   fi
   build "$preset"
-  run_tests "$preset" "$@"
+  repeat_tests "$rounds" "$load" "$preset" "$@"
 }
+
+is_count() { [[ $1 =~ ^[1-9][0-9]*$ ]]; }
 
 # Prints line and branch coverage per folder and leaves an HTML report.
 coverage_report() {

@@ -159,7 +159,8 @@ void EventLoop::run() {
         // What falls due while the tasks run comes after what was posted before it was due: in the next round.
         const auto now = time_.now();
         runPosted();
-        fireDueTimers(now);
+        if (!isStopped_)
+            fireDueTimers(now);
         for (int i = 0; i < count && !isStopped_; ++i) {
             const auto& event = events[static_cast<std::size_t>(i)];
             // A failure is for whoever watches to find out.

@@ -2,7 +2,7 @@
 # Fails when a line of the macOS sources is reached by none of their tests.
 #
 # usage: coverage.sh COMPILER FOLDER TEST: the folder of the sources, and the program that tests them, which is
-# instrumented
+# instrumented and has left beside it, as TEST.profraw, what it reached
 set -euo pipefail
 
 compiler=$1 folder=$2 test=$3
@@ -15,13 +15,12 @@ tool() {
   if [ -x "$tools/$name" ]; then "$tools/$name" "$@"; else "$name" "$@"; fi
 }
 
-profiles=$(mktemp -d)
-trap 'rm -rf "$profiles"' EXIT
-LLVM_PROFILE_FILE="$profiles/%p-%m.profraw" "$test" --gtest_brief=1 >"$profiles/log" 2>&1 \
-  || { cat "$profiles/log"; exit 1; }
-tool llvm-profdata merge -sparse -o "$profiles/all" "$profiles"/*.profraw
+profile=$(mktemp)
+trap 'rm -f "$profile"' EXIT
+[ "$test.profraw" -nt "$test" ] || { printf '%s has not run since it was built\n' "$test"; exit 1; }
+tool llvm-profdata merge -sparse -o "$profile" "$test.profraw"
 
-report() { tool llvm-cov "$1" "$test" -instr-profile="$profiles/all" "${@:2}" "$folder"; }
+report() { tool llvm-cov "$1" "$test" -instr-profile="$profile" "${@:2}" "$folder"; }
 read -r lines missed < <(report report | awk '$1 == "TOTAL" { print $8, $9 }')
 if [ "${lines:-0}" -eq 0 ] || [ "$missed" -ne 0 ]; then
   printf '%s of %s lines are reached by no test:\n' "${missed:-0}" "${lines:-0}"

@@ -14,6 +14,7 @@
 
 #include "platform/linux/loop/SignalfdSignals.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/VirtualLoopTime.h"
 
 namespace kelo {
 namespace {
@@ -150,8 +151,12 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
         trace.push_back(2);
         throw 2; // NOLINT: no exception of the standard library's
     });
-    const auto timer = loop.scheduleTimer(0.001, true, [&] { breaking(3); });
-    loop.postAfter(0.02, [this] { write(far); });
+    int fired = 0;
+    const auto timer = loop.scheduleTimer(0.001, true, [&] {
+        if (++fired == 2)
+            write(far);
+        breaking(3);
+    });
     const auto watch = loop.watch(near.get(), EventLoop::Readiness::readable, [&] {
         read(near);
         loop.stop();
@@ -163,6 +168,17 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
     EXPECT_EQ(trace[1], 2);
     EXPECT_GE(std::count(trace.begin(), trace.end(), 3), 2) << "a repeating timer goes on";
     EXPECT_EQ(trace.back(), 4);
+}
+
+TEST(StoppedEventLoop, ServesNoTimerThatIsDueByThen) {
+    VirtualLoopTime time;
+    EventLoop loop(time);
+    int fired = 0;
+    const auto timer = loop.scheduleTimer(1, true, [&] { ++fired; });
+    loop.post([&] { time.pass(std::chrono::seconds(1)); });
+    loop.stop();
+    loop.run();
+    EXPECT_EQ(fired, 0);
 }
 
 // --- watches that the kernel refuses

@@ -79,7 +79,7 @@ TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff)
         std::snprintf(octal, sizeof octal, "\\%03o", byte);
         request += octal;
     }
-    request += "' >&9; sleep 60";
+    request += "' >&9; exec sleep 60";
     Other chameleon([&] {
         RawClient client(folder.get());
         if (client.version(1) != 6 || dup2(client.descriptor(), 9) != 9 ||

@@ -2,14 +2,14 @@
 # Compiles the macOS sources for a Mac's processor, as far as that goes without its system: every file with all
 # warnings; and compares the type encodings of the five requests.
 #
-# usage: compile.sh COMPILER arm64|x86_64 FLAG... -- SOURCE...
+# usage: compile.sh FOLDER COMPILER arm64|x86_64 FLAG... -- SOURCE-FOLDER...: the folder that remembers what has been
+# compiled, and those of the sources
 # Run from the top of the repository. Exits with 77 where the C++ headers at hand cannot be read for that processor; the
 # encodings need none.
 set -euo pipefail
 
-compiler=$1
-processor=$2
-shift 2
+remembers=$1 compiler=$2 processor=$3
+shift 3
 flags=()
 while [ "$1" != -- ]; do flags+=("$1"); shift; done
 shift
@@ -29,7 +29,8 @@ target=(-target "$processor-apple-macos14" -fno-objc-arc -fblocks -std=c++20 -I.
 # The C library's headers use a name that means something else to Apple's compilers.
 library=(-nostdinc -nostdinc++ -D_GNU_SOURCE -U__nonnull -isystem "$here/include" "${folders[@]}")
 
-check() { "$compiler" "${target[@]}" "${library[@]}" "$@"; }
+# check FOLDER FLAG... -- SOURCE...
+check() { tests/walls/compile_each.sh "$remembers/$1" "$compiler" "${target[@]}" "${library[@]}" '{}' "${@:2}"; }
 
 emitted=$("$compiler" "${target[@]}" -nostdlibinc -S -emit-llvm -o - "$here/Encodings.mm" \
   | sed -n 's/.*c"\(.*\)\\00".*/\1/p' | sed 's/\\22/"/g')
@@ -51,13 +52,10 @@ for selector in fetchSnapshotWithReply: holdWithFraction:handsBackOnLidClose:rep
 done
 printf 'the five requests have their encodings for %s\n' "$processor"
 
-if ! check -fsyntax-only "$here/Probe.mm" 2>/dev/null; then
+if ! check probe -- "$here/Probe.mm" >/dev/null; then
   printf 'the C++ headers at hand cannot be read for %s\n' "$processor"
   exit 77
 fi
 
-for source in "$@"; do
-  check "${flags[@]}" -fsyntax-only "$source"
-done
-printf '%d macOS sources compiled for %s\n' $# "$processor"
-[ $# -gt 0 ]
+mapfile -t sources < <(find "$@" -name '*.cpp' -o -name '*.mm' | sort)
+check sources "${flags[@]}" -- "${sources[@]}"

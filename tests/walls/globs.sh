@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Fails when a build file collects sources instead of naming them: what is collected changes without anybody's notice.
+#
+# Run from the top of the repository.
+set -euo pipefail
+
+if find . \( -name '*build*' -o -name .git \) -prune -o \( -name CMakeLists.txt -o -name '*.cmake' \) -print0 \
+  | xargs -0 grep -niE 'file *\( *GLOB|aux_source_directory *\('; then
+  printf 'name the files instead\n'
+  exit 1
+fi

@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Compiles every header alone: whoever includes it needs to include nothing before it.
+#
+# usage: headers.sh FOLDER COMPILER FLAG...: the folder that remembers what has been compiled
+# Run from the top of the repository.
+set -euo pipefail
+
+folder=$1 compiler=$2
+shift 2
+
+# alone NAME LANGUAGE FLAG... -- HEADER...: the main file is an empty one, so that warnings count as in what is included.
+alone() {
+  local name=$1 language=$2
+  shift 2
+  tests/walls/compile_each.sh "$folder/$name" "$compiler" -std=c++20 -I. -include '{}' -x "$language" /dev/null "$@"
+}
+
+# Those that stand for the system's own are compiled with whatever includes them.
+headers() { find protocol core helper client platform simulator tests fuzz -name '*.h' -not -path '*/include/*' | sort; }
+
+# objective HEADER...: those that import an Objective-C header or name a selector, or include one of ours that does.
+objective() {
+  local found more='^#import|\<SEL\>'
+  while found=$(grep -lE -- "$more" "$@") && [ "$found" != "${before-}" ]; do
+    local before=$found
+    more+="|^#include \"(${found//$'\n'/|})\""
+  done
+  printf '%s\n' "$found"
+}
+
+mapfile -t macos < <(headers | grep /macos/)
+mapfile -t objective < <(objective "${macos[@]}")
+mapfile -t shared < <(printf '%s\n' "${macos[@]}" | grep -vxF -- "$(printf '%s\n' "${objective[@]}")")
+mapfile -t portable < <(headers | grep -v /macos/)
+
+alone portable c++ "$@" -- "${portable[@]}"
+alone macos c++ "$@" -fblocks -isystem tests/platform/macos/include -- "${shared[@]}"
+alone objective objective-c++ "$@" -fblocks -fobjc-runtime=gcc -fobjc-exceptions -isystem tests/platform/macos/include \
+  -- "${objective[@]}"
