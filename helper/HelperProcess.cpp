@@ -1,6 +1,8 @@
 #include "helper/HelperProcess.h"
 
 #include <csignal>
+#include <exception>
+#include <string>
 
 #include "core/watch/BinaryWatch.h"
 #include "helper/HelperService.h"
@@ -58,13 +60,21 @@ void HelperProcess::watchOwnBinary() {
 
 void HelperProcess::makeListener() {
     delegate_ = std::make_unique<ListenerDelegate>(service_, binary_, platform_.queue, leave_);
-    listener_ = platform_.makeListener(KeloHelper::machServiceName);
+    try {
+        listener_ = platform_.makeListener(KeloHelper::machServiceName);
+    } catch (const std::exception& error) {
+        log_.error(std::string("Couldn't make the listener, so nobody can be served until restart: ") + error.what() +
+                   ".");
+        return;
+    }
     listener_->setAdmission([delegate = delegate_.get()](IncomingConnection& connection) {
         return delegate->shouldAcceptNewConnection(connection);
     });
 }
 
 bool HelperProcess::requireSignatureOfOurTeam() {
+    if (!listener_)
+        return false; // there is nobody to require anything of
     const auto team = SigningIdentity::ownTeamID(platform_.signing);
     if (!team) {
         log_.error("This helper isn't signed, so there is no one it can safely trust.");
@@ -79,6 +89,9 @@ void HelperProcess::handleStopSignals() {
     for (const int signal : {SIGTERM, SIGINT}) {
         platform_.signals.ignore(signal);
         signalSources_.push_back(platform_.signals.deliver(signal, [leave = leave_] { leave("Asked to stop."); }));
+        if (!signalSources_.back())
+            log_.error("Couldn't watch for signal " + std::to_string(signal) +
+                       "; it will end this process without handing the fan back.");
     }
 }
 

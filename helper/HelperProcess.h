@@ -44,7 +44,7 @@ private:
     std::shared_ptr<HelperService> service_;
     std::shared_ptr<BinaryWatch> binary_; ///< Null when our executable could not be found.
     std::unique_ptr<ListenerDelegate> delegate_;
-    std::unique_ptr<Listener> listener_;
+    std::unique_ptr<Listener> listener_;                       ///< Null when it could not be made.
     std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Kept alive; nobody reads it.
 };
 

@@ -25,7 +25,8 @@ public:
     /// Takes the signal its default effect, so that only a source sees it.
     virtual void ignore(int signal) = 0;
 
-    /// Calls `onSignal` on the main queue each time the signal has arrived. Null when the system has no source left.
+    /// Calls `onSignal` on the main queue each time the signal has arrived. Null when the system has no source left;
+    /// the signal then has its default effect again, so that the process can still be ended.
     [[nodiscard]] virtual std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) = 0;
 };
 

@@ -1,9 +1,21 @@
+#include <cstdio>
+#include <exception>
+#include <memory>
+
 #include "helper/HelperProcess.h"
 #include "helper/Platform.h"
 
 /// The daemon takes no arguments and reads no environment and no configuration.
 int main() {
-    const auto platform = kelo::makePlatform();
+    std::shared_ptr<const kelo::Platform> platform;
+    try {
+        platform = kelo::makePlatform();
+    } catch (const std::exception& error) {
+        // Without even a main loop there is nothing to stay up for, and no fan has been taken.
+        std::fprintf(stderr, "[ERROR] listener: The system refuses what the helper cannot do without (%s).\n",
+                     error.what());
+        return 0;
+    }
     kelo::HelperProcess process(*platform);
     process.start();
     platform->runMainLoop();

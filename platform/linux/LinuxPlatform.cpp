@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <stdexcept>
 
 #include "platform/linux/log/SyslogSystemLog.h"
 #include "platform/linux/signing/PeerCodeCheck.h"
@@ -22,9 +23,8 @@ std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std
 } // namespace
 
 LinuxPlatform::LinuxPlatform()
-    : exchange_(folder_.descriptor()), rights_(folder_), power_(folder_.descriptor(), loop_),
-      clamshell_(folder_.descriptor()), files_(loop_), signals_(loop_),
-      anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
+    : exchange_(hardware_), rights_(folder_), power_(hardware_, loop_), clamshell_(hardware_), files_(loop_),
+      signals_(loop_), anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
       signing_(anchor_, [](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
       platform_(assemble()) {}
 
@@ -48,6 +48,8 @@ Platform LinuxPlatform::assemble() {
 }
 
 std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machServiceName) {
+    if (!isAlone_)
+        throw std::runtime_error("another helper is running in this folder");
     const auto checkPeer = [check = PeerCodeCheck(anchor_)](int socket, const std::string& requirement) {
         return check.check(socket, requirement);
     };

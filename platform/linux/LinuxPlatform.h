@@ -31,6 +31,8 @@ private:
     void exit(int status);
 
     SimulatedMacFolder folder_;
+    const bool isAlone_ = folder_.claim();
+    const int hardware_ = isAlone_ ? folder_.descriptor() : -1; ///< Leads nowhere while another helper runs here.
     EventLoop loop_;
     SimulatedMacExchange exchange_;
     PosixClock clock_;

@@ -25,8 +25,10 @@ void DispatchSignals::ignore(int signal) {
 
 std::unique_ptr<SignalSource> DispatchSignals::deliver(int signal, std::function<void()> onSignal) {
     auto source = DispatchSource::forSignal(signal, {std::move(onSignal), [] {}});
-    if (!source)
+    if (!source) {
+        std::signal(signal, SIG_DFL);
         return nullptr;
+    }
     return std::make_unique<DispatchSignalSource>(std::move(source));
 }
 

@@ -8,7 +8,6 @@ namespace kelo {
 class DispatchSignals : public Signals {
 public:
     void ignore(int signal) override;
-    /// Nullptr when the system cannot make the source.
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override;
 };
 

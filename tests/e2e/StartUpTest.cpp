@@ -1,6 +1,8 @@
 #include <fcntl.h>
 
+#include <chrono>
 #include <regex>
+#include <thread>
 
 #include "tests/e2e/EndToEnd.h"
 
@@ -41,6 +43,47 @@ TEST_F(StartUp, AnUnsignedHelperSaysSoListensToNobodyAndStillHandsBack) {
     expectGoodEnd();
     EXPECT_THAT(world.helperLog(), ElementsAre(unsignedError, "[NOTICE] listener: Asked to stop.",
                                                "[NOTICE] service: Handed the fan back on the way out."));
+}
+
+TEST_F(StartUp, ASecondHelperInTheFolderSaysSoAndTouchesNothing) {
+    startEverything();
+    const auto client = startHold();
+    const auto second = world.start(Installation::helperName, {});
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            return second->errors().find("[ERROR] listener: Couldn't make the listener, so nobody can be served until "
+                                         "restart: another helper is running in this folder.") != std::string::npos;
+        },
+        10))
+        << second->errors();
+    second->signal(SIGTERM);
+    EXPECT_EQ(second->waitForEnd(10), 0);
+    EXPECT_TRUE(world.isAnyFanManual()) << "the first one's hold goes on";
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 0) << "and so does its service";
+}
+
+TEST_F(StartUp, AHelperWithFewDescriptorsGoesOnAsFarAsItCanAndNeverAborts) {
+    world.startMac();
+    std::filesystem::create_symlink("/bin/sh", world.program("sh"));
+    for (int descriptors = 4; descriptors <= 16; ++descriptors) {
+        const auto helper = world.start("sh", {"-c", "ulimit -n " + std::to_string(descriptors) + "; exec " +
+                                                         world.program(Installation::helperName).string()});
+        const auto hasSpoken = [&] { return !helper->errors().empty() || helper->status().has_value(); };
+        EXPECT_TRUE(waitUntil(hasSpoken, 10)) << descriptors;
+        if (!helper->status()) {
+            // Once its signals are watched it has said all that it has to say.
+            waitUntil(
+                [&] {
+                    return helper->status() || helper->errors().find("Accepting only") != std::string::npos ||
+                           helper->errors().find("isn't signed") != std::string::npos ||
+                           helper->errors().find("nobody can be served") != std::string::npos;
+                },
+                10);
+            std::this_thread::sleep_for(std::chrono::milliseconds(100)); // until then a signal has its default effect
+            helper->signal(SIGTERM);
+        }
+        EXPECT_EQ(helper->waitForEnd(10), 0) << descriptors << ": " << helper->errors();
+    }
 }
 
 TEST_F(StartUp, AHelperWhoseSignatureWasBrokenIsUnsigned) {

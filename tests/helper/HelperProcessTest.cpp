@@ -168,6 +168,23 @@ TEST_F(HelperProcessTest, AListenerThatDoesNotListenIsNotSaidToListen) {
     EXPECT_EQ(takeEffects().back(), "exit 0");
 }
 
+TEST_F(HelperProcessTest, WithoutAListenerItSaysSoAndCanStillBeStopped) {
+    platform.isListenerMissing = true;
+    start();
+    EXPECT_THAT(takeTrace(),
+                ::testing::Contains("[ERROR] listener: Couldn't make the listener, so nobody can be served until "
+                                    "restart: there is no room."));
+    EXPECT_TRUE(platform.stopSignals.send(SIGTERM));
+    EXPECT_EQ(takeEffects().back(), "exit 0");
+}
+
+TEST_F(HelperProcessTest, ASignalThatCannotBeWatchedIsSaidToEndTheProcess) {
+    platform.stopSignals.canDeliver = false;
+    start();
+    EXPECT_THAT(takeTrace(), ::testing::Contains("[ERROR] listener: Couldn't watch for signal 15; it will end this "
+                                                 "process without handing the fan back."));
+}
+
 TEST_F(HelperProcessTest, EveryWayOutHandsBackAndExitsThoughBothLogsThrow) {
     const std::pair<const char*, std::function<void(ScriptedConnection&)>> waysOut[] = {
         {"a signal", [this](auto&) { platform.stopSignals.send(SIGTERM); }},

@@ -24,12 +24,15 @@ namespace kelo {
 /// Signals that are sent by hand.
 class ScriptedSignals : public Signals {
 public:
+    bool canDeliver = true; ///< Whether the system has a source left.
     /// Called with each step: "ignore 15", "deliver 15".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
     void ignore(int signal) override { onStep("ignore " + std::to_string(signal)); }
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override {
         onStep("deliver " + std::to_string(signal));
+        if (!canDeliver)
+            return nullptr;
         handlers_[signal] = std::move(onSignal);
         return std::make_unique<Source>(*this, signal);
     }
@@ -88,6 +91,8 @@ public:
     RecordingOutput output;
     /// Whether the listener will listen when it is resumed.
     bool canListen = true;
+    /// Whether no listener can be made.
+    bool isListenerMissing = false;
     /// Whether the system's logs throw at every entry.
     bool isLogThrowing = false;
     /// Made by the process; null before.
@@ -106,6 +111,8 @@ private:
     }
     std::unique_ptr<Listener> makeListener(const std::string& machServiceName) {
         onStep("listener for " + machServiceName);
+        if (isListenerMissing)
+            throw std::runtime_error("there is no room");
         auto made = std::make_unique<ScriptedListener>();
         made->canListen = canListen;
         made->onStep = [this](const std::string& step) { onStep("listener: " + step); };

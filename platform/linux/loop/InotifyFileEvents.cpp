@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/loop/EventLoop.h"
@@ -79,7 +80,11 @@ std::unique_ptr<FileEventSource> InotifyFileEvents::watch(const std::string& pat
     if (!inotify.isValid() ||
         inotify_add_watch(inotify.get(), path.c_str(), IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) < 0)
         return nullptr;
-    return std::make_unique<InotifySource>(loop_, std::move(inotify), std::move(onEvent));
+    try {
+        return std::make_unique<InotifySource>(loop_, std::move(inotify), std::move(onEvent));
+    } catch (const std::system_error&) { // the kernel has no room for another watch
+        return nullptr;
+    }
 }
 
 } // namespace kelo

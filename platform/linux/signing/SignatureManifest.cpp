@@ -25,14 +25,45 @@ bool isSha256(std::string_view text) {
     return text.size() == 64 && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
+/// Takes the first character off a UTF-8 text that is not empty. None when it does not begin with one.
+std::optional<char32_t> takeCharacter(std::string_view& text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    const std::size_t size = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    if ((lead >= 0x80 && lead < 0xC0) || lead >= 0xF8 || text.size() < size)
+        return std::nullopt;
+    char32_t character = size == 1 ? lead : lead & (0xFFU >> (size + 1));
+    for (std::size_t i = 1; i < size; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0) != 0x80)
+            return std::nullopt;
+        character = character << 6 | (byte & 0x3FU);
+    }
+    text.remove_prefix(size);
+    const bool isSurrogate = character >= 0xD800 && character <= 0xDFFF;
+    if (character < smallest[size] || isSurrogate || character > 0x10FFFF)
+        return std::nullopt;
+    return character;
+}
+
+/// Whether a character would end a line of a log, or make it read otherwise than it is: controls, line separators, and
+/// the marks that change the direction of writing.
+bool changesALine(char32_t c) {
+    return c < 0x20 || (c >= 0x7F && c <= 0x9F) || c == 0x61C || c == 0x200E || c == 0x200F ||
+           (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
 } // namespace
 
 bool SignatureManifest::isValidName(std::string_view name) {
-    const auto isControl = [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7F;
-    };
-    return name.size() <= maxNameSize && std::none_of(name.begin(), name.end(), isControl);
+    if (name.size() > maxNameSize)
+        return false;
+    while (!name.empty()) {
+        const auto character = takeCharacter(name);
+        if (!character || changesALine(*character))
+            return false;
+    }
+    return true;
 }
 
 std::string SignatureManifest::text() const {

@@ -25,8 +25,9 @@ struct SignatureManifest {
     std::uint64_t length = 0; ///< Bytes of the content.
     std::string sha256;       ///< Of the content.
 
-    /// Whether `name` can stand as identifier or team: not too long, and without control characters, which could end a
-    /// line. Everything else may, double quotes and blanks included, and nothing at all.
+    /// Whether `name` can stand as identifier or team: not too long, and UTF-8 without control characters and
+    /// marks of direction, which could end a line of a log or turn it around. Everything else may, double quotes and
+    /// blanks included, and nothing at all.
     static bool isValidName(std::string_view name);
 
     /// Both names must be valid.

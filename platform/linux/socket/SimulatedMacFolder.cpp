@@ -2,7 +2,10 @@
 
 #include <fcntl.h>
 #include <linux/limits.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+
+#include <cerrno>
 
 namespace kelo {
 namespace {
@@ -26,6 +29,11 @@ SimulatedMacFolder SimulatedMacFolder::makeIfMissing() {
     const auto path = folderOfExecutable() + name;
     mkdir(path.c_str(), 0755); // fails when it is there
     return SimulatedMacFolder(path);
+}
+
+bool SimulatedMacFolder::claim() {
+    claim_ = FileDescriptor(openat(descriptor_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return flock(claim_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 bool SimulatedMacFolder::isOwnedByUs() const {

@@ -22,6 +22,9 @@ public:
     /// Opens the folder, and makes it first if there is none.
     static SimulatedMacFolder makeIfMissing();
 
+    /// Makes this process the folder's one helper, for as long as it lives. False when another one is.
+    bool claim();
+
     bool isPresent() const { return descriptor_.isValid(); }
     int descriptor() const { return descriptor_.get(); }
     /// Whether the process has the rights of the simulated Mac's superuser: it is the system's, or owns the folder.
@@ -29,6 +32,7 @@ public:
 
 private:
     FileDescriptor descriptor_;
+    FileDescriptor claim_;
 };
 
 } // namespace kelo

@@ -6,7 +6,6 @@
 #include <sys/un.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
@@ -21,10 +20,10 @@ constexpr int backlog = 128;
 sockaddr_un addressOf(int folder, const std::string& name) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const int length =
-        std::snprintf(address.sun_path, sizeof address.sun_path, "/proc/self/fd/%d/%s", folder, name.c_str());
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof address.sun_path)
+    const auto path = pathOf(folder, name);
+    if (path.size() >= sizeof address.sun_path)
         throw std::invalid_argument("the socket's name is too long: " + name);
+    path.copy(address.sun_path, path.size());
     return address;
 }
 
@@ -72,6 +71,10 @@ pid_t senderOf(msghdr& header) {
 }
 
 } // namespace
+
+std::string pathOf(int folder, const std::string& name) {
+    return "/proc/self/fd/" + std::to_string(folder) + "/" + name;
+}
 
 FileDescriptor listen(int folder, const std::string& name) {
     auto listener = makeSocket(SOCK_NONBLOCK);

@@ -16,6 +16,9 @@ namespace kelo {
 /// may be moved and its path may be longer than a socket's address.
 namespace unix_socket {
 
+/// Leads to `name` in the open folder, wherever the folder is now.
+std::string pathOf(int folder, const std::string& name);
+
 /// Listens at `name` in `folder`, taking the place of whoever listened there before. Anybody may connect. No step
 /// follows a link that somebody else put there meanwhile. Throws `std::system_error`.
 FileDescriptor listen(int folder, const std::string& name);

@@ -1,5 +1,6 @@
 #include "platform/linux/socket/server/SocketListener.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,23 +24,32 @@ constexpr double acceptPause = 0.1; // seconds to wait when the system has no ro
 SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer,
                                std::function<void(const std::string&)> onRefusal)
     : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), loop_(std::make_shared<EventLoop>()),
-      refusals_(*loop_, std::move(onRefusal)) {}
+      refusals_(*loop_, std::move(onRefusal)), files_(*loop_) {}
 
 SocketListener::~SocketListener() { stop(); }
 
 bool SocketListener::resume() {
     const bool isListening = openEndpoint();
-    thread_ = std::thread([this] {
-        loop_->run();
-        threadEnd_.set_value();
-    });
+    try {
+        thread_ = std::thread([this] {
+            loop_->run();
+            threadEnd_.set_value();
+        });
+    } catch (const std::system_error& error) {
+        refusals_.add(std::string("Cannot listen: ") + error.what());
+        return false;
+    }
     return isListening;
 }
 
 /// A folder that is full or may not be written for the moment is no reason for the helper to end.
 bool SocketListener::openEndpoint() {
+    // First: the number of a socket that is closed may come back at once, for something else.
+    watching_.reset();
+    accepting_.reset();
     try {
         listening_ = unix_socket::listen(folder_, name_);
+        watching_ = files_.watch(unix_socket::pathOf(folder_, name_), [this] { socketChanged(); });
         startAccepting();
         return true;
     } catch (const std::system_error& error) {
@@ -47,6 +57,13 @@ bool SocketListener::openEndpoint() {
         loop_->postAfter(listenPause, [this] { openEndpoint(); });
         return false;
     }
+}
+
+/// A socket that somebody deleted is made anew. One in the place of ours is left alone: whoever made it serves there.
+void SocketListener::socketChanged() {
+    const bool isThere = faccessat(folder_, name_.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!isThere)
+        openEndpoint();
 }
 
 bool SocketListener::stopsWithin(std::chrono::milliseconds timeout) {
@@ -65,6 +82,7 @@ void SocketListener::stop() {
     loop_->stop();
     thread_.join();
     accepting_.reset();
+    watching_.reset();
     for (const auto& connection : std::exchange(connections_, {}))
         connection->end();
 }

@@ -11,6 +11,7 @@
 
 #include "helper/Listener.h"
 #include "platform/linux/loop/EventLoop.h"
+#include "platform/linux/loop/InotifyFileEvents.h"
 #include "platform/linux/socket/server/RefusalLog.h"
 #include "platform/posix/FileDescriptor.h"
 
@@ -37,7 +38,7 @@ public:
     void setAdmission(ConnectionAdmission admission) override { admission_ = std::move(admission); }
     void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
     /// Lets nobody in when no requirement or no admission was set. When the socket cannot be made, `onRefusal` is told
-    /// why, and it is tried again every second.
+    /// why, and it is tried again every second. A socket that is deleted later is made anew.
     [[nodiscard]] bool resume() override;
 
     /// Sends what is to be sent and ends the thread; nothing is served afterwards. May be called more than once.
@@ -56,6 +57,7 @@ public:
 
 private:
     bool openEndpoint();
+    void socketChanged();
     void startAccepting();
     void acceptNext();
     void consider(FileDescriptor socket);
@@ -69,8 +71,10 @@ private:
     std::optional<std::string> requirement_;
     std::shared_ptr<EventLoop> loop_;
     RefusalLog refusals_;
+    InotifyFileEvents files_;
     FileDescriptor listening_;
     std::unique_ptr<DescriptorWatch> accepting_;
+    std::unique_ptr<FileEventSource> watching_;                       ///< The socket's name.
     std::set<std::shared_ptr<SocketIncomingConnection>> connections_; ///< The loop's thread only.
     std::thread thread_;
     std::promise<void> threadEnd_;

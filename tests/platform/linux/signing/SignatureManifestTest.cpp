@@ -35,11 +35,26 @@ TEST(SignatureManifest, WhatWasWrittenIsReadBack) {
 
 TEST(SignatureManifest, NamesWithoutControlCharactersUpTo255BytesAreValid) {
     EXPECT_TRUE(SignatureManifest::isValidName(""));
-    EXPECT_TRUE(SignatureManifest::isValidName("a \"b\" \xFF"));
+    EXPECT_TRUE(SignatureManifest::isValidName("a \"b\" \u00E4 \u20AC \U0001F300"));
     EXPECT_TRUE(SignatureManifest::isValidName(std::string(255, 'x')));
     EXPECT_FALSE(SignatureManifest::isValidName(std::string(256, 'x')));
     for (const char c : {'\0', '\n', '\r', '\t', '\x1F', '\x7F'})
         EXPECT_FALSE(SignatureManifest::isValidName(std::string("a") + c)) << static_cast<int>(c);
+}
+
+TEST(SignatureManifest, NamesThatChangeALineOfALogAreNotValid) {
+    for (const std::string character : {"\u0080", "\u009B", "\u009F", "\u061C", "\u200E", "\u200F", "\u2028", "\u2029",
+                                        "\u202A", "\u202E", "\u2066", "\u2069"})
+        EXPECT_FALSE(SignatureManifest::isValidName("a" + character + "b")) << character;
+    for (const std::string character : {"\u00A0", "\u061B", "\u200D", "\u2010", "\u2027", "\u202F", "\u2065", "\u206A"})
+        EXPECT_TRUE(SignatureManifest::isValidName("a" + character + "b")) << character;
+}
+
+TEST(SignatureManifest, NamesThatAreNotUTF8AreNotValid) {
+    for (const std::string bytes :
+         {"\xFF", "\x80", "\xBF", "\xC3", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE2\x82", "\xED\xA0\x80",
+          "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xC3\x28", "\xE2\x28\xA1"})
+        EXPECT_FALSE(SignatureManifest::isValidName("a" + bytes)) << testing::PrintToString(bytes);
 }
 
 TEST(SignatureManifest, EveryTextThatIsNotWhatIsWrittenIsRefused) {

@@ -123,6 +123,15 @@ TEST_F(SocketDoors, TheSocketIsForEverybodyAndNothingElseIsLeftInItsFolder) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(temporary.path()), {}), 1);
 }
 
+TEST_F(SocketDoors, ASocketThatIsDeletedIsMadeAnew) {
+    for (int i = 0; i < 3; ++i) {
+        std::filesystem::remove(temporary / "service.socket");
+        EXPECT_TRUE(eventually([&] { return unix_socket::connect(folder.get(), "service.socket").isValid(); }));
+    }
+    RawClient client(folder.get());
+    EXPECT_EQ(client.version(1), 6);
+}
+
 TEST_F(SocketDoors, NoLinkThatSomebodyElsePutThereIsFollowed) {
     const auto victim = temporary / "victim";
     std::filesystem::create_directory(victim);
