@@ -82,7 +82,10 @@ TEST_F(StartUp, AHelperWithFewDescriptorsGoesOnAsFarAsItCanAndNeverAborts) {
             std::this_thread::sleep_for(std::chrono::milliseconds(100)); // until then a signal has its default effect
             helper->signal(SIGTERM);
         }
-        EXPECT_EQ(helper->waitForEnd(10), 0) << descriptors << ": " << helper->errors();
+        const auto status = helper->waitForEnd(10);
+        if (helper->errors().find("error while loading shared libraries") != std::string::npos)
+            continue; // it never came to its first line
+        EXPECT_EQ(status, 0) << descriptors << ": " << helper->errors();
     }
 }
 

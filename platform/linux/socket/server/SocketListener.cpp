@@ -51,6 +51,7 @@ bool SocketListener::openEndpoint() {
         listening_ = unix_socket::listen(folder_, name_);
         watching_ = files_.watch(unix_socket::pathOf(folder_, name_), [this] { socketChanged(); });
         startAccepting();
+        loop_->post([this] { socketChanged(); }); // it may have been deleted before it was watched
         return true;
     } catch (const std::system_error& error) {
         refusals_.add(std::string("Cannot listen: ") + error.what());
