@@ -26,7 +26,7 @@ std::string timestamp(double wallClock) {
     return text;
 }
 
-/// A log that fails must not keep the fan: there is nobody left to tell.
+/// A failing log must not prevent the hand-back, and there is nowhere left to report it.
 template <typename Write>
 void orLose(Write write) noexcept {
     try {

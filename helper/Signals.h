@@ -22,10 +22,10 @@ public:
     Signals& operator=(const Signals&) = delete;
     virtual ~Signals() = default;
 
-    /// Takes the signal its default effect, so that only a source sees it.
+    /// Disables the signal's default action, so that only a source sees it.
     virtual void ignore(int signal) = 0;
 
-    /// Calls `onSignal` on the main queue each time the signal has arrived. Null when the system has no source left.
+    /// Calls `onSignal` on the main queue each time the signal has arrived. Null when the system cannot make a source.
     [[nodiscard]] virtual std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) = 0;
 };
 

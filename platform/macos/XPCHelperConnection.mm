@@ -12,8 +12,8 @@ namespace kelo {
 
 namespace {
 
-/// What came of one request: of the reply and the error, the system calls exactly one. Shared with the blocks, so that
-/// one that is called late finds it.
+/// The outcome of one request: of the reply and the error, the system calls exactly one. Shared with the blocks, so
+/// that one that is called late finds it.
 template <typename Value> struct Outcome {
     std::optional<Value> value;
     std::string error = "the helper gave no reply";

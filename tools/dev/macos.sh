@@ -36,7 +36,7 @@ run() {
   fi
 }
 
-# run_as TEXT FUNCTION ARGUMENT...: the same for one of the functions below, which TEXT tells in one line.
+# run_as TEXT FUNCTION ARGUMENT...: the same for one of the functions below, which TEXT describes in one line.
 run_as() {
   local text=$1
   shift
@@ -80,7 +80,7 @@ command_uninstall() {
 
 install_steps() {
   say "build for both processors"
-  run_as "(install with Homebrew what it is built with and is missing)" ensure_brew_packages
+  run_as "(install missing build dependencies with Homebrew)" ensure_brew_packages
   run cmake --preset product
   run cmake --build --preset product
   say "sign both with their identifiers, the hardened runtime and a time stamp"
@@ -130,7 +130,7 @@ refuse_writable_folder() {
     || fail "$1 is not root's alone: somebody else could replace the helper"
 }
 
-# Not loaded is well, too.
+# It is fine if it is not loaded.
 boot_out() {
   sudo launchctl bootout "system/$macos_helper" 2>/dev/null || true
 }

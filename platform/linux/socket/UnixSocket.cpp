@@ -76,7 +76,7 @@ pid_t senderOf(msghdr& header) {
 FileDescriptor listen(int folder, const std::string& name) {
     auto listener = makeSocket(SOCK_NONBLOCK);
     const int on = 1;
-    // Accepted sockets inherit it, so that not even a first message comes without its sender.
+    // Accepted sockets inherit it, so that even the first message comes with its sender.
     if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
         throwErrno("socket");
     const PrivateFolder nursery(folder);
@@ -122,7 +122,7 @@ Received receive(int socket, std::size_t maximumSize, pid_t* sender) {
     } while (length < 0 && (errno == EINTR || errno == ECONNRESET));
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return WouldBlock{};
-    // An empty message reads like the end of the connection, and is as little use.
+    // An empty message cannot be distinguished from the end of the connection.
     if (length <= 0 || static_cast<std::size_t>(length) > maximumSize)
         return Ended{};
     if (sender != nullptr)
