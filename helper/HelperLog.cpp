@@ -49,7 +49,7 @@ void HelperLog::log(LogLevel level, const char* word, std::string_view message) 
         if (logger_->isEnabled(level))
             logger_->write(level, std::string(message));
     });
-    orLose([&] { echo(word, message); }); // also when the system's log is silent
+    orLose([&] { echo(word, message); }); // also when the system's log drops the level
 }
 
 void HelperLog::echo(const char* word, std::string_view message) const {

@@ -14,7 +14,7 @@ public:
 
     template <typename Callable, typename = std::enable_if_t<std::is_convertible_v<Callable, Send>>>
     Reply(Callable send) : send_(std::move(send)) {} // NOLINT(google-explicit-constructor): whatever can be called
-    /// `isWanted` returns whether somebody still waits. Any thread.
+    /// `isWanted` returns whether the client still waits. Any thread.
     Reply(Send send, std::function<bool()> isWanted) : send_(std::move(send)), isWanted_(std::move(isWanted)) {}
 
     void operator()(Values... values) const { send_(std::move(values)...); }

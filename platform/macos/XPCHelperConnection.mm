@@ -37,7 +37,7 @@ class XPCHelperConnection : public HelperConnection {
         }
         const auto text = makeNSString(requirement);
         const auto reason = raisedBy([&] { [connection_.get() setCodeSigningRequirement:text.get()]; });
-        [connection_.get() resume]; // also a refused one: only a resumed connection may be invalidated and let go
+        [connection_.get() resume]; // also a refused one: only a resumed connection may be invalidated and released
         if (!reason)
             return;
         [connection_.get() invalidate];

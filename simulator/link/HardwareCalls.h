@@ -75,7 +75,7 @@ struct SleepReport {
 
 enum class PowerEvent { canSleep, willSleep, willPowerOn, hasPoweredOn };
 
-/// Comes without a call to whoever has registered for it.
+/// Sent without a call to every client that has registered for it.
 struct PowerAnnouncement {
     static constexpr auto name = "powerAnnouncement";
     PowerEvent event{};

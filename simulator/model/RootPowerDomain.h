@@ -11,7 +11,7 @@ namespace kelo {
 class MainQueue;
 class Timer;
 
-/// The root power domain of a simulated Mac: announces sleep and wake to whoever has registered, and waits for each
+/// The root power domain of a simulated Mac: announces sleep and wake to registered clients, and waits for each
 /// acknowledgement of sleep as a real one does.
 class RootPowerDomain {
 public:

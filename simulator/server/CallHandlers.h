@@ -32,7 +32,7 @@ public:
     /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key.
     Answer perform(Caller& caller, const hardware_calls::AnyCall& call);
 
-    /// To be called when the caller goes: it is no longer waited for.
+    /// To be called when the caller disconnects: its acknowledgements are no longer awaited.
     void forget(const Caller& caller);
 
 private:

@@ -9,8 +9,8 @@
 
 namespace kelo {
 
-/// The simulated Mac as a process: takes calls from the helper, and from whoever drives the Mac, over a socket in its
-/// folder, checks who may make them, and sends the answers. One thread.
+/// The simulated Mac as a process: takes calls from the helper, and from programs that drive the Mac, over a socket in
+/// its folder, checks who may make them, and sends the answers. One thread.
 class HardwareServer {
 public:
     /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.

@@ -94,7 +94,7 @@ install_steps() {
   put 755 "build/product/$macos_helper" "$macos_helper_folder/$macos_helper"
   put 755 "build/product/$macos_client" "$macos_client_folder/$macos_client"
   put 644 "packaging/macos/$macos_helper.plist" "$macos_plist_folder/$macos_helper.plist"
-  say "have launchd load it afresh"
+  say "have launchd reload it"
   run sudo launchctl enable "system/$macos_helper"
   run_as "sudo launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
   run_as "sudo launchctl bootstrap system $macos_plist_folder/$macos_helper.plist   (once the former one has left)" \

@@ -192,7 +192,7 @@ void EventLoop::runPosted() {
     // Reset before the tasks are taken: what is posted after that wakes the loop again.
     std::uint64_t count = 0;
     const auto bytes = read(wake_.get(), &count, sizeof count);
-    static_cast<void>(bytes); // fails when nobody has posted
+    static_cast<void>(bytes); // fails when nothing was posted
     std::vector<Task> tasks;
     {
         const std::lock_guard lock(mutex_);

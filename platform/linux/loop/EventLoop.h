@@ -67,8 +67,8 @@ public:
     /// long as the watch. Throws `std::system_error`, and then everything is as it was.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
 
-    /// As `watch` for reading, but the descriptor is also looked at before every task, timer and handler: what arrives
-    /// on it waits for the one that is running, but not for those queued behind it.
+    /// As `watch` for reading, but the descriptor is also polled before every task, timer and handler: what arrives on
+    /// it waits for the one that is running, but not for those queued behind it.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watchUrgent(int descriptor, Task onReadable);
 
     /// Serves until `stop`. Everything posted before the stop is run. May be run again.

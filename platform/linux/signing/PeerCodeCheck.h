@@ -19,9 +19,9 @@ class PeerProcess;
 ///   is judged by the new one. What happens after it is up to `AdmittedPeer`.
 /// - A signature covers the executable's file: neither the libraries it loads, nor what LD_PRELOAD or a debugger puts
 ///   into the process. Every user can start the signed program so, and have it say what they like.
-/// - A process in another user namespace is cut off, since whoever is the superuser there can name any file as their
-///   executable. One in ours that shares its memory with a process in such a namespace (clone with CLONE_VM) has its
-///   executable named for it in the same way, and nothing that the kernel reports shows it.
+/// - A process in another user namespace is cut off, since the superuser there can name any file as their executable.
+///   One in ours that shares its memory with a process in such a namespace (clone with CLONE_VM) has its executable
+///   named for it in the same way, and nothing that the kernel reports shows it.
 /// Good enough for what stands behind it: a simulated Mac has no fan to protect.
 class PeerCodeCheck {
 public:

@@ -87,8 +87,8 @@ FileDescriptor PeerProcess::openExecutable() const {
     const auto path = "/proc/" + std::to_string(process) + "/exe";
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const auto error = errno;
-    // After the executable was opened: nobody comes back from a namespace of their own, so whoever is in ours now was
-    // in it then.
+    // After the executable was opened: a process cannot return from a namespace of its own, so one that is in ours now
+    // was in it then.
     const auto isOurs = isInOurUserNamespace(process);
     // While the process has not exited, its id is not reused: only now is it certain whose executable was opened.
     if (hasExited())

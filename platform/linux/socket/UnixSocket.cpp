@@ -30,19 +30,19 @@ sockaddr_un addressOf(int folder, const std::string& name) {
 
 const sockaddr* asSocketAddress(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-/// A folder within another that nobody else can put anything into. What is made there and then moved is what was made,
-/// and the place that it moves to is never empty.
+/// A subfolder that no other user can write to. What is made there and then moved cannot be replaced on the way, and
+/// its destination is never empty.
 class PrivateFolder {
 public:
     explicit PrivateFolder(int parent) : parent_(parent) {
-        if (mkdirat(parent_, name_.c_str(), 0700) != 0 && errno != EEXIST) // left by a process of our number, perhaps
+        if (mkdirat(parent_, name_.c_str(), 0700) != 0 && errno != EEXIST) // left by an earlier process of our id
             throwErrno("mkdir");
         folder_ = FileDescriptor(openat(parent_, name_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         struct stat status = {};
         if (!folder_.isValid() || fstat(folder_.get(), &status) != 0)
             throwErrno("open");
         if (status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
-            errno = EPERM; // somebody else's in the place of ours
+            errno = EPERM; // another user's in the place of ours
             throwErrno("open");
         }
     }

@@ -16,14 +16,14 @@ namespace kelo {
 /// may be moved and its path may be longer than a socket's address.
 namespace unix_socket {
 
-/// Listens at `name` in `folder`, taking the place of whoever listened there before. Anybody may connect. No step
-/// follows a link that somebody else put there meanwhile. Throws `std::system_error`.
+/// Listens at `name` in `folder`, replacing any previous listener there. Any user may connect. No step follows a link
+/// that another user put there meanwhile. Throws `std::system_error`.
 FileDescriptor listen(int folder, const std::string& name);
 
 /// Takes the next connection, non-blocking; invalid when there is none, or no descriptor left for it (see `errno`).
 FileDescriptor accept(int listener);
 
-/// Connects to whoever listens at `name` in `folder`; blocking. Invalid when nobody does.
+/// Connects to the listener at `name` in `folder`; blocking. Invalid when there is none.
 FileDescriptor connect(int folder, const std::string& name);
 
 struct WouldBlock {};
