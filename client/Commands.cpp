@@ -53,7 +53,7 @@ std::string line(const FanSnapshot& snapshot) {
     return text;
 }
 
-/// The state in one line, or why it cannot be told: a reading that is missing for a moment is no reason to end.
+/// The state in one line, or why it is unknown: a reading that is missing for a moment does not end the command.
 std::string liveLine(HelperConnection& helper) {
     try {
         return line(fetchDecoded(helper));
@@ -81,8 +81,8 @@ std::optional<double> parseFraction(std::string_view text) {
     const bool isPercentage = text.ends_with('%');
     if (isPercentage)
         text.remove_suffix(1);
-    // A stream, since not every standard library reads floating-point numbers with from_chars. Left to itself it would
-    // take blanks, a plus sign and hexadecimal digits, too.
+    // A stream, since not every standard library reads floating-point numbers with from_chars. By default it would also
+    // accept blanks, a plus sign and hexadecimal digits.
     if (text.find_first_not_of("0123456789.e-") != std::string_view::npos)
         return std::nullopt;
     std::istringstream stream{std::string(text)};

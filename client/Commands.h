@@ -20,7 +20,7 @@ public:
 /// Where a command runs.
 struct Terminal {
     std::ostream& out;
-    bool isInteractive; ///< Somebody watches: a live line is worth while.
+    bool isInteractive; ///< Output goes to a terminal: a line may be updated in place.
     /// Waits for that many seconds. Returns false as soon as the user has asked to stop.
     std::function<bool(double seconds)> pause;
 };
@@ -28,7 +28,7 @@ struct Terminal {
 /// "0.5" or "50%" as a fraction; none for anything else, and outside of 0...1.
 std::optional<double> parseFraction(std::string_view text);
 
-/// The commands of `kelo`. Each throws `HelperRefused` or `HelperUnreachable` when it cannot do what it is for.
+/// The commands of `kelo`. Each throws `HelperRefused` or `HelperUnreachable` when it fails.
 namespace commands {
 
 /// Prints the state of the fans: as the helper's JSON, or for people.

@@ -25,7 +25,7 @@ constexpr int unreachable = 3;
 
 volatile std::sig_atomic_t isAskedToStop = 0;
 
-/// SIGINT and SIGTERM are held back but for the pauses, so that a request is never cut off in the middle.
+/// SIGINT and SIGTERM are blocked except during pauses, so that a request is never interrupted.
 class StopSignals {
 public:
     StopSignals() {

@@ -22,7 +22,7 @@ function(kelo_configure target)
     target_compile_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE})
   endif()
-  if(KELO_FUZZ) # what the fuzzer is to find its way through
+  if(KELO_FUZZ) # what the fuzzer explores
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
   endif()
   if(KELO_COVERAGE)

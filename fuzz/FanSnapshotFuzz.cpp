@@ -14,7 +14,7 @@ std::optional<FanSnapshot> decoded(const kelo::Data& json) {
     try {
         return FanSnapshot::decoded(json);
     } catch (const kelo::SnapshotError&) {
-        return std::nullopt; // refused in so many words
+        return std::nullopt; // refused with an error
     }
 }
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// What a fuzz target defines. Returns 0; ends the process when the code under test breaks its word.
+/// What a fuzz target defines. Returns 0; ends the process when the code under test breaks a promise.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace kelo {

@@ -1,4 +1,4 @@
-// The input as what a controller answers: for each exchange a byte that tells whether it succeeds, and a reply.
+// The input as what a controller answers: for each exchange a byte that says whether it succeeds, and a reply.
 
 #include <algorithm>
 #include <cmath>

@@ -26,7 +26,7 @@ std::string timestamp(double wallClock) {
     return text;
 }
 
-/// A log that fails must not keep the fan: there is nobody left to tell.
+/// A failing log must not prevent the hand-back, and there is nowhere left to report it.
 template <typename Write>
 void orLose(Write write) noexcept {
     try {
@@ -49,7 +49,7 @@ void HelperLog::log(LogLevel level, const char* word, std::string_view message) 
         if (logger_->isEnabled(level))
             logger_->write(level, std::string(message));
     });
-    orLose([&] { echo(word, message); }); // also when the system's log is silent
+    orLose([&] { echo(word, message); }); // also when the system's log drops the level
 }
 
 void HelperLog::echo(const char* word, std::string_view message) const {

@@ -15,7 +15,7 @@ class LogOutput;
 ///     2026-11-16T02:03:06Z [NOTICE] listener: Asked to stop.
 ///
 /// Messages are whole sentences and are written as they are. Copied freely; any thread; lines of different threads do
-/// not interleave. Logging never fails: what cannot be written is lost, and whoever logs goes on.
+/// not interleave. Logging never fails: what cannot be written is lost, and the caller goes on.
 class HelperLog {
 public:
     static constexpr const char* subsystem = "app.kelo.helper";

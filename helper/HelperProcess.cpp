@@ -25,7 +25,7 @@ void HelperProcess::start() {
     makeListener();
     const bool trusted = requireSignatureOfOurTeam();
     handleStopSignals(); // before the first client can arrive
-    // Untrusted, the process stays up for its signals and its binary watch, but serves nobody.
+    // Without a team the process stays up for its signals and its binary watch, but serves no client.
     if (trusted && listener_->resume())
         log_.notice(std::string("Listening on ") + KeloHelper::machServiceName);
 }

@@ -35,7 +35,7 @@ private:
     void makeListener();
     bool requireSignatureOfOurTeam();
     void handleStopSignals();
-    /// The one way out of the process: notice, hand-back, exit. What the log does on the way does not keep the fan.
+    /// The one way out of the process: notice, hand-back, exit. A failing log does not prevent the hand-back.
     void leave(const char* notice) noexcept;
 
     const Platform& platform_;
@@ -45,7 +45,7 @@ private:
     std::shared_ptr<BinaryWatch> binary_; ///< Null when our executable could not be found.
     std::unique_ptr<ListenerDelegate> delegate_;
     std::unique_ptr<Listener> listener_;                       ///< Null when it could not be made.
-    std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Kept alive; nobody reads it.
+    std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Only kept alive.
 };
 
 } // namespace kelo

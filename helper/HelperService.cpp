@@ -23,7 +23,7 @@ std::shared_ptr<FanController> openController(const ServiceDependencies& depende
     try {
         return std::make_shared<FanController>(dependencies.exchange, dependencies.clock, dependencies.rights);
     } catch (const FanError&) {
-        return nullptr; // whatever the reason: the service says that there is nothing to control
+        return nullptr; // whatever the reason: the service reports that there is nothing to control
     }
 }
 
@@ -67,7 +67,7 @@ void HelperService::hold(double fraction, bool handsBackOnLidClose, ErrorReply r
         const auto service = weak.lock();
         if (!service || !service->controller_)
             return reply(FanError::noFans().errorDescription());
-        if (!reply.isWanted()) // whoever is gone holds no fan, and may have left many such requests
+        if (!reply.isWanted()) // a client that is gone gets no hold, and may have left many such requests
             return reply("The client has gone.");
         reply(service->startHold(fraction, handsBackOnLidClose));
     });
@@ -92,7 +92,7 @@ Data HelperService::makeSnapshot() const {
     const auto warmth = controller_->warmth();
     const auto chipCelsius = controller_->chipTemperature();
     const auto fan = fans.empty() ? Fan{} : reportedFan(fans);
-    const auto* hold = fans.empty() ? nullptr : session_.get(); // without a usable fan the hold has no say
+    const auto* hold = fans.empty() ? nullptr : session_.get(); // without a usable fan the hold's state does not count
     const FanSnapshot snapshot{
         .fanCount = static_cast<std::int64_t>(fans.size()),
         .currentRPM = fan.currentRPM,
@@ -120,10 +120,10 @@ std::optional<std::string> HelperService::startHold(double fraction, bool handsB
     };
     try {
         hold->start();
-    } catch (const std::exception& error) { // a FanError, or a system that is out of something
+    } catch (const std::exception& error) { // a FanError, or the system is out of a resource
         session_.reset();
-        // Fans that were taken before the failure must not stay where nobody watches them; the log has nothing to say
-        // of a hold that never was.
+        // Fans that were taken before the failure must not stay unwatched; the log says nothing about a hold that never
+        // started.
         hold->onEvent = nullptr;
         hold->stop();
         return error.what();
@@ -145,7 +145,7 @@ void HelperService::releaseFans() noexcept {
     stopHold();
     session_.reset();
     if (controller_)
-        controller_->restoreAuto(); // also without a hold: somebody else's manual mode ends here
+        controller_->restoreAuto(); // also without a hold: manual mode set by another program ends here
 }
 
 // --- clients

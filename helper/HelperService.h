@@ -32,11 +32,11 @@ struct ServiceDependencies {
 };
 
 /// The one object that every connection exports: serves the five requests, counts the clients, and makes sure that the
-/// fan is handed back when nobody wants it any more.
+/// fan is handed back when no client wants it any more.
 ///
 /// To be made with `std::make_shared`. The requests, `clientArrived` and `clientWentAway` may be called from any
-/// thread; they hop to the main queue, where all state lives. What is still in the queue when the service goes away
-/// does nothing but answer.
+/// thread; they hop to the main queue, where all state lives. A request that is still queued when the service is
+/// destroyed is only answered.
 class HelperService : public KeloHelperProtocol, public std::enable_shared_from_this<HelperService> {
 public:
     /// Opens the fan controller. Without one it says so in the log and refuses every request.

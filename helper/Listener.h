@@ -26,7 +26,7 @@ public:
     /// Called when the connection was interrupted; the invalidation may follow. From any thread.
     virtual void setInterruptionHandler(std::function<void()> handler) = 0;
 
-    /// Lets the client's requests in. To be called last.
+    /// Starts to receive the client's requests. To be called last.
     virtual void resume() = 0;
 };
 
@@ -45,8 +45,8 @@ public:
 
     virtual void setAdmission(ConnectionAdmission admission) = 0;
 
-    /// Cuts off every peer whose code signature does not satisfy `requirement`, before the admission is asked. A text
-    /// that does not parse lets nobody in.
+    /// Cuts off every peer whose code signature does not satisfy `requirement`, before the admission is asked. With a
+    /// requirement that does not parse, every peer is cut off.
     virtual void setConnectionCodeSigningRequirement(const std::string& requirement) = 0;
 
     /// Starts to accept connections. Returns whether it listens.

@@ -15,7 +15,7 @@ public:
     /// Seconds since 1970 in UTC.
     virtual double wallClock() = 0;
 
-    /// Hands `bytes` to standard error in one write; a failure is dropped.
+    /// Writes `bytes` to standard error in one write; a failure is ignored.
     virtual void writeStandardError(const std::string& bytes) = 0;
 };
 

@@ -22,7 +22,7 @@ public:
     Signals& operator=(const Signals&) = delete;
     virtual ~Signals() = default;
 
-    /// Takes the signal its default effect, so that only a source sees it.
+    /// Disables the signal's default action, so that only a source sees it.
     virtual void ignore(int signal) = 0;
 
     /// Calls `onSignal` on the main queue each time the signal has arrived. Null when the system has no source left;

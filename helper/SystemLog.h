@@ -17,7 +17,7 @@ public:
     /// Whether the system keeps entries of this level.
     virtual bool isEnabled(LogLevel level) = 0;
 
-    /// Adds one entry, readable by everybody who may read the log.
+    /// Adds one entry, readable by everyone who may read the log.
     virtual void write(LogLevel level, const std::string& message) = 0;
 };
 

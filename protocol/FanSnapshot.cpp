@@ -20,7 +20,7 @@ const Json& required(const Json& record, const std::string& key) {
     return *found;
 }
 
-/// Left to itself the library converts: true to 1, 1.5 to 1.
+/// By default the library converts: true to 1, 1.5 to 1.
 template <typename T>
 T converted(const Json& value, bool isOfItsType, const std::string& key) {
     if (!isOfItsType)
@@ -58,7 +58,7 @@ std::string requiredText(const Json& record, const std::string& key) {
     return converted<std::string>(value, value.is_string(), key);
 }
 
-/// The library would write null for it, in silence.
+/// The library would silently write null for it.
 double finite(double number, const char* key) {
     if (!std::isfinite(number))
         throw SnapshotError(std::string("The snapshot cannot be written: ") + key + " is not a finite number.");

@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// A snapshot that could not be written or read. `what()` tells why in one sentence.
+/// A snapshot that could not be written or read. `what()` says why in one sentence.
 class SnapshotError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -33,7 +33,7 @@ struct FanSnapshot {
 
     bool operator==(const FanSnapshot&) const = default;
 
-    /// No larger text is read: it is many times what a snapshot needs.
+    /// Larger texts are refused: this is many times what a snapshot needs.
     static constexpr std::size_t maximumSize = 65'536;
 
     /// Throws `SnapshotError` for a number that JSON cannot hold (NaN, an infinity) and for a text that is not UTF-8.

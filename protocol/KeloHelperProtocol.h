@@ -33,7 +33,7 @@ public:
     virtual void fetchSnapshot(DataReply reply) = 0;
 
     /// Holds every fan at `fraction` of its speed range (clamped into 0...1), replacing any hold that runs.
-    /// `handsBackOnLidClose`: lets go of the fans while the lid is closed.
+    /// `handsBackOnLidClose`: hands the fans back while the lid is closed.
     virtual void hold(double fraction, bool handsBackOnLidClose, ErrorReply reply) = 0;
 
     /// Ends any hold and returns the fans to automatic control. Always replies none.

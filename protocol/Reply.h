@@ -14,12 +14,12 @@ public:
 
     template <typename Callable, typename = std::enable_if_t<std::is_convertible_v<Callable, Send>>>
     Reply(Callable send) : send_(std::move(send)) {} // NOLINT(google-explicit-constructor): whatever can be called
-    /// `isWanted` tells from any thread whether somebody still waits.
+    /// `isWanted` returns whether the client still waits. Any thread.
     Reply(Send send, std::function<bool()> isWanted) : send_(std::move(send)), isWanted_(std::move(isWanted)) {}
 
     void operator()(Values... values) const { send_(std::move(values)...); }
 
-    /// False once whoever asked is known to have gone: what they wanted done for themselves need not be begun.
+    /// False once the client is known to have gone: work that was only for that client need not be started.
     bool isWanted() const { return !isWanted_ || isWanted_(); }
 
 private:

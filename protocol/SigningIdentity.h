@@ -7,10 +7,11 @@ namespace kelo {
 
 class SigningInformation;
 
-/// How helper and client know each other: by the identifiers in their code signatures and by the team that signed both.
+/// How helper and client recognise each other: by the identifiers in their code signatures and by the team that signed
+/// both.
 ///
 /// The team is read from the running process's own signature rather than written into the program, so the same source
-/// admits only what was signed by whoever signed it.
+/// admits only code signed by the team that signed the helper.
 struct SigningIdentity {
     SigningIdentity() = delete;
 
@@ -18,8 +19,8 @@ struct SigningIdentity {
     /// The same text as the name of the service.
     static constexpr const char* helperIdentifier = "app.kelo.helper";
 
-    /// The team in the running process's signature; none when there is none or it cannot be told. Queried afresh at
-    /// every call. Any thread.
+    /// The team in the running process's signature; none when there is none or it is unknown. Queried at every call.
+    /// Any thread.
     static std::optional<std::string> ownTeamID(SigningInformation& information);
 
     /// The code-signing requirement that only code with this identifier and team satisfies. Neither is checked or

@@ -14,7 +14,7 @@ public:
     virtual ~SigningInformation() = default;
 
     /// The team that signed the running executable; none for code that is unsigned or signed without a team, and on any
-    /// failure to tell. Queried afresh at every call. Any thread.
+    /// failure. Queried at every call. Any thread.
     virtual std::optional<std::string> teamIdentifier() = 0;
 };
 

@@ -9,7 +9,7 @@ struct Fan {
     double maxRPM;
     double currentRPM; ///< Measured.
     double targetRPM;  ///< What the controller steers to; `currentRPM` when it cannot be read.
-    bool isManual;     ///< The fan's mode byte is non-zero: somebody has taken it out of automatic control.
+    bool isManual;     ///< The fan's mode byte is non-zero: it has been taken out of automatic control.
 
     bool operator==(const Fan&) const = default;
 };

@@ -19,7 +19,8 @@ constexpr std::uint8_t automaticMode = 0;
 constexpr std::uint8_t manualMode = 1;
 constexpr double retrySpacing = 0.1; // seconds
 
-/// The name of a fan's key, such as "F0Ac". Takes no memory, so that handing a fan back cannot fail for want of it.
+/// The name of a fan's key, such as "F0Ac". Allocates nothing, so that handing a fan back cannot fail for lack of
+/// memory.
 class FanKey {
 public:
     FanKey(int fan, std::string_view suffix) {

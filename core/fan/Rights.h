@@ -10,7 +10,7 @@ public:
     Rights& operator=(const Rights&) = delete;
     virtual ~Rights() = default;
 
-    /// Whether the process may change fans. Asked afresh at every use.
+    /// Whether the process may change fans. Queried at every use.
     virtual bool isRoot() = 0;
 };
 

@@ -21,7 +21,7 @@ public:
     Clamshell& operator=(const Clamshell&) = delete;
     virtual ~Clamshell() = default;
 
-    /// Queried afresh at every call. Absent also when there is no root power domain. Main thread only.
+    /// Queried at every call. Absent also when there is no root power domain. Main thread only.
     virtual ClamshellProperty clamshellState() = 0;
 };
 

@@ -19,7 +19,7 @@ namespace {
 constexpr double driftTolerance = 25.0; // RPM; below it a target is not worth a write
 constexpr double addingAirThreshold = 0.001;
 
-/// Raises a flag for the length of a scope, however that is left.
+/// Sets a flag for the duration of a scope, however the scope is left.
 class RaisedFlag {
 public:
     explicit RaisedFlag(bool& flag) : flag_(flag) { flag_ = true; }
@@ -93,7 +93,7 @@ void FanHold::startTimer() {
     });
 }
 
-/// The lid is asked afresh at each evaluation, also while asleep.
+/// The lid is queried at each evaluation, also while asleep.
 bool FanHold::mayHold() {
     const bool lidClosed = Lid::isClosed(dependencies_.clamshell);
     return HoldGate::mayHold(isSleeping_, lidClosed, handsBackOnLidClose_);
@@ -150,7 +150,7 @@ double FanHold::heldFraction() {
     return held;
 }
 
-/// A missing reading adds nothing; the older ones keep serving.
+/// A missing reading adds nothing; the older ones stay in use.
 void FanHold::takeChipReading() {
     const auto celsius = controller_->chipTemperature();
     if (!celsius)
@@ -160,8 +160,8 @@ void FanHold::takeChipReading() {
         chipReadings_.erase(chipReadings_.begin());
 }
 
-/// Each tick: the fans are brought back if anybody took one, or moved a target by more than is worth a write. A changed
-/// held fraction reaches the fans the same way.
+/// Each tick: the fans are taken again if another program took one, or moved a target by more than the tolerance. A
+/// changed held fraction reaches the fans the same way.
 void FanHold::reassertIfNeeded() {
     if (!follow())
         return;
@@ -179,7 +179,7 @@ void FanHold::reassertIfNeeded() {
         announce(Event::reasserted());
 }
 
-/// Reads the fans anew: since the first look an evaluation may have taken its time.
+/// Reads the fans again: an evaluation may have taken a while since the first reading.
 bool FanHold::isAnyTargetOff(double fraction) {
     const auto fans = controller_->fans();
     return std::any_of(fans.begin(), fans.end(), [&](const Fan& fan) {

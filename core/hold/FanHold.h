@@ -25,8 +25,8 @@ struct HoldDependencies {
 /// Holds every fan at one fraction of its speed range for as long as it is wanted, and no longer.
 ///
 /// While it holds, it keeps the fans in manual mode at their targets, raises them when the chip runs hot, lets them
-/// fall back slowly, and every `checkInterval` repairs what anybody else changed. It gives the fans back before the
-/// system sleeps and, if asked to, while the lid is closed, and takes them again afterwards.
+/// fall back slowly, and every `checkInterval` repairs what other programs have changed. It gives the fans back before
+/// the system sleeps and, if asked to, while the lid is closed, and takes them again afterwards.
 ///
 /// To be made with `std::make_shared`: its timer and its power watch refer to it weakly. The owner calls `stop()`
 /// before it lets a started hold go; dropping one hands nothing back. Main thread only.

@@ -2,7 +2,7 @@
 
 namespace kelo {
 
-/// The one rule by which a hold keeps the fans or stands aside.
+/// The one rule that decides whether a hold keeps the fans or yields them.
 struct HoldGate {
     HoldGate() = delete;
 

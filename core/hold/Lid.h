@@ -8,8 +8,8 @@ class Clamshell;
 struct Lid {
     Lid() = delete;
 
-    /// Whether the lid is known to be closed. A machine without a lid, and a property that is no truth value (a number
-    /// other than 0 and 1 among them), read as open. Queried afresh at every call.
+    /// Whether the lid is known to be closed. A machine without a lid, and a property that is not a boolean (nor the
+    /// number 0 or 1), count as open. Queried at every call.
     static bool isClosed(Clamshell& clamshell);
 };
 

@@ -38,7 +38,7 @@ void PowerWatch::receive(PowerMessage message, std::intptr_t notificationID) {
 }
 
 void PowerWatch::allowPowerChange(std::intptr_t notificationID) noexcept {
-    // A callback may have stopped the watch; the system does not wait for one that is no longer registered.
+    // A callback may have stopped the watch; the system does not wait for a client that is no longer registered.
     if (registration_)
         registration_->allowPowerChange(notificationID);
 }

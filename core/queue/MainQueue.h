@@ -32,11 +32,12 @@ public:
     /// Runs `task` on the main thread, after everything posted before it. Returns at once. Any thread.
     virtual void post(Task task) = 0;
 
-    /// Runs `task` on the main thread in `seconds`. Returns at once. Cannot be taken back. Any thread.
+    /// Runs `task` on the main thread in `seconds`. Returns at once. Cannot be cancelled. Any thread.
     virtual void postAfter(double seconds, Task task) = 0;
 
     /// Runs `onFire` on the main thread in `interval` seconds, and then every `interval` seconds if it repeats. A
-    /// repeating timer that was kept from firing in time fires once and then keeps to its schedule. Main thread only.
+    /// repeating timer that was delayed past several due times fires once and then keeps to its schedule. Main thread
+    /// only.
     [[nodiscard]] virtual std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) = 0;
 
     /// Whether the calling thread is the main thread: for assertions.

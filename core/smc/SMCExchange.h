@@ -22,8 +22,8 @@ public:
 
     /// Sends `request` and fills `reply`, which the caller has zero-filled, with the controller's answer.
     ///
-    /// Returns false when the exchange itself failed: a handle that is not open (0 never is), a transport error. What
-    /// the controller thinks of the request is in `reply.result`. After a failure `reply` means nothing.
+    /// Returns false when the exchange itself failed: a handle that is not open (0 never is), a transport error. The
+    /// controller's verdict on the request is in `reply.result`. After a failure the content of `reply` is undefined.
     [[nodiscard]] virtual bool exchange(std::uint32_t connection, const SMCKeyData& request,
                                         SMCKeyData& reply) noexcept = 0;
 

@@ -93,7 +93,7 @@ std::int32_t fetch_keyinfo(const char* key, SMCKeyInfo* info) noexcept {
         return keyInfoUnreadable;
     info->dataSize = reply.keyInfo.dataSize;
     info->dataType = reply.keyInfo.dataType;
-    // A word of the record: the attributes' byte and the padding behind it.
+    // One 32-bit field of the record: the attributes' byte and the padding after it.
     constexpr auto attributes = offsetof(SMCKeyData, keyInfo.dataAttributes);
     std::memcpy(&info->dataAttributes, reinterpret_cast<const std::uint8_t*>(&reply) + attributes,
                 sizeof info->dataAttributes);

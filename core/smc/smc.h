@@ -22,12 +22,12 @@ class SMCExchange;
 }
 
 /// Chooses what the functions below talk to. `exchange` is borrowed and must outlive its use; nullptr means that there
-/// is no controller. Called by whoever opens the connection, and not while it is open.
+/// is no controller. Must be called before the connection is opened, and never while it is open.
 void smc_set_exchange(kelo::SMCExchange* exchange) noexcept;
 
 extern "C" {
 
-/// Opens the connection; does nothing when it is open already. Returns 0, or -3.
+/// Opens the connection; does nothing when it is already open. Returns 0, or -3.
 std::int32_t smc_open() noexcept;
 
 /// Closes the connection; does nothing when it is closed.

@@ -9,8 +9,8 @@
 
 namespace kelo {
 
-/// Notices that the file at a path is no longer the one that was there: the way by which a running helper learns that
-/// an update has put a newer one in its place.
+/// Notices that the file at a path is no longer the one that was there: this is how a running helper learns that an
+/// update has replaced it.
 ///
 /// What counts is the file's identity, never the kind of event: a file that is touched, rewritten in place or loses
 /// another of its hard links is still the same one. Made and destroyed on the main thread.
@@ -29,7 +29,8 @@ public:
     const std::string& path() const { return path_; }
 
     /// Whether the file at the path is still the one recorded; looked up at every call, from any thread. Always true
-    /// for a file that could not be examined at the start, so that clients are never turned away for what nobody knows.
+    /// for a file that could not be examined at the start, so that clients are never turned away for a reason that is
+    /// not known.
     bool isCurrent() const;
 
 private:

@@ -28,7 +28,7 @@ public:
     virtual void cancel() = 0;
 };
 
-/// What the file system tells about files.
+/// The file system's information about files and their changes.
 class FileEvents {
 public:
     FileEvents() = default;
@@ -36,15 +36,15 @@ public:
     FileEvents& operator=(const FileEvents&) = delete;
     virtual ~FileEvents() = default;
 
-    /// The path of the running process's executable, or none when the system cannot tell.
+    /// The path of the running process's executable, or none when the system does not report it.
     virtual std::optional<std::string> ownExecutable() = 0;
 
     /// The identity of the file that `path` leads to, symbolic links followed; none when there is none. Any thread.
     virtual std::optional<FileIdentity> identify(const std::string& path) const = 0;
 
-    /// Opens the file at `path` and calls `onEvent` on the main queue when it is deleted, renamed or revoked. It may be
-    /// called for other reasons, too, and several times: whoever is called looks at the path. Returns nullptr when the
-    /// file cannot be opened. Main thread only.
+    /// Opens the file at `path` and calls `onEvent` on the main queue when it is deleted, renamed or revoked. It may
+    /// also be called for other reasons, and several times: the handler has to look at the path. Returns nullptr when
+    /// the file cannot be opened. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<FileEventSource> watch(const std::string& path,
                                                                  std::function<void()> onEvent) = 0;
 };

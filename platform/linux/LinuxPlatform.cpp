@@ -53,7 +53,7 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     const auto checkPeer = [check = PeerCodeCheck(anchor_)](int socket, const std::string& requirement) {
         return check.check(socket, requirement);
     };
-    // Only the system's log is told: standard error holds what the helper itself has to say.
+    // Only to the system's log: standard error is for the helper's own messages.
     const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
     auto listener =
         std::make_unique<SocketListener>(folder_.descriptor(), serviceSocketName(machServiceName), checkPeer,
@@ -63,8 +63,8 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
 }
 
 void LinuxPlatform::exit(int status) {
-    // The listener's thread must not be at work while the process's statics are destroyed; one that is stuck is left
-    // behind, with the statics.
+    // The listener's thread must not run while the process's statics are destroyed; if it is stuck, they are not
+    // destroyed.
     if (listener_ != nullptr && !listener_->stopsWithin(listenerTimeout))
         std::_Exit(status);
     std::exit(status);

@@ -44,7 +44,7 @@ private:
     const InstalledAnchor anchor_;
     TrailerSigningInformation signing_;
     StandardErrorOutput logOutput_;
-    SocketListener* listener_ = nullptr; ///< Owned by whoever asked for it; lives as long as the process.
+    SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; lives as long as the process.
     const Platform platform_;            ///< The above, as the helper sees it.
 };
 

@@ -20,7 +20,7 @@ private:
 } // namespace
 
 void DispatchSignals::ignore(int signal) {
-    std::signal(signal, SIG_IGN); // fails only for what is no signal or cannot be ignored
+    std::signal(signal, SIG_IGN); // fails only for an invalid signal or one that cannot be ignored
 }
 
 std::unique_ptr<SignalSource> DispatchSignals::deliver(int signal, std::function<void()> onSignal) {

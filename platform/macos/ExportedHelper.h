@@ -10,8 +10,8 @@
 namespace kelo {
 
 /// An object for clients to send the five requests to, on any thread; it passes them on to `helper`. Each request is
-/// replied to exactly once, also when `helper` throws, replies twice or lets the reply go: with nil, 0, or an error
-/// text.
+/// replied to exactly once, also when `helper` throws, replies twice or drops the reply: the reply is then nil, 0, or
+/// an error text.
 ObjCReference<id> makeExportedHelper(std::shared_ptr<KeloHelperProtocol> helper);
 
 } // namespace kelo

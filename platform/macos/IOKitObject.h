@@ -12,7 +12,7 @@ public:
     IOKitObject& operator=(const IOKitObject&) = delete;
     ~IOKitObject() {
         if (object_ != IO_OBJECT_NULL)
-            IOObjectRelease(object_); // fails only for what is no object
+            IOObjectRelease(object_); // fails only for an invalid object
     }
 
     /// The first service of the class `className`; empty when there is none.

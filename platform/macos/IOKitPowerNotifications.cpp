@@ -19,7 +19,7 @@ static_assert(kIOMessageCanSystemSleep == 0xE0000270);
 static_assert(kIOMessageSystemWillSleep == 0xE0000280);
 static_assert(kIOMessageSystemHasPoweredOn == 0xE0000300);
 
-/// None for a message that nobody here cares for.
+/// None for a message that does not matter here.
 std::optional<PowerMessage> powerMessage(std::uint32_t messageType) {
     switch (messageType) {
     case kIOMessageCanSystemSleep:

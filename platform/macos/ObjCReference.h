@@ -45,7 +45,7 @@ template <typename Block> class BlockReference {
     BlockReference& operator=(const BlockReference&) = delete;
     ~BlockReference() { Block_release(block_); }
 
-    /// Calls it, and lets go of what is autoreleased meanwhile: no thread of ours has another pool.
+    /// Calls it, and releases what is autoreleased meanwhile: our threads have no other pool.
     template <typename... Arguments> void operator()(Arguments... arguments) const {
         @autoreleasepool {
             block_(arguments...);

@@ -7,8 +7,8 @@
 
 namespace kelo {
 
-/// One category of the unified log. A message is kept as text that everybody who may read the log can read; notices go
-/// out at the default level. The system cuts what is longer than about a kilobyte.
+/// One category of the unified log. A message is stored as public text; notices go out at the default level. The system
+/// cuts what is longer than about a kilobyte.
 std::unique_ptr<SystemLog> makeUnifiedLog(const std::string& subsystem, const std::string& category);
 
 } // namespace kelo

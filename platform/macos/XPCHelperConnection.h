@@ -9,7 +9,7 @@ namespace kelo {
 
 /// A connection to the Mach service `machServiceName` of the system's launchd, which starts the helper when it is not
 /// running. Talks only to a helper whose code signature satisfies `requirement`. Throws `HelperUnreachable` when the
-/// requirement is refused; whether anybody listens shows at the first request.
+/// requirement is refused; whether the service is available shows at the first request.
 std::unique_ptr<HelperConnection> makeXPCHelperConnection(const std::string& machServiceName,
                                                           const std::string& requirement);
 

@@ -12,8 +12,8 @@ namespace kelo {
 
 namespace {
 
-/// What came of one request: of the reply and the error, the system calls exactly one. Shared with the blocks, so that
-/// one that is called late finds it.
+/// The outcome of one request: of the reply and the error, the system calls exactly one. Shared with the blocks, so
+/// that one that is called late finds it.
 template <typename Value> struct Outcome {
     std::optional<Value> value;
     std::string error = "the helper gave no reply";
@@ -37,7 +37,7 @@ class XPCHelperConnection : public HelperConnection {
         }
         const auto text = makeNSString(requirement);
         const auto reason = raisedBy([&] { [connection_.get() setCodeSigningRequirement:text.get()]; });
-        [connection_.get() resume]; // also a refused one: only a resumed connection may be invalidated and let go
+        [connection_.get() resume]; // also a refused one: only a resumed connection may be invalidated and released
         if (!reason)
             return;
         [connection_.get() invalidate];

@@ -41,7 +41,7 @@ class XPCListener : public Listener {
         : listener_(adopt([[NSXPCListener alloc] initWithMachServiceName:makeNSString(machServiceName).get()])),
           delegate_(adopt([[KeloListenerDelegate alloc] init])) {}
 
-    // A delegate that is gone would be a connection refused; it is only borrowed by the listener.
+    // The listener does not retain its delegate, so it must not keep a pointer to one that is gone.
     ~XPCListener() override {
         listener_.get().delegate = nil;
         [listener_.get() invalidate];

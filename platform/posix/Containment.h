@@ -9,9 +9,9 @@ namespace kelo {
 /// Each operating system has its own.
 void reportFault(const char* what, const char* why) noexcept;
 
-/// Runs `work` for a caller whose frames no exception may cross: libdispatch, CoreFoundation and XPC end the process
-/// when one does, as does a thread, and with it a hold would end without the fan being handed back. What `work` throws
-/// is reported under `what` and goes no further. Any thread.
+/// Runs `work` for a caller whose frames no exception may cross: libdispatch, CoreFoundation, XPC and threads end the
+/// process when one does, and a hold would end without a hand-back. What `work` throws is reported under `what` and
+/// goes no further. Any thread.
 inline void contain(const char* what, const std::function<void()>& work) noexcept {
     try {
         work();

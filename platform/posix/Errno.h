@@ -5,9 +5,7 @@
 
 namespace kelo {
 
-/// Throws what `errno` says of the call `what`.
-[[noreturn]] inline void throwErrno(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
+/// Throws the error in `errno` for the call `what`.
+[[noreturn]] inline void throwErrno(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
 
 } // namespace kelo

@@ -10,9 +10,9 @@ namespace kelo {
 
 /// Stands between one connection and the helper's service.
 ///
-/// Each request is replied to exactly once, also when the service throws, replies twice or lets the reply go: with
-/// none, 0, or an error text. A client that asks for many holds at once is refused all but the first few, since each
-/// may keep the main thread for seconds. Throws nothing. Any thread.
+/// Each request is replied to exactly once, also when the service throws, replies twice or drops the reply: the reply
+/// is then none, 0, or an error text. A client that asks for many holds at once is refused all but the first few, since
+/// each may keep the main thread for seconds. Throws nothing. Any thread.
 class GuardedHelper : public KeloHelperProtocol {
 public:
     /// Holds that may wait for their reply at the same time.
@@ -20,7 +20,7 @@ public:
 
     explicit GuardedHelper(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}
 
-    /// Lets the service know that nobody waits for the replies any more.
+    /// Tells the service that the client no longer waits for replies.
     void connectionEnded() { *isConnected_ = false; }
 
     void fetchSnapshot(DataReply reply) override;

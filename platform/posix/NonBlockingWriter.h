@@ -8,13 +8,12 @@
 
 namespace kelo {
 
-/// Writes to a descriptor without ever waiting for whoever reads, and without O_NONBLOCK on what it shares with other
-/// processes, who would get the flag, too.
+/// Writes to a descriptor without ever waiting for the reader, and without setting O_NONBLOCK on a file description
+/// that other processes share.
 ///
-/// A socket is told with every write not to wait; a pipe or terminal is opened once more, with a flag of its own; a
-/// file never makes anybody wait. Where a pipe or terminal cannot be opened once more (no descriptor is left, or the
-/// system only duplicates, as macOS does with pipes), no more is written than a pipe that counts as writable has room
-/// for.
+/// On a socket every write carries MSG_DONTWAIT; a pipe or terminal is opened once more, with a flag of its own; a file
+/// never blocks. Where a pipe or terminal cannot be opened once more (no descriptor is left, or the system only
+/// duplicates, as macOS does with pipes), no more is written than a pipe that counts as writable has room for.
 class NonBlockingWriter {
 public:
     /// `descriptor` is borrowed.

@@ -10,15 +10,15 @@
 
 namespace kelo {
 
-/// Lets exactly one reply through to a client, whatever the code that answers does: a transport takes a second one for
-/// that of another request, or ends the connection, and leaves the client waiting for a missing one. Any thread.
+/// Sends a client exactly one reply, whatever the answering code does: a transport takes a second one for that of
+/// another request, or ends the connection, and a missing one leaves the client waiting. Any thread.
 template <typename... Values>
 class OneReply {
 public:
     using Send = std::function<void(Values...)>;
 
-    /// What may be copied and called like the reply itself. The first call sends; a later one is reported and dropped.
-    /// When the last copy goes without a call, `fallback` is sent.
+    /// A callable that may be copied and called like the reply itself. The first call sends; a later one is reported
+    /// and dropped. When the last copy is destroyed without a call, `fallback` is sent.
     static Send through(Send send, Values... fallback) {
         const std::shared_ptr<OneReply> reply(new OneReply(std::move(send), std::move(fallback)...));
         return [reply](Values... values) { reply->give(std::move(values)...); };

@@ -10,7 +10,7 @@
 namespace kelo {
 namespace {
 
-constexpr int patience = 200; // milliseconds
+constexpr int slowReaderTimeout = 200; // milliseconds
 
 bool hasNoRoom(int error) { return error == EAGAIN || error == ENOBUFS || error == EINTR; }
 
@@ -46,7 +46,7 @@ void PendingLines::finish() {
     if (lines_.empty())
         return;
     pollfd reader{.fd = descriptor_, .events = POLLOUT, .revents = 0};
-    poll(&reader, 1, patience);
+    poll(&reader, 1, slowReaderTimeout);
     flush();
 }
 
@@ -60,7 +60,7 @@ void PendingLines::push(std::string line) {
     lines_.push_back(std::move(line));
 }
 
-/// So many bytes of the first line are done with.
+/// Removes this many bytes, already written, from the first line.
 void PendingLines::take(std::size_t bytes) {
     bytes_ -= bytes;
     lines_.front().erase(0, bytes);

@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// Lines for a descriptor that nobody may be reading. They are kept until there is room for them; those for which
-/// there is no place here are left out, and a line tells how many, where they would have been:
+/// Lines for a descriptor that may have no reader. They are kept until there is room for them; those that do not fit in
+/// here are left out, and a line in their place says how many:
 ///
 ///     Lines left out here: 12
 ///
@@ -19,11 +19,11 @@ public:
 
     void add(const std::string& line);
 
-    /// Hands over what there is room for, each line in one write, and never waits. What cannot be written for any other
-    /// reason is dropped: there is no place left to report it to.
+    /// Writes what there is room for, each line in one write, and never waits. What cannot be written for any other
+    /// reason is dropped: there is nowhere left to report it.
     void flush();
 
-    /// Tells also what was left out last, and gives a reader that is only slow a moment.
+    /// Also reports what was left out last, and gives a slow reader a moment.
     void finish();
 
 private:

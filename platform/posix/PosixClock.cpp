@@ -22,7 +22,7 @@ double PosixClock::now() {
 void PosixClock::sleep(double seconds) {
     if (!(seconds > 0))
         return;
-    // By the clock, not by counting naps: a signal may cut one short, and each lasts a little longer than it was asked.
+    // By the clock, not by counting sleeps: a signal may cut one short, and each lasts a little longer than requested.
     const double end = now() + seconds;
     for (double left = seconds; left > 0; left = end - now())
         usleep(static_cast<useconds_t>(std::ceil(std::min(left, longestNap) * 1e6)));

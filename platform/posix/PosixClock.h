@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Monotonic time and naps.
+/// Monotonic time and sleeping.
 class PosixClock : public Clock {
 public:
     double now() override;

@@ -42,7 +42,7 @@ void StandardStreams::prepare() {
     // In ascending order: open takes the lowest number that is free.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (isClosed(descriptor))
-            open("/dev/null", O_RDWR); // fails only where nothing can be done about it
+            open("/dev/null", O_RDWR); // fails only where nothing helps
     std::signal(SIGPIPE, SIG_IGN);
 }
 

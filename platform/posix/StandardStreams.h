@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Standard input, output and error of a process that nobody may be reading.
+/// Standard input, output and error of a process whose output may have no reader.
 ///
 /// `prepare` once, at the very start and on the main thread.
 struct StandardStreams {
@@ -15,9 +15,9 @@ struct StandardStreams {
     /// end the process.
     static void prepare();
 
-    /// Hands `bytes`, a line, to standard error in one write and never waits: the log comes before the deed, and
-    /// whoever stops reading would keep the fans from being handed back. What there is no room for is kept for the next
-    /// time, up to a limit, and for the end of the process; see `PendingLines`. Any thread.
+    /// Hands `bytes`, a line, to standard error in one write and never waits: messages are logged before the action,
+    /// and a reader that stops reading would delay the hand-back. What there is no room for is kept for the next time,
+    /// up to a limit, and for the end of the process; see `PendingLines`. Any thread.
     static void writeError(const std::string& bytes);
 };
 

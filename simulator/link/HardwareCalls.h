@@ -12,8 +12,8 @@
 
 namespace kelo {
 
-/// What is said to the simulated Mac and what it says, each as a type with its name on the wire. The members bear the
-/// names that they have here.
+/// The calls to the simulated Mac and its answers, each as a type with its name on the wire. The members have the same
+/// names on the wire as here.
 namespace hardware_calls {
 
 // --- what the Mac says
@@ -22,10 +22,10 @@ struct Done {
     static constexpr auto name = "done";
 };
 
-/// In answer to any call: it has not been done, and has changed nothing.
+/// The answer to any call that was refused and has changed nothing.
 struct Refused {
     static constexpr auto name = "refused";
-    std::string sentence; ///< Tells why.
+    std::string sentence; ///< Says why.
 };
 
 struct ExchangeReply {
@@ -75,7 +75,7 @@ struct SleepReport {
 
 enum class PowerEvent { canSleep, willSleep, willPowerOn, hasPoweredOn };
 
-/// Comes without a call to whoever has registered for it.
+/// Sent without a call to every client that has registered for it.
 struct PowerAnnouncement {
     static constexpr auto name = "powerAnnouncement";
     PowerEvent event{};
@@ -216,7 +216,7 @@ using AnyCall = std::variant<Exchange, ReadClamshell, RegisterForPower, AllowPow
 std::vector<std::uint8_t> encode(const AnyCall& call);
 std::vector<std::uint8_t> encode(const AnyAnswer& answer);
 
-/// Throw `std::invalid_argument`, a clause that tells why, for bytes that `encode` would not have made.
+/// Throw `std::invalid_argument`, a clause that says why, for bytes that `encode` would not have made.
 AnyCall decodeCall(const std::vector<std::uint8_t>& bytes);
 AnyAnswer decodeAnswer(const std::vector<std::uint8_t>& bytes);
 

@@ -10,7 +10,7 @@ namespace {
 
 using namespace hardware_calls;
 
-// Without a limit a simulated Mac that hangs would keep the helper from ever leaving.
+// Without a timeout a simulated Mac that hangs would keep the helper from exiting.
 constexpr int defaultTimeout = 10; // seconds
 
 AnyAnswer receiveFrom(int socket) {

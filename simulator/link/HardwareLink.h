@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// What keeps a call from being done. `what()` is one sentence for whoever made it.
+/// A call could not be carried out. `what()` is one sentence that says why.
 class CallFailed : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -26,7 +26,7 @@ public:
     /// Null when no simulated Mac runs in `folder`, an open descriptor.
     static std::unique_ptr<HardwareLink> connect(int folder);
 
-    /// Seconds that a call waits for its answer; 10 unless set.
+    /// Timeout in seconds for the answer to a call; 10 unless set.
     void setTimeout(int seconds);
 
     /// Makes a call and waits for the answer. Throws `CallFailed` when the Mac refuses it; and when it has gone, takes

@@ -11,7 +11,7 @@ namespace kelo {
 class MainQueue;
 class Timer;
 
-/// The root power domain of a simulated Mac: announces sleep and wake to whoever has registered, and waits for each
+/// The root power domain of a simulated Mac: announces sleep and wake to registered clients, and waits for each
 /// acknowledgement of sleep as a real one does.
 class RootPowerDomain {
 public:
@@ -21,7 +21,7 @@ public:
         systemWillPowerOn,
         systemHasPoweredOn,
     };
-    /// Seconds after which a client that does not acknowledge is no longer waited for.
+    /// Timeout in seconds for each acknowledgement.
     static constexpr double acknowledgementTimeout = 30.0;
 
     using Send = std::function<void(Announcement announcement, std::int64_t notificationID)>;
@@ -32,7 +32,7 @@ public:
         int missing;      ///< Clients that did not in time.
     };
 
-    /// `queue` is borrowed. `now` tells seconds.
+    /// `queue` is borrowed. `now` returns seconds.
     RootPowerDomain(MainQueue& queue, std::function<double()> now);
     ~RootPowerDomain();
 
@@ -49,8 +49,8 @@ public:
         demand,   ///< As by the lid or the menu: it is only announced.
     };
 
-    /// Announces that the system will sleep; `onAsleep` is called when the last acknowledgement has come, or is no
-    /// longer waited for. Does nothing, and returns false, while asleep or about to be.
+    /// Announces that the system will sleep; `onAsleep` is called when the last acknowledgement has come or timed out.
+    /// Does nothing, and returns false, while asleep or about to be.
     bool sleep(Cause cause, std::function<void(const SleepReport&)> onAsleep);
 
     /// Announces that the system will power on, and has. Returns false while awake.

@@ -47,7 +47,7 @@ public:
     static constexpr std::uint8_t notWritable = 0x86;
     static constexpr std::uint8_t sizeMismatch = 0x87;
     static constexpr std::uint8_t badCommand = 0x82;
-    /// What a controller that is managing cooling itself answers to a mode write.
+    /// The result of a mode write while the controller manages cooling itself.
     static constexpr std::uint8_t modeRefused = 0x82;
 
     static constexpr std::uint8_t readable = 0x80;
@@ -59,7 +59,7 @@ public:
         double grantDelay = 0;   ///< Seconds for which "Ftst" must have been on.
     };
 
-    /// `now` tells seconds; it drives the unlock delay and stamps the log.
+    /// `now` returns seconds; it drives the unlock delay and stamps the log.
     explicit SimulatedController(std::function<double()> now = [] { return 0.0; });
 
     // The keys. A name has four characters.
@@ -73,8 +73,8 @@ public:
     SimulatedKey& key(std::string_view name);
     const SimulatedKey& key(std::string_view name) const;
     /// Decodes or encodes by the key's type, the fraction bits of "fpe2" included. A type that holds whole numbers is
-    /// given the nearest one in its range, and 0 for NaN. The key must exist and hold a number. The unlock switch takes
-    /// effect as if it had been written.
+    /// given the nearest one in its range, and 0 for NaN. The key must exist and hold a number. A change of the unlock
+    /// switch takes effect like a write.
     double number(std::string_view name) const;
     void setNumber(std::string_view name, double value);
     std::vector<std::string> names() const;

@@ -14,7 +14,7 @@ class SimulatedMac;
 /// The exchange with a simulated controller, or with a whole simulated Mac, in the same process.
 ///
 /// Checks the key client's side of the contract as a kernel would: a closed or stale handle fails the exchange, and
-/// `openConnections()` and `wrongCloses()` tell a leak and a wrong handle.
+/// `openConnections()` and `wrongCloses()` reveal a leak and a wrong handle.
 class SimulatedExchange : public SMCExchange {
 public:
     /// What is passed is borrowed.

@@ -130,8 +130,8 @@ void SimulatedMac::stepChip(double seconds) {
     chipCelsius_ += (rest - chipCelsius_) * (1 - std::exp(-seconds * heatSpeed_ * conductance / heatCapacity));
 }
 
-/// A reading that is no temperature, and a key that was taken away, leave the chip as warm as it was: it has to go on
-/// from there once the key is let go.
+/// A reading that is not a temperature, and a removed key, leave the chip as warm as it was: it continues from there
+/// once the key is released.
 void SimulatedMac::takePinnedChip() {
     if (!controller_.has(profile_.chipKey))
         return;
@@ -149,7 +149,7 @@ void SimulatedMac::publish() {
         publish(key, enclosure);
 }
 
-/// A key that was taken away or pinned stays as it is.
+/// A key that was removed or pinned stays as it is.
 void SimulatedMac::publish(const std::string& key, double value) {
     if (controller_.has(key) && !pinned_.contains(key))
         controller_.setNumber(key, value);

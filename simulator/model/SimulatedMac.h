@@ -13,11 +13,11 @@ namespace kelo {
 /// A Mac's hardware as the helper meets it: the controller's keys, fans with inertia under the system's own automatic
 /// control, and a chip that heats with the load and cools with the air.
 ///
-/// Lives on a clock that is passed in and is computed up to the present whenever somebody looks, so that it is the same
-/// on virtual time and in a process. No thread of its own; the owner serialises.
+/// Lives on a clock that is passed in and is computed up to the present at every access, so that it behaves the same on
+/// virtual time and in a process. No thread of its own; the owner serialises.
 class SimulatedMac {
 public:
-    /// `now` tells seconds and never goes back. `heatSpeed` makes the chip heat and cool that many times as fast.
+    /// `now` returns seconds and never goes back. `heatSpeed` makes the chip heat and cool that many times as fast.
     SimulatedMac(const Profile& profile, std::function<double()> now, double heatSpeed = 1.0);
 
     /// The keys as they are now.
@@ -29,8 +29,8 @@ public:
     void setLoad(double load);
     double load() const { return load_; }
 
-    /// Holds a key at a value: physics no longer moves it. Defines it as a float if it does not exist. A chip held at
-    /// what is no temperature keeps its warmth until it is let go.
+    /// Holds a key at a value: physics no longer moves it. Defines it as a float if it does not exist. A chip held at a
+    /// value that is not a temperature keeps its own until it is released.
     void pin(const std::string& key, double value);
     void unpin(const std::string& key);
 

@@ -26,13 +26,13 @@ public:
     /// None when it comes later, or never, which holds for `AllowPowerChange` alone.
     using Answer = std::optional<hardware_calls::AnyAnswer>;
 
-    /// `queue` is borrowed. `now` tells seconds and never goes back.
+    /// `queue` is borrowed. `now` returns seconds and never goes back.
     CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile, double heatSpeed);
 
-    /// Carries a call out. Throws `std::invalid_argument`, a clause that tells why, for a key that cannot be.
+    /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key.
     Answer perform(Caller& caller, const hardware_calls::AnyCall& call);
 
-    /// To be called when the caller goes: it is no longer waited for.
+    /// To be called when the caller disconnects: its acknowledgements are no longer awaited.
     void forget(const Caller& caller);
 
 private:

@@ -15,7 +15,7 @@ using namespace hardware_calls;
 
 namespace {
 
-/// Tells the seconds that have passed since it was made.
+/// Returns the seconds that have passed since it was made.
 std::function<double()> stopwatch() {
     using Clock = std::chrono::steady_clock;
     return [start = Clock::now()] { return std::chrono::duration<double>(Clock::now() - start).count(); };
@@ -30,7 +30,7 @@ bool isPeerRoot(int socket) {
     return peer.uid == 0 || peer.uid == geteuid();
 }
 
-/// What anybody may say. The controller itself minds the right to write.
+/// Calls open to everyone. The controller itself checks the right to write.
 bool isForAnybody(const AnyCall& call) {
     return std::holds_alternative<Exchange>(call) || std::holds_alternative<ReadClamshell>(call) ||
            std::holds_alternative<RegisterForPower>(call) || std::holds_alternative<AllowPowerChange>(call) ||
@@ -71,7 +71,7 @@ CallHandlers::Answer HardwareServer::answerTo(Caller& caller, const std::vector<
     if (!caller.isRoot && !isForAnybody(call))
         return Refused{"Only whoever runs the simulated Mac can do that."};
     return handlers_.perform(caller, call);
-} catch (const std::exception& error) { // no call of ours, or on a key that cannot be
+} catch (const std::exception& error) { // not a valid call, or on an invalid key
     return Refused{std::string("That cannot be done: ") + error.what() + "."};
 }
 

@@ -9,8 +9,8 @@
 
 namespace kelo {
 
-/// The simulated Mac as a process: takes calls from the helper, and from whoever drives the Mac, over a socket in its
-/// folder, minds who may make them, and sends what the handlers say. One thread.
+/// The simulated Mac as a process: takes calls from the helper, and from programs that drive the Mac, over a socket in
+/// its folder, checks who may make them, and sends the answers. One thread.
 class HardwareServer {
 public:
     /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.
@@ -36,7 +36,7 @@ private:
     CallHandlers handlers_;
     FileDescriptor listening_;
     std::unique_ptr<DescriptorWatch> accepting_;
-    std::map<int, Connection> connections_; ///< By a number that is never used again.
+    std::map<int, Connection> connections_; ///< By a number that is never reused.
     int nextConnection_ = 1;
 };
 

@@ -6,7 +6,7 @@ namespace kelo {
 
 class SimulatedMac;
 
-/// The simulated Mac as it is shown to whoever drives it.
+/// The simulated Mac as it is shown to its user.
 namespace mac_views {
 
 std::vector<hardware_calls::FanState> fans(SimulatedMac& mac);

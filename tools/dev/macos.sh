@@ -36,7 +36,7 @@ run() {
   fi
 }
 
-# run_as TEXT FUNCTION ARGUMENT...: the same for one of the functions below, which TEXT tells in one line.
+# run_as TEXT FUNCTION ARGUMENT...: the same for one of the functions below, which TEXT describes in one line.
 run_as() {
   local text=$1
   shift
@@ -80,7 +80,7 @@ command_uninstall() {
 
 install_steps() {
   say "build for both processors"
-  run_as "(install with Homebrew what it is built with and is missing)" ensure_brew_packages
+  run_as "(install missing build dependencies with Homebrew)" ensure_brew_packages
   run cmake --preset product
   run cmake --build --preset product
   say "sign both with their identifiers, the hardened runtime and a time stamp"
@@ -94,7 +94,7 @@ install_steps() {
   put 755 "build/product/$macos_helper" "$macos_helper_folder/$macos_helper"
   put 755 "build/product/$macos_client" "$macos_client_folder/$macos_client"
   put 644 "packaging/macos/$macos_helper.plist" "$macos_plist_folder/$macos_helper.plist"
-  say "have launchd load it afresh"
+  say "have launchd reload it"
   run sudo launchctl enable "system/$macos_helper"
   run_as "sudo launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
   run_as "sudo launchctl bootstrap system $macos_plist_folder/$macos_helper.plist   (once the former one has left)" \
@@ -130,7 +130,7 @@ refuse_writable_folder() {
     || fail "$1 is not root's alone: somebody else could replace the helper"
 }
 
-# Not loaded is well, too.
+# It is fine if it is not loaded.
 boot_out() {
   sudo launchctl bootout "system/$macos_helper" 2>/dev/null || true
 }

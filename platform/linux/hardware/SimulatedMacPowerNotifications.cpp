@@ -11,7 +11,7 @@ namespace {
 
 using hardware_calls::PowerEvent;
 
-/// None for an event that nobody here cares for.
+/// None for an event that does not matter here.
 std::optional<PowerMessage> powerMessage(PowerEvent event) {
     switch (event) {
     case PowerEvent::canSleep:
@@ -35,7 +35,7 @@ public:
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
         try {
             link_->tell({notificationID});
-        } catch (...) { // no memory is left for it: the simulated Mac stops waiting by itself
+        } catch (...) { // out of memory: the simulated Mac stops waiting by itself
         }
     }
 

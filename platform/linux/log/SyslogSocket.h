@@ -10,9 +10,9 @@ namespace kelo {
 
 /// The socket of the system's log daemon.
 ///
-/// Never waits, as syslog(3) does when the daemon does not read: whoever logs may be about to hand the fan back. What
-/// the daemon does not take at once is left out, and before the next entry that it takes it is told how many were. A
-/// daemon that is started anew is found again. Any thread.
+/// Never waits, unlike syslog(3) when the daemon does not read: the caller may be about to hand the fan back. What the
+/// daemon does not take at once is left out, and an entry before the next one that it takes says how many were. A
+/// restarted daemon is found again. Any thread.
 class SyslogSocket {
 public:
     /// Connected at the first entry. `path` is a datagram socket; nothing is kept of what is written to any other.

@@ -104,7 +104,7 @@ std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness read
     auto found = interestIn(descriptor);
     const bool isNew = found == interests_.end();
     const auto interestID = isNew ? nextInterestID_++ : found->first;
-    // Whatever fails from here on, the watch takes back with it.
+    // Whatever fails from here on, the watch undoes it.
     auto watch = std::make_unique<Watch>(*this, interestID, readiness);
     if (isNew)
         found = interests_.emplace(interestID, Interest{descriptor, nullptr, nullptr}).first;
@@ -140,7 +140,7 @@ void EventLoop::unwatch(std::uint64_t interestID, Readiness readiness) {
         return; // it was never begun
     found->second.handler(readiness).reset();
     const bool isLast = !found->second.onReadable && !found->second.onWritable;
-    // Fails only for a descriptor that is gone, of which nothing is heard any more.
+    // Fails only for a descriptor that has been closed, which reports no more events.
     tellKernel(isLast ? EPOLL_CTL_DEL : EPOLL_CTL_MOD, *found);
     if (!isLast)
         return;
@@ -163,7 +163,7 @@ void EventLoop::run() {
             fireDueTimers(now);
         for (int i = 0; i < count && !isStopped_; ++i) {
             const auto& event = events[static_cast<std::size_t>(i)];
-            // A failure is for whoever watches to find out.
+            // A failure is left to the handler to find out.
             if ((event.events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0)
                 dispatch(event.data.u64, Readiness::readable);
             if ((event.events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) != 0)
@@ -180,7 +180,7 @@ void EventLoop::stop() {
 void EventLoop::wakeUp() {
     const std::uint64_t one = 1;
     const auto written = write(wake_.get(), &one, sizeof one);
-    static_cast<void>(written); // fails only when it is already awake many times over
+    static_cast<void>(written); // fails only when many wake-ups are pending already
 }
 
 /// Rounded up, so that the loop does not spin through the last millisecond before a timer.
@@ -195,7 +195,7 @@ void EventLoop::runPosted() {
     // Reset before the tasks are taken: what is posted after that wakes the loop again.
     std::uint64_t count = 0;
     const auto bytes = read(wake_.get(), &count, sizeof count);
-    static_cast<void>(bytes); // fails when nobody has posted
+    static_cast<void>(bytes); // fails when nothing was posted
     std::vector<Task> tasks;
     {
         const std::lock_guard lock(mutex_);
@@ -257,7 +257,7 @@ void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {
 void EventLoop::callHandler(std::uint64_t interestID, Readiness readiness) {
     const auto found = interests_.find(interestID);
     if (found == interests_.end())
-        return; // the wake-up, or a watch that ended while the event was on its way
+        return; // the wake-up, or a watch that ended while the event was pending
     const auto onReady = found->second.handler(readiness); // the handler may end its watch
     if (onReady)
         contain("the handler of a descriptor", *onReady);

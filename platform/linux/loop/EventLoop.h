@@ -17,7 +17,7 @@ struct epoll_event;
 
 namespace kelo {
 
-/// The time that an event loop lives in, and its waiting. Any thread may ask for the time.
+/// An event loop's clock, and its waiting. The time may be read from any thread.
 class LoopTime {
 public:
     using Clock = std::chrono::steady_clock;
@@ -67,8 +67,8 @@ public:
     /// long as the watch. Throws `std::system_error`, and then everything is as it was.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
 
-    /// As `watch` for reading, but the descriptor is also looked at before every task, timer and handler: what arrives
-    /// on it waits for the one that runs, and not for those in line behind it.
+    /// As `watch` for reading, but the descriptor is also polled before every task, timer and handler: what arrives on
+    /// it waits for the one that is running, but not for those queued behind it.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watchUrgent(int descriptor, Task onReadable);
 
     /// Serves until `stop`. Everything posted before the stop is run. May be run again.
@@ -123,8 +123,8 @@ private:
     // The loop's thread only.
     bool isStopped_ = false;
     std::multimap<Clock::time_point, std::shared_ptr<TimerState>> timers_;
-    Interests interests_;               ///< By a number that is never used again, so that a stale event finds none.
-    std::vector<std::uint64_t> urgent_; ///< Whom to ask before everything else.
+    Interests interests_;               ///< By a number that is never reused, so that a stale event finds none.
+    std::vector<std::uint64_t> urgent_; ///< Those to be polled before everything else.
     std::uint64_t nextInterestID_ = 1;  ///< 0 is the wake-up descriptor's.
 };
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* ownExecutableLink = "/proc/self/exe";
 
-/// After an event the kernel may take its time to remove the name: the seconds from each look to the next.
+/// After an event the kernel may still take a while to remove the name: the seconds from each check to the next.
 constexpr std::array<double, 4> pauses = {0.01, 0.1, 1, 10};
 
 class InotifySource : public FileEventSource {
@@ -35,7 +35,7 @@ public:
     }
 
 private:
-    /// What the events say is of no interest: whoever is called looks at the path.
+    /// The content of the events does not matter: the handler looks at the path.
     void drain() {
         alignas(inotify_event) char events[4096];
         while (read(inotify_.get(), events, sizeof events) > 0) {

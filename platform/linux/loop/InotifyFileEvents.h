@@ -13,13 +13,13 @@ class EventLoop;
 /// too.
 ///
 /// That event is sent before the name is gone, and none comes later. A file without a link counts as gone, whatever its
-/// path says, and every event is followed by a few more looks, for a file that keeps another of its names.
+/// path says, and every event is followed by a few more checks, for a file that keeps another of its names.
 class InotifyFileEvents : public FileEvents {
 public:
     /// `loop` is borrowed.
     explicit InotifyFileEvents(EventLoop& loop) : loop_(loop) {}
 
-    /// None also when the executable had no name any more when it was asked for.
+    /// None also when the executable no longer has a name at the time of the call.
     std::optional<std::string> ownExecutable() override;
     std::optional<FileIdentity> identify(const std::string& path) const override;
     [[nodiscard]] std::unique_ptr<FileEventSource> watch(const std::string& path,

@@ -62,7 +62,7 @@ void SignalfdSignals::endDelivery(int signal) {
     handlers_.erase(signal);
 }
 
-/// The descriptor that is there is given other signals, which cannot fail.
+/// Changes the signals of the existing descriptor, which cannot fail.
 void SignalfdSignals::changeSignals() { signalfd(descriptor_.get(), &delivered_, 0); }
 
 void SignalfdSignals::takeSignals() {

@@ -11,8 +11,8 @@ namespace kelo {
 class DescriptorWatch;
 class EventLoop;
 
-/// Signals through one signalfd. It is all that is needed of the system and is made at the start: a source can always
-/// be had. A signal is urgent: its handler runs before every task, timer and handler of the loop that waits.
+/// Signals through one signalfd. The signalfd is the only resource needed and is made at the start, so making a source
+/// never fails. A signal is urgent: its handler runs before every task, timer and handler of the loop that waits.
 ///
 /// To be used before any other thread is started: a signal is taken only if every thread has it blocked, and threads
 /// inherit that from the one that starts them.

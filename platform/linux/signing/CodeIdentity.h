@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Who an executable is, as its signature says. Both are bytes without meaning to this system, either may be empty;
-/// only a signature that has been verified makes them more than a claim.
+/// Who an executable is, as its signature says. Both are opaque bytes, and either may be empty; unless a signature has
+/// been verified they are only a claim.
 struct CodeIdentity {
     std::string identifier; ///< Chosen freely by the signer.
     std::string team;       ///< Vouched for by the trust anchor.

@@ -9,7 +9,7 @@ namespace kelo {
 
 class TrustAnchor;
 
-/// What came of looking at an executable's signature.
+/// The result of checking an executable's signature.
 struct SignatureVerdict {
     std::optional<CodeIdentity> identity; ///< None when the signature was refused.
     std::string reason;                   ///< Why it was refused, one English sentence; empty when it was not.
@@ -17,9 +17,9 @@ struct SignatureVerdict {
 
 /// Verifies the signature that the open file `executable` carries against `anchor`.
 ///
-/// An identity means: somebody whose certificate for code signing the anchor vouches for, under that team, has signed
+/// An identity means: a signer whose certificate for code signing the anchor vouches for, under that team, has signed
 /// exactly this content under that identifier. The content is read once, in blocks, and only when everything else about
-/// the signature is right: only whoever holds a team's key can make a verifier read a large file. Does not move the
+/// the signature is right: only the holder of a team's key can make a verifier read a large file. Does not move the
 /// file's offset. Any thread.
 SignatureVerdict verifyCodeSignature(int executable, const TrustAnchor& anchor);
 

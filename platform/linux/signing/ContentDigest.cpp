@@ -8,7 +8,7 @@
 namespace kelo {
 namespace {
 
-/// Digesting memory fails only where OpenSSL itself is broken or starved.
+/// Digesting memory fails only where OpenSSL itself is broken or out of memory.
 void require(bool succeeded) {
     if (!succeeded)
         throw std::runtime_error("OpenSSL cannot make a SHA-256 digest.");

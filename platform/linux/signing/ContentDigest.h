@@ -8,7 +8,7 @@
 
 namespace kelo {
 
-/// A SHA-256 digest in the making.
+/// A SHA-256 digest, computed step by step.
 class ContentDigest {
 public:
     ContentDigest();

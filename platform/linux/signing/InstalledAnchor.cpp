@@ -19,7 +19,7 @@ std::string reasonOf(int error) { return std::generic_category().message(error);
 struct stat statusOf(int descriptor, const std::string& what) {
     struct stat status {};
     if (::fstat(descriptor, &status) != 0)
-        throw SignatureRefused(what + " cannot be looked at (" + reasonOf(errno) + ").");
+        throw SignatureRefused(what + " cannot be examined (" + reasonOf(errno) + ").");
     return status;
 }
 
@@ -35,7 +35,7 @@ FileDescriptor openAnchor(int folder, const std::string& name) {
     const std::string theAnchor = "The trust anchor";
     const auto theFolder = theAnchor + "'s folder";
     requireOutOfOthersReach(statusOf(folder, theFolder), theFolder);
-    // Neither through a link, which leads to a folder that nobody has looked at, nor waiting for a pipe's other end.
+    // Neither through a link, which leads to a folder that was not checked, nor waiting for a pipe's other end.
     FileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!file.isValid())
         throw SignatureRefused(theAnchor + " cannot be opened (" + reasonOf(errno) + ").");

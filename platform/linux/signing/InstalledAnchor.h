@@ -7,11 +7,11 @@ namespace kelo {
 
 class TrustAnchor;
 
-/// The trust anchor that stands in the folder of an installation: whoever can put a file there says whom to trust.
+/// The trust anchor in an installation's folder: whoever can put a file there decides whom to trust.
 ///
-/// So it counts only when nobody can but root and the user as whom the process acts: folder and file belong to one of
-/// the two, and nobody else may write to them. And it is looked at and read once, when the object is made: what stands
-/// there later changes nothing.
+/// So it counts only when nobody can except root and the effective user of the process: folder and file belong to one
+/// of the two, and nobody else may write to them. It is checked and read once, when the object is made: later changes
+/// have no effect.
 ///
 /// Copies share what was read. Any thread.
 class InstalledAnchor {

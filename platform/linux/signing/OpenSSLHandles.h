@@ -31,8 +31,8 @@ using X509StackHandle = std::unique_ptr<STACK_OF(X509), OpenSSLRelease<releaseCe
 using X509StoreHandle = std::unique_ptr<X509_STORE, OpenSSLRelease<X509_STORE_free>>;
 using X509StoreContextHandle = std::unique_ptr<X509_STORE_CTX, OpenSSLRelease<X509_STORE_CTX_free>>;
 
-/// Leaves the thread's queue of OpenSSL errors empty behind a scope whose failures are told in another way; the queue
-/// would hand a stale error to whoever looks next.
+/// Empties the thread's queue of OpenSSL errors after a scope that reports its failures in another way; otherwise a
+/// later caller would find stale errors.
 class OpenSSLErrorScope {
 public:
     OpenSSLErrorScope() = default;

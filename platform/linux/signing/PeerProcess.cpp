@@ -47,7 +47,7 @@ bool polls(int descriptor, short events) {
     return count != 0;                   // a failure counts as an event: it does not mean that all is well
 }
 
-/// Whether the process of this number is in our user namespace. None when that cannot be told.
+/// Whether the process with this id is in our user namespace. None when that is unknown.
 std::optional<bool> isInOurUserNamespace(pid_t process) {
     struct stat ours {};
     struct stat theirs {};
@@ -65,13 +65,13 @@ PeerProcess PeerProcess::ofSocket(int socket) {
         return PeerProcess(FileDescriptor(pidfd));
     if (errno == ENOPROTOOPT)
         return ofSocketByNumber(socket);
-    throw SignatureRefused("The socket does not tell its peer (" + reasonOf(errno) + ").");
+    throw SignatureRefused("The socket does not identify its peer (" + reasonOf(errno) + ").");
 }
 
 PeerProcess PeerProcess::ofSocketByNumber(int socket) {
     ucred credentials{};
     if (!readOption(socket, SO_PEERCRED, credentials))
-        throw SignatureRefused("The socket does not tell its peer (" + reasonOf(errno) + ").");
+        throw SignatureRefused("The socket does not identify its peer (" + reasonOf(errno) + ").");
     FileDescriptor pidfd(openPidfd(credentials.pid));
     if (!pidfd.isValid() && errno == ESRCH)
         throw SignatureRefused(hasEnded);
@@ -87,16 +87,16 @@ FileDescriptor PeerProcess::openExecutable() const {
     const auto path = "/proc/" + std::to_string(process) + "/exe";
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const auto error = errno;
-    // After the executable was opened: nobody comes back from a namespace of their own, so whoever is in ours now was
-    // in it then.
+    // After the executable was opened: a process cannot return from a namespace of its own, so one that is in ours now
+    // was in it then.
     const auto isOurs = isInOurUserNamespace(process);
-    // As long as the process has not exited, its number is its own: only now is it sure whose executable was opened.
+    // While the process has not exited, its id is not reused: only now is it certain whose executable was opened.
     if (hasExited())
         throw SignatureRefused(hasEnded);
     if (!executable.isValid())
         throw SignatureRefused("The peer's executable cannot be opened (" + reasonOf(error) + ").");
     if (!isOurs)
-        throw SignatureRefused("The peer's user namespace cannot be told.");
+        throw SignatureRefused("The peer's user namespace is unknown.");
     if (!*isOurs)
         throw SignatureRefused("The peer runs in another user namespace, where it may forge its executable.");
     return executable;
@@ -113,7 +113,7 @@ pid_t PeerProcess::number() const {
             return number;
         throw SignatureRefused(number < 0 ? hasEnded : "The peer runs where its process cannot be seen from here.");
     }
-    throw SignatureRefused("The peer's process cannot be told from its descriptor.");
+    throw SignatureRefused("The peer's process id cannot be read from its descriptor.");
 }
 
 bool PeerProcess::hasExited() const { return polls(pidfd_.get(), POLLIN); }

@@ -60,7 +60,7 @@ void requireMadeForCodeSigning(X509* certificate) {
         throw SignatureRefused("The signer's certificate was not made for code signing.");
 }
 
-/// What may issue certificates must not sign code as well: with one stolen key somebody could do both.
+/// What may issue certificates must not sign code as well: one stolen key would allow both.
 void requireNoAuthority(X509* certificate) {
     const auto says = X509_get_extension_flags(certificate);
     const bool mayIssue = (says & EXFLAG_KUSAGE) != 0 && (X509_get_key_usage(certificate) & KU_KEY_CERT_SIGN) != 0;
@@ -89,7 +89,7 @@ std::string teamOf(const X509* certificate) {
     return textOf(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, units.front())));
 }
 
-/// What was signed. The certificates have been looked at before: no key that the anchor does not vouch for is used.
+/// What was signed. The certificates have been checked before: no key that the anchor does not vouch for is used.
 std::string verifiedContent(CMS_ContentInfo* cms) {
     if (CMS_verify(cms, nullptr, nullptr, nullptr, nullptr, CMS_NO_SIGNER_CERT_VERIFY | CMS_BINARY) != 1)
         throw SignatureRefused("The signature does not verify.");

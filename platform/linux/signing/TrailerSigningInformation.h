@@ -13,10 +13,10 @@ namespace kelo {
 /// The team in the signature that the running executable carries.
 ///
 /// Stricter than a Mac, which reads the team without verifying anything: here a signature that does not verify has no
-/// team. And the team is that of the file that runs, also when another one stands at its path by now.
+/// team. And the team is that of the running file, even if another file is at its path by now.
 class TrailerSigningInformation : public SigningInformation {
 public:
-    /// `onRefused` is told, in one English sentence, why a call to `teamIdentifier` has no team to tell.
+    /// `onRefused` is called with the reason, one English sentence, when `teamIdentifier` returns none.
     TrailerSigningInformation(InstalledAnchor anchor, std::function<void(const std::string&)> onRefused)
         : anchor_(std::move(anchor)), onRefused_(std::move(onRefused)) {}
 

@@ -14,7 +14,7 @@
 namespace kelo {
 namespace {
 
-/// The anchor and three authorities between it and the leaf: more than anybody uses, and an end to the search.
+/// The anchor and three authorities between it and the leaf: more than are ever used, and a limit for the search.
 constexpr int maxDepth = 4;
 /// OpenSSL's name for keys worth 112 bits or more: no short RSA keys.
 constexpr int securityLevel = 2;

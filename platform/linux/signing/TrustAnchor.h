@@ -20,8 +20,8 @@ public:
     /// `others`, each of which, as the anchor itself, says that it issues certificates, and either names no purposes or
     /// code signing among them.
     ///
-    /// Dates are not looked at: on a Mac, too, what was signed stays acceptable when the certificate has expired, and a
-    /// helper must not stop to serve its app on a day of the calendar. Nobody is told of revoked certificates.
+    /// Dates are not checked: on a Mac, too, what was signed stays acceptable when the certificate has expired, and a
+    /// helper must not stop serving its app on a certain date. Revoked certificates are not detected.
     void requireIssued(X509* leaf, STACK_OF(X509) * others) const;
 
 private:

@@ -6,8 +6,8 @@
 namespace kelo {
 namespace {
 
-/// Looks through the bytes without building anything. The library's parser calls itself for each level of nesting, and
-/// would go as deep as a peer likes; and of two members with the same name it would keep one and say nothing.
+/// Looks through the bytes without building anything. The library's parser is recursive, so a peer would decide how
+/// deep it goes; and of two members with the same name it would silently keep one.
 class WellFormed : public nlohmann::json_sax<Message> {
 public:
     bool null() override { return true; }

@@ -10,7 +10,7 @@
 namespace kelo {
 namespace {
 
-/// Works for a deleted executable, too: only the last part of its path is no longer right.
+/// Works for a deleted executable, too: only the last part of its path is wrong then.
 std::string folderOfExecutable() {
     char path[PATH_MAX];
     const auto length = readlink("/proc/self/exe", path, sizeof path);

@@ -7,9 +7,9 @@
 namespace kelo {
 
 /// The folder "simulated-mac" beside the running executable: where the simulated Mac, the trust anchor and the
-/// service's socket are. There is no setting for it, so that an installation is isolated by where it is.
+/// service's socket are. It is not configurable: an installation is isolated by its location.
 ///
-/// Kept open: it stays the same folder when it is moved.
+/// Kept open, so that it stays the same folder when it is moved.
 class SimulatedMacFolder {
 public:
     static constexpr const char* name = "simulated-mac";

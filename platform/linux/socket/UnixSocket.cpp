@@ -29,19 +29,19 @@ sockaddr_un addressOf(int folder, const std::string& name) {
 
 const sockaddr* asSocketAddress(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-/// A folder within another that nobody else can put anything into. What is made there and then moved is what was made,
-/// and the place that it moves to is never empty.
+/// A subfolder that no other user can write to. What is made there and then moved cannot be replaced on the way, and
+/// its destination is never empty.
 class PrivateFolder {
 public:
     explicit PrivateFolder(int parent) : parent_(parent) {
-        if (mkdirat(parent_, name_.c_str(), 0700) != 0 && errno != EEXIST) // left by a process of our number, perhaps
+        if (mkdirat(parent_, name_.c_str(), 0700) != 0 && errno != EEXIST) // left by an earlier process of our id
             throwErrno("mkdir");
         folder_ = FileDescriptor(openat(parent_, name_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         struct stat status = {};
         if (!folder_.isValid() || fstat(folder_.get(), &status) != 0)
             throwErrno("open");
         if (status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
-            errno = EPERM; // somebody else's in the place of ours
+            errno = EPERM; // another user's in the place of ours
             throwErrno("open");
         }
     }
@@ -79,7 +79,7 @@ std::string pathOf(int folder, const std::string& name) {
 FileDescriptor listen(int folder, const std::string& name) {
     auto listener = makeSocket(SOCK_NONBLOCK);
     const int on = 1;
-    // Accepted sockets inherit it, so that not even a first message comes without its sender.
+    // Accepted sockets inherit it, so that even the first message comes with its sender.
     if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
         throwErrno("socket");
     const PrivateFolder nursery(folder);
@@ -125,7 +125,7 @@ Received receive(int socket, std::size_t maximumSize, pid_t* sender) {
     } while (length < 0 && (errno == EINTR || errno == ECONNRESET));
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return WouldBlock{};
-    // An empty message reads like the end of the connection, and is as little use.
+    // An empty message cannot be distinguished from the end of the connection.
     if (length <= 0 || static_cast<std::size_t>(length) > maximumSize)
         return Ended{};
     if (sender != nullptr)

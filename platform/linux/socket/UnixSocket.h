@@ -12,29 +12,29 @@
 
 namespace kelo {
 
-/// Sockets of Unix that keep the boundaries of messages (SOCK_SEQPACKET), named by a file in an open folder: the folder
+/// Unix sockets that keep the boundaries of messages (SOCK_SEQPACKET), named by a file in an open folder: the folder
 /// may be moved and its path may be longer than a socket's address.
 namespace unix_socket {
 
 /// Leads to `name` in the open folder, wherever the folder is now.
 std::string pathOf(int folder, const std::string& name);
 
-/// Listens at `name` in `folder`, taking the place of whoever listened there before. Anybody may connect. No step
-/// follows a link that somebody else put there meanwhile. Throws `std::system_error`.
+/// Listens at `name` in `folder`, replacing any previous listener there. Any user may connect. No step follows a link
+/// that another user put there meanwhile. Throws `std::system_error`.
 FileDescriptor listen(int folder, const std::string& name);
 
-/// Takes the next connection, non-blocking; invalid when there is none, or no descriptor left for it (`errno` tells).
+/// Takes the next connection, non-blocking; invalid when there is none, or no descriptor left for it (see `errno`).
 FileDescriptor accept(int listener);
 
-/// Connects to whoever listens at `name` in `folder`; blocking. Invalid when nobody does.
+/// Connects to the listener at `name` in `folder`; blocking. Invalid when there is none.
 FileDescriptor connect(int folder, const std::string& name);
 
 struct WouldBlock {};
-struct Ended {}; ///< The peer has gone, or what it sent is no message of at most the given size.
+struct Ended {}; ///< The peer has gone, or its message is empty or larger than the given size.
 using Received = std::variant<std::vector<std::uint8_t>, WouldBlock, Ended>;
 
-/// Receives one message of 1 to `maximumSize` bytes. Descriptors that come with it are dropped. `sender`, where given,
-/// is told the process that sent it, on a connection that was accepted; 0 when that cannot be told.
+/// Receives one message of 1 to `maximumSize` bytes. Descriptors that come with it are dropped. `sender`, if given,
+/// receives the id of the sending process, on a connection that was accepted; 0 when it is unknown.
 Received receive(int socket, std::size_t maximumSize, pid_t* sender = nullptr);
 
 enum class Sent { whole, wouldBlock, failed };

@@ -10,8 +10,8 @@
 
 namespace kelo {
 
-/// Plays a session of about a minute on a staged installation, tells on standard output what happens to the fans, and
-/// checks the helper's promises on the way.
+/// Plays a session of about a minute on a staged installation, prints what happens to the fans, and checks the helper's
+/// promises on the way.
 class Rehearsal {
 public:
     /// `folder` is a staged installation in which nothing runs. Throws `std::runtime_error` when it does not come up.

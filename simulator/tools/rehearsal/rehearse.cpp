@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     std::string timeline;
     app.add_option("folder", folder, "The staged installation")->required()->check(CLI::ExistingDirectory);
     app.add_option("--timeline", timeline, "Where the picture goes")->required();
-    app.footer("Exit status: 0 every promise was kept, 1 one was broken, 2 wrong usage.");
+    app.footer("Exit status: 0 every promise was kept, 1 one was broken, 2 incorrect usage.");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

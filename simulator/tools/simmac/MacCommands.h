@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// What keeps a command from being carried out. `what()` is one sentence for whoever typed it.
+/// A command could not be carried out. `what()` is one sentence for the user.
 class CommandRefused : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

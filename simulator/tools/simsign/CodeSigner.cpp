@@ -47,12 +47,12 @@ std::uint64_t contentSizeOf(int file) {
         if (const auto trailer = SignatureTrailer::read(file))
             return trailer->contentSize;
     } catch (const SignatureRefused& refused) {
-        // A damaged trailer does not tell where it begins, and signing it as content would hide it for good.
+        // A damaged trailer does not show where it begins, and signing it as content would hide it for good.
         throw SigningFailed(refused.what());
     }
     const auto size = ::lseek(file, 0, SEEK_END);
     if (size < 0)
-        throw SigningFailed("The size of the executable cannot be told.");
+        throw SigningFailed("The size of the executable cannot be read.");
     return static_cast<std::uint64_t>(size);
 }
 

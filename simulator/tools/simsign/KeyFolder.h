@@ -24,8 +24,8 @@ public:
     std::filesystem::path anchorFile() const;
     bool hasAnchor() const;
 
-    /// Makes the folder, if it does not exist, and a new anchor in it. Removes the teams of the anchor before: nobody
-    /// would trust them any more.
+    /// Makes the folder, if it does not exist, and a new anchor in it. Removes the teams of the previous anchor, which
+    /// would no longer be trusted.
     void makeAnchor();
 
     KeyedCertificate anchor() const;

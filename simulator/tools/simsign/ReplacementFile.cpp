@@ -22,7 +22,7 @@ ReplacementFile::ReplacementFile(std::filesystem::path target)
 
 ReplacementFile::~ReplacementFile() {
     if (!temporary_.empty())
-        ::unlink(temporary_.c_str()); // what cannot be removed stays behind under a name that nobody uses
+        ::unlink(temporary_.c_str()); // what cannot be removed stays behind under its temporary name
 }
 
 void ReplacementFile::write(std::span<const std::uint8_t> bytes) {
@@ -40,7 +40,7 @@ void ReplacementFile::adoptAttributes(int other) {
     struct stat status {};
     if (::fstat(other, &status) != 0)
         fail();
-    // The owner first: changing it takes special mode bits away. Only root may; for everybody else the file is theirs.
+    // The owner first: changing it clears special mode bits. Only root may; for other users the file stays theirs.
     [[maybe_unused]] const int isGiven = ::fchown(file_.get(), status.st_uid, status.st_gid);
     setMode(status.st_mode & 07777);
 }

@@ -11,7 +11,7 @@
 
 namespace kelo {
 
-/// A file in the making that takes another's place as a whole. It lies beside its target under a name of its own and is
+/// A new file that replaces another one atomically. It is written beside its target under a temporary name and is
 /// removed unless it is committed. All members throw `SigningFailed`.
 class ReplacementFile {
 public:

@@ -38,7 +38,7 @@ struct Arguments {
     bool isForced = false;
 };
 
-/// For its exit status: a signature that is not good is an answer, told in one sentence as everything else that fails.
+/// For its exit status: a bad signature is reported in one sentence, like every other failure.
 void require(bool condition, const std::string& sentence) {
     if (!condition)
         throw SigningFailed(sentence);

@@ -58,7 +58,7 @@ Message SocketHelperConnection::call(Request request, const Message& arguments) 
         throw HelperUnreachable("The helper refused the connection or has gone.");
     auto values = request_messages::decodeReply(*bytes, number, request);
     if (!values)
-        throw HelperUnreachable("The helper sent a reply that nobody can read.");
+        throw HelperUnreachable("The helper sent an invalid reply.");
     return std::move(*values);
 }
 

@@ -10,7 +10,8 @@ namespace kelo {
 /// A client's connection over the service's socket.
 class SocketHelperConnection : public HelperConnection {
 public:
-    /// Connects to the service in `folder`, an open descriptor. Throws `HelperUnreachable` when nobody listens.
+    /// Connects to the service in `folder`, an open descriptor. Throws `HelperUnreachable` when the service is not
+    /// listening.
     explicit SocketHelperConnection(int folder);
 
     std::optional<Data> fetchSnapshot() override;

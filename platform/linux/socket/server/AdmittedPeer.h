@@ -8,20 +8,20 @@
 
 namespace kelo {
 
-/// The process at the other end of a connection, as it was when it came.
+/// The process at the other end of a connection, as it was when it connected.
 ///
-/// A socket may be handed to another process, or stay open when its process runs another executable; neither speaks in
-/// the name of the one that was admitted. What a debugger of the same user does to the process itself goes unseen.
+/// A socket may be passed to another process, or stay open when its process runs another executable; neither is the
+/// peer that was admitted. What a debugger does to the process itself is not detected.
 class AdmittedPeer {
 public:
-    /// To be asked before the peer's signature is checked: what it runs from here on has to stay the same. None when
-    /// the peer has gone.
+    /// To be called before the peer's signature is checked: from here on it must keep running the same executable. None
+    /// when the peer has gone.
     static std::optional<AdmittedPeer> of(int socket);
 
     pid_t process() const { return process_; }
     uid_t user() const { return user_; }
 
-    /// Whether what `sender` has sent comes from this peer, still running what it ran.
+    /// Whether a message from `sender` comes from this peer, still running the same executable.
     bool hasSent(pid_t sender) const;
 
 private:

@@ -7,11 +7,11 @@ namespace kelo {
 
 class MainQueue;
 
-/// Tells why peers were cut off, and goes on quietly when there are many: strangers are not to fill the log. How many
-/// were left out is said at the end of the time in which they came. The queue's thread only.
+/// Logs why peers were cut off, at a limited rate, so that strangers cannot fill the log. How many were left out is
+/// logged at the end of each period. The queue's thread only.
 class RefusalLog {
 public:
-    /// Lines within `period` seconds before the rest is only counted.
+    /// Lines within `period` seconds; further refusals are only counted.
     static constexpr int maximumLines = 10;
     static constexpr double period = 10;
 
@@ -25,7 +25,7 @@ private:
 
     MainQueue& queue_;
     std::function<void(const std::string&)> write_;
-    int refusals_ = 0; ///< Within the present period.
+    int refusals_ = 0; ///< Within the current period.
 };
 
 } // namespace kelo

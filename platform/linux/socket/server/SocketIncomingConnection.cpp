@@ -21,8 +21,8 @@ void SocketIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> 
 
 void SocketIncomingConnection::resume() { orEnd(&SocketIncomingConnection::startReading); }
 
-/// Takes a step; when the system has no room for it, the client is cut off. Later, since whoever asked may still be
-/// about to take notice of the connection.
+/// Takes a step; when the system lacks resources for it, the client is cut off. Later, since the caller may not have
+/// stored the connection yet.
 void SocketIncomingConnection::orEnd(void (SocketIncomingConnection::*step)()) {
     try {
         (this->*step)();
@@ -42,7 +42,7 @@ void SocketIncomingConnection::startReading() {
     });
 }
 
-/// One message for each readiness, so that a busy client does not keep the others waiting.
+/// One message per readiness event, so that a busy client does not keep the others waiting.
 void SocketIncomingConnection::readRequests() {
     pid_t sender = 0;
     const auto received = unix_socket::receive(socket_.get(), request_messages::maximumRequestSize, &sender);
@@ -53,7 +53,7 @@ void SocketIncomingConnection::readRequests() {
         end();
 }
 
-/// Returns false for what is no request, or one with a number that is not larger than the last.
+/// Returns false for a message that is not a request, or whose number is not larger than the last.
 bool SocketIncomingConnection::handle(const std::vector<std::uint8_t>& bytes) {
     const auto request = request_messages::decode(bytes);
     if (!request || (lastNumber_ && request->number <= *lastNumber_))
@@ -76,7 +76,7 @@ void SocketIncomingConnection::deliver(std::vector<std::uint8_t> reply) {
     --inFlight_;
     if (!reading_)
         orEnd(&SocketIncomingConnection::startReading);
-    if (isDeaf_)
+    if (hasClientLeft_)
         return;
     unread_.push_back(std::move(reply));
     orEnd(&SocketIncomingConnection::sendWaiting);
@@ -88,7 +88,7 @@ void SocketIncomingConnection::sendWaiting() {
     while (!unread_.empty()) {
         const auto sent = unix_socket::send(socket_.get(), unread_.front());
         if (sent == unix_socket::Sent::failed) {
-            isDeaf_ = true;
+            hasClientLeft_ = true;
             unread_.clear();
             break;
         }

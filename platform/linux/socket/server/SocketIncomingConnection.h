@@ -17,20 +17,20 @@ namespace kelo {
 /// One admitted client on a socket: reads requests, makes them on the exported object, sends the replies.
 ///
 /// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
-/// well-formed request, uses a number again, leaves its replies unread or lets somebody else speak in its name is cut
-/// off; others are not affected. What a
-/// client asked for before it left is done, though nobody hears the replies. A client with many requests in flight is
-/// not read from until some are answered.
+/// well-formed request, uses a number again, leaves its replies unread or lets another process use its socket is cut
+/// off; others are not affected. Requests that a client sent before it left are still made, and their replies dropped.
+/// A client with many requests in flight is not read from until some are answered.
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
 public:
-    /// `socket` is non-blocking and is told the sender of each message.
+    /// `socket` is non-blocking and receives the sender of each message (SO_PASSCRED).
     SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, const AdmittedPeer& peer);
     ~SocketIncomingConnection() override;
 
     const AdmittedPeer& peer() const { return peer_; }
 
-    /// Called once, on the loop's thread, when the connection has ended, after the invalidation handler. May drop it.
+    /// `handler` is called once, on the loop's thread, when the connection has ended, after the invalidation handler.
+    /// May drop it.
     void onEnd(std::function<void()> handler) { onEnd_ = std::move(handler); }
 
     void exportObject(std::shared_ptr<KeloHelperProtocol> object) override;
@@ -44,7 +44,7 @@ public:
 
 private:
     static constexpr std::size_t maximumInFlight = 64; ///< Requests without a reply, before reading pauses.
-    static constexpr std::size_t maximumUnread = 64;   ///< Replies that the socket has no room for, before the cut.
+    static constexpr std::size_t maximumUnread = 64;   ///< Replies waiting for room in the socket, before the cut-off.
 
     void orEnd(void (SocketIncomingConnection::*step)());
     void readRequests();
@@ -62,7 +62,7 @@ private:
     std::unique_ptr<DescriptorWatch> reading_;
     std::unique_ptr<DescriptorWatch> writing_;
     std::deque<std::vector<std::uint8_t>> unread_; ///< Replies that wait for room in the socket.
-    bool isDeaf_ = false;                          ///< Whether the client has gone; it may have left requests.
+    bool hasClientLeft_ = false;                   ///< It reads no more replies, but may have left requests.
     std::size_t inFlight_ = 0;
     std::optional<std::uint64_t> lastNumber_;
 };

@@ -17,7 +17,7 @@ namespace kelo {
 namespace {
 
 constexpr double listenPause = 1.0; // seconds until the socket is tried again
-constexpr double acceptPause = 0.1; // seconds to wait when the system has no room for another connection
+constexpr double acceptPause = 0.1; // seconds to wait when the system has no resources for another connection
 
 } // namespace
 
@@ -42,7 +42,7 @@ bool SocketListener::resume() {
     return isListening;
 }
 
-/// A folder that is full or may not be written for the moment is no reason for the helper to end.
+/// A folder that is full or not writable at the moment is not a reason for the helper to end.
 bool SocketListener::openEndpoint() {
     // First: the number of a socket that is closed may come back at once, for something else.
     watching_.reset();
@@ -88,7 +88,7 @@ void SocketListener::stop() {
         connection->end();
 }
 
-/// One connection for each readiness, so that those who leave are noticed between those who come.
+/// One connection per readiness event, so that disconnections are noticed between new connections.
 void SocketListener::acceptNext() {
     auto socket = unix_socket::accept(listening_.get());
     if (socket.isValid())
@@ -100,7 +100,7 @@ void SocketListener::acceptNext() {
     }
 }
 
-/// Tried until it works: without it nobody would be let in until the helper is started anew.
+/// Retried until it works: otherwise no client would be accepted until the helper is restarted.
 void SocketListener::startAccepting() {
     try {
         accepting_ = loop_->watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
@@ -109,7 +109,7 @@ void SocketListener::startAccepting() {
     }
 }
 
-/// First a place, then the signature, then the admission; whoever lacks one is dropped without a word.
+/// First the limits, then the signature, then the admission; a peer that fails one is dropped without a reply.
 void SocketListener::consider(FileDescriptor socket) {
     const auto peer = AdmittedPeer::of(socket.get());
     if (const auto reason = reasonToRefuse(socket.get(), peer))
@@ -122,9 +122,9 @@ void SocketListener::consider(FileDescriptor socket) {
 
 std::optional<std::string> SocketListener::reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer) const {
     if (!requirement_ || !admission_)
-        return "A peer is cut off: nobody is to be trusted.";
+        return "A peer is cut off: there is no one to trust.";
     if (!peer)
-        return "A peer is cut off: it has gone already.";
+        return "A peer is cut off: it has already gone.";
     if (!hasPlaceFor(*peer))
         return "A peer is cut off: there are too many connections.";
     return checkPeer_(socket, *requirement_);

@@ -20,7 +20,7 @@ namespace kelo {
 class AdmittedPeer;
 class SocketIncomingConnection;
 
-/// Checks a connected peer against a requirement text. Returns why it is cut off, or none when it may come in. Called
+/// Checks a connected peer against a requirement text. Returns why it is cut off, or none when it is accepted. Called
 /// on the listener's thread.
 using PeerCheck = std::function<std::optional<std::string>(int socket, const std::string& requirement)>;
 
@@ -28,8 +28,8 @@ using PeerCheck = std::function<std::optional<std::string>(int socket, const std
 /// while the main thread is busy.
 class SocketListener : public Listener {
 public:
-    /// Nothing is opened before `resume`. `folder` is borrowed, an open descriptor. `onRefusal` is told why peers were
-    /// cut off, on the listener's thread; not of each when there are many.
+    /// Nothing is opened before `resume`. `folder` is borrowed, an open descriptor. `onRefusal` is called with the
+    /// reason why a peer was cut off, on the listener's thread, at a limited rate.
     SocketListener(int folder, std::string name, PeerCheck checkPeer,
                    std::function<void(const std::string& reason)> onRefusal);
     /// Ends all connections and the thread.
@@ -37,8 +37,8 @@ public:
 
     void setAdmission(ConnectionAdmission admission) override { admission_ = std::move(admission); }
     void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
-    /// Lets nobody in when no requirement or no admission was set. When the socket cannot be made, `onRefusal` is told
-    /// why, and it is tried again every second. A socket that is deleted later is made anew.
+    /// Accepts no peer when no requirement or no admission was set. When the socket cannot be made, `onRefusal` gets
+    /// the reason, and it is retried every second. A socket that is deleted later is made anew.
     [[nodiscard]] bool resume() override;
 
     /// Sends what is to be sent and ends the thread; nothing is served afterwards. May be called more than once.
@@ -48,8 +48,8 @@ public:
     /// of a peer, and `stop` would wait for it.
     bool stopsWithin(std::chrono::milliseconds timeout);
 
-    // However many come, others find a place: other processes of the same user, other users, and our own user above
-    // all.
+    // However many connect, there is room for others: other processes of the same user, other users, and our own user
+    // above all.
     static constexpr std::ptrdiff_t maximumConnections = 256;
     static constexpr std::ptrdiff_t maximumOfProcess = 32;
     static constexpr std::ptrdiff_t maximumOfUser = 128;
