@@ -48,6 +48,15 @@ inline constexpr std::array<RequestSignature, 5> requestTable = {{
     {Request::standDown, "standDownWithReply:", {}, {}},
 }};
 
+/// Whether each request stands in the table at its own place.
+constexpr bool isRequestTableInOrder() {
+    for (std::size_t i = 0; i < requestTable.size(); ++i)
+        if (requestTable[i].request != static_cast<Request>(i))
+            return false;
+    return true;
+}
+static_assert(isRequestTableInOrder(), "the rows are found by the number of their request");
+
 constexpr const RequestSignature& signatureOf(Request request) {
     return requestTable[static_cast<std::size_t>(request)];
 }

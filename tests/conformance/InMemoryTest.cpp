@@ -1,10 +1,14 @@
 #include "simulator/model/SimulatedController.h"
 #include "simulator/model/SimulatedExchange.h"
 #include "tests/conformance/ClamshellConformance.h"
+#include "tests/conformance/ClockConformance.h"
 #include "tests/conformance/MainQueueConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
+#include "tests/conformance/SignalsConformance.h"
+#include "tests/conformance/SigningInformationConformance.h"
 #include "tests/support/ScriptedClamshell.h"
+#include "tests/support/ScriptedPlatform.h"
 #include "tests/support/ScriptedPower.h"
 #include "tests/support/VirtualQueue.h"
 
@@ -68,7 +72,42 @@ private:
     ScriptedClamshell clamshell_;
 };
 
+class VirtualClockHarness {
+public:
+    Clock& clock() { return clock_; }
+
+private:
+    double now_ = 0;
+    VirtualClock clock_{now_};
+};
+
+class ScriptedSignalsHarness {
+public:
+    Signals& signals() { return signals_; }
+    void raise(int signal) { waiting_.push_back(signal); }
+    void run() {
+        for (const int signal : std::exchange(waiting_, {}))
+            signals_.send(signal);
+    }
+
+private:
+    ScriptedSignals signals_;
+    std::vector<int> waiting_;
+};
+
+class ScriptedSigningInformationHarness {
+public:
+    SigningInformation& signingInformation() { return information_; }
+    void sign(const std::optional<std::string>& team) { information_.team = team; }
+
+private:
+    ScriptedSigningInformation information_;
+};
+
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, ClamshellConformance, ScriptedClamshellHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, ClockConformance, VirtualClockHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SignalsConformance, ScriptedSignalsHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SigningInformationConformance, ScriptedSigningInformationHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, MainQueueConformance, VirtualQueueHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SMCExchangeConformance, SimulatedExchangeHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, PowerNotificationsConformance, ScriptedPowerHarness);

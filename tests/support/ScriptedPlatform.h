@@ -42,7 +42,8 @@ public:
         const auto found = handlers_.find(signal);
         if (found == handlers_.end())
             return false;
-        found->second();
+        const auto onSignal = found->second; // it may destroy its source
+        onSignal();
         return true;
     }
 

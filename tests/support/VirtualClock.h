@@ -12,7 +12,7 @@ public:
 
     double now() override { return now_; }
     void sleep(double seconds) override {
-        now_ += seconds;
+        now_ += seconds > 0 ? seconds : 0;
         ++sleeps;
     }
 

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/posix/PosixRights.h"
+#include "tests/conformance/ClockConformance.h"
 
 namespace kelo {
 namespace {
@@ -58,6 +59,16 @@ TEST_F(PosixClockTest, ASignalDoesNotCutTheSleepShort) {
 }
 
 TEST(PosixRights, RootIsWhoeverActsAsUserZero) { EXPECT_EQ(PosixRights().isRoot(), geteuid() == 0); }
+
+class PosixClockHarness {
+public:
+    Clock& clock() { return clock_; }
+
+private:
+    PosixClock clock_;
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Posix, ClockConformance, PosixClockHarness);
 
 } // namespace
 } // namespace kelo

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "core/fan/Clock.h"
+
+namespace kelo {
+
+/// What every clock must do. The harness:
+///
+///     Clock& clock();
+template <typename Harness>
+class ClockConformance : public ::testing::Test {
+protected:
+    Clock& clock() { return harness.clock(); }
+
+    /// How far the clock goes on while somebody sleeps on it.
+    double timeToSleep(double seconds) {
+        const double start = clock().now();
+        clock().sleep(seconds);
+        return clock().now() - start;
+    }
+
+    Harness harness;
+};
+
+TYPED_TEST_SUITE_P(ClockConformance);
+
+TYPED_TEST_P(ClockConformance, NeverGoesBack) {
+    double last = this->clock().now();
+    for (int i = 0; i < 1000; ++i) {
+        const double now = this->clock().now();
+        EXPECT_GE(now, last);
+        last = now;
+    }
+}
+
+TYPED_TEST_P(ClockConformance, GoesOnByAtLeastWhatWasSlept) {
+    EXPECT_GE(this->timeToSleep(0.01), 0.01);
+    EXPECT_GE(this->timeToSleep(0.03), 0.03);
+}
+
+TYPED_TEST_P(ClockConformance, SleepingForNoTimeTakesNone) {
+    EXPECT_LT(this->timeToSleep(0), 1);
+    EXPECT_LT(this->timeToSleep(-5), 1);
+    EXPECT_GE(this->timeToSleep(-5), 0);
+    EXPECT_LT(this->timeToSleep(std::numeric_limits<double>::quiet_NaN()), 1);
+}
+
+REGISTER_TYPED_TEST_SUITE_P(ClockConformance, NeverGoesBack, GoesOnByAtLeastWhatWasSlept, SleepingForNoTimeTakesNone);
+
+} // namespace kelo
