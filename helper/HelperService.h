@@ -45,6 +45,8 @@ public:
     ~HelperService() override;
 
     void fetchSnapshot(DataReply reply) override;
+    /// A hold that cannot start leaves none in force: fans that were taken before it failed are handed back at once,
+    /// since nobody would watch them.
     void hold(double fraction, bool handsBackOnLidClose, ErrorReply reply) override;
     void handBack(ErrorReply reply) override;
     void helperVersion(VersionReply reply) override;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstddef>
 #include <map>
 #include <memory>
 
@@ -17,14 +20,25 @@ public:
     HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed);
     ~HardwareServer();
 
+    /// Of what is taken for a call: several times the largest of ours.
+    static constexpr std::size_t maximumCallSize = 4096;
+
+    // However many strangers come, other users who are strangers find a place, and whoever runs the Mac above all.
+    static constexpr std::ptrdiff_t maximumOfStranger = 16;  ///< Connections of one user.
+    static constexpr std::ptrdiff_t maximumOfStrangers = 64; ///< Connections of them all.
+
 private:
     struct Connection {
         FileDescriptor socket;
         std::unique_ptr<DescriptorWatch> watch;
+        uid_t user;
         Caller caller;
     };
 
-    void acceptWaiting();
+    void startAccepting();
+    void acceptNext();
+    void consider(FileDescriptor socket);
+    bool hasPlaceFor(uid_t user) const;
     void readCall(int id);
     /// None when there is nothing to answer at once.
     CallHandlers::Answer answerTo(Caller& caller, const std::vector<std::uint8_t>& bytes);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/linux/socket/RequestMessages.h"
+#include "platform/posix/Hex.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/process/Installation.h"
 
@@ -33,7 +34,7 @@ public:
         return all.size() >= commands_ ? all[commands_ - 1] : "no answer";
     }
     bool connect() { return perform("connect") == "connected"; }
-    std::string send(const std::vector<std::uint8_t>& bytes) { return perform("send " + hex(bytes)); }
+    std::string send(const std::vector<std::uint8_t>& bytes) { return perform("send " + hexOf(bytes)); }
     /// Makes a request without waiting for its reply.
     void request(Request request, const Message& arguments = Message::array()) {
         send(request_messages::encode(++number_, request, arguments));
@@ -59,14 +60,6 @@ private:
         for (std::string line; std::getline(output, line) && !output.eof();)
             lines.push_back(line);
         return lines;
-    }
-    static std::string hex(const std::vector<std::uint8_t>& bytes) {
-        std::string text;
-        for (const auto byte : bytes) {
-            text += "0123456789abcdef"[byte >> 4];
-            text += "0123456789abcdef"[byte & 15];
-        }
-        return text;
     }
     static std::vector<std::uint8_t> bytes(const std::string& text) {
         std::vector<std::uint8_t> bytes;

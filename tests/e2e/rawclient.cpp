@@ -14,6 +14,7 @@
 #include "platform/linux/socket/ServiceSocket.h"
 #include "platform/linux/socket/SimulatedMacFolder.h"
 #include "platform/linux/socket/UnixSocket.h"
+#include "platform/posix/Hex.h"
 #include "protocol/KeloHelper.h"
 
 namespace kelo {
@@ -26,16 +27,6 @@ Bytes fromHex(const std::string& text) {
     for (std::size_t i = 0; i + 1 < text.size(); i += 2)
         bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
     return bytes;
-}
-
-std::string toHex(const Bytes& bytes) {
-    constexpr const char* digits = "0123456789abcdef";
-    std::string text;
-    for (const auto byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
 }
 
 class RawClient {
@@ -69,7 +60,7 @@ private:
     std::string receive() {
         const auto received = unix_socket::receive(socket_.get(), request_messages::maximumReplySize);
         if (const auto* bytes = std::get_if<Bytes>(&received))
-            return toHex(*bytes);
+            return hexOf(*bytes);
         return std::holds_alternative<unix_socket::Ended>(received) ? "ended" : "nothing";
     }
 

@@ -1,42 +1,115 @@
 #include "platform/linux/socket/Message.h"
 
+#include <array>
 #include <set>
-#include <string>
+#include <span>
+#include <string_view>
 
 namespace kelo {
 namespace {
 
-/// Looks through the bytes without building anything. The library's parser is recursive, so a peer would decide how
-/// deep it goes; and of two members with the same name it would silently keep one.
-class WellFormed : public nlohmann::json_sax<Message> {
+/// Looks through the bytes before the library does. Its parser is recursive, for texts in pieces too, so a peer would
+/// decide how deep it goes; and of two members with the same name it would silently keep one. What the library's encoder
+/// never writes, indefinite lengths and tags, does not pass.
+class Inspection {
 public:
-    bool null() override { return true; }
-    bool boolean(bool) override { return true; }
-    bool number_integer(number_integer_t) override { return true; }
-    bool number_unsigned(number_unsigned_t) override { return true; }
-    bool number_float(number_float_t, const string_t&) override { return true; }
-    bool string(string_t&) override { return true; }
-    bool binary(binary_t&) override { return true; }
-    bool key(string_t& name) override { return keys_.back().insert(name).second; }
-    bool start_object(std::size_t) override { return enter(); }
-    bool end_object() override { return leave(); }
-    bool start_array(std::size_t) override { return enter(); }
-    bool end_array() override { return leave(); }
-    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+    explicit Inspection(std::span<const std::uint8_t> bytes) : left_(bytes) {}
+
+    /// Whether the bytes are one item, no deeper than allowed and without a name that is there twice.
+    bool passes() {
+        while (true) {
+            while (levels_[depth_].awaited == 0) {
+                if (depth_ == 0)
+                    return left_.empty();
+                --depth_;
+            }
+            if (!takeItem())
+                return false;
+        }
+    }
 
 private:
     static constexpr std::size_t maximumDepth = 8;
 
-    bool enter() {
-        keys_.emplace_back();
-        return keys_.size() <= maximumDepth;
+    enum class Kind : std::uint8_t { positive, negative, bytes, text, array, map, tag, simple };
+    struct Head {
+        Kind kind;
+        std::uint64_t number; ///< A value, a length or a count.
+    };
+    /// An array or a map that is open.
+    struct Level {
+        std::uint64_t awaited = 0; ///< Items that are still to come; names are items.
+        bool isMap = false;
+        std::set<std::string_view> names;
+    };
+
+    /// The next item, but not what is in it.
+    bool takeItem() {
+        auto& level = levels_[depth_];
+        const bool isName = level.isMap && level.awaited % 2 == 0;
+        --level.awaited;
+        const auto head = takeHead();
+        if (!head)
+            return false;
+        if (isName)
+            return head->kind == Kind::text && takeName(level, head->number);
+        switch (head->kind) {
+        case Kind::bytes:
+        case Kind::text:
+            return take(head->number).has_value();
+        case Kind::array:
+        case Kind::map:
+            return enter(head->kind == Kind::map, head->number);
+        case Kind::tag:
+            return false;
+        default:
+            return true;
+        }
     }
-    bool leave() {
-        keys_.pop_back();
+
+    std::optional<Head> takeHead() {
+        const auto first = take(1);
+        if (!first)
+            return std::nullopt;
+        const auto kind = static_cast<Kind>(first->front() >> 5);
+        const unsigned size = first->front() & 0x1F;
+        if (size < 24)
+            return Head{kind, size};
+        if (size > 27) // an indefinite length among others
+            return std::nullopt;
+        const auto bytes = take(1U << (size - 24));
+        if (!bytes)
+            return std::nullopt;
+        std::uint64_t number = 0;
+        for (const auto byte : *bytes)
+            number = number << 8 | byte;
+        return Head{kind, number};
+    }
+
+    bool takeName(Level& level, std::uint64_t length) {
+        const auto name = take(length);
+        return name && level.names.emplace(reinterpret_cast<const char*>(name->data()), name->size()).second;
+    }
+
+    std::optional<std::span<const std::uint8_t>> take(std::uint64_t length) {
+        if (length > left_.size())
+            return std::nullopt;
+        const auto taken = left_.first(length);
+        left_ = left_.subspan(length);
+        return taken;
+    }
+
+    bool enter(bool isMap, std::uint64_t count) {
+        // An item takes a byte at least, so that twice a count that can be is a number that can be.
+        if (depth_ == maximumDepth || count > left_.size())
+            return false;
+        levels_[++depth_] = {isMap ? 2 * count : count, isMap, {}};
         return true;
     }
 
-    std::vector<std::set<std::string>> keys_; ///< Of each map that is open; none for an array.
+    std::span<const std::uint8_t> left_;
+    std::array<Level, maximumDepth + 1> levels_{Level{1, false, {}}}; ///< The first awaits the whole message.
+    std::size_t depth_ = 0;
 };
 
 } // namespace
@@ -44,8 +117,7 @@ private:
 std::vector<std::uint8_t> encodeMessage(const Message& message) { return Message::to_cbor(message); }
 
 std::optional<Message> decodeMessage(const std::vector<std::uint8_t>& bytes) {
-    WellFormed check;
-    if (!Message::sax_parse(bytes, &check, nlohmann::detail::input_format_t::cbor))
+    if (!Inspection(bytes).passes())
         return std::nullopt;
     auto message = Message::from_cbor(bytes, true, false);
     if (!message.is_object())

@@ -12,8 +12,8 @@ using Message = nlohmann::json;
 
 std::vector<std::uint8_t> encodeMessage(const Message& message);
 
-/// None for bytes that are not exactly one CBOR map, hold a name twice in one map, or are nested more deeply than any
-/// valid message.
+/// None for bytes that are not exactly one CBOR map, hold a name twice in one map, are nested more deeply than any
+/// valid message, or hold what `encodeMessage` never writes: an indefinite length or a tag.
 std::optional<Message> decodeMessage(const std::vector<std::uint8_t>& bytes);
 
 } // namespace kelo

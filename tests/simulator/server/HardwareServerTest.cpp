@@ -4,8 +4,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/linux/socket/Message.h"
 #include "platform/linux/socket/UnixSocket.h"
@@ -81,12 +84,46 @@ TEST_F(HardwareServerTest, AClientThatGoesBeforeItsSlowAnswerEndsNothing) {
     EXPECT_TRUE(isServing());
 }
 
+TEST_F(HardwareServerTest, ACallLargerThanAnyOfOursEndsItsConnectionAndNoOther) {
+    const auto size = [](const AnyCall& call) { return encode(call).size(); };
+    const std::string text(HardwareServer::maximumCallSize - size(ReportType{"F0Ac", std::string(256, 'x')}) + 256,
+                           'x');
+    ASSERT_EQ(size(ReportType{"F0Ac", text}), HardwareServer::maximumCallSize);
+    RawLink link(mac.folder());
+    EXPECT_EQ(link.refusalOf(encode(AnyCall(ReportType{"F0Ac", text}))), "not refused");
+    EXPECT_EQ(mac.refusal(ReportType{"F0Ac", text + "x"}), "The simulated Mac has gone.");
+    EXPECT_EQ(link.refusalOf(encode(AnyCall(Show{}))), "not refused");
+}
+
+TEST_F(HardwareServerTest, NestingWithoutEndIsRefusedOrEndsItsConnectionAndNothingElse) {
+    for (const std::uint8_t byte : std::vector<std::uint8_t>{0x5F, 0x7F, 0x81, 0x9F, 0xBF, 0xC0}) {
+        const std::vector<std::uint8_t> nested(50'000, byte);
+        RawLink link(mac.folder());
+        EXPECT_THAT(link.refusalOf({nested.begin(), nested.begin() + HardwareServer::maximumCallSize}),
+                    StartsWith("That cannot be done: "));
+        const auto other = unix_socket::connect(mac.folder(), HardwareLink::socketName);
+        EXPECT_EQ(unix_socket::send(other.get(), nested), unix_socket::Sent::whole);
+        EXPECT_TRUE(isServing());
+    }
+}
+
+TEST_F(HardwareServerTest, AClientThatDoesNotReadItsAnswersIsDropped) {
+    const auto socket = unix_socket::connect(mac.folder(), HardwareLink::socketName);
+    const auto show = encode(AnyCall(Show{}));
+    int calls = 0;
+    while (calls < 100'000 && unix_socket::send(socket.get(), show) == unix_socket::Sent::whole)
+        ++calls;
+    EXPECT_LT(calls, 100'000);
+    EXPECT_TRUE(isServing());
+}
+
+constexpr uid_t nobody = 65534;
+
 /// Runs `work` on a thread of somebody without rights: to the kernel, a user belongs to each thread.
-void asNobody(const std::function<void()>& work) {
+void as(uid_t user, const std::function<void()>& work) {
     std::thread([&] {
         constexpr uid_t unchanged = static_cast<uid_t>(-1);
-        constexpr uid_t nobody = 65534;
-        ASSERT_EQ(syscall(SYS_setresuid, unchanged, nobody, unchanged), 0);
+        ASSERT_EQ(syscall(SYS_setresuid, unchanged, user, unchanged), 0);
         work();
     }).join();
 }
@@ -94,7 +131,7 @@ void asNobody(const std::function<void()>& work) {
 TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only the superuser can become somebody else";
-    asNobody([this] {
+    as(nobody, [this] {
         EXPECT_TRUE(isServing());
         EXPECT_EQ(mac.refusal(Exchange{}), "");
         EXPECT_EQ(mac.refusal(ReadClamshell{}), "");
@@ -103,12 +140,66 @@ TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
     const AnyCall drives[] = {SetLid{true}, Sleep{},        Wake{},       SetLoad{1},   SetKey{},
                               Interfere{},  FailExchange{}, AnswerWith{}, ReportSize{}, ReportType{},
                               RemoveKey{},  AnswerSlowly{}, ClearFaults{}};
-    asNobody([&] {
+    as(nobody, [&] {
         RawLink link(mac.folder());
         for (const auto& drive : drives)
             EXPECT_EQ(link.refusalOf(encode(drive)), "Only whoever runs the simulated Mac can do that.");
     });
     EXPECT_FALSE(mac.call(Show{}).lidClosed);
+}
+
+class CrowdedHardwareServerTest : public HardwareServerTest {
+protected:
+    void SetUp() override {
+        if (geteuid() != 0)
+            GTEST_SKIP() << "only the superuser can become somebody else";
+    }
+
+    /// Makes so many connections as `user`, and keeps those that are served. Returns how many are.
+    int crowd(uid_t user, int attempts) {
+        int served = 0;
+        as(user, [&] {
+            for (int i = 0; i < attempts; ++i)
+                if (auto link = HardwareLink::connect(mac.folder()); isServed(*link)) {
+                    links.push_back(std::move(link));
+                    ++served;
+                }
+        });
+        return served;
+    }
+    static bool isServed(HardwareLink& link) {
+        try {
+            link.call(ReadClamshell{});
+            return true;
+        } catch (const CallFailed&) {
+            return false;
+        }
+    }
+
+    std::vector<std::unique_ptr<HardwareLink>> links;
+};
+
+TEST_F(CrowdedHardwareServerTest, AStrangerHasSoManyPlacesAndLeavesThoseOfOthers) {
+    EXPECT_EQ(crowd(nobody, 2 * HardwareServer::maximumOfStranger), HardwareServer::maximumOfStranger);
+    EXPECT_EQ(crowd(nobody - 1, 1), 1);
+    EXPECT_TRUE(isServing());
+}
+
+TEST_F(CrowdedHardwareServerTest, AllStrangersTogetherHaveSoManyPlacesAndLeaveTheOwners) {
+    int served = 0;
+    for (uid_t user = nobody - 10; user < nobody; ++user)
+        served += crowd(user, HardwareServer::maximumOfStranger);
+    EXPECT_EQ(served, HardwareServer::maximumOfStrangers);
+    EXPECT_EQ(crowd(nobody, 1), 0);
+    EXPECT_EQ(crowd(geteuid(), 100), 100);
+    EXPECT_TRUE(std::all_of(links.begin(), links.end(), [](const auto& link) { return isServed(*link); }));
+}
+
+TEST_F(CrowdedHardwareServerTest, APlaceThatIsLeftIsTakenAgain) {
+    EXPECT_EQ(crowd(nobody, HardwareServer::maximumOfStranger), HardwareServer::maximumOfStranger);
+    links.clear();
+    EXPECT_TRUE(isServing()); // after it has noticed who has gone
+    EXPECT_EQ(crowd(nobody, HardwareServer::maximumOfStranger), HardwareServer::maximumOfStranger);
 }
 
 } // namespace
