@@ -3,6 +3,10 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <cerrno>
+#include <string>
+#include <system_error>
+
 #include "platform/linux/socket/UnixSocket.h"
 
 namespace kelo {
@@ -10,14 +14,13 @@ namespace {
 
 using namespace hardware_calls;
 
-// Without a limit a simulated Mac that hangs would keep the helper from ever leaving.
-constexpr int defaultTimeout = 10; // seconds
-
 AnyAnswer receiveFrom(int socket) {
     const auto received = unix_socket::receive(socket, HardwareLink::maximumMessageSize);
+    if (std::holds_alternative<unix_socket::WouldBlock>(received))
+        throw MacHangs();
     const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
     if (bytes == nullptr)
-        throw CallFailed("The simulated Mac has gone.");
+        throw MacHasGone();
     try {
         return decodeAnswer(*bytes);
     } catch (const std::invalid_argument& error) {
@@ -27,25 +30,38 @@ AnyAnswer receiveFrom(int socket) {
 
 } // namespace
 
-std::unique_ptr<HardwareLink> HardwareLink::connect(int folder) {
-    auto socket = unix_socket::connect(folder, socketName);
-    if (!socket.isValid())
-        return nullptr;
+std::unique_ptr<HardwareLink> HardwareLink::connect(int folder, std::chrono::milliseconds timeout) {
+    auto socket = unix_socket::connect(folder, socketName, timeout);
+    if (!socket.isValid()) {
+        const int error = errno;
+        if (error == ENOENT || error == ECONNREFUSED)
+            return nullptr;
+        if (error == EAGAIN)
+            throw MacHangs();
+        throw CallFailed("The simulated Mac cannot be reached: " + std::generic_category().message(error) + ".");
+    }
     std::unique_ptr<HardwareLink> link(new HardwareLink(std::move(socket)));
     link->setTimeout(defaultTimeout);
     return link;
 }
 
-void HardwareLink::setTimeout(int seconds) {
-    const timeval timeout = {.tv_sec = seconds, .tv_usec = 0};
+void HardwareLink::setTimeout(std::chrono::milliseconds limit) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    const timeval timeout = {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(limit - seconds).count()};
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
 }
 
 AnyAnswer HardwareLink::answerTo(const AnyCall& call) {
     auto socket = std::move(socket_); // closed by what throws: a late answer would be taken for that of the next call
-    if (unix_socket::send(socket.get(), encode(call)) != unix_socket::Sent::whole)
-        throw CallFailed("The simulated Mac has gone.");
+    switch (unix_socket::send(socket.get(), encode(call))) {
+    case unix_socket::Sent::whole:
+        break;
+    case unix_socket::Sent::wouldBlock:
+        throw MacHangs();
+    case unix_socket::Sent::failed:
+        throw MacHasGone();
+    }
     auto answer = receiveFrom(socket.get());
     socket_ = std::move(socket);
     if (const auto* refused = std::get_if<Refused>(&answer))

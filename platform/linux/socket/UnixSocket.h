@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -23,8 +24,11 @@ FileDescriptor listen(int folder, const std::string& name);
 /// Takes the next connection, non-blocking; invalid when there is none, or no descriptor left for it (`errno` tells).
 FileDescriptor accept(int listener);
 
-/// Connects to whoever listens at `name` in `folder`; blocking. Invalid when nobody does.
-FileDescriptor connect(int folder, const std::string& name);
+/// Connects to whoever listens at `name` in `folder`; blocking. Whoever accepts nobody is waited for at most for
+/// `timeout`, more than 0, which limits each sending over the socket, too. Invalid when nobody listens, nobody accepts
+/// in time or there is no descriptor left (`errno` tells: ENOENT or ECONNREFUSED, EAGAIN, or another).
+FileDescriptor connect(int folder, const std::string& name,
+                       std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 struct WouldBlock {};
 struct Ended {}; ///< The peer has gone, or what it sent is no message of at most the given size.

@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "platform/linux/hardware/SimulatedMacClamshell.h"
@@ -64,6 +66,92 @@ TEST(FailingMacTest, TheLidIsAbsentAfterNonsenseAndReadFromTheNextMac) {
     for (const auto& bytes : nonsense())
         EXPECT_EQ(mac.during(bytes, state), ClamshellProperty());
     EXPECT_EQ(mac.during(encode(AnyAnswer(ClamshellState{true})), state), ClamshellProperty(true));
+}
+
+/// Waits long enough for a busy machine, and briefly for a Mac that says nothing.
+constexpr MacPatience shortPatience = {
+    .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
+
+class HangingMacTest : public ::testing::Test {
+protected:
+    bool exchangeOnce() {
+        SMCKeyData reply{};
+        return exchange.exchange(connection, {}, reply);
+    }
+    template <typename Work>
+    static std::chrono::milliseconds durationOf(const Work& work) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+    }
+
+    const Bytes done = encode(AnyAnswer(ExchangeReply{SMCKeyData{}}));
+    ScriptedMac mac;
+    SimulatedMacExchange exchange{mac.folder(), shortPatience};
+    SimulatedMacClamshell clamshell{mac.folder(), shortPatience};
+    const std::uint32_t connection = exchange.open();
+};
+
+TEST_F(HangingMacTest, TheExchangeAfterOneThatWasNotAnsweredInTimeIsAnswered) {
+    mac.accept();
+    EXPECT_FALSE(exchangeOnce());
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+}
+
+TEST_F(HangingMacTest, AnExchangeWithAMacThatHasBeenRestartedIsTriedAgainAtOnce) {
+    mac.accept();
+    mac.goAway();
+    mac.comeBack();
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+}
+
+TEST_F(HangingMacTest, AnExchangeFailsWhileNoMacIsThereAndSucceedsWhenOneIsBack) {
+    mac.accept();
+    mac.goAway();
+    EXPECT_FALSE(exchangeOnce());
+    EXPECT_FALSE(exchangeOnce());
+    mac.comeBack();
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+}
+
+TEST_F(HangingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
+    mac.accept();
+    exchange.close(connection);
+    mac.goAway();
+    mac.comeBack();
+    EXPECT_FALSE(exchangeOnce());
+}
+
+TEST_F(HangingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
+    mac.accept();
+    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    mac.clearBacklog();
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+}
+
+TEST_F(HangingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
+    const MacPatience forgetful = {shortPatience.answer, shortPatience.retry, std::chrono::milliseconds(1)};
+    SimulatedMacExchange other(mac.folder(), forgetful);
+    const auto handle = other.open();
+    SMCKeyData reply{};
+    EXPECT_FALSE(other.exchange(handle, {}, reply));
+    std::this_thread::sleep_for(forgetful.memory);
+    EXPECT_GE(durationOf([&] { EXPECT_FALSE(other.exchange(handle, {}, reply)); }), forgetful.answer);
+}
+
+TEST_F(HangingMacTest, TheLidOfAMacThatHungIsWaitedForBriefly) {
+    EXPECT_GE(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
+}
+
+TEST_F(HangingMacTest, AMacThatAcceptsNobodyKeepsNobodyWaitingForLong) {
+    const auto waiting = mac.fillBacklog();
+    SimulatedMacExchange other(mac.folder(), shortPatience);
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(other.open(), 0U); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
 }
 
 class FailingPowerDomainTest : public ::testing::Test {
