@@ -5,9 +5,9 @@
 
 #include <cerrno>
 #include <string>
-#include <system_error>
 
 #include "platform/linux/socket/UnixSocket.h"
+#include "platform/posix/Errno.h"
 
 namespace kelo {
 namespace {
@@ -33,12 +33,11 @@ AnyAnswer receiveFrom(int socket) {
 std::unique_ptr<HardwareLink> HardwareLink::connect(int folder, std::chrono::milliseconds timeout) {
     auto socket = unix_socket::connect(folder, socketName, timeout);
     if (!socket.isValid()) {
-        const int error = errno;
-        if (error == ENOENT || error == ECONNREFUSED)
+        if (errno == ENOENT || errno == ECONNREFUSED)
             return nullptr;
-        if (error == EAGAIN)
+        if (errno == EAGAIN)
             throw MacHangs();
-        throw CallFailed("The simulated Mac cannot be reached: " + std::generic_category().message(error) + ".");
+        throwErrno("connect");
     }
     std::unique_ptr<HardwareLink> link(new HardwareLink(std::move(socket)));
     link->setTimeout(defaultTimeout);

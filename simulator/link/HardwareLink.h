@@ -40,7 +40,7 @@ public:
     static constexpr std::chrono::seconds defaultTimeout{10};
 
     /// Null when no simulated Mac runs in `folder`, an open descriptor. Throws `MacHangs` when it accepts nobody within
-    /// `timeout`, and `CallFailed` when there is no descriptor left.
+    /// `timeout`, and `std::system_error` when there is no descriptor left.
     static std::unique_ptr<HardwareLink> connect(int folder, std::chrono::milliseconds timeout = defaultTimeout);
 
     /// How long a call waits for its answer, more than 0; `defaultTimeout` unless set.

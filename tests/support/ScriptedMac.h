@@ -50,9 +50,13 @@ public:
     }
     /// Accepts whoever waits and hangs up on them.
     void clearBacklog() {
-        pollfd waiting{.fd = listening_.get(), .events = POLLIN, .revents = 0};
-        while (poll(&waiting, 1, 0) == 1)
+        while (isAskedToAccept())
             unix_socket::accept(listening_.get());
+    }
+    /// Whether somebody waits to be accepted.
+    bool isAskedToAccept() const {
+        pollfd waiting{.fd = listening_.get(), .events = POLLIN, .revents = 0};
+        return poll(&waiting, 1, 0) == 1;
     }
     /// Goes: whoever connects is refused.
     void goAway() {
