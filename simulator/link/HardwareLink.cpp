@@ -3,21 +3,24 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <cerrno>
+#include <string>
+
 #include "platform/linux/socket/UnixSocket.h"
+#include "platform/posix/Errno.h"
 
 namespace kelo {
 namespace {
 
 using namespace hardware_calls;
 
-// Without a timeout a simulated Mac that hangs would keep the helper from exiting.
-constexpr int defaultTimeout = 10; // seconds
-
 AnyAnswer receiveFrom(int socket) {
     const auto received = unix_socket::receive(socket, HardwareLink::maximumMessageSize);
+    if (std::holds_alternative<unix_socket::WouldBlock>(received))
+        throw MacHangs();
     const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
     if (bytes == nullptr)
-        throw CallFailed("The simulated Mac has gone.");
+        throw MacHasGone();
     try {
         return decodeAnswer(*bytes);
     } catch (const std::invalid_argument& error) {
@@ -27,25 +30,37 @@ AnyAnswer receiveFrom(int socket) {
 
 } // namespace
 
-std::unique_ptr<HardwareLink> HardwareLink::connect(int folder) {
-    auto socket = unix_socket::connect(folder, socketName);
-    if (!socket.isValid())
-        return nullptr;
+std::unique_ptr<HardwareLink> HardwareLink::connect(int folder, std::chrono::milliseconds timeout) {
+    auto socket = unix_socket::connect(folder, socketName, timeout);
+    if (!socket.isValid()) {
+        if (errno == ENOENT || errno == ECONNREFUSED)
+            return nullptr;
+        if (errno == EAGAIN)
+            throw MacHangs();
+        throwErrno("connect");
+    }
     std::unique_ptr<HardwareLink> link(new HardwareLink(std::move(socket)));
     link->setTimeout(defaultTimeout);
     return link;
 }
 
-void HardwareLink::setTimeout(int seconds) {
-    const timeval timeout = {.tv_sec = seconds, .tv_usec = 0};
+void HardwareLink::setTimeout(std::chrono::milliseconds limit) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    const timeval timeout = {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(limit - seconds).count()};
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
 }
 
 AnyAnswer HardwareLink::answerTo(const AnyCall& call) {
     auto socket = std::move(socket_); // closed by what throws: a late answer would be taken for that of the next call
-    if (unix_socket::send(socket.get(), encode(call)) != unix_socket::Sent::whole)
-        throw CallFailed("The simulated Mac has gone.");
+    switch (unix_socket::send(socket.get(), encode(call))) {
+    case unix_socket::Sent::whole:
+        break;
+    case unix_socket::Sent::wouldBlock:
+        throw MacHangs();
+    case unix_socket::Sent::failed:
+        throw MacHasGone();
+    }
     auto answer = receiveFrom(socket.get());
     socket_ = std::move(socket);
     if (const auto* refused = std::get_if<Refused>(&answer))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -16,6 +17,18 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The Mac is not there any more, or has hung up.
+class MacHasGone : public CallFailed {
+public:
+    MacHasGone() : CallFailed("The simulated Mac has gone.") {}
+};
+
+/// The Mac is there and said nothing within the timeout.
+class MacHangs : public CallFailed {
+public:
+    MacHangs() : CallFailed("The simulated Mac does not answer.") {}
+};
+
 /// A connection to the simulated Mac: calls that wait for their answer. One thread.
 class HardwareLink {
 public:
@@ -23,14 +36,18 @@ public:
     static constexpr const char* socketName = "hardware.socket";
     static constexpr std::size_t maximumMessageSize = 1 << 20;
 
-    /// Null when no simulated Mac runs in `folder`, an open descriptor.
-    static std::unique_ptr<HardwareLink> connect(int folder);
+    /// Without a limit a simulated Mac that hangs would keep the helper from ever leaving.
+    static constexpr std::chrono::seconds defaultTimeout{10};
 
-    /// Timeout in seconds for the answer to a call; 10 unless set.
-    void setTimeout(int seconds);
+    /// Null when no simulated Mac runs in `folder`, an open descriptor. Throws `MacHangs` when it accepts nobody within
+    /// `timeout`, and `std::system_error` when there is no descriptor left.
+    static std::unique_ptr<HardwareLink> connect(int folder, std::chrono::milliseconds timeout = defaultTimeout);
 
-    /// Makes a call and waits for the answer. Throws `CallFailed` when the Mac refuses it; and when it has gone, takes
-    /// longer than the timeout or answers something else: every later call fails then.
+    /// How long a call waits for its answer, more than 0; `defaultTimeout` unless set.
+    void setTimeout(std::chrono::milliseconds limit);
+
+    /// Makes a call and waits for the answer. Throws `CallFailed` when the Mac refuses it; and `MacHasGone`,
+    /// `MacHangs`, or `CallFailed` when it answers something else: every later call throws `MacHasGone` then.
     template <typename Call>
     typename Call::Answer call(const Call& call) {
         auto answer = answerTo(call);

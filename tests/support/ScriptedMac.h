@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <thread>
@@ -37,6 +38,33 @@ public:
         return hardware_calls::decodeCall(std::get<Bytes>(received));
     }
     void hangUp() { client_ = FileDescriptor(); }
+    /// Nobody connects any more: the line of those who wait to be accepted is full as long as what is returned lives.
+    std::vector<FileDescriptor> fillBacklog() const {
+        std::vector<FileDescriptor> waiting;
+        const auto connect = [this] {
+            return unix_socket::connect(folder(), HardwareLink::socketName, std::chrono::milliseconds(10));
+        };
+        for (auto socket = connect(); socket.isValid(); socket = connect())
+            waiting.push_back(std::move(socket));
+        return waiting;
+    }
+    /// Accepts whoever waits and hangs up on them.
+    void clearBacklog() {
+        while (isAskedToAccept())
+            unix_socket::accept(listening_.get());
+    }
+    /// Whether somebody waits to be accepted.
+    bool isAskedToAccept() const {
+        pollfd waiting{.fd = listening_.get(), .events = POLLIN, .revents = 0};
+        return poll(&waiting, 1, 0) == 1;
+    }
+    /// Goes: whoever connects is refused.
+    void goAway() {
+        hangUp();
+        listening_ = {};
+    }
+    /// Is there again after `goAway`.
+    void comeBack() { listening_ = unix_socket::listen(folder_.descriptor(), HardwareLink::socketName); }
 
     /// Does `work`, which connects and calls, while the Mac accepts and says `bytes`.
     template <typename Work>

@@ -1,34 +1,27 @@
 #include "platform/linux/hardware/SimulatedMacExchange.h"
 
-#include "simulator/link/HardwareLink.h"
-
 namespace kelo {
 
-SimulatedMacExchange::SimulatedMacExchange(int folder) : folder_(folder) {}
-
-SimulatedMacExchange::~SimulatedMacExchange() = default;
-
 std::uint32_t SimulatedMacExchange::open() {
-    link_ = HardwareLink::connect(folder_);
-    return link_ ? ++handle_ : 0;
+    isOpen_ = link_.connect();
+    return isOpen_ ? ++handle_ : 0;
 }
 
 bool SimulatedMacExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
-    if (!link_ || connection != handle_)
+    if (!isOpen_ || connection != handle_)
         return false;
-    try {
-        const auto record = link_->call(hardware_calls::Exchange{request}).record;
-        if (record)
-            reply = *record;
-        return record.has_value();
-    } catch (...) { // the call failed, or no memory is left for it
+    const auto answer = link_.call(hardware_calls::Exchange{request});
+    if (!answer || !answer->record)
         return false;
-    }
+    reply = *answer->record;
+    return true;
 }
 
 void SimulatedMacExchange::close(std::uint32_t connection) noexcept {
-    if (connection == handle_)
-        link_.reset();
+    if (connection != handle_)
+        return;
+    isOpen_ = false;
+    link_.disconnect();
 }
 
 } // namespace kelo

@@ -1,28 +1,25 @@
 #pragma once
 
-#include <memory>
-
 #include "core/smc/SMCExchange.h"
+#include "platform/linux/hardware/LastingLink.h"
 
 namespace kelo {
 
-class HardwareLink;
-
-/// The exchange with the controller of the simulated Mac.
+/// The exchange with the controller of the simulated Mac. A connection stays open when the Mac hangs, goes or is
+/// restarted: exchanges fail until it is back. One may be done twice, which is the same as once for every key.
 class SimulatedMacExchange : public SMCExchange {
 public:
     /// `folder` is borrowed, an open descriptor.
-    explicit SimulatedMacExchange(int folder);
-    ~SimulatedMacExchange() override;
+    explicit SimulatedMacExchange(int folder, const MacPatience& patience = {}) : link_(folder, patience) {}
 
     std::uint32_t open() override;
     bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
     void close(std::uint32_t connection) noexcept override;
 
 private:
-    int folder_;
-    std::unique_ptr<HardwareLink> link_; ///< Null while closed.
-    std::uint32_t handle_ = 0;
+    LastingLink link_;
+    std::uint32_t handle_ = 0; ///< The last one given out.
+    bool isOpen_ = false;
 };
 
 } // namespace kelo

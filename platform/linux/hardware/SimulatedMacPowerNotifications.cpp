@@ -1,6 +1,10 @@
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 
+#include <algorithm>
+#include <chrono>
+#include <exception>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/loop/EventLoop.h"
@@ -26,24 +30,76 @@ std::optional<PowerMessage> powerMessage(PowerEvent event) {
     return std::nullopt;
 }
 
+constexpr double firstDelay = 1;   // seconds
+constexpr double longestDelay = 8; // seconds
+
+/// Registers anew, from time to time, for as long as there is no connection: whoever holds the fans relies on being
+/// told of sleep.
 class Registration : public PowerRegistration {
 public:
-    Registration(std::unique_ptr<HardwareLink> link, EventLoop& loop, PowerHandler onMessage)
-        : link_(std::move(link)), onMessage_(std::move(onMessage)),
-          watch_(loop.watch(link_->socket(), EventLoop::Readiness::readable, [this] { receive(); })) {}
+    Registration(int folder, EventLoop& loop, const MacPatience& patience, PowerHandler onMessage)
+        : folder_(folder), loop_(loop), patience_(patience), onMessage_(std::move(onMessage)) {}
+
+    /// False when there is no root power domain. What only lacks a connection is made up for later.
+    bool start() {
+        try {
+            return connect(patience_.answer);
+        } catch (const MacHangs&) {
+        } catch (const MacHasGone&) {
+        } catch (const CallFailed&) { // somebody who is no Mac
+            return false;
+        } catch (const std::system_error&) { // no descriptor is left
+        }
+        tryLater();
+        return true;
+    }
 
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
         try {
-            link_->tell({notificationID});
+            if (link_)
+                link_->tell({notificationID});
         } catch (...) { // out of memory: the simulated Mac stops waiting by itself
         }
     }
 
 private:
+    /// Returns whether a Mac is there. Waits for its answer, so that no sleep is announced between the hold's start and
+    /// its registration.
+    bool connect(std::chrono::milliseconds patience) {
+        auto link = HardwareLink::connect(folder_, patience_.retry);
+        if (!link)
+            return false;
+        link->setTimeout(patience);
+        link->call(hardware_calls::RegisterForPower{});
+        link->setTimeout(patience_.retry);
+        watch_ = loop_.watch(link->socket(), EventLoop::Readiness::readable, [this] { receive(); });
+        link_ = std::move(link);
+        return true;
+    }
+
+    void tryLater() {
+        timer_ = loop_.scheduleTimer(delay_, false, [this] { tryAgain(); });
+        delay_ = std::min(2 * delay_, longestDelay);
+    }
+
+    void tryAgain() {
+        tryLater(); // first: nothing that goes wrong below is the end
+        try {
+            if (!connect(patience_.retry))
+                return;
+        } catch (const std::exception&) { // the Mac is not there again yet
+            return;
+        }
+        timer_.reset();
+        delay_ = firstDelay;
+    }
+
     void receive() {
         const auto announcement = link_->receiveAnnouncement();
         if (!announcement) {
             watch_.reset();
+            link_.reset();
+            tryLater();
             return;
         }
         const auto handler = onMessage_; // it may end this registration
@@ -51,24 +107,23 @@ private:
             handler(*message, static_cast<std::intptr_t>(announcement->notificationID));
     }
 
-    std::unique_ptr<HardwareLink> link_;
-    PowerHandler onMessage_;
+    const int folder_;
+    EventLoop& loop_;
+    const MacPatience patience_;
+    const PowerHandler onMessage_;
+    double delay_ = firstDelay;          ///< Before the next try.
+    std::unique_ptr<Timer> timer_;       ///< Null while registered.
+    std::unique_ptr<HardwareLink> link_; ///< Null while not.
     std::unique_ptr<DescriptorWatch> watch_;
 };
 
 } // namespace
 
 std::unique_ptr<PowerRegistration> SimulatedMacPowerNotifications::registerForSystemPower(PowerHandler onMessage) {
-    auto link = HardwareLink::connect(folder_);
-    if (!link)
+    auto registration = std::make_unique<Registration>(folder_, loop_, patience_, std::move(onMessage));
+    if (!registration->start())
         return nullptr;
-    try {
-        // Waits for the answer, so that no sleep is announced between the hold's start and its registration.
-        link->call(hardware_calls::RegisterForPower{});
-    } catch (const CallFailed&) {
-        return nullptr;
-    }
-    return std::make_unique<Registration>(std::move(link), loop_, std::move(onMessage));
+    return registration;
 }
 
 } // namespace kelo

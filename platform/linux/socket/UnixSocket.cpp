@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 
 #include <cerrno>
@@ -100,11 +101,19 @@ FileDescriptor accept(int listener) {
     return FileDescriptor(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
 }
 
-FileDescriptor connect(int folder, const std::string& name) {
+FileDescriptor connect(int folder, const std::string& name, std::chrono::milliseconds timeout) {
     auto socket = makeSocket(0);
-    const auto address = addressOf(folder, name);
-    if (socket.isValid() && ::connect(socket.get(), asSocketAddress(address), sizeof address) != 0)
+    if (!socket.isValid())
         return {};
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
+    const timeval limit = {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(timeout - seconds).count()};
+    // Without it connecting waits for as long as the line of those who wait is full.
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0)
+        return {};
+    const auto address = addressOf(folder, name);
+    while (::connect(socket.get(), asSocketAddress(address), sizeof address) != 0)
+        if (errno != EINTR)
+            return {};
     return socket;
 }
 

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -26,8 +27,11 @@ FileDescriptor listen(int folder, const std::string& name);
 /// Takes the next connection, non-blocking; invalid when there is none, or no descriptor left for it (see `errno`).
 FileDescriptor accept(int listener);
 
-/// Connects to the listener at `name` in `folder`; blocking. Invalid when there is none.
-FileDescriptor connect(int folder, const std::string& name);
+/// Connects to the listener at `name` in `folder`; blocking. One that accepts nobody is waited for at most for
+/// `timeout`, more than 0, which limits each sending over the socket, too. Invalid when there is no listener, when it
+/// does not accept in time or when no descriptor is left (`errno`: ENOENT or ECONNREFUSED, EAGAIN, or another).
+FileDescriptor connect(int folder, const std::string& name,
+                       std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 struct WouldBlock {};
 struct Ended {}; ///< The peer has gone, or its message is empty or larger than the given size.

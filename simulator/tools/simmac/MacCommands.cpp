@@ -1,5 +1,6 @@
 #include "simulator/tools/simmac/MacCommands.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -16,7 +17,7 @@ namespace {
 
 using namespace hardware_calls;
 
-constexpr int timeout = 90; // seconds; sleep is waited for twice 30 seconds
+constexpr std::chrono::seconds timeout(90); // sleep is waited for twice 30 seconds
 
 /// Makes one call on the Mac that runs beside this program.
 template <typename Call>

@@ -66,13 +66,22 @@ TEST_F(HardwareLinkTest, AMacThatHasGoneFailsTheCall) {
 }
 
 TEST_F(HardwareLinkTest, AMacThatHangsIsWaitedForUntilTheTimeoutAndNoLonger) {
-    link->setTimeout(1);
+    link->setTimeout(std::chrono::seconds(1));
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(failure(), "The simulated Mac has gone.");
+    EXPECT_EQ(failure(), "The simulated Mac does not answer.");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
     const auto retry = std::chrono::steady_clock::now();
     EXPECT_EQ(failure(), "The simulated Mac has gone."); // at once, since a late answer would belong to the first
     EXPECT_LT(std::chrono::steady_clock::now() - retry, std::chrono::milliseconds(900));
+}
+
+TEST_F(HardwareLinkTest, AMacThatAcceptsNobodyIsWaitedForUntilTheTimeoutAndNoLonger) {
+    constexpr auto timeout = std::chrono::milliseconds(50);
+    const auto waiting = mac.fillBacklog();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THROW(HardwareLink::connect(mac.folder(), timeout), MacHangs);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, timeout);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 TEST_F(HardwareLinkTest, AnAnnouncementIsReceivedAndAllowed) {

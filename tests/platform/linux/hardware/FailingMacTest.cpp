@@ -1,14 +1,18 @@
 // What the helper's view of the hardware makes of a simulated Mac that goes, refuses or talks nonsense.
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
+#include <chrono>
+#include <functional>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "platform/linux/hardware/SimulatedMacClamshell.h"
 #include "platform/linux/hardware/SimulatedMacExchange.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
-#include "platform/linux/loop/EventLoop.h"
+#include "tests/platform/linux/conformance/LoopUnderTest.h"
 #include "tests/support/ScriptedMac.h"
 
 namespace kelo {
@@ -66,23 +70,141 @@ TEST(FailingMacTest, TheLidIsAbsentAfterNonsenseAndReadFromTheNextMac) {
     EXPECT_EQ(mac.during(encode(AnyAnswer(ClamshellState{true})), state), ClamshellProperty(true));
 }
 
-class FailingPowerDomainTest : public ::testing::Test {
+/// Waits long enough for a busy machine, and briefly for a Mac that says nothing.
+constexpr MacPatience shortPatience = {
+    .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
+
+class HangingMacTest : public ::testing::Test {
 protected:
-    std::unique_ptr<PowerRegistration> registerWith(const Bytes& answer) {
-        return mac.during(answer, [this] {
-            return notifications.registerForSystemPower([this](PowerMessage, std::intptr_t) { ++messages; });
-        });
+    bool exchangeOnce() {
+        SMCKeyData reply{};
+        return exchange.exchange(connection, {}, reply);
     }
-    /// Lets the loop serve what is there already.
-    void run() {
-        loop.postAfter(0.05, [this] { loop.stop(); });
-        loop.run();
+    template <typename Work>
+    static std::chrono::milliseconds durationOf(const Work& work) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     }
 
+    const Bytes done = encode(AnyAnswer(ExchangeReply{SMCKeyData{}}));
     ScriptedMac mac;
-    EventLoop loop;
-    SimulatedMacPowerNotifications notifications{mac.folder(), loop};
+    SimulatedMacExchange exchange{mac.folder(), shortPatience};
+    SimulatedMacClamshell clamshell{mac.folder(), shortPatience};
+    const std::uint32_t connection = exchange.open();
+};
+
+TEST_F(HangingMacTest, TheExchangeAfterOneThatWasNotAnsweredInTimeIsAnswered) {
+    mac.accept();
+    EXPECT_FALSE(exchangeOnce());
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+}
+
+TEST_F(HangingMacTest, AnExchangeWithAMacThatHasBeenRestartedIsTriedAgainAtOnce) {
+    mac.accept();
+    mac.goAway();
+    mac.comeBack();
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+}
+
+TEST_F(HangingMacTest, AnExchangeFailsWhileNoMacIsThereAndSucceedsWhenOneIsBack) {
+    mac.accept();
+    mac.goAway();
+    EXPECT_FALSE(exchangeOnce());
+    EXPECT_FALSE(exchangeOnce());
+    mac.comeBack();
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+}
+
+TEST_F(HangingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
+    mac.accept();
+    exchange.close(connection);
+    mac.goAway();
+    mac.comeBack();
+    EXPECT_FALSE(exchangeOnce());
+}
+
+TEST_F(HangingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
+    mac.accept();
+    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    mac.clearBacklog();
+    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+}
+
+TEST_F(HangingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
+    const MacPatience forgetful = {shortPatience.answer, shortPatience.retry, std::chrono::milliseconds(1)};
+    SimulatedMacExchange other(mac.folder(), forgetful);
+    const auto handle = other.open();
+    SMCKeyData reply{};
+    EXPECT_FALSE(other.exchange(handle, {}, reply));
+    std::this_thread::sleep_for(forgetful.memory);
+    EXPECT_GE(durationOf([&] { EXPECT_FALSE(other.exchange(handle, {}, reply)); }), forgetful.answer);
+}
+
+TEST_F(HangingMacTest, TheLidOfAMacThatHungIsWaitedForBriefly) {
+    EXPECT_GE(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
+}
+
+TEST_F(HangingMacTest, AMacThatAcceptsNobodyKeepsNobodyWaitingForLong) {
+    const auto waiting = mac.fillBacklog();
+    SimulatedMacExchange other(mac.folder(), shortPatience);
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(other.open(), 0U); }), shortPatience.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
+}
+
+/// While it lives this process gets no descriptor.
+class NoDescriptorsLeft {
+public:
+    NoDescriptorsLeft() {
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
+        const rlimit none = {.rlim_cur = 0, .rlim_max = before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
+    NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
+    ~NoDescriptorsLeft() { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before_), 0); }
+
+private:
+    rlimit before_ = {};
+};
+
+class FailingPowerDomainTest : public ::testing::Test {
+protected:
+    std::unique_ptr<PowerRegistration> registerOnce() {
+        return notifications.registerForSystemPower([this](PowerMessage, std::intptr_t) {
+            ++messages;
+            onMessage();
+        });
+    }
+    std::unique_ptr<PowerRegistration> registerWith(const Bytes& answer) {
+        return mac.during(answer, [this] { return registerOnce(); });
+    }
+    /// Lets the loop serve for a minute, and the Mac answer whoever registers meanwhile.
+    void runWith(const Bytes& answer) {
+        mac.during(answer, [this] {
+            run(60);
+            return 0;
+        });
+    }
+    /// Lets the loop serve; by default what is there already.
+    void run(double seconds = 0.05) { under.run(seconds); }
+    int messagesAfterOneMore() {
+        mac.say(PowerAnnouncement{});
+        run();
+        return messages;
+    }
+
+    const Bytes done = encode(AnyAnswer(Done{}));
+    const MacPatience patience = {.answer = std::chrono::seconds(1), .retry = std::chrono::seconds(1)};
+    ScriptedMac mac;
+    LoopUnderTest under;
+    SimulatedMacPowerNotifications notifications{mac.folder(), under.loop, patience};
     int messages = 0;
+    std::function<void()> onMessage = [] {};
 };
 
 TEST_F(FailingPowerDomainTest, NonsenseInAnswerToARegistrationIsNone) {
@@ -90,20 +212,96 @@ TEST_F(FailingPowerDomainTest, NonsenseInAnswerToARegistrationIsNone) {
         EXPECT_EQ(registerWith(bytes), nullptr);
 }
 
-TEST_F(FailingPowerDomainTest, NonsenseForAnAnnouncementEndsTheRegistrationQuietly) {
-    const auto registration = registerWith(encode(AnyAnswer(Done{})));
+TEST_F(FailingPowerDomainTest, AMacThatAcceptsNobodyIsRegisteredWithLater) {
+    auto waiting = mac.fillBacklog();
+    const auto registration = registerOnce();
     ASSERT_NE(registration, nullptr);
-    mac.say(PowerAnnouncement{});
+    registration->allowPowerChange(1);
+    run(1.5);
+    mac.clearBacklog();
+    waiting.clear();
+    runWith(done);
+    EXPECT_EQ(messagesAfterOneMore(), 1);
+}
+
+TEST_F(FailingPowerDomainTest, AMacThatDoesNotAnswerARegistrationIsRegisteredWithLater) {
+    const auto registration = registerOnce();
+    ASSERT_NE(registration, nullptr);
+    mac.clearBacklog();
+    runWith(done);
+    EXPECT_EQ(messagesAfterOneMore(), 1);
+}
+
+TEST_F(FailingPowerDomainTest, AProcessWithoutDescriptorsRegistersLater) {
+    std::unique_ptr<PowerRegistration> registration;
+    {
+        const NoDescriptorsLeft none;
+        registration = registerOnce();
+    }
+    ASSERT_NE(registration, nullptr);
+    runWith(done);
+    EXPECT_EQ(messagesAfterOneMore(), 1);
+}
+
+TEST_F(FailingPowerDomainTest, AMacThatHasBeenRestartedIsRegisteredWithAgain) {
+    const auto registration = registerWith(done);
+    ASSERT_NE(registration, nullptr);
+    for (int restarts = 1; restarts <= 2; ++restarts) {
+        mac.goAway();
+        run(3600);
+        mac.comeBack();
+        runWith(done);
+        EXPECT_EQ(messagesAfterOneMore(), restarts);
+    }
+}
+
+TEST_F(FailingPowerDomainTest, AMacIsRegisteredWithWithinASecondOfItsRestart) {
+    const auto registration = registerWith(done);
+    ASSERT_NE(registration, nullptr);
+    mac.hangUp();
+    mac.during(done, [this] {
+        run(1.01);
+        return 0;
+    });
+    EXPECT_EQ(messagesAfterOneMore(), 1);
+}
+
+TEST_F(FailingPowerDomainTest, ARegistrationThatHasEndedIsNotMadeUpFor) {
+    auto registration = registerWith(done);
+    ASSERT_NE(registration, nullptr);
+    mac.hangUp();
     run();
-    EXPECT_EQ(messages, 1);
+    registration.reset();
+    run(60);
+    EXPECT_FALSE(mac.isAskedToAccept());
+}
+
+TEST_F(FailingPowerDomainTest, ARegistrationThatWasMadeUpForMayEndFromItsOwnCallback) {
+    auto registration = registerWith(done);
+    ASSERT_NE(registration, nullptr);
+    onMessage = [&registration] { registration.reset(); };
+    mac.hangUp();
+    runWith(done);
+    EXPECT_EQ(messagesAfterOneMore(), 1);
+    EXPECT_EQ(registration, nullptr);
+    run(60);
+    EXPECT_FALSE(mac.isAskedToAccept());
+}
+
+TEST_F(FailingPowerDomainTest, NonsenseForAnAnnouncementIsDroppedAndTheMacRegisteredWithAgain) {
+    const auto registration = registerWith(done);
+    ASSERT_NE(registration, nullptr);
+    EXPECT_EQ(messagesAfterOneMore(), 1);
     mac.say(Done{});
     mac.say(PowerAnnouncement{});
     run();
     EXPECT_EQ(messages, 1);
+    runWith(done);
+    EXPECT_EQ(messagesAfterOneMore(), 2);
 }
 
 TEST_F(FailingPowerDomainTest, AllowingSleepToAMacThatHasGoneThrowsNothing) {
-    const auto registration = registerWith(encode(AnyAnswer(Done{})));
+    const auto registration = registerWith(done);
     ASSERT_NE(registration, nullptr);
     mac.hangUp();
     EXPECT_NO_THROW(registration->allowPowerChange(1));

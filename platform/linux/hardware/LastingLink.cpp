@@ -1,0 +1,28 @@
+#include "platform/linux/hardware/LastingLink.h"
+
+namespace kelo {
+
+bool LastingLink::connect() noexcept {
+    disconnect();
+    try {
+        link_ = HardwareLink::connect(folder_, patience_.retry);
+    } catch (...) { // the Mac accepts nobody, or there is no descriptor or no memory left
+    }
+    return link_ != nullptr;
+}
+
+void LastingLink::prepare() {
+    if (!link_)
+        link_ = HardwareLink::connect(folder_, patience_.retry);
+    if (!link_)
+        throw CallFailed("No simulated Mac is there.");
+    link_->setTimeout(isTakenToHang() ? patience_.retry : patience_.answer);
+}
+
+/// Not prolonged by the calls that follow, so that a Mac that is only slow is heard again in the end.
+void LastingLink::rememberHanging() {
+    if (!isTakenToHang())
+        hungUntil_ = Clock::now() + patience_.memory;
+}
+
+} // namespace kelo
