@@ -77,28 +77,51 @@ template <typename T>
 requires std::is_empty_v<T>
 void from_json(const Message&, T&) {}
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Refused, sentence)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ExchangeReply, record)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ClamshellState, state)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(FanState, index, currentRPM, minRPM, maxRPM, targetRPM, isManual)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Write, time, key, bytes)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(MacState, fans, temperatures, lidClosed, asleep, powerClients, load, writes)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SleepReport, seconds, acknowledged, missing, fans)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(PowerAnnouncement, event, notificationID)
+/// The library would make an integer of any real number, which is undefined for one that is too large; so none may be
+/// in an integer's place.
+template <typename T>
+void readMember(const Message& member, T& value) {
+    if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>)
+        member.get_ref<const Message::number_integer_t&>(); // throws
+    member.get_to(value);
+}
+void readMember(const Message& member, std::vector<std::uint8_t>& bytes) {
+    for (const auto& byte : member)
+        readMember(byte, bytes.emplace_back());
+}
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Exchange, record)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AllowPowerChange, notificationID)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetLid, state)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Sleep, now)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetLoad, load)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(SetKey, key, value)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Interfere, fan, rpm)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(FailExchange, n)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AnswerWith, key, command, result)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ReportSize, key, size)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ReportType, key, type)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RemoveKey, key)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AnswerSlowly, seconds)
+#define KELO_WRITE_MEMBER(member) members[#member] = value.member;
+#define KELO_READ_MEMBER(member) readMember(members.at(#member), value.member);
+#define KELO_MEMBERS(Type, ...)                                                                                        \
+    void to_json(Message& members, const Type& value) {                                                                \
+        NLOHMANN_JSON_EXPAND(NLOHMANN_JSON_PASTE(KELO_WRITE_MEMBER, __VA_ARGS__))                                      \
+    }                                                                                                                  \
+    void from_json(const Message& members, Type& value) {                                                              \
+        NLOHMANN_JSON_EXPAND(NLOHMANN_JSON_PASTE(KELO_READ_MEMBER, __VA_ARGS__))                                       \
+    }
+
+KELO_MEMBERS(Refused, sentence)
+KELO_MEMBERS(ExchangeReply, record)
+KELO_MEMBERS(ClamshellState, state)
+KELO_MEMBERS(FanState, index, currentRPM, minRPM, maxRPM, targetRPM, isManual)
+KELO_MEMBERS(Write, time, key, bytes)
+KELO_MEMBERS(MacState, fans, temperatures, lidClosed, asleep, powerClients, load, writes)
+KELO_MEMBERS(SleepReport, seconds, acknowledged, missing, fans)
+KELO_MEMBERS(PowerAnnouncement, event, notificationID)
+
+KELO_MEMBERS(Exchange, record)
+KELO_MEMBERS(AllowPowerChange, notificationID)
+KELO_MEMBERS(SetLid, state)
+KELO_MEMBERS(Sleep, now)
+KELO_MEMBERS(SetLoad, load)
+KELO_MEMBERS(SetKey, key, value)
+KELO_MEMBERS(Interfere, fan, rpm)
+KELO_MEMBERS(FailExchange, n)
+KELO_MEMBERS(AnswerWith, key, command, result)
+KELO_MEMBERS(ReportSize, key, size)
+KELO_MEMBERS(ReportType, key, type)
+KELO_MEMBERS(RemoveKey, key)
+KELO_MEMBERS(AnswerSlowly, seconds)
 
 namespace {
 

@@ -163,6 +163,7 @@ TEST(HardwareCallsTest, AMemberMustBeThereBeKnownAndHoldWhatItsTypeHolds) {
         {"setLid", {{"state", Message::object()}}},
         {"sleep", {{"now", 1}}},
         {"interfere", {{"fan", 0.5}, {"rpm", nullptr}}},
+        {"interfere", {{"fan", 1e22}, {"rpm", nullptr}}}, // no integer can be made of it
         {"interfere", {{"fan", true}, {"rpm", nullptr}}},
         {"interfere", {{"fan", 1LL << 40}, {"rpm", nullptr}}},
         {"answerWith", {{"key", nullptr}, {"command", nullptr}, {"result", 256}}},
@@ -185,6 +186,20 @@ TEST(HardwareCallsTest, ARecordOfAnotherLengthIsNone) {
 TEST(HardwareCallsTest, AnEventThatIsUnknownIsNoAnnouncement) {
     EXPECT_THROW(decodeAnswer(encodeMessage({{"powerAnnouncement", {{"event", "explode"}, {"notificationID", 1}}}})),
                  std::invalid_argument);
+}
+
+TEST(HardwareCallsTest, ARealNumberIsNoByte) {
+    for (const double value : std::vector<double>{1.0, 1e22, std::nan("")})
+        EXPECT_THROW(
+            decodeAnswer(encodeMessage({{"macState",
+                                         {{"fans", Message::array()},
+                                          {"temperatures", Message::object()},
+                                          {"lidClosed", true},
+                                          {"asleep", true},
+                                          {"powerClients", 2},
+                                          {"load", 0.5},
+                                          {"writes", {{{"time", 1.5}, {"key", "F0Md"}, {"bytes", {value}}}}}}}})),
+            std::invalid_argument);
 }
 
 /// Whatever decodes is what `encode` makes; whatever does not is refused in one way.

@@ -48,7 +48,7 @@ using namespace std::chrono_literals;
 
 class HardwareServerWithoutRoom : public ::testing::Test {
 protected:
-    ~HardwareServerWithoutRoom() override {
+    void TearDown() override {
         isWithoutRoom = false;
         watchesToRefuse = 0;
     }
