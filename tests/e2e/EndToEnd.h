@@ -177,8 +177,8 @@ protected:
     }
 
     /// Ends the helper by a signal and checks the promise of every way out.
-    void expectGoodEnd(double patience = 15) {
-        EXPECT_EQ(world.helper().waitForEnd(patience), 0);
+    void expectGoodEnd(double timeout = 15) {
+        EXPECT_EQ(world.helper().waitForEnd(timeout), 0);
         EXPECT_FALSE(world.isAnyFanManual());
         EXPECT_EQ(world.helperLog().back(), "[NOTICE] service: Handed the fan back on the way out.");
     }

@@ -52,8 +52,8 @@ public:
 private:
     bool connect() {
         socket_ = unix_socket::connect(folder_.descriptor(), serviceSocketName(KeloHelper::machServiceName));
-        const timeval patience = {.tv_sec = 20, .tv_usec = 0};
-        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const timeval timeout = {.tv_sec = 20, .tv_usec = 0};
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
         return socket_.isValid();
     }
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/linux/hardware/MacPatience.h"
+#include "platform/linux/hardware/MacTimeouts.h"
 #include "simulator/link/HardwareLink.h"
 
 namespace kelo {
@@ -14,7 +14,7 @@ namespace kelo {
 class LastingLink {
 public:
     /// `folder` is borrowed, an open descriptor.
-    LastingLink(int folder, const MacPatience& patience) : folder_(folder), patience_(patience) {}
+    LastingLink(int folder, const MacTimeouts& timeouts) : folder_(folder), timeouts_(timeouts) {}
 
     /// Connects anew. Returns whether a Mac is there and accepts it.
     bool connect() noexcept;
@@ -55,7 +55,7 @@ private:
     void rememberHanging();
 
     const int folder_;
-    const MacPatience patience_;
+    const MacTimeouts timeouts_;
     std::unique_ptr<HardwareLink> link_; ///< Null while there is none.
     Clock::time_point hungUntil_;
 };

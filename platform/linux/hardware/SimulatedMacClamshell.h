@@ -9,7 +9,7 @@ namespace kelo {
 class SimulatedMacClamshell : public Clamshell {
 public:
     /// `folder` is borrowed, an open descriptor.
-    explicit SimulatedMacClamshell(int folder, const MacPatience& patience = {}) : link_(folder, patience) {}
+    explicit SimulatedMacClamshell(int folder, const MacTimeouts& timeouts = {}) : link_(folder, timeouts) {}
 
     ClamshellProperty clamshellState() override;
 

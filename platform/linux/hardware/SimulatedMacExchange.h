@@ -10,7 +10,7 @@ namespace kelo {
 class SimulatedMacExchange : public SMCExchange {
 public:
     /// `folder` is borrowed, an open descriptor.
-    explicit SimulatedMacExchange(int folder, const MacPatience& patience = {}) : link_(folder, patience) {}
+    explicit SimulatedMacExchange(int folder, const MacTimeouts& timeouts = {}) : link_(folder, timeouts) {}
 
     std::uint32_t open() override;
     bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;

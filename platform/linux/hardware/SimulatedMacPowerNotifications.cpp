@@ -37,13 +37,13 @@ constexpr double longestDelay = 8; // seconds
 /// told of sleep.
 class Registration : public PowerRegistration {
 public:
-    Registration(int folder, EventLoop& loop, const MacPatience& patience, PowerHandler onMessage)
-        : folder_(folder), loop_(loop), patience_(patience), onMessage_(std::move(onMessage)) {}
+    Registration(int folder, EventLoop& loop, const MacTimeouts& timeouts, PowerHandler onMessage)
+        : folder_(folder), loop_(loop), timeouts_(timeouts), onMessage_(std::move(onMessage)) {}
 
     /// False when there is no root power domain. What only lacks a connection is made up for later.
     bool start() {
         try {
-            return connect(patience_.answer);
+            return connect(timeouts_.answer);
         } catch (const MacHangs&) {
         } catch (const MacHasGone&) {
         } catch (const CallFailed&) { // somebody who is no Mac
@@ -65,13 +65,13 @@ public:
 private:
     /// Returns whether a Mac is there. Waits for its answer, so that no sleep is announced between the hold's start and
     /// its registration.
-    bool connect(std::chrono::milliseconds patience) {
-        auto link = HardwareLink::connect(folder_, patience_.retry);
+    bool connect(std::chrono::milliseconds timeouts) {
+        auto link = HardwareLink::connect(folder_, timeouts_.retry);
         if (!link)
             return false;
-        link->setTimeout(patience);
+        link->setTimeout(timeouts);
         link->call(hardware_calls::RegisterForPower{});
-        link->setTimeout(patience_.retry);
+        link->setTimeout(timeouts_.retry);
         watch_ = loop_.watch(link->socket(), EventLoop::Readiness::readable, [this] { receive(); });
         link_ = std::move(link);
         return true;
@@ -85,7 +85,7 @@ private:
     void tryAgain() {
         tryLater(); // first: nothing that goes wrong below is the end
         try {
-            if (!connect(patience_.retry))
+            if (!connect(timeouts_.retry))
                 return;
         } catch (const std::exception&) { // the Mac is not there again yet
             return;
@@ -109,7 +109,7 @@ private:
 
     const int folder_;
     EventLoop& loop_;
-    const MacPatience patience_;
+    const MacTimeouts timeouts_;
     const PowerHandler onMessage_;
     double delay_ = firstDelay;          ///< Before the next try.
     std::unique_ptr<Timer> timer_;       ///< Null while registered.
@@ -120,7 +120,7 @@ private:
 } // namespace
 
 std::unique_ptr<PowerRegistration> SimulatedMacPowerNotifications::registerForSystemPower(PowerHandler onMessage) {
-    auto registration = std::make_unique<Registration>(folder_, loop_, patience_, std::move(onMessage));
+    auto registration = std::make_unique<Registration>(folder_, loop_, timeouts_, std::move(onMessage));
     if (!registration->start())
         return nullptr;
     return registration;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/hold/PowerNotifications.h"
-#include "platform/linux/hardware/MacPatience.h"
+#include "platform/linux/hardware/MacTimeouts.h"
 
 namespace kelo {
 
@@ -12,15 +12,15 @@ class EventLoop;
 class SimulatedMacPowerNotifications : public PowerNotifications {
 public:
     /// `folder` is an open descriptor; both are borrowed.
-    SimulatedMacPowerNotifications(int folder, EventLoop& loop, const MacPatience& patience = {})
-        : folder_(folder), loop_(loop), patience_(patience) {}
+    SimulatedMacPowerNotifications(int folder, EventLoop& loop, const MacTimeouts& timeouts = {})
+        : folder_(folder), loop_(loop), timeouts_(timeouts) {}
 
     [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override;
 
 private:
     int folder_;
     EventLoop& loop_;
-    const MacPatience patience_;
+    const MacTimeouts timeouts_;
 };
 
 } // namespace kelo

@@ -9,8 +9,8 @@ namespace kelo {
 namespace {
 
 /// Looks through the bytes before the library does. Its parser is recursive, for texts in pieces too, so a peer would
-/// decide how deep it goes; and of two members with the same name it would silently keep one. What the library's encoder
-/// never writes, indefinite lengths and tags, does not pass.
+/// decide how deep it goes; and of two members with the same name it would silently keep one. What the library's
+/// encoder never writes, indefinite lengths and tags, does not pass.
 class Inspection {
 public:
     explicit Inspection(std::span<const std::uint8_t> bytes) : left_(bytes) {}

@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-constexpr double patience = 90; // seconds; a Mac that goes to sleep waits for its clients for up to a minute
+constexpr double timeout = 90; // seconds; a Mac that goes to sleep waits for its clients for up to a minute
 
 } // namespace
 
@@ -29,7 +29,7 @@ void Installation::startMac(const std::vector<std::string>& options) {
 
 void Installation::stopMac() {
     mac_->signal(SIGTERM);
-    mac_->waitForEnd(patience);
+    mac_->waitForEnd(timeout);
     mac_.reset();
 }
 
@@ -64,7 +64,7 @@ bool Installation::waitForLog(const std::string& line, double seconds, int count
 
 Installation::Finished Installation::run(const std::string& name, const std::vector<std::string>& arguments) {
     const auto process = start(name, arguments);
-    const auto status = process->waitForEnd(patience);
+    const auto status = process->waitForEnd(timeout);
     if (!status)
         throw std::runtime_error(name + " does not end");
     return {*status, process->output(), process->errors()};

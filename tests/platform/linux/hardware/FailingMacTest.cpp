@@ -71,7 +71,7 @@ TEST(FailingMacTest, TheLidIsAbsentAfterNonsenseAndReadFromTheNextMac) {
 }
 
 /// Waits long enough for a busy machine, and briefly for a Mac that says nothing.
-constexpr MacPatience shortPatience = {
+constexpr MacTimeouts shortPatience = {
     .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
 
 class HangingMacTest : public ::testing::Test {
@@ -135,7 +135,7 @@ TEST_F(HangingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
 }
 
 TEST_F(HangingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
-    const MacPatience forgetful = {shortPatience.answer, shortPatience.retry, std::chrono::milliseconds(1)};
+    const MacTimeouts forgetful = {shortPatience.answer, shortPatience.retry, std::chrono::milliseconds(1)};
     SimulatedMacExchange other(mac.folder(), forgetful);
     const auto handle = other.open();
     SMCKeyData reply{};
@@ -199,10 +199,10 @@ protected:
     }
 
     const Bytes done = encode(AnyAnswer(Done{}));
-    const MacPatience patience = {.answer = std::chrono::seconds(1), .retry = std::chrono::seconds(1)};
+    const MacTimeouts timeouts = {.answer = std::chrono::seconds(1), .retry = std::chrono::seconds(1)};
     ScriptedMac mac;
     LoopUnderTest under;
-    SimulatedMacPowerNotifications notifications{mac.folder(), under.loop, patience};
+    SimulatedMacPowerNotifications notifications{mac.folder(), under.loop, timeouts};
     int messages = 0;
     std::function<void()> onMessage = [] {};
 };

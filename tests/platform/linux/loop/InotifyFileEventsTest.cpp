@@ -207,7 +207,7 @@ private:
             isReported = true;
             loop_.stop();
         });
-        const auto patience = loop_.scheduleTimer(5, false, [this] { loop_.stop(); });
+        const auto timeout = loop_.scheduleTimer(5, false, [this] { loop_.stop(); });
         toDelete_.release();
         loop_.run();
         std::filesystem::remove(folder_ / "another name");

@@ -116,8 +116,8 @@ private:
 class RawClient {
 public:
     explicit RawClient(int folder) : socket_(unix_socket::connect(folder, "service.socket")) {
-        const timeval patience = {.tv_sec = 10, .tv_usec = 0};
-        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        const timeval timeout = {.tv_sec = 10, .tv_usec = 0};
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     }
 
     bool isConnected() const { return socket_.isValid(); }
