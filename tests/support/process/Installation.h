@@ -32,6 +32,8 @@ public:
     /// Starts the simulated Mac and waits until it is up. Throws `std::runtime_error` when it does not come up.
     void startMac(const std::vector<std::string>& options = {});
     void stopMac();
+    /// Sends the simulated Mac a signal: SIGSTOP makes it hang.
+    void signalMac(int signal) const { mac_->signal(signal); }
 
     /// Starts the helper; does not wait.
     void startHelper();

@@ -71,7 +71,7 @@ TEST(FailingMacTest, TheLidIsAbsentAfterNonsenseAndReadFromTheNextMac) {
 }
 
 /// Waits long enough for a busy machine, and briefly for a Mac that says nothing.
-constexpr MacTimeouts shortPatience = {
+constexpr MacTimeouts shortTimeouts = {
     .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
 
 class HangingMacTest : public ::testing::Test {
@@ -89,8 +89,8 @@ protected:
 
     const Bytes done = encode(AnyAnswer(ExchangeReply{SMCKeyData{}}));
     ScriptedMac mac;
-    SimulatedMacExchange exchange{mac.folder(), shortPatience};
-    SimulatedMacClamshell clamshell{mac.folder(), shortPatience};
+    SimulatedMacExchange exchange{mac.folder(), shortTimeouts};
+    SimulatedMacClamshell clamshell{mac.folder(), shortTimeouts};
     const std::uint32_t connection = exchange.open();
 };
 
@@ -126,16 +126,16 @@ TEST_F(HangingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
 
 TEST_F(HangingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
     mac.accept();
-    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
-    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
-    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
+    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
+    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
     mac.clearBacklog();
     EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
-    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortPatience.answer);
+    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
 }
 
 TEST_F(HangingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
-    const MacTimeouts forgetful = {shortPatience.answer, shortPatience.retry, std::chrono::milliseconds(1)};
+    const MacTimeouts forgetful = {shortTimeouts.answer, shortTimeouts.retry, std::chrono::milliseconds(1)};
     SimulatedMacExchange other(mac.folder(), forgetful);
     const auto handle = other.open();
     SMCKeyData reply{};
@@ -145,15 +145,15 @@ TEST_F(HangingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
 }
 
 TEST_F(HangingMacTest, TheLidOfAMacThatHungIsWaitedForBriefly) {
-    EXPECT_GE(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
-    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
+    EXPECT_GE(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
 }
 
 TEST_F(HangingMacTest, AMacThatAcceptsNobodyKeepsNobodyWaitingForLong) {
     const auto waiting = mac.fillBacklog();
-    SimulatedMacExchange other(mac.folder(), shortPatience);
-    EXPECT_LT(durationOf([&] { EXPECT_EQ(other.open(), 0U); }), shortPatience.answer);
-    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortPatience.answer);
+    SimulatedMacExchange other(mac.folder(), shortTimeouts);
+    EXPECT_LT(durationOf([&] { EXPECT_EQ(other.open(), 0U); }), shortTimeouts.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
 }
 
 /// While it lives this process gets no descriptor.

@@ -1,0 +1,49 @@
+// Ways out while something keeps the helper's main thread waiting.
+
+#include <thread>
+
+#include "tests/e2e/EndToEnd.h"
+
+namespace kelo {
+namespace {
+
+class DelayedWayOut : public EndToEnd {
+protected:
+    /// A client with so many requests to hold on their way, on a Mac whose controller never grants manual mode; the
+    /// first of them keeps the main thread in the unlock.
+    std::unique_ptr<RawClient> askForHolds(int count) {
+        startEverything({"--profile", "refusing"});
+        auto client = connectRawClient();
+        for (int i = 0; i < count; ++i)
+            client->request(Request::hold, Message::array({0.5, false}));
+        EXPECT_TRUE(waitForWrite("Ftst", 1));
+        return client;
+    }
+};
+
+TEST_F(DelayedWayOut, ASignalWaitsForTheUnlockInProgressAndForNoHoldThatIsQueuedBehindIt) {
+    const auto client = askForHolds(64);
+    world.helper().signal(SIGTERM);
+    expectGoodEnd(8); // 64 unlocks of 4 seconds would take more than four minutes
+}
+
+TEST_F(DelayedWayOut, HoldsOfAClientThatHasGoneKeepNobodyWaiting) {
+    auto client = askForHolds(64);
+    client.reset();
+    const auto status = world.start("kelo", {"status"}); // is answered by the main thread
+    EXPECT_EQ(status->waitForEnd(8), 0);
+}
+
+TEST_F(DelayedWayOut, AMacThatHungLongerThanItIsWaitedForIsHandedItsFansBackOnceItGoesOn) {
+    startEverything();
+    const auto client = startHold();
+    world.signalMac(SIGSTOP);
+    std::this_thread::sleep_for(std::chrono::seconds(13)); // longer than an answer is waited for
+    world.signalMac(SIGCONT);
+    EXPECT_TRUE(waitUntil([&] { return world.run("kelo", {"status"}).output.find("held") != std::string::npos; }, 10));
+    world.helper().signal(SIGTERM);
+    expectGoodEnd();
+}
+
+} // namespace
+} // namespace kelo
