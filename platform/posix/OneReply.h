@@ -35,7 +35,7 @@ public:
     }
 
 private:
-    OneReply(Send send, Values... fallback) : send_(std::move(send)), fallback_(std::move(fallback)...) {}
+    explicit OneReply(Send send, Values... fallback) : send_(std::move(send)), fallback_(std::move(fallback)...) {}
 
     void give(Values... values) {
         if (isGiven_.exchange(true)) {
