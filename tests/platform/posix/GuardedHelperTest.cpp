@@ -121,9 +121,9 @@ protected:
         helper.hold(0.5, false, [this](const std::optional<std::string>& error) { answers.push_back(error); });
     }
 
+    std::vector<std::optional<std::string>> answers; ///< First: what is kept to the end is answered then.
     const std::shared_ptr<SlowHolds> service = std::make_shared<SlowHolds>();
     GuardedHelper helper{service};
-    std::vector<std::optional<std::string>> answers;
 };
 
 TEST_F(ManyHolds, AreRefusedAtOnceBeyondTheFirstFew) {
