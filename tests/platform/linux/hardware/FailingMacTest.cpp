@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
+#include <cerrno>
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -233,7 +235,11 @@ TEST_F(FailingPowerDomainTest, AMacThatDoesNotAnswerARegistrationIsRegisteredWit
 }
 
 TEST_F(FailingPowerDomainTest, AProcessWithoutDescriptorsRegistersLater) {
-    std::unique_ptr<PowerRegistration> registration;
+    // A sanitizer needs descriptors when it sees objects for the first time.
+    std::unique_ptr<PowerRegistration> registration = registerOnce();
+    registration.reset();
+    mac.clearBacklog();
+    static_cast<void>(std::system_error(EMFILE, std::generic_category(), "seen"));
     {
         const NoDescriptorsLeft none;
         registration = registerOnce();
