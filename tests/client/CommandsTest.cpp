@@ -2,55 +2,28 @@
 
 #include <gmock/gmock.h>
 
+#include <memory>
 #include <sstream>
 
 #include "protocol/FanSnapshot.h"
+#include "tests/conformance/ScriptedHelper.h"
+#include "tests/support/LoopbackConnection.h"
 
 namespace kelo {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-
-class ScriptedHelperConnection : public HelperConnection {
-public:
-    std::optional<FanSnapshot> snapshot = FanSnapshot{2, 3598.4, 1200, 6000, 3600, true, "warm", 61.5, false, false};
-    std::optional<std::string> error;
-    std::int64_t interfaceVersion = 6;
-    int answersLeft = 1000; ///< After that the helper has gone.
-    std::vector<std::string> requests;
-
-    std::optional<Data> fetchSnapshot() override {
-        note("fetchSnapshot");
-        return snapshot ? std::optional(snapshot->encoded()) : std::nullopt;
-    }
-    std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) override {
-        std::ostringstream text;
-        text << "hold " << fraction << " " << handsBackOnLidClose;
-        note(text.str());
-        return error;
-    }
-    std::optional<std::string> handBack() override {
-        note("handBack");
-        return error;
-    }
-    std::int64_t helperVersion() override {
-        note("helperVersion");
-        return interfaceVersion;
-    }
-    void standDown() override { note("standDown"); }
-
-private:
-    void note(const std::string& request) {
-        if (--answersLeft < 0)
-            throw HelperUnreachable("The helper has closed the connection.");
-        requests.push_back(request);
-    }
-};
+using ::testing::Pair;
 
 class CommandsTest : public ::testing::Test {
 protected:
-    ScriptedHelperConnection helper;
+    CommandsTest() { show(FanSnapshot{2, 3598.4, 1200, 6000, 3600, true, "warm", 61.5, false, false}); }
+
+    void show(const FanSnapshot& snapshot) { service->snapshot = snapshot.encoded(); }
+
+    const std::shared_ptr<ScriptedHelper> service = std::make_shared<ScriptedHelper>();
+    LoopbackConnection helper{service, [](LoopbackConnection&) {}};
     std::ostringstream out;
     int pauses = 0;
     int pausesUntilStop = 2;
@@ -78,7 +51,7 @@ TEST_F(CommandsTest, StatusTellsTheStateInOneLine) {
 
 TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
     const auto control = [&](bool isHeld, bool isAddingAir, bool lidHasFan) {
-        helper.snapshot.emplace(FanSnapshot{1, 0, 0, 0, 0, isHeld, "cool", 45, isAddingAir, lidHasFan});
+        show(FanSnapshot{1, 0, 0, 0, 0, isHeld, "cool", 45, isAddingAir, lidHasFan});
         out.str("");
         commands::status(helper, terminal, false);
         return out.str();
@@ -89,46 +62,48 @@ TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
 }
 
 TEST_F(CommandsTest, StatusLeavesOutAMissingChipReadingAndTellsOfNoFans) {
-    helper.snapshot.emplace(FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false});
+    show(FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false});
     commands::status(helper, terminal, false);
     EXPECT_EQ(out.str(), "no usable fan; automatic; chip cool\n");
 }
 
 TEST_F(CommandsTest, StatusAsJSONIsTheHelpersOwn) {
     commands::status(helper, terminal, true);
-    const auto json = helper.snapshot->encoded();
-    EXPECT_EQ(out.str(), std::string(json.begin(), json.end()) + "\n");
+    const auto& json = service->snapshot;
+    EXPECT_EQ(out.str(), std::string(json->begin(), json->end()) + "\n");
 }
 
 TEST_F(CommandsTest, StatusWithoutASnapshotIsARefusal) {
-    helper.snapshot.reset();
+    service->snapshot.reset();
     EXPECT_THROW(commands::status(helper, terminal, false), HelperRefused);
     EXPECT_THROW(commands::status(helper, terminal, true), HelperRefused);
 }
 
 TEST_F(CommandsTest, HoldStaysUntilItIsAskedToStopAndHandsBack) {
     commands::hold(helper, terminal, 0.5, true);
-    EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 1", "helperVersion", "helperVersion", "handBack"));
+    EXPECT_THAT(service->holds(), ElementsAre(Pair(0.5, true)));
+    EXPECT_THAT(service->requests(), ElementsAre("hold", "helperVersion", "helperVersion", "handBack"));
     EXPECT_EQ(out.str(), "Holding at 50%. Ctrl-C hands the fan back.\nThe fan is under automatic control.\n");
 }
 
 TEST_F(CommandsTest, HoldShowsALiveLineOnATerminal) {
     terminal.isInteractive = true;
     commands::hold(helper, terminal, 0.5, false);
-    EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 0", "fetchSnapshot", "fetchSnapshot", "handBack"));
+    EXPECT_THAT(service->holds(), ElementsAre(Pair(0.5, false)));
+    EXPECT_THAT(service->requests(), ElementsAre("hold", "fetchSnapshot", "fetchSnapshot", "handBack"));
     EXPECT_THAT(out.str(), HasSubstr("\r\033[K3598 RPM, target 3600"));
 }
 
 TEST_F(CommandsTest, AHoldOnATerminalGoesOnWithoutAReading) {
     terminal.isInteractive = true;
-    helper.snapshot.reset();
+    service->snapshot.reset();
     commands::hold(helper, terminal, 0.5, false);
-    EXPECT_THAT(helper.requests, ElementsAre("hold 0.5 0", "fetchSnapshot", "fetchSnapshot", "handBack"));
+    EXPECT_THAT(service->requests(), ElementsAre("hold", "fetchSnapshot", "fetchSnapshot", "handBack"));
     EXPECT_THAT(out.str(), HasSubstr("\r\033[KThis Mac has no controllable fan, or its readings are not available."));
 }
 
 TEST_F(CommandsTest, ARefusedHoldTellsTheHelpersText) {
-    helper.error = "This Mac has no controllable fan.";
+    service->error = "This Mac has no controllable fan.";
     try {
         commands::hold(helper, terminal, 0.5, false);
         FAIL() << "nothing was thrown";
@@ -139,7 +114,10 @@ TEST_F(CommandsTest, ARefusedHoldTellsTheHelpersText) {
 }
 
 TEST_F(CommandsTest, AHoldWhoseHelperGoesAwayEnds) {
-    helper.answersLeft = 2;
+    service->answer = [this](const std::function<void()>& reply) {
+        if (service->requests().size() <= 2)
+            reply(); // after that the helper has gone
+    };
     pausesUntilStop = 100;
     EXPECT_THROW(commands::hold(helper, terminal, 0.5, false), HelperUnreachable);
     EXPECT_EQ(pauses, 1);
@@ -148,10 +126,10 @@ TEST_F(CommandsTest, AHoldWhoseHelperGoesAwayEnds) {
 TEST_F(CommandsTest, TheOtherRequestsSayWhatTheyDid) {
     commands::handBack(helper, terminal);
     commands::version(helper, terminal);
-    helper.interfaceVersion = 7;
+    service->version = 7;
     commands::version(helper, terminal);
     commands::standDown(helper, terminal);
-    EXPECT_THAT(helper.requests, ElementsAre("handBack", "helperVersion", "helperVersion", "standDown"));
+    EXPECT_THAT(service->requests(), ElementsAre("handBack", "helperVersion", "helperVersion", "standDown"));
     EXPECT_EQ(out.str(), "The fan is under automatic control.\n"
                          "The helper's interface version is 6, the same as this program's.\n"
                          "The helper's interface version is 7; this program's is 6.\n"
@@ -161,7 +139,7 @@ TEST_F(CommandsTest, TheOtherRequestsSayWhatTheyDid) {
 TEST_F(CommandsTest, WatchPrintsALineEachSecondUntilItIsAskedToStop) {
     pausesUntilStop = 3;
     commands::watch(helper, terminal);
-    EXPECT_EQ(helper.requests.size(), 3U);
+    EXPECT_EQ(service->requests().size(), 3U);
     EXPECT_THAT(out.str(), HasSubstr("3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n3598"));
 }
 

@@ -2,9 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -12,8 +11,8 @@
 
 namespace kelo {
 
-/// What every watch on files must do, on real files in a folder of its own. The test's own thread is the main thread.
-/// The harness:
+/// What every watch on files must do, in a folder of the test's own. The test's own thread is the main thread. The
+/// harness, which is a `RealFolder` or does in memory what that does on the disk:
 ///
 ///     FileEvents& fileEvents();
 ///     void run();                          // lets the main thread run until what has happened has been delivered
@@ -21,20 +20,13 @@ namespace kelo {
 template <typename Harness>
 class FileEventsConformance : public ::testing::Test {
 protected:
-    FileEventsConformance() {
-        const auto* const info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = std::filesystem::temp_directory_path() / ("kelo-files-" + std::string(info->name()) + "-" +
-                                                           std::to_string(reinterpret_cast<std::uintptr_t>(&folder)));
-        std::filesystem::create_directories(folder);
-        write(file, "the first");
-    }
-    ~FileEventsConformance() override { std::filesystem::remove_all(folder); }
+    FileEventsConformance() { harness.write(file, "the first"); }
 
     FileEvents& files() { return harness.fileEvents(); }
-    std::string path(const std::string& name) const { return (folder / name).string(); }
-    void write(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
-    void rename(const std::string& from, const std::string& to) const { std::filesystem::rename(path(from), path(to)); }
-    void remove(const std::string& name) const { std::filesystem::remove(path(name)); }
+    std::string path(const std::string& name) const { return harness.path(name); }
+    void write(const std::string& name, const std::string& text) { harness.write(name, text); }
+    void rename(const std::string& from, const std::string& to) { harness.rename(from, to); }
+    void remove(const std::string& name) { harness.remove(name); }
 
     std::unique_ptr<FileEventSource> watch(const std::string& name) {
         return files().watch(path(name), [this] {
@@ -44,7 +36,6 @@ protected:
     }
 
     const std::string file = "executable";
-    std::filesystem::path folder;
     int events = 0;
     std::thread::id toldOn;
     Harness harness;
@@ -55,8 +46,8 @@ TYPED_TEST_SUITE_P(FileEventsConformance);
 // --- identity
 
 TYPED_TEST_P(FileEventsConformance, AFileIsTheSameUnderEveryPathThatLeadsToIt) {
-    std::filesystem::create_hard_link(this->path(this->file), this->path("hard link"));
-    std::filesystem::create_symlink(this->path(this->file), this->path("symbolic link"));
+    this->harness.hardLink(this->file, "hard link");
+    this->harness.symbolicLink(this->file, "symbolic link");
     const auto identity = this->files().identify(this->path(this->file));
     ASSERT_TRUE(identity.has_value());
     EXPECT_EQ(this->files().identify(this->path("hard link")), identity);

@@ -2,12 +2,17 @@
 #include "simulator/model/SimulatedExchange.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/ClockConformance.h"
+#include "tests/conformance/FileEventsConformance.h"
+#include "tests/conformance/LogOutputConformance.h"
 #include "tests/conformance/MainQueueConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
 #include "tests/conformance/SignalsConformance.h"
 #include "tests/conformance/SigningInformationConformance.h"
+#include "tests/conformance/SystemLogConformance.h"
+#include "tests/support/RecordingLog.h"
 #include "tests/support/ScriptedClamshell.h"
+#include "tests/support/ScriptedFileEvents.h"
 #include "tests/support/ScriptedPlatform.h"
 #include "tests/support/ScriptedPower.h"
 #include "tests/support/VirtualQueue.h"
@@ -104,8 +109,67 @@ private:
     ScriptedSigningInformation information_;
 };
 
+class ScriptedFileEventsHarness {
+public:
+    FileEvents& fileEvents() { return files_; }
+    void run() { files_.deliver(); }
+    std::string expectedOwnExecutable() { return *files_.executable; }
+
+    std::string path(const std::string& name) const { return "/folder/" + name; }
+    void write(const std::string& name, const std::string&) { files_.write(path(name)); }
+    void rename(const std::string& from, const std::string& to) { files_.rename(path(from), path(to)); }
+    void remove(const std::string& name) { files_.remove(path(name)); }
+    void hardLink(const std::string& from, const std::string& to) { files_.link(path(from), path(to)); }
+    void symbolicLink(const std::string& from, const std::string& to) { hardLink(from, to); } // the same to `identify`
+
+private:
+    ScriptedFileEvents files_;
+};
+
+class RecordingSystemLogHarness {
+public:
+    std::unique_ptr<SystemLog> makeLog(const std::string& category) {
+        auto log = std::make_unique<RecordingSystemLog>();
+        logs_.emplace_back(category, log.get());
+        return log;
+    }
+    std::vector<KeptEntry> entries() {
+        std::vector<KeptEntry> kept;
+        for (const auto& [category, log] : logs_)
+            for (const auto& [level, message] : log->entries())
+                kept.push_back({category, level, message});
+        return kept;
+    }
+    bool canDisable() { return true; }
+    void disable(LogLevel level) {
+        for (const auto& [category, log] : logs_)
+            (level == LogLevel::error ? log->isErrorEnabled : log->isNoticeEnabled) = false;
+    }
+
+private:
+    std::vector<std::pair<std::string, RecordingSystemLog*>> logs_; // in the order of their making
+};
+
+class RecordingOutputHarness {
+public:
+    LogOutput& output() { return output_; }
+    std::string written() {
+        std::string all;
+        for (const auto& write : output_.writes())
+            all += write;
+        return all;
+    }
+    double wallClock() { return output_.time; }
+
+private:
+    RecordingOutput output_;
+};
+
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, ClamshellConformance, ScriptedClamshellHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, ClockConformance, VirtualClockHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, FileEventsConformance, ScriptedFileEventsHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, LogOutputConformance, RecordingOutputHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SystemLogConformance, RecordingSystemLogHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SignalsConformance, ScriptedSignalsHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SigningInformationConformance, ScriptedSigningInformationHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, MainQueueConformance, VirtualQueueHarness);

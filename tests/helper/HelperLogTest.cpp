@@ -64,18 +64,18 @@ TEST_F(HelperLogTest, WhateverTheMessageHoldsIsWrittenAsItIsInOneWrite) {
 TEST_F(HelperLogTest, TheSystemLogGetsTheBareMessageAtItsLevel) {
     log.error("one");
     log.notice("two");
-    EXPECT_THAT(system->entries, ElementsAre(Pair(LogLevel::error, "one"), Pair(LogLevel::notice, "two")));
+    EXPECT_THAT(system->entries(), ElementsAre(Pair(LogLevel::error, "one"), Pair(LogLevel::notice, "two")));
 }
 
 TEST_F(HelperLogTest, ASilentSystemLogSilencesOnlyItsOwnEntries) {
     system->isErrorEnabled = false;
     log.error("one");
     log.notice("two");
-    EXPECT_THAT(system->entries, ElementsAre(Pair(LogLevel::notice, "two")));
+    EXPECT_THAT(system->entries(), ElementsAre(Pair(LogLevel::notice, "two")));
     EXPECT_EQ(output.writes().size(), 2U);
     system->isNoticeEnabled = false;
     log.notice("three");
-    EXPECT_EQ(system->entries.size(), 1U);
+    EXPECT_EQ(system->entries().size(), 1U);
     EXPECT_EQ(output.writes().size(), 3U);
 }
 
@@ -87,14 +87,14 @@ TEST_F(HelperLogTest, ALogThatThrowsKeepsNobodyFromGoingOnAndTheOtherFromBeingWr
     EXPECT_EQ(output.writes().size(), 1U);
     output.onMessage = [](const std::string&) { throw std::runtime_error("broken"); };
     log.notice("two");
-    EXPECT_THAT(system->entries, ElementsAre(Pair(LogLevel::notice, "two")));
+    EXPECT_THAT(system->entries(), ElementsAre(Pair(LogLevel::notice, "two")));
 }
 
 TEST_F(HelperLogTest, CopiesLogToTheSamePlace) {
     const HelperLog copy = log; // NOLINT(performance-unnecessary-copy-initialization)
     copy.notice("hello");
     EXPECT_EQ(output.writes().size(), 1U);
-    EXPECT_EQ(system->entries.size(), 1U);
+    EXPECT_EQ(system->entries().size(), 1U);
 }
 
 TEST_F(HelperLogTest, TimesAreUTCToWholeSecondsRoundedDown) {

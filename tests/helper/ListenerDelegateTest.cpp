@@ -19,6 +19,7 @@ protected:
         takeTrace();
         listener.setAdmission(
             [this](IncomingConnection& connection) { return delegate().shouldAcceptNewConnection(connection); });
+        static_cast<void>(listener.resume());
     }
 
     ListenerDelegate& delegate() {

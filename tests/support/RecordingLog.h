@@ -3,6 +3,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "helper/LogOutput.h"
@@ -40,10 +41,21 @@ class RecordingSystemLog : public SystemLog {
 public:
     bool isErrorEnabled = true;
     bool isNoticeEnabled = true;
-    std::vector<std::pair<LogLevel, std::string>> entries;
 
     bool isEnabled(LogLevel level) override { return level == LogLevel::error ? isErrorEnabled : isNoticeEnabled; }
-    void write(LogLevel level, const std::string& message) override { entries.emplace_back(level, message); }
+    void write(LogLevel level, const std::string& message) override {
+        const std::lock_guard lock(mutex_);
+        entries_.emplace_back(level, message);
+    }
+
+    std::vector<std::pair<LogLevel, std::string>> entries() const {
+        const std::lock_guard lock(mutex_);
+        return entries_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::pair<LogLevel, std::string>> entries_;
 };
 
 } // namespace kelo

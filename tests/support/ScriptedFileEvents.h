@@ -1,16 +1,19 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "core/watch/FileEvents.h"
 
 namespace kelo {
 
-/// A file system with one path in it.
+/// A file system in memory, with our executable in it from the start.
 class ScriptedFileEvents : public FileEvents {
 public:
     std::optional<std::string> executable = "/Library/PrivilegedHelperTools/app.kelo.helper";
@@ -25,56 +28,108 @@ public:
 
     std::optional<FileIdentity> identify(const std::string& path) const override {
         const std::lock_guard lock(mutex_);
-        return path == executable ? file_ : std::nullopt;
+        const auto found = files_.find(path);
+        return found == files_.end() ? std::nullopt : std::optional(found->second);
     }
 
     [[nodiscard]] std::unique_ptr<FileEventSource> watch(const std::string& path,
                                                          std::function<void()> onEvent) override {
         onStep("watch " + path);
-        if (!canOpen)
+        const auto file = identify(path);
+        if (!canOpen || !file)
             return nullptr;
-        auto handler = std::make_shared<std::function<void()>>(std::move(onEvent));
-        handler_ = handler;
+        auto watched = std::make_shared<Watched>(Watched{*file, std::move(onEvent)});
+        watches_.push_back(watched);
         ++sources_;
-        return std::make_unique<Source>(*this, handler);
+        return std::make_unique<Source>(*this, watched);
     }
 
-    /// Puts another file, or none, at the path.
+    /// Puts another file, or none, in the executable's place; nobody is told.
     void place(std::optional<FileIdentity> file) {
         const std::lock_guard lock(mutex_);
-        file_ = file;
+        files_.erase(*executable);
+        if (file)
+            files_.emplace(*executable, *file);
     }
 
-    /// Delivers an event to the source, if there still is one that is not cancelled.
+    /// Delivers an event to every watch that is left.
     void send() {
-        if (const auto handler = handler_.lock())
-            if (*handler) {
-                const auto onEvent = *handler; // it may cancel or destroy its source
-                onEvent();
-            }
+        for (const auto& watched : std::vector(watches_))
+            tell(watched.lock());
+    }
+
+    // --- what programs do with files: the watches on them are told when `deliver` is called
+
+    /// Makes a file, or writes to the one that is there.
+    void write(const std::string& path) {
+        const std::lock_guard lock(mutex_);
+        if (files_.emplace(path, FileIdentity{1, nextInode_}).second)
+            ++nextInode_;
+    }
+
+    /// Makes `to` another name of the file `from`.
+    void link(const std::string& from, const std::string& to) {
+        const std::lock_guard lock(mutex_);
+        files_.insert_or_assign(to, files_.at(from));
+    }
+
+    void rename(const std::string& from, const std::string& to) {
+        const std::lock_guard lock(mutex_);
+        if (const auto replaced = files_.find(to); replaced != files_.end())
+            changed_.push_back(replaced->second);
+        changed_.push_back(files_.at(from));
+        files_.insert_or_assign(to, files_.at(from));
+        files_.erase(from);
+    }
+
+    void remove(const std::string& path) {
+        const std::lock_guard lock(mutex_);
+        changed_.push_back(files_.at(path));
+        files_.erase(path);
+    }
+
+    void deliver() {
+        for (const auto& file : std::exchange(changed_, {}))
+            for (const auto& watched : std::vector(watches_))
+                if (const auto live = watched.lock(); live && live->file == file)
+                    tell(live);
     }
 
     int sources() const { return sources_; }
     int cancellations() const { return cancellations_; }
 
 private:
+    struct Watched {
+        FileIdentity file;
+        std::function<void()> onEvent; ///< Null once cancelled.
+    };
+
     class Source : public FileEventSource {
     public:
-        Source(ScriptedFileEvents& events, std::shared_ptr<std::function<void()>> handler)
-            : events_(events), handler_(std::move(handler)) {}
+        Source(ScriptedFileEvents& events, std::shared_ptr<Watched> watched)
+            : events_(events), watched_(std::move(watched)) {}
         void cancel() override {
-            *handler_ = nullptr;
+            watched_->onEvent = nullptr;
             ++events_.cancellations_;
         }
 
     private:
         ScriptedFileEvents& events_;
-        std::shared_ptr<std::function<void()>> handler_;
+        std::shared_ptr<Watched> watched_;
     };
 
-    mutable std::mutex mutex_;
-    std::optional<FileIdentity> file_ = FileIdentity{1, 100};
-    std::weak_ptr<std::function<void()>> handler_;
+    static void tell(const std::shared_ptr<Watched>& watched) {
+        if (!watched || !watched->onEvent)
+            return;
+        const auto onEvent = watched->onEvent; // it may cancel or destroy its source
+        onEvent();
+    }
+
+    mutable std::mutex mutex_; ///< Guards the files.
+    std::map<std::string, FileIdentity> files_ = {{*executable, FileIdentity{1, 100}}};
+    std::uint64_t nextInode_ = 1000;
+    std::vector<FileIdentity> changed_;
+    std::vector<std::weak_ptr<Watched>> watches_;
     int sources_ = 0;
     int cancellations_ = 0;
 };

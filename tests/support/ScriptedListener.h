@@ -39,7 +39,7 @@ public:
     }
 };
 
-/// A listener in memory: connections are presented by hand.
+/// A listener in memory: connections are presented by hand. A requirement is a text that a peer knows or does not know.
 class ScriptedListener : public Listener {
 public:
     /// Called with each step: "admission", "requirement ...", "resume".
@@ -63,8 +63,11 @@ public:
         return canListen;
     }
 
-    /// Presents a connection of a peer that satisfies the requirement. Null when it was refused.
-    std::unique_ptr<ScriptedConnection> connect() {
+    /// Presents a connection of a peer that satisfies one requirement, or by default whatever is required. Null when
+    /// nobody listens, when it was cut off, and when it was refused.
+    std::unique_ptr<ScriptedConnection> connect(const std::optional<std::string>& satisfied = std::nullopt) {
+        if (!isResumed || (satisfied && satisfied != requirement))
+            return nullptr;
         auto connection = std::make_unique<ScriptedConnection>();
         if (!admission(*connection))
             return nullptr;

@@ -1,10 +1,12 @@
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 
 #include "platform/linux/loop/InotifyFileEvents.h"
 #include "platform/linux/loop/SignalfdSignals.h"
 #include "tests/conformance/FileEventsConformance.h"
 #include "tests/conformance/MainQueueConformance.h"
+#include "tests/conformance/RealFolder.h"
 #include "tests/conformance/SignalsConformance.h"
 #include "tests/platform/linux/conformance/LoopUnderTest.h"
 
@@ -49,7 +51,7 @@ private:
     SignalfdSignals signals_{under_.loop};
 };
 
-class InotifyHarness {
+class InotifyHarness : public RealFolder {
 public:
     FileEvents& fileEvents() { return fileEvents_; }
     void run() { under_.run(1); }

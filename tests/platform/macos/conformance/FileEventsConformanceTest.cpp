@@ -1,6 +1,9 @@
 #include "tests/conformance/FileEventsConformance.h"
 
+#include <filesystem>
+
 #include "platform/macos/VnodeFileEvents.h"
+#include "tests/conformance/RealFolder.h"
 #include "tests/platform/macos/conformance/SystemUnderTest.h"
 
 #ifdef __APPLE__
@@ -12,7 +15,7 @@
 namespace kelo {
 namespace {
 
-class VnodeFileEventsHarness {
+class VnodeFileEventsHarness : public RealFolder {
 public:
     FileEvents& fileEvents() { return fileEvents_; }
     void run() { runMainLoop(queue_, SystemUnderTest::unit); }

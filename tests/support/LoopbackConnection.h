@@ -1,0 +1,100 @@
+#pragma once
+
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "client/HelperConnection.h"
+#include "protocol/KeloHelperProtocol.h"
+
+namespace kelo {
+
+/// A client and the object that serves it in one process: each request is made on a thread of its own, as a transport
+/// does, and waits for its reply. A reply that is dropped ends the wait, as a connection that breaks does.
+class LoopbackConnection : public HelperConnection {
+public:
+    /// `onEnd` is called once, when either end has gone.
+    LoopbackConnection(std::shared_ptr<KeloHelperProtocol> object, std::function<void(LoopbackConnection&)> onEnd)
+        : object_(std::move(object)), onEnd_(std::move(onEnd)) {}
+    ~LoopbackConnection() override { end(); }
+
+    /// As when the helper's process ends. Any thread.
+    void end() {
+        std::function<void(LoopbackConnection&)> onEnd;
+        {
+            const std::lock_guard lock(mutex_);
+            isEnded_ = true;
+            if (const auto giveUp = std::exchange(giveUp_, nullptr))
+                giveUp();
+            onEnd = std::exchange(onEnd_, nullptr);
+        }
+        if (onEnd)
+            onEnd(*this);
+    }
+
+    std::optional<Data> fetchSnapshot() override {
+        return ask<std::optional<Data>>([this](auto reply) { object_->fetchSnapshot(std::move(reply)); });
+    }
+    std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) override {
+        return ask<std::optional<std::string>>(
+            [=, this](auto reply) { object_->hold(fraction, handsBackOnLidClose, std::move(reply)); });
+    }
+    std::optional<std::string> handBack() override {
+        return ask<std::optional<std::string>>([this](auto reply) { object_->handBack(std::move(reply)); });
+    }
+    std::int64_t helperVersion() override {
+        return ask<std::int64_t>([this](auto reply) { object_->helperVersion(std::move(reply)); });
+    }
+    void standDown() override {
+        ask<bool>([this](auto reply) { object_->standDown([reply] { reply(true); }); });
+    }
+
+private:
+    template <typename Value>
+    Value ask(const std::function<void(std::function<void(Value)>)>& request) {
+        auto promise = std::make_shared<std::promise<Value>>();
+        auto answer = promise->get_future();
+        {
+            const std::lock_guard lock(mutex_);
+            if (isEnded_)
+                throw HelperUnreachable("The helper has closed the connection.");
+            giveUp_ = [waiting = std::weak_ptr(promise)] {
+                if (const auto live = waiting.lock())
+                    settle([&] {
+                        live->set_exception(std::make_exception_ptr(HelperUnreachable("The helper has gone.")));
+                    });
+            };
+        }
+        std::function<void(Value)> reply = [promise = std::move(promise)](Value value) {
+            settle([&] { promise->set_value(std::move(value)); });
+        };
+        std::thread([&] { request(std::move(reply)); }).join();
+        try {
+            return answer.get();
+        } catch (const std::future_error&) {
+            throw HelperUnreachable("The helper has dropped the request.");
+        }
+    }
+
+    /// Whoever comes second, the reply or the end, comes too late.
+    template <typename Step>
+    static void settle(Step step) {
+        try {
+            step();
+        } catch (const std::future_error&) {
+            return;
+        }
+    }
+
+    const std::shared_ptr<KeloHelperProtocol> object_;
+    std::mutex mutex_; ///< Guards what follows.
+    std::function<void(LoopbackConnection&)> onEnd_;
+    std::function<void()> giveUp_; ///< Ends the wait of the request under way.
+    bool isEnded_ = false;
+};
+
+} // namespace kelo
