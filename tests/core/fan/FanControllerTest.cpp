@@ -206,6 +206,17 @@ TEST_F(FanReadings, EnclosureSensorsAreReadInTheirOrder) {
     EXPECT_THAT(reads(), ElementsAre("read Ts0S", "read Ts1P", "read TW0P"));
 }
 
+TEST_F(FanReadings, ASensorThatIsMissingIsAskedForInItsOrderAndNoOtherIs) {
+    for (const auto* key : {"Tp09", "Tp0T", "Ts0S", "Ts1P", "TW0P"})
+        controller.remove(key);
+    controller.clearLog();
+    (void)fans.chipTemperature();
+    EXPECT_THAT(controller.texts(), ElementsAre("info Tp09 -> 0x84", "info Tp0T -> 0x84"));
+    controller.clearLog();
+    (void)fans.enclosureTemperatures();
+    EXPECT_THAT(controller.texts(), ElementsAre("info Ts0S -> 0x84", "info Ts1P -> 0x84", "info TW0P -> 0x84"));
+}
+
 TEST_F(FanReadings, WarmthChangesAt60And80Degrees) {
     const std::pair<double, Warmth> warmthAt[] = {
         {-10, Warmth::cool},   {59.9, Warmth::cool}, {60.0, Warmth::warm},
