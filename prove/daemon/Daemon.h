@@ -1,0 +1,99 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "helper/HelperProcess.h"
+#include "platform/posix/GuardedHelper.h"
+#include "prove/daemon/FaultyExchange.h"
+#include "prove/daemon/RecordingQueue.h"
+#include "prove/daemon/Tape.h"
+#include "tests/support/ScriptedPlatform.h"
+
+namespace kelo {
+
+/// The whole daemon in this process, on virtual time, with a simulated controller and everything else scripted.
+///
+/// Its surroundings are made with it; the daemon lives from `start` until it exits or this is destroyed, whichever is
+/// first. One at a time in a process, since the key client's connection is the process's.
+class Daemon {
+public:
+    Daemon();
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+    ~Daemon();
+
+    void start();
+    /// Lets time pass, in which the daemon does what falls due.
+    void pass(double seconds) { queue.runFor(seconds); }
+
+    // Clients. Numbers count from 0 and are not used again.
+    /// None when the client was turned away.
+    std::optional<int> connect();
+    void interrupt(int client);
+    /// Ends the connection.
+    void invalidate(int client);
+    bool isConnected(int client) const { return clients_.at(static_cast<std::size_t>(client)).guard != nullptr; }
+
+    // Requests of a client. They are carried out as time passes.
+    void snapshot(int client);
+    void hold(int client, double fraction, bool handsBackOnLidClose = false);
+    void handBack(int client);
+    void version(int client);
+    void standDown(int client);
+
+    // The machine.
+    void setRoot(bool isRoot);
+    bool signal(int number);
+    /// A message of the root power domain. Does nothing when nobody is registered.
+    void announce(PowerMessage message);
+
+    bool hasExited() const { return exitStatus.has_value(); }
+    /// Requests that have not been replied to exactly once.
+    int wronglyAnswered() const;
+    /// What the guard had to put right, as reported on this platform.
+    int reportedFaults() const { return reportedFaults_; }
+    /// Announcements that were not acknowledged exactly once.
+    int wronglyAcknowledged() const;
+
+    double now = 0; ///< Virtual seconds.
+    Tape tape;
+    SimulatedController controller{[this] { return now; }};
+    FaultyExchange exchange{controller, now, tape};
+    VirtualClock clock{now};
+    ScriptedRights rights;
+    ScriptedPower power;
+    ScriptedClamshell clamshell;
+    std::optional<int> exitStatus;
+    std::string lastReply;
+
+private:
+    friend void reportFault(const char* what, const char* why) noexcept;
+
+    struct Client {
+        std::unique_ptr<ScriptedConnection> connection;
+        std::unique_ptr<GuardedHelper> guard; ///< Null once the connection has ended.
+    };
+
+    void record(const std::string& event);
+    GuardedHelper& guard(int client) { return *clients_.at(static_cast<std::size_t>(client)).guard; }
+    /// Adds a request; returns what is to be called with the text of its reply.
+    std::function<void(const std::string&)> expectReply(const std::string& name);
+    void exit(const std::string& step);
+
+    std::vector<int> replies_;          ///< How many replies each request was given.
+    std::vector<int> acknowledgements_; ///< By notification ID.
+    int reportedFaults_ = 0;
+    std::vector<Client> clients_;
+
+public:
+    RecordingQueue queue{now}; ///< Behind what its tasks refer to.
+    ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
+
+private:
+    std::unique_ptr<HelperProcess> process_;
+};
+
+} // namespace kelo
