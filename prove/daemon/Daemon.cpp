@@ -30,7 +30,7 @@ Daemon::Daemon() {
     };
     platform.stopSignals.onStep = platform.files.onStep = platform.onStep;
     platform.output.onMessage = [this](const std::string& message) { record(message); };
-    queue.onStep = [this](const std::string& step) { record(step); };
+    power.onStep = queue.onStep = [this](const std::string& step) { record(step); };
     clamshell.onQuery = [this] { record("lid?"); };
     power.onAllow = [this](std::intptr_t id) {
         record("allow " + std::to_string(id));
@@ -61,7 +61,7 @@ std::optional<int> Daemon::connect() {
     if (platform.listener == nullptr || !platform.listener->isResumed)
         return std::nullopt;
     auto connection = platform.listener->connect();
-    record(connection ? "accepted" : "turned away");
+    queue.post([this, isAccepted = connection != nullptr] { record(isAccepted ? "accepted" : "turned away"); });
     if (!connection)
         return std::nullopt;
     auto guarded = std::make_unique<GuardedHelper>(connection->object);
@@ -116,8 +116,6 @@ void Daemon::setRoot(bool isRoot) {
     rights.root = isRoot;
     exchange.isRoot = isRoot;
 }
-
-bool Daemon::signal(int number) { return platform.stopSignals.send(number); }
 
 void Daemon::announce(PowerMessage message) {
     // Of a wake nobody expects an acknowledgement.

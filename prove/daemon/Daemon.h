@@ -8,11 +8,19 @@
 #include "helper/HelperProcess.h"
 #include "platform/posix/GuardedHelper.h"
 #include "prove/daemon/FaultyExchange.h"
+#include "prove/daemon/RecordingPower.h"
 #include "prove/daemon/RecordingQueue.h"
 #include "prove/daemon/Tape.h"
 #include "tests/support/ScriptedPlatform.h"
 
 namespace kelo {
+
+/// A clock whose waits take a little longer than asked, as everywhere: no deadline is met to the last digit.
+class OversleepingClock : public VirtualClock {
+public:
+    using VirtualClock::VirtualClock;
+    void sleep(double seconds) override { VirtualClock::sleep(seconds + 0.001); }
+};
 
 /// The whole daemon in this process, on virtual time, with a simulated controller and everything else scripted.
 ///
@@ -46,7 +54,14 @@ public:
 
     // The machine.
     void setRoot(bool isRoot);
-    bool signal(int number);
+    void setLid(const ClamshellProperty& state) { clamshell.state = state; }
+    void setPowerPresent(bool isPresent) { power.isPresent = isPresent; }
+    void setTeam(const std::optional<std::string>& team) { platform.signing.team = team; }
+    void setExecutable(const std::optional<std::string>& path) { platform.files.executable = path; }
+    void setFile(const std::optional<FileIdentity>& file) { platform.files.place(file); }
+    void setFileOpenable(bool canOpen) { platform.files.canOpen = canOpen; }
+    void fileEvent() { platform.files.send(); }
+    void signal(int number) { platform.stopSignals.send(number); }
     /// A message of the root power domain. Does nothing when nobody is registered.
     void announce(PowerMessage message);
 
@@ -62,9 +77,9 @@ public:
     Tape tape;
     SimulatedController controller{[this] { return now; }};
     FaultyExchange exchange{controller, now, tape};
-    VirtualClock clock{now};
+    OversleepingClock clock{now};
     ScriptedRights rights;
-    ScriptedPower power;
+    RecordingPower power;
     ScriptedClamshell clamshell;
     std::optional<int> exitStatus;
     std::string lastReply;

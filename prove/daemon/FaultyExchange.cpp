@@ -33,7 +33,7 @@ bool FaultyExchange::exchange(std::uint32_t connection, const SMCKeyData& reques
         reply.result = ExchangeFault::resultByte;
         isDone = true;
     }
-    now_ += fault == ExchangeFault::Kind::late ? ExchangeFault::lateness : 0;
+    now_ += fault == ExchangeFault::Kind::late ? ExchangeFault::lateness : duration;
     tape_.add({now_,
                {},
                {now_, request, isDone ? std::optional(reply) : std::nullopt},

@@ -33,9 +33,6 @@ struct ExchangeFault {
 /// Exchanges with a simulated controller that are counted, recorded, and made to go wrong.
 class FaultyExchange : public SimulatedExchange {
 public:
-    /// No run comes near so many: a daemon that does never ends.
-    static constexpr int limit = 100'000;
-
     /// All are borrowed.
     FaultyExchange(SimulatedController& controller, double& now, Tape& tape)
         : SimulatedExchange(controller), now_(now), tape_(tape) {}
@@ -43,8 +40,13 @@ public:
     bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
 
     void inject(const ExchangeFault& fault) { fault_ = fault; }
+    void injectNothing() { fault_.reset(); }
     /// How many exchanges there have been.
     int count() const { return count_; }
+
+    double duration = 0; ///< Seconds that each takes.
+    /// Nothing needs so many: a daemon that does never ends, and this process is aborted.
+    int limit = 100'000;
 
 private:
     std::optional<ExchangeFault::Kind> faultFor(int number, const SMCKeyData& request);
