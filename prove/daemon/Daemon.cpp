@@ -57,16 +57,23 @@ void Daemon::exit(const std::string& step) {
     tape.end();
 }
 
-std::optional<int> Daemon::connect() {
+void Daemon::connect() {
     if (platform.listener == nullptr || !platform.listener->isResumed)
-        return std::nullopt;
+        return;
     auto connection = platform.listener->connect();
     queue.post([this, isAccepted = connection != nullptr] { record(isAccepted ? "accepted" : "turned away"); });
     if (!connection)
-        return std::nullopt;
+        return;
     auto guarded = std::make_unique<GuardedHelper>(connection->object);
     clients_.push_back({std::move(connection), std::move(guarded)});
-    return static_cast<int>(clients_.size()) - 1;
+}
+
+std::vector<int> Daemon::connectedClients() const {
+    std::vector<int> connected;
+    for (int client = 0; client < std::ssize(clients_); ++client)
+        if (isConnected(client))
+            connected.push_back(client);
+    return connected;
 }
 
 void Daemon::interrupt(int client) { clients_.at(static_cast<std::size_t>(client)).connection->onInterruption(); }

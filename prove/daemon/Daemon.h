@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "helper/HelperProcess.h"
@@ -19,7 +21,14 @@ namespace kelo {
 class OversleepingClock : public VirtualClock {
 public:
     using VirtualClock::VirtualClock;
-    void sleep(double seconds) override { VirtualClock::sleep(seconds + 0.001); }
+    void sleep(double seconds) override {
+        VirtualClock::sleep(seconds + 0.001);
+        for (const auto& happen : std::exchange(meanwhile, {}))
+            happen();
+    }
+
+    /// What happens on other threads as soon as the main thread sleeps.
+    std::vector<std::function<void()>> meanwhile;
 };
 
 /// The whole daemon in this process, on virtual time, with a simulated controller and everything else scripted.
@@ -38,12 +47,13 @@ public:
     void pass(double seconds) { queue.runFor(seconds); }
 
     // Clients. Numbers count from 0 and are not used again.
-    /// None when the client was turned away.
-    std::optional<int> connect();
+    /// A client that is turned away gets no number.
+    void connect();
     void interrupt(int client);
     /// Ends the connection.
     void invalidate(int client);
     bool isConnected(int client) const { return clients_.at(static_cast<std::size_t>(client)).guard != nullptr; }
+    std::vector<int> connectedClients() const;
 
     // Requests of a client. They are carried out as time passes.
     void snapshot(int client);
@@ -64,6 +74,9 @@ public:
     void signal(int number) { platform.stopSignals.send(number); }
     /// A message of the root power domain. Does nothing when nobody is registered.
     void announce(PowerMessage message);
+
+    /// Does it as soon as the main thread is blocked: something that other threads do.
+    void onBlocked(const std::function<void()>& happen) { clock.meanwhile.push_back(happen); }
 
     bool hasExited() const { return exitStatus.has_value(); }
     /// Requests that have not been replied to exactly once.

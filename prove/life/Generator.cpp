@@ -16,13 +16,13 @@ struct Frequency {
 };
 
 /// How often what happens, in a life that is neither quiet nor wild.
-constexpr Frequency ordinary[] = {{Action::pass, 40},        {Action::busy, 3},        {Action::connect, 5},
-                                  {Action::interrupt, 1},    {Action::invalidate, 3},  {Action::snapshot, 4},
-                                  {Action::hold, 7},         {Action::handBack, 1.5},  {Action::version, 1},
-                                  {Action::standDown, 0.2},  {Action::signal, 0.3},    {Action::fileEvent, 0.5},
-                                  {Action::lid, 6},          {Action::canSleep, 1},    {Action::willSleep, 2},
-                                  {Action::poweredOn, 4},    {Action::chip, 8},        {Action::value, 8},
-                                  {Action::replaceFile, .2}, {Action::deleteFile, .2}, {Action::putFileBack, 1}};
+constexpr Frequency ordinary[] = {
+    {Action::pass, 40},       {Action::busy, 3},       {Action::blocked, 1},     {Action::connect, 5},
+    {Action::interrupt, 1},   {Action::invalidate, 3}, {Action::snapshot, 4},    {Action::hold, 7},
+    {Action::handBack, 1.5},  {Action::version, 1},    {Action::standDown, 0.2}, {Action::signal, 0.3},
+    {Action::fileEvent, 0.5}, {Action::lid, 6},        {Action::canSleep, 1},    {Action::willSleep, 2},
+    {Action::poweredOn, 4},   {Action::chip, 8},       {Action::value, 8},       {Action::replaceFile, .1},
+    {Action::deleteFile, .1}, {Action::putFileBack, 1}};
 
 /// What only some lives know.
 constexpr Frequency wild[] = {{Action::type, 1},  {Action::sizeLie, 1}, {Action::remove, 2}, {Action::restore, 2},
@@ -39,7 +39,7 @@ double Generator::whole(int count) { return static_cast<double>(random_() % stat
 Script Generator::begin() {
     chooseTemperament();
     machine_.x = chance(0.03) ? 0 : 1 + whole(3);
-    machine_.y = chance(0.1) ? 3 : whole(3);
+    machine_.y = chance(0.05) ? 3 : whole(3);
     machine_.z = chance(0.2) ? 1 : 0;
     Script script = {machine_};
     for (const auto action : {Action::noController, Action::unsignedHelper, Action::unknownPath,
@@ -53,20 +53,28 @@ Script Generator::begin() {
     if (chance(0.02))
         script.push_back({Action::value, 10, whole(256)}); // the count of fans
     script.push_back({Action::start});
+    if (chance(0.8)) {
+        script.push_back({Action::connect});
+        script.push_back({Action::hold, 0, fraction(), whole(2)});
+    }
     return script;
 }
 
 void Generator::chooseTemperament() {
     weights_.fill(0);
     for (const auto& [action, weight] : ordinary)
-        weights_[static_cast<std::size_t>(action)] = weight * (chance(0.2) ? anywhere(0, 4) : 1);
+        weightOf(action) = weight * (chance(0.2) ? anywhere(0, 4) : 1);
     const bool isWild = chance(0.4);
     for (const auto& [action, weight] : wild)
-        weights_[static_cast<std::size_t>(action)] = isWild ? weight * anywhere(0, 2) : 0;
+        weightOf(action) = isWild ? weight * anywhere(0, 2) : 0;
+    weightOf(Action::chip) *= chance(0.7) ? 0.2 : 1;
+    if (chance(0.4)) // a hold may last
+        for (const auto action : {Action::hold, Action::handBack, Action::invalidate, Action::willSleep, Action::lid})
+            weightOf(action) *= 0.2;
     sum_ = 0;
     for (const double weight : weights_)
         sum_ += weight;
-    warmest_ = chance(0.5) ? 80 : 115;
+    warmest_ = chance(0.4) ? 85 : 115;
 }
 
 Action Generator::action() {
@@ -79,8 +87,15 @@ Action Generator::action() {
 
 Input Generator::next() {
     constexpr double odd[] = {nan, infinity, -infinity, -1, 0, 0.5, 255, 65536, 1e10};
+    if (holdsInARow_ > 0) {
+        --holdsInARow_;
+        return {Action::hold, 0, fraction(), whole(2)};
+    }
     const Action what = action();
     switch (what) {
+    case Action::busy:
+        holdsInARow_ = chance(0.05) ? 6 : 0; // more than may wait
+        return {what};
     case Action::pass:
         return {what, duration()};
     case Action::hold:
@@ -128,7 +143,9 @@ double Generator::fraction() {
 }
 
 double Generator::celsius() {
-    return chance(0.03) ? among(std::array{nan, infinity, -infinity, -300.0}) : anywhere(30, warmest_);
+    if (chance(0.03))
+        return among(std::array{nan, infinity, -infinity, -300.0});
+    return chance(0.5) ? anywhere(30, 85) : anywhere(60, warmest_);
 }
 
 /// Another program takes a fan, gives it back, moves its target or the unlock switch.

@@ -13,7 +13,8 @@ class Generator {
 public:
     explicit Generator(std::uint64_t seed) : random_(seed) {}
 
-    /// Begins a life with a temperament of its own: what the machine is like, up to the start.
+    /// Begins a life with a temperament of its own: what the machine is like, the start and, mostly, a
+    /// first hold.
     Script begin();
     /// What happens next in it.
     Input next();
@@ -27,6 +28,7 @@ private:
         return choices[static_cast<std::size_t>(whole(static_cast<int>(std::size(choices))))];
     }
 
+    double& weightOf(Input::Action action) { return weights_[static_cast<std::size_t>(action)]; }
     void chooseTemperament();
     Input::Action action();
     double duration();
@@ -38,7 +40,8 @@ private:
     Input machine_{Input::Action::machine};
     std::array<double, Input::actions> weights_{};
     double sum_ = 0;
-    double warmest_ = 0; ///< Degrees Celsius.
+    int holdsInARow_ = 0; ///< Still to be asked for.
+    double warmest_ = 0;  ///< Degrees Celsius.
 };
 
 } // namespace kelo

@@ -22,8 +22,9 @@ struct Input {
         noPowerDomain,    ///
         start,
         // Time.
-        pass, ///< x: seconds.
-        busy, ///< What is posted to the main queue waits until the next `pass`.
+        pass,    ///< x: seconds.
+        busy,    ///< What is posted to the main queue waits until the next `pass`.
+        blocked, ///< The next input of a client comes as soon as the main thread is blocked.
         // Clients and their requests. x chooses among those that are connected.
         connect,
         interrupt,

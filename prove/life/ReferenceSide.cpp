@@ -74,6 +74,8 @@ public:
     std::int64_t nowNanoseconds() override { return std::llround(side_.now * 1e9); }
     void sleepMicroseconds(std::uint32_t microseconds) override {
         side_.now += static_cast<double>(microseconds) / 1e6 + 0.001; // as `OversleepingClock`
+        for (const auto& happen : std::exchange(side_.meanwhile_, {}))
+            happen();
     }
     bool isRoot() override { return side_.isRoot_; }
     void exit(int status) override {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -50,6 +51,8 @@ public:
     void announce(PowerMessage message);
 
     bool hasExited() const { return model_.hasExited(); }
+    bool isConnected(int client) const { return !gone_.contains(client); }
+    void onBlocked(const std::function<void()>& happen) { meanwhile_.push_back(happen); }
 
     double now = 0; ///< Virtual seconds.
     Tape tape;
@@ -77,6 +80,7 @@ private:
     std::vector<std::string> requests_; ///< Their names.
     std::set<int> gone_;                ///< Clients whose connection has ended.
     std::map<int, int> waitingHolds_;   ///< By client.
+    std::vector<std::function<void()>> meanwhile_;
     std::intptr_t announcements_ = 0;
     std::unique_ptr<World> world_;
     VirtualQueue queue_{now};

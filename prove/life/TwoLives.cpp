@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "prove/life/Machine.h"
 
@@ -69,8 +70,13 @@ void give(Side& side, const Input& input) {
     }
 }
 
+/// Does nothing for a client that has gone meanwhile.
 template <typename Side>
-void giveToClient(Side& side, const Input& input, int client) {
+void giveOfClient(Side& side, const Input& input, int client) {
+    if (input.action == Action::connect)
+        return side.connect();
+    if (!side.isConnected(client))
+        return;
     switch (input.action) {
     case Action::interrupt:
         return side.interrupt(client);
@@ -91,7 +97,13 @@ void giveToClient(Side& side, const Input& input, int client) {
     }
 }
 
-bool isOfClient(Action action) { return action >= Action::interrupt && action <= Action::standDown; }
+/// Gives it once, when the side's main thread is blocked next.
+template <typename Side>
+void giveWhileBlocked(Side& side, const Input& input, int client) {
+    side.onBlocked([&side, input, client] { giveOfClient(side, input, client); });
+}
+
+bool isOfClient(Action action) { return action >= Action::connect && action <= Action::standDown; }
 
 bool isEqual(const TapeEntry& a, const TapeEntry& b) {
     if (a.time != b.time || a.event != b.event || a.smc.reply.has_value() != b.smc.reply.has_value())
@@ -138,11 +150,10 @@ bool TwoLives::isTimely(Action action) const {
 void TwoLives::give(const Input& input) {
     isStarted_ = isStarted_ || input.action == Action::start;
     isBusy_ = input.action == Action::busy || (isBusy_ && input.action != Action::pass);
-    if (input.action == Action::connect)
-        connect();
-    else if (isOfClient(input.action))
-        giveToClient(input);
-    else {
+    isForBlocked_ = isForBlocked_ || input.action == Action::blocked;
+    if (isOfClient(input.action)) {
+        giveOfClient(input);
+    } else {
         kelo::give(daemon_, input);
         kelo::give(reference_, input);
     }
@@ -153,21 +164,27 @@ void TwoLives::give(const Input& input) {
     reference_.pass(seconds);
 }
 
-void TwoLives::connect() {
-    reference_.connect();
-    if (const auto client = daemon_.connect())
-        clients_.push_back(*client);
+/// Which client an input is of; none is left without any.
+std::optional<int> TwoLives::chooseClient(const Input& input) {
+    if (input.action == Action::connect)
+        return -1;
+    const auto clients = daemon_.connectedClients();
+    if (clients.empty())
+        return std::nullopt;
+    return clients[static_cast<std::size_t>(input.x) % clients.size()];
 }
 
-void TwoLives::giveToClient(const Input& input) {
-    if (clients_.empty())
+void TwoLives::giveOfClient(const Input& input) {
+    const auto client = chooseClient(input);
+    if (!client)
         return;
-    const auto chosen = clients_.begin() + static_cast<std::ptrdiff_t>(input.x) % std::ssize(clients_);
-    const int client = *chosen;
-    if (input.action == Action::invalidate)
-        clients_.erase(chosen);
-    kelo::giveToClient(daemon_, input, client);
-    kelo::giveToClient(reference_, input, client);
+    if (std::exchange(isForBlocked_, false)) {
+        giveWhileBlocked(daemon_, input, *client);
+        giveWhileBlocked(reference_, input, *client);
+    } else {
+        kelo::giveOfClient(daemon_, input, *client);
+        kelo::giveOfClient(reference_, input, *client);
+    }
 }
 
 bool TwoLives::agree(const Input& input) {

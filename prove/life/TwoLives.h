@@ -31,15 +31,15 @@ public:
 private:
     void give(const Input& input);
     bool isTimely(Input::Action action) const;
-    void connect();
-    void giveToClient(const Input& input);
+    std::optional<int> chooseClient(const Input& input);
+    void giveOfClient(const Input& input);
     bool agree(const Input& input);
 
     Daemon daemon_;
     ReferenceSide reference_;
-    std::vector<int> clients_; ///< Those that are connected.
     bool isStarted_ = false;
     bool isBusy_ = false;
+    bool isForBlocked_ = false; ///< The next input of a client waits until the main thread is blocked.
     std::string difference_;
 };
 

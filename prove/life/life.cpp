@@ -73,7 +73,7 @@ public:
             if (!live())
                 return 1;
         const int missing = coverage_.print();
-        std::printf("seed %llu: %llu steps in %llu lives, %llu exchanges, no difference; %d things never happened\n",
+        std::printf("\nseed %llu: %llu steps in %llu lives, %llu exchanges, no difference; %d things never happened\n",
                     number(arguments_.seed), number(steps_), number(lives_), number(exchanges_), missing);
         return missing > 0 && arguments_.steps >= fullLength ? 1 : 0;
     }
@@ -83,6 +83,7 @@ private:
 
     bool live() {
         ++lives_;
+        coverage_.beginLife();
         Script script;
         bool agree = true;
         {
@@ -107,8 +108,7 @@ private:
 
     void see(const Input& input, const std::vector<TapeEntry>& events) {
         ++steps_;
-        coverage_.see(input);
-        coverage_.see(events);
+        coverage_.see(input, events);
         for (const auto& entry : events)
             exchanges_ += entry.isExchange() ? 1 : 0;
     }
