@@ -10,8 +10,6 @@ namespace {
 
 Daemon* running = nullptr;
 
-std::string textOf(const std::optional<std::string>& error) { return error.value_or("none"); }
-
 } // namespace
 
 // Stands in for an operating system's.
@@ -86,37 +84,41 @@ void Daemon::invalidate(int client) {
 }
 
 void Daemon::snapshot(int client) {
-    guard(client).fetchSnapshot([reply = expectReply("snapshot")](const std::optional<Data>& data) {
-        reply(data ? std::string(data->begin(), data->end()) : "none");
+    guard(client).fetchSnapshot([this, request = addRequest("snapshot")](const std::optional<Data>& data) {
+        reply(request, data ? std::string(data->begin(), data->end()) : "none");
     });
 }
 
 void Daemon::hold(int client, double fraction, bool handsBackOnLidClose) {
-    guard(client).hold(fraction, handsBackOnLidClose,
-                       [reply = expectReply("hold")](const auto& error) { reply(textOf(error)); });
+    guard(client).hold(fraction, handsBackOnLidClose, [this, request = addRequest("hold")](const auto& error) {
+        reply(request, error.value_or("none"));
+    });
 }
 
 void Daemon::handBack(int client) {
-    guard(client).handBack([reply = expectReply("handBack")](const auto& error) { reply(textOf(error)); });
+    guard(client).handBack(
+        [this, request = addRequest("handBack")](const auto& error) { reply(request, error.value_or("none")); });
 }
 
 void Daemon::version(int client) {
     guard(client).helperVersion(
-        [reply = expectReply("version")](std::int64_t version) { reply(std::to_string(version)); });
+        [this, request = addRequest("version")](std::int64_t version) { reply(request, std::to_string(version)); });
 }
 
 void Daemon::standDown(int client) {
-    guard(client).standDown([reply = expectReply("standDown")] { reply("done"); });
+    guard(client).standDown([this, request = addRequest("standDown")] { reply(request, "done"); });
 }
 
-std::function<void(const std::string&)> Daemon::expectReply(const std::string& name) {
-    const auto number = replies_.size();
-    replies_.push_back(0);
-    return [this, number, name](const std::string& text) {
-        record("reply " + std::to_string(number) + ", " + name + ": " + text);
-        ++replies_.at(number);
-        lastReply = text;
-    };
+std::size_t Daemon::addRequest(const char* name) {
+    requests_.push_back({name, 0});
+    return requests_.size() - 1;
+}
+
+void Daemon::reply(std::size_t request, const std::string& text) {
+    auto& [name, replies] = requests_.at(request);
+    record("reply " + std::to_string(request) + ", " + name + ": " + text);
+    ++replies;
+    lastReply = text;
 }
 
 void Daemon::setRoot(bool isRoot) {
@@ -131,12 +133,12 @@ void Daemon::announce(PowerMessage message) {
 }
 
 int Daemon::wronglyAnswered() const {
-    return static_cast<int>(replies_.size() - static_cast<std::size_t>(std::ranges::count(replies_, 1)));
+    return static_cast<int>(
+        std::ranges::count_if(requests_, [](const Request& request) { return request.replies != 1; }));
 }
 
 int Daemon::wronglyAcknowledged() const {
-    return static_cast<int>(acknowledgements_.size() -
-                            static_cast<std::size_t>(std::ranges::count(acknowledgements_, 1)));
+    return static_cast<int>(std::ranges::count_if(acknowledgements_, [](int times) { return times != 1; }));
 }
 
 } // namespace kelo

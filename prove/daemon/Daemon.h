@@ -105,13 +105,18 @@ private:
         std::unique_ptr<GuardedHelper> guard; ///< Null once the connection has ended.
     };
 
+    struct Request {
+        std::string name;
+        int replies = 0;
+    };
+
     void record(const std::string& event);
     GuardedHelper& guard(int client) { return *clients_.at(static_cast<std::size_t>(client)).guard; }
-    /// Adds a request; returns what is to be called with the text of its reply.
-    std::function<void(const std::string&)> expectReply(const std::string& name);
+    std::size_t addRequest(const char* name);
+    void reply(std::size_t request, const std::string& text);
     void exit(const std::string& step);
 
-    std::vector<int> replies_;          ///< How many replies each request was given.
+    std::vector<Request> requests_;
     std::vector<int> acknowledgements_; ///< By notification ID.
     int reportedFaults_ = 0;
     std::vector<Client> clients_;

@@ -139,12 +139,14 @@ double Generator::duration() {
 double Generator::fraction() {
     if (chance(0.7))
         return anywhere(0, 1);
-    return among(std::array{nan, infinity, -infinity, -0.2, 0.0, 1e-5, 0.3, 0.5, 1.0, 1.7});
+    return among(std::array{nan, infinity, -infinity, -0.2, 0.0, 0.0, 1e-5, 0.3, 0.5, 0.5, 0.5, 1.0, 1.7});
 }
 
 double Generator::celsius() {
     if (chance(0.03))
         return among(std::array{nan, infinity, -infinity, -300.0});
+    if (chance(0.1))
+        return among(std::array{60.0, 80.0, 89.0, 96.0, 101.0}); // where something changes
     return chance(0.5) ? anywhere(30, 85) : anywhere(60, warmest_);
 }
 
@@ -152,6 +154,8 @@ double Generator::celsius() {
 Input Generator::interference() {
     if (chance(0.1))
         return {Action::value, 11, whole(2)};
+    if (chance(0.1)) // exactly as far off as is tolerated, when a half or nothing is asked
+        return {Action::value, 2 + whole(2), among(std::array{1175.0, 1225.0, 3575.0, 3625.0})};
     if (chance(0.4))
         return {Action::value, 2 + whole(2), anywhere(1000, 6500)};
     return {Action::value, whole(2), among(std::array{0.0, 0.0, 1.0, 2.0})};

@@ -5,10 +5,10 @@
 // - Everything happens on one thread. `World` is called synchronously; whatever it answers is used at once.
 // - Inputs of connections (arrival, departure, requests) have a part that runs on the connection's own queue, at once,
 //   and a part that runs on the main queue. Each input says which is which. The main part follows immediately unless
-//   the main queue is paused or busy; then it waits its turn, in order of submission.
+//   the main queue is busy; then it waits its turn, in order of submission.
 // - Inputs of connections may be delivered from inside `World::sleep` (the main thread blocks, the connections do not).
 // - The other inputs (timers, power, file events, signals) belong to the main thread: deliver them only while it is
-//   idle and not paused.
+//   idle.
 // - `World::exit` is the last call of the daemon; every later input is ignored.
 #pragma once
 
@@ -27,6 +27,13 @@ namespace kelo::reference {
 using Record = std::array<std::uint8_t, 80>;
 using ConnectionId = std::uint64_t;
 using RequestId = std::uint64_t;
+
+// How many chip readings are averaged.
+inline constexpr std::size_t smoothingWindow = 8;
+// The service's log category.
+inline const std::string serviceCategory = "service";
+// The refusal when there is nothing to control.
+inline const std::string noFansText = "This Mac has no controllable fan.";
 
 enum class Level { error, notice };
 
@@ -176,6 +183,8 @@ public:
 
 // Pure arithmetic and texts, public so that they can be checked by themselves.
 
+// 0 or less becomes 0 and above 1 becomes 1; a NaN stays.
+double clampedFraction(double fraction);
 // Target speed for a fraction of a fan's range.
 double targetRPM(double minRPM, double maxRPM, double fraction);
 // Mean of the newest eight readings, oldest first; nothing for none.
@@ -208,11 +217,6 @@ public:
 
     // Runs the whole start-up; call it once, before any other input.
     void start();
-
-    // Keeps main-queue work waiting, as if the main thread were busy.
-    void pauseMainQueue();
-    // Runs what waited, in order, and lets later work run at once again.
-    void resumeMainQueue();
 
     // The listener asks about a new connection; answered on the connection's queue, counted on the main queue.
     // When the executable was replaced: refused at once, then notice, hand-back and exit on the main queue.
@@ -330,23 +334,22 @@ private:
     void onMain(std::function<void()> work);
     void drainMainQueue();
 
-    World& world;
+    World& world_;
 
-    std::deque<std::function<void()>> mainQueue;
-    bool isMainPaused = false;
-    bool isMainBusy = false;
-    bool isListening = false;
-    bool isGone = false;
+    std::deque<std::function<void()>> mainQueue_;
+    bool isMainBusy_ = false;
+    bool isListening_ = false;
+    bool isGone_ = false;
 
-    std::uint32_t smcConnection = 0; // 0: not open
-    int fanCount = 0;                // 0: there is no controller, and requests are refused
-    std::optional<Hold> session;
-    std::int64_t clients = 0;
-    bool hasOrphanTimer = false; // stays true after the timer has fired
+    std::uint32_t smcConnection_ = 0; // 0: not open
+    int fanCount_ = 0;                // 0: there is no controller, and requests are refused
+    std::optional<Hold> session_;
+    std::int64_t clients_ = 0;
+    bool hasOrphanTimer_ = false; // stays true after the timer has fired
 
-    std::optional<std::string> binaryPath; // nothing: there is no watch on the executable
-    std::optional<FileIdentity> binaryIdentity;
-    bool isBinaryWatched = false;
+    std::optional<std::string> binaryPath_; // nothing: there is no watch on the executable
+    std::optional<FileIdentity> binaryIdentity_;
+    bool isBinaryWatched_ = false;
 };
 
 } // namespace kelo::reference
