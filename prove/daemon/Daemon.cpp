@@ -134,11 +134,12 @@ void Daemon::announce(PowerMessage message) {
 
 int Daemon::wronglyAnswered() const {
     return static_cast<int>(
-        std::ranges::count_if(requests_, [](const Request& request) { return request.replies != 1; }));
+        std::count_if(requests_.begin(), requests_.end(), [](const Request& request) { return request.replies != 1; }));
 }
 
 int Daemon::wronglyAcknowledged() const {
-    return static_cast<int>(std::ranges::count_if(acknowledgements_, [](int times) { return times != 1; }));
+    return static_cast<int>(
+        std::count_if(acknowledgements_.begin(), acknowledgements_.end(), [](int times) { return times != 1; }));
 }
 
 } // namespace kelo

@@ -79,7 +79,8 @@ void Run::expectWritten(const std::string& key, std::size_t since, int times) {
 
 /// A daemon that could not read how many fans there are has none to hand back, and refuses to take any.
 bool Run::hasFoundNoFans() const {
-    return std::ranges::any_of(daemon.tape.entries(), [](const TapeEntry& entry) {
+    const auto& entries = daemon.tape.entries();
+    return std::any_of(entries.begin(), entries.end(), [](const TapeEntry& entry) {
         return entry.isExchange() && entry.isFaulted && entry.smc.key() == "FNum";
     });
 }

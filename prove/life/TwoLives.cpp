@@ -114,7 +114,7 @@ bool isEqual(const TapeEntry& a, const TapeEntry& b) {
 
 /// The last things that both did, and then what each did.
 std::string describe(const Input& input, const std::vector<TapeEntry>& daemon, const std::vector<TapeEntry>& model) {
-    const auto [ours, theirs] = std::ranges::mismatch(daemon, model, isEqual);
+    const auto [ours, theirs] = std::mismatch(daemon.begin(), daemon.end(), model.begin(), model.end(), isEqual);
     std::string text = "after \"" + input.text() + "\"\n";
     for (auto entry = ours - std::min<std::ptrdiff_t>(ours - daemon.begin(), 6); entry != ours; ++entry)
         text += "  both    " + entry->text() + "\n";
@@ -190,8 +190,8 @@ void TwoLives::giveOfClient(const Input& input) {
 bool TwoLives::agree(const Input& input) {
     const auto& ours = daemon_.tape.entries();
     const auto& theirs = reference_.tape.entries();
-    if (std::ranges::equal(ours, theirs, isEqual) && daemon_.hasExited() == reference_.hasExited() &&
-        daemon_.now == reference_.now)
+    if (std::equal(ours.begin(), ours.end(), theirs.begin(), theirs.end(), isEqual) &&
+        daemon_.hasExited() == reference_.hasExited() && daemon_.now == reference_.now)
         return true;
     difference_ = describe(input, ours, theirs);
     return false;

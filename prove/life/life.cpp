@@ -110,7 +110,8 @@ private:
         ++steps_;
         coverage_.see(input, events);
         for (const auto& entry : events)
-            exchanges_ += entry.isExchange() ? 1 : 0;
+            if (entry.isExchange())
+                ++exchanges_;
     }
 
     const Arguments arguments_;
