@@ -22,10 +22,15 @@ struct Arguments {
     std::uint64_t steps = fullLength;
     std::uint64_t seed = 1;
     std::string replay; ///< A script's file.
+    bool traces = false;
 };
 
 std::optional<Arguments> parse(int count, char** arguments) {
     Arguments parsed;
+    if (count > 1 && std::string(arguments[count - 1]) == "--trace") {
+        parsed.traces = true;
+        --count;
+    }
     for (int i = 1; i + 1 < count; i += 2) {
         const std::string name = arguments[i];
         if (name == "--steps")
@@ -90,6 +95,7 @@ private:
             TwoLives lives;
             const auto step = [&](const Input& input) {
                 script.push_back(input);
+                trace(input);
                 agree = lives.apply(input);
                 see(input, lives.events());
             };
@@ -104,6 +110,14 @@ private:
             report(script);
         }
         return agree;
+    }
+
+    /// Each input before it is given, so that a crash shows what led to it: the script from the last `machine` on.
+    void trace(const Input& input) const {
+        if (!arguments_.traces)
+            return;
+        std::printf("%s\n", input.text().c_str());
+        std::fflush(stdout);
     }
 
     void see(const Input& input, const std::vector<TapeEntry>& events) {
@@ -128,7 +142,7 @@ private:
 int main(int count, char** arguments) {
     const auto parsed = parse(count, arguments);
     if (!parsed) {
-        std::fputs("usage: prove_life [--steps N] [--seed S] [--replay FILE]\n", stderr);
+        std::fputs("usage: prove_life [--steps N] [--seed S] [--replay FILE] [--trace]\n", stderr);
         return 2;
     }
     return parsed->replay.empty() ? Lives(*parsed).run() : replay(parsed->replay);
