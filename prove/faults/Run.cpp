@@ -28,10 +28,9 @@ Run::Run(const Machine& on, std::optional<ExchangeFault> fault) : machine(on), f
 }
 
 void Run::beginFaults() {
-    firstExchange_ = daemon.exchange.count();
     if (!fault_)
         return;
-    fault_->from += firstExchange_;
+    fault_->from += daemon.exchange.count();
     daemon.exchange.inject(*fault_);
 }
 

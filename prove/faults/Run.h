@@ -37,8 +37,6 @@ public:
     /// Another program puts a fan into manual mode, or back.
     void interfere(int fan, bool isManual);
 
-    /// The exchanges that faults met or could have met.
-    int exchanges() const { return daemon.exchange.count() - firstExchange_; }
     const std::vector<std::string>& broken() const { return broken_; }
 
     const Machine machine;
@@ -52,7 +50,6 @@ private:
     bool hasFoundNoFans() const;
 
     std::optional<ExchangeFault> fault_;
-    int firstExchange_ = 0;
     std::vector<std::string> broken_;
 };
 

@@ -1,5 +1,6 @@
 #include "prove/life/Input.h"
 
+#include <array>
 #include <charconv>
 #include <sstream>
 

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <array>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace kelo {
@@ -12,14 +10,14 @@ namespace kelo {
 struct Input {
     enum class Action {
         // What the machine is like, before the start.
-        machine,          ///< x: number of fans. y: how it guards manual mode, 0 to 3. z: its speeds' type, 0 or 1.
-        slowExchange,     ///< x: seconds that each exchange takes.
-        noController,     ///
-        unsignedHelper,   ///
-        unknownPath,      ///
-        unidentifiedFile, ///
-        unwatchableFile,  ///
-        noPowerDomain,    ///
+        machine,      ///< x: number of fans. y: how it guards manual mode, 0 to 3. z: its speeds' type, 0 or 1.
+        slowExchange, ///< x: seconds that each exchange takes.
+        noController,
+        unsignedHelper,
+        unknownPath,
+        unidentifiedFile,
+        unwatchableFile,
+        noPowerDomain,
         start,
         // Time.
         pass,    ///< x: seconds.
