@@ -133,7 +133,7 @@ coverage_report() {
       | awk -v folder="$folder" '$1 == "TOTAL" { printf "%-20s %10s %10s\n", folder, $10, $13 }'
   done
   llvm_tool cov show "$first" "${binaries[@]}" -instr-profile="$directory/all.profdata" -format=html \
-    -show-branches=count -output-dir="$directory/html" --ignore-filename-regex='(^/usr|/tests/|/fuzz/)'
+    -show-branches=count -output-dir="$directory/html" --ignore-filename-regex='(^/usr|/tests/|/fuzz/|/prove/)'
   say "the report is $directory/html/index.html"
 }
 

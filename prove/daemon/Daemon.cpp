@@ -1,0 +1,145 @@
+#include "prove/daemon/Daemon.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/posix/Containment.h"
+
+namespace kelo {
+namespace {
+
+Daemon* running = nullptr;
+
+} // namespace
+
+// Stands in for an operating system's.
+void reportFault(const char* what, const char* why) noexcept {
+    if (running == nullptr)
+        return;
+    ++running->reportedFaults_;
+    running->record(std::string("fault reported: ") + what + ": " + why);
+}
+
+Daemon::Daemon() {
+    platform.onStep = [this](const std::string& step) {
+        record(step);
+        if (step.starts_with("exit "))
+            exit(step);
+    };
+    platform.stopSignals.onStep = platform.files.onStep = platform.onStep;
+    platform.output.onMessage = [this](const std::string& message) { record(message); };
+    power.onStep = queue.onStep = [this](const std::string& step) { record(step); };
+    clamshell.onQuery = [this] { record("lid?"); };
+    power.onAllow = [this](std::intptr_t id) {
+        record("allow " + std::to_string(id));
+        ++acknowledgements_.at(static_cast<std::size_t>(id));
+    };
+    running = this;
+}
+
+Daemon::~Daemon() {
+    running = nullptr;
+    tape.end();
+}
+
+void Daemon::record(const std::string& event) { tape.add({now, event}); }
+
+void Daemon::start() {
+    process_ = std::make_unique<HelperProcess>(platform.platform());
+    process_->start();
+}
+
+void Daemon::exit(const std::string& step) {
+    exitStatus = exitStatus.value_or(0) | std::stoi(step.substr(5));
+    queue.stop();
+    tape.end();
+}
+
+void Daemon::connect() {
+    if (platform.listener == nullptr || !platform.listener->isResumed)
+        return;
+    auto connection = platform.listener->connect();
+    queue.post([this, isAccepted = connection != nullptr] { record(isAccepted ? "accepted" : "turned away"); });
+    if (!connection)
+        return;
+    auto guarded = std::make_unique<GuardedHelper>(connection->object);
+    clients_.push_back({std::move(connection), std::move(guarded)});
+}
+
+std::vector<int> Daemon::connectedClients() const {
+    std::vector<int> connected;
+    for (int client = 0; client < std::ssize(clients_); ++client)
+        if (isConnected(client))
+            connected.push_back(client);
+    return connected;
+}
+
+void Daemon::interrupt(int client) { clients_.at(static_cast<std::size_t>(client)).connection->onInterruption(); }
+
+void Daemon::invalidate(int client) {
+    auto& [connection, guarded] = clients_.at(static_cast<std::size_t>(client));
+    guarded->connectionEnded();
+    guarded.reset();
+    connection->onInvalidation();
+}
+
+void Daemon::snapshot(int client) {
+    guard(client).fetchSnapshot([this, request = addRequest("snapshot")](const std::optional<Data>& data) {
+        reply(request, data ? std::string(data->begin(), data->end()) : "none");
+    });
+}
+
+void Daemon::hold(int client, double fraction, bool handsBackOnLidClose) {
+    guard(client).hold(fraction, handsBackOnLidClose, [this, request = addRequest("hold")](const auto& error) {
+        reply(request, error.value_or("none"));
+    });
+}
+
+void Daemon::handBack(int client) {
+    guard(client).handBack(
+        [this, request = addRequest("handBack")](const auto& error) { reply(request, error.value_or("none")); });
+}
+
+void Daemon::version(int client) {
+    guard(client).helperVersion(
+        [this, request = addRequest("version")](std::int64_t version) { reply(request, std::to_string(version)); });
+}
+
+void Daemon::standDown(int client) {
+    guard(client).standDown([this, request = addRequest("standDown")] { reply(request, "done"); });
+}
+
+std::size_t Daemon::addRequest(const char* name) {
+    requests_.push_back({name, 0});
+    return requests_.size() - 1;
+}
+
+void Daemon::reply(std::size_t request, const std::string& text) {
+    auto& [name, replies] = requests_.at(request);
+    record("reply " + std::to_string(request) + ", " + name + ": " + text);
+    ++replies;
+    lastReply = text;
+}
+
+void Daemon::setRoot(bool isRoot) {
+    rights.root = isRoot;
+    exchange.isRoot = isRoot;
+}
+
+void Daemon::announce(PowerMessage message) {
+    // Of a wake nobody expects an acknowledgement.
+    acknowledgements_.push_back(message == PowerMessage::systemHasPoweredOn || power.registered() == 0 ? 1 : 0);
+    power.send(message, static_cast<std::intptr_t>(acknowledgements_.size()) - 1);
+}
+
+int Daemon::wronglyAnswered() const {
+    return static_cast<int>(
+        std::count_if(requests_.begin(), requests_.end(), [](const Request& request) { return request.replies != 1; }));
+}
+
+int Daemon::wronglyAcknowledged() const {
+    return static_cast<int>(
+        std::count_if(acknowledgements_.begin(), acknowledgements_.end(), [](int times) { return times != 1; }));
+}
+
+} // namespace kelo

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "tests/support/VirtualQueue.h"
+
+namespace kelo {
+
+/// The main queue in virtual time, which reports each timer that is armed, and each repeating one that is cancelled:
+/// that one which fires once was cancelled shows by its silence.
+class RecordingQueue : public VirtualQueue {
+public:
+    using VirtualQueue::VirtualQueue;
+
+    /// Called with "timer in 8.0 s", "timer every 2.0 s", "cancel timer every 2.0 s".
+    std::function<void(const std::string&)> onStep = [](const std::string&) {};
+
+    [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
+
+private:
+    class RecordingTimer;
+};
+
+} // namespace kelo

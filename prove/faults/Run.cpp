@@ -1,0 +1,106 @@
+#include "prove/faults/Run.h"
+
+#include <algorithm>
+#include <csignal>
+
+#include "simulator/model/Profile.h"
+
+namespace kelo {
+namespace {
+
+std::string fanKey(int fan, const char* suffix) { return "F" + std::to_string(fan) + suffix; }
+
+} // namespace
+
+std::string Machine::name() const {
+    const char* const switches[] = {"no unlock switch", "an unlock switch", "an unlock switch that it insists on"};
+    return std::to_string(fans) + (fans == 1 ? " fan, " : " fans, ") + switches[static_cast<int>(unlock)] +
+           (speedType == smc_type::fpe2 ? ", fixed-point speeds" : "");
+}
+
+Run::Run(const Machine& on, std::optional<ExchangeFault> fault) : machine(on), fault_(fault) {
+    const std::vector<Profile::FanRange> ranges(static_cast<std::size_t>(machine.fans), {1200, 6000});
+    const bool isUnlockNeeded = machine.unlock == Machine::Unlock::needed;
+    const Profile profile{"", "", ranges, machine.speedType, "Tp09", {isUnlockNeeded, 0.3}, true};
+    profile.defineKeys(daemon.controller);
+    if (machine.unlock == Machine::Unlock::noSwitch)
+        daemon.controller.remove("Ftst");
+}
+
+void Run::beginFaults() {
+    if (!fault_)
+        return;
+    fault_->from += daemon.exchange.count();
+    daemon.exchange.inject(*fault_);
+}
+
+void Run::interfere(int fan, bool isManual) { daemon.controller.setNumber(fanKey(fan, "Md"), isManual ? 1 : 0); }
+
+void Run::handsBack(int times, const std::function<void()>& action) {
+    const auto since = daemon.tape.size();
+    action();
+    expectHandedBack(since, times);
+}
+
+void Run::leavesNothingIfRefused(const std::function<void()>& hold) {
+    const auto since = daemon.tape.size();
+    hold();
+    if (daemon.lastReply != "none")
+        expectHandedBack(since, 1);
+}
+
+void Run::expectHandedBack(std::size_t since, int times) {
+    if (hasFoundNoFans())
+        return;
+    for (int fan = 0; fan < machine.fans; ++fan)
+        expectWritten(fanKey(fan, "Md"), since, times);
+    if (machine.unlock != Machine::Unlock::noSwitch)
+        expectWritten("Ftst", since, times);
+}
+
+/// A key that must be 0 now. Only a fault may have prevented it, and only if it met the last try, too.
+void Run::expectWritten(const std::string& key, std::size_t since, int times) {
+    if (daemon.controller.number(key) == 0)
+        return;
+    int tries = 0;
+    bool isPrevented = false;
+    const auto& entries = daemon.tape.entries();
+    for (auto entry = entries.begin() + static_cast<std::ptrdiff_t>(since); entry != entries.end(); ++entry) {
+        if (!entry->isExchange() || entry->smc.key() != key)
+            continue;
+        tries += entry->smc.request.data8 == static_cast<std::uint8_t>(SMCCommand::readKeyInfo) ? 1 : 0;
+        isPrevented = entry->isFaulted;
+    }
+    // A fault that meets one exchange has changed nothing before it; one that lasts may have kept a hold from starting.
+    const int least = fault_ && fault_->reach == ExchangeFault::Reach::once ? times : 1;
+    expect(isPrevented && tries >= least, key + " was left, after " + std::to_string(tries) + " tries");
+}
+
+/// A daemon that could not read how many fans there are has none to hand back, and refuses to take any.
+bool Run::hasFoundNoFans() const {
+    const auto& entries = daemon.tape.entries();
+    return std::any_of(entries.begin(), entries.end(), [](const TapeEntry& entry) {
+        return entry.isExchange() && entry.isFaulted && entry.smc.key() == "FNum";
+    });
+}
+
+void Run::end(int handBacks) {
+    if (!daemon.hasExited())
+        handsBack(handBacks, [&] { daemon.signal(SIGTERM); });
+    const auto time = daemon.now;
+    expect(daemon.exitStatus == 0, "the exit status is not 0, or there was no exit");
+    expect(daemon.wronglyAnswered() == 0, "a request was not replied to exactly once");
+    expect(daemon.reportedFaults() == 0, "the service dropped a reply, replied twice or threw");
+    expect(daemon.wronglyAcknowledged() == 0, "an announcement of sleep was not acknowledged exactly once");
+    const double ownTime =
+        time -
+        (fault_ && fault_->kind == ExchangeFault::Kind::late ? daemon.exchange.count() * ExchangeFault::lateness : 0);
+    expect(ownTime < 200, "it took " + std::to_string(time) + " s");
+}
+
+void Run::expect(bool isTrue, const std::string& otherwise) {
+    if (!isTrue)
+        broken_.push_back(otherwise);
+}
+
+} // namespace kelo

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "prove/daemon/Daemon.h"
+
+namespace kelo {
+
+/// A Mac to run scenarios on.
+struct Machine {
+    enum class Unlock { noSwitch, notNeeded, needed };
+
+    int fans;
+    Unlock unlock;
+    std::uint32_t speedType;
+
+    std::string name() const;
+};
+
+/// One life of the daemon on one machine, with at most one fault, and what was found broken in it.
+class Run {
+public:
+    Run(const Machine& machine, std::optional<ExchangeFault> fault);
+
+    /// Faults begin to count exchanges here.
+    void beginFaults();
+    /// Does what hands the fans back, so often for each fan, and checks that whatever could be written was written.
+    void handsBack(int times, const std::function<void()>& action);
+    /// Asks for a hold, and checks the same if it is refused.
+    void leavesNothingIfRefused(const std::function<void()>& hold);
+    /// Ends the daemon by SIGTERM, if it still lives, and checks what must be true of every run.
+    void end(int handBacks);
+
+    /// Another program puts a fan into manual mode, or back.
+    void interfere(int fan, bool isManual);
+
+    const std::vector<std::string>& broken() const { return broken_; }
+
+    const Machine machine;
+    Daemon daemon;
+    int client = 0; ///< The one that scenarios begin with.
+
+private:
+    void expect(bool isTrue, const std::string& otherwise);
+    void expectHandedBack(std::size_t since, int times);
+    void expectWritten(const std::string& key, std::size_t since, int times);
+    bool hasFoundNoFans() const;
+
+    std::optional<ExchangeFault> fault_;
+    std::vector<std::string> broken_;
+};
+
+} // namespace kelo

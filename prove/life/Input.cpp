@@ -1,0 +1,90 @@
+#include "prove/life/Input.h"
+
+#include <array>
+#include <charconv>
+#include <sstream>
+
+namespace kelo {
+namespace {
+
+constexpr std::array<const char*, Input::actions> names = {"machine",
+                                                           "slowExchange",
+                                                           "noController",
+                                                           "unsigned",
+                                                           "unknownPath",
+                                                           "unidentifiedFile",
+                                                           "unwatchableFile",
+                                                           "noPowerDomain",
+                                                           "start",
+                                                           "pass",
+                                                           "busy",
+                                                           "blocked",
+                                                           "connect",
+                                                           "interrupt",
+                                                           "invalidate",
+                                                           "snapshot",
+                                                           "hold",
+                                                           "handBack",
+                                                           "version",
+                                                           "standDown",
+                                                           "lid",
+                                                           "canSleep",
+                                                           "willSleep",
+                                                           "poweredOn",
+                                                           "root",
+                                                           "chip",
+                                                           "value",
+                                                           "type",
+                                                           "sizeLie",
+                                                           "remove",
+                                                           "restore",
+                                                           "unlockRule",
+                                                           "fault",
+                                                           "noFault",
+                                                           "replaceFile",
+                                                           "deleteFile",
+                                                           "putFileBack",
+                                                           "fileEvent",
+                                                           "signal"};
+
+/// Shortest, so that a script that was read back is the same.
+std::string textOf(double number) {
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, number).ptr};
+}
+
+} // namespace
+
+const char* Input::name(Action action) { return names.at(static_cast<std::size_t>(action)); }
+
+std::string Input::text() const {
+    std::string text = name(action);
+    const bool hasZ = z != 0;
+    const bool hasY = hasZ || y != 0;
+    if (hasY || x != 0)
+        text += " " + textOf(x);
+    if (hasY)
+        text += " " + textOf(y);
+    if (hasZ)
+        text += " " + textOf(z);
+    return text;
+}
+
+std::optional<Input> Input::fromText(const std::string& text) {
+    std::istringstream words(text);
+    std::string name;
+    words >> name;
+    for (int action = 0; action < actions; ++action) {
+        if (name != names.at(static_cast<std::size_t>(action)))
+            continue;
+        Input input{static_cast<Action>(action)};
+        std::string word;
+        for (auto* number : {&input.x, &input.y, &input.z})
+            if (words >> word)
+                *number = std::stod(word);
+        return input;
+    }
+    return std::nullopt;
+}
+
+} // namespace kelo

@@ -1,0 +1,208 @@
+#include "prove/life/TwoLives.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "prove/life/Machine.h"
+
+namespace kelo {
+namespace {
+
+using Action = Input::Action;
+
+constexpr int limitForOneInput = 500'000; // exchanges; the longest pass of time needs some ten thousand
+
+ClamshellProperty lidOf(const Input& input) {
+    switch (static_cast<int>(input.x)) {
+    case 0:
+    case 1:
+        return input.x == 1;
+    case 2:
+        return std::monostate();
+    case 3:
+        return UnconvertibleProperty();
+    default:
+        return input.y;
+    }
+}
+
+constexpr FileIdentity otherFile{1, 101};
+
+/// What happens to the process rather than to a client or to the controller. Both sides are driven alike.
+template <typename Side>
+void give(Side& side, const Input& input) {
+    switch (input.action) {
+    case Action::unsignedHelper:
+        return side.setTeam(std::nullopt);
+    case Action::unknownPath:
+        return side.setExecutable(std::nullopt);
+    case Action::unidentifiedFile:
+        return side.setFile(std::nullopt);
+    case Action::unwatchableFile:
+        return side.setFileOpenable(false);
+    case Action::noPowerDomain:
+        return side.setPowerPresent(false);
+    case Action::start:
+        return side.start();
+    case Action::lid:
+        return side.setLid(lidOf(input));
+    case Action::canSleep:
+        return side.announce(PowerMessage::canSystemSleep);
+    case Action::willSleep:
+        return side.announce(PowerMessage::systemWillSleep);
+    case Action::poweredOn:
+        return side.announce(PowerMessage::systemHasPoweredOn);
+    case Action::root:
+        return side.setRoot(input.x != 0);
+    case Action::replaceFile:
+    case Action::deleteFile:
+        side.setFile(input.action == Action::replaceFile ? std::optional(otherFile) : std::nullopt);
+        return input.x != 0 ? side.fileEvent() : void();
+    case Action::putFileBack:
+        return side.setFile(FileIdentity{1, 100});
+    case Action::fileEvent:
+        return side.fileEvent();
+    case Action::signal:
+        return side.signal(static_cast<int>(input.x));
+    default:
+        applyToController(input, side.controller, side.exchange);
+    }
+}
+
+/// Does nothing for a client that has gone meanwhile.
+template <typename Side>
+void giveOfClient(Side& side, const Input& input, int client) {
+    if (input.action == Action::connect)
+        return side.connect();
+    if (!side.isConnected(client))
+        return;
+    switch (input.action) {
+    case Action::interrupt:
+        return side.interrupt(client);
+    case Action::invalidate:
+        return side.invalidate(client);
+    case Action::snapshot:
+        return side.snapshot(client);
+    case Action::hold:
+        return side.hold(client, input.y, input.z != 0);
+    case Action::handBack:
+        return side.handBack(client);
+    case Action::version:
+        return side.version(client);
+    case Action::standDown:
+        return side.standDown(client);
+    default:
+        return;
+    }
+}
+
+/// Gives it once, when the side's main thread is blocked next.
+template <typename Side>
+void giveWhileBlocked(Side& side, const Input& input, int client) {
+    side.onBlocked([&side, input, client] { giveOfClient(side, input, client); });
+}
+
+bool isOfClient(Action action) { return action >= Action::connect && action <= Action::standDown; }
+
+bool isEqual(const TapeEntry& a, const TapeEntry& b) {
+    if (a.time != b.time || a.event != b.event || a.smc.reply.has_value() != b.smc.reply.has_value())
+        return false;
+    return std::memcmp(&a.smc.request, &b.smc.request, sizeof a.smc.request) == 0 &&
+           (!a.smc.reply || std::memcmp(&*a.smc.reply, &*b.smc.reply, sizeof *a.smc.reply) == 0);
+}
+
+/// The last things that both did, and then what each did.
+std::string describe(const Input& input, const std::vector<TapeEntry>& daemon, const std::vector<TapeEntry>& model) {
+    const auto [ours, theirs] = std::mismatch(daemon.begin(), daemon.end(), model.begin(), model.end(), isEqual);
+    std::string text = "after \"" + input.text() + "\"\n";
+    for (auto entry = ours - std::min<std::ptrdiff_t>(ours - daemon.begin(), 6); entry != ours; ++entry)
+        text += "  both    " + entry->text() + "\n";
+    text += "  daemon  " + (ours == daemon.end() ? "nothing more" : ours->text()) + "\n";
+    text += "  model   " + (theirs == model.end() ? "nothing more" : theirs->text()) + "\n";
+    return text;
+}
+
+} // namespace
+
+TwoLives::TwoLives() = default;
+
+bool TwoLives::apply(const Input& input) {
+    daemon_.tape.clear();
+    reference_.tape.clear();
+    daemon_.controller.clearLog();
+    reference_.controller.clearLog();
+    daemon_.exchange.limit = daemon_.exchange.count() + limitForOneInput;
+    reference_.exchange.limit = reference_.exchange.count() + limitForOneInput;
+    if (!hasEnded() && isTimely(input.action))
+        give(input);
+    return agree(input);
+}
+
+/// What the machine is like is settled before the start, and there are no clients before it.
+bool TwoLives::isTimely(Action action) const {
+    if (action <= Action::start)
+        return !isStarted_;
+    return isStarted_ || action == Action::value || action == Action::type || action == Action::remove ||
+           action == Action::fault;
+}
+
+void TwoLives::give(const Input& input) {
+    isStarted_ = isStarted_ || input.action == Action::start;
+    isBusy_ = input.action == Action::busy || (isBusy_ && input.action != Action::pass);
+    isForBlocked_ = isForBlocked_ || input.action == Action::blocked;
+    if (isOfClient(input.action)) {
+        giveOfClient(input);
+    } else {
+        kelo::give(daemon_, input);
+        kelo::give(reference_, input);
+    }
+    if (isBusy_)
+        return;
+    const double seconds = input.action == Action::pass ? input.x : 0;
+    daemon_.pass(seconds);
+    reference_.pass(seconds);
+}
+
+/// Which client an input is of; none is left without any.
+std::optional<int> TwoLives::chooseClient(const Input& input) {
+    if (input.action == Action::connect)
+        return -1;
+    const auto clients = daemon_.connectedClients();
+    if (clients.empty())
+        return std::nullopt;
+    return clients[static_cast<std::size_t>(input.x) % clients.size()];
+}
+
+void TwoLives::giveOfClient(const Input& input) {
+    const auto client = chooseClient(input);
+    if (!client)
+        return;
+    if (std::exchange(isForBlocked_, false)) {
+        giveWhileBlocked(daemon_, input, *client);
+        giveWhileBlocked(reference_, input, *client);
+    } else {
+        kelo::giveOfClient(daemon_, input, *client);
+        kelo::giveOfClient(reference_, input, *client);
+    }
+}
+
+bool TwoLives::agree(const Input& input) {
+    const auto& ours = daemon_.tape.entries();
+    const auto& theirs = reference_.tape.entries();
+    if (std::equal(ours.begin(), ours.end(), theirs.begin(), theirs.end(), isEqual) &&
+        daemon_.hasExited() == reference_.hasExited() && daemon_.now == reference_.now)
+        return true;
+    difference_ = describe(input, ours, theirs);
+    return false;
+}
+
+std::optional<std::string> TwoLives::differenceOf(const Script& script) {
+    TwoLives lives;
+    for (const auto& input : script)
+        if (!lives.apply(input))
+            return lives.difference();
+    return std::nullopt;
+}
+
+} // namespace kelo

@@ -1,0 +1,149 @@
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "prove/life/Coverage.h"
+#include "prove/life/Generator.h"
+#include "prove/life/Shrink.h"
+#include "prove/life/TwoLives.h"
+
+using namespace kelo;
+
+namespace {
+
+/// From here on everything must have happened.
+constexpr std::uint64_t fullLength = 200'000;
+
+struct Arguments {
+    std::uint64_t steps = fullLength;
+    std::uint64_t seed = 1;
+    std::string replay; ///< A script's file.
+    bool traces = false;
+};
+
+std::optional<Arguments> parse(int count, char** arguments) {
+    Arguments parsed;
+    if (count > 1 && std::string(arguments[count - 1]) == "--trace") {
+        parsed.traces = true;
+        --count;
+    }
+    for (int i = 1; i + 1 < count; i += 2) {
+        const std::string name = arguments[i];
+        if (name == "--steps")
+            parsed.steps = std::strtoull(arguments[i + 1], nullptr, 10);
+        else if (name == "--seed")
+            parsed.seed = std::strtoull(arguments[i + 1], nullptr, 10);
+        else if (name == "--replay")
+            parsed.replay = arguments[i + 1];
+        else
+            return std::nullopt;
+    }
+    return count % 2 == 1 && parsed.steps > 0 ? std::optional(parsed) : std::nullopt;
+}
+
+int replay(const std::string& path) {
+    std::ifstream file(path);
+    Script script;
+    for (std::string line; std::getline(file, line);) {
+        if (const auto input = Input::fromText(line))
+            script.push_back(*input);
+        else
+            std::fprintf(stderr, "prove_life: no input: %s\n", line.c_str());
+    }
+    const auto difference = TwoLives::differenceOf(script);
+    std::printf("%s", difference ? difference->c_str() : "no difference\n");
+    return difference ? 1 : 0;
+}
+
+/// Prints the shortest script that still shows a difference.
+void report(const Script& life) {
+    const auto script = shrunk(life, [](const Script& any) { return TwoLives::differenceOf(any).has_value(); });
+    std::printf("%s", TwoLives::differenceOf(script).value().c_str());
+    std::printf("the life of %zu inputs, shrunk to %zu, for --replay:\n", life.size(), script.size());
+    for (const auto& input : script)
+        std::printf("%s\n", input.text().c_str());
+}
+
+/// One life after another, until so many inputs have been given.
+class Lives {
+public:
+    explicit Lives(const Arguments& arguments) : arguments_(arguments), generator_(arguments.seed) {}
+
+    int run() {
+        while (steps_ < arguments_.steps)
+            if (!live())
+                return 1;
+        const int missing = coverage_.print();
+        std::printf("\nseed %llu: %llu steps in %llu lives, %llu exchanges, no difference; %d things never happened\n",
+                    number(arguments_.seed), number(steps_), number(lives_), number(exchanges_), missing);
+        return missing > 0 && arguments_.steps >= fullLength ? 1 : 0;
+    }
+
+private:
+    static unsigned long long number(std::uint64_t value) { return value; }
+
+    bool live() {
+        ++lives_;
+        coverage_.beginLife();
+        Script script;
+        bool agree = true;
+        {
+            TwoLives lives;
+            const auto step = [&](const Input& input) {
+                script.push_back(input);
+                trace(input);
+                agree = lives.apply(input);
+                see(input, lives.events());
+            };
+            for (const auto& input : generator_.begin())
+                if (agree)
+                    step(input);
+            while (agree && !lives.hasEnded() && steps_ < arguments_.steps)
+                step(generator_.next());
+        }
+        if (!agree) {
+            std::printf("DIFFERS: seed %llu, step %llu, ", number(arguments_.seed), number(steps_));
+            report(script);
+        }
+        return agree;
+    }
+
+    /// Each input before it is given, so that a crash shows what led to it: the script from the last `machine` on.
+    void trace(const Input& input) const {
+        if (!arguments_.traces)
+            return;
+        std::printf("%s\n", input.text().c_str());
+        std::fflush(stdout);
+    }
+
+    void see(const Input& input, const std::vector<TapeEntry>& events) {
+        ++steps_;
+        coverage_.see(input, events);
+        for (const auto& entry : events)
+            if (entry.isExchange())
+                ++exchanges_;
+    }
+
+    const Arguments arguments_;
+    Generator generator_;
+    Coverage coverage_;
+    std::uint64_t steps_ = 0;
+    std::uint64_t lives_ = 0;
+    std::uint64_t exchanges_ = 0;
+};
+
+} // namespace
+
+/// Lets the daemon and its model live the same random lives, and compares all that they do.
+int main(int count, char** arguments) {
+    const auto parsed = parse(count, arguments);
+    if (!parsed) {
+        std::fputs("usage: prove_life [--steps N] [--seed S] [--replay FILE] [--trace]\n", stderr);
+        return 2;
+    }
+    return parsed->replay.empty() ? Lives(*parsed).run() : replay(parsed->replay);
+}

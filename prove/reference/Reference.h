@@ -1,0 +1,355 @@
+// A reference model of the fan-control daemon: one class, plain state, no threads and no platform.
+// A harness drives it side by side with the real daemon and compares what both do to the outside.
+//
+// How a harness drives it:
+// - Everything happens on one thread. `World` is called synchronously; whatever it answers is used at once.
+// - Inputs of connections (arrival, departure, requests) have a part that runs on the connection's own queue, at once,
+//   and a part that runs on the main queue. Each input says which is which. The main part follows immediately unless
+//   the main queue is busy; then it waits its turn, in order of submission.
+// - Inputs of connections may be delivered from inside `World::sleep` (the main thread blocks, the connections do not).
+// - The other inputs (timers, power, file events, signals) belong to the main thread: deliver them only while it is
+//   idle.
+// - `World::exit` is the last call of the daemon; every later input is ignored.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelo::reference {
+
+// One exchange with the controller: 80 bytes each way, multi-byte integers in host order.
+using Record = std::array<std::uint8_t, 80>;
+using ConnectionId = std::uint64_t;
+using RequestId = std::uint64_t;
+
+// How many chip readings are averaged.
+inline constexpr std::size_t smoothingWindow = 8;
+// The service's log category.
+inline const std::string serviceCategory = "service";
+// The refusal when there is nothing to control.
+inline const std::string noFansText = "This Mac has no controllable fan.";
+
+enum class Level { error, notice };
+
+enum class Timer {
+    repair,    // repeating, 2 s, at most one armed at a time
+    orphan,    // one-shot, 8 s, at most one armed at a time
+    standDown, // one-shot, 0.3 s, never cancelled; each arming adds another independent firing
+};
+
+// What the root power domain answers about the lid.
+struct LidProperty {
+    enum class Kind {
+        noService, // there is no root power domain
+        absent,    // the domain has no such property
+        boolean,   // `boolean` holds it
+        number,    // `number` holds it
+        other,     // anything else, for example a string
+    };
+    Kind kind = Kind::absent;
+    bool boolean = false;
+    double number = 0.0;
+};
+
+struct FileIdentity {
+    std::int32_t device = 0;
+    std::uint64_t inode = 0;
+    bool operator==(const FileIdentity&) const = default;
+};
+
+// What the three code-signing calls on the running process give, in their order; a failed one ends the search.
+struct SigningInformation {
+    enum class Team { missing, notAString, text };
+    std::int32_t selfStatus = 0;   // status of obtaining the dynamic code object
+    bool hasSelf = true;           // an object came with it
+    std::int32_t staticStatus = 0; // status of obtaining the static code object
+    bool hasStatic = true;         // an object came with it
+    std::int32_t infoStatus = 0;   // status of reading the signing information
+    bool isDictionary = true;      // the information is a dictionary with string keys
+    Team team = Team::missing;     // its team entry
+    std::string teamText;          // the entry's text, for Team::text
+};
+
+// The record that answers a snapshot request. `chipCelsius` is left out of the encoding when absent.
+struct Snapshot {
+    std::int64_t fanCount = 0;
+    double currentRPM = 0.0;
+    double minRPM = 0.0;
+    double maxRPM = 0.0;
+    double targetRPM = 0.0;
+    bool underKeloControl = false;
+    std::string warmth; // "cool", "warm" or "hot"
+    std::optional<double> chipCelsius;
+    bool addingAir = false;
+    bool lidHasFan = false;
+    bool operator==(const Snapshot&) const = default;
+};
+
+// Everything the daemon takes from or does to the outside.
+class World {
+public:
+    virtual ~World() = default;
+
+    // The controller of fans and sensors.
+
+    // Finds and opens the controller's service; the connection, never 0, or 0 when there is none or it won't open.
+    virtual std::uint32_t openController() = 0;
+    // One exchange; `out` comes zero-filled. False when the exchange itself failed (`out` is then not looked at).
+    virtual bool exchange(std::uint32_t connection, const Record& in, Record& out) = 0;
+    // Closes the connection; called once, and only if the first look found no fan.
+    virtual void closeController(std::uint32_t connection) = 0;
+
+    // The process.
+
+    // The clock of the unlock deadline, in whole nanoseconds so that sums are exact; it must not go backwards.
+    virtual std::int64_t nowNanoseconds() = 0;
+    // Blocks the main thread. Always 100000 microseconds.
+    virtual void sleepMicroseconds(std::uint32_t microseconds) = 0;
+    // Whether the effective user is root, asked afresh before every engagement and every target.
+    virtual bool isRoot() = 0;
+    // Ends the process; may return or throw, nothing follows.
+    virtual void exit(int status) = 0;
+
+    // Lid and power.
+
+    // The clamshell property, asked afresh each time the gate of the hold is evaluated.
+    virtual LidProperty lidProperty() = 0;
+    // Registers for power messages; false when there is no root port or no notification port.
+    virtual bool registerForPower() = 0;
+    // Ends a successful registration (run-loop source removed, deregistered, closed, port destroyed).
+    virtual void deregisterPower() = 0;
+    // Acknowledges a power message with its own notification id.
+    virtual void allowPowerChange(std::intptr_t id) = 0;
+
+    // The daemon's own executable.
+
+    // Path of the running executable, or nothing.
+    virtual std::optional<std::string> ownExecutable() = 0;
+    // Device and inode of the file now at the path, or nothing.
+    virtual std::optional<FileIdentity> identify(const std::string& path) = 0;
+    // Opens the file and watches it for deletion, renaming and revocation; false when it cannot be opened.
+    virtual bool watch(const std::string& path) = 0;
+    // Cancels a successful watch.
+    virtual void cancelFileWatch() = 0;
+    // Signature of the running process; asked once, during start-up.
+    virtual SigningInformation signingInformation() = 0;
+
+    // The listener and its connections.
+
+    // Creates the listener of this service name and sets its delegate; not resumed.
+    virtual void createListener(const std::string& serviceName) = 0;
+    // Sets the code-signing requirement on incoming connections.
+    virtual void setRequirement(const std::string& requirement) = 0;
+    // Lets connections in from now on.
+    virtual void resumeListener() = 0;
+    // The connection was configured (interface, object, both handlers), its client submitted for counting, and resumed.
+    virtual void acceptConnection(ConnectionId connection) = 0;
+    // The connection was refused, untouched.
+    virtual void refuseConnection(ConnectionId connection) = 0;
+
+    // Signals.
+
+    // Sets the signal's disposition to ignore.
+    virtual void ignoreSignal(int number) = 0;
+    // Makes and resumes a source of this signal on the main queue.
+    virtual void makeSignalSource(int number) = 0;
+
+    // Timers.
+
+    // Arms a timer on the main thread; the first firing is due after the delay.
+    virtual void armTimer(Timer which, double delaySeconds, bool isRepeating) = 0;
+    // Invalidates a timer. May name an orphan timer that has already fired (see `Daemon::timerFired`).
+    virtual void cancelTimer(Timer which) = 0;
+
+    // Log lines and replies.
+
+    // One finished message; the category is "listener" or "service".
+    virtual void log(const std::string& category, Level level, const std::string& text) = 0;
+    // Reply to `helperVersion`.
+    virtual void replyVersion(RequestId request, std::int64_t version) = 0;
+    // Reply to `fetchSnapshot`; nothing when there is no controller or a number is not finite.
+    virtual void replySnapshot(RequestId request, const std::optional<Snapshot>& snapshot) = 0;
+    // Reply to `hold` and `handBack`: nothing for success, else the error's text.
+    virtual void replyError(RequestId request, const std::optional<std::string>& text) = 0;
+    // Reply to `standDown`, without a value.
+    virtual void replyEmpty(RequestId request) = 0;
+};
+
+// Pure arithmetic and texts, public so that they can be checked by themselves.
+
+// 0 or less becomes 0 and above 1 becomes 1; a NaN stays.
+double clampedFraction(double fraction);
+// Target speed for a fraction of a fan's range.
+double targetRPM(double minRPM, double maxRPM, double fraction);
+// Mean of the newest eight readings, oldest first; nothing for none.
+std::optional<double> smoothedCelsius(const std::vector<double>& readings);
+// Least fraction that a chip temperature demands.
+double floorFraction(double chipCelsius);
+// The asked fraction raised to the floor of a temperature, if there is one.
+double raisedToFloor(double asked, std::optional<double> chipCelsius);
+// One step from the previous fraction: rises at once, falls by 0.02 at most.
+double easedFraction(double from, double to);
+// Whether a hold may keep the fans.
+bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose);
+// Whether the lid property reads as closed.
+bool readsAsClosed(const LidProperty& property);
+// "cool", "warm" or "hot".
+std::string warmthText(double celsius);
+// Signed upper-case base 16 without padding, as written after "0x" in error texts.
+std::string hexText(std::int32_t code);
+// Shortest round-trip text of a double, with a fractional part, as written in event texts.
+std::string doubleText(double value);
+// Requirement that admits only this identifier signed by this team.
+std::string requirementText(const std::string& identifier, const std::string& team);
+// The team in a signature, or nothing.
+std::optional<std::string> teamOf(const SigningInformation& information);
+
+// The daemon. Inputs are its public functions; everything it does goes to the world given at construction.
+class Daemon {
+public:
+    explicit Daemon(World& outside);
+
+    // Runs the whole start-up; call it once, before any other input.
+    void start();
+
+    // The listener asks about a new connection; answered on the connection's queue, counted on the main queue.
+    // When the executable was replaced: refused at once, then notice, hand-back and exit on the main queue.
+    // Ignored while the listener is not resumed.
+    void connectionArrived(ConnectionId connection);
+    // The interruption handler of an accepted connection ran; departure counted on the main queue.
+    void connectionInterrupted(ConnectionId connection);
+    // The invalidation handler of an accepted connection ran; departure counted on the main queue.
+    void connectionInvalidated(ConnectionId connection);
+
+    // Request for the interface version; answered on the connection's queue.
+    void helperVersion(ConnectionId connection, RequestId request);
+    // Request for a snapshot; all of it on the main queue.
+    void fetchSnapshot(ConnectionId connection, RequestId request);
+    // Request to hold the fans; all of it on the main queue.
+    void hold(ConnectionId connection, RequestId request, double fraction, bool handsBackOnLidClose);
+    // Request to hand the fans back; all of it on the main queue.
+    void handBack(ConnectionId connection, RequestId request);
+    // Request to leave: log line, reply and arming of the stand-down timer on the connection's queue, in this order.
+    void standDown(ConnectionId connection, RequestId request);
+
+    // An armed timer that was not cancelled since is due. The daemon keeps a fired orphan timer by name until the next
+    // arrival or departure and cancels it then, which has no effect on a timer that has fired.
+    void timerFired(Timer which);
+    // A message of the root power domain, any type; ignored while not registered.
+    void powerMessage(std::uint32_t type, std::intptr_t id);
+    // The watched file was deleted, renamed or revoked, as far as the watch can tell; ignored without a watch.
+    void fileEvent();
+    // A signal was delivered through its source; others than 15 and 2 are ignored.
+    void signal(int number);
+
+    bool hasExited() const;
+
+private:
+    struct KeyInfo {
+        std::uint32_t size = 0;
+        std::uint32_t type = 0;
+    };
+
+    struct Fan {
+        int index = 0;
+        double minRPM = 0.0;
+        double maxRPM = 0.0;
+        double currentRPM = 0.0;
+        double targetRPM = 0.0;
+        bool isManual = false;
+    };
+
+    struct Hold {
+        double asked = 0.0;
+        bool handsBackOnLidClose = false;
+        bool isHolding = false;
+        bool isEngaged = false;
+        bool isSleeping = false;
+        bool isAddingAir = false;
+        bool isTimerArmed = false;
+        bool isRegisteredForPower = false;
+        double floor = 0.0;
+        std::vector<double> chipReadings; // oldest first
+    };
+
+    // The text of an error, or nothing for success.
+    using Refusal = std::optional<std::string>;
+
+    // Key client.
+    std::optional<KeyInfo> keyInfo(const std::string& key);
+    std::optional<std::array<std::uint8_t, 32>> readValue(const std::string& key, KeyInfo& info);
+    std::optional<std::uint8_t> readByte(const std::string& key);
+    std::optional<double> readFloat(const std::string& key);
+    std::int32_t writeValue(const std::string& key, const std::array<std::uint8_t, 32>& value, std::uint32_t size);
+    std::int32_t writeByte(const std::string& key, std::uint8_t value);
+    std::int32_t writeFloat(const std::string& key, float value);
+
+    // Fans and sensors.
+    void openFans();
+    std::vector<Fan> fans();
+    std::optional<Fan> readFan(int index);
+    std::optional<double> chipTemperature();
+    std::string warmth();
+    Refusal engageManual(int index, bool& neededUnlock);
+    Refusal setTarget(int index, double rpm);
+    void restoreAuto();
+
+    // The hold.
+    void emit(const std::string& event);
+    bool gateIsOpen(const Hold& hold);
+    Refusal startHold(Hold& hold);
+    void stopHold(Hold& hold);
+    Refusal engage(Hold& hold, bool& neededUnlock);
+    double heldFraction(Hold& hold);
+    bool follow(Hold& hold);
+    bool hasDrift(double fraction);
+    void reassertIfNeeded(Hold& hold);
+    void willSleep(Hold& hold);
+    void didWake(Hold& hold);
+
+    // Requests, clients and leaving, on the main queue.
+    Snapshot takeSnapshot();
+    void holdOnMain(RequestId request, double fraction, bool handsBackOnLidClose);
+    void handBackOnMain(RequestId request);
+    void endSession();
+    void clientArrived();
+    void clientWentAway();
+    void orphanTimerFired();
+    void shutdownNow();
+    void leave();
+    void leaveAfter(const std::string& notice);
+
+    // Start-up.
+    void startService();
+    void startBinaryWatch();
+    void startListener();
+    bool isBinaryCurrent();
+
+    void onMain(std::function<void()> work);
+    void drainMainQueue();
+
+    World& world_;
+
+    std::deque<std::function<void()>> mainQueue_;
+    bool isMainBusy_ = false;
+    bool isListening_ = false;
+    bool isGone_ = false;
+
+    std::uint32_t smcConnection_ = 0; // 0: not open
+    int fanCount_ = 0;                // 0: there is no controller, and requests are refused
+    std::optional<Hold> session_;
+    std::int64_t clients_ = 0;
+    bool hasOrphanTimer_ = false; // stays true after the timer has fired
+
+    std::optional<std::string> binaryPath_; // nothing: there is no watch on the executable
+    std::optional<FileIdentity> binaryIdentity_;
+    bool isBinaryWatched_ = false;
+};
+
+} // namespace kelo::reference

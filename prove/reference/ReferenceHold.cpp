@@ -1,0 +1,167 @@
+#include "prove/reference/Reference.h"
+
+#include <cmath>
+
+namespace kelo::reference {
+namespace {
+
+constexpr double repairSeconds = 2.0;
+constexpr double driftRPM = 25.0;
+constexpr double addingMargin = 0.001;
+
+std::string boolText(bool value) { return value ? "true" : "false"; }
+
+} // namespace
+
+// The hold.
+
+void Daemon::emit(const std::string& event) { world_.log(serviceCategory, Level::notice, "hold: " + event); }
+
+bool Daemon::gateIsOpen(const Hold& hold) {
+    const bool isLidClosed = readsAsClosed(world_.lidProperty()); // asked even when sleep alone decides
+    return mayHold(hold.isSleeping, isLidClosed, hold.handsBackOnLidClose);
+}
+
+Daemon::Refusal Daemon::startHold(Hold& hold) {
+    hold.isHolding = true;
+    if (gateIsOpen(hold)) {
+        bool neededUnlock = false;
+        if (Refusal refusal = engage(hold, neededUnlock)) {
+            return refusal;
+        }
+        hold.isEngaged = true;
+        emit("engaged(fraction: " + doubleText(hold.asked) + ", neededUnlock: " + boolText(neededUnlock) + ")");
+    } else {
+        emit("yielded");
+    }
+    hold.isRegisteredForPower = world_.registerForPower(); // without it the hold runs on, deaf to sleep
+    world_.armTimer(Timer::repair, repairSeconds, true);
+    hold.isTimerArmed = true;
+    return std::nullopt;
+}
+
+void Daemon::stopHold(Hold& hold) {
+    if (!hold.isHolding) {
+        return;
+    }
+    hold.isHolding = false;
+    hold.isEngaged = false;
+    if (hold.isTimerArmed) {
+        world_.cancelTimer(Timer::repair);
+        hold.isTimerArmed = false;
+    }
+    if (hold.isRegisteredForPower) {
+        world_.deregisterPower();
+        hold.isRegisteredForPower = false;
+    }
+    restoreAuto();
+    emit("released");
+}
+
+Daemon::Refusal Daemon::engage(Hold& hold, bool& neededUnlock) {
+    const double fraction = heldFraction(hold);
+    neededUnlock = false;
+    for (const Fan& fan : fans()) {
+        bool usedUnlock = false;
+        if (Refusal refusal = engageManual(fan.index, usedUnlock)) {
+            return refusal;
+        }
+        if (Refusal refusal = setTarget(fan.index, targetRPM(fan.minRPM, fan.maxRPM, fraction))) {
+            return refusal;
+        }
+        neededUnlock = neededUnlock || usedUnlock;
+    }
+    return std::nullopt;
+}
+
+// One evaluation, which is also one step of easing: every call counts.
+double Daemon::heldFraction(Hold& hold) {
+    if (const std::optional<double> celsius = chipTemperature()) {
+        hold.chipReadings.push_back(*celsius);
+        if (hold.chipReadings.size() > smoothingWindow) {
+            hold.chipReadings.erase(hold.chipReadings.begin());
+        }
+    }
+    const double candidate = raisedToFloor(hold.asked, smoothedCelsius(hold.chipReadings));
+    hold.floor = easedFraction(hold.floor, candidate);
+    const double held = hold.asked > hold.floor ? hold.asked : hold.floor;
+    const bool isAdding = hold.asked + addingMargin < held;
+    if (isAdding != hold.isAddingAir) {
+        hold.isAddingAir = isAdding;
+        emit(isAdding ? "addingAir(fraction: " + doubleText(held) + ")" : "backToAsked");
+    }
+    return held;
+}
+
+// Brings the fans in line with the gate; true when they are held afterwards.
+bool Daemon::follow(Hold& hold) {
+    if (!hold.isHolding) {
+        return false;
+    }
+    if (!gateIsOpen(hold)) {
+        if (hold.isEngaged) {
+            hold.isEngaged = false;
+            restoreAuto();
+            emit("yielded");
+        }
+        return false;
+    }
+    if (!hold.isEngaged) {
+        bool neededUnlock = false;
+        if (engage(hold, neededUnlock)) {
+            return false; // in silence; the next tick tries again
+        }
+        hold.isEngaged = true;
+        emit("resumed");
+    }
+    return true;
+}
+
+bool Daemon::hasDrift(double fraction) {
+    for (const Fan& fan : fans()) {
+        if (std::fabs(fan.targetRPM - targetRPM(fan.minRPM, fan.maxRPM, fraction)) > driftRPM) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void Daemon::reassertIfNeeded(Hold& hold) {
+    if (!hold.isHolding || !follow(hold)) {
+        return;
+    }
+    bool allManual = true;
+    for (const Fan& fan : fans()) {
+        allManual = allManual && fan.isManual;
+    }
+    const double fraction = heldFraction(hold);
+    if (!hasDrift(fraction) && allManual) {
+        return;
+    }
+    bool neededUnlock = false;
+    engage(hold, neededUnlock); // a failure is tried again at the next tick
+    if (!allManual) {
+        emit("reasserted");
+    }
+}
+
+void Daemon::willSleep(Hold& hold) {
+    if (!hold.isHolding) {
+        return;
+    }
+    hold.isEngaged = false;
+    hold.isSleeping = true;
+    restoreAuto();
+    emit("sleeping");
+}
+
+void Daemon::didWake(Hold& hold) {
+    if (!hold.isHolding) {
+        return;
+    }
+    hold.isSleeping = false;
+    emit("woke");
+    follow(hold);
+}
+
+} // namespace kelo::reference
