@@ -27,7 +27,7 @@ PowerEvent eventOf(RootPowerDomain::Announcement announcement) {
 
 CallHandlers::CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile,
                            double heatSpeed)
-    : queue_(queue), mac_(profile, now, heatSpeed), power_(queue, now),
+    : queue_(queue), now_(now), mac_(profile, now, heatSpeed), power_(queue, now),
       lid_(profile.hasLid ? ClamshellProperty(false) : ClamshellProperty()) {}
 
 CallHandlers::Answer CallHandlers::perform(Caller& caller, const AnyCall& call) {
@@ -76,6 +76,7 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const Show&) {
                     .asleep = power_.isAsleep(),
                     .powerClients = power_.clientCount(),
                     .load = mac_.load(),
+                    .time = now_(),
                     .writes = mac_views::writes(mac_)};
 }
 

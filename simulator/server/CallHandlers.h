@@ -56,6 +56,7 @@ private:
     Answer handle(Caller& caller, const hardware_calls::ClearFaults& call);
 
     MainQueue& queue_;
+    const std::function<double()> now_;
     SimulatedMac mac_;
     RootPowerDomain power_;
     ClamshellProperty lid_;

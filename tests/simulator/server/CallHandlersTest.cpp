@@ -108,6 +108,8 @@ TEST_F(CallHandlersTest, WhatDrivesTheMacShowsInItsState) {
     EXPECT_TRUE(shown.fans.at(0).isManual);
     EXPECT_EQ(shown.fans.at(0).targetRPM, 2000);
     EXPECT_EQ(shown.powerClients, 1U);
+    now = 1.5;
+    EXPECT_EQ(state().time, 1.5);
     EXPECT_TRUE(isDone(Interfere{0, {}}));
     EXPECT_FALSE(state().fans.at(0).isManual);
 }
