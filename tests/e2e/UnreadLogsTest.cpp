@@ -2,8 +2,12 @@
 
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
 #include "tests/e2e/EndToEnd.h"
 #include "tests/support/FakeLogDaemon.h"
+#include "tests/support/process/StoppedThreads.h"
 #include "tests/support/process/UnreadStream.h"
 
 namespace kelo {
@@ -66,6 +70,27 @@ TEST_P(UnreadStandardError, StopsNeitherServiceNorWayOut) {
 
 std::string nameOfCase(const ::testing::TestParamInfo<Stream>& info) {
     return info.param == Stream::pipe ? "Pipe" : "Terminal";
+}
+
+TEST_F(UnreadLogs, WhatWaitedForAReaderIsWrittenAtTheEndAlthoughTheListenerIsStuck) {
+    const auto full = UnreadStream::pipe(folder / "standard-error");
+    start({.standardError = full.path()});
+    const auto client = startHold();
+    const StoppedThreads listener(world.helper().number());
+    ASSERT_GE(listener.count(), 1U);
+    world.helper().signal(SIGTERM);
+    // The fans are back, the helper waits for its listener, and only now somebody reads.
+    ASSERT_TRUE(waitUntil([this] { return !world.isAnyFanManual(); }, 10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    full.read();
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            listener.reap();
+            return world.helper().status().has_value();
+        },
+        10));
+    EXPECT_EQ(world.helper().status(), 0);
+    EXPECT_THAT(full.read(), ::testing::HasSubstr("Handed the fan back on the way out."));
 }
 
 INSTANTIATE_TEST_SUITE_P(Full, UnreadStandardError, ::testing::Values(Stream::pipe, Stream::terminal), nameOfCase);

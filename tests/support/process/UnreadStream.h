@@ -39,6 +39,15 @@ public:
     /// Where it can be opened.
     const std::filesystem::path& path() const { return path_; }
 
+    /// Reads a pipe after all: what is in it at the moment, which makes room.
+    std::string read() const {
+        std::string text;
+        std::array<char, 4096> part{};
+        for (ssize_t size = 0; (size = ::read(end_.get(), part.data(), part.size())) > 0;)
+            text.append(part.data(), static_cast<std::size_t>(size));
+        return text;
+    }
+
 private:
     UnreadStream(std::filesystem::path path, FileDescriptor end, FileDescriptor other)
         : path_(std::move(path)), end_(std::move(end)), other_(std::move(other)) {
