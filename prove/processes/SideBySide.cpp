@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <exception>
 #include <mutex>
 #include <thread>
@@ -24,7 +25,9 @@ void sideBySide(int tries, int width, const std::function<std::function<void(int
         }
     };
     std::vector<std::thread> workers;
-    for (int i = 0; i < std::min(width, tries); ++i)
+    const int count = std::min(width, tries);
+    workers.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
         workers.emplace_back(work, i);
     for (auto& worker : workers)
         worker.join();
