@@ -18,6 +18,7 @@ namespace {
 using namespace hardware_calls;
 using Clock = std::chrono::steady_clock;
 
+// A helper watches two files, and a user may have 128 inotify instances: one without would not see itself replaced.
 constexpr int width = 24;
 constexpr double machineAllowance = 2;                      // seconds: many processes share few processors
 constexpr double bound = 2 * 4 + machineAllowance;          // seconds to the end: an unlock of each of two fans first

@@ -91,7 +91,7 @@ std::vector<Situation> situations(int fewestDescriptors) {
     };
     return {
         {"undisturbed", "laptop", tick, 0, 16, undisturbed},
-        {"links late", "laptop", 2 * tick, late, 128, linksLate},
+        {"links late", "laptop", 2 * tick, late, 48, linksLate},
         {"log stalled", "laptop", tick, 0, 16, logStalled},
         {"standard error full", "laptop", tick, 0, 16, standardErrorFull},
         {"holds queued", "refusing", unlock / 2, unlock, 32, holdsQueued},

@@ -27,7 +27,8 @@ struct Situation {
     std::string profile; ///< The kind of Mac.
     double longestWait;  ///< Seconds in this situation before the signal; each try waits for a part of them.
     double bound;        ///< Seconds within which every fan is automatic, without what the machine itself costs.
-    int sideBySide;      ///< How many tries at a time: many where they mostly wait.
+    int sideBySide;      ///< How many tries at a time: many where they mostly wait. A helper watches two files, and a
+                         ///< user may have 128 inotify instances.
     /// Starts the helper and brings it into the situation. A fan is manual when it returns.
     std::function<Setting(World&, int number)> enter;
 };
