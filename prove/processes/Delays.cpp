@@ -43,6 +43,7 @@ double automaticSince(const MacState& mac, int fan, double start) {
 }
 
 struct Outcome {
+    bool wasManual = true;
     double automatic = 0; ///< Seconds from the signal until the last fan was automatic.
     double exit = 0;      ///< Seconds from the signal until the process had ended.
     std::string broken;   ///< What was not as promised; empty.
@@ -51,7 +52,7 @@ struct Outcome {
 Outcome leave(World& world, const Situation& situation) {
     const auto before = world.call(Show{}); // whatever passes until the signal counts as the helper's
     if (std::none_of(before.fans.begin(), before.fans.end(), [](const auto& fan) { return fan.isManual; }))
-        return {.broken = "no fan was manual when it was asked to leave"};
+        return {.wasManual = false};
     const auto start = std::chrono::steady_clock::now();
     world.helper().signal(SIGTERM);
     const auto status = world.helper().waitForEnd(situation.bound + hangAfter);
@@ -70,8 +71,7 @@ Outcome leave(World& world, const Situation& situation) {
     return outcome;
 }
 
-Outcome attempt(World& world, const Situation& situation, int number) {
-    std::mt19937 random(static_cast<unsigned>(number));
+Outcome attempt(World& world, const Situation& situation, int number, std::mt19937& random) {
     const auto setting = situation.enter(world, number);
     const std::chrono::duration<double> wait(std::uniform_real_distribution(0.0, situation.longestWait)(random));
     std::this_thread::sleep_for(wait);
@@ -79,6 +79,15 @@ Outcome attempt(World& world, const Situation& situation, int number) {
     world.call(ClearFaults{});
     world.installation().forgetHelper();
     return outcome;
+}
+
+/// On a busy machine a situation may be over by the time that its wait ends: then there is nothing to measure.
+Outcome attemptUntilManual(World& world, const Situation& situation, int number) {
+    std::mt19937 random(static_cast<unsigned>(number));
+    for (int i = 0; i < 10; ++i)
+        if (auto outcome = attempt(world, situation, number, random); outcome.wasManual)
+            return outcome;
+    return {.broken = "no fan was ever manual when it was asked to leave"};
 }
 
 /// Returns how many tries broke a promise.
@@ -92,7 +101,7 @@ int measure(const Situation& situation, const std::filesystem::path& staged, con
         const auto world =
             std::make_shared<World>(staged, work / (situation.name + std::to_string(worker)), situation.profile);
         return [&, world](int number) {
-            const auto outcome = attempt(*world, situation, number);
+            const auto outcome = attemptUntilManual(*world, situation, number);
             const std::lock_guard lock(mutex);
             automatic.add(outcome.automatic);
             exit.add(outcome.exit);
@@ -111,7 +120,8 @@ int measure(const Situation& situation, const std::filesystem::path& staged, con
 
 } // namespace
 
-int proveDelays(const std::filesystem::path& staged, const std::filesystem::path& work, int tries) {
+int proveDelays(const std::filesystem::path& staged, const std::filesystem::path& work, int tries,
+                const std::string& only) {
     World world(staged, work / "descriptors", "laptop");
     const int descriptors = fewestDescriptorsToHold(world);
     world.installation().forgetHelper();
@@ -121,7 +131,8 @@ int proveDelays(const std::filesystem::path& staged, const std::filesystem::path
                 "end p50", "end p99", "end worst", "broken");
     int broken = 0;
     for (const auto& situation : situations(descriptors))
-        broken += measure(situation, staged, work, tries);
+        if (only.empty() || situation.name == only)
+            broken += measure(situation, staged, work, tries);
     return broken;
 }
 

@@ -1,8 +1,10 @@
 #include "prove/processes/Situation.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <stdexcept>
+#include <thread>
 
 namespace kelo {
 namespace {
@@ -77,7 +79,11 @@ Setting holdsQueued(World& world, int) {
     const auto start = world.call(Show{}).time;
     for (int i = 0; i < 64; ++i)
         setting.rawClient->request(Request::hold, Message::array({0.5, false}));
-    if (!waitUntil([&] { return isUnlocked(world.call(Show{}), start); }, 20))
+    const auto hasBegun = [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the state is large
+        return isUnlocked(world.call(Show{}), start);
+    };
+    if (!waitUntil(hasBegun, 20))
         throw std::runtime_error("the helper does not try the unlock switch");
     return setting;
 }
@@ -94,7 +100,7 @@ std::vector<Situation> situations(int fewestDescriptors) {
         {"links late", "laptop", 2 * tick, late, 48, linksLate},
         {"log stalled", "laptop", tick, 0, 16, logStalled},
         {"standard error full", "laptop", tick, 0, 16, standardErrorFull},
-        {"holds queued", "refusing", unlock / 2, unlock, 32, holdsQueued},
+        {"holds queued", "refusing", unlock / 2, unlock, 16, holdsQueued},
         {"descriptors short", "laptop", tick, 0, 16, descriptorsShort},
     };
 }

@@ -22,9 +22,10 @@ constexpr int wrongUsage = 2;
 int main(int argc, char** argv) {
     CLI::App app{"Puts real processes under strain and measures what the helper promises.", "prove_processes"};
     std::string staged;
-    int tries = 20;
+    int tries = 1000;
     unsigned seed = 1;
-    double minutes = 1;
+    double minutes = 60;
+    std::string only;
     app.add_option("folder", staged, "A staged installation with rawclient, and with it unsigned as stranger")
         ->required()
         ->check(CLI::ExistingDirectory);
@@ -34,7 +35,8 @@ int main(int argc, char** argv) {
     std::function<int()> prove;
     auto* delays = app.add_subcommand("delays", "From SIGTERM to the last fan automatic.");
     delays->add_option("tries", tries)->check(CLI::PositiveNumber);
-    delays->callback([&] { prove = [&] { return kelo::proveDelays(staged, work.path(), tries); }; });
+    delays->add_option("--only", only, "The one situation to measure, such as \"log stalled\"");
+    delays->callback([&] { prove = [&] { return kelo::proveDelays(staged, work.path(), tries, only); }; });
     auto* kill = app.add_subcommand("kill", "Ends in the middle of a busy life.");
     kill->add_option("tries", tries)->check(CLI::PositiveNumber);
     kill->add_option("--seed", seed, "Of the first try");
