@@ -43,10 +43,10 @@ double automaticSince(const MacState& mac, int fan, double start) {
 }
 
 struct Outcome {
-    bool wasManual = true;
-    double automatic = 0; ///< Seconds from the signal until the last fan was automatic.
-    double exit = 0;      ///< Seconds from the signal until the process had ended.
-    std::string broken;   ///< What was not as promised; empty.
+    bool wasManual = true;   ///< False: there was nothing to measure.
+    double automatic = 0;    ///< Seconds from the signal until the last fan was automatic.
+    double exit = 0;         ///< Seconds from the signal until the process had ended.
+    std::string broken = {}; ///< What was not as promised; empty.
 };
 
 Outcome leave(World& world, const Situation& situation) {
