@@ -65,8 +65,10 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
 void LinuxPlatform::exit(int status) {
     // The listener's thread must not run while the process's statics are destroyed; if it is stuck, they are not
     // destroyed.
-    if (listener_ != nullptr && !listener_->stopsWithin(listenerTimeout))
+    if (listener_ != nullptr && !listener_->stopsWithin(listenerTimeout)) {
+        StandardStreams::finish();
         std::_Exit(status);
+    }
     std::exit(status);
 }
 

@@ -18,20 +18,12 @@ struct StandardError {
     PendingLines lines{STDERR_FILENO};
 };
 
-void finish();
-
 /// Never destroyed: threads may still log while the process ends.
 StandardError& standardError() {
     static auto& one = *new StandardError;
-    static const int registered = std::atexit(finish);
+    static const int registered = std::atexit(StandardStreams::finish);
     static_cast<void>(registered); // fails only without memory; what is pending is lost then
     return one;
-}
-
-void finish() {
-    auto& [mutex, lines] = standardError();
-    const std::lock_guard lock(mutex);
-    lines.finish();
 }
 
 bool isClosed(int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno == EBADF; }
@@ -52,6 +44,12 @@ void StandardStreams::writeError(const std::string& bytes) {
     lines.flush(); // makes room
     lines.add(bytes);
     lines.flush();
+}
+
+void StandardStreams::finish() {
+    auto& [mutex, lines] = standardError();
+    const std::lock_guard lock(mutex);
+    lines.finish();
 }
 
 } // namespace kelo

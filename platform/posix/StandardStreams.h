@@ -19,6 +19,10 @@ struct StandardStreams {
     /// and a reader that stops reading would delay the hand-back. What there is no room for is kept for the next time,
     /// up to a limit, and for the end of the process; see `PendingLines`. Any thread.
     static void writeError(const std::string& bytes);
+
+    /// Writes what is pending as far as there is room for it, and gives a slow reader a moment. Happens by itself at the
+    /// process's exit; to be called before an end that leaves out what is registered for that. Any thread.
+    static void finish();
 };
 
 } // namespace kelo

@@ -105,7 +105,7 @@ KELO_MEMBERS(ExchangeReply, record)
 KELO_MEMBERS(ClamshellState, state)
 KELO_MEMBERS(FanState, index, currentRPM, minRPM, maxRPM, targetRPM, isManual)
 KELO_MEMBERS(Write, time, key, bytes)
-KELO_MEMBERS(MacState, fans, temperatures, lidClosed, asleep, powerClients, load, writes)
+KELO_MEMBERS(MacState, fans, temperatures, lidClosed, asleep, powerClients, load, time, writes)
 KELO_MEMBERS(SleepReport, seconds, acknowledged, missing, fans)
 KELO_MEMBERS(PowerAnnouncement, event, notificationID)
 

@@ -62,6 +62,7 @@ struct MacState {
     bool asleep = false;
     std::size_t powerClients = 0;
     double load = 0;
+    double time = 0;           ///< Seconds since the Mac was started.
     std::vector<Write> writes; ///< The newest, in order.
 };
 

@@ -1,6 +1,5 @@
 #include "simulator/server/CallHandlers.h"
 
-#include "core/queue/MainQueue.h"
 #include "simulator/server/MacViews.h"
 
 namespace kelo {
@@ -27,26 +26,36 @@ PowerEvent eventOf(RootPowerDomain::Announcement announcement) {
 
 CallHandlers::CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile,
                            double heatSpeed)
-    : queue_(queue), mac_(profile, now, heatSpeed), power_(queue, now),
+    : queue_(queue), now_(now), mac_(profile, now, heatSpeed), power_(queue, now),
       lid_(profile.hasLid ? ClamshellProperty(false) : ClamshellProperty()) {}
 
 CallHandlers::Answer CallHandlers::perform(Caller& caller, const AnyCall& call) {
     return std::visit([&](const auto& made) { return handle(caller, made); }, call);
 }
 
-void CallHandlers::forget(const Caller& caller) {
+void CallHandlers::forget(Caller& caller) {
+    caller.lateAnswer.reset();
     if (caller.powerClient)
         power_.removeClient(*caller.powerClient);
 }
 
 // --- what the helper says
 
+/// One late answer at a time: a caller cannot queue any number of them.
 CallHandlers::Answer CallHandlers::handle(Caller& caller, const Exchange& call) {
+    if (caller.lateAnswer)
+        return Refused{"The answer to the last exchange is yet to come."};
     const ExchangeReply reply{mac_.exchange(call.record, caller.isRoot)};
     if (replyDelay_ <= 0)
         return reply;
-    queue_.postAfter(replyDelay_, [send = caller.send, reply] { send(reply); });
+    caller.lateAnswer = queue_.scheduleTimer(replyDelay_, false, [&caller, reply] { answerLate(caller, reply); });
     return std::nullopt;
+}
+
+/// Takes a copy of the reply: the timer that has it ends here.
+void CallHandlers::answerLate(Caller& caller, ExchangeReply reply) {
+    caller.lateAnswer.reset();
+    caller.send(reply);
 }
 
 CallHandlers::Answer CallHandlers::handle(Caller&, const ReadClamshell&) { return ClamshellState{lid_}; }
@@ -76,6 +85,7 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const Show&) {
                     .asleep = power_.isAsleep(),
                     .powerClients = power_.clientCount(),
                     .load = mac_.load(),
+                    .time = now_(),
                     .writes = mac_views::writes(mac_)};
 }
 

@@ -1,23 +1,25 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "core/hold/Clamshell.h"
+#include "core/queue/MainQueue.h"
 #include "simulator/link/HardwareCalls.h"
 #include "simulator/model/RootPowerDomain.h"
 #include "simulator/model/SimulatedMac.h"
 
 namespace kelo {
 
-class MainQueue;
-
 /// Whoever makes calls on the simulated Mac.
 struct Caller {
     bool isRoot;
     /// Says something other than an immediate answer. Is copied, and may be called when the caller has gone.
     std::function<void(const hardware_calls::AnyAnswer&)> send;
-    std::optional<int> powerClient; ///< The handlers' own: the caller's number at the root power domain.
+    // The handlers' own.
+    std::optional<int> powerClient = std::nullopt; ///< The caller's number at the root power domain.
+    std::unique_ptr<Timer> lateAnswer = nullptr;   ///< Null while none is to come.
 };
 
 /// The simulated Mac's hardware, its power domain and its lid, and what each call does to them. One thread, `queue`'s.
@@ -29,11 +31,12 @@ public:
     /// `queue` is borrowed. `now` returns seconds and never goes back.
     CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile, double heatSpeed);
 
-    /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key.
+    /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key. The caller stays
+    /// where it is for as long as it is there.
     Answer perform(Caller& caller, const hardware_calls::AnyCall& call);
 
     /// To be called when the caller disconnects: its acknowledgements are no longer awaited.
-    void forget(const Caller& caller);
+    void forget(Caller& caller);
 
 private:
     Answer handle(Caller& caller, const hardware_calls::Exchange& call);
@@ -55,7 +58,10 @@ private:
     Answer handle(Caller& caller, const hardware_calls::AnswerSlowly& call);
     Answer handle(Caller& caller, const hardware_calls::ClearFaults& call);
 
+    static void answerLate(Caller& caller, hardware_calls::ExchangeReply reply);
+
     MainQueue& queue_;
+    const std::function<double()> now_;
     SimulatedMac mac_;
     RootPowerDomain power_;
     ClamshellProperty lid_;

@@ -38,10 +38,10 @@ std::optional<uid_t> userOf(int socket) {
 /// Whoever runs the simulated Mac is its superuser, and so is the system's superuser.
 bool isRoot(uid_t user) { return user == 0 || user == geteuid(); }
 
-/// Calls open to everyone. The controller itself checks the right to write.
+/// Calls open to everyone: those that only look. The controller itself checks the right to write. Sleep waits for who
+/// has registered for it, so that is not open.
 bool isForAnybody(const AnyCall& call) {
     return std::holds_alternative<Exchange>(call) || std::holds_alternative<ReadClamshell>(call) ||
-           std::holds_alternative<RegisterForPower>(call) || std::holds_alternative<AllowPowerChange>(call) ||
            std::holds_alternative<Show>(call);
 }
 
@@ -82,7 +82,7 @@ void HardwareServer::consider(FileDescriptor socket) {
         return;
     const int id = nextConnection_++;
     auto watch = loop_.watch(socket.get(), EventLoop::Readiness::readable, [this, id] { readCall(id); });
-    Caller caller{isRoot(*user), [this, id](const AnyAnswer& answer) { send(id, answer); }, {}};
+    Caller caller{isRoot(*user), [this, id](const AnyAnswer& answer) { send(id, answer); }};
     connections_.emplace(id, Connection{std::move(socket), std::move(watch), *user, std::move(caller)});
 }
 
@@ -126,7 +126,7 @@ void HardwareServer::send(int id, const AnyAnswer& answer) {
 }
 
 void HardwareServer::drop(int id) {
-    const auto connection = connections_.extract(id); // first: what follows may send
+    auto connection = connections_.extract(id); // first: what follows may send
     handlers_.forget(connection.mapped().caller);
 }
 

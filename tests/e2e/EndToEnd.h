@@ -13,66 +13,13 @@
 #include <vector>
 
 #include "platform/linux/socket/RequestMessages.h"
-#include "platform/posix/Hex.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/process/Installation.h"
+#include "tests/support/process/RawClient.h"
 
 namespace kelo {
 
 using Lines = std::vector<std::string>;
-
-/// A client whose every byte is the test's.
-class RawClient {
-public:
-    RawClient(Installation& installation, const std::string& program) : process_(installation.start(program, {})) {}
-
-    std::string perform(const std::string& command) {
-        process_->writeInput(command + "\n");
-        ++commands_;
-        waitUntil([this] { return answers().size() >= commands_ || process_->status().has_value(); }, 30);
-        const auto all = answers();
-        return all.size() >= commands_ ? all[commands_ - 1] : "no answer";
-    }
-    bool connect() { return perform("connect") == "connected"; }
-    std::string send(const std::vector<std::uint8_t>& bytes) { return perform("send " + hexOf(bytes)); }
-    /// Makes a request without waiting for its reply.
-    void request(Request request, const Message& arguments = Message::array()) {
-        send(request_messages::encode(++number_, request, arguments));
-        lastRequest_ = request;
-    }
-    /// The values of the reply to the last request; null when the connection has ended.
-    Message reply() {
-        const auto answer = perform("receive");
-        if (answer == "ended")
-            return {};
-        return request_messages::decodeReply(bytes(answer), number_, lastRequest_).value_or("no reply: " + answer);
-    }
-    Message ask(Request asked, const Message& arguments = Message::array()) {
-        request(asked, arguments);
-        return reply();
-    }
-    ChildProcess& process() { return *process_; }
-
-private:
-    Lines answers() {
-        Lines lines;
-        std::istringstream output(process_->output());
-        for (std::string line; std::getline(output, line) && !output.eof();)
-            lines.push_back(line);
-        return lines;
-    }
-    static std::vector<std::uint8_t> bytes(const std::string& text) {
-        std::vector<std::uint8_t> bytes;
-        for (std::size_t i = 0; i + 1 < text.size(); i += 2)
-            bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
-        return bytes;
-    }
-
-    std::unique_ptr<ChildProcess> process_;
-    std::size_t commands_ = 0;
-    std::uint64_t number_ = 0;
-    Request lastRequest_ = Request::helperVersion;
-};
 
 /// A world in a folder of its own: real processes, signed executables, a simulated Mac.
 class EndToEnd : public ::testing::Test {

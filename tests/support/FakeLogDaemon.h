@@ -4,6 +4,7 @@
 #include <sys/un.h>
 
 #include <array>
+#include <cerrno>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -20,11 +21,20 @@ public:
     explicit FakeLogDaemon(const std::filesystem::path& path, int type = SOCK_DGRAM)
         : socket_(socket(AF_UNIX, type | SOCK_CLOEXEC, 0)) {
         std::filesystem::remove(path);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.string().copy(address.sun_path, sizeof address.sun_path - 1);
-        if (bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        address_.sun_family = AF_UNIX;
+        path.string().copy(address_.sun_path, sizeof address_.sun_path - 1);
+        if (bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address_), sizeof address_) != 0)
             throw std::runtime_error("no socket for a log daemon");
+    }
+
+    /// Sends it entries until it has no room for another, as those who log do when it does not read.
+    void fill() const {
+        const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        const auto* address = reinterpret_cast<const sockaddr*>(&address_);
+        while (sendto(sender.get(), "full", 4, MSG_DONTWAIT, address, sizeof address_) >= 0) {
+        }
+        if (errno != EAGAIN)
+            throw std::runtime_error("nobody can log to the daemon");
     }
 
     /// What has come since it was last asked.
@@ -40,6 +50,7 @@ public:
     }
 
 private:
+    sockaddr_un address_{};
     FileDescriptor socket_;
 };
 

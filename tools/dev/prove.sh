@@ -1,20 +1,24 @@
 # shellcheck shell=bash
 # The promise as figures. Sourced by ./dev.
 
+# shellcheck source=tools/dev/prove-processes.sh
+source tools/dev/prove-processes.sh
+
 command_prove() {
   local what=${1-}
-  [ $# -gt 0 ] && shift
   case $what in
-    faults | life) prove_with "prove_$what" "$@" ;;
-    *) usage "prove proves faults or life, not \"$what\"" ;;
+    faults | life | delays | kill | soak) shift; ensure_packages; "prove_$what" "$@" ;;
+    *) usage "prove does not know \"$what\"" ;;
   esac
 }
 
-# prove_with PROGRAM [ARGUMENT...]: with assertions, as in the everyday build.
-prove_with() {
-  local program=$1
+prove_faults() { prove_in_memory faults "$@"; }
+prove_life() { prove_in_memory life "$@"; }
+
+# prove_in_memory PROOF [ARGUMENT...]: with assertions, as in the everyday build.
+prove_in_memory() {
+  local program=prove_$1
   shift
-  ensure_packages
   say "building $program"
   cmake --preset debug >/dev/null
   cmake --build --preset debug --target "$program"

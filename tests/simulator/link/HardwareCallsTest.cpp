@@ -79,7 +79,7 @@ WireForms<AnyAnswer> answers() {
         {ExchangeReply{record()}, {{"exchangeReply", {{"record", recordOnTheWire()}}}}},
         {ExchangeReply{{}}, {{"exchangeReply", {{"record", null}}}}},
         {ClamshellState{false}, {{"clamshellState", {{"state", false}}}}},
-        {MacState{{fan}, {{"Tp09", 45.5}}, true, true, 2, 0.5, {{1.5, "F0Md", {1, 255}}}},
+        {MacState{{fan}, {{"Tp09", 45.5}}, true, true, 2, 0.5, 2, {{1.5, "F0Md", {1, 255}}}},
          {{"macState",
            {{"fans", Message::array({fanOnTheWire})},
             {"temperatures", {{"Tp09", 45.5}}},
@@ -87,6 +87,7 @@ WireForms<AnyAnswer> answers() {
             {"asleep", true},
             {"powerClients", 2},
             {"load", 0.5},
+            {"time", 2.0},
             {"writes", Message::array({{{"time", 1.5}, {"key", "F0Md"}, {"bytes", {1, 255}}}})}}}}},
         {SleepReport{2.5, 1, 2, {fan}},
          {{"sleepReport",
@@ -241,7 +242,7 @@ TEST(HardwareCallsTest, TheStateIsShownUnderTheNamesOfItsMembers) {
         "fans": [{"index": 0, "currentRPM": 1200.0, "minRPM": null, "maxRPM": null, "targetRPM": null,
                   "isManual": false}],
         "temperatures": {"Tp09": 45.5}, "lidClosed": false, "asleep": false, "powerClients": 0, "load": 0.5,
-        "writes": []})"));
+        "time": 0.0, "writes": []})"));
 }
 
 } // namespace

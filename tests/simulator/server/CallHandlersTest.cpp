@@ -24,7 +24,7 @@ protected:
     VirtualQueue queue{now};
     CallHandlers handlers{queue, [this] { return now; }, *Profile::named("laptop"), 1.0};
     std::vector<AnyAnswer> sent;
-    Caller caller{true, [this](const AnyAnswer& answer) { sent.push_back(answer); }, {}};
+    Caller caller{true, [this](const AnyAnswer& answer) { sent.push_back(answer); }};
 };
 
 TEST_F(CallHandlersTest, AnExchangeIsAnsweredAtOnceUnlessAnswersAreSlow) {
@@ -38,6 +38,29 @@ TEST_F(CallHandlersTest, AnExchangeIsAnsweredAtOnceUnlessAnswersAreSlow) {
     EXPECT_TRUE(std::holds_alternative<ExchangeReply>(sent[0]));
     EXPECT_TRUE(isDone(ClearFaults{}));
     EXPECT_TRUE(perform(Exchange{}).has_value());
+}
+
+TEST_F(CallHandlersTest, ACallerHasOneLateAnswerToComeAndNoOtherCallerWaitsForIt) {
+    EXPECT_TRUE(isDone(AnswerSlowly{0.5}));
+    EXPECT_FALSE(perform(Exchange{}).has_value());
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_EQ(refusal(Exchange{}), "The answer to the last exchange is yet to come.");
+    Caller other{true, caller.send};
+    EXPECT_FALSE(handlers.perform(other, Exchange{}).has_value());
+    queue.runFor(0.5);
+    EXPECT_THAT(sent, SizeIs(2));
+    EXPECT_FALSE(perform(Exchange{}).has_value());
+}
+
+TEST_F(CallHandlersTest, ACallerThatHasGoneLeavesNoLateAnswerBehind) {
+    EXPECT_TRUE(isDone(AnswerSlowly{0.5}));
+    {
+        Caller guest{false, caller.send};
+        EXPECT_FALSE(handlers.perform(guest, Exchange{}).has_value());
+        handlers.forget(guest);
+    }
+    queue.runFor(1);
+    EXPECT_THAT(sent, IsEmpty());
 }
 
 TEST_F(CallHandlersTest, SleepIsAnnouncedAndAnsweredWhenItHasBeenAllowed) {
@@ -73,7 +96,7 @@ TEST_F(CallHandlersTest, EachEventIsAnnouncedUnderItsOwnName) {
 
 TEST_F(CallHandlersTest, ACallerThatGoesIsNoLongerWaitedFor) {
     EXPECT_TRUE(isDone(RegisterForPower{}));
-    Caller driver{true, [this](const AnyAnswer& answer) { sent.push_back(answer); }, {}};
+    Caller driver{true, [this](const AnyAnswer& answer) { sent.push_back(answer); }};
     handlers.perform(driver, Sleep{});
     handlers.forget(caller);
     EXPECT_TRUE(std::holds_alternative<SleepReport>(sent.back()));
@@ -108,6 +131,8 @@ TEST_F(CallHandlersTest, WhatDrivesTheMacShowsInItsState) {
     EXPECT_TRUE(shown.fans.at(0).isManual);
     EXPECT_EQ(shown.fans.at(0).targetRPM, 2000);
     EXPECT_EQ(shown.powerClients, 1U);
+    now = 1.5;
+    EXPECT_EQ(state().time, 1.5);
     EXPECT_TRUE(isDone(Interfere{0, {}}));
     EXPECT_FALSE(state().fans.at(0).isManual);
 }

@@ -135,17 +135,27 @@ TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
         EXPECT_TRUE(isServing());
         EXPECT_EQ(mac.refusal(Exchange{}), "");
         EXPECT_EQ(mac.refusal(ReadClamshell{}), "");
-        EXPECT_EQ(mac.refusal(RegisterForPower{}), "");
     });
-    const AnyCall drives[] = {SetLid{true}, Sleep{},        Wake{},       SetLoad{1},   SetKey{},
-                              Interfere{},  FailExchange{}, AnswerWith{}, ReportSize{}, ReportType{},
-                              RemoveKey{},  AnswerSlowly{}, ClearFaults{}};
+    const AnyCall drives[] = {SetLid{true}, Sleep{},        Wake{},        SetLoad{1},        SetKey{},
+                              Interfere{},  FailExchange{}, AnswerWith{},  ReportSize{},      ReportType{},
+                              RemoveKey{},  AnswerSlowly{}, ClearFaults{}, RegisterForPower{}};
     as(nobody, [&] {
         RawLink link(mac.folder());
         for (const auto& drive : drives)
             EXPECT_EQ(link.refusalOf(encode(drive)), "Only whoever runs the simulated Mac can do that.");
     });
     EXPECT_FALSE(mac.call(Show{}).lidClosed);
+}
+
+TEST_F(HardwareServerTest, SomebodyWithoutRightsDelaysNoSleep) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only the superuser can become somebody else";
+    std::unique_ptr<HardwareLink> link;
+    as(nobody, [&] {
+        link = HardwareLink::connect(mac.folder());
+        EXPECT_THROW(link->call(RegisterForPower{}), CallFailed);
+    });
+    EXPECT_EQ(mac.call(Sleep{.now = true}).missing, 0);
 }
 
 class CrowdedHardwareServerTest : public HardwareServerTest {

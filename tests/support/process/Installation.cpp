@@ -35,6 +35,11 @@ void Installation::stopMac() {
 
 void Installation::startHelper() { startHelperBy(program(helperName), {}); }
 
+void Installation::startHelper(const Surroundings& surroundings) {
+    const auto command = surroundings.command(folder_);
+    startHelperBy(command.front(), {command.begin() + 1, command.end()});
+}
+
 void Installation::startHelperBy(const std::filesystem::path& executable, const std::vector<std::string>& arguments) {
     helper_ = startExecutable(executable, helperName, arguments);
 }

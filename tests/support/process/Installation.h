@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/process/ChildProcess.h"
+#include "tests/support/process/Surroundings.h"
 
 namespace kelo {
 
@@ -37,6 +38,7 @@ public:
 
     /// Starts the helper; does not wait.
     void startHelper();
+    void startHelper(const Surroundings& surroundings);
     /// The same by way of another executable, which becomes the helper.
     void startHelperBy(const std::filesystem::path& executable, const std::vector<std::string>& arguments);
     /// Starts the helper and waits until it listens. Throws `std::runtime_error` when it does not.

@@ -1,0 +1,101 @@
+#include "prove/processes/BusyLife.h"
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "platform/posix/Hex.h"
+
+namespace kelo {
+
+using namespace hardware_calls;
+
+void BusyClient::request(Request request, const Message& arguments) {
+    process_->writeInput("send " + hexOf(request_messages::encode(++number_, request, arguments)) + "\nreceive\n");
+}
+
+void BusyClient::kill() {
+    process_->signal(SIGKILL);
+    process_->waitForEnd(10);
+}
+
+BusyLife::BusyLife(World& world, std::mt19937& random) : world_(world), random_(random) {
+    for (auto& client : clients_) {
+        client = std::make_unique<BusyClient>(world.installation());
+        client->connect();
+    }
+    clients_[0]->request(Request::hold, Message::array({fraction(), false}));
+}
+
+void BusyLife::step() {
+    if (below(3) == 0)
+        useMac();
+    else
+        useClient();
+    std::this_thread::sleep_for(std::chrono::milliseconds(below(150)));
+}
+
+void BusyLife::useClient() {
+    auto& client = clients_.at(static_cast<std::size_t>(below(3)));
+    switch (below(10)) {
+    case 0:
+    case 1:
+    case 2:
+    case 3:
+        return client->request(Request::hold, Message::array({fraction(), below(2) == 0}));
+    case 4:
+        return client->request(Request::handBack);
+    case 5:
+        client->close();
+        return client->connect();
+    case 6:
+        client->kill();
+        client = std::make_unique<BusyClient>(world_.installation());
+        return client->connect();
+    default:
+        return client->request(Request::fetchSnapshot);
+    }
+}
+
+/// What the Mac refuses, such as waking while it is awake, is part of life.
+void BusyLife::useMac() try {
+    switch (below(8)) {
+    case 0:
+        world_.call(SetLid{true});
+        break;
+    case 1:
+    case 2:
+        world_.call(SetLid{false});
+        break;
+    case 3:
+        world_.call(Sleep{.now = below(2) == 0});
+        break;
+    case 4:
+        world_.call(Wake{});
+        break;
+    case 5:
+        world_.call(Interfere{0, 2000 + 1000 * fraction()});
+        break;
+    case 6:
+        world_.call(Interfere{0, {}});
+        break;
+    default:
+        world_.call(SetKey{"Tp09", 60 + 45 * fraction()});
+    }
+} catch (const MacHasGone&) {
+    throw;
+} catch (const MacHangs&) {
+    throw;
+} catch (const CallFailed&) {
+}
+
+/// Without a hold nobody would hand back what another program has taken.
+void BusyLife::end() {
+    for (const auto& fan : world_.call(Show{}).fans)
+        world_.call(Interfere{fan.index, {}});
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500)); // longer than a tick
+    for (auto& client : clients_)
+        client->kill();
+}
+
+} // namespace kelo

@@ -1,0 +1,206 @@
+#include "prove/processes/Kill.h"
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "prove/processes/BusyLife.h"
+#include "prove/processes/Figures.h"
+#include "prove/processes/SideBySide.h"
+
+namespace kelo {
+namespace {
+
+using namespace hardware_calls;
+using Clock = std::chrono::steady_clock;
+
+// A helper watches two files, and a user may have 128 inotify instances: one without would not see itself replaced.
+constexpr int width = 24;
+constexpr double machineAllowance = 2;                      // seconds: many processes share few processors
+constexpr double bound = 2 * 4 + machineAllowance;          // seconds to the end: an unlock of each of two fans first
+constexpr double grace = 8;                                 // seconds for which a hold without clients goes on
+constexpr double graceBound = grace + 2 + machineAllowance; // up to the hand-back: a tick may be in progress
+constexpr double hangAfter = 60;                            // seconds after which nobody waits any longer
+
+enum class Way { terminate, interrupt, replace, remove, loseClients };
+constexpr int wayCount = 5;
+const std::array<const char*, wayCount> wayNames = {"SIGTERM", "SIGINT", "executable replaced", "executable deleted",
+                                                    "clients killed"};
+
+double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+/// The other ways a helper is made to leave.
+void askToLeave(World& world, Way way) {
+    if (way == Way::terminate)
+        world.helper().signal(SIGTERM);
+    else if (way == Way::interrupt)
+        world.helper().signal(SIGINT);
+    else if (way == Way::replace)
+        world.install(Installation::helperName);
+    else
+        std::filesystem::remove(world.installation().program(Installation::helperName));
+}
+
+/// Waits for the helper's end. What was broken; empty.
+std::string brokenAtEnd(World& world) {
+    const auto status = world.helper().waitForEnd(hangAfter);
+    if (!status)
+        return "the helper did not end";
+    if (*status != 0)
+        return "status " + std::to_string(*status);
+    return world.isAnyFanManual() ? "a fan was left manual" : "";
+}
+
+struct Outcome {
+    double seconds = 0; ///< Until the end of the helper, or until the last moment at which a fan was manual.
+    std::string broken; ///< Empty when every promise was kept.
+    bool wasHolding = false;
+};
+
+/// Looks on for a while after the hand-back is due: a fan must not be taken again, either.
+Outcome loseClients(World& world, BusyLife& life) {
+    life.end();
+    Outcome outcome;
+    outcome.wasHolding = world.isAnyFanManual();
+    const auto start = Clock::now();
+    waitUntil(
+        [&] {
+            const double now = secondsSince(start);
+            if (world.isAnyFanManual())
+                outcome.seconds = now;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            return now >= graceBound + 2;
+        },
+        hangAfter);
+    if (outcome.seconds > graceBound)
+        outcome.broken = "a fan was manual " + std::to_string(outcome.seconds) + " s later";
+    world.helper().signal(SIGTERM);
+    if (const auto broken = brokenAtEnd(world); outcome.broken.empty())
+        outcome.broken = broken;
+    return outcome;
+}
+
+Outcome end(World& world, BusyLife& life, Way way) {
+    if (way == Way::loseClients)
+        return loseClients(world, life);
+    Outcome outcome;
+    outcome.wasHolding = world.isAnyFanManual();
+    const auto start = Clock::now();
+    askToLeave(world, way);
+    outcome.broken = brokenAtEnd(world);
+    outcome.seconds = secondsSince(start);
+    if (outcome.broken.empty() && outcome.seconds > bound)
+        outcome.broken = "took " + std::to_string(outcome.seconds) + " s";
+    return outcome;
+}
+
+/// The Mac as a new one.
+void reset(World& world) {
+    world.installation().forgetHelper();
+    world.install(Installation::helperName);
+    try {
+        world.call(SetLid{false});
+    } catch (const CallFailed&) { // a desktop has none
+    }
+    world.call(SetKey{"Tp09", std::nullopt});
+    if (world.call(Show{}).asleep)
+        world.call(Wake{});
+}
+
+Outcome attempt(World& world, unsigned seed, Way way) {
+    std::mt19937 random(seed);
+    world.startHelper();
+    Outcome outcome;
+    {
+        BusyLife life(world, random);
+        const auto length = std::chrono::duration<double>(std::uniform_real_distribution(0.0, 5.0)(random));
+        for (const auto start = Clock::now(); Clock::now() - start < length;)
+            life.step();
+        outcome = end(world, life, way);
+    }
+    reset(world);
+    return outcome;
+}
+
+/// What the helper cannot prevent: it prints what is left, which is no promise.
+void measureKill(World& world, int tries) {
+    int left = 0;
+    int leftAfterRestart = 0;
+    int leftAfterRelease = 0;
+    int leftAfterStop = 0;
+    for (int i = 0; i < tries; ++i) {
+        world.startHelper();
+        auto client = world.startHold();
+        world.helper().signal(SIGKILL);
+        world.helper().waitForEnd(hangAfter);
+        client.reset();
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        left += world.isAnyFanManual() ? 1 : 0;
+        world.startHelper();
+        std::this_thread::sleep_for(std::chrono::seconds(3)); // longer than a tick
+        leftAfterRestart += world.isAnyFanManual() ? 1 : 0;
+        if (i % 2 == 0) {
+            client = world.startHold();
+            client->signal(SIGINT); // its way to hand the fan back
+            client->waitForEnd(hangAfter);
+            leftAfterRelease += world.isAnyFanManual() ? 1 : 0;
+        }
+        world.helper().signal(SIGTERM);
+        world.helper().waitForEnd(hangAfter);
+        leftAfterStop += world.isAnyFanManual() ? 1 : 0;
+    }
+    std::printf("\nSIGKILL while holding, %d times. A fan was manual:\n", tries);
+    std::printf("  half a second later                               %4d\n", left);
+    std::printf("  3 s after the helper was started again            %4d\n", leftAfterRestart);
+    std::printf("  after a client of that helper held and released   %4d of %d\n", leftAfterRelease, (tries + 1) / 2);
+    std::printf("  after that helper was stopped                     %4d\n", leftAfterStop);
+}
+
+} // namespace
+
+int proveKill(const std::filesystem::path& staged, const std::filesystem::path& work, int tries, unsigned seed) {
+    const std::array<const char*, 3> profiles = {"laptop", "locked", "desktop"};
+    std::mutex mutex;
+    std::array<Figures, wayCount> seconds;
+    std::array<int, wayCount> holding{};
+    std::array<int, wayCount> broken{};
+    std::printf("Ending a busy helper %d times, seeds %u to %u.\n\n", tries, seed,
+                seed + static_cast<unsigned>(tries) - 1);
+    sideBySide(tries, width, [&](int worker) {
+        const auto* profile = profiles.at(static_cast<std::size_t>(worker) % profiles.size());
+        const auto world = std::make_shared<World>(staged, work / ("kill" + std::to_string(worker)), profile);
+        return [&, world, profile](int number) {
+            const auto trySeed = seed + static_cast<unsigned>(number);
+            const auto way = static_cast<std::size_t>(number % wayCount);
+            const auto outcome = attempt(*world, trySeed, static_cast<Way>(way));
+            const std::lock_guard lock(mutex);
+            seconds.at(way).add(outcome.seconds);
+            holding.at(way) += outcome.wasHolding ? 1 : 0;
+            if (outcome.broken.empty())
+                return;
+            ++broken.at(way);
+            std::printf("seed %u, %s, %s: %s\n", trySeed, wayNames.at(way), profile, outcome.broken.c_str());
+        };
+    });
+    std::printf(
+        "Seconds until the process has ended, or until the last fan is automatic after the clients' death:\n\n");
+    std::printf("%-20s %6s %7s %9s %9s %9s %9s %7s\n", "way out", "tries", "manual", "p50", "p99", "worst", "bound",
+                "broken");
+    int total = 0;
+    for (std::size_t way = 0; way < wayCount; ++way) {
+        const auto& took = seconds.at(way);
+        std::printf("%-20s %6zu %7d %9.3f %9.3f %9.3f %9.1f %7d\n", wayNames.at(way), took.count(), holding.at(way),
+                    took.percentile(50), took.percentile(99), took.worst(),
+                    static_cast<Way>(way) == Way::loseClients ? graceBound : bound, broken.at(way));
+        total += broken.at(way);
+    }
+    World world(staged, work / "sigkill", "laptop");
+    measureKill(world, std::max(tries / 50, 2));
+    return total;
+}
+
+} // namespace kelo

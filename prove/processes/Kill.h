@@ -1,0 +1,12 @@
+#pragma once
+
+#include <filesystem>
+
+namespace kelo {
+
+/// Ends a busy helper at a random moment, `tries` times: by a signal, by replacing or deleting its executable, or by
+/// killing all of its clients. Prints what was done how often, the seed of each try that broke a promise, and what
+/// SIGKILL leaves. Returns how many tries broke one: a fan was left manual, the status was not 0, or it took too long.
+int proveKill(const std::filesystem::path& staged, const std::filesystem::path& work, int tries, unsigned seed);
+
+} // namespace kelo

@@ -1,0 +1,123 @@
+#include "prove/processes/Situation.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <stdexcept>
+#include <thread>
+
+namespace kelo {
+namespace {
+
+using namespace hardware_calls;
+
+constexpr double tick = 2;   // seconds between two looks of the helper at what it holds
+constexpr double unlock = 4; // seconds for which a fan's mode is tried at most
+
+// Below the limit of one second that a Mac gets that hung and has not answered since.
+constexpr double lateAnswer = 0.9; // seconds
+
+// A tick that repairs something, with two fans: it reads them three times (20 exchanges each), the chip twice (2 each),
+// and takes both fans (8 each).
+constexpr int exchangesOfTick = 80;
+// Of a hand-back, up to the write that gives the second fan back.
+constexpr int exchangesOfHandBack = 4;
+
+Setting holding(World& world, const Surroundings& surroundings = {}) {
+    world.startHelper(surroundings);
+    Setting setting;
+    setting.client = world.startHold();
+    return setting;
+}
+
+Setting undisturbed(World& world, int) { return holding(world); }
+
+Setting linksLate(World& world, int) {
+    auto setting = holding(world);
+    world.call(AnswerSlowly{lateAnswer});
+    return setting;
+}
+
+/// The daemon's queue is full, and each of the strangers is worth another line.
+Setting logStalled(World& world, int) {
+    const auto socket = world.installation().program(Surroundings::logSocketName);
+    std::optional<FakeLogDaemon> log(std::in_place, socket);
+    auto setting = holding(world, {.hasOwnLog = true});
+    if (log->read().empty())
+        throw std::runtime_error("the helper does not log to the log of its own");
+    log->fill();
+    setting.log = std::move(log);
+    setting.rawClient = std::make_unique<RawClient>(world.installation(), "stranger");
+    setting.rawClient->perform("churn 40");
+    return setting;
+}
+
+/// A pipe and a terminal in turn.
+Setting standardErrorFull(World& world, int number) {
+    const auto path = world.installation().program("standard-error");
+    std::filesystem::remove(path);
+    auto full = number % 2 == 0 ? UnreadStream::pipe(path) : UnreadStream::terminal();
+    auto setting = holding(world, {.standardError = full.path()});
+    setting.standardError = std::move(full);
+    return setting;
+}
+
+bool isUnlocked(const MacState& mac, double since) {
+    return std::any_of(mac.writes.begin(), mac.writes.end(), [&](const auto& write) {
+        return write.key == "Ftst" && write.bytes.at(0) == 1 && write.time >= since;
+    });
+}
+
+/// On a Mac that never grants manual mode, whose fan another program has taken: the first hold tries for all of its
+/// time, and the others wait behind it.
+Setting holdsQueued(World& world, int) {
+    world.startHelper();
+    Setting setting;
+    setting.rawClient = std::make_unique<RawClient>(world.installation(), "rawclient");
+    setting.rawClient->connect();
+    world.call(Interfere{0, 3000});
+    const auto start = world.call(Show{}).time;
+    for (int i = 0; i < 64; ++i)
+        setting.rawClient->request(Request::hold, Message::array({0.5, false}));
+    const auto hasBegun = [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the state is large
+        return isUnlocked(world.call(Show{}), start);
+    };
+    if (!waitUntil(hasBegun, 20))
+        throw std::runtime_error("the helper does not try the unlock switch");
+    return setting;
+}
+
+} // namespace
+
+std::vector<Situation> situations(int fewestDescriptors) {
+    const double late = lateAnswer * (exchangesOfTick + exchangesOfHandBack);
+    const auto descriptorsShort = [fewestDescriptors](World& world, int) {
+        return holding(world, {.descriptors = fewestDescriptors});
+    };
+    return {
+        {"undisturbed", "laptop", tick, 0, 16, undisturbed},
+        {"links late", "laptop", 2 * tick, late, 48, linksLate},
+        {"log stalled", "laptop", tick, 0, 16, logStalled},
+        {"standard error full", "laptop", tick, 0, 16, standardErrorFull},
+        {"holds queued", "refusing", unlock / 2, unlock, 16, holdsQueued},
+        {"descriptors short", "laptop", tick, 0, 16, descriptorsShort},
+    };
+}
+
+int fewestDescriptorsToHold(World& world) {
+    for (int descriptors = 12;; ++descriptors) {
+        try {
+            world.startHelper({.descriptors = descriptors}, 5);
+            world.startHold(5);
+            if (world.isAnyFanManual())
+                return descriptors;
+        } catch (const std::runtime_error&) {
+            if (descriptors == 64)
+                throw;
+        }
+        world.installation().forgetHelper();
+    }
+}
+
+} // namespace kelo

@@ -1,0 +1,121 @@
+#include "prove/processes/Soak.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "prove/processes/BusyLife.h"
+#include "prove/processes/ProcessUsage.h"
+
+namespace kelo {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int clientCount = 50;
+constexpr int samplesPerQuarter = 60;
+constexpr long toleranceKiB = 256; // a few pages of the allocator; one connection that leaked per minute would show
+constexpr double settling = 15;    // seconds: the grace period, and a tick
+
+struct Crowd {
+    Installation& installation;
+    std::mt19937 random{1};
+    std::vector<std::unique_ptr<BusyClient>> clients = std::vector<std::unique_ptr<BusyClient>>(clientCount);
+    long arrivals = 0;
+
+    int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random); }
+
+    /// One of them comes, leaves, is killed or asks for something.
+    void step() {
+        auto& client = clients.at(static_cast<std::size_t>(below(clientCount)));
+        if (!client) {
+            client = std::make_unique<BusyClient>(installation);
+            ++arrivals;
+            return client->connect();
+        }
+        const int choice = below(12);
+        if (choice == 0) {
+            client->kill();
+            client.reset();
+        } else if (choice == 1) {
+            client->close();
+            client->connect();
+        } else if (choice < 4) {
+            client->request(Request::hold, Message::array({below(101) / 100.0, false}));
+        } else {
+            client->request(Request::fetchSnapshot);
+        }
+    }
+};
+
+/// The largest of the samples from `begin` to `end`.
+long largest(const std::vector<ProcessUsage>& samples, long ProcessUsage::*member, std::size_t begin, std::size_t end) {
+    long value = 0;
+    for (auto i = begin; i < end; ++i)
+        value = std::max(value, samples.at(i).*member);
+    return value;
+}
+
+/// Prints a line; returns whether the last quarter does not exceed the first by more than `tolerance`.
+bool isFlat(const char* name, const std::vector<ProcessUsage>& samples, long ProcessUsage::*member, long tolerance) {
+    const auto quarter = samples.size() / 4;
+    const long first = largest(samples, member, 0, quarter);
+    const long last = largest(samples, member, samples.size() - quarter, samples.size());
+    std::printf("%-20s %10ld %10ld %10ld\n", name, first, last, tolerance);
+    return last <= first + tolerance;
+}
+
+bool isSame(const char* name, long before, long after) {
+    std::printf("%-20s %10ld %10ld %10d\n", name, before, after, 0);
+    return after <= before;
+}
+
+} // namespace
+
+int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& work, double minutes) {
+    World world(staged, work / "soak", "laptop");
+    world.startHelper();
+    const auto helper = world.helper().number();
+    // A first client, so that what is made once has been made.
+    world.startHold()->signal(SIGKILL);
+    std::this_thread::sleep_for(std::chrono::duration<double>(settling));
+    const auto before = ProcessUsage::of(helper);
+
+    Crowd crowd{.installation = world.installation()};
+    std::vector<ProcessUsage> samples;
+    const auto start = Clock::now();
+    const std::chrono::duration<double> length(minutes * 60);
+    const auto interval = length / (4 * samplesPerQuarter);
+    while (Clock::now() - start < length) {
+        crowd.step();
+        if (Clock::now() - start >= interval * static_cast<double>(samples.size() + 1))
+            samples.push_back(ProcessUsage::of(helper));
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    }
+    crowd.clients.clear();
+    std::this_thread::sleep_for(std::chrono::duration<double>(settling));
+    const auto after = ProcessUsage::of(helper);
+
+    std::printf("%d clients came and went for %.1f min (%ld arrivals); %zu samples. The largest of each quarter:\n\n",
+                clientCount, minutes, crowd.arrivals, samples.size());
+    std::printf("%-20s %10s %10s %10s\n", "", "first", "last", "tolerance");
+    int broken = 0;
+    broken += isFlat("resident KiB", samples, &ProcessUsage::residentKiB, toleranceKiB) ? 0 : 1;
+    broken += isFlat("private KiB", samples, &ProcessUsage::privateKiB, toleranceKiB) ? 0 : 1;
+    broken += isFlat("descriptors", samples, &ProcessUsage::descriptors, clientCount / 5) ? 0 : 1;
+    broken += isFlat("threads", samples, &ProcessUsage::threads, 0) ? 0 : 1;
+    std::printf("\nWithout clients, before and after:\n\n");
+    broken += isSame("descriptors", before.descriptors, after.descriptors) ? 0 : 1;
+    broken += isSame("threads", before.threads, after.threads) ? 0 : 1;
+    world.helper().signal(SIGTERM);
+    const bool isGoodEnd = world.helper().waitForEnd(60) == 0 && !world.isAnyFanManual();
+    std::printf("\nThe end: %s.\n", isGoodEnd ? "status 0, every fan automatic" : "not as promised");
+    return broken + (isGoodEnd ? 0 : 1);
+}
+
+} // namespace kelo

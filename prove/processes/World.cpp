@@ -1,0 +1,69 @@
+#include "prove/processes/World.h"
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+namespace kelo {
+namespace {
+
+constexpr double startTimeout = 30; // seconds
+
+bool isNowThere(const std::filesystem::path& path) {
+    std::error_code error;
+    return std::filesystem::exists(path, error);
+}
+
+} // namespace
+
+World::World(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile)
+    : staged_(std::move(staged)), installation_(folder) {
+    for (const char* program : {Installation::helperName, "kelo", "simmac", "rawclient", "stranger"})
+        install(program);
+    const auto mac = installation_.program(SimulatedMacFolder::name);
+    std::filesystem::create_directory(mac);
+    std::filesystem::permissions(mac, std::filesystem::perms(0755)); // whatever the umask
+    std::filesystem::copy(staged_ / SimulatedMacFolder::name / SimulatedMacFolder::anchorName, mac);
+    installation_.startMac({"--profile", profile});
+    macFolder_ = std::make_unique<SimulatedMacFolder>(mac.string());
+    link_ = HardwareLink::connect(macFolder_->descriptor());
+    if (!link_)
+        throw std::runtime_error("the simulated Mac is not there");
+    link_->setTimeout(std::chrono::seconds(90)); // sleep is waited for twice 30 seconds
+}
+
+/// Copied by another process: this one may fork on another thread meanwhile, and a program that anybody has open for
+/// writing cannot be started.
+void World::install(const std::string& program) {
+    const auto copy = installation_.program(program + ".new");
+    ChildProcess copying("/bin/cp", {staged_ / program, copy}, installation_.folder() / "log", "cp");
+    if (copying.waitForEnd(startTimeout) != 0)
+        throw std::runtime_error("cannot copy " + program + ": " + copying.errors());
+    std::filesystem::rename(copy, installation_.program(program));
+}
+
+void World::startHelper(const Surroundings& surroundings, double seconds) {
+    const auto socket = installation_.program(std::string(SimulatedMacFolder::name) + "/app.kelo.helper.socket");
+    std::filesystem::remove(socket); // an earlier helper's, which would be taken for this one's
+    installation_.startHelper(surroundings);
+    const bool isUp = waitUntil([&] { return isNowThere(socket) || helper().status(); }, seconds);
+    if (!isUp || helper().status())
+        throw std::runtime_error("the helper does not listen: " + helper().errors());
+}
+
+std::unique_ptr<ChildProcess> World::startHold(double seconds) {
+    auto client = installation_.start("kelo", {"hold", "0.5"});
+    const auto holds = [&] { return client->output().find("Holding") != std::string::npos; };
+    waitUntil([&] { return holds() || client->status() || helper().status(); }, seconds);
+    if (!holds())
+        throw std::runtime_error("no hold: " + client->errors() + helper().errors());
+    return client;
+}
+
+bool World::isAnyFanManual() {
+    const auto fans = call(hardware_calls::Show{}).fans;
+    return std::any_of(fans.begin(), fans.end(), [](const auto& fan) { return fan.isManual; });
+}
+
+} // namespace kelo

@@ -1,0 +1,99 @@
+// What the helper logs has no reader: neither its service nor its way out may wait for one.
+
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "tests/e2e/EndToEnd.h"
+#include "tests/support/FakeLogDaemon.h"
+#include "tests/support/process/StoppedThreads.h"
+#include "tests/support/process/UnreadStream.h"
+
+namespace kelo {
+namespace {
+
+class UnreadLogs : public EndToEnd {
+protected:
+    void start(const Surroundings& surroundings) {
+        world.startMac();
+        world.startHelper(surroundings);
+        const auto socket = world.program("simulated-mac/app.kelo.helper.socket");
+        ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(socket); }, 20));
+    }
+
+    /// The listener answers the first, the main thread the second.
+    void expectService() {
+        for (const char* command : {"version", "status"})
+            EXPECT_EQ(world.start("kelo", {command})->waitForEnd(5), 0) << command;
+    }
+
+    void expectHandBack(int signal) {
+        EXPECT_TRUE(world.isAnyFanManual());
+        world.helper().signal(signal);
+        EXPECT_EQ(world.helper().waitForEnd(5), 0);
+        EXPECT_FALSE(world.isAnyFanManual());
+    }
+};
+
+TEST_F(UnreadLogs, RefusedStrangersStopNeitherServiceNorWayOutWhileTheSystemsLogIsFull) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only the superuser can give a process a log of its own";
+    const FakeLogDaemon daemon(world.program(Surroundings::logSocketName));
+    start({.hasOwnLog = true});
+    const auto client = startHold();
+    EXPECT_THAT(daemon.read(), ::testing::Contains(::testing::HasSubstr("hold: engaged"))) << "it is this helper's log";
+    daemon.fill();
+    addClient("stranger");
+    const auto stranger = startRawClient("stranger");
+    EXPECT_EQ(stranger->perform("churn 50"), "50");
+    EXPECT_TRUE(stranger->connect());
+    EXPECT_EQ(stranger->perform("receive"), "ended") << "all of them have been refused";
+    expectService();
+    expectHandBack(SIGTERM);
+}
+
+enum class Stream { pipe, terminal };
+
+class UnreadStandardError : public UnreadLogs, public ::testing::WithParamInterface<Stream> {
+protected:
+    UnreadStream full =
+        GetParam() == Stream::pipe ? UnreadStream::pipe(folder / "standard-error") : UnreadStream::terminal();
+};
+
+TEST_P(UnreadStandardError, StopsNeitherServiceNorWayOut) {
+    start({.standardError = full.path()});
+    const auto client = startHold();
+    expectService();
+    expectHandBack(SIGTERM);
+}
+
+std::string nameOfCase(const ::testing::TestParamInfo<Stream>& info) {
+    return info.param == Stream::pipe ? "Pipe" : "Terminal";
+}
+
+TEST_F(UnreadLogs, WhatWaitedForAReaderIsWrittenAtTheEndAlthoughTheListenerIsStuck) {
+    const auto full = UnreadStream::pipe(folder / "standard-error");
+    start({.standardError = full.path()});
+    const auto client = startHold();
+    const StoppedThreads listener(world.helper().number());
+    ASSERT_GE(listener.count(), 1U);
+    world.helper().signal(SIGTERM);
+    // The fans are back, the helper waits for its listener, and only now somebody reads.
+    ASSERT_TRUE(waitUntil([this] { return !world.isAnyFanManual(); }, 10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    full.read();
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            listener.reap();
+            return world.helper().status().has_value();
+        },
+        10));
+    EXPECT_EQ(world.helper().status(), 0);
+    EXPECT_THAT(full.read(), ::testing::HasSubstr("Handed the fan back on the way out."));
+}
+
+INSTANTIATE_TEST_SUITE_P(Full, UnreadStandardError, ::testing::Values(Stream::pipe, Stream::terminal), nameOfCase);
+
+} // namespace
+} // namespace kelo

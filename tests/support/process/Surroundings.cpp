@@ -1,0 +1,37 @@
+#include "tests/support/process/Surroundings.h"
+
+#include "tests/support/process/Installation.h"
+
+namespace kelo {
+namespace {
+
+/// The system's log is found by a fixed name, and the helper takes no settings. So the helper gets a /dev of its own,
+/// with what it uses there. $0 is its folder.
+constexpr const char* replaceDev = R"(
+    mkdir -p "$0/dev"
+    mount -t tmpfs none "$0/dev"
+    : >"$0/dev/null"
+    mount --bind /dev/null "$0/dev/null"
+    ln -s /proc/self/fd "$0/dev/fd"
+    ln -s "$0/log.socket" "$0/dev/log"
+    mount --bind "$0/dev" /dev
+)";
+
+} // namespace
+
+std::vector<std::string> Surroundings::command(const std::filesystem::path& folder) const {
+    std::string script = "set -e\n";
+    if (hasOwnLog)
+        script += replaceDev;
+    if (descriptors > 0)
+        script += "ulimit -n " + std::to_string(descriptors) + "\n";
+    script += std::string("exec \"$0/") + Installation::helperName + "\"";
+    if (!standardError.empty())
+        script += " 2>\"" + standardError.string() + "\"";
+    std::vector<std::string> command = {"/bin/sh", "-c", script, folder.string()};
+    if (hasOwnLog)
+        command.insert(command.begin(), {"/usr/bin/unshare", "--mount"});
+    return command;
+}
+
+} // namespace kelo
