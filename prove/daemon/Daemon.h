@@ -119,13 +119,13 @@ private:
     std::vector<Request> requests_;
     std::vector<int> acknowledgements_; ///< By notification ID.
     int reportedFaults_ = 0;
-    std::vector<Client> clients_;
 
 public:
     RecordingQueue queue{now}; ///< Behind what its tasks refer to.
     ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
 
 private:
+    std::vector<Client> clients_; ///< They keep the service alive, which has timers in the queue.
     std::unique_ptr<HelperProcess> process_;
 };
 

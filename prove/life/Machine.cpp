@@ -58,7 +58,7 @@ ExchangeFault faultOf(const Input& input, int next) {
 } // namespace
 
 bool applyToController(const Input& input, SimulatedController& controller, FaultyExchange& exchange) {
-    const std::string key = chosen(keys, input.x);
+    const auto key = [&input] { return std::string(chosen(keys, input.x)); };
     switch (input.action) {
     case Input::Action::machine:
         define(controller, input);
@@ -73,16 +73,16 @@ bool applyToController(const Input& input, SimulatedController& controller, Faul
         store(controller, "Tp09", input.x);
         return true;
     case Input::Action::value:
-        store(controller, key, input.y);
+        store(controller, key(), input.y);
         return true;
     case Input::Action::type:
-        retype(controller, key, input.y);
+        retype(controller, key(), input.y);
         return true;
     case Input::Action::sizeLie:
-        controller.reportSize(key, static_cast<std::uint32_t>(input.y));
+        controller.reportSize(key(), static_cast<std::uint32_t>(input.y));
         return true;
     case Input::Action::remove:
-        controller.remove(key);
+        controller.remove(key());
         return true;
     case Input::Action::restore:
         controller.clearFaults();
