@@ -20,8 +20,8 @@ struct StandardStreams {
     /// up to a limit, and for the end of the process; see `PendingLines`. Any thread.
     static void writeError(const std::string& bytes);
 
-    /// Writes what is pending as far as there is room for it, and gives a slow reader a moment. Happens by itself at the
-    /// process's exit; to be called before an end that leaves out what is registered for that. Any thread.
+    /// Writes what is pending as far as there is room for it, and gives a slow reader a moment. Happens by itself at
+    /// the process's exit; to be called before an end that leaves out what is registered for that. Any thread.
     static void finish();
 };
 

@@ -12,6 +12,7 @@
 #include "prove/processes/Figures.h"
 #include "prove/processes/SideBySide.h"
 #include "prove/processes/Situation.h"
+#include "prove/processes/UntilAutomatic.h"
 
 namespace kelo {
 namespace {
@@ -23,23 +24,6 @@ constexpr double hangAfter = 120;      // seconds beyond the bound after which n
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-/// The moment, on the Mac's clock, from which a fan has been automatic for good: that of the first hand-back after
-/// `start`, or after the last time that it was taken.
-double automaticSince(const MacState& mac, int fan, double start) {
-    const auto key = "F" + std::to_string(fan) + "Md";
-    double since = start;
-    bool isManual = true;
-    for (const auto& write : mac.writes) {
-        if (write.key != key || write.time < start)
-            continue;
-        const bool takes = write.bytes.at(0) != 0;
-        if (isManual && !takes)
-            since = write.time;
-        isManual = takes;
-    }
-    return since;
 }
 
 struct Outcome {
@@ -59,11 +43,10 @@ Outcome leave(World& world, const Situation& situation) {
     Outcome outcome;
     outcome.exit = secondsSince(start);
     const auto after = world.call(Show{});
-    for (const auto& fan : after.fans) {
-        outcome.automatic = std::max(outcome.automatic, automaticSince(after, fan.index, before.time) - before.time);
+    outcome.automatic = untilAutomatic(after, before.time);
+    for (const auto& fan : after.fans)
         if (fan.isManual)
             outcome.broken = "fan " + std::to_string(fan.index) + " was left manual";
-    }
     if (status != 0)
         outcome.broken = status ? "status " + std::to_string(*status) : "did not end";
     if (outcome.broken.empty() && outcome.automatic > situation.bound + machineAllowance)

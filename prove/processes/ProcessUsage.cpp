@@ -5,6 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace kelo {
 namespace {
@@ -31,6 +32,15 @@ ProcessUsage ProcessUsage::of(pid_t process) {
         .descriptors = std::distance(std::filesystem::directory_iterator(folder / "fd"), {}),
         .threads = sumOf(folder / "status", "Threads:"),
     };
+}
+
+long ProcessUsage::openFiles(pid_t process, const std::string& target) {
+    long count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd")) {
+        std::error_code closedMeanwhile;
+        count += std::filesystem::read_symlink(entry, closedMeanwhile) == target ? 1 : 0;
+    }
+    return count;
 }
 
 } // namespace kelo

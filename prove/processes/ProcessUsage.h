@@ -2,6 +2,8 @@
 
 #include <sys/types.h>
 
+#include <string>
+
 namespace kelo {
 
 /// What a process uses of the system. Reads /proc; throws `std::runtime_error` when the process has gone.
@@ -12,6 +14,9 @@ struct ProcessUsage {
     long threads;
 
     static ProcessUsage of(pid_t process);
+
+    /// How many of its descriptors lead to `target`, such as "anon_inode:inotify".
+    static long openFiles(pid_t process, const std::string& target);
 };
 
 } // namespace kelo
