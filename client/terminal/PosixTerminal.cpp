@@ -109,8 +109,8 @@ void PosixTerminal::draw(const std::vector<Line>& lines) {
     std::string frame;
     const auto rows = std::max(lines.size(), size().rows);
     for (std::size_t row = 0; row < rows; ++row)
-        frame += "\033[" + std::to_string(row + 1) + ";1H\033[2K" +
-                 (row < lines.size() ? painted(lines[row], style_) : "");
+        frame +=
+            "\033[" + std::to_string(row + 1) + ";1H\033[2K" + (row < lines.size() ? painted(lines[row], style_) : "");
     writeAll(STDOUT_FILENO, frame);
 }
 
@@ -135,7 +135,7 @@ void PosixTerminal::giveScreenBack() {
     isDrawing_ = false;
     writeAll(STDOUT_FILENO, "\033[0m\033[2J\033[1;1H\033[?25h\033[?1049l");
     termios current{};
-    if (tcgetattr(STDIN_FILENO, &current) == 0)       // otherwise there were no modes to keep
+    if (tcgetattr(STDIN_FILENO, &current) == 0)      // otherwise there were no modes to keep
         tcsetattr(STDIN_FILENO, TCSAFLUSH, &modes_); // what was typed into the view is not for the shell
 }
 

@@ -37,7 +37,7 @@ private:
     const bool isInteractive_;
     const Style style_;
     bool isDrawing_ = false;
-    termios modes_{};     ///< The terminal's own, while something is drawn.
+    termios modes_{};      ///< The terminal's own, while something is drawn.
     sigset_t unblocked_{}; ///< The signals that were blocked before any was caught.
 };
 

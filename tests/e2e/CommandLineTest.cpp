@@ -7,7 +7,10 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-class CommandLine : public EndToEnd {};
+class CommandLine : public EndToEnd {
+protected:
+    static constexpr const char* advice = "kelo doctor finds out why, and what to do about it.\n";
+};
 
 TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
     const Lines wrong[] = {
@@ -59,7 +62,7 @@ TEST_F(CommandLine, AHelperThatIsNotRunningIsThree) {
                                   Lines{"stand-down"}, Lines{"watch"}}) {
         const auto [status, output, errors] = world.run("kelo", arguments);
         EXPECT_EQ(status, 3);
-        EXPECT_EQ(errors, "kelo: The helper is not running.\n");
+        EXPECT_EQ(errors, std::string("kelo: The helper is not running.\n") + advice);
     }
 }
 
@@ -76,8 +79,9 @@ TEST_F(CommandLine, ARefusedHoldIsOneWithTheHelpersText) {
     const auto [status, output, errors] = world.run("kelo", {"hold", "0.5"});
     EXPECT_EQ(status, 1);
     EXPECT_EQ(errors,
-              "kelo: This Mac refused to hand over the fan (code 0x82). It usually means the system is managing "
-              "cooling itself right now.\n");
+              std::string("kelo: This Mac refused to hand over the fan (code 0x82). It usually means the system is "
+                          "managing cooling itself right now.\n") +
+                  advice);
     EXPECT_FALSE(world.isAnyFanManual());
 }
 
