@@ -93,6 +93,22 @@ TEST_F(CommandLine, AHoldEndsWithStatusThreeWhenItsHelperIsGone) {
     EXPECT_THAT(client->errors(), StartsWith("kelo: The helper "));
 }
 
+TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
+    auto found = world.run("kelo", {"doctor"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_THAT(found.output, HasSubstr("ok  signed     by team ABCDE12345\n"));
+    EXPECT_THAT(found.output, HasSubstr("!!  running    The helper is not running.\n"));
+    startEverything();
+    found = world.run("kelo", {"doctor"});
+    EXPECT_EQ(found.status, 0) << found.output;
+    EXPECT_THAT(found.output, HasSubstr("ok  running    as process " + std::to_string(world.helper().number()) + "\n"));
+    EXPECT_THAT(found.output, HasSubstr("ok  fan        2 fans, 1200 to 6000 RPM\n"));
+    sign("kelo", "app.kelo.Kelo", "ZYXWV98765");
+    found = world.run("kelo", {"doctor"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_THAT(found.output, HasSubstr("!!  reachable  The helper "));
+}
+
 TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {
     world.startMac();
     EXPECT_THAT(world.simmac({"show"}), HasSubstr("fan 0  automatic"));
