@@ -108,17 +108,19 @@ TEST_F(OnATerminal, AWatchShowsWhatHappens) {
     start({"watch"});
     ASSERT_TRUE(waitFor("control    automatic"));
     auto client = startHold("0.5", {"--hand-back-on-lid-close"});
-    EXPECT_TRUE(waitFor("The fan is held: target 3600 RPM, 50 %.")) << sent;
+    EXPECT_TRUE(waitFor("The fan is held: target ")) << sent;
+    EXPECT_TRUE(screen->shows(" RPM, 50 %."));
     EXPECT_TRUE(screen->shows("control    held"));
     EXPECT_TRUE(screen->shows("█"));
     world.simmac({"lid", "close"});
     EXPECT_TRUE(waitFor("The lid is closed: the fan is handed back until it opens."));
     world.simmac({"lid", "open"});
-    EXPECT_TRUE(waitFor("The lid is open: the fan is held again, target 3600 RPM, 50 %."));
-    world.simmac({"set", "Tp09", "104"});
-    EXPECT_TRUE(waitFor("The chip is hot: the fan gets more air than asked for."));
+    EXPECT_TRUE(waitFor("The lid is open: the fan is held again, target "));
     client->signal(SIGINT);
     EXPECT_TRUE(waitFor("The fan is handed back: it is under automatic control."));
+    world.simmac({"set", "Tp09", "96"});
+    client = startHold("0.3");
+    EXPECT_TRUE(waitFor("The chip is hot: the fan gets more air than asked for."));
     terminal->signal(SIGTERM);
     expectCleanEnd(0);
 }
