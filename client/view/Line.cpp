@@ -46,7 +46,8 @@ std::string firstColumns(const std::string& text, std::size_t columns) {
 std::size_t columnsOf(const std::string& text) {
     std::size_t columns = 0;
     for (const char byte : text)
-        columns += beginsCharacter(byte) ? 1 : 0;
+        if (beginsCharacter(byte))
+            ++columns;
     return columns;
 }
 
