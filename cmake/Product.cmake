@@ -1,5 +1,4 @@
 # The two executables: the daemon and its command-line client, on the system that the build is for.
-find_package(CLI11 2.1 REQUIRED)
 if(APPLE)
   set(kelo_platform kelo_platform_macos)
   set(kelo_client_platform kelo_platform_macos_client)
@@ -9,8 +8,7 @@ elseif(CMAKE_SYSTEM_NAME STREQUAL "Linux")
 endif()
 
 kelo_executable(app.kelo.helper helper/main.cpp LINKS kelo_helper ${kelo_platform})
-kelo_executable(kelo client/main.cpp LINKS kelo_client ${kelo_client_platform} CLI11::CLI11)
-target_compile_definitions(kelo PRIVATE KELO_VERSION="${PROJECT_VERSION}")
+kelo_executable(kelo client/main.cpp LINKS kelo_command_line kelo_client_terminal ${kelo_client_platform})
 
 if(APPLE)
   include(platform/macos/Product.cmake)

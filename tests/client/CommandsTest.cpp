@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <memory>
-#include <sstream>
 
-#include "protocol/FanSnapshot.h"
+#include "client/Readings.h"
+#include "tests/client/ScriptedTerminal.h"
 #include "tests/conformance/ScriptedHelper.h"
 #include "tests/support/LoopbackConnection.h"
 
@@ -14,63 +14,70 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::Pair;
+using ::testing::Not;
 
 class CommandsTest : public ::testing::Test {
 protected:
     CommandsTest() { show(FanSnapshot{2, 3598.4, 1200, 6000, 3600, true, "warm", 61.5, false, false}); }
 
     void show(const FanSnapshot& snapshot) { service->snapshot = snapshot.encoded(); }
+    std::string status() {
+        terminal.printed.clear();
+        commands::status(helper, terminal, false);
+        return terminal.printed;
+    }
 
     const std::shared_ptr<ScriptedHelper> service = std::make_shared<ScriptedHelper>();
     LoopbackConnection helper{service, [](LoopbackConnection&) {}};
-    std::ostringstream out;
-    int pauses = 0;
-    int pausesUntilStop = 2;
-    Terminal terminal{out, false, [this](double seconds) {
-                          EXPECT_EQ(seconds, 1.0);
-                          return ++pauses < pausesUntilStop;
-                      }};
+    ScriptedTerminal terminal;
 };
 
-TEST(Fractions, AreNumbersOrPercentages) {
-    const std::pair<const char*, double> fractions[] = {{"0", 0},    {"1", 1},  {"0.5", 0.5},     {"50%", 0.5},
-                                                        {"100%", 1}, {"0%", 0}, {"12.5%", 0.125}, {"1e-1", 0.1}};
-    for (const auto& [text, fraction] : fractions)
-        EXPECT_EQ(parseFraction(text), fraction) << text;
-    for (const auto* text : {"", "%", ".", "1.2.3", "+0.5", "0x1", "1e", "half", "-0.1", "1.1", "101%", "0.5x", "0.5 ",
-                             " 0.5", "nan", "inf", "50%%", "0,5"})
-        EXPECT_EQ(parseFraction(text), std::nullopt) << text;
+TEST_F(CommandsTest, StatusTellsTheStateInAlignedLines) {
+    EXPECT_EQ(status(), "speed      ############............  3598 RPM, 50 %\n"
+                        "target     ############............  3600 RPM, 50 %\n"
+                        "chip       ###########.............  61.5 C, warm\n"
+                        "range      1200 to 6000 RPM, of the fastest of 2 fans\n"
+                        "control    held\n"
+                        "added air  none\n"
+                        "lid        open, or no hold asks about it\n");
 }
 
-TEST_F(CommandsTest, StatusTellsTheStateInOneLine) {
-    commands::status(helper, terminal, false);
-    EXPECT_EQ(out.str(),
-              "2 fans; the fastest: 3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n");
+TEST_F(CommandsTest, StatusTakesWhatTheTerminalCanShow) {
+    terminal.shown = {.hasColour = false, .hasUnicode = true};
+    EXPECT_THAT(status(), HasSubstr("chip       ███████████░░░░░░░░░░░░░  61.5 °C, warm\n"));
+    EXPECT_THAT(status(), Not(HasSubstr("\033")));
+    terminal.shown = {.hasColour = true, .hasUnicode = false};
+    EXPECT_THAT(status(), HasSubstr("\033[33m61.5 C, warm\033[0m\n"));
 }
 
 TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
     const auto control = [&](bool isHeld, bool isAddingAir, bool lidHasFan) {
         show(FanSnapshot{1, 0, 0, 0, 0, isHeld, "cool", 45, isAddingAir, lidHasFan});
-        out.str("");
-        commands::status(helper, terminal, false);
-        return out.str();
+        return status();
     };
-    EXPECT_THAT(control(false, false, false), HasSubstr("; automatic;"));
-    EXPECT_THAT(control(true, true, false), HasSubstr("; held, with added air for a hot chip;"));
-    EXPECT_THAT(control(false, false, true), HasSubstr("; handed back while the lid is closed;"));
+    EXPECT_THAT(control(false, false, false), HasSubstr("control    automatic\n"));
+    EXPECT_THAT(control(true, true, false), HasSubstr("control    held\nadded air  yes, for a hot chip\n"));
+    EXPECT_THAT(control(false, false, true), HasSubstr("lid        closed; the fan is handed back until it opens\n"));
 }
 
 TEST_F(CommandsTest, StatusLeavesOutAMissingChipReadingAndTellsOfNoFans) {
     show(FanSnapshot{0, 0, 0, 0, 0, false, "cool", std::nullopt, false, false});
-    commands::status(helper, terminal, false);
-    EXPECT_EQ(out.str(), "no usable fan; automatic; chip cool\n");
+    EXPECT_EQ(status(), "fan        no usable fan\n"
+                        "chip       cool; no temperature to be read\n"
+                        "control    automatic\n"
+                        "added air  none\n"
+                        "lid        open, or no hold asks about it\n");
+}
+
+TEST_F(CommandsTest, AFanWithoutARangeHasNoPercentage) {
+    show(FanSnapshot{1, 900, 0, 0, 1000, false, "cool", 45, false, false});
+    EXPECT_THAT(status(), HasSubstr("speed      ........................  900 RPM\n"));
 }
 
 TEST_F(CommandsTest, StatusAsJSONIsTheHelpersOwn) {
     commands::status(helper, terminal, true);
     const auto& json = service->snapshot;
-    EXPECT_EQ(out.str(), std::string(json->begin(), json->end()) + "\n");
+    EXPECT_EQ(terminal.printed, std::string(json->begin(), json->end()) + "\n");
 }
 
 TEST_F(CommandsTest, StatusWithoutASnapshotIsARefusal) {
@@ -79,48 +86,9 @@ TEST_F(CommandsTest, StatusWithoutASnapshotIsARefusal) {
     EXPECT_THROW(commands::status(helper, terminal, true), HelperRefused);
 }
 
-TEST_F(CommandsTest, HoldStaysUntilItIsAskedToStopAndHandsBack) {
-    commands::hold(helper, terminal, 0.5, true);
-    EXPECT_THAT(service->holds(), ElementsAre(Pair(0.5, true)));
-    EXPECT_THAT(service->requests(), ElementsAre("hold", "helperVersion", "helperVersion", "handBack"));
-    EXPECT_EQ(out.str(), "Holding at 50%. Ctrl-C hands the fan back.\nThe fan is under automatic control.\n");
-}
-
-TEST_F(CommandsTest, HoldShowsALiveLineOnATerminal) {
-    terminal.isInteractive = true;
-    commands::hold(helper, terminal, 0.5, false);
-    EXPECT_THAT(service->holds(), ElementsAre(Pair(0.5, false)));
-    EXPECT_THAT(service->requests(), ElementsAre("hold", "fetchSnapshot", "fetchSnapshot", "handBack"));
-    EXPECT_THAT(out.str(), HasSubstr("\r\033[K3598 RPM, target 3600"));
-}
-
-TEST_F(CommandsTest, AHoldOnATerminalGoesOnWithoutAReading) {
-    terminal.isInteractive = true;
-    service->snapshot.reset();
-    commands::hold(helper, terminal, 0.5, false);
-    EXPECT_THAT(service->requests(), ElementsAre("hold", "fetchSnapshot", "fetchSnapshot", "handBack"));
-    EXPECT_THAT(out.str(), HasSubstr("\r\033[KThis Mac has no controllable fan, or its readings are not available."));
-}
-
-TEST_F(CommandsTest, ARefusedHoldTellsTheHelpersText) {
-    service->error = "This Mac has no controllable fan.";
-    try {
-        commands::hold(helper, terminal, 0.5, false);
-        FAIL() << "nothing was thrown";
-    } catch (const HelperRefused& refusal) {
-        EXPECT_STREQ(refusal.what(), "This Mac has no controllable fan.");
-    }
-    EXPECT_EQ(out.str(), "");
-}
-
-TEST_F(CommandsTest, AHoldWhoseHelperGoesAwayEnds) {
-    service->answer = [this](const std::function<void()>& reply) {
-        if (service->requests().size() <= 2)
-            reply(); // after that the helper has gone
-    };
-    pausesUntilStop = 100;
-    EXPECT_THROW(commands::hold(helper, terminal, 0.5, false), HelperUnreachable);
-    EXPECT_EQ(pauses, 1);
+TEST_F(CommandsTest, ASnapshotThatCannotBeReadIsARefusal) {
+    service->snapshot = Data{'{', '}'};
+    EXPECT_THROW(commands::status(helper, terminal, false), HelperRefused);
 }
 
 TEST_F(CommandsTest, TheOtherRequestsSayWhatTheyDid) {
@@ -130,17 +98,10 @@ TEST_F(CommandsTest, TheOtherRequestsSayWhatTheyDid) {
     commands::version(helper, terminal);
     commands::standDown(helper, terminal);
     EXPECT_THAT(service->requests(), ElementsAre("handBack", "helperVersion", "helperVersion", "standDown"));
-    EXPECT_EQ(out.str(), "The fan is under automatic control.\n"
-                         "The helper's interface version is 6, the same as this program's.\n"
-                         "The helper's interface version is 7; this program's is 6.\n"
-                         "The helper is handing the fan back and exiting.\n");
-}
-
-TEST_F(CommandsTest, WatchPrintsALineEachSecondUntilItIsAskedToStop) {
-    pausesUntilStop = 3;
-    commands::watch(helper, terminal);
-    EXPECT_EQ(service->requests().size(), 3U);
-    EXPECT_THAT(out.str(), HasSubstr("3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n3598"));
+    EXPECT_EQ(terminal.printed, "The fan is under automatic control.\n"
+                                "The helper's interface version is 6, the same as this program's.\n"
+                                "The helper's interface version is 7; this program's is 6.\n"
+                                "The helper is handing the fan back and exiting.\n");
 }
 
 } // namespace

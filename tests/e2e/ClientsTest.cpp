@@ -128,7 +128,9 @@ TEST_F(Clients, AHotChipGetsMoreAir) {
     EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: addingAir(fraction: 0.5)"));
     EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.3, neededUnlock: false)"));
     EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 3600);
-    EXPECT_THAT(world.run("kelo", {"status"}).output, HasSubstr("held, with added air for a hot chip; chip hot, 96.0"));
+    const auto status = world.run("kelo", {"status"}).output;
+    EXPECT_THAT(status, HasSubstr("  96.0 "));
+    EXPECT_THAT(status, HasSubstr("control    held\nadded air  yes, for a hot chip\n"));
 }
 
 TEST_F(Clients, ASlowControllerIsHeldAndHandedBack) {

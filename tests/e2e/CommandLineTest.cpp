@@ -7,7 +7,10 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-class CommandLine : public EndToEnd {};
+class CommandLine : public EndToEnd {
+protected:
+    static constexpr const char* advice = "kelo doctor finds out why, and what to do about it.\n";
+};
 
 TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
     const Lines wrong[] = {
@@ -59,7 +62,7 @@ TEST_F(CommandLine, AHelperThatIsNotRunningIsThree) {
                                   Lines{"stand-down"}, Lines{"watch"}}) {
         const auto [status, output, errors] = world.run("kelo", arguments);
         EXPECT_EQ(status, 3);
-        EXPECT_EQ(errors, "kelo: The helper is not running.\n");
+        EXPECT_EQ(errors, std::string("kelo: The helper is not running.\n") + advice);
     }
 }
 
@@ -76,8 +79,9 @@ TEST_F(CommandLine, ARefusedHoldIsOneWithTheHelpersText) {
     const auto [status, output, errors] = world.run("kelo", {"hold", "0.5"});
     EXPECT_EQ(status, 1);
     EXPECT_EQ(errors,
-              "kelo: This Mac refused to hand over the fan (code 0x82). It usually means the system is managing "
-              "cooling itself right now.\n");
+              std::string("kelo: This Mac refused to hand over the fan (code 0x82). It usually means the system is "
+                          "managing cooling itself right now.\n") +
+                  advice);
     EXPECT_FALSE(world.isAnyFanManual());
 }
 
@@ -87,6 +91,22 @@ TEST_F(CommandLine, AHoldEndsWithStatusThreeWhenItsHelperIsGone) {
     world.helper().signal(SIGTERM);
     EXPECT_EQ(client->waitForEnd(10), 3);
     EXPECT_THAT(client->errors(), StartsWith("kelo: The helper "));
+}
+
+TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
+    auto found = world.run("kelo", {"doctor"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_THAT(found.output, HasSubstr("ok  signed     by team ABCDE12345\n"));
+    EXPECT_THAT(found.output, HasSubstr("!!  running    The helper is not running.\n"));
+    startEverything();
+    found = world.run("kelo", {"doctor"});
+    EXPECT_EQ(found.status, 0) << found.output;
+    EXPECT_THAT(found.output, HasSubstr("ok  running    as process " + std::to_string(world.helper().number()) + "\n"));
+    EXPECT_THAT(found.output, HasSubstr("ok  fan        2 fans, 1200 to 6000 RPM\n"));
+    sign("kelo", "app.kelo.Kelo", "ZYXWV98765");
+    found = world.run("kelo", {"doctor"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_THAT(found.output, HasSubstr("!!  reachable  The helper "));
 }
 
 TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {

@@ -6,8 +6,9 @@ debian_packages=(
   cmake ninja-build g++ clang clang-format clang-tidy llvm
   libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
   shellcheck libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
+  mandoc zsh fish
 )
-brew_packages=(cmake ninja googletest nlohmann-json cli11 openssl@3 llvm shellcheck)
+brew_packages=(cmake ninja googletest nlohmann-json cli11 openssl@3 llvm shellcheck fish)
 
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi

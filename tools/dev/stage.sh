@@ -98,7 +98,8 @@ The simulated Mac and the helper are running; Ctrl-C ends both. Play with them f
 
   $folder/kelo status                what the app would see
   $folder/kelo hold 50%              holds the fans until Ctrl-C
-  $folder/kelo watch
+  $folder/kelo watch                 shows the fans until Ctrl-C
+  $folder/kelo doctor                finds out what does not work
   $folder/simmac show                what the hardware says
   $folder/simmac load 1              makes the chip work; try it with a hold at 20%
   $folder/simmac interfere 0 auto    does what another program might

@@ -1,0 +1,144 @@
+#include "client/commandline/Completions.h"
+
+#include <vector>
+
+namespace kelo {
+namespace {
+
+/// An option or an argument.
+struct Word {
+    std::vector<std::string> names; ///< As they are typed; none for an argument.
+    std::string description;
+    bool takesValue = false;
+    std::vector<std::string> choices; ///< Of the value, where there are only some.
+};
+
+std::vector<const CLI::App*> commandsOf(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
+/// From the option's description of its type, such as TEXT:{bash,zsh}.
+std::vector<std::string> choicesOf(const CLI::Option& option) {
+    const auto type = option.get_type_name();
+    const auto begin = type.find('{');
+    const auto end = type.find('}');
+    if (begin == std::string::npos || end == std::string::npos)
+        return {};
+    return CLI::detail::split(type.substr(begin + 1, end - begin - 1), ',');
+}
+
+std::vector<Word> wordsOf(const CLI::App& app) {
+    std::vector<Word> words;
+    for (const auto* option : app.get_options([](const CLI::Option*) { return true; })) {
+        Word word{{}, option->get_description(), option->get_items_expected_max() > 0, choicesOf(*option)};
+        for (const auto& name : option->get_snames())
+            word.names.push_back("-" + name);
+        for (const auto& name : option->get_lnames())
+            word.names.push_back("--" + name);
+        words.push_back(std::move(word));
+    }
+    return words;
+}
+
+std::string joined(const std::vector<std::string>& words) { return CLI::detail::join(words, " "); }
+
+/// All that may be typed in an app's place besides its commands.
+std::string typed(const CLI::App& app) {
+    std::vector<std::string> all;
+    for (const auto& word : wordsOf(app)) {
+        all.insert(all.end(), word.names.begin(), word.names.end());
+        all.insert(all.end(), word.choices.begin(), word.choices.end());
+    }
+    return joined(all);
+}
+
+/// The text without what has a meaning in single quotes, and what of `others` has one, too.
+std::string escaped(const std::string& text, const std::string& others, const std::string& quote) {
+    std::string safe;
+    for (const char character : text) {
+        if (others.find(character) != std::string::npos)
+            safe += '\\';
+        safe += character == '\'' ? quote : std::string(1, character);
+    }
+    return safe;
+}
+
+std::string bash(const CLI::App& app) {
+    std::string cases;
+    std::vector<std::string> first;
+    for (const auto* command : commandsOf(app)) {
+        first.push_back(command->get_name());
+        cases += "      " + command->get_name() + ") words='" + typed(*command) + "' ;;\n";
+    }
+    const auto& name = app.get_name();
+    return "# Completions of " + name + " for bash.\n_" + name + "() {\n  local words=''\n" +
+           "  if [ \"$COMP_CWORD\" -eq 1 ]; then\n    words='" + joined(first) + " " + typed(app) + "'\n  else\n" +
+           "    case ${COMP_WORDS[1]} in\n" + cases + "    esac\n  fi\n" +
+           "  COMPREPLY=($(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\"))\n}\ncomplete -F _" + name + " " +
+           name + "\n";
+}
+
+std::string zshArguments(const CLI::App& app) {
+    const auto safe = [](const std::string& text) { return escaped(text, "[]:\\", "'\\''"); };
+    std::string arguments;
+    for (const auto& word : wordsOf(app)) {
+        const auto value = word.takesValue ? ":" + safe(word.description) + ":(" + joined(word.choices) + ")" : "";
+        if (word.names.empty())
+            arguments += " ':" + safe(word.description) + ":(" + joined(word.choices) + ")'";
+        for (const auto& name : word.names)
+            arguments += " '(" + joined(word.names) + ")" + name + "[" + safe(word.description) + "]" + value + "'";
+    }
+    return arguments;
+}
+
+std::string zsh(const CLI::App& app) {
+    std::string cases;
+    std::string first;
+    for (const auto* command : commandsOf(app)) {
+        cases += "      " + command->get_name() + ") _arguments" + zshArguments(*command) + " ;;\n";
+        first += " '" + command->get_name() + ":" + escaped(command->get_description(), ":\\", "'\\''") + "'";
+    }
+    const auto& name = app.get_name();
+    return "#compdef " + name + "\n# Completions of " + name + " for zsh.\n_" + name +
+           "() {\n  local context state line\n  local -a commands\n  commands=(" + first.substr(1) + ")\n" +
+           "  _arguments -C" + zshArguments(app) + " '1:command:->command' '*::argument:->argument'\n" +
+           "  case $state in\n    command) _describe command commands ;;\n    argument)\n    case $line[1] in\n" +
+           cases + "    esac ;;\n  esac\n}\n" + "if [ \"$funcstack[1]\" = _" + name + " ]; then _" + name +
+           " \"$@\"; else compdef _" + name + " " + name + "; fi\n";
+}
+
+std::string fishWords(const CLI::App& app, const std::string& condition) {
+    std::string lines;
+    for (const auto& word : wordsOf(app)) {
+        std::string names;
+        for (const auto& name : word.names)
+            names += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+        if (!word.choices.empty())
+            names += " -a '" + joined(word.choices) + "'";
+        if (names.empty())
+            continue;
+        lines += "complete -c " + condition + names + (word.takesValue ? " -x" : "") + " -d '" +
+                 escaped(word.description, "\\", "\\'") + "'\n";
+    }
+    return lines;
+}
+
+std::string fish(const CLI::App& app) {
+    const auto& name = app.get_name();
+    auto script = "# Completions of " + name + " for fish.\ncomplete -c " + name + " -f\n" +
+                  fishWords(app, name + " -n __fish_use_subcommand");
+    for (const auto* command : commandsOf(app)) {
+        script += "complete -c " + name + " -n __fish_use_subcommand -a " + command->get_name() + " -d '" +
+                  escaped(command->get_description(), "\\", "\\'") + "'\n";
+        script += fishWords(*command, name + " -n '__fish_seen_subcommand_from " + command->get_name() + "'");
+    }
+    return script;
+}
+
+} // namespace
+
+std::string completionsOf(const CLI::App& app, const std::string& shell) {
+    return shell == "bash" ? bash(app) : shell == "zsh" ? zsh(app) : fish(app);
+}
+
+} // namespace kelo

@@ -1,0 +1,181 @@
+#include "client/terminal/PosixTerminal.h"
+
+#include <langinfo.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <initializer_list>
+#include <string_view>
+
+namespace kelo {
+namespace {
+
+#ifdef CLOCK_BOOTTIME
+constexpr clockid_t clockThatNeverSleeps = CLOCK_BOOTTIME;
+#else
+constexpr clockid_t clockThatNeverSleeps = CLOCK_MONOTONIC;
+#endif
+
+volatile std::sig_atomic_t isAskedToStop = 0;
+volatile std::sig_atomic_t isResized = 0;
+volatile std::sig_atomic_t isAskedToSuspend = 0;
+
+void remember(int signal) {
+    if (signal == SIGWINCH)
+        isResized = 1;
+    else if (signal == SIGTSTP)
+        isAskedToSuspend = 1;
+    else
+        isAskedToStop = 1;
+}
+
+/// Has the signals remembered and blocks them except during waits, so that a request is never interrupted; or gives
+/// them back their usual effect.
+void catchSignals(std::initializer_list<int> signals, bool isCaught = true) {
+    sigset_t set;
+    sigemptyset(&set);
+    struct sigaction action {};
+    action.sa_handler = isCaught ? remember : SIG_DFL;
+    for (const int signal : signals) {
+        sigaddset(&set, signal);
+        sigaction(signal, &action, nullptr);
+    }
+    sigprocmask(isCaught ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+}
+
+/// What cannot be written is lost: there is nobody else to tell.
+void writeAll(int descriptor, const std::string& text) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const auto written = ::write(descriptor, text.data() + done, text.size() - done);
+        if (written < 0 && errno != EINTR)
+            return;
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+}
+
+std::string_view environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+bool takesControlSequences() {
+    const auto kind = environment("TERM");
+    return isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
+}
+
+/// A job in the background would draw over what its user does in the foreground.
+bool isInForeground() { return tcgetpgrp(STDOUT_FILENO) == getpgrp(); }
+
+Style styleOfOutput() {
+    std::setlocale(LC_CTYPE, "");
+    const bool hasUnicode = std::string_view(nl_langinfo(CODESET)) == "UTF-8";
+    return {takesControlSequences() && environment("NO_COLOR").empty(), hasUnicode};
+}
+
+} // namespace
+
+PosixTerminal::PosixTerminal() : isInteractive_(takesControlSequences() && isInForeground()), style_(styleOfOutput()) {
+    sigprocmask(SIG_SETMASK, nullptr, &unblocked_);
+}
+
+PosixTerminal::~PosixTerminal() { endDrawing(); }
+
+void PosixTerminal::print(const std::string& text) { writeAll(STDOUT_FILENO, text); }
+
+void PosixTerminal::complain(const std::string& text) { writeAll(STDERR_FILENO, text); }
+
+ScreenSize PosixTerminal::size() const {
+    winsize window{};
+    ScreenSize size;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0 && window.ws_row > 0)
+        size = {window.ws_col, window.ws_row};
+    return size;
+}
+
+void PosixTerminal::draw(const std::vector<Line>& lines) {
+    if (!isDrawing_) {
+        catchSignals({SIGWINCH, SIGTSTP});
+        takeScreen();
+    }
+    // Each row is erased before it is written: after a full one the cursor stands on its last character.
+    std::string frame;
+    const auto rows = std::max(lines.size(), size().rows);
+    for (std::size_t row = 0; row < rows; ++row)
+        frame +=
+            "\033[" + std::to_string(row + 1) + ";1H\033[2K" + (row < lines.size() ? painted(lines[row], style_) : "");
+    writeAll(STDOUT_FILENO, frame);
+}
+
+void PosixTerminal::endDrawing() {
+    if (!isDrawing_)
+        return;
+    giveScreenBack();
+    catchSignals({SIGWINCH, SIGTSTP}, false);
+}
+
+void PosixTerminal::takeScreen() {
+    isDrawing_ = true;
+    if (tcgetattr(STDIN_FILENO, &modes_) == 0) {
+        auto silent = modes_;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &silent);
+    }
+    writeAll(STDOUT_FILENO, "\033[?1049h\033[?25l\033[2J");
+}
+
+void PosixTerminal::giveScreenBack() {
+    isDrawing_ = false;
+    writeAll(STDOUT_FILENO, "\033[0m\033[2J\033[1;1H\033[?25h\033[?1049l");
+    termios current{};
+    if (tcgetattr(STDIN_FILENO, &current) == 0)      // otherwise there were no modes to keep
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &modes_); // what was typed into the view is not for the shell
+}
+
+void PosixTerminal::suspend() {
+    isAskedToSuspend = 0;
+    giveScreenBack();
+    raise(SIGSTOP); // goes on from here when the user wants it to
+    takeScreen();
+}
+
+void PosixTerminal::catchStops() { catchSignals({SIGINT, SIGTERM}); }
+
+Woken PosixTerminal::wait(double seconds) {
+    timespec time{};
+    time.tv_sec = static_cast<time_t>(seconds);
+    time.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
+    if (isAskedToStop == 0)
+        pselect(0, nullptr, nullptr, nullptr, &time, &unblocked_);
+    if (isAskedToStop != 0)
+        return Woken::byStop;
+    if (isAskedToSuspend != 0 && isDrawing_) {
+        suspend();
+        isResized = 1; // the screen is empty, and may have changed
+    }
+    if (isResized != 0 && isDrawing_) {
+        isResized = 0;
+        return Woken::byResize;
+    }
+    return Woken::byTime;
+}
+
+Moment PosixTerminal::now() {
+    timespec time{};
+    clock_gettime(clockThatNeverSleeps, &time);
+    const std::time_t wallClock = std::time(nullptr);
+    std::tm local{};
+    char text[16] = "";
+    if (localtime_r(&wallClock, &local) != nullptr)
+        std::strftime(text, sizeof text, "%H:%M:%S", &local);
+    return {static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9, text};
+}
+
+} // namespace kelo

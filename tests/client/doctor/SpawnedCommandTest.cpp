@@ -1,0 +1,37 @@
+#include "client/doctor/SpawnedCommand.h"
+
+#include <gtest/gtest.h>
+
+namespace kelo {
+namespace {
+
+constexpr double longEnough = 60; // seconds
+
+TEST(SpawnedCommand, TellsItsStatusAndAllThatItPrints) {
+    const auto ran = spawnedCommand({"sh", "-c", "echo out; echo err >&2; exit 7"}, longEnough);
+    ASSERT_TRUE(ran);
+    EXPECT_EQ(ran->status, 7);
+    EXPECT_EQ(ran->output, "out\nerr\n");
+}
+
+TEST(SpawnedCommand, TakesMoreThanAPipeHolds) {
+    const auto ran = spawnedCommand({"head", "-c", "1000000", "/dev/zero"}, longEnough);
+    ASSERT_TRUE(ran);
+    EXPECT_EQ(ran->output.size(), 1'000'000U);
+}
+
+TEST(SpawnedCommand, HasNoInput) {
+    const auto ran = spawnedCommand({"cat"}, longEnough);
+    ASSERT_TRUE(ran);
+    EXPECT_EQ(ran->output, "");
+}
+
+TEST(SpawnedCommand, ThatCannotBeRunOrIsEndedByASignalIsNone) {
+    EXPECT_FALSE(spawnedCommand({"/nowhere/at/all"}, longEnough));
+    EXPECT_FALSE(spawnedCommand({"sh", "-c", "kill -9 $$"}, longEnough));
+}
+
+TEST(SpawnedCommand, ThatDoesNotEndInTimeIsNone) { EXPECT_FALSE(spawnedCommand({"sleep", "60"}, 0.05)); }
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,99 @@
+#include "client/view/FanRecord.h"
+
+#include <gmock/gmock.h>
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+struct State {
+    bool isHeld = false;
+    bool isAddingAir = false;
+    bool lidHasFan = false;
+    double targetRPM = 3000;
+    double maxRPM = 5000;
+};
+
+class FanRecordTest : public ::testing::Test {
+protected:
+    std::vector<std::string> observe(const State& state) { return observeBy(record, state); }
+    std::vector<std::string> observeFirst(const State& state) {
+        FanRecord fresh;
+        return observeBy(fresh, state);
+    }
+    std::vector<std::string> observeBy(FanRecord& observer, const State& state) {
+        seconds += 1;
+        return observer.observe({2, 2000, 1000, state.maxRPM, state.targetRPM, state.isHeld, "cool", 65,
+                                 state.isAddingAir, state.lidHasFan},
+                                {seconds, "10:00:00"});
+    }
+
+    FanRecord record;
+    double seconds = 0;
+};
+
+TEST_F(FanRecordTest, TheFirstReadingIsNoNewsUnlessAHoldIsHinderedOrHelped) {
+    EXPECT_THAT(observeFirst({}), IsEmpty());
+    EXPECT_THAT(observeFirst({.isHeld = true}), IsEmpty());
+    EXPECT_THAT(observeFirst({.lidHasFan = true}),
+                ElementsAre("The lid is closed: the fan is handed back until it opens."));
+    EXPECT_THAT(observeFirst({.isHeld = true, .isAddingAir = true}),
+                ElementsAre("The chip is hot: the fan gets more air than asked for."));
+}
+
+TEST_F(FanRecordTest, TellsThatTheFanIsHeldAskedForAnotherSpeedAndHandedBack) {
+    observe({});
+    EXPECT_THAT(observe({.isHeld = true}), ElementsAre("The fan is held: target 3000 RPM, 50 %."));
+    EXPECT_THAT(observe({.isHeld = true}), IsEmpty());
+    EXPECT_THAT(observe({.isHeld = true, .targetRPM = 4000}),
+                ElementsAre("The fan is asked for another speed: target 4000 RPM, 75 %."));
+    EXPECT_THAT(observe({}), ElementsAre("The fan is handed back: it is under automatic control."));
+    EXPECT_THAT(observe({.targetRPM = 1000}), IsEmpty()) << "the system asks for what it likes";
+}
+
+TEST_F(FanRecordTest, AnotherFanThatIsTheFastestNowIsNoOtherSpeed) {
+    observe({.isHeld = true});
+    EXPECT_THAT(observe({.isHeld = true, .targetRPM = 4000, .maxRPM = 7000}), IsEmpty());
+}
+
+TEST_F(FanRecordTest, TellsWhatTheLidDoes) {
+    observe({.isHeld = true});
+    EXPECT_THAT(observe({.lidHasFan = true}), ElementsAre("The lid is closed: the fan is handed back until it opens."));
+    EXPECT_THAT(observe({.isHeld = true}),
+                ElementsAre("The lid is open: the fan is held again, target 3000 RPM, 50 %."));
+    observe({.lidHasFan = true});
+    EXPECT_THAT(observe({}), ElementsAre("The hold has ended: the fan is under automatic control."));
+}
+
+TEST_F(FanRecordTest, AddedAirIsNoOtherSpeedAskedFor) {
+    observe({.isHeld = true});
+    EXPECT_THAT(observe({.isHeld = true, .isAddingAir = true, .targetRPM = 4000}),
+                ElementsAre("The chip is hot: the fan gets more air than asked for."));
+    EXPECT_THAT(observe({.isHeld = true, .isAddingAir = true, .targetRPM = 4500}), IsEmpty());
+    EXPECT_THAT(observe({.isHeld = true}), ElementsAre("The chip has cooled: the fan is back at the speed asked for."));
+}
+
+TEST_F(FanRecordTest, TellsAMissingReadingOnceAndItsReturn) {
+    observe({.isHeld = true});
+    EXPECT_THAT(record.lack("Gone.", {5, "10:00:05"}), ElementsAre("Gone."));
+    EXPECT_THAT(record.lack("Gone.", {6, "10:00:06"}), IsEmpty());
+    EXPECT_EQ(record.lacking(), "Gone.");
+    EXPECT_THAT(observe({}),
+                ElementsAre("The helper answers again.", "The fan is handed back: it is under automatic control."));
+    EXPECT_EQ(record.lacking(), "");
+    EXPECT_EQ(record.events().size(), 3U);
+    EXPECT_EQ(record.events().front().text, "The fan is handed back: it is under automatic control.");
+}
+
+TEST_F(FanRecordTest, KeepsAQuarterOfAnHourAndAHundredEvents) {
+    for (int i = 0; i < 2000; ++i)
+        observe({.isHeld = i % 2 == 0});
+    EXPECT_EQ(record.samples().size(), 901U);
+    EXPECT_EQ(record.samples().front().seconds, 1100);
+    EXPECT_EQ(record.events().size(), 100U);
+}
+
+} // namespace
+} // namespace kelo

@@ -1,0 +1,244 @@
+#include <csignal>
+
+#include "tests/e2e/EndToEnd.h"
+#include "tests/support/VirtualScreen.h"
+#include "tests/support/process/PseudoTerminal.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::Each;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const std::string ctrlC = "\x03";
+const std::string ctrlZ = "\x1a";
+
+/// `kelo` on a terminal, and what its user sees.
+class OnATerminal : public EndToEnd {
+protected:
+    static constexpr double patience = 20; // seconds
+
+    OnATerminal() { environment = {"TERM=xterm", "LC_ALL=C.UTF-8", "NO_COLOR="}; }
+
+    void start(const Lines& arguments, unsigned columns = 80, unsigned rows = 24) {
+        startProgram(world.program("kelo"), arguments, columns, rows);
+    }
+    void startProgram(const std::filesystem::path& program, const Lines& arguments, unsigned columns, unsigned rows) {
+        screen = std::make_unique<VirtualScreen>(columns, rows);
+        terminal = std::make_unique<PseudoTerminal>(program, arguments, columns, rows, environment);
+        sent.clear();
+    }
+    void look() {
+        const auto bytes = terminal->readNew();
+        sent += bytes;
+        screen->take(bytes);
+    }
+    bool waitFor(const std::function<bool()>& condition) {
+        return waitUntil(
+            [&] {
+                look();
+                return condition();
+            },
+            patience);
+    }
+    bool waitFor(const std::string& text) {
+        return waitFor([&] { return screen->shows(text); });
+    }
+    void resize(unsigned columns, unsigned rows) {
+        look();
+        screen->resize(columns, rows);
+        terminal->resize(columns, rows);
+    }
+    /// Nothing of the view is left, and the terminal is as the shell wants it.
+    void expectCleanEnd(int status) {
+        ASSERT_TRUE(waitFor([&] { return terminal->status().has_value(); }));
+        look();
+        EXPECT_EQ(terminal->status(), status);
+        expectCleanTerminal();
+    }
+    void expectCleanTerminal() {
+        EXPECT_FALSE(screen->isAlternate);
+        EXPECT_TRUE(screen->isCursorVisible);
+        EXPECT_TRUE(screen->isInkNormal);
+        EXPECT_FALSE(screen->shows("added air"));
+        EXPECT_TRUE(terminal->isEchoing());
+    }
+
+    Lines environment;
+    std::unique_ptr<VirtualScreen> screen;
+    std::unique_ptr<PseudoTerminal> terminal;
+    std::string sent;
+};
+
+TEST_F(OnATerminal, AWatchFillsScreensOfEverySizeAndLeavesThemClean) {
+    startEverything();
+    const std::pair<unsigned, unsigned> sizes[] = {{80, 24}, {200, 60}, {40, 12}, {20, 5}, {12, 2}, {1, 1}};
+    for (const auto& [columns, rows] : sizes) {
+        start({"watch"}, columns, rows);
+        ASSERT_TRUE(waitFor(std::string("speed").substr(0, columns))) << columns << " x " << rows;
+        EXPECT_TRUE(screen->isAlternate);
+        EXPECT_FALSE(screen->isCursorVisible);
+        EXPECT_FALSE(terminal->isEchoing());
+        if (rows >= 4)
+            EXPECT_TRUE(waitFor([&] { return screen->rows().back().starts_with("Ctrl-C ends"); }));
+        terminal->type("some keys" + ctrlC);
+        expectCleanEnd(0);
+        EXPECT_THAT(screen->rows(), Each(IsEmpty())) << "neither the view nor what was typed";
+    }
+}
+
+TEST_F(OnATerminal, AWatchFollowsTheWindow) {
+    startEverything();
+    start({"watch"}, 80, 24);
+    ASSERT_TRUE(waitFor("Ctrl-C ends"));
+    for (const auto& [columns, rows] : {std::pair(40U, 10U), std::pair(120U, 40U), std::pair(81U, 25U)}) {
+        resize(columns, rows);
+        EXPECT_TRUE(waitFor([&] { return screen->rows().back().starts_with("Ctrl-C ends"); })) << columns;
+        EXPECT_THAT(screen->rows().front(), StartsWith("speed "));
+    }
+    terminal->type(ctrlC);
+    expectCleanEnd(0);
+}
+
+TEST_F(OnATerminal, AWatchShowsWhatHappens) {
+    startEverything();
+    start({"watch"});
+    ASSERT_TRUE(waitFor("control    automatic"));
+    auto client = startHold("0.5", {"--hand-back-on-lid-close"});
+    EXPECT_TRUE(waitFor("The fan is held: target ")) << sent;
+    EXPECT_TRUE(screen->shows(" RPM, 50 %."));
+    EXPECT_TRUE(screen->shows("control    held"));
+    EXPECT_TRUE(screen->shows("█"));
+    world.simmac({"lid", "close"});
+    EXPECT_TRUE(waitFor("The lid is closed: the fan is handed back until it opens."));
+    world.simmac({"lid", "open"});
+    EXPECT_TRUE(waitFor("The lid is open: the fan is held again, target "));
+    client->signal(SIGINT);
+    EXPECT_TRUE(waitFor("The fan is handed back: it is under automatic control."));
+    world.simmac({"set", "Tp09", "96"});
+    client = startHold("0.3");
+    EXPECT_TRUE(waitFor("The chip is hot: the fan gets more air than asked for."));
+    terminal->signal(SIGTERM);
+    expectCleanEnd(0);
+}
+
+TEST_F(OnATerminal, AWatchWaitsForAHelperThatRestarts) {
+    startEverything();
+    start({"watch"});
+    ASSERT_TRUE(waitFor("control    automatic"));
+    world.helper().signal(SIGTERM);
+    EXPECT_TRUE(waitFor([&] { return screen->rows().front() == "The helper is not running. Waiting for it."; }));
+    world.helper().waitForEnd(10);
+    world.startListeningHelper();
+    EXPECT_TRUE(waitFor("The helper answers again."));
+    EXPECT_THAT(screen->rows().front(), StartsWith("speed "));
+    terminal->type(ctrlC);
+    expectCleanEnd(0);
+}
+
+TEST_F(OnATerminal, ASuspendedWatchGivesTheScreenBackMeanwhile) {
+    startEverything();
+    start({"watch"});
+    ASSERT_TRUE(waitFor("control    automatic"));
+    terminal->type(ctrlZ);
+    ASSERT_TRUE(waitFor([&] { return terminal->isStopped(); }));
+    look();
+    expectCleanTerminal();
+    terminal->signal(SIGCONT);
+    EXPECT_TRUE(waitFor("control    automatic"));
+    EXPECT_TRUE(screen->isAlternate);
+    terminal->type(ctrlC);
+    expectCleanEnd(0);
+}
+
+TEST_F(OnATerminal, AHoldShowsTheSameAndHandsBackOnCtrlC) {
+    startEverything();
+    start({"hold", "50%", "--hand-back-on-lid-close"});
+    ASSERT_TRUE(waitFor("control    held"));
+    EXPECT_EQ(screen->rows().back(), "Holding at 50%. Ctrl-C hands the fan back.");
+    world.simmac({"lid", "close"});
+    EXPECT_TRUE(waitFor("The lid is closed: the fan is handed back until it opens."));
+    terminal->type(ctrlC);
+    expectCleanEnd(0);
+    EXPECT_EQ(screen->rows()[0], "Holding at 50%. Ctrl-C hands the fan back.");
+    EXPECT_EQ(screen->rows()[1], "The fan is under automatic control.");
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(OnATerminal, AHoldForAWhileEndsByItself) {
+    startEverything();
+    start({"hold", "0.5", "--for", "2s"});
+    ASSERT_TRUE(waitFor("control    held"));
+    EXPECT_EQ(screen->rows().back(), "Holding at 50% for 2 s. Ctrl-C hands the fan back sooner.");
+    expectCleanEnd(0);
+    EXPECT_EQ(screen->rows()[1], "The fan is under automatic control.");
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(OnATerminal, AHoldWhoseHelperGoesSaysSoOnACleanTerminal) {
+    startEverything();
+    start({"hold", "0.5"});
+    ASSERT_TRUE(waitFor("control    held"));
+    world.helper().signal(SIGKILL);
+    expectCleanEnd(3);
+    EXPECT_THAT(screen->rows()[1], StartsWith("kelo: The helper "));
+}
+
+TEST_F(OnATerminal, ColourIsOnlyWhereItIsWelcome) {
+    startEverything();
+    const auto isColoured = [&](const std::string& command, const std::string& noColour) {
+        environment.back() = noColour;
+        start({command});
+        EXPECT_TRUE(waitFor("added air"));
+        return screen->wasColoured;
+    };
+    for (const auto* command : {"watch", "status"}) {
+        EXPECT_TRUE(isColoured(command, "NO_COLOR=")) << command;
+        EXPECT_FALSE(isColoured(command, "NO_COLOR=1")) << command;
+    }
+}
+
+TEST_F(OnATerminal, ADumbTerminalGetsPlainLines) {
+    startEverything();
+    for (const std::string kind : {"TERM=dumb", "TERM="}) {
+        environment.front() = kind;
+        start({"status"});
+        EXPECT_TRUE(waitFor("added air"));
+        EXPECT_THAT(sent, Not(HasSubstr("\033")));
+        start({"watch"});
+        EXPECT_TRUE(waitFor("RPM, target 1200, range 1200...6000; automatic; chip cool"));
+        terminal->type(ctrlC);
+        expectCleanEnd(0);
+        EXPECT_THAT(sent, Not(HasSubstr("\033")));
+        start({"hold", "0.5"});
+        EXPECT_TRUE(waitFor("Holding at 50%"));
+        terminal->type(ctrlC);
+        EXPECT_TRUE(waitFor("The fan is under automatic control."));
+        EXPECT_THAT(sent, Not(HasSubstr("\033")));
+    }
+}
+
+TEST_F(OnATerminal, ATerminalWithoutUnicodeGetsNone) {
+    startEverything();
+    environment[1] = "LC_ALL=C";
+    start({"watch"});
+    ASSERT_TRUE(waitFor(" C, cool"));
+    EXPECT_TRUE(std::all_of(sent.begin(), sent.end(), [](char byte) { return static_cast<signed char>(byte) >= 0; }));
+    terminal->type(ctrlC);
+    expectCleanEnd(0);
+}
+
+TEST_F(OnATerminal, AHoldInTheBackgroundDoesNotTakeTheScreen) {
+    startEverything();
+    const auto command = "set -m; '" + world.program("kelo").string() + "' hold 50% --for 1s & wait";
+    startProgram("/bin/bash", {"-c", command}, 80, 24);
+    EXPECT_TRUE(waitFor("The fan is under automatic control."));
+    EXPECT_THAT(sent, Not(HasSubstr("\033[")));
+    EXPECT_TRUE(waitFor([&] { return terminal->status() == 0; }));
+}
+
+} // namespace
+} // namespace kelo

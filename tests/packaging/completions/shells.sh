@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Has each shell complete words with the completions of kelo.
+#
+# usage: shells.sh KELO
+# shellcheck disable=SC2016 # what stands in single quotes is for the other shells
+set -euo pipefail
+
+kelo=$1
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+for shell in bash zsh fish; do "$kelo" completions "$shell" >"$folder/kelo.$shell"; done
+
+# expect SHELL EXPECTED ACTUAL
+expect() { [ "$2" = "$3" ] || { printf '%s: expected <%s>, found <%s>\n' "$@"; exit 1; }; }
+
+# complete_in_bash WORD...: what the last word is completed to.
+complete_in_bash() {
+  bash --norc -c 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _kelo; printf "%s\n" "${COMPREPLY[*]}"' \
+    "$folder/kelo.bash" "$@"
+}
+expect bash 'status stand-down' "$(complete_in_bash kelo sta)"
+expect bash '--version' "$(complete_in_bash kelo --v)"
+expect bash '--help --hand-back-on-lid-close' "$(complete_in_bash kelo hold --h)"
+expect bash 'bash' "$(complete_in_bash kelo completions b)"
+
+# complete_in_fish LINE: the same, without the descriptions.
+complete_in_fish() {
+  HOME=$folder XDG_CONFIG_HOME=$folder XDG_DATA_HOME=$folder \
+    fish --no-config -c 'source $argv[1]; complete -C $argv[2]' "$folder/kelo.fish" "$1" | cut -f 1 | sort | xargs
+}
+expect fish 'stand-down status' "$(complete_in_fish 'kelo sta')"
+expect fish '--json' "$(complete_in_fish 'kelo watch --j')"
+expect fish '--hand-back-on-lid-close --help' "$(complete_in_fish 'kelo hold --h')"
+expect fish 'bash fish zsh' "$(complete_in_fish 'kelo completions ')"
+
+# zsh completes only for somebody who types: here into a function that prints what it is given.
+typed_in_zsh() {
+  HOME=$folder zsh -f -c '
+    zmodload zsh/zpty
+    zpty shell zsh -f -i
+    zpty -w shell "PS1=; autoload -Uz compinit; compinit -D -u; source $1; kelo() { print -- \"got <\$*>\" }; print ready"
+    zpty -r shell answer "*ready*ready*"
+    zpty -w shell "$2"
+    zpty -r shell answer "*got <*>*"
+    print -- "$answer"' typed "$folder/kelo.zsh" "$1" | tr -d '\r' | sed -n 's/.*got <\(.*\)>.*/\1/p'
+}
+expect zsh 'status --json' "$(typed_in_zsh $'kelo stat\t--j\t')"
+expect zsh 'hold --hand-back-on-lid-close 0.5' "$(typed_in_zsh $'kelo ho\t--ha\t0.5')"
+expect zsh 'completions fish' "$(typed_in_zsh $'kelo comp\tfi\t')"
+printf 'three shells complete\n'

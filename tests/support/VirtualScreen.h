@@ -1,0 +1,158 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kelo {
+
+/// A terminal's screen: takes what a program sends and shows what its user would see. What it does not know, and text
+/// that runs over a row's end, fails the test.
+class VirtualScreen {
+public:
+    VirtualScreen(std::size_t columns, std::size_t rows) { resize(columns, rows); }
+
+    void resize(std::size_t columns, std::size_t rows) {
+        columns_ = columns;
+        rows_ = rows;
+        for (auto* page : {&main_, &alternate_}) {
+            page->resize(rows);
+            for (auto& row : *page)
+                row.resize(columns, " ");
+        }
+    }
+
+    void take(const std::string& bytes) {
+        pending_ += bytes;
+        std::size_t size = 0;
+        while ((size = sizeOfFirst()) > 0) {
+            show(pending_.substr(0, size));
+            pending_.erase(0, size);
+        }
+    }
+
+    /// What stands in each row, without blanks at its end.
+    std::vector<std::string> rows() const {
+        std::vector<std::string> texts;
+        for (const auto& cells : isAlternate ? alternate_ : main_) {
+            std::string text;
+            for (const auto& cell : cells)
+                text += cell;
+            texts.push_back(text.substr(0, text.find_last_not_of(' ') + 1));
+        }
+        return texts;
+    }
+    bool shows(const std::string& text) const {
+        const auto all = rows();
+        return std::any_of(all.begin(), all.end(),
+                           [&](const auto& row) { return row.find(text) != std::string::npos; });
+    }
+
+    bool isAlternate = false; ///< The program has the screen to itself.
+    bool isCursorVisible = true;
+    bool isInkNormal = true;
+    bool wasColoured = false; ///< Some text was not in the normal colour.
+
+private:
+    using Page = std::vector<std::vector<std::string>>;
+
+    /// The size of the first character or control sequence; 0 while it is not whole.
+    std::size_t sizeOfFirst() const {
+        if (pending_.empty())
+            return 0;
+        if (pending_.starts_with("\033[")) {
+            const auto end = pending_.find_first_not_of("?;0123456789", 2);
+            return end == std::string::npos ? 0 : end + 1;
+        }
+        if (pending_[0] == '\033')
+            return pending_.size() > 1 ? 2 : 0;
+        std::size_t size = 1;
+        while (size < pending_.size() && (static_cast<unsigned char>(pending_[size]) & 0xC0U) == 0x80U)
+            ++size;
+        const auto lead = static_cast<unsigned char>(pending_[0]);
+        const std::size_t whole = lead < 0xC0U ? 1 : lead < 0xE0U ? 2 : lead < 0xF0U ? 3 : 4;
+        return size < whole ? 0 : whole;
+    }
+
+    void show(const std::string& piece) {
+        if (piece == "\r")
+            column_ = 0;
+        else if (piece == "\n")
+            feed();
+        else if (piece[0] == '\033')
+            obey(piece);
+        else
+            write(piece);
+    }
+
+    void write(const std::string& character) {
+        EXPECT_GE(static_cast<unsigned char>(character[0]), ' ') << "a control character";
+        if (column_ >= columns_) {
+            EXPECT_FALSE(isAlternate) << "text runs over the end of a row";
+            column_ = 0;
+            feed();
+        }
+        page()[row_][column_++] = character;
+        wasColoured = wasColoured || !isInkNormal;
+    }
+
+    void feed() {
+        if (row_ + 1 < rows_) {
+            ++row_;
+            return;
+        }
+        EXPECT_FALSE(isAlternate) << "the screen scrolls";
+        page().erase(page().begin());
+        page().emplace_back(columns_, " ");
+    }
+
+    void obey(const std::string& sequence) {
+        const auto kind = sequence.back();
+        const auto arguments = sequence.substr(2, sequence.size() - 3);
+        if (kind == 'm')
+            isInkNormal = arguments.empty() || arguments == "0";
+        else if (sequence == "\033[2K")
+            std::fill(page()[row_].begin(), page()[row_].end(), " ");
+        else if (sequence == "\033[2J")
+            page() = Page(rows_, std::vector<std::string>(columns_, " "));
+        else if (kind == 'H' && arguments.find(';') != std::string::npos)
+            move(std::stoul(arguments) - 1, std::stoul(arguments.substr(arguments.find(';') + 1)) - 1);
+        else if (sequence == "\033[?25h" || sequence == "\033[?25l")
+            isCursorVisible = kind == 'h';
+        else if (sequence == "\033[?1049h" || sequence == "\033[?1049l")
+            turnPage(kind == 'h');
+        else
+            ADD_FAILURE() << "an unknown control sequence: ESC" << sequence.substr(1);
+    }
+
+    void move(std::size_t row, std::size_t column) {
+        row_ = std::min(row, rows_ - 1); // a frame for the size before
+        column_ = std::min(column, columns_ - 1);
+    }
+
+    void turnPage(bool toAlternate) {
+        if (toAlternate == isAlternate)
+            return;
+        isAlternate = toAlternate;
+        std::swap(row_, otherRow_);
+        std::swap(column_, otherColumn_);
+    }
+
+    Page& page() { return isAlternate ? alternate_ : main_; }
+
+    std::size_t columns_ = 0;
+    std::size_t rows_ = 0;
+    Page main_;
+    Page alternate_;
+    std::size_t row_ = 0;
+    std::size_t column_ = 0;
+    std::size_t otherRow_ = 0; ///< Where the cursor is on the page that is not shown.
+    std::size_t otherColumn_ = 0;
+    std::string pending_;
+};
+
+} // namespace kelo
