@@ -17,6 +17,7 @@ stage_into() {
     cp "$(built "$preset" "$program")" "$folder/$program.new"
     mv -f "$folder/$program.new" "$folder/$program"
   done
+  cp THIRD_PARTY_NOTICES.md "$folder/" # the programs hold others' code
   [ -e "$folder/keys/anchor.pem" ] || "$folder/simsign" init "$folder/keys" --team "$stage_team" >/dev/null
   cp "$folder/keys/anchor.pem" "$folder/simulated-mac/anchor.pem"
   stage_sign "$folder" app.kelo.helper app.kelo.helper
