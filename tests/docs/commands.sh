@@ -2,7 +2,7 @@
 # Runs what the documents show: every block of commands, in an installation of its own for each document. Those that
 # need something else say so in their first line:
 #
-#     ```sh             run here: the simulated Mac and the helper are up, and the programs are in the path and the folder
+#     ```sh             run here: the simulated Mac and the helper are up, the programs in the path and the folder
 #     ```sh checkout    ./dev and the like, at the top of the repository: their spelling is compared with ./dev help
 #     ```sh mac         needs a Mac
 #     ```sh terminal    needs somebody at a terminal
@@ -82,7 +82,8 @@ wait_for() {
 run_block() {
   [ -n "$mac" ] || start_world
   (cd "$folder/world" && PATH="$PWD:$PATH" timeout 60 bash -euo pipefail "$folder/blocks/$2.block") \
-    >"$folder/output" 2>&1 </dev/null || { complain "$1: this block fails:"; cat "$folder/blocks/$2.block" "$folder/output"; }
+    >"$folder/output" 2>&1 </dev/null \
+    || { complain "$1: this block fails:"; cat "$folder/blocks/$2.block" "$folder/output"; }
   ran=$((ran + 1))
 }
 
@@ -138,7 +139,8 @@ while IFS= read -r document; do
       'sh checkout') check_spelling_of_block "$place" "$number"; marked=$((marked + 1)) ;;
       'sh mac' | 'sh terminal' | 'sh release' | 'sh build') marked=$((marked + 1)) ;;
       text | json | cpp | objc | swift)
-        ! grep -E '^(\./dev|kelo (status|watch|hold|version)|simmac|simsign|sudo|cmake|ninja) ' "$folder/blocks/$number.block" \
+        ! grep -E '^(\./dev|kelo (status|watch|hold|version)|simmac|simsign|sudo|cmake|ninja) ' \
+          "$folder/blocks/$number.block" \
           || complain "$place: commands in a block that is not one of commands" ;;
       *) complain "$place: a block that says neither what it is nor what it needs: \"$info\"" ;;
     esac

@@ -26,8 +26,8 @@ while IFS= read -r document; do
       printf '%s: %s has no such heading\n' "$document" "$target"
       failed=1
     fi
-  done < <(awk '/^ *```/ { inside = !inside; next } !inside' "$document" | grep -oE '\]\([^)]+\)' | sed -E 's/^\]\(|\)$//g' \
-    | grep -vE '^[a-z]+:' || true)
+  done < <(awk '/^ *```/ { inside = !inside; next } !inside' "$document" | grep -oE '\]\([^)]+\)' \
+    | sed -E 's/^\]\(|\)$//g' | grep -vE '^[a-z]+:' || true)
 done < <(find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort)
 
 [ "$count" -gt 0 ] || { printf 'there is no link\n'; exit 1; }

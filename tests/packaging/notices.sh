@@ -28,7 +28,9 @@ for folder in "${@:-/usr/include}"; do
   for library in $(included | sed -E 's|^<([^/]*)/.*|\1|'); do
     [ -d "$folder/$library" ] || continue
     while IFS= read -r holder; do
-      grep -qF "$holder" "$notices" || { printf '%s does not name %s, of %s\n' "$notices" "$holder" "$library"; failed=1; }
+      grep -qF "$holder" "$notices" && continue
+      printf '%s does not name %s, of %s\n' "$notices" "$holder" "$library"
+      failed=1
     done < <(grep -rhoE '(SPDX-FileCopyrightText:|// Copyright \(c\)) .*' "$folder/$library" \
       | sed -E 's/^.*(Text:|\(c\)) *//; s/^[0-9 -]*,? *//; s/ *[<,].*//' | sort -u)
   done

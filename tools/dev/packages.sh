@@ -43,7 +43,16 @@ install_debian_packages() {
   fi
   say "installing: ${missing[*]}"
   as_root apt-get update -qq
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+    | count_packages
+}
+
+# On a terminal: how many packages, those included that others need, are there so far.
+count_packages() {
+  if [ ! -t 1 ]; then cat >/dev/null; return; fi
+  awk '/^Unpacking / { unpacked++ } /^Setting up / { ready++ }
+       /^(Unpacking|Setting up) / { printf "\r    %d unpacked, %d ready ", unpacked, ready; fflush() }
+       END { if (unpacked) print "" }'
 }
 
 ensure_brew_packages() {

@@ -33,7 +33,9 @@ refuse_release() {
   is_semantic_version "$1" || usage "\"$1\" is no version: three numbers without leading zeros, such as 1.2.3"
   [ -z "$(git status --porcelain)" ] || fail "there are changes that are not committed: commit or stash them first"
   last=$(last_released)
-  if git rev-parse --quiet --verify "refs/tags/v$1" >/dev/null; then fail "$1 is released already; the last is $last"; fi
+  if git rev-parse --quiet --verify "refs/tags/v$1" >/dev/null; then
+    fail "$1 is released already; the last is $last"
+  fi
   if [ -n "$last" ]; then
     is_above "$1" "$last" || fail "$1 is not above $last, the last that was released"
   elif is_above "$(current_version)" "$1"; then

@@ -82,7 +82,7 @@ std::string drawTimeline(const PictureData& data) {
     svg.text({left, 26}, data.at("title").get<std::string>(), "title");
     drawLegend(svg, {left, 52},
                {{"speed", "measured speed"},
-                {"held", "target while held"},
+                {"held", "target in manual mode"},
                 {"asked", "target that was asked for"},
                 {"chip", "chip"},
                 {"lid", "lid closed", LegendEntry::Sign::area},
