@@ -22,7 +22,7 @@ while IFS= read -r document; do
     if [ ! -e "$file" ]; then
       printf '%s: %s is not there\n' "$document" "$target"
       failed=1
-    elif [ -n "$anchor" ] && ! anchors "$file" | grep -qxF -- "$anchor"; then
+    elif [ -n "$anchor" ] && ! anchors "$file" | grep -xF -- "$anchor" >/dev/null; then
       printf '%s: %s has no such heading\n' "$document" "$target"
       failed=1
     fi
