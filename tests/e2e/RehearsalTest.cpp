@@ -34,11 +34,11 @@ TEST_F(RehearsalProgram, EndsWithATableOfItsPromisesAndDrawsAPicture) {
 }
 
 TEST_F(RehearsalProgram, SaysWhyItCannotBePlayed) {
-    simsign({"init", "foreign", "--team", team});
-    sign(Installation::helperName, Installation::helperName, team, "foreign"); // who cannot be told from an impostor
-    auto session = play({"--profile", "fanless"});
-    EXPECT_EQ(session.waitForEnd(60), 1);
-    EXPECT_THAT(session.errors(), HasSubstr("the helper does not listen"));
+    std::filesystem::remove_all(world.program("simulated-mac"));
+    std::ofstream(world.program("simulated-mac")) << "no folder";
+    auto session = play({});
+    EXPECT_EQ(session.waitForEnd(30), 1);
+    EXPECT_THAT(session.errors(), StartsWith("rehearse: the simulated Mac does not come up"));
 }
 
 TEST_F(RehearsalProgram, KnowsNoOtherProfile) {
