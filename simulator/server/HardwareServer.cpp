@@ -19,10 +19,11 @@ using namespace hardware_calls;
 
 namespace {
 
-/// Returns the seconds that have passed since it was made.
-std::function<double()> stopwatch() {
+/// Returns the seconds that have passed since it was made, each of which counts `speed` times.
+std::function<double()> stopwatch(double speed) {
     using Clock = std::chrono::steady_clock;
-    return [start = Clock::now()] { return std::chrono::duration<double>(Clock::now() - start).count(); };
+    return
+        [start = Clock::now(), speed] { return std::chrono::duration<double>(Clock::now() - start).count() * speed; };
 }
 
 constexpr double acceptPause = 0.1; // seconds to wait when the system has no room for another connection
@@ -47,8 +48,8 @@ bool isForAnybody(const AnyCall& call) {
 
 } // namespace
 
-HardwareServer::HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed)
-    : loop_(loop), handlers_(loop, stopwatch(), profile, heatSpeed),
+HardwareServer::HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed, double clockSpeed)
+    : loop_(loop), handlers_(loop, stopwatch(clockSpeed), profile, heatSpeed),
       listening_(unix_socket::listen(folder, HardwareLink::socketName)),
       accepting_(loop.watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); })) {}
 

@@ -17,7 +17,7 @@ namespace kelo {
 class HardwareServer {
 public:
     /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.
-    HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed);
+    HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed, double clockSpeed = 1);
     ~HardwareServer();
 
     /// Of what is taken for a call: several times the largest of ours.

@@ -5,8 +5,8 @@
 debian_packages=(
   cmake ninja-build g++ clang clang-format clang-tidy llvm
   libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
-  shellcheck libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
   mandoc zsh fish
+  shellcheck openssl libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
 )
 brew_packages=(cmake ninja googletest nlohmann-json cli11 openssl@3 llvm shellcheck fish)
 
@@ -44,7 +44,16 @@ install_debian_packages() {
   fi
   say "installing: ${missing[*]}"
   as_root apt-get update -qq
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+    | count_packages
+}
+
+# On a terminal: how many packages, those included that others need, are there so far.
+count_packages() {
+  if [ ! -t 1 ]; then cat >/dev/null; return; fi
+  awk '/^Unpacking / { unpacked++ } /^Setting up / { ready++ }
+       /^(Unpacking|Setting up) / { printf "\r    %d unpacked, %d ready ", unpacked, ready; fflush() }
+       END { if (unpacked) print "" }'
 }
 
 ensure_brew_packages() {

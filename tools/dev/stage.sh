@@ -7,9 +7,7 @@ stage_team=KELODEV001
 # stage_into DIR: builds the programs and lays out a signed installation.
 stage_into() {
   local folder=$1 preset=release program
-  say "building the programs"
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" --target "${stage_programs[@]}" rehearse
+  build_programs "$preset" "${stage_programs[@]}" rehearse
   mkdir -p "$folder/simulated-mac"
   chmod go-w "$folder/simulated-mac" # whatever the umask: the helper trusts no anchor that others can replace
   for program in "${stage_programs[@]}"; do
@@ -17,10 +15,19 @@ stage_into() {
     cp "$(built "$preset" "$program")" "$folder/$program.new"
     mv -f "$folder/$program.new" "$folder/$program"
   done
+  cp THIRD_PARTY_NOTICES.md "$folder/" # the programs hold others' code
   [ -e "$folder/keys/anchor.pem" ] || "$folder/simsign" init "$folder/keys" --team "$stage_team" >/dev/null
   cp "$folder/keys/anchor.pem" "$folder/simulated-mac/anchor.pem"
   stage_sign "$folder" app.kelo.helper app.kelo.helper
   stage_sign "$folder" kelo app.kelo.Kelo
+}
+
+# build_programs PRESET TARGET...: says how far it is and for how long it has been at it.
+build_programs() {
+  say "configuring"
+  cmake --preset "$1" >/dev/null
+  say "building the programs; the first time takes a minute or two"
+  NINJA_STATUS='[%f of %t, %es] ' cmake --build --preset "$1" --target "${@:2}"
 }
 
 stage_sign() {
@@ -58,10 +65,14 @@ EOF
 }
 
 command_run() {
-  local stays=false
+  local stays=false profile=laptop speed=1
   while [ $# -gt 0 ]; do
     case $1 in
       --stay) stays=true; shift ;;
+      --profile) [ $# -ge 2 ] || usage "--profile needs a name"; profile=$2; shift 2 ;;
+      --profile=*) profile=${1#--profile=}; shift ;;
+      --speed) is_speed "${2-}" || usage "--speed needs a number"; speed=$2; shift 2 ;;
+      --speed=*) is_speed "${1#*=}" || usage "--speed needs a number"; speed=${1#*=}; shift ;;
       *) usage "run does not know \"$1\"" ;;
     esac
   done
@@ -69,22 +80,53 @@ command_run() {
   ensure_packages
   local folder=build/run
   stage_into "$folder"
-  if $stays; then stay "$folder"; else rehearse "$folder"; fi
+  if $stays; then stay "$folder" --profile "$profile" --speed "$speed"; else rehearse "$folder" "$profile" "$speed"; fi
 }
 
+is_speed() { [[ $1 =~ ^[0-9]+(\.[0-9]+)?$ ]]; }
+
+# rehearse FOLDER PROFILE SPEED
 rehearse() {
   say "playing a session of about a minute"
-  "$(built release rehearse)" "$1" --timeline "$1/timeline.svg"
+  "$(built release rehearse)" "$1" --profile "$2" --speed "$3" --data "$1/session.json" --picture "$1/session.svg"
 }
 
-# Leaves the simulated Mac and the helper running until Ctrl-C, or until the helper ends.
+# Draws the documents' pictures anew, from data that are recorded anew, too: those of the session only if asked, since
+# it takes a minute and is never twice the same.
+command_docs() {
+  local records=false folder=docs/pictures kind pictures
+  while [ $# -gt 0 ]; do
+    case $1 in
+      --record) records=true; shift ;;
+      *) usage "docs does not know \"$1\"" ;;
+    esac
+  done
+  require_linux
+  ensure_packages
+  if $records; then
+    stage_into build/run
+    rehearse build/run laptop 1
+    cp build/run/session.json "$folder/session.json"
+  fi
+  build_programs release pictures
+  pictures=$(built release pictures)
+  for kind in floor hour architecture; do "$pictures" record "$kind" "$folder/$kind.json"; done
+  for kind in session floor hour architecture; do
+    "$pictures" draw "$folder/$kind.json" "$folder/$kind.svg"
+    say "drawn: $folder/$kind.svg"
+  done
+}
+
+# stay FOLDER [OPTION-OF-THE-MAC...]: leaves the simulated Mac and the helper running until Ctrl-C, or until the helper
+# ends.
 stay() {
   local folder=$1 mac='' helper=''
+  shift
   if "$folder/simmac" show >/dev/null 2>&1; then fail "a simulated Mac is running in $folder already"; fi
   # A terminal's Ctrl-C goes to all that runs in the script's process group. In sessions of their own, the two end when
   # and in the order in which they are asked to.
   trap 'end_stay' INT TERM HUP
-  setsid "$folder/simmac" serve &
+  setsid "$folder/simmac" serve "$@" &
   mac=$!
   until "$folder/simmac" show >/dev/null 2>&1; do
     kill -0 "$mac" 2>/dev/null || fail "the simulated Mac does not come up"

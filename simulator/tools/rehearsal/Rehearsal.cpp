@@ -11,6 +11,9 @@ namespace {
 
 constexpr double lookInterval = 0.25; // seconds
 constexpr double printInterval = 1.0;
+constexpr double askedFraction = 0.5;
+// A chip needs minutes to get hot; the fans turn as they would.
+constexpr const char* heatSpeed = "12";
 
 bool isAnyManual(const nlohmann::json& mac) {
     return std::any_of(mac["fans"].begin(), mac["fans"].end(),
@@ -22,19 +25,34 @@ bool isEveryManual(const nlohmann::json& mac) {
                        [](const auto& fan) { return fan["isManual"].template get<bool>(); });
 }
 
+double rpmOf(const nlohmann::json& fan, double fraction) {
+    const auto min = fan["minRPM"].get<double>();
+    return min + (fan["maxRPM"].get<double>() - min) * fraction;
+}
+
 /// Whether every fan turns at `fraction` of its range, give or take 2 percent of it.
 bool areFansAt(const nlohmann::json& mac, double fraction) {
     return std::all_of(mac["fans"].begin(), mac["fans"].end(), [&](const auto& fan) {
-        const auto min = fan["minRPM"].template get<double>();
-        const auto range = fan["maxRPM"].template get<double>() - min;
-        return std::fabs(fan["currentRPM"].template get<double>() - (min + range * fraction)) <= range * 0.02;
+        return std::fabs(fan["currentRPM"].template get<double>() - rpmOf(fan, fraction)) <=
+               rpmOf(fan, 0.02) - rpmOf(fan, 0);
     });
+}
+
+bool isFirstFanAbove(const nlohmann::json& mac, double fraction) {
+    return mac["fans"][0]["currentRPM"].get<double>() > rpmOf(mac["fans"][0], fraction);
+}
+
+std::string speedOption(double speed) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", speed);
+    return text;
 }
 
 } // namespace
 
-Rehearsal::Rehearsal(const std::filesystem::path& folder) : installation_(folder) {
-    installation_.startMac({"--heat-speed", "12"});
+Rehearsal::Rehearsal(const std::filesystem::path& folder, const Profile& profile, double speed)
+    : profile_(profile), speed_(speed), installation_(folder) {
+    installation_.startMac({"--profile", profile.name, "--heat-speed", heatSpeed, "--speed", speedOption(speed)});
     installation_.startListeningHelper();
 }
 
@@ -43,15 +61,29 @@ Rehearsal::~Rehearsal() = default;
 int Rehearsal::play() {
     start_ = std::chrono::steady_clock::now();
     idle();
+    if (canBeHeld())
+        playHold();
+    else
+        beRefused();
+    stopHelper();
+    return static_cast<int>(
+        std::count_if(promises_.begin(), promises_.end(), [](const auto& promise) { return !promise.isKept; }));
+}
+
+void Rehearsal::playHold() {
     hold();
     heat();
     interfere();
-    closeLid();
+    if (profile_.hasLid)
+        closeLid();
     sleepAndWake();
     loseClient();
-    stopHelper();
-    std::printf("\n%d promises kept, %d broken.\n", kept_, broken_);
-    return broken_;
+}
+
+bool Rehearsal::canBeHeld() const {
+    const bool hasRange = std::any_of(profile_.fans.begin(), profile_.fans.end(),
+                                      [](const auto& range) { return range.minRPM < range.maxRPM; });
+    return hasRange && profile_.name != "refusing";
 }
 
 void Rehearsal::idle() {
@@ -61,64 +93,83 @@ void Rehearsal::idle() {
 }
 
 void Rehearsal::hold() {
-    begin("A client asks for half of the fans' range, and for hand-back while the lid is closed.", "hold at half");
+    begin("A client asks for half of the fans' range, and for hand-back while the lid is closed.", "hold at 50 %");
     client_ = installation_.start("kelo", {"hold", "50%", "--hand-back-on-lid-close"});
-    const bool isHeld = watchUntil([](const auto& mac) { return isEveryManual(mac) && areFansAt(mac, 0.5); }, 12);
-    promise("both fans are held at half of their range", isHeld);
+    isAsked_ = true;
+    const bool isHeld =
+        watchUntil([](const auto& mac) { return isEveryManual(mac) && areFansAt(mac, askedFraction); }, 16);
+    promise("every fan is held at half of its range", isHeld);
+}
+
+void Rehearsal::beRefused() {
+    begin("A client asks for half of the fans' range.", "hold at 50 %");
+    client_ = installation_.start("kelo", {"hold", "50%"});
+    watchUntil([&](const auto&) { return client_->status().has_value(); }, 6);
+    for (const auto& text : {client_->output(), client_->errors()})
+        say(text);
+    promise("no fan is left in manual mode", !isAnyManual(look()));
+    client_.reset();
 }
 
 void Rehearsal::heat() {
     begin("The chip works as hard as it can.", "full load");
     installation_.simmac({"load", "1"});
     const bool isAdding = watchForLog("[NOTICE] service: hold: addingAir", 25);
-    const bool isFaster = watchUntil([](const auto& mac) { return mac["fans"][0]["currentRPM"] > 3700; }, 6);
+    const bool isFaster = watchUntil([](const auto& mac) { return isFirstFanAbove(mac, askedFraction + 0.02); }, 6);
     promise("a hot chip gets more air than was asked for", isAdding && isFaster);
     begin("The chip rests.", "rest");
     installation_.simmac({"load", "0"});
     promise("the added air goes away slowly, down to what was asked for",
             watchForLog("[NOTICE] service: hold: backToAsked", 40) &&
-                watchUntil([](const auto& mac) { return areFansAt(mac, 0.5); }, 8));
+                watchUntil([](const auto& mac) { return areFansAt(mac, askedFraction); }, 8));
 }
 
 void Rehearsal::interfere() {
-    begin("Another program gives a fan back to the system.", "interference");
-    installation_.simmac({"interfere", "1", "auto"});
-    promise("the fan is taken again within a tick of two seconds",
-            watchForLog("[NOTICE] service: hold: reasserted", 3) && isEveryManual(look()));
+    begin("Another program gives a fan back to the system.", "another program");
+    installation_.simmac({"interfere", std::to_string(profile_.fans.size() - 1), "auto"});
+    promise("the fan is taken again at the next look, within two seconds",
+            watchForLog("[NOTICE] service: hold: reasserted", 4) && isEveryManual(look()));
     watchFor(2);
 }
 
 void Rehearsal::closeLid() {
     begin("The lid closes.", "lid closed");
+    const double from = elapsed();
     installation_.simmac({"lid", "close"});
-    promise("the fans are handed back while the lid is closed",
+    promise("the fans are handed back at the next look, within two seconds",
             watchForLog("[NOTICE] service: hold: yielded", 3) && !isAnyManual(look()));
-    watchFor(1);
+    watchFor(2);
     begin("The lid opens.", "lid open");
+    timeline_.span(from, elapsed(), "lid");
     installation_.simmac({"lid", "open"});
-    promise("the fans are taken again", watchForLog("[NOTICE] service: hold: resumed", 3) && isEveryManual(look()));
+    promise("the fans are taken again", watchForLog("[NOTICE] service: hold: resumed", 6) && isEveryManual(look()));
+    watchFor(2);
 }
 
 void Rehearsal::sleepAndWake() {
     begin("The Mac goes to sleep.", "sleep");
+    const double from = elapsed();
     const auto report = installation_.simmac({"sleep"});
     say(report);
     promise("every fan was automatic when the helper let the Mac sleep",
             report.find("1 client(s) acknowledged") != std::string::npos && report.find("manual") == std::string::npos);
-    watchFor(2);
+    watchFor(3);
     begin("The Mac wakes.", "wake");
+    timeline_.span(from, elapsed(), "sleep");
     installation_.simmac({"wake"});
-    promise("the fans are taken again", watchForLog("[NOTICE] service: hold: resumed", 3) && isEveryManual(look()));
-    watchFor(1);
+    promise("the fans are taken again", watchForLog("[NOTICE] service: hold: resumed", 6) && isEveryManual(look()));
+    watchFor(3);
 }
 
 void Rehearsal::loseClient() {
     begin("The client dies.", "client killed");
     client_->signal(SIGKILL);
+    isAsked_ = false;
     const bool isNoticed = watchForLog("[NOTICE] service: Last client disconnected", 2);
     const double left = elapsed();
     const bool isHandedBack = watchForLog("[NOTICE] service: Fan handed back to macOS", 10);
     const double waited = elapsed() - left;
+    timeline_.mark(elapsed(), "handed back");
     promise("the fans are handed back eight seconds after the last client has gone",
             isNoticed && isHandedBack && std::fabs(waited - 8) < 1 && !isAnyManual(look()));
     watchFor(2);
@@ -130,6 +181,25 @@ void Rehearsal::stopHelper() {
     const auto status = installation_.helper().waitForEnd(10);
     showNewLogLines();
     promise("it hands back on the way out and exits with status 0", status == 0 && !isAnyManual(look()));
+}
+
+void Rehearsal::printSummary() const {
+    std::printf("\n    when   promise\n");
+    for (const auto& [seconds, text, isKept] : promises_)
+        std::printf("%6.1f s   %s  %s\n", seconds, isKept ? "kept   " : "BROKEN ", text.c_str());
+    const auto kept = std::count_if(promises_.begin(), promises_.end(), [](const auto& p) { return p.isKept; });
+    std::printf("\n%d promises kept, %d broken.\n", static_cast<int>(kept),
+                static_cast<int>(promises_.size()) - static_cast<int>(kept));
+}
+
+PictureData Rehearsal::data() const {
+    std::string clocks = "Real processes on a simulated Mac (" + profile_.name + "), whose chip heats and cools " +
+                         heatSpeed + " times as fast as it would";
+    if (speed_ != 1)
+        clocks += ", and whose own clock runs " + speedOption(speed_) + " times as fast";
+    return timeline_.data("A session with the helper",
+                          {clocks + ".", "A closed lid and another program's change are seen at the next look, up to 2 "
+                                         "seconds later; sleep waits until the fans are handed back."});
 }
 
 void Rehearsal::begin(const std::string& title, const std::string& mark) {
@@ -151,7 +221,7 @@ void Rehearsal::promise(const std::string& text, bool isKept) {
     showNewLogLines();
     std::printf("%5.1f s  %s  %s\n", elapsed(), isKept ? "PASS" : "FAIL", text.c_str());
     std::fflush(stdout);
-    ++(isKept ? kept_ : broken_);
+    promises_.push_back({elapsed(), text, isKept});
 }
 
 bool Rehearsal::watchUntil(const std::function<bool(const nlohmann::json&)>& condition, double seconds) {
@@ -165,7 +235,7 @@ bool Rehearsal::watchUntil(const std::function<bool(const nlohmann::json&)>& con
 }
 
 void Rehearsal::watchFor(double seconds) {
-    watchUntil([](const auto&) { return false; }, seconds);
+    watchUntil([](const auto&) { return false; }, seconds / speed_);
 }
 
 bool Rehearsal::watchForLog(const std::string& beginning, double seconds) {
@@ -174,13 +244,13 @@ bool Rehearsal::watchForLog(const std::string& beginning, double seconds) {
 
 nlohmann::json Rehearsal::look() {
     auto mac = installation_.mac();
-    Timeline::Sample sample{elapsed(), {}, mac["temperatures"]["Tp09"].get<double>()};
+    Timeline::Sample sample{elapsed(), {}, mac["temperatures"][profile_.chipKey].get<double>()};
     std::string fans;
     for (const auto& fan : mac["fans"]) {
-        sample.fans.push_back({fan["currentRPM"].get<double>(), fan["isManual"].get<bool>()});
+        sample.fans.push_back(sampleOf(fan));
         char text[64];
         std::snprintf(text, sizeof text, "fan %d %5.0f RPM %-9s   ", fan["index"].get<int>(), sample.fans.back().rpm,
-                      sample.fans.back().isManual ? "held" : "automatic");
+                      sample.fans.back().held ? "held" : "automatic");
         fans += text;
     }
     showNewLogLines();
@@ -191,6 +261,13 @@ nlohmann::json Rehearsal::look() {
     }
     timeline_.add(std::move(sample));
     return mac;
+}
+
+Timeline::FanSample Rehearsal::sampleOf(const nlohmann::json& fan) const {
+    return {.rpm = fan["currentRPM"].get<double>(),
+            .held = fan["isManual"].get<bool>() ? std::optional(fan["targetRPM"].get<double>()) : std::nullopt,
+            .asked = isAsked_ ? std::optional(rpmOf(fan, askedFraction)) : std::nullopt,
+            .maxRPM = fan["maxRPM"].get<double>()};
 }
 
 void Rehearsal::showNewLogLines() {

@@ -4,28 +4,45 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "simulator/model/Profile.h"
 #include "simulator/tools/rehearsal/Timeline.h"
 #include "tests/support/process/Installation.h"
 
 namespace kelo {
 
 /// Plays a session of about a minute on a staged installation, prints what happens to the fans, and checks the helper's
-/// promises on the way.
+/// promises on the way. On a Mac whose fans cannot be held it is a short one.
 class Rehearsal {
 public:
-    /// `folder` is a staged installation in which nothing runs. Throws `std::runtime_error` when it does not come up.
-    explicit Rehearsal(const std::filesystem::path& folder);
+    /// `folder` is a staged installation in which nothing runs. The Mac's own clock runs `speed` times as fast; the
+    /// helper's does not, so that its two and eight seconds stay what they are. Throws `std::runtime_error` when it
+    /// does not come up.
+    Rehearsal(const std::filesystem::path& folder, const Profile& profile, double speed);
     ~Rehearsal();
 
     /// Plays the session. Returns how many promises were broken.
     int play();
 
-    const Timeline& timeline() const { return timeline_; }
+    /// Every promise with its outcome, as a table.
+    void printSummary() const;
+
+    /// The data of a picture of the session.
+    PictureData data() const;
 
 private:
+    struct Promise {
+        double seconds;
+        std::string text;
+        bool isKept;
+    };
+
+    bool canBeHeld() const;
+    void playHold();
     void idle();
     void hold();
+    void beRefused();
     void heat();
     void interfere();
     void closeLid();
@@ -38,22 +55,26 @@ private:
     void promise(const std::string& text, bool isKept);
     /// Watches the fans until the condition holds, up to `seconds`.
     bool watchUntil(const std::function<bool(const nlohmann::json& mac)>& condition, double seconds);
+    /// For the onlooker: as much shorter as the Mac's clock is faster.
     void watchFor(double seconds);
     bool watchForLog(const std::string& beginning, double seconds);
     nlohmann::json look();
+    Timeline::FanSample sampleOf(const nlohmann::json& fan) const;
     void showNewLogLines();
     bool hasLogged(const std::string& beginning) const;
     double elapsed() const;
 
+    const Profile profile_;
+    const double speed_;
     Installation installation_;
     Timeline timeline_;
     std::unique_ptr<ChildProcess> client_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    bool isAsked_ = false; ///< A client wants its hold.
     std::size_t shownLogLines_ = 0;
     std::size_t firstLogLine_ = 0; ///< Of the step that is being played.
     double lastPrint_ = -1;
-    int kept_ = 0;
-    int broken_ = 0;
+    std::vector<Promise> promises_;
 };
 
 } // namespace kelo

@@ -45,7 +45,7 @@ void printFans(const std::vector<FanState>& fans) {
 
 } // namespace
 
-void serve(const std::string& profileName, double heatSpeed) {
+void serve(const std::string& profileName, double heatSpeed, double clockSpeed) {
     const auto profile = Profile::named(profileName);
     if (!profile)
         throw CommandRefused("There is no profile \"" + profileName + "\".");
@@ -56,7 +56,7 @@ void serve(const std::string& profileName, double heatSpeed) {
         throw CommandRefused("A simulated Mac is running here already.");
     EventLoop loop;
     SignalfdSignals signals(loop);
-    const HardwareServer server(loop, folder.descriptor(), *profile, heatSpeed);
+    const HardwareServer server(loop, folder.descriptor(), *profile, heatSpeed, clockSpeed);
     std::vector<std::unique_ptr<SignalSource>> sources;
     for (const int signal : {SIGTERM, SIGINT}) {
         signals.ignore(signal);

@@ -21,7 +21,7 @@ public:
 namespace mac_commands {
 
 /// Runs a simulated Mac until the process is asked to stop. The folder is made if there is none.
-void serve(const std::string& profile, double heatSpeed);
+void serve(const std::string& profile, double heatSpeed, double clockSpeed);
 
 void show(bool asJSON);
 void setLid(const ClamshellProperty& state);

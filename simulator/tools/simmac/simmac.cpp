@@ -23,6 +23,7 @@ constexpr int wrongUsage = 2;
 struct Arguments {
     std::string profile = "laptop";
     double heatSpeed = 1;
+    double clockSpeed = 1;
     bool isJSON = false;
     bool isNow = false;
     std::string state;
@@ -89,7 +90,11 @@ void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
     serves->add_option("--heat-speed", arguments.heatSpeed, "How many times faster the chip heats and cools")
         ->check(CLI::Range(0.001, 1000.0))
         ->capture_default_str();
-    serves->callback([&] { action = [&] { mac_commands::serve(arguments.profile, arguments.heatSpeed); }; });
+    serves->add_option("--speed", arguments.clockSpeed, "How many times faster the Mac's own clock runs")
+        ->check(CLI::Range(0.01, 1000.0))
+        ->capture_default_str();
+    serves->callback(
+        [&] { action = [&] { mac_commands::serve(arguments.profile, arguments.heatSpeed, arguments.clockSpeed); }; });
 }
 
 void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {

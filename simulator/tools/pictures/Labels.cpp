@@ -1,0 +1,28 @@
+#include "simulator/tools/pictures/Labels.h"
+
+#include <algorithm>
+
+#include "simulator/tools/pictures/Svg.h"
+
+namespace kelo {
+namespace {
+
+constexpr double gap = 8; // pixels
+
+} // namespace
+
+/// Below every earlier label that reaches as far: then this one's line, which runs down from its own row, meets none of
+/// them, and theirs run down to its left.
+int arrange(std::vector<Label>& labels) {
+    int rows = 0;
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        labels[i].row = 0;
+        for (std::size_t j = 0; j < i; ++j)
+            if (labels[j].x + Svg::widthOf(labels[j].text) + gap > labels[i].x)
+                labels[i].row = std::max(labels[i].row, labels[j].row + 1);
+        rows = std::max(rows, labels[i].row + 1);
+    }
+    return rows;
+}
+
+} // namespace kelo

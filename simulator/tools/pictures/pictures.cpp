@@ -1,0 +1,73 @@
+// pictures: records what the documents' pictures show, and draws them.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <stdexcept>
+
+#include "simulator/tools/pictures/Picture.h"
+#include "simulator/tools/pictures/Records.h"
+
+namespace {
+
+constexpr int done = 0;
+constexpr int failed = 1;
+constexpr int wrongUsage = 2;
+
+void write(const std::string& file, const std::string& content) {
+    std::ofstream stream(file, std::ios::binary);
+    if (!(stream << content).flush())
+        throw std::runtime_error("cannot write " + file);
+}
+
+kelo::PictureData architecture() {
+    std::ifstream table("tests/walls/includes.txt");
+    return kelo::records::architecture(table);
+}
+
+void record(const std::string& kind, const std::string& file) {
+    const auto data = kind == "floor"  ? kelo::records::floor()
+                      : kind == "hour" ? kelo::records::hour()
+                                       : architecture();
+    write(file, kelo::textOf(data));
+}
+
+void draw(const std::string& data, const std::string& picture) {
+    std::ifstream stream(data);
+    write(picture, kelo::drawPicture(kelo::PictureData::parse(stream)));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"Records what the documents' pictures show, and draws them. To be run from the top of the repository.",
+                 "pictures"};
+    app.require_subcommand(1);
+    std::string kind;
+    std::string data;
+    std::string picture;
+    auto* records = app.add_subcommand("record", "Records data of pictures that need no session.");
+    records->add_option("kind", kind)->required()->check(CLI::IsMember({"floor", "hour", "architecture"}));
+    records->add_option("data", data, "Where the data go, as JSON")->required();
+    auto* draws = app.add_subcommand("draw", "Draws a picture of data.");
+    draws->add_option("data", data, "The data, as JSON")->required()->check(CLI::ExistingFile);
+    draws->add_option("picture", picture, "Where the picture goes, as SVG")->required();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return error.get_exit_code() == 0 ? app.exit(error) : (app.exit(error), wrongUsage);
+    }
+    try {
+        if (*records)
+            record(kind, data);
+        else
+            draw(data, picture);
+        return done;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "pictures: %s\n", error.what());
+        return failed;
+    }
+}

@@ -1,0 +1,154 @@
+#!/usr/bin/env bash
+# Runs what the documents show: every block of commands, in an installation of its own for each document. Those that
+# need something else say so in their first line:
+#
+#     ```sh             run here: the simulated Mac and the helper are up, the programs in the path and the folder
+#     ```sh checkout    ./dev and the like, at the top of the repository: their spelling is compared with ./dev help
+#     ```sh mac         needs a Mac
+#     ```sh terminal    needs somebody at a terminal
+#     ```sh release     needs another release
+#     ```sh build       needs a build of another kind
+#
+# Commands within a sentence (`kelo …`) are compared with what the programs say of themselves.
+#
+# usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, unsigned or not
+# Run from the top of the repository.
+# shellcheck disable=SC2016 # the grave accents are Markdown's
+set -euo pipefail
+
+top=$PWD
+folder=$(mktemp -d)
+trap 'stop_world; rm -rf "$folder"' EXIT
+mac='' helper='' failed=0
+complain() { printf '%s\n' "$*"; failed=1; }
+
+documents() { find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort; }
+
+# blocks FILE: writes each fenced block as NUMBER.block in $folder/blocks, and prints "NUMBER LINE INFO" for each.
+blocks() {
+  awk -v to="$folder/blocks" '
+    /^ *```/ && !inside { inside = 1; info = $0; sub(/^ *```/, "", info); number++; file = to "/" number ".block"
+                          printf "" >file; print number, FNR, info; next }
+    /^ *```/ { inside = 0; close(file); next }
+    inside { print >file }
+    END { if (inside) print "open", FNR, "" }' "$1"
+}
+
+# --- an installation
+
+# The keys stay outside, so that a document can make its own.
+stage() {
+  local program
+  mkdir -p "$folder/staged/simulated-mac"
+  chmod go-w "$folder/staged/simulated-mac"
+  for program in "$@"; do cp "$program" "$folder/staged/"; done
+  "$folder/staged/simsign" init "$folder/keys" --team TESTTEAM01 >/dev/null
+  cp "$folder/keys/anchor.pem" "$folder/staged/simulated-mac/"
+  sign app.kelo.helper app.kelo.helper
+  sign kelo app.kelo.Kelo
+}
+sign() {
+  "$folder/staged/simsign" sign "$folder/staged/$1" --identifier "$2" --team TESTTEAM01 --keys "$folder/keys" >/dev/null
+}
+
+start_world() {
+  rm -rf "$folder/world"
+  cp -a "$folder/staged" "$folder/world"
+  "$folder/world/simmac" serve >"$folder/mac.log" 2>&1 &
+  mac=$!
+  wait_for "$folder/world/simmac" show
+  "$folder/world/app.kelo.helper" 2>"$folder/helper.log" &
+  helper=$!
+  wait_for "$folder/world/kelo" version
+}
+stop_world() {
+  local process
+  for process in $helper $mac; do
+    kill "$process" 2>/dev/null || true
+    wait "$process" 2>/dev/null || true
+  done
+  mac='' helper=''
+}
+wait_for() {
+  local tries
+  for ((tries = 0; tries < 200; tries++)); do
+    "$@" >/dev/null 2>&1 && return
+    sleep 0.05
+  done
+  complain "$* never succeeds"
+}
+
+# run_block PLACE NUMBER: one block, of which every command has to succeed.
+run_block() {
+  [ -n "$mac" ] || start_world
+  (cd "$folder/world" && PATH="$PWD:$PATH" timeout 60 bash -euo pipefail "$folder/blocks/$2.block") \
+    >"$folder/output" 2>&1 </dev/null \
+    || { complain "$1: this block fails:"; cat "$folder/blocks/$2.block" "$folder/output"; }
+  ran=$((ran + 1))
+}
+
+# --- spelling
+
+# What a program says of one of its commands: nothing when it does not know it, for which it would tell of all of them.
+# ./dev does tell of all in one text: from the command's line to the next one's.
+help_of() {
+  local said
+  if [ "$1" = ./dev ]; then
+    ./dev help | awk -v command="$2" '/^  [a-z]/ { inside = $1 == command } inside'
+  else
+    said=$("$folder/staged/$1" "$2" --help 2>/dev/null) || return 0
+    [ "$said" = "$("$folder/staged/$1" --help)" ] || printf '%s' "$said"
+  fi
+}
+
+# check_spelling PLACE COMMAND-LINE: whether the program knows the command and its options.
+check_spelling() {
+  local program command said option
+  read -r program command _ <<<"$2"
+  [[ ${command-} =~ ^[a-z-]+$ ]] && [[ $command != -* ]] || return 0
+  said=$(help_of "$program" "$command")
+  [ -n "$said" ] || { complain "$1: $program does not know \"$command\""; return; }
+  while IFS= read -r option; do
+    grep -qF -- "$option" <<<"$said" || complain "$1: \"$program $command\" does not know $option"
+  done < <(grep -oE -- '(^|[^-a-z])--[a-z][a-z-]*' <<<"${2%%-- *}" | grep -oE -- '--.*')
+}
+
+check_spelling_of_block() {
+  local line
+  while IFS= read -r line; do
+    case $line in ./dev\ *) check_spelling "$1" "$line" ;; esac
+  done <"$folder/blocks/$2.block"
+}
+
+# What stands between grave accents and begins like a command, outside of blocks.
+inline_commands() {
+  awk '/^ *```/ { inside = !inside; next } !inside' "$1" | grep -oE '`(\./dev|kelo|simmac|simsign) [^`]+`' | tr -d '`' \
+    | sort -u || true
+}
+
+# --- all of it
+
+stage "$@"
+mkdir "$folder/blocks"
+ran=0 marked=0
+while IFS= read -r document; do
+  while read -r number line info; do
+    place=$document:$line
+    case $info in
+      sh) run_block "$place" "$number" ;;
+      'sh checkout') check_spelling_of_block "$place" "$number"; marked=$((marked + 1)) ;;
+      'sh mac' | 'sh terminal' | 'sh release' | 'sh build') marked=$((marked + 1)) ;;
+      text | json | cpp | objc | swift)
+        ! grep -E '^(\./dev|kelo (status|watch|hold|version)|simmac|simsign|sudo|cmake|ninja) ' \
+          "$folder/blocks/$number.block" \
+          || complain "$place: commands in a block that is not one of commands" ;;
+      *) complain "$place: a block that says neither what it is nor what it needs: \"$info\"" ;;
+    esac
+  done < <(blocks "$document")
+  while IFS= read -r command; do check_spelling "$document" "$command"; done < <(inline_commands "$document")
+  stop_world
+done < <(documents)
+cd "$top"
+[ "$ran" -gt 0 ] || complain "no block was run"
+printf '%d blocks run, %d marked as needing something else\n' "$ran" "$marked"
+exit $failed

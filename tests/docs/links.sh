@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Fails when a link in a document leads nowhere: to a file or a heading that is not there.
+#
+# Run from the top of the repository.
+set -euo pipefail
+
+failed=0
+count=0
+
+# anchors FILE: the names that headings get, as GitHub makes them.
+anchors() {
+  awk '/^ *```/ { inside = !inside; next } !inside && /^#+ /' "$1" | sed -E 's/^#+ +//' | tr '[:upper:]' '[:lower:]' \
+    | sed -E 's/[^a-z0-9 _-]//g; s/ /-/g'
+}
+
+while IFS= read -r document; do
+  while IFS= read -r target; do
+    count=$((count + 1))
+    file=${target%%#*} anchor=''
+    case $target in *'#'*) anchor=${target#*#} ;; esac
+    if [ -n "$file" ]; then file=$(dirname "$document")/$file; else file=$document; fi
+    if [ ! -e "$file" ]; then
+      printf '%s: %s is not there\n' "$document" "$target"
+      failed=1
+    elif [ -n "$anchor" ] && ! anchors "$file" | grep -xF -- "$anchor" >/dev/null; then
+      printf '%s: %s has no such heading\n' "$document" "$target"
+      failed=1
+    fi
+  done < <(awk '/^ *```/ { inside = !inside; next } !inside' "$document" | grep -oE '\]\([^)]+\)' \
+    | sed -E 's/^\]\(|\)$//g' | grep -vE '^[a-z]+:' || true)
+done < <(find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort)
+
+[ "$count" -gt 0 ] || { printf 'there is no link\n'; exit 1; }
+printf '%d links lead somewhere\n' "$count"
+exit $failed

@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Compares THIRD_PARTY_NOTICES.md with the libraries whose headers end up in what is shipped.
+#
+# usage: notices.sh [INCLUDE-FOLDER...]: where the libraries' headers are installed
+# Run from the top of the repository.
+# shellcheck disable=SC2016 # the grave accents are Markdown's
+set -euo pipefail
+
+notices=THIRD_PARTY_NOTICES.md
+shipped=(protocol core helper client platform) # simmac and simsign are staged for developers, with the same libraries
+
+# Headers of C++ libraries end in .hpp, which no header of the systems or of the standard library does.
+included() {
+  find "${shipped[@]}" \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0 \
+    | xargs -0 sed -nE 's/^[ \t]*#[ \t]*(include|import)[ \t]*(<[^>]*\.hpp>).*/\2/p' | sort -u
+}
+listed() { sed -nE 's/^\| `(<[^>]*>)` \|.*/\1/p' "$notices" | sort -u; }
+
+[ -n "$(included)" ] || { printf 'nothing of a library is included\n'; exit 1; }
+difference=$(diff <(listed) <(included)) || {
+  printf '%s and what is included differ (<: only listed, >: only included):\n%s\n' "$notices" "$difference"
+  exit 1
+}
+
+# Whoever the installed headers name as a holder of a copyright has to be named.
+failed=0
+for folder in "${@:-/usr/include}"; do
+  for library in $(included | sed -E 's|^<([^/]*)/.*|\1|'); do
+    [ -d "$folder/$library" ] || continue
+    while IFS= read -r holder; do
+      grep -qF "$holder" "$notices" && continue
+      printf '%s does not name %s, of %s\n' "$notices" "$holder" "$library"
+      failed=1
+    done < <(grep -rhoE '(SPDX-FileCopyrightText:|// Copyright \(c\)) .*' "$folder/$library" \
+      | sed -E 's/^.*(Text:|\(c\)) *//; s/^[0-9 -]*,? *//; s/ *[<,].*//' | sort -u)
+  done
+done
+exit $failed

@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# Prepares releases with ./dev release, in a clone that is thrown away.
+#
+# usage: release.sh VERSION: the version that the build has
+# Run from the top of the repository.
+set -euo pipefail
+
+version=$1
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+failure() { printf '%s\n' "$*"; cat "$folder/out" 2>/dev/null; exit 1; }
+
+# A repository of its own with the files as they are now, committed or not, without a tag.
+clone=$folder/clone
+mkdir "$clone"
+git ls-files --cached --others --exclude-standard -z \
+  | while IFS= read -r -d '' file; do if [ -f "$file" ]; then printf '%s\0' "$file"; fi; done \
+  | tar --null -T - -cf - | tar -xf - -C "$clone"
+git -C "$clone" init --quiet --initial-branch main
+git -C "$clone" config user.name Tester
+git -C "$clone" config user.email tester@example.com
+git -C "$clone" config tag.gpgSign false
+git -C "$clone" config commit.gpgSign false
+commit() { git -C "$clone" add --all && git -C "$clone" commit --quiet --allow-empty --message "$1"; }
+unreleased() { printf '# Changelog\n\n## Unreleased\n\n- %s\n' "$1" >"$clone/CHANGELOG.md"; }
+unreleased "Something new."
+commit "The beginning"
+
+release() { "$clone/dev" release "$@" >"$folder/out" 2>&1; }
+# refused STATUS TEXT ARGUMENT...: says so, and leaves everything as it was.
+refused() {
+  local expected=$1 text=$2 status=0 before
+  before=$(state)
+  shift 2
+  release "$@" || status=$?
+  [ "$status" -eq "$expected" ] || failure "\"release $*\" exits with $status, not $expected"
+  grep -qF -- "$text" "$folder/out" || failure "\"release $*\" does not say: $text"
+  [ "$(state)" = "$before" ] || failure "\"release $*\" has changed something"
+}
+state() {
+  git -C "$clone" log --format=%H
+  git -C "$clone" tag --list
+  git -C "$clone" diff
+  find "$clone/build" -type f 2>/dev/null || true # there is none before the first release
+}
+
+# --- what is refused
+for wrong in 1.2 1.2.3.4 v1.2.3 1.02.3 1.2.3-rc1 one; do refused 2 "is no version" "$wrong"; done
+refused 2 "needs a version"
+refused 2 "takes one version" 1.2.3 1.2.4
+refused 2 "does not know" 1.2.3 --force
+refused 1 "is below $version" 0.0.1
+touch "$clone/forgotten"
+refused 1 "not committed" 1.2.3
+rm "$clone/forgotten"
+echo >>"$clone/README.md"
+refused 1 "not committed" 1.2.3
+git -C "$clone" checkout --quiet README.md
+
+# --- a dry run says all of it and does none of it
+refused 0 "git tag --annotate v1.2.3" 1.2.3 --dry-run
+refused 0 "SHA256SUMS" 1.2.3 --dry-run
+
+# --- a release
+today=$(date -u +%Y-%m-%d)
+release 1.2.3 || failure "1.2.3 is not prepared"
+[ "$(git -C "$clone" describe --exact-match)" = v1.2.3 ] || failure "the newest commit is not tagged"
+[ -z "$(git -C "$clone" status --porcelain)" ] || failure "something is left uncommitted"
+grep -qF 'project(KeloHelper VERSION 1.2.3 ' "$clone/CMakeLists.txt" || failure "the version is not set"
+diff - "$clone/CHANGELOG.md" <<EOT || failure "the changelog is another"
+# Changelog
+
+## Unreleased
+
+## 1.2.3 ($today)
+
+- Something new.
+EOT
+[ "$(git -C "$clone" diff --name-only HEAD~ | tr '\n' ' ')" = "CHANGELOG.md CMakeLists.txt " ] \
+  || failure "more was changed than the version and the changelog"
+
+# --- its archive
+made=$clone/build/release
+# shellcheck source=tools/dev/release.sh
+source "$clone/tools/dev/release.sh"
+diff <(cd "$made" && checksum kelo-helper-1.2.3.tar.gz) "$made/SHA256SUMS" || failure "the checksum is wrong"
+tar -xzf "$made/kelo-helper-1.2.3.tar.gz" -C "$folder"
+diff -r "$folder/kelo-helper-1.2.3" "$clone" --exclude .git --exclude build || failure "the archive holds other files"
+[ -s "$folder/kelo-helper-1.2.3/THIRD_PARTY_NOTICES.md" ] || failure "the archive lacks the notices"
+cp "$made/kelo-helper-1.2.3.tar.gz" "$folder/first.tar.gz"
+# Again, elsewhere, at another time, with another mask: the same bytes.
+git clone --quiet --no-local "$clone" "$folder/second" 2>/dev/null
+sleep 1.1
+(
+  umask 077
+  cd "$folder/second"
+  archive 1.2.3
+)
+cmp "$folder/first.tar.gz" "$folder/second/build/release/kelo-helper-1.2.3.tar.gz" || failure "the bytes differ"
+
+# --- what comes after it
+refused 1 "lists nothing" 1.2.4
+unreleased "Something newer."
+commit "Go on"
+refused 1 "1.2.3 is released already" 1.2.3
+refused 1 "1.2.2 is not above 1.2.3" 1.2.2
+git -C "$clone" tag v1.10.0
+git -C "$clone" tag v2.0.0-rc1 # no release of ours
+refused 1 "1.9.0 is not above 1.10.0" 1.9.0
+release 1.11.0 || failure "1.11.0 is not prepared"
+printf 'releases are prepared as they should be\n'

@@ -1,0 +1,134 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+#include "simulator/tools/pictures/Labels.h"
+#include "simulator/tools/pictures/Picture.h"
+#include "simulator/tools/pictures/Records.h"
+#include "simulator/tools/pictures/Svg.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+const std::string sources = KELO_SOURCE_FOLDER;
+
+std::string contentOf(const std::string& file) {
+    std::ifstream stream(sources + "/" + file, std::ios::binary);
+    std::ostringstream content;
+    content << stream.rdbuf();
+    return content.str();
+}
+
+PictureData kept(const std::string& name) { return PictureData::parse(contentOf("docs/pictures/" + name + ".json")); }
+
+/// The same but for what another mathematics library may round otherwise.
+bool isAlike(const PictureData& a, const PictureData& b) {
+    if (a.is_number() && b.is_number())
+        return std::fabs(a.get<double>() - b.get<double>()) <= 0.001 * std::fabs(a.get<double>()) + 0.11;
+    if (a.is_structured() && a.type() == b.type() && a.size() == b.size())
+        return std::equal(a.items().begin(), a.items().end(), b.items().begin(),
+                          [](const auto& one, const auto& other) {
+                              return one.key() == other.key() && isAlike(one.value(), other.value());
+                          });
+    return a == b;
+}
+
+// --- what the documents show
+
+class KeptPicture : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(KeptPicture, IsWhatItsDataGive) {
+    const std::string name = GetParam();
+    EXPECT_TRUE(drawPicture(kept(name)) == contentOf("docs/pictures/" + name + ".svg"))
+        << "docs/pictures/" << name << ".svg is older than its data or than what draws it: run ./dev docs";
+}
+
+INSTANTIATE_TEST_SUITE_P(All, KeptPicture, ::testing::Values("session", "floor", "hour", "architecture"),
+                         [](const auto& parameter) { return std::string(parameter.param); });
+
+TEST(KeptData, AreWhatTheCodeDoesNow) {
+    EXPECT_TRUE(isAlike(kept("floor"), records::floor())) << "run ./dev docs";
+    EXPECT_TRUE(isAlike(kept("hour"), records::hour())) << "run ./dev docs";
+    std::ifstream table(sources + "/tests/walls/includes.txt");
+    EXPECT_TRUE(isAlike(kept("architecture"), records::architecture(table))) << "run ./dev docs";
+}
+
+TEST(KeptData, AreComparedForMoreThanTheirForm) {
+    auto other = kept("floor");
+    other["easing"]["held"][40] = 0.1;
+    EXPECT_FALSE(isAlike(kept("floor"), other));
+    other = kept("hour");
+    other["fans"][0]["held"][20] = nullptr;
+    EXPECT_FALSE(isAlike(kept("hour"), other));
+}
+
+// --- drawing
+
+TEST(Picture, RefusesDataOfAnotherForm) {
+    EXPECT_THROW((void)drawPicture({{"picture", "portrait"}}), std::invalid_argument);
+    EXPECT_ANY_THROW((void)drawPicture(PictureData::object()));
+    auto shorter = kept("session");
+    shorter["times"].erase(0);
+    EXPECT_THROW((void)drawPicture(shorter), std::invalid_argument);
+    auto empty = kept("session");
+    empty["times"] = PictureData::array();
+    EXPECT_THROW((void)drawPicture(empty), std::invalid_argument);
+}
+
+TEST(Picture, IsReadableOnLightAndOnDarkGround) {
+    EXPECT_THAT(drawPicture(kept("session")), HasSubstr("@media (prefers-color-scheme: dark)"));
+}
+
+TEST(Picture, DrawsAMacWithoutFans) {
+    auto data = kept("session");
+    data["fans"] = PictureData::array();
+    EXPECT_THAT(drawPicture(data), Not(HasSubstr("fan 0")));
+}
+
+TEST(Picture, TakesATextAsItIs) {
+    Svg svg(100);
+    svg.text({1, 2}, "a < b & c");
+    EXPECT_THAT(svg.file(10, "<title>"), HasSubstr("a &lt; b &amp; c"));
+}
+
+// --- labels
+
+double endOf(const Label& label) { return label.x + Svg::widthOf(label.text); }
+
+/// No text reaches into another of its row, and none lies over the line of a later one, which runs down from its row.
+void expectApart(const std::vector<Label>& labels) {
+    for (std::size_t i = 0; i < labels.size(); ++i)
+        for (std::size_t j = 0; j < i; ++j)
+            EXPECT_TRUE(endOf(labels[j]) <= labels[i].x || labels[j].row < labels[i].row)
+                << labels[j].text << " and " << labels[i].text;
+}
+
+TEST(Labels, StayInOneRowWhereThereIsRoom) {
+    std::vector<Label> labels = {{0, "one"}, {100, "two"}, {200, "three"}};
+    EXPECT_EQ(arrange(labels), 1);
+    expectApart(labels);
+}
+
+TEST(Labels, NeverLieOverEachOtherHoweverCloseTheyAre) {
+    for (const double distance : {0.0, 1.0, 17.0, 40.0}) {
+        std::vector<Label> labels;
+        for (int i = 0; i < 12; ++i)
+            labels.push_back({i * distance, i % 3 == 0 ? "a long label" : "short"});
+        EXPECT_GT(arrange(labels), 1);
+        expectApart(labels);
+    }
+}
+
+TEST(Labels, AreInTheHighestRowAgainAfterAGap) {
+    std::vector<Label> labels = {{0, "close"}, {5, "closer"}, {300, "far"}};
+    EXPECT_EQ(arrange(labels), 2);
+    EXPECT_EQ(labels[2].row, 0);
+}
+
+} // namespace
+} // namespace kelo
