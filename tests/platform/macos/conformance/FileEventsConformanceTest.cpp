@@ -15,7 +15,7 @@ namespace {
 class VnodeFileEventsHarness {
 public:
     FileEvents& fileEvents() { return fileEvents_; }
-    void run() { runMainLoop(queue_, SystemUnderTest::unit); }
+    void run() { runMainLoop(SystemUnderTest::unit); }
 
 #ifdef __APPLE__
     std::string expectedOwnExecutable() {
@@ -31,7 +31,7 @@ public:
 #endif
 
 private:
-    SystemUnderTest system_;
+    [[maybe_unused]] SystemUnderTest system_;
     DispatchMainQueue queue_;
     VnodeFileEvents fileEvents_;
 };
