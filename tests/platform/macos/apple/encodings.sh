@@ -13,8 +13,9 @@ case $processor in
   *) printf 'unknown processor %s\n' "$processor" >&2; exit 2 ;;
 esac
 
-emitted=$("$compiler" -target "$processor-apple-macos14" -fno-objc-arc -fblocks -std=c++20 -nostdlibinc -I. \
-  -isystem tests/platform/macos/include -S -emit-llvm -o - tests/platform/macos/apple/Encodings.mm \
+declarations=(-nostdlibinc -isystem tests/platform/macos/include -isystem tests/platform/macos/sdk/include)
+emitted=$("$compiler" -target "$processor-apple-macos14" -fno-objc-arc -fblocks -std=c++20 -I. "${declarations[@]}" \
+  -S -emit-llvm -o - tests/platform/macos/apple/Encodings.mm \
   | sed -n 's/.*c"\(.*\)\\00".*/\1/p' | sed 's/\\22/"/g')
 expect() {
   if ! grep -qxF -- "$1" <<<"$emitted"; then
