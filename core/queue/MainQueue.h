@@ -36,8 +36,9 @@ public:
     virtual void postAfter(double seconds, Task task) = 0;
 
     /// Runs `onFire` on the main thread in `interval` seconds, and then every `interval` seconds if it repeats. A
-    /// repeating timer that was delayed past several due times fires once and then keeps to its schedule. Main thread
-    /// only.
+    /// repeating timer that was delayed past several due times fires once and then keeps to its schedule. A timer that
+    /// falls due while the main thread is busy runs after the tasks that had been posted by then: what happened in time
+    /// is not overtaken by a deadline. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) = 0;
 
     /// Whether the calling thread is the main thread: for assertions.

@@ -32,6 +32,16 @@ public:
             submit();
     }
 
+    /// Runs `task` at once, or, where others wait, after them. Main thread only.
+    void runAfterWaiting(Task task) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (!tasks_.empty())
+                return tasks_.push_back(std::move(task));
+        }
+        task();
+    }
+
 private:
     void submit() {
         // Kept alive by what is submitted: it may run when the queue's owner has gone.
@@ -74,7 +84,9 @@ void DispatchMainQueue::postAfter(double seconds, Task task) {
 }
 
 std::unique_ptr<Timer> DispatchMainQueue::scheduleTimer(double interval, bool repeats, Task onFire) {
-    return std::make_unique<RunLoopTimer>(interval, repeats, std::move(onFire));
+    return std::make_unique<RunLoopTimer>(interval, repeats, std::move(onFire), [waiting = waiting_](Task task) {
+        waiting->runAfterWaiting(std::move(task));
+    });
 }
 
 bool DispatchMainQueue::isCurrent() const { return std::this_thread::get_id() == mainThread_; }

@@ -10,8 +10,8 @@ namespace kelo {
 /// The main dispatch queue, drained by the main run loop, and that run loop's timers. To be made on the main thread.
 ///
 /// Of the tasks that wait, the system holds one at a time: what else is delivered on its main queue, signals above all,
-/// comes between any two of them and not behind them all. Delays and timers stand still while the machine sleeps. What
-/// a task throws is reported and goes no further.
+/// comes between any two of them and not behind them all. A timer that is due comes after those that wait. Delays and
+/// timers stand still while the machine sleeps. What a task throws is reported and goes no further.
 class DispatchMainQueue : public MainQueue {
 public:
     DispatchMainQueue();

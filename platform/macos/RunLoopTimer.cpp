@@ -7,8 +7,11 @@
 namespace kelo {
 
 struct RunLoopTimer::Handler : std::enable_shared_from_this<Handler> {
-    explicit Handler(MainQueue::Task task) : onFire(std::move(task)) {}
+    Handler(MainQueue::Task task, Run way) : onFire(std::move(task)), run(std::move(way)) {}
     const MainQueue::Task onFire;
+    const Run run;
+    bool isValid = true;
+    bool isWaiting = false; ///< Its timer has fired, and `run` has not yet called it.
 };
 
 namespace {
@@ -27,19 +30,30 @@ CFReference<CFRunLoopTimerRef> makeTimer(double interval, bool repeats, CFRunLoo
 
 } // namespace
 
-RunLoopTimer::RunLoopTimer(double interval, bool repeats, MainQueue::Task onFire)
-    : handler_(std::make_shared<Handler>(std::move(onFire))),
+RunLoopTimer::RunLoopTimer(double interval, bool repeats, MainQueue::Task onFire, Run run)
+    : handler_(std::make_shared<Handler>(std::move(onFire), std::move(run))),
       timer_(makeTimer(usableInterval(interval), repeats, fire, handler_.get())) {
     CFRunLoopAddTimer(CFRunLoopGetMain(), timer_.get(), kCFRunLoopDefaultMode);
 }
 
 RunLoopTimer::~RunLoopTimer() { invalidate(); }
 
-void RunLoopTimer::invalidate() { CFRunLoopTimerInvalidate(timer_.get()); }
+void RunLoopTimer::invalidate() {
+    handler_->isValid = false;
+    CFRunLoopTimerInvalidate(timer_.get());
+}
 
 void RunLoopTimer::fire(CFRunLoopTimerRef, void* info) {
     const auto handler = static_cast<Handler*>(info)->shared_from_this();
-    contain("a timer's handler", handler->onFire);
+    if (std::exchange(handler->isWaiting, true))
+        return; // once for all the times that it is late
+    contain("a timer", [&] {
+        handler->run([handler] {
+            handler->isWaiting = false;
+            if (handler->isValid)
+                contain("a timer's handler", handler->onFire);
+        });
+    });
 }
 
 } // namespace kelo

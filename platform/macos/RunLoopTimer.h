@@ -2,6 +2,9 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <functional>
+#include <memory>
+
 #include "core/queue/MainQueue.h"
 #include "platform/macos/CFReference.h"
 
@@ -9,9 +12,14 @@ namespace kelo {
 
 /// A timer of the main run loop, in its default mode. An interval that is not positive is a ten-thousandth of a second.
 /// Main thread only.
+///
+/// The run loop gives no order between a timer that fell due while the main thread was busy and tasks that were posted
+/// meanwhile; so the handler goes through `run`, which knows what waits.
 class RunLoopTimer : public Timer {
 public:
-    RunLoopTimer(double interval, bool repeats, MainQueue::Task onFire);
+    using Run = std::function<void(MainQueue::Task)>;
+
+    RunLoopTimer(double interval, bool repeats, MainQueue::Task onFire, Run run);
     ~RunLoopTimer() override;
 
     void invalidate() override;

@@ -3,6 +3,7 @@
 #import <Foundation/Foundation.h>
 
 #include "helper/Listener.h"
+#include "platform/posix/ConnectionPlaces.h"
 #include "platform/posix/GuardedHelper.h"
 
 namespace kelo {
@@ -11,7 +12,9 @@ namespace kelo {
 /// presents it.
 class XPCIncomingConnection : public IncomingConnection {
 public:
-    explicit XPCIncomingConnection(NSXPCConnection* connection) : connection_(connection) {}
+    /// The place is held until the connection has been invalidated.
+    XPCIncomingConnection(NSXPCConnection* connection, ConnectionPlaces::Place place)
+        : connection_(connection), place_(std::move(place)) {}
 
     void exportObject(std::shared_ptr<KeloHelperProtocol> object) override;
     void setInvalidationHandler(std::function<void()> handler) override;
@@ -20,6 +23,7 @@ public:
 
 private:
     NSXPCConnection* const connection_;
+    const ConnectionPlaces::Place place_;
     std::shared_ptr<GuardedHelper> helper_;
 };
 

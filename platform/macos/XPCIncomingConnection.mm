@@ -16,7 +16,9 @@ void XPCIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> obj
 
 void XPCIncomingConnection::setInvalidationHandler(std::function<void()> handler) {
     const auto helper = helper_;
+    const auto place = place_;
     connection_.invalidationHandler = ^{
+      static_cast<void>(place); // let go with this block, which the system keeps until now
       if (helper)
           helper->connectionEnded();
       contain("the invalidation of a connection", handler);

@@ -13,6 +13,7 @@
   @public
     kelo::ConnectionAdmission admission_;
     BOOL hasRequirement_;
+    std::shared_ptr<kelo::ConnectionPlaces> places_;
 }
 @end
 
@@ -22,7 +23,10 @@
     static_cast<void>(listener);
     if (!hasRequirement_)
         return NO;
-    kelo::XPCIncomingConnection connection(newConnection);
+    auto place = places_->take(newConnection.processIdentifier);
+    if (!place)
+        return NO;
+    kelo::XPCIncomingConnection connection(newConnection, std::move(place));
     const auto& admission = admission_;
     bool isAccepted = false;
     kelo::contain("admitting a connection", [&] { isAccepted = admission(connection); });
@@ -39,7 +43,9 @@ class XPCListener : public Listener {
   public:
     explicit XPCListener(const std::string& machServiceName)
         : listener_(adopt([[NSXPCListener alloc] initWithMachServiceName:makeNSString(machServiceName).get()])),
-          delegate_(adopt([[KeloListenerDelegate alloc] init])) {}
+          delegate_(adopt([[KeloListenerDelegate alloc] init])) {
+        delegate_.get()->places_ = std::make_shared<ConnectionPlaces>();
+    }
 
     // The listener does not retain its delegate, so it must not keep a pointer to one that is gone.
     ~XPCListener() override {

@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Monotonic time and sleeping.
+/// Monotonic time, which stands still while the machine sleeps, and sleeping.
 class PosixClock : public Clock {
 public:
     double now() override;

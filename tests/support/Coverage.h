@@ -1,14 +1,17 @@
 #pragma once
 
-/// Of the compiler's run-time library; there only when coverage is measured.
-extern "C" int __llvm_profile_write_file() __attribute__((weak));
+#ifdef KELO_COVERAGE
+/// Of the compiler's run-time library.
+extern "C" int __llvm_profile_write_file();
+#endif
 
 namespace kelo {
 
 /// To be called before `_exit` in a process that a test has forked: its coverage would be lost.
 inline void saveCoverage() {
-    if (__llvm_profile_write_file != nullptr)
-        __llvm_profile_write_file();
+#ifdef KELO_COVERAGE
+    __llvm_profile_write_file();
+#endif
 }
 
 } // namespace kelo

@@ -5,15 +5,15 @@ source_files() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*
 
 command_format() {
   [ $# -eq 0 ] || usage "format takes no arguments"
-  ensure_packages
-  source_files | xargs clang-format -i
+  ensure_packages form
+  source_files | xargs "$(clang_tool clang-format)" -i
 }
 
 command_lint() {
   [ $# -eq 0 ] || usage "lint takes no arguments"
-  ensure_packages
+  ensure_packages form
   say "clang-format"
-  source_files | xargs clang-format --dry-run -Werror
+  source_files | xargs "$(clang_tool clang-format)" --dry-run -Werror
   say "shellcheck"
   shell_files | xargs shellcheck -x
   say "clang-tidy"
@@ -27,6 +27,8 @@ shell_files() {
 
 # The test sources stay out: their macros expand to code that no check was written for.
 tidy() {
+  CLANG_TIDY=$(clang_tool clang-tidy)
+  export CLANG_TIDY
   git ls-files --cached --others --exclude-standard -- '*.cpp' | grep -v '^tests/' \
     | xargs -P "$(jobs_count)" -n 4 bash -c 'tidy_batch "$@"' tidy_batch \
     || fail "clang-tidy found something"
@@ -36,7 +38,7 @@ tidy() {
 # suppressed in the system's headers.
 tidy_batch() {
   local output
-  output=$(clang-tidy -p build/debug --quiet "$@" 2>&1) && return
+  output=$("$CLANG_TIDY" -p build/debug --quiet "$@" 2>&1) && return
   printf '%s\n' "$output"
   return 1
 }

@@ -5,21 +5,24 @@
 debian_packages=(
   cmake ninja-build g++ clang clang-format clang-tidy llvm
   libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
-  mandoc zsh fish
+  mandoc zsh fish lld googletest
   shellcheck openssl libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
 )
-brew_packages=(cmake ninja googletest nlohmann-json cli11 openssl@3 llvm shellcheck fish)
+# Homebrew's: what building and testing need, and what else the form of the sources needs.
+brew_packages=(cmake ninja googletest nlohmann-json cli11 fish)
+brew_form_packages=(llvm shellcheck)
 
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# Installs what is missing and says what it installs; says nothing when nothing is.
+# ensure_packages [form]: installs what is missing and says what it installs; says nothing when nothing is.
 ensure_packages() {
-  if command -v apt-get >/dev/null; then
+  if [ "$(uname)" != Darwin ] && command -v apt-get >/dev/null; then
     ensure_debian_packages
   elif command -v brew >/dev/null; then
     ensure_brew_packages
+    [ "${1-}" != form ] || install_brew_packages "${brew_form_packages[@]}"
   else
     fail "needs apt (Debian 12 or newer, Ubuntu 24.04 or newer) or Homebrew to install what it builds with"
   fi
@@ -56,12 +59,19 @@ count_packages() {
        END { if (unpacked) print "" }'
 }
 
-ensure_brew_packages() {
+ensure_brew_packages() { install_brew_packages "${brew_packages[@]}"; }
+
+install_brew_packages() {
   local missing=() package
-  for package in "${brew_packages[@]}"; do
+  for package in "$@"; do
     brew list --formula "$package" >/dev/null 2>&1 || missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return
   say "installing: ${missing[*]}"
   brew install --quiet "${missing[@]}"
+}
+
+# clang_tool NAME: Clang's tool of this name. Homebrew keeps its own off the path.
+clang_tool() {
+  if [ "$(uname)" = Darwin ]; then printf '%s/bin/%s' "$(brew --prefix llvm)" "$1"; else printf '%s' "$1"; fi
 }

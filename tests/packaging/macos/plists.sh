@@ -34,12 +34,13 @@ expect 'string app.kelo.helper' "$launchd" Label
 expect 'array /Library/PrivilegedHelperTools/app.kelo.helper' "$launchd" ProgramArguments
 expect 'true' "$launchd" MachServices app.kelo.helper
 expect 'false' "$launchd" KeepAlive SuccessfulExit # back after a crash, not after it has left
+expect 'true' "$launchd" RunAtLoad # implied by SuccessfulExit: nobody shall think that a client starts it
 expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
 # More than ten fans of 4 seconds each.
 seconds=$(value "$launchd" ExitTimeOut)
 [ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
 # Either would have an idle helper killed without a signal that it can see.
-for key in EnableTransactions EnablePressuredExit RunAtLoad StandardErrorPath; do
+for key in EnableTransactions EnablePressuredExit StandardErrorPath; do
   [ "$(xmllint --nonet --xpath "count(//key[.='$key'])" "$launchd")" = 0 ] || { printf '%s is set\n' "$key"; exit 1; }
 done
 

@@ -24,7 +24,9 @@ static_assert(std::is_same_v<CFIndex, signed long> && std::is_same_v<CFTypeID, u
               std::is_same_v<CFOptionFlags, unsigned long> && std::is_same_v<Boolean, unsigned char>);
 static_assert(std::is_same_v<CFAbsoluteTime, double> && std::is_same_v<CFTypeRef, const void*>);
 static_assert(std::is_same_v<IOServiceInterestCallback, void (*)(void*, unsigned int, std::uint32_t, void*)>);
-static_assert(std::is_same_v<os_log_type_t, std::uint8_t> && std::is_same_v<dispatch_time_t, std::uint64_t>);
+static_assert(std::is_same_v<std::underlying_type_t<os_log_type_t>, std::uint8_t> &&
+              std::is_same_v<std::underlying_type_t<CFNumberType>, CFIndex> &&
+              std::is_same_v<dispatch_time_t, std::uint64_t>);
 
 static_assert(kIOMessageCanSystemSleep == 0xE0000270U && kIOMessageSystemWillSleep == 0xE0000280U);
 static_assert(kIOMessageSystemWillNotSleep == 0xE0000290U && kIOMessageSystemHasPoweredOn == 0xE0000300U);

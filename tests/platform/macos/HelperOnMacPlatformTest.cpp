@@ -181,6 +181,33 @@ TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwa
     mainLoop().runFor(9); // nobody came back
 }
 
+TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeepsTheHold) {
+    start();
+    std::unique_ptr<HelperConnection> client;
+    const auto connect = [&client] {
+        client = connectToHelper();
+        EXPECT_EQ(client->helperVersion(), 6);
+    };
+    serve([&] {
+        connect();
+        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+    });
+    client.reset();
+    doubles::settleXPC();
+    mainLoop().runFor(7.5);
+    platform->queue.post([&] {
+        std::thread(connect).join();
+        mainLoop().block(2); // beyond the grace period
+    });
+    mainLoop().runFor(60);
+    EXPECT_TRUE(isAnyManual());
+    EXPECT_THAT(messages(), Not(Contains("Fan handed back to macOS after the client went away.")));
+    client.reset();
+    doubles::settleXPC();
+    mainLoop().runFor(9);
+    EXPECT_FALSE(isAnyManual());
+}
+
 TEST_F(HelperOnMacPlatform, AClosedLidTakesTheFansIfTheClientWishesSo) {
     start();
     std::unique_ptr<HelperConnection> client;

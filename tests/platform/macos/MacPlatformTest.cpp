@@ -1,5 +1,6 @@
 #include "platform/macos/MacPlatform.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/PosixDouble.h"
+#include "tests/support/Coverage.h"
 
 namespace kelo {
 namespace {
@@ -24,6 +26,24 @@ protected:
 };
 
 TEST_F(MacPlatformTest, ABrokenPipeIsIgnoredFromTheStart) { EXPECT_TRUE(doubles::isIgnored(SIGPIPE)); }
+
+TEST_F(MacPlatformTest, WhatIsOpenedLaterDoesNotTakeThePlaceOfAClosedStandardStream) {
+    doubles::journalFiles(true);
+    const auto second = [] {
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            close(descriptor);
+        journal().take();
+        const auto made = makePlatform();
+        const auto calls = journal().take();
+        const int next = open("/dev/zero", O_RDONLY);
+        const bool isFirst = calls.size() >= 4 && calls[0].starts_with("open /dev/null") &&
+                             calls[1].starts_with("open /dev/null") && calls[2].starts_with("open /dev/null") &&
+                             calls[3] == "signal 13 ignore";
+        saveCoverage();
+        _exit(next <= STDERR_FILENO ? 1 : isFirst ? 0 : 2);
+    };
+    EXPECT_EXIT(second(), ::testing::ExitedWithCode(0), "");
+}
 
 TEST_F(MacPlatformTest, EverySeamIsTheMacsOwn) {
     EXPECT_NE(dynamic_cast<DispatchMainQueue*>(&platform->queue), nullptr);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "client/HelperConnection.h"
+#include "platform/posix/ConnectionPlaces.h"
 #include "tests/conformance/ScriptedHelper.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
@@ -155,6 +156,33 @@ TEST_F(XPCListenerTest, EveryConnectionHasAnExportedObjectOfItsOwnForTheOneHelpe
     second->helperVersion();
     EXPECT_EQ(journal().live("KeloExportedHelper"), 2);
     EXPECT_EQ(helper.use_count(), 4) << "the test's, the admission's, and one for each connection";
+}
+
+TEST_F(XPCListenerTest, AProcessWithTooManyConnectionsIsRefusedAtOnceAndOthersAreServed) {
+    EXPECT_TRUE(start());
+    std::vector<std::unique_ptr<HelperConnection>> clients;
+    for (std::size_t i = 0; i < ConnectionPlaces::maximumOfProcess; ++i) {
+        clients.push_back(connectToHelper());
+        EXPECT_EQ(clients.back()->helperVersion(), helper->version);
+    }
+    EXPECT_FALSE(isServed());
+    EXPECT_EQ(admission.asked(), static_cast<int>(ConnectionPlaces::maximumOfProcess)) << "nobody was asked";
+    xpc().clientProcess = 701;
+    EXPECT_TRUE(isServed());
+
+    xpc().clientProcess = 700;
+    clients.pop_back();
+    doubles::settleXPC();
+    EXPECT_TRUE(isServed()) << "a connection that has ended leaves its place";
+}
+
+TEST_F(XPCListenerTest, AConnectionThatIsNotAdmittedTakesNoPlace) {
+    admission.isAccepting = false;
+    EXPECT_TRUE(start());
+    for (std::size_t i = 0; i < ConnectionPlaces::maximumOfProcess; ++i)
+        EXPECT_FALSE(isServed());
+    admission.isAccepting = true;
+    EXPECT_TRUE(isServed());
 }
 
 /// Accepts, and has handlers that throw.

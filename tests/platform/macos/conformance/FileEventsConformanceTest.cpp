@@ -18,7 +18,7 @@ namespace {
 class VnodeFileEventsHarness : public RealFolder {
 public:
     FileEvents& fileEvents() { return fileEvents_; }
-    void run() { runMainLoop(queue_, SystemUnderTest::unit); }
+    void run() { runMainLoop(SystemUnderTest::unit); }
 
 #ifdef __APPLE__
     std::string expectedOwnExecutable() {
@@ -34,7 +34,7 @@ public:
 #endif
 
 private:
-    SystemUnderTest system_;
+    [[maybe_unused]] SystemUnderTest system_;
     DispatchMainQueue queue_;
     VnodeFileEvents fileEvents_;
 };

@@ -9,11 +9,11 @@ class DispatchMainQueueHarness {
 public:
     static constexpr double unit = SystemUnderTest::unit;
     MainQueue& queue() { return queue_; }
-    void run(double seconds) { runMainLoop(queue_, seconds); }
+    void run(double seconds) { runMainLoop(seconds); }
     void block(double seconds) { SystemUnderTest::block(seconds); }
 
 private:
-    SystemUnderTest system_;
+    [[maybe_unused]] SystemUnderTest system_;
     DispatchMainQueue queue_;
 };
 

@@ -23,7 +23,7 @@ public:
         doubles::sendPowerMessage(types.at(message), notificationID);
     }
     void sendOther() { doubles::sendPowerMessage(0xE0000320, 0); } // the system will power on
-    void run() { runMainLoop(queue_, SystemUnderTest::unit); }
+    void run() { runMainLoop(SystemUnderTest::unit); }
     std::vector<std::intptr_t> allowed() { return doubles::kernel().allowed; }
 
 private:

@@ -29,6 +29,8 @@ namespace {
 
 const char mainQueue = 0;
 
+constexpr double leeway = 0.1; // of a delay, by which the platform may let it be longer
+
 /// The path that a descriptor's file has now, and whether it has any.
 struct FilePlace {
     std::string path;
@@ -172,8 +174,8 @@ dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta) {
 
 void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* context, dispatch_function_t work) {
     journal().add(queue == dispatch_get_main_queue() ? "dispatch_after_f main" : "dispatch_after_f another queue");
-    const double due = static_cast<double>(when - 1) / 1e9;
-    mainLoop().post(due - mainLoop().now(), [context, work] { work(context); });
+    const double delay = static_cast<double>(when - 1) / 1e9 - mainLoop().now();
+    mainLoop().post(delay * (1 + leeway), [context, work] { work(context); });
 }
 
 dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,

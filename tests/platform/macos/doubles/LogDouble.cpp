@@ -93,7 +93,7 @@ bool os_log_type_enabled(os_log_t, os_log_type_t type) {
     return !disabledTypes.contains(type);
 }
 
-void _kelo_os_log(os_log_t log, os_log_type_t type, const char* format, const uint8_t* buffer, uint32_t) {
+void _os_log_impl(void*, os_log_t log, os_log_type_t type, const char* format, uint8_t* buffer, uint32_t) {
     const std::lock_guard lock(mutex);
     entries.push_back({log->subsystem, log->category, type, fillIn(format, buffer)});
 }

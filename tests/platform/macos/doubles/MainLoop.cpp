@@ -46,14 +46,11 @@ bool MainLoop::runOne(double end) {
 }
 
 void MainLoop::run() {
-    isStopped_ = false;
-    while (!isStopped_ && runOne(endOfTime)) {
+    while (runOne(endOfTime)) {
     }
-    if (!isStopped_ && now() > endOfTime / 2)
+    if (now() > endOfTime / 2)
         journal().misuse("the main loop would have run for ever");
 }
-
-void MainLoop::stop() { isStopped_ = true; }
 
 void MainLoop::runFor(double seconds) {
     const double end = now() + seconds;

@@ -21,9 +21,8 @@ public:
     /// Any thread.
     void post(double delay, Item item);
 
-    /// Runs what is posted, in order of time, until it is stopped or nothing is left.
+    /// Runs what is posted, in order of time, until nothing is left.
     void run();
-    void stop();
 
     /// Runs everything that falls due within `seconds`.
     void runFor(double seconds);
@@ -49,7 +48,6 @@ private:
     std::map<std::pair<double, std::uint64_t>, Item> items_; ///< By due time, then by order of posting.
     std::uint64_t sequence_ = 0;
     double now_ = 0;
-    bool isStopped_ = false;
     std::vector<std::function<void()>> polls_;
     std::thread::id mainThread_ = std::this_thread::get_id();
 };

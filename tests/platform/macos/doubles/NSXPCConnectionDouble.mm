@@ -76,6 +76,10 @@ Protocol* registeredProtocol(Protocol* protocol) {
     stateOf(self)->remoteInterface = Strong(interface);
 }
 
+- (pid_t)processIdentifier {
+    return stateOf(self)->process;
+}
+
 - (void (^)(void))interruptionHandler {
     return stateOf(self)->interruptionHandler.get();
 }

@@ -93,7 +93,13 @@ void CFRunLoopRun() {
     mainLoop().run();
 }
 
-void CFRunLoopStop(CFRunLoopRef) { mainLoop().stop(); }
+SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled) {
+    expectMainThread("CFRunLoopRunInMode");
+    if (mode != kCFRunLoopDefaultMode || returnAfterSourceHandled)
+        journal().misuse("CFRunLoopRunInMode of another mode, or up to the first source");
+    mainLoop().runFor(seconds);
+    return 3; // the time is over
+}
 
 void CFRunLoopAddSource(CFRunLoopRef runLoop, CFRunLoopSourceRef source, CFRunLoopMode mode) {
     journal().add("CFRunLoopAddSource " + nameOf(runLoop) + " " + nameOf(mode));

@@ -15,6 +15,7 @@ struct CodeSignature {
 struct XPCSystem {
     std::string service = "app.kelo.helper"; ///< The Mach service that the job owns.
     CodeSignature client = {"app.kelo.Kelo", "TEAM"};
+    int clientProcess = 700;
     CodeSignature helper = {"app.kelo.helper", "TEAM"};
     bool isRaising = false;                            ///< Every requirement is refused with an exception.
     const char* raisedReason = "raised by the double"; ///< Null: an exception without a reason.

@@ -29,6 +29,7 @@ Strong present(const std::shared_ptr<ListenerState>& listener) {
     const Strong server(connection);
     [connection release];
     const auto state = std::make_shared<ConnectionState>(false);
+    state->process = xpc().clientProcess;
     state->queue = &SerialQueue::make();
     setPayload(connection, state);
     const bool isAccepted = [delegate.get() listener:listener->listener shouldAcceptNewConnection:connection] != NO;

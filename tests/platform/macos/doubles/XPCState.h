@@ -120,6 +120,7 @@ struct ConnectionState {
     explicit ConnectionState(bool isOfClient) : isClient(isOfClient) {}
 
     const bool isClient;
+    pid_t process = 0; // of the helper's end: the client's
     std::string name;
     NSUInteger options = 0;
     std::mutex mutex; // guards what follows

@@ -41,8 +41,8 @@ CFTypeID CFDictionaryGetTypeID(void); // G
 
 Boolean CFBooleanGetValue(CFBooleanRef boolean); // undefined for what is no CFBoolean
 
-typedef CFIndex CFNumberType;                                                       // G: an enumeration over CFIndex
-static const CFNumberType kCFNumberDoubleType = 13;                                 // G
+// V: CF_ENUM, a type of its own over CFIndex
+typedef enum CFNumberType : CFIndex { kCFNumberDoubleType = 13 } CFNumberType;
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr); // G: false if it lost something
 
 const void* CFDictionaryGetValue(CFDictionaryRef theDict, const void* key); // get; NULL if absent
@@ -61,7 +61,8 @@ extern const CFRunLoopMode kCFRunLoopDefaultMode;
 CFRunLoopRef CFRunLoopGetCurrent(void); // get
 CFRunLoopRef CFRunLoopGetMain(void);    // get
 void CFRunLoopRun(void);                // on the main thread drains the main dispatch queue, too
-void CFRunLoopStop(CFRunLoopRef rl);
+// 10.4 and later: `seconds` at the most, and not to the first source that is handled; returns why it ended
+SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode); // retains the source
 void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 

@@ -4,6 +4,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <stddef.h>
+#include <sys/types.h>
 
 #ifndef __OBJC__
 #error "Foundation is for Objective-C++"
@@ -98,6 +99,7 @@ static const NSXPCConnectionOptions NSXPCConnectionPrivileged = 1 << 12;
 @property(nullable, retain) id exportedObject;
 @property(nullable, retain) NSXPCInterface* remoteObjectInterface;
 - (id)synchronousRemoteObjectProxyWithErrorHandler:(void (^)(NSError* error))handler; // 10.11
+@property(readonly) pid_t processIdentifier;
 @property(nullable, copy) void (^interruptionHandler)(void);
 @property(nullable, copy) void (^invalidationHandler)(void);
 - (void)resume;

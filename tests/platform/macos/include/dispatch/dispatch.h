@@ -1,6 +1,6 @@
 #pragma once
 
-// V (libdispatch, dispatch/{object,queue,source,time}.h). For C++ only: in Objective-C++ the object types are
+// V (libdispatch, dispatch/{base,object,queue,source,time}.h). For C++ only: in Objective-C++ the object types are
 // Objective-C types, whose mangled names differ.
 
 #ifdef __OBJC__
@@ -10,6 +10,8 @@
 #include <stdint.h>
 
 #pragma clang assume_nonnull begin
+
+#define DISPATCH_NOTHROW __attribute__((__nothrow__))
 
 extern "C" {
 
@@ -28,13 +30,21 @@ typedef struct dispatch_source_s : public dispatch_object_s{} * dispatch_source_
 
 typedef void (*dispatch_function_t)(void* _Nullable);
 
-dispatch_queue_main_t dispatch_get_main_queue(void); // get; inline on the platform
-void dispatch_async_f(dispatch_queue_t queue, void* _Nullable context, dispatch_function_t work);
+#ifdef __APPLE__
+extern struct dispatch_queue_s _dispatch_main_q;
+inline dispatch_queue_main_t dispatch_get_main_queue(void) DISPATCH_NOTHROW { // get
+    return static_cast<dispatch_queue_main_t>(&_dispatch_main_q);
+}
+#else
+dispatch_queue_main_t dispatch_get_main_queue(void) DISPATCH_NOTHROW;
+#endif
+void dispatch_async_f(dispatch_queue_t queue, void* _Nullable context, dispatch_function_t work) DISPATCH_NOTHROW;
 
 typedef uint64_t dispatch_time_t;
 #define DISPATCH_TIME_NOW (0ull)
-dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta);
-void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* _Nullable context, dispatch_function_t work);
+dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta) DISPATCH_NOTHROW;
+void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* _Nullable context,
+                      dispatch_function_t work) DISPATCH_NOTHROW;
 
 typedef const struct dispatch_source_type_s* dispatch_source_type_t;
 extern const struct dispatch_source_type_s _dispatch_source_type_signal;
@@ -52,13 +62,15 @@ extern const struct dispatch_source_type_s _dispatch_source_type_vnode;
 
 // create, inactive
 dispatch_source_t _Nullable dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
-                                                   dispatch_queue_t _Nullable queue);
-void dispatch_source_set_event_handler_f(dispatch_source_t source, dispatch_function_t _Nullable handler);
-void dispatch_source_set_cancel_handler_f(dispatch_source_t source, dispatch_function_t _Nullable handler);
-void dispatch_source_cancel(dispatch_source_t source);
-void dispatch_set_context(dispatch_object_t object, void* _Nullable context);
-void dispatch_activate(dispatch_object_t object); // once; macOS 10.12
-void dispatch_release(dispatch_object_t object);  // of an inactive or suspended object: ends the process
+                                                   dispatch_queue_t _Nullable queue) DISPATCH_NOTHROW;
+void dispatch_source_set_event_handler_f(dispatch_source_t source,
+                                         dispatch_function_t _Nullable handler) DISPATCH_NOTHROW;
+void dispatch_source_set_cancel_handler_f(dispatch_source_t source,
+                                          dispatch_function_t _Nullable handler) DISPATCH_NOTHROW;
+void dispatch_source_cancel(dispatch_source_t source) DISPATCH_NOTHROW;
+void dispatch_set_context(dispatch_object_t object, void* _Nullable context) DISPATCH_NOTHROW;
+void dispatch_activate(dispatch_object_t object) DISPATCH_NOTHROW; // once; macOS 10.12
+void dispatch_release(dispatch_object_t object) DISPATCH_NOTHROW;  // inactive or suspended: ends the process
 
 } // extern "C"
 

@@ -11,18 +11,21 @@
 extern "C" {
 
 typedef struct os_log_s* os_log_t;
-typedef uint8_t os_log_type_t;
-#define OS_LOG_TYPE_DEFAULT ((os_log_type_t)0x00)
-#define OS_LOG_TYPE_INFO ((os_log_type_t)0x01)
-#define OS_LOG_TYPE_DEBUG ((os_log_type_t)0x02)
-#define OS_LOG_TYPE_ERROR ((os_log_type_t)0x10)
-#define OS_LOG_TYPE_FAULT ((os_log_type_t)0x11)
+// OS_ENUM of the platform: a type of its own, also where it is compared with the integer beneath it.
+typedef enum : uint8_t {
+    OS_LOG_TYPE_DEFAULT = 0x00,
+    OS_LOG_TYPE_INFO = 0x01,
+    OS_LOG_TYPE_DEBUG = 0x02,
+    OS_LOG_TYPE_ERROR = 0x10,
+    OS_LOG_TYPE_FAULT = 0x11
+} os_log_type_t;
 
 os_log_t os_log_create(const char* subsystem, const char* category); // create; never NULL; constant strings
 bool os_log_type_enabled(os_log_t oslog, os_log_type_t type);
 
-// Stands in for the platform's encoder behind the macro: takes the buffer that the compiler lays out for it.
-void _kelo_os_log(os_log_t log, os_log_type_t type, const char* format, const uint8_t* buffer, uint32_t size);
+// The encoder behind the macro: takes the buffer that the compiler lays out for it.
+extern char __dso_handle;
+void _os_log_impl(void* dso, os_log_t log, os_log_type_t type, const char* format, uint8_t* buf, uint32_t size);
 
 } // extern "C"
 
@@ -36,6 +39,6 @@ void _kelo_os_log(os_log_t log, os_log_type_t type, const char* format, const ui
         if (os_log_type_enabled(_log_tmp, _type_tmp)) {                                                                \
             uint8_t _buffer_tmp[__builtin_os_log_format_buffer_size(format, ##__VA_ARGS__)];                           \
             __builtin_os_log_format(_buffer_tmp, format, ##__VA_ARGS__);                                               \
-            _kelo_os_log(_log_tmp, _type_tmp, _format_tmp, _buffer_tmp, sizeof _buffer_tmp);                           \
+            _os_log_impl(&__dso_handle, _log_tmp, _type_tmp, _format_tmp, _buffer_tmp, sizeof _buffer_tmp);            \
         }                                                                                                              \
     })

@@ -1,3 +1,0 @@
-#pragma once
-
-// In place of the C library's own, likewise.

@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# Builds everything that a Mac builds, product and tests, for both of its processors, with declarations and lists of
+# symbols of our own in place of Apple's SDK; then looks at what came out.
+#
+# usage: build.sh FOLDER COMPILER: the folder to build in
+# Run from the top of the repository. Exits with 77 where the C++ headers at hand want more of a Mac's C library than
+# is declared.
+set -euo pipefail
+
+folder=$1 compiler=$2
+here=tests/platform/macos/sdk
+tools=$(dirname "$(readlink -f "$(command -v "$compiler")")")
+mkdir -p "$folder"
+
+configure() {
+  cmake -S . -B "$folder" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/$here/Toolchain.cmake" \
+    -DKELO_COMPILER="$(command -v "$compiler")" -DKELO_JSON_VERSION=3.11.3 -DKELO_TESTS=ON \
+    -DCMAKE_OSX_ARCHITECTURES='arm64;x86_64' >"$folder/log" 2>&1 || { cat "$folder/log"; exit 1; }
+}
+
+can_read_headers() {
+  "$compiler" --target=arm64-apple-macos14 -isysroot "$folder/sdk" -stdlib=libc++ -std=c++20 -fsyntax-only \
+    "$here/Probe.cpp" 2>"$folder/log"
+}
+
+build() {
+  if ! cmake --build "$folder" -- -k 0 >"$folder/log" 2>&1; then
+    grep -vE '^(\[|ninja: (job|Entering))' "$folder/log"
+    exit 1
+  fi
+  # Of macOS's own sources a warning stops no build there, and it is told only once.
+  if grep -A 5 'warning:' "$folder/log"; then
+    rm -rf "$folder"
+    exit 1
+  fi
+}
+
+# expect NAME EXPECTED FOUND
+expect() {
+  [ "$2" = "$3" ] && return
+  printf '%s: expected <%s>, found <%s>\n' "$1" "$2" "$3"
+  exit 1
+}
+
+frameworks='CoreFoundation Foundation IOKit Security'
+libraries='libSystem.B.dylib libc++.1.dylib libobjc.A.dylib'
+
+# look_at PROGRAM IDENTIFIER: what it is made of.
+look_at() {
+  local program=$folder/$1 processor plist
+  expect "$1's processors" 'x86_64 arm64' "$(xargs <<<"$("$tools/llvm-lipo" -archs "$program")")"
+  for processor in arm64 x86_64; do
+    "$tools/llvm-lipo" -thin "$processor" -output "$program.$processor" "$program"
+    expect "$1's libraries" "$frameworks $libraries" "$("$tools/llvm-objdump" --macho --dylibs-used \
+      "$program.$processor" | sed -n 's|^\t[^ ]*/\([^/ ]*\) (.*|\1|p' | LC_ALL=C sort | xargs)"
+    expect "$1's oldest system" 'minos 14.0' \
+      "$("$tools/llvm-otool" -l "$program.$processor" | grep -o 'minos .*')"
+    plist=$("$tools/llvm-objdump" --macho --section=__TEXT,__info_plist "$program.$processor")
+    expect "$1's identifier" "<string>$2</string>" \
+      "$(grep -A 1 '<key>CFBundleIdentifier' <<<"$plist" | grep -o '<string>.*')"
+  done
+}
+
+configure
+if ! can_read_headers; then
+  printf 'the C++ headers at hand want more than is declared:\n'
+  grep -m 3 'error:' "$folder/log"
+  exit 77
+fi
+build
+look_at app.kelo.helper app.kelo.helper
+look_at kelo app.kelo.Kelo
+# On a Mac it runs on during sleep.
+if "$tools/llvm-nm" "$folder/app.kelo.helper.arm64" | grep 'steady_clock'; then
+  printf 'the helper takes the time from std::chrono::steady_clock\n'
+  exit 1
+fi
+grep -q 'macos_test.*RUN_SERIAL' "$folder/tests/platform/macos/CTestTestfile.cmake" \
+  || { printf 'on a Mac macos_test, which is played in real time, does not run alone\n'; exit 1; }
+printf 'product and tests are built for both processors\n'

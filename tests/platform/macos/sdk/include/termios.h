@@ -1,0 +1,25 @@
+#pragma once
+
+#include <sys/cdefs.h>
+
+#define NCCS 20
+#define OPOST 0x00000001
+#define TCSANOW 0
+
+typedef unsigned char cc_t;
+typedef unsigned long speed_t;
+typedef unsigned long tcflag_t;
+struct termios {
+    tcflag_t c_iflag;
+    tcflag_t c_oflag;
+    tcflag_t c_cflag;
+    tcflag_t c_lflag;
+    cc_t c_cc[NCCS];
+    speed_t c_ispeed;
+    speed_t c_ospeed;
+};
+
+__BEGIN_DECLS
+int tcgetattr(int descriptor, struct termios* settings);
+int tcsetattr(int descriptor, int when, const struct termios* settings);
+__END_DECLS

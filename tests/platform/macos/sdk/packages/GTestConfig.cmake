@@ -1,0 +1,15 @@
+# GoogleTest, built from its sources for a Mac's processors.
+set(GTest_FOUND ON)
+if(TARGET GTest::gmock_main)
+  return()
+endif()
+set(sources /usr/src/googletest)
+add_library(kelo_mac_gmock_main STATIC
+  ${sources}/googletest/src/gtest-all.cc ${sources}/googlemock/src/gmock-all.cc ${sources}/googlemock/src/gmock_main.cc)
+target_include_directories(kelo_mac_gmock_main SYSTEM
+  PUBLIC ${KELO_MAC_PACKAGES}
+  PRIVATE ${sources}/googletest ${sources}/googlemock)
+target_compile_options(kelo_mac_gmock_main PRIVATE -w)
+foreach(part IN ITEMS gtest gtest_main gmock gmock_main)
+  add_library(GTest::${part} ALIAS kelo_mac_gmock_main)
+endforeach()
