@@ -23,7 +23,7 @@ every() {
 {
   every protocol/RequestTable.h 's/.*"([a-zA-Z:]+:)",.*/\1/p' '`%s`'
   every protocol/FanSnapshot.schema.json 's/^    "([a-zA-Z]+)": \{/\1/p' '`%s`'
-  every tests/platform/macos/apple/compile.sh "s/^expect '(v.*)'\$/\\1/p" '`%s`'
+  every tests/platform/macos/apple/encodings.sh "s/^expect '(v.*)'\$/\\1/p" '`%s`'
   every protocol/KeloHelper.h 's/.*machServiceName = "(.*)";/\1/p' '| Mach service | `%s`'
   every protocol/SigningIdentity.h 's/.*Identifier = "(.*)";/\1/p' 'identifier "%s"'
 }
