@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Fails when a link in a document leads nowhere: to a file or a heading that is not there.
+# Fails when a link in a document leads nowhere, to a file or a heading that is not there, and when the index of the
+# documents leaves one out.
 #
 # Run from the top of the repository.
 set -euo pipefail
@@ -30,6 +31,10 @@ while IFS= read -r document; do
     | sed -E 's/^\]\(|\)$//g' | grep -vE '^[a-z]+:' || true)
 done < <(find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort)
 
+for page in docs/*.md; do
+  case $page in docs/README.md) continue ;; esac
+  grep -qF "](${page#docs/})" docs/README.md || { printf 'docs/README.md does not list %s\n' "$page"; failed=1; }
+done
 [ "$count" -gt 0 ] || { printf 'there is no link\n'; exit 1; }
 printf '%d links lead somewhere\n' "$count"
 exit $failed
