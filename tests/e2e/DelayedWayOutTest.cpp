@@ -27,6 +27,12 @@ TEST_F(DelayedWayOut, ASignalWaitsForTheUnlockInProgressAndForNoHoldThatIsQueued
     expectGoodEnd(8); // 64 unlocks of 4 seconds would take more than four minutes
 }
 
+TEST_F(DelayedWayOut, ADeletedExecutableWaitsForTheUnlockInProgressAndForNoHoldThatIsQueuedBehindIt) {
+    const auto client = askForHolds(64);
+    std::filesystem::remove(world.program(Installation::helperName));
+    expectGoodEnd(8); // of the 64, four are not refused at once: 16 seconds
+}
+
 TEST_F(DelayedWayOut, HoldsOfAClientThatHasGoneKeepNobodyWaiting) {
     auto client = askForHolds(64);
     client.reset();
