@@ -121,8 +121,9 @@ std::string fishWords(const CLI::App& app, const std::string& condition) {
             names += " -a '" + joined(word.choices) + "'";
         if (names.empty())
             continue;
-        lines += "complete -c " + condition + names + (word.takesValue ? " -x" : "") + " -d '" +
-                 escaped(word.description, "\\", "\\'") + "'\n";
+        const auto value = word.takesValue ? " -x -d '" : " -d '";
+        lines.append("complete -c ").append(condition).append(names).append(value);
+        lines.append(escaped(word.description, "\\", "\\'")).append("'\n");
     }
     return lines;
 }
