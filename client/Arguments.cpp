@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-constexpr std::int64_t longest = 1000 * 3600; // seconds
+constexpr std::int64_t longest = 3'600'000; // seconds
 
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 

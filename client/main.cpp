@@ -42,7 +42,7 @@ int run(int argc, const char* const* argv) {
             return commandLine.app().exit(error);
         return complain(terminal, wrongUsage, usageError(commandLine.app(), error));
     }
-    const std::string advice = "\nkelo doctor finds out why, and what to do about it.";
+    const std::string advice = "\nkelo doctor looks for the cause and says what to do.";
     const auto runCommand = [](const std::vector<std::string>& command) {
         return spawnedCommand(command, commandTimeout);
     };

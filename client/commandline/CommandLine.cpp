@@ -120,7 +120,7 @@ void CommandLine::declareCompletions() {
     completions->add_option("shell", shell_, "bash, zsh or fish")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));
-    completions->footer("Examples:\n  source <(kelo completions bash)\n"
+    completions->footer("Examples:\n  eval \"$(kelo completions bash)\"\n"
                         "  kelo completions fish >~/.config/fish/completions/kelo.fish");
     completions->callback([this] {
         command_ = [this](const Surroundings&, Terminal& terminal) {

@@ -85,8 +85,10 @@ std::string zshArguments(const CLI::App& app) {
         const auto value = word.takesValue ? ":" + safe(word.description) + ":(" + joined(word.choices) + ")" : "";
         if (word.names.empty())
             arguments += " ':" + safe(word.description) + ":(" + joined(word.choices) + ")'";
+        const auto others = " '(" + joined(word.names) + ")";
+        const auto meaning = "[" + safe(word.description) + "]" + value + "'";
         for (const auto& name : word.names)
-            arguments += " '(" + joined(word.names) + ")" + name + "[" + safe(word.description) + "]" + value + "'";
+            arguments.append(others).append(name).append(meaning);
     }
     return arguments;
 }
@@ -111,14 +113,17 @@ std::string fishWords(const CLI::App& app, const std::string& condition) {
     std::string lines;
     for (const auto& word : wordsOf(app)) {
         std::string names;
-        for (const auto& name : word.names)
-            names += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+        for (const auto& name : word.names) {
+            const bool isLong = name.starts_with("--");
+            names.append(isLong ? " -l " : " -s ").append(name, isLong ? 2 : 1);
+        }
         if (!word.choices.empty())
             names += " -a '" + joined(word.choices) + "'";
         if (names.empty())
             continue;
-        lines += "complete -c " + condition + names + (word.takesValue ? " -x" : "") + " -d '" +
-                 escaped(word.description, "\\", "\\'") + "'\n";
+        const auto value = word.takesValue ? " -x -d '" : " -d '";
+        lines.append("complete -c ").append(condition).append(names).append(value);
+        lines.append(escaped(word.description, "\\", "\\'")).append("'\n");
     }
     return lines;
 }

@@ -47,6 +47,7 @@ private:
 /// Starts the command with its output in the pipe; none when it cannot be run.
 std::optional<pid_t> started(const std::vector<std::string>& command, const Pipe& pipe) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const auto& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str())); // posix_spawnp changes none of them
     arguments.push_back(nullptr);

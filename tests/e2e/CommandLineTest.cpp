@@ -9,7 +9,7 @@ using ::testing::StartsWith;
 
 class CommandLine : public EndToEnd {
 protected:
-    static constexpr const char* advice = "kelo doctor finds out why, and what to do about it.\n";
+    static constexpr const char* advice = "kelo doctor looks for the cause and says what to do.\n";
 };
 
 TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
