@@ -1,0 +1,4 @@
+# shellcheck shell=bash
+# Mutation testing. Sourced by ./dev.
+
+prove_mutants() { fail "to come"; }
