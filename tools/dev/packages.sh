@@ -5,7 +5,7 @@
 debian_packages=(
   cmake ninja-build g++ clang clang-format clang-tidy llvm
   libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
-  shellcheck libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
+  shellcheck pycodestyle pyflakes3 libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
 )
 brew_packages=(cmake ninja googletest nlohmann-json cli11 openssl@3 llvm shellcheck)
 
