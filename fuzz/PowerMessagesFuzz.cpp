@@ -12,8 +12,8 @@
 #include "core/hold/FanHold.h"
 #include "core/hold/PowerNotifications.h"
 #include "fuzz/FuzzTarget.h"
+#include "simulator/model/Profile.h"
 #include "simulator/model/SimulatedExchange.h"
-#include "simulator/model/SimulatedMac.h"
 #include "tests/support/VirtualClock.h"
 #include "tests/support/VirtualQueue.h"
 
@@ -75,7 +75,7 @@ public:
     Life(const Life&) = delete;
     Life& operator=(const Life&) = delete;
     ~Life() {
-        mac_.controller().clearFaults();
+        controller_.clearFaults();
         hold_->stop();
         mustHold(!isAnyFanManual(), "the end gives every fan back");
     }
@@ -94,7 +94,7 @@ public:
         case 4:
             return queue_.runFor(detail / 8.0);
         default:
-            mac_.controller().failExchange(1 + detail % 64);
+            controller_.failExchange(1 + detail % 64);
             isFaulty_ = true;
         }
     }
@@ -109,13 +109,18 @@ private:
             std::monostate(), false, true, 1.0, 2.0, kelo::UnconvertibleProperty()};
         lid_.state = states[detail % std::size(states)];
     }
-    bool isAnyFanManual() { return mac_.controller().number("F0Md") != 0 || mac_.controller().number("F1Md") != 0; }
+    static kelo::SimulatedController laptop(const double& now) {
+        kelo::SimulatedController controller([&now] { return now; });
+        kelo::Profile::named("laptop")->defineKeys(controller);
+        return controller;
+    }
+    bool isAnyFanManual() const { return controller_.number("F0Md") != 0 || controller_.number("F1Md") != 0; }
 
     double now_ = 0;
     kelo::VirtualQueue queue_{now_};
     kelo::VirtualClock clock_{now_};
-    kelo::SimulatedMac mac_{*kelo::Profile::named("laptop"), [this] { return now_; }};
-    kelo::SimulatedExchange exchange_{mac_};
+    kelo::SimulatedController controller_ = laptop(now_);
+    kelo::SimulatedExchange exchange_{controller_};
     EveryRight rights_;
     FuzzedPower power_;
     FuzzedClamshell lid_;

@@ -57,7 +57,7 @@ ssize_t NonBlockingWriter::write(std::string_view bytes) const {
 
 ssize_t NonBlockingWriter::writeWhatHasRoom(std::string_view bytes) const {
     pollfd room{.fd = shared_, .events = POLLOUT, .revents = 0};
-    if (poll(&room, 1, 0) == 0) {
+    if (poll(&room, 1, 0) != 1) {
         errno = EAGAIN;
         return -1;
     }

@@ -6,7 +6,7 @@
 /// Included before everything else in sources that hold all their mutants: chooses one, and notes which are reached.
 namespace kelo_mutants {
 
-inline constexpr int maximum = 10'000;
+inline constexpr int maximum = 100'000;
 
 /// Whether each has been asked for. Written by any thread, always to the same value.
 inline std::array<bool, maximum>& reached() {

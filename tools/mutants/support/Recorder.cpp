@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "tools/mutants/support/Mutant.h"
+
 namespace {
 
 class Recorder : public testing::EmptyTestEventListener {
