@@ -22,7 +22,7 @@ FileDescriptor openedWithOwnFlags(const std::string& path) {
 
 FileDescriptor openedOnceMore(int descriptor) {
     std::array<char, PATH_MAX> terminal{};
-    if (isatty(descriptor) != 0 && ttyname_r(descriptor, terminal.data(), terminal.size()) == 0)
+    if (ttyname_r(descriptor, terminal.data(), terminal.size()) == 0)
         return openedWithOwnFlags(terminal.data());
     return openedWithOwnFlags("/dev/fd/" + std::to_string(descriptor));
 }

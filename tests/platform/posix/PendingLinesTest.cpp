@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -37,6 +38,15 @@ protected:
         }
     }
 
+    /// Reads what is there in a moment.
+    std::thread readSoon() {
+        return std::thread([this] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            read = readAll(ends.reading);
+        });
+    }
+
+    std::string read; ///< By `readSoon`.
     Ends ends = pipeEnds();
     PendingLines lines{ends.writing.get()};
 };
@@ -89,6 +99,13 @@ TEST_F(PendingLinesTest, OneThatIsLargerThanTheCapacityIsKeptWhenThereIsNoOther)
     EXPECT_EQ(readWhatComes(), line(capacity + 1000));
 }
 
+TEST_F(PendingLinesTest, ALineOfOneByteIsWrittenOnce) {
+    lines.add("\n");
+    lines.flush();
+    lines.flush();
+    EXPECT_EQ(readAll(ends.reading), "\n");
+}
+
 TEST_F(PendingLinesTest, AnEmptyLineIsNone) {
     fill();
     lines.add(line(capacity));
@@ -122,23 +139,38 @@ TEST_F(PendingLinesTest, TheEndSaysWhatWasLeftOutLast) {
     EXPECT_EQ(readAll(ends.reading), "Lines left out here: 1\n");
 }
 
-TEST_F(PendingLinesTest, TheEndGivesASlowReaderAMoment) {
-    fill();
-    lines.add("the last\n");
-    std::thread reader([this] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        readAll(ends.reading);
-    });
+TEST_F(PendingLinesTest, TheEndGivesASlowReaderAMomentAndNoMoreThanItNeeds) {
+    auto shortest = Clock::duration::max(); // of several: the machine may be busy
+    for (int round = 0; round < 5; ++round) {
+        fill();
+        lines.add("the last\n");
+        std::thread reader = readSoon();
+        const auto before = Clock::now();
+        lines.finish();
+        shortest = std::min(shortest, Clock::now() - before);
+        reader.join();
+        EXPECT_TRUE((read + readAll(ends.reading)).ends_with("the last\n"));
+    }
+    EXPECT_LT(shortest, std::chrono::milliseconds(150));
+}
+
+TEST_F(PendingLinesTest, TheEndGivesASlowReaderAMomentForWhatDidNotFitAtOnce) {
+    lines.add(line(capacity + 1000));
+    std::thread reader = readSoon();
     lines.finish();
     reader.join();
-    EXPECT_TRUE(readAll(ends.reading).ends_with("the last\n"));
+    EXPECT_EQ((read + readAll(ends.reading)).size(), capacity + 1000);
 }
 
 TEST_F(PendingLinesTest, TheEndDoesNotWaitWhenNothingIsPending) {
     fill();
-    const auto before = Clock::now();
-    lines.finish();
-    EXPECT_LT(Clock::now() - before, std::chrono::milliseconds(150));
+    auto shortest = Clock::duration::max(); // of several: the machine may be busy
+    for (int round = 0; round < 5; ++round) {
+        const auto before = Clock::now();
+        lines.finish();
+        shortest = std::min(shortest, Clock::now() - before);
+    }
+    EXPECT_LT(shortest, std::chrono::milliseconds(150));
 }
 
 TEST_F(PendingLinesTest, TheEndWaitsForNobodyForLong) {
