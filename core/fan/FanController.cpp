@@ -1,6 +1,5 @@
 #include "core/fan/FanController.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
 
@@ -153,7 +152,7 @@ double FanController::setTarget(int fan, double rpm) {
 
 void FanController::restoreAuto() noexcept {
     // Statuses are dropped on purpose: a fan that refuses must not keep the others from being handed back.
-    for (int i = 0; i < std::max(fanCount_, 1); ++i)
+    for (int i = 0; i < fanCount_; ++i)
         writeMode(i, automaticMode);
     smc_write_u8(unlockKey, 0);
 }

@@ -19,9 +19,6 @@ public:
     static FanError noFans() { return {Kind::noFans, 0}; }
     static FanError needsRoot() { return {Kind::needsRoot, 0}; }
 
-    Kind kind() const { return kind_; }
-    /// 0 for the kinds that carry no code.
-    std::int32_t code() const { return code_; }
     const std::string& errorDescription() const { return description_; }
     const char* what() const noexcept override { return description_.c_str(); }
 
@@ -31,7 +28,7 @@ private:
     FanError(Kind kind, std::int32_t code);
 
     Kind kind_;
-    std::int32_t code_;
+    std::int32_t code_; ///< 0 for the kinds that carry no code.
     std::string description_;
 };
 

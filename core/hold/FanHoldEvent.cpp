@@ -6,7 +6,7 @@
 namespace kelo {
 namespace {
 
-/// The shortest round-trip form in the given notation. 400 characters hold any double in fixed notation.
+/// The shortest round-trip form in the given notation; an infinity is its name in either. 400 characters hold any double in fixed notation.
 std::string shortest(double number, std::chars_format format) {
     char text[400];
     return {text, std::to_chars(text, text + sizeof text, number, format).ptr};
@@ -48,8 +48,6 @@ struct Describe {
 std::string shortestText(double number) {
     if (std::isnan(number))
         return "nan";
-    if (std::isinf(number))
-        return number < 0 ? "-inf" : "inf";
     const double magnitude = std::fabs(number);
     // Above 2^54 the digits before the point are no longer all significant.
     if (magnitude != 0 && (magnitude < 0.0001 || magnitude > 0x1p54))

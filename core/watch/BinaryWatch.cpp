@@ -18,8 +18,7 @@ bool BinaryWatch::isCurrent() const { return !identity_ || events_.identify(path
 void BinaryWatch::fileChanged(const std::function<void()>& onReplaced) {
     if (isCurrent())
         return;
-    if (source_)
-        source_->cancel();
+    source_->cancel();
     onReplaced();
 }
 

@@ -22,7 +22,7 @@ FileDescriptor openedWithOwnFlags(const std::string& path) {
 
 FileDescriptor openedOnceMore(int descriptor) {
     std::array<char, PATH_MAX> terminal{};
-    if (isatty(descriptor) != 0 && ttyname_r(descriptor, terminal.data(), terminal.size()) == 0)
+    if (ttyname_r(descriptor, terminal.data(), terminal.size()) == 0)
         return openedWithOwnFlags(terminal.data());
     return openedWithOwnFlags("/dev/fd/" + std::to_string(descriptor));
 }
@@ -57,7 +57,7 @@ ssize_t NonBlockingWriter::write(std::string_view bytes) const {
 
 ssize_t NonBlockingWriter::writeWhatHasRoom(std::string_view bytes) const {
     pollfd room{.fd = shared_, .events = POLLOUT, .revents = 0};
-    if (poll(&room, 1, 0) == 0) {
+    if (poll(&room, 1, 0) != 1) {
         errno = EAGAIN;
         return -1;
     }

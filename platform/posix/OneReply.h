@@ -28,7 +28,7 @@ public:
     OneReply& operator=(const OneReply&) = delete;
 
     ~OneReply() {
-        if (isGiven_.exchange(true))
+        if (isGiven_)
             return;
         reportFault("a request", "it was dropped without a reply");
         contain("sending a reply", [this] { std::apply(send_, fallback_); });

@@ -30,8 +30,6 @@ double PosixClock::now() {
 }
 
 void PosixClock::sleep(double seconds) {
-    if (!(seconds > 0))
-        return;
     // By the clock, not by counting sleeps: a signal may cut one short, and each lasts a little longer than requested.
     const double end = now() + seconds;
     for (double left = seconds; left > 0; left = end - now())

@@ -126,8 +126,8 @@ private:
     std::map<std::uint32_t, SimulatedKey> keys_;
     UnlockRule unlockRule_;
     std::optional<double> unlockedSince_;
-    std::set<int> failing_; ///< Numbers of the exchanges that are to fail.
-    int exchanges_ = 0;
+    std::set<std::int64_t> failing_; ///< Numbers of the exchanges that are to fail.
+    std::int64_t exchanges_ = 0;
     std::vector<Answer> answers_;
     std::map<std::uint32_t, Lie> lies_;
     std::deque<ExchangeRecord> log_;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/helper/ServiceFixture.h"
+#include "tests/support/LateQueue.h"
 
 namespace kelo {
 namespace {
@@ -204,6 +205,25 @@ TEST_F(ClientLifetime, AServiceThatGoesAwayInTheGracePeriodIsNotCalledBack) {
     service.reset();
     takeTrace();
     queue.runFor(60);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(ClientLifetime, AGracePeriodThatEndsOnceMoreTakesTheFanFromNobody) {
+    LateQueue late(now);
+    service.reset();
+    makeServiceOn(late);
+    service->clientArrived();
+    service->hold(0.5, false, [](const auto& error) { EXPECT_EQ(error, std::nullopt); });
+    service->clientWentAway();
+    late.runReady(); // the grace period's timer is the last one
+    service->clientArrived();
+    late.runReady();
+    takeTrace();
+    late.fireLastTimer();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    EXPECT_TRUE(isManual(0));
+    service.reset();
+    late.fireLastTimer();
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <stdexcept>
 
 #include "tests/support/MachineFixture.h"
 #include "tests/support/ScriptedPlatform.h"
@@ -33,8 +34,20 @@ TEST_F(MainTest, AMainLoopThatReturnsEndsTheHelperWithStatusZero) {
     EXPECT_EQ(steps.back(), "run"); // nobody else has called exit
 }
 
+TEST(MainWithoutAPlatform, SaysWhyAndEndsTheHelperWithStatusZero) {
+    testing::internal::CaptureStderr();
+    const int status = helperMain();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "[ERROR] listener: The system refuses what the helper cannot do without (epoll_create1).\n");
+    EXPECT_EQ(status, 0);
+}
+
 } // namespace
 
-std::shared_ptr<const Platform> makePlatform() { return {std::shared_ptr<void>(), &platformInUse->platform()}; }
+std::shared_ptr<const Platform> makePlatform() {
+    if (platformInUse == nullptr)
+        throw std::runtime_error("epoll_create1");
+    return {std::shared_ptr<void>(), &platformInUse->platform()};
+}
 
 } // namespace kelo

@@ -19,10 +19,11 @@ protected:
         output.onMessage = [this](const std::string& message) { note(message); };
     }
 
-    void makeService() {
+    void makeService() { makeServiceOn(queue); }
+    void makeServiceOn(MainQueue& main) {
         const HelperLog log(std::make_shared<RecordingSystemLog>(), "service", output);
         service = std::make_shared<HelperService>(
-            ServiceDependencies{queue, exchange, clock, rights, power, clamshell, log,
+            ServiceDependencies{main, exchange, clock, rights, power, clamshell, log,
                                 [this](const char* notice) { note(notice == nullptr ? "leave" : notice); }});
     }
 

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Form: clang-format, clang-tidy, shellcheck. Sourced by ./dev.
+# Form: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes. Sourced by ./dev.
 
 source_files() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
@@ -16,9 +16,17 @@ command_lint() {
   source_files | xargs "$(clang_tool clang-format)" --dry-run -Werror
   say "shellcheck"
   shell_files | xargs shellcheck -x
+  lint_python
   say "clang-tidy"
   cmake --preset debug >/dev/null
   tidy
+}
+
+lint_python() {
+  if ! command -v pyflakes3 >/dev/null; then return; fi # Homebrew's Mac has no use for the tools in Python
+  say "pycodestyle, pyflakes"
+  git ls-files --cached --others --exclude-standard -- '*.py' | xargs pycodestyle --max-line-length=120
+  git ls-files --cached --others --exclude-standard -- '*.py' | xargs pyflakes3
 }
 
 shell_files() {

@@ -3,11 +3,15 @@
 
 # shellcheck source=tools/dev/prove-processes.sh
 source tools/dev/prove-processes.sh
+# shellcheck source=tools/dev/prove-fuzz.sh
+source tools/dev/prove-fuzz.sh
+# shellcheck source=tools/dev/prove-mutants.sh
+source tools/dev/prove-mutants.sh
 
 command_prove() {
   local what=${1-}
   case $what in
-    faults | life | delays | kill | soak) shift; ensure_packages; "prove_$what" "$@" ;;
+    faults | life | delays | kill | soak | fuzz | mutants) shift; ensure_packages; "prove_$what" "$@" ;;
     *) usage "prove does not know \"$what\"" ;;
   esac
 }

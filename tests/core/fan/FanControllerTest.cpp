@@ -53,6 +53,12 @@ TEST_F(FanControllerCreation, ItReadsOnlyTheFanCount) {
     EXPECT_THAT(controller.texts(), ElementsAre("info FNum", "read FNum"));
 }
 
+TEST_F(FanControllerCreation, ItTalksOverTheExchangeThatItIsGiven) {
+    smc_set_exchange(nullptr);
+    const FanController fans(exchange, clock, rights);
+    EXPECT_EQ(fans.fanCount(), 2);
+}
+
 TEST_F(FanControllerCreation, ItNeedsNoRights) {
     rights.root = false;
     const FanController fans(exchange, clock, rights);

@@ -29,6 +29,8 @@ TEST(FanHoldEvent, EachEventHasItsText) {
 TEST(FanHoldEvent, EventsAreEqualWhenKindAndValuesAre) {
     EXPECT_EQ(FanHoldEvent::engaged(0.5, false), FanHoldEvent::engaged(0.5, false));
     EXPECT_FALSE(FanHoldEvent::engaged(0.5, false) == FanHoldEvent::engaged(0.5, true));
+    EXPECT_EQ(FanHoldEvent::addingAir(0.5), FanHoldEvent::addingAir(0.5));
+    EXPECT_FALSE(FanHoldEvent::addingAir(0.5) == FanHoldEvent::addingAir(0.6));
     EXPECT_FALSE(FanHoldEvent::woke() == FanHoldEvent::sleeping());
 }
 

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "tests/core/hold/HoldFixture.h"
+#include "tests/support/LateQueue.h"
 
 namespace kelo {
 namespace {
@@ -316,6 +317,19 @@ TEST_F(FanHoldTest, ADroppedHoldNeverCallsBackAndHandsNothingBack) {
     power.send(hasPoweredOn);
     EXPECT_THAT(takeTrace(), IsEmpty());
     EXPECT_TRUE(isAnyManual());
+}
+
+TEST_F(FanHoldTest, ATimerThatFiresOnceMoreAfterTheEndOfTheHoldTakesNoFan) {
+    LateQueue late(now);
+    hold = std::make_shared<FanHold>(fans, 0.5, false, HoldDependencies{late, power, clamshell});
+    hold->start();
+    hold->stop();
+    takeTrace();
+    late.fireLastTimer();
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    hold.reset();
+    late.fireLastTimer();
+    EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
 TEST_F(FanHoldTest, AHoldThatIsDroppedByItsObserverWhileItTicksLivesToTheEndOfTheTick) {

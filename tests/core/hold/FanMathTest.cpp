@@ -14,6 +14,7 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 TEST(FanMath, AnEmptyOrInvertedRangeYieldsItsMinimum) {
     EXPECT_EQ(FanMath::target(1200, 1200, 0.5), 1200);
     EXPECT_EQ(FanMath::target(3000, 1200, 1), 3000);
+    EXPECT_EQ(FanMath::target(1200, 1200, nan), 1200);
 }
 
 TEST(FanMath, ARangeWithAnUnknownBoundYieldsItsMinimum) {

@@ -128,6 +128,28 @@ TEST_F(PowerWatchTest, AWatchThatIsDroppedByItsOwnCallbackLivesToItsEnd) {
     EXPECT_EQ(power.registered(), 0U);
 }
 
+/// Delivers to whoever registered last, registered still or not.
+class LatePower : public ScriptedPower {
+public:
+    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override {
+        deliver = onMessage;
+        return ScriptedPower::registerForSystemPower(std::move(onMessage));
+    }
+    PowerHandler deliver;
+};
+
+TEST_F(PowerWatchTest, AMessageThatWasUnderWayWhenTheWatchWasDroppedIsLeftAlone) {
+    LatePower late;
+    watch = std::make_shared<PowerWatch>(
+        late, [this] { trace.push_back("willSleep"); }, [this] { trace.push_back("didWake"); });
+    watch->start();
+    watch->stop();
+    watch.reset();
+    late.deliver(PowerMessage::systemWillSleep, 1);
+    EXPECT_THAT(trace, IsEmpty());
+    EXPECT_THAT(late.allowed(), IsEmpty());
+}
+
 TEST_F(PowerWatchTest, ADroppedWatchNeverCallsBack) {
     watch->start();
     watch.reset();

@@ -147,6 +147,14 @@ TEST_F(ManyHolds, AreTakenAgainAsSoonAsOneIsAnsweredOrForgotten) {
     EXPECT_THAT(service->kept, SizeIs(5));
 }
 
+TEST_F(ManyHolds, ThatWereRefusedAreNotCountedAmongThoseThatWait) {
+    for (int i = 0; i < 10; ++i)
+        hold();
+    service->kept.front()(std::nullopt);
+    hold();
+    EXPECT_THAT(service->kept, SizeIs(5));
+}
+
 TEST_F(ManyHolds, DoNotKeepOtherRequestsFromBeingMade) {
     for (int i = 0; i < 100; ++i)
         hold();

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <limits>
 #include <thread>
 
@@ -36,6 +37,12 @@ TEST_F(PosixClockTest, TimeGoesOnWhileTheThreadSleeps) {
 TEST_F(PosixClockTest, SleepsAtLeastAsLongAsItWasAsked) {
     EXPECT_GE(timeToSleep(0.03), 0.03);
     EXPECT_GE(timeToSleep(0.6), 0.6); // longer than one nap
+}
+
+TEST_F(PosixClockTest, SleepingTakesNoProcessorTime) {
+    const auto before = std::clock();
+    clock.sleep(0.1);
+    EXPECT_LT(static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC, 0.02);
 }
 
 TEST_F(PosixClockTest, SleepingForNoTimeReturnsAtOnce) {

@@ -6,18 +6,21 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <array>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <sstream>
 #include <string>
 #include <utility>
 
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/StandardErrorOutput.h"
+#include "tests/platform/posix/Ends.h"
 #include "tests/support/Coverage.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -62,10 +65,26 @@ TEST(StandardStreams, DescriptorsThatAreOpenStayWhatTheyAre) {
                   if (pipe(pipeEnds.data()) != 0 || dup2(pipeEnds[1], 2) != 2)
                       return 1;
                   close(0);
+                  const int lowestFree = fcntl(2, F_DUPFD, 3);
+                  close(lowestFree);
                   StandardStreams::prepare();
+                  if (fcntl(2, F_DUPFD, 3) != lowestFree)
+                      return 3; // something was opened that nobody needs
                   return isNullDevice(0) && !isNullDevice(2) ? 0 : 2;
               }),
               0);
+}
+
+TEST(StandardErrorOutputTest, WritesToStandardErrorAndReadsTheWallClock) {
+    const auto ends = pipeEnds();
+    EXPECT_EQ(inChild([&] {
+                  dup2(ends.writing.get(), STDERR_FILENO);
+                  StandardErrorOutput output;
+                  output.writeStandardError("a line\n");
+                  return std::abs(output.wallClock() - static_cast<double>(std::time(nullptr))) < 5 ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(readAll(ends.reading), "a line\n");
 }
 
 TEST(StandardStreams, ALineGoesToStandardErrorInOneWrite) {
@@ -111,50 +130,6 @@ TEST(StandardStreams, AClosedStandardErrorIsNoReasonToFail) {
 }
 
 // --- a standard error that nobody reads
-
-/// The two ends of something that a process may have as its standard error.
-struct Ends {
-    FileDescriptor reading;
-    FileDescriptor writing;
-};
-
-Ends pipeEnds() {
-    std::array<int, 2> ends{};
-    EXPECT_EQ(pipe(ends.data()), 0);
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-}
-
-Ends socketEnds() {
-    std::array<int, 2> ends{};
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-}
-
-/// A terminal that changes nothing of what is written to it.
-Ends terminalEnds() {
-    FileDescriptor reading(posix_openpt(O_RDWR | O_NOCTTY));
-    EXPECT_EQ(grantpt(reading.get()), 0);
-    EXPECT_EQ(unlockpt(reading.get()), 0);
-    FileDescriptor writing(open(ptsname(reading.get()), O_RDWR | O_NOCTTY));
-    termios settings{};
-    EXPECT_EQ(tcgetattr(writing.get(), &settings), 0);
-    settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-    EXPECT_EQ(tcsetattr(writing.get(), TCSANOW, &settings), 0);
-    return {std::move(reading), std::move(writing)};
-}
-
-/// What can be read at once.
-std::string readAll(const FileDescriptor& end) {
-    fcntl(end.get(), F_SETFL, O_NONBLOCK);
-    std::string text;
-    std::array<char, 4096> part{};
-    while (true) {
-        const auto size = read(end.get(), part.data(), part.size());
-        if (size <= 0)
-            return text;
-        text.append(part.data(), static_cast<std::size_t>(size));
-    }
-}
 
 std::string line(int number, std::size_t length) {
     auto text = "line " + std::to_string(number) + " ";

@@ -1,0 +1,124 @@
+#include "platform/posix/NonBlockingWriter.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <climits>
+#include <filesystem>
+#include <set>
+
+#include "tests/platform/posix/Ends.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::IsEmpty;
+
+/// More than is written where the room is not known.
+const std::string text(2000, 'x');
+
+/// No descriptor can be opened as long as this lives.
+class NoDescriptorToSpare {
+public:
+    explicit NoDescriptorToSpare(rlim_t limit = 3) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none{.rlim_cur = limit, .rlim_max = before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    NoDescriptorToSpare(const NoDescriptorToSpare&) = delete;
+    NoDescriptorToSpare& operator=(const NoDescriptorToSpare&) = delete;
+    ~NoDescriptorToSpare() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+std::set<int> inheritedDescriptors() {
+    std::set<int> found;
+    for (int descriptor = 0; descriptor < 256; ++descriptor)
+        if (const int flags = fcntl(descriptor, F_GETFD); flags != -1 && (flags & FD_CLOEXEC) == 0)
+            found.insert(descriptor);
+    return found;
+}
+
+/// Writes until there is no room; returns the error that says so.
+int fill(const NonBlockingWriter& writer) {
+    errno = 0;
+    auto written = writer.write(text);
+    while (written > 0)
+        written = writer.write(text);
+    EXPECT_EQ(written, -1);
+    return errno;
+}
+
+class NonBlockingWriterTest : public ::testing::TestWithParam<Ends (*)()> {
+protected:
+    Ends ends = GetParam()();
+};
+
+TEST_P(NonBlockingWriterTest, WhatIsFullIsNotWaitedForAndTakesMoreOnceItIsRead) {
+    const NonBlockingWriter writer(ends.writing.get());
+    EXPECT_EQ(fill(writer), EAGAIN);
+    EXPECT_FALSE(readAll(ends.reading).empty());
+    EXPECT_GT(writer.write(text), 0);
+}
+
+TEST_P(NonBlockingWriterTest, NothingThatItOpensIsInherited) {
+    const auto before = inheritedDescriptors();
+    const NonBlockingWriter writer(ends.writing.get());
+    EXPECT_EQ(inheritedDescriptors(), before);
+}
+
+TEST_P(NonBlockingWriterTest, WithoutADescriptorToSpareItIsNotWaitedForEither) {
+    const NoDescriptorToSpare none;
+    const NonBlockingWriter writer(ends.writing.get());
+    EXPECT_GT(writer.write(text), 0);
+    EXPECT_EQ(fill(writer), EAGAIN);
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, NonBlockingWriterTest, ::testing::Values(pipeEnds, terminalEnds, socketEnds));
+
+TEST(NonBlockingWriter, ATerminalAndASocketTakeAllThatThereIsRoomFor) {
+    for (auto* const make : {terminalEnds, socketEnds}) {
+        const auto ends = make();
+        EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), text.size());
+        EXPECT_EQ(readAll(ends.reading), text);
+    }
+}
+
+TEST(NonBlockingWriter, APipeThatIsOpenedOnceMoreTakesAllThatThereIsRoomFor) {
+    if (!std::filesystem::exists("/proc/self/fd"))
+        GTEST_SKIP() << "this system only duplicates a pipe";
+    const auto ends = pipeEnds();
+    EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), text.size());
+}
+
+TEST(NonBlockingWriter, APipeThatCannotBeOpenedOnceMoreTakesWhatAnyHasRoomFor) {
+    const auto ends = pipeEnds();
+    const NoDescriptorToSpare none;
+    EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), _POSIX_PIPE_BUF);
+}
+
+TEST(NonBlockingWriter, APipeOfWhichTheSystemCannotTellWhetherItHasRoomIsTakenToHaveNone) {
+    const auto ends = pipeEnds();
+    const NoDescriptorToSpare none(0); // not even to ask about
+    EXPECT_EQ(fill(NonBlockingWriter(ends.writing.get())), EAGAIN);
+}
+
+TEST(NonBlockingWriter, AFileIsWrittenWhereItStands) {
+    const TemporaryFolder folder;
+    const FileDescriptor file(open((folder / "log").c_str(), O_WRONLY | O_CREAT, 0600));
+    EXPECT_EQ(NonBlockingWriter(file.get()).write("one"), 3);
+    EXPECT_EQ(NonBlockingWriter(file.get()).write("two"), 3);
+    EXPECT_EQ(readFile(folder / "log"), "onetwo");
+}
+
+TEST(NonBlockingWriter, WhatIsNoDescriptorRefuses) {
+    EXPECT_EQ(NonBlockingWriter(-1).write(text), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+} // namespace
+} // namespace kelo

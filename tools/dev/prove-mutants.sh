@@ -1,0 +1,10 @@
+# shellcheck shell=bash
+# Mutation testing. Sourced by ./dev.
+
+# prove_mutants [FOLDER] [--sample N] [--seed S] [--survivors]
+prove_mutants() {
+  command -v apt-get >/dev/null || fail "mutants are made with Debian's Python bindings for Clang"
+  install_debian_packages "python3-clang-$(clang -dumpversion | cut -d. -f1)"
+  mkdir -p build/mutants
+  PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 tools/mutants/mutants.py "$@"
+}
