@@ -6,7 +6,7 @@ fuzz_executions=10000000
 # prove_fuzz [SECONDS]: each target until it has run so often or so long, two at a time.
 prove_fuzz() {
   local seconds=${1-600} failed=false targets
-  [ $# -le 1 ] && is_count "$seconds" || usage "prove fuzz takes a number of seconds"
+  if [ $# -gt 1 ] || ! is_count "$seconds"; then usage "prove fuzz takes a number of seconds"; fi
   mapfile -t targets < <(fuzz_targets)
   build fuzz "${targets[@]/#/fuzz_}"
   rm -rf build/fuzz/runs
