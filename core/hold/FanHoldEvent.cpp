@@ -6,7 +6,8 @@
 namespace kelo {
 namespace {
 
-/// The shortest round-trip form in the given notation; an infinity is its name in either. 400 characters hold any double in fixed notation.
+/// The shortest round-trip form in the given notation; an infinity is its name in either. 400 characters hold any
+/// double in fixed notation.
 std::string shortest(double number, std::chars_format format) {
     char text[400];
     return {text, std::to_chars(text, text + sizeof text, number, format).ptr};
