@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -7,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <thread>
 
 #include "client/HelperConnection.h"
@@ -157,6 +159,38 @@ TEST_F(HelperOnMacPlatform, AVersionIsToldWhileTheMainThreadIsBusy) {
     std::thread client([&] { version = connectToHelper()->helperVersion(); });
     client.join(); // the main loop has not run
     EXPECT_EQ(version, 6);
+}
+
+TEST_F(HelperOnMacPlatform, AFifthHoldOfOneConnectionIsRefusedAtOnceThoughTheMainThreadIsBusy) {
+    start();
+    const auto client = connectToHelper();
+    std::mutex mutex;
+    std::vector<std::optional<std::string>> answers;
+    const auto answered = [&] {
+        const std::lock_guard lock(mutex);
+        return answers.size();
+    };
+    const auto hold = [&]() -> std::optional<std::string> {
+        try {
+            return client->hold(0.5, false);
+        } catch (const HelperUnreachable&) {
+            return "no answer";
+        }
+    };
+    std::vector<std::thread> holds;
+    for (int i = 0; i < 5; ++i)
+        holds.emplace_back([&] {
+            auto answer = hold();
+            const std::lock_guard lock(mutex);
+            answers.push_back(std::move(answer));
+        });
+    while (answered() == 0) // and the main loop does not run; a request that is never answered fails after ten seconds
+        std::this_thread::yield();
+    EXPECT_EQ(answers.front(), "Too many holds are waiting already; ask again when they have been answered.");
+    EXPECT_TRUE(mainLoop().runUntil([&] { return answered() == 5; }));
+    for (auto& thread : holds)
+        thread.join();
+    EXPECT_EQ(std::count(answers.begin(), answers.end(), std::nullopt), 4);
 }
 
 TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwards) {

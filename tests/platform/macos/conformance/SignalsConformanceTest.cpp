@@ -20,7 +20,7 @@ public:
     void run() { runMainLoop(SystemUnderTest::unit); }
 #ifdef __APPLE__
     void raise(int signal) {
-        run(); // a source takes note of its signal once it has been activated, which is not at once
+        run();                    // a source takes note of its signal once it has been activated, which is not at once
         ::kill(getpid(), signal); // to the process: no source sees a signal that one thread was sent
     }
 #else
