@@ -142,7 +142,7 @@ void PosixTerminal::giveScreenBack() {
 void PosixTerminal::suspend() {
     isAskedToSuspend = 0;
     giveScreenBack();
-    raise(SIGSTOP); // goes on from here when the user wants it to
+    kill(getpid(), SIGSTOP); // goes on from here when the user wants it to
     takeScreen();
 }
 

@@ -3,6 +3,7 @@
 #include <sys/cdefs.h>
 
 typedef struct __nl_cat_d* nl_catd;
+typedef int nl_item;
 #define NL_CAT_LOCALE 1
 
 __BEGIN_DECLS

@@ -19,6 +19,9 @@
 #define SIGTSTP 18
 #define SIGCONT 19
 #define SIGCHLD 20
+#define SIGTTIN 21
+#define SIGTTOU 22
+#define SIGWINCH 28
 #define SIGUSR1 30
 #define SIGUSR2 31
 

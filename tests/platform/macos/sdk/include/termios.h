@@ -4,7 +4,10 @@
 
 #define NCCS 20
 #define OPOST 0x00000001
+#define ECHO 0x00000008
 #define TCSANOW 0
+#define TCSADRAIN 1
+#define TCSAFLUSH 2
 
 typedef unsigned char cc_t;
 typedef unsigned long speed_t;

@@ -16,6 +16,8 @@
 #define _SC_OPEN_MAX 5
 
 __BEGIN_DECLS
+pid_t getpgrp(void);
+pid_t tcgetpgrp(int descriptor);
 __attribute__((noreturn)) void _exit(int status);
 int access(const char* path, int mode);
 unsigned int alarm(unsigned int seconds);
