@@ -83,8 +83,8 @@ TEST_F(OnATerminal, AWatchFillsScreensOfEverySizeAndLeavesThemClean) {
         EXPECT_TRUE(screen->isAlternate);
         EXPECT_FALSE(screen->isCursorVisible);
         EXPECT_FALSE(terminal->isEchoing());
-        if (rows >= 4)
-            EXPECT_TRUE(waitFor([&] { return screen->rows().back().starts_with("Ctrl-C ends"); }));
+        const bool hasRoom = rows >= 4;
+        EXPECT_TRUE(!hasRoom || waitFor([&] { return screen->rows().back().starts_with("Ctrl-C ends"); }));
         terminal->type("some keys" + ctrlC);
         expectCleanEnd(0);
         EXPECT_THAT(screen->rows(), Each(IsEmpty())) << "neither the view nor what was typed";
