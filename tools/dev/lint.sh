@@ -30,7 +30,8 @@ lint_python() {
 }
 
 shell_files() {
-  git ls-files --cached --others --exclude-standard -- dev '*.sh' .ci/run
+  git ls-files --cached --others --exclude-standard -- dev '*.sh' .ci/run packaging/macos/package/uninstall \
+    packaging/macos/package/scripts/
 }
 
 # The test sources stay out: their macros expand to code that no check was written for.

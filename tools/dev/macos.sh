@@ -22,8 +22,13 @@ macos_helper=app.kelo.helper
 macos_client=kelo
 macos_client_identifier=app.kelo.Kelo
 macos_helper_folder=/Library/PrivilegedHelperTools
-macos_client_folder=/usr/local/bin
 macos_plist_folder=/Library/LaunchDaemons
+macos_other_prefix=/opt/kelo # for the client where /usr/local is not root's alone
+
+# What runs as root is called by its whole path: in the caller's, somebody's own folder may come first. The tests have
+# a folder with stand-ins take the system's place.
+macos_system=${KELO_MACOS_SYSTEM-}
+macos_sudo=$macos_system/usr/bin/sudo
 
 # run COMMAND...: says what it would run, or runs it.
 run() {
@@ -54,7 +59,7 @@ say_and_do() {
 }
 
 command_install() {
-  local identity='' dry_run=false
+  local identity='' dry_run=false prefix
   while [ $# -gt 0 ]; do
     case $1 in
       --identity) [ $# -ge 2 ] || usage "--identity needs a name"; identity=$2; shift 2 ;;
@@ -64,6 +69,8 @@ command_install() {
     esac
   done
   [ -n "$identity" ] || usage "install needs --identity NAME, as \"security find-identity -v -p codesigning\" lists it"
+  umask 022 # what is made on the way is for everybody to read
+  prefix=$(client_prefix)
   say_and_do "$dry_run" install_steps
 }
 
@@ -78,35 +85,64 @@ command_uninstall() {
   say_and_do "$dry_run" uninstall_steps
 }
 
-install_steps() {
+# payload PREFIX: what is installed: the mode, the source and the place of each file, the client's below PREFIX.
+payload() {
+  cat <<EOF
+755 build/product/$macos_helper $macos_helper_folder/$macos_helper
+755 build/product/$macos_client $1/bin/$macos_client
+644 packaging/man/kelo.1 $1/share/man/man1/kelo.1
+644 packaging/man/app.kelo.helper.8 $1/share/man/man8/app.kelo.helper.8
+644 build/product/completions/bash $1/share/bash-completion/completions/kelo
+644 build/product/completions/zsh $1/share/zsh/site-functions/_kelo
+644 build/product/completions/fish $1/share/fish/vendor_completions.d/kelo.fish
+644 THIRD_PARTY_NOTICES.md $1/share/doc/kelo/THIRD_PARTY_NOTICES.md
+644 packaging/macos/$macos_helper.plist $macos_plist_folder/$macos_helper.plist
+EOF
+}
+
+build_and_sign() {
+  local shell
   say "build for both processors"
   run_as "(install missing build dependencies with Homebrew)" ensure_brew_packages
   run cmake --preset product
   run cmake --build --preset product
+  run mkdir -p build/product/completions
+  for shell in bash zsh fish; do
+    run_as "build/product/$macos_client completions $shell >build/product/completions/$shell" make_completions "$shell"
+  done
   say "sign both with their identifiers, the hardened runtime and a time stamp"
   sign "$macos_helper" "$macos_helper"
   sign "$macos_client_identifier" "$macos_client"
+}
+
+make_completions() { "build/product/$macos_client" completions "$1" >"build/product/completions/$1"; }
+
+install_steps() {
+  local mode source place
+  build_and_sign
   say "install as root's, which nobody else may write; a new file each, put in place by renaming, so that a helper that"
   say "runs sees itself replaced, hands the fan back and leaves"
-  run sudo mkdir -p "$macos_helper_folder" "$macos_client_folder"
-  run_as "(stop unless $macos_helper_folder is root's and nobody else may write it)" \
-    refuse_writable_folder "$macos_helper_folder"
-  put 755 "build/product/$macos_helper" "$macos_helper_folder/$macos_helper"
-  put 755 "build/product/$macos_client" "$macos_client_folder/$macos_client"
-  put 644 "packaging/macos/$macos_helper.plist" "$macos_plist_folder/$macos_helper.plist"
+  run "$macos_sudo" /bin/mkdir -p "$macos_helper_folder" "$macos_plist_folder"
+  run_as "(stop unless /Library, $macos_helper_folder and $macos_plist_folder are root's and nobody else may write them)" \
+    refuse_folders_of_others / /Library "$macos_helper_folder" "$macos_plist_folder"
+  while read -r mode source place <&3; do put "$mode" "$source" "$place"; done 3< <(payload "$prefix")
   say "have launchd reload it"
-  run sudo launchctl enable "system/$macos_helper"
-  run_as "sudo launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
-  run_as "sudo launchctl bootstrap system $macos_plist_folder/$macos_helper.plist   (once the former one has left)" \
+  run "$macos_sudo" /bin/launchctl enable "system/$macos_helper"
+  run_as "$macos_sudo /bin/launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
+  run_as "$macos_sudo /bin/launchctl bootstrap system $macos_plist_folder/$macos_helper.plist   (once the former has left)" \
     bootstrap
+  say "the client is $prefix/bin/$macos_client"
+  [ "$prefix" = /usr/local ] \
+    || say "not in /usr/local, which is not root's alone: somebody else could replace it. Add $prefix/bin to your path"
 }
 
 uninstall_steps() {
+  local place
   say "have launchd stop the helper, which hands the fan back, and forget it"
-  run_as "sudo launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
-  say "remove what was installed"
-  run sudo rm -f "$macos_plist_folder/$macos_helper.plist" "$macos_helper_folder/$macos_helper" \
-    "$macos_client_folder/$macos_client"
+  run_as "$macos_sudo /bin/launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
+  say "remove what was installed, wherever the client went"
+  while read -r _ _ place <&3; do run "$macos_sudo" /bin/rm -f "$place"; done \
+    3< <(payload /usr/local && payload "$macos_other_prefix" | grep -F " $macos_other_prefix/")
 }
 
 # sign IDENTIFIER FILE
@@ -120,28 +156,71 @@ sign() {
 put() {
   local new
   new="$(dirname "$3")/.$(basename "$3").new"
-  run sudo install -o root -g wheel -m "$1" "$2" "$new"
-  run sudo mv -f "$new" "$3"
+  run "$macos_sudo" /bin/mkdir -p "$(dirname "$3")"
+  run "$macos_sudo" /usr/bin/install -o root -g wheel -m "$1" "$2" "$new"
+  case $2 in
+    "build/product/$macos_helper") verify "$new" "$macos_helper" ;;
+    "build/product/$macos_client") verify "$new" "$macos_client_identifier" ;;
+  esac
+  run "$macos_sudo" /bin/mv -f "$new" "$3"
 }
 
-# Whoever may write the folder may put another helper in place.
-refuse_writable_folder() {
-  [ -z "$(find "$1" -maxdepth 0 \( ! -user root -o -perm -020 -o -perm -002 \))" ] \
-    || fail "$1 is not root's alone: somebody else could replace the helper"
+# verify COPY IDENTIFIER: what was built may have been replaced since it was signed; the copy is root's.
+verify() {
+  local requirement="anchor apple generic and identifier \"$2\""
+  run "$macos_sudo" /usr/bin/codesign --verify --strict "-R=$requirement" "$1" || fail "$1 is not what was signed"
+  run_as "(stop unless $1 has the hardened runtime and lacks get-task-allow)" refuse_open_to_debuggers "$1"
+}
+
+# Either way another process of the same user could take the program over.
+refuse_open_to_debuggers() {
+  local signature entitlements
+  signature=$("$macos_sudo" /usr/bin/codesign -dvv "$1" 2>&1)
+  grep -qE 'flags=[^ ]*[(,]runtime' <<<"$signature" || fail "$1 is signed without the hardened runtime"
+  entitlements=$("$macos_sudo" /usr/bin/codesign -d --entitlements - --xml "$1" 2>/dev/null)
+  ! grep -qF get-task-allow <<<"$entitlements" || fail "$1 lets debuggers in: it has the entitlement get-task-allow"
+}
+
+# Whoever may write one of the folders may put another helper in place.
+refuse_folders_of_others() {
+  local folder
+  for folder in "$@"; do
+    ! is_open_to_others "$folder" || fail "$folder is not root's alone: somebody else could replace the helper"
+  done
+}
+
+# By its owner, its mode, or an access control list.
+is_open_to_others() {
+  local found list
+  found=$("$macos_system/usr/bin/find" "$1/." -maxdepth 0 \( ! -user root -o -perm -020 -o -perm -002 \)) || return 0
+  list=$("$macos_system/bin/ls" -lde "$1/.") || return 0
+  [ -n "$found" ] || grep -q '^ [0-9]*:.* allow ' <<<"$list"
+}
+
+# Where the client goes. Homebrew makes /usr/local a user's, who could then replace what root may call.
+client_prefix() {
+  local folder
+  if [ "$(uname)" = Darwin ]; then
+    for folder in /usr/local /usr/local/bin /usr/local/share; do
+      [ -e "$folder" ] || continue # it will be root's
+      if is_open_to_others "$folder"; then printf '%s' "$macos_other_prefix"; return; fi
+    done
+  fi
+  printf /usr/local
 }
 
 # It is fine if it is not loaded.
 boot_out() {
-  sudo launchctl bootout "system/$macos_helper" 2>/dev/null || true
+  "$macos_sudo" /bin/launchctl bootout "system/$macos_helper" 2>/dev/null || true
 }
 
 # launchd refuses while the former job is still leaving, which takes as long as handing the fans back.
 bootstrap() {
   local plist="$macos_plist_folder/$macos_helper.plist" left=60
-  until sudo launchctl bootstrap system "$plist" 2>/dev/null; do
+  until "$macos_sudo" /bin/launchctl bootstrap system "$plist" 2>/dev/null; do
     left=$((left - 1))
     if [ $left -eq 0 ]; then
-      sudo launchctl bootstrap system "$plist"
+      "$macos_sudo" /bin/launchctl bootstrap system "$plist"
       return
     fi
     sleep 1

@@ -6,17 +6,24 @@ set -euo pipefail
 
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-mkdir "$folder/bin"
-calls=$folder/calls
+tree=$folder/tree calls=$folder/calls
+mkdir -p "$folder/bin" "$folder/usr/bin" "$tree/build/product"
+cp -R dev tools packaging CMakeLists.txt THIRD_PARTY_NOTICES.md "$tree/"
+printf '#!/bin/sh\n' >"$tree/build/product/kelo"
+chmod +x "$tree/build/product/kelo"
 
 # Stand-ins that write down how they are called. launchctl bootstrap refuses twice: the former job is still leaving.
-for command in cmake codesign lipo sudo; do
-  cat >"$folder/bin/$command" <<'STUB'
+for command in bin/cmake bin/codesign bin/lipo usr/bin/sudo; do
+  cat >"$folder/$command" <<'STUB'
 #!/usr/bin/env bash
 { printf '%s' "$(basename "$0")"; printf ' %q' "$@"; printf '\n'; } >>"$CALLS"
 case $* in
   *bootout*) exit "${BOOTOUT_STATUS-0}" ;;
   *bootstrap*) [ "$(grep -c bootstrap "$CALLS")" -gt 2 ] ;;
+  */usr/bin/codesign\ --verify*) exit "${VERIFY_STATUS-0}" ;;
+  *codesign\ -dvv*)
+    printf 'Identifier=x\nCodeDirectory v=20500 size=1 flags=%s hashes=1\n' "${FLAGS-0x10000(runtime)}" >&2 ;;
+  *--entitlements*) printf '%s\n' "${ENTITLEMENTS-}" ;;
 esac
 STUB
 done
@@ -24,17 +31,50 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 echo "${SYSTEM-Darwin}"
 STUB
-cat >"$folder/bin/find" <<'STUB'
+# What others may write: by owner or mode $WRITABLE, by an access control list $LISTED.
+cat >"$folder/usr/bin/find" <<'STUB'
 #!/bin/sh
-echo "${WRITABLE-}"
+[ "$1" != "${WRITABLE-}/." ] || echo "$1"
+STUB
+cat >"$folder/bin/ls" <<'STUB'
+#!/bin/sh
+[ "$1" = -lde ] || exit 1
+printf 'drwxr-xr-x+ 4 root  wheel  128 Nov 21 12:00 %s\n 0: group:everyone deny delete\n' "$2"
+[ "$2" != "${LISTED-}/." ] || echo ' 1: user:somebody allow add_file'
 STUB
 printf '#!/bin/sh\n' >"$folder/bin/sleep"
 printf '#!/bin/sh\n' >"$folder/bin/brew" # everything is installed
-chmod +x "$folder"/bin/*
+chmod +x "$folder"/bin/* "$folder"/usr/bin/*
 
-dev() { PATH="$folder/bin:$PATH" CALLS="$calls" "$@" ./dev "${arguments[@]}" >"$folder/out" 2>"$folder/err"; }
+dev() {
+  PATH="$folder/bin:$PATH" CALLS="$calls" KELO_MACOS_SYSTEM="$folder" "$@" "$tree/dev" "${arguments[@]}" \
+    >"$folder/out" 2>"$folder/err"
+}
 failure() { printf '%s\n' "$*"; cat "$folder/out" "$folder/err" "$calls" 2>/dev/null; exit 1; }
 expect_calls() { diff - "$calls" || failure "other calls than expected: $1"; }
+
+# put MODE SOURCE FOLDER NAME [IDENTIFIER]: the calls for one file.
+put() {
+  printf 'sudo /bin/mkdir -p %s\n' "$3"
+  printf 'sudo /usr/bin/install -o root -g wheel -m %s %s %s\n' "$1" "$2" "$3/.$4.new"
+  [ $# -lt 5 ] || verified "$3/.$4.new" "$5"
+  printf 'sudo /bin/mv -f %s %s\n' "$3/.$4.new" "$3/$4"
+}
+verified() {
+  printf 'sudo /usr/bin/codesign --verify --strict -R=anchor\\ apple\\ generic\\ and\\ identifier\\ \\"%s\\" %s\n' "$2" "$1"
+  printf 'sudo /usr/bin/codesign -dvv %s\n' "$1"
+  printf 'sudo /usr/bin/codesign -d --entitlements - --xml %s\n' "$1"
+}
+# client PREFIX: the calls for what belongs to the client.
+client() {
+  put 755 build/product/kelo "$1/bin" kelo app.kelo.Kelo
+  put 644 packaging/man/kelo.1 "$1/share/man/man1" kelo.1
+  put 644 packaging/man/app.kelo.helper.8 "$1/share/man/man8" app.kelo.helper.8
+  put 644 build/product/completions/bash "$1/share/bash-completion/completions" kelo
+  put 644 build/product/completions/zsh "$1/share/zsh/site-functions" _kelo
+  put 644 build/product/completions/fish "$1/share/fish/vendor_completions.d" kelo.fish
+  put 644 THIRD_PARTY_NOTICES.md "$1/share/doc/kelo" THIRD_PARTY_NOTICES.md
+}
 
 identity='Developer ID Application: Example (ABCDE12345)'
 quoted='Developer\ ID\ Application:\ Example\ \(ABCDE12345\)'
@@ -47,16 +87,13 @@ codesign --verify --strict build/product/app.kelo.helper
 lipo build/product/kelo -verify_arch arm64 x86_64
 codesign --force --timestamp --options runtime --identifier app.kelo.Kelo --sign $quoted build/product/kelo
 codesign --verify --strict build/product/kelo
-sudo mkdir -p /Library/PrivilegedHelperTools /usr/local/bin
-sudo install -o root -g wheel -m 755 build/product/app.kelo.helper /Library/PrivilegedHelperTools/.app.kelo.helper.new
-sudo mv -f /Library/PrivilegedHelperTools/.app.kelo.helper.new /Library/PrivilegedHelperTools/app.kelo.helper
-sudo install -o root -g wheel -m 755 build/product/kelo /usr/local/bin/.kelo.new
-sudo mv -f /usr/local/bin/.kelo.new /usr/local/bin/kelo
-sudo install -o root -g wheel -m 644 packaging/macos/app.kelo.helper.plist /Library/LaunchDaemons/.app.kelo.helper.plist.new
-sudo mv -f /Library/LaunchDaemons/.app.kelo.helper.plist.new /Library/LaunchDaemons/app.kelo.helper.plist
-sudo launchctl enable system/app.kelo.helper
-sudo launchctl bootout system/app.kelo.helper
-sudo launchctl bootstrap system /Library/LaunchDaemons/app.kelo.helper.plist
+sudo /bin/mkdir -p /Library/PrivilegedHelperTools /Library/LaunchDaemons
+$(put 755 build/product/app.kelo.helper /Library/PrivilegedHelperTools app.kelo.helper app.kelo.helper)
+$(client /usr/local)
+$(put 644 packaging/macos/app.kelo.helper.plist /Library/LaunchDaemons app.kelo.helper.plist)
+sudo /bin/launchctl enable system/app.kelo.helper
+sudo /bin/launchctl bootout system/app.kelo.helper
+sudo /bin/launchctl bootstrap system /Library/LaunchDaemons/app.kelo.helper.plist
 EOF
 )
 
@@ -65,8 +102,13 @@ arguments=(install --identity "$identity" --dry-run)
 dev env SYSTEM=Linux || failure "the dry run failed"
 [ ! -e "$calls" ] || failure "the dry run called something"
 while IFS= read -r line; do
+  case $line in *codesign\ -d*) continue ;; esac # it says what they have to tell
   grep -qF -- "$line" "$folder/out" || failure "the dry run does not say: $line"
 done <<<"$expected"
+for copy in /Library/PrivilegedHelperTools/.app.kelo.helper.new /usr/local/bin/.kelo.new; do
+  grep -qF "(stop unless $copy has the hardened runtime and lacks get-task-allow)" "$folder/out" \
+    || failure "the dry run does not say what is looked for in $copy"
+done
 
 # The real thing says the same first, and then does it; while the former helper leaves, it tries again.
 cp "$folder/out" "$folder/said"
@@ -76,16 +118,38 @@ dev env || failure "installing failed"
   || failure "something else was said than by the dry run"
 {
   printf '%s\n' "$expected"
-  printf 'sudo launchctl bootstrap system /Library/LaunchDaemons/app.kelo.helper.plist\n%.0s' 1 2
+  printf 'sudo /bin/launchctl bootstrap system /Library/LaunchDaemons/app.kelo.helper.plist\n%.0s' 1 2
 } | expect_calls install
 
-# A helper that is not loaded is no reason to stop; a folder that others may write is.
+# A helper that is not loaded is no reason to stop.
 rm "$calls"
 dev env BOOTOUT_STATUS=3 || failure "installing failed where nothing was loaded"
-rm "$calls"
-if dev env WRITABLE=/Library/PrivilegedHelperTools; then failure "a writable folder was accepted"; fi
-grep -q 'somebody else could replace the helper' "$folder/err" || failure "the writable folder was not named"
-if grep -q 'sudo install' "$calls"; then failure "something was installed into a writable folder"; fi
+
+# refused TEXT VARIABLE=VALUE: what has this fault is not put in place.
+refused() {
+  rm "$calls"
+  if dev env "$2"; then failure "installed with $2"; fi
+  grep -qF -- "$1" "$folder/err" || failure "it does not say why, with $2: $1"
+  if grep -q '/bin/mv' "$calls"; then failure "something was put in place with $2"; fi
+}
+for open in /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
+  for fault in "WRITABLE=$open" "LISTED=$open"; do
+    refused "$open is not root's alone: somebody else could replace the helper" "$fault"
+    if grep -q '/usr/bin/install' "$calls"; then failure "something was copied with $fault"; fi
+  done
+done
+refused 'is not what was signed' VERIFY_STATUS=3
+refused 'without the hardened runtime' 'FLAGS=0x0(none)'
+refused 'lets debuggers in' 'ENTITLEMENTS=<key>com.apple.security.get-task-allow</key><true/>'
+
+# Where /usr/local is a user's, the client goes elsewhere, and it is said where.
+for fault in WRITABLE=/usr/local LISTED=/usr/local/bin; do
+  rm "$calls"
+  dev env "$fault" || failure "installing failed with $fault"
+  diff <(client /opt/kelo) <(grep -F /opt/kelo "$calls") || failure "the client is installed otherwise with $fault"
+  if grep -q /usr/local "$calls"; then failure "something goes to /usr/local, with $fault"; fi
+  grep -q 'Add /opt/kelo/bin to your path' "$folder/out" || failure "it does not say where the client is"
+done
 
 # Elsewhere nothing is done.
 rm "$calls"
@@ -103,8 +167,12 @@ dev env SYSTEM=Linux || failure "the dry run of uninstall failed"
 [ ! -e "$calls" ] || failure "the dry run of uninstall called something"
 arguments=(uninstall)
 dev env || failure "uninstalling failed"
-expect_calls uninstall <<'EOF'
-sudo launchctl bootout system/app.kelo.helper
-sudo rm -f /Library/LaunchDaemons/app.kelo.helper.plist /Library/PrivilegedHelperTools/app.kelo.helper /usr/local/bin/kelo
+removed() { client "$1" | sed -n 's|.*/bin/mv -f [^ ]*|sudo /bin/rm -f|p'; }
+expect_calls uninstall <<EOF
+sudo /bin/launchctl bootout system/app.kelo.helper
+sudo /bin/rm -f /Library/PrivilegedHelperTools/app.kelo.helper
+$(removed /usr/local)
+sudo /bin/rm -f /Library/LaunchDaemons/app.kelo.helper.plist
+$(removed /opt/kelo)
 EOF
 printf 'install and uninstall do what they say\n'

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Checks the property lists of the macOS product.
 #
-# usage: plists.sh LAUNCHD-PLIST INFO-PLIST VERSION
+# usage: plists.sh LAUNCHD-PLIST EMBEDDED-PLIST INFO-PLIST VERSION
 set -euo pipefail
 
-launchd=$1 info=$2 version=$3
+installed=$1 embedded=$2 info=$3 version=$4
 
-xmllint --nonet --noout "$launchd" "$info"
+xmllint --nonet --noout "$installed" "$embedded" "$info"
 
 # value FILE KEY...: what stands behind a key, in the dictionaries behind the keys before it: its element and its text.
 value() {
@@ -30,18 +30,25 @@ expect() {
   fi
 }
 
-expect 'string app.kelo.helper' "$launchd" Label
-expect 'array /Library/PrivilegedHelperTools/app.kelo.helper' "$launchd" ProgramArguments
-expect 'true' "$launchd" MachServices app.kelo.helper
-expect 'false' "$launchd" KeepAlive SuccessfulExit # back after a crash, not after it has left
-expect 'true' "$launchd" RunAtLoad # implied by SuccessfulExit: nobody shall think that a client starts it
-expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
-# More than ten fans of 4 seconds each.
-seconds=$(value "$launchd" ExitTimeOut)
-[ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
-# Either would have an idle helper killed without a signal that it can see.
-for key in EnableTransactions EnablePressuredExit StandardErrorPath; do
-  [ "$(xmllint --nonet --xpath "count(//key[.='$key'])" "$launchd")" = 0 ] || { printf '%s is set\n' "$key"; exit 1; }
+# Each tells in its own way where the helper is; one that told both would start another helper than it seems to.
+has() { [ "$(xmllint --nonet --xpath "count(//key[.='$2'])" "$1")" != 0 ]; }
+expect 'array /Library/PrivilegedHelperTools/app.kelo.helper' "$installed" ProgramArguments
+expect 'string Contents/MacOS/app.kelo.helper' "$embedded" BundleProgram
+if has "$installed" BundleProgram || has "$embedded" ProgramArguments; then printf 'two programs\n'; exit 1; fi
+
+for launchd in "$installed" "$embedded"; do
+  expect 'string app.kelo.helper' "$launchd" Label
+  expect 'true' "$launchd" MachServices app.kelo.helper
+  expect 'false' "$launchd" KeepAlive SuccessfulExit # back after a crash, not after it has left
+  expect 'true' "$launchd" RunAtLoad # implied by SuccessfulExit: nobody shall think that a client starts it
+  expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
+  # More than ten fans of 4 seconds each.
+  seconds=$(value "$launchd" ExitTimeOut)
+  [ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
+  # Either would have an idle helper killed without a signal that it can see.
+  for key in EnableTransactions EnablePressuredExit StandardErrorPath; do
+    [ "$(xmllint --nonet --xpath "count(//key[.='$key'])" "$launchd")" = 0 ] || { printf '%s is set\n' "$key"; exit 1; }
+  done
 done
 
 expect 'string app.kelo.helper' "$info" CFBundleIdentifier

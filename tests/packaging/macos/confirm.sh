@@ -1,0 +1,215 @@
+#!/usr/bin/env bash
+# Runs tools/dev/confirm-on-a-mac.sh with stand-ins for a Mac's programs: the order of what it does, what it asks and
+# when, and what it reports.
+#
+# Run from the top of the repository.
+set -euo pipefail
+
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+tree=$folder/tree calls=$folder/calls out=$folder/out report=$folder/report.md
+mkdir -p "$folder/bin" "$tree/tools/dev" "$tree/packaging/macos" "$tree/build/product"
+cp tools/dev/confirm-on-a-mac.sh "$tree/tools/dev/"
+real_sleep=$(command -v sleep)
+
+# One stand-in for all: it writes down how it is called, and says what a Mac on which all is well would say. $FAULT is a
+# pattern: a call that matches it fails, or says $SAYS if that is set.
+cat >"$folder/bin/stand-in" <<'STUB'
+#!/usr/bin/env bash
+call="$(basename "$0") $*"
+[[ $0 != "$TMPDIR"* ]] || call="another's $call"
+sed "s#$TMPDIR/[^/ ]*#COPY#g; s#$FOLDER/bin#BIN#g" <<<"$call" >>"$CALLS"
+# shellcheck disable=SC2053 # a pattern
+if [[ -n ${FAULT-} && $call == $FAULT ]]; then
+  [ -n "${SAYS-}" ] || exit 1
+  printf '%s\n' "$SAYS"
+  exit 0
+fi
+case $call in
+  'pmset sleepnow') grep -q 'put to sleep now' "$OUT" || echo UNASKED >>"$CALLS" ;;
+  *--hand-back-on-lid-close*) grep -q 'close the lid' "$OUT" || echo UNASKED >>"$CALLS" ;;
+  'codesign -d'*) printf '%s\n' Identifier=app.kelo.helper 'CodeDirectory v=1 flags=0x10000(runtime)' \
+    TeamIdentifier=ABCDE12345 'Timestamp=1 Nov 2026' >&2 ;;
+  'lipo -archs'*) echo 'x86_64 arm64' ;;
+  otool*) echo '<key>CFBundleVersion</key>' ;;
+  'sudo launchctl kill'*) echo "$3" >"$SIGNAL" ;;
+  'sudo launchctl print'*)
+    echo 'system/app.kelo.helper = {'
+    if grep -q TERM "$SIGNAL" 2>/dev/null; then echo 'state = not running'; else echo 'state = running'; fi ;;
+  'kelo version') echo 'Interface version 6' ;;
+  "another's kelo status") exit 3 ;;
+  'log show'*-67050*) echo 'denied: -67050' ;;
+  'log show'*) printf 'app.kelo.helper %s\n' 'hold: sleeping' 'hold: woke' 'hold: yielded' 'Our binary was deleted or moved.' ;;
+  ioreg*) echo '"AppleClamshellState" = No' ;;
+  'sudo leaks'*) echo 'Process 1: 0 leaks for 0 total leaked bytes.' ;;
+  'dev package'*) mkdir -p build/package && touch build/package/kelo-helper-1.2.3.pkg ;;
+esac
+STUB
+for command in sw_vers sysctl clang git cmake codesign lipo otool plutil sudo kelo log ioreg pmset arch; do
+  ln -s stand-in "$folder/bin/$command"
+done
+cp "$folder/bin/stand-in" "$tree/dev"
+cat >"$folder/bin/uname" <<'STUB'
+#!/bin/sh
+if [ "${1-}" = -m ]; then echo "${PROCESSOR-arm64}"; else echo "${SYSTEM-Darwin}"; fi
+STUB
+# No longer than until what was started before it is there: a hold, or the helper.
+cat >"$folder/bin/sleep" <<STUB
+#!/bin/sh
+case \$1 in
+  5) waits() { ! tail -n 1 "\$CALLS" | grep -q '^kelo hold'; } ;;
+  3) waits() { ! rm "\$FOLDER/started" 2>/dev/null; } ;;
+  *) exit 0 ;;
+esac
+left=200
+while waits && [ \$left -gt 0 ]; do left=\$((left - 1)); $real_sleep 0.01; done
+STUB
+cat >"$tree/build/product/app.kelo.helper" <<STUB
+#!/usr/bin/env bash
+trap 'exit \${HELPER_STATUS-0}' TERM
+touch "\$FOLDER/started"
+echo "This helper isn't signed, so there is no one it can safely trust."
+while :; do $real_sleep 0.01; done
+STUB
+chmod +x "$folder"/bin/* "$tree/build/product/app.kelo.helper" "$tree/dev"
+
+failure() { printf '%s\n' "$*"; cat "$out" "$report" 2>/dev/null; exit 1; }
+# confirm STATUS ANSWERS [VARIABLE=VALUE...] -- ARGUMENT...
+confirm() {
+  local expected=$1 answers=$2 status=0 variables=()
+  shift 2
+  while [ "$1" != -- ]; do variables+=("$1"); shift; done
+  shift
+  rm -rf "$calls" "$folder/signal" "$report" "$folder/tmp"
+  mkdir "$folder/tmp"
+  # shellcheck disable=SC2086 # an answer each
+  printf '%s\n' $answers | env PATH="$folder/bin:$PATH" TMPDIR="$folder/tmp" CALLS="$calls" OUT="$out" FOLDER="$folder" \
+    SIGNAL="$folder/signal" ${variables[@]+"${variables[@]}"} \
+    "$tree/tools/dev/confirm-on-a-mac.sh" --report "$report" "$@" >"$out" 2>&1 || status=$?
+  [ "$status" -eq "$expected" ] || failure "$* exits with $status, not $expected"
+}
+verdicts() { awk '/^## / { getline; getline; print }' "$report" | LC_ALL=C sort | uniq -c | sed 's/^ *//' | tr '\n' ','; }
+# verdict TITLE: what the report says of that row.
+verdict() { awk -v title="## $1" '$0 == title { getline; getline; print }' "$report"; }
+
+all=(--identity A --other-identity B --installer-identity I)
+
+# --- every row of the document, in its order; all is well
+confirm 0 "y y y y" -- "${all[@]}"
+rows() { sed -n '/^## What a Mac has yet/,$s/^| \([^|]*\) | .*/\1/p' docs/macos.md | grep -vxE 'what|a listener that is never.*'; }
+diff <(rows) <(sed -n 's/^## //p' "$report") || failure "the rows are others than those of docs/macos.md"
+[ "$(verdicts)" = "20 confirmed," ] || failure "not all rows are confirmed: $(verdicts)"
+if grep -q UNASKED "$calls"; then failure "it sleeps, or waits for the lid, before it has asked"; fi
+for question in 'Save your work: the Mac is put to sleep now' 'be ready to close the lid' 'Did the fans change their speed' \
+  'Are the speeds and the temperature above those of this Mac?'; do
+  [ "$(grep -cF "$question" "$out")" -eq 1 ] || failure "not asked once: $question"
+  grep -qF "$question" "$report" || failure "the answer is not reported: $question"
+done
+[ -z "$(ls -A "$folder/tmp")" ] || failure "it leaves something behind"
+diff - "$calls" <<'EOT' || failure "other calls than expected"
+sw_vers 
+sysctl -n hw.model
+clang --version
+git rev-parse HEAD
+dev test
+dev test -- -R ^macos_
+cmake --preset product
+cmake --build --preset product
+codesign --force --sign - COPY/app.kelo.helper
+dev install --identity A
+lipo -archs build/product/app.kelo.helper
+codesign -dv --verbose=4 build/product/app.kelo.helper
+codesign -dv --verbose=4 build/product/app.kelo.helper
+codesign -dv --verbose=4 build/product/app.kelo.helper
+otool -s __TEXT __info_plist -v build/product/app.kelo.helper
+codesign -dvv build/product/app.kelo.helper
+codesign --verify -R=anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345" BIN/kelo
+plutil -lint packaging/macos/app.kelo.helper.plist
+sudo launchctl print system/app.kelo.helper
+kelo version
+kelo status
+codesign --force --sign - --identifier app.kelo.Kelo COPY/kelo
+another's kelo status
+codesign --force --options runtime --identifier app.kelo.Kelo --sign B COPY/kelo
+another's kelo status
+log show --last 1m --predicate eventMessage CONTAINS "-67050"
+dev install --identity B
+another's kelo status
+dev install --identity A
+arch -x86_64 BIN/kelo hold 0.5 --for 3s
+kelo status
+kelo status
+kelo status
+kelo hold 60% --for 20s
+kelo status
+kelo status
+kelo hold 60% --for 5m
+pmset sleepnow
+log show --last 10m --predicate subsystem == "app.kelo.helper"
+log show --last 10m --predicate subsystem == "app.kelo.helper"
+pmset -g log
+ioreg -r -k AppleClamshellState -d 1
+kelo hold 60% --hand-back-on-lid-close --for 30s
+log show --last 2m --predicate subsystem == "app.kelo.helper"
+sudo launchctl kill SIGKILL system/app.kelo.helper
+sudo launchctl print system/app.kelo.helper
+sudo launchctl kill SIGTERM system/app.kelo.helper
+sudo launchctl print system/app.kelo.helper
+kelo version
+dev package --identity A --installer-identity I
+sudo installer -pkg build/package/kelo-helper-1.2.3.pkg -target / -verboseR
+kelo status
+sudo /Library/PrivilegedHelperTools/app.kelo.helper.uninstall
+dev install --identity A
+kelo hold 60% --for 5m
+dev install --identity A
+log show --last 10m --predicate subsystem == "app.kelo.helper"
+kelo stand-down
+log show --last 5m --predicate subsystem == "app.kelo.helper"
+log show --last 5m --predicate subsystem == "app.kelo.helper"
+kelo status
+kelo status
+kelo status
+kelo status
+kelo status
+sudo leaks app.kelo.helper
+EOT
+
+# --- nobody wants it to sleep, and nobody has other identities: nothing is done without being asked for
+confirm 1 "n n n n" PROCESSOR=x86_64 -- --identity A
+[ "$(verdicts)" = "2 FAILED,12 confirmed,6 left out," ] || failure "other verdicts than expected: $(verdicts)"
+for call in 'pmset sleepnow' 'hand-back-on-lid-close' 'sudo installer' '--identity B' 'arch -x86_64'; do
+  if grep -qF -- "$call" "$calls"; then failure "done all the same: $call"; fi
+done
+confirm 1 "" -- "${all[@]}" # nobody at all is there
+if grep -qF 'pmset sleepnow' "$calls"; then failure "it puts the Mac to sleep without an answer"; fi
+
+# --- what is not as it should be fails its row, and the others are tried all the same
+# fails ROW VARIABLE=VALUE...
+fails() {
+  local title=$1
+  shift
+  confirm 1 "y y y y" "$@" -- "${all[@]}"
+  [ "$(verdict "$title")" = FAILED ] || failure "not failed: $title, with $*"
+  [ "$(verdicts)" = "1 FAILED,19 confirmed," ] || failure "other rows failed than $title, with $*: $(verdicts)"
+}
+fails "both processors, identifier, version, hardened runtime, time stamp" 'FAULT=lipo*' SAYS=arm64
+fails "the requirement text parses, and the client satisfies it" 'FAULT=codesign --verify*'
+fails "a client of the same team is served" 'FAULT=kelo version' SAYS=5
+fails "launchd takes the job" 'FAULT=plutil*'
+fails "any other client is cut off before the delegate is asked" 'FAULT=log show*-67050*' SAYS=nothing
+fails "the client cuts off an impostor of the helper" 'FAULT=dev install --identity B'
+[ "$(grep -A 1 -- 'install --identity B' "$calls" | tail -n 1)" = "dev install --identity A" ] \
+  || failure "the genuine helper does not come back"
+fails "BOOL crosses between processors" 'FAULT=arch*'
+fails "the lid is read" 'FAULT=log show --last 2m*' SAYS=nothing
+fails "the installer takes the package, its checks answer, and its scripts do what they should" 'FAULT=sudo installer*'
+fails "a reply gets out before a stand-down ends the process" 'FAULT=kelo stand-down'
+fails "messages are readable in the unified log" 'FAULT=log show --last 5m*' 'SAYS=app.kelo.helper <private>'
+fails "objects live as long as they must" 'FAULT=sudo leaks*' 'SAYS=Process 1: 10 leaks'
+
+# --- and elsewhere it does nothing
+confirm 2 "" SYSTEM=Linux -- "${all[@]}"
+confirm 2 "" --
+[ ! -e "$calls" ] || failure "something was called without an identity"
+printf 'a Mac is asked all that it has to confirm\n'

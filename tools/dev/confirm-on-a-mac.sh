@@ -1,0 +1,287 @@
+#!/usr/bin/env bash
+# Confirms on a Mac what elsewhere has only been played: each row of the table at the end of docs/macos.md, in its order.
+# Asks before it puts the Mac to sleep and where it needs a hand, an eye or an ear; installs the helper; and writes a
+# report, to be attached to an issue. A row that fails does not keep the others from being tried.
+#
+# usage: confirm-on-a-mac.sh --identity NAME [--other-identity NAME] [--installer-identity NAME] [--report FILE]
+#   --identity            signs helper and client
+#   --other-identity      of another team: plays an impostor; without it two rows are left out in part
+#   --installer-identity  signs the installer package; without it that row is left out
+# shellcheck disable=SC2016 # the grave accents are Markdown's
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+
+fail() { printf 'confirm-on-a-mac: %s\n' "$*" >&2; exit 2; }
+
+identity='' other_identity='' installer_identity='' report=build/confirmed-on-a-mac.md
+while [ $# -gt 0 ]; do
+  [ $# -ge 2 ] || fail "$1 needs a value"
+  case $1 in
+    --identity) identity=$2 ;;
+    --other-identity) other_identity=$2 ;;
+    --installer-identity) installer_identity=$2 ;;
+    --report) report=$2 ;;
+    *) fail "$1 is not known" ;;
+  esac
+  shift 2
+done
+[ -n "$identity" ] || fail "--identity NAME is needed, as \"security find-identity -v -p codesigning\" lists it"
+[ "$(uname)" = Darwin ] || fail "this needs a Mac"
+
+PATH=$PATH:/usr/local/bin:/opt/kelo/bin # where ./dev install puts kelo
+job=system/app.kelo.helper
+helper=build/product/app.kelo.helper
+subsystem='subsystem == "app.kelo.helper"'
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+# --- what the rows are made of
+
+left_out=3 # the exit status of a row that says why it was not tried
+
+leave_out() { printf 'left out: %s\n' "$*"; exit $left_out; }
+
+# ask QUESTION: on the terminal, while the output goes to the report.
+ask() {
+  local answer=''
+  printf '    %s [y/n] ' "$1" >&3
+  read -r answer <&4 || true
+  printf '%s %s\n' "$1" "${answer:-no answer}"
+  [ "$answer" = y ]
+}
+
+# try COMMAND...: says it and runs it.
+try() {
+  printf '$ %s\n' "$*"
+  "$@" 2>&1
+}
+
+# try_refused COMMAND...: it has to fail.
+try_refused() {
+  if try "$@"; then printf 'it should have failed\n'; return 1; fi
+}
+
+# try_for PATTERN COMMAND...: its output has to match.
+try_for() {
+  local pattern=$1 output status=0
+  shift
+  output=$("$@" 2>&1) || status=$?
+  printf '$ %s\n%s\n' "$*" "$output"
+  [ $status -eq 0 ] || { printf 'exit status %d\n' $status; return 1; }
+  grep -qE -- "$pattern" <<<"$output" || { printf 'nothing matches: %s\n' "$pattern"; return 1; }
+}
+
+# hold_meanwhile ARGUMENT...: until the row ends, at the latest.
+hold_meanwhile() {
+  printf '$ kelo hold %s &\n' "$*"
+  kelo hold "$@" &
+  holding=$!
+  trap 'kill $holding 2>/dev/null || true' EXIT
+  sleep 5
+}
+
+log_of() { log show --last "$1" --predicate "$2"; }
+state() { sudo launchctl print $job; }
+
+# row TITLE FUNCTION: in a shell of its own, so that the first command that fails ends it.
+row() {
+  local status=0 verdict output=$scratch/output
+  printf '%s\n' "$1"
+  set +e
+  (set -e; "$2") >"$output" 2>&1 </dev/null
+  status=$?
+  set -e
+  case $status in
+    0) verdict=confirmed ;;
+    "$left_out") verdict='left out' ;;
+    *) verdict=FAILED failures=$((failures + 1)) ;;
+  esac
+  printf '    %s\n' "$verdict"
+  printf '\n## %s\n\n%s\n\n```text\n%s\n```\n' "$1" "$verdict" "$(cat "$output")" >>"$report"
+}
+
+# --- the rows
+
+compiles() { try ./dev test; }
+loop() { try ./dev test -- -R '^macos_'; }
+
+# run_without_team VARIABLE=VALUE...: starts a helper that nobody signed, and stops it.
+run_without_team() {
+  local process status=0
+  env "$@" "$scratch/app.kelo.helper" &
+  process=$!
+  sleep 3
+  kill -TERM $process
+  wait $process || status=$?
+  printf 'exit status %d\n' $status
+  return $status
+}
+without_team() {
+  try cmake --preset product
+  try cmake --build --preset product
+  try cp $helper "$scratch/app.kelo.helper"
+  try codesign --force --sign - "$scratch/app.kelo.helper"
+  try_for "isn't signed" run_without_team
+}
+
+product() {
+  try ./dev install --identity "$identity"
+  try_for 'x86_64.*arm64|arm64.*x86_64' lipo -archs $helper
+  try_for 'flags=[^ ]*runtime' codesign -dv --verbose=4 $helper
+  try_for '^Identifier=app.kelo.helper$' codesign -dv --verbose=4 $helper
+  try_for '^Timestamp=' codesign -dv --verbose=4 $helper
+  try_for 'CFBundleVersion' otool -s __TEXT __info_plist -v $helper
+}
+
+team() { codesign -dvv "$1" 2>&1 | sed -n 's/^TeamIdentifier=//p'; }
+requirement() {
+  local text
+  text="anchor apple generic and identifier \"app.kelo.Kelo\" and certificate leaf[subject.OU] = \"$(team $helper)\""
+  try codesign --verify "-R=$text" "$(command -v kelo)"
+}
+
+job_taken() {
+  try plutil -lint packaging/macos/app.kelo.helper.plist
+  try_for 'app.kelo.helper' state
+}
+
+served() {
+  try_for '(^|[^0-9])6([^0-9]|$)' kelo version
+  try kelo status
+}
+
+other_client() {
+  try cp "$(command -v kelo)" "$scratch/kelo"
+  try codesign --force --sign - --identifier app.kelo.Kelo "$scratch/kelo"
+  try_refused "$scratch/kelo" status
+  [ -n "$other_identity" ] || leave_out "a client of another team, without --other-identity"
+  try codesign --force --options runtime --identifier app.kelo.Kelo --sign "$other_identity" "$scratch/kelo"
+  try_refused "$scratch/kelo" status
+  try_for '-67050' log_of 1m 'eventMessage CONTAINS "-67050"'
+}
+
+# The genuine helper comes back whatever the impostor does.
+impostor() {
+  local failed=0
+  [ -n "$other_identity" ] || leave_out "it needs --other-identity"
+  try cp "$(command -v kelo)" "$scratch/kelo"
+  { try ./dev install --identity "$other_identity" && try_refused "$scratch/kelo" status; } || failed=1
+  try ./dev install --identity "$identity"
+  return $failed
+}
+
+bool_crosses() {
+  [ "$(uname -m)" = arm64 ] || leave_out "only an Apple chip runs both"
+  try arch -x86_64 "$(command -v kelo)" hold 0.5 --for 3s
+}
+
+controller() {
+  try kelo status
+  ask "Are the speeds and the temperature above those of this Mac? $(kelo status | tr '\n' ' ')"
+}
+
+hold_moves() {
+  try kelo status
+  hold_meanwhile 60% --for 20s
+  sleep 10
+  try kelo status
+  wait "$holding"
+  sleep 10
+  try kelo status
+  ask "Did the fans change their speed, and have they come back?"
+}
+
+sleeps() {
+  ask "Save your work: the Mac is put to sleep now; wake it after half a minute. Go on?" || leave_out "nobody wanted it"
+  hold_meanwhile 60% --for 5m
+  try pmset sleepnow
+  sleep 60 # goes by while it is awake
+  try_for 'hold: sleeping' log_of 10m "$subsystem"
+  try_for 'hold: woke' log_of 10m "$subsystem"
+  printf 'delays of the sleep, of which there should be none of app.kelo:\n'
+  pmset -g log | grep -i 'app.kelo\|delay' | tail -n 20 || true
+}
+
+lid() {
+  try_for 'AppleClamshellState' ioreg -r -k AppleClamshellState -d 1 || leave_out "this Mac has no lid"
+  ask "With an external display and power: be ready to close the lid for 20 seconds. Begin?" \
+    || leave_out "nobody wanted it"
+  hold_meanwhile 60% --hand-back-on-lid-close --for 30s
+  sleep 30
+  try_for 'hold: yielded' log_of 2m "$subsystem"
+}
+
+comes_back() {
+  try sudo launchctl kill SIGKILL $job
+  sleep 12
+  try_for 'state = running' state
+  try sudo launchctl kill SIGTERM $job
+  sleep 12
+  try_for 'state = not running' state
+  try kelo version
+}
+
+package() {
+  local file
+  [ -n "$installer_identity" ] || leave_out "it needs --installer-identity"
+  try ./dev package --identity "$identity" --installer-identity "$installer_identity"
+  file=$(find build/package -name 'kelo-helper-*.pkg')
+  try sudo installer -pkg "$file" -target / -verboseR
+  try kelo status
+  try sudo /Library/PrivilegedHelperTools/app.kelo.helper.uninstall
+  try ./dev install --identity "$identity"
+}
+
+update() {
+  hold_meanwhile 60% --for 5m
+  try ./dev install --identity "$identity"
+  try_for 'Our binary was (deleted or moved|replaced on disk)' log_of 10m "$subsystem"
+}
+
+stands_down() { try kelo stand-down; }
+
+readable() {
+  try_for 'app.kelo.helper' log_of 5m "$subsystem"
+  if log_of 5m "$subsystem" | grep -F '<private>'; then return 1; fi
+}
+
+objects() {
+  try_for "isn't signed" run_without_team MallocScribble=1 NSZombieEnabled=YES
+  for _ in 1 2 3 4 5; do try kelo status; done
+  try_for ' 0 leaks' sudo leaks app.kelo.helper
+}
+
+# --- all of them
+
+mkdir -p "$(dirname "$report")"
+exec 3>&1 4<&0 # the questions, also from within a row
+failures=0
+{
+  printf '# Confirmed on a Mac\n\n```text\n'
+  printf '%s\n' "$(sw_vers)" "$(sysctl -n hw.model)" "$(uname -m)" "$(clang --version | head -n 1)" \
+    "commit $(git rev-parse HEAD)"
+  printf '```\n'
+} >"$report"
+
+row "Apple's compiler and linker take every file; numbers, types and symbols in its headers and libraries are those of our declarations and lists" compiles
+row "main queue, timers, signals and the watch on a file" loop
+row "it starts without a team, trusts nobody, and leaves with status 0" without_team
+row "both processors, identifier, version, hardened runtime, time stamp" product
+row "the requirement text parses, and the client satisfies it" requirement
+row "launchd takes the job" job_taken
+row "a client of the same team is served" served
+row "any other client is cut off before the delegate is asked" other_client
+row "the client cuts off an impostor of the helper" impostor
+row "BOOL crosses between processors" bool_crosses
+row "the SMC's user client answers selector 2 with 80 bytes" controller
+row "a hold moves the fans, and handing back returns them" hold_moves
+row "sleep hands back before it comes, and is not held up" sleeps
+row "the lid is read" lid
+row "a crash brings it back, a clean exit does not" comes_back
+row "the installer takes the package, its checks answer, and its scripts do what they should" package
+row "an update makes the running helper leave" update
+row "a reply gets out before a stand-down ends the process" stands_down
+row "messages are readable in the unified log" readable
+row "objects live as long as they must" objects
+printf '\n%d rows failed; the report is %s. The helper stays installed; ./dev uninstall removes it.\n' $failures "$report"
+[ $failures -eq 0 ]
