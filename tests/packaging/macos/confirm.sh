@@ -61,14 +61,14 @@ case \$1 in
   3) waits() { ! rm "\$FOLDER/started" 2>/dev/null; } ;;
   *) exit 0 ;;
 esac
-left=200
+left=3000
 while waits && [ \$left -gt 0 ]; do left=\$((left - 1)); $real_sleep 0.01; done
 STUB
 cat >"$tree/build/product/app.kelo.helper" <<STUB
 #!/usr/bin/env bash
 trap 'exit \${HELPER_STATUS-0}' TERM
-touch "\$FOLDER/started"
 echo "This helper isn't signed, so there is no one it can safely trust."
+touch "\$FOLDER/started"
 while :; do $real_sleep 0.01; done
 STUB
 chmod +x "$folder"/bin/* "$tree/build/product/app.kelo.helper" "$tree/dev"
