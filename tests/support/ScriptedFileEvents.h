@@ -16,7 +16,8 @@ namespace kelo {
 /// A file system in memory, with our executable in it from the start.
 class ScriptedFileEvents : public FileEvents {
 public:
-    std::optional<std::string> executable = "/Library/PrivilegedHelperTools/app.kelo.helper";
+    static constexpr const char* installed = "/Library/PrivilegedHelperTools/app.kelo.helper";
+    std::optional<std::string> executable = installed; ///< As the system reports it; none when it does not.
     bool canOpen = true;
     /// Called with each step on the main thread: "own executable?", "watch /path".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
@@ -47,9 +48,9 @@ public:
     /// Puts another file, or none, in the executable's place; nobody is told.
     void place(std::optional<FileIdentity> file) {
         const std::lock_guard lock(mutex_);
-        files_.erase(*executable);
+        files_.erase(installed);
         if (file)
-            files_.emplace(*executable, *file);
+            files_.emplace(installed, *file);
     }
 
     /// Delivers an event to every watch that is left.
@@ -126,7 +127,7 @@ private:
     }
 
     mutable std::mutex mutex_; ///< Guards the files.
-    std::map<std::string, FileIdentity> files_ = {{*executable, FileIdentity{1, 100}}};
+    std::map<std::string, FileIdentity> files_ = {{installed, FileIdentity{1, 100}}};
     std::uint64_t nextInode_ = 1000;
     std::vector<FileIdentity> changed_;
     std::vector<std::weak_ptr<Watched>> watches_;
