@@ -80,7 +80,7 @@ EOT
   || failure "more was changed than the version and the changelog"
 
 # --- its archive
-made=$clone/build/release
+made=$clone/build/dist
 # shellcheck source=tools/dev/release.sh
 source "$clone/tools/dev/release.sh"
 diff <(cd "$made" && checksum kelo-helper-1.2.3.tar.gz) "$made/SHA256SUMS" || failure "the checksum is wrong"
@@ -96,7 +96,7 @@ sleep 1.1
   cd "$folder/second"
   archive 1.2.3
 )
-cmp "$folder/first.tar.gz" "$folder/second/build/release/kelo-helper-1.2.3.tar.gz" || failure "the bytes differ"
+cmp "$folder/first.tar.gz" "$folder/second/build/dist/kelo-helper-1.2.3.tar.gz" || failure "the bytes differ"
 
 # --- what comes after it
 refused 1 "lists nothing" 1.2.4

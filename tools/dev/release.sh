@@ -2,7 +2,7 @@
 # Preparing a release. Sourced by ./dev.
 # shellcheck disable=SC2016 # the variables are those of awk
 
-release_folder=build/release
+release_folder=build/dist
 
 command_release() {
   local version='' saying=false
