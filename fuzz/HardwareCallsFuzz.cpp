@@ -1,5 +1,6 @@
 // The input as what is said to the simulated Mac, and as what the Mac says.
 
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace calls = kelo::hardware_calls;
 
 /// Nothing but a refusal may be thrown.
 template <typename Any>
-void read(const Bytes& bytes, Any (*decode)(const Bytes&)) {
+void read(const Bytes& bytes, Any (*decode)(std::span<const std::uint8_t>)) {
     try {
         kelo::mustHold(calls::encode(decode(bytes)) == bytes, "what is read is written as the same bytes");
     } catch (const std::invalid_argument&) {

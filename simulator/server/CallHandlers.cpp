@@ -27,7 +27,7 @@ PowerEvent eventOf(RootPowerDomain::Announcement announcement) {
 
 CallHandlers::CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile,
                            double heatSpeed)
-    : queue_(queue), mac_(profile, now, heatSpeed), power_(queue, now),
+    : mac_(profile, now, heatSpeed), power_(queue, now),
       lid_(profile.hasLid ? ClamshellProperty(false) : ClamshellProperty()) {}
 
 CallHandlers::Answer CallHandlers::perform(Caller& caller, const AnyCall& call) {
@@ -40,14 +40,6 @@ void CallHandlers::forget(const Caller& caller) {
 }
 
 // --- what the helper says
-
-CallHandlers::Answer CallHandlers::handle(Caller& caller, const Exchange& call) {
-    const ExchangeReply reply{mac_.exchange(call.record, caller.isRoot)};
-    if (replyDelay_ <= 0)
-        return reply;
-    queue_.postAfter(replyDelay_, [send = caller.send, reply] { send(reply); });
-    return std::nullopt;
-}
 
 CallHandlers::Answer CallHandlers::handle(Caller&, const ReadClamshell&) { return ClamshellState{lid_}; }
 
@@ -155,13 +147,13 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const RemoveKey& call) {
 }
 
 CallHandlers::Answer CallHandlers::handle(Caller&, const AnswerSlowly& call) {
-    replyDelay_ = call.seconds;
+    exchangeDelay_ = call.seconds;
     return Done{};
 }
 
 CallHandlers::Answer CallHandlers::handle(Caller&, const ClearFaults&) {
     mac_.controller().clearFaults();
-    replyDelay_ = 0;
+    exchangeDelay_ = 0;
     return Done{};
 }
 

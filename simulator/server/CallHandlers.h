@@ -32,11 +32,17 @@ public:
     /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key.
     Answer perform(Caller& caller, const hardware_calls::AnyCall& call);
 
+    /// An exchange with the controller. None when it fails at the platform's level.
+    std::optional<SMCKeyData> exchange(const Caller& caller, const SMCKeyData& request) {
+        return mac_.exchange(request, caller.isRoot);
+    }
+    /// Seconds by which each exchange is to be answered late; the caller's business.
+    double exchangeDelay() const { return exchangeDelay_; }
+
     /// To be called when the caller disconnects: its acknowledgements are no longer awaited.
     void forget(const Caller& caller);
 
 private:
-    Answer handle(Caller& caller, const hardware_calls::Exchange& call);
     Answer handle(Caller& caller, const hardware_calls::ReadClamshell& call);
     Answer handle(Caller& caller, const hardware_calls::RegisterForPower& call);
     Answer handle(Caller& caller, const hardware_calls::AllowPowerChange& call);
@@ -55,11 +61,10 @@ private:
     Answer handle(Caller& caller, const hardware_calls::AnswerSlowly& call);
     Answer handle(Caller& caller, const hardware_calls::ClearFaults& call);
 
-    MainQueue& queue_;
     SimulatedMac mac_;
     RootPowerDomain power_;
     ClamshellProperty lid_;
-    double replyDelay_ = 0; ///< Seconds by which each exchange is answered late.
+    double exchangeDelay_ = 0;
 };
 
 } // namespace kelo
