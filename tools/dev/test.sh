@@ -3,7 +3,7 @@
 
 jobs_count() { getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2; }
 
-# build PRESET: configures quietly, since only a failure is news, and builds with progress.
+# build PRESET [TARGET...]: configures quietly, since only a failure is news, and builds with progress.
 build() {
   say "configuring and building the $1 preset"
   local log
@@ -14,7 +14,7 @@ build() {
     fail "the configuration failed"
   fi
   rm -f "$log"
-  cmake --build --preset "$1"
+  cmake --build --preset "$1" ${2:+--target "${@:2}"}
 }
 
 # run_tests PRESET [CTEST-ARGUMENT...]

@@ -1,0 +1,17 @@
+# shellcheck shell=bash
+# What the helper costs, measured beside what the same work costs at least. Sourced by ./dev.
+
+bench_programs=(bench_client bench_empty bench_in_memory bench_responder bench_run bench_ticker)
+
+command_bench() {
+  require_linux
+  ensure_packages
+  install_debian_packages libbenchmark-dev
+  build bench "${stage_programs[@]}" "${bench_programs[@]}"
+  local folder=build/bench/installation
+  lay_out "$folder" bench
+  cp "$(built bench bench_client)" "$folder/bench_client"
+  stage_sign "$folder" bench_client app.kelo.Kelo
+  say "measuring; the figures go into build/bench/bench.json"
+  "$(built bench bench_run)" "$folder" "$(dirname "$(built bench bench_run)")" build/bench/bench.json "$@"
+}
