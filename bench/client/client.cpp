@@ -1,15 +1,15 @@
 // A client that measures, signed as the app: it sends bytes that were made before and receives into a buffer that is
 // kept, so that what is measured is the helper's.
 //
-// usage: bench_client FOLDER SOCKET version COUNT          round trips of one request after the other
+// usage: bench_client FOLDER SOCKET version COUNT        round trips of one request after the other
 //        bench_client FOLDER SOCKET snapshot COUNT
-//        bench_client FOLDER SOCKET connect COUNT          connecting, the admission and the first reply
-//        bench_client FOLDER SOCKET poll CLIENTS COUNT     round trips over each of so many connections in turn
-//        bench_client FOLDER SOCKET stay CLIENTS           so many connections, each of which has been served, until
-//        the
-//                                                          standard input ends
+//        bench_client FOLDER SOCKET connect COUNT        connecting, the admission and the first reply
+//        bench_client FOLDER SOCKET poll CLIENTS COUNT   round trips over each of so many connections in turn
+//        bench_client FOLDER SOCKET stay CLIENTS         so many connections, each of which has been served
+//        bench_client FOLDER SOCKET hold 1               one that holds the fans
 //
-// Prints one line of JSON: nanoseconds.
+// Prints one line of JSON, in nanoseconds; the last two say when they are there, and stay without another word until
+// the standard input ends.
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -108,9 +108,8 @@ Durations connections(int folder, const std::string& socket, std::size_t count) 
     return durations;
 }
 
-void stay(int folder, const std::string& socket, std::size_t clientCount) {
+void stay(int folder, const std::string& socket, const std::vector<std::uint8_t>& request, std::size_t clientCount) {
     std::vector<Client> clients;
-    const auto request = makeRequests(Request::helperVersion, 1).front();
     for (std::size_t i = 0; i < clientCount; ++i) {
         clients.emplace_back(folder, socket);
         clients.back().roundTrip(request);
@@ -135,7 +134,9 @@ void measure(const std::vector<std::string>& arguments) {
     else if (what == "poll")
         print(roundTrips(folder.get(), socket, Request::helperVersion, count, std::stoul(arguments.at(4))));
     else if (what == "stay")
-        stay(folder.get(), socket, count);
+        stay(folder.get(), socket, request_messages::encode(1, Request::helperVersion, Message::array()), count);
+    else if (what == "hold")
+        stay(folder.get(), socket, request_messages::encode(1, Request::hold, Message::array({0.5, false})), 1);
     else
         throw std::invalid_argument("there is nothing to measure of that name");
 }

@@ -27,7 +27,7 @@ void letPass(double seconds) { std::this_thread::sleep_for(std::chrono::duration
 
 void measureHolding(const Scene& scene, Figures& figures) {
     const auto world = scene.startHelper();
-    const auto client = scene.hold(*world);
+    const auto client = scene.hold();
     const PipedProcess bare({scene.program("bench_ticker"), scene.macFolder(), std::to_string(tick)});
     letPass(2.5 * tick); // what happens only once is over, and neither ticks at the same moment as the other
     const int ticks = scene.count(30, 5);

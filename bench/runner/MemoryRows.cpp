@@ -19,10 +19,8 @@ void measureMemory(const Scene& scene, Figures& figures) {
     const auto helper = world->helper().number();
     addMemory(figures, "idle", helper);
     {
-        const auto client = scene.hold(*world);
+        const auto client = scene.hold();
         addMemory(figures, "holding", helper);
-        client->signal(SIGTERM);
-        client->waitForEnd(10);
     }
     scene.ask(Scene::serviceSocket, {"version", "5000"});
     scene.ask(Scene::serviceSocket, {"snapshot", "5000"});

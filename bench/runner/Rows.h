@@ -12,6 +12,7 @@ void measureHolding(const Scene& scene, Figures& figures);
 void measureRequests(const Scene& scene, Figures& figures);
 void measureConnecting(const Scene& scene, Figures& figures);
 
+void measureClients(const Scene& scene, Figures& figures);
 void measureIdling(const Scene& scene, Figures& figures);
 void measureMemory(const Scene& scene, Figures& figures);
 void measureStart(const Scene& scene, Figures& figures);

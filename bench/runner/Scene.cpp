@@ -39,18 +39,11 @@ nlohmann::json Scene::ask(const std::string& socket, const std::vector<std::stri
     return nlohmann::json::parse(answer);
 }
 
-std::unique_ptr<PipedProcess> Scene::stay(const std::string& socket, int clients) const {
-    auto process = std::make_unique<PipedProcess>(clientCommand(socket, {"stay", std::to_string(clients)}));
+std::unique_ptr<PipedProcess> Scene::startClient(const std::vector<std::string>& what) const {
+    auto process = std::make_unique<PipedProcess>(clientCommand(serviceSocket, what));
     if (process->readLine() != "staying")
         throw std::runtime_error(process->readError());
     return process;
-}
-
-std::unique_ptr<ChildProcess> Scene::hold(Installation& installation) const {
-    auto client = installation.start("kelo", {"hold", "0.5"});
-    if (!installation.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)"))
-        throw std::runtime_error("there is no hold: " + client->errors());
-    return client;
 }
 
 std::unique_ptr<PipedProcess> Scene::startResponder(const std::string& socket, std::size_t replySize,

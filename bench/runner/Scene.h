@@ -34,10 +34,10 @@ public:
 
     /// What the client that measures says of the service at `socket` in the simulated Mac's folder.
     nlohmann::json ask(const std::string& socket, const std::vector<std::string>& question) const;
-    /// The client that stays; it does as long as this lives.
-    std::unique_ptr<PipedProcess> stay(const std::string& socket, int clients) const;
-    /// A client that holds the fans; the hold is in force.
-    std::unique_ptr<ChildProcess> hold(Installation& installation) const;
+    /// So many clients that do nothing, for as long as this lives.
+    std::unique_ptr<PipedProcess> stay(int clients) const { return startClient({"stay", std::to_string(clients)}); }
+    /// A client that holds the fans for as long as this lives, and asks for nothing else.
+    std::unique_ptr<PipedProcess> hold() const { return startClient({"hold", "1"}); }
     /// A bare limit that listens at `socket` in the simulated Mac's folder.
     std::unique_ptr<PipedProcess> startResponder(const std::string& socket, std::size_t replySize,
                                                  bool readsTheMac) const;
@@ -46,6 +46,7 @@ public:
     static constexpr const char* serviceSocket = "app.kelo.helper.socket";
 
 private:
+    std::unique_ptr<PipedProcess> startClient(const std::vector<std::string>& what) const;
     std::vector<std::string> clientCommand(const std::string& socket, const std::vector<std::string>& what) const;
 
     std::filesystem::path installation_;

@@ -96,11 +96,11 @@ void waitForLine(PipedProcess& process, const std::string& text) {
 
 /// A helper, and a client of its that holds the fans if asked to.
 struct Session {
-    Session(const Scene& scene, const Installation& world, bool isHolding) : helper({scene.helper()}) {
+    Session(const Scene& scene, bool isHolding) : helper({scene.helper()}) {
         waitForLine(helper, "Listening on");
         if (!isHolding)
             return;
-        client = std::make_unique<PipedProcess>(std::vector<std::string>{world.program("kelo"), "hold", "0.5"});
+        client = scene.hold();
         waitForLine(helper, "engaged");
     }
 
@@ -108,8 +108,8 @@ struct Session {
     std::unique_ptr<PipedProcess> client;
 };
 
-void endOnce(const Scene& scene, const Installation& world, const WriteLog& log, bool isHolding, Ends& ends) {
-    Session session(scene, world, isHolding);
+void endOnce(const Scene& scene, const WriteLog& log, bool isHolding, Ends& ends) {
+    Session session(scene, isHolding);
     const auto start = Clock::now();
     kill(session.helper.pid(), SIGTERM);
     session.helper.wait();
@@ -118,8 +118,8 @@ void endOnce(const Scene& scene, const Installation& world, const WriteLog& log,
 }
 
 /// From the announcement that the Mac will sleep to its last acknowledgement, so many times; microseconds.
-std::vector<double> acknowledgements(const Scene& scene, const Installation& world, int count) {
-    Session session(scene, world, true);
+std::vector<double> acknowledgements(const Scene& scene, int count) {
+    Session session(scene, true);
     const auto link = scene.linkToMac();
     std::vector<double> times;
     for (int i = 0; i < count; ++i) {
@@ -159,8 +159,8 @@ void measureHandBack(const Scene& scene, Figures& figures) {
     Ends idle;
     Ends holding;
     for (int i = 0; i < count; ++i) {
-        endOnce(scene, *world, log, false, idle);
-        endOnce(scene, *world, log, true, holding);
+        endOnce(scene, log, false, idle);
+        endOnce(scene, log, true, holding);
     }
     // Stopping the hold hands back, and so does leaving; sleep only suspends the hold.
     const double sixExchanges = bareExchanges(scene, 6) / 1000;
@@ -171,7 +171,7 @@ void measureHandBack(const Scene& scene, Figures& figures) {
     figures.addWithTarget("hand-back.holding.last-fan.beyond-exchanges",
                           percentile99(holding.fans) / 1000 - 2 * sixExchanges, "ms", 1);
     addEnds(figures, "hand-back.holding.exit", holding.exit);
-    const auto asleep = acknowledgements(scene, *world, count);
+    const auto asleep = acknowledgements(scene, count);
     addEnds(figures, "hand-back.sleep.acknowledgement", asleep);
     figures.addWithTarget("hand-back.sleep.beyond-exchanges", percentile99(asleep) / 1000 - sixExchanges, "ms", 1);
 }

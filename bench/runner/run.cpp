@@ -23,15 +23,11 @@ namespace {
 using Measure = void (*)(const Scene& scene, Figures& figures);
 
 constexpr std::pair<const char*, Measure> rows[] = {
-    {"memory-machine", measureInMemory},
-    {"holding", measureHolding},
-    {"requests", measureRequests},
-    {"connecting", measureConnecting},
-    {"idling", measureIdling},
-    {"memory", measureMemory},
-    {"start", measureStart},
-    {"hand-back", measureHandBack},
-    {"size", measureSize},
+    {"memory-machine", measureInMemory}, {"holding", measureHolding},
+    {"requests", measureRequests},       {"connecting", measureConnecting},
+    {"clients", measureClients},         {"idling", measureIdling},
+    {"memory", measureMemory},           {"start", measureStart},
+    {"hand-back", measureHandBack},      {"size", measureSize},
 };
 
 std::string firstLineOf(const std::string& file, const std::string& key = "") {

@@ -1,7 +1,8 @@
 # shellcheck shell=bash
 # What the helper costs, measured beside what the same work costs at least. Sourced by ./dev.
 
-bench_programs=(bench_client bench_empty bench_in_memory bench_responder bench_run bench_ticker)
+bench_programs=(bench_chart bench_client bench_empty bench_in_memory bench_many_clients bench_responder bench_run
+  bench_ticker)
 
 command_bench() {
   require_linux
@@ -12,6 +13,9 @@ command_bench() {
   lay_out "$folder" bench
   cp "$(built bench bench_client)" "$folder/bench_client"
   stage_sign "$folder" bench_client app.kelo.Kelo
+  cp "$(built bench bench_many_clients)" "$folder/bench_many_clients"
+  stage_sign "$folder" bench_many_clients app.kelo.helper
   say "measuring; the figures go into build/bench/bench.json"
   "$(built bench bench_run)" "$folder" "$(dirname "$(built bench bench_run)")" build/bench/bench.json "$@"
+  "$(built bench bench_chart)" build/bench/bench.json >build/bench/bench.svg
 }

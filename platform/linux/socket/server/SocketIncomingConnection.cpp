@@ -63,11 +63,16 @@ bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
     lastNumber_ = request->number;
     if (++inFlight_ >= maximumInFlight)
         reading_.reset();
-    request_messages::perform(*request, *object_, [loop = loop_, weak = weak_from_this()](auto reply) {
-        loop->post([weak, reply = std::move(reply)]() mutable {
+    const auto object = object_; // a reply that is given at once may end the connection
+    request_messages::perform(*request, *object, [loop = loop_, weak = weak_from_this()](auto reply) {
+        auto deliver = [weak, reply = std::move(reply)]() mutable {
             if (const auto connection = weak.lock())
                 connection->deliver(std::move(reply));
-        });
+        };
+        if (loop->isCurrent())
+            deliver();
+        else
+            loop->post(std::move(deliver));
     });
     return true;
 }
