@@ -8,6 +8,7 @@ command_bench() {
   require_linux
   ensure_packages
   install_debian_packages libbenchmark-dev
+  # shellcheck disable=SC2154 # they are in stage.sh
   build bench "${stage_programs[@]}" "${bench_programs[@]}"
   local folder=build/bench/installation
   lay_out "$folder" bench
