@@ -10,7 +10,7 @@ command_bench() {
   install_debian_packages libbenchmark-dev
   # shellcheck disable=SC2154 # they are in stage.sh
   build bench "${stage_programs[@]}" "${bench_programs[@]}"
-  local folder=build/bench/installation
+  local folder=build/bench-installation # not where built looks for programs
   lay_out "$folder" bench
   cp "$(built bench bench_client)" "$folder/bench_client"
   stage_sign "$folder" bench_client app.kelo.Kelo
