@@ -28,7 +28,7 @@ ProcessUsage ProcessUsage::of(pid_t process) {
     const auto folder = std::filesystem::path("/proc") / std::to_string(process);
     return {
         .residentKiB = sumOf(folder / "status", "VmRSS:"),
-        .privateKiB = sumOf(folder / "smaps_rollup", "Private_Dirty:"),
+        .anonymousKiB = sumOf(folder / "smaps_rollup", "Anonymous:"),
         .descriptors = std::distance(std::filesystem::directory_iterator(folder / "fd"), {}),
         .threads = sumOf(folder / "status", "Threads:"),
     };

@@ -9,7 +9,7 @@ namespace kelo {
 /// What a process uses of the system. Reads /proc; throws `std::runtime_error` when the process has gone.
 struct ProcessUsage {
     long residentKiB;
-    long privateKiB; ///< Written to: pages of a library count as private, too, while nobody else uses it.
+    long anonymousKiB; ///< Its own alone: whether a page of a file counts as private depends on other processes.
     long descriptors;
     long threads;
 

@@ -106,7 +106,7 @@ int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& 
     std::printf("%-20s %10s %10s %10s\n", "", "first", "last", "tolerance");
     int broken = 0;
     broken += isFlat("resident KiB", samples, &ProcessUsage::residentKiB, toleranceKiB) ? 0 : 1;
-    broken += isFlat("private KiB", samples, &ProcessUsage::privateKiB, toleranceKiB) ? 0 : 1;
+    broken += isFlat("anonymous KiB", samples, &ProcessUsage::anonymousKiB, toleranceKiB) ? 0 : 1;
     broken += isFlat("descriptors", samples, &ProcessUsage::descriptors, clientCount / 5) ? 0 : 1;
     broken += isFlat("threads", samples, &ProcessUsage::threads, 0) ? 0 : 1;
     std::printf("\nWithout clients, before and after:\n\n");

@@ -251,9 +251,11 @@ class Explanations:
             with open(EXPLANATIONS, encoding='utf-8') as file:
                 entries = re.split(r'\n\s*\n', re.sub(r'^#.*\n', '', file.read(), flags=re.M).strip())
             for entry in filter(None, entries):
-                path, line, what, reason = entry.split('\n', 3)
-                for each in what.split(' | '):
-                    self.reasons[(path.strip(), line.strip(), each.strip())] = ' '.join(reason.split())
+                path, line, *rest = entry.split('\n')
+                reason = ' '.join(text.strip() for text in rest if not text.startswith('- '))
+                for what in rest:
+                    if what.startswith('- '):
+                        self.reasons[(path, line, what[2:])] = reason
 
     def reason(self, mutant):
         key = (mutant.path, mutant.line_text, mutant.what)

@@ -66,8 +66,12 @@ class Context:
         return Context(self.parents + (node,), **values)
 
 
+def readable(text: str) -> str:
+    return ' '.join(text.encode('latin-1').decode('utf-8').split())
+
+
 def short(text: str) -> str:
-    text = ' '.join(text.encode('latin-1').decode('utf-8').split())
+    text = readable(text)
     return text if len(text) <= 70 else text[:67] + '...'
 
 
@@ -107,7 +111,7 @@ class Finder:
         if key in self.sites or any(first <= start and end <= last for first, last in self.macros):
             return
         line = self.text.count('\n', 0, start) + 1
-        line_text = short(self.text.split('\n')[line - 1])
+        line_text = readable(self.text.split('\n')[line - 1])
         mutants = [Mutant(self.path, line, line_text, what, replacement, context.is_constant)
                    for what, replacement in alternatives]
         self.sites[key] = Site(start, end, original or (lambda render: render(start, end)), mutants,

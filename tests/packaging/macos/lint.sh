@@ -37,7 +37,7 @@ dev lint || failure "./dev lint failed"
 for called in "clang-format --dry-run" "clang-tidy -p" "shellcheck -x" "brew install --quiet llvm shellcheck"; do
   grep -qF -- "$called" "$calls" || failure "not called: $called"
 done
-grep -qxF 'brew install --quiet cmake ninja googletest nlohmann-json cli11' "$calls" || failure "installs something else"
+grep -qxF 'brew install --quiet cmake ninja googletest nlohmann-json cli11 fish' "$calls" || failure "installs something else"
 rm "$calls"
 dev format || failure "./dev format failed"
 grep -qF 'clang-format -i' "$calls" || failure "formats nothing"
