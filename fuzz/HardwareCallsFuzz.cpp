@@ -1,5 +1,6 @@
 // The input as a call to the simulated Mac.
 
+#include <span>
 #include <stdexcept>
 #include <vector>
 

@@ -1,8 +1,8 @@
 // The input as all that three programs say to one simulated Mac. Each piece is a byte for who speaks, two for the
-// length of what is said, and that.
+// length of what is said, and that: a record for the controller if it is as long as one, a call otherwise.
 
 #include <algorithm>
-#include <cmath>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <vector>
@@ -19,15 +19,6 @@ namespace calls = kelo::hardware_calls;
 
 constexpr std::size_t programs = 3;
 
-/// Takes delays as the event loop does, which holds none to be longer than it can wait.
-class ClampingQueue : public kelo::VirtualQueue {
-public:
-    using VirtualQueue::VirtualQueue;
-    void postAfter(double seconds, Task task) override {
-        VirtualQueue::postAfter(std::fmin(std::fmax(seconds, 0.0), 1e9), std::move(task));
-    }
-};
-
 void mustBeReadable(const calls::AnyAnswer& answer) {
     const auto bytes = calls::encode(answer);
     mustHold(calls::encode(calls::decodeAnswer(bytes)) == bytes, "whoever called can read the answer");
@@ -37,10 +28,10 @@ class Mac {
 public:
     Mac() {
         for (std::size_t i = 0; i < programs; ++i)
-            callers_.push_back({true, mustBeReadable, {}});
+            callers_.push_back({true, mustBeReadable});
     }
 
-    /// Lets time pass, has a program leave and another come, or carries out its call.
+    /// Lets time pass, has a program leave and another come, or carries out its exchange or call.
     void hear(std::uint8_t speaker, const Bytes& bytes) {
         auto& caller = callers_[speaker % programs];
         if (speaker >= 0xE0)
@@ -48,6 +39,11 @@ public:
         if (speaker >= 0xC0) {
             handlers_.forget(caller);
             caller.powerClient.reset();
+            return;
+        }
+        if (SMCKeyData record; bytes.size() == sizeof record) {
+            std::memcpy(&record, bytes.data(), sizeof record);
+            handlers_.exchange(caller, record);
             return;
         }
         try {
@@ -60,7 +56,7 @@ public:
 
 private:
     double now_ = 0;
-    ClampingQueue queue_{now_};
+    kelo::VirtualQueue queue_{now_};
     kelo::CallHandlers handlers_{queue_, [this] { return now_; }, *kelo::Profile::named("laptop"), 1.0};
     std::vector<kelo::Caller> callers_;
 };

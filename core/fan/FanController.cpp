@@ -55,17 +55,18 @@ std::optional<SpeedRange> readRange(int fan) {
     return SpeedRange{*min, *max};
 }
 
-std::optional<Fan> readFan(int index) {
+/// Appends the fan to `fans`, unless it is of no use.
+void appendFan(int index, std::vector<Fan>& fans) {
     const auto current = readFloat(FanKey(index, "Ac"));
     if (!current)
-        return std::nullopt;
+        return;
     const auto range = readRange(index);
     if (!range)
-        return std::nullopt;
+        return;
     std::uint8_t mode = automaticMode;
     smc_read_u8(FanKey(index, "Md"), &mode); // unreadable counts as automatic
     const auto target = readFloat(FanKey(index, "Tg"));
-    return Fan{index, range->minRPM, range->maxRPM, *current, target.value_or(*current), mode != automaticMode};
+    fans.push_back({index, range->minRPM, range->maxRPM, *current, target.value_or(*current), mode != automaticMode});
 }
 
 std::int32_t writeMode(int fan, std::uint8_t mode) { return smc_write_u8(FanKey(fan, "Md"), mode); }
@@ -90,10 +91,14 @@ bool FanController::isRoot() const { return rights_.isRoot(); }
 
 std::vector<Fan> FanController::fans() const {
     std::vector<Fan> fans;
-    for (int i = 0; i < fanCount_; ++i)
-        if (const auto fan = readFan(i))
-            fans.push_back(*fan);
+    readFans(fans);
     return fans;
+}
+
+void FanController::readFans(std::vector<Fan>& fans) const {
+    fans.clear();
+    for (int i = 0; i < fanCount_; ++i)
+        appendFan(i, fans);
 }
 
 std::optional<double> FanController::chipTemperature() const {

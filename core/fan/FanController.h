@@ -44,6 +44,8 @@ public:
     /// The usable fans in order of index. A fan whose speed or range cannot be read, or whose range is empty, is
     /// missing.
     std::vector<Fan> fans() const;
+    /// The same into `fans`, whose storage is kept: for those who look again and again.
+    void readFans(std::vector<Fan>& fans) const;
     std::optional<double> chipTemperature() const;
     /// By key name; keys that cannot be read are missing.
     std::map<std::string, double> enclosureTemperatures() const;

@@ -104,7 +104,8 @@ bool FanHold::mayHold() {
 bool FanHold::engage() {
     const double fraction = heldFraction();
     bool neededUnlock = false;
-    for (const auto& fan : controller_->fans()) {
+    controller_->readFans(fans_);
+    for (const auto& fan : fans_) {
         const bool unlocked = controller_->engageManual(fan.index);
         controller_->setTarget(fan.index, FanMath::target(fan.minRPM, fan.maxRPM, fraction));
         neededUnlock = neededUnlock || unlocked;
@@ -165,8 +166,8 @@ void FanHold::takeChipReading() {
 void FanHold::reassertIfNeeded() {
     if (!follow())
         return;
-    const auto fans = controller_->fans();
-    const bool isAllManual = std::all_of(fans.begin(), fans.end(), [](const Fan& fan) { return fan.isManual; });
+    controller_->readFans(fans_);
+    const bool isAllManual = std::all_of(fans_.begin(), fans_.end(), [](const Fan& fan) { return fan.isManual; });
     const double fraction = heldFraction();
     if (!isAnyTargetOff(fraction) && isAllManual)
         return;
@@ -181,8 +182,8 @@ void FanHold::reassertIfNeeded() {
 
 /// Reads the fans again: an evaluation may have taken a while since the first reading.
 bool FanHold::isAnyTargetOff(double fraction) {
-    const auto fans = controller_->fans();
-    return std::any_of(fans.begin(), fans.end(), [&](const Fan& fan) {
+    controller_->readFans(fans_);
+    return std::any_of(fans_.begin(), fans_.end(), [&](const Fan& fan) {
         return std::fabs(fan.targetRPM - FanMath::target(fan.minRPM, fan.maxRPM, fraction)) > driftTolerance;
     });
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "core/fan/Fan.h"
 #include "core/hold/FanHoldEvent.h"
 
 namespace kelo {
@@ -90,6 +91,7 @@ private:
     bool isAnnouncing_ = false;        ///< The observer is being called: for an assertion.
     double floor_ = 0;                 ///< The eased fraction of the previous evaluation.
     std::vector<double> chipReadings_; ///< Degrees Celsius, oldest first.
+    std::vector<Fan> fans_;            ///< The last reading; a member so that its storage is kept.
 };
 
 } // namespace kelo

@@ -34,6 +34,31 @@ bool exchange(const SMCKeyData& request, SMCKeyData& reply) {
     return exchangeInUse != nullptr && exchangeInUse->exchange(connection, request, reply);
 }
 
+/// The first exchange of every read and write. The key's info is in `reply` then.
+bool readKeyInfo(const SMCKeyData& request, SMCKeyData& reply) { return exchange(request, reply) && reply.result == 0; }
+
+/// The two exchanges of a read. Their replies stay where they are, since most of what is in them is of no interest: the
+/// key's info is in `info`, its bytes are in `value`.
+std::int32_t readKey(const char* key, SMCKeyData& info, SMCKeyData& value) {
+    auto request = makeRequest(key, SMCCommand::readKeyInfo);
+    if (!readKeyInfo(request, info))
+        return keyInfoUnreadable;
+    request.data8 = static_cast<std::uint8_t>(SMCCommand::readBytes);
+    request.keyInfo.dataSize = info.keyInfo.dataSize;
+    if (!exchange(request, value))
+        return failed;
+    return value.result;
+}
+
+void copyInfo(const SMCKeyData& reply, SMCKeyInfo& info) {
+    info.dataSize = reply.keyInfo.dataSize;
+    info.dataType = reply.keyInfo.dataType;
+    // One 32-bit field of the record: the attributes' byte and the padding after it.
+    constexpr auto attributes = offsetof(SMCKeyData, keyInfo.dataAttributes);
+    std::memcpy(&info.dataAttributes, reinterpret_cast<const std::uint8_t*>(&reply) + attributes,
+                sizeof info.dataAttributes);
+}
+
 std::uint16_t bigEndian16(const std::uint8_t* bytes) { return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]); }
 
 /// A C++ cast is undefined outside of the range, so the limits are spelled out.
@@ -48,7 +73,7 @@ std::int32_t saturatingInt32(float value) {
     return static_cast<std::int32_t>(value);
 }
 
-bool convertToFloat(const SMCKeyInfo& info, const std::uint8_t* value, float& out) {
+bool convertToFloat(const SMCKeyDataInfo& info, const std::uint8_t* value, float& out) {
     switch (info.dataType) {
     case smc_type::flt:
         if (info.dataSize != sizeof out)
@@ -89,30 +114,20 @@ void smc_close() noexcept {
 
 std::int32_t fetch_keyinfo(const char* key, SMCKeyInfo* info) noexcept {
     SMCKeyData reply;
-    if (!exchange(makeRequest(key, SMCCommand::readKeyInfo), reply) || reply.result != 0)
+    if (!readKeyInfo(makeRequest(key, SMCCommand::readKeyInfo), reply))
         return keyInfoUnreadable;
-    info->dataSize = reply.keyInfo.dataSize;
-    info->dataType = reply.keyInfo.dataType;
-    // One 32-bit field of the record: the attributes' byte and the padding after it.
-    constexpr auto attributes = offsetof(SMCKeyData, keyInfo.dataAttributes);
-    std::memcpy(&info->dataAttributes, reinterpret_cast<const std::uint8_t*>(&reply) + attributes,
-                sizeof info->dataAttributes);
+    copyInfo(reply, *info);
     return success;
 }
 
 std::int32_t read_raw(const char* key, SMCKeyInfo* info, std::uint8_t value[32]) noexcept {
-    SMCKeyInfo fetched;
-    if (fetch_keyinfo(key, &fetched) != success)
-        return keyInfoUnreadable;
-    auto request = makeRequest(key, SMCCommand::readBytes);
-    request.keyInfo.dataSize = fetched.dataSize;
-    SMCKeyData reply;
-    if (!exchange(request, reply))
-        return failed;
-    if (reply.result != 0)
-        return reply.result;
-    *info = fetched;
-    std::memcpy(value, reply.bytes, sizeof reply.bytes);
+    SMCKeyData infoReply;
+    SMCKeyData valueReply;
+    const auto status = readKey(key, infoReply, valueReply);
+    if (status != success)
+        return status;
+    copyInfo(infoReply, *info);
+    std::memcpy(value, valueReply.bytes, sizeof valueReply.bytes);
     return success;
 }
 
@@ -127,21 +142,21 @@ std::int32_t write_raw(const char* key, const void* src, std::uint32_t n) noexce
 }
 
 std::int32_t smc_read_u8(const char* key, std::uint8_t* out) noexcept {
-    SMCKeyInfo info;
-    std::uint8_t value[32];
-    const auto status = read_raw(key, &info, value);
+    SMCKeyData info;
+    SMCKeyData value;
+    const auto status = readKey(key, info, value);
     if (status == success)
-        *out = value[0];
+        *out = value.bytes[0];
     return status;
 }
 
 std::int32_t smc_read_float(const char* key, float* out) noexcept {
-    SMCKeyInfo info;
-    std::uint8_t value[32];
-    const auto status = read_raw(key, &info, value);
+    SMCKeyData info;
+    SMCKeyData value;
+    const auto status = readKey(key, info, value);
     if (status != success)
         return status;
-    return convertToFloat(info, value, *out) ? success : failed;
+    return convertToFloat(info.keyInfo, value.bytes, *out) ? success : failed;
 }
 
 std::int32_t smc_write_u8(const char* key, std::uint8_t value) noexcept {

@@ -7,7 +7,6 @@
 #include "platform/linux/log/SyslogSystemLog.h"
 #include "platform/linux/signing/PeerCodeCheck.h"
 #include "platform/linux/socket/ServiceSocket.h"
-#include "platform/linux/socket/server/SocketListener.h"
 #include "platform/posix/Containment.h"
 #include "platform/posix/StandardStreams.h"
 
@@ -22,9 +21,9 @@ std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std
 
 } // namespace
 
-LinuxPlatform::LinuxPlatform()
-    : exchange_(hardware_), rights_(folder_), power_(hardware_, loop_), clamshell_(hardware_), files_(loop_),
-      signals_(loop_), anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
+LinuxPlatform::LinuxPlatform(const ConnectionLimits& limits)
+    : limits_(limits), exchange_(hardware_), rights_(folder_), power_(hardware_, loop_), clamshell_(hardware_),
+      files_(loop_), signals_(loop_), anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
       signing_(anchor_, [](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
       platform_(assemble()) {}
 
@@ -55,9 +54,9 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     };
     // Only to the system's log: standard error is for the helper's own messages.
     const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
-    auto listener =
-        std::make_unique<SocketListener>(folder_.descriptor(), serviceSocketName(machServiceName), checkPeer,
-                                         [log](const std::string& reason) { log->write(LogLevel::error, reason); });
+    auto listener = std::make_unique<SocketListener>(
+        folder_.descriptor(), serviceSocketName(machServiceName), checkPeer,
+        [log](const std::string& reason) { log->write(LogLevel::error, reason); }, limits_);
     listener_ = listener.get();
     return listener;
 }

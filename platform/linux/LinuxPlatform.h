@@ -11,17 +11,16 @@
 #include "platform/linux/signing/InstalledAnchor.h"
 #include "platform/linux/signing/TrailerSigningInformation.h"
 #include "platform/linux/socket/SimulatedMacFolder.h"
+#include "platform/linux/socket/server/SocketListener.h"
 #include "platform/posix/PosixClock.h"
 #include "platform/posix/StandardErrorOutput.h"
 
 namespace kelo {
 
-class SocketListener;
-
 /// Linux, with the simulated Mac beside the executable as its hardware.
 class LinuxPlatform {
 public:
-    LinuxPlatform();
+    explicit LinuxPlatform(const ConnectionLimits& limits = {});
 
     const Platform& platform() const { return platform_; }
 
@@ -30,6 +29,7 @@ private:
     std::unique_ptr<Listener> makeListener(const std::string& machServiceName);
     void exit(int status);
 
+    const ConnectionLimits limits_;
     SimulatedMacFolder folder_;
     const bool isAlone_ = folder_.claim();
     const int hardware_ = isAlone_ ? folder_.descriptor() : -1; ///< Leads nowhere while another helper runs here.

@@ -1,6 +1,6 @@
 #include "simulator/link/HardwareCalls.h"
 
-#include <cstring>
+#include <algorithm>
 #include <stdexcept>
 #include <type_traits>
 
@@ -16,21 +16,6 @@ struct adl_serializer<std::optional<T>> {
     static void from_json(const json& member, std::optional<T>& value) {
         if (!member.is_null())
             value = member.get<T>();
-    }
-};
-
-template <>
-struct adl_serializer<SMCKeyData> {
-    static void to_json(json& member, const SMCKeyData& record) {
-        json::binary_t bytes(std::vector<std::uint8_t>(sizeof record));
-        std::memcpy(bytes.data(), &record, sizeof record);
-        member = std::move(bytes);
-    }
-    static void from_json(const json& member, SMCKeyData& record) {
-        const auto& bytes = member.get_binary();
-        if (bytes.size() != sizeof record)
-            throw std::invalid_argument("a record has 80 bytes");
-        std::memcpy(&record, bytes.data(), sizeof record);
     }
 };
 
@@ -101,7 +86,6 @@ void readMember(const Message& member, std::vector<std::uint8_t>& bytes) {
     }
 
 KELO_MEMBERS(Refused, sentence)
-KELO_MEMBERS(ExchangeReply, record)
 KELO_MEMBERS(ClamshellState, state)
 KELO_MEMBERS(FanState, index, currentRPM, minRPM, maxRPM, targetRPM, isManual)
 KELO_MEMBERS(Write, time, key, bytes)
@@ -109,7 +93,6 @@ KELO_MEMBERS(MacState, fans, temperatures, lidClosed, asleep, powerClients, load
 KELO_MEMBERS(SleepReport, seconds, acknowledged, missing, fans)
 KELO_MEMBERS(PowerAnnouncement, event, notificationID)
 
-KELO_MEMBERS(Exchange, record)
 KELO_MEMBERS(AllowPowerChange, notificationID)
 KELO_MEMBERS(SetLid, state)
 KELO_MEMBERS(Sleep, now)
@@ -143,14 +126,14 @@ Any alternativeNamed(const std::string& name, const Message& members) {
 }
 
 template <typename Any>
-Any decodeAny(const std::vector<std::uint8_t>& bytes) {
+Any decodeAny(std::span<const std::uint8_t> bytes) {
     const auto message = decodeMessage(bytes);
     if (!message || message->size() != 1)
         throw std::invalid_argument("that is not one name with its members");
     const auto said = message->begin();
     try {
         // The library would round a number to what fits, and pass over a member or a name that it does not know.
-        if (auto any = alternativeNamed<Any>(said.key(), said.value()); encodeAny(any) == bytes)
+        if (auto any = alternativeNamed<Any>(said.key(), said.value()); std::ranges::equal(encodeAny(any), bytes))
             return any;
     } catch (const Message::exception&) {
     }
@@ -161,8 +144,8 @@ Any decodeAny(const std::vector<std::uint8_t>& bytes) {
 
 std::vector<std::uint8_t> encode(const AnyCall& call) { return encodeAny(call); }
 std::vector<std::uint8_t> encode(const AnyAnswer& answer) { return encodeAny(answer); }
-AnyCall decodeCall(const std::vector<std::uint8_t>& bytes) { return decodeAny<AnyCall>(bytes); }
-AnyAnswer decodeAnswer(const std::vector<std::uint8_t>& bytes) { return decodeAny<AnyAnswer>(bytes); }
+AnyCall decodeCall(std::span<const std::uint8_t> bytes) { return decodeAny<AnyCall>(bytes); }
+AnyAnswer decodeAnswer(std::span<const std::uint8_t> bytes) { return decodeAny<AnyAnswer>(bytes); }
 std::string toJSON(const MacState& state) { return Message(state).dump(2); }
 
 } // namespace hardware_calls

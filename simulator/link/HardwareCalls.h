@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <variant>
 #include <vector>
@@ -13,7 +14,7 @@
 namespace kelo {
 
 /// The calls to the simulated Mac and its answers, each as a type with its name on the wire. The members have the same
-/// names on the wire as here.
+/// names on the wire as here. Exchanges with the controller have a connection of their own, `ControllerLink`.
 namespace hardware_calls {
 
 // --- what the Mac says
@@ -26,11 +27,6 @@ struct Done {
 struct Refused {
     static constexpr auto name = "refused";
     std::string sentence; ///< Says why.
-};
-
-struct ExchangeReply {
-    static constexpr auto name = "exchangeReply";
-    std::optional<SMCKeyData> record; ///< None when the exchange failed at the platform's level.
 };
 
 struct ClamshellState {
@@ -83,15 +79,9 @@ struct PowerAnnouncement {
     std::int64_t notificationID = 0;
 };
 
-using AnyAnswer = std::variant<Done, Refused, ExchangeReply, ClamshellState, MacState, SleepReport, PowerAnnouncement>;
+using AnyAnswer = std::variant<Done, Refused, ClamshellState, MacState, SleepReport, PowerAnnouncement>;
 
 // --- what the helper says
-
-struct Exchange {
-    using Answer = ExchangeReply;
-    static constexpr auto name = "exchange";
-    SMCKeyData record{};
-};
 
 struct ReadClamshell {
     using Answer = ClamshellState;
@@ -208,9 +198,9 @@ struct ClearFaults {
     static constexpr auto name = "clearFaults";
 };
 
-using AnyCall = std::variant<Exchange, ReadClamshell, RegisterForPower, AllowPowerChange, Show, SetLid, Sleep, Wake,
-                             SetLoad, SetKey, Interfere, FailExchange, AnswerWith, ReportSize, ReportType, RemoveKey,
-                             AnswerSlowly, ClearFaults>;
+using AnyCall =
+    std::variant<ReadClamshell, RegisterForPower, AllowPowerChange, Show, SetLid, Sleep, Wake, SetLoad, SetKey,
+                 Interfere, FailExchange, AnswerWith, ReportSize, ReportType, RemoveKey, AnswerSlowly, ClearFaults>;
 
 // --- the wire
 
@@ -218,8 +208,8 @@ std::vector<std::uint8_t> encode(const AnyCall& call);
 std::vector<std::uint8_t> encode(const AnyAnswer& answer);
 
 /// Throw `std::invalid_argument`, a clause that says why, for bytes that `encode` would not have made.
-AnyCall decodeCall(const std::vector<std::uint8_t>& bytes);
-AnyAnswer decodeAnswer(const std::vector<std::uint8_t>& bytes);
+AnyCall decodeCall(std::span<const std::uint8_t> bytes);
+AnyAnswer decodeAnswer(std::span<const std::uint8_t> bytes);
 
 /// In JSON, for people and scripts.
 std::string toJSON(const MacState& state);

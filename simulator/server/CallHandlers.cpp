@@ -26,37 +26,19 @@ PowerEvent eventOf(RootPowerDomain::Announcement announcement) {
 
 CallHandlers::CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile,
                            double heatSpeed)
-    : queue_(queue), now_(now), mac_(profile, now, heatSpeed), power_(queue, now),
+    : now_(now), mac_(profile, now, heatSpeed), power_(queue, now),
       lid_(profile.hasLid ? ClamshellProperty(false) : ClamshellProperty()) {}
 
 CallHandlers::Answer CallHandlers::perform(Caller& caller, const AnyCall& call) {
     return std::visit([&](const auto& made) { return handle(caller, made); }, call);
 }
 
-void CallHandlers::forget(Caller& caller) {
-    caller.lateAnswer.reset();
+void CallHandlers::forget(const Caller& caller) {
     if (caller.powerClient)
         power_.removeClient(*caller.powerClient);
 }
 
 // --- what the helper says
-
-/// One late answer at a time: a caller cannot queue any number of them.
-CallHandlers::Answer CallHandlers::handle(Caller& caller, const Exchange& call) {
-    if (caller.lateAnswer)
-        return Refused{"The answer to the last exchange is yet to come."};
-    const ExchangeReply reply{mac_.exchange(call.record, caller.isRoot)};
-    if (replyDelay_ <= 0)
-        return reply;
-    caller.lateAnswer = queue_.scheduleTimer(replyDelay_, false, [&caller, reply] { answerLate(caller, reply); });
-    return std::nullopt;
-}
-
-/// Takes a copy of the reply: the timer that has it ends here.
-void CallHandlers::answerLate(Caller& caller, ExchangeReply reply) {
-    caller.lateAnswer.reset();
-    caller.send(reply);
-}
 
 CallHandlers::Answer CallHandlers::handle(Caller&, const ReadClamshell&) { return ClamshellState{lid_}; }
 
@@ -165,13 +147,13 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const RemoveKey& call) {
 }
 
 CallHandlers::Answer CallHandlers::handle(Caller&, const AnswerSlowly& call) {
-    replyDelay_ = call.seconds;
+    exchangeDelay_ = call.seconds;
     return Done{};
 }
 
 CallHandlers::Answer CallHandlers::handle(Caller&, const ClearFaults&) {
     mac_.controller().clearFaults();
-    replyDelay_ = 0;
+    exchangeDelay_ = 0;
     return Done{};
 }
 

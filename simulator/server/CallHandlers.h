@@ -1,25 +1,24 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 
 #include "core/hold/Clamshell.h"
-#include "core/queue/MainQueue.h"
 #include "simulator/link/HardwareCalls.h"
 #include "simulator/model/RootPowerDomain.h"
 #include "simulator/model/SimulatedMac.h"
 
 namespace kelo {
 
+class MainQueue;
+
 /// Whoever makes calls on the simulated Mac.
 struct Caller {
     bool isRoot;
     /// Says something other than an immediate answer. Is copied, and may be called when the caller has gone.
     std::function<void(const hardware_calls::AnyAnswer&)> send;
-    // The handlers' own.
-    std::optional<int> powerClient = std::nullopt; ///< The caller's number at the root power domain.
-    std::unique_ptr<Timer> lateAnswer = nullptr;   ///< Null while none is to come.
+    /// The handlers' own: the caller's number at the root power domain.
+    std::optional<int> powerClient = std::nullopt;
 };
 
 /// The simulated Mac's hardware, its power domain and its lid, and what each call does to them. One thread, `queue`'s.
@@ -31,15 +30,20 @@ public:
     /// `queue` is borrowed. `now` returns seconds and never goes back.
     CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile, double heatSpeed);
 
-    /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key. The caller stays
-    /// where it is for as long as it is there.
+    /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key.
     Answer perform(Caller& caller, const hardware_calls::AnyCall& call);
 
+    /// An exchange with the controller. None when it fails at the platform's level.
+    std::optional<SMCKeyData> exchange(const Caller& caller, const SMCKeyData& request) {
+        return mac_.exchange(request, caller.isRoot);
+    }
+    /// Seconds by which each exchange is to be answered late; the caller's business.
+    double exchangeDelay() const { return exchangeDelay_; }
+
     /// To be called when the caller disconnects: its acknowledgements are no longer awaited.
-    void forget(Caller& caller);
+    void forget(const Caller& caller);
 
 private:
-    Answer handle(Caller& caller, const hardware_calls::Exchange& call);
     Answer handle(Caller& caller, const hardware_calls::ReadClamshell& call);
     Answer handle(Caller& caller, const hardware_calls::RegisterForPower& call);
     Answer handle(Caller& caller, const hardware_calls::AllowPowerChange& call);
@@ -58,14 +62,11 @@ private:
     Answer handle(Caller& caller, const hardware_calls::AnswerSlowly& call);
     Answer handle(Caller& caller, const hardware_calls::ClearFaults& call);
 
-    static void answerLate(Caller& caller, hardware_calls::ExchangeReply reply);
-
-    MainQueue& queue_;
     const std::function<double()> now_;
     SimulatedMac mac_;
     RootPowerDomain power_;
     ClamshellProperty lid_;
-    double replyDelay_ = 0; ///< Seconds by which each exchange is answered late.
+    double exchangeDelay_ = 0;
 };
 
 } // namespace kelo

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <exception>
@@ -11,6 +12,7 @@
 #include <utility>
 
 #include "platform/linux/socket/UnixSocket.h"
+#include "simulator/link/ControllerLink.h"
 #include "simulator/link/HardwareLink.h"
 
 namespace kelo {
@@ -39,51 +41,58 @@ std::optional<uid_t> userOf(int socket) {
 /// Whoever runs the simulated Mac is its superuser, and so is the system's superuser.
 bool isRoot(uid_t user) { return user == 0 || user == geteuid(); }
 
-/// Calls open to everyone: those that only look. The controller itself checks the right to write. Sleep waits for who
-/// has registered for it, so that is not open.
+/// Calls open to everyone: those that only look. Sleep waits for who has registered for it, so that is not open.
 bool isForAnybody(const AnyCall& call) {
-    return std::holds_alternative<Exchange>(call) || std::holds_alternative<ReadClamshell>(call) ||
-           std::holds_alternative<Show>(call);
+    return std::holds_alternative<ReadClamshell>(call) || std::holds_alternative<Show>(call);
 }
 
 } // namespace
 
 HardwareServer::HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed, double clockSpeed)
     : loop_(loop), handlers_(loop, stopwatch(clockSpeed), profile, heatSpeed),
-      listening_(unix_socket::listen(folder, HardwareLink::socketName)),
-      accepting_(loop.watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); })) {}
+      controller_{unix_socket::listen(folder, ControllerLink::socketName), &HardwareServer::readRecord, nullptr},
+      calls_{unix_socket::listen(folder, HardwareLink::socketName), &HardwareServer::readCall, nullptr} {
+    for (auto* door : {&controller_, &calls_})
+        watch(*door);
+}
 
 HardwareServer::~HardwareServer() = default;
 
+void HardwareServer::watch(Door& door) {
+    door.accepting =
+        loop_.watch(door.listening.get(), EventLoop::Readiness::readable, [this, &door] { acceptNext(door); });
+}
+
 /// One connection for each readiness, so that those who leave are noticed, and calls answered, between those who come.
-void HardwareServer::acceptNext() {
-    auto socket = unix_socket::accept(listening_.get());
+void HardwareServer::acceptNext(Door& door) {
+    auto socket = unix_socket::accept(door.listening.get());
     if (socket.isValid())
-        return consider(std::move(socket));
+        return consider(std::move(socket), door.onReadable);
     if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
         // The waiting connection stays ready; without a pause the loop would spin on it.
-        accepting_.reset();
-        loop_.postAfter(acceptPause, [this] { startAccepting(); });
+        door.accepting.reset();
+        loop_.postAfter(acceptPause, [this, &door] { acceptAgain(door); });
     }
 }
 
 /// Tried until it works: without it nobody would be let in until the Mac is started anew.
-void HardwareServer::startAccepting() {
+void HardwareServer::acceptAgain(Door& door) {
     try {
-        accepting_ = loop_.watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
+        watch(door);
     } catch (const std::exception&) {
-        loop_.postAfter(acceptPause, [this] { startAccepting(); });
+        loop_.postAfter(acceptPause, [this, &door] { acceptAgain(door); });
     }
 }
 
 /// Whoever finds no place is dropped without a word.
-void HardwareServer::consider(FileDescriptor socket) {
+void HardwareServer::consider(FileDescriptor socket, OnReadable onReadable) {
     const auto user = userOf(socket.get());
     if (!user || !hasPlaceFor(*user))
         return;
     const int id = nextConnection_++;
-    auto watch = loop_.watch(socket.get(), EventLoop::Readiness::readable, [this, id] { readCall(id); });
-    Caller caller{isRoot(*user), [this, id](const AnyAnswer& answer) { send(id, answer); }};
+    auto watch =
+        loop_.watch(socket.get(), EventLoop::Readiness::readable, [this, id, onReadable] { (this->*onReadable)(id); });
+    Caller caller{isRoot(*user), [this, id](const AnyAnswer& answer) { send(id, encode(answer)); }};
     connections_.emplace(id, Connection{std::move(socket), std::move(watch), *user, std::move(caller)});
 }
 
@@ -101,15 +110,48 @@ bool HardwareServer::hasPlaceFor(uid_t user) const {
 /// One call for each readiness, so that others have their turn between the calls of one.
 void HardwareServer::readCall(int id) {
     auto& connection = connections_.at(id);
-    const auto received = unix_socket::receive(connection.socket.get(), maximumCallSize);
+    std::array<std::uint8_t, maximumCallSize> buffer;
+    const auto received = unix_socket::receive(connection.socket.get(), buffer);
     if (std::holds_alternative<unix_socket::Ended>(received))
         return drop(id);
-    if (const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received))
+    if (const auto* bytes = std::get_if<unix_socket::Bytes>(&received))
         if (const auto answer = answerTo(connection.caller, *bytes))
-            send(id, *answer);
+            send(id, encode(*answer));
 }
 
-CallHandlers::Answer HardwareServer::answerTo(Caller& caller, const std::vector<std::uint8_t>& bytes) try {
+/// The same for exchanges. Whoever sends anything but a record is dropped, and so is whoever sends one before the reply
+/// to the last: nobody can queue any number of late ones.
+void HardwareServer::readRecord(int id) {
+    auto& connection = connections_.at(id);
+    SMCKeyData request;
+    const auto received = unix_socket::receive(connection.socket.get(), bytesOf(request));
+    if (std::holds_alternative<unix_socket::WouldBlock>(received))
+        return;
+    const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
+    if (bytes == nullptr || bytes->size() != sizeof request || connection.lateReply)
+        return drop(id);
+    const auto reply = handlers_.exchange(connection.caller, request);
+    if (handlers_.exchangeDelay() > 0)
+        connection.lateReply =
+            loop_.scheduleTimer(handlers_.exchangeDelay(), false, [this, id, reply] { sendLateReply(id, reply); });
+    else
+        sendReply(id, reply);
+}
+
+void HardwareServer::sendReply(int id, const std::optional<SMCKeyData>& reply) {
+    if (reply)
+        send(id, bytesOf(*reply));
+    else
+        send(id, ControllerLink::failedExchange);
+}
+
+/// Takes a copy of the reply: the timer that has it ends here.
+void HardwareServer::sendLateReply(int id, std::optional<SMCKeyData> reply) {
+    connections_.at(id).lateReply.reset();
+    sendReply(id, reply);
+}
+
+CallHandlers::Answer HardwareServer::answerTo(Caller& caller, std::span<const std::uint8_t> bytes) try {
     const auto call = decodeCall(bytes);
     if (!caller.isRoot && !isForAnybody(call))
         return Refused{"Only whoever runs the simulated Mac can do that."};
@@ -119,15 +161,15 @@ CallHandlers::Answer HardwareServer::answerTo(Caller& caller, const std::vector<
 }
 
 /// A client that does not read what it asked for is dropped with the next event on its socket.
-void HardwareServer::send(int id, const AnyAnswer& answer) {
+void HardwareServer::send(int id, std::span<const std::uint8_t> message) {
     const auto found = connections_.find(id);
     if (found != connections_.end() &&
-        unix_socket::send(found->second.socket.get(), encode(answer)) != unix_socket::Sent::whole)
+        unix_socket::send(found->second.socket.get(), message) != unix_socket::Sent::whole)
         shutdown(found->second.socket.get(), SHUT_RDWR);
 }
 
 void HardwareServer::drop(int id) {
-    auto connection = connections_.extract(id); // first: what follows may send
+    const auto connection = connections_.extract(id); // first: what follows may send
     handlers_.forget(connection.mapped().caller);
 }
 

@@ -5,7 +5,10 @@
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
+#include <span>
 
+#include "core/queue/MainQueue.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/posix/FileDescriptor.h"
 #include "simulator/server/CallHandlers.h"
@@ -13,7 +16,8 @@
 namespace kelo {
 
 /// The simulated Mac as a process: takes calls from the helper, and from programs that drive the Mac, over a socket in
-/// its folder, checks who may make them, and sends the answers. One thread.
+/// its folder, and exchanges with the controller over another; checks who may make them, and sends the answers. One
+/// thread.
 class HardwareServer {
 public:
     /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.
@@ -28,28 +32,41 @@ public:
     static constexpr std::ptrdiff_t maximumOfStrangers = 64; ///< Connections of them all.
 
 private:
+    using OnReadable = void (HardwareServer::*)(int id);
+
+    /// A socket that clients connect to, and what is done when one of them has sent something.
+    struct Door {
+        FileDescriptor listening;
+        OnReadable onReadable;
+        std::unique_ptr<DescriptorWatch> accepting;
+    };
     struct Connection {
         FileDescriptor socket;
         std::unique_ptr<DescriptorWatch> watch;
         uid_t user;
         Caller caller;
+        std::unique_ptr<Timer> lateReply = nullptr; ///< Null while none is to come.
     };
 
-    void startAccepting();
-    void acceptNext();
-    void consider(FileDescriptor socket);
+    void watch(Door& door);
+    void acceptNext(Door& door);
+    void acceptAgain(Door& door);
+    void consider(FileDescriptor socket, OnReadable onReadable);
     bool hasPlaceFor(uid_t user) const;
     void readCall(int id);
     /// None when there is nothing to answer at once.
-    CallHandlers::Answer answerTo(Caller& caller, const std::vector<std::uint8_t>& bytes);
+    CallHandlers::Answer answerTo(Caller& caller, std::span<const std::uint8_t> bytes);
+    void readRecord(int id);
+    void sendReply(int id, const std::optional<SMCKeyData>& reply);
+    void sendLateReply(int id, std::optional<SMCKeyData> reply);
     /// Does nothing when the connection has ended.
-    void send(int id, const hardware_calls::AnyAnswer& answer);
+    void send(int id, std::span<const std::uint8_t> message);
     void drop(int id);
 
     EventLoop& loop_;
     CallHandlers handlers_;
-    FileDescriptor listening_;
-    std::unique_ptr<DescriptorWatch> accepting_;
+    Door controller_;
+    Door calls_;
     std::map<int, Connection> connections_; ///< By a number that is never reused.
     int nextConnection_ = 1;
 };

@@ -58,8 +58,9 @@ private:
     }
 
     std::string receive() {
-        const auto received = unix_socket::receive(socket_.get(), request_messages::maximumReplySize);
-        if (const auto* bytes = std::get_if<Bytes>(&received))
+        Bytes buffer(request_messages::maximumReplySize);
+        const auto received = unix_socket::receive(socket_.get(), buffer);
+        if (const auto* bytes = std::get_if<unix_socket::Bytes>(&received))
             return hexOf(*bytes);
         return std::holds_alternative<unix_socket::Ended>(received) ? "ended" : "nothing";
     }

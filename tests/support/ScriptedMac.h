@@ -21,6 +21,9 @@ class ScriptedMac {
 public:
     using Bytes = std::vector<std::uint8_t>;
 
+    /// `socketName` is that of the Mac's socket that this one has.
+    explicit ScriptedMac(const char* socketName = HardwareLink::socketName) : socketName_(socketName) {}
+
     int folder() const { return folder_.descriptor(); }
 
     /// Waits for somebody to connect, and forgets whoever was there.
@@ -31,18 +34,21 @@ public:
     }
     void say(const Bytes& bytes) { EXPECT_EQ(unix_socket::send(client_.get(), bytes), unix_socket::Sent::whole); }
     void say(const hardware_calls::AnyAnswer& answer) { say(hardware_calls::encode(answer)); }
-    /// Waits for the next call.
-    hardware_calls::AnyCall hear() {
+    /// Waits for the next message.
+    Bytes hearBytes() {
         awaitReadable(client_);
-        const auto received = unix_socket::receive(client_.get(), HardwareLink::maximumMessageSize);
-        return hardware_calls::decodeCall(std::get<Bytes>(received));
+        Bytes buffer(HardwareLink::maximumMessageSize);
+        const auto heard = std::get<unix_socket::Bytes>(unix_socket::receive(client_.get(), buffer));
+        return {heard.begin(), heard.end()};
     }
+    /// Waits for the next call.
+    hardware_calls::AnyCall hear() { return hardware_calls::decodeCall(hearBytes()); }
     void hangUp() { client_ = FileDescriptor(); }
     /// Nobody connects any more: the line of those who wait to be accepted is full as long as what is returned lives.
     std::vector<FileDescriptor> fillBacklog() const {
         std::vector<FileDescriptor> waiting;
         const auto connect = [this] {
-            return unix_socket::connect(folder(), HardwareLink::socketName, std::chrono::milliseconds(10));
+            return unix_socket::connect(folder(), socketName_, std::chrono::milliseconds(10));
         };
         for (auto socket = connect(); socket.isValid(); socket = connect())
             waiting.push_back(std::move(socket));
@@ -64,7 +70,7 @@ public:
         listening_ = {};
     }
     /// Is there again after `goAway`.
-    void comeBack() { listening_ = unix_socket::listen(folder_.descriptor(), HardwareLink::socketName); }
+    void comeBack() { listening_ = unix_socket::listen(folder_.descriptor(), socketName_); }
 
     /// Does `work`, which connects and calls, while the Mac accepts and says `bytes`.
     template <typename Work>
@@ -84,8 +90,9 @@ private:
         EXPECT_EQ(poll(&waiting, 1, 10'000), 1);
     }
 
+    const char* const socketName_;
     MacFolder folder_;
-    FileDescriptor listening_ = unix_socket::listen(folder_.descriptor(), HardwareLink::socketName);
+    FileDescriptor listening_ = unix_socket::listen(folder_.descriptor(), socketName_);
     FileDescriptor client_;
 };
 

@@ -6,8 +6,13 @@ stage_team=KELODEV001
 
 # stage_into DIR: builds the programs and lays out a signed installation.
 stage_into() {
-  local folder=$1 preset=release program
-  build_programs "$preset" "${stage_programs[@]}" rehearse
+  build_programs release "${stage_programs[@]}" rehearse
+  lay_out "$1" release
+}
+
+# lay_out DIR PRESET: a signed installation of what a preset has built.
+lay_out() {
+  local folder=$1 preset=$2 program
   mkdir -p "$folder/simulated-mac"
   chmod go-w "$folder/simulated-mac" # whatever the umask: the helper trusts no anchor that others can replace
   for program in "${stage_programs[@]}"; do

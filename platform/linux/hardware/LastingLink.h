@@ -3,27 +3,37 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "platform/linux/hardware/MacTimeouts.h"
-#include "simulator/link/HardwareLink.h"
+#include "simulator/link/MacConnection.h"
 
 namespace kelo {
 
-/// A link to the simulated Mac that is made anew after a call that failed, so that a Mac that hung or was restarted is
-/// there again. One thread.
+/// A link to the simulated Mac, a `HardwareLink` or a `ControllerLink`, that is made anew after a call that failed, so
+/// that a Mac that hung or was restarted is there again. One thread.
+template <typename Link>
 class LastingLink {
 public:
     /// `folder` is borrowed, an open descriptor.
     LastingLink(int folder, const MacTimeouts& timeouts) : folder_(folder), timeouts_(timeouts) {}
 
     /// Connects anew. Returns whether a Mac is there and accepts it.
-    bool connect() noexcept;
+    bool connect() noexcept {
+        disconnect();
+        try {
+            link_ = Link::connect(folder_, timeouts_.retry);
+        } catch (...) { // the Mac accepts nobody, or there is no descriptor or no memory left
+        }
+        return link_ != nullptr;
+    }
+
     void disconnect() noexcept { link_.reset(); }
 
     /// Makes a call, on a new link if need be. A Mac that hangs up on it has perhaps been restarted: the call is made
     /// once more, so it may be done twice. None when it failed.
     template <typename Call>
-    std::optional<typename Call::Answer> call(const Call& call) noexcept {
+    auto call(const Call& call) noexcept -> std::optional<decltype(std::declval<Link&>().call(call))> {
         try {
             try {
                 return attempt(call);
@@ -43,21 +53,34 @@ private:
     using Clock = std::chrono::steady_clock;
 
     template <typename Call>
-    typename Call::Answer attempt(const Call& call) {
+    auto attempt(const Call& call) {
         prepare();
         auto answer = link_->call(call);
-        hungUntil_ = {};
+        hungUntil_.reset();
         return answer;
     }
+
     /// Throws `CallFailed` when there is no link to be had.
-    void prepare();
-    bool isTakenToHang() const { return Clock::now() < hungUntil_; }
-    void rememberHanging();
+    void prepare() {
+        if (!link_)
+            link_ = Link::connect(folder_, timeouts_.retry);
+        if (!link_)
+            throw CallFailed("No simulated Mac is there.");
+        link_->setTimeout(isTakenToHang() ? timeouts_.retry : timeouts_.answer);
+    }
+
+    bool isTakenToHang() const { return hungUntil_ && Clock::now() < *hungUntil_; }
+
+    /// Not prolonged by the calls that follow, so that a Mac that is only slow is heard again in the end.
+    void rememberHanging() {
+        if (!isTakenToHang())
+            hungUntil_ = Clock::now() + timeouts_.memory;
+    }
 
     const int folder_;
     const MacTimeouts timeouts_;
-    std::unique_ptr<HardwareLink> link_; ///< Null while there is none.
-    Clock::time_point hungUntil_;
+    std::unique_ptr<Link> link_; ///< Null while there is none.
+    std::optional<Clock::time_point> hungUntil_;
 };
 
 } // namespace kelo

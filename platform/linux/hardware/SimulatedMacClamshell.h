@@ -2,6 +2,7 @@
 
 #include "core/hold/Clamshell.h"
 #include "platform/linux/hardware/LastingLink.h"
+#include "simulator/link/HardwareLink.h"
 
 namespace kelo {
 
@@ -14,7 +15,7 @@ public:
     ClamshellProperty clamshellState() override;
 
 private:
-    LastingLink link_;
+    LastingLink<HardwareLink> link_;
 };
 
 } // namespace kelo

@@ -10,10 +10,10 @@ std::uint32_t SimulatedMacExchange::open() {
 bool SimulatedMacExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
     if (!isOpen_ || connection != handle_)
         return false;
-    const auto answer = link_.call(hardware_calls::Exchange{request});
-    if (!answer || !answer->record)
+    const auto answer = link_.call(request);
+    if (!answer || !*answer)
         return false;
-    reply = *answer->record;
+    reply = **answer;
     return true;
 }
 

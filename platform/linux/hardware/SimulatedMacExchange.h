@@ -2,6 +2,7 @@
 
 #include "core/smc/SMCExchange.h"
 #include "platform/linux/hardware/LastingLink.h"
+#include "simulator/link/ControllerLink.h"
 
 namespace kelo {
 
@@ -17,7 +18,7 @@ public:
     void close(std::uint32_t connection) noexcept override;
 
 private:
-    LastingLink link_;
+    LastingLink<ControllerLink> link_;
     std::uint32_t handle_ = 0; ///< The last one given out.
     bool isOpen_ = false;
 };

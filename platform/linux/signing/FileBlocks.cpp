@@ -25,7 +25,7 @@ bool readExactly(int file, std::uint64_t offset, std::span<std::uint8_t> bytes) 
 }
 
 bool forEachBlock(int file, std::uint64_t length, const std::function<void(std::span<const std::uint8_t>)>& onBlock) {
-    constexpr auto blockSize = std::uint64_t{64} * 1024;
+    constexpr auto blockSize = std::uint64_t{16} * 1024;
     std::vector<std::uint8_t> buffer(std::min(blockSize, length));
     for (std::uint64_t offset = 0; offset < length;) {
         const auto block = std::span(buffer).first(std::min<std::uint64_t>(buffer.size(), length - offset));

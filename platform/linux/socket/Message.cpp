@@ -2,7 +2,6 @@
 
 #include <array>
 #include <set>
-#include <span>
 #include <string_view>
 
 namespace kelo {
@@ -116,7 +115,7 @@ private:
 
 std::vector<std::uint8_t> encodeMessage(const Message& message) { return Message::to_cbor(message); }
 
-std::optional<Message> decodeMessage(const std::vector<std::uint8_t>& bytes) {
+std::optional<Message> decodeMessage(std::span<const std::uint8_t> bytes) {
     if (!Inspection(bytes).passes())
         return std::nullopt;
     auto message = Message::from_cbor(bytes, true, false);

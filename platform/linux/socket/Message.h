@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace kelo {
@@ -14,6 +15,6 @@ std::vector<std::uint8_t> encodeMessage(const Message& message);
 
 /// None for bytes that are not exactly one CBOR map, hold a name twice in one map, are nested more deeply than any
 /// valid message, or hold what `encodeMessage` never writes: an indefinite length or a tag.
-std::optional<Message> decodeMessage(const std::vector<std::uint8_t>& bytes);
+std::optional<Message> decodeMessage(std::span<const std::uint8_t> bytes);
 
 } // namespace kelo

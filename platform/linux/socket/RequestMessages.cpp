@@ -39,7 +39,7 @@ Message optionalData(const std::optional<Data>& data) { return data ? Message::b
 
 } // namespace
 
-std::optional<IncomingRequest> decode(const std::vector<std::uint8_t>& bytes) {
+std::optional<IncomingRequest> decode(std::span<const std::uint8_t> bytes) {
     const auto message = decodeMessage(bytes);
     if (!message || message->size() != 3)
         return std::nullopt;
@@ -78,7 +78,7 @@ std::vector<std::uint8_t> encode(std::uint64_t number, Request request, const Me
     return encodeMessage({{"number", number}, {"selector", signatureOf(request).selector}, {"arguments", arguments}});
 }
 
-std::optional<Message> decodeReply(const std::vector<std::uint8_t>& bytes, std::uint64_t number, Request request) {
+std::optional<Message> decodeReply(std::span<const std::uint8_t> bytes, std::uint64_t number, Request request) {
     const auto message = decodeMessage(bytes);
     if (!message || member(*message, "number") != number ||
         !areOfTypes(member(*message, "values"), signatureOf(request).reply))

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,7 +33,7 @@ struct IncomingRequest {
 };
 
 /// None for anything that is not exactly a request of the table.
-std::optional<IncomingRequest> decode(const std::vector<std::uint8_t>& bytes);
+std::optional<IncomingRequest> decode(std::span<const std::uint8_t> bytes);
 
 /// Makes the request on `object`; `send` is called with the reply's bytes when there is one, on any thread.
 void perform(const IncomingRequest& request, KeloHelperProtocol& object,
@@ -41,7 +42,7 @@ void perform(const IncomingRequest& request, KeloHelperProtocol& object,
 std::vector<std::uint8_t> encode(std::uint64_t number, Request request, const Message& arguments);
 
 /// The values of a reply to `request` with this number; none for anything else.
-std::optional<Message> decodeReply(const std::vector<std::uint8_t>& bytes, std::uint64_t number, Request request);
+std::optional<Message> decodeReply(std::span<const std::uint8_t> bytes, std::uint64_t number, Request request);
 
 } // namespace request_messages
 } // namespace kelo

@@ -117,9 +117,8 @@ FileDescriptor connect(int folder, const std::string& name, std::chrono::millise
     return socket;
 }
 
-Received receive(int socket, std::size_t maximumSize, pid_t* sender) {
-    std::vector<std::uint8_t> message(maximumSize);
-    iovec content{.iov_base = message.data(), .iov_len = message.size()};
+Received receive(int socket, std::span<std::uint8_t> buffer, pid_t* sender) {
+    iovec content{.iov_base = buffer.data(), .iov_len = buffer.size()};
     // Room for the sender and nothing else: descriptors that come along find none, and are closed by the kernel.
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
     msghdr header{};
@@ -135,15 +134,14 @@ Received receive(int socket, std::size_t maximumSize, pid_t* sender) {
     if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         return WouldBlock{};
     // An empty message cannot be distinguished from the end of the connection.
-    if (length <= 0 || static_cast<std::size_t>(length) > maximumSize)
+    if (length <= 0 || static_cast<std::size_t>(length) > buffer.size())
         return Ended{};
     if (sender != nullptr)
         *sender = senderOf(header);
-    message.resize(static_cast<std::size_t>(length));
-    return message;
+    return buffer.first(static_cast<std::size_t>(length));
 }
 
-Sent send(int socket, const std::vector<std::uint8_t>& message) {
+Sent send(int socket, Bytes message) {
     ssize_t length = 0;
     do
         length = ::send(socket, message.data(), message.size(), MSG_NOSIGNAL);

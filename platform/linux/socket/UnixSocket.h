@@ -5,9 +5,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <variant>
-#include <vector>
 
 #include "platform/posix/FileDescriptor.h"
 
@@ -34,15 +34,17 @@ FileDescriptor connect(int folder, const std::string& name,
                        std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 struct WouldBlock {};
-struct Ended {}; ///< The peer has gone, or its message is empty or larger than the given size.
-using Received = std::variant<std::vector<std::uint8_t>, WouldBlock, Ended>;
+struct Ended {}; ///< The peer has gone, or its message is empty or larger than the buffer.
+using Bytes = std::span<const std::uint8_t>;
+using Received = std::variant<Bytes, WouldBlock, Ended>;
 
-/// Receives one message of 1 to `maximumSize` bytes. Descriptors that come with it are dropped. `sender`, if given,
-/// receives the id of the sending process, on a connection that was accepted; 0 when it is unknown.
-Received receive(int socket, std::size_t maximumSize, pid_t* sender = nullptr);
+/// Receives one message of 1 to `buffer.size()` bytes; what is returned is in `buffer`. Descriptors that come with it
+/// are dropped. `sender`, if given, receives the id of the sending process, on a connection that was accepted; 0 when
+/// it is unknown.
+Received receive(int socket, std::span<std::uint8_t> buffer, pid_t* sender = nullptr);
 
 enum class Sent { whole, wouldBlock, failed };
-Sent send(int socket, const std::vector<std::uint8_t>& message);
+Sent send(int socket, Bytes message);
 
 } // namespace unix_socket
 } // namespace kelo

@@ -10,7 +10,6 @@ namespace kelo {
 namespace {
 
 using namespace hardware_calls;
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 class CallHandlersTest : public ::testing::Test {
@@ -27,40 +26,12 @@ protected:
     Caller caller{true, [this](const AnyAnswer& answer) { sent.push_back(answer); }};
 };
 
-TEST_F(CallHandlersTest, AnExchangeIsAnsweredAtOnceUnlessAnswersAreSlow) {
-    EXPECT_TRUE(std::holds_alternative<ExchangeReply>(perform(Exchange{}).value()));
+TEST_F(CallHandlersTest, ExchangesAreToBeAnsweredAtOnceUnlessAnswersAreSlow) {
+    EXPECT_EQ(handlers.exchangeDelay(), 0);
     EXPECT_TRUE(isDone(AnswerSlowly{0.5}));
-    EXPECT_FALSE(perform(Exchange{}).has_value());
-    queue.runFor(0.4);
-    EXPECT_THAT(sent, IsEmpty());
-    queue.runFor(0.1);
-    ASSERT_THAT(sent, SizeIs(1));
-    EXPECT_TRUE(std::holds_alternative<ExchangeReply>(sent[0]));
+    EXPECT_EQ(handlers.exchangeDelay(), 0.5);
     EXPECT_TRUE(isDone(ClearFaults{}));
-    EXPECT_TRUE(perform(Exchange{}).has_value());
-}
-
-TEST_F(CallHandlersTest, ACallerHasOneLateAnswerToComeAndNoOtherCallerWaitsForIt) {
-    EXPECT_TRUE(isDone(AnswerSlowly{0.5}));
-    EXPECT_FALSE(perform(Exchange{}).has_value());
-    for (int i = 0; i < 1000; ++i)
-        EXPECT_EQ(refusal(Exchange{}), "The answer to the last exchange is yet to come.");
-    Caller other{true, caller.send};
-    EXPECT_FALSE(handlers.perform(other, Exchange{}).has_value());
-    queue.runFor(0.5);
-    EXPECT_THAT(sent, SizeIs(2));
-    EXPECT_FALSE(perform(Exchange{}).has_value());
-}
-
-TEST_F(CallHandlersTest, ACallerThatHasGoneLeavesNoLateAnswerBehind) {
-    EXPECT_TRUE(isDone(AnswerSlowly{0.5}));
-    {
-        Caller guest{false, caller.send};
-        EXPECT_FALSE(handlers.perform(guest, Exchange{}).has_value());
-        handlers.forget(guest);
-    }
-    queue.runFor(1);
-    EXPECT_THAT(sent, IsEmpty());
+    EXPECT_EQ(handlers.exchangeDelay(), 0);
 }
 
 TEST_F(CallHandlersTest, SleepIsAnnouncedAndAnsweredWhenItHasBeenAllowed) {
@@ -144,12 +115,12 @@ TEST_F(CallHandlersTest, WritesThatWereCarriedOutAreShownWithTheirTimeAndOthersA
     write.keyInfo.dataSize = 1;
     write.bytes[0] = 1;
     now = 3;
-    perform(Exchange{write});
+    EXPECT_EQ(handlers.exchange(caller, write).value().result, 0);
     caller.isRoot = false;
-    perform(Exchange{write}); // fails
+    EXPECT_FALSE(handlers.exchange(caller, write).has_value());
     caller.isRoot = true;
     EXPECT_TRUE(isDone(AnswerWith{"F0Md", SMCCommand::writeBytes, 0x82}));
-    perform(Exchange{write}); // refused
+    EXPECT_EQ(handlers.exchange(caller, write).value().result, 0x82);
     const auto writes = state().writes;
     ASSERT_THAT(writes, SizeIs(1));
     EXPECT_EQ(writes[0].time, 3);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <string>
 #include <thread>
@@ -12,6 +13,7 @@
 
 #include "platform/linux/socket/Message.h"
 #include "platform/linux/socket/UnixSocket.h"
+#include "simulator/link/ControllerLink.h"
 #include "tests/support/MacUnderTest.h"
 
 namespace kelo {
@@ -35,8 +37,9 @@ public:
 
     std::string refusalOf(const std::vector<std::uint8_t>& bytes) {
         EXPECT_EQ(unix_socket::send(socket_.get(), bytes), unix_socket::Sent::whole);
-        const auto received = unix_socket::receive(socket_.get(), HardwareLink::maximumMessageSize);
-        const auto answer = decodeAnswer(std::get<std::vector<std::uint8_t>>(received));
+        std::vector<std::uint8_t> buffer(HardwareLink::maximumMessageSize);
+        const auto received = unix_socket::receive(socket_.get(), buffer);
+        const auto answer = decodeAnswer(std::get<unix_socket::Bytes>(received));
         const auto* refused = std::get_if<Refused>(&answer);
         return refused != nullptr ? refused->sentence : "not refused";
     }
@@ -45,13 +48,23 @@ private:
     FileDescriptor socket_;
 };
 
+constexpr uid_t nobody = 65534;
+
+/// Runs `work` on a thread of somebody without rights: to the kernel, a user belongs to each thread.
+void as(uid_t user, const std::function<void()>& work) {
+    std::thread([&] {
+        constexpr uid_t unchanged = static_cast<uid_t>(-1);
+        ASSERT_EQ(syscall(SYS_setresuid, unchanged, user, unchanged), 0);
+        work();
+    }).join();
+}
+
 TEST_F(HardwareServerTest, ACallThatIsNoneIsAnsweredWithASentenceAndEndsNothing) {
     const std::vector<std::uint8_t> calls[] = {
         {0xFF},
         encodeMessage(Message::object()),
         encodeMessage({{"explode", Message::object()}}),
         encodeMessage({{"setKey", {{"key", 1}, {"value", "hot"}}}}),
-        encodeMessage({{"exchange", {{"record", Message::binary({1, 2, 3})}}}}),
         encode(AnyCall(SetKey{"Temperature", 1})),
         encode(AnyAnswer(Done{})),
     };
@@ -76,12 +89,55 @@ TEST_F(HardwareServerTest, AConnectionRegistersForPowerOnceAndIsNotWaitedForAfte
 TEST_F(HardwareServerTest, AClientThatGoesBeforeItsSlowAnswerEndsNothing) {
     mac.drive(AnswerSlowly{0.05});
     {
-        const auto socket = unix_socket::connect(mac.folder(), HardwareLink::socketName);
-        EXPECT_EQ(unix_socket::send(socket.get(), encode(AnyCall(Exchange{}))), unix_socket::Sent::whole);
+        const auto socket = unix_socket::connect(mac.folder(), ControllerLink::socketName);
+        EXPECT_EQ(unix_socket::send(socket.get(), bytesOf(SMCKeyData{})), unix_socket::Sent::whole);
     }
-    const auto link = HardwareLink::connect(mac.folder());
-    EXPECT_NO_THROW(link->call(Exchange{})); // later than the answer that nobody takes
+    const auto link = ControllerLink::connect(mac.folder());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NO_THROW(link->call({})); // later than the answer that nobody takes
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
     EXPECT_TRUE(isServing());
+}
+
+TEST_F(HardwareServerTest, WhoeverSendsTheControllerAnythingButARecordIsDroppedAndNobodyElse) {
+    const auto link = ControllerLink::connect(mac.folder());
+    for (const std::size_t size : {1U, 79U, 81U, 4096U}) {
+        const auto socket = unix_socket::connect(mac.folder(), ControllerLink::socketName);
+        EXPECT_EQ(unix_socket::send(socket.get(), std::vector<std::uint8_t>(size)), unix_socket::Sent::whole);
+        std::vector<std::uint8_t> answer(sizeof(SMCKeyData));
+        EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(socket.get(), answer))) << size;
+        EXPECT_NO_THROW(link->call({}));
+    }
+}
+
+TEST_F(HardwareServerTest, WhoeverDoesNotAwaitALateReplyIsDroppedAndNobodyElseWaitsForIt) {
+    mac.drive(AnswerSlowly{60});
+    const auto socket = unix_socket::connect(mac.folder(), ControllerLink::socketName);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(unix_socket::send(socket.get(), bytesOf(SMCKeyData{})), unix_socket::Sent::whole);
+    std::vector<std::uint8_t> answer(sizeof(SMCKeyData));
+    EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(socket.get(), answer)));
+
+    const auto waiting = unix_socket::connect(mac.folder(), ControllerLink::socketName);
+    EXPECT_EQ(unix_socket::send(waiting.get(), bytesOf(SMCKeyData{})), unix_socket::Sent::whole);
+    mac.drive(ClearFaults{});
+    EXPECT_NO_THROW(ControllerLink::connect(mac.folder())->call({}));
+}
+
+TEST_F(HardwareServerTest, SomebodyWithoutRightsReadsKeysAndWritesNone) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only the superuser can become somebody else";
+    SMCKeyData request{};
+    request.key = smcCode("F0Md");
+    request.keyInfo.dataSize = 1;
+    as(nobody, [&] {
+        const auto link = ControllerLink::connect(mac.folder());
+        request.data8 = static_cast<std::uint8_t>(SMCCommand::readBytes);
+        EXPECT_TRUE(link->call(request).has_value());
+        request.data8 = static_cast<std::uint8_t>(SMCCommand::writeBytes);
+        EXPECT_FALSE(link->call(request).has_value());
+    });
+    EXPECT_TRUE(ControllerLink::connect(mac.folder())->call(request).has_value());
 }
 
 TEST_F(HardwareServerTest, ACallLargerThanAnyOfOursEndsItsConnectionAndNoOther) {
@@ -117,23 +173,12 @@ TEST_F(HardwareServerTest, AClientThatDoesNotReadItsAnswersIsDropped) {
     EXPECT_TRUE(isServing());
 }
 
-constexpr uid_t nobody = 65534;
-
-/// Runs `work` on a thread of somebody without rights: to the kernel, a user belongs to each thread.
-void as(uid_t user, const std::function<void()>& work) {
-    std::thread([&] {
-        constexpr uid_t unchanged = static_cast<uid_t>(-1);
-        ASSERT_EQ(syscall(SYS_setresuid, unchanged, user, unchanged), 0);
-        work();
-    }).join();
-}
-
 TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only the superuser can become somebody else";
     as(nobody, [this] {
         EXPECT_TRUE(isServing());
-        EXPECT_EQ(mac.refusal(Exchange{}), "");
+        EXPECT_NO_THROW(ControllerLink::connect(mac.folder())->call({}));
         EXPECT_EQ(mac.refusal(ReadClamshell{}), "");
     });
     const AnyCall drives[] = {SetLid{true}, Sleep{},        Wake{},        SetLoad{1},        SetKey{},

@@ -66,12 +66,9 @@ public:
     void closeInput() { ::close(std::exchange(input_, -1)); }
 
     /// Waits for the next line of standard output; without its line end. What there is when the output ends before.
-    std::string readLine() {
-        std::string line;
-        for (char c = 0; readSome(output_, &c, 1) == 1 && c != '\n';)
-            line += c;
-        return line;
-    }
+    std::string readLine() { return readLine(output_); }
+    /// The same of standard error.
+    std::string readErrorLine() { return readLine(error_); }
 
     /// All that is left to read, up to the end of the program. For small outputs: a full pipe of the other kind would
     /// stall it.
@@ -94,6 +91,13 @@ private:
             count = ::read(descriptor, bytes, size);
         while (count < 0 && errno == EINTR);
         return count;
+    }
+
+    static std::string readLine(int descriptor) {
+        std::string line;
+        for (char c = 0; readSome(descriptor, &c, 1) == 1 && c != '\n';)
+            line += c;
+        return line;
     }
 
     static std::string readAll(int descriptor) {

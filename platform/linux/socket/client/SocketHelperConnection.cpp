@@ -22,7 +22,8 @@ std::optional<std::string> optionalText(const Message& value) {
 } // namespace
 
 SocketHelperConnection::SocketHelperConnection(int folder)
-    : socket_(unix_socket::connect(folder, serviceSocketName(KeloHelper::machServiceName))) {
+    : socket_(unix_socket::connect(folder, serviceSocketName(KeloHelper::machServiceName))),
+      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(request_messages::maximumReplySize)) {
     if (!socket_.isValid())
         throw HelperUnreachable("The helper is not running.");
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &replyTimeout, sizeof replyTimeout);
@@ -50,10 +51,10 @@ Message SocketHelperConnection::call(Request request, const Message& arguments) 
     if (unix_socket::send(socket_.get(), request_messages::encode(number, request, arguments)) !=
         unix_socket::Sent::whole)
         throw HelperUnreachable("The helper has closed the connection.");
-    const auto received = unix_socket::receive(socket_.get(), request_messages::maximumReplySize);
+    const auto received = unix_socket::receive(socket_.get(), {buffer_.get(), request_messages::maximumReplySize});
     if (std::holds_alternative<unix_socket::WouldBlock>(received))
         throw HelperUnreachable("The helper does not answer.");
-    const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
+    const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
     if (bytes == nullptr)
         throw HelperUnreachable("The helper refused the connection or has gone.");
     auto values = request_messages::decodeReply(*bytes, number, request);

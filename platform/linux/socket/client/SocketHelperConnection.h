@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "client/HelperConnection.h"
 #include "platform/linux/socket/Message.h"
 #include "platform/posix/FileDescriptor.h"
@@ -24,6 +26,7 @@ private:
     Message call(Request request, const Message& arguments = Message::array());
 
     FileDescriptor socket_;
+    const std::unique_ptr<std::uint8_t[]> buffer_;
     std::uint64_t lastNumber_ = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/linux/socket/server/SocketIncomingConnection.h"
 
+#include <array>
 #include <exception>
 #include <utility>
 
@@ -45,27 +46,33 @@ void SocketIncomingConnection::startReading() {
 /// One message per readiness event, so that a busy client does not keep the others waiting.
 void SocketIncomingConnection::readRequests() {
     pid_t sender = 0;
-    const auto received = unix_socket::receive(socket_.get(), request_messages::maximumRequestSize, &sender);
+    std::array<std::uint8_t, request_messages::maximumRequestSize> buffer;
+    const auto received = unix_socket::receive(socket_.get(), buffer, &sender);
     if (std::holds_alternative<unix_socket::WouldBlock>(received))
         return;
-    const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
+    const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
     if (bytes == nullptr || !peer_.hasSent(sender) || !handle(*bytes))
         end();
 }
 
 /// Returns false for a message that is not a request, or whose number is not larger than the last.
-bool SocketIncomingConnection::handle(const std::vector<std::uint8_t>& bytes) {
+bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
     const auto request = request_messages::decode(bytes);
     if (!request || (lastNumber_ && request->number <= *lastNumber_))
         return false;
     lastNumber_ = request->number;
     if (++inFlight_ >= maximumInFlight)
         reading_.reset();
-    request_messages::perform(*request, *object_, [loop = loop_, weak = weak_from_this()](auto reply) {
-        loop->post([weak, reply = std::move(reply)]() mutable {
+    const auto object = object_; // a reply that is given at once may end the connection
+    request_messages::perform(*request, *object, [loop = loop_, weak = weak_from_this()](auto reply) {
+        auto deliver = [weak, reply = std::move(reply)]() mutable {
             if (const auto connection = weak.lock())
                 connection->deliver(std::move(reply));
-        });
+        };
+        if (loop->isCurrent())
+            deliver();
+        else
+            loop->post(std::move(deliver));
     });
     return true;
 }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "helper/Listener.h"
@@ -48,7 +49,7 @@ private:
 
     void orEnd(void (SocketIncomingConnection::*step)());
     void readRequests();
-    bool handle(const std::vector<std::uint8_t>& bytes);
+    bool handle(std::span<const std::uint8_t> bytes);
     void startReading();
     void deliver(std::vector<std::uint8_t> reply);
     void sendWaiting();

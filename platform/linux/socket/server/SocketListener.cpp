@@ -22,9 +22,9 @@ constexpr double acceptPause = 0.1; // seconds to wait when the system has no re
 } // namespace
 
 SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer,
-                               std::function<void(const std::string&)> onRefusal)
-    : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), loop_(std::make_shared<EventLoop>()),
-      refusals_(*loop_, std::move(onRefusal)), files_(*loop_) {}
+                               std::function<void(const std::string&)> onRefusal, const ConnectionLimits& limits)
+    : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), limits_(limits),
+      loop_(std::make_shared<EventLoop>()), refusals_(*loop_, std::move(onRefusal)), files_(*loop_) {}
 
 SocketListener::~SocketListener() { stop(); }
 
@@ -136,10 +136,10 @@ bool SocketListener::hasPlaceFor(const AdmittedPeer& peer) const {
                              [&](const auto& connection) { return isCounted(connection->peer()); });
     };
     const auto isOther = [](const AdmittedPeer& any) { return any.user() != geteuid(); };
-    return std::ssize(connections_) < maximumConnections &&
-           count([&](const AdmittedPeer& any) { return any.process() == peer.process(); }) < maximumOfProcess &&
-           count([&](const AdmittedPeer& any) { return any.user() == peer.user(); }) < maximumOfUser &&
-           (!isOther(peer) || count(isOther) < maximumOfOthers);
+    return std::ssize(connections_) < limits_.total &&
+           count([&](const AdmittedPeer& any) { return any.process() == peer.process(); }) < limits_.ofProcess &&
+           count([&](const AdmittedPeer& any) { return any.user() == peer.user(); }) < limits_.ofUser &&
+           (!isOther(peer) || count(isOther) < limits_.ofOthers);
 }
 
 } // namespace kelo

@@ -24,6 +24,15 @@ class SocketIncomingConnection;
 /// on the listener's thread.
 using PeerCheck = std::function<std::optional<std::string>(int socket, const std::string& requirement)>;
 
+/// How many connections there may be. However many connect, there is room for others: other processes of the same user,
+/// other users, and our own user above all.
+struct ConnectionLimits {
+    std::ptrdiff_t total = 256;
+    std::ptrdiff_t ofProcess = 32;
+    std::ptrdiff_t ofUser = 128;
+    std::ptrdiff_t ofOthers = 192; ///< Of all users who are not ours.
+};
+
 /// The service's endpoint on a Unix socket, served on a thread of its own: requests that need no state are answered
 /// while the main thread is busy.
 class SocketListener : public Listener {
@@ -31,7 +40,7 @@ public:
     /// Nothing is opened before `resume`. `folder` is borrowed, an open descriptor. `onRefusal` is called with the
     /// reason why a peer was cut off, on the listener's thread, at a limited rate.
     SocketListener(int folder, std::string name, PeerCheck checkPeer,
-                   std::function<void(const std::string& reason)> onRefusal);
+                   std::function<void(const std::string& reason)> onRefusal, const ConnectionLimits& limits = {});
     /// Ends all connections and the thread.
     ~SocketListener() override;
 
@@ -48,13 +57,6 @@ public:
     /// of a peer, and `stop` would wait for it.
     bool stopsWithin(std::chrono::milliseconds timeout);
 
-    // However many connect, there is room for others: other processes of the same user, other users, and our own user
-    // above all.
-    static constexpr std::ptrdiff_t maximumConnections = 256;
-    static constexpr std::ptrdiff_t maximumOfProcess = 32;
-    static constexpr std::ptrdiff_t maximumOfUser = 128;
-    static constexpr std::ptrdiff_t maximumOfOthers = 192; ///< Of all users who are not ours.
-
 private:
     bool openEndpoint();
     void socketChanged();
@@ -67,6 +69,7 @@ private:
     int folder_;
     std::string name_;
     PeerCheck checkPeer_;
+    const ConnectionLimits limits_;
     ConnectionAdmission admission_;
     std::optional<std::string> requirement_;
     std::shared_ptr<EventLoop> loop_;

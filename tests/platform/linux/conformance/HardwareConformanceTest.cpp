@@ -23,7 +23,9 @@ public:
     SMCExchange& exchange() { return exchange_; }
     void removeController() { mac_.remove(); }
     void failNextExchange() { mac_.drive(hardware_calls::FailExchange{1}); }
-    int openConnections() { return static_cast<int>(openSockets(SocketEnd::clients, HardwareLink::socketName).size()); }
+    int openConnections() {
+        return static_cast<int>(openSockets(SocketEnd::clients, ControllerLink::socketName).size());
+    }
 
 private:
     MacUnderTest mac_;
@@ -89,8 +91,9 @@ private:
 
     /// What is there already.
     static std::optional<hardware_calls::AnyCall> receive(const FileDescriptor& socket) {
-        const auto received = unix_socket::receive(socket.get(), HardwareLink::maximumMessageSize);
-        const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&received);
+        std::vector<std::uint8_t> buffer(HardwareLink::maximumMessageSize);
+        const auto received = unix_socket::receive(socket.get(), buffer);
+        const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
         return bytes != nullptr ? std::optional(hardware_calls::decodeCall(*bytes)) : std::nullopt;
     }
 

@@ -42,7 +42,8 @@ public:
             const auto probe = unix_socket::connect(folder_.get(), serviceName_);
             if (!probe.isValid())
                 return; // nobody listens
-            EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(probe.get(), 1)));
+            std::uint8_t byte = 0;
+            EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(probe.get(), {&byte, 1})));
         }
     }
 

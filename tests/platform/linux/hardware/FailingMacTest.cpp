@@ -34,9 +34,15 @@ const std::vector<Bytes>& nonsense() {
     return nonsense;
 }
 
+Bytes recordBytes(const SMCKeyData& record) {
+    const auto bytes = bytesOf(record);
+    return {bytes.begin(), bytes.end()};
+}
+
 TEST(FailingMacTest, AnExchangeWithNonsenseForAnAnswerFailsAndThrowsNothing) {
-    for (const auto& bytes : nonsense()) {
-        ScriptedMac mac;
+    for (const std::size_t size : {1U, 2U, 79U}) {
+        const Bytes bytes(size);
+        ScriptedMac mac(ControllerLink::socketName);
         SimulatedMacExchange exchange(mac.folder());
         const auto connection = exchange.open();
         mac.accept();
@@ -49,16 +55,16 @@ TEST(FailingMacTest, AnExchangeWithNonsenseForAnAnswerFailsAndThrowsNothing) {
 }
 
 TEST(FailingMacTest, AnExchangeThatFailsAtThePlatformsLevelLeavesTheConnectionOfUse) {
-    ScriptedMac mac;
+    ScriptedMac mac(ControllerLink::socketName);
     SimulatedMacExchange exchange(mac.folder());
     const auto connection = exchange.open();
     mac.accept();
     SMCKeyData reply{};
-    mac.say(ExchangeReply{});
+    mac.say(Bytes(ControllerLink::failedExchange.begin(), ControllerLink::failedExchange.end()));
     EXPECT_FALSE(exchange.exchange(connection, {}, reply));
     SMCKeyData keyNotFound{};
     keyNotFound.result = 0x84;
-    mac.say(ExchangeReply{keyNotFound});
+    mac.say(recordBytes(keyNotFound));
     EXPECT_TRUE(exchange.exchange(connection, {}, reply));
     EXPECT_EQ(reply.result, 0x84);
 }
@@ -89,11 +95,12 @@ protected:
         return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     }
 
-    const Bytes done = encode(AnyAnswer(ExchangeReply{SMCKeyData{}}));
-    ScriptedMac mac;
+    const Bytes done = recordBytes({});
+    ScriptedMac mac{ControllerLink::socketName};
     SimulatedMacExchange exchange{mac.folder(), shortTimeouts};
-    SimulatedMacClamshell clamshell{mac.folder(), shortTimeouts};
     const std::uint32_t connection = exchange.open();
+    ScriptedMac callsMac;
+    SimulatedMacClamshell clamshell{callsMac.folder(), shortTimeouts};
 };
 
 TEST_F(HangingMacTest, TheExchangeAfterOneThatWasNotAnsweredInTimeIsAnswered) {
@@ -153,6 +160,7 @@ TEST_F(HangingMacTest, TheLidOfAMacThatHungIsWaitedForBriefly) {
 
 TEST_F(HangingMacTest, AMacThatAcceptsNobodyKeepsNobodyWaitingForLong) {
     const auto waiting = mac.fillBacklog();
+    const auto alsoWaiting = callsMac.fillBacklog();
     SimulatedMacExchange other(mac.folder(), shortTimeouts);
     EXPECT_LT(durationOf([&] { EXPECT_EQ(other.open(), 0U); }), shortTimeouts.answer);
     EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);

@@ -35,18 +35,18 @@ protected:
     const TemporaryFolder folder;
 };
 
-TEST_F(FileBlocks, NoBlockIsLargerThan64KiB) {
+TEST_F(FileBlocks, NoBlockIsLargerThan16KiB) {
     using Sizes = std::vector<std::size_t>;
-    const auto file = fileOf(200'000);
+    const auto file = fileOf(50'000);
     EXPECT_EQ(blocksOf(file, 0, true), Sizes());
     EXPECT_EQ(blocksOf(file, 1, true), Sizes({1}));
-    EXPECT_EQ(blocksOf(file, 65536, true), Sizes({65536}));
-    EXPECT_EQ(blocksOf(file, 65537, true), Sizes({65536, 1}));
-    EXPECT_EQ(blocksOf(file, 200'000, true), Sizes({65536, 65536, 65536, 3392}));
+    EXPECT_EQ(blocksOf(file, 16384, true), Sizes({16384}));
+    EXPECT_EQ(blocksOf(file, 16385, true), Sizes({16384, 1}));
+    EXPECT_EQ(blocksOf(file, 50'000, true), Sizes({16384, 16384, 16384, 848}));
 }
 
 TEST_F(FileBlocks, AFileThatEndsBeforeItsLengthIsNotRead) {
-    EXPECT_EQ(blocksOf(fileOf(65536), 65537, false).size(), 1U);
+    EXPECT_EQ(blocksOf(fileOf(16384), 16385, false).size(), 1U);
     blocksOf(fileOf(3), std::numeric_limits<std::uint64_t>::max(), false);
     std::vector<std::uint8_t> bytes(4);
     EXPECT_FALSE(readExactly(fileOf(3).get(), 0, bytes));

@@ -125,10 +125,11 @@ public:
     void request(std::uint64_t number, Request request) { send(messages::encode(number, request, Message::array())); }
     /// None when the connection has ended.
     std::optional<Bytes> receive() {
-        const auto received = unix_socket::receive(socket_.get(), messages::maximumReplySize);
-        const auto* bytes = std::get_if<Bytes>(&received);
+        Bytes buffer(messages::maximumReplySize);
+        const auto received = unix_socket::receive(socket_.get(), buffer);
+        const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
         EXPECT_FALSE(std::holds_alternative<unix_socket::WouldBlock>(received)) << "no reply, and no end";
-        return bytes != nullptr ? std::optional(*bytes) : std::nullopt;
+        return bytes != nullptr ? std::optional(Bytes(bytes->begin(), bytes->end())) : std::nullopt;
     }
     std::optional<std::int64_t> version(std::uint64_t number) {
         request(number, Request::helperVersion);

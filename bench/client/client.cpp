@@ -1,0 +1,165 @@
+// A client that measures, signed as the app: it sends bytes that were made before and receives into a buffer that is
+// kept, so that what is measured is the helper's.
+//
+// usage: bench_client FOLDER SOCKET version COUNT        round trips of one request after the other
+//        bench_client FOLDER SOCKET snapshot COUNT
+//        bench_client FOLDER SOCKET connect COUNT        connecting, the admission and the first reply
+//        bench_client FOLDER SOCKET poll CLIENTS COUNT   round trips over each of so many connections in turn
+//        bench_client FOLDER SOCKET stay CLIENTS         so many connections, each of which has been served
+//        bench_client FOLDER SOCKET hold 1               one that holds the fans
+//
+// Prints one line of JSON, in nanoseconds; the last two say when they are there, and stay without another word until
+// the standard input ends.
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/UnixSocket.h"
+
+namespace kelo::bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Durations = std::vector<double>;
+using Requests = std::vector<std::vector<std::uint8_t>>;
+
+/// Numbered from 1, made before anything is measured.
+Requests makeRequests(Request request, std::size_t count) {
+    Requests requests;
+    for (std::size_t number = 1; number <= count; ++number)
+        requests.push_back(request_messages::encode(number, request, Message::array()));
+    return requests;
+}
+
+class Client {
+public:
+    Client(int folder, const std::string& name) : socket_(unix_socket::connect(folder, name)) {
+        if (!socket_.isValid())
+            throw std::runtime_error("nobody listens at " + name);
+    }
+
+    void roundTrip(const std::vector<std::uint8_t>& request) const {
+        std::array<std::uint8_t, 8192> buffer;
+        if (unix_socket::send(socket_.get(), request) != unix_socket::Sent::whole ||
+            !std::holds_alternative<unix_socket::Bytes>(unix_socket::receive(socket_.get(), buffer)))
+            throw std::runtime_error("there is no reply");
+    }
+
+private:
+    FileDescriptor socket_;
+};
+
+template <typename Work>
+double nanosecondsOf(const Work& work) {
+    const auto start = Clock::now();
+    work();
+    return std::chrono::duration<double, std::nano>(Clock::now() - start).count();
+}
+
+void print(Durations durations) {
+    double sum = 0;
+    for (const double duration : durations)
+        sum += duration;
+    std::sort(durations.begin(), durations.end());
+    const auto quantile = [&](double share) {
+        return durations[static_cast<std::size_t>(share * static_cast<double>(durations.size() - 1))];
+    };
+    std::printf("{\"p50\": %.0f, \"p99\": %.0f, \"mean\": %.0f}\n", quantile(0.5), quantile(0.99),
+                sum / static_cast<double>(durations.size()));
+    std::fflush(stdout);
+}
+
+/// The first requests are not counted: caches are cold and memory is not there yet.
+constexpr std::size_t warmUp = 100;
+
+/// Over so many connections in turn.
+Durations roundTrips(int folder, const std::string& socket, Request request, std::size_t clientCount,
+                     std::size_t count) {
+    std::vector<Client> clients;
+    for (std::size_t i = 0; i < clientCount; ++i)
+        clients.emplace_back(folder, socket);
+    const auto requests = makeRequests(request, warmUp + count); // a connection's numbers rise, and need not be dense
+    Durations durations;
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+        const double duration = nanosecondsOf([&] { clients[i % clientCount].roundTrip(requests[i]); });
+        if (i >= warmUp)
+            durations.push_back(duration);
+    }
+    return durations;
+}
+
+Durations connections(int folder, const std::string& socket, std::size_t count) {
+    const auto request = makeRequests(Request::helperVersion, 1).front();
+    Durations durations;
+    for (std::size_t i = 0; i < count; ++i)
+        durations.push_back(nanosecondsOf([&] { Client(folder, socket).roundTrip(request); }));
+    return durations;
+}
+
+void stay(int folder, const std::string& socket, const std::vector<std::uint8_t>& request, std::size_t clientCount) {
+    std::vector<Client> clients;
+    for (std::size_t i = 0; i < clientCount; ++i) {
+        clients.emplace_back(folder, socket);
+        clients.back().roundTrip(request);
+    }
+    std::puts("staying");
+    std::fflush(stdout);
+    char end = 0;
+    static_cast<void>(read(STDIN_FILENO, &end, 1) == 0);
+}
+
+void measure(const std::vector<std::string>& arguments) {
+    const FileDescriptor folder(open(arguments.at(0).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const auto& socket = arguments.at(1);
+    const auto& what = arguments.at(2);
+    const std::size_t count = std::stoul(arguments.at(3));
+    if (what == "version")
+        print(roundTrips(folder.get(), socket, Request::helperVersion, 1, count));
+    else if (what == "snapshot")
+        print(roundTrips(folder.get(), socket, Request::fetchSnapshot, 1, count));
+    else if (what == "connect")
+        print(connections(folder.get(), socket, count));
+    else if (what == "poll")
+        print(roundTrips(folder.get(), socket, Request::helperVersion, count, std::stoul(arguments.at(4))));
+    else if (what == "stay")
+        stay(folder.get(), socket, request_messages::encode(1, Request::helperVersion, Message::array()), count);
+    else if (what == "hold")
+        stay(folder.get(), socket, request_messages::encode(1, Request::hold, Message::array({0.5, false})), 1);
+    else
+        throw std::invalid_argument("there is nothing to measure of that name");
+}
+
+/// As many descriptors as there may be: each client is one.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+} // namespace
+} // namespace kelo::bench
+
+int main(int argc, char** argv) {
+    try {
+        kelo::bench::raiseDescriptorLimit();
+        kelo::bench::measure({argv + 1, argv + argc});
+        return 0;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "bench_client: %s\n", error.what());
+        return 1;
+    }
+}

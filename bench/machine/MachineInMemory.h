@@ -1,0 +1,150 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/fan/Clock.h"
+#include "core/fan/FanController.h"
+#include "core/fan/Rights.h"
+#include "core/hold/Clamshell.h"
+#include "core/hold/FanHold.h"
+#include "core/hold/PowerNotifications.h"
+#include "core/queue/MainQueue.h"
+#include "core/smc/SMCExchange.h"
+
+namespace kelo::bench {
+
+/// The least that a controller can be: two fans and a chip, found in a table. What an exchange costs with it is the
+/// cost of the call and of the record. Exchanges are made out of the compiler's sight, as with any real controller.
+class ControllerInMemory : public SMCExchange {
+public:
+    ControllerInMemory() {
+        addByte("FNum", 2);
+        addByte("Ftst", 0);
+        addNumber("Tp09", 45);
+        for (const std::string fan : {"F0", "F1"}) {
+            addNumber(fan + "Ac", 3000);
+            addNumber(fan + "Mn", 1200);
+            addNumber(fan + "Mx", 6000);
+            addNumber(fan + "Tg", 3000);
+            addByte(fan + "Md", 0);
+        }
+    }
+
+    std::uint32_t open() override { return 1; }
+    void close(std::uint32_t) noexcept override {}
+
+    bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
+
+    void setNumber(const std::string& key, float value) {
+        auto& slot = slots_[slotOf(smcCode(key.c_str()))];
+        std::memcpy(slot.bytes.data(), &value, sizeof value);
+    }
+
+    std::size_t exchanges = 0;
+    std::vector<SMCKeyData>* recorded = nullptr; ///< Where requests are kept, while set.
+
+private:
+    struct Slot {
+        std::uint32_t code = 0;
+        std::uint32_t size = 0;
+        std::uint32_t type = 0;
+        std::array<std::uint8_t, 4> bytes{};
+    };
+
+    /// No two keys of ours share one.
+    static std::size_t slotOf(std::uint32_t code) { return (code * 0x9E3779B1U) >> 22; }
+
+    void addByte(const std::string& key, std::uint8_t value) { add(key, 1, smc_type::ui8, {value}); }
+    void addNumber(const std::string& key, float value) {
+        add(key, 4, smc_type::flt, {});
+        setNumber(key, value);
+    }
+    void add(const std::string& key, std::uint32_t size, std::uint32_t type, std::array<std::uint8_t, 4> bytes) {
+        const auto code = smcCode(key.c_str());
+        auto& slot = slots_[slotOf(code)];
+        if (slot.code != 0)
+            throw std::logic_error("two keys share a slot");
+        slot = {code, size, type, bytes};
+    }
+
+    std::array<Slot, 1024> slots_{};
+};
+
+/// A Mac in memory, on which the helper's core runs without anything that waits: its timer fires when it is told to.
+class MachineInMemory {
+public:
+    std::shared_ptr<FanHold> makeHold(double fraction) {
+        return std::make_shared<FanHold>(fans, fraction, false, HoldDependencies{queue_, power_, clamshell_});
+    }
+
+    /// One period of the hold's timer.
+    void tick() { queue_.onFire(); }
+    void willSleep() { power_.onMessage(PowerMessage::systemWillSleep, 1); }
+    void didWake() { power_.onMessage(PowerMessage::systemHasPoweredOn, 2); }
+
+    ControllerInMemory controller;
+
+private:
+    class StandingClock : public Clock {
+    public:
+        double now() override { return 0; }
+        void sleep(double) override {}
+    };
+    class AllRights : public Rights {
+    public:
+        bool isRoot() override { return true; }
+    };
+    class OpenLid : public Clamshell {
+    public:
+        ClamshellProperty clamshellState() override { return false; }
+    };
+    class Power : public PowerNotifications {
+    public:
+        std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler handler) override {
+            onMessage = std::move(handler);
+            return std::make_unique<Registration>();
+        }
+        PowerHandler onMessage;
+
+    private:
+        class Registration : public PowerRegistration {
+            void allowPowerChange(std::intptr_t) noexcept override {}
+        };
+    };
+    /// Keeps the one timer's handler.
+    class Queue : public MainQueue {
+    public:
+        void post(Task task) override { task(); }
+        void postAfter(double, Task) override {}
+        std::unique_ptr<Timer> scheduleTimer(double, bool, Task handler) override {
+            onFire = std::move(handler);
+            return std::make_unique<NoTimer>();
+        }
+        bool isCurrent() const override { return true; }
+        Task onFire;
+
+    private:
+        class NoTimer : public Timer {
+            void invalidate() override {}
+        };
+    };
+
+    StandingClock clock_;
+    AllRights rights_;
+    OpenLid clamshell_;
+    Power power_;
+    Queue queue_;
+
+public:
+    const std::shared_ptr<FanController> fans = std::make_shared<FanController>(controller, clock_, rights_);
+};
+
+} // namespace kelo::bench

@@ -1,0 +1,30 @@
+#include "bench/runner/ProcessFacts.h"
+#include "bench/runner/Rows.h"
+
+namespace kelo::bench {
+namespace {
+
+void addMemory(Figures& figures, const std::string& state, pid_t helper) {
+    const auto facts = ProcessFacts::of(helper);
+    figures.addWithTarget("memory." + state + ".private", facts.privateMemory, "KiB", 1024);
+    figures.add("memory." + state + ".anonymous", facts.anonymous, "KiB");
+    figures.add("memory." + state + ".resident", facts.resident, "KiB");
+    figures.add("memory." + state + ".resident-without-libcrypto", facts.residentWithoutLibcrypto, "KiB");
+}
+
+} // namespace
+
+void measureMemory(const Scene& scene, Figures& figures) {
+    const auto world = scene.startHelper();
+    const auto helper = world->helper().number();
+    addMemory(figures, "idle", helper);
+    {
+        const auto client = scene.hold();
+        addMemory(figures, "holding", helper);
+    }
+    scene.ask(Scene::serviceSocket, {"version", "5000"});
+    scene.ask(Scene::serviceSocket, {"snapshot", "5000"});
+    addMemory(figures, "after-10000-requests", helper);
+}
+
+} // namespace kelo::bench
