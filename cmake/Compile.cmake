@@ -14,6 +14,12 @@ endif()
 # No fused multiply-add: speeds and fractions come out the same on every processor and with every compiler.
 set(kelo_arithmetic -ffp-contract=off)
 
+# Files are named as the repository names them, in debug information and in what a test says: the same bytes come out
+# wherever it is built.
+file(RELATIVE_PATH from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
+set(kelo_names -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${from_build}=)
+
 # What is shipped is hardened, freed of what nobody calls, and small: only folders whose time counts, because it is spent
 # on every tick or for every request, ask for more.
 set(kelo_optimisation -Os)
@@ -36,7 +42,7 @@ endif()
 # What every target of ours compiles with.
 function(kelo_configure target)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_compile_options(${target} PRIVATE ${kelo_warnings} ${kelo_arithmetic} ${kelo_shipping})
+  target_compile_options(${target} PRIVATE ${kelo_warnings} ${kelo_arithmetic} ${kelo_names} ${kelo_shipping})
   target_link_options(${target} PRIVATE ${kelo_shipping_link})
   if(KELO_SHIP)
     target_compile_options(${target} PRIVATE ${kelo_optimisation})

@@ -33,6 +33,7 @@ public:
         ::posix_spawn_file_actions_adddup2(&actions, pipes[1][1], 1);
         ::posix_spawn_file_actions_adddup2(&actions, pipes[2][1], 2);
         std::vector<char*> arguments;
+        arguments.reserve(command.size() + 1);
         for (auto& argument : command)
             arguments.push_back(argument.data());
         arguments.push_back(nullptr);
