@@ -3,7 +3,12 @@
 
 prove_delays() { prove_processes delays "$@"; }
 prove_kill() { prove_processes kill "$@"; }
-prove_soak() { prove_processes soak "$@"; }
+
+# prove_soak [MINUTES]: two days on virtual time, in which not a byte may be lost; then real processes in real time.
+prove_soak() {
+  prove_in_memory soak 48
+  prove_processes soak "$@"
+}
 
 prove_processes() {
   local folder=build/prove-$1 status=0 # of its own: several may run at a time
