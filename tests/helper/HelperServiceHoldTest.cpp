@@ -156,7 +156,7 @@ TEST_F(HelperServiceHoldTest, AHoldThatTheSystemIsOutOfSomethingForIsRefusedLike
     EXPECT_TRUE(isAnyManual());
 }
 
-TEST_F(HelperServiceHoldTest, AFailingHoldReplacesAGoodOneAndLeavesTheFansWhereTheGoodOneLeftThem) {
+TEST_F(HelperServiceHoldTest, AFailingHoldReplacesAGoodOneAndLeavesTheFansAutomatic) {
     makeService();
     setChip(96);
     hold(0.3, true);
