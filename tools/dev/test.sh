@@ -59,6 +59,7 @@ count_tests() { cat "${@:2}" 2>/dev/null | grep -c "<testcase .* result=\"$1\"" 
 repeat_tests() {
   local rounds=$1 load=$2 round
   shift 2
+  [ "$rounds" -eq 1 ] || export KELO_EVERY_TEST=1
   for ((round = 0; round < load; round++)); do keep_busy & done
   for ((round = 1; round <= rounds; round++)); do
     [ "$rounds" -eq 1 ] || say "round $round of $rounds"
