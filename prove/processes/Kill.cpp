@@ -4,7 +4,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -182,9 +184,26 @@ void measureKill(World& world, int tries) {
     std::printf("  after that helper was stopped                     %4d\n", leftAfterStop);
 }
 
+nlohmann::ordered_json rowOf(const char* name, const Figures& took, double promised) {
+    return {
+        {"name", name},          {"tries", took.count()}, {"p50", took.percentile(50)}, {"p99", took.percentile(99)},
+        {"worst", took.worst()}, {"bound", promised}};
+}
+
+/// As data of a picture.
+void keep(const nlohmann::ordered_json& rows, const std::string& file) {
+    std::ofstream stream(file);
+    stream << "{\n \"picture\": \"delays\",\n \"title\": \"How long each way out takes\",\n \"rows\": [";
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        stream << (i == 0 ? "\n  " : ",\n  ") << rows[i].dump();
+    if (!(stream << "\n ]\n}\n").flush())
+        throw std::runtime_error("cannot write " + file);
+}
+
 } // namespace
 
-int proveKill(const std::filesystem::path& staged, const std::filesystem::path& work, int tries, unsigned seed) {
+int proveKill(const std::filesystem::path& staged, const std::filesystem::path& work, int tries, unsigned seed,
+              const std::string& data) {
     const std::array<const char*, 3> profiles = {"laptop", "locked", "desktop"};
     std::mutex mutex;
     std::array<Figures, wayCount> automatic;
@@ -214,14 +233,18 @@ int proveKill(const std::filesystem::path& staged, const std::filesystem::path& 
     std::printf("%-20s %6s %7s %9s %9s %9s %9s   %9s %9s %7s\n", "way out", "tries", "manual", "p50", "p99", "worst",
                 "bound", "end p50", "end worst", "broken");
     int total = 0;
+    auto rows = nlohmann::ordered_json::array();
     for (std::size_t way = 0; way < wayCount; ++way) {
         const auto& took = automatic.at(way);
+        const double promised = static_cast<Way>(way) == Way::loseClients ? graceBound : bound;
         std::printf("%-20s %6zu %7d %9.3f %9.3f %9.3f %9.1f   %9.3f %9.3f %7d\n", wayNames.at(way), took.count(),
-                    holding.at(way), took.percentile(50), took.percentile(99), took.worst(),
-                    static_cast<Way>(way) == Way::loseClients ? graceBound : bound, end.at(way).percentile(50),
-                    end.at(way).worst(), broken.at(way));
+                    holding.at(way), took.percentile(50), took.percentile(99), took.worst(), promised,
+                    end.at(way).percentile(50), end.at(way).worst(), broken.at(way));
         total += broken.at(way);
+        rows.push_back(rowOf(wayNames.at(way), took, promised));
     }
+    if (!data.empty())
+        keep(rows, data);
     World world(staged, work / "sigkill", "laptop");
     measureKill(world, std::max(tries / 50, 2));
     return total;

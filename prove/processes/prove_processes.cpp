@@ -26,6 +26,7 @@ int main(int argc, char** argv) {
     unsigned seed = 1;
     double minutes = 60;
     std::string only;
+    std::string data;
     app.add_option("folder", staged, "A staged installation with rawclient, and with it unsigned as stranger")
         ->required()
         ->check(CLI::ExistingDirectory);
@@ -40,7 +41,8 @@ int main(int argc, char** argv) {
     auto* kill = app.add_subcommand("kill", "Ends in the middle of a busy life.");
     kill->add_option("tries", tries)->check(CLI::PositiveNumber);
     kill->add_option("--seed", seed, "Of the first try");
-    kill->callback([&] { prove = [&] { return kelo::proveKill(staged, work.path(), tries, seed); }; });
+    kill->add_option("--data", data, "Where the delays go, for a picture");
+    kill->callback([&] { prove = [&] { return kelo::proveKill(staged, work.path(), tries, seed, data); }; });
     auto* soak = app.add_subcommand("soak", "What the helper uses while clients come and go.");
     soak->add_option("minutes", minutes)->check(CLI::PositiveNumber);
     soak->callback([&] { prove = [&] { return kelo::proveSoak(staged, work.path(), minutes); }; });

@@ -97,7 +97,7 @@ rehearse() {
 }
 
 # Draws the documents' pictures anew, from data that are recorded anew, too: those of the session only if asked, since
-# it takes a minute and is never twice the same.
+# it takes a minute and is never twice the same. The delays' are left by ./dev prove kill N --data FILE.
 command_docs() {
   local records=false folder=docs/pictures kind pictures
   while [ $# -gt 0 ]; do
@@ -116,7 +116,7 @@ command_docs() {
   build_programs release pictures
   pictures=$(built release pictures)
   for kind in floor hour architecture; do "$pictures" record "$kind" "$folder/$kind.json"; done
-  for kind in session floor hour architecture; do
+  for kind in session floor hour delays architecture; do
     "$pictures" draw "$folder/$kind.json" "$folder/$kind.svg"
     say "drawn: $folder/$kind.svg"
   done

@@ -17,6 +17,8 @@ std::string drawPicture(const PictureData& data) {
         return pictures::drawTimeline(data);
     if (kind == "floor")
         return pictures::drawFloor(data);
+    if (kind == "delays")
+        return pictures::drawDelays(data);
     if (kind == "architecture")
         return pictures::drawArchitecture(data);
     throw std::invalid_argument("there is no kind of picture that is called " + kind);

@@ -21,6 +21,8 @@ namespace pictures {
 std::string drawTimeline(const PictureData& data);
 /// The thermal floor's curve, and a hold that follows it.
 std::string drawFloor(const PictureData& data);
+/// How long each way out took.
+std::string drawDelays(const PictureData& data);
 /// The folders in their layers.
 std::string drawArchitecture(const PictureData& data);
 

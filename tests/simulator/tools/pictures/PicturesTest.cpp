@@ -48,7 +48,7 @@ TEST_P(KeptPicture, IsWhatItsDataGive) {
         << "docs/pictures/" << name << ".svg is older than its data or than what draws it: run ./dev docs";
 }
 
-INSTANTIATE_TEST_SUITE_P(All, KeptPicture, ::testing::Values("session", "floor", "hour", "architecture"),
+INSTANTIATE_TEST_SUITE_P(All, KeptPicture, ::testing::Values("session", "floor", "hour", "delays", "architecture"),
                          [](const auto& parameter) { return std::string(parameter.param); });
 
 TEST(KeptData, AreWhatTheCodeDoesNow) {
