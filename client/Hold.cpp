@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "client/Commands.h"
+#include "client/ExitStatus.h"
 #include "client/LiveView.h"
 #include "client/Readings.h"
 
@@ -12,6 +13,7 @@ namespace kelo::commands {
 namespace {
 
 constexpr double refreshInterval = 1.0; // seconds
+constexpr unsigned patience = 5;        // seconds to hand back in: it may take the helper 4 to take a fan
 
 std::string durationText(double seconds) {
     const auto whole = static_cast<long>(seconds);
@@ -59,7 +61,7 @@ void stay(HelperConnection& helper, Terminal& terminal, const HoldRequest& reque
 void hold(HelperConnection& helper, Terminal& terminal, const HoldRequest& request) {
     if (const auto error = helper.hold(request.fraction, request.handsBackOnLidClose))
         throw HelperRefused(*error);
-    terminal.catchStops();
+    terminal.catchStops(patience, exit_status::unreachable);
     terminal.print(announcement(request) + "\n");
     stay(helper, terminal, request);
     handBack(helper, terminal);

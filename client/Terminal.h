@@ -35,8 +35,10 @@ public:
     virtual void draw(const std::vector<Line>& lines) = 0;
     virtual void endDrawing() = 0;
 
-    /// From now on the user's wish to stop does not end the process but shows in `wait`.
-    virtual void catchStops() = 0;
+    /// From now on the user's wish to stop does not end the process at once but shows in `wait`. A process that has not
+    /// ended `patience` seconds later waits for a helper that does not answer: it ends with `status`, and unless that
+    /// is 0 it says so.
+    virtual void catchStops(unsigned patience, int status) = 0;
     /// Waits for so long, or until the size changes while something is drawn, or the user has asked to stop.
     virtual Woken wait(double seconds) = 0;
     /// Now; the seconds go on while the machine sleeps.

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "client/ExitStatus.h"
 #include "client/LiveView.h"
 #include "client/Readings.h"
 #include "client/view/FanText.h"
@@ -10,6 +11,7 @@ namespace kelo {
 namespace {
 
 constexpr double refreshInterval = 1.0; // seconds
+constexpr unsigned patience = 1;        // seconds; no reading is worth more to a user who wants to go
 
 class Watcher {
 public:
@@ -18,8 +20,8 @@ public:
           view_(terminal, isLive(), "Ctrl-C ends the view; the fan stays as it is.") {}
 
     void run() {
+        terminal_.catchStops(patience, exit_status::done); // before anything is drawn
         look();
-        terminal_.catchStops();
         while (view_.wait(refreshInterval))
             lookOrWait();
     }

@@ -1,10 +1,10 @@
 // kelo: reads and holds the fans through the helper.
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "client/ExitStatus.h"
 #include "client/Readings.h"
 #include "client/UsageError.h"
 #include "client/commandline/CommandLine.h"
@@ -13,10 +13,6 @@
 
 namespace kelo {
 namespace {
-
-constexpr int refused = 1;
-constexpr int wrongUsage = 2;
-constexpr int unreachable = 3;
 
 constexpr double commandTimeout = 20; // seconds; a Mac's log takes its time
 
@@ -35,13 +31,8 @@ int complain(Terminal& terminal, int status, const std::string& text) {
 int run(int argc, const char* const* argv) {
     CommandLine commandLine;
     PosixTerminal terminal;
-    try {
-        commandLine.app().parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) // --help or --version
-            return commandLine.app().exit(error);
-        return complain(terminal, wrongUsage, usageError(commandLine.app(), error));
-    }
+    if (const auto status = statusOfParsing(commandLine.app(), argc, argv))
+        return *status;
     const std::string advice = "\nkelo doctor looks for the cause and says what to do.";
     const auto runCommand = [](const std::vector<std::string>& command) {
         return spawnedCommand(command, commandTimeout);
@@ -49,9 +40,9 @@ int run(int argc, const char* const* argv) {
     try {
         return commandLine.command()({connectToHelper, runCommand, ownExecutable(argv[0])}, terminal);
     } catch (const HelperRefused& error) {
-        return complain(terminal, refused, std::string("kelo: ") + error.what() + advice);
+        return complain(terminal, exit_status::failed, std::string("kelo: ") + error.what() + advice);
     } catch (const HelperUnreachable& error) {
-        return complain(terminal, unreachable, std::string("kelo: ") + error.what() + advice);
+        return complain(terminal, exit_status::unreachable, std::string("kelo: ") + error.what() + advice);
     }
 }
 

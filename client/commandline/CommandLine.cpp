@@ -2,14 +2,13 @@
 
 #include "client/Arguments.h"
 #include "client/Commands.h"
+#include "client/ExitStatus.h"
 #include "client/Hold.h"
 #include "client/commandline/Completions.h"
 #include "client/doctor/Doctor.h"
 
 namespace kelo {
 namespace {
-
-constexpr int done = 0;
 
 const CLI::Validator isFraction(
     [](std::string& text) -> std::string {
@@ -27,7 +26,7 @@ const CLI::Validator isDuration(
 Command asking(std::function<void(HelperConnection&, Terminal&)> request) {
     return [request = std::move(request)](const Surroundings& surroundings, Terminal& terminal) {
         request(*surroundings.connect(), terminal);
-        return done;
+        return exit_status::done;
     };
 }
 
@@ -73,7 +72,7 @@ void CommandLine::declareWatch() {
                             isJSON_    ? WatchForm::json
                             : isPlain_ ? WatchForm::lines
                                        : WatchForm::live);
-            return done;
+            return exit_status::done;
         };
     });
 }
@@ -125,7 +124,7 @@ void CommandLine::declareCompletions() {
     completions->callback([this] {
         command_ = [this](const Surroundings&, Terminal& terminal) {
             terminal.print(completionsOf(app_, shell_));
-            return done;
+            return exit_status::done;
         };
     });
 }

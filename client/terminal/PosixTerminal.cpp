@@ -14,6 +14,8 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "client/ExitStatus.h"
+
 namespace kelo {
 namespace {
 
@@ -27,31 +29,35 @@ volatile std::sig_atomic_t isAskedToStop = 0;
 volatile std::sig_atomic_t isResized = 0;
 volatile std::sig_atomic_t isAskedToSuspend = 0;
 
-void remember(int signal) {
-    if (signal == SIGWINCH)
-        isResized = 1;
-    else if (signal == SIGTSTP)
-        isAskedToSuspend = 1;
-    else
-        isAskedToStop = 1;
+using Signals = std::initializer_list<int>;
+
+constexpr Signals stops = {SIGINT, SIGTERM};
+constexpr Signals changesOfView = {SIGWINCH, SIGTSTP};
+
+void rememberChange(int signal) { (signal == SIGWINCH ? isResized : isAskedToSuspend) = 1; }
+
+/// What a signal interrupts goes on afterwards, except for a wait.
+void handle(Signals signals, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : signals)
+        sigaction(signal, &action, nullptr);
 }
 
-/// Has the signals remembered and blocks them except during waits, so that a request is never interrupted; or gives
-/// them back their usual effect.
-void catchSignals(std::initializer_list<int> signals, bool isCaught = true) {
+/// Returns the mask as it was.
+sigset_t mask(int how, Signals signals) {
     sigset_t set;
+    sigset_t before;
     sigemptyset(&set);
-    struct sigaction action {};
-    action.sa_handler = isCaught ? remember : SIG_DFL;
-    for (const int signal : signals) {
+    for (const int signal : signals)
         sigaddset(&set, signal);
-        sigaction(signal, &action, nullptr);
-    }
-    sigprocmask(isCaught ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+    sigprocmask(how, &set, &before);
+    return before;
 }
 
 /// What cannot be written is lost: there is nobody else to tell.
-void writeAll(int descriptor, const std::string& text) {
+void writeAll(int descriptor, std::string_view text) {
     std::size_t done = 0;
     while (done < text.size()) {
         const auto written = ::write(descriptor, text.data() + done, text.size() - done);
@@ -82,11 +88,16 @@ Style styleOfOutput() {
 
 } // namespace
 
+PosixTerminal* PosixTerminal::catching_ = nullptr;
+
 PosixTerminal::PosixTerminal() : isInteractive_(takesControlSequences() && isInForeground()), style_(styleOfOutput()) {
     sigprocmask(SIG_SETMASK, nullptr, &unblocked_);
 }
 
-PosixTerminal::~PosixTerminal() { endDrawing(); }
+PosixTerminal::~PosixTerminal() {
+    endDrawing();
+    alarm(0); // `leave` would find nothing here
+}
 
 void PosixTerminal::print(const std::string& text) { writeAll(STDOUT_FILENO, text); }
 
@@ -102,7 +113,8 @@ ScreenSize PosixTerminal::size() const {
 
 void PosixTerminal::draw(const std::vector<Line>& lines) {
     if (!isDrawing_) {
-        catchSignals({SIGWINCH, SIGTSTP});
+        handle(changesOfView, rememberChange);
+        mask(SIG_BLOCK, changesOfView); // except during waits
         takeScreen();
     }
     // Each row is erased before it is written: after a full one the cursor stands on its last character.
@@ -118,7 +130,8 @@ void PosixTerminal::endDrawing() {
     if (!isDrawing_)
         return;
     giveScreenBack();
-    catchSignals({SIGWINCH, SIGTSTP}, false);
+    handle(changesOfView, SIG_DFL);
+    mask(SIG_UNBLOCK, changesOfView);
 }
 
 void PosixTerminal::takeScreen() {
@@ -146,14 +159,37 @@ void PosixTerminal::suspend() {
     takeScreen();
 }
 
-void PosixTerminal::catchStops() { catchSignals({SIGINT, SIGTERM}); }
+void PosixTerminal::catchStops(unsigned patience, int status) {
+    catching_ = this;
+    patience_ = patience;
+    statusWhenStuck_ = status;
+    handle({SIGALRM}, leave);
+    handle(stops, rememberStop);
+}
+
+void PosixTerminal::rememberStop(int) {
+    if (isAskedToStop == 0) // who asks again and again does not have to wait for longer
+        alarm(catching_->patience_);
+    isAskedToStop = 1;
+}
+
+/// Runs in the middle of whatever the process does, so it may only do what a signal's handler may.
+void PosixTerminal::leave(int) {
+    if (catching_->isDrawing_)
+        catching_->giveScreenBack();
+    if (catching_->statusWhenStuck_ != exit_status::done)
+        writeAll(STDERR_FILENO, "kelo: The helper does not answer.\n");
+    _exit(catching_->statusWhenStuck_);
+}
 
 Woken PosixTerminal::wait(double seconds) {
     timespec time{};
     time.tv_sec = static_cast<time_t>(seconds);
     time.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
+    const auto before = mask(SIG_BLOCK, stops); // one that comes just before the wait shall end it
     if (isAskedToStop == 0)
         pselect(0, nullptr, nullptr, nullptr, &time, &unblocked_);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     if (isAskedToStop != 0)
         return Woken::byStop;
     if (isAskedToSuspend != 0 && isDrawing_) {

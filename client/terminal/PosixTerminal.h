@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// The process's standard streams and its signals. There is one of it in a process.
+/// The process's standard streams and its signals, among them SIGALRM. There is one of it in a process.
 ///
 /// While it draws, it has the terminal's alternate screen, without cursor and echo. It gives them back with
 /// `endDrawing`, when it is destroyed, and for as long as the user has suspended the process.
@@ -25,7 +25,7 @@ public:
     ScreenSize size() const override;
     void draw(const std::vector<Line>& lines) override;
     void endDrawing() override;
-    void catchStops() override;
+    void catchStops(unsigned patience, int status) override;
     Woken wait(double seconds) override;
     Moment now() override;
 
@@ -33,11 +33,16 @@ private:
     void takeScreen();
     void giveScreenBack();
     void suspend();
+    static void rememberStop(int signal);
+    static void leave(int signal);
 
+    static PosixTerminal* catching_; ///< The one that catches stops.
     const bool isInteractive_;
     const Style style_;
     bool isDrawing_ = false;
-    termios modes_{};      ///< The terminal's own, while something is drawn.
+    termios modes_{};       ///< The terminal's own, while something is drawn.
+    unsigned patience_ = 0; ///< Seconds.
+    int statusWhenStuck_ = 0;
     sigset_t unblocked_{}; ///< The signals that were blocked before any was caught.
 };
 

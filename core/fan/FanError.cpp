@@ -16,25 +16,23 @@ std::string hex(std::int32_t code) {
     return text;
 }
 
-std::string describe(FanError::Kind kind, std::int32_t code) {
-    switch (kind) {
-    case FanError::Kind::modeRejected:
-        return "This Mac refused to hand over the fan (code 0x" + hex(code) +
-               "). It usually means the system is managing cooling itself right now.";
-    case FanError::Kind::targetRejected:
-        return "The fan speed wasn't accepted (code 0x" + hex(code) + ").";
-    case FanError::Kind::smcUnavailable:
-        return "Can't reach this Mac's fan controller.";
-    case FanError::Kind::noFans:
-        return "This Mac has no controllable fan.";
-    case FanError::Kind::needsRoot:
-        return "Changing fan speed needs administrator rights. Run this with sudo.";
-    }
-    return {};
-}
-
 } // namespace
 
-FanError::FanError(Kind kind, std::int32_t code) : kind_(kind), code_(code), description_(describe(kind, code)) {}
+FanError FanError::modeRejected(std::int32_t code) {
+    return FanError("This Mac refused to hand over the fan (code 0x" + hex(code) +
+                    "). It usually means the system is managing cooling itself right now.");
+}
+
+FanError FanError::targetRejected(std::int32_t code) {
+    return FanError("The fan speed wasn't accepted (code 0x" + hex(code) + ").");
+}
+
+FanError FanError::smcUnavailable() { return FanError("Can't reach this Mac's fan controller."); }
+
+FanError FanError::noFans() { return FanError("This Mac has no controllable fan."); }
+
+FanError FanError::needsRoot() {
+    return FanError("Changing fan speed needs administrator rights. Run this with sudo.");
+}
 
 } // namespace kelo

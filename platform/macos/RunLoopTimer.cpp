@@ -1,5 +1,6 @@
 #include "platform/macos/RunLoopTimer.h"
 
+#include <exception>
 #include <utility>
 
 #include "platform/posix/Containment.h"
@@ -47,13 +48,17 @@ void RunLoopTimer::fire(CFRunLoopTimerRef, void* info) {
     const auto handler = static_cast<Handler*>(info)->shared_from_this();
     if (std::exchange(handler->isWaiting, true))
         return; // once for all the times that it is late
-    contain("a timer", [&] {
-        handler->run([handler] {
-            handler->isWaiting = false;
-            if (handler->isValid)
-                contain("a timer's handler", handler->onFire);
-        });
-    });
+    const auto call = [handler] {
+        handler->isWaiting = false;
+        if (handler->isValid)
+            contain("a timer's handler", handler->onFire);
+    };
+    try {
+        handler->run(call);
+    } catch (const std::exception& error) { // no memory to wait in the queue: too early is better than never
+        reportFault("a timer", error.what());
+        call();
+    }
 }
 
 } // namespace kelo

@@ -6,7 +6,7 @@ ConnectionPlaces::Place ConnectionPlaces::take(pid_t process) {
     {
         const std::lock_guard lock(mutex_);
         const auto found = taken_.find(process);
-        if (total_ == maximum || (found != taken_.end() && found->second == maximumOfProcess))
+        if (total_ == limits_.total || (found != taken_.end() && found->second == limits_.ofProcess))
             return nullptr;
         ++taken_[process];
         ++total_;

@@ -51,7 +51,7 @@ public:
             drawings.back().push_back(painted(line, shown));
     }
     void endDrawing() override { isDrawing = false; }
-    void catchStops() override { isCatchingStops = true; }
+    void catchStops(unsigned, int) override { isCatchingStops = true; }
     Woken wait(double time) override {
         EXPECT_TRUE(isCatchingStops) << "the user's wish would end the process";
         EXPECT_GE(time, 0);

@@ -1,5 +1,6 @@
 #include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "tests/e2e/EndToEnd.h"
 #include "tests/support/VirtualScreen.h"
@@ -189,6 +190,49 @@ TEST_F(OnATerminal, AHoldWhoseHelperGoesSaysSoOnACleanTerminal) {
     world.helper().signal(SIGKILL);
     expectCleanEnd(3);
     EXPECT_THAT(screen->rows()[1], StartsWith("kelo: The helper "));
+}
+
+/// A helper that hangs takes the request and never answers it.
+TEST_F(OnATerminal, AWatchEndsOnCtrlCWhileTheHelperHangs) {
+    startEverything();
+    start({"watch"});
+    ASSERT_TRUE(waitFor("control    automatic"));
+    world.helper().signal(SIGSTOP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // the next reading is asked for within a second
+    const auto begin = std::chrono::steady_clock::now();
+    terminal->type(ctrlC);
+    expectCleanEnd(0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
+    EXPECT_THAT(screen->rows(), Each(IsEmpty()));
+    world.helper().signal(SIGCONT);
+}
+
+TEST_F(OnATerminal, AHoldEndsOnCtrlCWhileTheHelperHangsAndDoesNotStay) {
+    startEverything();
+    start({"hold", "0.5"});
+    ASSERT_TRUE(waitFor("control    held"));
+    world.helper().signal(SIGSTOP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // as above
+    const auto begin = std::chrono::steady_clock::now();
+    terminal->type(ctrlC);
+    expectCleanEnd(3);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
+    EXPECT_THAT(screen->rows()[1], StartsWith("kelo: The helper does not answer."));
+    world.helper().signal(SIGCONT);
+    EXPECT_TRUE(world.waitForLog(handedBack, patience));
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(OnATerminal, AHoldThatTheHelperHasNotGrantedYetEndsAtOnceOnCtrlCAndDoesNotStay) {
+    startEverything();
+    world.helper().signal(SIGSTOP);
+    start({"hold", "0.5"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000)); // it has made its request by then
+    terminal->type(ctrlC);
+    expectCleanEnd(128 + SIGINT);
+    world.helper().signal(SIGCONT);
+    EXPECT_EQ(world.run("kelo", {"status"}).status, 0); // it has been through what waited
+    EXPECT_FALSE(world.isAnyFanManual());
 }
 
 TEST_F(OnATerminal, ColourIsOnlyWhereItIsWelcome) {

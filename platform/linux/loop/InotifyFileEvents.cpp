@@ -20,6 +20,8 @@ constexpr const char* ownExecutableLink = "/proc/self/exe";
 /// After an event the kernel may still take a while to remove the name: the seconds from each check to the next.
 constexpr std::array<double, 4> pauses = {0.01, 0.1, 1, 10};
 
+constexpr double lookInterval = 10; // seconds, where the kernel sends no events
+
 class InotifySource : public FileEventSource {
 public:
     InotifySource(EventLoop& loop, FileDescriptor inotify, std::function<void()> onEvent)
@@ -58,6 +60,18 @@ private:
     std::unique_ptr<Timer> nextLook_;
 };
 
+/// Without inotify: looks every so often.
+class TimedSource : public FileEventSource {
+public:
+    TimedSource(EventLoop& loop, std::function<void()> onLook)
+        : timer_(loop.scheduleTimer(lookInterval, true, std::move(onLook))) {}
+
+    void cancel() override { timer_->invalidate(); }
+
+private:
+    const std::unique_ptr<Timer> timer_;
+};
+
 } // namespace
 
 std::optional<std::string> InotifyFileEvents::ownExecutable() {
@@ -77,15 +91,16 @@ std::optional<FileIdentity> InotifyFileEvents::identify(const std::string& path)
 }
 
 std::unique_ptr<FileEventSource> InotifyFileEvents::watch(const std::string& path, std::function<void()> onEvent) {
+    if (!identify(path))
+        return nullptr;
     FileDescriptor inotify(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    if (!inotify.isValid() ||
-        inotify_add_watch(inotify.get(), path.c_str(), IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) < 0)
-        return nullptr;
     try {
-        return std::make_unique<InotifySource>(loop_, std::move(inotify), std::move(onEvent));
+        if (inotify.isValid() &&
+            inotify_add_watch(inotify.get(), path.c_str(), IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) >= 0)
+            return std::make_unique<InotifySource>(loop_, std::move(inotify), onEvent);
     } catch (const std::system_error&) { // the kernel has no room for another watch
-        return nullptr;
     }
+    return std::make_unique<TimedSource>(loop_, std::move(onEvent));
 }
 
 } // namespace kelo

@@ -6,7 +6,8 @@ namespace kelo {
 
 class EventLoop;
 
-/// File events through inotify.
+/// File events through inotify. Where the kernel has no instance or no watch left, of which each user has only so many,
+/// the handler is called every ten seconds instead.
 ///
 /// A running executable that is unlinked or renamed over keeps its inode alive, so that no deletion is ever reported
 /// for it: the number of its links changes, which is an event of its attributes. Those are reported for a touched file,

@@ -9,16 +9,13 @@
 #include <optional>
 #include <string>
 
+#include "client/ExitStatus.h"
 #include "client/UsageError.h"
 #include "simulator/model/Profile.h"
 #include "simulator/tools/simmac/MacCommands.h"
 
 namespace kelo {
 namespace {
-
-constexpr int done = 0;
-constexpr int refused = 1;
-constexpr int wrongUsage = 2;
 
 struct Arguments {
     std::string profile = "laptop";
@@ -189,20 +186,14 @@ int run(int argc, const char* const* argv) {
     declareServe(app, arguments, action);
     declareDriving(app, arguments, action);
     declareFaults(app, arguments, action);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) // --help or --version
-            return app.exit(error);
-        std::fprintf(stderr, "%s\n", usageError(app, error).c_str());
-        return wrongUsage;
-    }
+    if (const auto status = statusOfParsing(app, argc, argv))
+        return *status;
     try {
         action();
-        return done;
+        return exit_status::done;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "simmac: %s\n", error.what());
-        return refused;
+        return exit_status::failed;
     }
 }
 

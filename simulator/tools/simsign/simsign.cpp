@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "client/ExitStatus.h"
 #include "client/UsageError.h"
 #include "platform/linux/signing/CodeRequirement.h"
 #include "platform/linux/signing/CodeSignature.h"
@@ -23,10 +24,6 @@ namespace kelo {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int done = 0;
-constexpr int failed = 1;
-constexpr int wrongUsage = 2;
 
 struct Arguments {
     std::string folder;
@@ -117,20 +114,14 @@ int run(int argc, const char* const* argv) {
     Arguments arguments;
     Action action;
     declare(app, arguments, action);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) // --help or --version
-            return app.exit(error);
-        std::fprintf(stderr, "%s\n", usageError(app, error).c_str());
-        return wrongUsage;
-    }
+    if (const auto status = statusOfParsing(app, argc, argv))
+        return *status;
     try {
         action(arguments);
-        return done;
+        return exit_status::done;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "simsign: %s\n", error.what());
-        return failed;
+        return exit_status::failed;
     }
 }
 

@@ -1,16 +1,16 @@
 #pragma once
 
-#include <algorithm>
 #include <cstring>
-#include <deque>
-#include <numeric>
 #include <optional>
+#include <vector>
 
+#include "prove/reference/Reference.h"
 #include "simulator/model/SimulatedController.h"
 
 namespace kelo {
 
-/// What a hold has to hold its fans at, worked out from nothing but the chip readings that the controller gave it.
+/// What a hold has to hold its fans at, worked out from nothing but the chip readings that the controller gave it, by
+/// the rules of the model beside which the whole helper is proved.
 ///
 /// Hears the exchanges of one hold in their order. Each look at the sensors, which begins with the first of them, is
 /// one evaluation; a look that found no sensor is one without a reading.
@@ -57,29 +57,14 @@ private:
         evaluationsWithoutReading += reading_ ? 0 : 1;
         if (reading_)
             readings_.push_back(*reading_);
-        if (readings_.size() > 8)
-            readings_.pop_front();
-        const double wanted = readings_.empty() ? asked_ : std::max(asked_, floorAt(mean()));
-        const double lowest = held_ - 0.02;
-        fullSteps += wanted < lowest ? 1 : 0;
-        held_ = std::max(wanted, lowest);
-    }
-
-    double mean() const {
-        return std::accumulate(readings_.begin(), readings_.end(), 0.0) / static_cast<double>(readings_.size());
-    }
-
-    static double floorAt(double celsius) {
-        if (celsius <= 89)
-            return 0;
-        if (celsius <= 96)
-            return 0.04 + 0.46 * (celsius - 89) / 7;
-        return std::min(0.5 + (celsius - 96) / 10, 1.0);
+        const double wanted = reference::raisedToFloor(asked_, reference::smoothedCelsius(readings_));
+        held_ = reference::easedFraction(held_, wanted);
+        fullSteps += wanted < held_ ? 1 : 0;
     }
 
     double asked_;
     double held_;
-    std::deque<double> readings_;
+    std::vector<double> readings_;
     bool isLooking_ = false;
     std::optional<double> reading_;
 };

@@ -3,11 +3,13 @@
 #include <dispatch/dispatch.h>
 
 #include <limits>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "platform/macos/Duration.h"
+#include "platform/macos/RunLoopTimer.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 
@@ -154,6 +156,18 @@ TEST_F(DispatchMainQueueTest, WhatATimersHandlerThrowsIsReportedAndTheTimerGoesO
     EXPECT_EQ(runs, 2);
     ASSERT_THAT(logEntries(), SizeIs(2));
     EXPECT_EQ(logEntries()[0].text, "a timer's handler: broken");
+}
+
+TEST_F(DispatchMainQueueTest, ATimerForWhichTheQueueHasNoRoomFiresAllTheSame) {
+    const auto refuse = [](const MainQueue::Task&) { throw std::bad_alloc(); };
+    const RunLoopTimer once(1, false, count, refuse);
+    mainLoop().runFor(3);
+    EXPECT_EQ(runs, 1);
+    const RunLoopTimer repeating(1, true, count, refuse);
+    mainLoop().runFor(3.5);
+    EXPECT_EQ(runs, 4);
+    ASSERT_THAT(logEntries(), SizeIs(4));
+    EXPECT_EQ(logEntries()[0].text, std::string("a timer: ") + std::bad_alloc().what());
 }
 
 } // namespace

@@ -161,12 +161,12 @@ TEST_F(XPCListenerTest, EveryConnectionHasAnExportedObjectOfItsOwnForTheOneHelpe
 TEST_F(XPCListenerTest, AProcessWithTooManyConnectionsIsRefusedAtOnceAndOthersAreServed) {
     EXPECT_TRUE(start());
     std::vector<std::unique_ptr<HelperConnection>> clients;
-    for (std::size_t i = 0; i < ConnectionPlaces::maximumOfProcess; ++i) {
+    for (std::size_t i = 0; i < PlaceLimits().ofProcess; ++i) {
         clients.push_back(connectToHelper());
         EXPECT_EQ(clients.back()->helperVersion(), helper->version);
     }
     EXPECT_FALSE(isServed());
-    EXPECT_EQ(admission.asked(), static_cast<int>(ConnectionPlaces::maximumOfProcess)) << "nobody was asked";
+    EXPECT_EQ(admission.asked(), static_cast<int>(PlaceLimits().ofProcess)) << "nobody was asked";
     xpc().clientProcess = 701;
     EXPECT_TRUE(isServed());
 
@@ -179,7 +179,7 @@ TEST_F(XPCListenerTest, AProcessWithTooManyConnectionsIsRefusedAtOnceAndOthersAr
 TEST_F(XPCListenerTest, AConnectionThatIsNotAdmittedTakesNoPlace) {
     admission.isAccepting = false;
     EXPECT_TRUE(start());
-    for (std::size_t i = 0; i < ConnectionPlaces::maximumOfProcess; ++i)
+    for (std::size_t i = 0; i < PlaceLimits().ofProcess; ++i)
         EXPECT_FALSE(isServed());
     admission.isAccepting = true;
     EXPECT_TRUE(isServed());

@@ -20,27 +20,28 @@ protected:
         return wanted;
     }
 
-    const std::shared_ptr<ConnectionPlaces> places = std::make_shared<ConnectionPlaces>();
+    const PlaceLimits limits{.total = 8 * 20, .ofProcess = 20};
+    const std::shared_ptr<ConnectionPlaces> places = std::make_shared<ConnectionPlaces>(limits);
     std::vector<ConnectionPlaces::Place> taken;
 };
 
 TEST_F(ConnectionPlacesTest, OneProcessGetsSoManyAndOthersFindRoom) {
-    EXPECT_EQ(take(7, 100), ConnectionPlaces::maximumOfProcess);
+    EXPECT_EQ(take(7, 100), limits.ofProcess);
     EXPECT_EQ(take(8, 1), 1U);
 }
 
 TEST_F(ConnectionPlacesTest, APlaceThatIsGivenUpIsFreeAgain) {
-    take(7, ConnectionPlaces::maximumOfProcess);
+    take(7, limits.ofProcess);
     taken.pop_back();
     EXPECT_EQ(take(7, 2), 1U);
     taken.clear();
-    EXPECT_EQ(take(7, 100), ConnectionPlaces::maximumOfProcess);
+    EXPECT_EQ(take(7, 100), limits.ofProcess);
 }
 
 TEST_F(ConnectionPlacesTest, ThereAreNoMoreThanSoManyInAll) {
     for (pid_t process = 1; process <= 8; ++process)
-        EXPECT_EQ(take(process, 100), ConnectionPlaces::maximumOfProcess);
-    EXPECT_EQ(taken.size(), ConnectionPlaces::maximum);
+        EXPECT_EQ(take(process, 100), limits.ofProcess);
+    EXPECT_EQ(taken.size(), limits.total);
     EXPECT_EQ(take(9, 1), 0U);
 }
 

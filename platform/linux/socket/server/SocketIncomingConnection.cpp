@@ -11,8 +11,8 @@
 namespace kelo {
 
 SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket,
-                                                   const AdmittedPeer& peer)
-    : loop_(std::move(loop)), socket_(std::move(socket)), peer_(peer) {}
+                                                   const AdmittedPeer& peer, ConnectionPlaces::Place place)
+    : loop_(std::move(loop)), socket_(std::move(socket)), peer_(peer), place_(std::move(place)) {}
 
 SocketIncomingConnection::~SocketIncomingConnection() = default;
 

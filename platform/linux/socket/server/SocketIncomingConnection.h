@@ -10,6 +10,7 @@
 #include "helper/Listener.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/socket/server/AdmittedPeer.h"
+#include "platform/posix/ConnectionPlaces.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/GuardedHelper.h"
 
@@ -24,8 +25,10 @@ namespace kelo {
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
 public:
-    /// `socket` is non-blocking and receives the sender of each message (SO_PASSCRED).
-    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, const AdmittedPeer& peer);
+    /// `socket` is non-blocking and receives the sender of each message (SO_PASSCRED). The place is held until this is
+    /// destroyed.
+    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, const AdmittedPeer& peer,
+                             ConnectionPlaces::Place place);
     ~SocketIncomingConnection() override;
 
     const AdmittedPeer& peer() const { return peer_; }
@@ -57,6 +60,7 @@ private:
     std::shared_ptr<EventLoop> loop_;
     FileDescriptor socket_;
     const AdmittedPeer peer_;
+    const ConnectionPlaces::Place place_;
     std::function<void()> onEnd_ = [] {};
     std::shared_ptr<GuardedHelper> object_;
     std::function<void()> onInvalidation_;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -112,34 +111,34 @@ void SocketListener::startAccepting() {
 /// First the limits, then the signature, then the admission; a peer that fails one is dropped without a reply.
 void SocketListener::consider(FileDescriptor socket) {
     const auto peer = AdmittedPeer::of(socket.get());
-    if (const auto reason = reasonToRefuse(socket.get(), peer))
+    auto place = peer ? places_->take(peer->process()) : nullptr;
+    if (const auto reason = reasonToRefuse(socket.get(), peer, place != nullptr))
         return refusals_.add(*reason);
-    auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), *peer);
+    auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), *peer, std::move(place));
     connection->onEnd([this, weak = std::weak_ptr(connection)] { connections_.erase(weak.lock()); });
     if (admission_(*connection))
         connections_.insert(std::move(connection));
 }
 
-std::optional<std::string> SocketListener::reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer) const {
+std::optional<std::string> SocketListener::reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer,
+                                                          bool hasPlace) const {
     if (!requirement_ || !admission_)
         return "A peer is cut off: there is no one to trust.";
     if (!peer)
         return "A peer is cut off: it has already gone.";
-    if (!hasPlaceFor(*peer))
+    if (!hasPlace || !hasRoomFor(peer->user()))
         return "A peer is cut off: there are too many connections.";
     return checkPeer_(socket, *requirement_);
 }
 
-bool SocketListener::hasPlaceFor(const AdmittedPeer& peer) const {
+bool SocketListener::hasRoomFor(uid_t user) const {
     const auto count = [this](auto isCounted) {
         return std::count_if(connections_.begin(), connections_.end(),
-                             [&](const auto& connection) { return isCounted(connection->peer()); });
+                             [&](const auto& connection) { return isCounted(connection->peer().user()); });
     };
-    const auto isOther = [](const AdmittedPeer& any) { return any.user() != geteuid(); };
-    return std::ssize(connections_) < limits_.total &&
-           count([&](const AdmittedPeer& any) { return any.process() == peer.process(); }) < limits_.ofProcess &&
-           count([&](const AdmittedPeer& any) { return any.user() == peer.user(); }) < limits_.ofUser &&
-           (!isOther(peer) || count(isOther) < limits_.ofOthers);
+    const auto isOther = [](uid_t any) { return any != geteuid(); };
+    return count([&](uid_t any) { return any == user; }) < limits_.ofUser &&
+           (!isOther(user) || count(isOther) < limits_.ofOthers);
 }
 
 } // namespace kelo

@@ -1,5 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -177,6 +179,49 @@ TEST(InotifyFileEvents, ASourceThatIsCancelledLooksNoMore) {
     loop.postAfter(60, [&] { loop.stop(); });
     loop.run();
     EXPECT_EQ(looks, 2);
+}
+
+/// Nothing can be opened meanwhile.
+class NoDescriptors {
+public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit none = {.rlim_cur = 0, .rlim_max = before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+TEST(InotifyFileEvents, AReplacementIsNoticedWithoutInotifyTooALittleLater) {
+    const TemporaryFolder folder;
+    writeFile(folder / "helper", "old");
+    VirtualLoopTime time;
+    EventLoop loop(time);
+    InotifyFileEvents events(loop);
+    int replacements = 0;
+    std::optional<BinaryWatch> watch;
+    {
+        const NoDescriptors none;
+        ASSERT_LT(inotify_init1(IN_CLOEXEC), 0);
+        watch.emplace(folder / "helper", events, [&] { ++replacements; });
+    }
+    const auto passes = [&](double seconds) {
+        loop.postAfter(seconds, [&] { loop.stop(); });
+        loop.run();
+    };
+    passes(60);
+    EXPECT_EQ(replacements, 0);
+    writeFile(folder / "new", "new");
+    std::filesystem::rename(folder / "new", folder / "helper");
+    passes(11);
+    EXPECT_EQ(replacements, 1);
+    passes(60);
+    EXPECT_EQ(replacements, 1);
 }
 
 /// Deletes a file again and again while it is watched and kept alive, as a running executable is. A watch takes the

@@ -48,7 +48,7 @@ protected:
 
 TEST_F(SocketDoors, OneProcessTakesOnlySoManyPlacesAndOthersStillFindOne) {
     std::vector<std::unique_ptr<RawClient>> clients;
-    for (std::ptrdiff_t i = 0; i < ConnectionLimits().ofProcess; ++i) {
+    for (std::size_t i = 0; i < PlaceLimits().ofProcess; ++i) {
         clients.push_back(std::make_unique<RawClient>(folder.get()));
         ASSERT_EQ(clients.back()->version(1), 6);
     }
