@@ -4,6 +4,9 @@
 # Run from the top of the repository.
 set -euo pipefail
 
+# shellcheck source=tests/packaging/macos/built-and-signed.sh
+source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"
+
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls
@@ -77,16 +80,8 @@ client() {
 }
 
 identity='Developer ID Application: Example (ABCDE12345)'
-quoted='Developer\ ID\ Application:\ Example\ \(ABCDE12345\)'
 expected=$(cat <<EOF
-cmake --preset product
-cmake --build --preset product
-lipo build/product/app.kelo.helper -verify_arch arm64 x86_64
-codesign --force --timestamp --options runtime --identifier app.kelo.helper --sign $quoted build/product/app.kelo.helper
-codesign --verify --strict build/product/app.kelo.helper
-lipo build/product/kelo -verify_arch arm64 x86_64
-codesign --force --timestamp --options runtime --identifier app.kelo.Kelo --sign $quoted build/product/kelo
-codesign --verify --strict build/product/kelo
+$(built_and_signed "$identity")
 sudo /bin/mkdir -p /Library/PrivilegedHelperTools /Library/LaunchDaemons
 $(put 755 build/product/app.kelo.helper /Library/PrivilegedHelperTools app.kelo.helper app.kelo.helper)
 $(client /usr/local)
