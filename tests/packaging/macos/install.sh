@@ -34,9 +34,10 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 echo "${SYSTEM-Darwin}"
 STUB
-# What others may write: by owner or mode $WRITABLE, by an access control list $LISTED.
+# What others may write: by owner or mode $WRITABLE, by an access control list $LISTED. Asked otherwise, it is everything.
 cat >"$folder/usr/bin/find" <<'STUB'
 #!/bin/sh
+[ "$*" = "$1 -maxdepth 0 ( ! -user root -o -perm -020 -o -perm -002 )" ] || echo "$1"
 [ "$1" != "${WRITABLE-}/." ] || echo "$1"
 STUB
 cat >"$folder/bin/ls" <<'STUB'
@@ -127,7 +128,7 @@ refused() {
   grep -qF -- "$1" "$folder/err" || failure "it does not say why, with $2: $1"
   if grep -q '/bin/mv' "$calls"; then failure "something was put in place with $2"; fi
 }
-for open in /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
+for open in / /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
   for fault in "WRITABLE=$open" "LISTED=$open"; do
     refused "$open is not root's alone: somebody else could replace the helper" "$fault"
     if grep -q '/usr/bin/install' "$calls"; then failure "something was copied with $fault"; fi
