@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Form: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes. Sourced by ./dev.
+# Form: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes, yamllint. Sourced by ./dev.
 
 source_files() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
@@ -17,6 +17,7 @@ command_lint() {
   say "shellcheck"
   shell_files | xargs shellcheck -x
   lint_python
+  lint_workflow
   say "clang-tidy"
   cmake --preset debug >/dev/null
   tidy
@@ -27,6 +28,12 @@ lint_python() {
   say "pycodestyle, pyflakes"
   git ls-files --cached --others --exclude-standard -- '*.py' | xargs pycodestyle --max-line-length=120
   git ls-files --cached --others --exclude-standard -- '*.py' | xargs pyflakes3
+}
+
+lint_workflow() {
+  if ! command -v yamllint >/dev/null; then return; fi # as above
+  say "yamllint"
+  yamllint --strict -d '{extends: relaxed, rules: {line-length: {max: 120}}}' .github/workflows
 }
 
 shell_files() {

@@ -6,7 +6,7 @@ debian_packages=(
   cmake ninja-build g++ clang clang-format clang-tidy llvm
   libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
   mandoc zsh fish lld googletest
-  shellcheck pycodestyle pyflakes3 openssl libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
+  shellcheck pycodestyle pyflakes3 yamllint openssl libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
 )
 # Homebrew's: what building and testing need, and what else the form of the sources needs.
 brew_packages=(cmake ninja googletest nlohmann-json cli11 fish)

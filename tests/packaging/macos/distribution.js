@@ -32,6 +32,7 @@ function answer(version, model, controllers) {
 const one = () => [{}];
 const tooOld = 'Fatal: It needs macOS 14 or newer.';
 const noFan = 'Fatal: This Mac has no controllable fan.';
+const noController = 'Warn: No fan controller was found. If the helper finds none either, it is removed again.';
 const cases = [
   ['13.7.8', 'Mac14,9', one, tooOld],
   ['14.0', 'Mac14,9', one, ''],
@@ -40,10 +41,17 @@ const cases = [
   ['15.1', 'MacBookAir10,1', one, noFan],
   ['15.1', 'MacBookAir9,1', one, ''], // has a fan
   ['15.1', 'Mac14,2', one, noFan],
+  ['15.1', 'Mac14,15', one, noFan],
+  ['15.1', 'Mac15,12', one, noFan],
+  ['15.1', 'Mac15,13', one, noFan],
   ['15.1', 'Mac16,12', one, noFan],
+  ['15.1', 'Mac16,13', one, noFan],
   ['15.1', 'Mac16,11', one, ''],
-  ['15.1', 'VirtualMac2,1', () => [], noFan],
-  ['15.1', 'VirtualMac2,1', () => null, noFan],
+  ['15.1', 'Mac16,10', one, ''],
+  ['26.0', 'Mac99,1', one, ''], // a model that nobody knows yet: the helper will be asked
+  ['15.1', 'VirtualMac2,1', () => [], noController],
+  ['15.1', 'VirtualMac2,1', () => null, noController],
+  ['13.7.8', 'VirtualMac2,1', () => [], tooOld],
   ['15.1', 'Mac14,9', () => { throw new Error('no registry'); }, ''], // the helper will be asked
 ];
 let failed = false;

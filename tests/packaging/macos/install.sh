@@ -4,6 +4,9 @@
 # Run from the top of the repository.
 set -euo pipefail
 
+# shellcheck source=tests/packaging/macos/built-and-signed.sh
+source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"
+
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls
@@ -31,9 +34,10 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 echo "${SYSTEM-Darwin}"
 STUB
-# What others may write: by owner or mode $WRITABLE, by an access control list $LISTED.
+# What others may write: by owner or mode $WRITABLE, by an access control list $LISTED. Asked otherwise, it is everything.
 cat >"$folder/usr/bin/find" <<'STUB'
 #!/bin/sh
+[ "$*" = "$1 -maxdepth 0 ( ! -user root -o -perm -020 -o -perm -002 )" ] || echo "$1"
 [ "$1" != "${WRITABLE-}/." ] || echo "$1"
 STUB
 cat >"$folder/bin/ls" <<'STUB'
@@ -77,16 +81,8 @@ client() {
 }
 
 identity='Developer ID Application: Example (ABCDE12345)'
-quoted='Developer\ ID\ Application:\ Example\ \(ABCDE12345\)'
 expected=$(cat <<EOF
-cmake --preset product
-cmake --build --preset product
-lipo build/product/app.kelo.helper -verify_arch arm64 x86_64
-codesign --force --timestamp --options runtime --identifier app.kelo.helper --sign $quoted build/product/app.kelo.helper
-codesign --verify --strict build/product/app.kelo.helper
-lipo build/product/kelo -verify_arch arm64 x86_64
-codesign --force --timestamp --options runtime --identifier app.kelo.Kelo --sign $quoted build/product/kelo
-codesign --verify --strict build/product/kelo
+$(built_and_signed "$identity")
 sudo /bin/mkdir -p /Library/PrivilegedHelperTools /Library/LaunchDaemons
 $(put 755 build/product/app.kelo.helper /Library/PrivilegedHelperTools app.kelo.helper app.kelo.helper)
 $(client /usr/local)
@@ -132,7 +128,7 @@ refused() {
   grep -qF -- "$1" "$folder/err" || failure "it does not say why, with $2: $1"
   if grep -q '/bin/mv' "$calls"; then failure "something was put in place with $2"; fi
 }
-for open in /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
+for open in / /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
   for fault in "WRITABLE=$open" "LISTED=$open"; do
     refused "$open is not root's alone: somebody else could replace the helper" "$fault"
     if grep -q '/usr/bin/install' "$calls"; then failure "something was copied with $fault"; fi

@@ -4,6 +4,9 @@
 # Run from the top of the repository.
 set -euo pipefail
 
+# shellcheck source=tests/packaging/macos/built-and-signed.sh
+source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"
+
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls
@@ -47,19 +50,12 @@ failure() { printf '%s\n' "$*"; cat "$folder/out" "$folder/err" "$calls" 2>/dev/
 
 version=$(sed -n 's/^project(KeloHelper VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 package=build/package/kelo-helper-$version.pkg
-application='Developer\ ID\ Application:\ Example\ \(ABCDE12345\)'
 installer='Developer\ ID\ Installer:\ Example\ \(ABCDE12345\)'
-signing=(--identity 'Developer ID Application: Example (ABCDE12345)'
+identity='Developer ID Application: Example (ABCDE12345)'
+signing=(--identity "$identity"
   --installer-identity 'Developer ID Installer: Example (ABCDE12345)')
 made=$(cat <<EOT
-cmake --preset product
-cmake --build --preset product
-lipo build/product/app.kelo.helper -verify_arch arm64 x86_64
-codesign --force --timestamp --options runtime --identifier app.kelo.helper --sign $application build/product/app.kelo.helper
-codesign --verify --strict build/product/app.kelo.helper
-lipo build/product/kelo -verify_arch arm64 x86_64
-codesign --force --timestamp --options runtime --identifier app.kelo.Kelo --sign $application build/product/kelo
-codesign --verify --strict build/product/kelo
+$(built_and_signed "$identity")
 pkgbuild --root build/package/root --identifier app.kelo.helper.package --version $version --install-location / --ownership recommended --scripts build/package/scripts build/package/component.pkg
 productbuild --distribution build/package/distribution.xml --package-path build/package --sign $installer --timestamp $package
 pkgutil --check-signature $package

@@ -40,3 +40,9 @@
 #include <tuple>
 #include <variant>
 #include <vector>
+
+// Without Apple's own settings newer headers use every function of their own version of the library. macOS 14 lacks
+// some of those, so that the link would fail for what a Mac never needs.
+#if _LIBCPP_VERSION >= 15000
+#error "libc++ 14 is wanted: newer headers use functions that macOS 14 lacks"
+#endif

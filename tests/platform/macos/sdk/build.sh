@@ -3,8 +3,8 @@
 # symbols of our own in place of Apple's SDK; then looks at what came out.
 #
 # usage: build.sh FOLDER COMPILER: the folder to build in
-# Run from the top of the repository. Exits with 77 where the C++ headers at hand want more of a Mac's C library than
-# is declared.
+# Run from the top of the repository. Exits with 77 where the C++ headers at hand want more of a Mac than macOS 14 has or
+# than is declared.
 set -euo pipefail
 
 folder=$1 compiler=$2
@@ -63,7 +63,7 @@ look_at() {
 
 configure
 if ! can_read_headers; then
-  printf 'the C++ headers at hand want more than is declared:\n'
+  printf 'left out, since the C++ headers at hand want more:\n'
   grep -m 3 'error:' "$folder/log"
   exit 77
 fi
