@@ -7,6 +7,9 @@
 namespace kelo {
 namespace {
 
+/// What most messages fit into, so that their bytes are not moved again and again while there come to be more of them.
+constexpr std::size_t usualSize = 256;
+
 /// Looks through the bytes before the library does. Its parser is recursive, for texts in pieces too, so a peer would
 /// decide how deep it goes; and of two members with the same name it would silently keep one. What the library's
 /// encoder never writes, indefinite lengths and tags, does not pass.
@@ -113,7 +116,12 @@ private:
 
 } // namespace
 
-std::vector<std::uint8_t> encodeMessage(const Message& message) { return Message::to_cbor(message); }
+std::vector<std::uint8_t> encodeMessage(const Message& message) {
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(usualSize);
+    Message::to_cbor(message, bytes);
+    return bytes;
+}
 
 std::optional<Message> decodeMessage(std::span<const std::uint8_t> bytes) {
     if (!Inspection(bytes).passes())
