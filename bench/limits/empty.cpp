@@ -1,4 +1,7 @@
-// The limit for the start: a program with the helper's libraries that does nothing but say that its main has begun.
+// The limit for the start and for the memory: a program with the helper's libraries that does nothing but say that its
+// main has begun.
+//
+// usage: bench_empty [stay]: asked to stay, it runs until killed.
 
 #include <openssl/cms.h>
 #include <unistd.h>
@@ -13,7 +16,10 @@ namespace {
 
 } // namespace
 
-int main() {
+int main(int argc, char**) {
     const char line[] = "main\n";
-    return write(STDERR_FILENO, line, sizeof line - 1) > 0 ? 0 : 1;
+    const bool hasSaid = write(STDERR_FILENO, line, sizeof line - 1) > 0;
+    if (argc > 1)
+        pause();
+    return hasSaid ? 0 : 1;
 }

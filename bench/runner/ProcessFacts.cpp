@@ -21,12 +21,14 @@ void addThread(const std::filesystem::path& thread, ProcessFacts& facts) {
 /// One mapping after the other: a line with its file, and lines with its sizes.
 void addMemory(const std::string& process, ProcessFacts& facts) {
     std::ifstream maps(process + "/smaps");
+    bool isLibrary = false;
     bool isLibcrypto = false;
     for (std::string line; std::getline(maps, line);) {
         std::istringstream words(line);
         std::string name;
         double size = 0;
         if (!(words >> name >> size) || name.back() != ':') {
+            isLibrary = line.find(".so") != std::string::npos;
             isLibcrypto = line.find("libcrypto") != std::string::npos;
             continue;
         }
@@ -36,6 +38,8 @@ void addMemory(const std::string& process, ProcessFacts& facts) {
         }
         if (name == "Private_Clean:" || name == "Private_Dirty:")
             facts.privateMemory += size;
+        if (name == "Private_Dirty:" || (name == "Private_Clean:" && !isLibrary))
+            facts.privateToItself += size;
         if (name == "Anonymous:")
             facts.anonymous += size;
     }

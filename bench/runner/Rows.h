@@ -19,4 +19,7 @@ void measureStart(const Scene& scene, Figures& figures);
 void measureHandBack(const Scene& scene, Figures& figures);
 void measureSize(const Scene& scene, Figures& figures);
 
+/// Two fan daemons of Linux, which must be installed: only when named. Needs the root user.
+void measurePeers(const Scene& scene, Figures& figures);
+
 } // namespace kelo::bench

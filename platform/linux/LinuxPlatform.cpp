@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include <malloc.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <stdexcept>
@@ -72,6 +74,7 @@ void LinuxPlatform::exit(int status) {
 }
 
 std::shared_ptr<const Platform> makePlatform() {
+    mallopt(M_ARENA_MAX, 1);    // the two threads are seldom busy at once, and what one frees serves the other, too
     StandardStreams::prepare(); // first: the platform's descriptors must not take the place of a closed standard error
     const auto owner = std::make_shared<LinuxPlatform>();
     return {owner, &owner->platform()};

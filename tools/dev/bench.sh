@@ -8,6 +8,7 @@ command_bench() {
   require_linux
   ensure_packages
   install_debian_packages libbenchmark-dev
+  case " $* " in *" peers "*) install_debian_packages thinkfan fancontrol ;; esac
   # shellcheck disable=SC2154 # they are in stage.sh
   build bench "${stage_programs[@]}" "${bench_programs[@]}"
   local folder=build/bench-installation # not where built looks for programs

@@ -32,7 +32,7 @@ package_steps() {
   package=$package_folder/kelo-helper-$version.pkg
   build_and_sign
   say "lay out what goes onto the Mac, with the modes that it gets there"
-  lay_out
+  lay_out_package
   say "make the package"
   run_as "$package_folder/distribution.xml: $package_sources/distribution.xml.in for version $version" \
     make_distribution "$version"
@@ -46,7 +46,7 @@ package_steps() {
   run_as "$package.sha256" make_checksum "$package"
 }
 
-lay_out() {
+lay_out_package() {
   local mode source place
   run rm -rf "$package_folder"
   while read -r mode source place <&3; do

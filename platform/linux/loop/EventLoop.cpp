@@ -73,7 +73,7 @@ EventLoop::EventLoop(LoopTime& time)
     : time_(time), epoll_(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
       wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")), owner_(std::this_thread::get_id()) {
     epoll_event event{};
-    event.events = EPOLLIN;
+    event.events = EPOLLIN | EPOLLET; // each wake-up counts once, so that it need not be read
     event.data.u64 = wakeID;
     if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wake_.get(), &event) != 0)
         throwErrno("epoll_ctl");
@@ -180,7 +180,7 @@ void EventLoop::stop() {
 void EventLoop::wakeUp() {
     const std::uint64_t one = 1;
     const auto written = write(wake_.get(), &one, sizeof one);
-    static_cast<void>(written); // fails only when many wake-ups are pending already
+    static_cast<void>(written); // fails only after more wake-ups than there can be
 }
 
 /// Rounded up, so that the loop does not spin through the last millisecond before a timer.
@@ -192,10 +192,6 @@ int EventLoop::timeoutMilliseconds() {
 }
 
 void EventLoop::runPosted() {
-    // Reset before the tasks are taken: what is posted after that wakes the loop again.
-    std::uint64_t count = 0;
-    const auto bytes = read(wake_.get(), &count, sizeof count);
-    static_cast<void>(bytes); // fails when nothing was posted
     std::vector<Task> tasks;
     {
         const std::lock_guard lock(mutex_);

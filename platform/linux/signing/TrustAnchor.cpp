@@ -63,12 +63,17 @@ TrustAnchor TrustAnchor::load(const std::filesystem::path& file) {
 }
 
 TrustAnchor TrustAnchor::read(int file, const std::string& name) {
-    // Before anything else of the library: its configuration file, which the environment names, could load code.
-    OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
+    // Before anything else of the library: its configuration file, which the environment names, could load code. And
+    // nobody asks for the texts of its errors or for its ciphers, which it would otherwise set up a table of.
+    OPENSSL_init_crypto(
+        OPENSSL_INIT_NO_LOAD_CONFIG | OPENSSL_INIT_NO_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_NO_ADD_ALL_CIPHERS, nullptr);
     const OpenSSLErrorScope errors;
-    const BIOHandle input(BIO_new_fd(file, BIO_NOCLOSE));
-    if (!input)
+    // Buffered: a line is otherwise read with one system call for each of its characters.
+    const BIOHandle input(BIO_new(BIO_f_buffer()));
+    BIOHandle bytes(BIO_new_fd(file, BIO_NOCLOSE));
+    if (!input || !bytes)
         throw std::bad_alloc();
+    BIO_push(input.get(), bytes.release()); // what is buffered goes with its buffer
     X509Handle certificate(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
     if (!certificate)
         throw SignatureRefused("The trust anchor " + name + " holds no certificate.");

@@ -40,7 +40,7 @@ Message optionalData(const std::optional<Data>& data) { return data ? Message::b
 } // namespace
 
 std::optional<IncomingRequest> decode(std::span<const std::uint8_t> bytes) {
-    const auto message = decodeMessage(bytes);
+    auto message = decodeMessage(bytes);
     if (!message || message->size() != 3)
         return std::nullopt;
     const auto& number = member(*message, "number");
@@ -51,13 +51,16 @@ std::optional<IncomingRequest> decode(std::span<const std::uint8_t> bytes) {
     const auto* signature = signatureWith(selector.get_ref<const std::string&>());
     if (signature == nullptr || !areOfTypes(arguments, signature->arguments))
         return std::nullopt;
-    return IncomingRequest{number.get<std::uint64_t>(), signature, arguments};
+    return IncomingRequest{number.get<std::uint64_t>(), signature, std::move((*message)["arguments"])};
 }
 
 void perform(const IncomingRequest& request, KeloHelperProtocol& object,
              std::function<void(std::vector<std::uint8_t>)> send) {
     const auto reply = [number = request.number, send = std::move(send)](Message values) {
-        send(encodeMessage({{"number", number}, {"values", std::move(values)}}));
+        Message message; // member by member: a list in braces would copy each of them
+        message["number"] = number;
+        message["values"] = std::move(values);
+        send(encodeMessage(message));
     };
     switch (request.signature->request) {
     case Request::fetchSnapshot:
