@@ -1,9 +1,8 @@
 #include "platform/linux/socket/Message.h"
 
-#include <bit>
-#include <limits>
-#include <string>
-#include <utility>
+#include <array>
+#include <set>
+#include <string_view>
 
 namespace kelo {
 namespace {
@@ -11,14 +10,25 @@ namespace {
 /// What most messages fit into, so that their bytes are not moved again and again while there come to be more of them.
 constexpr std::size_t usualSize = 256;
 
-/// Reads what the library's encoder writes. Its own decoder is recursive, for texts in pieces too, so a peer would
-/// decide how deep it goes; and of two members with the same name it would silently keep one.
-class Decoder {
+/// Looks through the bytes before the library does. Its parser is recursive, for texts in pieces too, so a peer would
+/// decide how deep it goes; and of two members with the same name it would silently keep one. What the library's
+/// encoder never writes, indefinite lengths and tags, does not pass.
+class Inspection {
 public:
-    explicit Decoder(std::span<const std::uint8_t> bytes) : left_(bytes) {}
+    explicit Inspection(std::span<const std::uint8_t> bytes) : left_(bytes) {}
 
-    /// Whether the bytes are one item and nothing else. Then it is in `item`.
-    bool decode(Message& item) { return takeItem(item, 0) && left_.empty(); }
+    /// Whether the bytes are one item, no deeper than allowed and without a name that is there twice.
+    bool passes() {
+        while (true) {
+            while (levels_[depth_].awaited == 0) {
+                if (depth_ == 0)
+                    return left_.empty();
+                --depth_;
+            }
+            if (!takeItem())
+                return false;
+        }
+    }
 
 private:
     static constexpr std::size_t maximumDepth = 8;
@@ -26,36 +36,37 @@ private:
     enum class Kind : std::uint8_t { positive, negative, bytes, text, array, map, tag, simple };
     struct Head {
         Kind kind;
-        unsigned size;        ///< Of the number, in bytes; 0 for a small one, which is in the head itself.
         std::uint64_t number; ///< A value, a length or a count.
     };
+    /// An array or a map that is open.
+    struct Level {
+        std::uint64_t awaited = 0; ///< Items that are still to come; names are items.
+        bool isMap = false;
+        std::set<std::string_view> names;
+    };
 
-    bool takeItem(Message& item, std::size_t depth) {
+    /// The next item, but not what is in it.
+    bool takeItem() {
+        auto& level = levels_[depth_];
+        const bool isName = level.isMap && level.awaited % 2 == 0;
+        --level.awaited;
         const auto head = takeHead();
         if (!head)
             return false;
+        if (isName)
+            return head->kind == Kind::text && takeName(level, head->number);
         switch (head->kind) {
-        case Kind::positive:
-            item = head->number;
-            return true;
-        case Kind::negative:
-            item = -1 - static_cast<std::int64_t>(head->number);
-            return head->number <= std::numeric_limits<std::int64_t>::max();
         case Kind::bytes:
-            return takeBytes(item, head->number);
         case Kind::text:
-            item = std::string();
-            return takeText(item.get_ref<std::string&>(), head->number);
+            return take(head->number).has_value();
         case Kind::array:
-            return takeArray(item, head->number, depth);
         case Kind::map:
-            return takeMap(item, head->number, depth);
+            return enter(head->kind == Kind::map, head->number);
         case Kind::tag:
             return false;
-        case Kind::simple:
-            return head->size == 0 ? setConstant(item, head->number) : setReal(item, *head);
+        default:
+            return true;
         }
-        return false;
     }
 
     std::optional<Head> takeHead() {
@@ -63,106 +74,23 @@ private:
         if (!first)
             return std::nullopt;
         const auto kind = static_cast<Kind>(first->front() >> 5);
-        const unsigned mark = first->front() & 0x1F;
-        if (mark < 24)
-            return Head{kind, 0, mark};
-        if (mark > 27) // an indefinite length among others
+        const unsigned size = first->front() & 0x1F;
+        if (size < 24)
+            return Head{kind, size};
+        if (size > 27) // an indefinite length among others
             return std::nullopt;
-        const auto size = 1U << (mark - 24);
-        const auto bytes = take(size);
+        const auto bytes = take(1U << (size - 24));
         if (!bytes)
             return std::nullopt;
         std::uint64_t number = 0;
         for (const auto byte : *bytes)
             number = number << 8 | byte;
-        return Head{kind, size, number};
+        return Head{kind, number};
     }
 
-    bool takeBytes(Message& item, std::uint64_t length) {
-        const auto bytes = take(length);
-        if (bytes)
-            item = Message::binary({bytes->begin(), bytes->end()});
-        return bytes.has_value();
-    }
-
-    bool takeText(std::string& text, std::uint64_t length) {
-        const auto bytes = take(length);
-        if (bytes)
-            text.assign(bytes->begin(), bytes->end());
-        return bytes.has_value();
-    }
-
-    /// `count` may be a lie: nothing is set aside for what has not come.
-    bool takeArray(Message& item, std::uint64_t count, std::size_t depth) {
-        item = Message::array();
-        if (depth == maximumDepth)
-            return false;
-        for (; count > 0; --count)
-            if (!takeItem(item.emplace_back(), depth + 1))
-                return false;
-        return true;
-    }
-
-    bool takeMap(Message& item, std::uint64_t count, std::size_t depth) {
-        item = Message::object();
-        if (depth == maximumDepth)
-            return false;
-        for (; count > 0; --count) {
-            const auto head = takeHead();
-            std::string name;
-            if (!head || head->kind != Kind::text || !takeText(name, head->number))
-                return false;
-            const auto [member, isNew] = item.emplace(std::move(name), nullptr);
-            if (!isNew || !takeItem(*member, depth + 1))
-                return false;
-        }
-        return true;
-    }
-
-    static bool setConstant(Message& item, std::uint64_t number) {
-        switch (number) {
-        case 20:
-        case 21:
-            item = number == 21;
-            return true;
-        case 22:
-            item = nullptr;
-            return true;
-        default:
-            return false;
-        }
-    }
-
-    static bool setReal(Message& item, const Head& head) {
-        switch (head.size) {
-        case 2:
-            return setShortReal(item, head.number);
-        case 4:
-            item = std::bit_cast<float>(static_cast<std::uint32_t>(head.number));
-            return true;
-        case 8:
-            item = std::bit_cast<double>(head.number);
-            return true;
-        default:
-            return false;
-        }
-    }
-
-    /// The encoder writes only what is no number as shortly as this.
-    static bool setShortReal(Message& item, std::uint64_t bits) {
-        switch (bits) {
-        case 0x7C00:
-            item = std::numeric_limits<double>::infinity();
-            return true;
-        case 0xFC00:
-            item = -std::numeric_limits<double>::infinity();
-            return true;
-        case 0x7E00:
-            item = std::numeric_limits<double>::quiet_NaN();
-            return true;
-        default:
-            return false;
-        }
+    bool takeName(Level& level, std::uint64_t length) {
+        const auto name = take(length);
+        return name && level.names.emplace(reinterpret_cast<const char*>(name->data()), name->size()).second;
     }
 
     std::optional<std::span<const std::uint8_t>> take(std::uint64_t length) {
@@ -173,7 +101,17 @@ private:
         return taken;
     }
 
+    bool enter(bool isMap, std::uint64_t count) {
+        // An item takes a byte at least, so that twice a count that can be is a number that can be.
+        if (depth_ == maximumDepth || count > left_.size())
+            return false;
+        levels_[++depth_] = {isMap ? 2 * count : count, isMap, {}};
+        return true;
+    }
+
     std::span<const std::uint8_t> left_;
+    std::array<Level, maximumDepth + 1> levels_{Level{1, false, {}}}; ///< The first awaits the whole message.
+    std::size_t depth_ = 0;
 };
 
 } // namespace
@@ -186,9 +124,11 @@ std::vector<std::uint8_t> encodeMessage(const Message& message) {
 }
 
 std::optional<Message> decodeMessage(std::span<const std::uint8_t> bytes) {
-    std::optional<Message> message(std::in_place);
-    if (!Decoder(bytes).decode(*message) || !message->is_object())
-        message.reset();
+    if (!Inspection(bytes).passes())
+        return std::nullopt;
+    auto message = Message::from_cbor(bytes, true, false);
+    if (!message.is_object())
+        return std::nullopt;
     return message;
 }
 

@@ -57,16 +57,12 @@ TEST(MessageTest, WhatNoEncoderOfOursWritesIsNoMessage) {
     EXPECT_FALSE(isMessage(asMember({0x5F, 0x41, 'b', 0xFF})));
     EXPECT_FALSE(isMessage(asMember({0x9F, 0x00, 0xFF})));
     EXPECT_FALSE(isMessage({0xBF, 0x61, 'a', 0x00, 0xFF}));
-    EXPECT_FALSE(isMessage({0xA1, 0x7F, 0x61, 'a', 0xFF, 0x00}));         // as a key
-    EXPECT_FALSE(isMessage(asMember({0xC0, 0x00})));                      // a tag
-    EXPECT_FALSE(isMessage(asMember({0xFF})));                            // an end without a beginning
-    EXPECT_FALSE(isMessage(asMember({0x1C})));                            // no size has this mark
-    EXPECT_FALSE(isMessage(asMember({0xF7})));                            // undefined
-    EXPECT_FALSE(isMessage(asMember({0xF8, 0x14})));                      // false, in two bytes
-    EXPECT_FALSE(isMessage(asMember({0xF9, 0x3C, 0x00})));                // a finite number in half a float
-    EXPECT_FALSE(isMessage(asMember({0x3B, 0x80, 0, 0, 0, 0, 0, 0, 0}))); // less than the least integer
-    EXPECT_FALSE(isMessage({0xA1, 0x00, 0x00}));                          // a number as a key
-    EXPECT_FALSE(isMessage({0xA1, 0x41, 'a', 0x00}));                     // bytes as a key
+    EXPECT_FALSE(isMessage({0xA1, 0x7F, 0x61, 'a', 0xFF, 0x00})); // as a key
+    EXPECT_FALSE(isMessage(asMember({0xC0, 0x00})));              // a tag
+    EXPECT_FALSE(isMessage(asMember({0xFF})));                    // an end without a beginning
+    EXPECT_FALSE(isMessage(asMember({0x1C})));                    // no size has this mark
+    EXPECT_FALSE(isMessage({0xA1, 0x00, 0x00}));                  // a number as a key
+    EXPECT_FALSE(isMessage({0xA1, 0x41, 'a', 0x00}));             // bytes as a key
 }
 
 TEST(MessageTest, EightLevelsAreAMessageAndNineAreNone) {
