@@ -24,7 +24,7 @@ run_tests() {
   say "running the tests of the $preset preset"
   rm -rf "build/$preset/test-reports"
   # Many more at once than there are processors: the tests with several processes spend their time waiting.
-  ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * 4))" --output-junit tests.xml "$@" \
+  ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * 6))" --output-junit tests.xml "$@" \
     | without_what_passed || status=$?
   tests_summary "$preset"
   [ $status -eq 0 ] || fail "not every test passed"
