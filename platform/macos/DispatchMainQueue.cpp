@@ -27,9 +27,11 @@ class DispatchMainQueue::Waiting : public std::enable_shared_from_this<Waiting> 
 public:
     void add(Task task) {
         const std::lock_guard lock(mutex_);
+        // Before the task is taken in: once the list is not empty, a run of its first is expected to be submitted.
+        auto self = tasks_.empty() ? std::make_unique<Self>(shared_from_this()) : nullptr;
         tasks_.push_back(std::move(task));
-        if (tasks_.size() == 1)
-            submit();
+        if (self)
+            submit(std::move(self));
     }
 
     /// Runs `task` at once, or, where others wait, after them. Main thread only.
@@ -43,16 +45,18 @@ public:
     }
 
 private:
-    void submit() {
-        // Kept alive by what is submitted: it may run when the queue's owner has gone.
-        auto self = std::make_unique<std::shared_ptr<Waiting>>(shared_from_this());
+    /// Keeps this alive while a run is submitted, which may happen when the queue's owner has gone.
+    using Self = std::shared_ptr<Waiting>;
+
+    static void submit(std::unique_ptr<Self> self) {
         dispatch_async_f(dispatch_get_main_queue(), self.release(), runNext);
     }
 
     static void runNext(void* context) {
-        const std::unique_ptr<std::shared_ptr<Waiting>> self(static_cast<std::shared_ptr<Waiting>*>(context));
+        std::unique_ptr<Self> self(static_cast<Self*>(context));
         contain("a task of the main queue", (*self)->first());
-        (*self)->removeFirst();
+        if ((*self)->removeFirst())
+            submit(std::move(self));
     }
 
     Task first() {
@@ -60,11 +64,11 @@ private:
         return std::exchange(tasks_.front(), nullptr); // its place stays taken while it runs
     }
 
-    void removeFirst() {
+    /// Returns whether there is a next one.
+    bool removeFirst() {
         const std::lock_guard lock(mutex_);
         tasks_.pop_front();
-        if (!tasks_.empty())
-            submit();
+        return !tasks_.empty();
     }
 
     std::mutex mutex_;
