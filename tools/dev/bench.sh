@@ -20,4 +20,28 @@ command_bench() {
   say "measuring; the figures go into build/bench/bench.json"
   "$(built bench bench_run)" "$folder" "$(dirname "$(built bench bench_run)")" build/bench/bench.json "$@"
   "$(built bench bench_chart)" build/bench/bench.json >build/bench/bench.svg
+  if [ -z "${*#--brief}" ] || [[ " $* " == *" size "* ]]; then mac_sizes; fi
+}
+
+# The helper for both processors of a Mac, as far as it can be built here: small, but without what a linker of Apple's
+# leaves out.
+mac_sizes() {
+  local folder=build/bench-macos processor
+  if ! mac_helper "$folder" >"$folder.log" 2>&1; then
+    cat "$folder.log" >&2
+    return 1
+  fi
+  for processor in arm64 x86_64; do
+    llvm_tool lipo -thin "$processor" -output "$folder/$processor" "$folder/app.kelo.helper"
+    llvm_tool strip "$folder/$processor"
+    printf 'size.app.kelo.helper.%s %d KiB\n' "$processor" "$(($(stat -c %s "$folder/$processor") / 1024))"
+  done
+}
+
+# mac_helper FOLDER: built with declarations of our own in place of Apple's SDK.
+mac_helper() {
+  cmake -S . -B "$1" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/tests/platform/macos/sdk/Toolchain.cmake" \
+    -DKELO_COMPILER="$(command -v clang++)" -DKELO_JSON_VERSION=3.11.3 -DKELO_TESTS=OFF \
+    -DCMAKE_OSX_ARCHITECTURES='arm64;x86_64' -DCMAKE_BUILD_TYPE=MinSizeRel || return
+  cmake --build "$1" --target app.kelo.helper
 }
