@@ -16,8 +16,8 @@
 namespace {
 
 // The picture's measures, in pixels.
-constexpr double width = 1000;
-constexpr double left = 330;  // room for the names
+constexpr double width = 1100;
+constexpr double left = 380;  // room for the names
 constexpr double right = 130; // and for the values
 constexpr double top = 60;
 constexpr double rowHeight = 30;
@@ -74,7 +74,7 @@ std::string bar(double y, double share, const char* colour) {
 
 std::string shortNumber(double value) {
     char digits[32];
-    std::snprintf(digits, sizeof digits, "%.3g", value);
+    std::snprintf(digits, sizeof digits, "%.4g", value);
     return digits;
 }
 

@@ -1,11 +1,14 @@
-// The limit for the start and for the memory: a program with the helper's libraries that does nothing but say that its
-// main has begun.
+// The limit for the start, for the memory and for the end: a program with the helper's libraries that does nothing but
+// say that its main has begun.
 //
-// usage: bench_empty [stay]: asked to stay, it runs until killed.
+// usage: bench_empty [stay | watch]: asked to stay, it runs until killed; asked to watch, with a watch on each of two
+// files, as the helper has.
 
 #include <openssl/cms.h>
+#include <sys/inotify.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <exception>
 
 namespace {
@@ -14,9 +17,13 @@ namespace {
 [[gnu::used]] const void* const libraries[] = {reinterpret_cast<const void*>(&CMS_verify),
                                                reinterpret_cast<const void*>(&std::terminate)};
 
+bool watch(const char* file) { return inotify_add_watch(inotify_init1(IN_CLOEXEC), file, IN_ATTRIB) >= 0; }
+
 } // namespace
 
-int main(int argc, char**) {
+int main(int argc, char** argv) {
+    if (argc > 1 && std::strcmp(argv[1], "watch") == 0 && !(watch(argv[0]) && watch("/")))
+        return 1;
     const char line[] = "main\n";
     const bool hasSaid = write(STDERR_FILENO, line, sizeof line - 1) > 0;
     if (argc > 1)

@@ -36,10 +36,7 @@ void measureHolding(const Scene& scene, Figures& figures) {
     letPass(ticks * tick);
     figures.compare("holding.tick", helper.processorTime() / ticks, limit.processorTime() / ticks, "us", 1.25);
     const double perMinute = 60 / (ticks * tick);
-    constexpr double exchangesAndLid = 43 * 60 / tick;
     figures.add("holding.waits", helper.waits() * perMinute, "per minute");
-    figures.addWithTarget("holding.wake-ups-beyond-exchanges", helper.waits() * perMinute - exchangesAndLid,
-                          "per minute", 30);
 }
 
 void measureIdling(const Scene& scene, Figures& figures) {

@@ -117,6 +117,20 @@ void endOnce(const Scene& scene, const WriteLog& log, bool isHolding, Ends& ends
     ends.fans.push_back(log.lastWriteSince(start, "Md"));
 }
 
+/// From SIGTERM to the end of a program that does nothing and watches as many files; so many times, microseconds.
+std::vector<double> bareEnds(const Scene& scene, int count) {
+    std::vector<double> times;
+    for (int i = 0; i < count; ++i) {
+        PipedProcess empty({scene.program("bench_empty"), "watch"});
+        waitForLine(empty, "main");
+        const auto start = Clock::now();
+        kill(empty.pid(), SIGTERM);
+        empty.wait();
+        times.push_back(microsecondsSince(start));
+    }
+    return times;
+}
+
 /// From the announcement that the Mac will sleep to its last acknowledgement, so many times; microseconds.
 std::vector<double> acknowledgements(const Scene& scene, int count) {
     Session session(scene, true);
@@ -171,6 +185,7 @@ void measureHandBack(const Scene& scene, Figures& figures) {
     figures.addWithTarget("hand-back.holding.last-fan.beyond-exchanges",
                           percentile99(holding.fans) / 1000 - 2 * sixExchanges, "ms", 1);
     addEnds(figures, "hand-back.holding.exit", holding.exit);
+    addEnds(figures, "hand-back.exit-limit", bareEnds(scene, count));
     const auto asleep = acknowledgements(scene, count);
     addEnds(figures, "hand-back.sleep.acknowledgement", asleep);
     figures.addWithTarget("hand-back.sleep.beyond-exchanges", percentile99(asleep) / 1000 - sixExchanges, "ms", 1);

@@ -26,14 +26,15 @@ command_bench() {
 # The helper for both processors of a Mac, as far as it can be built here: small, but without what a linker of Apple's
 # leaves out.
 mac_sizes() {
-  local folder=build/bench-macos processor
+  local folder=build/bench-macos processor tools
+  tools=$(dirname "$(readlink -f "$(command -v clang++)")") # the compiler's own version
   if ! mac_helper "$folder" >"$folder.log" 2>&1; then
     cat "$folder.log" >&2
     return 1
   fi
   for processor in arm64 x86_64; do
-    llvm_tool lipo -thin "$processor" -output "$folder/$processor" "$folder/app.kelo.helper"
-    llvm_tool strip "$folder/$processor"
+    "$tools/llvm-lipo" -thin "$processor" -output "$folder/$processor" "$folder/app.kelo.helper"
+    "$tools/llvm-strip" "$folder/$processor"
     printf 'size.app.kelo.helper.%s %d KiB\n' "$processor" "$(($(stat -c %s "$folder/$processor") / 1024))"
   done
 }
