@@ -88,7 +88,7 @@ Style styleOfOutput() {
 
 } // namespace
 
-PosixTerminal* PosixTerminal::catching_ = nullptr;
+PosixTerminal* PosixTerminal::catching = nullptr;
 
 PosixTerminal::PosixTerminal() : isInteractive_(takesControlSequences() && isInForeground()), style_(styleOfOutput()) {
     sigprocmask(SIG_SETMASK, nullptr, &unblocked_);
@@ -160,7 +160,7 @@ void PosixTerminal::suspend() {
 }
 
 void PosixTerminal::catchStops(unsigned patience, int status) {
-    catching_ = this;
+    catching = this;
     patience_ = patience;
     statusWhenStuck_ = status;
     handle({SIGALRM}, leave);
@@ -169,17 +169,17 @@ void PosixTerminal::catchStops(unsigned patience, int status) {
 
 void PosixTerminal::rememberStop(int) {
     if (isAskedToStop == 0) // who asks again and again does not have to wait for longer
-        alarm(catching_->patience_);
+        alarm(catching->patience_);
     isAskedToStop = 1;
 }
 
 /// Runs in the middle of whatever the process does, so it may only do what a signal's handler may.
 void PosixTerminal::leave(int) {
-    if (catching_->isDrawing_)
-        catching_->giveScreenBack();
-    if (catching_->statusWhenStuck_ != exit_status::done)
+    if (catching->isDrawing_)
+        catching->giveScreenBack();
+    if (catching->statusWhenStuck_ != exit_status::done)
         writeAll(STDERR_FILENO, "kelo: The helper does not answer.\n");
-    _exit(catching_->statusWhenStuck_);
+    _exit(catching->statusWhenStuck_);
 }
 
 Woken PosixTerminal::wait(double seconds) {

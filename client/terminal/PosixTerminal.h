@@ -36,7 +36,7 @@ private:
     static void rememberStop(int signal);
     static void leave(int signal);
 
-    static PosixTerminal* catching_; ///< The one that catches stops.
+    static PosixTerminal* catching; ///< The one that catches stops.
     const bool isInteractive_;
     const Style style_;
     bool isDrawing_ = false;
