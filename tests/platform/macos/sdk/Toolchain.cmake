@@ -35,6 +35,7 @@ endforeach()
 
 # The packages. Their headers alone: beside them lie those of this machine's C library.
 set(CMAKE_FIND_ROOT_PATH ${sdk})
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY) # this machine's own JSON library may be new enough
 set(KELO_MAC_PACKAGES ${CMAKE_BINARY_DIR}/packages)
 file(MAKE_DIRECTORY ${KELO_MAC_PACKAGES})
 foreach(package IN ITEMS CLI gmock gtest nlohmann)
