@@ -18,7 +18,7 @@ namespace {
 // The picture's measures, in pixels.
 constexpr double width = 1100;
 constexpr double left = 380;  // room for the names
-constexpr double right = 130; // and for the values
+constexpr double right = 170; // and for the values
 constexpr double top = 60;
 constexpr double rowHeight = 30;
 constexpr double barHeight = 10;
