@@ -147,8 +147,9 @@ class Build:
 
     def drop_lines(self, output):
         found = False
-        for path, line, kind, message in re.findall(r'^(/[^:\n]+):(\d+):\d+: (error|note): (.*)$', output, re.M):
-            path, line = os.path.relpath(path, self.source), int(line)
+        for path, line, kind, message in re.findall(r'^([^:\n]+):(\d+):\d+: (error|note): (.*)$', output, re.M):
+            # A compiler cache may name the files from the folder of the build.
+            path, line = os.path.relpath(os.path.join(self.binary, path), self.source), int(line)
             if path in self.dropped.keys() | set(self.paths) and (kind == 'error' or 'declared here' in message):
                 found = found or line not in self.dropped[path]
                 self.dropped[path].add(line)
