@@ -257,7 +257,7 @@ TEST_F(OnATerminal, ADumbTerminalGetsPlainLines) {
         EXPECT_TRUE(waitFor("added air"));
         EXPECT_THAT(sent, Not(HasSubstr("\033")));
         start({"watch"});
-        EXPECT_TRUE(waitFor("RPM, target 1200, range 1200...6000; automatic; chip cool"));
+        EXPECT_TRUE(waitFor("RPM, target 1200, range 1200...6000; automatic; chip cool")) << sent;
         terminal->type(ctrlC);
         expectCleanEnd(0);
         EXPECT_THAT(sent, Not(HasSubstr("\033")));

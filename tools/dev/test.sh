@@ -23,8 +23,11 @@ run_tests() {
   shift
   say "running the tests of the $preset preset"
   rm -rf "build/$preset/test-reports"
-  # Many more at once than there are processors: the tests with several processes spend their time waiting.
-  ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * 6))" --output-junit tests.xml "$@" \
+  # Many more at once than there are processors: the tests with several processes spend their time waiting. The
+  # sanitizers have them busy for longer.
+  local at_once=6
+  case $preset in asan | tsan) at_once=4 ;; esac
+  ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * at_once))" --output-junit tests.xml "$@" \
     | without_what_passed || status=$?
   tests_summary "$preset"
   [ $status -eq 0 ] || fail "not every test passed"
