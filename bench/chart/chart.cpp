@@ -1,13 +1,12 @@
 // Draws the figures that have a target, each as a share of it: what ends left of the line is within its target.
 //
-// usage: bench_chart JSON [BEFORE-JSON] >SVG: what ./dev bench has left, and perhaps what an earlier run had
+// usage: bench_chart JSON >SVG: what ./dev bench has left
 
 #include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -31,8 +30,6 @@ struct Row {
     double value;
 };
 
-using Values = std::map<std::string, double>;
-
 nlohmann::json read(const char* file) { return nlohmann::json::parse(std::ifstream(file)).at("figures"); }
 
 std::vector<Row> rowsOf(const nlohmann::json& figures) {
@@ -41,13 +38,6 @@ std::vector<Row> rowsOf(const nlohmann::json& figures) {
         if (figure.contains("target"))
             rows.push_back({figure["name"], figure["unit"], figure["target"], figure["value"]});
     return rows;
-}
-
-Values valuesOf(const nlohmann::json& figures) {
-    Values values;
-    for (const auto& figure : figures)
-        values[figure["name"]] = figure["value"].is_null() ? 0 : figure["value"].get<double>();
-    return values;
 }
 
 double x(double share) { return left + std::clamp(share, 0.0, longest) / longest * (width - left - right); }
@@ -78,19 +68,17 @@ std::string shortNumber(double value) {
     return digits;
 }
 
-std::string draw(const std::vector<Row>& rows, const Values& before) {
+std::string draw(const std::vector<Row>& rows) {
     const double height = top + rowHeight * static_cast<double>(rows.size()) + 20;
     std::ostringstream svg;
     svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\"" << height
         << "\" font-family=\"sans-serif\" font-size=\"12\">\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n"
-        << text(left, 24, "share of the target; grey: before", "font-weight=\"bold\"")
+        << text(left, 24, "share of the target", "font-weight=\"bold\"")
         << text(x(1), top - 8, "target", "text-anchor=\"middle\" fill=\"#555\"");
     double y = top;
     for (const auto& [name, unit, target, value] : rows) {
         const double share = shareOf(value, target);
         svg << text(left - 8, y + 14, name, "text-anchor=\"end\"");
-        if (const auto earlier = before.find(name); earlier != before.end())
-            svg << bar(y + barHeight, shareOf(earlier->second, target), "#bbb");
         svg << bar(y, share, share <= 1 ? "#2ca02c" : "#d62728")
             << text(width - right + 8, y + 14, shortNumber(value) + " of " + shortNumber(target) + " " + unit, "");
         y += rowHeight;
@@ -104,9 +92,9 @@ std::string draw(const std::vector<Row>& rows, const Values& before) {
 
 int main(int argc, char** argv) {
     try {
-        if (argc != 2 && argc != 3)
-            throw std::invalid_argument("usage: bench_chart JSON [BEFORE-JSON] >SVG");
-        std::cout << draw(rowsOf(read(argv[1])), argc == 3 ? valuesOf(read(argv[2])) : Values());
+        if (argc != 2)
+            throw std::invalid_argument("usage: bench_chart JSON >SVG");
+        std::cout << draw(rowsOf(read(argv[1])));
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_chart: %s\n", error.what());

@@ -1,8 +1,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <vector>
 
 #include "prove/soak/CountedMemory.h"
 #include "prove/soak/Crowd.h"

@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Tries settled.sh in a checkout that is thrown away.
+#
+# Run from the top of the repository.
+set -euo pipefail
+
+settled=$PWD/tests/support/settled.sh
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+mkdir "$folder/checkout"
+cd "$folder/checkout"
+git init --quiet
+unset KELO_EVERY_TEST
+
+# The test: counts its runs, and fails while there is a file "broken".
+cat >"$folder/test" <<TEST
+#!/bin/sh
+echo run >>"$folder/runs"
+[ ! -e broken ]
+TEST
+chmod +x "$folder/test"
+echo one >file
+
+# runs COUNT WHY: after one more try it has run so often.
+runs() {
+  "$settled" "$folder/passed" "$folder/test" >/dev/null || true
+  [ "$(wc -l <"$folder/runs")" -eq "$1" ] || { printf '%s\n' "$2"; exit 1; }
+}
+runs 1 'it does not run at first'
+runs 1 'it runs again with the same files'
+echo two >file
+runs 2 'it does not run although a file has changed'
+touch new
+runs 3 'it does not run although a file has come'
+touch broken
+runs 4 'it does not run although a file has come that breaks it'
+runs 5 'it counts as passed although it failed'
+if "$settled" "$folder/passed" "$folder/test" >/dev/null; then printf 'it hides a failure\n'; exit 1; fi
+rm broken
+runs 7 'it does not run once it could pass again'
+runs 7 'it runs again with the same files'
+echo '# changed' >>"$folder/test"
+runs 8 'it does not run although the program has changed'
+KELO_EVERY_TEST=1 runs 9 'it does not run although every test is wanted'
+rm -rf .git
+runs 10 'it does not run without a checkout'
