@@ -19,11 +19,12 @@ namespace kelo {
 /// them. That is as good as reading it again, on a file system that keeps its times:
 /// - Every change of a file, and a new file in its place with the same inode, moves the time of change to the present.
 ///   Nobody but the superuser, by way of the system's clock, can put another time there.
-/// - Times are coarse: two changes within a clock's tick look like one. So an executable counts only as `settled` if its
-///   last change was some seconds ago when it was judged, and it must look the same before and after it was read. What
-///   changes it later then shows.
-/// - A mapping through which a file was changed before can change it once more without moving its times. The kernel does
-///   not let a file run while anybody has it open for writing, though, and a peer's executable runs when it is judged.
+/// - Times are coarse: two changes within a clock's tick look like one. So an executable counts only as `settled` if
+///   its last change was some seconds ago when it was judged, and it must look the same before and after it was read.
+///   What changes it later then shows.
+/// - A mapping through which a file was changed before can change it once more without moving its times. The kernel
+///   does not let a file run while anybody has it open for writing, though, and a peer's executable runs when it is
+///   judged.
 /// - A file system that serves other bytes each time it is asked deceives a reader as well.
 ///
 /// Only accepted signatures are remembered, and the last few of them. Any thread.
