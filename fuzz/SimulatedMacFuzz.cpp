@@ -1,5 +1,6 @@
 // The input as all that three programs say to one simulated Mac. Each piece is a byte for who speaks, two for the
-// length of what is said, and that: a record for the controller if it is as long as one, a call otherwise.
+// length of what is said, and that: a record for the controller if it is as long as one, a look at the lid if it is as
+// long as that, and a call otherwise.
 
 #include <algorithm>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "fuzz/FuzzTarget.h"
+#include "simulator/link/LidLink.h"
 #include "simulator/server/CallHandlers.h"
 #include "tests/support/VirtualQueue.h"
 
@@ -46,6 +48,9 @@ public:
             handlers_.exchange(caller, record);
             return;
         }
+        if (bytes.size() == kelo::LidLink::question.size())
+            return mustHold(kelo::LidLink::decode(kelo::LidLink::encode(handlers_.lid())).has_value(),
+                            "the lid can be seen");
         try {
             if (const auto answer = handlers_.perform(caller, calls::decodeCall(bytes)))
                 mustBeReadable(*answer);

@@ -11,8 +11,7 @@
 #include "core/smc/SMCKeyData.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "simulator/link/ControllerLink.h"
-#include "simulator/link/HardwareCalls.h"
-#include "simulator/link/HardwareLink.h"
+#include "simulator/link/LidLink.h"
 
 namespace kelo::bench {
 
@@ -22,8 +21,8 @@ public:
     /// `folder` is borrowed, the simulated Mac's.
     explicit BareMac(int folder)
         : controller_(unix_socket::connect(folder, ControllerLink::socketName)),
-          hardware_(unix_socket::connect(folder, HardwareLink::socketName)) {
-        if (!controller_.isValid() || !hardware_.isValid())
+          lid_(unix_socket::connect(folder, LidLink::socketName)) {
+        if (!controller_.isValid() || !lid_.isValid())
             std::abort();
     }
 
@@ -67,15 +66,14 @@ private:
     }
 
     void readLid() const {
-        std::array<std::uint8_t, 128> answer;
-        if (send(hardware_.get(), lidCall_.data(), lidCall_.size(), MSG_NOSIGNAL) < 0 ||
-            recv(hardware_.get(), answer.data(), answer.size(), 0) <= 0)
+        LidLink::Answer answer;
+        if (send(lid_.get(), LidLink::question.data(), LidLink::question.size(), MSG_NOSIGNAL) < 0 ||
+            recv(lid_.get(), answer.data(), answer.size(), 0) != sizeof answer)
             std::abort();
     }
 
-    const std::vector<std::uint8_t> lidCall_ = encode(hardware_calls::AnyCall(hardware_calls::ReadClamshell{}));
     FileDescriptor controller_;
-    FileDescriptor hardware_;
+    FileDescriptor lid_;
 };
 
 } // namespace kelo::bench

@@ -86,7 +86,6 @@ void readMember(const Message& member, std::vector<std::uint8_t>& bytes) {
     }
 
 KELO_MEMBERS(Refused, sentence)
-KELO_MEMBERS(ClamshellState, state)
 KELO_MEMBERS(FanState, index, currentRPM, minRPM, maxRPM, targetRPM, isManual)
 KELO_MEMBERS(Write, time, key, bytes)
 KELO_MEMBERS(MacState, fans, temperatures, lidClosed, asleep, powerClients, load, time, writes)

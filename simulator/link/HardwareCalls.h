@@ -14,7 +14,8 @@
 namespace kelo {
 
 /// The calls to the simulated Mac and its answers, each as a type with its name on the wire. The members have the same
-/// names on the wire as here. Exchanges with the controller have a connection of their own, `ControllerLink`.
+/// names on the wire as here. What a hold does on every tick has connections of its own, `ControllerLink` and
+/// `LidLink`.
 namespace hardware_calls {
 
 // --- what the Mac says
@@ -27,11 +28,6 @@ struct Done {
 struct Refused {
     static constexpr auto name = "refused";
     std::string sentence; ///< Says why.
-};
-
-struct ClamshellState {
-    static constexpr auto name = "clamshellState";
-    ClamshellProperty state;
 };
 
 struct FanState {
@@ -79,14 +75,9 @@ struct PowerAnnouncement {
     std::int64_t notificationID = 0;
 };
 
-using AnyAnswer = std::variant<Done, Refused, ClamshellState, MacState, SleepReport, PowerAnnouncement>;
+using AnyAnswer = std::variant<Done, Refused, MacState, SleepReport, PowerAnnouncement>;
 
 // --- what the helper says
-
-struct ReadClamshell {
-    using Answer = ClamshellState;
-    static constexpr auto name = "readClamshell";
-};
 
 /// Announcements come over this connection from the answer on.
 struct RegisterForPower {
@@ -198,9 +189,8 @@ struct ClearFaults {
     static constexpr auto name = "clearFaults";
 };
 
-using AnyCall =
-    std::variant<ReadClamshell, RegisterForPower, AllowPowerChange, Show, SetLid, Sleep, Wake, SetLoad, SetKey,
-                 Interfere, FailExchange, AnswerWith, ReportSize, ReportType, RemoveKey, AnswerSlowly, ClearFaults>;
+using AnyCall = std::variant<RegisterForPower, AllowPowerChange, Show, SetLid, Sleep, Wake, SetLoad, SetKey, Interfere,
+                             FailExchange, AnswerWith, ReportSize, ReportType, RemoveKey, AnswerSlowly, ClearFaults>;
 
 // --- the wire
 

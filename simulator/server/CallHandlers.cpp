@@ -40,8 +40,6 @@ void CallHandlers::forget(const Caller& caller) {
 
 // --- what the helper says
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const ReadClamshell&) { return ClamshellState{lid_}; }
-
 CallHandlers::Answer CallHandlers::handle(Caller& caller, const RegisterForPower&) {
     if (caller.powerClient)
         return Refused{"This connection is registered already."};

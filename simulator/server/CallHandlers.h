@@ -37,6 +37,7 @@ public:
     std::optional<SMCKeyData> exchange(const Caller& caller, const SMCKeyData& request) {
         return mac_.exchange(request, caller.isRoot);
     }
+    const ClamshellProperty& lid() const { return lid_; }
     /// Seconds by which each exchange is to be answered late; the caller's business.
     double exchangeDelay() const { return exchangeDelay_; }
 
@@ -44,7 +45,6 @@ public:
     void forget(const Caller& caller);
 
 private:
-    Answer handle(Caller& caller, const hardware_calls::ReadClamshell& call);
     Answer handle(Caller& caller, const hardware_calls::RegisterForPower& call);
     Answer handle(Caller& caller, const hardware_calls::AllowPowerChange& call);
     Answer handle(Caller& caller, const hardware_calls::Show& call);

@@ -14,6 +14,7 @@
 #include "platform/linux/socket/UnixSocket.h"
 #include "simulator/link/ControllerLink.h"
 #include "simulator/link/HardwareLink.h"
+#include "simulator/link/LidLink.h"
 
 namespace kelo {
 
@@ -41,18 +42,14 @@ std::optional<uid_t> userOf(int socket) {
 /// Whoever runs the simulated Mac is its superuser, and so is the system's superuser.
 bool isRoot(uid_t user) { return user == 0 || user == geteuid(); }
 
-/// Calls open to everyone: those that only look. Sleep waits for who has registered for it, so that is not open.
-bool isForAnybody(const AnyCall& call) {
-    return std::holds_alternative<ReadClamshell>(call) || std::holds_alternative<Show>(call);
-}
-
 } // namespace
 
 HardwareServer::HardwareServer(EventLoop& loop, int folder, const Profile& profile, double heatSpeed, double clockSpeed)
     : loop_(loop), handlers_(loop, stopwatch(clockSpeed), profile, heatSpeed),
       controller_{unix_socket::listen(folder, ControllerLink::socketName), &HardwareServer::readRecord, nullptr},
+      lid_{unix_socket::listen(folder, LidLink::socketName), &HardwareServer::readLook, nullptr},
       calls_{unix_socket::listen(folder, HardwareLink::socketName), &HardwareServer::readCall, nullptr} {
-    for (auto* door : {&controller_, &calls_})
+    for (auto* door : {&controller_, &lid_, &calls_})
         watch(*door);
 }
 
@@ -151,9 +148,19 @@ void HardwareServer::sendLateReply(int id, std::optional<SMCKeyData> reply) {
     sendReply(id, reply);
 }
 
+/// Anybody may.
+void HardwareServer::readLook(int id) {
+    std::array<std::uint8_t, LidLink::question.size()> question;
+    const auto received = unix_socket::receive(connections_.at(id).socket.get(), question);
+    if (std::holds_alternative<unix_socket::Ended>(received))
+        return drop(id);
+    if (std::holds_alternative<unix_socket::Bytes>(received))
+        send(id, LidLink::encode(handlers_.lid()));
+}
+
 CallHandlers::Answer HardwareServer::answerTo(Caller& caller, std::span<const std::uint8_t> bytes) try {
     const auto call = decodeCall(bytes);
-    if (!caller.isRoot && !isForAnybody(call))
+    if (!caller.isRoot && !std::holds_alternative<Show>(call)) // anybody may look
         return Refused{"Only whoever runs the simulated Mac can do that."};
     return handlers_.perform(caller, call);
 } catch (const std::exception& error) { // not a valid call, or on an invalid key

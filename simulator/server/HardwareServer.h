@@ -16,8 +16,8 @@
 namespace kelo {
 
 /// The simulated Mac as a process: takes calls from the helper, and from programs that drive the Mac, over a socket in
-/// its folder, and exchanges with the controller over another; checks who may make them, and sends the answers. One
-/// thread.
+/// its folder, and exchanges with the controller and looks at the lid over others; checks who may make them, and sends
+/// the answers. One thread.
 class HardwareServer {
 public:
     /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.
@@ -57,6 +57,7 @@ private:
     /// None when there is nothing to answer at once.
     CallHandlers::Answer answerTo(Caller& caller, std::span<const std::uint8_t> bytes);
     void readRecord(int id);
+    void readLook(int id);
     void sendReply(int id, const std::optional<SMCKeyData>& reply);
     void sendLateReply(int id, std::optional<SMCKeyData> reply);
     /// Does nothing when the connection has ended.
@@ -66,6 +67,7 @@ private:
     EventLoop& loop_;
     CallHandlers handlers_;
     Door controller_;
+    Door lid_;
     Door calls_;
     std::map<int, Connection> connections_; ///< By a number that is never reused.
     int nextConnection_ = 1;

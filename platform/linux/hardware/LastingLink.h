@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// A link to the simulated Mac, a `HardwareLink` or a `ControllerLink`, that is made anew after a call that failed, so
+/// A link to the simulated Mac, a `ControllerLink` or a `LidLink`, that is made anew after a call that failed, so
 /// that a Mac that hung or was restarted is there again. One thread.
 template <typename Link>
 class LastingLink {

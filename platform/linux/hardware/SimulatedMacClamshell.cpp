@@ -3,8 +3,7 @@
 namespace kelo {
 
 ClamshellProperty SimulatedMacClamshell::clamshellState() {
-    const auto answer = link_.call(hardware_calls::ReadClamshell{});
-    return answer ? answer->state : ClamshellProperty();
+    return link_.call(LidLink::Look{}).value_or(ClamshellProperty());
 }
 
 } // namespace kelo

@@ -2,7 +2,7 @@
 
 #include "core/hold/Clamshell.h"
 #include "platform/linux/hardware/LastingLink.h"
-#include "simulator/link/HardwareLink.h"
+#include "simulator/link/LidLink.h"
 
 namespace kelo {
 
@@ -15,7 +15,7 @@ public:
     ClamshellProperty clamshellState() override;
 
 private:
-    LastingLink<HardwareLink> link_;
+    LastingLink<LidLink> link_;
 };
 
 } // namespace kelo

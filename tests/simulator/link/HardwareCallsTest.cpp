@@ -22,7 +22,6 @@ WireForms<AnyCall> calls() {
     const Message none = Message::object();
     const Message null;
     return {
-        {ReadClamshell{}, {{"readClamshell", none}}},
         {RegisterForPower{}, {{"registerForPower", none}}},
         {AllowPowerChange{1LL << 40}, {{"allowPowerChange", {{"notificationID", 1LL << 40}}}}},
         {Show{}, {{"show", none}}},
@@ -59,7 +58,6 @@ WireForms<AnyAnswer> answers() {
     return {
         {Done{}, {{"done", Message::object()}}},
         {Refused{"It is late."}, {{"refused", {{"sentence", "It is late."}}}}},
-        {ClamshellState{false}, {{"clamshellState", {{"state", false}}}}},
         {MacState{{fan}, {{"Tp09", 45.5}}, true, true, 2, 0.5, 2, {{1.5, "F0Md", {1, 255}}}},
          {{"macState",
            {{"fans", Message::array({fanOnTheWire})},

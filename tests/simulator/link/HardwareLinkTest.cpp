@@ -34,9 +34,9 @@ TEST_F(HardwareLinkTest, ThereIsNoLinkWithoutAMac) {
 }
 
 TEST_F(HardwareLinkTest, ACallIsHeardAndItsAnswerReturned) {
-    mac.say(ClamshellState{true});
-    EXPECT_EQ(link->call(ReadClamshell{}).state, ClamshellProperty(true));
-    EXPECT_TRUE(std::holds_alternative<ReadClamshell>(mac.hear()));
+    mac.say(MacState{.load = 0.5});
+    EXPECT_EQ(link->call(Show{}).load, 0.5);
+    EXPECT_TRUE(std::holds_alternative<Show>(mac.hear()));
 }
 
 TEST_F(HardwareLinkTest, ARefusalIsThrownAsItsSentenceAndTheNextCallIsAnswered) {
@@ -54,7 +54,7 @@ TEST_F(HardwareLinkTest, NothingWorksAfterAnAnswerThatCannotBeUnderstood) {
 }
 
 TEST_F(HardwareLinkTest, NothingWorksAfterAnAnswerToSomethingElse) {
-    mac.say(ClamshellState{true});
+    mac.say(SleepReport{});
     mac.say(Done{});
     EXPECT_EQ(failure(), "The simulated Mac answered something else.");
     EXPECT_EQ(failure(), "The simulated Mac has gone.");

@@ -52,7 +52,7 @@ protected:
         isWithoutRoom = false;
         watchesToRefuse = 0;
     }
-    bool isServing() const { return mac.refusal(hardware_calls::ReadClamshell{}).empty(); }
+    bool isServing() const { return mac.refusal(hardware_calls::Show{}).empty(); }
     /// Until the kernel has refused so many connections from now.
     static void waitForRefusals(int count) {
         for (const int seen = refusedConnections; refusedConnections < seen + count;)
@@ -70,7 +70,7 @@ TEST_F(HardwareServerWithoutRoom, ItTriesAgainAfterAPauseAndServesWhoeverHasWait
     waitForRefusals(3);
     EXPECT_GE(std::chrono::steady_clock::now() - start, 150ms); // a loop without pauses takes microseconds
     isWithoutRoom = false;
-    EXPECT_NO_THROW(link->call(hardware_calls::ReadClamshell{}));
+    EXPECT_NO_THROW(link->call(hardware_calls::Show{}));
 }
 
 TEST_F(HardwareServerWithoutRoom, ItAcceptsAgainThoughTheKernelRefusedToWatchItsSocketOnce) {
@@ -81,17 +81,17 @@ TEST_F(HardwareServerWithoutRoom, ItAcceptsAgainThoughTheKernelRefusedToWatchIts
     while (watchesToRefuse > 0)
         std::this_thread::sleep_for(1ms);
     isWithoutRoom = false;
-    EXPECT_NO_THROW(link->call(hardware_calls::ReadClamshell{}));
+    EXPECT_NO_THROW(link->call(hardware_calls::Show{}));
 }
 
 TEST_F(HardwareServerWithoutRoom, AConnectionThatCannotBeWatchedIsDroppedAndOthersAreServed) {
     const auto served = HardwareLink::connect(mac.folder());
-    EXPECT_NO_THROW(served->call(hardware_calls::ReadClamshell{}));
+    EXPECT_NO_THROW(served->call(hardware_calls::Show{}));
     watchesToRefuse = 1;
     EXPECT_FALSE(isServing());
     EXPECT_EQ(watchesToRefuse, 0);
     EXPECT_TRUE(isServing());
-    EXPECT_NO_THROW(served->call(hardware_calls::ReadClamshell{}));
+    EXPECT_NO_THROW(served->call(hardware_calls::Show{}));
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include "platform/linux/socket/Message.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "simulator/link/ControllerLink.h"
+#include "simulator/link/LidLink.h"
 #include "tests/support/MacUnderTest.h"
 
 namespace kelo {
@@ -110,6 +111,16 @@ TEST_F(HardwareServerTest, WhoeverSendsTheControllerAnythingButARecordIsDroppedA
     }
 }
 
+TEST_F(HardwareServerTest, WhoeverSendsTheLidMoreThanAQuestionIsDroppedAndNobodyElse) {
+    const auto link = LidLink::connect(mac.folder());
+    const auto socket = unix_socket::connect(mac.folder(), LidLink::socketName);
+    EXPECT_EQ(unix_socket::send(socket.get(), std::vector<std::uint8_t>(2)), unix_socket::Sent::whole);
+    LidLink::Answer answer;
+    EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(socket.get(), answer)));
+    mac.drive(SetLid{true});
+    EXPECT_EQ(link->call({}), ClamshellProperty(true));
+}
+
 TEST_F(HardwareServerTest, WhoeverDoesNotAwaitALateReplyIsDroppedAndNobodyElseWaitsForIt) {
     mac.drive(AnswerSlowly{60});
     const auto socket = unix_socket::connect(mac.folder(), ControllerLink::socketName);
@@ -179,7 +190,7 @@ TEST_F(HardwareServerTest, SomebodyWithoutRightsMayLookButNotDrive) {
     as(nobody, [this] {
         EXPECT_TRUE(isServing());
         EXPECT_NO_THROW(ControllerLink::connect(mac.folder())->call({}));
-        EXPECT_EQ(mac.refusal(ReadClamshell{}), "");
+        EXPECT_EQ(LidLink::connect(mac.folder())->call({}), ClamshellProperty(false));
     });
     const AnyCall drives[] = {SetLid{true}, Sleep{},        Wake{},        SetLoad{1},        SetKey{},
                               Interfere{},  FailExchange{}, AnswerWith{},  ReportSize{},      ReportType{},
@@ -224,7 +235,7 @@ protected:
     }
     static bool isServed(HardwareLink& link) {
         try {
-            link.call(ReadClamshell{});
+            link.call(Show{});
             return true;
         } catch (const CallFailed&) {
             return false;

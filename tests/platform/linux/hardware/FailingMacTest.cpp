@@ -70,12 +70,13 @@ TEST(FailingMacTest, AnExchangeThatFailsAtThePlatformsLevelLeavesTheConnectionOf
 }
 
 TEST(FailingMacTest, TheLidIsAbsentAfterNonsenseAndReadFromTheNextMac) {
-    ScriptedMac mac;
+    ScriptedMac mac(LidLink::socketName);
     SimulatedMacClamshell clamshell(mac.folder());
     const auto state = [&] { return clamshell.clamshellState(); };
-    for (const auto& bytes : nonsense())
+    for (const auto& bytes : {Bytes(1), Bytes(8), Bytes(9, 4)})
         EXPECT_EQ(mac.during(bytes, state), ClamshellProperty());
-    EXPECT_EQ(mac.during(encode(AnyAnswer(ClamshellState{true})), state), ClamshellProperty(true));
+    const auto closed = LidLink::encode(true);
+    EXPECT_EQ(mac.during({closed.begin(), closed.end()}, state), ClamshellProperty(true));
 }
 
 /// Waits long enough for a busy machine, and briefly for a Mac that says nothing.
@@ -99,8 +100,8 @@ protected:
     ScriptedMac mac{ControllerLink::socketName};
     SimulatedMacExchange exchange{mac.folder(), shortTimeouts};
     const std::uint32_t connection = exchange.open();
-    ScriptedMac callsMac;
-    SimulatedMacClamshell clamshell{callsMac.folder(), shortTimeouts};
+    ScriptedMac lidMac{LidLink::socketName};
+    SimulatedMacClamshell clamshell{lidMac.folder(), shortTimeouts};
 };
 
 TEST_F(HangingMacTest, TheExchangeAfterOneThatWasNotAnsweredInTimeIsAnswered) {
@@ -160,7 +161,7 @@ TEST_F(HangingMacTest, TheLidOfAMacThatHungIsWaitedForBriefly) {
 
 TEST_F(HangingMacTest, AMacThatAcceptsNobodyKeepsNobodyWaitingForLong) {
     const auto waiting = mac.fillBacklog();
-    const auto alsoWaiting = callsMac.fillBacklog();
+    const auto alsoWaiting = lidMac.fillBacklog();
     SimulatedMacExchange other(mac.folder(), shortTimeouts);
     EXPECT_LT(durationOf([&] { EXPECT_EQ(other.open(), 0U); }), shortTimeouts.answer);
     EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
