@@ -25,7 +25,8 @@ std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std
 
 LinuxPlatform::LinuxPlatform(const ConnectionLimits& limits)
     : limits_(limits), exchange_(hardware_), rights_(folder_), power_(hardware_, loop_), clamshell_(hardware_),
-      files_(loop_), signals_(loop_), anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
+      files_(loop_, InotifyFileEvents::Urgency::urgent), signals_(loop_),
+      anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
       signing_(anchor_, [](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
       platform_(assemble()) {}
 

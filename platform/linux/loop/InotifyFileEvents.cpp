@@ -15,6 +15,8 @@
 namespace kelo {
 namespace {
 
+using Urgency = InotifyFileEvents::Urgency;
+
 constexpr const char* ownExecutableLink = "/proc/self/exe";
 
 /// After an event the kernel may still take a while to remove the name: the seconds from each check to the next.
@@ -24,13 +26,8 @@ constexpr double lookInterval = 10; // seconds, where the kernel sends no events
 
 class InotifySource : public FileEventSource {
 public:
-    InotifySource(EventLoop& loop, FileDescriptor inotify, std::function<void()> onEvent)
-        : loop_(loop), inotify_(std::move(inotify)), onEvent_(std::move(onEvent)),
-          // A helper that was replaced leaves: that waits for no task that is queued.
-          watch_(loop.watchUrgent(inotify_.get(), [this] {
-              drain();
-              look(0);
-          })) {}
+    InotifySource(EventLoop& loop, Urgency urgency, FileDescriptor inotify, std::function<void()> onEvent)
+        : loop_(loop), inotify_(std::move(inotify)), onEvent_(std::move(onEvent)), watch_(watch(urgency)) {}
 
     void cancel() override {
         watch_.reset();
@@ -38,6 +35,15 @@ public:
     }
 
 private:
+    std::unique_ptr<DescriptorWatch> watch(Urgency urgency) {
+        auto onReadable = [this] {
+            drain();
+            look(0);
+        };
+        return urgency == Urgency::urgent ? loop_.watchUrgent(inotify_.get(), onReadable)
+                                          : loop_.watch(inotify_.get(), EventLoop::Readiness::readable, onReadable);
+    }
+
     /// The content of the events does not matter: the handler looks at the path.
     void drain() {
         alignas(inotify_event) char events[4096];
@@ -97,7 +103,7 @@ std::unique_ptr<FileEventSource> InotifyFileEvents::watch(const std::string& pat
     try {
         if (inotify.isValid() &&
             inotify_add_watch(inotify.get(), path.c_str(), IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF) >= 0)
-            return std::make_unique<InotifySource>(loop_, std::move(inotify), onEvent);
+            return std::make_unique<InotifySource>(loop_, urgency_, std::move(inotify), onEvent);
     } catch (const std::system_error&) { // the kernel has no room for another watch
     }
     return std::make_unique<TimedSource>(loop_, std::move(onEvent));

@@ -17,8 +17,12 @@ class EventLoop;
 /// path says, and every event is followed by a few more checks, for a file that keeps another of its names.
 class InotifyFileEvents : public FileEvents {
 public:
+    /// Urgent events wait for no task that is queued, at the cost of a system call for each task. A helper that was
+    /// replaced leaves whatever is queued.
+    enum class Urgency { urgent, ordinary };
+
     /// `loop` is borrowed.
-    explicit InotifyFileEvents(EventLoop& loop) : loop_(loop) {}
+    InotifyFileEvents(EventLoop& loop, Urgency urgency) : loop_(loop), urgency_(urgency) {}
 
     /// None also when the executable no longer has a name at the time of the call.
     std::optional<std::string> ownExecutable() override;
@@ -28,6 +32,7 @@ public:
 
 private:
     EventLoop& loop_;
+    const Urgency urgency_;
 };
 
 } // namespace kelo

@@ -71,6 +71,22 @@ pid_t senderOf(msghdr& header) {
     return credentials.pid;
 }
 
+/// Receives a message by `call`, which returns its whole length.
+template <typename Call>
+Received receiveBy(const Call& call, std::span<std::uint8_t> buffer) {
+    ssize_t length = 0;
+    // A peer that has gone without reading everything is reported once, before what it sent until then.
+    do
+        length = call();
+    while (length < 0 && (errno == EINTR || errno == ECONNRESET));
+    if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        return WouldBlock{};
+    // An empty message cannot be distinguished from the end of the connection.
+    if (length <= 0 || static_cast<std::size_t>(length) > buffer.size())
+        return Ended{};
+    return buffer.first(static_cast<std::size_t>(length));
+}
+
 } // namespace
 
 std::string pathOf(int folder, const std::string& name) {
@@ -117,28 +133,26 @@ FileDescriptor connect(int folder, const std::string& name, std::chrono::millise
     return socket;
 }
 
-Received receive(int socket, std::span<std::uint8_t> buffer, pid_t* sender) {
+Received receive(int socket, std::span<std::uint8_t> buffer) {
+    return receiveBy([&] { return recv(socket, buffer.data(), buffer.size(), MSG_TRUNC); }, buffer);
+}
+
+Received receive(int socket, std::span<std::uint8_t> buffer, pid_t& sender) {
     iovec content{.iov_base = buffer.data(), .iov_len = buffer.size()};
     // Room for the sender and nothing else: descriptors that come along find none, and are closed by the kernel.
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
     msghdr header{};
     header.msg_iov = &content;
     header.msg_iovlen = 1;
-    ssize_t length = 0;
-    // A peer that has gone without reading everything is reported once, before what it sent until then.
-    do {
-        header.msg_control = sender == nullptr ? nullptr : control;
-        header.msg_controllen = sender == nullptr ? 0 : sizeof control;
-        length = recvmsg(socket, &header, MSG_TRUNC | MSG_CMSG_CLOEXEC);
-    } while (length < 0 && (errno == EINTR || errno == ECONNRESET));
-    if (length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-        return WouldBlock{};
-    // An empty message cannot be distinguished from the end of the connection.
-    if (length <= 0 || static_cast<std::size_t>(length) > buffer.size())
-        return Ended{};
-    if (sender != nullptr)
-        *sender = senderOf(header);
-    return buffer.first(static_cast<std::size_t>(length));
+    const auto received = receiveBy(
+        [&] {
+            header.msg_control = control;
+            header.msg_controllen = sizeof control;
+            return recvmsg(socket, &header, MSG_TRUNC | MSG_CMSG_CLOEXEC);
+        },
+        buffer);
+    sender = std::holds_alternative<Bytes>(received) ? senderOf(header) : 0;
+    return received;
 }
 
 Sent send(int socket, Bytes message) {

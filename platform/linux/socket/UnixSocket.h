@@ -39,9 +39,11 @@ using Bytes = std::span<const std::uint8_t>;
 using Received = std::variant<Bytes, WouldBlock, Ended>;
 
 /// Receives one message of 1 to `buffer.size()` bytes; what is returned is in `buffer`. Descriptors that come with it
-/// are dropped. `sender`, if given, receives the id of the sending process, on a connection that was accepted; 0 when
-/// it is unknown.
-Received receive(int socket, std::span<std::uint8_t> buffer, pid_t* sender = nullptr);
+/// are dropped.
+Received receive(int socket, std::span<std::uint8_t> buffer);
+
+/// The same on a connection that was accepted; `sender` becomes the id of the sending process, 0 when it is unknown.
+Received receive(int socket, std::span<std::uint8_t> buffer, pid_t& sender);
 
 enum class Sent { whole, wouldBlock, failed };
 Sent send(int socket, Bytes message);

@@ -3,8 +3,10 @@
 #include <sys/types.h>
 
 #include <optional>
+#include <utility>
 
 #include "core/watch/FileEvents.h"
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 
@@ -15,7 +17,7 @@ namespace kelo {
 class AdmittedPeer {
 public:
     /// To be called before the peer's signature is checked: from here on it must keep running the same executable. None
-    /// when the peer has gone.
+    /// when the peer has gone, or no descriptor is left.
     static std::optional<AdmittedPeer> of(int socket);
 
     pid_t process() const { return process_; }
@@ -25,11 +27,12 @@ public:
     bool hasSent(pid_t sender) const;
 
 private:
-    AdmittedPeer(pid_t process, uid_t user, FileIdentity executable)
-        : process_(process), user_(user), executable_(executable) {}
+    AdmittedPeer(pid_t process, uid_t user, FileDescriptor folder, FileIdentity executable)
+        : process_(process), user_(user), folder_(std::move(folder)), executable_(executable) {}
 
     pid_t process_;
     uid_t user_;
+    FileDescriptor folder_; ///< In /proc; of this process, even when another one has its number.
     FileIdentity executable_;
 };
 

@@ -11,8 +11,8 @@
 namespace kelo {
 
 SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket,
-                                                   const AdmittedPeer& peer, ConnectionPlaces::Place place)
-    : loop_(std::move(loop)), socket_(std::move(socket)), peer_(peer), place_(std::move(place)) {}
+                                                   AdmittedPeer peer, ConnectionPlaces::Place place)
+    : loop_(std::move(loop)), socket_(std::move(socket)), peer_(std::move(peer)), place_(std::move(place)) {}
 
 SocketIncomingConnection::~SocketIncomingConnection() = default;
 
@@ -47,7 +47,7 @@ void SocketIncomingConnection::startReading() {
 void SocketIncomingConnection::readRequests() {
     pid_t sender = 0;
     std::array<std::uint8_t, request_messages::maximumRequestSize> buffer;
-    const auto received = unix_socket::receive(socket_.get(), buffer, &sender);
+    const auto received = unix_socket::receive(socket_.get(), buffer, sender);
     if (std::holds_alternative<unix_socket::WouldBlock>(received))
         return;
     const auto* bytes = std::get_if<unix_socket::Bytes>(&received);

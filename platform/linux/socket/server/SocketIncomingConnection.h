@@ -27,7 +27,7 @@ class SocketIncomingConnection : public IncomingConnection,
 public:
     /// `socket` is non-blocking and receives the sender of each message (SO_PASSCRED). The place is held until this is
     /// destroyed.
-    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, const AdmittedPeer& peer,
+    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, AdmittedPeer peer,
                              ConnectionPlaces::Place place);
     ~SocketIncomingConnection() override;
 

@@ -23,7 +23,8 @@ constexpr double acceptPause = 0.1; // seconds to wait when the system has no re
 SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer,
                                std::function<void(const std::string&)> onRefusal, const ConnectionLimits& limits)
     : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), limits_(limits),
-      loop_(std::make_shared<EventLoop>()), refusals_(*loop_, std::move(onRefusal)), files_(*loop_) {}
+      loop_(std::make_shared<EventLoop>()), refusals_(*loop_, std::move(onRefusal)),
+      files_(*loop_, InotifyFileEvents::Urgency::ordinary) {}
 
 SocketListener::~SocketListener() { stop(); }
 
@@ -110,11 +111,12 @@ void SocketListener::startAccepting() {
 
 /// First the limits, then the signature, then the admission; a peer that fails one is dropped without a reply.
 void SocketListener::consider(FileDescriptor socket) {
-    const auto peer = AdmittedPeer::of(socket.get());
+    auto peer = AdmittedPeer::of(socket.get());
     auto place = peer ? places_->take(peer->process()) : nullptr;
     if (const auto reason = reasonToRefuse(socket.get(), peer, place != nullptr))
         return refusals_.add(*reason);
-    auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), *peer, std::move(place));
+    auto connection =
+        std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), std::move(*peer), std::move(place));
     connection->onEnd([this, weak = std::weak_ptr(connection)] { connections_.erase(weak.lock()); });
     if (admission_(*connection))
         connections_.insert(std::move(connection));

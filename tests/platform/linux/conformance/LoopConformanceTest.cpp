@@ -51,6 +51,7 @@ private:
     SignalfdSignals signals_{under_.loop};
 };
 
+template <InotifyFileEvents::Urgency urgency>
 class InotifyHarness : public RealFolder {
 public:
     FileEvents& fileEvents() { return fileEvents_; }
@@ -59,12 +60,15 @@ public:
 
 private:
     LoopUnderTest under_;
-    InotifyFileEvents fileEvents_{under_.loop};
+    InotifyFileEvents fileEvents_{under_.loop, urgency};
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, MainQueueConformance, EventLoopHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, SignalsConformance, SignalDescriptorsHarness);
-INSTANTIATE_TYPED_TEST_SUITE_P(Linux, FileEventsConformance, InotifyHarness);
+using Urgent = InotifyHarness<InotifyFileEvents::Urgency::urgent>;
+using Ordinary = InotifyHarness<InotifyFileEvents::Urgency::ordinary>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, FileEventsConformance, Urgent);
+INSTANTIATE_TYPED_TEST_SUITE_P(LinuxInOrder, FileEventsConformance, Ordinary);
 
 } // namespace
 } // namespace kelo

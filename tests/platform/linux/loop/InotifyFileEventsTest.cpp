@@ -42,7 +42,7 @@ protected:
     TemporaryFolder folder;
     std::filesystem::path file = folder / "helper";
     EventLoop loop;
-    InotifyFileEvents events{loop};
+    InotifyFileEvents events{loop, InotifyFileEvents::Urgency::urgent};
     int replacements = 0;
     std::unique_ptr<BinaryWatch> watch;
 };
@@ -149,7 +149,7 @@ TEST(InotifyFileEvents, AnEventIsFollowedByLooksForAWhile) {
     writeFile(folder / "helper", "");
     VirtualLoopTime time;
     EventLoop loop(time);
-    InotifyFileEvents events(loop);
+    InotifyFileEvents events(loop, InotifyFileEvents::Urgency::urgent);
     const auto start = time.now();
     std::vector<double> looks;
     const auto source = events.watch(
@@ -168,7 +168,7 @@ TEST(InotifyFileEvents, ASourceThatIsCancelledLooksNoMore) {
     writeFile(folder / "helper", "");
     VirtualLoopTime time;
     EventLoop loop(time);
-    InotifyFileEvents events(loop);
+    InotifyFileEvents events(loop, InotifyFileEvents::Urgency::urgent);
     int looks = 0;
     std::unique_ptr<FileEventSource> source;
     source = events.watch(folder / "helper", [&] {
@@ -202,7 +202,7 @@ TEST(InotifyFileEvents, AReplacementIsNoticedWithoutInotifyTooALittleLater) {
     writeFile(folder / "helper", "old");
     VirtualLoopTime time;
     EventLoop loop(time);
-    InotifyFileEvents events(loop);
+    InotifyFileEvents events(loop, InotifyFileEvents::Urgency::urgent);
     int replacements = 0;
     std::optional<BinaryWatch> watch;
     {
@@ -272,7 +272,7 @@ private:
     TemporaryFolder folder_;
     std::filesystem::path file_ = folder_ / "helper";
     EventLoop loop_;
-    InotifyFileEvents events_{loop_};
+    InotifyFileEvents events_{loop_, InotifyFileEvents::Urgency::urgent};
     std::counting_semaphore<> toDelete_{0};
     std::atomic<bool> isOver_ = false;
 };
