@@ -1,8 +1,6 @@
 #include "platform/linux/socket/Message.h"
 
 #include <array>
-#include <set>
-#include <string_view>
 
 namespace kelo {
 namespace {
@@ -11,13 +9,13 @@ namespace {
 constexpr std::size_t usualSize = 256;
 
 /// Looks through the bytes before the library does. Its parser is recursive, for texts in pieces too, so a peer would
-/// decide how deep it goes; and of two members with the same name it would silently keep one. What the library's
-/// encoder never writes, indefinite lengths and tags, does not pass.
+/// decide how deep it goes; and of two members with the same name it silently keeps one, which is why they are counted.
+/// What the library's encoder never writes, indefinite lengths and tags, does not pass.
 class Inspection {
 public:
     explicit Inspection(std::span<const std::uint8_t> bytes) : left_(bytes) {}
 
-    /// Whether the bytes are one item, no deeper than allowed and without a name that is there twice.
+    /// Whether the bytes are one item, no deeper than allowed.
     bool passes() {
         while (true) {
             while (levels_[depth_].awaited == 0) {
@@ -29,6 +27,9 @@ public:
                 return false;
         }
     }
+
+    /// In all maps.
+    std::uint64_t names() const { return names_; }
 
 private:
     static constexpr std::size_t maximumDepth = 8;
@@ -42,7 +43,6 @@ private:
     struct Level {
         std::uint64_t awaited = 0; ///< Items that are still to come; names are items.
         bool isMap = false;
-        std::set<std::string_view> names;
     };
 
     /// The next item, but not what is in it.
@@ -53,8 +53,8 @@ private:
         const auto head = takeHead();
         if (!head)
             return false;
-        if (isName)
-            return head->kind == Kind::text && takeName(level, head->number);
+        if (isName && head->kind != Kind::text)
+            return false;
         switch (head->kind) {
         case Kind::bytes:
         case Kind::text:
@@ -88,11 +88,6 @@ private:
         return Head{kind, number};
     }
 
-    bool takeName(Level& level, std::uint64_t length) {
-        const auto name = take(length);
-        return name && level.names.emplace(reinterpret_cast<const char*>(name->data()), name->size()).second;
-    }
-
     std::optional<std::span<const std::uint8_t>> take(std::uint64_t length) {
         if (length > left_.size())
             return std::nullopt;
@@ -105,14 +100,26 @@ private:
         // An item takes a byte at least, so that twice a count that can be is a number that can be.
         if (depth_ == maximumDepth || count > left_.size())
             return false;
-        levels_[++depth_] = {isMap ? 2 * count : count, isMap, {}};
+        levels_[++depth_] = {isMap ? 2 * count : count, isMap};
+        names_ += isMap ? count : 0;
         return true;
     }
 
     std::span<const std::uint8_t> left_;
-    std::array<Level, maximumDepth + 1> levels_{Level{1, false, {}}}; ///< The first awaits the whole message.
+    std::array<Level, maximumDepth + 1> levels_{Level{1, false}}; ///< The first awaits the whole message.
     std::size_t depth_ = 0;
+    std::uint64_t names_ = 0;
 };
+
+/// In all maps.
+std::uint64_t namesIn(const Message& value) {
+    if (!value.is_structured())
+        return 0;
+    std::uint64_t names = value.is_object() ? value.size() : 0;
+    for (const auto& item : value)
+        names += namesIn(item);
+    return names;
+}
 
 } // namespace
 
@@ -124,10 +131,11 @@ std::vector<std::uint8_t> encodeMessage(const Message& message) {
 }
 
 std::optional<Message> decodeMessage(std::span<const std::uint8_t> bytes) {
-    if (!Inspection(bytes).passes())
+    Inspection inspection(bytes);
+    if (!inspection.passes())
         return std::nullopt;
     auto message = Message::from_cbor(bytes, true, false);
-    if (!message.is_object())
+    if (!message.is_object() || namesIn(message) != inspection.names())
         return std::nullopt;
     return message;
 }
