@@ -4,7 +4,7 @@
 # Debian's and Ubuntu's packages.
 debian_packages=(
   git cmake ninja-build g++ clang clang-format clang-tidy llvm
-  libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libssl-dev
+  libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev libssl-dev
   mandoc zsh fish lld googletest
   shellcheck pycodestyle pyflakes3 yamllint openssl libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
 )
