@@ -18,17 +18,18 @@ void measureClients(const Scene& scene, Figures& figures) {
     }
     const auto count = std::to_string(scene.count(20'000, 3'000));
     double alone = 0;
-    double crowded = 0;
     for (const int clients : {1, 10, 100, 1000}) {
         const auto times = scene.ask(Scene::serviceSocket, {"poll", std::to_string(clients), count});
         const auto name = "clients." + std::to_string(clients);
-        crowded = 1e9 / times["mean"].get<double>();
-        alone = clients == 1 ? crowded : alone;
-        figures.add(name + ".throughput", crowded, "replies per second");
+        const auto throughput = 1e9 / times["mean"].get<double>();
+        figures.add(name + ".throughput", throughput, "replies per second");
         figures.add(name + ".p50", times["p50"].get<double>() / 1000, "us");
         figures.add(name + ".p99", times["p99"].get<double>() / 1000, "us");
+        if (clients == 1)
+            alone = throughput;
+        else
+            figures.addWithTarget(name + ".slowdown", 100 * (1 - throughput / alone), "percent", 20);
     }
-    figures.addWithTarget("clients.1000.slowdown", 100 * (1 - crowded / alone), "percent", 20);
 }
 
 } // namespace kelo::bench

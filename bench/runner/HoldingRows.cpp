@@ -37,6 +37,7 @@ void measureHolding(const Scene& scene, Figures& figures) {
     figures.compare("holding.tick", helper.processorTime() / ticks, limit.processorTime() / ticks, "us", 1.25);
     const double perMinute = 60 / (ticks * tick);
     figures.add("holding.waits", helper.waits() * perMinute, "per minute");
+    figures.add("holding.waits.limit", limit.waits() * perMinute, "per minute");
 }
 
 void measureIdling(const Scene& scene, Figures& figures) {

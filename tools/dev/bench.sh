@@ -12,6 +12,10 @@ command_bench() {
   build bench "${stage_programs[@]}" "${bench_programs[@]}"
   local folder=build/bench-installation # not where built looks for programs
   lay_out "$folder" bench
+  if [ "$*" = shipping ]; then
+    compare_shipping "$folder"
+    return
+  fi
   cp "$(built bench bench_client)" "$folder/bench_client"
   stage_sign "$folder" bench_client app.kelo.Kelo
   cp "$(built bench bench_many_clients)" "$folder/bench_many_clients"
@@ -20,6 +24,21 @@ command_bench() {
   "$(built bench bench_run)" "$folder" "$(dirname "$(built bench bench_run)")" build/bench/bench.json "$@"
   "$(built bench bench_chart)" build/bench/bench.json >build/bench/bench.svg
   if [ -z "${*#--brief}" ] || [[ " $* " == *" size "* ]]; then mac_sizes; fi
+}
+
+# What hardening, link-time optimisation and optimising for size do, beside an ordinary release build.
+compare_shipping() {
+  local build helper
+  cmake --preset bench -B build/bench-plain -DKELO_SHIP=OFF >/dev/null
+  cmake --build build/bench-plain --target app.kelo.helper bench_in_memory
+  for build in bench-plain bench; do
+    helper=$(mktemp)
+    strip -o "$helper" "$(built $build app.kelo.helper)"
+    printf '%s\napp.kelo.helper %40d KiB\n' "$build" "$(($(stat -c %s "$helper") / 1024))"
+    rm "$helper"
+    "$(built bench bench_run)" "$1" "$(dirname "$(built $build bench_in_memory)")" build/bench/shipping.json \
+      memory-machine | grep '^memory-machine.*ns$'
+  done
 }
 
 # The helper for both processors of a Mac, as far as it can be built here: small, but without what a linker of Apple's
