@@ -3,11 +3,15 @@
 
 fuzz_executions=10000000
 
-# prove_fuzz [SECONDS]: each target until it has run so often or so long, two at a time.
+# prove_fuzz [SECONDS] [TARGET...]: each target until it has run so often or so long, two at a time.
 prove_fuzz() {
-  local seconds=${1-600} failed=false targets
-  if [ $# -gt 1 ] || ! is_count "$seconds"; then usage "prove fuzz takes a number of seconds"; fi
+  local seconds=600 failed=false targets target
+  if is_count "${1-}"; then seconds=$1; shift; fi
   mapfile -t targets < <(fuzz_targets)
+  for target in "$@"; do
+    [ -d "fuzz/corpus/$target" ] || usage "prove fuzz has no target \"$target\"; its targets are ${targets[*]}"
+  done
+  [ $# -eq 0 ] || targets=("$@")
   build fuzz "${targets[@]/#/fuzz_}"
   rm -rf build/fuzz/runs
   mkdir -p build/fuzz/findings
