@@ -1,5 +1,6 @@
 #include "prove/processes/Kill.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -14,6 +15,7 @@
 #include "prove/processes/BusyLife.h"
 #include "prove/processes/Figures.h"
 #include "prove/processes/ProcessUsage.h"
+#include "prove/processes/SIGKILL.h"
 #include "prove/processes/SideBySide.h"
 #include "prove/processes/UntilAutomatic.h"
 
@@ -150,40 +152,6 @@ Outcome attempt(World& world, unsigned seed, Way way) {
     return outcome;
 }
 
-/// What the helper cannot prevent: it prints what is left, which is no promise.
-void measureKill(World& world, int tries) {
-    int left = 0;
-    int leftAfterRestart = 0;
-    int leftAfterRelease = 0;
-    int leftAfterStop = 0;
-    for (int i = 0; i < tries; ++i) {
-        world.startHelper();
-        auto client = world.startHold();
-        world.helper().signal(SIGKILL);
-        world.helper().waitForEnd(hangAfter);
-        client.reset();
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-        left += world.isAnyFanManual() ? 1 : 0;
-        world.startHelper();
-        std::this_thread::sleep_for(std::chrono::seconds(3)); // longer than a tick
-        leftAfterRestart += world.isAnyFanManual() ? 1 : 0;
-        if (i % 2 == 0) {
-            client = world.startHold();
-            client->signal(SIGINT); // its way to hand the fan back
-            client->waitForEnd(hangAfter);
-            leftAfterRelease += world.isAnyFanManual() ? 1 : 0;
-        }
-        world.helper().signal(SIGTERM);
-        world.helper().waitForEnd(hangAfter);
-        leftAfterStop += world.isAnyFanManual() ? 1 : 0;
-    }
-    std::printf("\nSIGKILL while holding, %d times. A fan was manual:\n", tries);
-    std::printf("  half a second later                               %4d\n", left);
-    std::printf("  3 s after the helper was started again            %4d\n", leftAfterRestart);
-    std::printf("  after a client of that helper held and released   %4d of %d\n", leftAfterRelease, (tries + 1) / 2);
-    std::printf("  after that helper was stopped                     %4d\n", leftAfterStop);
-}
-
 nlohmann::ordered_json rowOf(const char* name, const Figures& took, double promised) {
     return {
         {"name", name},          {"tries", took.count()}, {"p50", took.percentile(50)}, {"p99", took.percentile(99)},
@@ -245,9 +213,7 @@ int proveKill(const std::filesystem::path& staged, const std::filesystem::path& 
     }
     if (!data.empty())
         keep(rows, data);
-    World world(staged, work / "sigkill", "laptop");
-    measureKill(world, std::max(tries / 50, 2));
-    return total;
+    return total + proveSIGKILL(staged, work, std::max(tries / 50, 2));
 }
 
 } // namespace kelo

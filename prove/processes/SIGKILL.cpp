@@ -1,0 +1,67 @@
+#include "prove/processes/SIGKILL.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <thread>
+
+#include "prove/processes/World.h"
+
+namespace kelo {
+namespace {
+
+constexpr double hangAfter = 60; // seconds after which nobody waits any longer
+
+/// In how many tries a fan was manual after SIGKILL, and after each step that followed.
+struct Left {
+    int kill = 0;
+    int restart = 0;
+    int release = 0;
+    int stop = 0;
+};
+
+void killWhileHolding(World& world, bool holdsAgain, Left& left) {
+    const auto manual = [&] { return world.isAnyFanManual() ? 1 : 0; };
+    world.startHelper();
+    auto client = world.startHold();
+    world.helper().signal(SIGKILL);
+    world.helper().waitForEnd(hangAfter);
+    client.reset();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    left.kill += manual();
+    world.startHelper();
+    std::this_thread::sleep_for(std::chrono::seconds(3)); // longer than a tick
+    left.restart += manual();
+    if (holdsAgain) {
+        client = world.startHold();
+        client->signal(SIGINT); // its way to hand the fan back
+        client->waitForEnd(hangAfter);
+        left.release += manual();
+    }
+    world.helper().signal(SIGTERM);
+    world.helper().waitForEnd(hangAfter);
+    left.stop += manual();
+}
+
+} // namespace
+
+int proveSIGKILL(const std::filesystem::path& staged, const std::filesystem::path& work, int tries) {
+    World world(staged, work / "sigkill", "laptop");
+    Left left;
+    for (int i = 0; i < tries; ++i)
+        killWhileHolding(world, i % 2 == 0, left);
+    int broken = 0;
+    const auto count = [&](const char* when, int times, int of, bool isGood, const char* complaint) {
+        std::printf("  %-49s %4d of %d%s\n", when, times, of, isGood ? "" : complaint);
+        broken += isGood ? 0 : 1;
+    };
+    std::printf("\nSIGKILL while holding, %d times. A fan was manual:\n", tries);
+    count("half a second later", left.kill, tries, left.kill > 0, ": nothing was measured");
+    count("3 s after the helper was started again", left.restart, tries, left.restart > 0, ": nothing was measured");
+    count("after a client of that helper held and released", left.release, (tries + 1) / 2, left.release == 0,
+          ": broken");
+    count("after that helper was stopped", left.stop, tries, left.stop == 0, ": broken");
+    return broken;
+}
+
+} // namespace kelo
