@@ -15,6 +15,15 @@ bool isNowThere(const std::filesystem::path& path) {
     return std::filesystem::exists(path, error);
 }
 
+/// Whether the last write of the fan's mode took it. Only the helper writes: other programs' changes are not among
+/// them.
+bool isTaken(const hardware_calls::MacState& mac, int fan) {
+    const auto key = "F" + std::to_string(fan) + "Md";
+    const auto last =
+        std::find_if(mac.writes.rbegin(), mac.writes.rend(), [&](const auto& write) { return write.key == key; });
+    return last != mac.writes.rend() && last->bytes.at(0) != 0;
+}
+
 } // namespace
 
 World::World(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile)
@@ -64,6 +73,12 @@ std::unique_ptr<ChildProcess> World::startHold(double seconds) {
 bool World::isAnyFanManual() {
     const auto fans = call(hardware_calls::Show{}).fans;
     return std::any_of(fans.begin(), fans.end(), [](const auto& fan) { return fan.isManual; });
+}
+
+bool World::isAnyFanHeld() {
+    const auto mac = call(hardware_calls::Show{});
+    return std::any_of(mac.fans.begin(), mac.fans.end(),
+                       [&](const auto& fan) { return fan.isManual && isTaken(mac, fan.index); });
 }
 
 } // namespace kelo

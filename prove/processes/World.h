@@ -34,6 +34,8 @@ public:
         return link_->call(call);
     }
     bool isAnyFanManual();
+    /// Whether the helper has taken a fan that is manual; what another program has taken is not held.
+    bool isAnyFanHeld();
 
 private:
     const std::filesystem::path staged_;
