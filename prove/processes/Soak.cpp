@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <memory>
 #include <random>
+#include <span>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -19,7 +21,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int clientCount = 50;
 constexpr int samplesPerQuarter = 60;
-constexpr long toleranceKiB = 256; // a few pages of the allocator; one connection that leaked per minute would show
+constexpr int fewestClients = 40;  // that are there at some moment of a quarter: 46 are on average
+constexpr long toleranceKiB = 256; // a few pages of the allocator; a connection that leaks shows in the descriptors
 constexpr double settling = 15;    // seconds: the grace period, and a tick
 
 struct Crowd {
@@ -53,26 +56,58 @@ struct Crowd {
     }
 };
 
-/// The largest of the samples from `begin` to `end`.
-long largest(const std::vector<ProcessUsage>& samples, long ProcessUsage::*member, std::size_t begin, std::size_t end) {
+/// Returns what the helper used meanwhile, at even intervals.
+std::vector<ProcessUsage> letLive(Crowd& crowd, pid_t helper, double minutes) {
+    std::vector<ProcessUsage> samples;
+    const auto start = Clock::now();
+    const std::chrono::duration<double> length(minutes * 60);
+    const auto interval = length / (4 * samplesPerQuarter);
+    while (Clock::now() - start < length) {
+        crowd.step();
+        if (Clock::now() - start >= interval * static_cast<double>(samples.size() + 1))
+            samples.push_back(ProcessUsage::of(helper));
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    }
+    return samples;
+}
+
+using Samples = std::span<const ProcessUsage>;
+
+long largest(Samples samples, long ProcessUsage::*member) {
     long value = 0;
-    for (auto i = begin; i < end; ++i)
-        value = std::max(value, samples.at(i).*member);
+    for (const auto& sample : samples)
+        value = std::max(value, sample.*member);
     return value;
 }
 
 /// Prints a line; returns whether the last quarter does not exceed the first by more than `tolerance`.
-bool isFlat(const char* name, const std::vector<ProcessUsage>& samples, long ProcessUsage::*member, long tolerance) {
+bool isFlat(const char* name, Samples samples, long ProcessUsage::*member, long tolerance) {
     const auto quarter = samples.size() / 4;
-    const long first = largest(samples, member, 0, quarter);
-    const long last = largest(samples, member, samples.size() - quarter, samples.size());
+    const long first = largest(samples.first(quarter), member);
+    const long last = largest(samples.last(quarter), member);
     std::printf("%-20s %10ld %10ld %10ld\n", name, first, last, tolerance);
     return last <= first + tolerance;
 }
 
 bool isSame(const char* name, long before, long after) {
     std::printf("%-20s %10ld %10ld %10d\n", name, before, after, 0);
-    return after <= before;
+    return after == before;
+}
+
+/// A helper that cuts everybody off is flat, too. `without` are its descriptors without clients.
+bool isFull(Samples samples, long without) {
+    const long clients = largest(samples.last(samples.size() / 4), &ProcessUsage::descriptors) - without;
+    std::printf("\nIn the last quarter up to %ld descriptors were for clients; fewer than %d are too few.\n", clients,
+                fewestClients);
+    return clients >= fewestClients;
+}
+
+/// Leaves a fan manual, so that the helper has something to hand back at its end.
+bool canStillHold(World& world) try {
+    const auto client = world.startHold();
+    return world.isAnyFanManual();
+} catch (const std::runtime_error&) {
+    return false;
 }
 
 } // namespace
@@ -87,16 +122,7 @@ int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& 
     const auto before = ProcessUsage::of(helper);
 
     Crowd crowd{.installation = world.installation()};
-    std::vector<ProcessUsage> samples;
-    const auto start = Clock::now();
-    const std::chrono::duration<double> length(minutes * 60);
-    const auto interval = length / (4 * samplesPerQuarter);
-    while (Clock::now() - start < length) {
-        crowd.step();
-        if (Clock::now() - start >= interval * static_cast<double>(samples.size() + 1))
-            samples.push_back(ProcessUsage::of(helper));
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    }
+    const auto samples = letLive(crowd, helper, minutes);
     crowd.clients.clear();
     std::this_thread::sleep_for(std::chrono::duration<double>(settling));
     const auto after = ProcessUsage::of(helper);
@@ -109,13 +135,17 @@ int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& 
     broken += isFlat("anonymous KiB", samples, &ProcessUsage::anonymousKiB, toleranceKiB) ? 0 : 1;
     broken += isFlat("descriptors", samples, &ProcessUsage::descriptors, clientCount / 5) ? 0 : 1;
     broken += isFlat("threads", samples, &ProcessUsage::threads, 0) ? 0 : 1;
+    broken += isFull(samples, before.descriptors) ? 0 : 1;
     std::printf("\nWithout clients, before and after:\n\n");
     broken += isSame("descriptors", before.descriptors, after.descriptors) ? 0 : 1;
     broken += isSame("threads", before.threads, after.threads) ? 0 : 1;
+    broken += isSame("manual fans", 0, world.isAnyFanManual() ? 1 : 0) ? 0 : 1;
+    const bool isHolding = canStillHold(world);
+    std::printf("\nAnother client: %s.\n", isHolding ? "holds" : "cannot hold");
     world.helper().signal(SIGTERM);
     const bool isGoodEnd = world.helper().waitForEnd(60) == 0 && !world.isAnyFanManual();
-    std::printf("\nThe end: %s.\n", isGoodEnd ? "status 0, every fan automatic" : "not as promised");
-    return broken + (isGoodEnd ? 0 : 1);
+    std::printf("The end: %s.\n", isGoodEnd ? "status 0, every fan automatic" : "not as promised");
+    return broken + (isHolding ? 0 : 1) + (isGoodEnd ? 0 : 1);
 }
 
 } // namespace kelo
