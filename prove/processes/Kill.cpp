@@ -34,8 +34,8 @@ constexpr double bound =
 constexpr double grace = 8;   // seconds for which a hold without clients goes on
 constexpr double graceBound = grace + 2 + machineAllowance; // up to the hand-back: a tick may be in progress
 constexpr double hangAfter = 60;                            // seconds after which nobody waits any longer
-// About half of all ends find a fan held: once in a million runs none of 20 does. There are five ways, so that each is
-// judged by more.
+
+// Of 1,000 ends 440 found a fan held, so none of 20 does once in 100,000 runs. One way of five is judged by more.
 constexpr std::size_t enoughEnds = 20;
 constexpr std::size_t enoughEndsOfWay = 40;
 
