@@ -43,6 +43,13 @@ TEST_F(ConnectionPlacesTest, ThereAreNoMoreThanSoManyInAll) {
         EXPECT_EQ(take(process, 100), limits.ofProcess);
     EXPECT_EQ(taken.size(), limits.total);
     EXPECT_EQ(take(9, 1), 0U);
+    taken.pop_back();
+    EXPECT_EQ(take(9, 2), 1U);
+}
+
+TEST_F(ConnectionPlacesTest, AProcessHas32AndAllTogetherHave256) {
+    EXPECT_EQ(PlaceLimits().ofProcess, 32U);
+    EXPECT_EQ(PlaceLimits().total, 256U);
 }
 
 TEST_F(ConnectionPlacesTest, APlaceMayOutliveThoseWhoGaveIt) {
