@@ -28,13 +28,20 @@ Run::Run(const Machine& on, std::optional<ExchangeFault> fault) : machine(on), f
 }
 
 void Run::beginFaults() {
+    before_ = daemon.exchange.count();
     if (!fault_)
         return;
-    fault_->from += daemon.exchange.count();
+    fault_->from += before_;
     daemon.exchange.inject(*fault_);
 }
 
 void Run::interfere(int fan, bool isManual) { daemon.controller.setNumber(fanKey(fan, "Md"), isManual ? 1 : 0); }
+
+void Run::takes(const std::function<void()>& action) {
+    action();
+    for (int fan = 0; fan < machine.fans && !fault_; ++fan)
+        expect(daemon.controller.number(fanKey(fan, "Md")) == 1, "fan " + std::to_string(fan) + " was not taken");
+}
 
 void Run::handsBack(int times, const std::function<void()>& action) {
     const auto since = daemon.tape.size();
@@ -88,6 +95,7 @@ void Run::end(int handBacks) {
     if (!daemon.hasExited())
         handsBack(handBacks, [&] { daemon.signal(SIGTERM); });
     const auto time = daemon.now;
+    expect(daemon.exchange.count() > before_, "there was no exchange for a fault to meet");
     expect(daemon.exitStatus == 0, "the exit status is not 0, or there was no exit");
     expect(daemon.wronglyAnswered() == 0, "a request was not replied to exactly once");
     expect(daemon.reportedFaults() == 0, "the service dropped a reply, replied twice or threw");

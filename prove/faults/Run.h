@@ -27,6 +27,8 @@ public:
 
     /// Faults begin to count exchanges here.
     void beginFaults();
+    /// Does what takes the fans, and checks that every one is in manual mode then, unless faults are to come.
+    void takes(const std::function<void()>& action);
     /// Does what hands the fans back, so often for each fan, and checks that whatever could be written was written.
     void handsBack(int times, const std::function<void()>& action);
     /// Asks for a hold, and checks the same if it is refused.
@@ -50,6 +52,7 @@ private:
     bool hasFoundNoFans() const;
 
     std::optional<ExchangeFault> fault_;
+    int before_ = 0; ///< Exchanges that no fault may meet.
     std::vector<std::string> broken_;
 };
 

@@ -14,8 +14,10 @@ void startOnly(Run& run) {
 }
 
 void hold(Run& run, bool handsBackOnLidClose) {
-    run.daemon.hold(run.client, 0.5, handsBackOnLidClose);
-    run.daemon.pass(0);
+    run.takes([&] {
+        run.daemon.hold(run.client, 0.5, handsBackOnLidClose);
+        run.daemon.pass(0);
+    });
 }
 
 void startAndHold(Run& run) {
@@ -57,7 +59,7 @@ void quietTick(Run& run) {
 void repair(Run& run) {
     run.interfere(run.machine.fans - 1, false);
     run.daemon.controller.setNumber("F0Tg", 1300);
-    run.daemon.pass(2 * tick);
+    run.takes([&] { run.daemon.pass(2 * tick); });
 }
 
 void addedAir(Run& run) {
@@ -71,7 +73,7 @@ void lid(Run& run) {
     run.daemon.clamshell.state = true;
     run.handsBack(1, [&] { run.daemon.pass(tick); });
     run.daemon.clamshell.state = false;
-    run.daemon.pass(tick);
+    run.takes([&] { run.daemon.pass(tick); });
 }
 
 void sleep(Run& run) {
@@ -81,7 +83,7 @@ void sleep(Run& run) {
 }
 
 void wake(Run& run) {
-    run.daemon.announce(PowerMessage::systemHasPoweredOn);
+    run.takes([&] { run.daemon.announce(PowerMessage::systemHasPoweredOn); });
     run.daemon.pass(tick);
 }
 
