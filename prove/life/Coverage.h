@@ -16,7 +16,10 @@ class Coverage {
 public:
     Coverage();
 
-    void beginLife() { state_ = "no hold"; }
+    void beginLife() {
+        state_ = "no hold";
+        isAddingAir_ = false;
+    }
     void see(const Input& input, const std::vector<TapeEntry>& events);
 
     /// Prints the tables. Returns how many things have not happened that should.
