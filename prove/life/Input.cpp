@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstdlib>
 #include <sstream>
 
 namespace kelo {
@@ -53,6 +54,13 @@ std::string textOf(double number) {
     return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
+/// Returns whether all of the word is a number, which may be infinite or none.
+bool isNumber(const std::string& word, double& number) {
+    char* end = nullptr;
+    number = std::strtod(word.c_str(), &end);
+    return *end == '\0';
+}
+
 } // namespace
 
 const char* Input::name(Action action) { return names.at(static_cast<std::size_t>(action)); }
@@ -80,9 +88,9 @@ std::optional<Input> Input::fromText(const std::string& text) {
         Input input{static_cast<Action>(action)};
         std::string word;
         for (auto* number : {&input.x, &input.y, &input.z})
-            if (words >> word)
-                *number = std::stod(word);
-        return input;
+            if (words >> word && !isNumber(word, *number))
+                return std::nullopt;
+        return words >> word ? std::nullopt : std::optional(input);
     }
     return std::nullopt;
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -21,7 +22,7 @@ constexpr std::uint64_t fullLength = 200'000;
 struct Arguments {
     std::uint64_t steps = fullLength;
     std::uint64_t seed = 1;
-    std::string replay; ///< A script's file.
+    std::optional<std::string> replay; ///< A script's file.
     bool traces = false;
 };
 
@@ -45,16 +46,33 @@ std::optional<Arguments> parse(int count, char** arguments) {
     return count % 2 == 1 && parsed.steps > 0 ? std::optional(parsed) : std::nullopt;
 }
 
-int replay(const std::string& path) {
+std::nullopt_t noLife(const std::string& path, const std::string& why) {
+    std::fprintf(stderr, "prove_life: no life in \"%s\": %s\n", path.c_str(), why.c_str());
+    return std::nullopt;
+}
+
+/// None, once it has been said why, for what would be no life: nothing differs in it.
+std::optional<Script> lifeIn(const std::string& path) {
     std::ifstream file(path);
+    if (!file)
+        return noLife(path, "it cannot be read");
     Script script;
     for (std::string line; std::getline(file, line);) {
-        if (const auto input = Input::fromText(line))
-            script.push_back(*input);
-        else
-            std::fprintf(stderr, "prove_life: no input: %s\n", line.c_str());
+        const auto input = Input::fromText(line);
+        if (!input)
+            return noLife(path, "line " + std::to_string(script.size() + 1) + " is no input: " + line);
+        script.push_back(*input);
     }
-    const auto difference = TwoLives::differenceOf(script);
+    if (std::none_of(script.begin(), script.end(), [](const Input& any) { return any.action == Input::Action::start; }))
+        return noLife(path, "nothing starts it");
+    return script;
+}
+
+int replay(const std::string& path) {
+    const auto script = lifeIn(path);
+    if (!script)
+        return 2;
+    const auto difference = TwoLives::differenceOf(*script);
     std::printf("%s", difference ? difference->c_str() : "no difference\n");
     return difference ? 1 : 0;
 }
@@ -145,5 +163,5 @@ int main(int count, char** arguments) {
         std::fputs("usage: prove_life [--steps N] [--seed S] [--replay FILE] [--trace]\n", stderr);
         return 2;
     }
-    return parsed->replay.empty() ? Lives(*parsed).run() : replay(parsed->replay);
+    return parsed->replay ? replay(*parsed->replay) : Lives(*parsed).run();
 }

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Fails when prove_life finds no difference where there is no life.
+#
+# usage: command_line.sh PROVE_LIFE
+set -euo pipefail
+
+prove_life=$1
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+complain() { printf '%s\n' "$*"; exit 1; }
+
+# replayed FILE STATUS TEXT: what --replay says, all of it, and with which status.
+replayed() {
+  local status=0 said
+  said=$("$prove_life" --replay "$1" 2>&1) || status=$?
+  [ "$status $said" = "$2 $3" ] || complain "\"$1\" is replayed with $status $said, not with $2 $3"
+}
+
+# refused WHY LINE...: a script of these lines.
+refused() {
+  local script=$folder/script
+  printf '%s\n' "${@:2}" >"$script"
+  replayed "$script" 2 "prove_life: no life in \"$script\": $1"
+}
+
+printf '%s\n' 'machine 2' start connect 'hold 0 0.5' 'chip nan' 'pass 2' 'signal 15' >"$folder/life"
+replayed "$folder/life" 0 'no difference'
+
+for none in "$folder/missing" ''; do replayed "$none" 2 "prove_life: no life in \"$none\": it cannot be read"; done
+for empty in /dev/null "$folder"; do replayed "$empty" 2 "prove_life: no life in \"$empty\": nothing starts it"; done
+refused 'nothing starts it' 'machine 2' 'pass 2'
+refused 'line 2 is no input: ' start ''
+for nonsense in 'something else' 'pass soon' 'pass 2s' 'pass 2 3 4 5'; do
+  refused "line 2 is no input: $nonsense" start "$nonsense"
+done
