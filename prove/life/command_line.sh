@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Fails when prove_life finds no difference where there is no life.
+# Fails when prove_life finds no difference where there is no life, or dies without having named its seed.
 #
 # usage: command_line.sh PROVE_LIFE
 set -euo pipefail
@@ -33,3 +33,8 @@ refused 'line 2 is no input: ' start ''
 for nonsense in 'something else' 'pass soon' 'pass 2s' 'pass 2 3 4 5'; do
   refused "line 2 is no input: $nonsense" start "$nonsense"
 done
+
+exec 3< <(exec "$prove_life" --steps 1000000000 --seed 7)
+read -r -t 60 first <&3 || first='none within a minute'
+kill -KILL $!
+[[ $first == 'seed 7, '* ]] || complain "the first line does not name the seed: $first"

@@ -92,6 +92,9 @@ public:
     explicit Lives(const Arguments& arguments) : arguments_(arguments), generator_(arguments.seed) {}
 
     int run() {
+        std::printf("seed %llu, %llu steps; --trace shows the life that aborts or does not end\n",
+                    number(arguments_.seed), number(arguments_.steps));
+        std::fflush(stdout); // an abort would lose it
         while (steps_ < arguments_.steps)
             if (!live())
                 return 1;
