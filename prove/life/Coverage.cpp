@@ -11,9 +11,10 @@ constexpr const char* states[] = {"no hold", "engaged", "engaged, adding air", "
 
 /// What is to happen. Everything else that happens is counted, too.
 ///
-/// Three texts never do. A listener can always be made and signals can always be watched, since a life without clients
-/// and signals might have no end; nobody is told that the controller can't be reached, but that there is no fan. Tests
-/// of their own meet them: HelperProcessTest.WithoutAListenerItSaysSoAndCanStillBeStopped,
+/// Three texts never do. A listener can always be made, since a helper that isn't signed shows what is left without
+/// clients; signals can always be watched, since a life without them might have no end; nobody is told that the
+/// controller can't be reached, but that there is no fan. Tests of their own meet them:
+/// HelperProcessTest.WithoutAListenerItSaysSoAndCanStillBeStopped,
 /// HelperProcessTest.ASignalThatCannotBeWatchedIsSaidToEndTheProcess and
 /// FanControllerCreation.AMissingServiceIsSmcUnavailable.
 constexpr const char* expected[] = {
