@@ -114,7 +114,7 @@ command_test() {
 
 is_count() { [[ $1 =~ ^[1-9][0-9]*$ ]]; }
 
-# Prints line and branch coverage per folder and leaves an HTML report.
+# Prints line and branch coverage per folder, and what the tests do not reach of what decides; leaves an HTML report.
 coverage_report() {
   local directory=build/coverage
   build coverage
@@ -136,9 +136,24 @@ coverage_report() {
     llvm_tool cov report "$first" "${binaries[@]}" -instr-profile="$directory/all.profdata" "$folder" \
       | awk -v folder="$folder" '$1 == "TOTAL" { printf "%-20s %10s %10s\n", folder, $10, $13 }'
   done
+  printf '\nnot reached:\n'
+  llvm_tool cov export -format=lcov "$first" "${binaries[@]}" -instr-profile="$directory/all.profdata" \
+    protocol core helper | not_reached
   llvm_tool cov show "$first" "${binaries[@]}" -instr-profile="$directory/all.profdata" -format=html \
     -show-branches=count -output-dir="$directory/html" --ignore-filename-regex='(^/usr|/tests/|/fuzz/|/prove/)'
   say "the report is $directory/html/index.html"
+}
+
+# Of a report by lcov: each line, or decision in it, that was not reached, with its text.
+not_reached() {
+  local file line what
+  awk -v top="$PWD/" '/^SF:/ { file = substr($0, 4); sub(top, "", file) }
+       /^DA:[0-9]+,0$/ { split(substr($0, 4), line, ","); print file ":" line[1] ":line" }
+       /^BRDA:.*,[0-]$/ { split(substr($0, 6), line, ","); print file ":" line[1] ":branch" }' \
+    | sort -t : -u -k 1,1 -k 2,2n -k 3 \
+    | while IFS=: read -r file line what; do
+      printf '%s:%s: %s: %s\n' "$file" "$line" "$what" "$(sed -n "${line}s/^ *//p" "$file")"
+    done
 }
 
 # The newest of what is installed as llvm-NAME or llvm-NAME-VERSION; on macOS the command line tools'.
