@@ -33,7 +33,7 @@ struct Situation {
     std::function<Setting(World&, int number)> enter;
 };
 
-/// Undisturbed first. `fewestDescriptors` are those with which a helper holds.
+/// Undisturbed first. `fewestDescriptors` are those with which a helper holds for one client after another.
 std::vector<Situation> situations(int fewestDescriptors);
 
 /// Tries it out in a world of its own.
