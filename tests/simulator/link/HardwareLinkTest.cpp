@@ -34,7 +34,9 @@ TEST_F(HardwareLinkTest, ThereIsNoLinkWithoutAMac) {
 }
 
 TEST_F(HardwareLinkTest, ACallIsHeardAndItsAnswerReturned) {
-    mac.say(MacState{.load = 0.5});
+    MacState state;
+    state.load = 0.5;
+    mac.say(state);
     EXPECT_EQ(link->call(Show{}).load, 0.5);
     EXPECT_TRUE(std::holds_alternative<Show>(mac.hear()));
 }
