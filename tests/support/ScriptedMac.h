@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -15,6 +16,17 @@
 #include "tests/support/MacFolder.h"
 
 namespace kelo {
+
+/// The sentence with which a call fails, "none" when it does not.
+template <typename Call>
+std::string failureOf(const Call& call) {
+    try {
+        call();
+        return "none";
+    } catch (const CallFailed& error) {
+        return error.what();
+    }
+}
 
 /// The Mac's end of one connection at a time, which says whatever the test wants said, asked or not.
 class ScriptedMac {

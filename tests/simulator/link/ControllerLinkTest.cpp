@@ -19,12 +19,7 @@ protected:
         return bytes;
     }
     std::string failure() {
-        try {
-            link->call({});
-            return "none";
-        } catch (const CallFailed& error) {
-            return error.what();
-        }
+        return failureOf([this] { link->call({}); });
     }
 
     ScriptedMac mac{ControllerLink::socketName};

@@ -16,12 +16,7 @@ protected:
     HardwareLinkTest() { mac.accept(); }
 
     std::string failure() {
-        try {
-            link->call(Wake{});
-            return "none";
-        } catch (const CallFailed& error) {
-            return error.what();
-        }
+        return failureOf([this] { link->call(Wake{}); });
     }
 
     ScriptedMac mac;

@@ -12,12 +12,7 @@ protected:
     LidLinkTest() { mac.accept(); }
 
     std::string failure() {
-        try {
-            link->call({});
-            return "none";
-        } catch (const CallFailed& error) {
-            return error.what();
-        }
+        return failureOf([this] { link->call({}); });
     }
     void say(const LidLink::Answer& answer) { mac.say(ScriptedMac::Bytes(answer.begin(), answer.end())); }
 

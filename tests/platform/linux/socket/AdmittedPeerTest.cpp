@@ -1,0 +1,81 @@
+#include "platform/linux/socket/server/AdmittedPeer.h"
+
+#include <gtest/gtest.h>
+#include <linux/sched.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+
+#include "platform/linux/socket/UnixSocket.h"
+#include "tests/support/MacFolder.h"
+
+namespace kelo {
+namespace {
+
+constexpr const char* socketName = "peer.socket";
+
+void end(pid_t process) {
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
+}
+
+/// As `fork`, but the child has that number, which must be free.
+pid_t forkAs(pid_t number) {
+    clone_args arguments{};
+    arguments.exit_signal = SIGCHLD;
+    arguments.set_tid = reinterpret_cast<std::uintptr_t>(&number);
+    arguments.set_tid_size = 1;
+    return static_cast<pid_t>(syscall(SYS_clone3, &arguments, sizeof arguments));
+}
+
+class AdmittedPeerTest : public ::testing::Test {
+protected:
+    /// Starts a process that connects and stays.
+    pid_t startPeer() {
+        const pid_t peer = fork();
+        if (peer == 0) {
+            const auto socket = unix_socket::connect(folder.descriptor(), socketName);
+            while (true)
+                pause();
+        }
+        pollfd waiting{.fd = listening.get(), .events = POLLIN, .revents = 0};
+        EXPECT_EQ(poll(&waiting, 1, 10'000), 1);
+        accepted = unix_socket::accept(listening.get());
+        return peer;
+    }
+
+    MacFolder folder;
+    FileDescriptor listening = unix_socket::listen(folder.descriptor(), socketName);
+    FileDescriptor accepted;
+};
+
+TEST_F(AdmittedPeerTest, AProcessThatHasGoneIsNotThePeerOfItsSocket) {
+    end(startPeer());
+    EXPECT_FALSE(AdmittedPeer::of(accepted.get()).has_value());
+}
+
+TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameNumberAndExecutableIsAnother) {
+    const pid_t first = startPeer();
+    const auto peer = AdmittedPeer::of(accepted.get());
+    ASSERT_TRUE(peer.has_value());
+    EXPECT_EQ(peer->process(), first);
+    EXPECT_TRUE(peer->hasSent(first));
+    end(first);
+    const pid_t second = forkAs(first);
+    if (second == 0)
+        while (true)
+            pause();
+    if (second < 0 && errno == EPERM)
+        GTEST_SKIP() << "only the superuser chooses a process's number";
+    ASSERT_EQ(second, first);
+    EXPECT_FALSE(peer->hasSent(second));
+    end(second);
+}
+
+} // namespace
+} // namespace kelo
