@@ -1,5 +1,6 @@
 #include "protocol/FanSnapshot.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -92,7 +93,8 @@ FanSnapshot FanSnapshot::decoded(const Data& json) {
     if (json.size() > maximumSize)
         failToRead("it is larger than " + std::to_string(maximumSize) + " bytes");
     const auto record = Json::parse(json, nullptr, false);
-    if (record.is_discarded())
+    // The library takes a NUL byte for the end and ignores everything after it; valid JSON has none.
+    if (record.is_discarded() || std::find(json.begin(), json.end(), 0) != json.end())
         failToRead("it is not valid JSON");
     if (!record.is_object())
         failToRead("it is not an object");

@@ -245,7 +245,8 @@ TEST(FanSnapshotDecoding, FailsForWhatIsNotJSON) {
     for (std::size_t length = 0; length < whole().size(); ++length)
         EXPECT_THAT(decodingError(bytes(whole().substr(0, length))), HasSubstr("not valid JSON")) << length;
     for (const auto& broken :
-         {whole() + "}", whole() + whole(), "{" + whole(), "/**/" + whole(), std::string("{,}"), std::string(1, '\0')})
+         {whole() + "}", whole() + whole(), "{" + whole(), "/**/" + whole(), "{,}"s, "\0"s, whole() + "\0"s,
+          whole() + "\0}"s, whole().insert(1, 1, '\0'), whole().insert(2, 1, '\0')})
         EXPECT_THAT(decodingError(bytes(broken)), HasSubstr("not valid JSON")) << broken;
 }
 
