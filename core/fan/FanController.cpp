@@ -29,7 +29,7 @@ public:
     operator const char*() const { return text_; } // NOLINT(google-explicit-constructor): it is a key's name
 
 private:
-    char text_[8] = "F"; // the count of fans is a byte: "F255Ac" is the longest
+    char text_[16] = "F"; // "F-2147483648Ac" is the longest
 };
 
 std::optional<double> readFloat(const char* key) {

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <climits>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "tests/core/fan/FanFixture.h"
 #include "tests/core/fan/InterposedExchange.h"
@@ -188,10 +190,14 @@ TEST_F(FanControl, ARefusedTargetIsTargetRejectedWithTheStatus) {
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(-3));
 }
 
-TEST_F(FanControl, AFanIndexIsNotCheckedAndItsKeyIsCutToFourCharacters) {
-    controller.defineNumber("F10M", smc_type::ui8, 0);
-    EXPECT_FALSE(fans.engageManual(10));
-    EXPECT_THAT(writes(), ElementsAre("write F10M 01"));
+TEST_F(FanControl, CutsTheKeyOfAnyFanIndexToFourCharacters) {
+    const std::pair<int, const char*> keys[] = {
+        {10, "F10M"}, {100'000, "F100"}, {-10'000, "F-10"}, {INT_MAX, "F214"}, {INT_MIN, "F-21"}};
+    for (const auto& [index, key] : keys) {
+        controller.defineNumber(key, smc_type::ui8, 0);
+        EXPECT_FALSE(fans.engageManual(index));
+        EXPECT_EQ(writes().back(), "write " + std::string(key) + " 01");
+    }
 }
 
 // --- handing back
