@@ -118,14 +118,20 @@ std::optional<std::string> HelperService::startHold(double fraction, bool handsB
         if (const auto service = weak.lock())
             service->dependencies_.log.notice("hold: " + event.description());
     };
-    try {
-        hold->start();
-    } catch (const std::exception& error) { // a FanError, or the system is out of a resource
+    const auto abandon = [&] {
         session_.reset();
         // Fans that were taken before the failure must not stay unwatched; the log says nothing about a hold that never
         // started.
         hold->onEvent = nullptr;
         hold->stop();
+    };
+    try {
+        hold->start();
+    } catch (const FanError& error) {
+        abandon();
+        return error.errorDescription();
+    } catch (const std::exception& error) { // the system is out of a resource
+        abandon();
         return error.what();
     }
     session_ = hold;

@@ -18,21 +18,37 @@ std::string hex(std::int32_t code) {
 
 } // namespace
 
-FanError FanError::modeRejected(std::int32_t code) {
-    return FanError("This Mac refused to hand over the fan (code 0x" + hex(code) +
-                    "). It usually means the system is managing cooling itself right now.");
+std::string FanError::errorDescription() const {
+    switch (case_) {
+    case Case::modeRejected:
+        return "This Mac refused to hand over the fan (code 0x" + hex(code_) +
+               "). It usually means the system is managing cooling itself right now.";
+    case Case::targetRejected:
+        return "The fan speed wasn't accepted (code 0x" + hex(code_) + ").";
+    case Case::smcUnavailable:
+        return "Can't reach this Mac's fan controller.";
+    case Case::noFans:
+        return "This Mac has no controllable fan.";
+    case Case::needsRoot:
+        return "Changing fan speed needs administrator rights. Run this with sudo.";
+    }
+    return {};
 }
 
-FanError FanError::targetRejected(std::int32_t code) {
-    return FanError("The fan speed wasn't accepted (code 0x" + hex(code) + ").");
-}
-
-FanError FanError::smcUnavailable() { return FanError("Can't reach this Mac's fan controller."); }
-
-FanError FanError::noFans() { return FanError("This Mac has no controllable fan."); }
-
-FanError FanError::needsRoot() {
-    return FanError("Changing fan speed needs administrator rights. Run this with sudo.");
+const char* FanError::what() const noexcept {
+    switch (case_) {
+    case Case::modeRejected:
+        return "modeRejected";
+    case Case::targetRejected:
+        return "targetRejected";
+    case Case::smcUnavailable:
+        return "smcUnavailable";
+    case Case::noFans:
+        return "noFans";
+    case Case::needsRoot:
+        return "needsRoot";
+    }
+    return "";
 }
 
 } // namespace kelo

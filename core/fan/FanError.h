@@ -3,31 +3,37 @@
 #include <cstdint>
 #include <exception>
 #include <string>
-#include <utility>
 
 namespace kelo {
 
-/// What keeps the fans from being controlled. Thrown by the controller and the hold; its description is written for the
-/// owner of the Mac and travels to the client as it is.
+/// Why the fans cannot be controlled. Thrown by the controller and the hold. Allocates nothing, so that it can be
+/// thrown and caught when no memory is left.
 class FanError : public std::exception {
 public:
+    enum class Case { modeRejected, targetRejected, smcUnavailable, noFans, needsRoot };
+
     /// `code` is the last status of the key client; 0 when there was no time for a single try.
-    static FanError modeRejected(std::int32_t code);
-    static FanError targetRejected(std::int32_t code);
-    static FanError smcUnavailable();
-    static FanError noFans();
-    static FanError needsRoot();
+    static FanError modeRejected(std::int32_t code) { return {Case::modeRejected, code}; }
+    static FanError targetRejected(std::int32_t code) { return {Case::targetRejected, code}; }
+    static FanError smcUnavailable() { return {Case::smcUnavailable}; }
+    static FanError noFans() { return {Case::noFans}; }
+    static FanError needsRoot() { return {Case::needsRoot}; }
 
-    const std::string& errorDescription() const { return description_; }
-    const char* what() const noexcept override { return description_.c_str(); }
+    Case kind() const { return case_; }
+    /// 0 for a case without a code.
+    std::int32_t code() const { return code_; }
+    /// Written for the owner of the Mac; the client receives it as it is.
+    std::string errorDescription() const;
+    /// The case's name, for developers.
+    const char* what() const noexcept override;
 
-    /// No two errors, of another kind or with another code, have the same description.
-    bool operator==(const FanError& other) const { return description_ == other.description_; }
+    bool operator==(const FanError& other) const { return case_ == other.case_ && code_ == other.code_; }
 
 private:
-    explicit FanError(std::string description) : description_(std::move(description)) {}
+    FanError(Case which, std::int32_t code = 0) : case_(which), code_(code) {}
 
-    std::string description_;
+    Case case_;
+    std::int32_t code_;
 };
 
 } // namespace kelo

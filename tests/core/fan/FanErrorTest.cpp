@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <limits>
+#include <tuple>
 
 namespace kelo {
 namespace {
@@ -56,12 +57,24 @@ TEST(FanError, TheExtremeCodesReadInBase16) {
         expectTexts(code);
 }
 
-TEST(FanError, WhatIsTheDescription) {
-    const std::exception& error = FanError::noFans();
-    EXPECT_STREQ(error.what(), "This Mac has no controllable fan.");
+TEST(FanError, ItsCasesAreInTheirFixedOrderAndOnlyTwoCarryACode) {
+    using Case = FanError::Case;
+    const std::tuple<FanError, Case, const char*> errors[] = {
+        {FanError::modeRejected(7), Case::modeRejected, "modeRejected"},
+        {FanError::targetRejected(7), Case::targetRejected, "targetRejected"},
+        {FanError::smcUnavailable(), Case::smcUnavailable, "smcUnavailable"},
+        {FanError::noFans(), Case::noFans, "noFans"},
+        {FanError::needsRoot(), Case::needsRoot, "needsRoot"}};
+    int position = 0;
+    for (const auto& [error, kind, name] : errors) {
+        EXPECT_EQ(error.kind(), kind);
+        EXPECT_EQ(static_cast<int>(kind), position++);
+        EXPECT_EQ(error.code(), kind <= Case::targetRejected ? 7 : 0);
+        EXPECT_STREQ(error.what(), name);
+    }
 }
 
-TEST(FanError, ErrorsAreEqualWhenKindAndCodeAre) {
+TEST(FanError, ErrorsAreEqualWhenCaseAndCodeAre) {
     EXPECT_EQ(FanError::modeRejected(5), FanError::modeRejected(5));
     EXPECT_FALSE(FanError::modeRejected(5) == FanError::modeRejected(6));
     EXPECT_FALSE(FanError::modeRejected(5) == FanError::targetRejected(5));
