@@ -6,7 +6,7 @@ bench_programs=(bench_chart bench_client bench_empty bench_in_memory bench_many_
 
 command_bench() {
   require_linux
-  ensure_packages
+  ensure_packages bench macos
   case " $* " in *" peers "*) install_debian_packages thinkfan fancontrol ;; esac
   # shellcheck disable=SC2154 # they are in stage.sh
   build bench "${stage_programs[@]}" "${bench_programs[@]}"

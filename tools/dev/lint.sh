@@ -1,17 +1,18 @@
 # shellcheck shell=bash
-# Form: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes, yamllint. Sourced by ./dev.
+# Form: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes, yamllint, and headers that compile alone. Sourced
+# by ./dev.
 
 source_files() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
 command_format() {
   [ $# -eq 0 ] || usage "format takes no arguments"
-  ensure_packages form
+  ensure_packages format
   source_files | xargs "$(clang_tool clang-format)" -i
 }
 
 command_lint() {
   [ $# -eq 0 ] || usage "lint takes no arguments"
-  ensure_packages form
+  ensure_packages test lint
   say "clang-format"
   source_files | xargs "$(clang_tool clang-format)" --dry-run -Werror
   say "shellcheck"
@@ -19,8 +20,19 @@ command_lint() {
   lint_python
   lint_workflow
   say "clang-tidy"
-  cmake --preset debug >/dev/null
+  configure lint
+  [ "$(uname)" = Darwin ] || cmake --build --preset lint --target kelo_precompiled_library kelo_precompiled_executable >/dev/null
   tidy
+  [ "$(uname)" = Darwin ] || lint_headers
+}
+
+# Every header of ours compiles without anything included before it, with the definitions of the target that has most.
+lint_headers() {
+  local flags
+  say "headers"
+  mapfile -t flags < <(grep -o '"command": .*/tests/e2e/WayOutTest.cpp"' build/lint/compile_commands.json \
+    | grep -oE -- ' -(D|W)[^ ]+' | sed 's/^ //; s/\\//g; s/="/=/; s/"$//' | sort -u)
+  tests/walls/headers.sh build/lint/headers clang++ "${flags[@]}"
 }
 
 lint_python() {
@@ -54,7 +66,7 @@ tidy() {
 # suppressed in the system's headers.
 tidy_batch() {
   local output
-  output=$("$CLANG_TIDY" -p build/debug --quiet "$@" 2>&1) && return
+  output=$("$CLANG_TIDY" -p build/lint --quiet "$@" 2>&1) && return
   printf '%s\n' "$output"
   return 1
 }

@@ -1,39 +1,56 @@
 # shellcheck shell=bash
 # What the project builds with, and how to get it. Sourced by ./dev.
 
-# Debian's and Ubuntu's packages.
-debian_packages=(
-  git cmake ninja-build g++ clang clang-format clang-tidy llvm
-  libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev libssl-dev
-  mandoc zsh fish lld googletest
-  shellcheck pycodestyle pyflakes3 yamllint openssl libblocksruntime-dev libxml2-utils libc++-dev libc++abi-dev
-)
-# Homebrew's: what building and testing need, and what else the form of the sources needs.
-brew_packages=(cmake ninja googletest nlohmann-json cli11 fish)
-brew_form_packages=(llvm shellcheck)
+# debian_packages NEED: Debian's and Ubuntu's packages for it, a word each.
+debian_packages() {
+  case $1 in
+    build) echo git cmake ninja-build clang g++ lld nlohmann-json3-dev libcli11-dev libssl-dev ;;
+    test) echo libgtest-dev libgmock-dev libblocksruntime-dev libxml2-utils mandoc zsh fish openssl ;;
+    bench) echo libbenchmark-dev ;;
+    coverage) echo llvm ;;
+    macos) echo llvm googletest libc++-dev libc++abi-dev ;;
+    format) echo clang-format ;;
+    lint) echo clang-format clang-tidy shellcheck pycodestyle pyflakes3 yamllint libbenchmark-dev ;;
+  esac
+}
+
+# brew_packages NEED: Homebrew's.
+brew_packages() {
+  case $1 in
+    build) echo cmake ninja nlohmann-json cli11 ;;
+    test) echo googletest fish ;;
+    format) echo llvm ;;
+    lint) echo llvm shellcheck ;;
+  esac
+}
 
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# ensure_packages [form]: installs what is missing and says what it installs; says nothing when nothing is.
+# ensure_packages [NEED...]: installs what is missing to build, and for each NEED (test, sanitizers, coverage, bench,
+# macos, format, lint). Silent if no package is missing.
 ensure_packages() {
   if [ "$(uname)" != Darwin ] && command -v apt-get >/dev/null; then
-    ensure_debian_packages
+    ensure_debian_packages "$@"
   elif command -v brew >/dev/null; then
-    ensure_brew_packages
-    [ "${1-}" != form ] || install_brew_packages "${brew_form_packages[@]}"
+    ensure_brew_packages "$@"
   else
     fail "needs apt (Debian 12 or newer, Ubuntu 24.04 or newer) or Homebrew to install what it builds with"
   fi
 }
 
 ensure_debian_packages() {
-  install_debian_packages "${debian_packages[@]}"
-  # The sanitizers' run-time library is only a recommendation of the compiler's package, and named after its version.
-  install_debian_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
-  # The Objective-C runtime, of the GCC whose libraries Clang takes.
-  install_debian_packages "libobjc-$(clang -v 2>&1 | sed -n 's|^Selected GCC installation: .*/||p')-dev"
+  # shellcheck disable=SC2046 # a word for each package
+  install_debian_packages $(for need in build "$@"; do debian_packages "$need"; done)
+  # The names of these have the version of a compiler that is only now there: Clang's own, and that of the GCC whose
+  # libraries Clang takes.
+  case " $* " in *" sanitizers "* | *" coverage "* | *" macos "*)
+    install_debian_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev" ;;
+  esac
+  case " $* " in *" test "* | *" macos "*)
+    install_debian_packages "libobjc-$(clang -v 2>&1 | sed -n 's|^Selected GCC installation: .*/||p')-dev" ;;
+  esac
 }
 
 install_debian_packages() {
@@ -46,12 +63,13 @@ install_debian_packages() {
     fail "needs these packages and neither runs as root nor finds sudo: ${missing[*]}"
   fi
   say "installing: ${missing[*]}"
-  as_root apt-get update -qq
+  [ -n "${lists_are_new-}" ] || as_root apt-get update -qq
+  lists_are_new=yes
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
     | count_packages
 }
 
-# On a terminal: how many packages, those included that others need, are there so far.
+# On a terminal: how many packages, dependencies included, are unpacked and ready so far.
 count_packages() {
   if [ ! -t 1 ]; then cat >/dev/null; return; fi
   awk '/^Unpacking / { unpacked++ } /^Setting up / { ready++ }
@@ -59,7 +77,8 @@ count_packages() {
        END { if (unpacked) print "" }'
 }
 
-ensure_brew_packages() { install_brew_packages "${brew_packages[@]}"; }
+# shellcheck disable=SC2046 # a word for each package
+ensure_brew_packages() { install_brew_packages $(for need in build "$@"; do brew_packages "$need"; done); }
 
 install_brew_packages() {
   local missing=() package

@@ -12,6 +12,7 @@ prove_fuzz() {
     [ -d "fuzz/corpus/$target" ] || usage "prove fuzz has no target \"$target\"; its targets are ${targets[*]}"
   done
   [ $# -eq 0 ] || targets=("$@")
+  ensure_packages sanitizers
   build fuzz "${targets[@]/#/fuzz_}"
   rm -rf build/fuzz/runs
   mkdir -p build/fuzz/findings

@@ -13,12 +13,13 @@ prove_soak() {
 prove_processes() {
   local folder=build/prove-$1 status=0 # of its own: several may run at a time
   require_linux
+  ensure_packages
   stage_into "$folder"
-  cmake --build --preset release --target prove_processes rawclient
-  cp "$(built release rawclient)" "$folder/rawclient"
-  cp "$(built release rawclient)" "$folder/stranger" # stays unsigned
+  build_programs tools prove_processes rawclient
+  cp "$(built tools rawclient)" "$folder/rawclient"
+  cp "$(built tools rawclient)" "$folder/stranger" # stays unsigned
   stage_sign "$folder" rawclient app.kelo.Kelo
-  set -- "$(built release prove_processes)" "$folder" "$@"
+  set -- "$(built tools prove_processes)" "$folder" "$@"
   # A helper with a log of its own needs the superuser's rights, be it in a user namespace.
   [ "$(id -u)" -eq 0 ] || set -- unshare --map-root-user --mount "$@"
   say "load at the start: $(cut -d ' ' -f 1-3 /proc/loadavg)"

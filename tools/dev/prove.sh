@@ -11,7 +11,7 @@ source tools/dev/prove-mutants.sh
 command_prove() {
   local what=${1-}
   case $what in
-    faults | life | delays | kill | soak | fuzz | mutants) shift; ensure_packages; "prove_$what" "$@" ;;
+    faults | life | delays | kill | soak | fuzz | mutants) shift; "prove_$what" "$@" ;;
     *) usage "prove does not know \"$what\"" ;;
   esac
 }
@@ -23,8 +23,7 @@ prove_life() { prove_in_memory life "$@"; }
 prove_in_memory() {
   local program=prove_$1
   shift
-  say "building $program"
-  cmake --preset debug >/dev/null
-  cmake --build --preset debug --target "$program"
+  ensure_packages
+  build_programs debug "$program"
   "build/debug/prove/$program" "$@"
 }

@@ -4,10 +4,10 @@
 stage_programs=(app.kelo.helper kelo simmac simsign)
 stage_team=KELODEV001
 
-# stage_into DIR: builds the programs and lays out a signed installation.
+# stage_into DIR: builds the programs, optimised, and lays out a signed installation.
 stage_into() {
-  build_programs release "${stage_programs[@]}" rehearse
-  lay_out "$1" release
+  build_programs tools "${stage_programs[@]}" rehearse
+  lay_out "$1" tools
 }
 
 # lay_out DIR PRESET: a signed installation of what a preset has built.
@@ -25,14 +25,6 @@ lay_out() {
   cp "$folder/keys/anchor.pem" "$folder/simulated-mac/anchor.pem"
   stage_sign "$folder" app.kelo.helper app.kelo.helper
   stage_sign "$folder" kelo app.kelo.Kelo
-}
-
-# build_programs PRESET TARGET...: says how far it is and for how long it has been at it.
-build_programs() {
-  say "configuring"
-  cmake --preset "$1" >/dev/null
-  say "building the programs; the first time takes a minute or two"
-  NINJA_STATUS='[%f of %t, %es] ' cmake --build --preset "$1" --target "${@:2}"
 }
 
 stage_sign() {
@@ -84,7 +76,8 @@ command_run() {
   require_linux
   ensure_packages
   local folder=build/run
-  stage_into "$folder"
+  build_programs debug "${stage_programs[@]}" rehearse
+  lay_out "$folder" debug
   if $stays; then stay "$folder" --profile "$profile" --speed "$speed"; else rehearse "$folder" "$profile" "$speed"; fi
 }
 
@@ -93,7 +86,7 @@ is_speed() { [[ $1 =~ ^[0-9]+(\.[0-9]+)?$ ]]; }
 # rehearse FOLDER PROFILE SPEED
 rehearse() {
   say "playing a session of about a minute"
-  "$(built release rehearse)" "$1" --profile "$2" --speed "$3" --data "$1/session.json" --picture "$1/session.svg"
+  "$(built debug rehearse)" "$1" --profile "$2" --speed "$3" --data "$1/session.json" --picture "$1/session.svg"
 }
 
 # Draws the documents' pictures anew, from data that are recorded anew, too: those of the session only if asked, since
@@ -109,12 +102,13 @@ command_docs() {
   require_linux
   ensure_packages
   if $records; then
-    stage_into build/run
+    build_programs debug "${stage_programs[@]}" rehearse
+    lay_out build/run debug
     rehearse build/run laptop 1
     cp build/run/session.json "$folder/session.json"
   fi
-  build_programs release pictures
-  pictures=$(built release pictures)
+  build_programs debug pictures
+  pictures=$(built debug pictures)
   for kind in floor hour architecture; do "$pictures" record "$kind" "$folder/$kind.json"; done
   for kind in session floor hour delays architecture; do
     "$pictures" draw "$folder/$kind.json" "$folder/$kind.svg"

@@ -34,11 +34,11 @@ dev() { PATH="$folder/bin:$PATH" CALLS="$calls" PREFIX="$folder/opt" ./dev "$@" 
 failure() { printf '%s\n' "$*"; cat "$folder/out" "$calls" 2>/dev/null; exit 1; }
 
 dev lint || failure "./dev lint failed"
-for called in "clang-format --dry-run" "clang-tidy -p" "shellcheck -x" "brew install --quiet llvm shellcheck"; do
+for called in "clang-format --dry-run" "clang-tidy -p" "shellcheck -x" "brew install --quiet cmake ninja nlohmann-json cli11 googletest fish llvm shellcheck"; do
   grep -qF -- "$called" "$calls" || failure "not called: $called"
 done
-grep -qxF 'brew install --quiet cmake ninja googletest nlohmann-json cli11 fish' "$calls" || failure "installs something else"
 rm "$calls"
 dev format || failure "./dev format failed"
 grep -qF 'clang-format -i' "$calls" || failure "formats nothing"
+grep -qxF 'brew install --quiet cmake ninja nlohmann-json cli11 llvm' "$calls" || failure "installs something else"
 printf 'the tools for the form of the sources are those of Homebrew\n'

@@ -1,0 +1,133 @@
+# shellcheck shell=bash
+# Which programs hold which tests, and which tests failed. Sourced by ./dev.
+
+# build_only PRESET PATTERN: builds the programs that hold tests with such names.
+build_only() {
+  local programs
+  say "configuring and building what holds tests like $2"
+  configure "$1"
+  programs=$(programs_with_tests "$1" "$2")
+  [ -n "$programs" ] || fail "no test is called $2"
+  # shellcheck disable=SC2086 # one word for each program
+  cmake --build --preset "$1" --target $programs
+}
+
+# programs_with_tests PRESET PATTERN: by what the sources say, so that nothing has to be built to know.
+programs_with_tests() {
+  local program sources
+  while read -r program _ sources; do
+    # shellcheck disable=SC2086 # one word for each file
+    if test_names $sources | matches "$2"; then printf '%s ' "$program"; fi
+  done <"build/$1/test-programs.txt"
+}
+
+# test_names SOURCE...: as GoogleTest composes them, of the sources and of the suites that they include.
+test_names() {
+  local suites
+  suites=$(sed -nE 's|^#include "(tests/conformance/.*)"|\1|p' "$@")
+  # shellcheck disable=SC2086 # one word for each file
+  cat "$@" $suites | tr -s '\n ' ' ' \
+    | grep -oE '(TYPED_)?TEST(_F|_P)?\( ?\w+, ?\w+|INSTANTIATE_(TYPED_)?TEST_SUITE_P\( ?\w+, ?\w+' \
+    | sed -E 's/\( ?/ /; s/, ?/ /' \
+    | awk '$1 == "TEST" || $1 == "TEST_F" { print $2 "." $3; next }
+           /^INSTANTIATE/ { prefixes[$3] = prefixes[$3] " " $2; next }
+           { count++; kind[count] = $1; suite[count] = $2; name[count] = $3 }
+           END { for (i = 1; i <= count; i++) {
+                   many = split(prefixes[suite[i]], each, " ")
+                   for (j = 1; j <= many; j++)
+                     print each[j] "/" suite[i] (kind[i] == "TEST_P" ? "." name[i] "/0" : "/0." name[i]) } }'
+}
+
+# matches PATTERN: whether one of the names read fits a filter of GoogleTest's. The number or name of a parameter is
+# only known to the program, so any will do.
+matches() {
+  local name pattern patterns
+  IFS=: read -ra patterns <<<"${1%%-*}"
+  [ ${#patterns[@]} -gt 0 ] || patterns=('*')
+  while read -r name; do
+    for pattern in "${patterns[@]}"; do
+      # shellcheck disable=SC2053 # a pattern it is
+      if [[ $name == $pattern || $name == "${name%/*}"/* && ${name%/*} == ${pattern%/*} ]]; then
+        cat >/dev/null
+        return
+      fi
+    done
+  done
+  return 1
+}
+
+# matching_tests PRESET PATTERN: a regular expression for ctest, of the built programs in which something matches. Of a
+# program that runs in shards, no more of them than there are tests.
+matching_tests() {
+  local program path _ count found=''
+  while read -r program path _; do
+    [ -x "$path" ] || continue
+    count=$("$path" --gtest_list_tests --gtest_filter="$2" | grep -c '^  ') || continue
+    found+="|$program(_($(seq -s '|' "$count"))_of_[0-9]+)?"
+  done <"build/$1/test-programs.txt"
+  [ -n "$found" ] || fail "no test is called $2"
+  printf '^(%s)$' "${found#|}"
+}
+
+# fail_with_names PRESET: the last lines of a run that failed.
+fail_with_names() {
+  local tests scripts count preset=''
+  [ "$1" = debug ] || preset=" --preset $1"
+  tests=$(failed_tests "build/$1")
+  scripts=$(failed_scripts "build/$1")
+  count=$(printf '%s\n%s\n' "$tests" "$scripts" | grep -c .)
+  printf '\n'
+  printf '%s\n%s\n' "$tests" "$scripts" | grep . | awk -F '\t' '{ printf "    %s\n        %s\n", $1, $2 }'
+  say "again:"
+  [ -z "$tests" ] || printf "    ./dev test%s --only '%s'\n" "$preset" "$(cut -f 1 <<<"$tests" | paste -sd :)"
+  [ -z "$scripts" ] || printf "    ./dev test%s -- -R '^(%s)\$'\n" "$preset" "$(cut -f 1 <<<"$scripts" | paste -sd '|')"
+  fail "$count failed"
+}
+
+# failed_tests BUILD: name and place of each test that failed in a program, or that it crashed in.
+failed_tests() {
+  awk '/<testcase / { name = attribute("classname") "." attribute("name"); place = attribute("file") ":" attribute("line") }
+       /<failure message=/ && name != "" {
+         where = attribute("message")
+         sub(/&#x0A;.*/, "", where)
+         print name "\t" (where ~ /^[^ ]+:[0-9]+$/ ? where : place)
+         name = ""
+       }
+       function attribute(key,    text) {
+         if (!match($0, " " key "=\"[^\"]*\"")) return ""
+         text = substr($0, RSTART, RLENGTH)
+         sub(/^[^"]*"/, "", text)
+         sub(/"$/, "", text)
+         return text
+       }' "$1"/test-reports/*.xml
+  ended_early "$1" | while IFS=$'\t' read -r test ran; do
+    [ -z "$ran" ] || printf '%s\tended its program: %s\n' "$ran" "$test"
+  done
+}
+
+# failed_scripts BUILD: the other tests that failed, each with the place that it names, or its script.
+failed_scripts() {
+  ended_early "$1" | while IFS=$'\t' read -r test ran place; do
+    [ -n "$ran" ] || printf '%s\t%s\n' "$test" "${place:-$(script_of "$1" "$test")}"
+  done
+}
+
+# ended_early BUILD: of the tests of ctest that failed without a report of their own: the name, the test of GoogleTest's
+# that ran last, and the place in a script that the output names.
+ended_early() {
+  local test
+  awk '/<testcase / { name = $0; sub(/.*<testcase name="/, "", name); sub(/".*/, "", name)
+                      failed = /status="fail"/; ran = place = "" }
+       failed && /\[ RUN      \]/ { ran = $NF }
+       failed && match($0, /(tests|prove)\/[^ :]*\.(sh|js):[0-9]+/) { place = substr($0, RSTART, RLENGTH) }
+       failed && /<\/testcase>/ { print name "\t" ran "\t" place }' "$1/tests.xml" \
+    | while IFS= read -r test; do
+      grep -qs '<failure' "$1/test-reports/${test%%$'\t'*}.xml" || printf '%s\n' "$test"
+    done
+}
+
+# script_of BUILD TEST: the script, or the program, that a test of ctest's runs.
+script_of() {
+  ctest --test-dir "$1" -N -V -R "^$2\$" | sed -n 's/^.*Test command: //p' | tr ' ' '\n' | tr -d '"' \
+    | grep -v settled | head -n 1 | sed "s|^$PWD/||"
+}
