@@ -5,7 +5,7 @@
 set -euo pipefail
 
 prove_life=$1
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 complain() { printf '%s\n' "$*"; exit 1; }
 

@@ -17,7 +17,7 @@
 set -euo pipefail
 
 top=$PWD
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'stop_world; rm -rf "$folder"' EXIT
 mac='' helper='' failed=0
 complain() { printf '%s\n' "$*"; failed=1; }

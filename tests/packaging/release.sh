@@ -6,7 +6,7 @@
 set -euo pipefail
 
 version=$1
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 failure() { printf '%s\n' "$*"; cat "$folder/out" 2>/dev/null; exit 1; }
 

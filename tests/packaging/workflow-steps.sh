@@ -7,7 +7,7 @@
 set -euo pipefail
 
 top=$PWD helper=$1
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/steps" "$folder/bin"
 failure() { printf '%s\n' "$*"; exit 1; }

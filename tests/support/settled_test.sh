@@ -5,7 +5,7 @@
 set -euo pipefail
 
 settled=$PWD/tests/support/settled.sh
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/checkout"
 cd "$folder/checkout"

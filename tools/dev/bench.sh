@@ -32,7 +32,7 @@ compare_shipping() {
   cmake --preset bench -B build/bench-plain -DKELO_SHIP=OFF >/dev/null
   cmake --build build/bench-plain --target app.kelo.helper bench_in_memory
   for build in bench-plain bench; do
-    helper=$(mktemp)
+    helper=$(mktemp "${TMPDIR:-/tmp}/kelo.XXXXXX")
     strip -o "$helper" "$(built $build app.kelo.helper)"
     printf '%s\napp.kelo.helper %40d KiB\n' "$build" "$(($(stat -c %s "$helper") / 1024))"
     rm "$helper"

@@ -32,7 +32,7 @@ PATH=$PATH:/usr/local/bin:/opt/kelo/bin # where ./dev install puts kelo
 job=system/app.kelo.helper
 helper=build/product/app.kelo.helper
 subsystem='subsystem == "app.kelo.helper"'
-scratch=$(mktemp -d)
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 
 # --- what the rows are made of
@@ -80,7 +80,8 @@ hold_meanwhile() {
   sleep 5
 }
 
-log_of() { log show --last "$1" --predicate "$2"; }
+# Without the headings, which repeat the predicate.
+log_of() { log show --last "$1" --predicate "$2" | sed -E '/^(Filtering|Skipping|Timestamp) /d'; }
 state() { sudo launchctl print $job; }
 
 # row TITLE FUNCTION: in a shell of its own, so that the first command that fails ends it.
@@ -221,12 +222,18 @@ comes_back() {
   try kelo version
 }
 
+# Owner and mode of the folders that are not only ours: an installer may make them root's, and Homebrew then fails.
+shared_folders() { stat -f '%N %Su:%Sg %Sp' /usr/local /usr/local/bin /usr/local/share 2>/dev/null | sort; }
+
 package() {
-  local file
+  local file folders changed
   [ -n "$installer_identity" ] || leave_out "it needs --installer-identity"
   try ./dev package --identity "$identity" --installer-identity "$installer_identity"
   file=$(find build/package -name 'kelo-helper-*.pkg')
+  folders=$(shared_folders) || true # one may be missing
   try sudo installer -pkg "$file" -target / -verboseR
+  changed=$(comm -23 <(printf '%s\n' "$folders") <(shared_folders))
+  [ -z "$changed" ] || { printf 'the installer changed:\n%s\n' "$changed"; return 1; }
   try kelo status
   try sudo /Library/PrivilegedHelperTools/app.kelo.helper.uninstall
   try ./dev install --identity "$identity"

@@ -202,7 +202,7 @@ client_prefix() {
   local folder
   if [ "$(uname)" = Darwin ]; then
     for folder in /usr/local /usr/local/bin /usr/local/share; do
-      [ -e "$folder" ] || continue # it will be root's
+      [ -e "$macos_system$folder" ] || continue # it will be root's
       if is_open_to_others "$folder"; then printf '%s' "$macos_other_prefix"; return; fi
     done
   fi

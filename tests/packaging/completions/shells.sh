@@ -6,7 +6,7 @@
 set -euo pipefail
 
 kelo=$1
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 for shell in bash zsh fish; do "$kelo" completions "$shell" >"$folder/kelo.$shell"; done
 

@@ -5,20 +5,26 @@
 # Run from the top of the repository.
 set -euo pipefail
 
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls out=$folder/out report=$folder/report.md
 mkdir -p "$folder/bin" "$tree/tools/dev" "$tree/packaging/macos" "$tree/build/product"
 cp tools/dev/confirm-on-a-mac.sh "$tree/tools/dev/"
-real_sleep=$(command -v sleep)
+real_sleep=$(command -v sleep) real_mktemp=$(command -v mktemp)
 
 # One stand-in for all: it writes down how it is called, and says what a Mac on which all is well would say. $FAULT is a
-# pattern: a call that matches it fails, or says $SAYS if that is set.
+# pattern: a call that matches it fails, or says $SAYS if that is set. "log show" prints its headings in any case.
 cat >"$folder/bin/stand-in" <<'STUB'
 #!/usr/bin/env bash
 call="$(basename "$0") $*"
 [[ $0 != "$TMPDIR"* ]] || call="another's $call"
 sed "s#$TMPDIR/[^/ ]*#COPY#g; s#$FOLDER/bin#BIN#g" <<<"$call" >>"$CALLS"
+case $call in
+  'log show'*)
+    printf 'Filtering the log data using "%s"\n' "${@: -1}"
+    echo 'Skipping info and debug messages, pass --info and/or --debug to include.'
+    printf 'Timestamp                       Thread     Type        Activity             PID    TTL\n' ;;
+esac
 # shellcheck disable=SC2053 # a pattern
 if [[ -n ${FAULT-} && $call == $FAULT ]]; then
   [ -n "${SAYS-}" ] || exit 1
@@ -40,18 +46,28 @@ case $call in
   "another's kelo status") exit 3 ;;
   'log show'*-67050*) echo 'denied: -67050' ;;
   'log show'*) printf 'app.kelo.helper %s\n' 'hold: sleeping' 'hold: woke' 'hold: yielded' 'Our binary was deleted or moved.' ;;
+  stat*)
+    if grep -q '^sudo installer' "$CALLS"; then owner=${OWNER_AFTERWARDS-admin}; else owner=admin; fi
+    printf '%s '"$owner"':wheel drwxr-xr-x\n' /usr/local /usr/local/bin ;;
   ioreg*) echo '"AppleClamshellState" = No' ;;
   'sudo leaks'*) echo 'Process 1: 0 leaks for 0 total leaked bytes.' ;;
   'dev package'*) mkdir -p build/package && touch build/package/kelo-helper-1.2.3.pkg ;;
 esac
 STUB
-for command in sw_vers sysctl clang git cmake codesign lipo otool plutil sudo kelo log ioreg pmset arch; do
+for command in sw_vers sysctl clang git cmake codesign lipo otool plutil sudo kelo log ioreg pmset arch stat; do
   ln -s stand-in "$folder/bin/$command"
 done
 cp "$folder/bin/stand-in" "$tree/dev"
 cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 if [ "${1-}" = -m ]; then echo "${PROCESSOR-arm64}"; else echo "${SYSTEM-Darwin}"; fi
+STUB
+# macOS's ignores TMPDIR unless the template names it.
+cat >"$folder/bin/mktemp" <<STUB
+#!/bin/sh
+for last; do :; done
+case \$last in *XXXXXX) ;; *) set -- "\$@" "\$FOLDER/not-TMPDIR.XXXXXX" ;; esac
+exec $real_mktemp "\$@"
 STUB
 # No longer than until what was started before it is there: a hold, or the helper.
 cat >"$folder/bin/sleep" <<STUB
@@ -157,7 +173,9 @@ sudo launchctl kill SIGTERM system/app.kelo.helper
 sudo launchctl print system/app.kelo.helper
 kelo version
 dev package --identity A --installer-identity I
+stat -f %N %Su:%Sg %Sp /usr/local /usr/local/bin /usr/local/share
 sudo installer -pkg build/package/kelo-helper-1.2.3.pkg -target / -verboseR
+stat -f %N %Su:%Sg %Sp /usr/local /usr/local/bin /usr/local/share
 kelo status
 sudo /Library/PrivilegedHelperTools/app.kelo.helper.uninstall
 dev install --identity A
@@ -204,8 +222,10 @@ fails "the client cuts off an impostor of the helper" 'FAULT=dev install --ident
 fails "BOOL crosses between processors" 'FAULT=arch*'
 fails "the lid is read" 'FAULT=log show --last 2m*' SAYS=nothing
 fails "the installer takes the package, its checks answer, and its scripts do what they should" 'FAULT=sudo installer*'
+fails "the installer takes the package, its checks answer, and its scripts do what they should" OWNER_AFTERWARDS=root
 fails "a reply gets out before a stand-down ends the process" 'FAULT=kelo stand-down'
 fails "messages are readable in the unified log" 'FAULT=log show --last 5m*' 'SAYS=app.kelo.helper <private>'
+fails "messages are readable in the unified log" 'FAULT=log show --last 5m*' 'SAYS=nothing of the helper'
 fails "objects live as long as they must" 'FAULT=sudo leaks*' 'SAYS=Process 1: 10 leaks'
 
 # --- and elsewhere it does nothing

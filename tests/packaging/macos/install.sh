@@ -7,10 +7,10 @@ set -euo pipefail
 # shellcheck source=tests/packaging/macos/built-and-signed.sh
 source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"
 
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls
-mkdir -p "$folder/bin" "$folder/usr/bin" "$tree/build/product"
+mkdir -p "$folder/bin" "$folder/usr/bin" "$folder/usr/local/bin" "$tree/build/product"
 cp -R dev tools packaging CMakeLists.txt THIRD_PARTY_NOTICES.md "$tree/"
 printf '#!/bin/sh\n' >"$tree/build/product/kelo"
 chmod +x "$tree/build/product/kelo"
@@ -146,6 +146,12 @@ for fault in WRITABLE=/usr/local LISTED=/usr/local/bin; do
   if grep -q /usr/local "$calls"; then failure "something goes to /usr/local, with $fault"; fi
   grep -q 'Add /opt/kelo/bin to your path' "$folder/out" || failure "it does not say where the client is"
 done
+
+# On a new Mac /usr/local/bin is missing, and will be root's.
+rm "$calls"
+rmdir "$folder/usr/local/bin"
+dev env LISTED=/usr/local/bin || failure "installing failed without /usr/local/bin"
+diff <(client /usr/local) <(grep -F /usr/local "$calls") || failure "the client is installed otherwise without /usr/local/bin"
 
 # Elsewhere nothing is done.
 rm "$calls"

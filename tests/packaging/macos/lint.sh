@@ -5,7 +5,7 @@
 # Run from the top of the repository.
 set -euo pipefail
 
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/bin" "$folder/opt/llvm/bin"
 calls=$folder/calls
@@ -41,4 +41,7 @@ rm "$calls"
 dev format || failure "./dev format failed"
 grep -qF 'clang-format -i' "$calls" || failure "formats nothing"
 grep -qxF 'brew install --quiet cmake ninja nlohmann-json cli11 llvm' "$calls" || failure "installs something else"
+
+# macOS's mktemp ignores TMPDIR unless the template names it.
+if grep -rnE '\$\(mktemp( -d)?\)' dev tools tests prove .ci; then failure "mktemp without a template in TMPDIR"; fi
 printf 'the tools for the form of the sources are those of Homebrew\n'

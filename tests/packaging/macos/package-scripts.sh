@@ -5,7 +5,7 @@
 # shellcheck disable=SC2016 # the variables are those of the stand-ins
 set -euo pipefail
 
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/system"
 calls=$folder/calls

@@ -7,7 +7,7 @@ set -euo pipefail
 # shellcheck source=tests/packaging/macos/built-and-signed.sh
 source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"
 
-folder=$(mktemp -d)
+folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls
 mkdir "$folder/bin" "$tree"

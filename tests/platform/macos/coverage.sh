@@ -15,7 +15,7 @@ tool() {
   if [ -x "$tools/$name" ]; then "$tools/$name" "$@"; else "$name" "$@"; fi
 }
 
-profile=$(mktemp)
+profile=$(mktemp "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -f "$profile"' EXIT
 [ "$test.profraw" -nt "$test" ] || { printf '%s has not run since it was built\n' "$test"; exit 1; }
 tool llvm-profdata merge -sparse -o "$profile" "$test.profraw"
