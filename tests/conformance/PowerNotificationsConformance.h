@@ -111,6 +111,23 @@ TYPED_TEST_P(PowerNotificationsConformance, ARegistrationMayEndFromItsOwnCallbac
     EXPECT_THAT(client.messages, ::testing::ElementsAre(::testing::Pair(TestFixture::willSleep, 4)));
 }
 
+TYPED_TEST_P(PowerNotificationsConformance, ACallbackThatEndsItsRegistrationKeepsItsCaptures) {
+    const auto held = std::make_shared<int>();
+    std::unique_ptr<PowerRegistration> registration;
+    long heldAfterwards = 0;
+    registration = this->harness.notifications().registerForSystemPower(
+        [held, counted = &held, ended = &registration, result = &heldAfterwards](PowerMessage, std::intptr_t) {
+            // On the stack: the captures may be gone.
+            const auto* const still = counted;
+            long* const count = result;
+            ended->reset();
+            *count = still->use_count();
+        });
+    this->send(TestFixture::willSleep, 6);
+    EXPECT_EQ(heldAfterwards, 2);
+    EXPECT_EQ(held.use_count(), 1);
+}
+
 TYPED_TEST_P(PowerNotificationsConformance, OneMayRegisterAgain) {
     typename TestFixture::Client client;
     this->registerClient(client);
@@ -123,6 +140,7 @@ TYPED_TEST_P(PowerNotificationsConformance, OneMayRegisterAgain) {
 REGISTER_TYPED_TEST_SUITE_P(PowerNotificationsConformance, DeliversEachOfOurMessagesAndNoOtherOnTheMainThread,
                             ThereIsNoRegistrationWithoutARootPowerDomain, AnAnswerReachesTheRootPowerDomainUnchanged,
                             NothingIsAnsweredByItself, NoMessageIsDeliveredOnceTheRegistrationHasEnded,
-                            ARegistrationMayEndFromItsOwnCallback, OneMayRegisterAgain);
+                            ARegistrationMayEndFromItsOwnCallback, ACallbackThatEndsItsRegistrationKeepsItsCaptures,
+                            OneMayRegisterAgain);
 
 } // namespace kelo

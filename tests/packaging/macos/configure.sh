@@ -10,7 +10,7 @@ rm -rf "$folder"
 # configure_with JSON-VERSION
 configure_with() {
   cmake -S . -B "$folder" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/tests/platform/macos/sdk/Toolchain.cmake" \
-    -DKELO_COMPILER="$compiler" -DKELO_JSON_VERSION="$1" -DCMAKE_BUILD_TYPE=Release -DKELO_TESTS=OFF >"$folder.log" 2>&1
+    -DKELO_COMPILER="$compiler" -DKELO_JSON_VERSION="$1" -DCMAKE_BUILD_TYPE=Release -DKELO_TESTS=OFF -DKELO_SHIP=ON >"$folder.log" 2>&1
 }
 
 # This version does not compile with Apple's C++ library.
@@ -32,10 +32,11 @@ expect() {
   done
 }
 
+hardened=(-fstack-protector-strong -D_LIBCPP_HARDENING_MODE=_LIBCPP_HARDENING_MODE_FAST)
 both=('-arch arm64 -arch x86_64' '-mmacosx-version-min=14.0')
 object=platform/macos/CMakeFiles/kelo_platform_macos.dir
-expect "$(commands_of $object/XPCListener.mm.o)" "${both[@]}" -fno-objc-arc -std=c++20
-expect "$(commands_of $object/IOKitExchange.cpp.o)" "${both[@]}" -std=c++20
+expect "$(commands_of $object/XPCListener.mm.o)" "${both[@]}" "${hardened[@]}" -fno-objc-arc -std=c++20
+expect "$(commands_of $object/IOKitExchange.cpp.o)" "${both[@]}" "${hardened[@]}" -std=c++20
 case $(commands_of $object/XPCListener.mm.o) in
   *tests/platform/macos/include*) printf 'the product is compiled against the declarations of the tests\n'; exit 1 ;;
 esac

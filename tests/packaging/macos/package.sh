@@ -130,6 +130,8 @@ done
 [ "$(bash -c 'source "$1" && checksum "$2"' - "$tree/tools/dev/release.sh" "kelo-helper-$version.pkg")" \
   = "$(cat "kelo-helper-$version.pkg.sha256")" ] || failure "the checksum is not that of the stapled package"
 xmllint --nonet --noout distribution.xml
+[ "$(xmllint --xpath 'string(//options/@hostArchitectures)' distribution.xml)" = arm64,x86_64 ] \
+  || failure "an Apple chip would need Rosetta for the installer"
 [ "$(xmllint --xpath 'string(//pkg-ref/@version)' distribution.xml)" = "$version" ] || failure "not this version"
 cd "$tree"
 

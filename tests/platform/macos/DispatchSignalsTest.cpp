@@ -56,9 +56,12 @@ TEST_F(DispatchSignalsTest, ASignalThatArrivedBeforeTheSourceWasDestroyedIsNotDe
     EXPECT_EQ(arrivals, 0);
 }
 
-TEST_F(DispatchSignalsTest, WithoutASourceThereIsNothing) {
+TEST_F(DispatchSignalsTest, ASignalWithoutASourceEndsTheProcessAgain) {
+    signals.ignore(SIGTERM);
     doubles::failSourceCreation(true);
+    journal().take();
     EXPECT_EQ(signals.deliver(SIGTERM, [] {}), nullptr);
+    EXPECT_THAT(journal().take(), ElementsAre("dispatch_source_create signal 15 0x0", "signal 15 default"));
 }
 
 TEST_F(DispatchSignalsTest, WhatAHandlerThrowsIsReported) {

@@ -95,7 +95,10 @@ int __wrap_stat(const char* path, struct stat* status) {
 using SignalHandler = void (*)(int);
 
 SignalHandler __wrap_signal(int number, SignalHandler handler) {
-    journal().add("signal " + std::to_string(number) + (handler == SIG_IGN ? " ignore" : " another disposition"));
+    journal().add("signal " + std::to_string(number) +
+                  (handler == SIG_IGN   ? " ignore"
+                   : handler == SIG_DFL ? " default"
+                                        : " another disposition"));
     const std::lock_guard lock(mutex);
     return std::exchange(dispositions[number], handler);
 }

@@ -1,0 +1,39 @@
+// PosixClock.cpp as a Mac compiles it, with clocks of the test's in place of the system's.
+
+#include <gtest/gtest.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr clockid_t uptimeRaw = 8;
+
+clockid_t clockRead = -1;
+
+int readClock(clockid_t clock, timespec* time) {
+    clockRead = clock;
+    *time = {3, 500'000'000};
+    return 0;
+}
+
+} // namespace
+
+#define __APPLE__ 1
+#define CLOCK_UPTIME_RAW uptimeRaw
+#define clock_gettime readClock
+#define PosixClock MacClock
+#include "platform/posix/PosixClock.cpp" // NOLINT(bugprone-suspicious-include)
+
+namespace kelo {
+namespace {
+
+TEST(MacClock, StandsStillWhileTheMacSleeps) {
+    EXPECT_EQ(MacClock().now(), 3.5);
+    EXPECT_EQ(clockRead, uptimeRaw) << "every other clock that never goes back runs on";
+}
+
+} // namespace
+} // namespace kelo
