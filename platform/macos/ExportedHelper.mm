@@ -2,6 +2,7 @@
 
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/KeloHelperXPCProtocol.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 
@@ -26,30 +27,36 @@ KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
 }
 @end
 
-// A block is copied for as long as its reply may come.
+// A block is copied for as long as its reply may come. What copies it is made where nothing that it throws reaches XPC,
+// which answers a request whose block is dropped with an error.
 @implementation KeloExportedHelper
 
 - (void)fetchSnapshotWithReply:(kelo::DataBlock)reply {
-    helper_->fetchSnapshot([block = kelo::BlockReference<kelo::DataBlock>(reply)](const auto& data) {
-        block(kelo::makeNSData(data).get());
+    kelo::contain("fetchSnapshot", [&] {
+        helper_->fetchSnapshot([block = kelo::BlockReference<kelo::DataBlock>(reply)](const auto& data) {
+            block(kelo::makeNSData(data).get());
+        });
     });
 }
 
 - (void)holdWithFraction:(double)fraction handsBackOnLidClose:(BOOL)handsBackOnLidClose reply:(kelo::ErrorBlock)reply {
-    helper_->hold(fraction, handsBackOnLidClose != NO, kelo::errorReply(reply));
+    kelo::contain("hold", [&] { helper_->hold(fraction, handsBackOnLidClose != NO, kelo::errorReply(reply)); });
 }
 
 - (void)handBackWithReply:(kelo::ErrorBlock)reply {
-    helper_->handBack(kelo::errorReply(reply));
+    kelo::contain("handBack", [&] { helper_->handBack(kelo::errorReply(reply)); });
 }
 
 - (void)helperVersionWithReply:(kelo::VersionBlock)reply {
-    helper_->helperVersion(
-        [block = kelo::BlockReference<kelo::VersionBlock>(reply)](std::int64_t version) { block(version); });
+    kelo::contain("helperVersion", [&] {
+        helper_->helperVersion(
+            [block = kelo::BlockReference<kelo::VersionBlock>(reply)](std::int64_t version) { block(version); });
+    });
 }
 
 - (void)standDownWithReply:(kelo::EmptyBlock)reply {
-    helper_->standDown([block = kelo::BlockReference<kelo::EmptyBlock>(reply)] { block(); });
+    kelo::contain("standDown",
+                  [&] { helper_->standDown([block = kelo::BlockReference<kelo::EmptyBlock>(reply)] { block(); }); });
 }
 
 @end

@@ -47,7 +47,7 @@ CFRunLoopSourceRef runLoopSource(IONotificationPortRef port) {
 class IOKitPowerRegistration : public PowerRegistration {
 public:
     explicit IOKitPowerRegistration(PowerHandler onMessage)
-        : onMessage_(std::move(onMessage)),
+        : onMessage_(std::make_shared<const PowerHandler>(std::move(onMessage))),
           rootPort_(IORegisterForSystemPower(this, &port_, powerCallback, &notifier_)) {
         if (isRegistered())
             CFRunLoopAddSource(CFRunLoopGetCurrent(), runLoopSource(port_), kCFRunLoopDefaultMode);
@@ -73,11 +73,11 @@ public:
     /// The handler may end the registration: nothing of it is used afterwards.
     void deliver(PowerMessage message, std::intptr_t notificationID) const {
         contain("a power message",
-                [handler = onMessage_, message, notificationID] { handler(message, notificationID); });
+                [handler = onMessage_, message, notificationID] { (*handler)(message, notificationID); });
     }
 
 private:
-    const PowerHandler onMessage_;
+    const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared: copying it allocates nothing.
     // Before the connection: registering fills both.
     IONotificationPortRef port_ = nullptr;
     io_object_t notifier_ = IO_OBJECT_NULL;

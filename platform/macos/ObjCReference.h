@@ -12,7 +12,7 @@ namespace kelo {
 template <typename Object> class ObjCReference {
   public:
     ObjCReference() = default;
-    ObjCReference(ObjCReference&& other) noexcept : object_(std::exchange(other.object_, nil)) {}
+    ObjCReference(ObjCReference&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
     ObjCReference& operator=(ObjCReference&& other) noexcept {
         std::swap(object_, other.object_);
         return *this;
@@ -27,10 +27,10 @@ template <typename Object> class ObjCReference {
     }
 
     Object get() const { return object_; }
-    explicit operator bool() const { return object_ != nil; }
+    explicit operator bool() const { return object_ != nullptr; }
 
   private:
-    Object object_ = nil;
+    Object object_ = nullptr;
 };
 
 /// Shorthand for ObjCReference::adopt.

@@ -7,6 +7,7 @@
 #include "platform/macos/KeloHelperXPCProtocol.h"
 #include "platform/macos/ObjCException.h"
 #include "platform/macos/ObjCReference.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 
@@ -17,6 +18,11 @@ namespace {
 template <typename Value> struct Outcome {
     std::optional<Value> value;
     std::string error = "the helper gave no reply";
+
+    /// For a block that the system calls: what `make` throws goes no further.
+    template <typename Make> void set(const Make& make) {
+        contain("a reply", [&] { value.emplace(make()); });
+    }
 
     Value take() {
         if (!value)
@@ -49,7 +55,7 @@ class XPCHelperConnection : public HelperConnection {
     std::optional<Data> fetchSnapshot() override {
         return request<std::optional<Data>>([](id<KeloHelperProtocol> helper, auto outcome) {
             [helper fetchSnapshotWithReply:^(NSData* _Nullable data) {
-              outcome->value.emplace(dataFromNSData(data));
+              outcome->set([&] { return dataFromNSData(data); });
             }];
         });
     }
@@ -59,7 +65,7 @@ class XPCHelperConnection : public HelperConnection {
             [helper holdWithFraction:fraction
                  handsBackOnLidClose:handsBackOnLidClose
                                reply:^(NSString* _Nullable error) {
-                                 outcome->value.emplace(textFromNSString(error));
+                                 outcome->set([&] { return textFromNSString(error); });
                                }];
         });
     }
@@ -67,7 +73,7 @@ class XPCHelperConnection : public HelperConnection {
     std::optional<std::string> handBack() override {
         return request<std::optional<std::string>>([](id<KeloHelperProtocol> helper, auto outcome) {
             [helper handBackWithReply:^(NSString* _Nullable error) {
-              outcome->value.emplace(textFromNSString(error));
+              outcome->set([&] { return textFromNSString(error); });
             }];
         });
     }
@@ -95,7 +101,8 @@ class XPCHelperConnection : public HelperConnection {
         const auto outcome = std::make_shared<Outcome<Value>>();
         @autoreleasepool { // as above
             send([connection_.get() synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
-                   outcome->error = textFromNSString(error.localizedDescription).value_or("");
+                   contain("an error",
+                           [&] { outcome->error = textFromNSString(error.localizedDescription).value_or(""); });
                  }],
                  outcome);
         }

@@ -21,15 +21,16 @@
 
 - (BOOL)listener:(NSXPCListener*)listener shouldAcceptNewConnection:(NSXPCConnection*)newConnection {
     static_cast<void>(listener);
-    if (!hasRequirement_)
-        return NO;
-    auto place = places_->take(newConnection.processIdentifier);
-    if (!place)
-        return NO;
-    kelo::XPCIncomingConnection connection(newConnection, std::move(place));
-    const auto& admission = admission_;
     bool isAccepted = false;
-    kelo::contain("admitting a connection", [&] { isAccepted = admission(connection); });
+    kelo::contain("admitting a connection", [&] {
+        if (!hasRequirement_)
+            return;
+        auto place = places_->take(newConnection.processIdentifier);
+        if (!place)
+            return;
+        kelo::XPCIncomingConnection connection(newConnection, std::move(place));
+        isAccepted = admission_(connection);
+    });
     return isAccepted;
 }
 

@@ -9,6 +9,7 @@
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
+#include "tests/platform/macos/doubles/ShortMemory.h"
 
 namespace kelo {
 namespace {
@@ -126,6 +127,18 @@ TEST_F(ExportedHelperTest, RepliesMayComeAfterTheRequestHasReturned) {
     EXPECT_EQ(replies, 0);
     for (const auto& reply : late)
         reply();
+    EXPECT_EQ(replies, 5);
+}
+
+TEST_F(ExportedHelperTest, ARequestForWhichThereIsNoMemoryIsReportedAndItsBlockDropped) {
+    const std::function<void()> requests[] = {[this] { fetchSnapshot(); }, [this] { hold(0.5, YES); },
+                                              [this] { handBack(); }, [this] { helperVersion(); },
+                                              [this] { standDown(); }};
+    for (const auto& request : requests)
+        doubles::callWithMemory(true, request);
+    EXPECT_EQ(replies, 0);
+    EXPECT_THAT(logEntries(), SizeIs(5));
+    sendAll();
     EXPECT_EQ(replies, 5);
 }
 

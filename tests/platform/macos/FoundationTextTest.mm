@@ -1,3 +1,9 @@
+#import <Foundation/Foundation.h>
+
+#include <cstddef>
+#undef nil
+#define nil NULL // as a system may define it: our headers must not need nullptr
+
 #include "platform/macos/FoundationText.h"
 
 #include "tests/platform/macos/doubles/FoundationDouble.h"
@@ -24,15 +30,15 @@ TEST_F(FoundationTextTest, BytesThatAreNotUTF8AreTakenAsLatin1SoThatNoErrorIsLos
 }
 
 TEST_F(FoundationTextTest, NoneIsNilAndNilIsNone) {
-    EXPECT_EQ(makeNSString(std::optional<std::string>()).get(), nil);
-    EXPECT_EQ(makeNSData(std::nullopt).get(), nil);
-    EXPECT_EQ(textFromNSString(nil), std::nullopt);
-    EXPECT_EQ(dataFromNSData(nil), std::nullopt);
+    EXPECT_EQ(makeNSString(std::optional<std::string>()).get(), nullptr);
+    EXPECT_EQ(makeNSData(std::nullopt).get(), nullptr);
+    EXPECT_EQ(textFromNSString(nullptr), std::nullopt);
+    EXPECT_EQ(dataFromNSData(nullptr), std::nullopt);
 }
 
 TEST_F(FoundationTextTest, EmptyIsNotNone) {
-    EXPECT_NE(makeNSString(std::optional<std::string>("")).get(), nil);
-    EXPECT_NE(makeNSData(Data()).get(), nil);
+    EXPECT_NE(makeNSString(std::optional<std::string>("")).get(), nullptr);
+    EXPECT_NE(makeNSData(Data()).get(), nullptr);
     EXPECT_EQ(dataFromNSData(makeNSData(Data()).get()), Data());
 }
 

@@ -3,6 +3,7 @@
 #include <IOKit/IOMessage.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <stdexcept>
 
@@ -103,6 +104,18 @@ TEST_F(IOKitPowerNotificationsTest, WhatACallbackThrowsIsReportedAndTheNextMessa
     EXPECT_EQ(messages, 2);
     ASSERT_THAT(doubles::logEntries(), SizeIs(2));
     EXPECT_EQ(doubles::logEntries()[0].text, "a power message: broken");
+}
+
+TEST_F(IOKitPowerNotificationsTest, AMessageIsDeliveredThoughThereIsNoMemory) {
+    std::array<std::intptr_t, 8> answers{}; // too large to be copied without an allocation
+    std::size_t count = 0;
+    auto* const counted = &count;
+    const auto registration = notifications.registerForSystemPower(
+        [answers, counted](PowerMessage, std::intptr_t) { *counted = answers.size(); });
+    kernel().isMemoryShort = true;
+    doubles::sendPowerMessage(kIOMessageSystemWillSleep, 1);
+    mainLoop().runFor(0);
+    EXPECT_EQ(count, answers.size());
 }
 
 TEST_F(IOKitPowerNotificationsTest, AMessageWithoutARegistrationDoesNothing) {

@@ -47,6 +47,16 @@ protected:
     std::unique_ptr<Listener> listener;
 };
 
+TEST_F(XPCHelperConnectionTest, AReplyForWhichThereIsNoMemoryIsAFailedRequest) {
+    startHelper();
+    helper->snapshot = Data{'{', '}'};
+    const auto connection = connectToHelper();
+    xpc().isClientShortOfMemory = true;
+    EXPECT_THROW(connection->fetchSnapshot(), HelperUnreachable);
+    xpc().isClientShortOfMemory = false;
+    EXPECT_EQ(connection->fetchSnapshot(), helper->snapshot);
+}
+
 TEST_F(XPCHelperConnectionTest, ConnectsToThePrivilegedServiceAndTrustsNobodyButTheHelperOfTheOwnTeam) {
     const auto connection = connectToHelper();
     EXPECT_THAT(journal().take(),

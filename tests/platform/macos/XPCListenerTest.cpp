@@ -202,6 +202,16 @@ TEST_F(XPCListenerTest, AnAdmissionThatThrowsRefuses) {
     EXPECT_EQ(logEntries()[0].text, "admitting a connection: broken admission");
 }
 
+TEST_F(XPCListenerTest, AConnectionForWhichThereIsNoMemoryIsRefused) {
+    EXPECT_TRUE(start());
+    xpc().isHelperShortOfMemory = true;
+    EXPECT_FALSE(isServed());
+    EXPECT_THAT(logEntries(), ElementsAre(::testing::Field(&doubles::LogEntry::text,
+                                                           ::testing::StartsWith("admitting a connection: "))));
+    xpc().isHelperShortOfMemory = false;
+    EXPECT_TRUE(isServed());
+}
+
 TEST_F(XPCListenerTest, WhatAConnectionsHandlersThrowIsReported) {
     listener->setAdmission(acceptWithBrokenHandlers);
     listener->setConnectionCodeSigningRequirement(requirement);

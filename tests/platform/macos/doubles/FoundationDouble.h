@@ -27,6 +27,9 @@ template <typename Payload> Payload& payload(NSObject* object);
 void setPayload(NSObject* object, std::shared_ptr<void> payload);
 std::shared_ptr<void> rawPayload(NSObject* object);
 
+/// How many references `object` has.
+int referencesTo(NSObject* object);
+
 template <typename Payload> Payload& payload(NSObject* object) {
     return *static_cast<Payload*>(rawPayload(object).get());
 }

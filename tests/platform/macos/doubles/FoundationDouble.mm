@@ -106,6 +106,8 @@ void setPayload(NSObject* object, std::shared_ptr<void> payload) { stateOf(objec
 
 std::shared_ptr<void> rawPayload(NSObject* object) { return stateOf(object).payload; }
 
+int referencesTo(NSObject* object) { return stateOf(object).references; }
+
 void runInPool(const std::function<void()>& work) {
     @autoreleasepool {
         work();

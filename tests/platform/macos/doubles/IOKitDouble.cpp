@@ -10,6 +10,7 @@
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/MainLoop.h"
 #include "tests/platform/macos/doubles/RunLoopDouble.h"
+#include "tests/platform/macos/doubles/ShortMemory.h"
 
 struct IONotificationPort {
     CFRunLoopSourceRef source;
@@ -76,7 +77,10 @@ std::string classOf(CFDictionaryRef matching) {
 void deliver(const Registration& registration, std::uint32_t messageType, std::intptr_t argument) {
     if (!isHeld(registration.notifier) || !registration.port->isAlive || !isScheduled(registration.port->source))
         return;
-    registration.callback(registration.refcon, registration.rootPort, messageType, reinterpret_cast<void*>(argument));
+    callWithMemory(kernel().isMemoryShort, [&] {
+        registration.callback(registration.refcon, registration.rootPort, messageType,
+                              reinterpret_cast<void*>(argument));
+    });
 }
 
 } // namespace

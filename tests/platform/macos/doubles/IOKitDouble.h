@@ -27,6 +27,7 @@ struct IOKitKernel {
     bool isPortMissing = false;          ///< It returns a connection, but no port.
     bool isRunLoopSourceMissing = false; ///< The port has no run-loop source.
     kern_return_t allowStatus = KERN_SUCCESS;
+    bool isMemoryShort = false;         ///< The first allocation of a power callback fails.
     std::vector<std::intptr_t> allowed; ///< The notifications that were answered, in order.
 
     /// Makes the property "AppleClamshellState"; the caller owns what it returns. Null for an absent one.

@@ -1,5 +1,6 @@
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
+#include "tests/platform/macos/doubles/ShortMemory.h"
 #include "tests/platform/macos/doubles/XPCState.h"
 
 using namespace kelo::doubles;
@@ -11,6 +12,17 @@ void tell(const ConnectionRef& connection, const std::string& what) {
     journal().add("NSXPCConnection " + what);
     if (connection->isResumed)
         journal().misuse(what + " after resume");
+}
+
+/// A copy of a handler of `connection`. The platform copies it in frames that no exception may cross, and keeps it as
+/// long as the connection.
+Copied<EmptyBlock> copyHandler(NSXPCConnection* connection, EmptyBlock handler) {
+    const int references = referencesTo(connection);
+    Copied<EmptyBlock> copy;
+    callWithMemory(true, [&] { copy = Copied<EmptyBlock>(handler); });
+    if (referencesTo(connection) != references)
+        journal().misuse("a handler keeps its own connection alive");
+    return copy;
 }
 
 /// What `@protocol` yields is a record whose second member is the name, and not registered: what the
@@ -86,7 +98,7 @@ Protocol* registeredProtocol(Protocol* protocol) {
 
 - (void)setInterruptionHandler:(void (^)(void))handler {
     tell(stateOf(self), "setInterruptionHandler");
-    stateOf(self)->interruptionHandler = Copied<EmptyBlock>(handler);
+    stateOf(self)->interruptionHandler = copyHandler(self, handler);
 }
 
 - (void (^)(void))invalidationHandler {
@@ -95,7 +107,7 @@ Protocol* registeredProtocol(Protocol* protocol) {
 
 - (void)setInvalidationHandler:(void (^)(void))handler {
     tell(stateOf(self), "setInvalidationHandler");
-    stateOf(self)->invalidationHandler = Copied<EmptyBlock>(handler);
+    stateOf(self)->invalidationHandler = copyHandler(self, handler);
 }
 
 - (void)setCodeSigningRequirement:(NSString*)requirement {

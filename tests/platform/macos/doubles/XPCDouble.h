@@ -17,6 +17,8 @@ struct XPCSystem {
     CodeSignature client = {"app.kelo.Kelo", "TEAM"};
     int clientProcess = 700;
     CodeSignature helper = {"app.kelo.helper", "TEAM"};
+    bool isHelperShortOfMemory = false;                ///< The first allocation of the delegate fails.
+    bool isClientShortOfMemory = false;                ///< The first allocation of a reply block fails.
     bool isRaising = false;                            ///< Every requirement is refused with an exception.
     const char* raisedReason = "raised by the double"; ///< Null: an exception without a reason.
 };

@@ -3,6 +3,7 @@
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/MainLoop.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
+#include "tests/platform/macos/doubles/ShortMemory.h"
 #include "tests/platform/macos/doubles/XPCState.h"
 
 namespace kelo::doubles {
@@ -32,7 +33,10 @@ Strong present(const std::shared_ptr<ListenerState>& listener) {
     state->process = xpc().clientProcess;
     state->queue = &SerialQueue::make();
     setPayload(connection, state);
-    const bool isAccepted = [delegate.get() listener:listener->listener shouldAcceptNewConnection:connection] != NO;
+    bool isAccepted = false;
+    callWithMemory(xpc().isHelperShortOfMemory, [&] {
+        isAccepted = [delegate.get() listener:listener->listener shouldAcceptNewConnection:connection] != NO;
+    });
     if (isAccepted && !state->isResumed)
         journal().misuse("a connection was accepted that was not resumed");
     if (!isAccepted && state->isResumed)
@@ -139,7 +143,7 @@ void Pending::finish(ErrorBlock errorHandler) {
     const auto deliver = std::exchange(deliver_, nullptr);
     lock.unlock();
     if (error_ == 0)
-        return deliver();
+        return callWithMemory(xpc().isClientShortOfMemory, deliver);
     NSError* const error = makeError(error_, "error " + std::to_string(error_));
     errorHandler(error);
     [error release];

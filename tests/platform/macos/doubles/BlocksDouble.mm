@@ -1,0 +1,62 @@
+// What the blocks runtime lacks; the linker wraps its functions.
+//
+// - On the platform, copying a block retains the objects that it captures.
+// - It counts a block's references with atomic operations that the thread sanitizer does not see, since the library is
+//   not instrumented: a block that one thread has called and another one frees would look like a race.
+
+#include "tests/platform/macos/doubles/FoundationDouble.h"
+
+namespace {
+
+constexpr int isObject = 3; // BLOCK_FIELD_IS_OBJECT; any other flag means a block or a variable
+
+NSObject* asObject(const void* captured) { return static_cast<NSObject*>(const_cast<void*>(captured)); }
+
+/// Whoever frees the block comes after everybody who has given it back.
+void orderBefore([[maybe_unused]] const void* block);
+
+} // namespace
+
+extern "C" {
+
+void __real__Block_release(const void* block);
+void __real__Block_object_assign(void* destination, const void* object, int flags);
+void __real__Block_object_dispose(const void* object, int flags);
+
+void __wrap__Block_release(const void* block) {
+    orderBefore(block);
+    __real__Block_release(block);
+}
+
+void __wrap__Block_object_assign(void* destination, const void* object, int flags) {
+    if (flags == isObject)
+        [asObject(object) retain];
+    __real__Block_object_assign(destination, object, flags);
+}
+
+void __wrap__Block_object_dispose(const void* object, int flags) {
+    orderBefore(object);
+    if (flags == isObject)
+        [asObject(object) release];
+    __real__Block_object_dispose(object, flags);
+}
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+void __tsan_acquire(void* address);
+void __tsan_release(void* address);
+#define KELO_THREAD_SANITIZER
+#endif
+#endif
+}
+
+namespace {
+
+void orderBefore([[maybe_unused]] const void* block) {
+#ifdef KELO_THREAD_SANITIZER
+    __tsan_release(const_cast<void*>(block));
+    __tsan_acquire(const_cast<void*>(block));
+#endif
+}
+
+} // namespace
