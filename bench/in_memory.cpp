@@ -123,14 +123,14 @@ BENCHMARK(exchangesOfRepair)->Iterations(1);
 
 void exchangesOfSleep(benchmark::State& state) {
     QuietMachine machine;
-    countStep(state, machine, [&] { machine.willSleep(); });
+    countStep(state, machine, [&] { machine.hold->systemWillSleep(); });
 }
 BENCHMARK(exchangesOfSleep)->Iterations(1);
 
 void exchangesOfWake(benchmark::State& state) {
     QuietMachine machine;
-    machine.willSleep();
-    countStep(state, machine, [&] { machine.didWake(); });
+    machine.hold->systemWillSleep();
+    countStep(state, machine, [&] { machine.hold->systemDidWake(); });
 }
 BENCHMARK(exchangesOfWake)->Iterations(1);
 

@@ -11,6 +11,7 @@
 #include "core/hold/Clamshell.h"
 #include "core/hold/FanHold.h"
 #include "core/hold/PowerNotifications.h"
+#include "core/hold/PowerWatch.h"
 #include "fuzz/FuzzTarget.h"
 #include "simulator/model/Profile.h"
 #include "simulator/model/SimulatedExchange.h"
@@ -22,7 +23,7 @@ namespace {
 using kelo::mustHold;
 using kelo::PowerMessage;
 
-/// Delivers to the newest registration and remembers what was acknowledged.
+/// Delivers to the one registration and remembers what was acknowledged.
 class FuzzedPower : public kelo::PowerNotifications {
 public:
     [[nodiscard]] std::unique_ptr<kelo::PowerRegistration>
@@ -34,8 +35,7 @@ public:
     /// Whether it was acknowledged, once and by its own number.
     bool isAcknowledged(PowerMessage message, std::intptr_t notificationID) {
         acknowledged_.clear();
-        if (const auto handler = onMessage_)
-            handler(message, notificationID);
+        onMessage_(message, notificationID);
         return acknowledged_ == std::vector{notificationID};
     }
     bool isAnythingAcknowledged() const { return !acknowledged_.empty(); }
@@ -44,7 +44,6 @@ private:
     class Registration : public kelo::PowerRegistration {
     public:
         explicit Registration(FuzzedPower& power) : power_(power) {}
-        ~Registration() override { power_.onMessage_ = nullptr; }
         void allowPowerChange(std::intptr_t notificationID) noexcept override {
             power_.acknowledged_.push_back(notificationID);
         }
@@ -71,7 +70,10 @@ public:
 /// A hold on a laptop, and what happens to it: two bytes for each event.
 class Life {
 public:
-    Life() { hold_->start(); }
+    Life() {
+        watch_.start();
+        hold_->start();
+    }
     Life(const Life&) = delete;
     Life& operator=(const Life&) = delete;
     ~Life() {
@@ -126,7 +128,8 @@ private:
     FuzzedClamshell lid_;
     std::shared_ptr<kelo::FanHold> hold_ =
         std::make_shared<kelo::FanHold>(std::make_shared<kelo::FanController>(exchange_, clock_, rights_), 0.5, true,
-                                        kelo::HoldDependencies{queue_, power_, lid_});
+                                        kelo::HoldDependencies{queue_, lid_});
+    kelo::PowerWatch watch_{power_, [this] { hold_->systemWillSleep(); }, [this] { hold_->systemDidWake(); }};
     bool isFaulty_ = false; ///< Some exchange has failed, or will.
 };
 

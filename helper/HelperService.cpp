@@ -36,9 +36,18 @@ const Fan& reportedFan(const std::vector<Fan>& fans) {
 } // namespace
 
 HelperService::HelperService(ServiceDependencies dependencies)
-    : dependencies_(std::move(dependencies)), controller_(openController(dependencies_)) {
-    if (!controller_)
+    : dependencies_(std::move(dependencies)), controller_(openController(dependencies_)),
+      power_(
+          dependencies_.power, [this] { systemWillSleep(); }, [this] { systemDidWake(); }) {
+    if (!controller_) {
         dependencies_.log.error("No controllable fan on this Mac — the helper will refuse every request.");
+        return;
+    }
+    try {
+        power_.start();
+    } catch (const std::exception&) {
+        // The system is out of a resource. Each hold tries again.
+    }
 }
 
 HelperService::~HelperService() = default;
@@ -111,9 +120,8 @@ Data HelperService::makeSnapshot() const {
 /// Replaces the running hold. Returns the reason when the new one could not start; then none runs.
 std::optional<std::string> HelperService::startHold(double fraction, bool handsBackOnLidClose) {
     stopHold();
-    const auto hold =
-        std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose,
-                                  HoldDependencies{dependencies_.queue, dependencies_.power, dependencies_.clamshell});
+    const auto hold = std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose,
+                                                HoldDependencies{dependencies_.queue, dependencies_.clamshell});
     hold->onEvent = [weak = weak_from_this()](const FanHold::Event& event) {
         if (const auto service = weak.lock())
             service->dependencies_.log.notice("hold: " + event.description());
@@ -126,7 +134,8 @@ std::optional<std::string> HelperService::startHold(double fraction, bool handsB
         hold->stop();
     };
     try {
-        hold->start();
+        power_.start(); // does nothing unless it failed before
+        hold->start(isSystemAsleep_);
     } catch (const FanError& error) {
         abandon();
         return error.errorDescription();
@@ -152,6 +161,20 @@ void HelperService::releaseFans() noexcept {
     session_.reset();
     if (controller_)
         controller_->restoreAuto(); // also without a hold: manual mode set by another program ends here
+}
+
+// --- sleep
+
+void HelperService::systemWillSleep() {
+    isSystemAsleep_ = true;
+    if (session_)
+        session_->systemWillSleep();
+}
+
+void HelperService::systemDidWake() {
+    isSystemAsleep_ = false;
+    if (session_)
+        session_->systemDidWake();
 }
 
 // --- clients

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "core/hold/PowerWatch.h"
 #include "helper/HelperLog.h"
 #include "helper/Leave.h"
 #include "protocol/KeloHelperProtocol.h"
@@ -39,7 +40,8 @@ struct ServiceDependencies {
 /// destroyed is only answered.
 class HelperService : public KeloHelperProtocol, public std::enable_shared_from_this<HelperService> {
 public:
-    /// Opens the fan controller. Without one it says so in the log and refuses every request.
+    /// Opens the fan controller and registers for sleep and wake. Without a controller it says so in the log and
+    /// refuses every request.
     explicit HelperService(ServiceDependencies dependencies);
     /// Hands nothing back: call `shutdownNow()` first.
     ~HelperService() override;
@@ -67,6 +69,8 @@ private:
     Data makeSnapshot() const;
     std::optional<std::string> startHold(double fraction, bool handsBackOnLidClose);
     void stopHold() noexcept;
+    void systemWillSleep();
+    void systemDidWake();
     void releaseFans() noexcept;
     void countDeparture();
     void orphanTimerFired();
@@ -74,8 +78,11 @@ private:
     ServiceDependencies dependencies_;
     std::shared_ptr<FanController> controller_; ///< Null when there is none to control; never replaced.
     std::shared_ptr<FanHold> session_;          ///< The hold in force.
+    bool isSystemAsleep_ = false;               ///< Sleep was announced, and no wake since.
     std::int64_t clients_ = 0;
     std::unique_ptr<Timer> orphanTimer_; ///< Pending or fired; cleared by the next arrival.
+    PowerWatch
+        power_; ///< For the life of the process: a hold must not start without knowing whether the system sleeps.
 };
 
 } // namespace kelo

@@ -15,7 +15,6 @@
 #include "core/fan/Rights.h"
 #include "core/hold/Clamshell.h"
 #include "core/hold/FanHold.h"
-#include "core/hold/PowerNotifications.h"
 #include "core/queue/MainQueue.h"
 #include "core/smc/SMCExchange.h"
 
@@ -82,13 +81,11 @@ private:
 class MachineInMemory {
 public:
     std::shared_ptr<FanHold> makeHold(double fraction) {
-        return std::make_shared<FanHold>(fans, fraction, false, HoldDependencies{queue_, power_, clamshell_});
+        return std::make_shared<FanHold>(fans, fraction, false, HoldDependencies{queue_, clamshell_});
     }
 
     /// One period of the hold's timer.
     void tick() { queue_.onFire(); }
-    void willSleep() { power_.onMessage(PowerMessage::systemWillSleep, 1); }
-    void didWake() { power_.onMessage(PowerMessage::systemHasPoweredOn, 2); }
 
     ControllerInMemory controller;
 
@@ -105,19 +102,6 @@ private:
     class OpenLid : public Clamshell {
     public:
         ClamshellProperty clamshellState() override { return false; }
-    };
-    class Power : public PowerNotifications {
-    public:
-        std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler handler) override {
-            onMessage = std::move(handler);
-            return std::make_unique<Registration>();
-        }
-        PowerHandler onMessage;
-
-    private:
-        class Registration : public PowerRegistration {
-            void allowPowerChange(std::intptr_t) noexcept override {}
-        };
     };
     /// Keeps the one timer's handler.
     class Queue : public MainQueue {
@@ -140,7 +124,6 @@ private:
     StandingClock clock_;
     AllRights rights_;
     OpenLid clamshell_;
-    Power power_;
     Queue queue_;
 
 public:

@@ -9,7 +9,6 @@
 #include "core/hold/FanMath.h"
 #include "core/hold/HoldGate.h"
 #include "core/hold/Lid.h"
-#include "core/hold/PowerWatch.h"
 #include "core/hold/ThermalFloor.h"
 #include "core/queue/MainQueue.h"
 
@@ -40,10 +39,11 @@ FanHold::FanHold(std::shared_ptr<FanController> controller, double fraction, boo
 
 FanHold::~FanHold() = default;
 
-void FanHold::start() {
+void FanHold::start(bool isAsleep) {
     assert(dependencies_.queue.isCurrent());
     const auto alive = shared_from_this(); // the observer may drop the owner's reference
     isHolding_ = true;
+    isSleeping_ = isAsleep;
     if (mayHold()) {
         const bool neededUnlock = engage();
         isEngaged_ = true;
@@ -51,7 +51,6 @@ void FanHold::start() {
     } else {
         announce(Event::yielded());
     }
-    watchPower();
     startTimer();
 }
 
@@ -66,24 +65,8 @@ void FanHold::stop() {
     if (timer_)
         timer_->invalidate();
     timer_.reset();
-    if (power_)
-        power_->stop();
-    power_.reset();
     controller_->restoreAuto();
     announce(Event::released());
-}
-
-void FanHold::watchPower() {
-    const auto weak = weak_from_this();
-    const auto handler = [weak](void (FanHold::*step)()) {
-        return [weak, step] {
-            if (const auto hold = weak.lock())
-                ((*hold).*step)();
-        };
-    };
-    power_ = std::make_shared<PowerWatch>(dependencies_.power, handler(&FanHold::systemWillSleep),
-                                          handler(&FanHold::systemDidWake));
-    power_->start();
 }
 
 void FanHold::startTimer() {
@@ -191,6 +174,7 @@ bool FanHold::isAnyTargetOff(double fraction) {
 void FanHold::systemWillSleep() {
     if (!isHolding_)
         return;
+    const auto alive = shared_from_this(); // the observer may drop the owner's reference
     isEngaged_ = false;
     isSleeping_ = true;
     controller_->restoreAuto();
@@ -200,6 +184,7 @@ void FanHold::systemWillSleep() {
 void FanHold::systemDidWake() {
     if (!isHolding_)
         return;
+    const auto alive = shared_from_this(); // the observer may drop the owner's reference
     isSleeping_ = false;
     announce(Event::woke());
     follow();

@@ -12,14 +12,11 @@ namespace kelo {
 class Clamshell;
 class FanController;
 class MainQueue;
-class PowerNotifications;
-class PowerWatch;
 class Timer;
 
 /// What a hold needs of the machine beside its fans. Borrowed.
 struct HoldDependencies {
     MainQueue& queue;
-    PowerNotifications& power;
     Clamshell& clamshell;
 };
 
@@ -29,8 +26,8 @@ struct HoldDependencies {
 /// fall back slowly, and every `checkInterval` repairs what other programs have changed. It gives the fans back before
 /// the system sleeps and, if asked to, while the lid is closed, and takes them again afterwards.
 ///
-/// To be made with `std::make_shared`: its timer and its power watch refer to it weakly. The owner calls `stop()`
-/// before it lets a started hold go; dropping one hands nothing back. Main thread only.
+/// To be made with `std::make_shared`: its timer refers to it weakly. The owner reports sleep and wake, and calls
+/// `stop()` before it drops a started hold; dropping one hands nothing back. Main thread only.
 class FanHold : public std::enable_shared_from_this<FanHold> {
 public:
     using Event = FanHoldEvent;
@@ -50,10 +47,16 @@ public:
     /// without an observer are dropped.
     std::function<void(const Event&)> onEvent;
 
-    /// Takes the fans, or yields at once if they may not be held now. To be called once. Blocks while the controller
-    /// takes its time to grant manual mode. Throws the controller's `FanError`; fans that were taken before it stay
-    /// taken until `stop()`.
-    void start();
+    /// Takes the fans, or yields at once if they may not be held now: `isAsleep` is whether the system sleeps. To be
+    /// called once. Blocks while the controller takes its time to grant manual mode. Throws the controller's
+    /// `FanError`; fans that were taken before it stay taken until `stop()`.
+    void start(bool isAsleep = false);
+
+    /// The system is about to sleep: the fans are back when this returns.
+    void systemWillSleep();
+
+    /// The system has powered on again.
+    void systemDidWake();
 
     /// Ends the hold and gives the fans back. Does nothing when `start()` was not called, or after a `stop()`.
     void stop();
@@ -72,17 +75,13 @@ private:
     void takeChipReading();
     void reassertIfNeeded();
     bool isAnyTargetOff(double fraction);
-    void watchPower();
     void startTimer();
-    void systemWillSleep();
-    void systemDidWake();
     void announce(const Event& event);
 
     std::shared_ptr<FanController> controller_;
     double fraction_;
     bool handsBackOnLidClose_;
     HoldDependencies dependencies_;
-    std::shared_ptr<PowerWatch> power_;
     std::unique_ptr<Timer> timer_;
     bool isHolding_ = false;
     bool isEngaged_ = false;

@@ -11,26 +11,29 @@ namespace kelo {
 /// Runs one callback before the system sleeps and one after it has powered on, and answers the system so that sleep is
 /// never held up longer than the first takes.
 ///
-/// To be made with `std::make_shared`. Main thread only. The owner calls `stop()` before it lets a started watch go.
-class PowerWatch : public std::enable_shared_from_this<PowerWatch> {
+/// Destroying it ends its registration; its callbacks must not. Main thread only.
+class PowerWatch {
 public:
     /// Registers nothing yet. `notifications` is borrowed.
     PowerWatch(PowerNotifications& notifications, std::function<void()> willSleep, std::function<void()> didWake);
+    PowerWatch(const PowerWatch&) = delete;
+    PowerWatch& operator=(const PowerWatch&) = delete;
+    ~PowerWatch();
 
-    /// Registers. A failure is silent: the watch then never calls back. To be called once.
+    /// Registers, unless it is registered. When the system has nothing to register with, the watch stays silent until
+    /// another `start()` succeeds. Throws what the system throws when it is out of a resource.
     void start();
 
-    /// Ends the registration; does nothing without one. May be called from the callbacks.
+    /// Ends the registration; does nothing without one. Not from the callbacks.
     void stop();
 
 private:
     void receive(PowerMessage message, std::intptr_t notificationID);
-    void allowPowerChange(std::intptr_t notificationID) noexcept;
 
     PowerNotifications& notifications_;
+    const std::function<void()> willSleep_;
+    const std::function<void()> didWake_;
     std::unique_ptr<PowerRegistration> registration_;
-    std::function<void()> willSleep_;
-    std::function<void()> didWake_;
 };
 
 } // namespace kelo

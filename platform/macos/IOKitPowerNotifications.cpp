@@ -5,7 +5,6 @@
 #include <IOKit/IOMessage.h>
 #include <IOKit/pwr_mgt/IOPMLib.h>
 
-#include <cstdlib>
 #include <optional>
 #include <utility>
 
@@ -35,36 +34,33 @@ std::optional<PowerMessage> powerMessage(std::uint32_t messageType) {
 
 void powerCallback(void* refcon, io_service_t service, std::uint32_t messageType, void* messageArgument);
 
-CFRunLoopSourceRef runLoopSource(IONotificationPortRef port) {
-    const CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port);
-    if (source == nullptr) {
-        reportFault("registering for system power", "the notification port has no run-loop source");
-        std::abort();
-    }
-    return source;
-}
-
 class IOKitPowerRegistration : public PowerRegistration {
 public:
     explicit IOKitPowerRegistration(PowerHandler onMessage)
         : onMessage_(std::make_shared<const PowerHandler>(std::move(onMessage))),
           rootPort_(IORegisterForSystemPower(this, &port_, powerCallback, &notifier_)) {
-        if (isRegistered())
-            CFRunLoopAddSource(CFRunLoopGetCurrent(), runLoopSource(port_), kCFRunLoopDefaultMode);
+        if (!isOpen())
+            return;
+        source_ = IONotificationPortGetRunLoopSource(port_);
+        if (source_ != nullptr)
+            CFRunLoopAddSource(CFRunLoopGetCurrent(), source_, kCFRunLoopDefaultMode);
+        else
+            reportFault("registering for system power", "the notification port has no run-loop source");
     }
 
     /// In this order: no message is delivered once the source is gone, none is sent once the notifier is, and only then
     /// can the connection and the port go.
     ~IOKitPowerRegistration() override {
-        if (!isRegistered())
+        if (!isOpen())
             return;
-        CFRunLoopRemoveSource(CFRunLoopGetCurrent(), runLoopSource(port_), kCFRunLoopDefaultMode);
+        if (source_ != nullptr)
+            CFRunLoopRemoveSource(CFRunLoopGetCurrent(), source_, kCFRunLoopDefaultMode);
         IODeregisterForSystemPower(&notifier_); // always succeeds
         IOServiceClose(rootPort_);              // a failure leaves nothing to do
         IONotificationPortDestroy(port_);
     }
 
-    bool isRegistered() const { return rootPort_ != MACH_PORT_NULL && port_ != nullptr; }
+    bool isRegistered() const { return source_ != nullptr; }
 
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
         IOAllowPowerChange(rootPort_, notificationID); // not answered, the system waits 30 seconds and goes on
@@ -77,11 +73,14 @@ public:
     }
 
 private:
+    bool isOpen() const { return rootPort_ != MACH_PORT_NULL && port_ != nullptr; }
+
     const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared: copying it allocates nothing.
     // Before the connection: registering fills both.
     IONotificationPortRef port_ = nullptr;
     io_object_t notifier_ = IO_OBJECT_NULL;
     const io_connect_t rootPort_;
+    CFRunLoopSourceRef source_ = nullptr; ///< The port's own.
 };
 
 /// What IOKit is given. The notification's identifier comes as the argument itself.

@@ -132,6 +132,11 @@ void Daemon::announce(PowerMessage message) {
     power.send(message, static_cast<std::intptr_t>(acknowledgements_.size()) - 1);
 }
 
+void Daemon::announceToBusy(PowerMessage message) {
+    record("a power message comes while the main thread is blocked");
+    queue.postFirst([this, message] { announce(message); });
+}
+
 int Daemon::wronglyAnswered() const {
     return static_cast<int>(
         std::count_if(requests_.begin(), requests_.end(), [](const Request& request) { return request.replies != 1; }));

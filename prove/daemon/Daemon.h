@@ -21,14 +21,7 @@ namespace kelo {
 class OversleepingClock : public VirtualClock {
 public:
     using VirtualClock::VirtualClock;
-    void sleep(double seconds) override {
-        VirtualClock::sleep(seconds + 0.001);
-        for (const auto& happen : std::exchange(meanwhile, {}))
-            happen();
-    }
-
-    /// What happens on other threads as soon as the main thread sleeps.
-    std::vector<std::function<void()>> meanwhile;
+    void sleep(double seconds) override { VirtualClock::sleep(seconds + 0.001); }
 };
 
 /// The whole daemon in this process, on virtual time, with a simulated controller and everything else scripted.
@@ -74,6 +67,8 @@ public:
     void signal(int number) { platform.stopSignals.send(number); }
     /// A message of the root power domain. Does nothing when nobody is registered.
     void announce(PowerMessage message);
+    /// One that comes while the main thread is busy: it is delivered as soon as that is free.
+    void announceToBusy(PowerMessage message);
 
     /// Does it as soon as the main thread is blocked: something that other threads do.
     void onBlocked(const std::function<void()>& happen) { clock.meanwhile.push_back(happen); }

@@ -48,7 +48,7 @@ constexpr const char* expected[] = {
     "allow #",
     "register for power",
     "no power domain",
-    "deregister from power",
+    "a power message comes while the main thread is blocked",
     "lid?",
     "timer every # s",
     "cancel timer every # s",

@@ -17,12 +17,12 @@ struct Frequency {
 
 /// How often what happens, in a life that is neither quiet nor wild.
 constexpr Frequency ordinary[] = {
-    {Action::pass, 40},       {Action::busy, 3},       {Action::blocked, 1},     {Action::connect, 5},
-    {Action::interrupt, 1},   {Action::invalidate, 3}, {Action::snapshot, 4},    {Action::hold, 7},
-    {Action::handBack, 1.5},  {Action::version, 1},    {Action::standDown, 0.2}, {Action::signal, 0.3},
-    {Action::fileEvent, 0.5}, {Action::lid, 6},        {Action::canSleep, 1},    {Action::willSleep, 2},
-    {Action::poweredOn, 4},   {Action::chip, 8},       {Action::value, 8},       {Action::replaceFile, .1},
-    {Action::deleteFile, .1}, {Action::putFileBack, 1}};
+    {Action::pass, 40},        {Action::busy, 3},        {Action::blocked, 1},      {Action::connect, 5},
+    {Action::interrupt, 1},    {Action::invalidate, 3},  {Action::snapshot, 4},     {Action::hold, 7},
+    {Action::handBack, 1.5},   {Action::version, 1},     {Action::standDown, 0.2},  {Action::signal, 0.3},
+    {Action::fileEvent, 0.5},  {Action::lid, 6},         {Action::powerDomain, .1}, {Action::canSleep, 1},
+    {Action::willSleep, 2},    {Action::poweredOn, 4},   {Action::chip, 8},         {Action::value, 8},
+    {Action::replaceFile, .1}, {Action::deleteFile, .1}, {Action::putFileBack, 1}};
 
 /// What only some lives know.
 constexpr Frequency wild[] = {{Action::type, 1},  {Action::sizeLie, 1}, {Action::remove, 2}, {Action::restore, 2},
@@ -43,7 +43,7 @@ Script Generator::begin() {
     machine_.z = chance(0.2) ? 1 : 0;
     Script script = {machine_};
     for (const auto action : {Action::noController, Action::unsignedHelper, Action::unknownPath,
-                              Action::unidentifiedFile, Action::unwatchableFile, Action::noPowerDomain})
+                              Action::unidentifiedFile, Action::unwatchableFile, Action::powerDomain})
         if (chance(0.02))
             script.push_back({action});
     if (chance(0.2))
@@ -87,14 +87,20 @@ Action Generator::action() {
 
 Input Generator::next() {
     constexpr double odd[] = {nan, infinity, -infinity, -1, 0, 0.5, 255, 65536, 1e10};
-    if (holdsInARow_ > 0) {
-        --holdsInARow_;
-        return {Action::hold, 0, fraction(), whole(2)};
+    if (!next_.empty()) {
+        const auto input = next_.front();
+        next_.pop_front();
+        return input;
     }
     const Action what = action();
     switch (what) {
     case Action::busy:
-        holdsInARow_ = chance(0.05) ? 6 : 0; // more than may wait
+        if (chance(0.05))
+            waitingHolds();
+        return {what};
+    case Action::blocked:
+        if (chance(0.5))
+            next_.push_back({chance(0.7) ? Action::willSleep : Action::poweredOn});
         return {what};
     case Action::pass:
         return {what, duration()};
@@ -102,6 +108,8 @@ Input Generator::next() {
         return {what, whole(8), fraction(), whole(2)};
     case Action::lid:
         return chance(0.1) ? Input{what, 2 + whole(3), among(odd)} : Input{what, whole(2)};
+    case Action::powerDomain:
+        return {what, whole(2)};
     case Action::root:
         return {what, chance(0.7) ? 1.0 : 0.0};
     case Action::chip:
@@ -126,6 +134,14 @@ Input Generator::next() {
     default:
         return {what, whole(8)};
     }
+}
+
+/// Six holds wait, and the system may go to sleep while the first of them takes the fans.
+void Generator::waitingHolds() {
+    for (int i = 0; i < 6; ++i)
+        next_.push_back({Action::hold, 0, fraction(), whole(2)});
+    if (chance(0.5))
+        next_.insert(next_.end(), {{Action::blocked}, {Action::willSleep}});
 }
 
 double Generator::duration() {

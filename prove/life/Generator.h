@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <random>
 
 #include "prove/life/Input.h"
@@ -35,13 +36,14 @@ private:
     double fraction();
     double celsius();
     Input interference();
+    void waitingHolds();
 
     std::mt19937_64 random_;
     Input machine_{Input::Action::machine};
     std::array<double, Input::actions> weights_{};
     double sum_ = 0;
-    int holdsInARow_ = 0; ///< Still to be asked for.
-    double warmest_ = 0;  ///< Degrees Celsius.
+    std::deque<Input> next_; ///< Already decided.
+    double warmest_ = 0;     ///< Degrees Celsius.
 };
 
 } // namespace kelo

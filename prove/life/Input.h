@@ -17,12 +17,11 @@ struct Input {
         unknownPath,
         unidentifiedFile,
         unwatchableFile,
-        noPowerDomain,
         start,
         // Time.
         pass,    ///< x: seconds.
         busy,    ///< What is posted to the main queue waits until the next `pass`.
-        blocked, ///< The next input of a client comes as soon as the main thread is blocked.
+        blocked, ///< The next input of a client or of the power domain comes as soon as the main thread is blocked.
         // Clients and their requests. x chooses among those that are connected.
         connect,
         interrupt,
@@ -33,7 +32,8 @@ struct Input {
         version,
         standDown,
         // The machine.
-        lid, ///< x: 0 open, 1 closed, 2 absent, 3 something that is no boolean, 4 the number y.
+        lid,         ///< x: 0 open, 1 closed, 2 absent, 3 something that is no boolean, 4 the number y.
+        powerDomain, ///< x: whether there is one to register with.
         canSleep,
         willSleep,
         poweredOn,

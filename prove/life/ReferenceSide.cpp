@@ -92,7 +92,6 @@ public:
         side_.record(side_.isPowerPresent_ ? "register for power" : "no power domain");
         return side_.isPowerPresent_;
     }
-    void deregisterPower() override { side_.record("deregister from power"); }
     void allowPowerChange(std::intptr_t id) override { side_.record("allow " + std::to_string(id)); }
 
     std::optional<std::string> ownExecutable() override {
@@ -228,6 +227,11 @@ void ReferenceSide::version(int) { model_.helperVersion(0, addRequest("version")
 void ReferenceSide::standDown(int) { model_.standDown(0, addRequest("standDown")); }
 
 void ReferenceSide::announce(PowerMessage message) { model_.powerMessage(typeOf(message), announcements_++); }
+
+void ReferenceSide::announceToBusy(PowerMessage message) {
+    record("a power message comes while the main thread is blocked");
+    queue_.postFirst([this, message] { announce(message); });
+}
 
 void ReferenceSide::setRoot(bool isRoot) {
     isRoot_ = isRoot;

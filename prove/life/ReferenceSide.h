@@ -49,6 +49,7 @@ public:
     void fileEvent() { model_.fileEvent(); }
     void signal(int number) { model_.signal(number); }
     void announce(PowerMessage message);
+    void announceToBusy(PowerMessage message);
 
     bool hasExited() const { return model_.hasExited(); }
     bool isConnected(int client) const { return !gone_.contains(client); }

@@ -29,6 +29,12 @@ ClamshellProperty lidOf(const Input& input) {
 
 constexpr FileIdentity otherFile{1, 101};
 
+PowerMessage messageOf(Action action) {
+    return action == Action::canSleep    ? PowerMessage::canSystemSleep
+           : action == Action::willSleep ? PowerMessage::systemWillSleep
+                                         : PowerMessage::systemHasPoweredOn;
+}
+
 /// What happens to the process rather than to a client or to the controller. Both sides are driven alike.
 template <typename Side>
 void give(Side& side, const Input& input) {
@@ -41,18 +47,16 @@ void give(Side& side, const Input& input) {
         return side.setFile(std::nullopt);
     case Action::unwatchableFile:
         return side.setFileOpenable(false);
-    case Action::noPowerDomain:
-        return side.setPowerPresent(false);
     case Action::start:
         return side.start();
     case Action::lid:
         return side.setLid(lidOf(input));
+    case Action::powerDomain:
+        return side.setPowerPresent(input.x != 0);
     case Action::canSleep:
-        return side.announce(PowerMessage::canSystemSleep);
     case Action::willSleep:
-        return side.announce(PowerMessage::systemWillSleep);
     case Action::poweredOn:
-        return side.announce(PowerMessage::systemHasPoweredOn);
+        return side.announce(messageOf(input.action));
     case Action::root:
         return side.setRoot(input.x != 0);
     case Action::replaceFile:
@@ -97,13 +101,19 @@ void giveOfClient(Side& side, const Input& input, int client) {
     }
 }
 
+bool isOfClient(Action action) { return action >= Action::connect && action <= Action::standDown; }
+bool isOfPowerDomain(Action action) { return action >= Action::canSleep && action <= Action::poweredOn; }
+
 /// Gives it once, when the side's main thread is blocked next.
 template <typename Side>
 void giveWhileBlocked(Side& side, const Input& input, int client) {
-    side.onBlocked([&side, input, client] { giveOfClient(side, input, client); });
+    side.onBlocked([&side, input, client] {
+        if (isOfClient(input.action))
+            giveOfClient(side, input, client);
+        else
+            side.announceToBusy(messageOf(input.action));
+    });
 }
-
-bool isOfClient(Action action) { return action >= Action::connect && action <= Action::standDown; }
 
 bool isEqual(const TapeEntry& a, const TapeEntry& b) {
     if (a.time != b.time || a.event != b.event || a.smc.reply.has_value() != b.smc.reply.has_value())
@@ -144,7 +154,7 @@ bool TwoLives::isTimely(Action action) const {
     if (action <= Action::start)
         return !isStarted_;
     return isStarted_ || action == Action::value || action == Action::type || action == Action::remove ||
-           action == Action::fault;
+           action == Action::fault || action == Action::powerDomain;
 }
 
 void TwoLives::give(const Input& input) {
@@ -153,6 +163,8 @@ void TwoLives::give(const Input& input) {
     isForBlocked_ = isForBlocked_ || input.action == Action::blocked;
     if (isOfClient(input.action)) {
         giveOfClient(input);
+    } else if (isForBlocked_ && isOfPowerDomain(input.action)) {
+        giveWhileBlocked(input, -1);
     } else {
         kelo::give(daemon_, input);
         kelo::give(reference_, input);
@@ -178,13 +190,18 @@ void TwoLives::giveOfClient(const Input& input) {
     const auto client = chooseClient(input);
     if (!client)
         return;
-    if (std::exchange(isForBlocked_, false)) {
-        giveWhileBlocked(daemon_, input, *client);
-        giveWhileBlocked(reference_, input, *client);
+    if (isForBlocked_) {
+        giveWhileBlocked(input, *client);
     } else {
         kelo::giveOfClient(daemon_, input, *client);
         kelo::giveOfClient(reference_, input, *client);
     }
+}
+
+void TwoLives::giveWhileBlocked(const Input& input, int client) {
+    isForBlocked_ = false;
+    kelo::giveWhileBlocked(daemon_, input, client);
+    kelo::giveWhileBlocked(reference_, input, client);
 }
 
 bool TwoLives::agree(const Input& input) {

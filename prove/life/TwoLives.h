@@ -33,13 +33,14 @@ private:
     bool isTimely(Input::Action action) const;
     std::optional<int> chooseClient(const Input& input);
     void giveOfClient(const Input& input);
+    void giveWhileBlocked(const Input& input, int client);
     bool agree(const Input& input);
 
     Daemon daemon_;
     ReferenceSide reference_;
     bool isStarted_ = false;
     bool isBusy_ = false;
-    bool isForBlocked_ = false; ///< The next input of a client waits until the main thread is blocked.
+    bool isForBlocked_ = false; ///< The next input of a client or of the power domain waits for a blocked main thread.
     std::string difference_;
 };
 

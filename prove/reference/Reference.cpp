@@ -40,7 +40,9 @@ void Daemon::startService() {
     if (fanCount_ == 0) {
         world_.log(serviceCategory, Level::error,
                    "No controllable fan on this Mac \u2014 the helper will refuse every request.");
+        return;
     }
+    hearsPower_ = world_.registerForPower(); // for good: a machine may go to sleep while no fan is held
 }
 
 void Daemon::startBinaryWatch() {
@@ -205,8 +207,10 @@ void Daemon::holdOnMain(RequestId request, double fraction, bool handsBackOnLidC
     if (session_) {
         stopHold(*session_);
     }
+    hearsPower_ = hearsPower_ || world_.registerForPower(); // without it the hold runs on, deaf to sleep
     Hold fresh;
     fresh.asked = clampedFraction(fraction);
+    fresh.isSleeping = isAsleep_;
     fresh.handsBackOnLidClose = handsBackOnLidClose;
     session_ = fresh;
     const Refusal refusal = startHold(*session_);
@@ -308,16 +312,18 @@ void Daemon::powerMessage(std::uint32_t type, std::intptr_t id) {
         return;
     }
     onMain([this, type, id] {
-        if (!session_ || !session_->isRegisteredForPower) {
+        if (!hearsPower_) {
             return;
         }
-        if (type == messageCanSleep) {
-            world_.allowPowerChange(id);
-        } else if (type == messageWillSleep) {
+        isAsleep_ = type == messageWillSleep || (isAsleep_ && type != messagePoweredOn);
+        if (session_ && type == messageWillSleep) {
             willSleep(*session_);
-            world_.allowPowerChange(id);
-        } else if (type == messagePoweredOn) {
+        }
+        if (session_ && type == messagePoweredOn) {
             didWake(*session_);
+        }
+        if (type == messageCanSleep || type == messageWillSleep) {
+            world_.allowPowerChange(id); // last: the machine may sleep from here on
         }
     });
 }

@@ -120,10 +120,8 @@ public:
 
     // The clamshell property, asked afresh each time the gate of the hold is evaluated.
     virtual LidProperty lidProperty() = 0;
-    // Registers for power messages; false when there is no root port or no notification port.
+    // Registers for power messages, until the process ends; false when there is no root port or no notification port.
     virtual bool registerForPower() = 0;
-    // Ends a successful registration (run-loop source removed, deregistered, closed, port destroyed).
-    virtual void deregisterPower() = 0;
     // Acknowledges a power message with its own notification id.
     virtual void allowPowerChange(std::intptr_t id) = 0;
 
@@ -273,7 +271,6 @@ private:
         bool isSleeping = false;
         bool isAddingAir = false;
         bool isTimerArmed = false;
-        bool isRegisteredForPower = false;
         double floor = 0.0;
         std::vector<double> chipReadings; // oldest first
     };
@@ -346,6 +343,8 @@ private:
     std::optional<Hold> session_;
     std::int64_t clients_ = 0;
     bool hasOrphanTimer_ = false; // stays true after the timer has fired
+    bool hearsPower_ = false;     // registered for power messages
+    bool isAsleep_ = false;       // sleep was announced, and no wake since
 
     std::optional<std::string> binaryPath_; // nothing: there is no watch on the executable
     std::optional<FileIdentity> binaryIdentity_;

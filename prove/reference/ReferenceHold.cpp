@@ -34,7 +34,6 @@ Daemon::Refusal Daemon::startHold(Hold& hold) {
     } else {
         emit("yielded");
     }
-    hold.isRegisteredForPower = world_.registerForPower(); // without it the hold runs on, deaf to sleep
     world_.armTimer(Timer::repair, repairSeconds, true);
     hold.isTimerArmed = true;
     return std::nullopt;
@@ -49,10 +48,6 @@ void Daemon::stopHold(Hold& hold) {
     if (hold.isTimerArmed) {
         world_.cancelTimer(Timer::repair);
         hold.isTimerArmed = false;
-    }
-    if (hold.isRegisteredForPower) {
-        world_.deregisterPower();
-        hold.isRegisteredForPower = false;
     }
     restoreAuto();
     emit("released");

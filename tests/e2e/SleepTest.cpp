@@ -107,10 +107,33 @@ TEST_F(Sleep, AHelperThatHangsIsWaitedFor) {
     EXPECT_THAT(sleeping->output(), HasSubstr("1 client(s) acknowledged"));
 }
 
-TEST_F(Sleep, WithoutAHoldNobodyIsAskedAndTheMacSleepsAtOnce) {
+TEST_F(Sleep, WhileTheFirstFanOfAHoldIsBeingTaken) {
+    startEverything({"--profile", "locked"});
+    // Manual mode is refused until the test allows it, so that the hold takes as long as the test needs.
+    world.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
+    const auto client = world.start("kelo", {"hold", "0.5"});
+    ASSERT_TRUE(waitForWrite("Ftst", 1));
+    const auto sleeping = world.start("simmac", {"sleep"});
+    EXPECT_EQ(sleeping->waitForEnd(0.5), std::nullopt); // the helper was asked and has not answered yet
+    world.simmac({"fault", "clear"});
+    ASSERT_EQ(sleeping->waitForEnd(10), 0);
+    expectHandedBackBefore(sleeping->output());
+    EXPECT_THAT(world.helperLog(), Contains("[NOTICE] service: hold: sleeping"));
+    expectResumedAfterWaking();
+}
+
+TEST_F(Sleep, AHoldThatIsAskedForDuringSleepTakesTheFansAtTheWake) {
     startEverything();
-    EXPECT_THAT(world.simmac({"sleep"}), HasSubstr("0 client(s) acknowledged, 0 did not"));
-    EXPECT_EQ(world.mac()["powerClients"], 0);
+    world.simmac({"sleep"});
+    const auto client = startHold();
+    EXPECT_THAT(world.helperLog(), Contains("[NOTICE] service: hold: yielded"));
+    EXPECT_FALSE(world.isAnyFanManual());
+    expectResumedAfterWaking();
+}
+
+TEST_F(Sleep, WithoutAHoldTheHelperAcknowledgesAtOnce) {
+    startEverything();
+    EXPECT_THAT(world.simmac({"sleep"}), HasSubstr("1 client(s) acknowledged, 0 did not"));
 }
 
 } // namespace

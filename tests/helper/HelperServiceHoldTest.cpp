@@ -69,7 +69,6 @@ TEST_F(HelperServiceHoldTest, ANewHoldStopsTheRunningOneFirst) {
     queue.runFor(60);
     EXPECT_THAT(takeEffects(), IsEmpty()); // the old hold does not tick any more
     EXPECT_EQ(queue.liveTimers(), 1);
-    EXPECT_EQ(power.registered(), 1U);
 }
 
 TEST_F(HelperServiceHoldTest, ANewHoldWhileTheLidHasTheFanYieldsLikeTheOldOne) {
@@ -85,7 +84,6 @@ TEST_F(HelperServiceHoldTest, ANewHoldWhileTheLidHasTheFanYieldsLikeTheOldOne) {
     queue.runFor(2);
     EXPECT_EQ(takeEffects(), takeFans(0.25) + Trace({"[NOTICE] service: hold: resumed"}));
     EXPECT_EQ(queue.liveTimers(), 1);
-    EXPECT_EQ(power.registered(), 1U);
 }
 
 TEST_F(HelperServiceHoldTest, ANewHoldThatIgnoresTheLidTakesTheFansFromIt) {
@@ -100,20 +98,99 @@ TEST_F(HelperServiceHoldTest, ANewHoldThatIgnoresTheLidTakesTheFansFromIt) {
     EXPECT_FALSE(snapshot().lidHasFan);
 }
 
-TEST_F(HelperServiceHoldTest, ANewHoldInPlaceOfOneThatIsAsleepKnowsOfNoSleep) {
+// --- sleep
+
+TEST_F(HelperServiceHoldTest, RegistersForPowerOnceForTheLifeOfTheProcess) {
+    makeService();
+    EXPECT_EQ(power.registered(), 1U);
+    hold(0.5);
+    hold(0.25);
+    handBack();
+    EXPECT_EQ(power.registered(), 1U);
+    EXPECT_EQ(power.registrations(), 1);
+    service.reset();
+    EXPECT_EQ(power.registered(), 0U);
+}
+
+TEST_F(HelperServiceHoldTest, WithoutAFanItDoesNotRegisterForPower) {
+    controller.setNumber("FNum", 0);
+    makeService();
+    EXPECT_EQ(power.registrations(), 0);
+}
+
+TEST_F(HelperServiceHoldTest, WithoutAHoldSleepIsAcknowledgedAndChangesNothing) {
+    makeService();
+    takeTrace();
+    power.send(canSleep, 6);
+    power.send(willSleep, 7);
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeTrace(), Trace({"allow 6", "allow 7"}));
+}
+
+TEST_F(HelperServiceHoldTest, AHoldThatIsAskedForDuringSleepYieldsAndTakesTheFansAtTheWake) {
+    makeService();
+    power.send(willSleep, 7);
+    takeTrace();
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    queue.runFor(60);
+    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] service: hold: yielded"}));
+    EXPECT_FALSE(snapshot().lidHasFan);
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeEffects(),
+              Trace({"[NOTICE] service: hold: woke"}) + takeFans(0.5) + Trace({"[NOTICE] service: hold: resumed"}));
+}
+
+TEST_F(HelperServiceHoldTest, AHoldThatReplacesASleepingOneWaitsForTheWakeToo) {
     makeService();
     hold(0.5);
     power.send(willSleep, 7);
     takeTrace();
     EXPECT_EQ(hold(0.25), std::nullopt);
-    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + takeFans(0.25) +
-                                 Trace({"[NOTICE] service: hold: engaged(fraction: 0.25, neededUnlock: false)"}));
-    EXPECT_EQ(power.registered(), 1U); // it hears of the next sleep, and of the wake
-    power.send(hasPoweredOn);
-    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] service: hold: woke"}));
+    EXPECT_EQ(takeEffects(),
+              restoreFans() + Trace({"[NOTICE] service: hold: released", "[NOTICE] service: hold: yielded"}));
     power.send(willSleep, 8);
     EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: sleeping", "allow 8"}));
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeEffects(),
+              Trace({"[NOTICE] service: hold: woke"}) + takeFans(0.25) + Trace({"[NOTICE] service: hold: resumed"}));
 }
+
+TEST_F(HelperServiceHoldTest, AHoldThatIsAskedForAfterTheWakeTakesTheFansAtOnce) {
+    makeService();
+    power.send(willSleep, 7);
+    power.send(hasPoweredOn);
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    EXPECT_TRUE(isManual(0));
+}
+
+TEST_F(HelperServiceHoldTest, SleepThatIsAnnouncedWhileFansAreBeingTakenHandsThemBackAfterwards) {
+    makeService();
+    controller.setUnlockRule({true, 1});
+    clock.meanwhile.emplace_back([this] {
+        if (power.registered() > 0) // the system asks nobody else
+            queue.post([this] { power.send(willSleep, 7); });
+    });
+    takeTrace();
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    queue.runReady();
+    EXPECT_EQ(takeEvents(), Trace({"[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: true)",
+                                   "[NOTICE] service: hold: sleeping", "allow 7"}));
+    EXPECT_FALSE(isAnyManual());
+}
+
+TEST_F(HelperServiceHoldTest, ARegistrationThatFailsAtTheStartIsTriedAgainAtEachHold) {
+    power.isPresent = false;
+    makeService();
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    EXPECT_EQ(power.registered(), 0U);
+    power.isPresent = true;
+    EXPECT_EQ(hold(0.5), std::nullopt);
+    EXPECT_EQ(power.registered(), 1U);
+    power.send(willSleep, 7);
+    EXPECT_FALSE(isAnyManual());
+}
+
+// --- failures
 
 TEST_F(HelperServiceHoldTest, AHoldThatCannotStartRepliesTheErrorAndLogsNothing) {
     makeService();
@@ -143,12 +220,11 @@ TEST_F(HelperServiceHoldTest, AHoldThatCannotStartLeavesNoFanTakenAndNoHold) {
     EXPECT_NE(hold(0.5), std::nullopt);
     EXPECT_FALSE(isAnyManual());
     EXPECT_EQ(queue.liveTimers(), 0);
-    EXPECT_EQ(power.registered(), 0U);
 }
 
-TEST_F(HelperServiceHoldTest, AHoldThatTheSystemIsOutOfSomethingForIsRefusedLikewise) {
-    makeService();
+TEST_F(HelperServiceHoldTest, AHoldThatTheSystemIsOutOfSomethingForIsRefused) {
     power.isThrowing = true;
+    makeService();
     EXPECT_EQ(hold(0.5), "out of ports");
     EXPECT_FALSE(isAnyManual());
     power.isThrowing = false;

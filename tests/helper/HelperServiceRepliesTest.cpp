@@ -48,8 +48,8 @@ protected:
 
     std::vector<Situation> situations() {
         return {
-            {"idle", [this] { handBack(); }, [this] { return power.registered() == 0 && !isAnyManual(); }},
-            {"engaged", [] {}, [this] { return power.registered() == 1 && isManual(0) && isManual(1); }},
+            {"idle", [this] { handBack(); }, [this] { return queue.liveTimers() == 0 && !isAnyManual(); }},
+            {"engaged", [] {}, [this] { return queue.liveTimers() == 1 && isManual(0) && isManual(1); }},
             {"yielded", [this] { clamshell.state = true, tick(); }, [this] { return hasLogged("hold: yielded"); }},
             {"asleep", [this] { power.send(willSleep, 7); }, [this] { return hasLogged("hold: sleeping"); }},
             {"woken", [this] { power.send(willSleep, 7), power.send(hasPoweredOn); },

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <functional>
+#include <utility>
+#include <vector>
+
 #include "core/fan/Clock.h"
 
 namespace kelo {
@@ -14,9 +18,13 @@ public:
     void sleep(double seconds) override {
         now_ += seconds > 0 ? seconds : 0;
         ++sleeps;
+        for (const auto& happen : std::exchange(meanwhile, {}))
+            happen();
     }
 
     int sleeps = 0;
+    /// What other threads do as soon as somebody sleeps.
+    std::vector<std::function<void()>> meanwhile;
 
 private:
     double& now_;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -26,6 +27,9 @@ public:
 
     void post(Task task) override { postAfter(0, std::move(task)); }
     void postAfter(double seconds, Task task) override { add(later(now_, seconds), std::move(task)); }
+
+    /// As `post`, but before every task that waits: as a system's message that came while the main thread was busy.
+    void postFirst(Task task) { add(-std::numeric_limits<double>::infinity(), std::move(task)); }
 
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override {
         auto state =

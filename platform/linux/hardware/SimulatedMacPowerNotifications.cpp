@@ -38,7 +38,8 @@ constexpr double longestDelay = 8; // seconds
 class Registration : public PowerRegistration {
 public:
     Registration(int folder, EventLoop& loop, const MacTimeouts& timeouts, PowerHandler onMessage)
-        : folder_(folder), loop_(loop), timeouts_(timeouts), onMessage_(std::move(onMessage)) {}
+        : folder_(folder), loop_(loop), timeouts_(timeouts),
+          onMessage_(std::make_shared<const PowerHandler>(std::move(onMessage))) {}
 
     /// False when there is no root power domain. What only lacks a connection is made up for later.
     bool start() {
@@ -102,18 +103,18 @@ private:
             tryLater();
             return;
         }
-        const auto handler = onMessage_; // it may end this registration
+        const auto onMessage = onMessage_; // it may end this registration
         if (const auto message = powerMessage(announcement->event))
-            handler(*message, static_cast<std::intptr_t>(announcement->notificationID));
+            (*onMessage)(*message, static_cast<std::intptr_t>(announcement->notificationID));
     }
 
     const int folder_;
     EventLoop& loop_;
     const MacTimeouts timeouts_;
-    const PowerHandler onMessage_;
-    double delay_ = firstDelay;          ///< Before the next try.
-    std::unique_ptr<Timer> timer_;       ///< Null while registered.
-    std::unique_ptr<HardwareLink> link_; ///< Null while not.
+    const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared: copying it allocates nothing.
+    double delay_ = firstDelay;                           ///< Before the next try.
+    std::unique_ptr<Timer> timer_;                        ///< Null while registered.
+    std::unique_ptr<HardwareLink> link_;                  ///< Null while not.
     std::unique_ptr<DescriptorWatch> watch_;
 };
 

@@ -10,7 +10,6 @@
 #include "simulator/model/SimulatedExchange.h"
 #include "simulator/model/SimulatedMac.h"
 #include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedPower.h"
 #include "tests/support/ScriptedRights.h"
 #include "tests/support/VirtualClock.h"
 #include "tests/support/VirtualQueue.h"
@@ -22,7 +21,7 @@ class HeldMac {
 public:
     HeldMac(double fraction, bool handsBackOnLidClose)
         : hold_(std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose,
-                                          HoldDependencies{queue_, power, clamshell})) {}
+                                          HoldDependencies{queue_, clamshell})) {}
     ~HeldMac() { hold_->stop(); }
     HeldMac(const HeldMac&) = delete;
     HeldMac& operator=(const HeldMac&) = delete;
@@ -36,12 +35,12 @@ public:
     bool isHeld() { return number("F0Md") != 0; }
 
     void sleep() {
-        power.send(PowerMessage::systemWillSleep, 1);
+        hold_->systemWillSleep();
         mac.setAsleep(true);
     }
     void wake() {
         mac.setAsleep(false);
-        power.send(PowerMessage::systemHasPoweredOn, 0);
+        hold_->systemDidWake();
     }
 
 private:
@@ -50,7 +49,6 @@ private:
 
 public:
     SimulatedMac mac{profile_, [this] { return now_; }};
-    ScriptedPower power;
     ScriptedClamshell clamshell;
 
 private:

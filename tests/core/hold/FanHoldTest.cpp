@@ -22,7 +22,6 @@ TEST_F(FanHoldTest, MakingAHoldTouchesNoHardware) {
     hold = makeHold(0.5);
     EXPECT_THAT(takeTrace(), IsEmpty());
     EXPECT_EQ(queue.liveTimers(), 0);
-    EXPECT_EQ(power.registrations(), 0);
     EXPECT_FALSE(hold->isAddingAir());
     EXPECT_FALSE(hold->isYieldedToLid());
     EXPECT_EQ(hold->checkInterval, 2.0);
@@ -34,7 +33,6 @@ TEST_F(FanHoldTest, StartTakesOneChipReadingReadsTheFansAndTakesEachInOrder) {
     EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?"}) + readFans() + takeFansWithReads(0.5) +
                                Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
     EXPECT_EQ(queue.liveTimers(), 1);
-    EXPECT_EQ(power.registered(), 1U);
 }
 
 TEST_F(FanHoldTest, AnObserverMayDropTheHoldAndReplaceItselfWithinAnyEvent) {
@@ -51,7 +49,6 @@ TEST_F(FanHoldTest, AnObserverMayDropTheHoldAndReplaceItselfWithinAnyEvent) {
         hold->start();
         EXPECT_EQ(*seen, isReplacing ? 1 : 2);
         EXPECT_EQ(queue.liveTimers(), 0) << "a hold that nobody owns is gone after its step";
-        EXPECT_EQ(power.registered(), 0U);
     }
 }
 
@@ -80,14 +77,14 @@ TEST_F(FanHoldTest, AnObserverThatStopsTheHoldIsCaughtInTheAct) {
 }
 #endif
 
-TEST_F(FanHoldTest, StopEndsTimerAndWatchHandsBackAndReleases) {
+TEST_F(FanHoldTest, StopEndsTheTimerHandsTheFansBackAndReleases) {
     startHold(0.5);
     hold->stop();
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({"released"}));
     EXPECT_EQ(queue.liveTimers(), 0);
-    EXPECT_EQ(power.registered(), 0U);
     queue.runFor(60);
-    power.send(willSleep, 1);
+    hold->systemWillSleep();
+    hold->systemDidWake();
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
@@ -173,7 +170,7 @@ TEST_F(FanHoldTest, WithNoUsableFanItEngagesNothingAndTicksWriteNothing) {
 
 // --- a start that fails
 
-TEST_F(FanHoldTest, AStartThatFailsThrowsLeavesEarlierFansManualAndMakesNoTimerAndNoWatch) {
+TEST_F(FanHoldTest, AStartThatFailsThrowsLeavesEarlierFansManualAndMakesNoTimer) {
     controller.answer("F1Tg", SMCCommand::writeBytes, 0xFF);
     hold = makeHold(0.5);
     try {
@@ -185,7 +182,6 @@ TEST_F(FanHoldTest, AStartThatFailsThrowsLeavesEarlierFansManualAndMakesNoTimerA
     EXPECT_THAT(takeEffects(), ElementsAre("F0Md=1", "F0Tg=3600.0", "F1Md=1", "F1Tg=3350.0 refused"));
     EXPECT_TRUE(isManual(0));
     EXPECT_EQ(queue.liveTimers(), 0);
-    EXPECT_EQ(power.registrations(), 0);
     EXPECT_TRUE(hold->isYieldedToLid());
 }
 
@@ -313,15 +309,13 @@ TEST_F(FanHoldTest, ADroppedHoldNeverCallsBackAndHandsNothingBack) {
     startHold(0.5);
     hold.reset();
     queue.runFor(60);
-    power.send(willSleep, 7);
-    power.send(hasPoweredOn);
     EXPECT_THAT(takeTrace(), IsEmpty());
     EXPECT_TRUE(isAnyManual());
 }
 
 TEST_F(FanHoldTest, ATimerThatFiresOnceMoreAfterTheEndOfTheHoldTakesNoFan) {
     LateQueue late(now);
-    hold = std::make_shared<FanHold>(fans, 0.5, false, HoldDependencies{late, power, clamshell});
+    hold = std::make_shared<FanHold>(fans, 0.5, false, HoldDependencies{late, clamshell});
     hold->start();
     hold->stop();
     takeTrace();

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "core/hold/FanHold.h"
+#include "core/hold/PowerWatch.h"
 #include "tests/support/MachineFixture.h"
 
 namespace kelo {
@@ -10,11 +11,13 @@ namespace kelo {
 /// A hold on the machine, whose events are part of the trace.
 class HoldFixture : public MachineFixture {
 protected:
-    HoldFixture() { takeTrace(); }
+    HoldFixture() {
+        takeTrace();
+        watch.start();
+    }
 
     std::shared_ptr<FanHold> makeHold(double fraction, bool handsBackOnLidClose = false) {
-        auto made =
-            std::make_shared<FanHold>(fans, fraction, handsBackOnLidClose, HoldDependencies{queue, power, clamshell});
+        auto made = std::make_shared<FanHold>(fans, fraction, handsBackOnLidClose, HoldDependencies{queue, clamshell});
         made->onEvent = [this](const FanHold::Event& event) { note(event.description()); };
         return made;
     }
@@ -36,6 +39,7 @@ protected:
 
     std::shared_ptr<FanController> fans = std::make_shared<FanController>(exchange, clock, rights);
     std::shared_ptr<FanHold> hold;
+    PowerWatch watch{power, [this] { hold->systemWillSleep(); }, [this] { hold->systemDidWake(); }};
 };
 
 } // namespace kelo

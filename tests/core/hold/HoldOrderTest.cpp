@@ -75,53 +75,10 @@ TEST_F(WithinAnEvent, AHoldThatIsReleasedStandsAsideNoLonger) {
     EXPECT_EQ(takeEvents(), Trace({"released"}));
 }
 
-// --- timer, watch and fans
-
-/// Power notifications that tell who registers and deregisters, and how many timers there are at that moment.
-class NotingPower : public PowerNotifications {
-public:
-    explicit NotingPower(std::function<void(const std::string&)> onStep) : onStep_(std::move(onStep)) {}
-
-    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler) override {
-        onStep_("watch");
-        return std::make_unique<Registration>(onStep_);
-    }
-
-private:
-    class Registration : public PowerRegistration {
-    public:
-        explicit Registration(const std::function<void(const std::string&)>& onStep) : onStep_(onStep) {}
-        ~Registration() override { onStep_("end of the watch"); }
-        void allowPowerChange(std::intptr_t) noexcept override {}
-
-    private:
-        const std::function<void(const std::string&)>& onStep_;
-    };
-
-    std::function<void(const std::string&)> onStep_;
-};
-
 class OrderOfAHold : public HoldFixture {
 protected:
-    NotingPower notingPower{
-        [this](const std::string& step) { note(step + ", timers: " + std::to_string(queue.liveTimers())); }};
     InterposedExchange interposed{exchange};
 };
-
-TEST_F(OrderOfAHold, ItsStartTakesTheFansThenWatchesThePowerAndOnlyThenMakesItsTimer) {
-    hold = std::make_shared<FanHold>(fans, 0.5, false, HoldDependencies{queue, notingPower, clamshell});
-    hold->start();
-    EXPECT_EQ(takeEffects(), takeFans(0.5) + Trace({"watch, timers: 0"}));
-    EXPECT_EQ(queue.liveTimers(), 1);
-}
-
-TEST_F(OrderOfAHold, ItsStopEndsTheTimerThenTheWatchAndOnlyThenHandsBack) {
-    hold = std::make_shared<FanHold>(fans, 0.5, false, HoldDependencies{queue, notingPower, clamshell});
-    hold->start();
-    takeTrace();
-    hold->stop();
-    EXPECT_EQ(takeEffects(), Trace({"end of the watch, timers: 0"}) + restoreFans());
-}
 
 // --- the two looks of a tick
 

@@ -19,7 +19,6 @@ TEST_F(LidAndSleep, StartWithTheLidClosedOnlyYieldsAndResumesWhenItOpens) {
     EXPECT_EQ(takeTrace(), Trace({"lid?", "yielded"}));
     EXPECT_TRUE(hold->isYieldedToLid());
     EXPECT_EQ(queue.liveTimers(), 1);
-    EXPECT_EQ(power.registered(), 1U);
     tick();
     EXPECT_EQ(takeTrace(), Trace({"lid?"}));
     clamshell.state = false;
@@ -173,12 +172,25 @@ TEST_F(LidAndSleep, StoppingWhileAsleepHandsBackAndReleases) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(LidAndSleep, WithoutPowerNotificationsItHoldsAllTheSame) {
-    power.isPresent = false;
-    startHold(0.5);
+TEST_F(LidAndSleep, AHoldThatStartsDuringSleepYieldsUntilTheWake) {
+    hold = makeHold(0.5);
+    hold->start(true);
+    EXPECT_EQ(takeTrace(), Trace({"lid?", "yielded"}));
+    EXPECT_FALSE(hold->isYieldedToLid());
     EXPECT_THAT(effectsOfTick(), IsEmpty());
-    hold->stop();
-    EXPECT_FALSE(isAnyManual());
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeEffects(), Trace({"woke"}) + takeFans(0.5) + Trace({"resumed"}));
+}
+
+TEST_F(LidAndSleep, AHoldThatStartsDuringSleepWithTheLidClosedWaitsForBoth) {
+    clamshell.state = true;
+    hold = makeHold(0.5, true);
+    hold->start(true);
+    power.send(hasPoweredOn);
+    EXPECT_EQ(takeEvents(), Trace({"yielded", "woke"}));
+    EXPECT_TRUE(hold->isYieldedToLid());
+    clamshell.state = false;
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
 }
 
 } // namespace

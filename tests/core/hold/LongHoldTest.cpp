@@ -9,6 +9,7 @@
 
 #include "core/fan/FanController.h"
 #include "core/hold/FanHold.h"
+#include "core/hold/PowerWatch.h"
 #include "core/smc/smc.h"
 #include "simulator/model/SimulatedExchange.h"
 #include "simulator/model/SimulatedMac.h"
@@ -47,6 +48,7 @@ public:
     }
 
     void run(double hours) {
+        watch_.start();
         startHold();
         while (now_ < hours * 3600 && !::testing::Test::HasFailure()) {
             disturb();
@@ -76,14 +78,13 @@ private:
     void startHold() {
         asked_ = anywhere(0, 1);
         handsBackOnLidClose_ = chance(0.5);
-        hold_ = std::make_shared<FanHold>(fans_, asked_, handsBackOnLidClose_,
-                                          HoldDependencies{queue_, power_, clamshell_});
+        hold_ = std::make_shared<FanHold>(fans_, asked_, handsBackOnLidClose_, HoldDependencies{queue_, clamshell_});
         hold_->onEvent = [this](const FanHold::Event& event) { observe(event); };
         model_ = HeldFractionModel(asked_);
         lastWrites_.assign(static_cast<std::size_t>(mac_.fanCount()), std::nullopt);
         mac_.controller().clearLog();
         ++holds;
-        hold_->start();
+        hold_->start(isAsleep_);
         readLog();
         if (mustHold())
             expectEngaged("after the start");
@@ -114,8 +115,7 @@ private:
             interfere();
         if (chance(0.01))
             loseOrFindSensor();
-        // No client runs while the system sleeps, so no hold is asked for then.
-        if (!isAsleep_ && chance(0.002)) {
+        if (chance(0.002)) {
             stopHold();
             startHold();
         }
@@ -267,6 +267,7 @@ private:
     ScriptedRights rights_;
     VirtualQueue queue_{now_};
     ScriptedPower power_;
+    PowerWatch watch_{power_, [this] { hold_->systemWillSleep(); }, [this] { hold_->systemDidWake(); }};
     ScriptedClamshell clamshell_;
     std::shared_ptr<FanController> fans_;
     std::shared_ptr<FanHold> hold_;

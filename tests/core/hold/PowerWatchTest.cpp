@@ -19,14 +19,10 @@ protected:
         power.onAllow = [this](std::intptr_t id) { trace.push_back("allow " + std::to_string(id)); };
     }
 
-    std::shared_ptr<PowerWatch> makeWatch() {
-        return std::make_shared<PowerWatch>(
-            power, [this] { trace.push_back("willSleep"); }, [this] { trace.push_back("didWake"); });
-    }
-
     ScriptedPower power;
     std::vector<std::string> trace;
-    std::shared_ptr<PowerWatch> watch = makeWatch();
+    std::unique_ptr<PowerWatch> watch = std::make_unique<PowerWatch>(
+        power, [this] { trace.push_back("willSleep"); }, [this] { trace.push_back("didWake"); });
 };
 
 TEST_F(PowerWatchTest, RegistersNothingUntilItIsStarted) {
@@ -44,7 +40,7 @@ TEST_F(PowerWatchTest, AWillSleepMessageRunsWillSleepOnceAndIsAcknowledgedAfterI
 }
 
 TEST_F(PowerWatchTest, SleepIsNotHeldUpByACallbackThatThrows) {
-    watch = std::make_shared<PowerWatch>(
+    watch = std::make_unique<PowerWatch>(
         power, [] { throw std::runtime_error("broken"); }, [] {});
     watch->start();
     EXPECT_THROW(power.send(PowerMessage::systemWillSleep, 7), std::runtime_error);
@@ -52,7 +48,7 @@ TEST_F(PowerWatchTest, SleepIsNotHeldUpByACallbackThatThrows) {
 }
 
 TEST_F(PowerWatchTest, AWakeCallbackThatThrowsAnswersNothingAndLeavesTheWatchAtWork) {
-    watch = std::make_shared<PowerWatch>(
+    watch = std::make_unique<PowerWatch>(
         power, [this] { trace.push_back("willSleep"); }, [] { throw std::runtime_error("broken"); });
     watch->start();
     EXPECT_THROW(power.send(PowerMessage::systemHasPoweredOn, 7), std::runtime_error);
@@ -104,50 +100,16 @@ TEST_F(PowerWatchTest, AFailedRegistrationIsSilentAndCanBeStopped) {
     EXPECT_EQ(power.registrations(), 0);
 }
 
-TEST_F(PowerWatchTest, AWatchThatIsStoppedByItsOwnCallbackDoesNotAnswerForAnEndedRegistration) {
-    std::shared_ptr<PowerWatch> stopping;
-    stopping = std::make_shared<PowerWatch>(
-        power,
-        [&] {
-            trace.push_back("willSleep");
-            stopping->stop();
-        },
-        [] {});
-    stopping->start();
-    power.send(PowerMessage::systemWillSleep, 11);
-    EXPECT_THAT(trace, ElementsAre("willSleep"));
-}
-
-TEST_F(PowerWatchTest, AWatchThatIsDroppedByItsOwnCallbackLivesToItsEnd) {
-    std::shared_ptr<PowerWatch> dropped;
-    dropped = std::make_shared<PowerWatch>(
-        power, [&] { dropped.reset(); }, [] {});
-    dropped->start();
-    power.send(PowerMessage::systemWillSleep, 12);
-    EXPECT_THAT(trace, ElementsAre("allow 12")); // still registered until the callback returned
-    EXPECT_EQ(power.registered(), 0U);
-}
-
-/// Delivers to whoever registered last, registered still or not.
-class LatePower : public ScriptedPower {
-public:
-    [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override {
-        deliver = onMessage;
-        return ScriptedPower::registerForSystemPower(std::move(onMessage));
-    }
-    PowerHandler deliver;
-};
-
-TEST_F(PowerWatchTest, AMessageThatWasUnderWayWhenTheWatchWasDroppedIsLeftAlone) {
-    LatePower late;
-    watch = std::make_shared<PowerWatch>(
-        late, [this] { trace.push_back("willSleep"); }, [this] { trace.push_back("didWake"); });
+TEST_F(PowerWatchTest, StartingRegistersUntilItHasSucceededOnce) {
+    power.isPresent = false;
     watch->start();
-    watch->stop();
-    watch.reset();
-    late.deliver(PowerMessage::systemWillSleep, 1);
-    EXPECT_THAT(trace, IsEmpty());
-    EXPECT_THAT(late.allowed(), IsEmpty());
+    power.isPresent = true;
+    power.isThrowing = true;
+    EXPECT_THROW(watch->start(), std::runtime_error);
+    power.isThrowing = false;
+    watch->start();
+    watch->start();
+    EXPECT_EQ(power.registrations(), 1);
 }
 
 TEST_F(PowerWatchTest, ADroppedWatchNeverCallsBack) {

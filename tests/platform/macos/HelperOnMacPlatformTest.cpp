@@ -120,6 +120,8 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
     EXPECT_THAT(calls, ElementsAre("os_log_create app.kelo.helper listener", "os_log_create app.kelo.helper service",
                                    "IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC",
                                    "IOServiceOpen AppleSMC own task type 0", "IOObjectRelease AppleSMC", //
+                                   "IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
+                                   "CFRunLoopAddSource main default", //
                                    "proc_pidpath own 4096", "stat " + executable, "open " + executable + " 0x8000",
                                    "dispatch_activate", //
                                    "NSXPCListener initWithMachServiceName app.kelo.helper", "NSXPCListener setDelegate",
@@ -213,6 +215,36 @@ TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwa
     client.reset();
     doubles::settleXPC();
     mainLoop().runFor(9); // nobody came back
+}
+
+TEST_F(HelperOnMacPlatform, AHoldThatIsAskedForDuringSleepTakesTheFansAtTheWake) {
+    start();
+    doubles::sendPowerMessage(0xE0000280, 42);
+    mainLoop().runFor(0);
+    EXPECT_THAT(kernel().allowed, ElementsAre(42)); // without a hold
+    std::unique_ptr<HelperConnection> client;
+    serve([&] {
+        client = connectToHelper();
+        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+    });
+    mainLoop().runFor(60);
+    EXPECT_FALSE(isAnyManual());
+    doubles::sendPowerMessage(0xE0000300, 0);
+    mainLoop().runFor(0);
+    EXPECT_TRUE(isAnyManual());
+}
+
+TEST_F(HelperOnMacPlatform, SleepThatIsAnnouncedWhileTheMainThreadIsBusyWithAHoldHandsTheFansBack) {
+    start();
+    std::unique_ptr<HelperConnection> client;
+    serve([&] {
+        client = connectToHelper();
+        platform->queue.post([] { doubles::sendPowerMessage(0xE0000280, 42); });
+        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+    });
+    mainLoop().runFor(0);
+    EXPECT_THAT(kernel().allowed, ElementsAre(42));
+    EXPECT_FALSE(isAnyManual());
 }
 
 TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeepsTheHold) {

@@ -1,17 +1,14 @@
 #include "platform/macos/IOKitPowerNotifications.h"
 
 #include <IOKit/IOMessage.h>
-#include <unistd.h>
 
 #include <array>
-#include <csignal>
 #include <stdexcept>
 
 #include "core/hold/PowerWatch.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
-#include "tests/support/Coverage.h"
 
 namespace kelo {
 namespace {
@@ -43,9 +40,8 @@ TEST_F(IOKitPowerNotificationsTest, TheEndTakesTheSourceAwayThenTheNotifierThenT
     journal().take();
     registration.reset();
     EXPECT_THAT(journal().take(),
-                ElementsAre("IONotificationPortGetRunLoopSource", "CFRunLoopRemoveSource main default",
-                            "IODeregisterForSystemPower notifier", "IOServiceClose root port",
-                            "IONotificationPortDestroy"));
+                ElementsAre("CFRunLoopRemoveSource main default", "IODeregisterForSystemPower notifier",
+                            "IOServiceClose root port", "IONotificationPortDestroy"));
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 
@@ -61,19 +57,16 @@ TEST_F(IOKitPowerNotificationsTest, ARegistrationWithoutAPortIsAFailedOne) {
     EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower"));
 }
 
-TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceEndsTheProcess) {
+TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceIsDeregisteredAndIsAFailedRegistration) {
     kernel().isRunLoopSourceMissing = true;
-    const auto registerInVain = [this] {
-        struct sigaction action = {};
-        action.sa_handler = [](int) {
-            saveCoverage();
-            _exit(3);
-        };
-        sigaction(SIGABRT, &action, nullptr);
-        const auto registration = notifications.registerForSystemPower(ignoreMessage);
-        _exit(0);
-    };
-    EXPECT_EXIT(registerInVain(), ::testing::ExitedWithCode(3), "");
+    EXPECT_EQ(notifications.registerForSystemPower(ignoreMessage), nullptr);
+    EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
+                                              "IODeregisterForSystemPower notifier", "IOServiceClose root port",
+                                              "IONotificationPortDestroy"));
+    EXPECT_THAT(journal().live(), IsEmpty());
+    ASSERT_THAT(doubles::logEntries(), SizeIs(1));
+    EXPECT_EQ(doubles::logEntries()[0].text,
+              "registering for system power: the notification port has no run-loop source");
 }
 
 TEST_F(IOKitPowerNotificationsTest, TheAnswerGoesOverTheRootPortWithTheMessagesOwnArgument) {
@@ -126,12 +119,11 @@ TEST_F(IOKitPowerNotificationsTest, AMessageWithoutARegistrationDoesNothing) {
     EXPECT_EQ(messages, 0);
 }
 
-// --- together with the watch that a hold keeps
+// --- together with the service's watch
 
 class WatchedPower : public IOKitPowerNotificationsTest {
 protected:
-    WatchedPower() { watch->start(); }
-    ~WatchedPower() override { watch->stop(); }
+    WatchedPower() { watch.start(); }
 
     void send(std::uint32_t messageType, std::intptr_t argument) {
         doubles::sendPowerMessage(messageType, argument);
@@ -147,8 +139,8 @@ protected:
         return all;
     }
 
-    const std::shared_ptr<PowerWatch> watch = std::make_shared<PowerWatch>(
-        notifications, [] { journal().add("watch: will sleep"); }, [] { journal().add("watch: did wake"); });
+    PowerWatch watch{notifications, [] { journal().add("watch: will sleep"); },
+                     [] { journal().add("watch: did wake"); }};
 };
 
 TEST_F(WatchedPower, CanSleepIsAnsweredAtOnce) {
