@@ -63,7 +63,8 @@ tests_summary() {
   skipped=$(count_tests skipped "$reports"/*.xml)
   [ "$ran" -gt 0 ] || [ -n "${only-}" ] || fail "no test ran"
   say "$ran tests ran in $(find "$reports" -name '*.xml' | wc -l) processes, $skipped skipped"
-  cat "$reports"/*.xml | sed -nE 's/.*<skipped message="[^"]*&#x0A;([^"]*)".*/    skipped: \1/p' | sort | uniq
+  cat "$reports"/*.xml | sed -nE 's/.*<skipped message="[^"&]*&#x0A;([^"]*)".*/    skipped: \1/p' \
+    | sed "s/&#x0A;/ /g; s/&apos;/'/g; s/&quot;/\"/g" | sort -u
 }
 
 # count_tests RESULT REPORT...

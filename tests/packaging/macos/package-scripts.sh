@@ -45,7 +45,7 @@ exit "${KELO_STATUS-0}"
 STUB
 printf '#!/bin/sh\n' >"$folder/system/sleep"
 printf '#!/bin/sh\necho "${USER_ID-0}"\n' >"$folder/system/id"
-ln -s "$(command -v dirname)" "$folder/system/dirname"
+printf '#!/bin/sh\nexec dirname "$@"\n' >"$folder/system/dirname" # a link's chmod would change the system's own
 chmod +x "$folder"/system/* "$folder"/kelo
 
 failure() { printf '%s\n' "$*"; cat "$folder/err" "$calls" 2>/dev/null; exit 1; }

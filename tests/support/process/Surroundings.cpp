@@ -1,5 +1,8 @@
 #include "tests/support/process/Surroundings.h"
 
+#include <iterator>
+
+#include "tests/support/process/ChildProcess.h"
 #include "tests/support/process/Installation.h"
 
 namespace kelo {
@@ -17,7 +20,16 @@ constexpr const char* replaceDev = R"(
     mount --bind "$0/dev" /dev
 )";
 
+/// Runs what follows where mounts are seen by nobody else.
+constexpr const char* ownMounts[] = {"/usr/bin/unshare", "--mount"};
+
 } // namespace
+
+std::string Surroundings::refusalOfOwnLog(const std::filesystem::path& folder) {
+    const std::string script = std::string("set -e\n") + replaceDev;
+    ChildProcess trial(ownMounts[0], {ownMounts[1], "/bin/sh", "-c", script, folder.string()}, folder, "own-log");
+    return trial.waitForEnd(10) == 0 ? "" : trial.errors();
+}
 
 std::vector<std::string> Surroundings::command(const std::filesystem::path& folder) const {
     std::string script = "set -e\n";
@@ -30,7 +42,7 @@ std::vector<std::string> Surroundings::command(const std::filesystem::path& fold
         script += " 2>\"" + standardError.string() + "\"";
     std::vector<std::string> command = {"/bin/sh", "-c", script, folder.string()};
     if (hasOwnLog)
-        command.insert(command.begin(), {"/usr/bin/unshare", "--mount"});
+        command.insert(command.begin(), std::begin(ownMounts), std::end(ownMounts));
     return command;
 }
 
