@@ -48,7 +48,7 @@ std::unique_ptr<PipedProcess> Scene::startClient(const std::vector<std::string>&
 
 std::unique_ptr<PipedProcess> Scene::startResponder(const std::string& socket, std::size_t replySize,
                                                     bool readsTheMac) const {
-    std::vector<std::string> command = {program("bench_responder"), macFolder(), socket, std::to_string(replySize)};
+    std::vector<std::string> command = {program("bench_responder"), installation_, socket, std::to_string(replySize)};
     if (readsTheMac)
         command.push_back(macFolder());
     auto process = std::make_unique<PipedProcess>(command);
@@ -66,7 +66,7 @@ std::unique_ptr<HardwareLink> Scene::linkToMac() const {
 }
 
 std::vector<std::string> Scene::clientCommand(const std::string& socket, const std::vector<std::string>& what) const {
-    std::vector<std::string> command = {installation_ / "bench_client", macFolder(), socket};
+    std::vector<std::string> command = {installation_ / "bench_client", installation_, socket};
     command.insert(command.end(), what.begin(), what.end());
     return command;
 }

@@ -32,13 +32,13 @@ public:
     std::string helper() const { return installed(Installation::helperName); }
     std::string macFolder() const { return installation_ / "simulated-mac"; }
 
-    /// What the client that measures says of the service at `socket` in the simulated Mac's folder.
+    /// What the client that measures says of the service at `socket` in the installation.
     nlohmann::json ask(const std::string& socket, const std::vector<std::string>& question) const;
     /// So many clients that do nothing, for as long as this lives.
     std::unique_ptr<PipedProcess> stay(int clients) const { return startClient({"stay", std::to_string(clients)}); }
     /// A client that holds the fans for as long as this lives, and asks for nothing else.
     std::unique_ptr<PipedProcess> hold() const { return startClient({"hold", "1"}); }
-    /// A bare limit that listens at `socket` in the simulated Mac's folder.
+    /// A bare limit that listens at `socket` in the installation.
     std::unique_ptr<PipedProcess> startResponder(const std::string& socket, std::size_t replySize,
                                                  bool readsTheMac) const;
     std::unique_ptr<HardwareLink> linkToMac() const;

@@ -1,14 +1,16 @@
 #include "platform/linux/LinuxPlatform.h"
 
 #include <malloc.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 
 #include "platform/linux/log/SyslogSystemLog.h"
 #include "platform/linux/signing/PeerCodeCheck.h"
-#include "platform/linux/socket/ServiceSocket.h"
 #include "platform/posix/Containment.h"
 #include "platform/posix/StandardStreams.h"
 
@@ -16,6 +18,7 @@ namespace kelo {
 namespace {
 
 constexpr std::chrono::seconds listenerTimeout(2);
+constexpr double retryInterval = 1; // seconds until an obstacle is looked at again
 
 std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) {
     return std::make_unique<SyslogSystemLog>(subsystem, category);
@@ -24,18 +27,21 @@ std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std
 } // namespace
 
 LinuxPlatform::LinuxPlatform(const ConnectionLimits& limits)
-    : limits_(limits), exchange_(hardware_), rights_(folder_), power_(hardware_, loop_), clamshell_(hardware_),
+    : limits_(limits), exchange_(hardware_), power_(hardware_, loop_), clamshell_(hardware_),
       files_(loop_, InotifyFileEvents::Urgency::urgent), signals_(loop_),
       anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
       signing_(anchor_, [](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
-      platform_(assemble()) {}
+      log_(makeSystemLog(HelperLog::subsystem, "hardware"), "hardware", logOutput_), platform_(assemble()) {
+    if (obstacle_)
+        nextTry_ = loop_.scheduleTimer(retryInterval, true, [this] { startOverIfPossible(); });
+}
 
 Platform LinuxPlatform::assemble() {
     return {
         .queue = loop_,
         .exchange = exchange_,
         .clock = clock_,
-        .rights = rights_,
+        .rights = folder_,
         .power = power_,
         .clamshell = clamshell_,
         .files = files_,
@@ -50,21 +56,38 @@ Platform LinuxPlatform::assemble() {
 }
 
 std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machServiceName) {
-    if (!isAlone_)
-        throw std::runtime_error("another helper is running in this folder");
+    if (obstacle_)
+        throw std::runtime_error(*obstacle_);
     const auto checkPeer = [check = PeerCodeCheck(anchor_)](int socket, const std::string& requirement) {
         return check.check(socket, requirement);
     };
     // Only to the system's log: standard error is for the helper's own messages.
     const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
     auto listener = std::make_unique<SocketListener>(
-        folder_.descriptor(), serviceSocketName(machServiceName), checkPeer,
+        installation_.get(), serviceSocketName(machServiceName), checkPeer,
         [log](const std::string& reason) { log->write(LogLevel::error, reason); }, limits_);
     listener_ = listener.get();
     return listener;
 }
 
+/// The service looks for the hardware once, when it is made. So a helper that may use the hardware later, for example
+/// because the one before it has left, runs its executable again from the start, in the same process. It has no client
+/// and no fan until then.
+void LinuxPlatform::startOverIfPossible() {
+    if (SimulatedMacFolder().lock())
+        return;
+    auto executable = files_.ownExecutable();
+    if (!executable)
+        return;
+    StandardStreams::finish();
+    char* const arguments[] = {executable->data(), nullptr};
+    execv(executable->c_str(), arguments);
+    reportFault("starting over", std::strerror(errno));
+}
+
 void LinuxPlatform::exit(int status) {
+    if (!exchange_.hasLink())
+        log_.error("There was no link to the controller on the way out, so a fan may still be in manual mode.");
     // The listener's thread must not run while the process's statics are destroyed; if it is stuck, they are not
     // destroyed.
     if (listener_ != nullptr && !listener_->stopsWithin(listenerTimeout)) {

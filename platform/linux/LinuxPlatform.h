@@ -1,16 +1,17 @@
 #pragma once
 
+#include "helper/HelperLog.h"
 #include "helper/Platform.h"
 #include "platform/linux/hardware/SimulatedMacClamshell.h"
 #include "platform/linux/hardware/SimulatedMacExchange.h"
+#include "platform/linux/hardware/SimulatedMacFolder.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
-#include "platform/linux/hardware/SimulatedMacRights.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
 #include "platform/linux/loop/SignalfdSignals.h"
 #include "platform/linux/signing/InstalledAnchor.h"
 #include "platform/linux/signing/TrailerSigningInformation.h"
-#include "platform/linux/socket/SimulatedMacFolder.h"
+#include "platform/linux/socket/InstallationFolder.h"
 #include "platform/linux/socket/server/SocketListener.h"
 #include "platform/posix/PosixClock.h"
 #include "platform/posix/StandardErrorOutput.h"
@@ -27,16 +28,17 @@ public:
 private:
     Platform assemble();
     std::unique_ptr<Listener> makeListener(const std::string& machServiceName);
+    void startOverIfPossible();
     void exit(int status);
 
     const ConnectionLimits limits_;
+    const FileDescriptor installation_ = openInstallation();
     SimulatedMacFolder folder_;
-    const bool isAlone_ = folder_.claim();
-    const int hardware_ = isAlone_ ? folder_.descriptor() : -1; ///< Leads nowhere while another helper runs here.
+    const std::optional<std::string> obstacle_ = folder_.lock(); ///< Why this helper may not use the hardware.
+    const int hardware_ = obstacle_ ? -1 : folder_.descriptor(); ///< Where it looks for the hardware.
     EventLoop loop_;
     SimulatedMacExchange exchange_;
     PosixClock clock_;
-    SimulatedMacRights rights_;
     SimulatedMacPowerNotifications power_;
     SimulatedMacClamshell clamshell_;
     InotifyFileEvents files_;
@@ -44,6 +46,8 @@ private:
     const InstalledAnchor anchor_;
     TrailerSigningInformation signing_;
     StandardErrorOutput logOutput_;
+    const HelperLog log_;
+    std::unique_ptr<Timer> nextTry_;     ///< Only while there is an obstacle.
     SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; lives as long as the process.
     const Platform platform_;            ///< The above, as the helper sees it.
 };

@@ -32,7 +32,7 @@ World::World(std::filesystem::path staged, const std::filesystem::path& folder, 
         install(program);
     const auto mac = installation_.program(SimulatedMacFolder::name);
     std::filesystem::create_directory(mac);
-    std::filesystem::permissions(mac, std::filesystem::perms(0755)); // whatever the umask
+    std::filesystem::permissions(mac, std::filesystem::perms(0700));
     std::filesystem::copy(staged_ / SimulatedMacFolder::name / SimulatedMacFolder::anchorName, mac);
     installation_.startMac({"--profile", profile});
     macFolder_ = std::make_unique<SimulatedMacFolder>(mac.string());
@@ -53,7 +53,7 @@ void World::install(const std::string& program) {
 }
 
 void World::startHelper(const Surroundings& surroundings, double seconds) {
-    const auto socket = installation_.program(std::string(SimulatedMacFolder::name) + "/app.kelo.helper.socket");
+    const auto socket = installation_.program("app.kelo.helper.socket");
     std::filesystem::remove(socket); // an earlier helper's, which would be taken for this one's
     installation_.startHelper(surroundings);
     const bool isUp = waitUntil([&] { return isNowThere(socket) || helper().status(); }, seconds);

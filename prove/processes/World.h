@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/socket/SimulatedMacFolder.h"
+#include "platform/linux/hardware/SimulatedMacFolder.h"
 #include "simulator/link/HardwareLink.h"
 #include "tests/support/process/Installation.h"
 

@@ -40,7 +40,7 @@ blocks() {
 stage() {
   local program
   mkdir -p "$folder/staged/simulated-mac"
-  chmod go-w "$folder/staged/simulated-mac"
+  chmod 700 "$folder/staged/simulated-mac"
   for program in "$@"; do cp "$program" "$folder/staged/"; done
   "$folder/staged/simsign" init "$folder/keys" --team TESTTEAM01 >/dev/null
   cp "$folder/keys/anchor.pem" "$folder/staged/simulated-mac/"

@@ -28,6 +28,8 @@ protected:
     static constexpr const char* appIdentifier = "app.kelo.Kelo";
     static constexpr const char* disconnected =
         "[NOTICE] service: Last client disconnected; handing the fan back shortly.";
+    static constexpr const char* noLink =
+        "[ERROR] hardware: There was no link to the controller on the way out, so a fan may still be in manual mode.";
     static constexpr const char* handedBack = "[NOTICE] service: Fan handed back to macOS after the client went away.";
 
     EndToEnd() {
@@ -37,8 +39,7 @@ protected:
         install(KELO_SIMSIGN, "simsign");
         install(KELO_RAWCLIENT, "rawclient");
         std::filesystem::create_directory(world.program("simulated-mac"));
-        // Whatever the umask: what others can write to is not trusted.
-        std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(0755));
+        std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(0700));
         simsign({"init", "keys", "--team", team});
         std::filesystem::copy(world.program("keys/anchor.pem"), world.program("simulated-mac/anchor.pem"));
         sign(Installation::helperName, Installation::helperName);

@@ -1,9 +1,14 @@
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <regex>
 #include <thread>
 
+#include "platform/linux/socket/UnixSocket.h"
 #include "tests/e2e/EndToEnd.h"
 
 namespace kelo {
@@ -37,7 +42,7 @@ TEST_F(StartUp, AnUnsignedHelperSaysSoListensToNobodyAndStillHandsBack) {
     world.startHelper();
     ASSERT_TRUE(world.waitForLog(unsignedError));
     EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
-    EXPECT_FALSE(std::filesystem::exists(world.program("simulated-mac/app.kelo.helper.socket")));
+    EXPECT_FALSE(std::filesystem::exists(world.program("app.kelo.helper.socket")));
     world.simmac({"interfere", "0", "3000"});
     EXPECT_TRUE(world.isAnyFanManual());
     world.helper().signal(SIGTERM);
@@ -46,7 +51,7 @@ TEST_F(StartUp, AnUnsignedHelperSaysSoListensToNobodyAndStillHandsBack) {
                                                "[NOTICE] service: Handed the fan back on the way out."));
 }
 
-TEST_F(StartUp, ASecondHelperInTheFolderSaysSoAndTouchesNothing) {
+TEST_F(StartUp, ASecondHelperSaysSoAndTouchesNothing) {
     startEverything();
     const auto client = startHold();
     const auto second = world.start(Installation::helperName, {});
@@ -59,8 +64,55 @@ TEST_F(StartUp, ASecondHelperInTheFolderSaysSoAndTouchesNothing) {
         << second->errors();
     second->signal(SIGTERM);
     EXPECT_EQ(second->waitForEnd(10), 0);
+    EXPECT_THAT(second->errors(), HasSubstr("[NOTICE] service: Handed the fan back on the way out.\n"));
+    EXPECT_THAT(second->errors(), HasSubstr(noLink));
     EXPECT_TRUE(world.isAnyFanManual()) << "the first one's hold goes on";
     EXPECT_EQ(world.run("kelo", {"version"}).status, 0) << "and so does its service";
+}
+
+TEST_F(StartUp, AHelperStartedWhileAnotherLeavesServesAfterIt) {
+    world.startMac();
+    const auto leaving = world.start(Installation::helperName, {});
+    ASSERT_TRUE(waitUntil([&] { return leaving->errors().find(listening) != std::string::npos; }, 10));
+    world.startHelper();
+    ASSERT_TRUE(waitUntil(
+        [&] { return world.helper().errors().find("another helper is running in this folder") != std::string::npos; },
+        10));
+    leaving->signal(SIGTERM);
+    EXPECT_EQ(leaving->waitForEnd(10), 0);
+    ASSERT_TRUE(world.waitForLog(listening));
+    const auto client = startHold();
+    EXPECT_TRUE(world.isAnyFanManual());
+    world.helper().signal(SIGTERM);
+    expectGoodEnd();
+    EXPECT_THAT(world.helperLog(), ::testing::Not(::testing::Contains(noLink)));
+}
+
+TEST_F(StartUp, AStrangerConnectsButCannotKeepTheHelperFromServing) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only the superuser can become somebody else";
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755)); // the folder of an installation
+    world.startMac();
+    std::vector<FileDescriptor> locks;
+    bool isConnected = false;
+    const auto asStranger = [](const std::function<void()>& work) {
+        std::thread([&] {
+            ASSERT_EQ(syscall(SYS_setresuid, -1, 65534, -1), 0); // to the kernel, a user belongs to each thread
+            work();
+        }).join();
+    };
+    asStranger([&] {
+        for (const char* path : {"simulated-mac", "simulated-mac/helper.lock"})
+            locks.emplace_back(open(world.program(path).c_str(), O_RDONLY | O_CLOEXEC));
+    });
+    for (const auto& lock : locks)
+        flock(lock.get(), LOCK_EX | LOCK_NB);
+    EXPECT_NO_THROW(world.startListeningHelper());
+    asStranger([&] {
+        const FileDescriptor installation(open(folder.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        isConnected = unix_socket::connect(installation.get(), "app.kelo.helper.socket").isValid();
+    });
+    EXPECT_TRUE(isConnected);
 }
 
 TEST_F(StartUp, AHelperWithFewDescriptorsGoesOnAsFarAsItCanAndNeverAborts) {
@@ -106,12 +158,22 @@ TEST_F(StartUp, AHelperWhoseSignatureWasBrokenIsUnsigned) {
     EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
 }
 
-TEST_F(StartUp, AHelperWhoseAnchorOthersCanReplaceIsUnsigned) {
-    std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(0777));
-    world.startMac();
+TEST_F(StartUp, AFolderThatOthersMayEnterIsUsedByNobodyUntilItsModeIsRight) {
+    const auto mode = [this](int bits) {
+        std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(bits));
+    };
+    for (const int bits : {0777, 0701, 0710}) {
+        mode(bits);
+        const auto mac = world.run("simmac", {"serve"});
+        EXPECT_EQ(mac.status, 1);
+        EXPECT_THAT(mac.errors, HasSubstr("others may enter the folder simulated-mac"));
+    }
     world.startHelper();
-    EXPECT_TRUE(world.waitForLog(unsignedError));
+    ASSERT_TRUE(world.waitForLog("[ERROR] listener: Couldn't make the listener, so nobody can be served until restart: "
+                                 "others may enter the folder simulated-mac; \"chmod 700\" keeps them out."));
     EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
+    mode(0700);
+    EXPECT_TRUE(world.waitForLog(listening));
 }
 
 TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {

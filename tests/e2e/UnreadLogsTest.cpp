@@ -18,7 +18,7 @@ protected:
     void start(const Surroundings& surroundings) {
         world.startMac();
         world.startHelper(surroundings);
-        const auto socket = world.program("simulated-mac/app.kelo.helper.socket");
+        const auto socket = world.program("app.kelo.helper.socket");
         ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(socket); }, 20));
     }
 

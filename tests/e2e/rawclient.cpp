@@ -10,9 +10,8 @@
 #include <sstream>
 #include <string>
 
+#include "platform/linux/socket/InstallationFolder.h"
 #include "platform/linux/socket/RequestMessages.h"
-#include "platform/linux/socket/ServiceSocket.h"
-#include "platform/linux/socket/SimulatedMacFolder.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/posix/Hex.h"
 #include "protocol/KeloHelper.h"
@@ -51,7 +50,7 @@ public:
 
 private:
     bool connect() {
-        socket_ = unix_socket::connect(folder_.descriptor(), serviceSocketName(KeloHelper::machServiceName));
+        socket_ = unix_socket::connect(installation_.get(), serviceSocketName(KeloHelper::machServiceName));
         const timeval timeout = {.tv_sec = 20, .tv_usec = 0};
         setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
         return socket_.isValid();
@@ -83,7 +82,7 @@ private:
         return std::to_string(connected);
     }
 
-    SimulatedMacFolder folder_;
+    FileDescriptor installation_ = openInstallation();
     FileDescriptor socket_;
 };
 

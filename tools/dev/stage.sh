@@ -14,7 +14,7 @@ stage_into() {
 lay_out() {
   local folder=$1 preset=$2 program
   mkdir -p "$folder/simulated-mac"
-  chmod go-w "$folder/simulated-mac" # whatever the umask: the helper trusts no anchor that others can replace
+  chmod 700 "$folder/simulated-mac" # the helper uses no simulated Mac that others can reach
   for program in "${stage_programs[@]}"; do
     # Under another name and renamed: a program that runs is not written to, and a helper sees itself replaced.
     cp "$(built "$preset" "$program")" "$folder/$program.new"

@@ -3,7 +3,7 @@
 namespace kelo {
 
 std::uint32_t SimulatedMacExchange::open() {
-    isOpen_ = link_.connect();
+    isOpen_ = hasLink_ = link_.connect();
     return isOpen_ ? ++handle_ : 0;
 }
 
@@ -11,6 +11,7 @@ bool SimulatedMacExchange::exchange(std::uint32_t connection, const SMCKeyData& 
     if (!isOpen_ || connection != handle_)
         return false;
     const auto answer = link_.call(request);
+    hasLink_ = answer.has_value();
     if (!answer || !*answer)
         return false;
     reply = **answer;

@@ -17,10 +17,14 @@ public:
     bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
     void close(std::uint32_t connection) noexcept override;
 
+    /// Whether the Mac was there when it was last needed.
+    bool hasLink() const { return hasLink_; }
+
 private:
     LastingLink<ControllerLink> link_;
     std::uint32_t handle_ = 0; ///< The last one given out.
     bool isOpen_ = false;
+    bool hasLink_ = false;
 };
 
 } // namespace kelo

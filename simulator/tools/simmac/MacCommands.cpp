@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
+#include "platform/linux/hardware/SimulatedMacFolder.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/SignalfdSignals.h"
-#include "platform/linux/socket/SimulatedMacFolder.h"
 #include "simulator/link/HardwareLink.h"
 #include "simulator/server/HardwareServer.h"
 
@@ -23,7 +23,7 @@ constexpr std::chrono::seconds timeout(90); // sleep is waited for twice 30 seco
 template <typename Call>
 typename Call::Answer call(const Call& call) {
     const SimulatedMacFolder folder;
-    const auto link = folder.isPresent() ? HardwareLink::connect(folder.descriptor()) : nullptr;
+    const auto link = folder.descriptor() >= 0 ? HardwareLink::connect(folder.descriptor()) : nullptr;
     if (!link)
         throw CommandRefused("No simulated Mac is running here; \"simmac serve\" starts one.");
     link->setTimeout(timeout);
@@ -50,8 +50,8 @@ void serve(const std::string& profileName, double heatSpeed, double clockSpeed) 
     if (!profile)
         throw CommandRefused("There is no profile \"" + profileName + "\".");
     const auto folder = SimulatedMacFolder::makeIfMissing();
-    if (!folder.isPresent())
-        throw CommandRefused("The folder simulated-mac cannot be made beside this program.");
+    if (!folder.problem().empty())
+        throw CommandRefused("The simulated Mac has no place: " + folder.problem() + ".");
     if (HardwareLink::connect(folder.descriptor()))
         throw CommandRefused("A simulated Mac is running here already.");
     EventLoop loop;

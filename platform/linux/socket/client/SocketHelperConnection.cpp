@@ -3,9 +3,8 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include "platform/linux/socket/InstallationFolder.h"
 #include "platform/linux/socket/RequestMessages.h"
-#include "platform/linux/socket/ServiceSocket.h"
-#include "platform/linux/socket/SimulatedMacFolder.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "protocol/KeloHelper.h"
 
@@ -64,10 +63,8 @@ Message SocketHelperConnection::call(Request request, const Message& arguments) 
 }
 
 std::unique_ptr<HelperConnection> connectToHelper() {
-    const SimulatedMacFolder folder;
-    if (!folder.isPresent())
-        throw HelperUnreachable("There is no simulated Mac beside this program.");
-    return std::make_unique<SocketHelperConnection>(folder.descriptor());
+    const auto installation = openInstallation();
+    return std::make_unique<SocketHelperConnection>(installation.get());
 }
 
 } // namespace kelo

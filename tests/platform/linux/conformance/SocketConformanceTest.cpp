@@ -4,7 +4,7 @@
 
 #include "platform/linux/signing/CodeIdentity.h"
 #include "platform/linux/signing/CodeRequirement.h"
-#include "platform/linux/socket/ServiceSocket.h"
+#include "platform/linux/socket/InstallationFolder.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/linux/socket/client/SocketHelperConnection.h"
 #include "platform/linux/socket/server/SocketListener.h"

@@ -1,0 +1,47 @@
+#include "platform/linux/hardware/SimulatedMacFolder.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/linux/socket/InstallationFolder.h"
+
+namespace kelo {
+
+SimulatedMacFolder::SimulatedMacFolder() : SimulatedMacFolder(installationPath() + name) {}
+
+SimulatedMacFolder::SimulatedMacFolder(const std::string& path)
+    : descriptor_(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    struct stat folder {};
+    if (!descriptor_.isValid() || fstat(descriptor_.get(), &folder) != 0)
+        problem_ = std::string("the folder simulated-mac cannot be opened: ") + std::strerror(errno);
+    else if (geteuid() != 0 && folder.st_uid != geteuid())
+        problem_ = "the folder simulated-mac belongs to another user";
+    else if ((folder.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+        problem_ = "others may enter the folder simulated-mac; \"chmod 700\" keeps them out";
+    if (!problem_.empty())
+        descriptor_ = {};
+}
+
+SimulatedMacFolder SimulatedMacFolder::makeIfMissing() {
+    const auto path = installationPath() + name;
+    mkdir(path.c_str(), 0700); // fails when it is there
+    return SimulatedMacFolder(path);
+}
+
+std::optional<std::string> SimulatedMacFolder::lock() {
+    if (!descriptor_.isValid())
+        return problem_;
+    // A file, since another user may have opened the folder itself before it was closed to others.
+    lock_ = FileDescriptor(openat(descriptor_.get(), "helper.lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (flock(lock_.get(), LOCK_EX | LOCK_NB) == 0)
+        return std::nullopt;
+    if (errno == EWOULDBLOCK)
+        return "another helper is running in this folder";
+    return std::string("helper.lock cannot be locked: ") + std::strerror(errno);
+}
+
+} // namespace kelo

@@ -1,0 +1,20 @@
+#include "platform/linux/socket/InstallationFolder.h"
+
+#include <fcntl.h>
+#include <linux/limits.h>
+
+namespace kelo {
+
+std::string installationPath() {
+    char path[PATH_MAX];
+    const auto length = readlink("/proc/self/exe", path, sizeof path);
+    // Of a deleted executable, too: only the last part of its path is wrong then.
+    const std::string executable(path, length > 0 ? static_cast<std::size_t>(length) : 0);
+    return executable.substr(0, executable.rfind('/') + 1);
+}
+
+FileDescriptor openInstallation() {
+    return FileDescriptor(open(installationPath().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+} // namespace kelo
