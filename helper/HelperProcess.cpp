@@ -13,6 +13,12 @@
 #include "protocol/SigningIdentity.h"
 
 namespace kelo {
+namespace {
+
+/// The signals that end a process by default and that users, terminals, limits and other programs send.
+constexpr int waysOut[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
+
+} // namespace
 
 HelperProcess::HelperProcess(const Platform& platform)
     : platform_(platform), log_(makeLog("listener")), leave_([this](const char* notice) { leave(notice); }) {}
@@ -86,8 +92,7 @@ bool HelperProcess::requireSignatureOfOurTeam() {
 }
 
 void HelperProcess::handleStopSignals() {
-    for (const int signal : {SIGTERM, SIGINT}) {
-        platform_.signals.ignore(signal);
+    for (const int signal : waysOut) {
         signalSources_.push_back(platform_.signals.deliver(signal, [leave = leave_] { leave("Asked to stop."); }));
         if (!signalSources_.back())
             log_.error("Couldn't watch for signal " + std::to_string(signal) +

@@ -22,11 +22,9 @@ public:
     Signals& operator=(const Signals&) = delete;
     virtual ~Signals() = default;
 
-    /// Disables the signal's default action, so that only a source sees it.
-    virtual void ignore(int signal) = 0;
-
-    /// Calls `onSignal` on the main queue each time the signal has arrived. Null when the system has no source left;
-    /// the signal then has its default effect again, so that the process can still be ended.
+    /// Takes the signal's default effect away and calls `onSignal` on the main queue each time it has arrived. Null
+    /// when the system has no source left; the signal then has its default effect, so that the process can still be
+    /// ended.
     [[nodiscard]] virtual std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) = 0;
 };
 

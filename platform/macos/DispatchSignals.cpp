@@ -19,11 +19,8 @@ private:
 
 } // namespace
 
-void DispatchSignals::ignore(int signal) {
-    std::signal(signal, SIG_IGN); // fails only for an invalid signal or one that cannot be ignored
-}
-
 std::unique_ptr<SignalSource> DispatchSignals::deliver(int signal, std::function<void()> onSignal) {
+    std::signal(signal, SIG_IGN); // a source does not change a signal's effect
     auto source = DispatchSource::forSignal(signal, {std::move(onSignal), [] {}});
     if (!source) {
         std::signal(signal, SIG_DFL);

@@ -4,10 +4,9 @@
 
 namespace kelo {
 
-/// Signals through dispatch sources. A source does not change a signal's effect: `ignore` it first.
+/// Signals through dispatch sources.
 class DispatchSignals : public Signals {
 public:
-    void ignore(int signal) override;
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override;
 };
 

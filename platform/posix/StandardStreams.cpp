@@ -35,7 +35,8 @@ void StandardStreams::prepare() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (isClosed(descriptor))
             open("/dev/null", O_RDWR); // fails only where nothing helps
-    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP})
+        std::signal(signal, SIG_IGN);
 }
 
 void StandardStreams::writeError(const std::string& bytes) {

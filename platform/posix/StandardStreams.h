@@ -11,8 +11,8 @@ struct StandardStreams {
     StandardStreams() = delete;
 
     /// Opens each of the three descriptors that is closed on /dev/null, so that no file or socket opened later gets
-    /// number 2 and receives the log, and ignores SIGPIPE, so that a reader of standard error that goes away does not
-    /// end the process.
+    /// number 2 and receives the log. Ignores the signals that would end or stop the process because of where its
+    /// standard error leads: to a reader that has gone, to a file that may not grow, or to a terminal.
     static void prepare();
 
     /// Hands `bytes`, a line, to standard error in one write and never waits: messages are logged before the action,

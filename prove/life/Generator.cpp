@@ -1,5 +1,6 @@
 #include "prove/life/Generator.h"
 
+#include <csignal>
 #include <limits>
 
 namespace kelo {
@@ -127,7 +128,7 @@ Input Generator::next() {
     case Action::fault:
         return {what, chance(0.1) ? 3.0 : whole(3), whole(3), whole(60)};
     case Action::signal:
-        return {what, among(std::array{15.0, 15.0, 2.0, 1.0})};
+        return {what, among(std::array<double, 7>{SIGTERM, SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGALRM, SIGWINCH})};
     case Action::replaceFile:
     case Action::deleteFile:
         return {what, whole(2)};

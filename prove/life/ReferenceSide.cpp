@@ -128,7 +128,6 @@ public:
     void acceptConnection(reference::ConnectionId) override { side_.admission_ = "accepted"; }
     void refuseConnection(reference::ConnectionId) override { side_.admission_ = "turned away"; }
 
-    void ignoreSignal(int number) override { side_.record("ignore " + std::to_string(number)); }
     void makeSignalSource(int number) override { side_.record("deliver " + std::to_string(number)); }
 
     void armTimer(reference::Timer which, double delaySeconds, bool isRepeating) override {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
+#include <iterator>
 #include <utility>
 
 namespace kelo::reference {
@@ -13,8 +15,7 @@ constexpr std::int64_t interfaceVersion = 6;
 constexpr std::uint32_t messageCanSleep = 0xE0000270;
 constexpr std::uint32_t messageWillSleep = 0xE0000280;
 constexpr std::uint32_t messagePoweredOn = 0xE0000300;
-constexpr int signalInterrupt = 2;
-constexpr int signalTerminate = 15;
+constexpr int endingSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
 const std::string serviceName = "app.kelo.helper";
 const std::string appIdentifier = "app.kelo.Kelo";
 const std::string listenerCategory = "listener";
@@ -65,8 +66,7 @@ void Daemon::startListener() {
     } else {
         world_.log(listenerCategory, Level::error, "This helper isn't signed, so there is no one it can safely trust.");
     }
-    for (const int number : {signalTerminate, signalInterrupt}) {
-        world_.ignoreSignal(number);
+    for (const int number : endingSignals) {
         world_.makeSignalSource(number);
     }
     if (team) {
@@ -343,7 +343,7 @@ void Daemon::fileEvent() {
 }
 
 void Daemon::signal(int number) {
-    if (isGone_ || (number != signalTerminate && number != signalInterrupt)) {
+    if (isGone_ || std::find(std::begin(endingSignals), std::end(endingSignals), number) == std::end(endingSignals)) {
         return;
     }
     onMain([this] { leaveAfter("Asked to stop."); });

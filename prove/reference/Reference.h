@@ -153,9 +153,7 @@ public:
 
     // Signals.
 
-    // Sets the signal's disposition to ignore.
-    virtual void ignoreSignal(int number) = 0;
-    // Makes and resumes a source of this signal on the main queue.
+    // Makes and resumes a source of this signal on the main queue, which alone sees the signal then.
     virtual void makeSignalSource(int number) = 0;
 
     // Timers.
@@ -243,7 +241,7 @@ public:
     void powerMessage(std::uint32_t type, std::intptr_t id);
     // The watched file was deleted, renamed or revoked, as far as the watch can tell; ignored without a watch.
     void fileEvent();
-    // A signal was delivered through its source; others than 15 and 2 are ignored.
+    // A signal was delivered through its source; one that has no source is ignored.
     void signal(int number);
 
     bool hasExited() const;

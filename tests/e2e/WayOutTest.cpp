@@ -1,6 +1,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <csignal>
+#include <cstring>
+
 #include "platform/posix/FileDescriptor.h"
 #include "tests/e2e/EndToEnd.h"
 
@@ -77,13 +80,17 @@ TEST_P(StopSignal, HandsBackAndExitsWithStatusZero) {
 
 std::string nameOfCase(const ::testing::TestParamInfo<std::tuple<State, int>>& info) {
     const auto& [state, signal] = info.param;
-    return std::string(nameOf(state)) + (signal == SIGTERM ? "SIGTERM" : "SIGINT");
+    return std::string(nameOf(state)) + "SIG" + sigabbrev_np(signal);
 }
 
 INSTANTIATE_TEST_SUITE_P(InEveryState, StopSignal,
                          ::testing::Combine(::testing::Values(State::idle, State::holding, State::yielded,
                                                               State::asleep, State::grace, State::unlocking),
                                             ::testing::Values(SIGTERM, SIGINT)),
+                         nameOfCase);
+INSTANTIATE_TEST_SUITE_P(OfEveryKind, StopSignal,
+                         ::testing::Combine(::testing::Values(State::holding),
+                                            ::testing::Values(SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM)),
                          nameOfCase);
 
 // --- signals, in numbers and unheard
@@ -107,6 +114,41 @@ TEST_F(StopSignals, SeveralThatWaitForTheMainThreadEndTheHelperOnce) {
     for (const int signal : {SIGTERM, SIGINT, SIGTERM})
         world.helper().signal(signal);
     expectOneEnd({askedToStop, onTheWayOut});
+}
+
+TEST_F(StopSignals, OneThatArrivesDuringTheStartIsNotLost) {
+    world.startMac();
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &signals, nullptr); // the helper inherits this: the signal waits for it
+    world.startHelper();
+    world.helper().signal(SIGTERM);
+    sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+    expectOneEnd({askedToStop, onTheWayOut});
+}
+
+TEST_F(StopSignals, TheSignalsOfATerminalAndOfAFullFileDoNotDisturbAHold) {
+    startEverything();
+    const auto client = startHold();
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP}) {
+        world.helper().signal(signal);
+        EXPECT_EQ(world.run("kelo", {"version"}).status, 0) << sigabbrev_np(signal);
+    }
+    EXPECT_TRUE(world.isAnyFanManual());
+    world.helper().signal(SIGTERM);
+    expectGoodEnd();
+}
+
+TEST_F(StopSignals, ALogFileThatMayNotGrowDoesNotEndTheHelper) {
+    world.startMac();
+    world.startHelperBy("/bin/sh", {"-c", "ulimit -f 0; exec \"$0\"", world.program(Installation::helperName)});
+    ASSERT_TRUE(waitUntil([&] { return world.run("kelo", {"version"}).status == 0; }, 10));
+    const auto client = startHold();
+    EXPECT_TRUE(world.isAnyFanManual());
+    world.helper().signal(SIGTERM);
+    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+    EXPECT_FALSE(world.isAnyFanManual());
 }
 
 TEST_F(StopSignals, AnotherOneOnTheWayOutChangesNothing) {

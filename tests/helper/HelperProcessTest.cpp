@@ -22,6 +22,15 @@ using ::testing::Optional;
 const char* const requirement =
     R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345")";
 
+constexpr int endingSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
+
+Trace signalsDelivered() {
+    Trace steps;
+    for (const int signal : endingSignals)
+        steps.push_back("deliver " + std::to_string(signal));
+    return steps;
+}
+
 class HelperProcessTest : public MachineFixture {
 protected:
     HelperProcessTest() {
@@ -58,12 +67,11 @@ protected:
 
 TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
     start();
-    EXPECT_THAT(takeTrace(), ElementsAre("FNum?", "own executable?", "watch " + *platform.files.executable,
-                                         "listener for app.kelo.helper", "listener: admission", "own team?",
-                                         "listener: requirement " + std::string(requirement),
-                                         "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.",
-                                         "ignore 15", "deliver 15", "ignore 2", "deliver 2", "listener: resume",
-                                         "[NOTICE] listener: Listening on app.kelo.helper"));
+    EXPECT_EQ(takeTrace(),
+              Trace({"FNum?", "own executable?", "watch " + *platform.files.executable, "listener for app.kelo.helper",
+                     "listener: admission", "own team?", "listener: requirement " + std::string(requirement),
+                     "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345."}) +
+                  signalsDelivered() + Trace({"listener: resume", "[NOTICE] listener: Listening on app.kelo.helper"}));
     EXPECT_THAT(platform.logCategories, ElementsAre("app.kelo.helper/listener", "app.kelo.helper/service"));
     EXPECT_EQ(platform.files.sources(), 1);
 }
@@ -71,11 +79,11 @@ TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
 TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
     platform.signing.team.reset();
     start();
-    EXPECT_THAT(takeTrace(),
-                ElementsAre("FNum?", "own executable?", "watch " + *platform.files.executable,
-                            "listener for app.kelo.helper", "listener: admission", "own team?",
-                            "[ERROR] listener: This helper isn't signed, so there is no one it can safely trust.",
-                            "ignore 15", "deliver 15", "ignore 2", "deliver 2"));
+    EXPECT_EQ(takeTrace(),
+              Trace({"FNum?", "own executable?", "watch " + *platform.files.executable, "listener for app.kelo.helper",
+                     "listener: admission", "own team?",
+                     "[ERROR] listener: This helper isn't signed, so there is no one it can safely trust."}) +
+                  signalsDelivered());
     EXPECT_FALSE(platform.listener->isResumed);
     EXPECT_EQ(platform.listener->requirement, std::nullopt);
 }
@@ -111,8 +119,8 @@ TEST_F(HelperProcessTest, AHelperWithoutAControllerServesOn) {
     EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
 }
 
-TEST_F(HelperProcessTest, EitherStopSignalHandsBackAndExits) {
-    for (const int signal : {SIGTERM, SIGINT}) {
+TEST_F(HelperProcessTest, EverySignalThatEndsAProcessHandsBackAndExits) {
+    for (const int signal : endingSignals) {
         const auto client = startAndHold();
         EXPECT_TRUE(platform.stopSignals.send(signal));
         EXPECT_EQ(takeEffects(), Trace({"[NOTICE] listener: Asked to stop."}) + restoreFans() +

@@ -25,10 +25,9 @@ namespace kelo {
 class ScriptedSignals : public Signals {
 public:
     bool canDeliver = true; ///< Whether the system has a source left.
-    /// Called with each step: "ignore 15", "deliver 15".
+    /// Called with each step: "deliver 15".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
-    void ignore(int signal) override { onStep("ignore " + std::to_string(signal)); }
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override {
         onStep("deliver " + std::to_string(signal));
         if (!canDeliver)

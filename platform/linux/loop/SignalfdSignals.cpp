@@ -40,18 +40,12 @@ SignalfdSignals::SignalfdSignals(EventLoop& loop)
 
 SignalfdSignals::~SignalfdSignals() = default;
 
-void SignalfdSignals::ignore(int signal) {
-    // Blocked first: an ignored signal that is blocked is kept for the descriptor, one that is not is lost.
-    auto set = none();
-    sigaddset(&set, signal);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    std::signal(signal, SIG_IGN);
-}
-
 std::unique_ptr<SignalSource> SignalfdSignals::deliver(int signal, std::function<void()> onSignal) {
     auto source = std::make_unique<Source>(*this, signal);
-    handlers_[signal] = std::move(onSignal);
+    handlers_[signal] = std::make_shared<const std::function<void()>>(std::move(onSignal));
     sigaddset(&delivered_, signal);
+    // Blocked, not ignored: ignoring a signal would drop one that is pending.
+    sigprocmask(SIG_BLOCK, &delivered_, nullptr);
     changeSignals();
     return source;
 }
@@ -74,7 +68,7 @@ void SignalfdSignals::takeSignals() {
         if (found == handlers_.end())
             continue;                        // ended by the handler of the one before
         const auto onSignal = found->second; // it may destroy its source
-        contain("the handler of a signal", onSignal);
+        contain("the handler of a signal", *onSignal);
     }
 }
 

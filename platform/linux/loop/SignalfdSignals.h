@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <map>
+#include <memory>
 
 #include "helper/Signals.h"
 #include "platform/posix/FileDescriptor.h"
@@ -22,7 +23,6 @@ public:
     explicit SignalfdSignals(EventLoop& loop);
     ~SignalfdSignals() override;
 
-    void ignore(int signal) override;
     /// At most one source for each signal at a time, destroyed before this. Never null.
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override;
 
@@ -35,7 +35,8 @@ private:
 
     sigset_t delivered_{};
     FileDescriptor descriptor_;
-    std::map<int, std::function<void()>> handlers_;
+    /// Shared: copying one allocates nothing, and so cannot lose the signal.
+    std::map<int, std::shared_ptr<const std::function<void()>>> handlers_;
     std::unique_ptr<DescriptorWatch> watch_;
 };
 

@@ -58,10 +58,8 @@ void serve(const std::string& profileName, double heatSpeed, double clockSpeed) 
     SignalfdSignals signals(loop);
     const HardwareServer server(loop, folder.descriptor(), *profile, heatSpeed, clockSpeed);
     std::vector<std::unique_ptr<SignalSource>> sources;
-    for (const int signal : {SIGTERM, SIGINT}) {
-        signals.ignore(signal);
+    for (const int signal : {SIGTERM, SIGINT})
         sources.push_back(signals.deliver(signal, [&] { loop.stop(); }));
-    }
     std::printf("The simulated Mac is up: %s.\n", profile->summary.c_str());
     std::fflush(stdout);
     loop.run();

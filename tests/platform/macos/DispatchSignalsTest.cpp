@@ -21,15 +21,10 @@ protected:
     DispatchSignals signals;
 };
 
-TEST_F(DispatchSignalsTest, IgnoringSetsTheDispositionAndNothingElse) {
-    signals.ignore(SIGTERM);
-    EXPECT_THAT(journal().take(), ElementsAre("signal 15 ignore"));
-}
-
-TEST_F(DispatchSignalsTest, ASourceIsFinishedBeforeItIsActivated) {
+TEST_F(DispatchSignalsTest, TheSignalIsIgnoredAndItsSourceFinishedBeforeItIsActivated) {
     const auto source = signals.deliver(SIGINT, [] {});
-    EXPECT_THAT(journal().take(), ElementsAre("dispatch_source_create signal 2 0x0", "dispatch_set_context",
-                                              "dispatch_source_set_event_handler_f",
+    EXPECT_THAT(journal().take(), ElementsAre("signal 2 ignore", "dispatch_source_create signal 2 0x0",
+                                              "dispatch_set_context", "dispatch_source_set_event_handler_f",
                                               "dispatch_source_set_cancel_handler_f", "dispatch_activate"));
     EXPECT_EQ(doubles::lastSource(), "signal 0x0 active main");
 }
@@ -47,7 +42,6 @@ TEST_F(DispatchSignalsTest, ADestroyedSourceIsCancelledAndReleasedAndItsHandlerL
 }
 
 TEST_F(DispatchSignalsTest, ASignalThatArrivedBeforeTheSourceWasDestroyedIsNotDelivered) {
-    signals.ignore(SIGTERM);
     int arrivals = 0;
     auto source = signals.deliver(SIGTERM, [&] { ++arrivals; });
     doubles::arriveSignal(SIGTERM);
@@ -57,15 +51,14 @@ TEST_F(DispatchSignalsTest, ASignalThatArrivedBeforeTheSourceWasDestroyedIsNotDe
 }
 
 TEST_F(DispatchSignalsTest, ASignalWithoutASourceEndsTheProcessAgain) {
-    signals.ignore(SIGTERM);
     doubles::failSourceCreation(true);
     journal().take();
     EXPECT_EQ(signals.deliver(SIGTERM, [] {}), nullptr);
-    EXPECT_THAT(journal().take(), ElementsAre("dispatch_source_create signal 15 0x0", "signal 15 default"));
+    EXPECT_THAT(journal().take(),
+                ElementsAre("signal 15 ignore", "dispatch_source_create signal 15 0x0", "signal 15 default"));
 }
 
 TEST_F(DispatchSignalsTest, WhatAHandlerThrowsIsReported) {
-    signals.ignore(SIGTERM);
     const auto source = signals.deliver(SIGTERM, [] { throw std::runtime_error("broken"); });
     doubles::arriveSignal(SIGTERM);
     mainLoop().runFor(0);

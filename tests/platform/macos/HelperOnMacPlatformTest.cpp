@@ -117,20 +117,30 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
     });
     const std::string requirement =
         R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "TEAM")";
-    EXPECT_THAT(calls, ElementsAre("os_log_create app.kelo.helper listener", "os_log_create app.kelo.helper service",
-                                   "IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC",
-                                   "IOServiceOpen AppleSMC own task type 0", "IOObjectRelease AppleSMC", //
-                                   "IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
-                                   "CFRunLoopAddSource main default", //
-                                   "proc_pidpath own 4096", "stat " + executable, "open " + executable + " 0x8000",
-                                   "dispatch_activate", //
-                                   "NSXPCListener initWithMachServiceName app.kelo.helper", "NSXPCListener setDelegate",
-                                   "SecCodeCopySelf flags 0", "SecCodeCopyStaticCode flags 0",
-                                   "SecCodeCopySigningInformation flags 2",
-                                   "SecRequirementCreateWithString " + requirement + " flags 0",
-                                   "NSXPCListener setConnectionCodeSigningRequirement " + requirement, //
-                                   "signal 15 ignore", "dispatch_activate", "signal 2 ignore", "dispatch_activate",
-                                   "NSXPCListener resume"));
+    std::vector<std::string> expected = {"os_log_create app.kelo.helper listener",
+                                         "os_log_create app.kelo.helper service", //
+                                         "IOServiceMatching AppleSMC",
+                                         "IOServiceGetMatchingService AppleSMC",
+                                         "IOServiceOpen AppleSMC own task type 0",
+                                         "IOObjectRelease AppleSMC", //
+                                         "IORegisterForSystemPower",
+                                         "IONotificationPortGetRunLoopSource",
+                                         "CFRunLoopAddSource main default", //
+                                         "proc_pidpath own 4096",
+                                         "stat " + executable,
+                                         "open " + executable + " 0x8000",
+                                         "dispatch_activate", //
+                                         "NSXPCListener initWithMachServiceName app.kelo.helper",
+                                         "NSXPCListener setDelegate", //
+                                         "SecCodeCopySelf flags 0",
+                                         "SecCodeCopyStaticCode flags 0",
+                                         "SecCodeCopySigningInformation flags 2",
+                                         "SecRequirementCreateWithString " + requirement + " flags 0",
+                                         "NSXPCListener setConnectionCodeSigningRequirement " + requirement};
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM})
+        expected.insert(expected.end(), {"signal " + std::to_string(signal) + " ignore", "dispatch_activate"});
+    expected.emplace_back("NSXPCListener resume");
+    EXPECT_EQ(calls, expected);
     EXPECT_THAT(messages(),
                 ElementsAre("Accepting only app.kelo.Kelo signed by TEAM.", "Listening on app.kelo.helper"));
 }
@@ -390,7 +400,7 @@ protected:
 };
 
 TEST_F(HelperThatLeaves, ASignalHandsTheFansBackAndEndsTheProcessWithZero) {
-    for (const int signal : {SIGTERM, SIGINT})
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM})
         EXPECT_EXIT(
             {
                 startWithHold();

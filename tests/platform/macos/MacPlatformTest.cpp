@@ -25,7 +25,10 @@ protected:
     std::shared_ptr<const Platform> platform = makePlatform();
 };
 
-TEST_F(MacPlatformTest, ABrokenPipeIsIgnoredFromTheStart) { EXPECT_TRUE(doubles::isIgnored(SIGPIPE)); }
+TEST_F(MacPlatformTest, TheSignalsOfABrokenPipeAFullFileAndATerminalAreIgnoredFromTheStart) {
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP})
+        EXPECT_TRUE(doubles::isIgnored(signal)) << signal;
+}
 
 TEST_F(MacPlatformTest, WhatIsOpenedLaterDoesNotTakeThePlaceOfAClosedStandardStream) {
     doubles::journalFiles(true);

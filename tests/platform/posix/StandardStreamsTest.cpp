@@ -75,6 +75,35 @@ TEST(StandardStreams, DescriptorsThatAreOpenStayWhatTheyAre) {
               0);
 }
 
+TEST(StandardStreams, AFileThatMayNotGrowDoesNotEndTheProcess) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(inChild([&] {
+                  StandardStreams::prepare();
+                  const int file = open((folder.path() / "log").c_str(), O_WRONLY | O_CREAT, 0600);
+                  rlimit limit{};
+                  getrlimit(RLIMIT_FSIZE, &limit);
+                  limit.rlim_cur = 0;
+                  setrlimit(RLIMIT_FSIZE, &limit);
+                  dup2(file, STDERR_FILENO);
+                  StandardStreams::writeError("a line\n");
+                  return 7;
+              }),
+              7);
+}
+
+TEST(StandardStreams, TheSignalsOfATerminalDoNotStopTheProcess) {
+    EXPECT_EQ(inChild([] {
+                  StandardStreams::prepare();
+                  for (const int signal : {SIGTTOU, SIGTTIN, SIGTSTP}) {
+                      struct sigaction action = {};
+                      if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_IGN)
+                          return signal;
+                  }
+                  return 0;
+              }),
+              0);
+}
+
 TEST(StandardErrorOutputTest, WritesToStandardErrorAndReadsTheWallClock) {
     const auto ends = pipeEnds();
     EXPECT_EQ(inChild([&] {

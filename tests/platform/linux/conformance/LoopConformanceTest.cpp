@@ -37,8 +37,6 @@ public:
         const timespec noTime = {};
         while (sigtimedwait(&signals, nullptr, &noTime) > 0) {
         }
-        std::signal(SIGTERM, SIG_DFL);
-        std::signal(SIGINT, SIG_DFL);
         sigprocmask(SIG_UNBLOCK, &signals, nullptr);
     }
 

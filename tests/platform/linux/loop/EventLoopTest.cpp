@@ -222,13 +222,15 @@ TEST_F(EventLoopTest, EndingAWatchOfADescriptorThatIsGoneEndsNothingElse) {
 
 class SignalsOfTheLoop : public EventLoopTest {
 protected:
-    SignalsOfTheLoop() { signals.ignore(SIGUSR1); }
-
     SignalfdSignals signals{loop};
 };
 
-TEST_F(SignalsOfTheLoop, ASignalArrivesAsAnEvent) {
-    raise(SIGUSR1); // before there is a source: kept
+TEST_F(SignalsOfTheLoop, ASignalThatWaitsWhenItsSourceIsMadeArrivesAsAnEvent) {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGUSR1);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    raise(SIGUSR1);
     const auto source = signals.deliver(SIGUSR1, [this] {
         trace.push_back(1);
         loop.stop();

@@ -21,6 +21,8 @@
 #define SIGCHLD 20
 #define SIGTTIN 21
 #define SIGTTOU 22
+#define SIGXCPU 24
+#define SIGXFSZ 25
 #define SIGWINCH 28
 #define SIGUSR1 30
 #define SIGUSR2 31
