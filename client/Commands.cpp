@@ -24,13 +24,13 @@ void status(HelperConnection& helper, Terminal& terminal, bool asJSON) {
 }
 
 void handBack(HelperConnection& helper, Terminal& terminal) {
-    if (const auto error = helper.handBack())
+    if (const auto error = helper.ask(requests::HandBack{}))
         throw HelperRefused(*error);
     terminal.print("The fan is under automatic control.\n");
 }
 
 void version(HelperConnection& helper, Terminal& terminal) {
-    const auto version = helper.helperVersion();
+    const auto version = helper.ask(requests::HelperVersion{});
     const auto text = "The helper's interface version is " + std::to_string(version);
     if (version == KeloHelper::interfaceVersion)
         terminal.print(text + ", the same as this program's.\n");
@@ -39,7 +39,7 @@ void version(HelperConnection& helper, Terminal& terminal) {
 }
 
 void standDown(HelperConnection& helper, Terminal& terminal) {
-    helper.standDown();
+    helper.ask(requests::StandDown{});
     terminal.print("The helper is handing the fan back and exiting.\n");
 }
 

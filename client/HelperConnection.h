@@ -1,10 +1,9 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <stdexcept>
-#include <string>
+#include <utility>
 
 #include "protocol/KeloHelperProtocol.h"
 
@@ -16,10 +15,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A client's connection to the helper: the five requests, each waiting for its reply.
+/// A client's connection to the helper.
 ///
-/// Used from one thread. Every request throws `HelperUnreachable` when the connection is gone. The helper counts the
-/// connection as one client until this object is destroyed or the process ends.
+/// Used from one thread. The helper counts the connection as one client until this object is destroyed or the process
+/// ends.
 class HelperConnection {
 public:
     HelperConnection() = default;
@@ -27,11 +26,17 @@ public:
     HelperConnection& operator=(const HelperConnection&) = delete;
     virtual ~HelperConnection() = default;
 
-    virtual std::optional<Data> fetchSnapshot() = 0;
-    virtual std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) = 0;
-    virtual std::optional<std::string> handBack() = 0;
-    virtual std::int64_t helperVersion() = 0;
-    virtual void standDown() = 0;
+    /// Makes the request and waits for its answer. Throws `HelperUnreachable` when the connection is gone.
+    template <typename Request>
+    typename Request::Answer ask(const Request& request) {
+        std::optional<typename Request::Answer> answer;
+        perform(requests::Call{request, [&](auto given) { answer.emplace(std::move(given)); }});
+        return std::move(answer).value();
+    }
+
+    /// Makes the request and calls its reply, once, before it returns. Throws `HelperUnreachable` instead when there is
+    /// no answer.
+    virtual void perform(const requests::AnyCall& call) = 0;
 };
 
 /// Connects to the helper of this machine. Throws `HelperUnreachable`; a connection that the helper refuses may show

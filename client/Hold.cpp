@@ -59,7 +59,7 @@ void stay(HelperConnection& helper, Terminal& terminal, const HoldRequest& reque
 } // namespace
 
 void hold(HelperConnection& helper, Terminal& terminal, const HoldRequest& request) {
-    if (const auto error = helper.hold(request.fraction, request.handsBackOnLidClose))
+    if (const auto error = helper.ask(requests::Hold{request.fraction, request.handsBackOnLidClose}))
         throw HelperRefused(*error);
     terminal.catchStops(patience, exit_status::unreachable);
     terminal.print(announcement(request) + "\n");

@@ -3,7 +3,7 @@
 namespace kelo {
 
 std::string fetchJSON(HelperConnection& helper) {
-    const auto json = helper.fetchSnapshot();
+    const auto json = helper.ask(requests::FetchSnapshot{});
     if (!json)
         throw HelperRefused("This Mac has no controllable fan, or its readings are not available.");
     return {json->begin(), json->end()};

@@ -54,12 +54,28 @@ HelperService::~HelperService() = default;
 
 // --- requests
 
-void HelperService::helperVersion(VersionReply reply) { reply(KeloHelper::interfaceVersion); }
+void HelperService::perform(requests::AnyCall call) {
+    using namespace requests;
+    std::visit(Overloaded{
+                   [this](Call<FetchSnapshot>& made) { fetchSnapshot(std::move(made.reply)); },
+                   [this](Call<Hold>& made) {
+                       hold(made.request.fraction, made.request.handsBackOnLidClose, std::move(made.reply));
+                   },
+                   [this](Call<HandBack>& made) { handBack(std::move(made.reply)); },
+                   [this](Call<HelperVersion>& made) { helperVersion(made.reply); },
+                   [this](Call<StandDown>& made) { standDown(made.reply); },
+               },
+               call);
+}
 
-void HelperService::fetchSnapshot(DataReply reply) {
+void HelperService::helperVersion(const requests::ReplyTo<requests::HelperVersion>& reply) {
+    reply(KeloHelper::interfaceVersion);
+}
+
+void HelperService::fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> reply) {
     dependencies_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         const auto service = weak.lock();
-        if (!service || !service->controller_ || !reply.isWanted())
+        if (!service || !service->controller_)
             return reply(std::nullopt);
         std::optional<Data> snapshot;
         try {
@@ -71,18 +87,16 @@ void HelperService::fetchSnapshot(DataReply reply) {
     });
 }
 
-void HelperService::hold(double fraction, bool handsBackOnLidClose, ErrorReply reply) {
+void HelperService::hold(double fraction, bool handsBackOnLidClose, requests::ReplyTo<requests::Hold> reply) {
     dependencies_.queue.post([weak = weak_from_this(), fraction, handsBackOnLidClose, reply = std::move(reply)] {
         const auto service = weak.lock();
         if (!service || !service->controller_)
             return reply(FanError::noFans().errorDescription());
-        if (!reply.isWanted()) // a client that is gone gets no hold, and may have left many such requests
-            return reply("The client has gone.");
         reply(service->startHold(fraction, handsBackOnLidClose));
     });
 }
 
-void HelperService::handBack(ErrorReply reply) {
+void HelperService::handBack(requests::ReplyTo<requests::HandBack> reply) {
     dependencies_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         if (const auto service = weak.lock())
             service->releaseFans();
@@ -90,9 +104,9 @@ void HelperService::handBack(ErrorReply reply) {
     });
 }
 
-void HelperService::standDown(EmptyReply reply) {
+void HelperService::standDown(const requests::ReplyTo<requests::StandDown>& reply) {
     dependencies_.log.notice("A newer Kelo asked us to stand down.");
-    reply();
+    reply({});
     dependencies_.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
 }
 

@@ -46,13 +46,15 @@ public:
     /// Hands nothing back: call `shutdownNow()` first.
     ~HelperService() override;
 
-    void fetchSnapshot(DataReply reply) override;
+    void perform(requests::AnyCall call) override;
+
+    void fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> reply);
     /// A hold that cannot start leaves none in force: fans that were taken before it failed are handed back at once,
     /// since nobody would watch them.
-    void hold(double fraction, bool handsBackOnLidClose, ErrorReply reply) override;
-    void handBack(ErrorReply reply) override;
-    void helperVersion(VersionReply reply) override;
-    void standDown(EmptyReply reply) override;
+    void hold(double fraction, bool handsBackOnLidClose, requests::ReplyTo<requests::Hold> reply);
+    void handBack(requests::ReplyTo<requests::HandBack> reply);
+    void helperVersion(const requests::ReplyTo<requests::HelperVersion>& reply);
+    void standDown(const requests::ReplyTo<requests::StandDown>& reply);
 
     /// To be called once for each accepted connection, before its requests can arrive. A client that arrives within the
     /// grace period keeps the hold going.

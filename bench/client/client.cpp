@@ -25,7 +25,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/RequestRecords.h"
 #include "platform/linux/socket/UnixSocket.h"
 
 namespace kelo::bench {
@@ -33,14 +33,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Durations = std::vector<double>;
-using Requests = std::vector<std::vector<std::uint8_t>>;
+using Record = std::array<std::uint8_t, request_records::requestSize>;
+using Requests = std::vector<Record>;
 
 /// Numbered from 1, made before anything is measured.
-Requests makeRequests(Request request, std::size_t count) {
-    Requests requests;
+Requests makeRequests(const requests::Any& request, std::size_t count) {
+    Requests made;
     for (std::size_t number = 1; number <= count; ++number)
-        requests.push_back(request_messages::encode(number, request, Message::array()));
-    return requests;
+        made.push_back(request_records::encode(number, request));
+    return made;
 }
 
 class Client {
@@ -50,7 +51,7 @@ public:
             throw std::runtime_error("nobody listens at " + name);
     }
 
-    void roundTrip(const std::vector<std::uint8_t>& request) const {
+    void roundTrip(const Record& request) const {
         std::array<std::uint8_t, 8192> buffer;
         if (unix_socket::send(socket_.get(), request) != unix_socket::Sent::whole ||
             !std::holds_alternative<unix_socket::Bytes>(unix_socket::receive(socket_.get(), buffer)))
@@ -85,15 +86,15 @@ void print(Durations durations) {
 constexpr std::size_t warmUp = 100;
 
 /// Over so many connections in turn.
-Durations roundTrips(int folder, const std::string& socket, Request request, std::size_t clientCount,
+Durations roundTrips(int folder, const std::string& socket, const requests::Any& request, std::size_t clientCount,
                      std::size_t count) {
     std::vector<Client> clients;
     for (std::size_t i = 0; i < clientCount; ++i)
         clients.emplace_back(folder, socket);
-    const auto requests = makeRequests(request, warmUp + count); // a connection's numbers rise, and need not be dense
+    const auto numbered = makeRequests(request, warmUp + count); // a connection's numbers rise, and need not be dense
     Durations durations;
-    for (std::size_t i = 0; i < requests.size(); ++i) {
-        const double duration = nanosecondsOf([&] { clients[i % clientCount].roundTrip(requests[i]); });
+    for (std::size_t i = 0; i < numbered.size(); ++i) {
+        const double duration = nanosecondsOf([&] { clients[i % clientCount].roundTrip(numbered[i]); });
         if (i >= warmUp)
             durations.push_back(duration);
     }
@@ -101,14 +102,14 @@ Durations roundTrips(int folder, const std::string& socket, Request request, std
 }
 
 Durations connections(int folder, const std::string& socket, std::size_t count) {
-    const auto request = makeRequests(Request::helperVersion, 1).front();
+    const auto request = makeRequests(requests::HelperVersion{}, 1).front();
     Durations durations;
     for (std::size_t i = 0; i < count; ++i)
         durations.push_back(nanosecondsOf([&] { Client(folder, socket).roundTrip(request); }));
     return durations;
 }
 
-void stay(int folder, const std::string& socket, const std::vector<std::uint8_t>& request, std::size_t clientCount) {
+void stay(int folder, const std::string& socket, const Record& request, std::size_t clientCount) {
     std::vector<Client> clients;
     for (std::size_t i = 0; i < clientCount; ++i) {
         clients.emplace_back(folder, socket);
@@ -126,17 +127,17 @@ void measure(const std::vector<std::string>& arguments) {
     const auto& what = arguments.at(2);
     const std::size_t count = std::stoul(arguments.at(3));
     if (what == "version")
-        print(roundTrips(folder.get(), socket, Request::helperVersion, 1, count));
+        print(roundTrips(folder.get(), socket, requests::HelperVersion{}, 1, count));
     else if (what == "snapshot")
-        print(roundTrips(folder.get(), socket, Request::fetchSnapshot, 1, count));
+        print(roundTrips(folder.get(), socket, requests::FetchSnapshot{}, 1, count));
     else if (what == "connect")
         print(connections(folder.get(), socket, count));
     else if (what == "poll")
-        print(roundTrips(folder.get(), socket, Request::helperVersion, count, std::stoul(arguments.at(4))));
+        print(roundTrips(folder.get(), socket, requests::HelperVersion{}, count, std::stoul(arguments.at(4))));
     else if (what == "stay")
-        stay(folder.get(), socket, request_messages::encode(1, Request::helperVersion, Message::array()), count);
+        stay(folder.get(), socket, request_records::encode(1, requests::HelperVersion{}), count);
     else if (what == "hold")
-        stay(folder.get(), socket, request_messages::encode(1, Request::hold, Message::array({0.5, false})), 1);
+        stay(folder.get(), socket, request_records::encode(1, requests::Hold{0.5, false}), 1);
     else
         throw std::invalid_argument("there is nothing to measure of that name");
 }

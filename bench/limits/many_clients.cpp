@@ -7,8 +7,7 @@
 
 int main() {
     kelo::StandardStreams::prepare();
-    const kelo::LinuxPlatform platform(
-        {.places = {.total = 2000, .ofProcess = 2000}, .ofUser = 2000, .ofOthers = 2000});
+    const kelo::LinuxPlatform platform({.total = 2000, .ofProcess = 2000, .ofUser = 2000, .ofOthers = 2000});
     kelo::HelperProcess process(platform.platform());
     process.start();
     platform.platform().runMainLoop();

@@ -13,9 +13,17 @@ using ErrorBlock = void (^)(NSString* _Nullable);
 using VersionBlock = void (^)(NSInteger);
 using EmptyBlock = void (^)(void);
 
-KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
-    return [block = BlockReference<ErrorBlock>(reply)](const auto& error) { block(makeNSString(error).get()); };
+/// Makes the request; `send` gives its answer to the block. The block is copied, for as long as the reply may come,
+/// where nothing that this throws reaches XPC, which answers a request whose block is dropped with an error.
+template <typename Request, typename Block, typename Send>
+void perform(KeloHelperProtocol& helper, Request request, Block block, Send send) {
+    contain(Request::selector, [&] {
+        helper.perform(requests::Call{
+            request, [send, copied = BlockReference<Block>(block)](const auto& answer) { send(copied, answer); }});
+    });
 }
+
+constexpr auto sendError = [](const auto& block, const auto& error) { block(makeNSString(error).get()); };
 
 } // namespace
 
@@ -27,36 +35,29 @@ KeloHelperProtocol::ErrorReply errorReply(ErrorBlock reply) {
 }
 @end
 
-// A block is copied for as long as its reply may come. What copies it is made where nothing that it throws reaches XPC,
-// which answers a request whose block is dropped with an error.
 @implementation KeloExportedHelper
 
 - (void)fetchSnapshotWithReply:(kelo::DataBlock)reply {
-    kelo::contain("fetchSnapshot", [&] {
-        helper_->fetchSnapshot([block = kelo::BlockReference<kelo::DataBlock>(reply)](const auto& data) {
-            block(kelo::makeNSData(data).get());
-        });
-    });
+    kelo::perform(*helper_, kelo::requests::FetchSnapshot{}, reply,
+                  [](const auto& block, const auto& data) { block(kelo::makeNSData(data).get()); });
 }
 
 - (void)holdWithFraction:(double)fraction handsBackOnLidClose:(BOOL)handsBackOnLidClose reply:(kelo::ErrorBlock)reply {
-    kelo::contain("hold", [&] { helper_->hold(fraction, handsBackOnLidClose != NO, kelo::errorReply(reply)); });
+    kelo::perform(*helper_, kelo::requests::Hold{fraction, handsBackOnLidClose != NO}, reply, kelo::sendError);
 }
 
 - (void)handBackWithReply:(kelo::ErrorBlock)reply {
-    kelo::contain("handBack", [&] { helper_->handBack(kelo::errorReply(reply)); });
+    kelo::perform(*helper_, kelo::requests::HandBack{}, reply, kelo::sendError);
 }
 
 - (void)helperVersionWithReply:(kelo::VersionBlock)reply {
-    kelo::contain("helperVersion", [&] {
-        helper_->helperVersion(
-            [block = kelo::BlockReference<kelo::VersionBlock>(reply)](std::int64_t version) { block(version); });
-    });
+    kelo::perform(*helper_, kelo::requests::HelperVersion{}, reply,
+                  [](const auto& block, std::int64_t version) { block(version); });
 }
 
 - (void)standDownWithReply:(kelo::EmptyBlock)reply {
-    kelo::contain("standDown",
-                  [&] { helper_->standDown([block = kelo::BlockReference<kelo::EmptyBlock>(reply)] { block(); }); });
+    kelo::perform(*helper_, kelo::requests::StandDown{}, reply,
+                  [](const auto& block, kelo::requests::Nothing) { block(); });
 }
 
 @end

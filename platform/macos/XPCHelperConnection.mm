@@ -31,7 +31,41 @@ template <typename Value> struct Outcome {
     }
 };
 
-struct Empty {};
+template <typename Request> using OutcomeOf = std::shared_ptr<Outcome<typename Request::Answer>>;
+
+// By when each of these returns, the system has called the reply or the error handler, on this thread.
+
+void send(const requests::FetchSnapshot&, id<KeloHelperProtocol> helper, OutcomeOf<requests::FetchSnapshot> outcome) {
+    [helper fetchSnapshotWithReply:^(NSData* _Nullable data) {
+      outcome->set([&] { return dataFromNSData(data); });
+    }];
+}
+
+void send(const requests::Hold& hold, id<KeloHelperProtocol> helper, OutcomeOf<requests::Hold> outcome) {
+    [helper holdWithFraction:hold.fraction
+         handsBackOnLidClose:hold.handsBackOnLidClose
+                       reply:^(NSString* _Nullable error) {
+                         outcome->set([&] { return textFromNSString(error); });
+                       }];
+}
+
+void send(const requests::HandBack&, id<KeloHelperProtocol> helper, OutcomeOf<requests::HandBack> outcome) {
+    [helper handBackWithReply:^(NSString* _Nullable error) {
+      outcome->set([&] { return textFromNSString(error); });
+    }];
+}
+
+void send(const requests::HelperVersion&, id<KeloHelperProtocol> helper, OutcomeOf<requests::HelperVersion> outcome) {
+    [helper helperVersionWithReply:^(NSInteger version) {
+      outcome->value.emplace(version);
+    }];
+}
+
+void send(const requests::StandDown&, id<KeloHelperProtocol> helper, OutcomeOf<requests::StandDown> outcome) {
+    [helper standDownWithReply:^{
+      outcome->value.emplace();
+    }];
+}
 
 class XPCHelperConnection : public HelperConnection {
   public:
@@ -52,55 +86,15 @@ class XPCHelperConnection : public HelperConnection {
 
     ~XPCHelperConnection() override { [connection_.get() invalidate]; }
 
-    std::optional<Data> fetchSnapshot() override {
-        return request<std::optional<Data>>([](id<KeloHelperProtocol> helper, auto outcome) {
-            [helper fetchSnapshotWithReply:^(NSData* _Nullable data) {
-              outcome->set([&] { return dataFromNSData(data); });
-            }];
-        });
-    }
-
-    std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) override {
-        return request<std::optional<std::string>>([=](id<KeloHelperProtocol> helper, auto outcome) {
-            [helper holdWithFraction:fraction
-                 handsBackOnLidClose:handsBackOnLidClose
-                               reply:^(NSString* _Nullable error) {
-                                 outcome->set([&] { return textFromNSString(error); });
-                               }];
-        });
-    }
-
-    std::optional<std::string> handBack() override {
-        return request<std::optional<std::string>>([](id<KeloHelperProtocol> helper, auto outcome) {
-            [helper handBackWithReply:^(NSString* _Nullable error) {
-              outcome->set([&] { return textFromNSString(error); });
-            }];
-        });
-    }
-
-    std::int64_t helperVersion() override {
-        return request<std::int64_t>([](id<KeloHelperProtocol> helper, auto outcome) {
-            [helper helperVersionWithReply:^(NSInteger version) {
-              outcome->value.emplace(version);
-            }];
-        });
-    }
-
-    void standDown() override {
-        request<Empty>([](id<KeloHelperProtocol> helper, auto outcome) {
-            [helper standDownWithReply:^{
-              outcome->value.emplace();
-            }];
-        });
+    void perform(const requests::AnyCall& call) override {
+        std::visit([this](const auto& typed) { typed.reply(answerTo(typed.request)); }, call);
     }
 
   private:
-    /// `send` makes the request; by when it returns, the system has called the reply or the error handler, on this
-    /// thread.
-    template <typename Value, typename Send> Value request(Send send) {
-        const auto outcome = std::make_shared<Outcome<Value>>();
+    template <typename Request> typename Request::Answer answerTo(const Request& request) {
+        const auto outcome = std::make_shared<Outcome<typename Request::Answer>>();
         @autoreleasepool { // as above
-            send([connection_.get() synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
+            send(request, [connection_.get() synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
                    contain("an error",
                            [&] { outcome->error = textFromNSString(error.localizedDescription).value_or(""); });
                  }],

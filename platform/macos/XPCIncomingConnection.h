@@ -3,8 +3,6 @@
 #import <Foundation/Foundation.h>
 
 #include "helper/Listener.h"
-#include "platform/posix/ConnectionPlaces.h"
-#include "platform/posix/GuardedHelper.h"
 
 namespace kelo {
 
@@ -12,9 +10,7 @@ namespace kelo {
 /// presents it.
 class XPCIncomingConnection : public IncomingConnection {
 public:
-    /// The place is held until the connection has been invalidated.
-    XPCIncomingConnection(NSXPCConnection* connection, ConnectionPlaces::Place place)
-        : connection_(connection), place_(std::move(place)) {}
+    explicit XPCIncomingConnection(NSXPCConnection* connection) : connection_(connection) {}
 
     void exportObject(std::shared_ptr<KeloHelperProtocol> object) override;
     void setInvalidationHandler(std::function<void()> handler) override;
@@ -23,8 +19,6 @@ public:
 
 private:
     NSXPCConnection* const connection_;
-    const ConnectionPlaces::Place place_;
-    std::shared_ptr<GuardedHelper> helper_;
 };
 
 } // namespace kelo

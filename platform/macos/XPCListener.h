@@ -10,8 +10,7 @@ namespace kelo {
 /// The XPC listener of a Mach service that launchd has reserved for this job.
 ///
 /// The platform checks each peer against the requirement by its audit token. Without a requirement in force, because
-/// none was set or the text was refused, the listener is never resumed and refuses every connection. One that finds no
-/// place any more is refused before anybody is asked; see `ConnectionPlaces`.
+/// none was set or the text was refused, the listener is never resumed and refuses every connection.
 std::unique_ptr<Listener> makeXPCListener(const std::string& machServiceName);
 
 } // namespace kelo

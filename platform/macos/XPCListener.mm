@@ -13,7 +13,6 @@
   @public
     kelo::ConnectionAdmission admission_;
     BOOL hasRequirement_;
-    std::shared_ptr<kelo::ConnectionPlaces> places_;
 }
 @end
 
@@ -25,10 +24,7 @@
     kelo::contain("admitting a connection", [&] {
         if (!hasRequirement_)
             return;
-        auto place = places_->take(newConnection.processIdentifier);
-        if (!place)
-            return;
-        kelo::XPCIncomingConnection connection(newConnection, std::move(place));
+        kelo::XPCIncomingConnection connection(newConnection);
         isAccepted = admission_(connection);
     });
     return isAccepted;
@@ -44,9 +40,7 @@ class XPCListener : public Listener {
   public:
     explicit XPCListener(const std::string& machServiceName)
         : listener_(adopt([[NSXPCListener alloc] initWithMachServiceName:makeNSString(machServiceName).get()])),
-          delegate_(adopt([[KeloListenerDelegate alloc] init])) {
-        delegate_.get()->places_ = std::make_shared<ConnectionPlaces>();
-    }
+          delegate_(adopt([[KeloListenerDelegate alloc] init])) {}
 
     // The listener does not retain its delegate, so it must not keep a pointer to one that is gone.
     ~XPCListener() override {

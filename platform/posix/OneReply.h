@@ -3,7 +3,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <tuple>
 #include <utility>
 
 #include "platform/posix/Containment.h"
@@ -12,16 +11,16 @@ namespace kelo {
 
 /// Sends a client exactly one reply, whatever the answering code does: a transport takes a second one for that of
 /// another request, or ends the connection, and a missing one leaves the client waiting. Any thread.
-template <typename... Values>
+template <typename Answer>
 class OneReply {
 public:
-    using Send = std::function<void(Values...)>;
+    using Send = std::function<void(Answer)>;
 
     /// A callable that may be copied and called like the reply itself. The first call sends; a later one is reported
     /// and dropped. When the last copy is destroyed without a call, `fallback` is sent.
-    static Send through(Send send, Values... fallback) {
-        const std::shared_ptr<OneReply> reply(new OneReply(std::move(send), std::move(fallback)...));
-        return [reply](Values... values) { reply->give(std::move(values)...); };
+    static Send through(Send send, Answer fallback) {
+        const std::shared_ptr<OneReply> reply(new OneReply(std::move(send), std::move(fallback)));
+        return [reply](Answer answer) { reply->give(std::move(answer)); };
     }
 
     OneReply(const OneReply&) = delete;
@@ -31,22 +30,22 @@ public:
         if (isGiven_)
             return;
         reportFault("a request", "it was dropped without a reply");
-        contain("sending a reply", [this] { std::apply(send_, fallback_); });
+        contain("sending a reply", [this] { send_(fallback_); });
     }
 
 private:
-    explicit OneReply(Send send, Values... fallback) : send_(std::move(send)), fallback_(std::move(fallback)...) {}
+    OneReply(Send send, Answer fallback) : send_(std::move(send)), fallback_(std::move(fallback)) {}
 
-    void give(Values... values) {
+    void give(Answer answer) {
         if (isGiven_.exchange(true)) {
             reportFault("a request", "it was replied to twice");
             return;
         }
-        send_(std::move(values)...);
+        send_(std::move(answer));
     }
 
     const Send send_;
-    const std::tuple<Values...> fallback_;
+    const Answer fallback_;
     std::atomic<bool> isGiven_ = false;
 };
 

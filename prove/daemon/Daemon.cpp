@@ -78,35 +78,38 @@ void Daemon::interrupt(int client) { clients_.at(static_cast<std::size_t>(client
 
 void Daemon::invalidate(int client) {
     auto& [connection, guarded] = clients_.at(static_cast<std::size_t>(client));
-    guarded->connectionEnded();
     guarded.reset();
     connection->onInvalidation();
 }
 
 void Daemon::snapshot(int client) {
-    guard(client).fetchSnapshot([this, request = addRequest("snapshot")](const std::optional<Data>& data) {
-        reply(request, data ? std::string(data->begin(), data->end()) : "none");
-    });
+    ask(client, requests::FetchSnapshot{}, "snapshot",
+        [](const auto& data) { return data ? std::string(data->begin(), data->end()) : "none"; });
 }
 
 void Daemon::hold(int client, double fraction, bool handsBackOnLidClose) {
-    guard(client).hold(fraction, handsBackOnLidClose, [this, request = addRequest("hold")](const auto& error) {
-        reply(request, error.value_or("none"));
-    });
+    ask(client, requests::Hold{fraction, handsBackOnLidClose}, "hold",
+        [](const auto& error) { return error.value_or("none"); });
 }
 
 void Daemon::handBack(int client) {
-    guard(client).handBack(
-        [this, request = addRequest("handBack")](const auto& error) { reply(request, error.value_or("none")); });
+    ask(client, requests::HandBack{}, "handBack", [](const auto& error) { return error.value_or("none"); });
 }
 
 void Daemon::version(int client) {
-    guard(client).helperVersion(
-        [this, request = addRequest("version")](std::int64_t version) { reply(request, std::to_string(version)); });
+    ask(client, requests::HelperVersion{}, "version", [](std::int64_t version) { return std::to_string(version); });
 }
 
 void Daemon::standDown(int client) {
-    guard(client).standDown([this, request = addRequest("standDown")] { reply(request, "done"); });
+    ask(client, requests::StandDown{}, "standDown", [](requests::Nothing) { return "done"; });
+}
+
+template <typename Request, typename TextOf>
+void Daemon::ask(int client, Request made, const char* name, TextOf textOf) {
+    const auto request = addRequest(name);
+    clients_.at(static_cast<std::size_t>(client)).guard->perform(requests::Call{made, [=, this](const auto& answer) {
+                                                                                    reply(request, textOf(answer));
+                                                                                }});
 }
 
 std::size_t Daemon::addRequest(const char* name) {

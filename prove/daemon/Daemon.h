@@ -106,7 +106,8 @@ private:
     };
 
     void record(const std::string& event);
-    GuardedHelper& guard(int client) { return *clients_.at(static_cast<std::size_t>(client)).guard; }
+    template <typename Request, typename TextOf>
+    void ask(int client, Request made, const char* name, TextOf textOf);
     std::size_t addRequest(const char* name);
     void reply(std::size_t request, const std::string& text);
     void exit(const std::string& step);

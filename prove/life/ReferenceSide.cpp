@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "core/hold/FanHoldEvent.h"
-#include "platform/posix/GuardedHelper.h"
 #include "protocol/FanSnapshot.h"
 
 namespace kelo {
@@ -53,11 +52,7 @@ class ReferenceSide::World : public reference::World {
 public:
     explicit World(ReferenceSide& side) : side_(side) {}
 
-    std::uint32_t openController() override {
-        const auto connection = side_.exchange.open();
-        side_.hasController_ = connection != 0;
-        return connection;
-    }
+    std::uint32_t openController() override { return side_.exchange.open(); }
     bool exchange(std::uint32_t connection, const reference::Record& in, reference::Record& out) override {
         SMCKeyData request;
         SMCKeyData reply{};
@@ -66,10 +61,7 @@ public:
         std::memcpy(out.data(), &reply, sizeof reply);
         return isDone;
     }
-    void closeController(std::uint32_t connection) override {
-        side_.exchange.close(connection);
-        side_.hasController_ = false;
-    }
+    void closeController(std::uint32_t connection) override { side_.exchange.close(connection); }
 
     std::int64_t nowNanoseconds() override { return std::llround(side_.now * 1e9); }
     void sleepMicroseconds(std::uint32_t microseconds) override {
@@ -193,27 +185,13 @@ void ReferenceSide::invalidate(int client) {
     queue_.post([this, client] { model_.connectionInvalidated(static_cast<reference::ConnectionId>(client)); });
 }
 
-void ReferenceSide::snapshot(int client) {
-    queue_.post([this, client, request = addRequest("snapshot")] {
-        if (gone_.contains(client))
-            return reply(request, "none");
-        model_.fetchSnapshot(0, request);
-    });
+void ReferenceSide::snapshot(int) {
+    queue_.post([this, request = addRequest("snapshot")] { model_.fetchSnapshot(0, request); });
 }
 
-/// What stands between a connection and the service refuses a fifth waiting hold, and one whose client has gone.
-void ReferenceSide::hold(int client, double fraction, bool handsBackOnLidClose) {
-    const auto request = addRequest("hold");
-    auto& waiting = waitingHolds_[client];
-    if (waiting >= GuardedHelper::maximumHolds)
-        return reply(request, "Too many holds are waiting already; ask again when they have been answered.");
-    ++waiting;
-    queue_.post([this, client, request, fraction, handsBackOnLidClose] {
-        if (hasController_ && gone_.contains(client))
-            reply(request, "The client has gone.");
-        else
-            model_.hold(0, request, fraction, handsBackOnLidClose);
-        --waitingHolds_[client];
+void ReferenceSide::hold(int, double fraction, bool handsBackOnLidClose) {
+    queue_.post([this, request = addRequest("hold"), fraction, handsBackOnLidClose] {
+        model_.hold(0, request, fraction, handsBackOnLidClose);
     });
 }
 

@@ -71,7 +71,6 @@ private:
     bool isRoot_ = true;
     bool isPowerPresent_ = true;
     bool isFileOpenable_ = true;
-    bool hasController_ = false;
     std::optional<std::string> team_ = "ABCDE12345";
     std::optional<std::string> executable_ = "/Library/PrivilegedHelperTools/app.kelo.helper";
     std::optional<FileIdentity> file_ = FileIdentity{1, 100};
@@ -80,7 +79,6 @@ private:
     std::string admission_;             ///< What became of the arriving client.
     std::vector<std::string> requests_; ///< Their names.
     std::set<int> gone_;                ///< Clients whose connection has ended.
-    std::map<int, int> waitingHolds_;   ///< By client.
     std::vector<std::function<void()>> meanwhile_;
     std::intptr_t announcements_ = 0;
     std::unique_ptr<World> world_;

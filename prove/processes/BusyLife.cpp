@@ -10,8 +10,8 @@ namespace kelo {
 
 using namespace hardware_calls;
 
-void BusyClient::request(Request request, const Message& arguments) {
-    process_->writeInput("send " + hexOf(request_messages::encode(++number_, request, arguments)) + "\nreceive\n");
+void BusyClient::request(const requests::Any& request) {
+    process_->writeInput("send " + hexOf(request_records::encode(++number_, request)) + "\nreceive\n");
 }
 
 void BusyClient::kill() {
@@ -24,7 +24,7 @@ BusyLife::BusyLife(World& world, std::mt19937& random) : world_(world), random_(
         client = std::make_unique<BusyClient>(world.installation());
         client->connect();
     }
-    clients_[0]->request(Request::hold, Message::array({fraction(), false}));
+    clients_[0]->request(requests::Hold{fraction(), false});
 }
 
 void BusyLife::step() {
@@ -42,9 +42,9 @@ void BusyLife::useClient() {
     case 1:
     case 2:
     case 3:
-        return client->request(Request::hold, Message::array({fraction(), below(2) == 0}));
+        return client->request(requests::Hold{fraction(), below(2) == 0});
     case 4:
-        return client->request(Request::handBack);
+        return client->request(requests::HandBack{});
     case 5:
         client->close();
         return client->connect();
@@ -53,7 +53,7 @@ void BusyLife::useClient() {
         client = std::make_unique<BusyClient>(world_.installation());
         return client->connect();
     default:
-        return client->request(Request::fetchSnapshot);
+        return client->request(requests::FetchSnapshot{});
     }
 }
 

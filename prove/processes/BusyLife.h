@@ -4,7 +4,7 @@
 #include <memory>
 #include <random>
 
-#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/RequestRecords.h"
 #include "prove/processes/World.h"
 
 namespace kelo {
@@ -16,7 +16,7 @@ public:
 
     void connect() { process_->writeInput("connect\n"); }
     /// Makes a request, and has the process wait for the reply.
-    void request(Request request, const Message& arguments = Message::array());
+    void request(const requests::Any& request);
     void close() { process_->writeInput("close\n"); }
     /// Without any farewell.
     void kill();

@@ -78,7 +78,7 @@ Setting holdsQueued(World& world, int) {
     world.call(Interfere{0, 3000});
     const auto start = world.call(Show{}).time;
     for (int i = 0; i < 64; ++i)
-        setting.rawClient->request(Request::hold, Message::array({0.5, false}));
+        setting.rawClient->request(requests::Hold{0.5, false});
     const auto hasBegun = [&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the state is large
         return isUnlocked(world.call(Show{}), start);

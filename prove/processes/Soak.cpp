@@ -50,9 +50,9 @@ struct Crowd {
             client->close();
             client->connect();
         } else if (choice < 4) {
-            client->request(Request::hold, Message::array({below(101) / 100.0, false}));
+            client->request(requests::Hold{below(101) / 100.0, false});
         } else {
-            client->request(Request::fetchSnapshot);
+            client->request(requests::FetchSnapshot{});
         }
     }
 };

@@ -22,7 +22,7 @@ void Crowd::goHome() {
     std::for_each(clients_.begin(), clients_.end(), [this](Client& client) { leave(client); });
     auto& last = clients_.front();
     comeOrGo(last);
-    last.guard->hold(0.5, true, [](const auto&) {});
+    last.guard->perform(requests::Call{requests::Hold{0.5, true}, [](const auto&) {}});
     mac_.pass(60);
     leave(last);
     mac_.pass(60);
@@ -39,7 +39,6 @@ void Crowd::comeOrGo(Client& client) {
 void Crowd::leave(Client& client) {
     if (!client.guard)
         return;
-    client.guard->connectionEnded();
     client.guard.reset();
     if (below(3) == 0)
         client.connection->onInterruption();
@@ -49,18 +48,18 @@ void Crowd::leave(Client& client) {
 }
 
 void Crowd::ask(GuardedHelper& helper) {
-    const auto answered = [this](const auto&...) { --unanswered; };
+    const auto answered = [this](const auto&) { --unanswered; };
     ++requests;
     ++unanswered;
     switch (below(6)) {
     case 0:
-        return helper.hold(below(101) / 100.0, below(2) == 0, answered);
+        return helper.perform(requests::Call{requests::Hold{below(101) / 100.0, below(2) == 0}, answered});
     case 1:
-        return helper.handBack(answered);
+        return helper.perform(requests::Call{requests::HandBack{}, answered});
     case 2:
-        return helper.helperVersion(answered);
+        return helper.perform(requests::Call{requests::HelperVersion{}, answered});
     default:
-        return helper.fetchSnapshot(answered);
+        return helper.perform(requests::Call{requests::FetchSnapshot{}, answered});
     }
 }
 

@@ -54,38 +54,38 @@ protected:
 TYPED_TEST_SUITE_P(HelperConnectionConformance);
 
 TYPED_TEST_P(HelperConnectionConformance, EachRequestReachesTheHelperAsItself) {
-    this->client->fetchSnapshot();
-    this->client->hold(0.5, true);
-    this->client->handBack();
-    this->client->helperVersion();
-    this->client->standDown();
+    this->client->ask(requests::FetchSnapshot{});
+    this->client->ask(requests::Hold{0.5, true});
+    this->client->ask(requests::HandBack{});
+    this->client->ask(requests::HelperVersion{});
+    this->client->ask(requests::StandDown{});
     EXPECT_THAT(this->helper->requests(),
                 ::testing::ElementsAre("fetchSnapshot", "hold", "handBack", "helperVersion", "standDown"));
 }
 
 TYPED_TEST_P(HelperConnectionConformance, ASnapshotIsNoneEmptyOrAnyBytes) {
     this->helper->snapshot = std::nullopt;
-    EXPECT_EQ(this->client->fetchSnapshot(), std::nullopt);
+    EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), std::nullopt);
     this->helper->snapshot = Data();
-    EXPECT_EQ(this->client->fetchSnapshot(), Data());
+    EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), Data());
     Data bytes;
     for (int value = 0; value < 256; ++value)
         bytes.push_back(static_cast<std::uint8_t>(value));
     this->helper->snapshot = bytes;
-    EXPECT_EQ(this->client->fetchSnapshot(), bytes);
+    EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), bytes);
 }
 
 TYPED_TEST_P(HelperConnectionConformance, ASnapshotMayBeLarge) {
     this->helper->snapshot = Data(16 * 1024, 0xA5);
-    EXPECT_EQ(this->client->fetchSnapshot(), this->helper->snapshot);
+    EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), this->helper->snapshot);
 }
 
 TYPED_TEST_P(HelperConnectionConformance, AnErrorIsNoneOrItsText) {
     for (const auto& error : {std::optional<std::string>(), std::optional<std::string>(""),
                               std::optional<std::string>("The fan can’t be controlled: Lüfter 🌀")}) {
         this->helper->error = error;
-        EXPECT_EQ(this->client->hold(0.5, false), error);
-        EXPECT_EQ(this->client->handBack(), error);
+        EXPECT_EQ(this->client->ask(requests::Hold{0.5, false}), error);
+        EXPECT_EQ(this->client->ask(requests::HandBack{}), error);
     }
 }
 
@@ -100,17 +100,17 @@ TYPED_TEST_P(HelperConnectionConformance, TheFractionKeepsEveryBit) {
                                            std::numeric_limits<double>::infinity(),
                                            -std::numeric_limits<double>::infinity()};
     for (const double fraction : fractions) {
-        this->client->hold(fraction, false);
+        this->client->ask(requests::Hold{fraction, false});
         const double arrived = this->helper->holds().back().first;
         EXPECT_EQ(std::memcmp(&arrived, &fraction, sizeof fraction), 0) << fraction;
     }
-    this->client->hold(std::numeric_limits<double>::quiet_NaN(), false);
+    this->client->ask(requests::Hold{std::numeric_limits<double>::quiet_NaN(), false});
     EXPECT_TRUE(std::isnan(this->helper->holds().back().first));
 }
 
 TYPED_TEST_P(HelperConnectionConformance, TheLidWishIsCarriedBothWays) {
-    this->client->hold(0.5, true);
-    this->client->hold(0.5, false);
+    this->client->ask(requests::Hold{0.5, true});
+    this->client->ask(requests::Hold{0.5, false});
     EXPECT_THAT(this->helper->holds(), ::testing::ElementsAre(::testing::Pair(0.5, true), ::testing::Pair(0.5, false)));
 }
 
@@ -119,7 +119,7 @@ TYPED_TEST_P(HelperConnectionConformance, TheVersionKeepsEveryBit) {
          {std::int64_t{6}, std::int64_t{0}, std::int64_t{-1}, std::numeric_limits<std::int64_t>::max(),
           std::numeric_limits<std::int64_t>::min()}) {
         this->helper->version = version;
-        EXPECT_EQ(this->client->helperVersion(), version);
+        EXPECT_EQ(this->client->ask(requests::HelperVersion{}), version);
     }
 }
 
@@ -133,11 +133,11 @@ TYPED_TEST_P(HelperConnectionConformance, AReplyMayComeLaterAndFromAnotherThread
     };
     this->helper->error = "late";
     this->helper->snapshot = Data{1, 2, 3};
-    EXPECT_EQ(this->client->fetchSnapshot(), this->helper->snapshot);
-    EXPECT_EQ(this->client->hold(0.5, true), "late");
-    EXPECT_EQ(this->client->handBack(), "late");
-    EXPECT_EQ(this->client->helperVersion(), 6);
-    this->client->standDown();
+    EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), this->helper->snapshot);
+    EXPECT_EQ(this->client->ask(requests::Hold{0.5, true}), "late");
+    EXPECT_EQ(this->client->ask(requests::HandBack{}), "late");
+    EXPECT_EQ(this->client->ask(requests::HelperVersion{}), 6);
+    this->client->ask(requests::StandDown{});
     for (auto& replier : repliers)
         replier.join();
 }
@@ -157,10 +157,10 @@ TYPED_TEST_P(HelperConnectionConformance, TwoClientsDoNotWaitForEachOther) {
         });
         isHeld = true;
     };
-    std::thread waiting([&] { this->client->hold(0.5, false); });
+    std::thread waiting([&] { this->client->ask(requests::Hold{0.5, false}); });
     while (!isHeld)
         std::this_thread::yield();
-    EXPECT_EQ(other->helperVersion(), 6);
+    EXPECT_EQ(other->ask(requests::HelperVersion{}), 6);
     isReleased = true;
     waiting.join();
     replier.join();
@@ -168,15 +168,15 @@ TYPED_TEST_P(HelperConnectionConformance, TwoClientsDoNotWaitForEachOther) {
 
 TYPED_TEST_P(HelperConnectionConformance, AConnectionThatEndsDuringARequestMakesItAndTheNextOneThrow) {
     this->endDuringRequests();
-    EXPECT_THROW(this->client->handBack(), HelperUnreachable);
-    EXPECT_THROW(this->client->helperVersion(), HelperUnreachable);
+    EXPECT_THROW(this->client->ask(requests::HandBack{}), HelperUnreachable);
+    EXPECT_THROW(this->client->ask(requests::HelperVersion{}), HelperUnreachable);
     this->dropReplies();
 }
 
 TYPED_TEST_P(HelperConnectionConformance, WhyTheHelperCannotBeReachedIsOneSentence) {
     this->endDuringRequests();
     try {
-        this->client->helperVersion();
+        this->client->ask(requests::HelperVersion{});
         ADD_FAILURE() << "nothing was thrown";
     } catch (const HelperUnreachable& error) {
         const std::string text = error.what();

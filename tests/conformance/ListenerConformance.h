@@ -34,7 +34,7 @@ protected:
     bool isServed(std::unique_ptr<HelperConnection> (Harness::*connect)()) {
         try {
             const auto client = (harness.*connect)();
-            return client->helperVersion() == helper->version;
+            return client->ask(requests::HelperVersion{}) == helper->version;
         } catch (const HelperUnreachable&) {
             return false;
         }
@@ -103,7 +103,7 @@ TYPED_TEST_P(ListenerConformance, ConnectionsAndRequestsComeOffTheMainThread) {
 TYPED_TEST_P(ListenerConformance, AClientThatGoesIsToldOnceAndLetsGoOfWhatItsConnectionHeld) {
     this->start();
     auto client = this->harness.connectTrusted();
-    client->helperVersion();
+    client->ask(requests::HelperVersion{});
     this->harness.settle();
     EXPECT_EQ(this->admission.ended(), 0);
     EXPECT_GT(this->admission.heldByHandlers.use_count(), 1);
@@ -117,15 +117,15 @@ TYPED_TEST_P(ListenerConformance, SeveralClientsShareTheObjectAndEndOneByOne) {
     this->start();
     auto first = this->harness.connectTrusted();
     auto second = this->harness.connectTrusted();
-    first->helperVersion();
-    second->handBack();
-    first->fetchSnapshot();
+    first->ask(requests::HelperVersion{});
+    second->ask(requests::HandBack{});
+    first->ask(requests::FetchSnapshot{});
     EXPECT_EQ(this->admission.asked(), 2);
     EXPECT_THAT(this->helper->requests(), ::testing::ElementsAre("helperVersion", "handBack", "fetchSnapshot"));
     first.reset();
     this->harness.settle();
     EXPECT_EQ(this->admission.ended(), 1);
-    EXPECT_EQ(second->helperVersion(), this->helper->version);
+    EXPECT_EQ(second->ask(requests::HelperVersion{}), this->helper->version);
     second.reset();
     this->harness.settle();
     EXPECT_EQ(this->admission.ended(), 2);
@@ -140,7 +140,7 @@ TYPED_TEST_P(ListenerConformance, AReplyToAClientThatHasGoneIsDroppedQuietly) {
     };
     this->start();
     auto client = this->harness.connectTrusted();
-    std::thread requester([&] { EXPECT_THROW(client->handBack(), HelperUnreachable); });
+    std::thread requester([&] { EXPECT_THROW(client->ask(requests::HandBack{}), HelperUnreachable); });
     const auto isHeld = [&] {
         const std::lock_guard lock(mutex);
         return late != nullptr;

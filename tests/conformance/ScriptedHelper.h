@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -15,7 +16,7 @@
 
 namespace kelo {
 
-/// The five requests, noted and replied to as the test says. Any thread.
+/// Notes requests and replies to them as the test says. Any thread.
 class ScriptedHelper : public KeloHelperProtocol {
 public:
     // Set before a request comes.
@@ -25,31 +26,16 @@ public:
     /// What is done with a reply: calls it, calls it later, or lets it go.
     std::function<void(std::function<void()> reply)> answer = [](const std::function<void()>& reply) { reply(); };
 
-    void fetchSnapshot(DataReply reply) override {
-        note("fetchSnapshot");
-        answer([this, reply] { reply(snapshot); });
-    }
-    void hold(double fraction, bool handsBackOnLidClose, ErrorReply reply) override {
-        {
-            const std::lock_guard lock(mutex_);
-            holds_.emplace_back(fraction, handsBackOnLidClose);
-        }
-        note("hold");
-        answer([this, reply] { reply(error); });
-    }
-    void handBack(ErrorReply reply) override {
-        note("handBack");
-        answer([this, reply] { reply(error); });
-    }
-    void helperVersion(VersionReply reply) override {
-        note("helperVersion");
-        answer([this, reply] { reply(version); });
-    }
-    void standDown(EmptyReply reply) override {
-        note("standDown");
-        answer([reply] { reply(); });
+    void perform(requests::AnyCall call) override {
+        std::visit(
+            [this](const auto& made) {
+                note(made.request);
+                answer([this, reply = made.reply] { this->reply(reply); });
+            },
+            call);
     }
 
+    /// The selectors of the requests up to "With".
     std::vector<std::string> requests() const {
         const std::lock_guard lock(mutex_);
         return requests_;
@@ -65,11 +51,20 @@ public:
     }
 
 private:
-    void note(const std::string& request) {
+    template <typename Request>
+    void note(const Request& request) {
         const std::lock_guard lock(mutex_);
-        requests_.push_back(request);
+        const std::string selector = Request::selector;
+        requests_.push_back(selector.substr(0, selector.find("With")));
+        if constexpr (std::is_same_v<Request, requests::Hold>)
+            holds_.emplace_back(request.fraction, request.handsBackOnLidClose);
         broughtBy_ = std::this_thread::get_id();
     }
+
+    void reply(const std::function<void(std::optional<Data>)>& reply) const { reply(snapshot); }
+    void reply(const std::function<void(std::optional<std::string>)>& reply) const { reply(error); }
+    void reply(const std::function<void(std::int64_t)>& reply) const { reply(version); }
+    void reply(const std::function<void(requests::Nothing)>& reply) const { reply({}); }
 
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;

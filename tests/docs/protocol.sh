@@ -21,7 +21,7 @@ every() {
 
 # shellcheck disable=SC2016 # the grave accents are Markdown's
 {
-  every protocol/RequestTable.h 's/.*"([a-zA-Z:]+:)",.*/\1/p' '`%s`'
+  every protocol/KeloHelperProtocol.h 's/.*selector = "(.*)";/\1/p' '`%s`'
   every protocol/FanSnapshot.schema.json 's/^    "([a-zA-Z]+)": \{/\1/p' '`%s`'
   every tests/platform/macos/apple/encodings.sh "s/^expect '(v.*)'\$/\\1/p" '`%s`'
   every protocol/KeloHelper.h 's/.*machServiceName = "(.*)";/\1/p' '| Mach service | `%s`'
@@ -30,7 +30,6 @@ every() {
 every core/fan/FanError.cpp 's/^ *(return )?"([^"]{15,})"?.*/\2/p'
 every core/fan/FanError.cpp 's/^ *"\)\. ([^"]{15,})".*/\1/p'
 every platform/posix/GuardedHelper.cpp 's/^constexpr const char\* .* = "(.*)";/\1/p'
-every helper/HelperService.cpp 's/.*return reply\("(.*)"\);/\1/p'
 every protocol/KeloHelper.h 's/.*interfaceVersion = (.*);/\1/p' '| interface version | %s |'
 every protocol/KeloHelper.h 's/.*orphanGracePeriod = (.*)\.0;/\1/p' 'it ends after %s s'
 printf '%d facts of the protocol stand in its page\n' "$count"

@@ -9,7 +9,7 @@ protected:
     void expectCutOff(const std::string& program) {
         const auto client = startRawClient(program);
         client->connect(); // the socket is there for everybody; what counts is what follows
-        client->request(Request::helperVersion);
+        client->request(requests::HelperVersion{});
         EXPECT_EQ(client->perform("receive"), "ended");
         EXPECT_EQ(client->perform("connect"), "connected");
         EXPECT_EQ(client->perform("receive"), "ended");
@@ -18,7 +18,7 @@ protected:
 
 TEST_F(Admission, TheRightClientIsAdmitted) {
     startEverything();
-    EXPECT_EQ(connectRawClient()->ask(Request::helperVersion)[0], 6);
+    EXPECT_EQ(connectRawClient()->ask(requests::HelperVersion{}), 6);
 }
 
 TEST_F(Admission, AnUnsignedClientIsCutOff) {
@@ -55,7 +55,7 @@ TEST_F(Admission, AnAnchorThatIsPutThereWhileTheHelperRunsIsNotTrusted) {
     addClient("foreign-client");
     sign("foreign-client", appIdentifier, team, "foreign");
     expectCutOff("foreign-client");
-    EXPECT_EQ(connectRawClient()->ask(Request::helperVersion)[0], 6);
+    EXPECT_EQ(connectRawClient()->ask(requests::HelperVersion{}), 6);
 }
 
 TEST_F(Admission, AClientOfAnotherIdentifierIsCutOff) {

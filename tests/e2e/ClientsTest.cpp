@@ -11,8 +11,7 @@ using ::testing::Not;
 class Clients : public EndToEnd {
 protected:
     FanSnapshot snapshotOf(RawClient& client) {
-        const auto values = client.ask(Request::fetchSnapshot);
-        return FanSnapshot::decoded(values.at(0).get_binary());
+        return FanSnapshot::decoded(client.ask(requests::FetchSnapshot{}).value());
     }
 };
 
@@ -48,30 +47,41 @@ TEST_F(Clients, TwoClientsShareOneHold) {
     startEverything();
     const auto first = connectRawClient();
     const auto second = connectRawClient();
-    EXPECT_EQ(first->ask(Request::hold, Message::array({0.5, false})), Message::array({nullptr}));
+    EXPECT_EQ(first->ask(requests::Hold{0.5, false}), std::nullopt);
     EXPECT_TRUE(snapshotOf(*second).underKeloControl);
     EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 3600);
-    EXPECT_EQ(second->ask(Request::hold, Message::array({0.25, false})), Message::array({nullptr}));
+    EXPECT_EQ(second->ask(requests::Hold{0.25, false}), std::nullopt);
     EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 2400);
     EXPECT_TRUE(snapshotOf(*first).underKeloControl);
     first->process().signal(SIGKILL);
     first->process().waitForEnd(10);
-    EXPECT_EQ(second->ask(Request::helperVersion)[0], 6);
+    EXPECT_EQ(second->ask(requests::HelperVersion{}), 6);
     EXPECT_THAT(world.helperLog(), Not(Contains(disconnected)));
-    EXPECT_EQ(second->ask(Request::handBack), Message::array({nullptr}));
+    EXPECT_EQ(second->ask(requests::HandBack{}), std::nullopt);
     EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Clients, OfSixHoldsRequestedAtOnceTheLastIsInForce) {
+    startEverything();
+    const auto client = connectRawClient();
+    const int count = 6;
+    for (int i = 1; i <= count; ++i)
+        client->request(requests::Hold{i / 10.0, false});
+    for (std::uint64_t number = 1; number <= count; ++number)
+        EXPECT_EQ(client->reply<requests::Hold>(number), std::nullopt) << number;
+    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 4080); // 1200 + 4800 * 0.6
 }
 
 TEST_F(Clients, AFractionThatIsNoNumberOrInfiniteArrives) {
     startEverything();
     const auto client = connectRawClient();
     const double infinity = std::numeric_limits<double>::infinity();
-    EXPECT_EQ(client->ask(Request::hold, Message::array({infinity, false})), Message::array({nullptr}));
+    EXPECT_EQ(client->ask(requests::Hold{infinity, false}), std::nullopt);
     EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 6000);
-    EXPECT_EQ(client->ask(Request::hold, Message::array({-infinity, false})), Message::array({nullptr}));
+    EXPECT_EQ(client->ask(requests::Hold{-infinity, false}), std::nullopt);
     EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 1200);
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(client->ask(Request::hold, Message::array({nan, false})), Message::array({nullptr}));
+    EXPECT_EQ(client->ask(requests::Hold{nan, false}), std::nullopt);
     EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: nan, neededUnlock: false)"));
 }
 
@@ -95,19 +105,19 @@ TEST_F(Clients, AClientThatReturnsInTimeKeepsTheHold) {
     const auto returned = connectRawClient();
     EXPECT_FALSE(world.waitForLog(handedBack, 8.5));
     EXPECT_TRUE(world.isAnyFanManual());
-    EXPECT_EQ(returned->ask(Request::helperVersion)[0], 6);
+    EXPECT_EQ(returned->ask(requests::HelperVersion{}), 6);
 }
 
 TEST_F(Clients, AClientThatIsKilledMidRequestIsCountedOut) {
     startEverything({"--profile", "locked"});
     const auto client = connectRawClient();
-    client->request(Request::hold, Message::array({0.5, false}));
+    client->request(requests::Hold{0.5, false});
     ASSERT_TRUE(waitForWrite("Ftst", 1)); // the helper is at it
     client->process().signal(SIGKILL);
     EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: true)"));
     EXPECT_TRUE(world.waitForLog(disconnected));
     const auto other = connectRawClient();
-    EXPECT_EQ(other->ask(Request::handBack), Message::array({nullptr}));
+    EXPECT_EQ(other->ask(requests::HandBack{}), std::nullopt);
     EXPECT_FALSE(world.isAnyFanManual());
 }
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/RequestRecords.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/process/Installation.h"
 #include "tests/support/process/RawClient.h"

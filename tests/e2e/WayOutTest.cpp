@@ -45,7 +45,7 @@ protected:
             return;
         if (state == State::unlocking) {
             raw = connectRawClient();
-            raw->request(Request::hold, Message::array({0.5, false}));
+            raw->request(requests::Hold{0.5, false});
             ASSERT_TRUE(waitForWrite("Ftst", 1));
             return;
         }
@@ -109,7 +109,7 @@ protected:
 TEST_F(StopSignals, SeveralThatWaitForTheMainThreadEndTheHelperOnce) {
     startEverything({"--profile", "refusing"});
     const auto client = connectRawClient();
-    client->request(Request::hold, Message::array({0.5, false}));
+    client->request(requests::Hold{0.5, false});
     ASSERT_TRUE(waitForWrite("Ftst", 1)); // the main thread is in an unlock, and will be for four seconds
     for (const int signal : {SIGTERM, SIGINT, SIGTERM})
         world.helper().signal(signal);
@@ -303,17 +303,18 @@ TEST_F(StandDown, AnswersAndVersionsComeAtOnceWhileTheMainThreadIsInAnUnlock) {
     // Both are admitted beforehand: within the four seconds of the unlock there is no more to do than to ask.
     const auto holding = connectRawClient();
     const auto asking = connectRawClient();
-    EXPECT_EQ(holding->ask(Request::helperVersion)[0], 6);
-    EXPECT_EQ(asking->ask(Request::helperVersion)[0], 6);
-    holding->request(Request::hold, Message::array({0.5, false}));
+    EXPECT_EQ(holding->ask(requests::HelperVersion{}), 6);
+    EXPECT_EQ(asking->ask(requests::HelperVersion{}), 6);
+    holding->request(requests::Hold{0.5, false});
     ASSERT_TRUE(waitForWrite("Ftst", 1));
-    EXPECT_EQ(asking->ask(Request::helperVersion)[0], 6);
-    EXPECT_EQ(asking->ask(Request::standDown), Message::array());
+    EXPECT_EQ(asking->ask(requests::HelperVersion{}), 6);
+    EXPECT_EQ(asking->ask(requests::StandDown{}), requests::Nothing{});
     EXPECT_EQ(countWrites("Ftst", 0), 0); // the unlock switch is still on: both answers came during the unlock
     EXPECT_EQ(world.helper().status(), std::nullopt);
     EXPECT_THAT(world.helperLog(), Not(Contains(onTheWayOut)));
-    EXPECT_EQ(holding->reply()[0], "This Mac refused to hand over the fan (code 0x82). It usually means the system is "
-                                   "managing cooling itself right now.");
+    EXPECT_EQ(holding->reply<requests::Hold>(),
+              "This Mac refused to hand over the fan (code 0x82). It usually means the system is "
+              "managing cooling itself right now.");
     expectGoodEnd();
 }
 

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "platform/linux/socket/InstallationFolder.h"
-#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/RequestRecords.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/posix/Hex.h"
 #include "protocol/KeloHelper.h"
@@ -57,7 +57,7 @@ private:
     }
 
     std::string receive() {
-        Bytes buffer(request_messages::maximumReplySize);
+        Bytes buffer(request_records::maximumReplySize);
         const auto received = unix_socket::receive(socket_.get(), buffer);
         if (const auto* bytes = std::get_if<unix_socket::Bytes>(&received))
             return hexOf(*bytes);
@@ -67,8 +67,7 @@ private:
     /// Asks and never reads, until the helper has had enough.
     std::string flood() {
         std::uint64_t number = 0;
-        while (unix_socket::send(socket_.get(),
-                                 request_messages::encode(++number, Request::helperVersion, Message::array())) ==
+        while (unix_socket::send(socket_.get(), request_records::encode(++number, requests::HelperVersion{})) ==
                unix_socket::Sent::whole) {
         }
         return "cut off";

@@ -53,7 +53,7 @@ protected:
         start();
         auto client = platform.listener->connect();
         ReplyProbe<std::optional<std::string>> probe("hold");
-        client->object->hold(0.5, false, probe.reply());
+        client->object->perform(requests::Call{requests::Hold{0.5, false}, probe.reply()});
         queue.runReady();
         EXPECT_EQ(probe.value(), std::nullopt);
         EXPECT_TRUE(isAnyManual());
@@ -158,8 +158,8 @@ TEST_F(HelperProcessTest, AConnectionAfterAReplacementThatNoEventToldHandsBackAn
 
 TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
     const auto client = startAndHold();
-    ReplyProbe<> probe("standDown");
-    client->object->standDown(probe.reply());
+    ReplyProbe<requests::Nothing> probe("standDown");
+    client->object->perform(requests::Call{requests::StandDown{}, probe.reply()});
     EXPECT_TRUE(probe.isAnswered());
     takeTrace();
     queue.runFor(0.3);
@@ -206,7 +206,10 @@ TEST_F(HelperProcessTest, EveryWayOutHandsBackAndExitsThoughBothLogsThrow) {
              platform.files.place(FileIdentity{1, 101});
              EXPECT_EQ(platform.listener->connect(), nullptr);
          }},
-        {"a stand-down", [](auto& client) { client.object->standDown([] {}); }},
+        {"a stand-down",
+         [](auto& client) {
+             client.object->perform(requests::Call{requests::StandDown{}, [](auto) {}});
+         }},
     };
     for (const auto& [name, leave] : waysOut) {
         platform.isLogThrowing = false;
@@ -240,8 +243,8 @@ protected:
 
 TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
     const auto client = startAndHold();
-    ReplyProbe<> probe("standDown");
-    client->object->standDown(probe.reply());
+    ReplyProbe<requests::Nothing> probe("standDown");
+    client->object->perform(requests::Call{requests::StandDown{}, probe.reply()});
     queue.runFor(0.1);
     takeTrace();
     platform.stopSignals.send(SIGTERM);
@@ -254,8 +257,8 @@ TEST_F(EndingProcessTest, TheFirstOfTwoStandDownsSetsTheTime) {
     const auto client = startAndHold();
     const Trace accepted = {"[NOTICE] service: A newer Kelo asked us to stand down."};
     for (int i = 0; i < 2; ++i) {
-        ReplyProbe<> probe("standDown");
-        client->object->standDown(probe.reply());
+        ReplyProbe<requests::Nothing> probe("standDown");
+        client->object->perform(requests::Call{requests::StandDown{}, probe.reply()});
         EXPECT_TRUE(probe.isAnswered());
         EXPECT_EQ(takeTrace(), accepted);
         queue.runFor(0.149);
@@ -274,7 +277,7 @@ TEST_F(EndingProcessTest, AStopSignalBehindHoldsThatAreBeingUnlockedComesAfterEa
     takeTrace();
     std::vector<ReplyProbe<std::optional<std::string>>> probes(3);
     for (auto& probe : probes)
-        client->object->hold(0.5, false, probe.reply());
+        client->object->perform(requests::Call{requests::Hold{0.5, false}, probe.reply()});
     queue.post([this] { platform.stopSignals.send(SIGTERM); });
     const double start = now;
     queue.runFor(60);

@@ -20,7 +20,7 @@ TEST_F(HelperServiceRepliesTest, EveryRequestInTheQueueIsAnsweredWhenTheServiceI
     ReplyProbe<std::optional<Data>> snapshot("fetchSnapshot");
     ReplyProbe<std::optional<std::string>> hold("hold");
     ReplyProbe<std::optional<std::string>> handBack("handBack");
-    ReplyProbe<> standDown("standDown");
+    ReplyProbe<requests::Nothing> standDown("standDown");
     service->fetchSnapshot(snapshot.reply());
     service->hold(0.5, true, hold.reply());
     service->handBack(handBack.reply());

@@ -13,8 +13,6 @@ namespace kelo {
 namespace {
 
 using ::testing::IsEmpty;
-using DataReply = KeloHelperProtocol::DataReply;
-using ErrorReply = KeloHelperProtocol::ErrorReply;
 
 class HelperServiceTest : public ServiceFixture {};
 
@@ -217,39 +215,6 @@ TEST_F(HelperServiceTest, HandingBackWithoutAHoldHandsBackAllTheSame) {
     takeTrace();
     EXPECT_EQ(handBack(), std::nullopt);
     EXPECT_EQ(takeTrace(), restoreFans());
-    EXPECT_FALSE(isAnyManual());
-}
-
-// --- clients that have gone
-
-TEST_F(HelperServiceTest, AHoldWhoseClientHasGoneIsNotBegunButAnswered) {
-    makeService();
-    takeTrace();
-    bool isThere = true;
-    ReplyProbe<std::optional<std::string>> first("hold");
-    ReplyProbe<std::optional<std::string>> second("hold");
-    for (auto* const probe : {&first, &second})
-        service->hold(0.5, false, ErrorReply(probe->reply(), [&] { return isThere; }));
-    first.onAnswer([&] { isThere = false; }); // while the first is being begun
-    queue.runReady();
-    EXPECT_EQ(first.value(), std::nullopt);
-    EXPECT_TRUE(second.isAnswered());
-    EXPECT_EQ(takeEffects(), takeFans(0.5) + Trace({"[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: "
-                                                    "false)"}));
-}
-
-TEST_F(HelperServiceTest, AClientThatHasGoneGetsNoSnapshotButItsFansBack) {
-    makeService();
-    hold(0.5);
-    takeTrace();
-    ReplyProbe<std::optional<Data>> snapshot("fetchSnapshot");
-    ReplyProbe<std::optional<std::string>> handBack("handBack");
-    const auto gone = [] { return false; };
-    service->fetchSnapshot(DataReply(snapshot.reply(), gone));
-    service->handBack(ErrorReply(handBack.reply(), gone));
-    queue.runReady();
-    EXPECT_EQ(snapshot.value(), std::nullopt);
-    EXPECT_TRUE(handBack.isAnswered());
     EXPECT_FALSE(isAnyManual());
 }
 

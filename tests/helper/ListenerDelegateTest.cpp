@@ -32,7 +32,7 @@ protected:
 
     void holdWith(ScriptedConnection& connection) {
         ReplyProbe<std::optional<std::string>> probe("hold");
-        connection.object->hold(0.5, false, probe.reply());
+        connection.object->perform(requests::Call{requests::Hold{0.5, false}, probe.reply()});
         queue.runReady();
         EXPECT_EQ(probe.value(), std::nullopt);
         takeTrace();

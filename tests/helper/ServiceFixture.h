@@ -54,7 +54,7 @@ protected:
     }
     /// Its reply is part of the trace.
     void standDown() {
-        ReplyProbe<> probe("standDown");
+        ReplyProbe<requests::Nothing> probe("standDown");
         probe.onAnswer([this] { note("reply"); });
         service->standDown(probe.reply());
         EXPECT_TRUE(probe.isAnswered());

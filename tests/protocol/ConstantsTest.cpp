@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <optional>
 #include <string>
-#include <vector>
+#include <tuple>
+#include <type_traits>
+#include <variant>
 
 #include "protocol/KeloHelper.h"
-#include "protocol/RequestTable.h"
+#include "protocol/KeloHelperProtocol.h"
 #include "protocol/SigningIdentity.h"
 #include "protocol/SigningInformation.h"
 
@@ -19,30 +21,22 @@ TEST(KeloHelperConstants, AreWhatBothSidesAgreedOn) {
     EXPECT_EQ(KeloHelper::interfaceVersion, 6);
 }
 
-using Types = std::vector<WireType>;
-
-void expectSignature(Request request, const char* selector, const Types& arguments, const Types& reply) {
-    const auto& signature = signatureOf(request);
-    EXPECT_EQ(signature.request, request);
-    EXPECT_EQ(signature.selector, selector);
-    EXPECT_EQ(Types(signature.arguments.begin(), signature.arguments.end()), arguments) << selector;
-    EXPECT_EQ(Types(signature.reply.begin(), signature.reply.end()), reply) << selector;
-    EXPECT_EQ(signatureWith(selector), &signature);
+template <typename Request, typename Answer, typename... Arguments>
+void expectRequest(const char* selector) {
+    EXPECT_STREQ(Request::selector, selector);
+    EXPECT_TRUE((std::is_same_v<typename Request::Answer, Answer>)) << selector;
+    EXPECT_TRUE((std::is_same_v<decltype(Request().arguments()), std::tuple<Arguments...>>)) << selector;
 }
 
-TEST(RequestTable, HasTheFiveRequestsWithTheirTypes) {
-    EXPECT_EQ(requestTable.size(), 5U);
-    expectSignature(Request::fetchSnapshot, "fetchSnapshotWithReply:", {}, {WireType::optionalData});
-    expectSignature(Request::hold, "holdWithFraction:handsBackOnLidClose:reply:", {WireType::real, WireType::boolean},
-                    {WireType::optionalText});
-    expectSignature(Request::handBack, "handBackWithReply:", {}, {WireType::optionalText});
-    expectSignature(Request::helperVersion, "helperVersionWithReply:", {}, {WireType::integer});
-    expectSignature(Request::standDown, "standDownWithReply:", {}, {});
-}
-
-TEST(RequestTable, KnowsNoOtherSelector) {
-    for (const auto* selector : {"", "hold", "standDownWithReply", "standDownWithReply::", "dealloc"})
-        EXPECT_EQ(signatureWith(selector), nullptr) << selector;
+TEST(Requests, AreTheFiveOfTheProtocolInItsOrder) {
+    using namespace requests;
+    EXPECT_TRUE((std::is_same_v<Any, std::variant<FetchSnapshot, Hold, HandBack, HelperVersion, StandDown>>));
+    expectRequest<FetchSnapshot, std::optional<Data>>("fetchSnapshotWithReply:");
+    expectRequest<Hold, std::optional<std::string>, double, bool>("holdWithFraction:handsBackOnLidClose:reply:");
+    expectRequest<HandBack, std::optional<std::string>>("handBackWithReply:");
+    expectRequest<HelperVersion, std::int64_t>("helperVersionWithReply:");
+    expectRequest<StandDown, Nothing>("standDownWithReply:");
+    EXPECT_EQ((Hold{0.5, true}.arguments()), std::tuple(0.5, true));
 }
 
 TEST(SigningIdentity, HasTheIdentifiersOfAppAndHelper) {

@@ -36,26 +36,19 @@ public:
             onEnd(*this);
     }
 
-    std::optional<Data> fetchSnapshot() override {
-        return ask<std::optional<Data>>([this](auto reply) { object_->fetchSnapshot(std::move(reply)); });
-    }
-    std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) override {
-        return ask<std::optional<std::string>>(
-            [=, this](auto reply) { object_->hold(fraction, handsBackOnLidClose, std::move(reply)); });
-    }
-    std::optional<std::string> handBack() override {
-        return ask<std::optional<std::string>>([this](auto reply) { object_->handBack(std::move(reply)); });
-    }
-    std::int64_t helperVersion() override {
-        return ask<std::int64_t>([this](auto reply) { object_->helperVersion(std::move(reply)); });
-    }
-    void standDown() override {
-        ask<bool>([this](auto reply) { object_->standDown([reply] { reply(true); }); });
+    void perform(const requests::AnyCall& call) override {
+        std::visit(
+            [this]<typename Request>(const requests::Call<Request>& made) {
+                made.reply(answerTo<typename Request::Answer>([&](auto reply) {
+                    object_->perform(requests::Call{made.request, std::move(reply)});
+                }));
+            },
+            call);
     }
 
 private:
     template <typename Value>
-    Value ask(const std::function<void(std::function<void(Value)>)>& request) {
+    Value answerTo(const std::function<void(std::function<void(Value)>)>& request) {
         auto promise = std::make_shared<std::promise<Value>>();
         auto answer = promise->get_future();
         {

@@ -6,35 +6,33 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 
 namespace kelo {
 
 /// Checks that a reply is called exactly once: the test that owns it fails when the last copy of the reply is dropped
 /// uncalled, and when it is called a second time.
-template <typename... Values>
+template <typename Answer>
 class ReplyProbe {
 public:
     explicit ReplyProbe(std::string name = "a reply") : result_(std::make_shared<Result>()), name_(std::move(name)) {}
 
     /// The reply to hand over. To be called once.
-    std::function<void(Values...)> reply() {
-        return
-            [call = std::make_shared<Call>(result_, name_)](Values... values) { call->answer(std::move(values)...); };
+    std::function<void(Answer)> reply() {
+        return [call = std::make_shared<Call>(result_, name_)](Answer answer) { call->answer(std::move(answer)); };
     }
 
-    bool isAnswered() const { return result_->values.has_value(); }
+    bool isAnswered() const { return result_->answer.has_value(); }
 
-    /// The value of a reply that has one. The reply must have been answered.
-    const auto& value() const { return std::get<0>(result_->values.value()); }
+    /// The reply must have been answered.
+    const Answer& value() const { return result_->answer.value(); }
 
     /// Called as the reply is answered.
     void onAnswer(std::function<void()> action) { result_->onAnswer = std::move(action); }
 
 private:
     struct Result {
-        std::optional<std::tuple<Values...>> values;
+        std::optional<Answer> answer;
         std::function<void()> onAnswer = [] {};
     };
 
@@ -48,12 +46,12 @@ private:
             if (calls_ == 0)
                 ADD_FAILURE() << name_ << " was dropped uncalled";
         }
-        void answer(Values... values) {
+        void answer(Answer answer) {
             if (++calls_ > 1) {
                 ADD_FAILURE() << name_ << " was called " << calls_ << " times";
                 return;
             }
-            result_->values.emplace(std::move(values)...);
+            result_->answer.emplace(std::move(answer));
             result_->onAnswer();
         }
 

@@ -1,5 +1,6 @@
 #include "platform/macos/ExportedHelper.h"
 
+#include <cstdlib>
 #include <limits>
 #include <stdexcept>
 
@@ -153,42 +154,58 @@ TEST_F(ExportedHelperTest, TheHelperIsKeptAliveByItsExportedObjectAndByNothingEl
 
 // --- types, letter for letter: XPC compares them
 
-struct Request {
-    const char* selector;
-    const char* encoding;
+/// The size of an argument on the stack, and its type's letter. The runtime here keeps no extended encodings; those of
+/// Apple's processors are checked by a test of their own.
+struct Argument {
+    int size;
+    const char* letter;
 };
+constexpr Argument argument(double) {
+    return { 8, @encode(double) };
+}
+constexpr Argument argument(bool) {
+    return { 4, @encode(BOOL) };
+}
 
-/// The runtime here keeps no extended encodings; those of Apple's processors are checked by a test of their own.
-#if defined(__aarch64__)
-#define KELO_BOOL "B"
-#else
-#define KELO_BOOL "c"
-#endif
-constexpr Request requests[] = {
-    {"fetchSnapshotWithReply:", "v24@0:8@?16"},
-    {"holdWithFraction:handsBackOnLidClose:reply:", "v36@0:8d16" KELO_BOOL "24@?28"},
-    {"handBackWithReply:", "v24@0:8@?16"},
-    {"helperVersionWithReply:", "v24@0:8@?16"},
-    {"standDownWithReply:", "v24@0:8@?16"},
-};
+/// As the compiler writes it for a method with the arguments of `Request` and a reply block.
+template <typename Request> std::string encoding() {
+    int offset = 16; // behind self and the selector
+    std::string types = "@0:8";
+    const auto add = [&](Argument added) {
+        types += added.letter + std::to_string(offset);
+        offset += added.size;
+    };
+    std::apply([&](auto... each) { (add(argument(each)), ...); }, Request().arguments());
+    add({8, "@?"});
+    return "v" + std::to_string(offset) + types;
+}
 
-TEST_F(ExportedHelperTest, TheProtocolRequiresTheFiveSelectorsWithTheirTypes) {
+/// Calls `visit` with the selector and the encoding of each request.
+template <typename Visit, typename... Requests>
+void forEachRequest(const std::variant<Requests...>*, const Visit& visit) {
+    (visit(Requests::selector, encoding<Requests>()), ...);
+}
+constexpr requests::Any* all = nullptr;
+
+TEST_F(ExportedHelperTest, TheProtocolRequiresTheRequestsWithTheirTypesAndNothingElse) {
     Protocol* const protocol = objc_getProtocol("KeloHelperProtocol");
     ASSERT_NE(protocol, nil);
-    for (const auto& request : requests) {
-        const auto found = protocol_getMethodDescription(protocol, sel_registerName(request.selector), true, true);
-        ASSERT_NE(found.types, nullptr) << request.selector;
-        EXPECT_STREQ(found.types, request.encoding) << request.selector;
-    }
+    forEachRequest(all, [&](const char* selector, const std::string& types) {
+        const auto found = protocol_getMethodDescription(protocol, sel_registerName(selector), true, true);
+        ASSERT_NE(found.types, nullptr) << selector;
+        EXPECT_EQ(found.types, types) << selector;
+    });
+    unsigned int count = 0;
+    std::free(protocol_copyMethodDescriptionList(protocol, true, true, &count));
+    EXPECT_EQ(count, std::variant_size_v<requests::Any>);
 }
 
 TEST_F(ExportedHelperTest, TheExportedClassAnswersThemWithTheSameTypes) {
-    for (const auto& request : requests) {
-        const Method method =
-            class_getInstanceMethod(object_getClass(exported.get()), sel_registerName(request.selector));
-        ASSERT_NE(method, nullptr) << request.selector;
-        EXPECT_STREQ(method_getTypeEncoding(method), request.encoding) << request.selector;
-    }
+    forEachRequest(all, [&](const char* selector, const std::string& types) {
+        const Method method = class_getInstanceMethod(object_getClass(exported.get()), sel_registerName(selector));
+        ASSERT_NE(method, nullptr) << selector;
+        EXPECT_EQ(method_getTypeEncoding(method), types) << selector;
+    });
 }
 
 } // namespace

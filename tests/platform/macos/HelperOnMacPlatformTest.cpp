@@ -157,10 +157,10 @@ TEST_F(HelperOnMacPlatform, RepliesComeFromTheMainThreadButForTheVersion) {
     start();
     serve([] {
         const auto client = connectToHelper();
-        EXPECT_EQ(client->helperVersion(), 6);
-        EXPECT_TRUE(client->fetchSnapshot().has_value());
-        EXPECT_EQ(client->hold(0.5, true), std::nullopt);
-        EXPECT_EQ(client->handBack(), std::nullopt);
+        EXPECT_EQ(client->ask(requests::HelperVersion{}), 6);
+        EXPECT_TRUE(client->ask(requests::FetchSnapshot{}).has_value());
+        EXPECT_EQ(client->ask(requests::Hold{0.5, true}), std::nullopt);
+        EXPECT_EQ(client->ask(requests::HandBack{}), std::nullopt);
     });
     EXPECT_THAT(doubles::replyOrigins(), ElementsAre("XPC queue", "main thread", "main thread", "main thread"));
 }
@@ -168,41 +168,9 @@ TEST_F(HelperOnMacPlatform, RepliesComeFromTheMainThreadButForTheVersion) {
 TEST_F(HelperOnMacPlatform, AVersionIsToldWhileTheMainThreadIsBusy) {
     start();
     std::int64_t version = 0;
-    std::thread client([&] { version = connectToHelper()->helperVersion(); });
+    std::thread client([&] { version = connectToHelper()->ask(requests::HelperVersion{}); });
     client.join(); // the main loop has not run
     EXPECT_EQ(version, 6);
-}
-
-TEST_F(HelperOnMacPlatform, AFifthHoldOfOneConnectionIsRefusedAtOnceThoughTheMainThreadIsBusy) {
-    start();
-    const auto client = connectToHelper();
-    std::mutex mutex;
-    std::vector<std::optional<std::string>> answers;
-    const auto answered = [&] {
-        const std::lock_guard lock(mutex);
-        return answers.size();
-    };
-    const auto hold = [&]() -> std::optional<std::string> {
-        try {
-            return client->hold(0.5, false);
-        } catch (const HelperUnreachable&) {
-            return "no answer";
-        }
-    };
-    std::vector<std::thread> holds;
-    for (int i = 0; i < 5; ++i)
-        holds.emplace_back([&] {
-            auto answer = hold();
-            const std::lock_guard lock(mutex);
-            answers.push_back(std::move(answer));
-        });
-    while (answered() == 0) // and the main loop does not run; a request that is never answered fails after ten seconds
-        std::this_thread::yield();
-    EXPECT_EQ(answers.front(), "Too many holds are waiting already; ask again when they have been answered.");
-    EXPECT_TRUE(mainLoop().runUntil([&] { return answered() == 5; }));
-    for (auto& thread : holds)
-        thread.join();
-    EXPECT_EQ(std::count(answers.begin(), answers.end(), std::nullopt), 4);
 }
 
 TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwards) {
@@ -210,7 +178,7 @@ TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwa
     std::unique_ptr<HelperConnection> client;
     serve([&] {
         client = connectToHelper();
-        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+        EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
     });
     EXPECT_TRUE(isAnyManual());
     doubles::sendPowerMessage(0xE0000280, 42);
@@ -235,7 +203,7 @@ TEST_F(HelperOnMacPlatform, AHoldThatIsAskedForDuringSleepTakesTheFansAtTheWake)
     std::unique_ptr<HelperConnection> client;
     serve([&] {
         client = connectToHelper();
-        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+        EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
     });
     mainLoop().runFor(60);
     EXPECT_FALSE(isAnyManual());
@@ -250,7 +218,7 @@ TEST_F(HelperOnMacPlatform, SleepThatIsAnnouncedWhileTheMainThreadIsBusyWithAHol
     serve([&] {
         client = connectToHelper();
         platform->queue.post([] { doubles::sendPowerMessage(0xE0000280, 42); });
-        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+        EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
     });
     mainLoop().runFor(0);
     EXPECT_THAT(kernel().allowed, ElementsAre(42));
@@ -262,11 +230,11 @@ TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeep
     std::unique_ptr<HelperConnection> client;
     const auto connect = [&client] {
         client = connectToHelper();
-        EXPECT_EQ(client->helperVersion(), 6);
+        EXPECT_EQ(client->ask(requests::HelperVersion{}), 6);
     };
     serve([&] {
         connect();
-        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+        EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
     });
     client.reset();
     doubles::settleXPC();
@@ -289,7 +257,7 @@ TEST_F(HelperOnMacPlatform, AClosedLidTakesTheFansIfTheClientWishesSo) {
     std::unique_ptr<HelperConnection> client;
     serve([&] {
         client = connectToHelper();
-        EXPECT_EQ(client->hold(0.5, true), std::nullopt);
+        EXPECT_EQ(client->ask(requests::Hold{0.5, true}), std::nullopt);
     });
     kernel().clamshellState = [] { return doubles::makeCFBoolean(true); };
     mainLoop().runFor(2.1);
@@ -306,7 +274,7 @@ TEST_F(HelperOnMacPlatform, TheFansAreHandedBackEightSecondsAfterTheLastClientHa
     start();
     serve([] {
         const auto client = connectToHelper();
-        EXPECT_EQ(client->hold(0.5, false), std::nullopt);
+        EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
     });
     doubles::settleXPC();
     mainLoop().runFor(7.9);
@@ -319,7 +287,7 @@ TEST_F(HelperOnMacPlatform, TheFansAreHandedBackEightSecondsAfterTheLastClientHa
 TEST_F(HelperOnMacPlatform, WithoutRootsRightsAHoldIsRefused) {
     doubles::setEffectiveUser(501);
     start();
-    serve([] { EXPECT_NE(connectToHelper()->hold(0.5, false), std::nullopt); });
+    serve([] { EXPECT_NE(connectToHelper()->ask(requests::Hold{0.5, false}), std::nullopt); });
     EXPECT_FALSE(isAnyManual());
 }
 
@@ -384,7 +352,7 @@ protected:
         start();
         serve([&] {
             client = connectToHelper();
-            client->hold(0.5, false);
+            client->ask(requests::Hold{0.5, false});
         });
         on_exit(
             [](int status, void* test) {
@@ -425,7 +393,7 @@ TEST_F(HelperThatLeaves, StandingDownDoesLikewiseAfterAReplyThatWaitsForNobody) 
     EXPECT_EXIT(
         {
             startWithHold();
-            serve([&] { client->standDown(); });
+            serve([&] { client->ask(requests::StandDown{}); });
             if (doubles::replyOrigins().back() != "XPC queue")
                 std::_Exit(98);
             doubles::settleXPC(); // what comes after the reply

@@ -34,7 +34,7 @@ protected:
     /// What connecting and one request throw; fails the test when they throw nothing.
     std::string reasonOfFailure() {
         try {
-            connectToHelper()->helperVersion();
+            connectToHelper()->ask(requests::HelperVersion{});
         } catch (const HelperUnreachable& error) {
             return error.what();
         }
@@ -52,9 +52,9 @@ TEST_F(XPCHelperConnectionTest, AReplyForWhichThereIsNoMemoryIsAFailedRequest) {
     helper->snapshot = Data{'{', '}'};
     const auto connection = connectToHelper();
     xpc().isClientShortOfMemory = true;
-    EXPECT_THROW(connection->fetchSnapshot(), HelperUnreachable);
+    EXPECT_THROW(connection->ask(requests::FetchSnapshot{}), HelperUnreachable);
     xpc().isClientShortOfMemory = false;
-    EXPECT_EQ(connection->fetchSnapshot(), helper->snapshot);
+    EXPECT_EQ(connection->ask(requests::FetchSnapshot{}), helper->snapshot);
 }
 
 TEST_F(XPCHelperConnectionTest, ConnectsToThePrivilegedServiceAndTrustsNobodyButTheHelperOfTheOwnTeam) {
@@ -71,7 +71,7 @@ TEST_F(XPCHelperConnectionTest, ConnectsToThePrivilegedServiceAndTrustsNobodyBut
 TEST_F(XPCHelperConnectionTest, TheConnectionIsInvalidatedBeforeItIsLetGo) {
     startHelper();
     auto connection = connectToHelper();
-    connection->helperVersion();
+    connection->ask(requests::HelperVersion{});
     journal().take();
     connection.reset();
     EXPECT_THAT(journal().take(), ElementsAre("NSXPCConnection invalidate"));
@@ -82,19 +82,19 @@ TEST_F(XPCHelperConnectionTest, TheConnectionIsInvalidatedBeforeItIsLetGo) {
 TEST_F(XPCHelperConnectionTest, OneConnectionCarriesAllRequests) {
     startHelper();
     const auto connection = connectToHelper();
-    connection->helperVersion();
-    connection->hold(0.5, true);
-    connection->handBack();
+    connection->ask(requests::HelperVersion{});
+    connection->ask(requests::Hold{0.5, true});
+    connection->ask(requests::HandBack{});
     EXPECT_EQ(admission.asked(), 1);
 }
 
 TEST_F(XPCHelperConnectionTest, WithoutAHelperEveryRequestThrowsWhy) {
     const auto connection = connectToHelper();
-    EXPECT_THROW(connection->fetchSnapshot(), HelperUnreachable);
-    EXPECT_THROW(connection->hold(0.5, true), HelperUnreachable);
-    EXPECT_THROW(connection->handBack(), HelperUnreachable);
-    EXPECT_THROW(connection->helperVersion(), HelperUnreachable);
-    EXPECT_THROW(connection->standDown(), HelperUnreachable);
+    EXPECT_THROW(connection->ask(requests::FetchSnapshot{}), HelperUnreachable);
+    EXPECT_THROW(connection->ask(requests::Hold{0.5, true}), HelperUnreachable);
+    EXPECT_THROW(connection->ask(requests::HandBack{}), HelperUnreachable);
+    EXPECT_THROW(connection->ask(requests::HelperVersion{}), HelperUnreachable);
+    EXPECT_THROW(connection->ask(requests::StandDown{}), HelperUnreachable);
     EXPECT_EQ(reasonOfFailure(), "The helper cannot be reached: error 4099");
 }
 
@@ -122,12 +122,12 @@ TEST_F(XPCHelperConnectionTest, ARequirementThatIsRefusedLeavesNoConnection) {
 TEST_F(XPCHelperConnectionTest, ManyRequestsLeaveNothingBehind) {
     startHelper();
     const auto connection = connectToHelper();
-    connection->helperVersion();
+    connection->ask(requests::HelperVersion{});
     doubles::settleXPC();
     const auto before = journal().live();
     for (int i = 0; i < 10; ++i) {
-        connection->fetchSnapshot();
-        connection->handBack();
+        connection->ask(requests::FetchSnapshot{});
+        connection->ask(requests::HandBack{});
     }
     doubles::settleXPC();
     EXPECT_EQ(journal().live(), before);

@@ -22,19 +22,25 @@ public:
     enum class Way { answers, answersTwice, forgets, throws, answersAndThrows };
     explicit Misbehaving(Way way) : way_(way) {}
 
-    void fetchSnapshot(DataReply reply) override { act(reply, Data{1}); }
-    void hold(double, bool, ErrorReply reply) override { act(reply, "refused"); }
-    void handBack(ErrorReply reply) override { act(reply, std::nullopt); }
-    void helperVersion(VersionReply reply) override { act(reply, 6); }
-    void standDown(EmptyReply reply) override { act(reply); }
+    void perform(requests::AnyCall call) override {
+        std::visit(
+            requests::Overloaded{
+                [this](const requests::Call<requests::FetchSnapshot>& made) { act(made.reply, Data{1}); },
+                [this](const requests::Call<requests::Hold>& made) { act(made.reply, "refused"); },
+                [this](const requests::Call<requests::HandBack>& made) { act(made.reply, std::nullopt); },
+                [this](const requests::Call<requests::HelperVersion>& made) { act(made.reply, 6); },
+                [this](const requests::Call<requests::StandDown>& made) { act(made.reply, requests::Nothing{}); },
+            },
+            call);
+    }
 
 private:
-    template <typename Reply, typename... Values>
-    void act(const Reply& reply, const Values&... values) const {
+    template <typename Reply, typename Answer>
+    void act(const Reply& reply, const Answer& answer) const {
         if (way_ == Way::answers || way_ == Way::answersTwice || way_ == Way::answersAndThrows)
-            reply(values...);
+            reply(answer);
         if (way_ == Way::answersTwice)
-            reply(values...);
+            reply(answer);
         if (way_ == Way::throws || way_ == Way::answersAndThrows)
             throw std::runtime_error("broken");
     }
@@ -46,11 +52,12 @@ private:
 struct Answers {
     explicit Answers(Misbehaving::Way way) : helper(std::make_shared<Misbehaving>(way)) {
         takeFaults();
-        helper.fetchSnapshot(snapshot.reply());
-        helper.hold(0.5, true, hold.reply());
-        helper.handBack(handBack.reply());
-        helper.helperVersion(version.reply());
-        helper.standDown(standDown.reply());
+        using namespace requests;
+        helper.perform(Call{FetchSnapshot{}, snapshot.reply()});
+        helper.perform(Call{Hold{0.5, true}, hold.reply()});
+        helper.perform(Call{HandBack{}, handBack.reply()});
+        helper.perform(Call{HelperVersion{}, version.reply()});
+        helper.perform(Call{StandDown{}, standDown.reply()});
     }
 
     GuardedHelper helper;
@@ -58,7 +65,7 @@ struct Answers {
     ReplyProbe<std::optional<std::string>> hold{"hold"};
     ReplyProbe<std::optional<std::string>> handBack{"handBack"};
     ReplyProbe<std::int64_t> version{"helperVersion"};
-    ReplyProbe<> standDown{"standDown"};
+    ReplyProbe<requests::Nothing> standDown{"standDown"};
 };
 
 void expectAnswersOfTheHelper(const Answers& answers) {
@@ -96,80 +103,12 @@ TEST(GuardedHelper, AnswersForAHelperThatThrowsAndReportsWhy) {
     expectFallbacks(Answers(Misbehaving::Way::throws));
     const auto faults = takeFaults();
     EXPECT_THAT(faults, SizeIs(10)) << "what was thrown, and the missing answer";
-    EXPECT_THAT(faults, ::testing::Contains("hold: broken"));
+    EXPECT_THAT(faults, ::testing::Contains("holdWithFraction:handsBackOnLidClose:reply:: broken"));
 }
 
 TEST(GuardedHelper, AHelperThatThrowsAfterItsAnswerHasAnswered) {
     expectAnswersOfTheHelper(Answers(Misbehaving::Way::answersAndThrows));
     EXPECT_THAT(takeFaults(), SizeIs(5));
-}
-
-/// Keeps every hold until the test answers it.
-class SlowHolds : public Misbehaving {
-public:
-    SlowHolds() : Misbehaving(Way::answers) {}
-    void hold(double, bool, ErrorReply reply) override { kept.push_back(std::move(reply)); }
-
-    std::vector<ErrorReply> kept;
-};
-
-class ManyHolds : public ::testing::Test {
-protected:
-    ManyHolds() { takeFaults(); }
-
-    void hold() {
-        helper.hold(0.5, false, [this](const std::optional<std::string>& error) { answers.push_back(error); });
-    }
-
-    std::vector<std::optional<std::string>> answers; ///< First: what is kept to the end is answered then.
-    const std::shared_ptr<SlowHolds> service = std::make_shared<SlowHolds>();
-    GuardedHelper helper{service};
-};
-
-TEST_F(ManyHolds, AreRefusedAtOnceBeyondTheFirstFew) {
-    for (int i = 0; i < 100; ++i)
-        hold();
-    EXPECT_THAT(service->kept, SizeIs(4));
-    EXPECT_THAT(answers, SizeIs(96));
-    EXPECT_EQ(answers.back(), "Too many holds are waiting already; ask again when they have been answered.");
-}
-
-TEST_F(ManyHolds, AreTakenAgainAsSoonAsOneIsAnsweredOrForgotten) {
-    for (int i = 0; i < 4; ++i)
-        hold();
-    service->kept.front()(std::nullopt);
-    hold();
-    EXPECT_THAT(service->kept, SizeIs(5));
-    EXPECT_THAT(answers, SizeIs(1));
-    service->kept.pop_back();
-    EXPECT_EQ(answers.back(), brokenText);
-    hold();
-    EXPECT_THAT(service->kept, SizeIs(5));
-}
-
-TEST_F(ManyHolds, ThatWereRefusedAreNotCountedAmongThoseThatWait) {
-    for (int i = 0; i < 10; ++i)
-        hold();
-    service->kept.front()(std::nullopt);
-    hold();
-    EXPECT_THAT(service->kept, SizeIs(5));
-}
-
-TEST_F(ManyHolds, DoNotKeepOtherRequestsFromBeingMade) {
-    for (int i = 0; i < 100; ++i)
-        hold();
-    ReplyProbe<std::optional<std::string>> handBack("handBack");
-    helper.handBack(handBack.reply());
-    EXPECT_EQ(handBack.value(), std::nullopt);
-}
-
-TEST_F(ManyHolds, AreUnwantedOnceTheConnectionHasEnded) {
-    hold();
-    EXPECT_TRUE(service->kept.front().isWanted());
-    helper.connectionEnded();
-    EXPECT_FALSE(service->kept.front().isWanted());
-    service->kept.front()(std::nullopt); // and may be answered all the same
-    EXPECT_THAT(answers, SizeIs(1));
 }
 
 } // namespace

@@ -54,7 +54,7 @@ TEST_F(OneReplyTest, AReplyThatIsLetGoIsReportedAndAnsweredWithTheFallback) {
 }
 
 TEST_F(OneReplyTest, AFallbackThatCannotBeSentIsReported) {
-    OneReply<>::through([] { throw std::runtime_error("the connection is gone"); });
+    OneReply<int>::through([](int) { throw std::runtime_error("the connection is gone"); }, 0);
     EXPECT_THAT(takeFaults(),
                 ElementsAre("a request: it was dropped without a reply", "sending a reply: the connection is gone"));
 }
@@ -62,10 +62,10 @@ TEST_F(OneReplyTest, AFallbackThatCannotBeSentIsReported) {
 TEST_F(OneReplyTest, OfRepliesFromManyThreadsOneIsSent) {
     std::atomic<int> sends = 0;
     {
-        const auto reply = OneReply<>::through([&] { ++sends; });
+        const auto reply = OneReply<int>::through([&](int) { ++sends; }, 0);
         std::vector<std::thread> repliers;
         for (int i = 0; i < 8; ++i)
-            repliers.emplace_back([reply] { reply(); });
+            repliers.emplace_back([reply] { reply(1); });
         for (auto& replier : repliers)
             replier.join();
     }

@@ -4,10 +4,11 @@
 #include <cstdint>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/RequestRecords.h"
 #include "platform/posix/Hex.h"
 #include "tests/support/process/Installation.h"
 
@@ -28,20 +29,29 @@ public:
     bool connect() { return perform("connect") == "connected"; }
     std::string send(const std::vector<std::uint8_t>& bytes) { return perform("send " + hexOf(bytes)); }
     /// Makes a request without waiting for its reply.
-    void request(Request request, const Message& arguments = Message::array()) {
-        send(request_messages::encode(++number_, request, arguments));
-        lastRequest_ = request;
+    void request(const requests::Any& request) {
+        const auto record = request_records::encode(++number_, request);
+        send({record.begin(), record.end()});
     }
-    /// The values of the reply to the last request; null when the connection has ended.
-    Message reply() {
-        const auto answer = perform("receive");
-        if (answer == "ended")
-            return {};
-        return request_messages::decodeReply(bytes(answer), number_, lastRequest_).value_or("no reply: " + answer);
+    /// The next reply, which is to be that to the last request, of type `Request`. Throws `std::runtime_error` when it
+    /// is not, or the connection has ended.
+    template <typename Request>
+    typename Request::Answer reply() {
+        return reply<Request>(number_);
     }
-    Message ask(Request asked, const Message& arguments = Message::array()) {
-        request(asked, arguments);
-        return reply();
+    /// The same for the request with this number; the first has 1.
+    template <typename Request>
+    typename Request::Answer reply(std::uint64_t number) {
+        const auto received = perform("receive");
+        typename Request::Answer answer{};
+        if (!request_records::decodeAnswer(bytes(received), number, answer))
+            throw std::runtime_error("no reply: " + received);
+        return answer;
+    }
+    template <typename Request>
+    typename Request::Answer ask(const Request& asked) {
+        request(asked);
+        return reply<Request>();
     }
     ChildProcess& process() { return *process_; }
 
@@ -63,7 +73,6 @@ private:
     std::unique_ptr<ChildProcess> process_;
     std::size_t commands_ = 0;
     std::uint64_t number_ = 0;
-    Request lastRequest_ = Request::helperVersion;
 };
 
 } // namespace kelo

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <span>
 
 #include "client/HelperConnection.h"
-#include "platform/linux/socket/Message.h"
 #include "platform/posix/FileDescriptor.h"
-#include "protocol/RequestTable.h"
 
 namespace kelo {
 
@@ -16,14 +16,11 @@ public:
     /// listening.
     explicit SocketHelperConnection(int folder);
 
-    std::optional<Data> fetchSnapshot() override;
-    std::optional<std::string> hold(double fraction, bool handsBackOnLidClose) override;
-    std::optional<std::string> handBack() override;
-    std::int64_t helperVersion() override;
-    void standDown() override;
+    void perform(const requests::AnyCall& call) override;
 
 private:
-    Message call(Request request, const Message& arguments = Message::array());
+    /// The bytes of one reply, in `buffer_`.
+    std::span<const std::uint8_t> exchange(std::span<const std::uint8_t> request);
 
     FileDescriptor socket_;
     const std::unique_ptr<std::uint8_t[]> buffer_;

@@ -4,15 +4,15 @@
 #include <exception>
 #include <utility>
 
-#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/RequestRecords.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/posix/Containment.h"
 
 namespace kelo {
 
 SocketIncomingConnection::SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket,
-                                                   AdmittedPeer peer, ConnectionPlaces::Place place)
-    : loop_(std::move(loop)), socket_(std::move(socket)), peer_(std::move(peer)), place_(std::move(place)) {}
+                                                   AdmittedPeer peer)
+    : loop_(std::move(loop)), socket_(std::move(socket)), peer_(std::move(peer)) {}
 
 SocketIncomingConnection::~SocketIncomingConnection() = default;
 
@@ -46,7 +46,7 @@ void SocketIncomingConnection::startReading() {
 /// One message per readiness event, so that a busy client does not keep the others waiting.
 void SocketIncomingConnection::readRequests() {
     pid_t sender = 0;
-    std::array<std::uint8_t, request_messages::maximumRequestSize> buffer;
+    std::array<std::uint8_t, request_records::requestSize> buffer;
     const auto received = unix_socket::receive(socket_.get(), buffer, sender);
     if (std::holds_alternative<unix_socket::WouldBlock>(received))
         return;
@@ -57,14 +57,13 @@ void SocketIncomingConnection::readRequests() {
 
 /// Returns false for a message that is not a request, or whose number is not larger than the last.
 bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
-    const auto request = request_messages::decode(bytes);
-    if (!request || (lastNumber_ && request->number <= *lastNumber_))
+    const auto incoming = request_records::decode(bytes);
+    if (!incoming || (lastNumber_ && incoming->number <= *lastNumber_))
         return false;
-    lastNumber_ = request->number;
+    lastNumber_ = incoming->number;
     if (++inFlight_ >= maximumInFlight)
         reading_.reset();
-    const auto object = object_; // a reply that is given at once may end the connection
-    request_messages::perform(*request, *object, [loop = loop_, weak = weak_from_this()](auto reply) {
+    const auto send = [loop = loop_, weak = weak_from_this()](std::vector<std::uint8_t> reply) {
         auto deliver = [weak, reply = std::move(reply)]() mutable {
             if (const auto connection = weak.lock())
                 connection->deliver(std::move(reply));
@@ -73,7 +72,15 @@ bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
             deliver();
         else
             loop->post(std::move(deliver));
-    });
+    };
+    const auto object = object_; // a reply that is given at once may end the connection
+    std::visit(
+        [&](const auto& request) {
+            object->perform(requests::Call{request, [number = incoming->number, send](const auto& answer) {
+                                               send(request_records::encodeAnswer(number, answer));
+                                           }});
+        },
+        incoming->request);
     return true;
 }
 
@@ -121,8 +128,6 @@ void SocketIncomingConnection::end() {
     writing_.reset();
     unread_.clear();
     socket_ = {};
-    if (object_)
-        object_->connectionEnded();
     object_.reset();
     if (const auto onInvalidation = std::exchange(onInvalidation_, nullptr))
         onInvalidation();

@@ -10,7 +10,6 @@
 #include "helper/Listener.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/socket/server/AdmittedPeer.h"
-#include "platform/posix/ConnectionPlaces.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/GuardedHelper.h"
 
@@ -21,14 +20,13 @@ namespace kelo {
 /// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
 /// well-formed request, uses a number again, leaves its replies unread or lets another process use its socket is cut
 /// off; others are not affected. Requests that a client sent before it left are still made, and their replies dropped.
-/// A client with many requests in flight is not read from until some are answered.
+/// While four requests of a client wait for their replies, no further one is read: nothing is refused, and one client
+/// cannot fill the main queue. A request that needs no other thread never waits.
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
 public:
-    /// `socket` is non-blocking and receives the sender of each message (SO_PASSCRED). The place is held until this is
-    /// destroyed.
-    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, AdmittedPeer peer,
-                             ConnectionPlaces::Place place);
+    /// `socket` is non-blocking and receives the sender of each message (SO_PASSCRED).
+    SocketIncomingConnection(std::shared_ptr<EventLoop> loop, FileDescriptor socket, AdmittedPeer peer);
     ~SocketIncomingConnection() override;
 
     const AdmittedPeer& peer() const { return peer_; }
@@ -47,8 +45,8 @@ public:
     void end();
 
 private:
-    static constexpr std::size_t maximumInFlight = 64; ///< Requests without a reply, before reading pauses.
-    static constexpr std::size_t maximumUnread = 64;   ///< Replies waiting for room in the socket, before the cut-off.
+    static constexpr std::size_t maximumInFlight = 4; ///< Requests without a reply, before reading pauses.
+    static constexpr std::size_t maximumUnread = 64;  ///< Replies waiting for room in the socket, before the cut-off.
 
     void orEnd(void (SocketIncomingConnection::*step)());
     void readRequests();
@@ -60,7 +58,6 @@ private:
     std::shared_ptr<EventLoop> loop_;
     FileDescriptor socket_;
     const AdmittedPeer peer_;
-    const ConnectionPlaces::Place place_;
     std::function<void()> onEnd_ = [] {};
     std::shared_ptr<GuardedHelper> object_;
     std::function<void()> onInvalidation_;

@@ -112,35 +112,34 @@ void SocketListener::startAccepting() {
 /// First the limits, then the signature, then the admission; a peer that fails one is dropped without a reply.
 void SocketListener::consider(FileDescriptor socket) {
     auto peer = AdmittedPeer::of(socket.get());
-    auto place = peer ? places_->take(peer->process()) : nullptr;
-    if (const auto reason = reasonToRefuse(socket.get(), peer, place != nullptr))
+    if (const auto reason = reasonToRefuse(socket.get(), peer))
         return refusals_.add(*reason);
-    auto connection =
-        std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), std::move(*peer), std::move(place));
+    auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), std::move(*peer));
     connection->onEnd([this, weak = std::weak_ptr(connection)] { connections_.erase(weak.lock()); });
     if (admission_(*connection))
         connections_.insert(std::move(connection));
 }
 
-std::optional<std::string> SocketListener::reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer,
-                                                          bool hasPlace) const {
+std::optional<std::string> SocketListener::reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer) const {
     if (!requirement_ || !admission_)
         return "A peer is cut off: there is no one to trust.";
     if (!peer)
         return "A peer is cut off: it has already gone.";
-    if (!hasPlace || !hasRoomFor(peer->user()))
+    if (!hasRoomFor(*peer))
         return "A peer is cut off: there are too many connections.";
     return checkPeer_(socket, *requirement_);
 }
 
-bool SocketListener::hasRoomFor(uid_t user) const {
+bool SocketListener::hasRoomFor(const AdmittedPeer& newPeer) const {
     const auto count = [this](auto isCounted) {
         return std::count_if(connections_.begin(), connections_.end(),
-                             [&](const auto& connection) { return isCounted(connection->peer().user()); });
+                             [&](const auto& connection) { return isCounted(connection->peer()); });
     };
-    const auto isOther = [](uid_t any) { return any != geteuid(); };
-    return count([&](uid_t any) { return any == user; }) < limits_.ofUser &&
-           (!isOther(user) || count(isOther) < limits_.ofOthers);
+    const auto isOfOther = [](const AdmittedPeer& any) { return any.user() != geteuid(); };
+    return std::ssize(connections_) < limits_.total &&
+           count([&](const auto& any) { return any.process() == newPeer.process(); }) < limits_.ofProcess &&
+           count([&](const auto& any) { return any.user() == newPeer.user(); }) < limits_.ofUser &&
+           (!isOfOther(newPeer) || count(isOfOther) < limits_.ofOthers);
 }
 
 } // namespace kelo

@@ -13,7 +13,6 @@
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
 #include "platform/linux/socket/server/RefusalLog.h"
-#include "platform/posix/ConnectionPlaces.h"
 #include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
@@ -28,7 +27,8 @@ using PeerCheck = std::function<std::optional<std::string>(int socket, const std
 /// How many connections there may be. However many connect, there is room for others: other processes of the same user,
 /// other users, and our own user above all.
 struct ConnectionLimits {
-    PlaceLimits places;
+    std::ptrdiff_t total = 256;
+    std::ptrdiff_t ofProcess = 32;
     std::ptrdiff_t ofUser = 128;
     std::ptrdiff_t ofOthers = 192; ///< Of all users who are not ours.
 };
@@ -63,14 +63,13 @@ private:
     void startAccepting();
     void acceptNext();
     void consider(FileDescriptor socket);
-    std::optional<std::string> reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer, bool hasPlace) const;
-    bool hasRoomFor(uid_t user) const;
+    std::optional<std::string> reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer) const;
+    bool hasRoomFor(const AdmittedPeer& peer) const;
 
     int folder_;
     std::string name_;
     PeerCheck checkPeer_;
     const ConnectionLimits limits_;
-    const std::shared_ptr<ConnectionPlaces> places_ = std::make_shared<ConnectionPlaces>(limits_.places);
     ConnectionAdmission admission_;
     std::optional<std::string> requirement_;
     std::shared_ptr<EventLoop> loop_;

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -41,14 +42,14 @@ protected:
         pid_t number_;
     };
 
-    static Bytes versionRequest(std::uint64_t number) {
-        return messages::encode(number, Request::helperVersion, Message::array());
+    static auto versionRequest(std::uint64_t number) {
+        return request_records::encode(number, requests::HelperVersion{});
     }
 };
 
 TEST_F(SocketDoors, OneProcessTakesOnlySoManyPlacesAndOthersStillFindOne) {
     std::vector<std::unique_ptr<RawClient>> clients;
-    for (std::size_t i = 0; i < PlaceLimits().ofProcess; ++i) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(ConnectionLimits().ofProcess); ++i) {
         clients.push_back(std::make_unique<RawClient>(folder.get()));
         ASSERT_EQ(clients.back()->version(1), 6);
     }

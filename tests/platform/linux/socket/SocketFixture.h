@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/socket/RequestMessages.h"
+#include "platform/linux/socket/RequestRecords.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/linux/socket/server/SocketListener.h"
 #include "tests/support/TemporaryFolder.h"
@@ -22,27 +22,22 @@
 namespace kelo {
 
 using Bytes = std::vector<std::uint8_t>;
-namespace messages = request_messages;
 
 /// Answers versions at once and keeps every other request until the test answers it.
 class SlowHelper : public KeloHelperProtocol {
 public:
-    void fetchSnapshot(DataReply reply) override {
-        keep([reply] { reply(std::nullopt); });
+    void perform(requests::AnyCall call) override {
+        std::visit(requests::Overloaded{
+                       [this](const requests::Call<requests::HelperVersion>& made) {
+                           ++versions;
+                           if (throws)
+                               throw std::runtime_error("broken");
+                           made.reply(6);
+                       },
+                       [this](const auto& made) { keep([reply = made.reply] { reply({}); }); },
+                   },
+                   call);
     }
-    void hold(double, bool, ErrorReply reply) override {
-        keep([reply] { reply(std::nullopt); });
-    }
-    void handBack(ErrorReply reply) override {
-        keep([reply] { reply(std::nullopt); });
-    }
-    void helperVersion(VersionReply reply) override {
-        ++versions;
-        if (throws)
-            throw std::runtime_error("broken");
-        reply(6);
-    }
-    void standDown(EmptyReply reply) override { reply(); }
 
     std::size_t kept() {
         const std::lock_guard lock(mutex_);
@@ -121,22 +116,31 @@ public:
     }
 
     bool isConnected() const { return socket_.isValid(); }
-    void send(const Bytes& bytes) { unix_socket::send(socket_.get(), bytes); }
-    void request(std::uint64_t number, Request request) { send(messages::encode(number, request, Message::array())); }
+    void send(unix_socket::Bytes bytes) { unix_socket::send(socket_.get(), bytes); }
+    void request(std::uint64_t number, const requests::Any& request) { send(request_records::encode(number, request)); }
     /// None when the connection has ended.
     std::optional<Bytes> receive() {
-        Bytes buffer(messages::maximumReplySize);
+        Bytes buffer(request_records::maximumReplySize);
         const auto received = unix_socket::receive(socket_.get(), buffer);
         const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
         EXPECT_FALSE(std::holds_alternative<unix_socket::WouldBlock>(received)) << "no reply, and no end";
         return bytes != nullptr ? std::optional(Bytes(bytes->begin(), bytes->end())) : std::nullopt;
     }
-    std::optional<std::int64_t> version(std::uint64_t number) {
-        request(number, Request::helperVersion);
+    /// Whether the next message is the reply to a request of this type with this number.
+    template <typename Request>
+    bool receiveReply(std::uint64_t number) {
         const auto reply = receive();
-        if (!reply)
+        typename Request::Answer answer{};
+        return reply && request_records::decodeAnswer(*reply, number, answer);
+    }
+    /// None when the connection has ended.
+    std::optional<std::int64_t> version(std::uint64_t number) {
+        request(number, requests::HelperVersion{});
+        const auto reply = receive();
+        std::int64_t version = -1;
+        if (!reply || !request_records::decodeAnswer(*reply, number, version))
             return std::nullopt;
-        return messages::decodeReply(*reply, number, Request::helperVersion).value()[0].get<std::int64_t>();
+        return version;
     }
     bool hasUnread() const {
         pollfd waiting{.fd = descriptor(), .events = POLLIN, .revents = 0};

@@ -32,4 +32,6 @@ IMP objc_msg_lookup(id receiver, SEL selector);
 Protocol* objc_getProtocol(const char* name);
 struct objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL selector,
                                                              RuntimeBoolean isRequired, RuntimeBoolean isInstance);
+struct objc_method_description* protocol_copyMethodDescriptionList(Protocol* protocol, RuntimeBoolean isRequired,
+                                                                   RuntimeBoolean isInstance, unsigned int* count);
 }
