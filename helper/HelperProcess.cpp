@@ -50,6 +50,11 @@ void HelperProcess::makeService() {
         .clamshell = platform_.clamshell,
         .log = makeLog("service"),
         .leave = leave_,
+        .onTick =
+            [this] {
+                if (binary_)
+                    binary_->look(); // no event tells of every replacement
+            },
     });
 }
 

@@ -140,6 +140,7 @@ std::optional<std::string> HelperService::startHold(double fraction, bool handsB
         if (const auto service = weak.lock())
             service->dependencies_.log.notice("hold: " + event.description());
     };
+    hold->onTick = dependencies_.onTick;
     const auto abandon = [&] {
         session_.reset();
         // Fans that were taken before the failure must not stay unwatched; the log says nothing about a hold that never

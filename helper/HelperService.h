@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "core/hold/PowerWatch.h"
@@ -30,6 +31,7 @@ struct ServiceDependencies {
     Clamshell& clamshell;
     HelperLog log; ///< Of category "service".
     Leave leave;
+    std::function<void()> onTick; ///< Called every few seconds while a hold runs. May leave.
 };
 
 /// The one object that every connection exports: serves the five requests, counts the clients, and makes sure that the

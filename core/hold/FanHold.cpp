@@ -72,8 +72,14 @@ void FanHold::stop() {
 void FanHold::startTimer() {
     timer_ = dependencies_.queue.scheduleTimer(checkInterval, true, [weak = weak_from_this()] {
         if (const auto hold = weak.lock())
-            hold->reassertIfNeeded();
+            hold->tick();
     });
+}
+
+void FanHold::tick() {
+    if (onTick)
+        onTick();
+    reassertIfNeeded();
 }
 
 /// The lid is queried at each evaluation, also while asleep.
@@ -144,7 +150,7 @@ void FanHold::takeChipReading() {
         chipReadings_.erase(chipReadings_.begin());
 }
 
-/// Each tick: the fans are taken again if another program took one, or moved a target by more than the tolerance. A
+/// The fans are taken again if another program took one, or moved a target by more than the tolerance. A
 /// changed held fraction reaches the fans the same way.
 void FanHold::reassertIfNeeded() {
     if (!follow())

@@ -47,6 +47,9 @@ public:
     /// without an observer are dropped.
     std::function<void(const Event&)> onEvent;
 
+    /// Called at the beginning of each tick, if set. It may stop the hold.
+    std::function<void()> onTick;
+
     /// Takes the fans, or yields at once if they may not be held now: `isAsleep` is whether the system sleeps. To be
     /// called once. Blocks while the controller takes its time to grant manual mode. Throws the controller's
     /// `FanError`; fans that were taken before it stay taken until `stop()`.
@@ -76,6 +79,7 @@ private:
     void reassertIfNeeded();
     bool isAnyTargetOff(double fraction);
     void startTimer();
+    void tick();
     void announce(const Event& event);
 
     std::shared_ptr<FanController> controller_;

@@ -7,19 +7,21 @@ namespace kelo {
 std::optional<std::string> BinaryWatch::ownExecutable(FileEvents& events) { return events.ownExecutable(); }
 
 BinaryWatch::BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced)
-    : path_(std::move(path)), events_(events), identity_(events.identify(path_)),
+    : path_(std::move(path)), events_(events), identity_(events.identify(path_)), onReplaced_(std::move(onReplaced)),
       // The source does not outlive the watch, and both live on the main thread: no event finds the watch gone.
-      source_(events.watch(path_, [this, onReplaced = std::move(onReplaced)] { fileChanged(onReplaced); })) {}
+      source_(events.watch(path_, [this] { look(); })) {}
 
 BinaryWatch::~BinaryWatch() = default;
 
 bool BinaryWatch::isCurrent() const { return !identity_ || events_.identify(path_) == identity_; }
 
-void BinaryWatch::fileChanged(const std::function<void()>& onReplaced) {
-    if (isCurrent())
+void BinaryWatch::look() {
+    if (isReplaced_ || isCurrent())
         return;
-    source_->cancel();
-    onReplaced();
+    isReplaced_ = true;
+    if (source_)
+        source_->cancel();
+    onReplaced_();
 }
 
 } // namespace kelo

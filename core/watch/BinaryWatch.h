@@ -19,8 +19,9 @@ public:
     /// The path of the running process's executable, or none.
     static std::optional<std::string> ownExecutable(FileEvents& events);
 
-    /// `events` is borrowed. `onReplaced` is called on the main queue, at most once, when the file was deleted, moved
-    /// or replaced; it may destroy the watch. Never called for a file that could not be examined or opened.
+    /// `events` is borrowed. `onReplaced` is called on the main queue, at most once, when an event or `look` shows that
+    /// the file was deleted, moved or replaced; it must not destroy the watch. Never called for a file that could not
+    /// be examined.
     BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced);
     BinaryWatch(const BinaryWatch&) = delete;
     BinaryWatch& operator=(const BinaryWatch&) = delete;
@@ -33,12 +34,16 @@ public:
     /// not known.
     bool isCurrent() const;
 
-private:
-    void fileChanged(const std::function<void()>& onReplaced);
+    /// Calls `onReplaced` if the file is no longer the one recorded. No event tells of a parent folder that is moved,
+    /// or of another file that is mounted over this one. Main thread only.
+    void look();
 
+private:
     const std::string path_;
     FileEvents& events_;
     const std::optional<FileIdentity> identity_;
+    const std::function<void()> onReplaced_;
+    bool isReplaced_ = false; ///< `onReplaced_` has been called.
     std::unique_ptr<FileEventSource> source_;
 };
 

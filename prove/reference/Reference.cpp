@@ -105,6 +105,17 @@ bool Daemon::isBinaryCurrent() {
     return !binaryPath_ || !binaryIdentity_ || world_.identify(*binaryPath_) == binaryIdentity_;
 }
 
+void Daemon::lookAtBinary() {
+    if (isBinaryCurrent()) {
+        return;
+    }
+    if (isBinaryWatched_) {
+        world_.cancelFileWatch();
+        isBinaryWatched_ = false;
+    }
+    leaveAfter("Our binary was deleted or moved. Handing the fan back and leaving for the new helper.");
+}
+
 void Daemon::connectionArrived(ConnectionId connection) {
     if (isGone_ || !isListening_) {
         return;
@@ -293,7 +304,8 @@ void Daemon::timerFired(Timer which) {
     onMain([this, which] {
         switch (which) {
         case Timer::repair:
-            if (session_) {
+            lookAtBinary(); // no event tells of every replacement
+            if (session_ && !isGone_) {
                 reassertIfNeeded(*session_);
             }
             break;
@@ -333,12 +345,9 @@ void Daemon::fileEvent() {
         return;
     }
     onMain([this] {
-        if (!isBinaryWatched_ || !binaryIdentity_ || isBinaryCurrent()) {
-            return;
+        if (isBinaryWatched_) {
+            lookAtBinary();
         }
-        world_.cancelFileWatch();
-        isBinaryWatched_ = false;
-        leaveAfter("Our binary was deleted or moved. Handing the fan back and leaving for the new helper.");
     });
 }
 

@@ -325,6 +325,7 @@ private:
     void startBinaryWatch();
     void startListener();
     bool isBinaryCurrent();
+    void lookAtBinary();
 
     void onMain(std::function<void()> work);
     void drainMainQueue();

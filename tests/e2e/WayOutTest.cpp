@@ -261,26 +261,39 @@ TEST_F(ExecutableReplaced, ANewHelperServesAfterTheOldOneHasLeft) {
     EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
 }
 
-class WatchBlinded : public EndToEnd {};
+/// The folder is moved, of which no event tells the file inside, and another helper is put where this one was.
+class FolderReplaced : public EndToEnd {
+protected:
+    void replaceFolder() {
+        std::filesystem::rename(folder.path(), moved);
+        std::filesystem::create_directories(folder / "logs");
+        std::filesystem::copy_file(moved + "/" + Installation::helperName, world.program(Installation::helperName));
+    }
+    void expectEndAndPutBack(const Lines& end) {
+        EXPECT_EQ(world.helper().waitForEnd(10), 0);
+        std::filesystem::remove_all(folder.path());
+        std::filesystem::rename(moved, folder.path());
+        EXPECT_EQ(tail(world.helperLog(), end.size()), end);
+        EXPECT_FALSE(world.isAnyFanManual());
+    }
 
-TEST_F(WatchBlinded, AConnectionAfterTheReplacementIsRefusedAndTheHelperLeaves) {
+    const std::string moved = folder.path().string() + ".moved";
+};
+
+TEST_F(FolderReplaced, AHelperThatHoldsNoticesByItself) {
     startEverything();
     const auto client = startHold();
-    // The folder is moved, which tells the file inside nothing, and another helper is put where this one was.
-    const auto moved = folder.path().string() + ".moved";
-    std::filesystem::rename(folder.path(), moved);
-    std::filesystem::create_directory(folder.path());
-    std::filesystem::copy_file(moved + "/" + Installation::helperName, world.program(Installation::helperName));
+    replaceFolder();
+    expectEndAndPutBack({deletedOrMoved, released, onTheWayOut});
+}
+
+TEST_F(FolderReplaced, AHelperThatHoldsNothingRefusesTheNextConnectionAndLeaves) {
+    startEverything();
+    replaceFolder();
     // The clients of the old folder still find the old helper.
-    std::filesystem::create_directory(folder / "logs");
     ChildProcess late(moved + "/kelo", {"version"}, folder / "logs", "late");
     EXPECT_EQ(late.waitForEnd(10), 3);
-    EXPECT_EQ(world.helper().waitForEnd(10), 0);
-    // Back to where everything belongs.
-    std::filesystem::remove_all(folder.path());
-    std::filesystem::rename(moved, folder.path());
-    EXPECT_EQ(tail(world.helperLog(), 3), Lines({replacedOnDisk, released, onTheWayOut}));
-    EXPECT_FALSE(world.isAnyFanManual());
+    expectEndAndPutBack({replacedOnDisk, onTheWayOut});
 }
 
 // --- standing down

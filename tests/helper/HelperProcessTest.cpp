@@ -144,6 +144,19 @@ TEST_F(HelperProcessTest, AReplacedExecutableHandsBackAndExitsOnce) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
+TEST_F(HelperProcessTest, AReplacementThatNoEventToldIsNoticedByTheNextTickOfAHold) {
+    const auto client = startAndHold();
+    queue.runFor(2);
+    EXPECT_THAT(takeEffects(), IsEmpty());
+    platform.files.place(FileIdentity{1, 101});
+    queue.runFor(2);
+    EXPECT_EQ(takeTrace(),
+              Trace({"[NOTICE] listener: Our binary was deleted or moved. Handing the fan back and leaving for the new "
+                     "helper."}) +
+                  restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+                  Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+}
+
 TEST_F(HelperProcessTest, AConnectionAfterAReplacementThatNoEventToldHandsBackAndExits) {
     const auto client = startAndHold();
     platform.files.place(FileIdentity{1, 101});

@@ -96,17 +96,32 @@ TEST_F(BinaryWatchTest, AFileThatCouldNotBeExaminedIsCurrentForEverAndNeverRepor
     events.place(FileIdentity{1, 101});
     EXPECT_TRUE(watch->isCurrent());
     events.send();
+    watch->look();
     EXPECT_EQ(replacements, 0);
     EXPECT_EQ(events.cancellations(), 0);
 }
 
-TEST_F(BinaryWatchTest, AFileThatCouldNotBeOpenedIsNeverReportedButLookedUp) {
+TEST_F(BinaryWatchTest, AFileThatCouldNotBeOpenedIsReportedByALookOnly) {
     events.canOpen = false;
     watch = makeWatch();
     events.place(std::nullopt);
     events.send();
     EXPECT_EQ(replacements, 0);
     EXPECT_FALSE(watch->isCurrent());
+    watch->look();
+    EXPECT_EQ(replacements, 1);
+}
+
+TEST_F(BinaryWatchTest, ALookReportsAReplacementThatNoEventToldOnce) {
+    watch->look();
+    EXPECT_EQ(replacements, 0);
+    events.place(FileIdentity{1, 101});
+    watch->look();
+    EXPECT_EQ(replacements, 1);
+    EXPECT_EQ(events.cancellations(), 1);
+    watch->look();
+    events.send();
+    EXPECT_EQ(replacements, 1);
 }
 
 TEST_F(BinaryWatchTest, ADestroyedWatchNeverCallsBack) {
@@ -114,16 +129,6 @@ TEST_F(BinaryWatchTest, ADestroyedWatchNeverCallsBack) {
     events.place(std::nullopt);
     events.send();
     EXPECT_EQ(replacements, 0);
-}
-
-TEST_F(BinaryWatchTest, TheCallMayDestroyTheWatch) {
-    watch = std::make_unique<BinaryWatch>(*events.executable, events, [this] {
-        watch.reset();
-        ++replacements;
-    });
-    events.place(std::nullopt);
-    events.send();
-    EXPECT_EQ(replacements, 1);
 }
 
 TEST(FileIdentity, IsEqualWhenDeviceAndNumberAre) {
