@@ -29,11 +29,8 @@ void HelperProcess::start() {
     makeService();
     watchOwnBinary();
     makeListener();
-    const bool trusted = requireSignatureOfOurTeam();
-    handleStopSignals(); // before the first client can arrive
-    // Without a team the process stays up for its signals and its binary watch, but serves no client.
-    if (trusted && listener_->resume())
-        log_.notice(std::string("Listening on ") + KeloHelper::machServiceName);
+    isTrusted_ = requireSignatureOfOurTeam();
+    handleStopSignals();
 }
 
 HelperLog HelperProcess::makeLog(const char* category) {
@@ -103,6 +100,22 @@ void HelperProcess::handleStopSignals() {
             log_.error("Couldn't watch for signal " + std::to_string(signal) +
                        "; it will end this process without handing the fan back.");
     }
+    unreadySources_ = signalSources_.size();
+    for (const auto& source : signalSources_) {
+        if (source)
+            source->whenReady([this] { listenWhenStoppable(); });
+        else
+            listenWhenStoppable();
+    }
+}
+
+/// Listens once every stop signal reaches us: one that was lost would leave a client's hold in place.
+void HelperProcess::listenWhenStoppable() {
+    // Without a team the process stays up for its signals and its binary watch, but serves no client.
+    if (--unreadySources_ > 0 || !isTrusted_)
+        return;
+    if (listener_->resume())
+        log_.notice(std::string("Listening on ") + KeloHelper::machServiceName);
 }
 
 void HelperProcess::leave(const char* notice) noexcept {

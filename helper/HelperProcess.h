@@ -35,6 +35,7 @@ private:
     void makeListener();
     bool requireSignatureOfOurTeam();
     void handleStopSignals();
+    void listenWhenStoppable();
     /// The one way out of the process: notice, hand-back, exit. A failing log does not prevent the hand-back.
     void leave(const char* notice) noexcept;
 
@@ -45,7 +46,9 @@ private:
     std::shared_ptr<BinaryWatch> binary_; ///< Null when our executable could not be found.
     std::unique_ptr<ListenerDelegate> delegate_;
     std::unique_ptr<Listener> listener_;                       ///< Null when it could not be made.
-    std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Only kept alive.
+    bool isTrusted_ = false;                                   ///< The listener requires our team's signature.
+    std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Null where one could not be made.
+    std::size_t unreadySources_ = 0;
 };
 
 } // namespace kelo

@@ -32,7 +32,8 @@ public:
     /// Runs `task` on the main thread, after everything posted before it. Returns at once. Any thread.
     virtual void post(Task task) = 0;
 
-    /// Runs `task` on the main thread in `seconds`. Returns at once. Cannot be cancelled. Any thread.
+    /// Runs `task` on the main thread in `seconds`; a delay that is not positive is as `post`. Returns at once. Cannot
+    /// be cancelled. Any thread.
     virtual void postAfter(double seconds, Task task) = 0;
 
     /// Runs `onFire` on the main thread in `interval` seconds, and then every `interval` seconds if it repeats. A

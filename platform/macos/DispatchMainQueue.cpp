@@ -82,6 +82,8 @@ DispatchMainQueue::~DispatchMainQueue() = default;
 void DispatchMainQueue::post(Task task) { waiting_->add(std::move(task)); }
 
 void DispatchMainQueue::postAfter(double seconds, Task task) {
+    if (!(seconds > 0)) // it must not overtake the tasks that wait
+        return post(std::move(task));
     auto submitted = std::make_unique<Task>(std::move(task));
     dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, nanoseconds(seconds)), dispatch_get_main_queue(),
                      submitted.release(), run);

@@ -11,22 +11,38 @@ namespace {
 
 class DispatchSignalSource : public SignalSource {
 public:
-    explicit DispatchSignalSource(std::unique_ptr<DispatchSource> source) : source_(std::move(source)) {}
+    DispatchSignalSource(int signal, std::function<void()> onSignal)
+        : source_(DispatchSource::forSignal(signal, {std::move(onSignal), [] {}, [this] { becomeReady(); }})) {}
+
+    bool isMade() const { return source_ != nullptr; }
+
+    void whenReady(std::function<void()> then) override {
+        if (isReady_)
+            then();
+        else
+            then_ = std::move(then);
+    }
 
 private:
-    const std::unique_ptr<DispatchSource> source_;
+    void becomeReady() {
+        isReady_ = true;
+        then_();
+    }
+
+    bool isReady_ = false;
+    std::function<void()> then_ = [] {};
+    const std::unique_ptr<DispatchSource> source_; // last: it may call back
 };
 
 } // namespace
 
 std::unique_ptr<SignalSource> DispatchSignals::deliver(int signal, std::function<void()> onSignal) {
     std::signal(signal, SIG_IGN); // a source does not change a signal's effect
-    auto source = DispatchSource::forSignal(signal, {std::move(onSignal), [] {}});
-    if (!source) {
-        std::signal(signal, SIG_DFL);
-        return nullptr;
-    }
-    return std::make_unique<DispatchSignalSource>(std::move(source));
+    auto source = std::make_unique<DispatchSignalSource>(signal, std::move(onSignal));
+    if (source->isMade())
+        return source;
+    std::signal(signal, SIG_DFL);
+    return nullptr;
 }
 
 } // namespace kelo

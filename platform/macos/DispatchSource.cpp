@@ -32,10 +32,11 @@ std::unique_ptr<DispatchSource> DispatchSource::activate(void* created, Handlers
         return nullptr;
     const auto source = static_cast<dispatch_source_t>(created);
     auto* const context = new Context{source, std::move(handlers)};
-    // The context first, since setting a handler may read it; both handlers before the source runs.
+    // The context first, since setting a handler may read it; the handlers before the source runs.
     dispatch_set_context(source, context);
     dispatch_source_set_event_handler_f(source, handleEvent);
     dispatch_source_set_cancel_handler_f(source, handleCancellation);
+    dispatch_source_set_registration_handler_f(source, handleRegistration);
     dispatch_activate(source);
     return std::unique_ptr<DispatchSource>(new DispatchSource(context));
 }
@@ -61,6 +62,12 @@ void DispatchSource::handleEvent(void* context) {
 void DispatchSource::handleCancellation(void* context) {
     const std::unique_ptr<Context> self(static_cast<Context*>(context));
     contain("the cancel handler of a dispatch source", self->handlers.onCancelled);
+}
+
+void DispatchSource::handleRegistration(void* context) {
+    const auto& self = *static_cast<Context*>(context);
+    if (!self.isCancelled)
+        contain("the registration handler of a dispatch source", self.handlers.onRegistered);
 }
 
 } // namespace kelo

@@ -9,12 +9,14 @@ namespace kelo {
 /// One active dispatch source on the main queue. Destroying it cancels it. Main thread only.
 class DispatchSource {
 public:
-    /// Both are called on the main queue.
+    /// All are called on the main queue.
     struct Handlers {
         std::function<void()> onEvent; ///< Not called any more once the source has been cancelled.
         /// Called once, some time after the source has been cancelled, when the system is done with the handle: the
         /// only place where a handle may be closed.
         std::function<void()> onCancelled;
+        /// Called once, unless the source has been cancelled: events that came before may have been lost.
+        std::function<void()> onRegistered = [] {};
     };
 
     /// These return nullptr when the system cannot make the source; its handlers are then never called.
@@ -36,6 +38,7 @@ private:
     static std::unique_ptr<DispatchSource> activate(void* source, Handlers handlers);
     static void handleEvent(void* context);
     static void handleCancellation(void* context);
+    static void handleRegistration(void* context);
 
     Context* context_; ///< Belongs to the source until its cancellation has been handled; null once cancelled.
 };

@@ -15,7 +15,7 @@ namespace kelo {
 /// What every delivery of signals must do. The test's own thread is the main thread. The harness:
 ///
 ///     Signals& signals();
-///     void raise(int signal);  // the signal arrives at the process, sent by anybody
+///     void raise(int signal);  // the signal arrives at the process, sent by another
 ///     void run();              // lets the main thread run its queue until what has arrived is handled
 template <typename Harness>
 class SignalsConformance : public ::testing::Test {
@@ -23,7 +23,16 @@ protected:
     Signals& signals() { return harness.signals(); }
 
     std::unique_ptr<SignalSource> deliver(int signal, const std::string& name) {
-        return signals().deliver(signal, [this, name] { arrived.push_back(name); });
+        return ready(signals().deliver(signal, [this, name] { arrived.push_back(name); }));
+    }
+
+    /// `source` once it is ready.
+    std::unique_ptr<SignalSource> ready(std::unique_ptr<SignalSource> source) {
+        bool isReady = false;
+        source->whenReady([&] { isReady = true; });
+        harness.run();
+        EXPECT_TRUE(isReady);
+        return source;
     }
 
     Harness harness;
@@ -34,8 +43,7 @@ TYPED_TEST_SUITE_P(SignalsConformance);
 
 TYPED_TEST_P(SignalsConformance, ASignalReachesItsSourceOnTheMainQueue) {
     std::thread::id handledOn;
-    const auto source = this->signals().deliver(SIGTERM, [&] { handledOn = std::this_thread::get_id(); });
-    ASSERT_NE(source, nullptr);
+    const auto source = this->ready(this->signals().deliver(SIGTERM, [&] { handledOn = std::this_thread::get_id(); }));
     this->harness.raise(SIGTERM);
     EXPECT_EQ(handledOn, std::thread::id()) << "not before the queue runs";
     this->harness.run();
@@ -72,10 +80,10 @@ TYPED_TEST_P(SignalsConformance, ADestroyedSourceIsNotCalledAndTheSignalStaysIgn
 
 TYPED_TEST_P(SignalsConformance, ASourceMayBeDestroyedByItsOwnHandler) {
     std::unique_ptr<SignalSource> source;
-    source = this->signals().deliver(SIGTERM, [&] {
+    source = this->ready(this->signals().deliver(SIGTERM, [&] {
         source.reset();
         this->arrived.push_back("SIGTERM");
-    });
+    }));
     this->harness.raise(SIGTERM);
     this->harness.run();
     this->harness.raise(SIGTERM);

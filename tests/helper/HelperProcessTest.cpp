@@ -14,9 +14,11 @@
 namespace kelo {
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::Optional;
 
 const char* const requirement =
@@ -74,6 +76,19 @@ TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
                   signalsDelivered() + Trace({"listener: resume", "[NOTICE] listener: Listening on app.kelo.helper"}));
     EXPECT_THAT(platform.logCategories, ElementsAre("app.kelo.helper/listener", "app.kelo.helper/service"));
     EXPECT_EQ(platform.files.sources(), 1);
+}
+
+TEST_F(HelperProcessTest, ListensOnceEveryStopSignalReachesIt) {
+    platform.stopSignals.isReadyAtOnce = false;
+    start();
+    std::vector<bool> wasListening;
+    do
+        wasListening.push_back(platform.listener->isResumed);
+    while (platform.stopSignals.becomeReady());
+    EXPECT_TRUE(wasListening.back());
+    wasListening.pop_back();
+    EXPECT_THAT(wasListening, ::testing::AllOf(Not(IsEmpty()), Each(false)));
+    EXPECT_EQ(takeTrace().back(), "[NOTICE] listener: Listening on app.kelo.helper");
 }
 
 TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
@@ -204,6 +219,7 @@ TEST_F(HelperProcessTest, ASignalThatCannotBeWatchedIsSaidToEndTheProcess) {
     start();
     EXPECT_THAT(takeTrace(), ::testing::Contains("[ERROR] listener: Couldn't watch for signal 15; it will end this "
                                                  "process without handing the fan back."));
+    EXPECT_TRUE(platform.listener->isResumed);
 }
 
 TEST_F(HelperProcessTest, EveryWayOutHandsBackAndExitsThoughBothLogsThrow) {

@@ -25,6 +25,8 @@ namespace kelo {
 class ScriptedSignals : public Signals {
 public:
     bool canDeliver = true; ///< Whether the system has a source left.
+    /// Whether a source receives its signal from the start; otherwise from `becomeReady` on.
+    bool isReadyAtOnce = true;
     /// Called with each step: "deliver 15".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
@@ -46,11 +48,26 @@ public:
         return true;
     }
 
+    /// Makes the next source ready. False if all are.
+    bool becomeReady() {
+        if (unready_.empty())
+            return false;
+        unready_.extract(unready_.begin()).mapped()();
+        return true;
+    }
+
 private:
     class Source : public SignalSource {
     public:
         Source(ScriptedSignals& signals, int signal) : signals_(signals), signal_(signal) {}
         ~Source() override { signals_.handlers_.erase(signal_); }
+
+        void whenReady(std::function<void()> then) override {
+            if (signals_.isReadyAtOnce)
+                then();
+            else
+                signals_.unready_[signal_] = std::move(then);
+        }
 
     private:
         ScriptedSignals& signals_;
@@ -58,6 +75,7 @@ private:
     };
 
     std::map<int, std::function<void()>> handlers_;
+    std::map<int, std::function<void()>> unready_;
 };
 
 class ScriptedSigningInformation : public SigningInformation {

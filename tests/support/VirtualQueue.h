@@ -26,7 +26,7 @@ public:
     explicit VirtualQueue(double& now) : now_(now) {}
 
     void post(Task task) override { postAfter(0, std::move(task)); }
-    void postAfter(double seconds, Task task) override { add(later(now_, seconds), std::move(task)); }
+    void postAfter(double seconds, Task task) override { add(later(now_, seconds > 0 ? seconds : 0), std::move(task)); }
 
     /// As `post`, but before every task that waits: as a system's message that came while the main thread was busy.
     void postFirst(Task task) { add(-std::numeric_limits<double>::infinity(), std::move(task)); }

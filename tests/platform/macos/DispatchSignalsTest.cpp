@@ -23,9 +23,10 @@ protected:
 
 TEST_F(DispatchSignalsTest, TheSignalIsIgnoredAndItsSourceFinishedBeforeItIsActivated) {
     const auto source = signals.deliver(SIGINT, [] {});
-    EXPECT_THAT(journal().take(), ElementsAre("signal 2 ignore", "dispatch_source_create signal 2 0x0",
-                                              "dispatch_set_context", "dispatch_source_set_event_handler_f",
-                                              "dispatch_source_set_cancel_handler_f", "dispatch_activate"));
+    EXPECT_THAT(journal().take(),
+                ElementsAre("signal 2 ignore", "dispatch_source_create signal 2 0x0", "dispatch_set_context",
+                            "dispatch_source_set_event_handler_f", "dispatch_source_set_cancel_handler_f",
+                            "dispatch_source_set_registration_handler_f", "dispatch_activate"));
     EXPECT_EQ(doubles::lastSource(), "signal 0x0 active main");
 }
 
@@ -44,6 +45,7 @@ TEST_F(DispatchSignalsTest, ADestroyedSourceIsCancelledAndReleasedAndItsHandlerL
 TEST_F(DispatchSignalsTest, ASignalThatArrivedBeforeTheSourceWasDestroyedIsNotDelivered) {
     int arrivals = 0;
     auto source = signals.deliver(SIGTERM, [&] { ++arrivals; });
+    mainLoop().runFor(0);
     doubles::arriveSignal(SIGTERM);
     source.reset();
     mainLoop().runFor(0);
@@ -58,8 +60,33 @@ TEST_F(DispatchSignalsTest, ASignalWithoutASourceEndsTheProcessAgain) {
                 ElementsAre("signal 15 ignore", "dispatch_source_create signal 15 0x0", "signal 15 default"));
 }
 
+TEST_F(DispatchSignalsTest, ASourceIsReadyOnceTheSystemHasRegisteredIt) {
+    int arrivals = 0;
+    int readiness = 0;
+    const auto source = signals.deliver(SIGTERM, [&] { ++arrivals; });
+    source->whenReady([&] { ++readiness; });
+    doubles::arriveSignal(SIGTERM); // lost
+    EXPECT_EQ(readiness, 0);
+    mainLoop().runFor(0);
+    EXPECT_EQ(readiness, 1);
+    source->whenReady([&] { ++readiness; });
+    EXPECT_EQ(readiness, 2) << "at once";
+    EXPECT_EQ(arrivals, 0);
+    doubles::arriveSignal(SIGTERM);
+    mainLoop().runFor(0);
+    EXPECT_EQ(arrivals, 1);
+}
+
+TEST_F(DispatchSignalsTest, ASourceThatIsDestroyedDoesNotBecomeReady) {
+    auto source = signals.deliver(SIGTERM, [] {});
+    source->whenReady([] { FAIL(); });
+    source.reset();
+    mainLoop().runFor(0);
+}
+
 TEST_F(DispatchSignalsTest, WhatAHandlerThrowsIsReported) {
     const auto source = signals.deliver(SIGTERM, [] { throw std::runtime_error("broken"); });
+    mainLoop().runFor(0);
     doubles::arriveSignal(SIGTERM);
     mainLoop().runFor(0);
     ASSERT_THAT(doubles::logEntries(), SizeIs(1));

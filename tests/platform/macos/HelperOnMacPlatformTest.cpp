@@ -69,9 +69,11 @@ protected:
         return KERN_SUCCESS;
     }
 
+    /// Until its stop signals reach it, and it listens.
     void start() {
         process = std::make_unique<HelperProcess>(*platform);
         process->start();
+        mainLoop().runFor(0);
     }
 
     /// Runs `client` on a thread of its own while the main loop runs.
@@ -143,6 +145,14 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
     EXPECT_EQ(calls, expected);
     EXPECT_THAT(messages(),
                 ElementsAre("Accepting only app.kelo.Kelo signed by TEAM.", "Listening on app.kelo.helper"));
+}
+
+TEST_F(HelperOnMacPlatform, ListensOnceItsStopSignalsReachIt) {
+    process = std::make_unique<HelperProcess>(*platform);
+    process->start();
+    EXPECT_THAT(journal().entries(), Not(Contains("NSXPCListener resume")));
+    mainLoop().runFor(0);
+    EXPECT_THAT(journal().entries(), Contains("NSXPCListener resume"));
 }
 
 TEST_F(HelperOnMacPlatform, UnsignedItIsNeverResumedButStaysUpForItsSignals) {

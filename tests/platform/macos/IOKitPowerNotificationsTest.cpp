@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "core/hold/PowerWatch.h"
+#include "platform/macos/DispatchMainQueue.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
@@ -109,6 +110,19 @@ TEST_F(IOKitPowerNotificationsTest, AMessageIsDeliveredThoughThereIsNoMemory) {
     doubles::sendPowerMessage(kIOMessageSystemWillSleep, 1);
     mainLoop().runFor(0);
     EXPECT_EQ(count, answers.size());
+}
+
+TEST_F(IOKitPowerNotificationsTest, AMessageComesBeforeTimersAndTasks) {
+    std::vector<std::string> order;
+    DispatchMainQueue queue;
+    const auto registration =
+        notifications.registerForSystemPower([&](PowerMessage, std::intptr_t) { order.emplace_back("message"); });
+    const auto timer = queue.scheduleTimer(0.1, false, [&] { order.emplace_back("timer"); });
+    queue.post([&] { order.emplace_back("task"); });
+    mainLoop().block(0.2);
+    doubles::sendPowerMessage(kIOMessageSystemWillSleep, 1);
+    mainLoop().runFor(0);
+    EXPECT_THAT(order, ElementsAre("message", "task", "timer"));
 }
 
 TEST_F(IOKitPowerNotificationsTest, AMessageWithoutARegistrationDoesNothing) {

@@ -1,5 +1,6 @@
 #include "platform/macos/MacPlatform.h"
 
+#include <CoreFoundation/CoreFoundation.h>
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -74,11 +75,14 @@ TEST_F(MacPlatformTest, TheWallClockCountsSecondsSince1970) {
 
 TEST_F(MacPlatformTest, TheMainLoopIsTheMainRunLoop) {
     bool hasRun = false;
-    platform->queue.post([&] { hasRun = true; });
+    platform->queue.post([&] {
+        hasRun = true;
+        CFRunLoopStop(CFRunLoopGetMain());
+    });
     journal().take();
     platform->runMainLoop();
     EXPECT_TRUE(hasRun);
-    EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopRun"));
+    EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopRun", "CFRunLoopStop main"));
 }
 
 TEST_F(MacPlatformTest, StandardErrorGetsTheBytes) {

@@ -51,7 +51,8 @@ TEST_F(VnodeFileEventsTest, AFileIsOpenedForEventsOnlyAndWatchedForDeletionRenam
     EXPECT_THAT(journal().take(),
                 ElementsAre("open " + path + " 0x8000", "dispatch_source_create vnode descriptor 0x61",
                             "dispatch_set_context", "dispatch_source_set_event_handler_f",
-                            "dispatch_source_set_cancel_handler_f", "dispatch_activate"));
+                            "dispatch_source_set_cancel_handler_f", "dispatch_source_set_registration_handler_f",
+                            "dispatch_activate"));
     EXPECT_EQ(doubles::lastSource(), "vnode 0x61 active main");
 }
 
@@ -80,6 +81,7 @@ TEST_F(VnodeFileEventsTest, ASourceThatCannotBeMadeClosesTheDescriptor) {
 
 TEST_F(VnodeFileEventsTest, TheThreeKindsOfEventsAreToldAndNoOther) {
     const auto source = files.watch(path, count);
+    mainLoop().runFor(0);
     for (const auto flag : {vnodeDelete, vnodeRename, vnodeRevoke}) {
         events = 0;
         doubles::sendVnodeEvent(flag);

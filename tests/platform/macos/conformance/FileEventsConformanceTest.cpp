@@ -19,6 +19,15 @@ class VnodeFileEventsHarness : public RealFolder {
 public:
     FileEvents& fileEvents() { return fileEvents_; }
     void run() { runMainLoop(SystemUnderTest::unit); }
+    // A watch sees what happens once it has been registered, which is some time after it was made.
+    void rename(const std::string& from, const std::string& to) {
+        run();
+        RealFolder::rename(from, to);
+    }
+    void remove(const std::string& name) {
+        run();
+        RealFolder::remove(name);
+    }
 
 #ifdef __APPLE__
     std::string expectedOwnExecutable() {

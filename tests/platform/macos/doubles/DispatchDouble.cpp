@@ -56,7 +56,9 @@ struct Source {
     dispatch_function_t eventHandler = nullptr;
     void* eventContext = nullptr; // the one that was set when the handler was
     dispatch_function_t cancelHandler = nullptr;
+    dispatch_function_t registrationHandler = nullptr;
     bool isActive = false;
+    bool isRegistered = false; // the system tells it of events
     bool isCancelled = false;
     int references = 1;
     bool isEventPending = false;
@@ -73,14 +75,9 @@ Source& asSource(const dispatch_object_s* object) {
     return *reinterpret_cast<Source*>(const_cast<dispatch_object_s*>(object));
 }
 
-void expectUnborn(const Source& source, const char* function) {
-    if (source.isActive)
-        journal().misuse(std::string(function) + " after dispatch_activate");
-}
-
 /// Events that come before the handler has run are one.
 void addEvent(Source& source) {
-    if (!source.isActive || source.isCancelled || source.isEventPending)
+    if (!source.isRegistered || source.isCancelled || source.isEventPending)
         return;
     source.isEventPending = true;
     mainLoop().post(0, [&source] {
@@ -93,7 +90,7 @@ void addEvent(Source& source) {
 /// Tells what has happened to the watched files since the last look.
 void pollFiles() {
     for (const auto& source : sources) {
-        if (!source->isVnode() || !source->isActive || source->isCancelled)
+        if (!source->isVnode() || !source->isRegistered || source->isCancelled)
             continue;
         const auto place = placeOf(static_cast<int>(source->handle));
         if (place == source->place)
@@ -103,6 +100,17 @@ void pollFiles() {
         if ((source->mask & flag) != 0)
             addEvent(*source);
     }
+}
+
+/// Some time after the activation: what happens before is not told.
+void registerSource(Source& source) {
+    if (source.isCancelled)
+        return;
+    source.isRegistered = true;
+    if (source.isVnode())
+        source.place = placeOf(static_cast<int>(source.handle));
+    if (source.registrationHandler != nullptr)
+        source.registrationHandler(source.context);
 }
 
 void runCancelHandler(Source& source) {
@@ -123,9 +131,9 @@ void failSourceCreation(bool fails) { sourceCreationFails = fails; }
 void arriveSignal(int signal) {
     if (!isIgnored(signal))
         journal().misuse("signal " + std::to_string(signal) + " has its default effect: the process ends");
-    for (const auto& source : sources)
-        if (source->type == DISPATCH_SOURCE_TYPE_SIGNAL && source->handle == static_cast<std::uintptr_t>(signal))
-            addEvent(*source);
+    for (auto source = sources.rbegin(); source != sources.rend(); ++source) // the last one made comes first
+        if ((*source)->type == DISPATCH_SOURCE_TYPE_SIGNAL && (*source)->handle == static_cast<std::uintptr_t>(signal))
+            addEvent(**source);
 }
 
 void sendVnodeEvent(unsigned long flags) {
@@ -186,8 +194,6 @@ dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t 
     if (sourceCreationFails)
         return nullptr;
     auto source = std::make_unique<Source>(Source{type, handle, mask, queue == dispatch_get_main_queue()});
-    if (isFile)
-        source->place = placeOf(static_cast<int>(handle));
     journal().created("dispatch source");
     sources.push_back(std::move(source));
     return reinterpret_cast<dispatch_source_t>(sources.back().get());
@@ -195,30 +201,31 @@ dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t 
 
 void dispatch_set_context(dispatch_object_t object, void* context) {
     journal().add("dispatch_set_context");
-    expectUnborn(asSource(object), "dispatch_set_context");
     asSource(object).context = context;
 }
 
 void dispatch_source_set_event_handler_f(dispatch_source_t object, dispatch_function_t handler) {
     journal().add("dispatch_source_set_event_handler_f");
     auto& source = asSource(object);
-    expectUnborn(source, "dispatch_source_set_event_handler_f");
     source.eventHandler = handler;
     source.eventContext = source.context;
 }
 
 void dispatch_source_set_cancel_handler_f(dispatch_source_t object, dispatch_function_t handler) {
     journal().add("dispatch_source_set_cancel_handler_f");
-    expectUnborn(asSource(object), "dispatch_source_set_cancel_handler_f");
     asSource(object).cancelHandler = handler;
+}
+
+void dispatch_source_set_registration_handler_f(dispatch_source_t object, dispatch_function_t handler) {
+    journal().add("dispatch_source_set_registration_handler_f");
+    asSource(object).registrationHandler = handler;
 }
 
 void dispatch_activate(dispatch_object_t object) {
     journal().add("dispatch_activate");
     auto& source = asSource(object);
-    if (source.isActive)
-        journal().misuse("Over-resume of an object");
-    source.isActive = true;
+    if (!std::exchange(source.isActive, true))
+        mainLoop().post(0, [&source] { registerSource(source); });
 }
 
 void dispatch_source_cancel(dispatch_source_t object) {
@@ -237,9 +244,11 @@ void dispatch_release(dispatch_object_t object) {
         journal().misuse("Release of an inactive object");
     if (--source.references < 0)
         journal().misuse("dispatch_release of a source that is gone");
-    if (!source.isCancelled)
-        journal().misuse("dispatch_release of a source that still delivers");
-    if (source.references == 0 && source.isFinished)
+    if (source.references > 0)
+        return;
+    if (!source.isCancelled) // without its cancel handler
+        source.isCancelled = source.isFinished = true;
+    if (source.isFinished)
         journal().gone("dispatch source");
 }
 

@@ -83,19 +83,25 @@ void deliver(const Registration& registration, std::uint32_t messageType, std::i
     });
 }
 
+void post(const Registration& registration, std::uint32_t messageType, std::intptr_t argument) {
+    mainLoop().post(
+        0, [registration, messageType, argument] { deliver(registration, messageType, argument); },
+        MainLoop::Kind::source);
+}
+
 } // namespace
 
 IOKitKernel& kernel() { return theKernel; }
 
 void sendPowerMessage(std::uint32_t messageType, std::intptr_t argument) {
     for (const auto& registration : registrations)
-        mainLoop().post(0, [registration, messageType, argument] { deliver(registration, messageType, argument); });
+        post(registration, messageType, argument);
 }
 
 void sendPowerMessageWithoutRefcon(std::uint32_t messageType, std::intptr_t argument) {
     for (auto registration : registrations) {
         registration.refcon = nullptr;
-        mainLoop().post(0, [registration, messageType, argument] { deliver(registration, messageType, argument); });
+        post(registration, messageType, argument);
     }
 }
 

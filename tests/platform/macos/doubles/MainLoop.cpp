@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
 
 #include "tests/platform/macos/doubles/Journal.h"
 
@@ -20,41 +19,83 @@ double MainLoop::now() const {
     return now_;
 }
 
-void MainLoop::post(double delay, Item item) {
+void MainLoop::post(double delay, Item item, Kind kind) {
     {
         const std::lock_guard lock(mutex_);
-        items_.emplace(std::pair(now_ + std::max(delay, 0.0), sequence_++), std::move(item));
+        items_.emplace(std::pair(now_ + std::max(delay, 0.0), sequence_++), std::pair(kind, std::move(item)));
     }
     posted_.notify_all();
 }
 
-/// False when nothing falls due until `end`.
-bool MainLoop::runOne(double end) {
-    for (const auto& poll : polls_)
-        poll();
-    Item item;
+/// Runs what is ready of one kind. False if nothing is.
+bool MainLoop::runReady(Kind kind) {
+    std::vector<Item> ready;
     {
         const std::lock_guard lock(mutex_);
-        if (items_.empty() || items_.begin()->first.first > end)
-            return false;
-        now_ = std::max(now_, items_.begin()->first.first);
-        item = std::move(items_.begin()->second);
-        items_.erase(items_.begin());
+        for (auto item = items_.begin(); item != items_.end() && item->first.first <= now_;) {
+            if (item->second.first != kind) {
+                ++item;
+                continue;
+            }
+            ready.push_back(std::move(item->second.second));
+            item = items_.erase(item);
+        }
     }
-    item();
+    for (const auto& item : ready)
+        item();
+    return !ready.empty();
+}
+
+/// False when nothing is due until `end`.
+bool MainLoop::runPass(double end) {
+    for (const auto& poll : polls_)
+        poll();
+    {
+        const std::lock_guard lock(mutex_);
+        const auto first = std::find_if(items_.begin(), items_.end(), [this](const auto& item) {
+            return !isRunningBlocks_ || item.second.first != Kind::block;
+        });
+        if (first == items_.end() || first->first.first > end)
+            return false;
+        now_ = std::max(now_, first->first.first);
+    }
+    runReady(Kind::source);
+    const bool isBlocksTurn = std::exchange(isBlocksTurn_, false) && !isRunningBlocks_;
+    if (!isBlocksTurn && runReady(Kind::timer)) {
+        isBlocksTurn_ = true;
+        return true;
+    }
+    if (isRunningBlocks_)
+        return true;
+    isRunningBlocks_ = true;
+    const bool hasRunBlocks = runReady(Kind::block);
+    isRunningBlocks_ = false;
+    if (!hasRunBlocks && isBlocksTurn)
+        runReady(Kind::timer);
     return true;
 }
 
 void MainLoop::run() {
-    while (runOne(endOfTime)) {
+    isStopped_ = false;
+    while (!isStopped_ && runPass(endOfTime)) {
     }
-    if (now() > endOfTime / 2)
+    if (!isStopped_ || now() > endOfTime / 2)
         journal().misuse("the main loop would have run for ever");
+}
+
+void MainLoop::runInMode(double seconds) {
+    const double end = now() + seconds;
+    while (runPass(end)) {
+        if (now() >= end)
+            return;
+    }
+    const std::lock_guard lock(mutex_);
+    now_ = std::max(now_, end);
 }
 
 void MainLoop::runFor(double seconds) {
     const double end = now() + seconds;
-    while (runOne(end)) {
+    while (runPass(end)) {
     }
     const std::lock_guard lock(mutex_);
     now_ = std::max(now_, end);
@@ -65,7 +106,7 @@ bool MainLoop::runUntil(const std::function<bool()>& isDone) {
     while (!isDone()) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;
-        if (runOne(now()))
+        if (runPass(now()))
             continue;
         std::unique_lock lock(mutex_);
         posted_.wait_for(lock, std::chrono::milliseconds(1));
@@ -81,10 +122,11 @@ void MainLoop::block(double seconds) {
 void MainLoop::addPoll(std::function<void()> poll) { polls_.push_back(std::move(poll)); }
 
 void MainLoop::reset() {
-    std::map<std::pair<double, std::uint64_t>, Item> dropped; // destroyed outside of the lock
+    decltype(items_) dropped; // destroyed outside of the lock
     const std::lock_guard lock(mutex_);
     dropped.swap(items_);
     now_ = 0;
+    isStopped_ = isBlocksTurn_ = isRunningBlocks_ = false;
     polls_.clear();
     mainThread_ = std::this_thread::get_id();
 }

@@ -49,9 +49,9 @@ void fire(CFRunLoopTimerRef timer, double due) {
     if (!state.isValid || due != state.due)
         return;
     retainCF(timer);
-    if (state.interval <= 0)
-        CFRunLoopTimerInvalidate(timer); // before the call, as strict as it gets
     state.callback(timer, state.context.info);
+    if (state.interval <= 0)
+        CFRunLoopTimerInvalidate(timer);
     if (state.isValid) {
         do
             state.due += state.interval;
@@ -63,7 +63,8 @@ void fire(CFRunLoopTimerRef timer, double due) {
 
 void arm(CFRunLoopTimerRef timer) {
     const double due = timers.at(timer).due;
-    mainLoop().post(due - mainLoop().now(), [timer, due] { fire(timer, due); });
+    mainLoop().post(
+        due - mainLoop().now(), [timer, due] { fire(timer, due); }, MainLoop::Kind::timer);
 }
 
 } // namespace
@@ -93,11 +94,16 @@ void CFRunLoopRun() {
     mainLoop().run();
 }
 
+void CFRunLoopStop(CFRunLoopRef runLoop) {
+    journal().add("CFRunLoopStop " + nameOf(runLoop));
+    mainLoop().stop();
+}
+
 SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled) {
     expectMainThread("CFRunLoopRunInMode");
     if (mode != kCFRunLoopDefaultMode || returnAfterSourceHandled)
         journal().misuse("CFRunLoopRunInMode of another mode, or up to the first source");
-    mainLoop().runFor(seconds);
+    mainLoop().runInMode(seconds);
     return 3; // the time is over
 }
 
@@ -126,10 +132,11 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef, CFAbsoluteTime fireDate, 
     journal().add(std::string("CFRunLoopTimerCreate ") + (interval > 0 ? "repeating" : "once"));
     if (std::isnan(fireDate) || std::isnan(interval))
         journal().misuse("CFRunLoopTimerCreate with what is not a number");
-    if (flags != 0 || order != 0 || context->version != 0)
+    const CFRunLoopTimerContext copied = context != nullptr ? *context : CFRunLoopTimerContext{};
+    if (flags != 0 || order != 0 || copied.version != 0)
         journal().misuse("CFRunLoopTimerCreate with flags, an order or a version that is not 0");
     auto* const timer = reinterpret_cast<CFRunLoopTimerRef>(&cfObject(makeCF(CFObject::Kind::runLoopTimer)));
-    timers.insert({timer, TimerState{fireDate - dateAtStart, interval, callback, *context}});
+    timers.insert({timer, TimerState{fireDate - dateAtStart, interval, callback, copied}});
     return timer;
 }
 
@@ -140,6 +147,8 @@ void CFRunLoopAddTimer(CFRunLoopRef runLoop, CFRunLoopTimerRef timer, CFRunLoopM
     timers.at(timer).isAdded = true;
     arm(timer);
 }
+
+Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer) { return timers.at(timer).isValid; }
 
 void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer) {
     journal().add("CFRunLoopTimerInvalidate");

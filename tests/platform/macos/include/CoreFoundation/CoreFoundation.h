@@ -60,7 +60,8 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CF
 extern const CFRunLoopMode kCFRunLoopDefaultMode;
 CFRunLoopRef CFRunLoopGetCurrent(void); // get
 CFRunLoopRef CFRunLoopGetMain(void);    // get
-void CFRunLoopRun(void);                // on the main thread drains the main dispatch queue, too
+void CFRunLoopRun(void);             // on the main thread drains the main dispatch queue, too, and only ends by a stop
+void CFRunLoopStop(CFRunLoopRef rl); // the tests stop it
 // 10.4 and later: `seconds` at the most, and not to the first source that is handled; returns why it ended
 SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode); // retains the source
@@ -80,6 +81,7 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime 
                                        CFRunLoopTimerContext* context);
 void CFRunLoopAddTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode); // retains the timer
 void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer);                               // on the run loop's own thread
+Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer);                               // the tests ask
 CFAbsoluteTime CFAbsoluteTimeGetCurrent(void);
 
 #ifdef __cplusplus

@@ -67,9 +67,11 @@ void dispatch_source_set_event_handler_f(dispatch_source_t source,
                                          dispatch_function_t _Nullable handler) DISPATCH_NOTHROW;
 void dispatch_source_set_cancel_handler_f(dispatch_source_t source,
                                           dispatch_function_t _Nullable handler) DISPATCH_NOTHROW;
+void dispatch_source_set_registration_handler_f(dispatch_source_t source,
+                                                dispatch_function_t _Nullable handler) DISPATCH_NOTHROW; // 10.7
 void dispatch_source_cancel(dispatch_source_t source) DISPATCH_NOTHROW;
 void dispatch_set_context(dispatch_object_t object, void* _Nullable context) DISPATCH_NOTHROW;
-void dispatch_activate(dispatch_object_t object) DISPATCH_NOTHROW; // once; macOS 10.12
+void dispatch_activate(dispatch_object_t object) DISPATCH_NOTHROW; // macOS 10.12; registers the source soon afterwards
 void dispatch_release(dispatch_object_t object) DISPATCH_NOTHROW;  // inactive or suspended: ends the process
 
 } // extern "C"
