@@ -13,11 +13,11 @@ public:
     enum class Case { modeRejected, targetRejected, smcUnavailable, noFans, needsRoot };
 
     /// `code` is the last status of the key client; 0 when there was no time for a single try.
-    static FanError modeRejected(std::int32_t code) { return {Case::modeRejected, code}; }
-    static FanError targetRejected(std::int32_t code) { return {Case::targetRejected, code}; }
-    static FanError smcUnavailable() { return {Case::smcUnavailable}; }
-    static FanError noFans() { return {Case::noFans}; }
-    static FanError needsRoot() { return {Case::needsRoot}; }
+    static FanError modeRejected(std::int32_t code) { return FanError(Case::modeRejected, code); }
+    static FanError targetRejected(std::int32_t code) { return FanError(Case::targetRejected, code); }
+    static FanError smcUnavailable() { return FanError(Case::smcUnavailable); }
+    static FanError noFans() { return FanError(Case::noFans); }
+    static FanError needsRoot() { return FanError(Case::needsRoot); }
 
     Case kind() const { return case_; }
     /// 0 for a case without a code.
@@ -30,7 +30,7 @@ public:
     bool operator==(const FanError& other) const { return case_ == other.case_ && code_ == other.code_; }
 
 private:
-    FanError(Case which, std::int32_t code = 0) : case_(which), code_(code) {}
+    explicit FanError(Case which, std::int32_t code = 0) : case_(which), code_(code) {}
 
     Case case_;
     std::int32_t code_;

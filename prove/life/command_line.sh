@@ -2,18 +2,15 @@
 # Fails when prove_life finds no difference where there is no life, or dies without having named its seed.
 #
 # usage: command_line.sh PROVE_LIFE
-set -euo pipefail
+source tests/support/script.sh
 
 prove_life=$1
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
-complain() { printf '%s\n' "$*"; exit 1; }
 
 # replayed FILE STATUS TEXT: what --replay says, all of it, and with which status.
 replayed() {
   local status=0 said
   said=$("$prove_life" --replay "$1" 2>&1) || status=$?
-  [ "$status $said" = "$2 $3" ] || complain "\"$1\" is replayed with $status $said, not with $2 $3"
+  [ "$status $said" = "$2 $3" ] || failure "\"$1\" is replayed with $status $said, not with $2 $3"
 }
 
 # refused WHY LINE...: a script of these lines.
@@ -37,4 +34,4 @@ done
 exec 3< <(exec "$prove_life" --steps 1000000000 --seed 7)
 read -r -t 60 first <&3 || first='none within a minute'
 kill -KILL $!
-[[ $first == 'seed 7, '* ]] || complain "the first line does not name the seed: $first"
+[[ $first == 'seed 7, '* ]] || failure "the first line does not name the seed: $first"

@@ -14,13 +14,12 @@
 # usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, unsigned or not
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the grave accents are Markdown's
-set -euo pipefail
+source tests/support/script.sh
 
 top=$PWD
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'stop_world; rm -rf "$folder"' EXIT
 mac='' helper='' failed=0
-complain() { printf '%s\n' "$*"; failed=1; }
+complain() { printf '%s\n' "$*"; failed=1; } # in a document, not in a line of this script
 
 documents() { find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort; }
 

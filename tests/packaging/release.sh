@@ -3,12 +3,9 @@
 #
 # usage: release.sh VERSION: the version that the build has
 # Run from the top of the repository.
-set -euo pipefail
+source tests/support/script.sh
 
 version=$1
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
-failure() { printf '%s\n' "$*"; cat "$folder/out" 2>/dev/null; exit 1; }
 
 # A repository of its own with the files as they are now, committed or not, without a tag.
 clone=$folder/clone

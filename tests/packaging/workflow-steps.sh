@@ -4,13 +4,10 @@
 #
 # usage: workflow-steps.sh HELPER
 # Run from the top of the repository.
-set -euo pipefail
+source tests/support/script.sh
 
 top=$PWD helper=$1
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/steps" "$folder/bin"
-failure() { printf '%s\n' "$*"; exit 1; }
 
 # Each step's command, on its line or in the block below it, becomes a script.
 awk -v to="$folder/steps" '

@@ -2,11 +2,9 @@
 # Tries settled.sh in a checkout that is thrown away.
 #
 # Run from the top of the repository.
-set -euo pipefail
+source tests/support/script.sh
 
 settled=$PWD/tests/support/settled.sh
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/checkout"
 cd "$folder/checkout"
 git init --quiet
@@ -24,7 +22,7 @@ echo one >file
 # runs COUNT WHY: after one more try it has run so often.
 runs() {
   "$settled" "$folder/passed" "$folder/test" >/dev/null || true
-  [ "$(wc -l <"$folder/runs")" -eq "$1" ] || { printf '%s\n' "$2"; exit 1; }
+  [ "$(wc -l <"$folder/runs")" -eq "$1" ] || failure "$2"
 }
 runs 1 'it does not run at first'
 runs 1 'it runs again with the same files'
@@ -35,7 +33,7 @@ runs 3 'it does not run although a file has come'
 touch broken
 runs 4 'it does not run although a file has come that breaks it'
 runs 5 'it counts as passed although it failed'
-if "$settled" "$folder/passed" "$folder/test" >/dev/null; then printf 'it hides a failure\n'; exit 1; fi
+if "$settled" "$folder/passed" "$folder/test" >/dev/null; then failure "it hides a failure"; fi
 rm broken
 runs 7 'it does not run once it could pass again'
 runs 7 'it runs again with the same files'

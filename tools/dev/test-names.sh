@@ -101,23 +101,23 @@ failed_tests() {
          return text
        }' "$1"/test-reports/*.xml
   ended_early "$1" | while IFS=$'\t' read -r test ran; do
-    [ -z "$ran" ] || printf '%s\tended its program: %s\n' "$ran" "$test"
+    [ "$ran" = - ] || printf '%s\tended its program: %s\n' "$ran" "$test"
   done
 }
 
 # failed_scripts BUILD: the other tests that failed, each with the place that it names, or its script.
 failed_scripts() {
   ended_early "$1" | while IFS=$'\t' read -r test ran place; do
-    [ -n "$ran" ] || printf '%s\t%s\n' "$test" "${place:-$(script_of "$1" "$test")}"
+    [ "$ran" != - ] || printf '%s\t%s\n' "$test" "${place:-$(script_of "$1" "$test")}"
   done
 }
 
 # ended_early BUILD: of the tests of ctest that failed without a report of their own: the name, the test of GoogleTest's
-# that ran last, and the place in a script that the output names.
+# that ran last, or -, and the place in a script that the output names.
 ended_early() {
   local test
   awk '/<testcase / { name = $0; sub(/.*<testcase name="/, "", name); sub(/".*/, "", name)
-                      failed = /status="fail"/; ran = place = "" }
+                      failed = /status="fail"/; ran = "-"; place = "" }
        failed && /\[ RUN      \]/ { ran = $NF }
        failed && match($0, /(tests|prove)\/[^ :]*\.(sh|js):[0-9]+/) { place = substr($0, RSTART, RLENGTH) }
        failed && /<\/testcase>/ { print name "\t" ran "\t" place }' "$1/tests.xml" \

@@ -3,15 +3,13 @@
 #
 # usage: shells.sh KELO
 # shellcheck disable=SC2016 # what stands in single quotes is for the other shells
-set -euo pipefail
+source tests/support/script.sh
 
 kelo=$1
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 for shell in bash zsh fish; do "$kelo" completions "$shell" >"$folder/kelo.$shell"; done
 
 # expect SHELL EXPECTED ACTUAL
-expect() { [ "$2" = "$3" ] || { printf '%s: expected <%s>, found <%s>\n' "$@"; exit 1; }; }
+expect() { [ "$2" = "$3" ] || failure "$1: expected <$2>, found <$3>"; }
 
 # complete_in_bash WORD...: what the last word is completed to.
 complete_in_bash() {

@@ -3,10 +3,8 @@
 # when, and what it reports.
 #
 # Run from the top of the repository.
-set -euo pipefail
+source tests/support/script.sh
 
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls out=$folder/out report=$folder/report.md
 mkdir -p "$folder/bin" "$tree/tools/dev" "$tree/packaging/macos" "$tree/build/product"
 cp tools/dev/confirm-on-a-mac.sh "$tree/tools/dev/"
@@ -89,7 +87,7 @@ while :; do $real_sleep 0.01; done
 STUB
 chmod +x "$folder"/bin/* "$tree/build/product/app.kelo.helper" "$tree/dev"
 
-failure() { printf '%s\n' "$*"; cat "$out" "$report" 2>/dev/null; exit 1; }
+shown=("$out" "$report")
 # confirm STATUS ANSWERS [VARIABLE=VALUE...] -- ARGUMENT...
 confirm() {
   local expected=$1 answers=$2 status=0 variables=()

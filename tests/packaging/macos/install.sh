@@ -2,13 +2,11 @@
 # Checks what ./dev install and ./dev uninstall say and do, with stand-ins for everything that they call.
 #
 # Run from the top of the repository.
-set -euo pipefail
+source tests/support/script.sh
 
 # shellcheck source=tests/packaging/macos/built-and-signed.sh
 source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"
 
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls
 mkdir -p "$folder/bin" "$folder/usr/bin" "$folder/usr/local/bin" "$tree/build/product"
 cp -R dev tools packaging CMakeLists.txt THIRD_PARTY_NOTICES.md "$tree/"
@@ -54,7 +52,6 @@ dev() {
   PATH="$folder/bin:$PATH" CALLS="$calls" KELO_MACOS_SYSTEM="$folder" "$@" "$tree/dev" "${arguments[@]}" \
     >"$folder/out" 2>"$folder/err"
 }
-failure() { printf '%s\n' "$*"; cat "$folder/out" "$folder/err" "$calls" 2>/dev/null; exit 1; }
 expect_calls() { diff - "$calls" || failure "other calls than expected: $1"; }
 
 # put MODE SOURCE FOLDER NAME [IDENTIFIER]: the calls for one file.

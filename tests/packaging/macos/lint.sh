@@ -3,10 +3,8 @@
 # command needs; with stand-ins for what it calls.
 #
 # Run from the top of the repository.
-set -euo pipefail
+source tests/support/script.sh
 
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/bin" "$folder/opt/llvm/bin"
 calls=$folder/calls
 
@@ -31,7 +29,6 @@ printf '#!/bin/sh\necho Darwin\n' >"$folder/bin/uname"
 chmod +x "$folder"/bin/* "$folder"/opt/llvm/bin/*
 
 dev() { PATH="$folder/bin:$PATH" CALLS="$calls" PREFIX="$folder/opt" ./dev "$@" >"$folder/out" 2>&1; }
-failure() { printf '%s\n' "$*"; cat "$folder/out" "$calls" 2>/dev/null; exit 1; }
 
 dev lint || failure "./dev lint failed"
 for called in "clang-format --dry-run" "clang-tidy -p" "shellcheck -x" "brew install --quiet cmake ninja nlohmann-json cli11 googletest fish llvm shellcheck"; do

@@ -3,10 +3,8 @@
 #
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the variables are those of the stand-ins
-set -euo pipefail
+source tests/support/script.sh
 
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/system"
 calls=$folder/calls
 
@@ -48,7 +46,6 @@ printf '#!/bin/sh\necho "${USER_ID-0}"\n' >"$folder/system/id"
 printf '#!/bin/sh\nexec dirname "$@"\n' >"$folder/system/dirname" # a link's chmod would change the system's own
 chmod +x "$folder"/system/* "$folder"/kelo
 
-failure() { printf '%s\n' "$*"; cat "$folder/err" "$calls" 2>/dev/null; exit 1; }
 # play STATUS SCRIPT VOLUME [VARIABLE=VALUE...]
 play() {
   local expected=$1 script=$2 volume=$3 status=0

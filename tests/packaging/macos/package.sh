@@ -2,13 +2,11 @@
 # Checks what ./dev package says, does and lays out, with stand-ins for the tools of a Mac.
 #
 # Run from the top of the repository.
-set -euo pipefail
+source tests/support/script.sh
 
 # shellcheck source=tests/packaging/macos/built-and-signed.sh
 source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"
 
-folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
-trap 'rm -rf "$folder"' EXIT
 tree=$folder/tree calls=$folder/calls
 mkdir "$folder/bin" "$tree"
 cp -R dev tools packaging CMakeLists.txt THIRD_PARTY_NOTICES.md "$tree/"
@@ -46,7 +44,6 @@ dev() {
   rm -f "$calls"
   PATH="$folder/bin:$PATH" CALLS="$calls" "$@" "$tree/dev" package "${arguments[@]}" >"$folder/out" 2>"$folder/err"
 }
-failure() { printf '%s\n' "$*"; cat "$folder/out" "$folder/err" "$calls" 2>/dev/null; exit 1; }
 
 version=$(sed -n 's/^project(KeloHelper VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 package=build/package/kelo-helper-$version.pkg

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds everything that a Mac builds, product and tests, for both of its processors, with declarations and lists of
-# symbols of our own in place of Apple's SDK; then looks at what came out.
+# Builds everything that a Mac builds: the product for both of its processors, and the tests for one, as Homebrew's
+# GoogleTest is for one. Declarations and lists of symbols of our own replace Apple's SDK. Then looks at what came out.
 #
 # usage: build.sh FOLDER COMPILER: the folder to build in
 # Run from the top of the repository. Exits with 77 where the C++ headers at hand want more of a Mac than macOS 14 has or
@@ -12,10 +12,12 @@ here=tests/platform/macos/sdk
 tools=$(dirname "$(readlink -f "$(command -v "$compiler")")")
 mkdir -p "$folder"
 
+# configure FOLDER ARGUMENT...
 configure() {
-  cmake -S . -B "$folder" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/$here/Toolchain.cmake" \
-    -DKELO_COMPILER="$(command -v "$compiler")" -DKELO_JSON_VERSION=3.11.3 -DKELO_TESTS=ON \
-    -DCMAKE_OSX_ARCHITECTURES='arm64;x86_64' >"$folder/log" 2>&1 || { cat "$folder/log"; exit 1; }
+  mkdir -p "$1"
+  cmake -S . -B "$1" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/$here/Toolchain.cmake" \
+    -DKELO_COMPILER="$(command -v "$compiler")" -DKELO_JSON_VERSION=3.11.3 "${@:2}" >"$1/log" 2>&1 \
+    || { cat "$1/log"; exit 1; }
 }
 
 can_read_headers() {
@@ -23,7 +25,9 @@ can_read_headers() {
     "$here/Probe.cpp" 2>"$folder/log"
 }
 
+# build FOLDER
 build() {
+  local folder=$1
   if ! cmake --build "$folder" -- -k 0 >"$folder/log" 2>&1; then
     grep -vE '^(\[|ninja: (job|Entering))' "$folder/log"
     exit 1
@@ -61,13 +65,15 @@ look_at() {
   done
 }
 
-configure
+configure "$folder" -DKELO_TESTS=OFF -DCMAKE_OSX_ARCHITECTURES='arm64;x86_64'
 if ! can_read_headers; then
   printf 'left out, since the C++ headers at hand want more:\n'
   grep -m 3 'error:' "$folder/log"
   exit 77
 fi
-build
+build "$folder"
+configure "$folder/tests" -DKELO_TESTS=ON -DKELO_PRECOMPILE=ON -DCMAKE_OSX_ARCHITECTURES=arm64
+build "$folder/tests"
 look_at app.kelo.helper app.kelo.helper
 look_at kelo app.kelo.Kelo
 # On a Mac it runs on during sleep.
@@ -75,6 +81,6 @@ if "$tools/llvm-nm" "$folder/app.kelo.helper.arm64" | grep 'steady_clock'; then
   printf 'the helper takes the time from std::chrono::steady_clock\n'
   exit 1
 fi
-grep -q 'macos_test.*RUN_SERIAL "ON"' "$folder/tests/platform/macos/CTestTestfile.cmake" \
+grep -q 'macos_test.*RUN_SERIAL "ON"' "$folder/tests/tests/platform/macos/CTestTestfile.cmake" \
   || { printf 'on a Mac macos_test, which is played in real time, does not run alone\n'; exit 1; }
-printf 'product and tests are built for both processors\n'
+printf 'the product is built for both processors, and the tests for one\n'
