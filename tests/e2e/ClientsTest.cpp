@@ -174,5 +174,21 @@ TEST_F(Clients, WithoutTheMacTheHelperStillServesAndLogsThatItHasNoLinkWhenItLea
               Lines({"[NOTICE] service: Handed the fan back on the way out.", noLink}));
 }
 
+TEST_F(Clients, AHoldWhoseClientHasGoneBeginsAndEndsAfterTheGracePeriod) {
+    startEverything({"--profile", "locked"});
+    world.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
+    auto client = connectRawClient();
+    client->request(requests::Hold{0.3, false});
+    ASSERT_TRUE(waitForWrite("Ftst", 1)); // the main thread is busy until the test grants manual mode
+    client->request(requests::Hold{0.6, false});
+    client.reset();
+    world.simmac({"fault", "clear"});
+    ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.6, neededUnlock: true)"));
+    EXPECT_TRUE(world.isAnyFanManual());
+    ASSERT_TRUE(world.waitForLog(handedBack, 15));
+    EXPECT_FALSE(world.isAnyFanManual());
+    expectOneGracePeriod();
+}
+
 } // namespace
 } // namespace kelo
