@@ -8,23 +8,28 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
-#include <ctime>
 
 namespace kelo {
 namespace {
 
 using Header = std::array<char, 256>;
 
-/// What comes before a message, in the form of RFC 3164.
+/// What comes before a message, in the form of RFC 3164. The time is in UTC: the C library's functions for local time,
+/// and gmtime too, open the file that the environment variable TZ names, which may be a pipe that nobody writes to.
 std::size_t fill(Header& header, int priority, const char* ident, const char* category) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::array<char, 32> time{};
-    std::strftime(time.data(), time.size(), "%b %e %H:%M:%S", &local);
-    const int length = std::snprintf(header.data(), header.size(), "<%d>%s %.64s[%d]: [%.64s] ", LOG_DAEMON | priority,
-                                     time.data(), ident, static_cast<int>(getpid()), category);
+    using namespace std::chrono;
+    constexpr std::array months = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const auto now = floor<seconds>(system_clock::now());
+    const auto midnight = floor<days>(now);
+    const year_month_day date{midnight};
+    const hh_mm_ss time{now - midnight};
+    const int length = std::snprintf(header.data(), header.size(), "<%d>%s %2u %02d:%02d:%02d %.64s[%d]: [%.64s] ",
+                                     LOG_DAEMON | priority, months[static_cast<unsigned>(date.month()) - 1],
+                                     static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+                                     static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
+                                     ident, static_cast<int>(getpid()), category);
     return static_cast<std::size_t>(length);
 }
 
