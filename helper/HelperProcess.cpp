@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "core/watch/BinaryWatch.h"
@@ -83,7 +84,14 @@ void HelperProcess::makeListener() {
 bool HelperProcess::requireSignatureOfOurTeam() {
     if (!listener_)
         return false; // there is nobody to require anything of
-    const auto team = SigningIdentity::ownTeamID(platform_.signing);
+    std::optional<std::string> team;
+    try {
+        team = SigningIdentity::ownTeamID(platform_.signing);
+    } catch (const std::exception& error) {
+        log_.error(std::string("Couldn't read our own signature, so there is no one we can safely trust: ") +
+                   error.what() + ".");
+        return false;
+    }
     if (!team) {
         log_.error("This helper isn't signed, so there is no one it can safely trust.");
         return false;

@@ -19,8 +19,8 @@ struct SigningIdentity {
     /// The same text as the name of the service.
     static constexpr const char* helperIdentifier = "app.kelo.helper";
 
-    /// The team in the running process's signature; none when there is none or it is unknown. Queried at every call.
-    /// Any thread.
+    /// The team in the running process's signature; none when there is none or it is unknown. Throws what
+    /// `information` throws. Queried at every call. Any thread.
     static std::optional<std::string> ownTeamID(SigningInformation& information);
 
     /// The code-signing requirement that only code with this identifier and team satisfies. Neither is checked or

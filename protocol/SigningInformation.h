@@ -13,8 +13,8 @@ public:
     SigningInformation& operator=(const SigningInformation&) = delete;
     virtual ~SigningInformation() = default;
 
-    /// The team that signed the running executable; none for code that is unsigned or signed without a team, and on any
-    /// failure. Queried at every call. Any thread.
+    /// The team that signed the running executable; none for code that is unsigned or signed without a team, and when
+    /// the system gives no answer. Throws when the executable cannot be read. Queried at every call. Any thread.
     virtual std::optional<std::string> teamIdentifier() = 0;
 };
 

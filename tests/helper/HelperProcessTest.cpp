@@ -103,6 +103,17 @@ TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
     EXPECT_EQ(platform.listener->requirement, std::nullopt);
 }
 
+TEST_F(HelperProcessTest, AHelperThatCannotReadItsSignatureSaysWhyAndListensToNobody) {
+    platform.signing.isUnreadable = true;
+    start();
+    EXPECT_THAT(takeTrace(),
+                ::testing::Contains("[ERROR] listener: Couldn't read our own signature, so there is no one "
+                                    "we can safely trust: too many open files."));
+    EXPECT_FALSE(platform.listener->isResumed);
+    EXPECT_TRUE(platform.stopSignals.send(SIGTERM));
+    EXPECT_EQ(takeEffects().back(), "exit 0");
+}
+
 TEST_F(HelperProcessTest, AnUnsignedHelperStillHandsBackAndExitsWhenAskedToStop) {
     platform.signing.team.reset();
     start();

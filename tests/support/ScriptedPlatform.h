@@ -81,10 +81,13 @@ private:
 class ScriptedSigningInformation : public SigningInformation {
 public:
     std::optional<std::string> team = "ABCDE12345";
+    bool isUnreadable = false; ///< Whether the executable cannot be read.
     std::function<void()> onQuery = [] {};
 
     std::optional<std::string> teamIdentifier() override {
         onQuery();
+        if (isUnreadable)
+            throw std::runtime_error("too many open files");
         return team;
     }
 };

@@ -4,6 +4,7 @@
 
 #include "platform/linux/signing/CodeSignature.h"
 #include "platform/linux/signing/SignatureRefused.h"
+#include "platform/posix/Errno.h"
 #include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
@@ -20,7 +21,7 @@ std::optional<std::string> TrailerSigningInformation::teamIdentifier() {
 std::string TrailerSigningInformation::requireTeam() const {
     const FileDescriptor executable(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
     if (!executable.isValid())
-        throw SignatureRefused("The executable cannot be opened.");
+        throwErrno("the executable cannot be opened");
     auto verdict = verifyCodeSignature(executable.get(), anchor_.get());
     if (!verdict.identity)
         throw SignatureRefused(verdict.reason);
