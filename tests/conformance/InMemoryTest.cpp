@@ -173,6 +173,7 @@ INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SystemLogConformance, RecordingSystemLo
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SignalsConformance, ScriptedSignalsHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SigningInformationConformance, ScriptedSigningInformationHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, MainQueueConformance, VirtualQueueHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, TimersBehindTasks, VirtualQueueHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, SMCExchangeConformance, SimulatedExchangeHarness);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, PowerNotificationsConformance, ScriptedPowerHarness);
 

@@ -2,6 +2,7 @@
 //
 // Reads commands from standard input, a line each, and answers each with one line.
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -9,6 +10,8 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "platform/linux/socket/InstallationFolder.h"
 #include "platform/linux/socket/RequestRecords.h"
@@ -41,6 +44,8 @@ public:
             return flood();
         if (command == "churn")
             return churn(std::stoi(argument));
+        if (command == "storm")
+            return storm(std::stoi(argument));
         if (command == "close") {
             socket_ = {};
             return "closed";
@@ -81,8 +86,40 @@ private:
         return std::to_string(connected);
     }
 
+    /// From now on asks for snapshots over that many connections, 64 at once over each.
+    std::string storm(int connections) {
+        for (int i = 0; i < connections; ++i) {
+            if (!connect())
+                return "refused";
+            storm_.push_back({.fd = socket_.get(), .events = POLLIN, .revents = 0});
+            for (int request = 0; request < 64; ++request)
+                requestSnapshot(socket_.get());
+            connections_.push_back(std::move(socket_));
+        }
+        std::thread([this] {
+            while (poll(storm_.data(), storm_.size(), -1) > 0)
+                for (const auto& ready : storm_)
+                    if (ready.revents != 0)
+                        takeReply(ready.fd);
+        }).detach();
+        return "storming";
+    }
+
+    void requestSnapshot(int connection) {
+        unix_socket::send(connection, request_records::encode(++number_, requests::FetchSnapshot{}));
+    }
+
+    void takeReply(int connection) {
+        Bytes buffer(request_records::maximumReplySize);
+        unix_socket::receive(connection, buffer);
+        requestSnapshot(connection);
+    }
+
     FileDescriptor installation_ = openInstallation();
     FileDescriptor socket_;
+    std::vector<FileDescriptor> connections_; ///< Of the storm.
+    std::vector<pollfd> storm_;
+    std::uint64_t number_ = 0; ///< Of the storm's last request.
 };
 
 } // namespace

@@ -73,7 +73,7 @@ private:
         link->setTimeout(timeouts);
         link->call(hardware_calls::RegisterForPower{});
         link->setTimeout(timeouts_.retry);
-        watch_ = loop_.watch(link->socket(), EventLoop::Readiness::readable, [this] { receive(); });
+        watch_ = loop_.watchUrgent(link->socket(), [this] { receive(); });
         link_ = std::move(link);
         return true;
     }

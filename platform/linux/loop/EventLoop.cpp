@@ -91,13 +91,13 @@ void EventLoop::post(Task task) {
 
 void EventLoop::postAfter(double seconds, Task task) {
     const auto due = time_.now() + clamped(seconds);
-    post([this, due, task = std::move(task)]() mutable { addTimer(due, {}, false, std::move(task)); });
+    post([this, due, task = std::move(task)]() mutable { addTimer({due, {}, false, false, std::move(task)}); });
 }
 
 std::unique_ptr<Timer> EventLoop::scheduleTimer(double interval, bool repeats, Task onFire) {
     // A repeating timer of no length would never let anything else run.
     const auto period = std::max(clamped(interval), Clock::duration(std::chrono::microseconds(100)));
-    return std::make_unique<LoopTimer>(addTimer(time_.now() + period, period, repeats, std::move(onFire)));
+    return std::make_unique<LoopTimer>(addTimer({time_.now() + period, period, repeats, !repeats, std::move(onFire)}));
 }
 
 std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness readiness, Task onReady) {
@@ -159,8 +159,8 @@ void EventLoop::run() {
         // What falls due while the tasks run comes after what was posted before it was due: in the next round.
         const auto now = time_.now();
         runPosted();
-        if (!isStopped_)
-            fireDueTimers(now);
+        serveUrgentDescriptors();
+        fireDueTimers(now, true);
         for (int i = 0; i < count && !isStopped_; ++i) {
             const auto& event = events[static_cast<std::size_t>(i)];
             // A failure is left to the handler to find out.
@@ -204,15 +204,25 @@ void EventLoop::runPosted() {
     }
 }
 
-void EventLoop::fireDueTimers(Clock::time_point now) {
-    while (!timers_.empty() && timers_.begin()->first <= now) {
-        const auto timer = timers_.extract(timers_.begin()).mapped();
-        fire(timer);
+/// To be called before every task and handler, so that what is urgent waits for one of them and not for all.
+void EventLoop::serveUrgent() {
+    serveUrgentDescriptors();
+    fireDueTimers(time_.now(), false);
+}
+
+/// All that are due, or only those that need not wait for tasks.
+void EventLoop::fireDueTimers(Clock::time_point now, bool all) {
+    const auto isNext = [&](const auto& entry) { return entry.first <= now && (all || !entry.second->waitsForTasks); };
+    for (auto next = timers_.begin(); !isStopped_;) {
+        next = std::find_if(timers_.begin(), timers_.end(), isNext);
+        if (next == timers_.end())
+            return;
+        fire(timers_.extract(next).mapped());
+        serveUrgentDescriptors();
     }
 }
 
 void EventLoop::fire(const std::shared_ptr<TimerState>& timer) {
-    serveUrgent(); // which may invalidate the timer
     if (!timer->onFire)
         return;
     const auto onFire = timer->onFire; // the handler may invalidate its timer
@@ -230,14 +240,13 @@ void EventLoop::fire(const std::shared_ptr<TimerState>& timer) {
 
 void EventLoop::arm(const std::shared_ptr<TimerState>& timer) { timers_.emplace(timer->due, timer); }
 
-std::shared_ptr<EventLoop::TimerState> EventLoop::addTimer(Clock::time_point due, Clock::duration interval,
-                                                           bool repeats, Task onFire) {
-    auto timer = std::make_shared<TimerState>(TimerState{due, interval, repeats, std::move(onFire)});
+std::shared_ptr<EventLoop::TimerState> EventLoop::addTimer(TimerState state) {
+    auto timer = std::make_shared<TimerState>(std::move(state));
     arm(timer);
     return timer;
 }
 
-void EventLoop::serveUrgent() {
+void EventLoop::serveUrgentDescriptors() {
     for (std::size_t i = 0; i < urgent_.size(); ++i) { // a handler may end its watch
         pollfd urgent{.fd = interests_.at(urgent_[i]).descriptor, .events = POLLIN, .revents = 0};
         if (poll(&urgent, 1, 0) > 0)
@@ -247,7 +256,9 @@ void EventLoop::serveUrgent() {
 
 void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {
     serveUrgent(); // which may end the watch
-    callHandler(interestID, readiness);
+    // What is urgent has been polled just now; its event may be over.
+    if (std::find(urgent_.begin(), urgent_.end(), interestID) == urgent_.end())
+        callHandler(interestID, readiness);
 }
 
 void EventLoop::callHandler(std::uint64_t interestID, Readiness readiness) {

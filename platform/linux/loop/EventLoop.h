@@ -46,6 +46,10 @@ public:
 
 /// An event loop on the kernel's own epoll: posted tasks, timers and descriptors, all served on one thread.
 ///
+/// Repeating timers and delayed tasks that are due, and descriptors that are watched as urgent, are served before every
+/// task and every handler of a descriptor: they wait for the one that is running, but not for those queued behind it. A
+/// one-shot timer ends the wait for something, so the tasks that were posted before it was due come first.
+///
 /// What a task or a handler throws is reported to the system's log, and the loop goes on.
 ///
 /// The loop belongs to the thread that made it, and from `run()` on to the one that runs it. `post`, `postAfter` and
@@ -67,8 +71,7 @@ public:
     /// long as the watch. Throws `std::system_error`, and then everything is as it was.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
 
-    /// As `watch` for reading, but the descriptor is also polled before every task, timer and handler: what arrives on
-    /// it waits for the one that is running, but not for those queued behind it.
+    /// As `watch` for reading, and urgent: before timers, too.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watchUrgent(int descriptor, Task onReadable);
 
     /// Serves until `stop`. Everything posted before the stop is run. May be run again.
@@ -82,7 +85,8 @@ private:
         Clock::time_point due;
         Clock::duration interval;
         bool repeats;
-        Task onFire; ///< Empty once invalidated or spent.
+        bool waitsForTasks; ///< For those that were posted before it was due.
+        Task onFire;        ///< Empty once invalidated or spent.
     };
     /// What is wanted of one descriptor.
     struct Interest {
@@ -101,16 +105,17 @@ private:
     void wakeUp();
     int timeoutMilliseconds();
     void runPosted();
-    void fireDueTimers(Clock::time_point now);
     void fire(const std::shared_ptr<TimerState>& timer);
     void arm(const std::shared_ptr<TimerState>& timer);
     Interests::iterator interestIn(int descriptor);
     bool tellKernel(int operation, const Interests::value_type& interest);
     void unwatch(std::uint64_t interestID, Readiness readiness);
     void serveUrgent();
+    void fireDueTimers(Clock::time_point now, bool all);
+    void serveUrgentDescriptors();
     void dispatch(std::uint64_t interestID, Readiness readiness);
     void callHandler(std::uint64_t interestID, Readiness readiness);
-    std::shared_ptr<TimerState> addTimer(Clock::time_point due, Clock::duration interval, bool repeats, Task onFire);
+    std::shared_ptr<TimerState> addTimer(TimerState state);
 
     LoopTime& time_;
     FileDescriptor epoll_;

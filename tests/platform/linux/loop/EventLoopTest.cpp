@@ -170,15 +170,82 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
     EXPECT_EQ(trace.back(), 4);
 }
 
-TEST(StoppedEventLoop, ServesNoTimerThatIsDueByThen) {
+// --- timers, in virtual time
+
+class TimersOfTheLoop : public ::testing::Test {
+protected:
+    /// A task that takes that long.
+    void postTask(const char* name, double seconds) {
+        loop.post([=, this] {
+            time.pass(std::chrono::duration_cast<LoopTime::Clock::duration>(std::chrono::duration<double>(seconds)));
+            trace.emplace_back(name);
+        });
+    }
+    std::unique_ptr<Timer> schedule(const char* name, double seconds) {
+        return loop.scheduleTimer(seconds, true, [=, this] { trace.emplace_back(name); });
+    }
+
     VirtualLoopTime time;
-    EventLoop loop(time);
-    int fired = 0;
-    const auto timer = loop.scheduleTimer(1, true, [&] { ++fired; });
-    loop.post([&] { time.pass(std::chrono::seconds(1)); });
+    EventLoop loop{time};
+    std::vector<std::string> trace;
+};
+
+TEST_F(TimersOfTheLoop, ADueTimerOvertakesTheTasksThatWait) {
+    const auto timer = schedule("tick", 2);
+    for (const char* const task : {"a", "b", "c", "d"})
+        postTask(task, 1);
     loop.stop();
     loop.run();
-    EXPECT_EQ(fired, 0);
+    EXPECT_THAT(trace, ElementsAre("a", "b", "tick", "c", "d", "tick"));
+}
+
+TEST_F(TimersOfTheLoop, ADueDelayedTaskOvertakesTheTasksThatWait) {
+    loop.postAfter(1, [this] { trace.emplace_back("delayed"); });
+    for (const char* const task : {"a", "b"})
+        postTask(task, 1);
+    loop.stop();
+    loop.run();
+    EXPECT_THAT(trace, ElementsAre("a", "delayed", "b"));
+}
+
+TEST_F(TimersOfTheLoop, ADueTimerOvertakesTheDescriptorsThatAreReady) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const FileDescriptor reading(ends[0]);
+    const FileDescriptor writing(ends[1]);
+    ASSERT_EQ(write(writing.get(), "x", 1), 1);
+    const auto timer = schedule("tick", 1);
+    const auto onReady = [this](const char* name) {
+        return [=, this] {
+            trace.emplace_back(name);
+            time.pass(std::chrono::seconds(1));
+            if (trace.size() > 1)
+                loop.stop();
+        };
+    };
+    const auto one = loop.watch(reading.get(), EventLoop::Readiness::readable, onReady("readable"));
+    const auto other = loop.watch(writing.get(), EventLoop::Readiness::writable, onReady("writable"));
+    loop.run();
+    ASSERT_GE(trace.size(), 3U);
+    EXPECT_EQ(trace[1], "tick");
+}
+
+TEST_F(TimersOfTheLoop, AOneShotTimerLetsTheTasksThatWereThereFirstRun) {
+    const auto timer = loop.scheduleTimer(1, false, [this] { trace.emplace_back("once"); });
+    for (const char* const task : {"a", "b", "c"})
+        postTask(task, 1);
+    loop.postAfter(4, [this] { loop.stop(); });
+    loop.run();
+    EXPECT_THAT(trace, ElementsAre("a", "b", "c", "once"));
+}
+
+TEST_F(TimersOfTheLoop, NoneFiresOnceTheLoopIsStopped) {
+    const auto timer = schedule("tick", 1);
+    loop.stop();
+    postTask("a", 1);
+    postTask("b", 1);
+    loop.run();
+    EXPECT_THAT(trace, ElementsAre("a", "b"));
 }
 
 // --- watches that the kernel refuses

@@ -18,6 +18,7 @@ private:
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(MacOS, MainQueueConformance, DispatchMainQueueHarness);
+INSTANTIATE_TYPED_TEST_SUITE_P(MacOS, TimersBehindTasks, DispatchMainQueueHarness);
 
 } // namespace
 } // namespace kelo
