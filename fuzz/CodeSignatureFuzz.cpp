@@ -1,5 +1,5 @@
-// A whole file, as a hostile peer can run it, against an anchor whose key was thrown away when the seeds had been made:
-// no identity but the seeds' may ever come out.
+// A whole file, as a hostile peer can run it, against an anchor whose key nobody has: the only identities that may come
+// out are those of the seeds, which fuzz/sign-seeds.sh makes.
 
 #include <sys/mman.h>
 #include <unistd.h>

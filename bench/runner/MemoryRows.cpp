@@ -10,7 +10,6 @@ void addMemory(Figures& figures, const std::string& state, pid_t helper) {
     figures.addWithTarget("memory." + state + ".private-without-libraries", facts.privateToItself, "KiB", 1024);
     figures.add("memory." + state + ".anonymous", facts.anonymous, "KiB");
     figures.add("memory." + state + ".resident", facts.resident, "KiB");
-    figures.add("memory." + state + ".resident-without-libcrypto", facts.residentWithoutLibcrypto, "KiB");
 }
 
 } // namespace

@@ -22,20 +22,16 @@ void addThread(const std::filesystem::path& thread, ProcessFacts& facts) {
 void addMemory(const std::string& process, ProcessFacts& facts) {
     std::ifstream maps(process + "/smaps");
     bool isLibrary = false;
-    bool isLibcrypto = false;
     for (std::string line; std::getline(maps, line);) {
         std::istringstream words(line);
         std::string name;
         double size = 0;
         if (!(words >> name >> size) || name.back() != ':') {
             isLibrary = line.find(".so") != std::string::npos;
-            isLibcrypto = line.find("libcrypto") != std::string::npos;
             continue;
         }
-        if (name == "Rss:") {
+        if (name == "Rss:")
             facts.resident += size;
-            facts.residentWithoutLibcrypto += isLibcrypto ? 0 : size;
-        }
         if (name == "Private_Clean:" || name == "Private_Dirty:")
             facts.privateMemory += size;
         if (name == "Private_Dirty:" || (name == "Private_Clean:" && !isLibrary))

@@ -14,7 +14,6 @@ struct ProcessFacts {
     double privateMemory = 0;   ///< KiB that nobody else has.
     double privateToItself = 0; ///< KiB of these that are not a library's, unchanged: others may come to share it.
     double anonymous = 0;       ///< KiB that are of no file.
-    double residentWithoutLibcrypto = 0; ///< KiB.
 
     static ProcessFacts of(pid_t process);
 };

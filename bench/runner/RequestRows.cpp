@@ -46,7 +46,7 @@ void measureConnecting(const Scene& scene, Figures& figures) {
     const auto times = scene.ask(Scene::serviceSocket, {"connect", std::to_string(scene.count(2'000, 200))});
     figures.add("connecting.p50", times["p50"].get<double>() / 1000, "us");
     figures.add("connecting.p99", times["p99"].get<double>() / 1000, "us");
-    const auto anchor = TrustAnchor::load(scene.macFolder() + "/anchor.pem");
+    const auto anchor = TrustAnchor::load(scene.macFolder() + "/anchor.pub");
     std::vector<double> signature;
     for (int i = 0; i < scene.count(300, 50); ++i) {
         const auto start = std::chrono::steady_clock::now();

@@ -29,7 +29,7 @@ Finding running(const RunCommand& run, const std::string& helper) {
 }
 
 Finding signedBy(const RunCommand& run, const std::string& folder, const std::string& helper) {
-    const auto anchor = folder + "simulated-mac/anchor.pem";
+    const auto anchor = folder + "simulated-mac/anchor.pub";
     const auto verified = run({folder + "simsign", "verify", helper, "--anchor", anchor});
     if (!verified)
         return {Verdict::note, "signed", "There is no simsign beside this program that could tell.", ""};

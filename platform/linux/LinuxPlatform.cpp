@@ -29,8 +29,7 @@ std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std
 LinuxPlatform::LinuxPlatform(const ConnectionLimits& limits)
     : limits_(limits), exchange_(hardware_), power_(hardware_, loop_), clamshell_(hardware_),
       files_(loop_, InotifyFileEvents::Urgency::urgent), signals_(loop_),
-      anchor_(folder_.descriptor(), SimulatedMacFolder::anchorName),
-      signing_(anchor_, [](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
+      signing_([](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
       log_(makeSystemLog(HelperLog::subsystem, "hardware"), "hardware", logOutput_), platform_(assemble()) {
     if (obstacle_)
         nextTry_ = loop_.scheduleTimer(retryInterval, true, [this] { startOverIfPossible(); });
@@ -58,7 +57,10 @@ Platform LinuxPlatform::assemble() {
 std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machServiceName) {
     if (obstacle_)
         throw std::runtime_error(*obstacle_);
-    const auto checkPeer = [check = PeerCodeCheck(anchor_)](int socket, const std::string& requirement) {
+    const InstalledAnchor anchor(folder_.descriptor(), SimulatedMacFolder::anchorName);
+    if (!anchor.refusal().empty())
+        reportFault("no client will be admitted", anchor.refusal().c_str());
+    const auto checkPeer = [check = PeerCodeCheck(anchor)](int socket, const std::string& requirement) {
         return check.check(socket, requirement);
     };
     // Only to the system's log: standard error is for the helper's own messages.

@@ -9,7 +9,6 @@
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
 #include "platform/linux/loop/SignalfdSignals.h"
-#include "platform/linux/signing/InstalledAnchor.h"
 #include "platform/linux/signing/TrailerSigningInformation.h"
 #include "platform/linux/socket/InstallationFolder.h"
 #include "platform/linux/socket/server/SocketListener.h"
@@ -43,7 +42,6 @@ private:
     SimulatedMacClamshell clamshell_;
     InotifyFileEvents files_;
     SignalfdSignals signals_;
-    const InstalledAnchor anchor_;
     TrailerSigningInformation signing_;
     StandardErrorOutput logOutput_;
     const HelperLog log_;

@@ -42,7 +42,7 @@ stage() {
   chmod 700 "$folder/staged/simulated-mac"
   for program in "$@"; do cp "$program" "$folder/staged/"; done
   "$folder/staged/simsign" init "$folder/keys" --team TESTTEAM01 >/dev/null
-  cp "$folder/keys/anchor.pem" "$folder/staged/simulated-mac/"
+  cp "$folder/keys/anchor.pub" "$folder/staged/simulated-mac/"
   sign app.kelo.helper app.kelo.helper
   sign kelo app.kelo.Kelo
 }

@@ -50,7 +50,7 @@ TEST_F(Admission, AClientOfAForeignAnchorIsCutOff) {
 TEST_F(Admission, AnAnchorThatIsPutThereWhileTheHelperRunsIsNotTrusted) {
     startEverything();
     simsign({"init", "foreign", "--team", team});
-    std::filesystem::copy(world.program("foreign/anchor.pem"), world.program("simulated-mac/anchor.pem"),
+    std::filesystem::copy(world.program("foreign/anchor.pub"), world.program("simulated-mac/anchor.pub"),
                           std::filesystem::copy_options::overwrite_existing);
     addClient("foreign-client");
     sign("foreign-client", appIdentifier, team, "foreign");

@@ -41,7 +41,7 @@ protected:
         std::filesystem::create_directory(world.program("simulated-mac"));
         std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(0700));
         simsign({"init", "keys", "--team", team});
-        std::filesystem::copy(world.program("keys/anchor.pem"), world.program("simulated-mac/anchor.pem"));
+        std::filesystem::copy(world.program("keys/anchor.pub"), world.program("simulated-mac/anchor.pub"));
         sign(Installation::helperName, Installation::helperName);
         sign("kelo", appIdentifier);
         sign("rawclient", appIdentifier);

@@ -155,17 +155,21 @@ TEST_F(StartUp, ATimeZoneThatNamesAPipeDoesNotHoldUpTheStart) {
     EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
 }
 
-TEST_F(StartUp, AHelperWhoseSignatureWasBrokenIsUnsigned) {
-    // A letter in the name of a section that nobody loads: the helper runs as before.
+TEST_F(StartUp, AHelperWhoseSignatureHasAnotherVersionIsUnsigned) {
     const auto helper = world.program(Installation::helperName);
     auto content = readFile(helper);
-    const auto at = content.find(".comment");
-    ASSERT_NE(at, std::string::npos);
-    content[at + 1] = 'C';
+    content[content.size() - 12] = 1; // the lowest byte of the version
     writeFile(helper, content);
     world.startMac();
     world.startHelper();
     EXPECT_TRUE(world.waitForLog(unsignedError));
+    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
+}
+
+TEST_F(StartUp, AHelperWhoseAnchorOthersCanReplaceAdmitsNobody) {
+    std::filesystem::permissions(world.program("simulated-mac/anchor.pub"), std::filesystem::perms(0666));
+    startEverything();
+    EXPECT_THAT(world.helperLog(), ElementsAre(acceptingOnly, listening));
     EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
 }
 

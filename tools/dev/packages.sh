@@ -4,8 +4,8 @@
 # debian_packages NEED: Debian's and Ubuntu's packages for it, a word each.
 debian_packages() {
   case $1 in
-    build) echo git cmake ninja-build clang g++ lld nlohmann-json3-dev libcli11-dev libssl-dev ;;
-    test) echo libgtest-dev libgmock-dev libblocksruntime-dev libxml2-utils mandoc zsh fish openssl ;;
+    build) echo git cmake ninja-build clang g++ lld nlohmann-json3-dev libcli11-dev libsodium-dev ;;
+    test) echo libgtest-dev libgmock-dev libblocksruntime-dev libxml2-utils mandoc zsh fish ;;
     bench) echo libbenchmark-dev ;;
     coverage) echo llvm ;;
     macos) echo llvm googletest libc++-dev libc++abi-dev ;;

@@ -21,8 +21,8 @@ lay_out() {
     mv -f "$folder/$program.new" "$folder/$program"
   done
   cp THIRD_PARTY_NOTICES.md "$folder/" # the programs hold others' code
-  [ -e "$folder/keys/anchor.pem" ] || "$folder/simsign" init "$folder/keys" --team "$stage_team" >/dev/null
-  cp "$folder/keys/anchor.pem" "$folder/simulated-mac/anchor.pem"
+  [ -e "$folder/keys/anchor.pub" ] || "$folder/simsign" init "$folder/keys" --team "$stage_team" >/dev/null
+  cp "$folder/keys/anchor.pub" "$folder/simulated-mac/anchor.pub"
   stage_sign "$folder" app.kelo.helper app.kelo.helper
   stage_sign "$folder" kelo app.kelo.Kelo
 }

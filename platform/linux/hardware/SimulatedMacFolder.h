@@ -18,7 +18,7 @@ class SimulatedMacFolder : public Rights {
 public:
     static constexpr const char* name = "simulated-mac";
     /// The trust anchor within the folder.
-    static constexpr const char* anchorName = "anchor.pem";
+    static constexpr const char* anchorName = "anchor.pub";
 
     SimulatedMacFolder();
     explicit SimulatedMacFolder(const std::string& path);

@@ -1,14 +1,11 @@
 #include "platform/linux/signing/PeerCodeCheck.h"
 
 #include "platform/linux/signing/CodeRequirement.h"
+#include "platform/linux/signing/CodeSignature.h"
 #include "platform/linux/signing/PeerProcess.h"
 #include "platform/linux/signing/SignatureRefused.h"
 
 namespace kelo {
-
-PeerCodeCheck::PeerCodeCheck(InstalledAnchor anchor)
-    : judged_(std::make_shared<JudgedExecutables>(
-          [anchor = std::move(anchor)](int executable) { return verifyCodeSignature(executable, anchor.get()); })) {}
 
 std::optional<std::string> PeerCodeCheck::check(int socket, const std::string& requirement) const {
     try {
@@ -24,7 +21,7 @@ std::optional<std::string> PeerCodeCheck::check(const PeerProcess& peer, const s
         return "The requirement does not parse, so that nobody satisfies it.";
     try {
         const auto executable = peer.openExecutable();
-        auto verdict = judged_->judge(executable.get());
+        auto verdict = verifyCodeSignature(executable.get(), anchor_.get());
         if (!verdict.identity)
             return std::move(verdict.reason);
         if (!required->isSatisfiedBy(*verdict.identity))

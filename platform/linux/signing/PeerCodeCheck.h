@@ -1,12 +1,10 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "platform/linux/signing/InstalledAnchor.h"
-#include "platform/linux/signing/JudgedExecutables.h"
+#include "platform/linux/signing/TrustAnchor.h"
 
 namespace kelo {
 
@@ -28,18 +26,18 @@ class PeerProcess;
 class PeerCodeCheck {
 public:
     /// With an anchor that is not trusted, nobody satisfies any requirement.
-    explicit PeerCodeCheck(InstalledAnchor anchor);
+    explicit PeerCodeCheck(InstalledAnchor anchor) : anchor_(std::move(anchor)) {}
 
     /// None when the peer of the connected socket satisfies the requirement; else why not, one English sentence. A
     /// requirement that does not parse is satisfied by nobody. Reads the peer's whole executable when everything else
-    /// about its signature is right, unless it has been judged before. Any thread.
+    /// about its signature is right. Any thread.
     std::optional<std::string> check(int socket, const std::string& requirement) const;
 
     /// As above, for a peer that has been identified already.
     std::optional<std::string> check(const PeerProcess& peer, const std::string& requirement) const;
 
 private:
-    const std::shared_ptr<JudgedExecutables> judged_; ///< Copies share what has been judged.
+    const InstalledAnchor anchor_;
 };
 
 } // namespace kelo

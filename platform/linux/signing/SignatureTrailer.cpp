@@ -1,40 +1,28 @@
 #include "platform/linux/signing/SignatureTrailer.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <span>
-#include <string>
+#include <cerrno>
 
-#include "platform/linux/signing/FileBlocks.h"
 #include "platform/linux/signing/SignatureRefused.h"
 
 namespace kelo {
 namespace {
 
 constexpr std::array<std::uint8_t, 8> magic = {0x89, 'K', 'e', 'l', 'o', 'S', 'i', 'g'};
-constexpr std::size_t sizeAt = 0;
-constexpr std::size_t versionAt = 4;
-constexpr std::size_t magicAt = 8;
-constexpr auto footerSize = std::tuple_size_v<SignatureTrailer::Footer>;
+constexpr std::uint32_t currentVersion = 2;
 
-std::uint32_t littleEndian32(const std::uint8_t* bytes) {
-    std::uint32_t value = 0;
-    for (int i = 3; i >= 0; --i)
-        value = value << 8 | bytes[i];
-    return value;
-}
+// The first bytes of the signed messages. Of equal size and different, so that no message of one kind is a message of
+// the other; and with the format version, so that no signature of one format counts in another.
+constexpr std::string_view teamContext("kelo team 2\0", 12);
+constexpr std::string_view codeContext("kelo code 2\0", 12);
 
-void putLittleEndian32(std::uint8_t* bytes, std::uint32_t value) {
-    for (int i = 0; i < 4; ++i, value >>= 8)
-        bytes[i] = static_cast<std::uint8_t>(value);
-}
-
-std::uint64_t sizeOfRegularFile(int file) {
-    struct stat status {};
-    if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0)
-        throw SignatureRefused("The executable is not a regular file.");
-    return static_cast<std::uint64_t>(status.st_size);
+std::vector<std::uint8_t> messageOf(std::string_view context, std::span<const std::uint8_t> signedBytes) {
+    std::vector<std::uint8_t> message(context.begin(), context.end());
+    message.insert(message.end(), signedBytes.begin(), signedBytes.end());
+    return message;
 }
 
 void readOrRefuse(int file, std::uint64_t offset, std::span<std::uint8_t> bytes) {
@@ -42,36 +30,87 @@ void readOrRefuse(int file, std::uint64_t offset, std::span<std::uint8_t> bytes)
         throw SignatureRefused("The executable cannot be read.");
 }
 
+std::uint32_t littleEndianValue(std::span<const std::uint8_t, 4> bytes) {
+    std::uint32_t value = 0;
+    for (std::size_t i = bytes.size(); i-- > 0;)
+        value = value << 8 | bytes[i];
+    return value;
+}
+
+bool isPrintable(char c) { return c >= ' ' && c <= '~'; }
+
+bool isWellFormed(const NameField& field) { return NameField::of(field.name()) == field; }
+
 } // namespace
 
-std::optional<SignatureTrailer> SignatureTrailer::read(int file) {
-    const auto fileSize = sizeOfRegularFile(file);
-    if (fileSize < footerSize)
+std::optional<NameField> NameField::of(std::string_view name) {
+    NameField field{};
+    if (name.size() > field.text.size() || !std::all_of(name.begin(), name.end(), isPrintable))
         return std::nullopt;
-    Footer footer{};
-    readOrRefuse(file, fileSize - footerSize, footer);
-    if (!std::equal(magic.begin(), magic.end(), footer.begin() + magicAt))
-        return std::nullopt;
-    const auto version = littleEndian32(&footer[versionAt]);
-    if (version != formatVersion)
-        throw SignatureRefused("The signature has format version " + std::to_string(version) +
-                               ", and only version 1 is known here.");
-    const auto messageSize = littleEndian32(&footer[sizeAt]);
-    const auto sizeBeforeFooter = fileSize - footerSize;
-    if (messageSize == 0 || messageSize > maxMessageSize || messageSize > sizeBeforeFooter)
-        throw SignatureRefused("The signature trailer is damaged: its message cannot be " +
-                               std::to_string(messageSize) + " bytes long.");
-    SignatureTrailer trailer{sizeBeforeFooter - messageSize, std::vector<std::uint8_t>(messageSize)};
-    readOrRefuse(file, trailer.contentSize, trailer.message);
+    field.size = static_cast<std::uint8_t>(name.size());
+    std::copy(name.begin(), name.end(), field.text.begin());
+    return field;
+}
+
+SignatureTrailer SignatureTrailer::empty() {
+    SignatureTrailer trailer{};
+    trailer.version = littleEndian<4>(currentVersion);
+    trailer.magic = kelo::magic;
     return trailer;
 }
 
-SignatureTrailer::Footer SignatureTrailer::makeFooter(std::uint32_t messageSize) {
-    Footer footer{};
-    putLittleEndian32(&footer[sizeAt], messageSize);
-    putLittleEndian32(&footer[versionAt], formatVersion);
-    std::copy(magic.begin(), magic.end(), footer.begin() + magicAt);
-    return footer;
+std::optional<SignatureTrailer> SignatureTrailer::read(int file, std::uint64_t fileSize) {
+    std::array<std::uint8_t, sizeof version + sizeof magic> end{};
+    if (fileSize < end.size())
+        return std::nullopt;
+    readOrRefuse(file, fileSize - end.size(), end);
+    if (!std::equal(kelo::magic.begin(), kelo::magic.end(), end.begin() + sizeof version))
+        return std::nullopt;
+    if (const auto found = littleEndianValue(std::span(end).first<sizeof version>()); found != currentVersion)
+        throw SignatureRefused("The signature has format version " + std::to_string(found) + ", and only version " +
+                               std::to_string(currentVersion) + " is known here.");
+    if (fileSize < sizeof(SignatureTrailer))
+        throw SignatureRefused("The signature trailer is damaged: it is cut short.");
+    SignatureTrailer trailer{};
+    readOrRefuse(file, fileSize - sizeof trailer, {reinterpret_cast<std::uint8_t*>(&trailer), sizeof trailer});
+    if (!isWellFormed(trailer.team) || !isWellFormed(trailer.identifier))
+        throw SignatureRefused("The signature trailer is damaged: a name in it is not printable text.");
+    return trailer;
+}
+
+SignatureTrailer SignatureTrailer::require(int file, std::uint64_t fileSize) {
+    const auto trailer = read(file, fileSize);
+    if (!trailer)
+        throw SignatureRefused("The executable is not signed.");
+    return *trailer;
+}
+
+std::vector<std::uint8_t> SignatureTrailer::teamMessage() const {
+    return messageOf(teamContext, bytes().first(offsetof(SignatureTrailer, anchorSignature)));
+}
+
+std::vector<std::uint8_t> SignatureTrailer::codeMessage() const {
+    return messageOf(codeContext, bytes().first(offsetof(SignatureTrailer, teamSignature)));
+}
+
+std::uint64_t fileSizeOf(int file) {
+    struct stat status {};
+    if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0)
+        throw SignatureRefused("The executable is not a regular file.");
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+bool readExactly(int file, std::uint64_t offset, std::span<std::uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const auto count = ::pread(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+        offset += static_cast<std::uint64_t>(count);
+    }
+    return true;
 }
 
 } // namespace kelo

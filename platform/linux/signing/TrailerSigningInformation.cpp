@@ -2,12 +2,25 @@
 
 #include <fcntl.h>
 
-#include "platform/linux/signing/CodeSignature.h"
 #include "platform/linux/signing/SignatureRefused.h"
+#include "platform/linux/signing/SignatureTrailer.h"
 #include "platform/posix/Errno.h"
 #include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
+namespace {
+
+std::string requireTeam() {
+    const FileDescriptor executable(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+    if (!executable.isValid())
+        throwErrno("the executable cannot be opened");
+    std::string team(SignatureTrailer::require(executable.get(), fileSizeOf(executable.get())).team.name());
+    if (team.empty())
+        throw SignatureRefused("The executable is signed by no team.");
+    return team;
+}
+
+} // namespace
 
 std::optional<std::string> TrailerSigningInformation::teamIdentifier() {
     try {
@@ -16,18 +29,6 @@ std::optional<std::string> TrailerSigningInformation::teamIdentifier() {
         onRefused_(refused.what());
         return std::nullopt;
     }
-}
-
-std::string TrailerSigningInformation::requireTeam() const {
-    const FileDescriptor executable(::open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
-    if (!executable.isValid())
-        throwErrno("the executable cannot be opened");
-    auto verdict = verifyCodeSignature(executable.get(), anchor_.get());
-    if (!verdict.identity)
-        throw SignatureRefused(verdict.reason);
-    if (verdict.identity->team.empty())
-        throw SignatureRefused("The executable is signed by no team.");
-    return std::move(verdict.identity->team);
 }
 
 } // namespace kelo

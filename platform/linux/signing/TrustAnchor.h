@@ -1,33 +1,43 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
-#include "platform/linux/signing/OpenSSLHandles.h"
+#include "platform/linux/signing/SignatureTrailer.h"
 
 namespace kelo {
 
-/// The one certificate that every trusted chain ends in: on a simulated Mac what the platform vendor's roots are on a
-/// real one.
-class TrustAnchor {
-public:
-    /// Reads the first certificate of a PEM file, whoever can write to it. Throws `SignatureRefused`.
-    static TrustAnchor load(const std::filesystem::path& file);
-    /// As above, from an open file; `name` is for what is thrown.
-    static TrustAnchor read(int file, const std::string& name);
+/// The public key that decides which keys may sign for which team: what the platform vendor's root certificates are on
+/// a real Mac. A file has it as 64 hexadecimal digits and a line end.
+struct TrustAnchor {
+    PublicKey key;
 
-    /// Throws `SignatureRefused` unless `leaf` was issued by the anchor, directly or through authorities among
-    /// `others`, each of which, as the anchor itself, says that it issues certificates, and either names no purposes or
-    /// code signing among them.
-    ///
-    /// Dates are not checked: on a Mac, too, what was signed stays acceptable when the certificate has expired, and a
-    /// helper must not stop serving its app on a certain date. Revoked certificates are not detected.
-    void requireIssued(X509* leaf, STACK_OF(X509) * others) const;
+    /// Reads a file, whoever can write to it. Throws `SignatureRefused`.
+    static TrustAnchor load(const std::filesystem::path& file);
+    /// The same for an open file; `name` is for the message of what is thrown.
+    static TrustAnchor read(int file, const std::string& name);
+};
+
+/// The trust anchor in an installation's folder: any process that can put a file there decides whom to trust.
+///
+/// So it counts only when nobody can except root and the effective user of the process: folder and file belong to one
+/// of the two, and nobody else may write to them. It is checked and read once, when the object is made: later changes
+/// have no effect. Any thread.
+class InstalledAnchor {
+public:
+    /// `folder` is an open folder, O_PATH is enough; -1 when there is none. `name` is the name of a file in it.
+    InstalledAnchor(int folder, const std::string& name);
+
+    /// Throws `SignatureRefused` with `refusal` when the anchor is not trusted.
+    const TrustAnchor& get() const;
+
+    /// Why the anchor is not trusted, one English sentence; empty when it is.
+    const std::string& refusal() const { return refusal_; }
 
 private:
-    explicit TrustAnchor(X509Handle certificate) : certificate_(std::move(certificate)) {}
-
-    X509Handle certificate_;
+    std::optional<TrustAnchor> anchor_;
+    std::string refusal_;
 };
 
 } // namespace kelo

@@ -1,12 +1,13 @@
 #include "simulator/tools/simsign/KeyFolder.h"
 
-#include <openssl/pem.h>
+#include <fcntl.h>
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
-#include "platform/linux/signing/ContentDigest.h"
+#include "platform/linux/signing/Sodium.h"
+#include "platform/posix/FileDescriptor.h"
+#include "platform/posix/Hex.h"
 #include "simulator/tools/simsign/ReplacementFile.h"
 #include "simulator/tools/simsign/SigningFailed.h"
 
@@ -18,64 +19,76 @@ namespace fs = std::filesystem;
 constexpr mode_t forEverybody = 0644;
 constexpr mode_t forOwner = 0600;
 
-std::span<const std::uint8_t> bytesOf(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-/// As PEM; the private key, which may be null, first.
-std::string pemOf(X509* certificate, EVP_PKEY* key) {
-    const OpenSSLErrorScope errors;
-    const BIOHandle output(BIO_new(BIO_s_mem()));
-    if (!output ||
-        (key != nullptr && PEM_write_bio_PrivateKey(output.get(), key, nullptr, nullptr, 0, nullptr, nullptr) != 1) ||
-        PEM_write_bio_X509(output.get(), certificate) != 1)
-        throw SigningFailed("OpenSSL cannot write the certificate.");
-    char* text = nullptr;
-    const auto size = BIO_get_mem_data(output.get(), &text);
-    return {text, static_cast<std::size_t>(size)};
-}
-
-void writeFile(const fs::path& path, const std::string& text, mode_t mode) {
+void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes, mode_t mode) {
+    const auto text = hexOf(bytes) + "\n";
     ReplacementFile file(path);
     file.setMode(mode);
-    file.write(bytesOf(text));
+    file.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     file.commit();
 }
 
-void writeKeyed(const fs::path& path, const KeyedCertificate& keyed) {
-    writeFile(path, pemOf(keyed.certificate.get(), keyed.key.get()), forOwner);
-}
-
-KeyedCertificate readKeyed(const fs::path& path) {
-    const OpenSSLErrorScope errors;
-    const BIOHandle input(BIO_new_file(path.c_str(), "re"));
-    if (!input)
+template <std::size_t count>
+std::array<std::uint8_t, count> readKey(const fs::path& path) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.isValid())
         throw SigningFailed("The file " + path.string() + " cannot be read.");
-    KeyedCertificate keyed;
-    keyed.key.reset(PEM_read_bio_PrivateKey(input.get(), nullptr, nullptr, nullptr));
-    keyed.certificate.reset(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
-    if (!keyed.key || !keyed.certificate)
-        throw SigningFailed("The file " + path.string() + " does not hold a private key and its certificate.");
-    return keyed;
+    const auto bytes = readHexFile<count>(file.get());
+    if (!bytes)
+        throw SigningFailed("The file " + path.string() + " does not hold a private key.");
+    return *bytes;
 }
 
 bool isLetterOrDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
 } // namespace
 
+SigningKey SigningKey::make() {
+    initializeSodium();
+    SigningKey key{};
+    PublicKey publicKey{};
+    crypto_sign_keypair(publicKey.data(), key.secret.data());
+    return key;
+}
+
+PublicKey SigningKey::publicKey() const {
+    PublicKey key{};
+    crypto_sign_ed25519_sk_to_pk(key.data(), secret.data());
+    return key;
+}
+
+Ed25519Signature SigningKey::sign(std::span<const std::uint8_t> message) const {
+    initializeSodium();
+    Ed25519Signature signature{};
+    crypto_sign_detached(signature.data(), nullptr, message.data(), message.size(), secret.data());
+    return signature;
+}
+
+NameField requireNameField(const char* what, const std::string& name) {
+    const auto field = NameField::of(name);
+    if (!field)
+        throw SigningFailed(std::string("The ") + what +
+                            " is longer than 255 bytes or holds other than printable ASCII characters.");
+    return *field;
+}
+
+TeamKey vouchFor(const std::string& team, const SigningKey& key, const SigningKey& anchor) {
+    TeamKey made{key, SignatureTrailer::empty()};
+    made.trailer.team = requireNameField("team", team);
+    made.trailer.teamKey = key.publicKey();
+    made.trailer.anchorSignature = anchor.sign(made.trailer.teamMessage());
+    return made;
+}
+
 KeyFolder::KeyFolder(fs::path folder) : folder_(std::move(folder)) {}
-
-fs::path KeyFolder::anchorFile() const { return folder_ / "anchor.pem"; }
-
-fs::path KeyFolder::anchorKeyFile() const { return folder_ / "anchor-key.pem"; }
 
 fs::path KeyFolder::teamFile(const std::string& name) const {
     constexpr std::size_t longestPlain = 64;
     if (!name.empty() && name.size() <= longestPlain && std::all_of(name.begin(), name.end(), isLetterOrDigit))
-        return folder_ / ("team-" + name + ".pem");
-    ContentDigest digest;
-    digest.add(bytesOf(name));
-    return folder_ / ("team-sha256-" + digest.hex() + ".pem");
+        return folder_ / ("team-" + name + ".key");
+    std::array<std::uint8_t, 32> digest{};
+    crypto_generichash(digest.data(), digest.size(), reinterpret_cast<const std::uint8_t*>(name.data()), name.size(),
+                       nullptr, 0);
+    return folder_ / ("team-digest-" + hexOf(digest) + ".key");
 }
 
 bool KeyFolder::hasAnchor() const { return fs::exists(anchorFile()) || fs::exists(anchorKeyFile()); }
@@ -86,27 +99,21 @@ void KeyFolder::makeAnchor() {
     if (error)
         throw SigningFailed("The folder " + folder_.string() + " cannot be made (" + error.message() + ").");
     for (const auto& entry : fs::directory_iterator(folder_))
-        if (entry.path().filename().string().starts_with("team-") && entry.path().extension() == ".pem")
+        if (entry.path().filename().string().starts_with("team-") && entry.path().extension() == ".key")
             fs::remove(entry.path());
-    CertificateRequest request;
-    request.commonName = "Simulated Mac development anchor";
-    request.isAuthority = true;
-    const auto anchor = issueSelfSigned(request);
-    writeKeyed(anchorKeyFile(), anchor);
-    writeFile(anchorFile(), pemOf(anchor.certificate.get(), nullptr), forEverybody);
+    const auto anchor = SigningKey::make();
+    writeFile(anchorKeyFile(), anchor.secret, forOwner);
+    writeFile(anchorFile(), anchor.publicKey(), forEverybody);
 }
 
-KeyedCertificate KeyFolder::anchor() const { return readKeyed(anchorKeyFile()); }
+SigningKey KeyFolder::anchor() const { return {readKey<sizeof(SigningKey)>(anchorKeyFile())}; }
 
-KeyedCertificate KeyFolder::team(const std::string& name) {
+TeamKey KeyFolder::team(const std::string& name) {
     const auto file = teamFile(name);
     if (fs::exists(file))
-        return readKeyed(file);
-    CertificateRequest request;
-    request.commonName = "Simulated Mac development";
-    request.organizationalUnits = {name};
-    auto made = issueCertificate(request, anchor());
-    writeKeyed(file, made);
+        return vouchFor(name, {readKey<sizeof(SigningKey)>(file)}, anchor());
+    const auto made = vouchFor(name, SigningKey::make(), anchor());
+    writeFile(file, made.key.secret, forOwner);
     return made;
 }
 

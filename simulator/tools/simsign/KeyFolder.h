@@ -1,40 +1,63 @@
 #pragma once
 
 #include <filesystem>
+#include <span>
 #include <string>
 
-#include "simulator/tools/simsign/Certificates.h"
+#include "platform/linux/signing/SignatureTrailer.h"
 
 namespace kelo {
 
-/// A folder with a development anchor and its teams, in PEM files:
+/// An Ed25519 key pair, as libsodium stores it: the seed, then the public key.
+struct SigningKey {
+    std::array<std::uint8_t, 64> secret;
+
+    static SigningKey make();
+    PublicKey publicKey() const;
+    Ed25519Signature sign(std::span<const std::uint8_t> message) const;
+};
+
+/// A team's key, and the parts of a trailer that are the same for everything it signs: the team, the public key and
+/// the anchor's signature over both.
+struct TeamKey {
+    SigningKey key;
+    SignatureTrailer trailer;
+};
+
+/// The field for a name. Throws `SigningFailed` for one that a trailer cannot hold; `what` names it in the message.
+NameField requireNameField(const char* what, const std::string& name);
+
+/// `key` as a team's key, for which `anchor` vouches. Throws `SigningFailed`.
+TeamKey vouchFor(const std::string& team, const SigningKey& key, const SigningKey& anchor);
+
+/// A folder with a development anchor and its teams, in files of hexadecimal digits:
 ///
-///     anchor.pem        the anchor's certificate, for whoever verifies
-///     anchor-key.pem    the same with its private key
-///     team-NAME.pem     a team's certificate for code signing, with its private key
+///     anchor.pub        the anchor's public key, for everyone who verifies
+///     anchor.key        its key pair
+///     team-NAME.key     a team's key pair
 ///
-/// A team whose name is not just letters and digits has a digest of the name in the file's name instead. Files with
+/// The file name of a team whose name is not just letters and digits has a digest of the name instead. Files with
 /// private keys are readable by their owner alone. They are meant for simulated Macs, and protected no further. All
 /// members throw `SigningFailed`.
 class KeyFolder {
 public:
-    /// Nothing is read before it is asked for.
+    /// Reads nothing yet.
     explicit KeyFolder(std::filesystem::path folder);
 
-    std::filesystem::path anchorFile() const;
+    std::filesystem::path anchorFile() const { return folder_ / "anchor.pub"; }
     bool hasAnchor() const;
 
     /// Makes the folder, if it does not exist, and a new anchor in it. Removes the teams of the previous anchor, which
     /// would no longer be trusted.
     void makeAnchor();
 
-    KeyedCertificate anchor() const;
+    SigningKey anchor() const;
 
-    /// The team's certificate; made, and kept for the next time, if the folder has none.
-    KeyedCertificate team(const std::string& name);
+    /// The team's key; made, and kept for the next time, if the folder has none.
+    TeamKey team(const std::string& name);
 
 private:
-    std::filesystem::path anchorKeyFile() const;
+    std::filesystem::path anchorKeyFile() const { return folder_ / "anchor.key"; }
     std::filesystem::path teamFile(const std::string& name) const;
 
     const std::filesystem::path folder_;

@@ -53,7 +53,7 @@ void init(const Arguments& arguments) {
 void sign(const Arguments& arguments) {
     KeyFolder keys(arguments.folder);
     const auto team = keys.team(arguments.team);
-    signExecutable(arguments.executable, {arguments.identifier, arguments.team}, {team, {}});
+    signExecutable(arguments.executable, arguments.identifier, team);
     std::printf("signed %s as \"%s\" of team \"%s\"\n", arguments.executable.c_str(), arguments.identifier.c_str(),
                 arguments.team.c_str());
 }
@@ -74,10 +74,9 @@ void verify(const Arguments& arguments) {
 }
 
 constexpr const char* footer =
-    "Identifiers and teams may contain any characters except control characters, including double quotes and spaces,\n"
-    "and may be empty: tests need peers whose names no requirement can match. Write --team=NAME for a name that "
-    "begins\n"
-    "with a hyphen, and --team '' for the empty one.\n\n"
+    "Identifiers and teams may contain any printable ASCII characters, including double quotes and spaces, and may be\n"
+    "empty: tests need peers whose names no requirement can match. Write --team=NAME for a name that begins with a\n"
+    "hyphen, and --team '' for the empty one.\n\n"
     "Exit status: 0 success, 1 failed or not verified (the reason is on standard error), 2 incorrect usage.";
 
 using Action = std::function<void(const Arguments&)>;
@@ -104,7 +103,7 @@ void declare(CLI::App& app, Arguments& arguments, Action& action) {
 
     auto* verifies = app.add_subcommand("verify", "Verifies an executable, and prints its identifier and team.");
     verifies->add_option("executable", arguments.executable, "The executable")->required();
-    verifies->add_option("--anchor", arguments.anchorFile, "The anchor's certificate, PEM")->required();
+    verifies->add_option("--anchor", arguments.anchorFile, "The anchor's public key, the file anchor.pub")->required();
     verifies->add_option("--requirement", arguments.requirement, "A requirement that the identity must also satisfy");
     verifies->callback([&] { action = verify; });
 }

@@ -67,7 +67,7 @@ protected:
     }
 
     const std::string find = "find /proc -maxdepth 2 -name exe -lname /w/app.kelo.helper";
-    const std::string verify = "/w/simsign verify /w/app.kelo.helper --anchor /w/simulated-mac/anchor.pem";
+    const std::string verify = "/w/simsign verify /w/app.kelo.helper --anchor /w/simulated-mac/anchor.pub";
 };
 
 TEST_F(OnLinux, EverythingWorks) {

@@ -20,7 +20,6 @@ namespace {
 
 using ::testing::AnyOf;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 const std::string endedReason = "The peer has ended.";
 const std::string hungUpReason = "The peer has hung up.";
@@ -40,19 +39,6 @@ protected:
         std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
         EXPECT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
         EXPECT_EQ(::listen(listener.get(), 8), 0);
-    }
-
-    /// A copy of the program that can connect, not signed.
-    Path unsignedProgram() {
-        auto path = folder / ("peer-" + std::to_string(++programs_));
-        std::filesystem::copy_file(KELO_SIGNED_PEER, path);
-        return path;
-    }
-
-    Path programSignedAs(const CodeIdentity& as) {
-        auto path = unsignedProgram();
-        sign(path, as);
-        return path;
     }
 
     /// Starts `command` of the program and accepts its connection.
@@ -90,9 +76,6 @@ protected:
     std::unique_ptr<PipedProcess> peer;
     std::string said;
     FileDescriptor socket;
-
-private:
-    int programs_ = 0;
 };
 
 TEST_F(PeerCodeCheckTest, TheRightProgramOfTheRightTeamIsAdmitted) {
@@ -114,10 +97,8 @@ TEST_F(PeerCodeCheckTest, AProgramOfAForeignAnchorIsCutOff) {
     const auto program = unsignedProgram();
     KeyFolder foreign(folder / "foreign");
     foreign.makeAnchor();
-    signExecutable(program, identity, {foreign.team(identity.team), {}});
-    const auto reason = checkOf(program);
-    ASSERT_TRUE(reason);
-    EXPECT_THAT(*reason, StartsWith("The signer's certificate was not issued by the trust anchor ("));
+    signExecutable(program, identity.identifier, foreign.team(identity.team));
+    EXPECT_EQ(checkOf(program), foreignReason);
 }
 
 TEST_F(PeerCodeCheckTest, AnotherIdentifierIsCutOff) {
@@ -241,7 +222,7 @@ TEST_F(PeerCodeCheckTest, WithoutAnAnchorThatIsTrustedNobodyIsAdmitted) {
 TEST_F(PeerCodeCheckTest, AnAnchorThatIsPutThereLaterVouchesForNobody) {
     const auto honest = programSignedAs(identity);
     keys.makeAnchor();
-    EXPECT_THAT(checkOf(programSignedAs(identity)).value_or(""), StartsWith("The signer's certificate was not issued"));
+    EXPECT_EQ(checkOf(programSignedAs(identity)), foreignReason);
     EXPECT_EQ(checkOf(honest), std::nullopt);
 }
 

@@ -1,90 +1,90 @@
 #include "platform/linux/signing/TrailerSigningInformation.h"
 
+#include "tests/conformance/SigningInformationConformance.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
 #include "tests/support/process/PipedProcess.h"
 
 namespace kelo {
 namespace {
 
-/// What a program finds out about itself.
-class SignatureInformationTest : public SigningFixture {
+/// Runs `program` and returns the team that it reads from its own signature.
+std::string teamReadBy(const std::filesystem::path& program) { return PipedProcess({program, "team"}).readLine(); }
+
+class TrailerSigningInformationTest : public SigningFixture {
 protected:
-    Path program() {
-        const auto path = folder / "program";
-        std::filesystem::copy_file(KELO_SIGNED_PEER, path, std::filesystem::copy_options::overwrite_existing);
-        return path;
-    }
-
-    Path programSignedAs(const CodeIdentity& as) {
-        const auto path = program();
-        sign(path, as);
-        return path;
-    }
-
-    std::string teamToldBy(const Path& path) { return PipedProcess({path, "team", anchorFolder}).readLine(); }
-
-    /// Why the program has no team; none when it has one.
-    std::string reasonToldBy(const Path& path) {
-        PipedProcess running({path, "team", anchorFolder});
+    /// Why the program has no team; empty when it has one.
+    static std::string reasonOf(const Path& program) {
+        PipedProcess running({program, "team"});
         running.closeInput();
         auto reasons = running.readError();
         return reasons.substr(0, reasons.find('\n'));
     }
 
-    const std::string anchorFolder = keys.anchorFile().parent_path();
+    /// The same, after the bytes of a signed program were changed.
+    std::string reasonAfter(const std::function<void(std::string& bytes)>& change) {
+        const auto program = programSignedAs(identity);
+        auto bytes = readFile(program);
+        change(bytes);
+        writeFile(program, bytes);
+        return reasonOf(program);
+    }
 };
 
-TEST_F(SignatureInformationTest, ASignedProgramKnowsItsTeam) {
-    EXPECT_EQ(teamToldBy(programSignedAs(identity)), identity.team);
-    EXPECT_EQ(teamToldBy(programSignedAs({"any", "O\"dd team"})), "O\"dd team");
+TEST_F(TrailerSigningInformationTest, ReadsTheTeam) {
+    EXPECT_EQ(teamReadBy(programSignedAs({"any", "O\"dd team"})), "O\"dd team");
+    EXPECT_EQ(reasonOf(programSignedAs(identity)), "");
 }
 
-TEST_F(SignatureInformationTest, AnUnsignedProgramHasNoTeam) { EXPECT_EQ(teamToldBy(program()), "(none)"); }
-
-TEST_F(SignatureInformationTest, AnEmptyTeamIsNoTeam) {
-    const auto path = programSignedAs({identity.identifier, ""});
-    EXPECT_EQ(verdictOn(path).identity, (CodeIdentity{identity.identifier, ""}));
-    EXPECT_EQ(teamToldBy(path), "(none)");
+TEST_F(TrailerSigningInformationTest, SaysWhyThereIsNoTeam) {
+    EXPECT_EQ(reasonOf(unsignedProgram()), unsignedReason);
+    EXPECT_EQ(reasonOf(programSignedAs({identity.identifier, ""})), "The executable is signed by no team.");
+    EXPECT_EQ(reasonAfter([](auto& bytes) { bytes.back() = 'G' ^ 1; }), unsignedReason);
+    EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.size() - 12] = 3; }),
+              "The signature has format version 3, and only version 2 is known here.");
+    EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.size() - trailerSize + 1] = '\n'; }), damagedName);
 }
 
-TEST_F(SignatureInformationTest, AProgramWhoseSignatureDoesNotVerifyHasNoTeam) {
-    const auto path = programSignedAs(identity);
+TEST_F(TrailerSigningInformationTest, VerifiesNothing) {
+    EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.find("still runs")] = 'S'; }), "") << "altered";
+    const auto program = programSignedAs(identity);
     keys.makeAnchor();
-    EXPECT_EQ(teamToldBy(path), "(none)");
-    std::filesystem::remove(keys.anchorFile());
-    EXPECT_EQ(teamToldBy(path), "(none)");
+    EXPECT_EQ(teamReadBy(program), identity.team) << "of a foreign anchor";
 }
 
-TEST_F(SignatureInformationTest, TheTeamIsThatOfTheRunningFileAlsoWhenAnotherStandsInItsPlace) {
-    const auto path = programSignedAs(identity);
-    PipedProcess running({path, "team", anchorFolder});
+TEST_F(TrailerSigningInformationTest, ReadsTheRunningFileEvenIfAnotherIsAtItsPath) {
+    const auto program = programSignedAs(identity);
+    PipedProcess running({program, "team"});
     EXPECT_EQ(running.readLine(), identity.team);
-    std::filesystem::remove(path);
-    programSignedAs({identity.identifier, "OTHERTEAM1"});
+    std::filesystem::rename(programSignedAs({identity.identifier, "OTHERTEAM1"}), program);
     running.closeInput();
     EXPECT_EQ(running.readLine(), identity.team);
 }
 
-TEST_F(SignatureInformationTest, AnAnchorThatIsPutThereLaterDoesNotCount) {
-    PipedProcess running({programSignedAs(identity), "team", anchorFolder});
-    EXPECT_EQ(running.readLine(), identity.team);
-    keys.makeAnchor();
-    running.closeInput();
-    EXPECT_EQ(running.readLine(), identity.team);
-}
+/// Signs a program, which then reads its own team.
+class SignedProgramHarness : private SigningInformation {
+public:
+    SignedProgramHarness() { keys_.makeAnchor(); }
 
-TEST_F(SignatureInformationTest, AProgramWhoseAnchorOthersCanReplaceHasNoTeam) {
-    const auto path = programSignedAs(identity);
-    std::filesystem::permissions(anchorFolder, std::filesystem::perms(0777));
-    EXPECT_EQ(teamToldBy(path), "(none)");
-    EXPECT_EQ(reasonToldBy(path), "The trust anchor's folder can be written to by others.");
-}
+    SigningInformation& signingInformation() { return *this; }
 
-TEST_F(SignatureInformationTest, WhyThereIsNoTeamIsTold) {
-    EXPECT_EQ(reasonToldBy(programSignedAs(identity)), "");
-    EXPECT_EQ(reasonToldBy(programSignedAs({identity.identifier, ""})), "The executable is signed by no team.");
-    EXPECT_EQ(reasonToldBy(program()), unsignedReason);
-}
+    void sign(const std::optional<std::string>& team) {
+        std::filesystem::copy_file(KELO_SIGNED_PEER, program_);
+        if (team)
+            signExecutable(program_, "app.kelo.helper", keys_.team(*team));
+    }
+
+private:
+    std::optional<std::string> teamIdentifier() override {
+        auto team = teamReadBy(program_);
+        return team == "(none)" ? std::nullopt : std::optional(std::move(team));
+    }
+
+    const TemporaryFolder folder_;
+    const std::filesystem::path program_ = folder_ / "program";
+    KeyFolder keys_{folder_ / "keys"};
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Linux, SigningInformationConformance, SignedProgramHarness);
 
 } // namespace
 } // namespace kelo

@@ -46,10 +46,8 @@ void wait() {
     }
 }
 
-int printTeam(const char* anchorFolder) {
-    const kelo::FileDescriptor folder(::open(anchorFolder, O_PATH | O_DIRECTORY | O_CLOEXEC));
+int printTeam() {
     kelo::TrailerSigningInformation information(
-        kelo::InstalledAnchor(folder.get(), "anchor.pem"),
         [](const std::string& reason) { std::fprintf(stderr, "%s\n", reason.c_str()); });
     say(information.teamIdentifier().value_or("(none)").c_str());
     wait(); // so that the test can replace the file and ask again
@@ -132,8 +130,8 @@ int main(int argc, char** argv) {
         wait();
         return 0;
     }
-    if (command == "team" && argc == 3)
-        return printTeam(argv[2]);
+    if (command == "team")
+        return printTeam();
     if (command == "connect" && argc == 3) {
         connectTo(argv[2]);
         say("connected");

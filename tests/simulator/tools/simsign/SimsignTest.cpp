@@ -45,7 +45,7 @@ protected:
     }
 
     Outcome verify(std::vector<std::string> more = {}) {
-        std::vector<std::string> arguments{"verify", executable, "--anchor", keys + "/anchor.pem"};
+        std::vector<std::string> arguments{"verify", executable, "--anchor", keys + "/anchor.pub"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return simsign(std::move(arguments));
     }
@@ -68,17 +68,17 @@ TEST_F(Simsign, InitSignAndVerifyGoTogether) {
 TEST_F(Simsign, InitMakesTheTeamThatIsAskedFor) {
     EXPECT_EQ(simsign({"init", keys, "--team", "MYTEAM0001"}),
               says("created an anchor and team \"MYTEAM0001\" in " + keys + "\n"));
-    EXPECT_TRUE(std::filesystem::exists(keys + "/team-MYTEAM0001.pem"));
+    EXPECT_TRUE(std::filesystem::exists(keys + "/team-MYTEAM0001.key"));
 }
 
 TEST_F(Simsign, InitOverwritesOnlyWhenForced) {
     simsign({"init", keys});
-    const auto anchor = readFile(keys + "/anchor.pem");
+    const auto anchor = readFile(keys + "/anchor.pub");
     EXPECT_EQ(simsign({"init", keys}),
               refuses("The folder " + keys + " already holds an anchor; --force replaces it and all its teams."));
-    EXPECT_EQ(readFile(keys + "/anchor.pem"), anchor);
+    EXPECT_EQ(readFile(keys + "/anchor.pub"), anchor);
     EXPECT_EQ(simsign({"init", keys, "--force"}).status, 0);
-    EXPECT_NE(readFile(keys + "/anchor.pem"), anchor);
+    EXPECT_NE(readFile(keys + "/anchor.pub"), anchor);
 }
 
 TEST_F(Simsign, SignMakesATeamThatIsNotThereYet) {
@@ -96,9 +96,11 @@ TEST_F(Simsign, OddNamesCanBeSigned) {
 }
 
 TEST_F(Simsign, SignSaysWhyNot) {
-    EXPECT_EQ(sign("id", "team"), refuses("The file " + keys + "/anchor-key.pem cannot be read."));
+    EXPECT_EQ(sign("id", "team"), refuses("The file " + keys + "/anchor.key cannot be read."));
     simsign({"init", keys});
-    EXPECT_EQ(sign("a\nb", "team"), refuses("The identifier is longer than 255 bytes or holds control characters."));
+    EXPECT_EQ(sign("a\nb", "team"),
+              refuses("The identifier is longer than 255 bytes or holds other than printable ASCII "
+                      "characters."));
     const auto missing = (folder / "missing").string();
     EXPECT_EQ(simsign({"sign", missing, "--identifier", "id", "--team", "team", "--keys", keys}),
               refuses("The file " + missing + " cannot be read (No such file or directory)."));
@@ -118,7 +120,7 @@ TEST_F(Simsign, VerifySaysWhyNot) {
     writeFile(executable, altered);
     EXPECT_EQ(verify(), refuses("The executable was altered after it was signed."));
     const auto missing = (folder / "missing").string();
-    EXPECT_EQ(simsign({"verify", missing, "--anchor", keys + "/anchor.pem"}),
+    EXPECT_EQ(simsign({"verify", missing, "--anchor", keys + "/anchor.pub"}),
               refuses("The file " + missing + " cannot be read."));
     EXPECT_EQ(simsign({"verify", executable, "--anchor", missing}),
               refuses("The trust anchor " + missing + " cannot be read."));
@@ -148,7 +150,7 @@ TEST_F(Simsign, WrongUsageIsTwoAndOneSentence) {
 TEST_F(Simsign, HelpAndVersionAreForEverybody) {
     const auto help = simsign({"--help"});
     EXPECT_EQ(help.status, 0);
-    for (const auto* part : {"init", "sign", "verify", "Exit status: 0 success", "control characters"})
+    for (const auto* part : {"init", "sign", "verify", "Exit status: 0 success", "printable ASCII"})
         EXPECT_THAT(help.output, HasSubstr(part));
     EXPECT_EQ(simsign({"sign", "--help"}).status, 0);
     EXPECT_EQ(simsign({"--version"}), says("simsign " KELO_VERSION "\n"));

@@ -1,4 +1,4 @@
-#include "platform/linux/signing/InstalledAnchor.h"
+#include "platform/linux/signing/TrustAnchor.h"
 
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -110,7 +110,7 @@ TEST_F(InstalledAnchorTest, WhatBelongsToRootOrToUsIsTrusted) {
 }
 
 TEST_F(InstalledAnchorTest, ALinkIsNotFollowed) {
-    const auto elsewhere = folder / "elsewhere.pem";
+    const auto elsewhere = folder / "elsewhere.pub";
     std::filesystem::rename(file, elsewhere);
     std::filesystem::create_symlink(elsewhere, file);
     EXPECT_THAT(refusal(), StartsWith("The trust anchor cannot be opened ("));
@@ -124,12 +124,37 @@ TEST_F(InstalledAnchorTest, WhatIsNoFileIsNotWaitedFor) {
     std::filesystem::remove(file);
     std::filesystem::create_directory(file);
     EXPECT_EQ(refusal(), "The trust anchor is not a regular file.");
-    EXPECT_THAT(refusalOf(InstalledAnchor(-1, "anchor.pem")), StartsWith("The trust anchor's folder cannot be "));
+    EXPECT_THAT(refusalOf(InstalledAnchor(-1, "anchor.pub")), StartsWith("The trust anchor's folder cannot be "));
 }
 
-TEST_F(InstalledAnchorTest, AFileWithoutACertificateIsNoAnchor) {
-    writeFile(file, "a letter");
-    EXPECT_EQ(refusal(), "The trust anchor anchor.pem holds no certificate.");
+TEST_F(InstalledAnchorTest, AFileThatHoldsAnythingButAPublicKeyIsNotAnAnchor) {
+    const auto good = readFile(file);
+    ASSERT_EQ(good.size(), 65U);
+    const auto withFirst = [&](char c) { return c + good.substr(1); };
+    for (const auto& text :
+         {std::string(), std::string("a letter"), good.substr(1), good.substr(0, 64), good + "\n", "0" + good,
+          good + good, withFirst('g'), withFirst(' '), withFirst('\n'), withFirst(':')}) {
+        writeFile(file, text);
+        EXPECT_EQ(refusal(), "The trust anchor anchor.pub holds no public key.") << text;
+    }
+    writeFile(file, good);
+    EXPECT_EQ(refusal(), "");
+}
+
+TEST_F(InstalledAnchorTest, AnAnchorThatIsReadWithoutTheseChecksMustHoldAKeyToo) {
+    const auto refusalOfLoading = [](const Path& path) -> std::string {
+        try {
+            TrustAnchor::load(path);
+            return {};
+        } catch (const SignatureRefused& refused) {
+            return refused.what();
+        }
+    };
+    EXPECT_EQ(refusalOfLoading(file), "");
+    const auto missing = folder / "missing.pub";
+    EXPECT_EQ(refusalOfLoading(missing), "The trust anchor " + missing.string() + " cannot be read.");
+    for (const auto& path : {fileWith(""), folder.path()})
+        EXPECT_EQ(refusalOfLoading(path), "The trust anchor " + path.string() + " holds no public key.");
 }
 
 TEST_F(InstalledAnchorTest, WhatIsPutThereLaterChangesNothing) {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sodium.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+
+#include "platform/linux/signing/SignatureTrailer.h"
+
+namespace kelo {
+
+/// To be called before libsodium makes keys, signatures or digests. Any thread.
+inline void initializeSodium() {
+    static const bool isReady = sodium_init() >= 0;
+    if (!isReady)
+        throw std::runtime_error("libsodium cannot be initialized");
+}
+
+/// The `count` bytes in a file of hexadecimal digits and a line end; nullopt when it holds anything else.
+template <std::size_t count>
+std::optional<std::array<std::uint8_t, count>> readHexFile(int file) {
+    std::array<std::uint8_t, count * 2 + 1> text{};
+    std::array<std::uint8_t, 1> more{};
+    std::array<std::uint8_t, count> bytes{};
+    const auto* digits = reinterpret_cast<const char*>(text.data());
+    std::size_t size = 0;
+    if (!readExactly(file, 0, text) || text.back() != '\n' || readExactly(file, text.size(), more) ||
+        sodium_hex2bin(bytes.data(), count, digits, count * 2, nullptr, &size, nullptr) != 0 || size != count)
+        return std::nullopt;
+    return bytes;
+}
+
+} // namespace kelo
