@@ -85,7 +85,8 @@ PeerProcess PeerProcess::ofSocketByNumber(int socket) {
 FileDescriptor PeerProcess::openExecutable() const {
     const auto process = number();
     const auto path = "/proc/" + std::to_string(process) + "/exe";
-    FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // Does not wait for whoever holds a lease on the file: that could be the peer itself, for 45 seconds.
+    FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const auto error = errno;
     // After the executable was opened: a process cannot return from a namespace of its own, so one that is in ours now
     // was in it then.
@@ -93,6 +94,8 @@ FileDescriptor PeerProcess::openExecutable() const {
     // While the process has not exited, its id is not reused: only now is it certain whose executable was opened.
     if (hasExited())
         throw SignatureRefused(hasEnded);
+    if (error == EWOULDBLOCK && !executable.isValid())
+        throw SignatureRefused("The peer's executable is leased by a process that would have to release it first.");
     if (!executable.isValid())
         throw SignatureRefused("The peer's executable cannot be opened (" + reasonOf(error) + ").");
     if (!isOurs)

@@ -21,7 +21,8 @@ public:
     /// ended, which an older kernel does not report.
     static PeerProcess ofSocketByNumber(int socket);
 
-    /// Opens the executable that the process runs now, for reading. Also throws when the process is not in our user
+    /// Opens the executable that the process runs now, for reading, and never waits for a lease on it (fcntl's
+    /// F_SETLEASE): refuses a leased one instead. Also throws when the process is not in our user
     /// namespace, or when that is unknown: in one of its own, where it is the superuser, a process can have the kernel
     /// name any other file as its executable.
     FileDescriptor openExecutable() const;

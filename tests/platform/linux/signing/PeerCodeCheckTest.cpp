@@ -5,6 +5,7 @@
 #include <sys/un.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -196,6 +197,16 @@ TEST_F(PeerCodeCheckTest, APeerThatForgesWhichExecutableItRunsIsCutOff) {
     ASSERT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(peer->pid()) + "/exe"), honest);
     EXPECT_EQ(check(), foreignNamespaceReason);
     EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
+}
+
+TEST_F(PeerCodeCheckTest, APeerThatHoldsALeaseOnItsExecutableIsCutOffAtOnce) {
+    const auto leased = programSignedAs(identity);
+    start(unsignedProgram(), "forge-leased", {leased});
+    if (said != "forged")
+        GTEST_SKIP() << "the kernel lets nobody do this: " << said;
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(check(), "The peer's executable is leased by a process that would have to release it first.");
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20)) << "the kernel waits for 45";
 }
 
 TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {

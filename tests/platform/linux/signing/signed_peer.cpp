@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -111,10 +112,17 @@ bool nameAsExecutable(int file) {
 
 bool enterOwnUserNamespace() { return ::unshare(CLONE_NEWUSER) == 0; }
 
+/// Any process that opens the file has to wait until this one releases the lease, which it never does.
+bool lease(int file) {
+    ::signal(SIGIO, SIG_IGN); // the kernel's request to release it
+    return ::fcntl(file, F_SETLEASE, F_WRLCK) == 0;
+}
+
 /// Goes on under the name of another executable: what anybody can do who is the superuser of a namespace of their own.
-bool forgeExecutable(const char* path) {
+bool forgeExecutable(const char* path, bool isLeased) {
     const kelo::FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
-    return leaveExecutable() && enterOwnUserNamespace() && nameAsExecutable(file.get());
+    return leaveExecutable() && enterOwnUserNamespace() && (!isLeased || lease(file.get())) &&
+           nameAsExecutable(file.get());
 }
 
 } // namespace
@@ -150,9 +158,9 @@ int main(int argc, char** argv) {
         wait();
         return 0;
     }
-    if (command == "forge" && argc == 4) {
+    if ((command == "forge" || command == "forge-leased") && argc == 4) {
         connectTo(argv[2]);
-        sayWhether(forgeExecutable(argv[3]), "forged");
+        sayWhether(forgeExecutable(argv[3], command == "forge-leased"), "forged");
         wait();
         return 0;
     }
