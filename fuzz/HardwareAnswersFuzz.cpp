@@ -1,22 +1,17 @@
-// The input as what the simulated Mac answers or announces, read by the helper's link to it.
+// The input as the simulated Mac's answer to a look at its lid. What it says of the controller and of power needs no
+// decoding, and what follows from it has targets of its own: smc_replies and power_messages.
 
-#include <stdexcept>
-#include <vector>
+#include <cstring>
 
 #include "fuzz/FuzzTarget.h"
-#include "simulator/link/HardwareCalls.h"
-#include "simulator/link/LidLink.h"
+#include "platform/linux/hardware/MacWire.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::vector<std::uint8_t> bytes(data, data + size);
-    if (const auto lid = kelo::LidLink::decode(bytes))
-        kelo::mustHold(kelo::LidLink::decode(kelo::LidLink::encode(*lid))->index() == lid->index(),
-                       "a state of the lid can be said");
-    try {
-        const auto answer = kelo::hardware_calls::decodeAnswer(bytes);
-        kelo::mustHold(kelo::hardware_calls::encode(answer) == bytes, "what is read is written as the same bytes");
-    } catch (const std::invalid_argument&) {
-        // refused in so many words; nothing else may be thrown
-    }
+    kelo::mac_wire::LidRecord record;
+    if (size != sizeof record)
+        return 0;
+    std::memcpy(&record, data, size);
+    if (const auto lid = kelo::mac_wire::decode(record))
+        kelo::mustHold(kelo::mac_wire::encode(*lid).state == record.state, "a decoded state is encoded as itself");
     return 0;
 }

@@ -9,20 +9,17 @@
 #include <string>
 
 #include "core/smc/SMCKeyData.h"
+#include "platform/linux/hardware/MacWire.h"
 #include "platform/linux/socket/UnixSocket.h"
-#include "simulator/link/ControllerLink.h"
-#include "simulator/link/LidLink.h"
 
 namespace kelo::bench {
 
 /// The helper's exchanges with the simulated Mac's controller, without the helper: a record sent, a record received.
 class BareMac {
 public:
-    /// `folder` is borrowed, the simulated Mac's.
-    explicit BareMac(int folder)
-        : controller_(unix_socket::connect(folder, ControllerLink::socketName)),
-          lid_(unix_socket::connect(folder, LidLink::socketName)) {
-        if (!controller_.isValid() || !lid_.isValid())
+    /// `folder` is an open descriptor of the simulated Mac's folder, used only here.
+    explicit BareMac(int folder) : socket_(unix_socket::connect(folder, mac_wire::hardwareSocket)) {
+        if (!socket_.isValid())
             std::abort();
     }
 
@@ -41,6 +38,16 @@ public:
         read("Tp09", 4);
     }
 
+    void exchange(const char* key, SMCCommand command, std::uint32_t size) const {
+        SMCKeyData record{};
+        record.key = smcCode(key);
+        record.data8 = static_cast<std::uint8_t>(command);
+        record.keyInfo.dataSize = size;
+        if (send(socket_.get(), &record, sizeof record, MSG_NOSIGNAL) != sizeof record ||
+            recv(socket_.get(), &record, sizeof record, 0) != sizeof record || record.result != 0)
+            std::abort();
+    }
+
 private:
     void readFans() const {
         for (const char fan : {'0', '1'})
@@ -55,25 +62,14 @@ private:
         exchange(key, SMCCommand::readBytes, size);
     }
 
-    void exchange(const char* key, SMCCommand command, std::uint32_t size) const {
-        SMCKeyData record{};
-        record.key = smcCode(key);
-        record.data8 = static_cast<std::uint8_t>(command);
-        record.keyInfo.dataSize = size;
-        if (send(controller_.get(), &record, sizeof record, MSG_NOSIGNAL) != sizeof record ||
-            recv(controller_.get(), &record, sizeof record, 0) != sizeof record || record.result != 0)
-            std::abort();
-    }
-
     void readLid() const {
-        LidLink::Answer answer;
-        if (send(lid_.get(), LidLink::question.data(), LidLink::question.size(), MSG_NOSIGNAL) < 0 ||
-            recv(lid_.get(), answer.data(), answer.size(), 0) != sizeof answer)
+        mac_wire::LidRecord lid{};
+        if (send(socket_.get(), &mac_wire::lidQuestion, sizeof mac_wire::lidQuestion, MSG_NOSIGNAL) < 0 ||
+            recv(socket_.get(), &lid, sizeof lid, 0) != sizeof lid)
             std::abort();
     }
 
-    FileDescriptor controller_;
-    FileDescriptor lid_;
+    FileDescriptor socket_;
 };
 
 } // namespace kelo::bench

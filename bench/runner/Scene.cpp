@@ -57,9 +57,12 @@ std::unique_ptr<PipedProcess> Scene::startResponder(const std::string& socket, s
     return process;
 }
 
+FileDescriptor Scene::openMacFolder() const {
+    return FileDescriptor(open(macFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
 std::unique_ptr<HardwareLink> Scene::linkToMac() const {
-    const FileDescriptor folder(open(macFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    auto link = HardwareLink::connect(folder.get());
+    auto link = HardwareLink::connect(openMacFolder().get());
     if (!link)
         throw std::runtime_error("there is no simulated Mac");
     return link;

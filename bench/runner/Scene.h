@@ -41,6 +41,7 @@ public:
     /// A bare limit that listens at `socket` in the installation.
     std::unique_ptr<PipedProcess> startResponder(const std::string& socket, std::size_t replySize,
                                                  bool readsTheMac) const;
+    FileDescriptor openMacFolder() const;
     std::unique_ptr<HardwareLink> linkToMac() const;
 
     static constexpr const char* serviceSocket = "app.kelo.helper.socket";

@@ -1,11 +1,9 @@
-#include <fcntl.h>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 
+#include "bench/limits/BareMac.h"
 #include "bench/runner/Rows.h"
-#include "simulator/link/ControllerLink.h"
 
 namespace kelo::bench {
 namespace {
@@ -48,15 +46,9 @@ namespace {
 /// What the simulated Mac notes of the writes to its controller, by our clock.
 class WriteLog {
 public:
-    explicit WriteLog(const Scene& scene)
-        : link_(scene.linkToMac()), folder_(open(scene.macFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-          controller_(ControllerLink::connect(folder_.get())) {
+    explicit WriteLog(const Scene& scene) : link_(scene.linkToMac()) {
         // A write of our own shows what the Mac's clock says now.
-        SMCKeyData mark{};
-        mark.key = smcCode("Ftst");
-        mark.data8 = static_cast<std::uint8_t>(SMCCommand::writeBytes);
-        mark.keyInfo.dataSize = 1;
-        controller_->call(mark);
+        BareMac(scene.openMacFolder().get()).exchange("Ftst", SMCCommand::writeBytes, 1);
         markedAt_ = Clock::now();
         mark_ = secondsOfLastWrite("Ftst");
     }
@@ -77,8 +69,6 @@ private:
     }
 
     std::unique_ptr<HardwareLink> link_;
-    FileDescriptor folder_;
-    std::unique_ptr<ControllerLink> controller_;
     Clock::time_point markedAt_;
     double mark_ = 0;
 };
@@ -146,13 +136,12 @@ std::vector<double> acknowledgements(const Scene& scene, int count) {
 
 /// What so many bare exchanges take; microseconds.
 double bareExchanges(const Scene& scene, int count) {
-    const FileDescriptor folder(open(scene.macFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const auto link = ControllerLink::connect(folder.get());
+    const BareMac mac(scene.openMacFolder().get());
     std::vector<double> times;
     for (int i = 0; i < 200; ++i) {
         const auto start = Clock::now();
         for (int n = 0; n < count; ++n)
-            link->call({});
+            mac.exchange("FNum", SMCCommand::readKeyInfo, 0);
         times.push_back(microsecondsSince(start));
     }
     return median(times);

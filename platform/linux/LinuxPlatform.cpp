@@ -27,7 +27,7 @@ std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std
 } // namespace
 
 LinuxPlatform::LinuxPlatform(const ConnectionLimits& limits)
-    : limits_(limits), exchange_(hardware_), power_(hardware_, loop_), clamshell_(hardware_),
+    : limits_(limits), hardware_(hardwareFolder_), power_(hardwareFolder_, loop_),
       files_(loop_, InotifyFileEvents::Urgency::urgent), signals_(loop_),
       signing_([](const std::string& reason) { reportFault("the helper's signature", reason.c_str()); }),
       log_(makeSystemLog(HelperLog::subsystem, "hardware"), "hardware", logOutput_), platform_(assemble()) {
@@ -38,11 +38,11 @@ LinuxPlatform::LinuxPlatform(const ConnectionLimits& limits)
 Platform LinuxPlatform::assemble() {
     return {
         .queue = loop_,
-        .exchange = exchange_,
+        .exchange = hardware_,
         .clock = clock_,
         .rights = folder_,
         .power = power_,
-        .clamshell = clamshell_,
+        .clamshell = hardware_,
         .files = files_,
         .signals = signals_,
         .signing = signing_,
@@ -88,7 +88,7 @@ void LinuxPlatform::startOverIfPossible() {
 }
 
 void LinuxPlatform::exit(int status) {
-    if (!exchange_.hasLink())
+    if (!hardware_.hasLink())
         log_.error("There was no link to the controller on the way out, so a fan may still be in manual mode.");
     // The listener's thread must not run while the process's statics are destroyed; if it is stuck, they are not
     // destroyed.

@@ -2,9 +2,8 @@
 
 #include "helper/HelperLog.h"
 #include "helper/Platform.h"
-#include "platform/linux/hardware/SimulatedMacClamshell.h"
-#include "platform/linux/hardware/SimulatedMacExchange.h"
 #include "platform/linux/hardware/SimulatedMacFolder.h"
+#include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
@@ -34,12 +33,11 @@ private:
     const FileDescriptor installation_ = openInstallation();
     SimulatedMacFolder folder_;
     const std::optional<std::string> obstacle_ = folder_.lock(); ///< Why this helper may not use the hardware.
-    const int hardware_ = obstacle_ ? -1 : folder_.descriptor(); ///< Where it looks for the hardware.
+    const int hardwareFolder_ = obstacle_ ? -1 : folder_.descriptor();
     EventLoop loop_;
-    SimulatedMacExchange exchange_;
+    SimulatedMacHardware hardware_;
     PosixClock clock_;
     SimulatedMacPowerNotifications power_;
-    SimulatedMacClamshell clamshell_;
     InotifyFileEvents files_;
     SignalfdSignals signals_;
     TrailerSigningInformation signing_;

@@ -82,11 +82,7 @@ void BusyLife::useMac() try {
     default:
         world_.call(SetKey{"Tp09", 60 + 45 * fraction()});
     }
-} catch (const MacHasGone&) {
-    throw;
-} catch (const MacHangs&) {
-    throw;
-} catch (const CallFailed&) {
+} catch (const CallRefused&) {
 }
 
 /// Without a hold nobody would hand back what another program has taken.

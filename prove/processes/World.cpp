@@ -1,7 +1,6 @@
 #include "prove/processes/World.h"
 
 #include <algorithm>
-#include <chrono>
 #include <stdexcept>
 #include <utility>
 
@@ -39,7 +38,6 @@ World::World(std::filesystem::path staged, const std::filesystem::path& folder, 
     link_ = HardwareLink::connect(macFolder_->descriptor());
     if (!link_)
         throw std::runtime_error("the simulated Mac is not there");
-    link_->setTimeout(std::chrono::seconds(90)); // sleep is waited for twice 30 seconds
 }
 
 /// Copied by another process: this one may fork on another thread meanwhile, and a program that anybody has open for

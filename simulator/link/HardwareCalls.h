@@ -13,9 +13,8 @@
 
 namespace kelo {
 
-/// The calls to the simulated Mac and its answers, each as a type with its name on the wire. The members have the same
-/// names on the wire as here. What a hold does on every tick has connections of its own, `ControllerLink` and
-/// `LidLink`.
+/// The calls that drive the simulated Mac, and its answers, each as a type with its name on the wire. The members have
+/// the same names on the wire as here. What the helper exchanges with the Mac is in `mac_wire`.
 namespace hardware_calls {
 
 // --- what the Mac says
@@ -66,30 +65,7 @@ struct SleepReport {
     std::vector<FanState> fans; ///< When the last acknowledgement came.
 };
 
-enum class PowerEvent { canSleep, willSleep, willPowerOn, hasPoweredOn };
-
-/// Sent without a call to every client that has registered for it.
-struct PowerAnnouncement {
-    static constexpr auto name = "powerAnnouncement";
-    PowerEvent event{};
-    std::int64_t notificationID = 0;
-};
-
-using AnyAnswer = std::variant<Done, Refused, MacState, SleepReport, PowerAnnouncement>;
-
-// --- what the helper says
-
-/// Announcements come over this connection from the answer on.
-struct RegisterForPower {
-    using Answer = Done;
-    static constexpr auto name = "registerForPower";
-};
-
-/// Has no answer.
-struct AllowPowerChange {
-    static constexpr auto name = "allowPowerChange";
-    std::int64_t notificationID = 0;
-};
+using AnyAnswer = std::variant<Done, Refused, MacState, SleepReport>;
 
 // --- what drives the Mac
 
@@ -189,15 +165,16 @@ struct ClearFaults {
     static constexpr auto name = "clearFaults";
 };
 
-using AnyCall = std::variant<RegisterForPower, AllowPowerChange, Show, SetLid, Sleep, Wake, SetLoad, SetKey, Interfere,
-                             FailExchange, AnswerWith, ReportSize, ReportType, RemoveKey, AnswerSlowly, ClearFaults>;
+using AnyCall = std::variant<Show, SetLid, Sleep, Wake, SetLoad, SetKey, Interfere, FailExchange, AnswerWith,
+                             ReportSize, ReportType, RemoveKey, AnswerSlowly, ClearFaults>;
 
 // --- the wire
 
 std::vector<std::uint8_t> encode(const AnyCall& call);
 std::vector<std::uint8_t> encode(const AnyAnswer& answer);
 
-/// Throw `std::invalid_argument`, a clause that says why, for bytes that `encode` would not have made.
+/// Throw `std::invalid_argument`, a clause that says why, for bytes that `encode` would not have made. For bytes of the
+/// Mac's owner only: the depth of nested values is not limited.
 AnyCall decodeCall(std::span<const std::uint8_t> bytes);
 AnyAnswer decodeAnswer(std::span<const std::uint8_t> bytes);
 

@@ -1,37 +1,33 @@
 #include "simulator/link/HardwareLink.h"
 
-#include <string>
+#include <chrono>
+
+#include "platform/linux/socket/UnixSocket.h"
 
 namespace kelo {
 
-using namespace hardware_calls;
-
-std::unique_ptr<HardwareLink> HardwareLink::connect(int folder, std::chrono::milliseconds timeout) {
-    auto connection = MacConnection::connect(folder, socketName, timeout);
-    if (!connection)
+std::unique_ptr<HardwareLink> HardwareLink::connect(int folder) {
+    auto socket = unix_socket::connect(folder, socketName);
+    if (!socket.isValid())
         return nullptr;
-    return std::unique_ptr<HardwareLink>(new HardwareLink(std::move(*connection)));
+    unix_socket::setTimeout(socket.get(), std::chrono::seconds(90));
+    return std::unique_ptr<HardwareLink>(new HardwareLink(std::move(socket)));
 }
 
-AnyAnswer HardwareLink::answerTo(const AnyCall& call) {
-    const auto bytes = connection_.ask(encode(call), buffer());
-    try {
-        auto answer = decodeAnswer(bytes);
-        if (const auto* refused = std::get_if<Refused>(&answer))
-            throw CallFailed(refused->sentence);
-        return answer;
-    } catch (const std::invalid_argument& error) {
-        connection_.close();
-        throw CallFailed(std::string("The simulated Mac cannot be understood: ") + error.what() + ".");
+hardware_calls::AnyAnswer HardwareLink::answerTo(const hardware_calls::AnyCall& call) {
+    unix_socket::send(socket_.get(), encode(call)); // a Mac that has gone is noticed when the answer is received
+    const auto received = unix_socket::receive(socket_.get(), {buffer_.get(), maximumAnswerSize});
+    if (std::holds_alternative<unix_socket::WouldBlock>(received)) {
+        socket_ = {}; // a late answer would be taken for the answer to the next call
+        throw CallFailed("The simulated Mac does not answer.");
     }
-}
-
-void HardwareLink::tell(const AllowPowerChange& call) { connection_.tell(encode(AnyCall(call))); }
-
-std::optional<PowerAnnouncement> HardwareLink::receiveAnnouncement() try {
-    return std::get<PowerAnnouncement>(decodeAnswer(connection_.receive(buffer())));
-} catch (const std::exception&) {
-    return std::nullopt;
+    const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
+    if (bytes == nullptr)
+        throw CallFailed("The simulated Mac has gone.");
+    auto answer = hardware_calls::decodeAnswer(*bytes);
+    if (const auto* refused = std::get_if<hardware_calls::Refused>(&answer))
+        throw CallRefused(refused->sentence);
+    return answer;
 }
 
 } // namespace kelo

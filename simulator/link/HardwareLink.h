@@ -1,57 +1,56 @@
 #pragma once
 
 #include <memory>
-#include <optional>
+#include <stdexcept>
 #include <utility>
 
+#include "platform/posix/FileDescriptor.h"
 #include "simulator/link/HardwareCalls.h"
-#include "simulator/link/MacConnection.h"
 
 namespace kelo {
 
-/// A connection to the simulated Mac: calls that wait for their answer. One thread.
+/// A call could not be carried out. `what()` is one sentence that says why.
+class CallFailed : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The Mac refused the call and has changed nothing.
+class CallRefused : public CallFailed {
+public:
+    using CallFailed::CallFailed;
+};
+
+/// A connection that drives the simulated Mac: calls that wait for their answer. One thread.
 class HardwareLink {
 public:
-    /// The simulated Mac's socket in its folder.
-    static constexpr const char* socketName = "hardware.socket";
-    static constexpr std::size_t maximumMessageSize = 1 << 20;
+    /// The socket for calls in the simulated Mac's folder.
+    static constexpr const char* socketName = "calls.socket";
 
-    /// Null when no simulated Mac runs in `folder`, an open descriptor. Throws as `MacConnection::connect`.
-    static std::unique_ptr<HardwareLink> connect(int folder,
-                                                 std::chrono::milliseconds timeout = MacConnection::defaultTimeout);
+    /// nullptr when no simulated Mac runs in `folder`, an open descriptor, or it does not accept the connection.
+    static std::unique_ptr<HardwareLink> connect(int folder);
 
-    /// How long a call waits for its answer.
-    void setTimeout(std::chrono::milliseconds limit) { connection_.setTimeout(limit); }
-
-    /// Makes a call and waits for the answer. Throws `CallFailed` when the Mac refuses it; and `MacHasGone`,
-    /// `MacHangs`, or `CallFailed` when it answers something else: every later call throws `MacHasGone` then.
+    /// Makes a call and waits for the answer, for up to 90 s: a Mac that goes to sleep waits twice 30 s for its
+    /// clients. Throws `CallRefused`; `CallFailed` when the Mac has gone, does not answer or answers something else;
+    /// and `std::invalid_argument` when the answer cannot be decoded.
     template <typename Call>
     typename Call::Answer call(const Call& call) {
         auto answer = answerTo(call);
         if (auto* expected = std::get_if<typename Call::Answer>(&answer))
             return std::move(*expected);
-        connection_.close();
         throw CallFailed("The simulated Mac answered something else.");
     }
 
-    /// Says what has no answer. Whether it arrives is not known.
-    void tell(const hardware_calls::AllowPowerChange& call);
-
-    /// To be called when `socket()` is readable, after `RegisterForPower`. None when the Mac has gone, or says
-    /// something else: nothing more will come.
-    std::optional<hardware_calls::PowerAnnouncement> receiveAnnouncement();
-
-    int socket() const { return connection_.socket(); }
-
 private:
-    explicit HardwareLink(MacConnection connection) : connection_(std::move(connection)) {}
+    static constexpr std::size_t maximumAnswerSize = 1 << 20;
+
+    explicit HardwareLink(FileDescriptor socket) : socket_(std::move(socket)) {}
 
     hardware_calls::AnyAnswer answerTo(const hardware_calls::AnyCall& call);
-    std::span<std::uint8_t> buffer() { return {buffer_.get(), maximumMessageSize}; }
 
-    MacConnection connection_;
-    /// Not filled with zeros: of so large a buffer only what is received is ever touched.
-    const std::unique_ptr<std::uint8_t[]> buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(maximumMessageSize);
+    FileDescriptor socket_;
+    /// Uninitialised: only what is received is ever touched.
+    const std::unique_ptr<std::uint8_t[]> buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(maximumAnswerSize);
 };
 
 } // namespace kelo

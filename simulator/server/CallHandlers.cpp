@@ -1,6 +1,7 @@
 #include "simulator/server/CallHandlers.h"
 
-#include "simulator/server/MacViews.h"
+#include <algorithm>
+#include <type_traits>
 
 namespace kelo {
 
@@ -8,18 +9,52 @@ using namespace hardware_calls;
 
 namespace {
 
-PowerEvent eventOf(RootPowerDomain::Announcement announcement) {
-    switch (announcement) {
-    case RootPowerDomain::Announcement::canSystemSleep:
-        return PowerEvent::canSleep;
-    case RootPowerDomain::Announcement::systemWillSleep:
-        return PowerEvent::willSleep;
-    case RootPowerDomain::Announcement::systemWillPowerOn:
-        return PowerEvent::willPowerOn;
-    case RootPowerDomain::Announcement::systemHasPoweredOn:
-        break;
+constexpr std::size_t shownWrites = 1000;
+
+std::vector<FanState> fansOf(SimulatedMac& mac) {
+    auto& controller = mac.controller();
+    std::vector<FanState> fans;
+    for (int i = 0; i < mac.fanCount(); ++i) {
+        const auto number = [&](const char* suffix) {
+            const auto key = "F" + std::to_string(i) + suffix;
+            return controller.has(key) ? std::optional(controller.number(key)) : std::nullopt;
+        };
+        fans.push_back({.index = i,
+                        .currentRPM = number("Ac"),
+                        .minRPM = number("Mn"),
+                        .maxRPM = number("Mx"),
+                        .targetRPM = number("Tg"),
+                        .isManual = number("Md").value_or(0) != 0});
     }
-    return PowerEvent::hasPoweredOn;
+    return fans;
+}
+
+std::map<std::string, double> temperaturesOf(SimulatedController& controller) {
+    std::map<std::string, double> temperatures;
+    for (const auto& name : controller.names())
+        if (name.front() == 'T')
+            temperatures[name] = controller.number(name);
+    return temperatures;
+}
+
+bool isWriteCarriedOut(const ExchangeRecord& record) {
+    return record.request.data8 == static_cast<std::uint8_t>(SMCCommand::writeBytes) && record.reply &&
+           record.reply->result == 0;
+}
+
+/// The newest writes that were carried out, in order.
+std::vector<Write> writesOf(const SimulatedController& controller) {
+    std::vector<Write> writes;
+    const auto& log = controller.log();
+    for (auto record = log.rbegin(); record != log.rend() && writes.size() < shownWrites; ++record) {
+        if (!isWriteCarriedOut(*record))
+            continue;
+        const auto& request = record->request;
+        const auto size = std::min<std::size_t>(request.keyInfo.dataSize, sizeof request.bytes);
+        writes.push_back({record->time, record->key(), {request.bytes, request.bytes + size}});
+    }
+    std::reverse(writes.begin(), writes.end());
+    return writes;
 }
 
 } // namespace
@@ -29,47 +64,30 @@ CallHandlers::CallHandlers(MainQueue& queue, const std::function<double()>& now,
     : now_(now), mac_(profile, now, heatSpeed), power_(queue, now),
       lid_(profile.hasLid ? ClamshellProperty(false) : ClamshellProperty()) {}
 
-CallHandlers::Answer CallHandlers::perform(Caller& caller, const AnyCall& call) {
-    return std::visit([&](const auto& made) { return handle(caller, made); }, call);
+void CallHandlers::perform(const AnyCall& call, const Reply& reply) {
+    std::visit(
+        [&](const auto& made) {
+            if constexpr (std::is_same_v<decltype(made), const Sleep&>)
+                startSleep(made, reply);
+            else
+                reply(handle(made));
+        },
+        call);
 }
 
-void CallHandlers::forget(const Caller& caller) {
-    if (caller.powerClient)
-        power_.removeClient(*caller.powerClient);
-}
-
-// --- what the helper says
-
-CallHandlers::Answer CallHandlers::handle(Caller& caller, const RegisterForPower&) {
-    if (caller.powerClient)
-        return Refused{"This connection is registered already."};
-    caller.powerClient = power_.addClient([send = caller.send](auto announcement, std::int64_t notificationID) {
-        send(PowerAnnouncement{eventOf(announcement), notificationID});
-    });
-    return Done{};
-}
-
-CallHandlers::Answer CallHandlers::handle(Caller& caller, const AllowPowerChange& call) {
-    if (caller.powerClient)
-        power_.acknowledge(*caller.powerClient, call.notificationID);
-    return std::nullopt;
-}
-
-// --- what drives the Mac
-
-CallHandlers::Answer CallHandlers::handle(Caller&, const Show&) {
+AnyAnswer CallHandlers::handle(const Show&) {
     const auto* isClosed = std::get_if<bool>(&lid_);
-    return MacState{.fans = mac_views::fans(mac_),
-                    .temperatures = mac_views::temperatures(mac_),
+    return MacState{.fans = fansOf(mac_),
+                    .temperatures = temperaturesOf(mac_.controller()),
                     .lidClosed = isClosed != nullptr && *isClosed,
                     .asleep = power_.isAsleep(),
                     .powerClients = power_.clientCount(),
                     .load = mac_.load(),
                     .time = now_(),
-                    .writes = mac_views::writes(mac_)};
+                    .writes = writesOf(mac_.controller())};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const SetLid& call) {
+AnyAnswer CallHandlers::handle(const SetLid& call) {
     const bool isMoved = std::holds_alternative<bool>(call.state);
     if (isMoved && std::holds_alternative<std::monostate>(lid_))
         return Refused{"This Mac has no lid."};
@@ -77,16 +95,17 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const SetLid& call) {
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller& caller, const Sleep& call) {
+void CallHandlers::startSleep(const Sleep& call, const Reply& reply) {
     const auto cause = call.now ? RootPowerDomain::Cause::demand : RootPowerDomain::Cause::idleness;
-    const bool begins = power_.sleep(cause, [this, send = caller.send](const RootPowerDomain::SleepReport& report) {
-        send(SleepReport{report.seconds, report.acknowledged, report.missing, mac_views::fans(mac_)});
+    const bool begins = power_.sleep(cause, [this, reply](const RootPowerDomain::SleepReport& report) {
+        reply(SleepReport{report.seconds, report.acknowledged, report.missing, fansOf(mac_)});
         mac_.setAsleep(true);
     });
-    return begins ? Answer() : Refused{"The Mac is asleep, or about to be."};
+    if (!begins)
+        reply(Refused{"The Mac is asleep, or about to be."});
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const Wake&) {
+AnyAnswer CallHandlers::handle(const Wake&) {
     if (!power_.isAsleep())
         return Refused{"The Mac is awake."};
     mac_.setAsleep(false);
@@ -94,12 +113,12 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const Wake&) {
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const SetLoad& call) {
+AnyAnswer CallHandlers::handle(const SetLoad& call) {
     mac_.setLoad(call.load);
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const SetKey& call) {
+AnyAnswer CallHandlers::handle(const SetKey& call) {
     if (call.value)
         mac_.pin(call.key, *call.value);
     else
@@ -107,7 +126,7 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const SetKey& call) {
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const Interfere& call) {
+AnyAnswer CallHandlers::handle(const Interfere& call) {
     if (call.fan < 0 || call.fan >= mac_.fanCount())
         return Refused{"This Mac has no such fan."};
     if (call.rpm)
@@ -119,37 +138,37 @@ CallHandlers::Answer CallHandlers::handle(Caller&, const Interfere& call) {
 
 // --- faults
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const FailExchange& call) {
+AnyAnswer CallHandlers::handle(const FailExchange& call) {
     mac_.controller().failExchange(call.n);
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const AnswerWith& call) {
+AnyAnswer CallHandlers::handle(const AnswerWith& call) {
     mac_.controller().answer(call.key, call.command, call.result);
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const ReportSize& call) {
+AnyAnswer CallHandlers::handle(const ReportSize& call) {
     mac_.controller().reportSize(call.key, call.size);
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const ReportType& call) {
+AnyAnswer CallHandlers::handle(const ReportType& call) {
     mac_.controller().reportType(call.key, smcCode((call.type + "    ").c_str()));
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const RemoveKey& call) {
+AnyAnswer CallHandlers::handle(const RemoveKey& call) {
     mac_.controller().remove(call.key);
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const AnswerSlowly& call) {
+AnyAnswer CallHandlers::handle(const AnswerSlowly& call) {
     exchangeDelay_ = call.seconds;
     return Done{};
 }
 
-CallHandlers::Answer CallHandlers::handle(Caller&, const ClearFaults&) {
+AnyAnswer CallHandlers::handle(const ClearFaults&) {
     mac_.controller().clearFaults();
     exchangeDelay_ = 0;
     return Done{};

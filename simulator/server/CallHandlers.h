@@ -12,55 +12,42 @@ namespace kelo {
 
 class MainQueue;
 
-/// Whoever makes calls on the simulated Mac.
-struct Caller {
-    bool isRoot;
-    /// Says something other than an immediate answer. Is copied, and may be called when the caller has gone.
-    std::function<void(const hardware_calls::AnyAnswer&)> send;
-    /// The handlers' own: the caller's number at the root power domain.
-    std::optional<int> powerClient = std::nullopt;
-};
-
 /// The simulated Mac's hardware, its power domain and its lid, and what each call does to them. One thread, `queue`'s.
 class CallHandlers {
 public:
-    /// None when it comes later, or never, which holds for `AllowPowerChange` alone.
-    using Answer = std::optional<hardware_calls::AnyAnswer>;
+    using Reply = std::function<void(const hardware_calls::AnyAnswer&)>;
 
     /// `queue` is borrowed. `now` returns seconds and never goes back.
     CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile, double heatSpeed);
 
-    /// Carries a call out. Throws `std::invalid_argument`, a clause that says why, for an invalid key.
-    Answer perform(Caller& caller, const hardware_calls::AnyCall& call);
+    /// Carries a call out and replies to it once, `Sleep` when the Mac is asleep. Throws `std::invalid_argument`, a
+    /// clause that says why, for an invalid key.
+    void perform(const hardware_calls::AnyCall& call, const Reply& reply);
 
     /// An exchange with the controller. None when it fails at the platform's level.
-    std::optional<SMCKeyData> exchange(const Caller& caller, const SMCKeyData& request) {
-        return mac_.exchange(request, caller.isRoot);
-    }
-    const ClamshellProperty& lid() const { return lid_; }
-    /// Seconds by which each exchange is to be answered late; the caller's business.
+    std::optional<SMCKeyData> exchange(const SMCKeyData& request) { return mac_.exchange(request, true); }
+    /// Seconds by which the caller has to answer each exchange late.
     double exchangeDelay() const { return exchangeDelay_; }
-
-    /// To be called when the caller disconnects: its acknowledgements are no longer awaited.
-    void forget(const Caller& caller);
+    const ClamshellProperty& lid() const { return lid_; }
+    RootPowerDomain& power() { return power_; }
 
 private:
-    Answer handle(Caller& caller, const hardware_calls::RegisterForPower& call);
-    Answer handle(Caller& caller, const hardware_calls::AllowPowerChange& call);
-    Answer handle(Caller& caller, const hardware_calls::Show& call);
-    Answer handle(Caller& caller, const hardware_calls::SetLid& call);
-    Answer handle(Caller& caller, const hardware_calls::Sleep& call);
-    Answer handle(Caller& caller, const hardware_calls::Wake& call);
-    Answer handle(Caller& caller, const hardware_calls::SetLoad& call);
-    Answer handle(Caller& caller, const hardware_calls::SetKey& call);
-    Answer handle(Caller& caller, const hardware_calls::Interfere& call);
-    Answer handle(Caller& caller, const hardware_calls::FailExchange& call);
-    Answer handle(Caller& caller, const hardware_calls::AnswerWith& call);
-    Answer handle(Caller& caller, const hardware_calls::ReportSize& call);
-    Answer handle(Caller& caller, const hardware_calls::ReportType& call);
-    Answer handle(Caller& caller, const hardware_calls::RemoveKey& call);
-    Answer handle(Caller& caller, const hardware_calls::AnswerSlowly& call);
-    Answer handle(Caller& caller, const hardware_calls::ClearFaults& call);
+    using AnyAnswer = hardware_calls::AnyAnswer;
+
+    void startSleep(const hardware_calls::Sleep& call, const Reply& reply);
+    AnyAnswer handle(const hardware_calls::Show& call);
+    AnyAnswer handle(const hardware_calls::SetLid& call);
+    AnyAnswer handle(const hardware_calls::Wake& call);
+    AnyAnswer handle(const hardware_calls::SetLoad& call);
+    AnyAnswer handle(const hardware_calls::SetKey& call);
+    AnyAnswer handle(const hardware_calls::Interfere& call);
+    AnyAnswer handle(const hardware_calls::FailExchange& call);
+    AnyAnswer handle(const hardware_calls::AnswerWith& call);
+    AnyAnswer handle(const hardware_calls::ReportSize& call);
+    AnyAnswer handle(const hardware_calls::ReportType& call);
+    AnyAnswer handle(const hardware_calls::RemoveKey& call);
+    AnyAnswer handle(const hardware_calls::AnswerSlowly& call);
+    AnyAnswer handle(const hardware_calls::ClearFaults& call);
 
     const std::function<double()> now_;
     SimulatedMac mac_;

@@ -5,36 +5,22 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
-#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/linux/socket/UnixSocket.h"
-#include "simulator/link/HardwareLink.h"
 #include "tests/support/MacFolder.h"
 
 namespace kelo {
 
-/// The sentence with which a call fails, "none" when it does not.
-template <typename Call>
-std::string failureOf(const Call& call) {
-    try {
-        call();
-        return "none";
-    } catch (const CallFailed& error) {
-        return error.what();
-    }
-}
-
-/// The Mac's end of one connection at a time, which says whatever the test wants said, asked or not.
+/// The Mac's end of one connection at a time, which sends what the test wants, asked or not.
 class ScriptedMac {
 public:
     using Bytes = std::vector<std::uint8_t>;
 
-    /// `socketName` is that of the Mac's socket that this one has.
-    explicit ScriptedMac(const char* socketName = HardwareLink::socketName) : socketName_(socketName) {}
+    /// Listens at one of the Mac's sockets.
+    explicit ScriptedMac(const char* socketName) : socketName_(socketName) {}
 
     int folder() const { return folder_.descriptor(); }
 
@@ -45,16 +31,13 @@ public:
         EXPECT_TRUE(client_.isValid());
     }
     void say(const Bytes& bytes) { EXPECT_EQ(unix_socket::send(client_.get(), bytes), unix_socket::Sent::whole); }
-    void say(const hardware_calls::AnyAnswer& answer) { say(hardware_calls::encode(answer)); }
     /// Waits for the next message.
-    Bytes hearBytes() {
+    Bytes hear() {
         awaitReadable(client_);
-        Bytes buffer(HardwareLink::maximumMessageSize);
+        Bytes buffer(4096);
         const auto heard = std::get<unix_socket::Bytes>(unix_socket::receive(client_.get(), buffer));
         return {heard.begin(), heard.end()};
     }
-    /// Waits for the next call.
-    hardware_calls::AnyCall hear() { return hardware_calls::decodeCall(hearBytes()); }
     void hangUp() { client_ = FileDescriptor(); }
     /// Nobody connects any more: the line of those who wait to be accepted is full as long as what is returned lives.
     std::vector<FileDescriptor> fillBacklog() const {
@@ -84,7 +67,22 @@ public:
     /// Is there again after `goAway`.
     void comeBack() { listening_ = unix_socket::listen(folder_.descriptor(), socketName_); }
 
-    /// Does `work`, which connects and calls, while the Mac accepts and says `bytes`.
+    /// Does `work`, which asks, while the Mac accepts new connections and gives one of `answers` to each question.
+    template <typename Work>
+    auto answering(const std::vector<Bytes>& answers, const Work& work) {
+        std::thread mac([&] {
+            for (const auto& answer : answers) {
+                while (!isAsked()) {
+                }
+                say(answer);
+            }
+        });
+        auto result = work();
+        mac.join();
+        return result;
+    }
+
+    /// Does `work`, which connects, while the Mac accepts and says `bytes`.
     template <typename Work>
     auto during(const Bytes& bytes, const Work& work) {
         std::thread mac([&] {
@@ -97,6 +95,25 @@ public:
     }
 
 private:
+    /// Waits for a connection or a message. Returns whether it is a message.
+    bool isAsked() {
+        pollfd waiting[] = {{.fd = listening_.get(), .events = POLLIN, .revents = 0},
+                            {.fd = client_.get(), .events = POLLIN, .revents = 0}};
+        if (poll(waiting, 2, 10'000) <= 0) {
+            ADD_FAILURE() << "the Mac is not asked";
+            return true;
+        }
+        if (waiting[0].revents != 0) {
+            client_ = unix_socket::accept(listening_.get());
+            return false;
+        }
+        if ((waiting[1].revents & POLLHUP) != 0) {
+            hangUp(); // whatever it asked, it does not wait for the answer any more
+            return false;
+        }
+        hear();
+        return true;
+    }
     static void awaitReadable(const FileDescriptor& socket) {
         pollfd waiting{.fd = socket.get(), .events = POLLIN, .revents = 0};
         EXPECT_EQ(poll(&waiting, 1, 10'000), 1);

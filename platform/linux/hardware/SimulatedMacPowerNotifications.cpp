@@ -1,81 +1,70 @@
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 
 #include <algorithm>
-#include <chrono>
+#include <cerrno>
 #include <exception>
-#include <optional>
-#include <system_error>
 #include <utility>
 
+#include "platform/linux/hardware/MacWire.h"
 #include "platform/linux/loop/EventLoop.h"
-#include "simulator/link/HardwareLink.h"
+#include "platform/linux/socket/UnixSocket.h"
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 namespace {
 
-using hardware_calls::PowerEvent;
-
-/// None for an event that does not matter here.
-std::optional<PowerMessage> powerMessage(PowerEvent event) {
-    switch (event) {
-    case PowerEvent::canSleep:
-        return PowerMessage::canSystemSleep;
-    case PowerEvent::willSleep:
-        return PowerMessage::systemWillSleep;
-    case PowerEvent::hasPoweredOn:
-        return PowerMessage::systemHasPoweredOn;
-    case PowerEvent::willPowerOn:
-        return std::nullopt;
-    }
-    return std::nullopt;
-}
+using mac_wire::bytesOf;
+using mac_wire::PowerEvent;
 
 constexpr double firstDelay = 1;   // seconds
 constexpr double longestDelay = 8; // seconds
 
-/// Registers anew, from time to time, for as long as there is no connection: whoever holds the fans relies on being
-/// told of sleep.
+/// Registers again while there is no connection, at growing intervals: whoever holds the fans relies on being told of
+/// sleep.
 class Registration : public PowerRegistration {
 public:
     Registration(int folder, EventLoop& loop, const MacTimeouts& timeouts, PowerHandler onMessage)
         : folder_(folder), loop_(loop), timeouts_(timeouts),
           onMessage_(std::make_shared<const PowerHandler>(std::move(onMessage))) {}
 
-    /// False when there is no root power domain. What only lacks a connection is made up for later.
+    /// False when there is no root power domain. A Mac that only fails to answer is tried again later.
     bool start() {
-        try {
-            return connect(timeouts_.answer);
-        } catch (const MacHangs&) {
-        } catch (const MacHasGone&) {
-        } catch (const CallFailed&) { // somebody who is no Mac
-            return false;
-        } catch (const std::system_error&) { // no descriptor is left
-        }
-        tryLater();
-        return true;
+        const auto outcome = connect(timeouts_.answer);
+        if (outcome == Outcome::failed)
+            tryLater();
+        return outcome != Outcome::noPowerDomain;
     }
 
+    /// Whether the answer arrives is not known; the simulated Mac does not wait for it for ever.
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
-        try {
-            if (link_)
-                link_->tell({notificationID});
-        } catch (...) { // out of memory: the simulated Mac stops waiting by itself
-        }
+        const std::int64_t id = notificationID;
+        unix_socket::send(socket_.get(), bytesOf(id));
     }
 
 private:
-    /// Returns whether a Mac is there. Waits for its answer, so that no sleep is announced between the hold's start and
-    /// its registration.
-    bool connect(std::chrono::milliseconds timeouts) {
-        auto link = HardwareLink::connect(folder_, timeouts_.retry);
-        if (!link)
-            return false;
-        link->setTimeout(timeouts);
-        link->call(hardware_calls::RegisterForPower{});
-        link->setTimeout(timeouts_.retry);
-        watch_ = loop_.watchUrgent(link->socket(), [this] { receive(); });
-        link_ = std::move(link);
-        return true;
+    enum class Outcome { registered, noPowerDomain, failed };
+
+    /// Waits for the Mac to confirm the registration, so that no later sleep is missed.
+    Outcome connect(std::chrono::milliseconds timeout) {
+        auto socket = unix_socket::connect(folder_, mac_wire::powerSocket, timeouts_.retry);
+        if (!socket.isValid())
+            return errno == ENOENT || errno == ECONNREFUSED ? Outcome::noPowerDomain : Outcome::failed;
+        unix_socket::setTimeout(socket.get(), timeout);
+        mac_wire::PowerRecord record{};
+        const auto received = unix_socket::receive(socket.get(), bytesOf(record));
+        const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
+        if (bytes == nullptr)
+            return Outcome::failed;
+        if (bytes->size() != sizeof record || record.event != PowerEvent::registered)
+            return Outcome::noPowerDomain;
+        unix_socket::setTimeout(socket.get(), timeouts_.retry);
+        try {
+            watch_ = loop_.watchUrgent(socket.get(), [this] { receive(); });
+        } catch (const std::exception&) { // the kernel has no room for another watch
+            return Outcome::failed;
+        }
+        socket_ = std::move(socket);
+        return Outcome::registered;
     }
 
     void tryLater() {
@@ -84,28 +73,40 @@ private:
     }
 
     void tryAgain() {
-        tryLater(); // first: nothing that goes wrong below is the end
-        try {
-            if (!connect(timeouts_.retry))
-                return;
-        } catch (const std::exception&) { // the Mac is not there again yet
+        tryLater(); // first: whatever fails below is tried again
+        if (connect(timeouts_.retry) != Outcome::registered)
             return;
-        }
         timer_.reset();
         delay_ = firstDelay;
     }
 
     void receive() {
-        const auto announcement = link_->receiveAnnouncement();
-        if (!announcement) {
-            watch_.reset();
-            link_.reset();
-            tryLater();
-            return;
-        }
+        mac_wire::PowerRecord record{};
+        const auto received = unix_socket::receive(socket_.get(), bytesOf(record));
+        const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
+        if (bytes == nullptr || bytes->size() != sizeof record)
+            return disconnect();
         const auto onMessage = onMessage_; // it may end this registration
-        if (const auto message = powerMessage(announcement->event))
-            (*onMessage)(*message, static_cast<std::intptr_t>(announcement->notificationID));
+        const auto id = static_cast<std::intptr_t>(record.notificationID);
+        switch (record.event) {
+        case PowerEvent::canSleep:
+            return (*onMessage)(PowerMessage::canSystemSleep, id);
+        case PowerEvent::willSleep:
+            return (*onMessage)(PowerMessage::systemWillSleep, id);
+        case PowerEvent::hasPoweredOn:
+            return (*onMessage)(PowerMessage::systemHasPoweredOn, id);
+        case PowerEvent::willPowerOn:
+            return; // does not matter here
+        case PowerEvent::registered:
+            break; // has been said already
+        }
+        disconnect();
+    }
+
+    void disconnect() {
+        watch_.reset();
+        socket_ = {};
+        tryLater();
     }
 
     const int folder_;
@@ -114,7 +115,7 @@ private:
     const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared: copying it allocates nothing.
     double delay_ = firstDelay;                           ///< Before the next try.
     std::unique_ptr<Timer> timer_;                        ///< Null while registered.
-    std::unique_ptr<HardwareLink> link_;                  ///< Null while not.
+    FileDescriptor socket_;                               ///< Invalid while not registered.
     std::unique_ptr<DescriptorWatch> watch_;
 };
 

@@ -58,6 +58,12 @@ private:
     FileDescriptor folder_;
 };
 
+bool setTimeout(int socket, int option, std::chrono::milliseconds limit) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    const timeval value = {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(limit - seconds).count()};
+    return setsockopt(socket, SOL_SOCKET, option, &value, sizeof value) == 0;
+}
+
 FileDescriptor makeSocket(int flags) {
     return FileDescriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0));
 }
@@ -121,16 +127,19 @@ FileDescriptor connect(int folder, const std::string& name, std::chrono::millise
     auto socket = makeSocket(0);
     if (!socket.isValid())
         return {};
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
-    const timeval limit = {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(timeout - seconds).count()};
-    // Without it connecting waits for as long as the line of those who wait is full.
-    if (setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0)
+    // Otherwise connecting waits for as long as the listener's backlog is full.
+    if (!setTimeout(socket.get(), SO_SNDTIMEO, timeout))
         return {};
     const auto address = addressOf(folder, name);
     while (::connect(socket.get(), asSocketAddress(address), sizeof address) != 0)
         if (errno != EINTR)
             return {};
     return socket;
+}
+
+void setTimeout(int socket, std::chrono::milliseconds limit) {
+    setTimeout(socket, SO_SNDTIMEO, limit);
+    setTimeout(socket, SO_RCVTIMEO, limit);
 }
 
 Received receive(int socket, std::span<std::uint8_t> buffer) {

@@ -33,6 +33,9 @@ FileDescriptor accept(int listener);
 FileDescriptor connect(int folder, const std::string& name,
                        std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
+/// Limits how long a blocking socket waits to send and to receive. `limit` is more than 0.
+void setTimeout(int socket, std::chrono::milliseconds limit);
+
 struct WouldBlock {};
 struct Ended {}; ///< The peer has gone, or its message is empty or larger than the buffer.
 using Bytes = std::span<const std::uint8_t>;

@@ -1,6 +1,5 @@
 #include "simulator/tools/simmac/MacCommands.h"
 
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -17,16 +16,13 @@ namespace {
 
 using namespace hardware_calls;
 
-constexpr std::chrono::seconds timeout(90); // sleep is waited for twice 30 seconds
-
 /// Makes one call on the Mac that runs beside this program.
 template <typename Call>
 typename Call::Answer call(const Call& call) {
     const SimulatedMacFolder folder;
-    const auto link = folder.descriptor() >= 0 ? HardwareLink::connect(folder.descriptor()) : nullptr;
+    const auto link = HardwareLink::connect(folder.descriptor());
     if (!link)
         throw CommandRefused("No simulated Mac is running here; \"simmac serve\" starts one.");
-    link->setTimeout(timeout);
     try {
         return link->call(call);
     } catch (const CallFailed& error) {

@@ -14,7 +14,12 @@ using ::testing::SizeIs;
 
 class CallHandlersTest : public ::testing::Test {
 protected:
-    CallHandlers::Answer perform(const AnyCall& call) { return handlers.perform(caller, call); }
+    /// The reply, or nullopt when there is none yet.
+    std::optional<AnyAnswer> perform(const AnyCall& call) {
+        replies.clear();
+        handlers.perform(call, [this](const AnyAnswer& answer) { replies.push_back(answer); });
+        return replies.empty() ? std::nullopt : std::optional(replies.back());
+    }
     bool isDone(const AnyCall& call) { return std::holds_alternative<Done>(perform(call).value()); }
     std::string refusal(const AnyCall& call) { return std::get<Refused>(perform(call).value()).sentence; }
     MacState state() { return std::get<MacState>(perform(Show{}).value()); }
@@ -22,8 +27,7 @@ protected:
     double now = 0;
     VirtualQueue queue{now};
     CallHandlers handlers{queue, [this] { return now; }, *Profile::named("laptop"), 1.0};
-    std::vector<AnyAnswer> sent;
-    Caller caller{true, [this](const AnyAnswer& answer) { sent.push_back(answer); }};
+    std::vector<AnyAnswer> replies;
 };
 
 TEST_F(CallHandlersTest, ExchangesAreToBeAnsweredAtOnceUnlessAnswersAreSlow) {
@@ -34,44 +38,20 @@ TEST_F(CallHandlersTest, ExchangesAreToBeAnsweredAtOnceUnlessAnswersAreSlow) {
     EXPECT_EQ(handlers.exchangeDelay(), 0);
 }
 
-TEST_F(CallHandlersTest, SleepIsAnnouncedAndAnsweredWhenItHasBeenAllowed) {
-    EXPECT_TRUE(isDone(RegisterForPower{}));
+TEST_F(CallHandlersTest, SleepIsAnsweredOnceItHasBeenAllowed) {
+    std::int64_t notificationID = 0;
+    const int client = handlers.power().addClient([&](auto, std::int64_t id) { notificationID = id; });
     EXPECT_FALSE(perform(Sleep{.now = true}).has_value());
-    ASSERT_THAT(sent, SizeIs(1));
-    const auto& announcement = std::get<PowerAnnouncement>(sent[0]);
-    EXPECT_EQ(announcement.event, PowerEvent::willSleep);
-    EXPECT_EQ(refusal(Sleep{}), "The Mac is asleep, or about to be.");
     queue.runFor(2);
-    EXPECT_FALSE(perform(AllowPowerChange{announcement.notificationID}).has_value());
-    ASSERT_THAT(sent, SizeIs(2));
-    const auto& report = std::get<SleepReport>(sent[1]);
+    handlers.power().acknowledge(client, notificationID);
+    ASSERT_THAT(replies, SizeIs(1));
+    const auto report = std::get<SleepReport>(replies[0]);
     EXPECT_EQ(report.seconds, 2);
     EXPECT_EQ(report.acknowledged, 1);
     EXPECT_EQ(report.missing, 0);
     EXPECT_THAT(report.fans, SizeIs(2));
     EXPECT_TRUE(state().asleep);
-}
-
-TEST_F(CallHandlersTest, EachEventIsAnnouncedUnderItsOwnName) {
-    EXPECT_TRUE(isDone(RegisterForPower{}));
-    perform(Sleep{});
-    queue.runFor(60); // nobody answers
-    EXPECT_TRUE(isDone(Wake{}));
-    std::vector<PowerEvent> events;
-    for (const auto& answer : sent)
-        if (const auto* announcement = std::get_if<PowerAnnouncement>(&answer))
-            events.push_back(announcement->event);
-    EXPECT_THAT(events, ::testing::ElementsAre(PowerEvent::canSleep, PowerEvent::willSleep, PowerEvent::willPowerOn,
-                                               PowerEvent::hasPoweredOn));
-}
-
-TEST_F(CallHandlersTest, ACallerThatGoesIsNoLongerWaitedFor) {
-    EXPECT_TRUE(isDone(RegisterForPower{}));
-    Caller driver{true, [this](const AnyAnswer& answer) { sent.push_back(answer); }};
-    handlers.perform(driver, Sleep{});
-    handlers.forget(caller);
-    EXPECT_TRUE(std::holds_alternative<SleepReport>(sent.back()));
-    handlers.forget(driver); // was never registered
+    EXPECT_EQ(refusal(Sleep{}), "The Mac is asleep, or about to be.");
 }
 
 TEST_F(CallHandlersTest, WhatTheMacDoesNotHaveIsRefused) {
@@ -80,8 +60,6 @@ TEST_F(CallHandlersTest, WhatTheMacDoesNotHaveIsRefused) {
     EXPECT_EQ(refusal(Wake{}), "The Mac is awake.");
     EXPECT_TRUE(isDone(SetLid{std::monostate{}}));
     EXPECT_EQ(refusal(SetLid{true}), "This Mac has no lid.");
-    EXPECT_TRUE(isDone(RegisterForPower{}));
-    EXPECT_EQ(refusal(RegisterForPower{}), "This connection is registered already.");
 }
 
 TEST_F(CallHandlersTest, AKeyThatCannotBeIsToldInAClause) {
@@ -94,7 +72,7 @@ TEST_F(CallHandlersTest, WhatDrivesTheMacShowsInItsState) {
     EXPECT_TRUE(isDone(SetLid{true}));
     EXPECT_TRUE(isDone(SetLoad{0.5}));
     EXPECT_TRUE(isDone(Interfere{0, 2000}));
-    EXPECT_TRUE(isDone(RegisterForPower{}));
+    handlers.power().addClient([](auto, auto) {});
     const auto shown = state();
     EXPECT_EQ(shown.temperatures.at("Tp09"), 96);
     EXPECT_TRUE(shown.lidClosed);
@@ -115,12 +93,9 @@ TEST_F(CallHandlersTest, WritesThatWereCarriedOutAreShownWithTheirTimeAndOthersA
     write.keyInfo.dataSize = 1;
     write.bytes[0] = 1;
     now = 3;
-    EXPECT_EQ(handlers.exchange(caller, write).value().result, 0);
-    caller.isRoot = false;
-    EXPECT_FALSE(handlers.exchange(caller, write).has_value());
-    caller.isRoot = true;
+    EXPECT_EQ(handlers.exchange(write).value().result, 0);
     EXPECT_TRUE(isDone(AnswerWith{"F0Md", SMCCommand::writeBytes, 0x82}));
-    EXPECT_EQ(handlers.exchange(caller, write).value().result, 0x82);
+    EXPECT_EQ(handlers.exchange(write).value().result, 0x82);
     const auto writes = state().writes;
     ASSERT_THAT(writes, SizeIs(1));
     EXPECT_EQ(writes[0].time, 3);

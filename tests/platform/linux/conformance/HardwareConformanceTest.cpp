@@ -3,11 +3,10 @@
 
 #include <thread>
 
-#include "platform/linux/hardware/SimulatedMacClamshell.h"
-#include "platform/linux/hardware/SimulatedMacExchange.h"
+#include "platform/linux/hardware/MacWire.h"
+#include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 #include "platform/linux/socket/UnixSocket.h"
-#include "simulator/link/HardwareLink.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
@@ -18,29 +17,30 @@
 namespace kelo {
 namespace {
 
+using mac_wire::bytesOf;
+using mac_wire::PowerEvent;
+
 class SimulatedMacExchangeHarness {
 public:
-    SMCExchange& exchange() { return exchange_; }
+    SMCExchange& exchange() { return hardware_; }
     void removeController() { mac_.remove(); }
     void failNextExchange() { mac_.drive(hardware_calls::FailExchange{1}); }
-    int openConnections() {
-        return static_cast<int>(openSockets(SocketEnd::clients, ControllerLink::socketName).size());
-    }
+    int openConnections() { return static_cast<int>(openSockets(SocketEnd::clients, mac_wire::hardwareSocket).size()); }
 
 private:
     MacUnderTest mac_;
-    SimulatedMacExchange exchange_{mac_.folder()};
+    SimulatedMacHardware hardware_{mac_.folder()};
 };
 
 class SimulatedMacClamshellHarness {
 public:
-    Clamshell& clamshell() { return clamshell_; }
+    Clamshell& clamshell() { return hardware_; }
     void setState(const ClamshellProperty& state) { mac_.drive(hardware_calls::SetLid{state}); }
     void removePowerDomain() { mac_.remove(); }
 
 private:
     MacUnderTest mac_;
-    SimulatedMacClamshell clamshell_{mac_.folder()};
+    SimulatedMacHardware hardware_{mac_.folder()};
 };
 
 /// The root power domain's end of the socket, which says whatever the test wants said: the simulated Mac's own follows
@@ -59,27 +59,27 @@ public:
         listening_ = {};
     }
 
-    void send(hardware_calls::PowerEvent event, std::intptr_t notificationID) {
+    void send(PowerEvent event, std::intptr_t notificationID) {
+        const mac_wire::PowerRecord record{event, notificationID};
         for (const auto& client : clients_)
-            unix_socket::send(client.get(), encode(hardware_calls::PowerAnnouncement{event, notificationID}));
+            unix_socket::send(client.get(), bytesOf(record));
     }
 
     std::vector<std::intptr_t> allowed() {
         std::vector<std::intptr_t> ids;
         for (const auto& client : clients_)
-            while (const auto call = receive(client))
-                ids.push_back(std::get<hardware_calls::AllowPowerChange>(*call).notificationID);
+            for (std::int64_t id = 0;
+                 std::holds_alternative<unix_socket::Bytes>(unix_socket::receive(client.get(), bytesOf(id)));)
+                ids.push_back(id);
         return ids;
     }
 
 private:
     void acceptClients() {
         while (isReadable(listening_)) {
-            FileDescriptor client = unix_socket::accept(listening_.get());
-            const auto call = isReadable(client) ? receive(client) : std::nullopt;
-            clients_.push_back(std::move(client)); // the answer tells the test's thread that it is there
-            EXPECT_TRUE(call && std::holds_alternative<hardware_calls::RegisterForPower>(*call));
-            unix_socket::send(clients_.back().get(), encode(hardware_calls::Done{}));
+            clients_.push_back(unix_socket::accept(listening_.get()));
+            const mac_wire::PowerRecord registered{PowerEvent::registered, 0};
+            unix_socket::send(clients_.back().get(), bytesOf(registered));
         }
     }
 
@@ -89,16 +89,8 @@ private:
         return poll(&waiting, 1, -1) == 1 && (waiting.revents & POLLHUP) == 0;
     }
 
-    /// What is there already.
-    static std::optional<hardware_calls::AnyCall> receive(const FileDescriptor& socket) {
-        std::vector<std::uint8_t> buffer(HardwareLink::maximumMessageSize);
-        const auto received = unix_socket::receive(socket.get(), buffer);
-        const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
-        return bytes != nullptr ? std::optional(hardware_calls::decodeCall(*bytes)) : std::nullopt;
-    }
-
     MacFolder folder_;
-    FileDescriptor listening_ = unix_socket::listen(folder_.descriptor(), HardwareLink::socketName);
+    FileDescriptor listening_ = unix_socket::listen(folder_.descriptor(), mac_wire::powerSocket);
     std::vector<FileDescriptor> clients_;
     std::thread thread_;
 };
@@ -108,21 +100,21 @@ public:
     PowerNotifications& notifications() { return notifications_; }
     void removePowerDomain() { domain_.remove(); }
     void send(PowerMessage message, std::intptr_t notificationID) { domain_.send(eventOf(message), notificationID); }
-    void sendOther() { domain_.send(hardware_calls::PowerEvent::willPowerOn, 0); }
+    void sendOther() { domain_.send(PowerEvent::willPowerOn, 0); }
     void run() { under_.run(1); }
     std::vector<std::intptr_t> allowed() { return domain_.allowed(); }
 
 private:
-    static hardware_calls::PowerEvent eventOf(PowerMessage message) {
+    static PowerEvent eventOf(PowerMessage message) {
         switch (message) {
         case PowerMessage::canSystemSleep:
-            return hardware_calls::PowerEvent::canSleep;
+            return PowerEvent::canSleep;
         case PowerMessage::systemWillSleep:
-            return hardware_calls::PowerEvent::willSleep;
+            return PowerEvent::willSleep;
         case PowerMessage::systemHasPoweredOn:
             break;
         }
-        return hardware_calls::PowerEvent::hasPoweredOn;
+        return PowerEvent::hasPoweredOn;
     }
 
     ScriptedPowerDomain domain_;

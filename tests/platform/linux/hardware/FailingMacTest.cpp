@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/hardware/SimulatedMacClamshell.h"
-#include "platform/linux/hardware/SimulatedMacExchange.h"
+#include "platform/linux/hardware/MacWire.h"
+#include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 #include "tests/platform/linux/conformance/LoopUnderTest.h"
 #include "tests/support/ScriptedMac.h"
@@ -20,74 +20,30 @@
 namespace kelo {
 namespace {
 
-using namespace hardware_calls;
+using namespace mac_wire;
 using Bytes = ScriptedMac::Bytes;
 
-const std::vector<Bytes>& nonsense() {
-    static const std::vector<Bytes> nonsense = {
-        {0x01},
-        {0xA0}, // an empty map
-        encode(AnyAnswer(Refused{"No."})),
-        encode(AnyAnswer(PowerAnnouncement{})),
-        encode(AnyCall(Show{})),
-    };
-    return nonsense;
-}
-
-Bytes recordBytes(const SMCKeyData& record) {
+template <typename Record>
+Bytes wire(const Record& record) {
     const auto bytes = bytesOf(record);
     return {bytes.begin(), bytes.end()};
-}
-
-TEST(FailingMacTest, AnExchangeWithNonsenseForAnAnswerFailsAndThrowsNothing) {
-    for (const std::size_t size : {1U, 2U, 79U}) {
-        const Bytes bytes(size);
-        ScriptedMac mac(ControllerLink::socketName);
-        SimulatedMacExchange exchange(mac.folder());
-        const auto connection = exchange.open();
-        mac.accept();
-        mac.say(bytes);
-        SMCKeyData reply{};
-        EXPECT_FALSE(exchange.exchange(connection, {}, reply));
-    }
-    static_assert(noexcept(std::declval<SimulatedMacExchange>().exchange(0, {}, std::declval<SMCKeyData&>())));
-    static_assert(noexcept(std::declval<SimulatedMacExchange>().close(0)));
-}
-
-TEST(FailingMacTest, AnExchangeThatFailsAtThePlatformsLevelLeavesTheConnectionOfUse) {
-    ScriptedMac mac(ControllerLink::socketName);
-    SimulatedMacExchange exchange(mac.folder());
-    const auto connection = exchange.open();
-    mac.accept();
-    SMCKeyData reply{};
-    mac.say(Bytes(ControllerLink::failedExchange.begin(), ControllerLink::failedExchange.end()));
-    EXPECT_FALSE(exchange.exchange(connection, {}, reply));
-    SMCKeyData keyNotFound{};
-    keyNotFound.result = 0x84;
-    mac.say(recordBytes(keyNotFound));
-    EXPECT_TRUE(exchange.exchange(connection, {}, reply));
-    EXPECT_EQ(reply.result, 0x84);
-}
-
-TEST(FailingMacTest, TheLidIsAbsentAfterNonsenseAndReadFromTheNextMac) {
-    ScriptedMac mac(LidLink::socketName);
-    SimulatedMacClamshell clamshell(mac.folder());
-    const auto state = [&] { return clamshell.clamshellState(); };
-    for (const auto& bytes : {Bytes(1), Bytes(8), Bytes(9, 4)})
-        EXPECT_EQ(mac.during(bytes, state), ClamshellProperty());
-    const auto closed = LidLink::encode(true);
-    EXPECT_EQ(mac.during({closed.begin(), closed.end()}, state), ClamshellProperty(true));
 }
 
 /// Waits long enough for a busy machine, and briefly for a Mac that says nothing.
 constexpr MacTimeouts shortTimeouts = {
     .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
 
-class HangingMacTest : public ::testing::Test {
+class FailingMacTest : public ::testing::Test {
 protected:
-    bool exchangeOnce() {
-        SMCKeyData reply{};
-        return exchange.exchange(connection, {}, reply);
+    bool exchangeOnce() { return hardware.exchange(connection, {}, reply); }
+    /// With these answers, in order.
+    template <typename... Answers>
+    bool exchangeAnsweredWith(const Answers&... answers) {
+        return mac.answering({answers...}, [this] { return exchangeOnce(); });
+    }
+    template <typename... Answers>
+    ClamshellProperty lidAnsweredWith(const Answers&... answers) {
+        return mac.answering({answers...}, [this] { return hardware.clamshellState(); });
     }
     template <typename Work>
     static std::chrono::milliseconds durationOf(const Work& work) {
@@ -96,75 +52,118 @@ protected:
         return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     }
 
-    const Bytes done = recordBytes({});
-    ScriptedMac mac{ControllerLink::socketName};
-    SimulatedMacExchange exchange{mac.folder(), shortTimeouts};
-    const std::uint32_t connection = exchange.open();
-    ScriptedMac lidMac{LidLink::socketName};
-    SimulatedMacClamshell clamshell{lidMac.folder(), shortTimeouts};
+    const Bytes done = wire(SMCKeyData{});
+    ScriptedMac mac{hardwareSocket};
+    SimulatedMacHardware hardware{mac.folder(), shortTimeouts};
+    const std::uint32_t connection = hardware.open();
+    SMCKeyData reply{};
 };
 
-TEST_F(HangingMacTest, TheExchangeAfterOneThatWasNotAnsweredInTimeIsAnswered) {
+TEST_F(FailingMacTest, ARecordIsSentAndReturnedByteForByte) {
+    SMCKeyData record{};
+    auto bytes = bytesOf(record);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<std::uint8_t>(i + 1);
+    std::thread asking([&] { EXPECT_TRUE(hardware.exchange(connection, record, reply)); });
     mac.accept();
-    EXPECT_FALSE(exchangeOnce());
-    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+    EXPECT_EQ(mac.hear(), wire(record));
+    mac.say(wire(record));
+    asking.join();
+    EXPECT_EQ(wire(reply), wire(record));
 }
 
-TEST_F(HangingMacTest, AnExchangeWithAMacThatHasBeenRestartedIsTriedAgainAtOnce) {
+TEST_F(FailingMacTest, AnExchangeIsAskedAgainAfterAnInvalidAnswerAndFailsAfterTwo) {
+    SMCKeyData ofAnotherKey{};
+    ofAnotherKey.key = smcCode("F0Ac");
+    SMCKeyData ofAnotherCommand{};
+    ofAnotherCommand.data8 = static_cast<std::uint8_t>(SMCCommand::readKeyInfo);
+    for (const auto& invalid :
+         {Bytes(2), Bytes(16), Bytes(79), Bytes(81), wire(ofAnotherKey), wire(ofAnotherCommand)}) {
+        EXPECT_TRUE(exchangeAnsweredWith(invalid, done)) << invalid.size();
+        EXPECT_FALSE(exchangeAnsweredWith(invalid, invalid)) << invalid.size();
+    }
+    static_assert(noexcept(std::declval<SimulatedMacHardware>().exchange(0, {}, std::declval<SMCKeyData&>())));
+    static_assert(noexcept(std::declval<SimulatedMacHardware>().close(0)));
+}
+
+TEST_F(FailingMacTest, AFailedExchangeIsNotALostLink) {
+    EXPECT_FALSE(exchangeAnsweredWith(wire(failedExchange)));
+    EXPECT_TRUE(hardware.hasLink());
+    mac.goAway();
+    EXPECT_FALSE(exchangeOnce());
+    EXPECT_FALSE(hardware.hasLink());
+}
+
+TEST_F(FailingMacTest, EveryStateOfTheLidIsReadAsItWasSent) {
+    const ClamshellProperty properties[] = {std::monostate{}, true, false, 0.0, 1.0, -3.5, UnconvertibleProperty{}};
+    for (const auto& property : properties)
+        EXPECT_EQ(lidAnsweredWith(wire(encode(property))), property);
+}
+
+TEST_F(FailingMacTest, TheLidIsLookedAtAgainAfterAnInvalidAnswerAndIsAbsentAfterTwo) {
+    const Bytes unknownState = wire(LidRecord{static_cast<LidState>(4), 1});
+    const Bytes closed = wire(encode(true));
+    for (const auto& invalid : {Bytes(1), Bytes(15), unknownState, Bytes(17), done}) {
+        EXPECT_EQ(lidAnsweredWith(invalid, closed), ClamshellProperty(true)) << invalid.size();
+        EXPECT_EQ(lidAnsweredWith(invalid, invalid), ClamshellProperty()) << invalid.size();
+    }
+}
+
+TEST_F(FailingMacTest, TheExchangeAfterATimeoutIsAnswered) {
+    mac.accept();
+    EXPECT_FALSE(exchangeOnce());
+    EXPECT_TRUE(exchangeAnsweredWith(done));
+}
+
+TEST_F(FailingMacTest, AnExchangeReachesAMacThatHasBeenRestarted) {
     mac.accept();
     mac.goAway();
     mac.comeBack();
-    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+    EXPECT_TRUE(exchangeAnsweredWith(done));
 }
 
-TEST_F(HangingMacTest, AnExchangeFailsWhileNoMacIsThereAndSucceedsWhenOneIsBack) {
+TEST_F(FailingMacTest, ExchangesFailWhileNoMacIsThereAndSucceedWhenOneIsBack) {
     mac.accept();
     mac.goAway();
     EXPECT_FALSE(exchangeOnce());
     EXPECT_FALSE(exchangeOnce());
     mac.comeBack();
-    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
+    EXPECT_TRUE(exchangeAnsweredWith(done));
 }
 
-TEST_F(HangingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
+TEST_F(FailingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
     mac.accept();
-    exchange.close(connection);
+    hardware.close(connection);
     mac.goAway();
     mac.comeBack();
     EXPECT_FALSE(exchangeOnce());
 }
 
-TEST_F(HangingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
+TEST_F(FailingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
+    const auto look = [this] { EXPECT_EQ(hardware.clamshellState(), ClamshellProperty()); };
     mac.accept();
     EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
     EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
-    EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
+    EXPECT_LT(durationOf(look), shortTimeouts.answer);
     mac.clearBacklog();
-    EXPECT_TRUE(mac.during(done, [this] { return exchangeOnce(); }));
-    EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
+    EXPECT_TRUE(exchangeAnsweredWith(done));
+    EXPECT_GE(durationOf(look), shortTimeouts.answer);
 }
 
-TEST_F(HangingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
+TEST_F(FailingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
     const MacTimeouts forgetful = {shortTimeouts.answer, shortTimeouts.retry, std::chrono::milliseconds(1)};
-    SimulatedMacExchange other(mac.folder(), forgetful);
+    SimulatedMacHardware other(mac.folder(), forgetful);
     const auto handle = other.open();
-    SMCKeyData reply{};
     EXPECT_FALSE(other.exchange(handle, {}, reply));
     std::this_thread::sleep_for(forgetful.memory);
     EXPECT_GE(durationOf([&] { EXPECT_FALSE(other.exchange(handle, {}, reply)); }), forgetful.answer);
 }
 
-TEST_F(HangingMacTest, TheLidOfAMacThatHungIsWaitedForBriefly) {
-    EXPECT_GE(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
-    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
-}
-
-TEST_F(HangingMacTest, AMacThatAcceptsNobodyKeepsNobodyWaitingForLong) {
+TEST_F(FailingMacTest, AMacThatAcceptsNoConnectionIsWaitedForBriefly) {
+    hardware.close(connection);
     const auto waiting = mac.fillBacklog();
-    const auto alsoWaiting = lidMac.fillBacklog();
-    SimulatedMacExchange other(mac.folder(), shortTimeouts);
-    EXPECT_LT(durationOf([&] { EXPECT_EQ(other.open(), 0U); }), shortTimeouts.answer);
-    EXPECT_LT(durationOf([this] { EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(hardware.open(), 0U); }), shortTimeouts.answer);
+    EXPECT_LT(durationOf([this] { EXPECT_EQ(hardware.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
 }
 
 /// While it lives this process gets no descriptor.
@@ -204,22 +203,23 @@ protected:
     /// Lets the loop serve; by default what is there already.
     void run(double seconds = 0.05) { under.run(seconds); }
     int messagesAfterOneMore() {
-        mac.say(PowerAnnouncement{});
+        mac.say(message);
         run();
         return messages;
     }
 
-    const Bytes done = encode(AnyAnswer(Done{}));
+    const Bytes done = wire(PowerRecord{PowerEvent::registered, 0});
+    const Bytes message = wire(PowerRecord{PowerEvent::willSleep, 1});
     const MacTimeouts timeouts = {.answer = std::chrono::seconds(1), .retry = std::chrono::seconds(1)};
-    ScriptedMac mac;
+    ScriptedMac mac{powerSocket};
     LoopUnderTest under;
     SimulatedMacPowerNotifications notifications{mac.folder(), under.loop, timeouts};
     int messages = 0;
     std::function<void()> onMessage = [] {};
 };
 
-TEST_F(FailingPowerDomainTest, NonsenseInAnswerToARegistrationIsNone) {
-    for (const auto& bytes : nonsense())
+TEST_F(FailingPowerDomainTest, AnInvalidAnswerToARegistrationIsNoRegistration) {
+    for (const auto& bytes : {Bytes(1), Bytes(15), message, wire(PowerRecord{static_cast<PowerEvent>(5), 0})})
         EXPECT_EQ(registerWith(bytes), nullptr);
 }
 
@@ -303,16 +303,18 @@ TEST_F(FailingPowerDomainTest, ARegistrationThatWasMadeUpForMayEndFromItsOwnCall
     EXPECT_FALSE(mac.isAskedToAccept());
 }
 
-TEST_F(FailingPowerDomainTest, NonsenseForAnAnnouncementIsDroppedAndTheMacRegisteredWithAgain) {
+TEST_F(FailingPowerDomainTest, AnInvalidMessageIsDroppedAndTheMacRegisteredWithAgain) {
     const auto registration = registerWith(done);
     ASSERT_NE(registration, nullptr);
-    EXPECT_EQ(messagesAfterOneMore(), 1);
-    mac.say(Done{});
-    mac.say(PowerAnnouncement{});
-    run();
-    EXPECT_EQ(messages, 1);
-    runWith(done);
-    EXPECT_EQ(messagesAfterOneMore(), 2);
+    int expected = 0;
+    for (const auto& bytes : {Bytes(1), Bytes(17), done, wire(PowerRecord{static_cast<PowerEvent>(5), 0})}) {
+        mac.say(bytes);
+        mac.say(message);
+        run();
+        EXPECT_EQ(messages, expected);
+        runWith(done);
+        EXPECT_EQ(messagesAfterOneMore(), ++expected);
+    }
 }
 
 TEST_F(FailingPowerDomainTest, AllowingSleepToAMacThatHasGoneThrowsNothing) {

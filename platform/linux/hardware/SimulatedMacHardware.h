@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "core/hold/Clamshell.h"
+#include "core/smc/SMCExchange.h"
+#include "platform/linux/hardware/MacTimeouts.h"
+#include "platform/posix/FileDescriptor.h"
+
+namespace kelo {
+
+/// The controller and the lid of the simulated Mac, over one connection.
+///
+/// The connection is made when it is needed, and remade when the Mac did not answer, has gone or sent anything but the
+/// answer to the question, for example its last answer once more. So a Mac that hung or was restarted is used again,
+/// and the controller's handle stays valid meanwhile: exchanges fail until the Mac is back. A question may be asked
+/// twice, which is the same as once for every key. One thread.
+class SimulatedMacHardware : public SMCExchange, public Clamshell {
+public:
+    /// `folder` is borrowed, an open descriptor.
+    explicit SimulatedMacHardware(int folder, const MacTimeouts& timeouts = {})
+        : folder_(folder), timeouts_(timeouts) {}
+
+    std::uint32_t open() override;
+    bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
+    void close(std::uint32_t connection) noexcept override;
+
+    /// Absent when the Mac does not answer.
+    ClamshellProperty clamshellState() override;
+
+    /// Whether the Mac answered when it was last asked.
+    bool hasLink() const { return hasLink_; }
+
+private:
+    using Time = std::chrono::steady_clock::time_point;
+
+    bool connect() noexcept;
+    template <typename Check>
+    std::size_t ask(std::span<const std::uint8_t> question, std::span<std::uint8_t> answer,
+                    const Check& isAnswer) noexcept;
+    std::optional<std::size_t> attempt(std::span<const std::uint8_t> question, std::span<std::uint8_t> answer) noexcept;
+    bool isTreatedAsHung() const;
+
+    const int folder_;
+    const MacTimeouts timeouts_;
+    FileDescriptor socket_;
+    std::uint32_t handle_ = 0; ///< The last one given out.
+    bool isOpen_ = false;
+    bool hasLink_ = false;
+    std::optional<Time> hungUntil_;
+};
+
+} // namespace kelo
