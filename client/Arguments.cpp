@@ -1,5 +1,6 @@
 #include "client/Arguments.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <locale>
 #include <sstream>
@@ -13,7 +14,7 @@ constexpr std::int64_t longest = 3'600'000; // seconds
 
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-/// Takes a whole number off the beginning of the text; none when there is none, or it is too large to matter.
+/// Takes a whole number off the beginning of the text; nullopt without one, or if it is too large.
 std::optional<std::int64_t> takeNumber(std::string_view& text) {
     std::int64_t number = 0;
     std::size_t digits = 0;
@@ -26,17 +27,9 @@ std::optional<std::int64_t> takeNumber(std::string_view& text) {
     return digits == 0 ? std::nullopt : std::optional(number);
 }
 
-} // namespace
-
-std::optional<double> parseFraction(std::string_view text) {
-    const bool isPercentage = text.ends_with('%');
-    if (isPercentage) {
-        text.remove_suffix(1);
-        if (text.ends_with(' '))
-            text.remove_suffix(1);
-    }
-    // A stream, since not every standard library reads floating-point numbers with from_chars. By default it would also
-    // accept blanks, a plus sign and hexadecimal digits.
+/// A number as it is written everywhere; nullopt for blanks, signs, hexadecimal digits, infinities and NaN.
+std::optional<double> parseNumber(std::string_view text) {
+    // A stream, since not every standard library reads floating-point numbers with from_chars.
     if (text.find_first_not_of("0123456789.e-") != std::string_view::npos)
         return std::nullopt;
     std::istringstream stream{std::string(text)};
@@ -44,11 +37,44 @@ std::optional<double> parseFraction(std::string_view text) {
     double number = 0;
     if (!(stream >> number) || stream.peek() != std::istringstream::traits_type::eof())
         return std::nullopt;
-    if (isPercentage)
-        number /= 100;
-    if (!(number >= 0 && number <= 1))
-        return std::nullopt;
     return number;
+}
+
+/// Removes a unit and one blank before it.
+bool takeUnit(std::string_view& text, std::string_view unit) {
+    if (!text.ends_with(unit))
+        return false;
+    text.remove_suffix(unit.size());
+    if (text.ends_with(' '))
+        text.remove_suffix(1);
+    return true;
+}
+
+std::string question(const std::string& guess) { return "; did you mean " + guess + "?"; }
+
+} // namespace
+
+std::optional<Speed> parseSpeed(std::string_view text) {
+    const bool isRPM = takeUnit(text, "rpm") || takeUnit(text, "RPM");
+    const bool isPercentage = !isRPM && takeUnit(text, "%");
+    const auto number = parseNumber(text);
+    if (!number || !(*number >= 0))
+        return std::nullopt;
+    if (isRPM)
+        return RPM{*number};
+    const double fraction = isPercentage ? *number / 100 : *number;
+    return fraction <= 1 ? std::optional<Speed>(fraction) : std::nullopt;
+}
+
+std::string speedError(const std::string& text) {
+    auto withPoint = text;
+    std::replace(withPoint.begin(), withPoint.end(), ',', '.');
+    const auto number = parseNumber(withPoint);
+    const auto guess = parseSpeed(withPoint)    ? question(withPoint)
+                       : !number || *number < 0 ? ""
+                       : *number <= 100         ? question(withPoint + "%")
+                                                : question(withPoint + "rpm");
+    return "\"" + text + "\" is not a speed (0 to 1, 0% to 100%, or 3000rpm)" + guess;
 }
 
 std::optional<double> parseDuration(std::string_view text) {
@@ -64,6 +90,12 @@ std::optional<double> parseDuration(std::string_view text) {
     if (!text.empty() || seconds == 0 || seconds > longest)
         return std::nullopt;
     return static_cast<double>(seconds);
+}
+
+std::string durationError(const std::string& text) {
+    const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+    return "\"" + text + "\" is not a time (90s, 30m or 1h30m)" +
+           (isNumber ? question(text + "s or " + text + "m") : "");
 }
 
 } // namespace kelo

@@ -1,14 +1,32 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
+#include <variant>
 
 namespace kelo {
 
-/// "0.5", "50%" or "50 %" as a fraction; none for anything else, and outside of 0...1.
-std::optional<double> parseFraction(std::string_view text);
+/// A speed of the fastest fan, in revolutions per minute.
+struct RPM {
+    double value;
 
-/// "30m", "1h30m" or "90s" in seconds; none for anything else, for nothing at all, and for more than a thousand hours.
+    bool operator==(const RPM&) const = default;
+};
+
+/// What to hold: a fraction of the fan's range, or RPM.
+using Speed = std::variant<double, RPM>;
+
+/// Understands "0.5", "50%", "50 %" and "3000rpm". Returns nullopt for anything else, and for a fraction outside of
+/// 0...1.
+std::optional<Speed> parseSpeed(std::string_view text);
+/// Says that this is no speed, and what may have been meant.
+std::string speedError(const std::string& text);
+
+/// Understands "30m", "1h30m" and "90s"; in seconds. Returns nullopt for anything else, for no time at all, and for
+/// more than a thousand hours.
 std::optional<double> parseDuration(std::string_view text);
+/// Says that this is no duration, and what may have been meant.
+std::string durationError(const std::string& text);
 
 } // namespace kelo

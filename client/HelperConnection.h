@@ -17,8 +17,8 @@ public:
 
 /// A client's connection to the helper.
 ///
-/// Used from one thread. The helper counts the connection as one client until this object is destroyed or the process
-/// ends.
+/// Used by one thread at a time. The helper counts the connection as one client until this object is destroyed or the
+/// process ends.
 class HelperConnection {
 public:
     HelperConnection() = default;

@@ -1,70 +1,284 @@
-#include "client/Hold.h"
+#include "client/Commands.h"
 
 #include <algorithm>
+#include <cmath>
+#include <csignal>
 #include <limits>
-#include <sstream>
+#include <utility>
 
-#include "client/Commands.h"
 #include "client/ExitStatus.h"
 #include "client/LiveView.h"
 #include "client/Readings.h"
+#include "client/view/FanText.h"
 
 namespace kelo::commands {
 namespace {
 
 constexpr double refreshInterval = 1.0; // seconds
-constexpr unsigned patience = 5;        // seconds to hand back in: it may take the helper 4 to take a fan
+constexpr double retryInterval = 10.0;  // seconds after a refusal, since each try may keep the helper busy
+constexpr double patienceAtEnd = 5;     // seconds to hand back in: the helper may be taking a fan, for up to 4
+// The helper repairs what another program changes within 2 seconds, and leaves a target that is off by up to 25 RPM.
+constexpr int looksUntilSure = 4;
+constexpr double sameSpeed = 30;       // RPM
+constexpr double sameFraction = 0.006; // of the range
 
 std::string durationText(double seconds) {
-    const auto whole = static_cast<long>(seconds);
+    const auto whole = static_cast<long>(std::ceil(seconds));
     std::string text;
     for (const auto& [size, unit] : {std::pair(whole / 3600, "h"), {whole / 60 % 60, "m"}, {whole % 60, "s"}})
         if (size > 0)
             text += (text.empty() ? "" : " ") + std::to_string(size) + " " + unit;
-    return text;
+    return text.empty() ? "0 s" : text;
 }
 
-std::string announcement(const HoldRequest& request) {
-    std::ostringstream text;
-    text << "Holding at " << request.fraction * 100 << "%";
-    if (request.seconds)
-        text << " for " << durationText(*request.seconds);
-    text << ". Ctrl-C hands the fan back" << (request.seconds ? " sooner." : ".");
-    return text.str();
+std::string percentText(double fraction) {
+    const auto text = decimal(fraction * 100, 1);
+    return (text.ends_with(".0") ? text.substr(0, text.size() - 2) : text) + "%";
 }
 
-/// What has happened since the last look. A reading that is missing for a moment does not end a hold.
-std::vector<std::string> look(HelperConnection& helper, LiveView& view) {
-    try {
-        return view.observe(fetchReading(helper));
-    } catch (const HelperRefused& refused) {
-        return view.lack(refused.what());
+double askedFraction(HelperConnection& helper, const HoldRequest& request) {
+    if (const auto* fraction = std::get_if<double>(&request.speed))
+        return *fraction;
+    const auto rpm = std::get<RPM>(request.speed).value;
+    const auto now = fetchReading(helper).snapshot;
+    if (!(rpm >= now.minRPM && rpm <= now.maxRPM && now.minRPM < now.maxRPM))
+        throw HelperRefused(decimal(rpm, 0) + " RPM is outside of the fan's range, " + decimal(now.minRPM, 0) + " to " +
+                            decimal(now.maxRPM, 0) + " RPM.");
+    return (rpm - now.minRPM) / (now.maxRPM - now.minRPM);
+}
+
+/// Whether the hold that was asked for is in force, as far as readings show it.
+class Standing {
+public:
+    enum State { inForce, replaced, ended };
+
+    State state() const { return state_; }
+
+    /// Returns whether the state has changed.
+    bool observe(const FanSnapshot& snapshot, double fraction) {
+        const auto seen = stateIn(snapshot, fraction);
+        looks_ = seen == seen_ ? looks_ + 1 : 1;
+        seen_ = seen;
+        return looks_ >= (seen == inForce ? 1 : looksUntilSure) && std::exchange(state_, seen) != seen;
     }
-}
 
-/// Until the time is over or the user asks to stop.
-void stay(HelperConnection& helper, Terminal& terminal, const HoldRequest& request) {
-    const auto end = terminal.now().seconds + request.seconds.value_or(std::numeric_limits<double>::infinity());
-    const bool isDrawn = terminal.isInteractive();
-    LiveView view(terminal, isDrawn, announcement(request));
-    const auto left = [&] { return end - terminal.now().seconds; };
-    do {
-        const auto news = look(helper, view);
-        if (!isDrawn)
-            for (const auto& sentence : news)
-                terminal.print(sentence + "\n");
-    } while (view.wait(std::clamp(left(), 0.0, refreshInterval)) && left() > 0);
-}
+private:
+    State stateIn(const FanSnapshot& snapshot, double fraction) const {
+        if (snapshot.lidHasFan || snapshot.addingAir)
+            return state_; // it cannot be distinguished from another hold's
+        if (!snapshot.underKeloControl)
+            return ended;
+        const double range = snapshot.maxRPM - snapshot.minRPM;
+        const double off = std::fabs(snapshot.targetRPM - (snapshot.minRPM + fraction * range));
+        return off > std::max(sameSpeed, sameFraction * range) ? replaced : inForce;
+    }
+
+    State state_ = inForce;
+    State seen_ = inForce;
+    int looks_ = 0;
+};
+
+class Holder {
+public:
+    Holder(const Surroundings& surroundings, Terminal& terminal, const HoldRequest& request)
+        : surroundings_(surroundings), terminal_(terminal), request_(request),
+          isDrawn_(request.command.empty() && terminal.isInteractive()),
+          view_(surroundings, terminal, isDrawn_,
+                {[this] { return title(); }, "q or Ctrl-C ends the hold and hands the fans back"}, patienceAtEnd) {}
+
+    int run() {
+        fraction_ = askedFraction(view_.helper(), request_);
+        take();
+        terminal_.catchStops();
+        terminal_.dropStuckOutput();
+        end_ = terminal_.now().seconds + request_.seconds.value_or(std::numeric_limits<double>::infinity());
+        int status = exit_status::done;
+        try {
+            announce();
+            status = stay();
+        } catch (...) {
+            returnFansIfReachable();
+            throw;
+        }
+        handBack(status);
+        return status;
+    }
+
+private:
+    void take() {
+        if (const auto error = view_.helper().ask(requests::Hold{fraction_, request_.handsBackOnLidClose}))
+            throw HelperRefused(*error);
+    }
+
+    void announce() {
+        std::optional<FanSnapshot> first;
+        try {
+            first.emplace(fetchReading(view_.helper()).snapshot);
+        } catch (const HelperRefused&) {
+            // The next look says why.
+        } catch (const HelperUnreachable&) {
+            isLost_ = true;
+        }
+        if (first && first->fanCount == 0)
+            throw HelperRefused("This Mac has no usable fan, so nothing is held.");
+        const auto length = request_.seconds ? " for " + durationText(*request_.seconds) : "";
+        const std::string ending = !request_.command.empty() ? "The end of the command hands the fans back."
+                                   : request_.seconds        ? "Ctrl-C hands the fans back sooner."
+                                                             : "Ctrl-C hands the fans back.";
+        say("Holding at " + percentText(fraction_) + length + ". " + ending);
+        if (first && !first->chipCelsius)
+            say("The temperature of the chip cannot be read: this hold does not raise the fans when the chip gets "
+                "hot. Choose a speed that is enough for full load.");
+    }
+
+    /// Returns the exit status.
+    int stay() {
+        std::optional<Companion> companion;
+        if (!request_.command.empty())
+            companion = surroundings_.start(request_.command);
+        look();
+        for (bool isPassedOn = false;;) {
+            const auto status = companion ? companion->status() : std::nullopt;
+            const int stop = terminal_.stopSignal();
+            if (status)
+                return *status;
+            if (!companion && (stop != 0 || terminal_.now().seconds >= end_))
+                return exit_status::done;
+            if (companion && stop != 0 && stop != SIGINT && !std::exchange(isPassedOn, true))
+                companion->signal(stop); // the terminal sends SIGINT to both
+            view_.pause(std::clamp(end_ - terminal_.now().seconds, 0.0, refreshInterval));
+            if (companion || terminal_.stopSignal() == 0)
+                look();
+        }
+    }
+
+    void look() {
+        try {
+            if (isLost_ && standing_.state() == Standing::inForce && terminal_.now().seconds >= retryAt_) {
+                retryAt_ = terminal_.now().seconds + retryInterval;
+                take();
+                isLost_ = false;
+                tell("The hold was asked for again.");
+            }
+            const auto snapshot = fetchReading(view_.helper()).snapshot;
+            isSilent_ = false;
+            for (const auto& sentence : view_.observe(snapshot))
+                sayUnlessDrawn(sentence);
+            if (!isLost_ && standing_.observe(snapshot, fraction_))
+                tell(standingText(snapshot));
+        } catch (const HelperRefused& refused) {
+            lack(refused.what());
+        } catch (const HelperUnreachable& unreachable) {
+            isLost_ = true;
+            isSilent_ = dynamic_cast<const HelperSilent*>(&unreachable) != nullptr;
+            retryAt_ = 0;
+            lack(std::string(unreachable.what()) + " Waiting for the helper.");
+        }
+    }
+
+    void lack(const std::string& reason) {
+        for (const auto& sentence : view_.lack(reason))
+            sayUnlessDrawn(sentence);
+    }
+
+    std::string standingText(const FanSnapshot& snapshot) const {
+        const auto left = timeLeft().empty() ? "" : " (" + timeLeft() + ")";
+        switch (standing_.state()) {
+        case Standing::replaced:
+            return "Another client has replaced this hold: target " + speedText(snapshot.targetRPM, snapshot) + left +
+                   ".";
+        case Standing::ended:
+            return "This hold is no longer in force: another client has ended it, or the Mac is about to sleep" + left +
+                   ".";
+        case Standing::inForce:
+            break;
+        }
+        return "This hold is in force again" + left + ".";
+    }
+
+    std::string timeLeft() const {
+        return request_.seconds ? durationText(std::max(0.0, end_ - terminal_.now().seconds)) + " left" : "";
+    }
+
+    std::string title() const {
+        const std::string state = isLost_                                   ? " (waiting to ask for it again)"
+                                  : standing_.state() == Standing::replaced ? " (replaced by another hold)"
+                                  : standing_.state() == Standing::ended    ? " (no longer in force)"
+                                                                            : "";
+        return "kelo hold " + percentText(fraction_) + (timeLeft().empty() ? "" : ", " + timeLeft()) + state;
+    }
+
+    /// The failure of a command is its status rather than that of the hand-back.
+    void handBack(int status) {
+        try {
+            if (isSilent_)
+                throw HelperSilent("The helper does not answer.");
+            returnFans(view_.helper());
+            view_.end();
+            say("The fans are under automatic control.");
+        } catch (const HelperSilent& silent) {
+            fail<HelperSilent>(status, silent.what(),
+                               " It hands the fans back 8 seconds after it has noticed that kelo has gone.");
+        } catch (const HelperUnreachable& unreachable) {
+            fail<HelperUnreachable>(status, unreachable.what(),
+                                    " After a crash the fans stay as they were: once a helper runs, use kelo "
+                                    "hand-back.");
+        } catch (const HelperRefused& refused) {
+            fail<HelperRefused>(status, refused.what(), "");
+        }
+    }
+
+    template <typename Error>
+    void fail(int status, const std::string& reason, const std::string& consequence) {
+        if (status == exit_status::done)
+            throw Error(reason + consequence);
+        say(reason + consequence);
+    }
+
+    /// For an end that has another reason to report.
+    void returnFansIfReachable() {
+        try {
+            view_.helper().ask(requests::HandBack{});
+        } catch (const HelperUnreachable&) {
+            return;
+        }
+    }
+
+    /// What the command prints must stay its own.
+    void say(const std::string& sentence) {
+        if (request_.command.empty())
+            terminal_.print(visible(sentence) + "\n");
+        else
+            terminal_.complain("kelo: " + visible(sentence) + "\n");
+    }
+
+    void sayUnlessDrawn(const std::string& sentence) {
+        if (!isDrawn_)
+            say(sentence);
+    }
+
+    void tell(const std::string& sentence) {
+        view_.note(sentence);
+        sayUnlessDrawn(sentence);
+    }
+
+    const Surroundings& surroundings_;
+    Terminal& terminal_;
+    const HoldRequest& request_;
+    const bool isDrawn_;
+    LiveView view_;
+    Standing standing_;
+    double fraction_ = 0;
+    double end_ = 0;        ///< On the clock of the terminal.
+    double retryAt_ = 0;    ///< The same: when the hold may be asked for again.
+    bool isLost_ = false;   ///< The helper has gone since it granted the hold.
+    bool isSilent_ = false; ///< It has not answered the last request.
+};
 
 } // namespace
 
-void hold(HelperConnection& helper, Terminal& terminal, const HoldRequest& request) {
-    if (const auto error = helper.ask(requests::Hold{request.fraction, request.handsBackOnLidClose}))
-        throw HelperRefused(*error);
-    terminal.catchStops(patience, exit_status::unreachable);
-    terminal.print(announcement(request) + "\n");
-    stay(helper, terminal, request);
-    handBack(helper, terminal);
+int hold(const Surroundings& surroundings, Terminal& terminal, const HoldRequest& request) {
+    return Holder(surroundings, terminal, request).run();
 }
 
 } // namespace kelo::commands

@@ -3,45 +3,61 @@
 #include <algorithm>
 #include <utility>
 
+#include "client/Readings.h"
+
 namespace kelo {
 
-LiveView::LiveView(Terminal& terminal, bool isDrawn, std::string footer)
-    : terminal_(terminal), isDrawn_(isDrawn), footer_(std::move(footer)) {}
+LiveView::LiveView(const Surroundings& surroundings, Terminal& terminal, bool isDrawn, Texts texts,
+                   double limitAfterStop)
+    : terminal_(terminal), isDrawn_(isDrawn), texts_(std::move(texts)), stopAdvice_(surroundings.stopAdvice()),
+      helper_(sameVersion(surroundings.connect), terminal,
+              {.limitAfterStop = limitAfterStop, .onWaiting = [this](double waited) { showWaiting(waited); }}) {}
 
-LiveView::~LiveView() {
-    if (isDrawn_)
-        terminal_.endDrawing();
-}
+LiveView::~LiveView() { end(); }
 
 std::vector<std::string> LiveView::observe(const FanSnapshot& snapshot) {
+    waiting_.clear();
     auto news = record_.observe(snapshot, terminal_.now());
     draw();
     return news;
 }
 
 std::vector<std::string> LiveView::lack(const std::string& reason) {
+    waiting_.clear();
     auto news = record_.lack(reason, terminal_.now());
     draw();
     return news;
 }
 
-bool LiveView::wait(double seconds) {
+void LiveView::note(const std::string& sentence) {
+    record_.note(sentence, terminal_.now());
+    draw();
+}
+
+void LiveView::showWaiting(double waited) {
+    const bool isKnown = !waiting_.empty();
+    if (waited >= waitingNotice)
+        waiting_ = waitingText(stopAdvice_);
+    if (!isDrawn_ && !isKnown && !waiting_.empty())
+        terminal_.complain("kelo: " + waiting_ + "\n");
+    draw();
+}
+
+void LiveView::pause(double seconds) {
     const auto end = terminal_.now().seconds + seconds;
-    for (;;) {
-        switch (terminal_.wait(std::max(0.0, end - terminal_.now().seconds))) {
-        case Woken::byTime:
-            return true;
-        case Woken::byStop:
-            return false;
-        case Woken::byResize:
-            draw();
-        }
-    }
+    while (terminal_.wait(std::max(0.0, end - terminal_.now().seconds)) == Woken::byResize)
+        draw();
+}
+
+void LiveView::end() {
+    if (std::exchange(isDrawn_, false))
+        terminal_.endDrawing();
 }
 
 void LiveView::draw() {
     if (isDrawn_)
-        terminal_.draw(liveView(record_, terminal_.now().seconds, terminal_.size(), terminal_.style(), footer_));
+        terminal_.draw(liveView(record_, {texts_.command(), waiting_, texts_.keys, terminal_.now()}, terminal_.size(),
+                                terminal_.style()));
 }
 
 } // namespace kelo

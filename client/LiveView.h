@@ -1,35 +1,55 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "client/Terminal.h"
+#include "client/PatientConnection.h"
+#include "client/Surroundings.h"
 
 namespace kelo {
 
-/// The record of the fans while a command stays: drawn in place on a terminal, otherwise only kept.
+/// The fans while a command stays: asks the helper, keeps a record, and draws it in place if `isDrawn`.
 class LiveView {
 public:
-    /// `footer` is the last row of what is drawn. `terminal` must outlive this object, which gives the screen back.
-    LiveView(Terminal& terminal, bool isDrawn, std::string footer);
+    /// What the view says of its command.
+    struct Texts {
+        std::function<std::string()> command; ///< The command and how far it is.
+        std::string keys;                     ///< What the keys do.
+    };
+
+    /// `limitAfterStop`: see `PatientConnection`. `terminal` must outlive this object, which restores the screen.
+    LiveView(const Surroundings& surroundings, Terminal& terminal, bool isDrawn, Texts texts, double limitAfterStop);
     LiveView(const LiveView&) = delete;
     LiveView& operator=(const LiveView&) = delete;
     ~LiveView();
 
+    /// Reconnects when the connection is gone, and refuses a helper of another version. While a request waits, the
+    /// view, or else standard error, says so.
+    HelperConnection& helper() { return helper_; }
+
     /// Takes a reading, or the reason why there is none. Both return what has happened since the last one.
     std::vector<std::string> observe(const FanSnapshot& snapshot);
     std::vector<std::string> lack(const std::string& reason);
+    /// Takes an event that no reading shows.
+    void note(const std::string& sentence);
 
-    /// Waits for so long and keeps what is drawn in the terminal's size. Returns false once the user has asked to stop.
-    bool wait(double seconds);
+    /// Waits while the drawn view follows the size of the terminal. The user's request to stop ends it early.
+    void pause(double seconds);
+    /// Restores the screen; from then on nothing is drawn.
+    void end();
 
 private:
+    void showWaiting(double waited);
     void draw();
 
     Terminal& terminal_;
-    const bool isDrawn_;
-    const std::string footer_;
+    bool isDrawn_;
+    const Texts texts_;
+    const std::string stopAdvice_;
+    std::string waiting_;
     FanRecord record_;
+    PatientConnection helper_;
 };
 
 } // namespace kelo

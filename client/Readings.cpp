@@ -1,22 +1,47 @@
 #include "client/Readings.h"
 
-namespace kelo {
+#include <utility>
 
-std::string fetchJSON(HelperConnection& helper) {
+#include "client/view/Line.h"
+#include "protocol/KeloHelper.h"
+
+namespace kelo {
+namespace {
+
+std::string versionText(std::int64_t version) {
+    const bool isNewer = version > KeloHelper::interfaceVersion;
+    return std::string("The helper is ") + (isNewer ? "newer" : "older") + " than this kelo (interface version " +
+           std::to_string(version) + ", this kelo's is " + std::to_string(KeloHelper::interfaceVersion) + "). Update " +
+           (isNewer ? "kelo." : "the helper.");
+}
+
+} // namespace
+
+OtherVersion::OtherVersion(std::int64_t helperVersion) : HelperUnreachable(versionText(helperVersion)) {}
+
+Connect sameVersion(Connect connect) {
+    return [connect = std::move(connect)] {
+        auto helper = connect();
+        const auto version = helper->ask(requests::HelperVersion{});
+        if (version != KeloHelper::interfaceVersion)
+            throw OtherVersion(version);
+        return helper;
+    };
+}
+
+Reading fetchReading(HelperConnection& helper) {
     const auto json = helper.ask(requests::FetchSnapshot{});
     if (!json)
         throw HelperRefused("This Mac has no controllable fan, or its readings are not available.");
-    return {json->begin(), json->end()};
-}
-
-FanSnapshot decodedReading(const std::string& json) {
     try {
-        return FanSnapshot::decoded(Data(json.begin(), json.end()));
+        return {visible({json->begin(), json->end()}), FanSnapshot::decoded(*json)};
     } catch (const SnapshotError& error) {
         throw HelperRefused(error.what());
     }
 }
 
-FanSnapshot fetchReading(HelperConnection& helper) { return decodedReading(fetchJSON(helper)); }
+std::string waitingText(const std::string& stopAdvice) {
+    return "Waiting for the helper. If it stays silent, this hands the fans back:\n  " + stopAdvice;
+}
 
 } // namespace kelo

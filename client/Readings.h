@@ -3,24 +3,37 @@
 #include <stdexcept>
 #include <string>
 
-#include "client/HelperConnection.h"
+#include "client/PatientConnection.h"
 #include "protocol/FanSnapshot.h"
 
 namespace kelo {
 
-/// The helper's own refusal. `what()` is its text.
+/// The helper has refused a request, or what it was asked for has not happened. `what()` says so in a sentence.
 class HelperRefused : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The helper's snapshot as it has sent it. Throws `HelperRefused` when it has none, and `HelperUnreachable`.
-std::string fetchJSON(HelperConnection& helper);
+/// The helper is of another interface version. `what()` says which side is older and what to update.
+class OtherVersion : public HelperUnreachable {
+public:
+    explicit OtherVersion(std::int64_t helperVersion);
+};
 
-/// The snapshot that this is; throws `HelperRefused` when it cannot be read.
-FanSnapshot decodedReading(const std::string& json);
+/// As `connect`, and throws `OtherVersion`.
+Connect sameVersion(Connect connect);
 
-/// Both.
-FanSnapshot fetchReading(HelperConnection& helper);
+/// The helper's snapshot, and the JSON as it has sent it.
+struct Reading {
+    std::string json;
+    FanSnapshot snapshot;
+};
+
+/// Throws `HelperRefused` when there is no snapshot or it cannot be read, and `HelperUnreachable`.
+Reading fetchReading(HelperConnection& helper);
+
+/// Seconds that a request may wait before its user is told, and what the user is told: two lines.
+constexpr double waitingNotice = 2;
+std::string waitingText(const std::string& stopAdvice);
 
 } // namespace kelo

@@ -1,9 +1,15 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <numeric>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "client/ExitStatus.h"
 
@@ -15,31 +21,76 @@ inline const CLI::App& innermostCommand(const CLI::App& app) {
     return commands.empty() ? app : innermostCommand(*commands.front());
 }
 
-/// What is wrong with a command line, in one sentence that points to the help. The library itself only says that a
-/// command is missing, even where there is one that it does not know.
-inline std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
-    const auto& command = innermostCommand(app);
-    std::string reason = error.what();
-    if (command.get_require_subcommand_min() > 0) {
-        const auto unknown = command.remaining();
-        if (unknown.empty())
-            reason = "a command is required";
-        else
-            reason = (unknown.front().starts_with('-') ? "unknown option \"" : "unknown command \"") + unknown.front() +
-                     "\"";
+/// How many letters must be added, removed or replaced to make one word of the other.
+inline std::size_t editsBetween(const std::string& from, const std::string& to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        auto diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const auto replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = std::exchange(row[j + 1], std::min({row[j] + 1, row[j + 1] + 1, replaced}));
+        }
     }
-    return app.get_name() + ": " + reason + "; see " + app.get_name() + " --help";
+    return row.back();
 }
 
-/// Parses a command line, for every program with commands. Returns the status with which the program is to end at once:
-/// it was asked for its help or version, or the usage is wrong, which standard error has been told.
+/// A question for a word that is nearly one of the command's own; else nothing.
+inline std::string guess(const CLI::App& command, const std::string& word) {
+    std::vector<std::string> known;
+    for (const auto* subcommand : command.get_subcommands([](const CLI::App*) { return true; }))
+        known.push_back(subcommand->get_name());
+    for (const auto* option : command.get_options([](const CLI::Option*) { return true; }))
+        for (const auto& name : option->get_lnames())
+            known.push_back("--" + name);
+    const auto nearest = std::min_element(known.begin(), known.end(), [&](const auto& left, const auto& right) {
+        return editsBetween(word, left) < editsBetween(word, right);
+    });
+    const bool isNear = nearest != known.end() && editsBetween(word, *nearest) <= 2 && word.size() > 2;
+    return isNear ? "; did you mean \"" + *nearest + "\"?" : "";
+}
+
+/// What is wrong with a command line, in plain words.
+inline std::string usageReason(const CLI::App& command, const CLI::ParseError& error) {
+    const std::string text = error.what();
+    const bool needsCommand = command.get_require_subcommand_min() > 0;
+    auto unknown = command.remaining();
+    if (error.get_name() == "ExtrasError") // "The following arguments were not expected: ..."
+        unknown = CLI::detail::split(text.substr(text.rfind(": ") + 2), ' ');
+    if (!unknown.empty()) {
+        const auto& word = unknown.front();
+        const std::string kind = word.starts_with('-') ? "option" : needsCommand ? "command" : "argument";
+        return "unknown " + kind + " \"" + word + "\"" + guess(command, word);
+    }
+    if (needsCommand)
+        return "a command is required";
+    if (error.get_name() == "ArgumentMismatch")
+        return text.substr(0, text.find(':')) + " needs a value";
+    if (const auto middle = text.find(" excludes "); error.get_name() == "ExcludesError" && middle != std::string::npos)
+        return text.substr(0, middle) + " and " + text.substr(middle + 10) + " cannot be used together";
+    return text;
+}
+
+/// The same in one sentence that points to the help.
+inline std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
+    const auto reason = usageReason(innermostCommand(app), error);
+    return app.get_name() + ": " + reason + (reason.ends_with('?') ? " See " : "; see ") + app.get_name() + " --help";
+}
+
+/// Parses a command line, for every program with commands. Returns the status with which the program must end at once:
+/// it was asked for its help or version, or the usage is wrong, which standard error says.
 inline std::optional<int> statusOfParsing(CLI::App& app, int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) // --help or --version
-            return app.exit(error);
+        if (error.get_exit_code() == 0) { // --help or --version
+            app.exit(error);
+            if (std::cout.flush() && std::fflush(stdout) == 0)
+                return exit_status::done;
+            std::fprintf(stderr, "%s: cannot write: %s\n", app.get_name().c_str(), std::strerror(errno));
+            return exit_status::cannotWrite;
+        }
         std::fprintf(stderr, "%s\n", usageError(app, error).c_str());
         return exit_status::wrongUsage;
     }

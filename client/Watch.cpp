@@ -1,44 +1,40 @@
-#include "client/Watch.h"
+#include "client/Commands.h"
 
-#include <utility>
-
-#include "client/ExitStatus.h"
 #include "client/LiveView.h"
 #include "client/Readings.h"
 #include "client/view/FanText.h"
 
-namespace kelo {
+namespace kelo::commands {
 namespace {
-
-constexpr double refreshInterval = 1.0; // seconds
-constexpr unsigned patience = 1;        // seconds; no reading is worth more to a user who wants to go
 
 class Watcher {
 public:
-    Watcher(Connect connect, Terminal& terminal, commands::WatchForm form)
-        : connect_(std::move(connect)), terminal_(terminal), form_(form),
-          view_(terminal, isLive(), "Ctrl-C ends the view; the fan stays as it is.") {}
+    Watcher(const Surroundings& surroundings, Terminal& terminal, WatchForm form)
+        : terminal_(terminal), form_(form), isDrawn_(form == WatchForm::live && terminal.isInteractive()),
+          view_(surroundings, terminal, isDrawn_,
+                {[] { return "kelo watch"; }, "q or Ctrl-C ends the view; the fans stay as they are"}, 0) {}
 
-    void run() {
-        terminal_.catchStops(patience, exit_status::done); // before anything is drawn
+    void run(double interval) {
+        terminal_.catchStops();
         look();
-        while (view_.wait(refreshInterval))
+        for (;;) {
+            if (terminal_.stopSignal() == 0)
+                view_.pause(interval);
+            if (terminal_.stopSignal() != 0)
+                return;
             lookOrWait();
+        }
     }
 
 private:
-    bool isLive() const { return form_ == commands::WatchForm::live && terminal_.isInteractive(); }
-
     void look() {
-        if (!helper_)
-            helper_ = connect_();
-        const auto json = fetchJSON(*helper_);
-        const auto snapshot = decodedReading(json);
+        const auto [json, snapshot] = fetchReading(view_.helper());
         view_.observe(snapshot);
-        if (form_ == commands::WatchForm::json)
-            terminal_.print(json + "\n");
-        else if (!isLive())
-            terminal_.print(summary(snapshot) + "\n");
+        const auto time = terminal_.now().utc;
+        if (form_ == WatchForm::json)
+            terminal_.print("{\"time\":\"" + time + "\"," + json.substr(json.find('{') + 1) + "\n");
+        else if (!isDrawn_)
+            terminal_.print(time + "  " + summary(snapshot) + "\n");
     }
 
     void lookOrWait() {
@@ -47,31 +43,29 @@ private:
         } catch (const HelperRefused& refused) {
             lack(refused.what());
         } catch (const HelperUnreachable& unreachable) {
-            helper_.reset();
-            lack(std::string(unreachable.what()) + " Waiting for it.");
+            lack(std::string(unreachable.what()) + " Waiting for the helper.");
         }
     }
 
     void lack(const std::string& reason) {
-        if (view_.lack(reason).empty() || isLive())
+        if (terminal_.stopSignal() != 0 || view_.lack(reason).empty() || isDrawn_)
             return;
-        if (form_ == commands::WatchForm::json) // its lines are for programs
-            terminal_.complain("kelo: " + reason + "\n");
+        if (form_ == WatchForm::json) // its lines are for programs
+            terminal_.complain("kelo: " + visible(reason) + "\n");
         else
-            terminal_.print(reason + "\n");
+            terminal_.print(visible(reason) + "\n");
     }
 
-    const Connect connect_;
     Terminal& terminal_;
-    const commands::WatchForm form_;
+    const WatchForm form_;
+    const bool isDrawn_;
     LiveView view_;
-    std::unique_ptr<HelperConnection> helper_;
 };
 
 } // namespace
 
-void commands::watch(const Connect& connect, Terminal& terminal, WatchForm form) {
-    Watcher(connect, terminal, form).run();
+void watch(const Surroundings& surroundings, Terminal& terminal, WatchForm form, double interval) {
+    Watcher(surroundings, terminal, form).run(interval);
 }
 
-} // namespace kelo
+} // namespace kelo::commands

@@ -1,12 +1,15 @@
 // kelo: reads and holds the fans through the helper.
 
+#include <sys/utsname.h>
+
+#include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "client/ExitStatus.h"
 #include "client/Readings.h"
-#include "client/UsageError.h"
 #include "client/commandline/CommandLine.h"
 #include "client/doctor/SpawnedCommand.h"
 #include "client/terminal/PosixTerminal.h"
@@ -16,34 +19,52 @@ namespace {
 
 constexpr double commandTimeout = 20; // seconds; a Mac's log takes its time
 
-/// Where the system does not tell, it is found again by the name that it was started by.
+/// The path of this program where the system knows it, otherwise the name by which it was started.
 std::string ownExecutable(const std::string& name) {
     std::error_code isUnknown;
     const auto path = std::filesystem::read_symlink("/proc/self/exe", isUnknown);
     return isUnknown ? name : path.string();
 }
 
+bool isMac() {
+    utsname names{};
+    return uname(&names) == 0 && std::string(names.sysname) == "Darwin";
+}
+
 int complain(Terminal& terminal, int status, const std::string& text) {
-    terminal.complain(text + "\n");
+    terminal.complain("kelo: " + text + "\n");
     return status;
 }
 
-int run(int argc, const char* const* argv) {
-    CommandLine commandLine;
-    PosixTerminal terminal;
-    if (const auto status = statusOfParsing(commandLine.app(), argc, argv))
-        return *status;
+/// Runs the command, and turns what it throws into a message and a status.
+int run(const Command& command, const Surroundings& surroundings, Terminal& terminal) {
     const std::string advice = "\nkelo doctor looks for the cause and says what to do.";
-    const auto runCommand = [](const std::vector<std::string>& command) {
-        return spawnedCommand(command, commandTimeout);
-    };
     try {
-        return commandLine.command()({connectToHelper, runCommand, ownExecutable(argv[0])}, terminal);
-    } catch (const HelperRefused& error) {
-        return complain(terminal, exit_status::failed, std::string("kelo: ") + error.what() + advice);
+        return command(surroundings, terminal);
+    } catch (const OutputFailed& error) {
+        return error.hasNoReader
+                   ? exit_status::cannotWrite
+                   : complain(terminal, exit_status::cannotWrite, std::string("cannot write: ") + error.what());
+    } catch (const OtherVersion& error) {
+        return complain(terminal, exit_status::otherVersion, error.what());
     } catch (const HelperUnreachable& error) {
-        return complain(terminal, exit_status::unreachable, std::string("kelo: ") + error.what() + advice);
+        return complain(terminal, exit_status::unreachable, visible(error.what()) + advice);
+    } catch (const std::exception& error) { // the helper's refusal, or the system is out of a resource
+        return complain(terminal, exit_status::failed, visible(error.what()) + advice);
     }
+}
+
+int run(int argc, const char* const* argv) {
+    PosixTerminal terminal; // first, since it opens closed standard streams
+    CommandLine commandLine;
+    if (const auto status = commandLine.parse(argc, argv))
+        return *status;
+    const auto runCommand = [](const CommandWords& command) { return spawnedCommand(command, commandTimeout); };
+    const char* home = std::getenv("HOME");
+    return run(
+        commandLine.command(),
+        {connectToHelper, runCommand, startedCompanion, ownExecutable(argv[0]), home == nullptr ? "" : home, isMac()},
+        terminal);
 }
 
 } // namespace

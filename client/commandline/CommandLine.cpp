@@ -1,34 +1,37 @@
 #include "client/commandline/CommandLine.h"
 
+#include <algorithm>
+
 #include "client/Arguments.h"
 #include "client/Commands.h"
 #include "client/ExitStatus.h"
-#include "client/Hold.h"
+#include "client/Readings.h"
+#include "client/UsageError.h"
 #include "client/commandline/Completions.h"
-#include "client/doctor/Doctor.h"
 
 namespace kelo {
 namespace {
 
-const CLI::Validator isFraction(
-    [](std::string& text) -> std::string {
-        return parseFraction(text) ? "" : "\"" + text + "\" is not a fraction (0 to 1, or 0% to 100%)";
-    },
-    "FRACTION");
+const CLI::Validator isSpeed([](std::string& text) { return parseSpeed(text) ? "" : speedError(text); }, "SPEED");
 
-const CLI::Validator isDuration(
-    [](std::string& text) -> std::string {
-        return parseDuration(text) ? "" : "\"" + text + "\" is not a time (for example 90s, 30m or 1h30m)";
-    },
-    "TIME");
+const CLI::Validator isDuration([](std::string& text) { return parseDuration(text) ? "" : durationError(text); },
+                                "TIME");
 
-/// A command that asks the helper over one connection.
-Command asking(std::function<void(HelperConnection&, Terminal&)> request) {
-    return [request = std::move(request)](const Surroundings& surroundings, Terminal& terminal) {
-        request(*surroundings.connect(), terminal);
+/// A command that asks the helper over one connection. `connected` makes the connection that is asked.
+Command asking(std::function<void(HelperConnection&, Terminal&)> request, Connect (*connected)(Connect)) {
+    return [request = std::move(request), connected](const Surroundings& surroundings, Terminal& terminal) {
+        bool isTold = false;
+        PatientConnection helper(connected(surroundings.connect), terminal, {.onWaiting = [&](double) {
+                                     if (!std::exchange(isTold, true))
+                                         terminal.complain("kelo: " + waitingText(surroundings.stopAdvice()) + "\n");
+                                 }});
+        request(helper, terminal);
         return exit_status::done;
     };
 }
+
+/// For requests that helpers of every version answer in the same way.
+Connect anyVersion(Connect connect) { return connect; }
 
 } // namespace
 
@@ -36,81 +39,109 @@ CommandLine::CommandLine() : app_("Shows and holds this Mac's fans through the K
     app_.set_version_flag("--version", "kelo " KELO_VERSION);
     app_.require_subcommand(1);
     app_.footer("Examples:\n"
-                "  kelo status               what the fans do now\n"
-                "  kelo hold 50%             holds them at half of their range until Ctrl-C\n"
-                "  kelo hold 0.8 --for 30m   holds them for half an hour\n"
-                "  kelo watch                shows them until Ctrl-C\n"
-                "  kelo doctor               finds out why something does not work\n\n"
-                "Exit status: 0 success, 1 the helper refused (the reason is on standard error) or the doctor found\n"
-                "something, 2 incorrect usage, 3 the helper cannot be reached or refused the connection.");
+                "  kelo status                 what the fans do now\n"
+                "  kelo hold 50%               holds them at half of their range until Ctrl-C\n"
+                "  kelo hold 3000rpm --for 30m holds them for half an hour\n"
+                "  kelo hold 80% -- make -j8   holds them while a command runs\n"
+                "  kelo watch                  shows them until Ctrl-C\n"
+                "  kelo doctor                 finds out why something does not work\n\n"
+                "Exit status: 0 success, 1 refused or without effect (the reason is on standard error), or the doctor\n"
+                "found a fault, 2 incorrect usage, 3 the helper cannot be reached or does not answer, 4 helper and\n"
+                "kelo are of different versions, 5 the output cannot be written. A hold with a command has the status\n"
+                "of the command.");
     declareStatus();
     declareWatch();
     declareHold();
     declareRequests();
     declareDoctor();
     declareCompletions();
+    declareHelp();
+}
+
+std::optional<int> CommandLine::parse(int argc, const char* const* argv) {
+    const auto* const end = argv + argc;
+    const auto* const separator = std::find(argv, end, std::string("--"));
+    if (separator != end)
+        companion_.assign(separator + 1, end);
+    if (const auto status = statusOfParsing(app_, static_cast<int>(separator - argv), argv))
+        return status;
+    const bool isHold = app_.got_subcommand("hold");
+    if (separator == end || (isHold && !duration_ && !companion_.empty()))
+        return std::nullopt;
+    std::fprintf(stderr, "kelo: %s; see kelo --help\n",
+                 !isHold     ? "only hold takes a command after --"
+                 : duration_ ? "--for and a command cannot be used together"
+                             : "a command is required after --");
+    return exit_status::wrongUsage;
 }
 
 void CommandLine::declareStatus() {
-    auto* status = app_.add_subcommand("status", "Shows the fans and the chip's temperature.");
-    status->add_flag("--json", isJSON_, "Print the helper's JSON as it is");
+    auto* status = app_.add_subcommand("status", "Shows the fans and the temperature of the chip.");
+    auto* json = status->add_flag("--json", isJSON_, "Print the helper's JSON as it is");
+    status->add_flag("--line", isLine_, "Print one short line, for a status bar")->excludes(json);
     status->footer("Examples:\n  kelo status\n  kelo status --json");
     status->callback([this] {
-        command_ = asking([this](auto& helper, auto& terminal) { commands::status(helper, terminal, isJSON_); });
+        using commands::StatusForm;
+        const auto form = isJSON_ ? StatusForm::json : isLine_ ? StatusForm::line : StatusForm::gauges;
+        command_ =
+            asking([form](auto& helper, auto& terminal) { commands::status(helper, terminal, form); }, sameVersion);
     });
 }
 
 void CommandLine::declareWatch() {
-    auto* watch = app_.add_subcommand("watch", "Shows the fans every second until Ctrl-C.");
-    auto* plain = watch->add_flag("--plain", isPlain_, "Print a line each second, on a terminal, too");
-    watch->add_flag("--json", isJSON_, "Print the helper's JSON in a line each second")->excludes(plain);
-    watch->footer("Examples:\n  kelo watch\n  kelo watch --plain\n  kelo watch --json >readings.json");
+    auto* watch = app_.add_subcommand("watch", "Shows the fans until q or Ctrl-C.");
+    auto* plain = watch->add_flag("--plain", isPlain_, "Print a line per reading, on a terminal, too");
+    watch->add_flag("--json", isJSON_, "Print the helper's JSON and the time in a line per reading")->excludes(plain);
+    watch->add_option("--interval", interval_, "Time between two readings; 1s by default")->check(isDuration);
+    watch->footer("Examples:\n  kelo watch\n  kelo watch --plain --interval 10s\n  kelo watch --json >readings.json");
     watch->callback([this] {
-        command_ = [this](const Surroundings& surroundings, Terminal& terminal) {
-            using commands::WatchForm;
-            commands::watch(surroundings.connect, terminal,
-                            isJSON_    ? WatchForm::json
-                            : isPlain_ ? WatchForm::lines
-                                       : WatchForm::live);
+        using commands::WatchForm;
+        const auto form = isJSON_ ? WatchForm::json : isPlain_ ? WatchForm::lines : WatchForm::live;
+        command_ = [this, form](const Surroundings& surroundings, Terminal& terminal) {
+            commands::watch(surroundings, terminal, form, *parseDuration(interval_));
             return exit_status::done;
         };
     });
 }
 
 void CommandLine::declareHold() {
-    auto* hold = app_.add_subcommand("hold", "Holds the fans at a fraction of their range until Ctrl-C.");
-    hold->add_option("fraction", fraction_, "0 to 1, or 0% to 100%")->required()->check(isFraction);
+    auto* hold = app_.add_subcommand("hold", "Holds the fans at a speed until Ctrl-C, or while a command runs.");
+    hold->add_option("speed", speed_, "0 to 1 or 0% to 100% of the range, or RPM of the fastest fan (3000rpm)")
+        ->required()
+        ->check(isSpeed);
     hold->add_option("--for", duration_, "How long, for example 90s, 30m or 1h30m; then hand back")->check(isDuration);
     hold->add_flag("--hand-back-on-lid-close", handsBackOnLidClose_, "Hand the fans back while the lid is closed");
-    hold->footer("Examples:\n  kelo hold 0.5\n  kelo hold 75% --for 30m\n  kelo hold 50% --hand-back-on-lid-close");
+    hold->footer("Examples:\n  kelo hold 0.5\n  kelo hold 75% --for 30m\n  kelo hold 50% --hand-back-on-lid-close\n"
+                 "  kelo hold 3000rpm\n  kelo hold 80% -- make -j8   exits with the status of the command");
     hold->callback([this] {
-        command_ = asking([this](auto& helper, auto& terminal) {
-            commands::hold(helper, terminal,
-                           {*parseFraction(fraction_), handsBackOnLidClose_,
-                            duration_ ? parseDuration(*duration_) : std::nullopt});
-        });
+        command_ = [this](const Surroundings& surroundings, Terminal& terminal) {
+            return commands::hold(surroundings, terminal,
+                                  {*parseSpeed(speed_), handsBackOnLidClose_,
+                                   duration_ ? parseDuration(*duration_) : std::nullopt, companion_});
+        };
     });
 }
 
 void CommandLine::declareRequests() {
     app_.add_subcommand("hand-back", "Ends any hold, so that the system controls the fans again.")->callback([this] {
-        command_ = asking(commands::handBack);
+        command_ = asking(commands::handBack, anyVersion);
     });
-    app_.add_subcommand("version", "Shows the helper's interface version.")->callback([this] {
-        command_ = asking(commands::version);
+    app_.add_subcommand("version", "Compares the helper's interface version with this program's.")->callback([this] {
+        command_ = asking(commands::version, anyVersion);
     });
     app_.add_subcommand("stand-down", "Asks the helper to hand the fans back and exit.")->callback([this] {
-        command_ = asking(commands::standDown);
+        command_ = asking(commands::standDown, anyVersion);
     });
 }
 
 void CommandLine::declareDoctor() {
-    app_.add_subcommand("doctor", "Finds out whether everything works, and what to do where it does not.")
-        ->callback([this] {
-            command_ = [](const Surroundings& surroundings, Terminal& terminal) {
-                return commands::doctor(surroundings.run, surroundings.executable, terminal);
-            };
-        });
+    auto* doctor = app_.add_subcommand("doctor", "Finds out whether everything works, and what to do if not.");
+    doctor->add_flag("--report", isReport_, "Print a report to attach to a bug report, without private details");
+    doctor->callback([this] {
+        command_ = [this](const Surroundings& surroundings, Terminal& terminal) {
+            return commands::doctor(surroundings, terminal, isReport_ ? "kelo " KELO_VERSION : "");
+        };
+    });
 }
 
 void CommandLine::declareCompletions() {
@@ -124,6 +155,22 @@ void CommandLine::declareCompletions() {
     completions->callback([this] {
         command_ = [this](const Surroundings&, Terminal& terminal) {
             terminal.print(completionsOf(app_, shell_));
+            return exit_status::done;
+        };
+    });
+}
+
+void CommandLine::declareHelp() {
+    std::vector<std::string> topics;
+    for (const auto* command : app_.get_subcommands([](const CLI::App*) { return true; }))
+        topics.push_back(command->get_name());
+    auto* help = app_.add_subcommand("help", "Shows how kelo, or one of its commands, is used.");
+    help->add_option("topic", topic_, "A command")->check(CLI::IsMember(topics));
+    help->callback([this] {
+        command_ = [this](const Surroundings&, Terminal& terminal) {
+            const auto* const topic = topic_.empty() ? &app_ : app_.get_subcommand(topic_);
+            const std::string name = topic_.empty() ? "kelo" : "kelo " + topic_;
+            terminal.print(app_.get_formatter()->make_help(topic, name, CLI::AppFormatMode::Normal));
             return exit_status::done;
         };
     });

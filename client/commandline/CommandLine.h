@@ -4,32 +4,26 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "client/Surroundings.h"
 #include "client/Terminal.h"
-#include "client/Watch.h"
-#include "client/doctor/RunCommand.h"
 
 namespace kelo {
-
-/// What the commands reach besides the terminal.
-struct Surroundings {
-    Connect connect;
-    RunCommand run;
-    std::string executable; ///< This program's.
-};
 
 /// What a command line asks for. Returns the exit status.
 using Command = std::function<int(const Surroundings&, Terminal&)>;
 
-/// The command line of `kelo`: what its help and its completions say, and what it does follow from this one definition.
+/// The command line of `kelo`. Its help, its completions and what it does follow from this one definition.
 class CommandLine {
 public:
     CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    /// Parsing it sets the command. Throws `CLI::ParseError`, also for --help and --version.
-    CLI::App& app() { return app_; }
+    /// Sets the command, or returns the status with which the program must end at once; see `statusOfParsing`. Words
+    /// after "--" are a command that runs during a hold.
+    std::optional<int> parse(int argc, const char* const* argv);
     const Command& command() const { return command_; }
 
 private:
@@ -39,15 +33,21 @@ private:
     void declareRequests();
     void declareDoctor();
     void declareCompletions();
+    void declareHelp();
 
     CLI::App app_;
     Command command_;
     bool isJSON_ = false;
+    bool isLine_ = false;
     bool isPlain_ = false;
+    bool isReport_ = false;
     bool handsBackOnLidClose_ = false;
-    std::string fraction_;
+    std::string interval_ = "1s";
+    std::string speed_;
     std::optional<std::string> duration_;
+    CommandWords companion_; ///< The command that runs during a hold.
     std::string shell_;
+    std::string topic_;
 };
 
 } // namespace kelo

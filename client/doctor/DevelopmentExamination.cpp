@@ -8,7 +8,7 @@ std::string folderOf(const std::string& executable) { return executable.substr(0
 Finding installed(const RunCommand& run, const std::string& helper) {
     if (outputOf(run, {"ls", "-l", helper}).empty())
         return {Verdict::bad, "installed", "There is no " + helper + ".",
-                "./dev stage DIR lays out an installation; use the kelo in there."};
+                "./dev stage DIR lays out an installation; use the kelo in it."};
     return {Verdict::good, "installed", helper, ""};
 }
 
@@ -16,10 +16,10 @@ Finding simulatedMac(const RunCommand& run, const std::string& simmac) {
     const auto show = run({simmac, "show"});
     if (!show || show->status != 0)
         return {Verdict::bad, "Mac", "The simulated Mac is not running.", "Start it: " + simmac + " serve"};
-    return {Verdict::good, "Mac", "the simulated one is running", ""};
+    return {Verdict::good, "Mac", "the simulated Mac is running", ""};
 }
 
-/// By what each process runs. Those of other users cannot be seen, and the command fails for them.
+/// Looks at the executable of each process. It fails for processes of other users, which cannot be examined.
 Finding running(const RunCommand& run, const std::string& helper) {
     const auto found = run({"find", "/proc", "-maxdepth", "2", "-name", "exe", "-lname", helper});
     const auto process = found ? valueOf(found->output, "/proc/") : "";
@@ -28,33 +28,51 @@ Finding running(const RunCommand& run, const std::string& helper) {
     return {Verdict::bad, "running", "The helper is not running.", "Start it: " + helper};
 }
 
-Finding signedBy(const RunCommand& run, const std::string& folder, const std::string& helper) {
-    const auto anchor = folder + "simulated-mac/anchor.pub";
-    const auto verified = run({folder + "simsign", "verify", helper, "--anchor", anchor});
-    if (!verified)
-        return {Verdict::note, "signed", "There is no simsign beside this program that could tell.", ""};
-    if (verified->status != 0)
-        return {Verdict::bad, "signed", verified->output.substr(0, verified->output.find('\n')),
-                "./dev stage DIR signs helper and kelo; by hand: " + folder + "simsign sign --help"};
-    return {Verdict::good, "signed", "by team " + valueOf(verified->output, "team: "), ""};
+/// Helper and client must be signed by the same team.
+Finding signedBy(const RunCommand& run, const std::string& folder, const std::string& helper,
+                 const std::string& executable) {
+    const auto verify = [&](const std::string& file) {
+        return run({folder + "simsign", "verify", file, "--anchor", folder + "simulated-mac/anchor.pub"});
+    };
+    const std::string signAgain =
+        "./dev stage DIR signs helper and kelo; to sign one file: " + folder + "simsign sign --help";
+    const auto ofHelper = verify(helper);
+    const auto ofClient = verify(executable);
+    if (!ofHelper || !ofClient)
+        return {Verdict::note, "signed", "There is no simsign beside this program, so the signatures are unknown.",
+                "Run the kelo of a folder that ./dev stage DIR has laid out."};
+    for (const auto* verified : {&*ofHelper, &*ofClient})
+        if (verified->status != 0)
+            return {Verdict::bad, "signed", verified->output.substr(0, verified->output.find('\n')), signAgain};
+    const auto team = valueOf(ofHelper->output, "team: ");
+    const auto own = valueOf(ofClient->output, "team: ");
+    if (team != own)
+        return {Verdict::bad, "signed",
+                "The helper is of team " + team + ", this kelo of team " + own + ": the helper refuses it.", signAgain};
+    return {Verdict::good, "signed", "both by team " + team, ""};
 }
 
 } // namespace
 
-Findings examineDevelopment(const RunCommand& run, const std::string& executable) {
+bool examineDevelopment(const RunCommand& run, const std::string& executable, const Report& report) {
     const auto folder = folderOf(executable);
     const auto helper = folder + "app.kelo.helper";
-    Findings findings = {installed(run, helper)};
-    if (findings.front().verdict == Verdict::bad)
-        return findings;
-    findings.push_back(simulatedMac(run, folder + "simmac"));
-    findings.push_back(running(run, helper));
-    findings.push_back(signedBy(run, folder, helper));
-    return findings;
+    bool isGood = true;
+    const auto add = [&](const Finding& finding) {
+        isGood = isGood && finding.verdict != Verdict::bad;
+        report(finding);
+    };
+    add(installed(run, helper));
+    if (!isGood)
+        return false;
+    add(simulatedMac(run, folder + "simmac"));
+    add(running(run, helper));
+    add(signedBy(run, folder, helper, executable));
+    return isGood;
 }
 
 Finding developmentLog(const RunCommand& run) {
-    const auto log = run({"journalctl", "--no-pager", "--quiet", "-n", "5", "-t", "app.kelo.helper"});
+    const auto log = run({"journalctl", "--no-pager", "--no-hostname", "--quiet", "-n", "5", "-t", "app.kelo.helper"});
     if (!log || log->status != 0)
         return {Verdict::note, "log", "There is no journal to read it from.",
                 "The helper also writes to the terminal that it was started in."};

@@ -1,7 +1,8 @@
-#include "client/doctor/Doctor.h"
+#include "client/Commands.h"
 
 #include <sstream>
 
+#include "client/ExitStatus.h"
 #include "client/doctor/Examination.h"
 
 namespace kelo::commands {
@@ -44,32 +45,44 @@ std::vector<Line> linesOf(const Finding& finding) {
     return lines;
 }
 
-Findings examine(const RunCommand& run, const std::string& executable) {
-    const bool isMac = outputOf(run, {"uname", "-s"}).starts_with("Darwin");
-    auto findings = isMac ? examineMac(run, executable) : examineDevelopment(run, executable);
-    const auto service = examineService(run, executable,
-                                        isMac ? "Restart it: sudo launchctl kickstart -k system/app.kelo.helper"
-                                              : "End the helper with Ctrl-C or SIGTERM, and start it again.");
-    findings.insert(findings.end(), service.begin(), service.end());
-    findings.push_back(isMac ? macLog(run) : developmentLog(run));
-    return findings;
+/// A path in the home folder names its owner.
+std::string withoutHome(std::string text, const std::string& home) {
+    if (home.size() > 1)
+        for (auto place = text.find(home); place != std::string::npos; place = text.find(home, place))
+            text.replace(place, home.size(), "~");
+    return text;
+}
+
+void examine(const Surroundings& surroundings, Terminal& terminal, const Report& report) {
+    const auto& [connect, run, start, executable, home, isMac] = surroundings;
+    const bool isInstalled = isMac ? examineMac(run, executable, report) : examineDevelopment(run, executable, report);
+    examineService(surroundings, terminal, isInstalled, report);
+    report(isMac ? macLog(run) : developmentLog(run));
 }
 
 } // namespace
 
-int doctor(const RunCommand& run, const std::string& executable, Terminal& terminal) {
-    const auto style = terminal.style();
+int doctor(const Surroundings& surroundings, Terminal& terminal, const std::string& version) {
+    const auto style = version.empty() ? terminal.style() : Style{};
     int faults = 0;
-    for (const auto& finding : examine(run, executable)) {
+    int notes = 0;
+    if (!version.empty())
+        terminal.print(version + "\n" + outputOf(surroundings.run, {"uname", "-srm"}) +
+                       (surroundings.isMac ? outputOf(surroundings.run, {"/usr/bin/sw_vers"}) +
+                                                 outputOf(surroundings.run, {"/usr/sbin/sysctl", "hw.model"})
+                                           : "") +
+                       "\n");
+    examine(surroundings, terminal, [&](const Finding& finding) {
         faults += finding.verdict == Verdict::bad ? 1 : 0;
+        notes += finding.verdict == Verdict::note ? 1 : 0;
         for (const auto& line : linesOf(finding))
-            terminal.print(painted(line, style) + "\n");
-    }
-    if (faults == 0)
-        terminal.print("\nEverything works.\n");
-    else
-        terminal.print("\nWhat is marked with !! needs something done; begin with the first.\n");
-    return faults == 0 ? 0 : 1;
+            terminal.print(
+                (version.empty() ? painted(line, style) : withoutHome(painted(line, style), surroundings.home)) + "\n");
+    });
+    terminal.print(faults > 0  ? "\nEach line marked !! needs something done; begin with the first.\n"
+                   : notes > 0 ? "\nNo fault found. The lines marked -- are worth reading.\n"
+                               : "\nEverything works.\n");
+    return faults == 0 ? exit_status::done : exit_status::failed;
 }
 
 } // namespace kelo::commands

@@ -2,52 +2,71 @@
 
 #include <sstream>
 
+#include "client/Commands.h"
 #include "client/Readings.h"
 #include "client/view/FanText.h"
+#include "protocol/KeloHelper.h"
 
 namespace kelo {
 namespace {
 
-std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
-
-/// The sentence of one of this program's messages.
-std::string sentenceOf(const std::string& message) {
-    const std::string name = "kelo: ";
-    const auto line = firstLine(message);
-    return line.starts_with(name) ? line.substr(name.size()) : line;
-}
+constexpr double patience = 20; // seconds
+const std::string reportIt = "report it with what kelo doctor --report prints.";
 
 Finding fanFinding(const FanSnapshot& snapshot) {
     if (snapshot.fanCount == 0)
-        return {Verdict::bad, "fan", "The controller reports no usable fan.",
-                "Kelo cannot hold fans on this Mac; it goes on controlling them itself."};
-    return {Verdict::good, "fan",
+        return {Verdict::bad, "fans", "The controller reports no usable fan.",
+                "Kelo cannot hold fans on this Mac, which goes on controlling them itself. If it has fans, " +
+                    reportIt};
+    return {Verdict::good, "fans",
             std::to_string(snapshot.fanCount) + (snapshot.fanCount == 1 ? " fan, " : " fans, ") +
                 decimal(snapshot.minRPM, 0) + " to " + decimal(snapshot.maxRPM, 0) + " RPM",
             ""};
 }
 
-Finding holderFinding(const FanSnapshot& snapshot) {
-    if (snapshot.lidHasFan)
-        return {Verdict::note, "held by", "a client of the helper, once the lid is open",
-                "kelo hand-back ends any hold at once."};
-    if (!snapshot.underKeloControl)
-        return {Verdict::good, "held by", "nobody: the system controls the fan", ""};
-    return {Verdict::note, "held by", "a client of the helper, or another program that controls fans",
-            "kelo hand-back ends any hold at once."};
+Finding chipFinding(const FanSnapshot& snapshot) {
+    if (!snapshot.chipCelsius)
+        return {Verdict::note, "chip",
+                "Its temperature cannot be read: a hold does not raise the fans when it gets hot.",
+                "Hold only speeds that are enough for full load, and " + reportIt};
+    return {Verdict::good, "chip", decimal(*snapshot.chipCelsius, 1) + " degrees, " + snapshot.warmth, ""};
 }
 
-void examineFans(const RunCommand& run, const std::string& executable, Findings& findings) {
-    const auto status = run({executable, "status", "--json"});
+Finding holderFinding(const FanSnapshot& snapshot) {
+    const std::string advice = "kelo hand-back ends any hold at once; after that, kelo doctor also tries a hold.";
+    if (snapshot.lidHasFan)
+        return {Verdict::note, "held by",
+                "nobody now; a hold is waiting: the lid is closed, or the fans could not be taken again", advice};
+    if (snapshot.underKeloControl)
+        return {Verdict::note, "held by", "a client of the helper, or another program that controls fans", advice};
+    return {Verdict::good, "held by", "nobody: the system controls the fans", ""};
+}
+
+/// Nobody holds the fans, so nobody loses anything.
+void tryHold(HelperConnection& helper, const FanSnapshot& snapshot, const Report& report) {
+    if (const auto error = helper.ask(requests::Hold{fractionOfRange(snapshot.targetRPM, snapshot).value_or(0), false}))
+        return report(
+            {Verdict::bad, "hold", *error,
+             "If the system manages cooling itself right now, try again in some minutes. If it stays so, " + reportIt});
     try {
-        if (!status || status->status != 0)
-            throw HelperRefused(status ? sentenceOf(status->output) : "The helper does not tell its readings.");
-        const auto snapshot = decodedReading(status->output);
-        findings.push_back(fanFinding(snapshot));
-        findings.push_back(holderFinding(snapshot));
+        commands::returnFans(helper);
+        report({Verdict::good, "hold", "the fans were held for a moment and handed back", ""});
     } catch (const HelperRefused& refused) {
-        findings.push_back(
-            {Verdict::bad, "fan", refused.what(), "The helper's log says what it found when it started."});
+        report({Verdict::bad, "hand-back", refused.what(), "If it stays so, " + reportIt});
+    }
+}
+
+void examineFans(HelperConnection& helper, const Report& report) {
+    try {
+        const auto snapshot = fetchReading(helper).snapshot;
+        report(fanFinding(snapshot));
+        report(chipFinding(snapshot));
+        report(holderFinding(snapshot));
+        if (snapshot.fanCount > 0 && !snapshot.underKeloControl && !snapshot.lidHasFan)
+            tryHold(helper, snapshot, report);
+    } catch (const HelperRefused& refused) {
+        report({Verdict::bad, "fans", refused.what(),
+                "The log says what the helper found when it started. If this Mac has fans, " + reportIt});
     }
 }
 
@@ -77,19 +96,28 @@ std::string lastLines(const std::string& text, std::size_t count) {
     return text.substr(begin, end - begin);
 }
 
-Findings examineService(const RunCommand& run, const std::string& executable, const std::string& restart) {
-    const auto version = run({executable, "version"});
-    if (!version)
-        return {{Verdict::bad, "reachable", "The helper does not answer.", restart}};
-    if (version->status != 0)
-        return {{Verdict::bad, "reachable", sentenceOf(version->output),
-                 "See what is said above of the installation; if that is good, restart the helper.\n" + restart}};
-    Findings findings = {{Verdict::good, "reachable", "the helper answers", ""}};
-    const bool isSame = version->output.find("the same as") != std::string::npos;
-    findings.push_back({isSame ? Verdict::good : Verdict::bad, "version", firstLine(version->output),
-                        isSame ? "" : "Install helper and kelo from the same version of Kelo."});
-    examineFans(run, executable, findings);
-    return findings;
+void examineService(const Surroundings& surroundings, Terminal& terminal, bool isInstalled, const Report& report) {
+    bool isTold = false;
+    PatientConnection helper(surroundings.connect, terminal,
+                             {.limit = patience, .onWaiting = [&](double) {
+                                  if (!std::exchange(isTold, true))
+                                      report({Verdict::note, "waiting", "The helper has not answered yet.",
+                                              "Wait for up to " + decimal(patience, 0) + " seconds."});
+                              }});
+    const auto restart = "Stop the helper, so that it hands the fans back: " + surroundings.stopAdvice();
+    try {
+        const auto version = helper.ask(requests::HelperVersion{});
+        report({Verdict::good, "reachable", "the helper answers", ""});
+        if (version != KeloHelper::interfaceVersion)
+            return report({Verdict::bad, "version", OtherVersion(version).what(),
+                           "Install helper and kelo from the same version of Kelo."});
+        report({Verdict::good, "version", "interface version " + std::to_string(version) + " on both sides", ""});
+        examineFans(helper, report);
+    } catch (const HelperUnreachable& unreachable) {
+        report({Verdict::bad, "reachable", unreachable.what(),
+                isInstalled ? restart + "\nThen run kelo doctor again. If it stays so, " + reportIt
+                            : "First do what is said above, then run kelo doctor again."});
+    }
 }
 
 } // namespace kelo

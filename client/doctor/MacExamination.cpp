@@ -1,20 +1,30 @@
 #include "client/doctor/Examination.h"
 
+#include <sstream>
+
 namespace kelo {
 namespace {
 
 const std::string helperPath = "/Library/PrivilegedHelperTools/app.kelo.helper";
 const std::string plistPath = "/Library/LaunchDaemons/app.kelo.helper.plist";
-const std::string installAgain = "Install Kelo again (a build of your own: ./dev install --identity NAME).";
+const std::string installAgain = "Install Kelo again (your own build: ./dev install --identity NAME).";
 
-/// The program of the job; where launchd does not know it, the place where it is installed.
-std::string programOf(const std::string& job) {
-    const auto program = valueOf(job, "program = ");
-    return program.empty() ? helperPath : program;
+std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+/// The helper's executable. launchd knows the path of an installed one, and only the place within the app of one that
+/// an app has registered; that is found through its process. Empty when it is unknown.
+std::string programOf(const RunCommand& run, const std::string& job) {
+    if (const auto program = valueOf(job, "program = "); !program.empty())
+        return program;
+    if (valueOf(job, "program identifier = ").empty())
+        return helperPath;
+    const auto process = valueOf(job, "pid = ");
+    return process.empty() ? "" : firstLine(outputOf(run, {"/bin/ps", "-p", process, "-o", "comm="}));
 }
 
-Finding installed(const RunCommand& run, const std::string& job) {
-    const auto program = programOf(job);
+Finding installed(const RunCommand& run, const std::string& job, const std::string& program) {
+    if (program.empty())
+        return {Verdict::good, "installed", "in an app, as " + valueOf(job, "program identifier = "), ""};
     if (outputOf(run, {"/bin/ls", "-l", program}).empty())
         return {Verdict::bad, "installed", "There is no " + program + ".", installAgain};
     if (job.empty())
@@ -33,7 +43,7 @@ Finding running(const std::string& job) {
     if (last.empty() || last == "0" || last == "(never exited)")
         return {Verdict::good, "running", "not now; launchd starts it for the next client", ""};
     return {Verdict::bad, "running", "no; its last exit code is " + last,
-            "The log below says why. Once that is mended: sudo launchctl kickstart system/app.kelo.helper"};
+            "The log below says why. When that is fixed: sudo launchctl kickstart system/app.kelo.helper"};
 }
 
 /// What a shell would run for this name.
@@ -41,7 +51,7 @@ std::string pathOf(const RunCommand& run, const std::string& executable) {
     if (executable.find('/') != std::string::npos)
         return executable;
     const auto found = outputOf(run, {"/usr/bin/which", executable});
-    return found.substr(0, found.find('\n'));
+    return firstLine(found);
 }
 
 std::string teamOf(const std::string& signature) {
@@ -54,6 +64,9 @@ std::string signatureOf(const RunCommand& run, const std::string& file) {
 }
 
 Finding signedBy(const RunCommand& run, const std::string& program, const std::string& executable) {
+    if (program.empty())
+        return {Verdict::note, "signed", "The file of a helper in an app is unknown while it does not run.",
+                "Start it with kelo status, then run kelo doctor again."};
     const auto verified = run({"/usr/bin/codesign", "--verify", "--strict", program});
     if (!verified || verified->status != 0)
         return {Verdict::bad, "signed", "The helper's signature is not valid.", installAgain};
@@ -61,27 +74,32 @@ Finding signedBy(const RunCommand& run, const std::string& program, const std::s
     const auto team = teamOf(signature);
     if (team.empty())
         return {Verdict::bad, "signed", "The helper's signature names no team: it serves nobody.",
-                "Sign it with an identity that has a team (a build of your own: ./dev install --identity NAME)."};
+                "Sign it with an identity that has a team (your own build: ./dev install --identity NAME)."};
     const auto own = teamOf(signatureOf(run, pathOf(run, executable)));
     if (own != team)
         return {Verdict::bad, "signed",
                 "The helper is of team " + team + ", this kelo of " + (own.empty() ? "none" : "team " + own) +
-                    ": they do not talk to each other.",
+                    ": the helper refuses it.",
                 "Use the kelo that came with the helper."};
-    const auto authority = valueOf(signature, "Authority=");
-    return {Verdict::good, "signed", authority.empty() ? "team " + team : authority, ""};
+    return {Verdict::good, "signed", "both by team " + team, ""};
 }
 
 } // namespace
 
-Findings examineMac(const RunCommand& run, const std::string& executable) {
+bool examineMac(const RunCommand& run, const std::string& executable, const Report& report) {
     const auto job = outputOf(run, {"/bin/launchctl", "print", "system/app.kelo.helper"});
-    Findings findings = {installed(run, job)};
-    if (findings.front().verdict == Verdict::bad)
-        return findings;
-    findings.push_back(running(job));
-    findings.push_back(signedBy(run, programOf(job), executable));
-    return findings;
+    const auto program = programOf(run, job);
+    bool isGood = true;
+    const auto add = [&](const Finding& finding) {
+        isGood = isGood && finding.verdict != Verdict::bad;
+        report(finding);
+    };
+    add(installed(run, job, program));
+    if (!isGood)
+        return false;
+    add(running(job));
+    add(signedBy(run, program, executable));
+    return isGood;
 }
 
 Finding macLog(const RunCommand& run) {
@@ -89,12 +107,15 @@ Finding macLog(const RunCommand& run) {
                           "subsystem == \"app.kelo.helper\""});
     if (!log || log->status != 0)
         return {Verdict::note, "log", "It cannot be read.", "Run kelo doctor as an administrator of this Mac."};
-    auto lines = lastLines(log->output, 5);
-    if (lines.starts_with("Timestamp")) // the heading
-        lines.erase(0, lines.find('\n') == std::string::npos ? lines.size() : lines.find('\n') + 1);
-    if (lines.empty())
-        return {Verdict::note, "log", "nothing in the last hour", ""};
-    return {Verdict::good, "log", lines, ""};
+    std::string messages;
+    std::istringstream lines(log->output);
+    for (std::string line; std::getline(lines, line);)
+        if (!line.starts_with("Filtering") && !line.starts_with("Skipping") && !line.starts_with("Timestamp"))
+            messages += line + "\n";
+    if (messages.empty())
+        return {Verdict::note, "log", "nothing in the last hour",
+                "To see more: log show --last 1d --predicate 'subsystem == \"app.kelo.helper\"'"};
+    return {Verdict::good, "log", lastLines(messages, 5), ""};
 }
 
 } // namespace kelo

@@ -1,93 +1,45 @@
 #include "client/doctor/SpawnedCommand.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <spawn.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <utility>
+#include <cstring>
 
-extern char** environ; // NOLINT: POSIX declares it nowhere
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+constexpr int cannotBeRun = 126;
+constexpr int doesNotExist = 127;
 
-class Pipe {
-public:
-    Pipe() { isOpen_ = pipe(ends_.data()) == 0; }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-    ~Pipe() {
-        closeWriting();
-        if (isOpen_)
-            close(ends_[0]);
-    }
-
-    bool isOpen() const { return isOpen_; }
-    int reading() const { return ends_[0]; }
-    int writing() const { return ends_[1]; }
-    void closeWriting() {
-        const int end = std::exchange(ends_[1], -1);
-        if (isOpen_ && end >= 0)
-            close(end);
-    }
-
-private:
-    std::array<int, 2> ends_{-1, -1};
-    bool isOpen_ = false;
-};
-
-/// Starts the command with its output in the pipe; none when it cannot be run.
-std::optional<pid_t> started(const std::vector<std::string>& command, const Pipe& pipe) {
+/// Starts a process for the command; -1 without one. `prepare` and everything else in the new process may only do what
+/// is safe in a program with threads.
+template <typename Prepare>
+pid_t start(const CommandWords& command, Prepare prepare) {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const auto& argument : command)
-        arguments.push_back(const_cast<char*>(argument.c_str())); // posix_spawnp changes none of them
+        arguments.push_back(const_cast<char*>(argument.c_str())); // execvp changes none of them
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, pipe.writing(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, pipe.writing(), STDERR_FILENO);
-    posix_spawn_file_actions_addclose(&actions, pipe.reading());
-    posix_spawn_file_actions_addclose(&actions, pipe.writing());
-    pid_t process = 0;
-    const int error = posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return error == 0 ? std::optional(process) : std::nullopt;
+    const pid_t process = fork();
+    if (process != 0)
+        return process;
+    std::signal(SIGPIPE, SIG_DFL);
+    prepare();
+    execvp(arguments[0], arguments.data());
+    const bool isMissing = errno == ENOENT;
+    const char* reason = isMissing ? "kelo: the command does not exist\n" : "kelo: the command cannot be run\n";
+    static_cast<void>(!write(STDERR_FILENO, reason, std::strlen(reason)));
+    _exit(isMissing ? doesNotExist : cannotBeRun);
 }
 
-/// All that comes until the end; none when that has not come in time.
-std::optional<std::string> readToEnd(int descriptor, double timeout) {
-    const auto deadline =
-        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(timeout));
-    std::string all;
-    std::array<char, 4096> block{};
-    for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        pollfd waiting = {descriptor, POLLIN, 0};
-        if (left <= 0 || (poll(&waiting, 1, static_cast<int>(left)) < 0 && errno != EINTR))
-            return std::nullopt;
-        if (waiting.revents == 0)
-            continue;
-        const auto count = read(descriptor, block.data(), block.size());
-        if (count == 0)
-            return all;
-        if (count > 0)
-            all.append(block.data(), static_cast<std::size_t>(count));
-        else if (errno != EINTR)
-            return std::nullopt;
-    }
-}
-
-/// Its exit status; none when a signal has ended it.
+/// The exit status; nullopt without a process, or for one that a signal has ended.
 std::optional<int> reaped(pid_t process) {
     int status = 0;
     while (waitpid(process, &status, 0) < 0)
@@ -98,19 +50,44 @@ std::optional<int> reaped(pid_t process) {
 
 } // namespace
 
-std::optional<Ran> spawnedCommand(const std::vector<std::string>& command, double timeout) {
-    Pipe pipe;
-    const auto process = pipe.isOpen() ? started(command, pipe) : std::nullopt;
-    if (!process)
+std::optional<Ran> spawnedCommand(const CommandWords& command, double timeout) {
+    std::array<int, 2> ends{-1, -1};
+    if (pipe(ends.data()) != 0)
         return std::nullopt;
-    pipe.closeWriting();
-    const auto output = readToEnd(pipe.reading(), timeout);
-    if (!output)
-        kill(*process, SIGKILL);
-    const auto status = reaped(*process);
-    if (!output || !status)
-        return std::nullopt;
-    return Ran{*status, *output};
+    const FileDescriptor reading(ends[0]);
+    FileDescriptor writing(ends[1]);
+    const auto process = start(command, [&] {
+        dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+        dup2(ends[1], STDOUT_FILENO);
+        dup2(ends[1], STDERR_FILENO);
+        for (const int end : ends)
+            close(end);
+        const auto whole = static_cast<time_t>(timeout);
+        const auto rest = (timeout - static_cast<double>(whole)) * 1e6;
+        const itimerval limit{.it_interval = {}, .it_value = {whole, static_cast<suseconds_t>(rest)}};
+        setitimer(ITIMER_REAL, &limit, nullptr); // goes on in the program that takes over
+    });
+    writing = FileDescriptor();
+    std::string output;
+    std::array<char, 4096> block{};
+    for (ssize_t count = 0; (count = read(reading.get(), block.data(), block.size())) != 0;)
+        if (count > 0)
+            output.append(block.data(), static_cast<std::size_t>(count));
+        else if (errno != EINTR)
+            break;
+    const auto status = reaped(process);
+    return status && *status != doesNotExist ? std::optional(Ran{*status, output}) : std::nullopt;
+}
+
+Companion startedCompanion(const CommandWords& command) {
+    const auto process = start(command, [] {});
+    return {.status = [process]() -> std::optional<int> {
+                int status = cannotBeRun << 8U; // without a process
+                if (process > 0 && waitpid(process, &status, WNOHANG) != process)
+                    return std::nullopt;
+                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            },
+            .signal = [process](int signal) { kill(process, signal); }};
 }
 
 } // namespace kelo

@@ -6,15 +6,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <initializer_list>
-#include <string_view>
+#include <utility>
 
-#include "client/ExitStatus.h"
+#include "platform/posix/StandardStreams.h"
 
 namespace kelo {
 namespace {
@@ -25,18 +27,24 @@ constexpr clockid_t clockThatNeverSleeps = CLOCK_BOOTTIME;
 constexpr clockid_t clockThatNeverSleeps = CLOCK_MONOTONIC;
 #endif
 
-volatile std::sig_atomic_t isAskedToStop = 0;
+constexpr double longestWait = 3600; // seconds, which every system's select takes
+
+volatile std::sig_atomic_t stop = 0; ///< The first signal that asked to stop.
 volatile std::sig_atomic_t isResized = 0;
 volatile std::sig_atomic_t isAskedToSuspend = 0;
 
 using Signals = std::initializer_list<int>;
 
-constexpr Signals stops = {SIGINT, SIGTERM};
+constexpr Signals stops = {SIGINT, SIGTERM, SIGHUP, SIGCHLD};
 constexpr Signals changesOfView = {SIGWINCH, SIGTSTP};
 
+void rememberStop(int signal) {
+    if (stop == 0 && signal != SIGCHLD)
+        stop = signal;
+}
 void rememberChange(int signal) { (signal == SIGWINCH ? isResized : isAskedToSuspend) = 1; }
 
-/// What a signal interrupts goes on afterwards, except for a wait.
+/// System calls that a signal interrupts go on afterwards, except for waits.
 void handle(Signals signals, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
@@ -56,17 +64,6 @@ sigset_t mask(int how, Signals signals) {
     return before;
 }
 
-/// What cannot be written is lost: there is nobody else to tell.
-void writeAll(int descriptor, std::string_view text) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const auto written = ::write(descriptor, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR)
-            return;
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-}
-
 std::string_view environment(const char* name) {
     const char* value = std::getenv(name);
     return value == nullptr ? "" : value;
@@ -77,7 +74,7 @@ bool takesControlSequences() {
     return isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
 }
 
-/// A job in the background would draw over what its user does in the foreground.
+/// A job in the background would draw over what its user does in the foreground, and may not read keys.
 bool isInForeground() { return tcgetpgrp(STDOUT_FILENO) == getpgrp(); }
 
 Style styleOfOutput() {
@@ -86,22 +83,51 @@ Style styleOfOutput() {
     return {takesControlSequences() && environment("NO_COLOR").empty(), hasUnicode};
 }
 
+double seconds() {
+    timespec time{};
+    clock_gettime(clockThatNeverSleeps, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+bool prepared() {
+    StandardStreams::prepare();
+    return true;
+}
+
 } // namespace
 
-PosixTerminal* PosixTerminal::catching = nullptr;
-
-PosixTerminal::PosixTerminal() : isInteractive_(takesControlSequences() && isInForeground()), style_(styleOfOutput()) {
+PosixTerminal::PosixTerminal()
+    : areStreamsOpen_(prepared()), isInteractive_(takesControlSequences() && isInForeground()),
+      style_(styleOfOutput()) {
     sigprocmask(SIG_SETMASK, nullptr, &unblocked_);
 }
 
-PosixTerminal::~PosixTerminal() {
-    endDrawing();
-    alarm(0); // `leave` would find nothing here
+PosixTerminal::~PosixTerminal() { endDrawing(); }
+
+void PosixTerminal::print(const std::string& text) { send(output_, text); }
+
+void PosixTerminal::complain(const std::string& text) {
+    try {
+        send(errors_, text);
+    } catch (const OutputFailed&) {
+        return; // nobody is left to tell
+    }
 }
 
-void PosixTerminal::print(const std::string& text) { writeAll(STDOUT_FILENO, text); }
-
-void PosixTerminal::complain(const std::string& text) { writeAll(STDERR_FILENO, text); }
+void PosixTerminal::send(const Stream& stream, std::string_view text) {
+    const double end = seconds() + outputPatience_;
+    while (!text.empty()) {
+        const auto written = stream.writer.write(text);
+        if (written >= 0)
+            text.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno == EAGAIN && (stop != 0 || seconds() >= end))
+            return;
+        else if (errno == EAGAIN)
+            waitUntilReady(-1, stream.descriptor, end - seconds());
+        else if (errno != EINTR)
+            throw OutputFailed(std::strerror(errno), errno == EPIPE);
+    }
+}
 
 ScreenSize PosixTerminal::size() const {
     winsize window{};
@@ -117,13 +143,28 @@ void PosixTerminal::draw(const std::vector<Line>& lines) {
         mask(SIG_BLOCK, changesOfView); // except during waits
         takeScreen();
     }
+    if (!sendFrame()) // half a frame is on the screen
+        return;
     // Each row is erased before it is written: after a full one the cursor stands on its last character.
-    std::string frame;
     const auto rows = std::max(lines.size(), size().rows);
     for (std::size_t row = 0; row < rows; ++row)
-        frame +=
+        frame_ +=
             "\033[" + std::to_string(row + 1) + ";1H\033[2K" + (row < lines.size() ? painted(lines[row], style_) : "");
-    writeAll(STDOUT_FILENO, frame);
+    sendFrame();
+}
+
+/// Writes what the output takes at once. Returns whether that was all.
+bool PosixTerminal::sendFrame() {
+    while (!frame_.empty()) {
+        const auto written = output_.writer.write(frame_);
+        if (written < 0 && errno == EAGAIN)
+            return false;
+        if (written < 0 && errno != EINTR)
+            frame_.clear(); // the terminal has gone
+        else if (written > 0)
+            frame_.erase(0, static_cast<std::size_t>(written));
+    }
+    return true;
 }
 
 void PosixTerminal::endDrawing() {
@@ -136,62 +177,90 @@ void PosixTerminal::endDrawing() {
 
 void PosixTerminal::takeScreen() {
     isDrawing_ = true;
-    if (tcgetattr(STDIN_FILENO, &modes_) == 0) {
-        auto silent = modes_;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        tcsetattr(STDIN_FILENO, TCSADRAIN, &silent);
+    hasKeyboard_ = tcgetattr(STDIN_FILENO, &modes_) == 0;
+    if (hasKeyboard_) {
+        auto raw = modes_;
+        raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
+        raw.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S must not freeze what looks alive
+        raw.c_cc[VMIN] = 1;
+        raw.c_cc[VTIME] = 0;
+        tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     }
-    writeAll(STDOUT_FILENO, "\033[?1049h\033[?25l\033[2J");
+    frame_ += "\033[?1049h\033[?25l\033[2J";
 }
 
 void PosixTerminal::giveScreenBack() {
     isDrawing_ = false;
-    writeAll(STDOUT_FILENO, "\033[0m\033[2J\033[1;1H\033[?25h\033[?1049l");
-    termios current{};
-    if (tcgetattr(STDIN_FILENO, &current) == 0)      // otherwise there were no modes to keep
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &modes_); // what was typed into the view is not for the shell
+    frame_ += "\033[0m\033[2J\033[1;1H\033[?25h\033[?1049l";
+    for (const double end = seconds() + 1; !sendFrame() && seconds() < end;)
+        waitUntilReady(-1, STDOUT_FILENO, end - seconds());
+    frame_.clear();
+    if (hasKeyboard_) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &modes_);
+        tcflush(STDIN_FILENO, TCIFLUSH); // what was typed into the view is not for the shell
+    }
+    hasKeyboard_ = false;
 }
 
 void PosixTerminal::suspend() {
     isAskedToSuspend = 0;
     giveScreenBack();
-    kill(getpid(), SIGSTOP); // goes on from here when the user wants it to
+    kill(getpid(), SIGSTOP); // goes on from here when the user continues it
     takeScreen();
 }
 
-void PosixTerminal::catchStops(unsigned patience, int status) {
-    catching = this;
-    patience_ = patience;
-    statusWhenStuck_ = status;
-    handle({SIGALRM}, leave);
+void PosixTerminal::readKeys() {
+    std::array<char, 64> keys{};
+    const auto count = read(STDIN_FILENO, keys.data(), keys.size());
+    if (count <= 0)
+        hasKeyboard_ = false;
+    else if (std::memchr(keys.data(), 'q', static_cast<std::size_t>(count)) != nullptr)
+        rememberStop(SIGINT);
+}
+
+void PosixTerminal::catchStops() {
+    struct sigaction hangUp {};
+    sigaction(SIGHUP, nullptr, &hangUp);
     handle(stops, rememberStop);
+    if (hangUp.sa_handler == SIG_IGN) // under nohup the process outlives its terminal
+        handle({SIGHUP}, SIG_IGN);
 }
 
-void PosixTerminal::rememberStop(int) {
-    if (isAskedToStop == 0) // who asks again and again does not have to wait for longer
-        alarm(catching->patience_);
-    isAskedToStop = 1;
-}
+int PosixTerminal::stopSignal() const { return stop; }
 
-/// Runs in the middle of whatever the process does, so it may only do what a signal's handler may.
-void PosixTerminal::leave(int) {
-    if (catching->isDrawing_)
-        catching->giveScreenBack();
-    if (catching->statusWhenStuck_ != exit_status::done)
-        writeAll(STDERR_FILENO, "kelo: The helper does not answer.\n");
-    _exit(catching->statusWhenStuck_);
-}
-
-Woken PosixTerminal::wait(double seconds) {
-    timespec time{};
-    time.tv_sec = static_cast<time_t>(seconds);
-    time.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
-    const auto before = mask(SIG_BLOCK, stops); // one that comes just before the wait shall end it
-    if (isAskedToStop == 0)
-        pselect(0, nullptr, nullptr, nullptr, &time, &unblocked_);
+int PosixTerminal::waitUntilReady(int answer, int room, double time) {
+    time = std::clamp(time, 0.0, longestWait);
+    timespec timeout{};
+    timeout.tv_sec = static_cast<time_t>(time);
+    timeout.tv_nsec = static_cast<long>((time - std::floor(time)) * 1e9);
+    fd_set readable;
+    fd_set writable;
+    FD_ZERO(&readable);
+    FD_ZERO(&writable);
+    const bool wantsKeys = hasKeyboard_ && room < 0 && isInForeground();
+    if (answer >= 0)
+        FD_SET(answer, &readable);
+    if (wantsKeys)
+        FD_SET(STDIN_FILENO, &readable);
+    if (room >= 0)
+        FD_SET(room, &writable);
+    const auto before = mask(SIG_BLOCK, stops); // one that comes just before the wait must end it
+    int ready = -1;
+    if (stop == 0 || isStopReported_)
+        ready =
+            pselect(std::max({answer, room, STDIN_FILENO}) + 1, &readable, &writable, nullptr, &timeout, &unblocked_);
     sigprocmask(SIG_SETMASK, &before, nullptr);
-    if (isAskedToStop != 0)
+    if (ready > 0 && wantsKeys && FD_ISSET(STDIN_FILENO, &readable))
+        readKeys();
+    return ready > 0 && answer >= 0 && FD_ISSET(answer, &readable);
+}
+
+Woken PosixTerminal::waitForAnswer(int descriptor, double time) {
+    const bool isAnswered = waitUntilReady(descriptor, -1, time);
+    if (stop != 0 && !std::exchange(isStopReported_, true))
         return Woken::byStop;
+    if (isAnswered)
+        return Woken::byAnswer;
     if (isAskedToSuspend != 0 && isDrawing_) {
         suspend();
         isResized = 1; // the screen is empty, and may have changed
@@ -204,14 +273,15 @@ Woken PosixTerminal::wait(double seconds) {
 }
 
 Moment PosixTerminal::now() {
-    timespec time{};
-    clock_gettime(clockThatNeverSleeps, &time);
     const std::time_t wallClock = std::time(nullptr);
-    std::tm local{};
-    char text[16] = "";
-    if (localtime_r(&wallClock, &local) != nullptr)
-        std::strftime(text, sizeof text, "%H:%M:%S", &local);
-    return {static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9, text};
+    std::tm parts{};
+    std::array<char, 32> timeOfDay{};
+    std::array<char, 32> utc{};
+    if (localtime_r(&wallClock, &parts) != nullptr)
+        std::strftime(timeOfDay.data(), timeOfDay.size(), "%H:%M:%S", &parts);
+    if (gmtime_r(&wallClock, &parts) != nullptr)
+        std::strftime(utc.data(), utc.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return {seconds(), timeOfDay.data(), utc.data()};
 }
 
 } // namespace kelo

@@ -9,49 +9,51 @@ namespace {
 
 constexpr double sameTarget = 0.005; // of the range
 
-std::string targetText(const FanSnapshot& snapshot) {
-    const auto fraction = fractionOfRange(snapshot.targetRPM, snapshot);
-    return "target " + decimal(snapshot.targetRPM, 0) + " RPM" + (fraction ? ", " + percentText(*fraction) : "");
-}
+std::string targetText(const FanSnapshot& snapshot) { return "target " + speedText(snapshot.targetRPM, snapshot); }
 
-std::optional<double> targetFraction(const FanSnapshot& snapshot) {
-    return fractionOfRange(snapshot.targetRPM, snapshot);
-}
-
-/// By fraction, since another fan may be the fastest now. A hot chip moves the target, too, without anybody's asking.
-bool isAskedOtherwise(const FanSnapshot& before, const FanSnapshot& now) {
+/// By fraction, since another fan may be the fastest now. A hot chip moves the target, too, without a request.
+bool hasOtherTarget(const FanSnapshot& before, const FanSnapshot& now) {
     if (before.addingAir || now.addingAir || !before.underKeloControl || !now.underKeloControl)
         return false;
-    const auto old = targetFraction(before);
-    const auto current = targetFraction(now);
+    const auto old = fractionOfRange(before.targetRPM, before);
+    const auto current = fractionOfRange(now.targetRPM, now);
     return old && current && std::fabs(*old - *current) > sameTarget;
 }
 
 std::vector<std::string> whatHappened(const FanSnapshot& before, const FanSnapshot& now) {
     std::vector<std::string> sentences;
     if (!before.lidHasFan && now.lidHasFan)
-        sentences.emplace_back("The lid is closed: the fan is handed back until it opens.");
+        sentences.emplace_back("Waiting: the lid is closed, or the fans could not be taken again.");
     else if (before.lidHasFan && now.underKeloControl)
-        sentences.push_back("The lid is open: the fan is held again, " + targetText(now) + ".");
+        sentences.push_back("The fans are held again: " + targetText(now) + ".");
     else if (before.lidHasFan && !now.lidHasFan)
-        sentences.emplace_back("The hold has ended: the fan is under automatic control.");
+        sentences.emplace_back("The hold has ended: the fans are under automatic control.");
     else if (!before.underKeloControl && now.underKeloControl)
-        sentences.push_back("The fan is held: " + targetText(now) + ".");
+        sentences.push_back("The fans are held: " + targetText(now) + ".");
     else if (before.underKeloControl && !now.underKeloControl)
-        sentences.emplace_back("The fan is handed back: it is under automatic control.");
-    else if (isAskedOtherwise(before, now))
-        sentences.push_back("The fan is asked for another speed: " + targetText(now) + ".");
+        sentences.emplace_back("The fans are handed back: they are under automatic control.");
+    else if (hasOtherTarget(before, now))
+        sentences.push_back("The fans are held at another speed: " + targetText(now) + ".");
     if (!before.addingAir && now.addingAir)
-        sentences.emplace_back("The chip is hot: the fan gets more air than asked for.");
+        sentences.emplace_back("The chip is hot: the fans run faster than asked.");
     else if (before.addingAir && !now.addingAir && now.underKeloControl)
-        sentences.emplace_back("The chip has cooled: the fan is back at the speed asked for.");
+        sentences.emplace_back("The chip has cooled: the fans are back at the speed asked for.");
     return sentences;
 }
 
-/// For a first reading: the same without what a hold says of itself.
+/// What to compare a first reading with, so that only what hinders or raises a hold is news.
 FanSnapshot unremarkable(const FanSnapshot& now) {
     return {now.fanCount,         now.currentRPM, now.minRPM,      now.maxRPM, now.targetRPM,
             now.underKeloControl, now.warmth,     now.chipCelsius, false,      false};
+}
+
+FanRecord::Sample sampleOf(const FanSnapshot& snapshot, double seconds) {
+    const bool hasFan = snapshot.fanCount > 0;
+    return {.seconds = seconds,
+            .rpm = hasFan ? std::optional(snapshot.currentRPM) : std::nullopt,
+            .target = hasFan && snapshot.underKeloControl ? std::optional(snapshot.targetRPM) : std::nullopt,
+            .celsius = snapshot.chipCelsius,
+            .warmth = inkOf(snapshot.warmth)};
 }
 
 } // namespace
@@ -64,12 +66,12 @@ std::vector<std::string> FanRecord::observe(const FanSnapshot& snapshot, const M
     for (auto& sentence : whatHappened(latest_ ? *latest_ : unremarkable(snapshot), snapshot))
         sentences.push_back(std::move(sentence));
     latest_.emplace(snapshot);
-    const auto& celsius = snapshot.chipCelsius;
-    samples_.push_back({moment.seconds, fractionOfRange(snapshot.currentRPM, snapshot),
-                        celsius ? std::optional(fractionOfHeat(*celsius)) : std::nullopt});
+    latestTime_ = moment.timeOfDay;
+    samples_.push_back(sampleOf(snapshot, moment.seconds));
     while (samples_.front().seconds < moment.seconds - keptSeconds)
         samples_.pop_front();
-    note(sentences, moment);
+    for (const auto& sentence : sentences)
+        note(sentence, moment);
     return sentences;
 }
 
@@ -77,14 +79,13 @@ std::vector<std::string> FanRecord::lack(const std::string& reason, const Moment
     if (reason == lacking_)
         return {};
     lacking_ = reason;
-    note({reason}, moment);
+    note(reason, moment);
     return {reason};
 }
 
-void FanRecord::note(const std::vector<std::string>& sentences, const Moment& moment) {
-    for (const auto& sentence : sentences)
-        events_.push_front({moment.timeOfDay, sentence});
-    while (events_.size() > keptEvents)
+void FanRecord::note(const std::string& sentence, const Moment& moment) {
+    events_.push_front({moment.timeOfDay, sentence});
+    if (events_.size() > keptEvents)
         events_.pop_back();
 }
 

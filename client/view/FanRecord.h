@@ -5,14 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "client/view/Line.h"
 #include "protocol/FanSnapshot.h"
 
 namespace kelo {
 
-/// A moment as the record keeps it: for its order, and for people.
+/// A moment as the record keeps it: for its order, for people, and for programs.
 struct Moment {
-    double seconds; ///< Of a clock that only goes forward.
-    std::string timeOfDay;
+    double seconds;        ///< Of a clock that only goes forward.
+    std::string timeOfDay; ///< In the local time zone.
+    std::string utc = {};  ///< As ISO 8601.
 };
 
 /// What a client has seen of the fans: the last reading, those of the last minutes, and what has happened meanwhile.
@@ -20,8 +22,10 @@ class FanRecord {
 public:
     struct Sample {
         double seconds;
-        std::optional<double> speed; ///< As a fraction of the fan's range.
-        std::optional<double> chip;  ///< As a fraction of what a bar shows.
+        std::optional<double> rpm;    ///< Of the fastest fan; nullopt without a usable fan.
+        std::optional<double> target; ///< The same fan's, in RPM, while the fans are held.
+        std::optional<double> celsius;
+        Ink warmth;
     };
     struct Event {
         std::string timeOfDay;
@@ -34,11 +38,15 @@ public:
     /// Takes a reading. Returns what has happened since the last one, in sentences.
     std::vector<std::string> observe(const FanSnapshot& snapshot, const Moment& moment);
 
-    /// Takes the news that there is no reading, and why. Returns the reason unless it is known already.
+    /// Takes the reason why there is no reading. Returns it unless it is known already.
     std::vector<std::string> lack(const std::string& reason, const Moment& moment);
 
-    /// The last reading, if there has been one.
+    /// Takes an event that no reading shows.
+    void note(const std::string& sentence, const Moment& moment);
+
+    /// The last reading, if there has been one, and its time of day.
     const std::optional<FanSnapshot>& latest() const { return latest_; }
+    const std::string& latestTime() const { return latestTime_; }
     /// Why there is no newer reading; empty when the last one is current.
     const std::string& lacking() const { return lacking_; }
     /// The oldest first.
@@ -47,9 +55,8 @@ public:
     const std::deque<Event>& events() const { return events_; }
 
 private:
-    void note(const std::vector<std::string>& sentences, const Moment& moment);
-
     std::optional<FanSnapshot> latest_;
+    std::string latestTime_;
     std::string lacking_;
     std::deque<Sample> samples_;
     std::deque<Event> events_;

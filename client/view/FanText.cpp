@@ -7,17 +7,6 @@
 namespace kelo {
 namespace {
 
-constexpr double coldest = 20; // degrees Celsius, where a bar begins
-constexpr double hottest = 110;
-
-std::string controlText(const FanSnapshot& snapshot) {
-    if (snapshot.lidHasFan)
-        return "handed back while the lid is closed";
-    if (!snapshot.underKeloControl)
-        return "automatic";
-    return snapshot.addingAir ? "held, with added air for a hot chip" : "held";
-}
-
 std::string repeated(const std::string& text, std::size_t times) {
     std::string all;
     while (times-- > 0)
@@ -25,17 +14,9 @@ std::string repeated(const std::string& text, std::size_t times) {
     return all;
 }
 
-Line label(const std::string& text) { return {{padded(text, labelColumns), Ink::faint}}; }
-
-Line row(const std::string& name, const std::string& value, Ink ink = Ink::plain) {
-    auto line = label(name);
-    line.push_back({value, ink});
-    return line;
-}
-
-Line barRow(const std::string& name, std::optional<double> fraction, std::size_t columns, const Span& value,
-            const Style& style) {
-    auto line = label(name);
+Line gauge(const std::string& name, std::optional<double> fraction, std::size_t columns, const Span& value,
+           const Style& style) {
+    auto line = labelled(name, "");
     if (columns > 0) {
         const auto full = static_cast<std::size_t>(std::lround(fraction.value_or(0) * static_cast<double>(columns)));
         line.push_back({repeated(style.hasUnicode ? "█" : "#", full), value.ink});
@@ -45,20 +26,13 @@ Line barRow(const std::string& name, std::optional<double> fraction, std::size_t
     return line;
 }
 
-Line speedRow(const std::string& name, double rpm, const FanSnapshot& snapshot, std::size_t columns,
-              const Style& style) {
-    const auto fraction = fractionOfRange(rpm, snapshot);
-    const auto text = decimal(rpm, 0) + " RPM" + (fraction ? ", " + percentText(*fraction) : "");
-    return barRow(name, fraction, columns, {text, Ink::calm}, style);
-}
-
-Line chipRow(const FanSnapshot& snapshot, std::size_t columns, const Style& style) {
-    const auto ink = inkOf(snapshot.warmth);
+Line chipGauge(const FanSnapshot& snapshot, std::size_t columns, const Style& style) {
     const auto& celsius = snapshot.chipCelsius;
     if (!celsius)
-        return row("chip", snapshot.warmth + "; no temperature to be read", ink);
+        return labelled("chip", "unknown; a hold does not raise the fans when it gets hot", Ink::warning);
     const auto text = decimal(*celsius, 1) + (style.hasUnicode ? " °C, " : " C, ") + snapshot.warmth;
-    return barRow("chip", fractionOfHeat(*celsius), columns, {text, ink}, style);
+    return gauge("chip", std::clamp((*celsius - coldest) / (hottest - coldest), 0.0, 1.0), columns,
+                 {text, inkOf(snapshot.warmth)}, style);
 }
 
 } // namespace
@@ -68,8 +42,6 @@ std::string decimal(double number, int digits) {
     return {text, std::to_chars(text, text + sizeof text, number, std::chars_format::fixed, digits).ptr};
 }
 
-std::string percentText(double fraction) { return decimal(fraction * 100, 0) + " %"; }
-
 std::optional<double> fractionOfRange(double rpm, const FanSnapshot& snapshot) {
     const double range = snapshot.maxRPM - snapshot.minRPM;
     if (!(range > 0))
@@ -77,47 +49,64 @@ std::optional<double> fractionOfRange(double rpm, const FanSnapshot& snapshot) {
     return std::clamp((rpm - snapshot.minRPM) / range, 0.0, 1.0);
 }
 
-double fractionOfHeat(double celsius) { return std::clamp((celsius - coldest) / (hottest - coldest), 0.0, 1.0); }
+std::string speedText(double rpm, const FanSnapshot& snapshot) {
+    const auto fraction = fractionOfRange(rpm, snapshot);
+    const auto percent = decimal(fraction.value_or(0) * 100, 0);
+    return decimal(rpm, 0) + " RPM" +
+           (!fraction          ? ""
+            : percent == "0"   ? ", lowest"
+            : percent == "100" ? ", highest"
+                               : ", " + percent + " %");
+}
+
+std::string controlText(const FanSnapshot& snapshot) {
+    if (snapshot.lidHasFan)
+        return "waiting: the lid is closed, or the fans could not be taken again";
+    if (!snapshot.underKeloControl)
+        return "automatic";
+    return snapshot.addingAir ? "held, raised: the chip is hot" : "held";
+}
+
+std::string warmthText(const FanSnapshot& snapshot) { return snapshot.chipCelsius ? snapshot.warmth : "unknown"; }
 
 Ink inkOf(const std::string& warmth) {
-    return warmth == "hot" ? Ink::alarm : warmth == "warm" ? Ink::warning : Ink::good;
+    return warmth == "hot" ? Ink::alarm : warmth == "warm" ? Ink::warning : warmth == "cool" ? Ink::good : Ink::plain;
 }
 
 std::string summary(const FanSnapshot& snapshot) {
-    std::string text;
-    if (snapshot.fanCount == 0)
-        text = "no usable fan";
-    else
+    std::string text = "no usable fan";
+    if (snapshot.fanCount > 0)
         text = decimal(snapshot.currentRPM, 0) + " RPM, target " + decimal(snapshot.targetRPM, 0) + ", range " +
                decimal(snapshot.minRPM, 0) + "..." + decimal(snapshot.maxRPM, 0);
-    text += "; " + controlText(snapshot) + "; chip " + snapshot.warmth;
+    text += "; " + controlText(snapshot) + "; chip " + warmthText(snapshot);
     if (snapshot.chipCelsius)
         text += ", " + decimal(*snapshot.chipCelsius, 1) + " degrees";
+    return visible(text);
+}
+
+std::string statusBarText(const FanSnapshot& snapshot, const Style& style) {
+    auto text = snapshot.fanCount > 0 ? decimal(snapshot.currentRPM, 0) + " RPM" : "no fan";
+    text += snapshot.lidHasFan           ? " waiting"
+            : !snapshot.underKeloControl ? ""
+            : snapshot.addingAir         ? " raised"
+                                         : " held";
+    if (snapshot.chipCelsius)
+        text += " " + decimal(*snapshot.chipCelsius, 0) + (style.hasUnicode ? "°C" : "C");
     return text;
 }
 
+Line labelled(const std::string& name, const std::string& value, Ink ink) {
+    return {{padded(name, labelColumns), Ink::faint}, {value, ink}};
+}
+
 std::vector<Line> gauges(const FanSnapshot& snapshot, std::size_t barColumns, const Style& style) {
-    std::vector<Line> lines;
-    if (snapshot.fanCount == 0) {
-        lines.push_back(row("fan", "no usable fan"));
-    } else {
-        lines.push_back(speedRow("speed", snapshot.currentRPM, snapshot, barColumns, style));
-        lines.push_back(speedRow("target", snapshot.targetRPM, snapshot, barColumns, style));
-        lines.push_back(chipRow(snapshot, barColumns, style));
-        lines.push_back(row(
-            "range",
-            decimal(snapshot.minRPM, 0) + " to " + decimal(snapshot.maxRPM, 0) + " RPM" +
-                (snapshot.fanCount > 1 ? ", of the fastest of " + std::to_string(snapshot.fanCount) + " fans" : "")));
-    }
     if (snapshot.fanCount == 0)
-        lines.push_back(chipRow(snapshot, barColumns, style));
-    lines.push_back(row("control", snapshot.underKeloControl ? "held" : "automatic",
-                        snapshot.underKeloControl ? Ink::strong : Ink::plain));
-    lines.push_back(row("added air", snapshot.addingAir ? "yes, for a hot chip" : "none",
-                        snapshot.addingAir ? Ink::warning : Ink::plain));
-    lines.push_back(row("lid", snapshot.lidHasFan ? "closed; the fan is handed back until it opens"
-                                                  : "open, or no hold asks about it"));
-    return lines;
+        return {labelled("fans", "no usable fan"), chipGauge(snapshot, barColumns, style)};
+    const auto speedGauge = [&](const std::string& name, double rpm) {
+        return gauge(name, fractionOfRange(rpm, snapshot), barColumns, {speedText(rpm, snapshot), Ink::calm}, style);
+    };
+    return {speedGauge("speed", snapshot.currentRPM), speedGauge("target", snapshot.targetRPM),
+            chipGauge(snapshot, barColumns, style)};
 }
 
 } // namespace kelo

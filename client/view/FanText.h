@@ -9,30 +9,43 @@
 
 namespace kelo {
 
-/// A number with so many digits behind the point, whatever the locale.
+/// Rounds to `digits` digits after the point, in any locale.
 std::string decimal(double number, int digits);
 
-/// A fraction in whole percents: "50 %".
-std::string percentText(double fraction);
+/// A speed with its place in the fan's range: "3000 RPM, 50 %", "1200 RPM, lowest". An empty range has no places.
+std::string speedText(double rpm, const FanSnapshot& snapshot);
 
-/// Where a speed lies in the fan's range, 0 to 1; none when the range is empty.
+/// The place of a speed in the fan's range, 0 to 1; nullopt when the range is empty.
 std::optional<double> fractionOfRange(double rpm, const FanSnapshot& snapshot);
+
+/// Who controls the fans, in a few words.
+std::string controlText(const FanSnapshot& snapshot);
+
+/// How warm the chip is: "warm", or "unknown" without a reading.
+std::string warmthText(const FanSnapshot& snapshot);
 
 /// The state in one line of plain text.
 std::string summary(const FanSnapshot& snapshot);
 
-/// The state as aligned lines: bars of `barColumns` columns, or none, and what they stand for.
+/// The state in as few words as a status bar has room for.
+std::string statusBarText(const FanSnapshot& snapshot, const Style& style);
+
+/// Speed, target and chip as aligned lines, with bars of `barColumns` columns, or without bars for 0.
 std::vector<Line> gauges(const FanSnapshot& snapshot, std::size_t barColumns, const Style& style);
 
-/// Columns that a gauge takes besides its bar.
+/// A line that is aligned with the gauges.
+Line labelled(const std::string& name, const std::string& value, Ink ink = Ink::plain);
+
+/// Columns that a gauge needs besides its bar.
 constexpr std::size_t gaugeColumns = 32;
-/// Columns of what stands before a gauge.
+/// Columns of a gauge's label.
 constexpr std::size_t labelColumns = 11;
 
-/// The chip's temperature as a part of what a bar shows, 0 to 1.
-double fractionOfHeat(double celsius);
+/// Ends of the temperature scale, in degrees Celsius.
+constexpr double coldest = 20;
+constexpr double hottest = 110;
 
-/// The colour of a warmth.
+/// The colour of a warmth; plain for one that this program does not know.
 Ink inkOf(const std::string& warmth);
 
 } // namespace kelo

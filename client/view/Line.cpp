@@ -9,6 +9,8 @@ const char* colour(Ink ink) {
         return "\033[2m";
     case Ink::strong:
         return "\033[1m";
+    case Ink::title:
+        return "\033[7m";
     case Ink::calm:
         return "\033[36m";
     case Ink::good:
@@ -23,14 +25,6 @@ const char* colour(Ink ink) {
     return "";
 }
 
-/// No text from elsewhere may steer the terminal.
-std::string harmless(std::string text) {
-    for (char& byte : text)
-        if (static_cast<unsigned char>(byte) < ' ' || byte == '\x7f')
-            byte = '?';
-    return text;
-}
-
 bool beginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
 
 std::string firstColumns(const std::string& text, std::size_t columns) {
@@ -42,6 +36,25 @@ std::string firstColumns(const std::string& text, std::size_t columns) {
 }
 
 } // namespace
+
+std::string visible(const std::string& text) {
+    std::string safe;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        if (byte == '\n' || byte == '\r' || byte == '\t')
+            safe += ' ';
+        else if (byte < ' ' || byte == 0x7f)
+            safe.append({'^', static_cast<char>(byte ^ 0x40U)});
+        else if (byte == 0xC2 && next >= 0x80 && next < 0xA0)
+            continue; // the next byte shows it
+        else if (byte >= 0x80 && byte < 0xA0 && i > 0 && text[i - 1] == '\xC2')
+            safe += '?'; // U+0080 to U+009F, which some terminals obey, too
+        else
+            safe += text[i];
+    }
+    return safe;
+}
 
 std::size_t columnsOf(const std::string& text) {
     std::size_t columns = 0;
@@ -65,12 +78,22 @@ std::string padded(std::string text, std::size_t columns) {
     return text;
 }
 
-Line cut(const Line& line, std::size_t columns) {
+std::string paddedLeft(const std::string& text, std::size_t columns) {
+    const auto taken = columnsOf(text);
+    return std::string(taken < columns ? columns - taken : 0, ' ') + text;
+}
+
+Line cut(const Line& line, std::size_t columns, const Style& style) {
+    if (columnsOf(line) <= columns)
+        return line;
     Line shorter;
+    auto left = columns == 0 ? 0 : columns - 1;
     for (const auto& span : line) {
-        shorter.push_back({firstColumns(span.text, columns), span.ink});
-        columns -= columnsOf(shorter.back().text);
+        shorter.push_back({firstColumns(span.text, left), span.ink});
+        left -= columnsOf(shorter.back().text);
     }
+    if (columns > 0)
+        shorter.push_back({style.hasUnicode ? "…" : ">", Ink::faint});
     return shorter;
 }
 
@@ -78,7 +101,7 @@ std::string painted(const Line& line, const Style& style) {
     std::string text;
     for (const auto& [words, ink] : line) {
         const std::string begin = style.hasColour && !words.empty() ? colour(ink) : "";
-        text += begin + harmless(words) + (begin.empty() ? "" : "\033[0m");
+        text += begin + visible(words) + (begin.empty() ? "" : "\033[0m");
     }
     return text;
 }

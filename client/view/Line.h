@@ -7,7 +7,7 @@
 namespace kelo {
 
 /// What a text means, from which its colour follows.
-enum class Ink { plain, faint, strong, calm, good, warning, alarm };
+enum class Ink { plain, faint, strong, title, calm, good, warning, alarm };
 
 /// A piece of a line.
 struct Span {
@@ -23,15 +23,19 @@ struct Style {
     bool hasUnicode = false;
 };
 
+/// A text from elsewhere, without anything that steers a terminal: control characters are shown as ^[ and the like.
+std::string visible(const std::string& text);
+
 /// How many columns a text takes.
 std::size_t columnsOf(const std::string& text);
 std::size_t columnsOf(const Line& line);
 
-/// The text, filled up with blanks to at least so many columns.
+/// The text, padded with blanks at its end, or at its beginning, to at least so many columns.
 std::string padded(std::string text, std::size_t columns);
+std::string paddedLeft(const std::string& text, std::size_t columns);
 
-/// The line without what lies beyond so many columns.
-Line cut(const Line& line, std::size_t columns);
+/// The line in at most so many columns. A line that is too long ends in a mark.
+Line cut(const Line& line, std::size_t columns, const Style& style);
 
 /// The line as it is sent to the output, without a line end. Ends in the output's normal colour.
 std::string painted(const Line& line, const Style& style);

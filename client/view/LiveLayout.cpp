@@ -1,77 +1,41 @@
 #include "client/view/LiveLayout.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
+#include <sstream>
 
 #include "client/view/FanText.h"
+#include "client/view/History.h"
 
 namespace kelo {
 namespace {
 
-constexpr std::size_t rowsForFooter = 4;
-constexpr std::size_t shortestBar = 8;
-constexpr double shownSeconds = 300; // at least
+constexpr std::size_t rowsForFrame = 6;    // title and keys
+constexpr std::size_t rowsForSpacing = 12; // a blank row below the title
+constexpr std::size_t shortestBar = 8;     // columns
 
 using Lines = std::vector<Line>;
-using Reading = std::optional<double> FanRecord::Sample::*;
 
-std::size_t barColumns(std::size_t columns) {
-    return columns < gaugeColumns + shortestBar ? 0 : columns - gaugeColumns;
+Line titleLine(const FanRecord& record, const LiveFrame& frame, std::size_t columns, const Style& style) {
+    std::string text = " " + frame.command;
+    if (record.latest() && record.lacking().empty() && frame.waiting.empty())
+        text += "   " + controlText(*record.latest());
+    const auto clock = "  " + frame.now.timeOfDay + " ";
+    const auto room = columns - std::min(columns, columnsOf(clock));
+    std::string title;
+    for (const auto& span : cut({{visible(text)}}, room, style))
+        title += span.text;
+    return {{padded(title, room) + clock, Ink::title}};
 }
 
-/// Whole seconds that a column of the history stands for, so that a moment stays in its column while time passes.
-double secondsPerColumn(std::size_t columns) {
-    return std::max(1.0, std::ceil(shownSeconds / static_cast<double>(columns)));
-}
-
-/// An eighth of a row's height is the smallest step.
-const char* block(std::size_t eighths, const Style& style) {
-    constexpr std::array<const char*, 9> blocks = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-    constexpr std::array<const char*, 9> letters = {" ", ".", ":", "-", "=", "+", "*", "#", "@"};
-    return (style.hasUnicode ? blocks : letters)[std::min<std::size_t>(eighths, 8)];
-}
-
-/// The highest value of each column, in eighths of a row: 0 where nothing is known.
-std::vector<std::size_t> heights(const FanRecord& record, Reading reading, double now, std::size_t columns,
-                                 std::size_t rows) {
-    const auto span = secondsPerColumn(columns);
-    const auto last = std::floor(now / span);
-    std::vector<std::size_t> heights(columns, 0);
-    for (const auto& sample : record.samples()) {
-        const auto age = last - std::floor(sample.seconds / span);
-        const auto& value = sample.*reading;
-        if (!value || age < 0 || age >= static_cast<double>(columns))
-            continue;
-        const auto height = static_cast<std::size_t>(std::lround(*value * static_cast<double>(8 * rows)));
-        auto& highest = heights[columns - 1 - static_cast<std::size_t>(age)];
-        highest = std::max({highest, height, std::size_t{1}});
-    }
-    return heights;
-}
-
-Lines graph(const std::string& name, const std::vector<std::size_t>& heights, std::size_t rows, Ink ink,
-            const Style& style) {
+Lines notes(const FanRecord& record, const LiveFrame& frame) {
     Lines lines;
-    for (std::size_t row = 0; row < rows; ++row) {
-        const auto below = 8 * (rows - 1 - row);
-        std::string text;
-        for (const auto height : heights)
-            text += block(height > below ? height - below : 0, style);
-        lines.push_back({{padded(row == 0 ? name : "", labelColumns), Ink::faint}, {text, ink}});
+    for (const auto& text : {record.lacking(), frame.waiting}) {
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);)
+            lines.push_back({{line, Ink::warning}});
     }
-    return lines;
-}
-
-void append(Lines& lines, const Lines& more) { lines.insert(lines.end(), more.begin(), more.end()); }
-
-Lines history(const FanRecord& record, double now, std::size_t columns, std::size_t rowsEach, const Style& style) {
-    const auto minutes = secondsPerColumn(columns) * static_cast<double>(columns) / 60;
-    Lines lines = {{}, {{"The last " + decimal(minutes, 0) + " minutes", Ink::faint}}};
-    append(lines, graph("speed", heights(record, &FanRecord::Sample::speed, now, columns, rowsEach), rowsEach,
-                        Ink::calm, style));
-    append(lines, graph("chip", heights(record, &FanRecord::Sample::chip, now, columns, rowsEach), rowsEach,
-                        record.latest() ? inkOf(record.latest()->warmth) : Ink::plain, style));
+    if (!lines.empty() && record.latest())
+        lines.push_back({{"The last reading is of " + record.latestTime() + ".", Ink::warning}});
     return lines;
 }
 
@@ -85,37 +49,49 @@ Lines newestEvents(const FanRecord& record, std::size_t rows) {
     return lines;
 }
 
-Lines body(const FanRecord& record, double now, const ScreenSize& size, const Style& style) {
-    Lines lines;
-    if (!record.lacking().empty())
-        lines.push_back({{record.lacking(), Ink::warning}});
-    if (record.latest())
-        append(lines, gauges(*record.latest(), barColumns(size.columns), style));
-    const auto left = size.rows - std::min(lines.size(), size.rows);
-    if (left >= 4 && size.columns > labelColumns + shortestBar) {
-        const auto rowsEach = std::clamp<std::size_t>(left / 6, 1, 6); // the rest is for events
-        append(lines, history(record, now, size.columns - labelColumns, rowsEach, style));
+void append(Lines& lines, const Lines& more) { lines.insert(lines.end(), more.begin(), more.end()); }
+
+/// Graphs take what the events leave, so that nothing stays empty.
+void fill(Lines& lines, const FanRecord& record, const LiveFrame& frame, std::size_t rows, std::size_t columns,
+          const Style& style) {
+    auto room = rows - std::min(rows, lines.size());
+    const bool hasHistory = record.latest() && room >= fewestHistoryRows && columns >= fewestHistoryColumns;
+    auto events = std::min(record.events().size(), hasHistory ? room / 4 : room - std::min<std::size_t>(room, 1));
+    if (hasHistory && room < fewestHistoryRows + events + 1)
+        events = 0;
+    if (hasHistory)
+        append(lines, history(record, frame.now.seconds, columns, room - (events > 0 ? events + 1 : 0), style));
+    if (events > 0) {
+        lines.emplace_back();
+        append(lines, newestEvents(record, events));
     }
-    if (lines.size() + 2 <= size.rows && !record.events().empty()) {
-        lines.push_back({});
-        append(lines, newestEvents(record, size.rows - lines.size()));
-    }
-    lines.resize(std::min(lines.size(), size.rows));
-    return lines;
 }
 
 } // namespace
 
-std::vector<Line> liveView(const FanRecord& record, double now, const ScreenSize& size, const Style& style,
-                           const std::string& footer) {
-    const bool hasFooter = size.rows >= rowsForFooter;
-    auto lines = body(record, now, {size.columns, size.rows - (hasFooter ? 1 : 0)}, style);
-    if (hasFooter) {
-        lines.resize(size.rows - 1);
-        lines.push_back({{footer, Ink::faint}});
+std::vector<Line> liveView(const FanRecord& record, const LiveFrame& frame, const ScreenSize& size,
+                           const Style& style) {
+    const bool isFramed = size.rows >= rowsForFrame;
+    const auto rows = size.rows - (isFramed ? 1 : 0);
+    Lines lines;
+    if (isFramed)
+        lines.push_back(titleLine(record, frame, size.columns, style));
+    append(lines, notes(record, frame));
+    if (size.rows >= rowsForSpacing)
+        lines.emplace_back();
+    if (record.latest()) {
+        const bool hasBars = size.columns >= gaugeColumns + shortestBar;
+        append(lines, gauges(*record.latest(), hasBars ? size.columns - gaugeColumns : 0, style));
     }
-    for (auto& line : lines)
-        line = cut(line, size.columns);
+    fill(lines, record, frame, rows, size.columns, style);
+    lines.resize(rows);
+    if (isFramed)
+        lines.push_back({{frame.keys, Ink::faint}});
+    for (auto& line : lines) {
+        for (auto& span : line)
+            span.text = visible(span.text);
+        line = cut(line, size.columns, style);
+    }
     return lines;
 }
 

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <gmock/gmock.h>
+#include <poll.h>
 
+#include <csignal>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,8 +22,12 @@ public:
     Style shown;
     ScreenSize screen;
     int waitsUntilStop = 2;
+    int asksToStopBy = SIGINT;
+    std::optional<OutputFailed> outputFails;
     /// Called with the number of each wait before its time passes, and says how it ends.
     std::function<Woken(int wait)> onWait = [](int) { return Woken::byTime; };
+    /// Set for a helper that does not answer: each wait for it lasts its whole time, and ends as this says.
+    std::function<Woken()> onSilence;
 
     // What came of it.
     std::string printed;
@@ -28,17 +35,22 @@ public:
     std::vector<std::vector<std::string>> drawings;
     bool isDrawing = false;
     bool isCatchingStops = false;
+    bool dropsStuckOutput = false;
     int waits = 0;
+    int signal = 0;
     double seconds = 1000;
 
     void print(const std::string& text) override {
         EXPECT_FALSE(isDrawing) << text;
+        if (outputFails)
+            throw OutputFailed(*outputFails);
         printed += text;
     }
     void complain(const std::string& text) override {
         EXPECT_FALSE(isDrawing) << text;
         complaints += text;
     }
+    void dropStuckOutput() override { dropsStuckOutput = true; }
     bool isInteractive() const override { return takesDrawing; }
     Style style() const override { return shown; }
     ScreenSize size() const override { return screen; }
@@ -51,18 +63,38 @@ public:
             drawings.back().push_back(painted(line, shown));
     }
     void endDrawing() override { isDrawing = false; }
-    void catchStops(unsigned, int) override { isCatchingStops = true; }
+    void catchStops() override { isCatchingStops = true; }
+    int stopSignal() const override { return signal; }
     Woken wait(double time) override {
         EXPECT_TRUE(isCatchingStops) << "the user's wish would end the process";
         EXPECT_GE(time, 0);
-        if (++waits >= waitsUntilStop)
-            return Woken::byStop;
+        if (++waits == waitsUntilStop)
+            return stopped();
         const auto woken = onWait(waits);
         if (woken == Woken::byTime)
             seconds += time;
         return woken;
     }
-    Moment now() override { return {seconds, "12:00:" + std::to_string(static_cast<int>(seconds) % 60)}; }
+    Woken waitForAnswer(int descriptor, double time) override {
+        if (onSilence) {
+            seconds += time;
+            const auto woken = onSilence();
+            return woken == Woken::byStop ? stopped() : woken;
+        }
+        pollfd answer{.fd = descriptor, .events = POLLIN, .revents = 0};
+        EXPECT_EQ(poll(&answer, 1, -1), 1);
+        return Woken::byAnswer;
+    }
+    Moment now() override {
+        const auto second = std::to_string(static_cast<int>(seconds) % 60);
+        return {seconds, "12:00:" + second, "2026-11-22T11:00:" + second + "Z"};
+    }
+
+private:
+    Woken stopped() {
+        signal = asksToStopBy;
+        return Woken::byStop;
+    }
 };
 
 } // namespace kelo

@@ -1,82 +1,75 @@
-#include "client/Watch.h"
-
 #include <gmock/gmock.h>
 
-#include <memory>
-
+#include "client/Commands.h"
 #include "client/Readings.h"
+#include "tests/client/ScriptedFans.h"
 #include "tests/client/ScriptedTerminal.h"
-#include "tests/conformance/ScriptedHelper.h"
-#include "tests/support/LoopbackConnection.h"
 
 namespace kelo {
 namespace {
 
 using commands::WatchForm;
 using ::testing::Contains;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 const std::string held = "3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n";
 
+/// The line of a second of the virtual day.
+std::string at(int second, const std::string& line) {
+    return "2026-11-22T11:00:" + std::to_string(second) + "Z  " + line;
+}
+
 class WatchTest : public ::testing::Test {
 protected:
-    WatchTest() {
-        service->snapshot = FanSnapshot{2, 3598.4, 1200, 6000, 3600, true, "warm", 61.5, false, false}.encoded();
-        // The helper goes at the first wait and is back after the third.
-        service->answer = [this](const std::function<void()>& reply) {
-            if (isHelperThere)
-                reply();
-        };
-    }
+    WatchTest() { world.fans->isHeld = true; }
+
     void restartHelperMeanwhile() {
         terminal.waitsUntilStop = 6;
         terminal.onWait = [this](int wait) {
-            isHelperThere = wait > 3;
+            world.isHelperThere = wait > 3;
             return Woken::byTime;
         };
     }
-    std::unique_ptr<HelperConnection> connect() {
-        ++connections;
-        if (!isHelperThere)
-            throw HelperUnreachable("The helper is not running.");
-        return std::make_unique<LoopbackConnection>(service, [](LoopbackConnection&) {});
-    }
-    void watch(WatchForm form) {
-        commands::watch([this] { return connect(); }, terminal, form);
-    }
+    void watch(WatchForm form, double interval = 1) { commands::watch(world.all, terminal, form, interval); }
 
-    const std::shared_ptr<ScriptedHelper> service = std::make_shared<ScriptedHelper>();
-    bool isHelperThere = true;
-    int connections = 0;
+    ScriptedSurroundings world;
     ScriptedTerminal terminal;
 };
 
-TEST_F(WatchTest, PrintsALineEachSecondUntilItIsAskedToStop) {
+TEST_F(WatchTest, PrintsALineWithItsTimeEachSecondUntilItIsAskedToStop) {
     terminal.waitsUntilStop = 3;
     watch(WatchForm::live);
-    EXPECT_EQ(terminal.printed, held + held + held);
-    EXPECT_EQ(terminal.seconds, 1002);
-    EXPECT_EQ(connections, 1);
+    EXPECT_EQ(terminal.printed, at(40, held) + at(41, held) + at(42, held));
+    EXPECT_EQ(world.connections, 1);
+}
+
+TEST_F(WatchTest, TheIntervalIsTheUsersChoice) {
+    terminal.waitsUntilStop = 3;
+    watch(WatchForm::lines, 9);
+    EXPECT_EQ(terminal.printed, at(40, held) + at(49, held) + at(58, held));
 }
 
 TEST_F(WatchTest, PrintsLinesOnATerminalWhenItIsAskedTo) {
     terminal.takesDrawing = true;
     watch(WatchForm::lines);
-    EXPECT_EQ(terminal.printed, held + held);
+    EXPECT_EQ(terminal.printed, at(40, held) + at(41, held));
     EXPECT_THAT(terminal.drawings, SizeIs(0));
 }
 
-TEST_F(WatchTest, AsJSONPrintsTheHelpersOwnInALineEach) {
+TEST_F(WatchTest, AsJSONPrintsTheHelpersOwnWithTheTime) {
     terminal.takesDrawing = true;
     watch(WatchForm::json);
-    const auto& json = service->snapshot;
-    const auto line = std::string(json->begin(), json->end()) + "\n";
-    EXPECT_EQ(terminal.printed, line + line);
+    const auto json = world.fans->current().encoded();
+    const auto members = std::string(json.begin() + 1, json.end()) + "\n";
+    EXPECT_EQ(terminal.printed,
+              "{\"time\":\"2026-11-22T11:00:40Z\"," + members + "{\"time\":\"2026-11-22T11:00:41Z\"," + members);
 }
 
-TEST_F(WatchTest, DrawsAnewAtOnceWhenTheSizeChanges) {
+TEST_F(WatchTest, DrawsAgainAtOnceWhenTheSizeChanges) {
     terminal.takesDrawing = true;
     terminal.waitsUntilStop = 3;
     terminal.onWait = [this](int wait) {
@@ -87,14 +80,18 @@ TEST_F(WatchTest, DrawsAnewAtOnceWhenTheSizeChanges) {
     ASSERT_THAT(terminal.drawings, SizeIs(3));
     EXPECT_THAT(terminal.drawings[0], SizeIs(24));
     EXPECT_THAT(terminal.drawings[1], SizeIs(10));
-    EXPECT_EQ(service->requests().size(), 2U) << "a new size is no reason to ask the helper";
+    EXPECT_THAT(world.fans->requests(), ElementsAre("helperVersion", "fetchSnapshot", "fetchSnapshot"))
+        << "a new size is no reason to ask the helper";
 }
 
-TEST_F(WatchTest, WithNothingToShowAtFirstEnds) {
-    service->snapshot.reset();
+TEST_F(WatchTest, WithNothingToShowAtFirstFails) {
+    world.fans->hasReadings = false;
     EXPECT_THROW(watch(WatchForm::live), HelperRefused);
-    isHelperThere = false;
+    world.isHelperThere = false;
     EXPECT_THROW(watch(WatchForm::live), HelperUnreachable);
+    world.isHelperThere = true;
+    world.fans->version = 7;
+    EXPECT_THROW(watch(WatchForm::live), OtherVersion);
     EXPECT_EQ(terminal.waits, 0);
     EXPECT_FALSE(terminal.isDrawing);
 }
@@ -102,36 +99,59 @@ TEST_F(WatchTest, WithNothingToShowAtFirstEnds) {
 TEST_F(WatchTest, SaysThatItWaitsForAHelperThatHasGoneAndGoesOn) {
     restartHelperMeanwhile();
     watch(WatchForm::lines);
-    EXPECT_EQ(terminal.printed, held + "The helper has dropped the request. Waiting for it.\n" +
-                                    "The helper is not running. Waiting for it.\n" + held + held);
+    EXPECT_EQ(terminal.printed, at(40, held) + "The helper has dropped the request. Waiting for the helper.\n" +
+                                    "The helper is not running. Waiting for the helper.\n" + at(44, held) +
+                                    at(45, held));
 }
 
-TEST_F(WatchTest, DrawsThatItWaitsAndThatTheHelperIsBack) {
+TEST_F(WatchTest, DrawsThatItWaitsWithTheTimeOfTheLastReading) {
     terminal.takesDrawing = true;
     restartHelperMeanwhile();
     watch(WatchForm::live);
-    EXPECT_EQ(terminal.drawings[2].front(), "The helper is not running. Waiting for it.");
-    EXPECT_THAT(terminal.drawings[2], Contains(StartsWith("speed      "))) << "the last reading stays";
-    EXPECT_THAT(terminal.drawings.back().front(), StartsWith("speed      "));
+    EXPECT_THAT(terminal.drawings[3], Contains("The helper is not running. Waiting for the helper."));
+    EXPECT_THAT(terminal.drawings[3], Contains("The last reading is of 12:00:40."));
+    EXPECT_THAT(terminal.drawings[3], Contains(StartsWith("speed      "))) << "the last reading stays";
+    EXPECT_THAT(terminal.drawings.back(), Not(Contains(HasSubstr("The last reading"))));
     EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("The helper answers again.")));
+}
+
+TEST_F(WatchTest, DrawsHowToGetTheFansBackWhileTheHelperIsSilent) {
+    terminal.takesDrawing = true;
+    terminal.waitsUntilStop = 100;
+    terminal.onWait = [&](int) {
+        terminal.onSilence = [&] { return terminal.seconds >= 1004 ? Woken::byStop : Woken::byTime; };
+        return Woken::byTime;
+    };
+    watch(WatchForm::live);
+    EXPECT_THAT(terminal.drawings.back(),
+                Contains("Waiting for the helper. If it stays silent, this hands the fans back:"));
+    EXPECT_THAT(terminal.drawings.back(), Contains("  sudo launchctl kill SIGTERM system/app.kelo.helper"));
+    EXPECT_THAT(terminal.drawings.back(), Contains("The last reading is of 12:00:40."));
+    EXPECT_EQ(terminal.seconds, 1004) << "a view ends at once";
 }
 
 TEST_F(WatchTest, AsJSONSaysElsewhereThatItWaits) {
     restartHelperMeanwhile();
     watch(WatchForm::json);
-    EXPECT_EQ(terminal.complaints, "kelo: The helper has dropped the request. Waiting for it.\n"
-                                   "kelo: The helper is not running. Waiting for it.\n");
+    EXPECT_EQ(terminal.complaints, "kelo: The helper has dropped the request. Waiting for the helper.\n"
+                                   "kelo: The helper is not running. Waiting for the helper.\n");
     EXPECT_THAT(terminal.printed, StartsWith("{"));
 }
 
 TEST_F(WatchTest, AReadingThatIsMissingForAWhileDoesNotEndIt) {
     terminal.waitsUntilStop = 4;
-    terminal.onWait = [this, snapshot = service->snapshot](int wait) {
-        service->snapshot = wait == 3 ? snapshot : std::nullopt;
+    terminal.onWait = [this](int wait) {
+        world.fans->hasReadings = wait == 3;
         return Woken::byTime;
     };
     watch(WatchForm::lines);
-    EXPECT_EQ(terminal.printed, held + "This Mac has no controllable fan, or its readings are not available.\n" + held);
+    EXPECT_EQ(terminal.printed,
+              at(40, held) + "This Mac has no controllable fan, or its readings are not available.\n" + at(43, held));
+}
+
+TEST_F(WatchTest, EndsWhenItsOutputFails) {
+    terminal.outputFails.emplace("No space left on device", false);
+    EXPECT_THROW(watch(WatchForm::json), OutputFailed);
 }
 
 } // namespace

@@ -24,7 +24,7 @@ TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
     EXPECT_EQ(fans[1]["targetRPM"], 3350);
     client->signal(SIGINT);
     EXPECT_EQ(client->waitForEnd(10), 0);
-    EXPECT_THAT(client->output(), HasSubstr("The fan is under automatic control."));
+    EXPECT_THAT(client->output(), HasSubstr("The fans are under automatic control."));
     EXPECT_FALSE(world.isAnyFanManual());
 }
 
@@ -140,7 +140,7 @@ TEST_F(Clients, AHotChipGetsMoreAir) {
     EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 3600);
     const auto status = world.run("kelo", {"status"}).output;
     EXPECT_THAT(status, HasSubstr("  96.0 "));
-    EXPECT_THAT(status, HasSubstr("control    held\nadded air  yes, for a hot chip\n"));
+    EXPECT_THAT(status, HasSubstr("control    held, raised: the chip is hot\n"));
 }
 
 TEST_F(Clients, ASlowControllerIsHeldAndHandedBack) {

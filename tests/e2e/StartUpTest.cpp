@@ -199,7 +199,7 @@ TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {
     EXPECT_EQ(hold.status, 1);
     EXPECT_THAT(hold.errors, StartsWith("kelo: This Mac has no controllable fan.\n"));
     EXPECT_EQ(world.run("kelo", {"status"}).status, 1);
-    EXPECT_EQ(world.run("kelo", {"hand-back"}).status, 0);
+    EXPECT_THAT(world.run("kelo", {"hand-back"}).errors, HasSubstr("no reading confirms it"));
     EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
     EXPECT_EQ(world.helper().waitForEnd(10), 0);
 }
@@ -211,10 +211,12 @@ TEST_F(StartUp, AMacWithoutFansIsAnsweredTheSame) {
     EXPECT_THAT(world.run("kelo", {"hold", "0.5"}).errors, StartsWith("kelo: This Mac has no controllable fan.\n"));
 }
 
-TEST_F(StartUp, AMacWhoseOnlyFanHasAnEmptyRangeIsHeldInName) {
+TEST_F(StartUp, AMacWhoseOnlyFanHasAnEmptyRangeHasNoUsableFan) {
     world.startMac({"--profile", "fixed"});
     world.startListeningHelper();
-    const auto client = startHold();
+    const auto hold = world.run("kelo", {"hold", "0.5"});
+    EXPECT_EQ(hold.status, 1);
+    EXPECT_THAT(hold.errors, StartsWith("kelo: This Mac has no usable fan, so nothing is held.\n"));
     const auto status = world.run("kelo", {"status", "--json"});
     EXPECT_THAT(status.output, HasSubstr("\"fanCount\":0"));
     EXPECT_FALSE(world.isAnyFanManual());

@@ -256,9 +256,9 @@ TEST_F(ExecutableReplaced, ANewHelperServesAfterTheOldOneHasLeft) {
     std::filesystem::copy_file(executable, world.program("new"));
     std::filesystem::rename(world.program("new"), executable);
     expectThatItLeaves();
-    EXPECT_EQ(client->waitForEnd(10), 3);
     world.startListeningHelper();
     EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+    EXPECT_TRUE(waitUntil([&] { return world.isAnyFanManual(); }, 10)) << "the client asks again";
 }
 
 /// The folder is moved, of which no event tells the file inside, and another helper is put where this one was.
@@ -308,6 +308,7 @@ TEST_F(StandDown, TheReplyComesFirstAndTheFanIsHandedBack) {
     const auto log = world.helperLog();
     EXPECT_THAT(log, Contains("[NOTICE] service: A newer Kelo asked us to stand down."));
     EXPECT_EQ(tail(log, 2), Lines({released, onTheWayOut}));
+    client->signal(SIGINT); // until then it waits for the next helper
     EXPECT_EQ(client->waitForEnd(10), 3);
 }
 

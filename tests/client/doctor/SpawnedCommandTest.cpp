@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 namespace kelo {
 namespace {
 
@@ -32,6 +34,22 @@ TEST(SpawnedCommand, ThatCannotBeRunOrIsEndedByASignalIsNone) {
 }
 
 TEST(SpawnedCommand, ThatDoesNotEndInTimeIsNone) { EXPECT_FALSE(spawnedCommand({"sleep", "60"}, 0.05)); }
+
+TEST(StartedCompanion, TellsItsStatusOnceItHasEnded) {
+    const auto statusOf = [](const CommandWords& command, int signal) {
+        const auto companion = startedCompanion(command);
+        if (signal != 0)
+            companion.signal(signal);
+        std::optional<int> status;
+        while (!status)
+            status = companion.status();
+        return *status;
+    };
+    EXPECT_EQ(statusOf({"sh", "-c", "exit 7"}, 0), 7);
+    EXPECT_EQ(statusOf({"sleep", "60"}, SIGKILL), 128 + SIGKILL);
+    EXPECT_EQ(statusOf({"/nowhere/at/all"}, 0), 127);
+    EXPECT_EQ(statusOf({"/"}, 0), 126);
+}
 
 } // namespace
 } // namespace kelo

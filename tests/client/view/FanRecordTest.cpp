@@ -38,18 +38,18 @@ TEST_F(FanRecordTest, TheFirstReadingIsNoNewsUnlessAHoldIsHinderedOrHelped) {
     EXPECT_THAT(observeFirst({}), IsEmpty());
     EXPECT_THAT(observeFirst({.isHeld = true}), IsEmpty());
     EXPECT_THAT(observeFirst({.lidHasFan = true}),
-                ElementsAre("The lid is closed: the fan is handed back until it opens."));
+                ElementsAre("Waiting: the lid is closed, or the fans could not be taken again."));
     EXPECT_THAT(observeFirst({.isHeld = true, .isAddingAir = true}),
-                ElementsAre("The chip is hot: the fan gets more air than asked for."));
+                ElementsAre("The chip is hot: the fans run faster than asked."));
 }
 
 TEST_F(FanRecordTest, TellsThatTheFanIsHeldAskedForAnotherSpeedAndHandedBack) {
     observe({});
-    EXPECT_THAT(observe({.isHeld = true}), ElementsAre("The fan is held: target 3000 RPM, 50 %."));
+    EXPECT_THAT(observe({.isHeld = true}), ElementsAre("The fans are held: target 3000 RPM, 50 %."));
     EXPECT_THAT(observe({.isHeld = true}), IsEmpty());
     EXPECT_THAT(observe({.isHeld = true, .targetRPM = 4000}),
-                ElementsAre("The fan is asked for another speed: target 4000 RPM, 75 %."));
-    EXPECT_THAT(observe({}), ElementsAre("The fan is handed back: it is under automatic control."));
+                ElementsAre("The fans are held at another speed: target 4000 RPM, 75 %."));
+    EXPECT_THAT(observe({}), ElementsAre("The fans are handed back: they are under automatic control."));
     EXPECT_THAT(observe({.targetRPM = 1000}), IsEmpty()) << "the system asks for what it likes";
 }
 
@@ -60,19 +60,20 @@ TEST_F(FanRecordTest, AnotherFanThatIsTheFastestNowIsNoOtherSpeed) {
 
 TEST_F(FanRecordTest, TellsWhatTheLidDoes) {
     observe({.isHeld = true});
-    EXPECT_THAT(observe({.lidHasFan = true}), ElementsAre("The lid is closed: the fan is handed back until it opens."));
-    EXPECT_THAT(observe({.isHeld = true}),
-                ElementsAre("The lid is open: the fan is held again, target 3000 RPM, 50 %."));
+    EXPECT_THAT(observe({.lidHasFan = true}),
+                ElementsAre("Waiting: the lid is closed, or the fans could not be taken again."));
+    EXPECT_THAT(observe({.isHeld = true}), ElementsAre("The fans are held again: target 3000 RPM, 50 %."));
     observe({.lidHasFan = true});
-    EXPECT_THAT(observe({}), ElementsAre("The hold has ended: the fan is under automatic control."));
+    EXPECT_THAT(observe({}), ElementsAre("The hold has ended: the fans are under automatic control."));
 }
 
 TEST_F(FanRecordTest, AddedAirIsNoOtherSpeedAskedFor) {
     observe({.isHeld = true});
     EXPECT_THAT(observe({.isHeld = true, .isAddingAir = true, .targetRPM = 4000}),
-                ElementsAre("The chip is hot: the fan gets more air than asked for."));
+                ElementsAre("The chip is hot: the fans run faster than asked."));
     EXPECT_THAT(observe({.isHeld = true, .isAddingAir = true, .targetRPM = 4500}), IsEmpty());
-    EXPECT_THAT(observe({.isHeld = true}), ElementsAre("The chip has cooled: the fan is back at the speed asked for."));
+    EXPECT_THAT(observe({.isHeld = true}),
+                ElementsAre("The chip has cooled: the fans are back at the speed asked for."));
 }
 
 TEST_F(FanRecordTest, TellsAMissingReadingOnceAndItsReturn) {
@@ -80,11 +81,11 @@ TEST_F(FanRecordTest, TellsAMissingReadingOnceAndItsReturn) {
     EXPECT_THAT(record.lack("Gone.", {5, "10:00:05"}), ElementsAre("Gone."));
     EXPECT_THAT(record.lack("Gone.", {6, "10:00:06"}), IsEmpty());
     EXPECT_EQ(record.lacking(), "Gone.");
-    EXPECT_THAT(observe({}),
-                ElementsAre("The helper answers again.", "The fan is handed back: it is under automatic control."));
+    EXPECT_THAT(observe({}), ElementsAre("The helper answers again.",
+                                         "The fans are handed back: they are under automatic control."));
     EXPECT_EQ(record.lacking(), "");
     EXPECT_EQ(record.events().size(), 3U);
-    EXPECT_EQ(record.events().front().text, "The fan is handed back: it is under automatic control.");
+    EXPECT_EQ(record.events().front().text, "The fans are handed back: they are under automatic control.");
 }
 
 TEST_F(FanRecordTest, KeepsAQuarterOfAnHourAndAHundredEvents) {

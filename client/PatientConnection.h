@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "client/Surroundings.h"
+#include "client/Terminal.h"
+
+namespace kelo {
+
+/// The helper has had its time and has not answered.
+class HelperSilent : public HelperUnreachable {
+public:
+    using HelperUnreachable::HelperUnreachable;
+};
+
+/// A connection whose user is not left alone while the helper does not answer: each request runs on another thread.
+/// Connects with the first request, and again with the next request after one has thrown `HelperUnreachable`.
+class PatientConnection : public HelperConnection {
+public:
+    struct Patience {
+        double limit = 60;         ///< Seconds until a request throws `HelperSilent`; taking ten fans may take 40.
+        double limitAfterStop = 5; ///< The same once the user has asked to stop.
+        /// Called with the seconds that a request has waited, each second from the second one on, and when the size of
+        /// the screen has changed.
+        std::function<void(double waited)> onWaiting;
+    };
+
+    PatientConnection(Connect connect, Terminal& terminal, Patience patience);
+
+    void perform(const requests::AnyCall& call) override;
+
+private:
+    struct Shared {
+        std::unique_ptr<HelperConnection> helper; ///< Used by one thread at a time.
+    };
+
+    template <typename Request>
+    typename Request::Answer answerTo(const Request& request);
+    void await(int answer);
+
+    const Connect connect_;
+    Terminal& terminal_;
+    const Patience patience_;
+    std::optional<double> stoppedAt_;
+    /// With the thread of the request. A request that is given up keeps its own.
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+};
+
+} // namespace kelo

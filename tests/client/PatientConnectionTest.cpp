@@ -1,0 +1,116 @@
+#include "client/PatientConnection.h"
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <mutex>
+
+#include "tests/client/ScriptedFans.h"
+#include "tests/client/ScriptedTerminal.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// Replies that nobody sends.
+class KeptReplies {
+public:
+    void add(const std::function<void()>& reply) {
+        const std::lock_guard lock(mutex_);
+        replies_.push_back(reply);
+        changed_.notify_all();
+    }
+    void waitFor(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return replies_.size() >= count; });
+    }
+    /// The requests end as when the helper goes.
+    void drop() {
+        const std::lock_guard lock(mutex_);
+        replies_.clear();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::function<void()>> replies_;
+};
+
+class PatientConnectionTest : public ::testing::Test {
+protected:
+    PatientConnectionTest() { terminal.isCatchingStops = true; }
+    ~PatientConnectionTest() override { kept->drop(); }
+
+    /// The helper takes requests and answers none. `woken` says how each second's wait ends.
+    void fallSilent(const std::function<Woken()>& woken = [] { return Woken::byTime; }) {
+        world.fans->answer = [kept = kept](const auto& reply) { kept->add(reply); };
+        terminal.onSilence = [this, woken] {
+            kept->waitFor(1);
+            return woken();
+        };
+    }
+
+    ScriptedSurroundings world;
+    ScriptedTerminal terminal;
+    std::vector<double> notices;
+    const std::shared_ptr<KeptReplies> kept = std::make_shared<KeptReplies>();
+    PatientConnection helper{
+        world.all.connect, terminal, {.onWaiting = [this](double waited) { notices.push_back(waited); }}};
+};
+
+TEST_F(PatientConnectionTest, AsksOverOneConnectionAndReturnsTheReplies) {
+    EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
+    EXPECT_EQ(helper.ask(requests::Hold{0.25, true}), std::nullopt);
+    EXPECT_EQ(helper.ask(requests::FetchSnapshot{}), world.fans->current().encoded());
+    EXPECT_EQ(helper.ask(requests::HandBack{}), std::nullopt);
+    helper.ask(requests::StandDown{});
+    EXPECT_THAT(world.fans->requests(), ElementsAre("helperVersion", "hold", "fetchSnapshot", "handBack", "standDown"));
+    EXPECT_EQ(world.connections, 1);
+    EXPECT_THAT(notices, ElementsAre());
+}
+
+TEST_F(PatientConnectionTest, ConnectsAgainAfterTheHelperHasGone) {
+    helper.ask(requests::HelperVersion{});
+    world.isHelperThere = false;
+    EXPECT_THROW(helper.ask(requests::HelperVersion{}), HelperUnreachable);
+    EXPECT_THROW(helper.ask(requests::HelperVersion{}), HelperUnreachable);
+    world.isHelperThere = true;
+    EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
+    EXPECT_EQ(world.connections, 3);
+}
+
+TEST_F(PatientConnectionTest, ReportsEachSecondFromTheSecondOnThatItWaitsAndGivesUpAfterAMinute) {
+    fallSilent();
+    EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
+    ASSERT_EQ(notices.size(), 58U);
+    EXPECT_THAT(std::vector(notices.begin(), notices.begin() + 3), ElementsAre(2, 3, 4));
+    EXPECT_EQ(terminal.seconds, 1060);
+}
+
+TEST_F(PatientConnectionTest, GivesUpSoonerOnceTheUserHasAskedToStop) {
+    fallSilent([&] { return terminal.seconds == 1004 ? Woken::byStop : Woken::byTime; });
+    EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
+    EXPECT_EQ(terminal.seconds, 1009);
+    EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
+    kept->waitFor(2);
+    EXPECT_EQ(terminal.seconds, 1014) << "each later request has the same time";
+}
+
+TEST_F(PatientConnectionTest, ANewSizeOfTheScreenIsReportedAtOnce) {
+    fallSilent([&] { return terminal.seconds == 1002 ? Woken::byResize : Woken::byTime; });
+    EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
+    EXPECT_EQ(notices.front(), 0);
+}
+
+TEST_F(PatientConnectionTest, ARequestThatIsGivenUpIsNotMixedUpWithTheNext) {
+    fallSilent();
+    EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
+    world.fans->answer = [](const std::function<void()>& reply) { reply(); };
+    terminal.onSilence = nullptr;
+    EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
+    EXPECT_EQ(world.connections, 2);
+}
+
+} // namespace
+} // namespace kelo

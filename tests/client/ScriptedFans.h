@@ -1,0 +1,86 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "client/Surroundings.h"
+#include "protocol/FanSnapshot.h"
+#include "tests/conformance/ScriptedHelper.h"
+#include "tests/support/LoopbackConnection.h"
+
+namespace kelo {
+
+/// A helper whose fans, with a range of 1200 to 6000 RPM, do at once what is asked.
+class ScriptedFans : public ScriptedHelper {
+public:
+    // What the next snapshot shows; none at all without readings.
+    bool hasReadings = true;
+    std::int64_t fanCount = 2;
+    bool isHeld = false;
+    bool isAddingAir = false;
+    bool lidHasFan = false;
+    double fraction = 0.5;
+    std::string warmth = "warm";
+    std::optional<double> celsius = 61.5;
+    bool takesFansBack = true; ///< The controller accepts automatic mode.
+
+    void show(bool held, bool addingAir = false, bool lid = false) {
+        isHeld = held;
+        isAddingAir = addingAir;
+        lidHasFan = lid;
+    }
+    FanSnapshot current() const {
+        if (fanCount == 0)
+            return {0, 0, 0, 0, 0, false, warmth, celsius, false, false};
+        const double target = 1200 + fraction * 4800;
+        return {fanCount, target - 2, 1200, 6000, target, isHeld, warmth, celsius, isAddingAir, lidHasFan};
+    }
+
+    void perform(requests::AnyCall call) override {
+        std::visit([this](const auto& made) { prepare(made.request); }, call);
+        ScriptedHelper::perform(std::move(call));
+    }
+
+private:
+    void prepare(const requests::FetchSnapshot&) {
+        snapshot = hasReadings ? std::optional(current().encoded()) : std::nullopt;
+    }
+    void prepare(const requests::Hold& hold) {
+        if (!error) {
+            isHeld = true;
+            fraction = hold.fraction;
+        }
+    }
+    void prepare(const requests::HandBack&) { show(isHeld && !takesFansBack); }
+    template <typename Request>
+    void prepare(const Request&) {}
+};
+
+/// What the commands reach: a helper that comes and goes, and no other program.
+struct ScriptedSurroundings {
+    const std::shared_ptr<ScriptedFans> fans = std::make_shared<ScriptedFans>();
+    bool isHelperThere = true;
+    int connections = 0;
+    Surroundings all{.connect = [this] { return connect(); },
+                     .run = [](const CommandWords&) { return std::optional<Ran>(); },
+                     .start = {},
+                     .executable = "kelo",
+                     .home = "/home/owner",
+                     .isMac = true};
+
+    ScriptedSurroundings() {
+        fans->answer = [this](const std::function<void()>& reply) {
+            if (isHelperThere)
+                reply(); // otherwise the helper goes in the middle of a request
+        };
+    }
+    std::unique_ptr<HelperConnection> connect() {
+        ++connections;
+        if (!isHelperThere)
+            throw HelperUnreachable("The helper is not running.");
+        return std::make_unique<LoopbackConnection>(fans, [](LoopbackConnection&) {});
+    }
+};
+
+} // namespace kelo

@@ -1,0 +1,148 @@
+#include "tests/e2e/EndToEnd.h"
+
+namespace kelo {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+/// What `kelo` says, and whether it is true.
+class Kelo : public EndToEnd {
+protected:
+    /// Runs a shell command in the folder of the programs.
+    Installation::Finished shell(const std::string& command) {
+        std::filesystem::copy_file("/bin/sh", world.program("sh"), std::filesystem::copy_options::skip_existing);
+        return world.run("sh", {"-c", "cd '" + world.folder().string() + "' && " + command});
+    }
+    static bool says(const ChildProcess& process, const std::string& text) {
+        return waitUntil([&] { return (process.output() + process.errors()).find(text) != std::string::npos; }, 20);
+    }
+};
+
+TEST_F(Kelo, AHandBackThatTheControllerRefusesFails) {
+    startEverything();
+    world.simmac({"interfere", "0", "3000"});
+    world.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
+    const auto [status, output, errors] = world.run("kelo", {"hand-back"});
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(output, "");
+    EXPECT_THAT(errors, StartsWith("kelo: A fan is still in manual mode: "));
+    world.simmac({"fault", "clear"});
+    EXPECT_EQ(world.run("kelo", {"hand-back"}).status, 0);
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Kelo, AHoldWhoseEndTheControllerRefusesFails) {
+    startEverything();
+    const auto client = startHold();
+    world.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
+    client->signal(SIGINT);
+    EXPECT_EQ(client->waitForEnd(15), 1);
+    EXPECT_THAT(client->errors(), StartsWith("kelo: A fan is still in manual mode: "));
+    world.simmac({"fault", "clear"});
+}
+
+TEST_F(Kelo, WarnsWhereTheChipCannotBeRead) {
+    startEverything();
+    for (const auto* key : {"Tp09", "Tp0T"})
+        world.run("simmac", {"fault", "remove", key});
+    EXPECT_THAT(world.run("kelo", {"status"}).output, HasSubstr("chip       unknown; "));
+    EXPECT_THAT(world.run("kelo", {"hold", "0.5", "--for", "1s"}).output,
+                HasSubstr("The temperature of the chip cannot be read"));
+    EXPECT_THAT(world.run("kelo", {"doctor"}).output, HasSubstr("--  chip       Its temperature cannot be read"));
+}
+
+TEST_F(Kelo, AHoldIsAskedForAgainAfterTheHelperWasKilled) {
+    startEverything();
+    const auto client = startHold();
+    world.helper().signal(SIGKILL);
+    EXPECT_TRUE(says(*client, "Waiting for the helper."));
+    world.helper().waitForEnd(10);
+    world.startListeningHelper();
+    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)"));
+    EXPECT_TRUE(says(*client, "The hold was asked for again.\n"));
+    client->signal(SIGINT);
+    EXPECT_EQ(client->waitForEnd(15), 0);
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Kelo, AHoldSaysThatAnotherHasReplacedIt) {
+    startEverything();
+    const auto first = startHold("30%", {"--for", "1h"});
+    const auto second = startHold("80%");
+    EXPECT_TRUE(says(*first, "Another client has replaced this hold: target 5040 RPM, 80 % (59 m "));
+}
+
+TEST_F(Kelo, SaysAfterTwoSecondsThatItWaitsForASilentHelper) {
+    startEverything();
+    world.helper().signal(SIGSTOP);
+    const auto handBack = world.start("kelo", {"hand-back"});
+    const auto doctor = world.start("kelo", {"doctor"});
+    EXPECT_TRUE(says(*handBack, "kelo: Waiting for the helper. If it stays silent, this hands the fans back:\n"));
+    EXPECT_TRUE(says(*doctor, "ok  running    as process"));
+    EXPECT_TRUE(says(*doctor, "--  waiting    The helper has not answered yet.\n"));
+    world.helper().signal(SIGCONT);
+    EXPECT_EQ(handBack->waitForEnd(20), 0);
+}
+
+TEST_F(Kelo, OutputThatCannotBeWrittenIsFive) {
+    startEverything();
+    const std::string complaint = "kelo: cannot write: No space left on device\n";
+    for (const auto* command : {"status --json", "watch --json", "watch --plain", "hold 0.5", "--help", "version"}) {
+        const auto [status, output, errors] = shell("timeout 20 ./kelo " + std::string(command) + " >/dev/full");
+        EXPECT_EQ(status, 5) << command;
+        EXPECT_EQ(errors, complaint) << command;
+    }
+    EXPECT_FALSE(world.isAnyFanManual());
+    const auto [status, output, errors] = shell("timeout 20 ./kelo watch --plain | head -n 1");
+    EXPECT_EQ(errors, "") << "a reader that has seen enough is no fault";
+}
+
+TEST_F(Kelo, ClosedStandardStreamsAreNotMistakenForTheConnection) {
+    startEverything();
+    EXPECT_EQ(shell("./kelo hold 0.5 --for 2s <&- >&- 2>&-").status, 0);
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Kelo, AHoldWithoutAUsableFanFails) {
+    startEverything({"--profile", "fixed"});
+    const auto [status, output, errors] = world.run("kelo", {"hold", "0.5", "--for", "2s"});
+    EXPECT_EQ(status, 1);
+    EXPECT_THAT(output, Not(HasSubstr("Holding")));
+    EXPECT_THAT(errors, StartsWith("kelo: This Mac has no "));
+}
+
+TEST_F(Kelo, TheDoctorTriesTheHoldThatWasRefused) {
+    startEverything({"--profile", "refusing"});
+    const auto found = world.run("kelo", {"doctor"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_THAT(found.output, HasSubstr("!!  hold       This Mac refused to hand over the fan (code 0x82). "));
+    EXPECT_THAT(found.output, HasSubstr("               -> If the system manages cooling itself right now"));
+}
+
+TEST_F(Kelo, HoldsWhileACommandRunsAndHasItsStatus) {
+    startEverything();
+    const auto held = shell("./kelo hold 80% -- sh -c './simmac show; exit 7'");
+    EXPECT_EQ(held.status, 7);
+    EXPECT_THAT(held.output, StartsWith("fan 0  manual"));
+    EXPECT_THAT(held.errors, EndsWith("kelo: The fans are under automatic control.\n"));
+    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_EQ(shell("./kelo hold 80% -- ./nothing").status, 127);
+    EXPECT_EQ(shell("./kelo hold 80% -- sh -c 'kill -KILL $$'").status, 128 + SIGKILL);
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+TEST_F(Kelo, ASignalEndsTheCommandOfAHoldToo) {
+    startEverything();
+    const auto client = world.start("kelo", {"hold", "80%", "--", "sleep", "60"});
+    EXPECT_TRUE(waitUntil([&] { return world.isAnyFanManual(); }, 10));
+    EXPECT_TRUE(says(*client, "Holding"));
+    client->signal(SIGTERM);
+    EXPECT_EQ(client->waitForEnd(15), 128 + SIGTERM);
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
+} // namespace
+} // namespace kelo
