@@ -132,8 +132,8 @@ TEST_F(InstalledAnchorTest, AFileThatHoldsAnythingButAPublicKeyIsNotAnAnchor) {
     ASSERT_EQ(good.size(), 65U);
     const auto withFirst = [&](char c) { return c + good.substr(1); };
     for (const auto& text :
-         {std::string(), std::string("a letter"), good.substr(1), good.substr(0, 64), good + "\n", "0" + good,
-          good + good, withFirst('g'), withFirst(' '), withFirst('\n'), withFirst(':')}) {
+         {std::string(), std::string("a letter"), good.substr(1), good.substr(0, 64), good.substr(0, 64) + " ",
+          good + "\n", "0" + good, good + good, withFirst('g'), withFirst(' '), withFirst('\n'), withFirst(':')}) {
         writeFile(file, text);
         EXPECT_EQ(refusal(), "The trust anchor anchor.pub holds no public key.") << text;
     }
