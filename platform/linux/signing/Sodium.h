@@ -25,9 +25,8 @@ std::optional<std::array<std::uint8_t, count>> readHexFile(int file) {
     std::array<std::uint8_t, 1> more{};
     std::array<std::uint8_t, count> bytes{};
     const auto* digits = reinterpret_cast<const char*>(text.data());
-    std::size_t size = 0;
     if (!readExactly(file, 0, text) || text.back() != '\n' || readExactly(file, text.size(), more) ||
-        sodium_hex2bin(bytes.data(), count, digits, count * 2, nullptr, &size, nullptr) != 0 || size != count)
+        sodium_hex2bin(bytes.data(), count, digits, count * 2, nullptr, nullptr, nullptr) != 0)
         return std::nullopt;
     return bytes;
 }
