@@ -114,7 +114,7 @@ void HardwareServer::registerForPower(int id) {
         send(id, bytesOf(record));
     };
     connections_.at(id).powerClient =
-        handlers_.power().addClient([tell](auto announcement, auto id) { tell(eventOf(announcement), id); });
+        handlers_.power().addClient([tell](auto announcement, auto number) { tell(eventOf(announcement), number); });
     tell(mac_wire::PowerEvent::registered, 0);
 }
 
