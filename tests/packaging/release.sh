@@ -85,6 +85,10 @@ tar -xzf "$made/kelo-helper-1.2.3.tar.gz" -C "$folder"
 diff -r "$folder/kelo-helper-1.2.3" "$clone" --exclude .git --exclude build || failure "the archive holds other files"
 [ -s "$folder/kelo-helper-1.2.3/THIRD_PARTY_NOTICES.md" ] || failure "the archive lacks the notices"
 cp "$made/kelo-helper-1.2.3.tar.gz" "$folder/first.tar.gz"
+# The command that docs/releasing.md shows makes the same bytes.
+documented=$(grep '^git .*archive --format=tar' docs/releasing.md) || failure "docs/releasing.md shows no command"
+[ "$(cd "$clone" && bash -c "$documented" | cut -d ' ' -f 1)" = "$(cut -d ' ' -f 1 "$made/SHA256SUMS")" ] \
+  || failure "the command in docs/releasing.md makes other bytes"
 # Again, elsewhere, at another time, with another mask: the same bytes.
 git clone --quiet --no-local "$clone" "$folder/second" 2>/dev/null
 sleep 1.1
