@@ -65,9 +65,17 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     };
     // Only to the system's log: standard error is for the helper's own messages.
     const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
-    auto listener = std::make_unique<SocketListener>(
-        installation_.get(), serviceSocketName(machServiceName), checkPeer,
-        [log](const std::string& reason) { log->write(LogLevel::error, reason); }, limits_);
+    const HelperLog own(makeSystemLog(HelperLog::subsystem, "listener"), "listener", logOutput_);
+    const ListenerReports reports = {
+        .onRefusal = [log](const std::string& reason) { log->write(LogLevel::error, reason); },
+        .onTrouble =
+            [own](const std::string& reason) {
+                own.error("Couldn't listen for clients, since " + reason + ". Trying again every second.");
+            },
+        .onRecovery = [own, machServiceName] { own.notice("Listening on " + machServiceName); },
+    };
+    auto listener = std::make_unique<SocketListener>(loop_, installation_.get(), serviceSocketName(machServiceName),
+                                                     checkPeer, reports, limits_);
     listener_ = listener.get();
     return listener;
 }

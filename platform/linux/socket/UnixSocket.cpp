@@ -107,6 +107,7 @@ FileDescriptor listen(int folder, const std::string& name) {
         throwErrno("socket");
     const PrivateFolder nursery(folder);
     const auto address = addressOf(nursery.descriptor(), name);
+    unlinkat(nursery.descriptor(), name.c_str(), 0); // left by an earlier process of our id that was killed
     if (bind(listener.get(), asSocketAddress(address), sizeof address) != 0)
         throwErrno("bind");
     if (::listen(listener.get(), backlog) != 0 || fchmodat(nursery.descriptor(), name.c_str(), 0666, 0) != 0 ||

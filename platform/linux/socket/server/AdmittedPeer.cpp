@@ -1,7 +1,10 @@
 #include "platform/linux/socket/server/AdmittedPeer.h"
 
-#include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <string>
 #include <utility>
@@ -11,14 +14,25 @@
 namespace kelo {
 namespace {
 
-FileDescriptor folderOf(pid_t process) {
-    return FileDescriptor(open(("/proc/" + std::to_string(process)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+#ifdef SO_PEERPIDFD
+constexpr int peerPidfdOption = SO_PEERPIDFD;
+#else
+constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack it
+#endif
+
+/// By its number on kernels before 6.5, which do not keep it with the socket.
+FileDescriptor pidfdOf(int socket, pid_t process) {
+    int pidfd = -1;
+    socklen_t size = sizeof pidfd;
+    if (getsockopt(socket, SOL_SOCKET, peerPidfdOption, &pidfd, &size) == 0)
+        return FileDescriptor(pidfd);
+    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0U)));
 }
 
-/// The executable that the process with this folder runs now, which may have no name any more.
-std::optional<FileIdentity> executableIn(const FileDescriptor& folder) {
+/// The executable that the process runs now, which may have no name any more.
+std::optional<FileIdentity> executableOf(pid_t process) {
     struct stat status = {};
-    if (fstatat(folder.get(), "exe", &status, 0) != 0)
+    if (stat(("/proc/" + std::to_string(process) + "/exe").c_str(), &status) != 0)
         return std::nullopt;
     return identityOf(status);
 }
@@ -30,13 +44,22 @@ std::optional<AdmittedPeer> AdmittedPeer::of(int socket) {
     socklen_t size = sizeof credentials;
     if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0)
         return std::nullopt;
-    auto folder = folderOf(credentials.pid);
-    const auto executable = executableIn(folder);
-    if (!executable)
+    auto pidfd = pidfdOf(socket, credentials.pid);
+    const auto executable = executableOf(credentials.pid);
+    if (!pidfd.isValid() || !executable)
         return std::nullopt;
-    return AdmittedPeer(credentials.pid, credentials.uid, std::move(folder), *executable);
+    AdmittedPeer peer(credentials.pid, credentials.uid, std::move(pidfd), *executable);
+    return peer.hasEnded() ? std::nullopt
+                           : std::optional(std::move(peer)); // only now is it certain whose executable it was
 }
 
-bool AdmittedPeer::hasSent(pid_t sender) const { return sender == process_ && executableIn(folder_) == executable_; }
+bool AdmittedPeer::hasSent(pid_t sender) const {
+    return sender == process_ && executableOf(process_) == executable_ && !hasEnded();
+}
+
+bool AdmittedPeer::hasEnded() const {
+    pollfd process{.fd = pidfd_.get(), .events = POLLIN, .revents = 0};
+    return poll(&process, 1, 0) != 0; // a failure does not mean that it lives
+}
 
 } // namespace kelo

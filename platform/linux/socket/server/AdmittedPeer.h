@@ -26,13 +26,17 @@ public:
     /// Whether a message from `sender` comes from this peer, still running the same executable.
     bool hasSent(pid_t sender) const;
 
+    /// Readable once the process has ended. A child that has its socket may live on.
+    int pidfd() const { return pidfd_.get(); }
+    bool hasEnded() const;
+
 private:
-    AdmittedPeer(pid_t process, uid_t user, FileDescriptor folder, FileIdentity executable)
-        : process_(process), user_(user), folder_(std::move(folder)), executable_(executable) {}
+    AdmittedPeer(pid_t process, uid_t user, FileDescriptor pidfd, FileIdentity executable)
+        : process_(process), user_(user), pidfd_(std::move(pidfd)), executable_(executable) {}
 
     pid_t process_;
     uid_t user_;
-    FileDescriptor folder_; ///< In /proc; of this process, even when another one has its number.
+    FileDescriptor pidfd_; ///< Of this process, even when another one has its number.
     FileIdentity executable_;
 };
 

@@ -20,11 +20,10 @@ void SocketIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> 
     object_ = std::make_shared<GuardedHelper>(std::move(object));
 }
 
-void SocketIncomingConnection::resume() { orEnd(&SocketIncomingConnection::startReading); }
-
 /// Takes a step; when the system lacks resources for it, the client is cut off. Later, since the caller may not have
 /// stored the connection yet.
-void SocketIncomingConnection::orEnd(void (SocketIncomingConnection::*step)()) {
+template <typename Step>
+void SocketIncomingConnection::orEnd(Step step) {
     try {
         (this->*step)();
     } catch (const std::exception& error) {
@@ -36,23 +35,47 @@ void SocketIncomingConnection::orEnd(void (SocketIncomingConnection::*step)()) {
     }
 }
 
+void SocketIncomingConnection::resume() {
+    orEnd(&SocketIncomingConnection::startReading);
+    orEnd(&SocketIncomingConnection::startWatchingProcess);
+}
+
 void SocketIncomingConnection::startReading() {
     reading_ = loop_->watch(socket_.get(), EventLoop::Readiness::readable, [weak = weak_from_this()] {
         if (const auto connection = weak.lock())
-            connection->orEnd(&SocketIncomingConnection::readRequests);
+            connection->orEnd(&SocketIncomingConnection::readRequest);
     });
 }
 
-/// One message per readiness event, so that a busy client does not keep the others waiting.
-void SocketIncomingConnection::readRequests() {
+void SocketIncomingConnection::startWatchingProcess() {
+    processEnd_ = loop_->watch(peer_.pidfd(), EventLoop::Readiness::readable, [weak = weak_from_this()] {
+        if (const auto connection = weak.lock())
+            connection->orEnd(&SocketIncomingConnection::processEnded);
+    });
+}
+
+/// What the process sent before is still served, as far as requests may wait.
+void SocketIncomingConnection::processEnded() {
+    while (reading_ && readRequest()) {
+    }
+    end();
+}
+
+/// One message per readiness event, so that a busy client does not keep the others waiting. Returns whether there was a
+/// request; without one from the client itself the connection ends.
+bool SocketIncomingConnection::readRequest() {
     pid_t sender = 0;
     std::array<std::uint8_t, request_records::requestSize> buffer;
     const auto received = unix_socket::receive(socket_.get(), buffer, sender);
     if (std::holds_alternative<unix_socket::WouldBlock>(received))
-        return;
+        return false;
     const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
-    if (bytes == nullptr || !peer_.hasSent(sender) || !handle(*bytes))
-        end();
+    // Of a process that has ended there is no executable to be looked at any more.
+    const bool isFromPeer = peer_.hasSent(sender) || (sender == peer_.process() && peer_.hasEnded());
+    if (bytes != nullptr && isFromPeer && handle(*bytes))
+        return true;
+    end();
+    return false;
 }
 
 /// Returns false for a message that is not a request, or whose number is not larger than the last.
@@ -125,6 +148,7 @@ void SocketIncomingConnection::end() {
         return;
     const auto alive = shared_from_this(); // `onEnd_` may drop it
     reading_.reset();
+    processEnd_.reset();
     writing_.reset();
     unread_.clear();
     socket_ = {};

@@ -20,8 +20,9 @@ namespace kelo {
 /// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
 /// well-formed request, uses a number again, leaves its replies unread or lets another process use its socket is cut
 /// off; others are not affected. Requests that a client sent before it left are still made, and their replies dropped.
-/// While four requests of a client wait for their replies, no further one is read: nothing is refused, and one client
-/// cannot fill the main queue. A request that needs no other thread never waits.
+/// The connection ends with the process that was admitted, although a child may have inherited the socket. While four
+/// requests of a client wait for their replies, no further one is read: nothing is refused, and one client cannot fill
+/// the main queue. A request that needs no other thread never waits.
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
 public:
@@ -48,8 +49,11 @@ private:
     static constexpr std::size_t maximumInFlight = 4; ///< Requests without a reply, before reading pauses.
     static constexpr std::size_t maximumUnread = 64;  ///< Replies waiting for room in the socket, before the cut-off.
 
-    void orEnd(void (SocketIncomingConnection::*step)());
-    void readRequests();
+    template <typename Step>
+    void orEnd(Step step);
+    bool readRequest();
+    void startWatchingProcess();
+    void processEnded();
     bool handle(std::span<const std::uint8_t> bytes);
     void startReading();
     void deliver(std::vector<std::uint8_t> reply);
@@ -62,6 +66,7 @@ private:
     std::shared_ptr<GuardedHelper> object_;
     std::function<void()> onInvalidation_;
     std::unique_ptr<DescriptorWatch> reading_;
+    std::unique_ptr<DescriptorWatch> processEnd_;
     std::unique_ptr<DescriptorWatch> writing_;
     std::deque<std::vector<std::uint8_t>> unread_; ///< Replies that wait for room in the socket.
     bool hasClientLeft_ = false;                   ///< It reads no more replies, but may have left requests.

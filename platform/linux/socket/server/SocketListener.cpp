@@ -6,11 +6,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <future>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/linux/socket/server/SocketIncomingConnection.h"
+#include "platform/posix/Containment.h"
 
 namespace kelo {
 namespace {
@@ -20,26 +23,71 @@ constexpr double acceptPause = 0.1; // seconds to wait when the system has no re
 
 } // namespace
 
-SocketListener::SocketListener(int folder, std::string name, PeerCheck checkPeer,
-                               std::function<void(const std::string&)> onRefusal, const ConnectionLimits& limits)
-    : folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), limits_(limits),
-      loop_(std::make_shared<EventLoop>()), refusals_(*loop_, std::move(onRefusal)),
+/// An event loop on a separate thread.
+struct SocketListener::Worker {
+    /// Throws `std::system_error` when the system refuses a thread.
+    void start() {
+        if (!thread.joinable())
+            thread = std::thread([this] {
+                loop->run();
+                end.set_value();
+            });
+    }
+    bool stopsBy(std::chrono::steady_clock::time_point deadline) {
+        if (thread.joinable())
+            loop->stop();
+        return !thread.joinable() || ended.wait_until(deadline) == std::future_status::ready;
+    }
+    void join() {
+        if (!thread.joinable())
+            return;
+        loop->stop();
+        thread.join();
+    }
+
+    const std::shared_ptr<EventLoop> loop = std::make_shared<EventLoop>();
+    std::thread thread;
+    std::promise<void> end;
+    std::future<void> ended = end.get_future();
+};
+
+/// A peer that has connected and is being checked.
+struct SocketListener::Candidate {
+    FileDescriptor socket;
+    AdmittedPeer peer;
+    std::optional<std::string> reason = "A peer is cut off: it could not be checked.";
+};
+
+SocketListener::SocketListener(MainQueue& main, int folder, std::string name, PeerCheck checkPeer,
+                               ListenerReports reports, const ConnectionLimits& limits)
+    : main_(main), folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), limits_(limits),
+      reports_(std::move(reports)), serving_(std::make_unique<Worker>()), judging_(std::make_unique<Worker>()),
+      loop_(serving_->loop), refusals_(*loop_, reports_.onRefusal),
       files_(*loop_, InotifyFileEvents::Urgency::ordinary) {}
 
 SocketListener::~SocketListener() { stop(); }
 
 bool SocketListener::resume() {
     const bool isListening = openEndpoint();
+    return startWorkers() && isListening;
+}
+
+bool SocketListener::startWorkers() {
+    nextTry_.reset();
     try {
-        thread_ = std::thread([this] {
-            loop_->run();
-            threadEnd_.set_value();
-        });
+        judging_->start();
+        serving_->start();
     } catch (const std::system_error& error) {
-        refusals_.add(std::string("Cannot listen: ") + error.what());
+        reportTrouble(std::string("there is no thread to serve them: ") + error.what());
+        nextTry_ = main_.scheduleTimer(listenPause, false, [this] { startWorkers(); });
         return false;
     }
-    return isListening;
+    return true;
+}
+
+void SocketListener::reportTrouble(const std::string& reason) {
+    if (!std::exchange(isInTrouble_, true))
+        reports_.onTrouble(reason);
 }
 
 /// A folder that is full or not writable at the moment is not a reason for the helper to end.
@@ -54,7 +102,7 @@ bool SocketListener::openEndpoint() {
         loop_->post([this] { socketChanged(); }); // it may have been deleted before it was watched
         return true;
     } catch (const std::system_error& error) {
-        refusals_.add(std::string("Cannot listen: ") + error.what());
+        reportTrouble(std::string("there is no socket: ") + error.what());
         loop_->postAfter(listenPause, [this] { openEndpoint(); });
         return false;
     }
@@ -65,23 +113,23 @@ void SocketListener::socketChanged() {
     const bool isThere = faccessat(folder_, name_.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     if (!isThere)
         openEndpoint();
+    else if (std::exchange(isInTrouble_, false))
+        reports_.onRecovery();
 }
 
 bool SocketListener::stopsWithin(std::chrono::milliseconds timeout) {
-    if (!thread_.joinable())
-        return true;
-    loop_->stop();
-    if (threadEnded_.wait_for(timeout) != std::future_status::ready)
+    nextTry_.reset();
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    if (!serving_->stopsBy(deadline) || !judging_->stopsBy(deadline))
         return false;
     stop();
     return true;
 }
 
 void SocketListener::stop() {
-    if (!thread_.joinable())
-        return;
-    loop_->stop();
-    thread_.join();
+    nextTry_.reset();
+    serving_->join();
+    judging_->join();
     accepting_.reset();
     watching_.reset();
     for (const auto& connection : std::exchange(connections_, {}))
@@ -102,6 +150,7 @@ void SocketListener::acceptNext() {
 
 /// Retried until it works: otherwise no client would be accepted until the helper is restarted.
 void SocketListener::startAccepting() {
+    accepting_.reset(); // first: both would be the same watch
     try {
         accepting_ = loop_->watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
     } catch (const std::exception&) {
@@ -109,25 +158,43 @@ void SocketListener::startAccepting() {
     }
 }
 
-/// First the limits, then the signature, then the admission; a peer that fails one is dropped without a reply.
+/// First the limits, then the signature, then the admission; a peer that fails one is dropped without a reply. While
+/// one is being checked, the next ones wait in the kernel, which has a limit for them.
 void SocketListener::consider(FileDescriptor socket) {
     auto peer = AdmittedPeer::of(socket.get());
-    if (const auto reason = reasonToRefuse(socket.get(), peer))
+    if (const auto reason = reasonToRefuse(peer))
         return refusals_.add(*reason);
-    auto connection = std::make_shared<SocketIncomingConnection>(loop_, std::move(socket), std::move(*peer));
+    const auto candidate = std::make_shared<Candidate>(Candidate{std::move(socket), std::move(*peer)});
+    accepting_.reset();
+    judging_->loop->post([this, candidate] { judge(candidate); });
+}
+
+void SocketListener::judge(const std::shared_ptr<Candidate>& candidate) {
+    contain("the check of a peer", [&] { candidate->reason = checkPeer_(candidate->socket.get(), *requirement_); });
+    loop_->post([this, candidate] {
+        startAccepting();
+        admit(*candidate);
+    });
+}
+
+void SocketListener::admit(Candidate& candidate) {
+    if (candidate.reason)
+        return refusals_.add(*candidate.reason);
+    auto connection =
+        std::make_shared<SocketIncomingConnection>(loop_, std::move(candidate.socket), std::move(candidate.peer));
     connection->onEnd([this, weak = std::weak_ptr(connection)] { connections_.erase(weak.lock()); });
     if (admission_(*connection))
         connections_.insert(std::move(connection));
 }
 
-std::optional<std::string> SocketListener::reasonToRefuse(int socket, const std::optional<AdmittedPeer>& peer) const {
+std::optional<std::string> SocketListener::reasonToRefuse(const std::optional<AdmittedPeer>& peer) const {
     if (!requirement_ || !admission_)
         return "A peer is cut off: there is no one to trust.";
     if (!peer)
         return "A peer is cut off: it has already gone.";
     if (!hasRoomFor(*peer))
         return "A peer is cut off: there are too many connections.";
-    return checkPeer_(socket, *requirement_);
+    return std::nullopt;
 }
 
 bool SocketListener::hasRoomFor(const AdmittedPeer& newPeer) const {

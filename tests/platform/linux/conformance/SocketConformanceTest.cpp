@@ -74,9 +74,12 @@ private:
     FileDescriptor folder_{open(temporary_.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
     std::mutex mutex_;
     std::deque<CodeIdentity> expected_;
-    SocketListener listener_{folder_.get(), serviceName_,
+    EventLoop main_;
+    SocketListener listener_{main_,
+                             folder_.get(),
+                             serviceName_,
                              [this](int, const std::string& requirement) { return check(requirement); },
-                             [](const std::string&) {}};
+                             {.onRefusal = [](const std::string&) {}}};
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, ListenerConformance, SocketHarness);

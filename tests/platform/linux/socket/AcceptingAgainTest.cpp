@@ -54,9 +54,12 @@ TEST(SocketListenerWithoutRoom, ItAcceptsAgainThoughTheKernelRefusedToWatchItsSo
     const TemporaryFolder folder;
     const FileDescriptor directory(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     std::atomic<int> refusals = 0;
-    SocketListener listener(
-        directory.get(), "service.socket", [](int, const std::string&) { return std::nullopt; },
-        [&](const std::string&) { ++refusals; }); // nobody is let in, which shows that it has been accepted
+    EventLoop main;
+    SocketListener listener(main, directory.get(), "service.socket",
+                            [](int, const std::string&) { return std::nullopt; },
+                            {.onRefusal = [&](const std::string&) {
+                                ++refusals;
+                            }}); // nobody is let in, which shows that it has been accepted
     EXPECT_TRUE(listener.resume());
     const auto client = unix_socket::connect(directory.get(), "service.socket");
     ASSERT_TRUE(client.isValid());

@@ -1,5 +1,7 @@
 // What strangers, and clients that are not what they were, try on the service's socket.
 
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -91,6 +93,92 @@ TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff)
     });
     EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
     EXPECT_EQ(helper->versions, 1);
+}
+
+TEST_F(SocketDoors, AConnectionEndsWithItsProcessThoughAChildHasItsSocket) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const FileDescriptor reading(ends[0]);
+    FileDescriptor writing(ends[1]);
+    Other parent([&] {
+        RawClient client(folder.get());
+        if (client.version(1) != 6)
+            return 1;
+        if (fork() == 0) { // inherits the socket, and stays as long as this test
+            writing = {};
+            char byte = 0;
+            _exit(static_cast<int>(read(reading.get(), &byte, 1)));
+        }
+        return 0;
+    });
+    EXPECT_EQ(parent.wait(), 0);
+    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+}
+
+TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
+    std::mutex pause; // keeps the listener's thread busy until the process has ended
+    std::unique_lock busy(pause);
+    std::atomic<int> asked = 0;
+    helper->onVersion = [&] {
+        if (++asked > 1)
+            const std::lock_guard wait(pause);
+    };
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const FileDescriptor reading(ends[0]);
+    const FileDescriptor writing(ends[1]);
+    Other other([&] {
+        RawClient client(folder.get());
+        const bool isAdmitted = client.version(1) == 6;
+        char byte = 0;
+        if (!isAdmitted || read(reading.get(), &byte, 1) != 1)
+            return 1;
+        client.request(2, requests::HandBack{});
+        return 0;
+    });
+    ASSERT_TRUE(eventually([&] { return asked == 1; }));
+    RawClient client(folder.get());
+    client.request(1, requests::HelperVersion{});
+    ASSERT_TRUE(eventually([&] { return asked == 2; }));
+    ASSERT_EQ(write(writing.get(), "x", 1), 1);
+    EXPECT_EQ(other.wait(), 0);
+    busy.unlock();
+    EXPECT_TRUE(eventually([&] { return helper->kept() == 1 && door.departures == 1; }));
+}
+
+TEST_F(SocketDoors, ASocketThatAnEarlierProcessLeftHalfMadeIsReplaced) {
+    const auto place = temporary / (".listening." + std::to_string(getpid()));
+    std::filesystem::create_directory(place);
+    std::filesystem::permissions(place, std::filesystem::perms(0700));
+    writeFile(place / "other.socket", "");
+    EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
+    EXPECT_FALSE(std::filesystem::exists(place));
+}
+
+TEST_F(SocketDoors, AThreadThatTheSystemRefusesIsTriedAgain) {
+    std::filesystem::permissions(temporary.path(), std::filesystem::perms(0777)); // for a user without any right
+    Other other([this] {
+        if (geteuid() == 0 && setresuid(65'533, 65'533, 65'533) != 0)
+            return 1;
+        prctl(PR_SET_DUMPABLE, 1); // its own descriptors are its own again
+        rlimit threads{};
+        getrlimit(RLIMIT_NPROC, &threads);
+        const rlimit none = {.rlim_cur = 0, .rlim_max = threads.rlim_max};
+        setrlimit(RLIMIT_NPROC, &none);
+        EventLoop loop;
+        int troubles = 0;
+        SocketListener refused(loop, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
+                               {.onRefusal = [](const std::string&) {},
+                                .onTrouble = [&](const std::string&) { ++troubles; },
+                                .onRecovery = [&] { loop.stop(); }});
+        if (refused.resume() || troubles != 1)
+            return 2;
+        setrlimit(RLIMIT_NPROC, &threads);
+        loop.postAfter(10, [] { _exit(3); });
+        loop.run();
+        return 0;
+    });
+    EXPECT_EQ(other.wait(), 0);
 }
 
 TEST_F(SocketDoors, DescriptorsThatComeWithARequestAreNotTaken) {

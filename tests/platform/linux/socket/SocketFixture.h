@@ -30,6 +30,7 @@ public:
         std::visit(requests::Overloaded{
                        [this](const requests::Call<requests::HelperVersion>& made) {
                            ++versions;
+                           onVersion();
                            if (throws)
                                throw std::runtime_error("broken");
                            made.reply(6);
@@ -62,6 +63,7 @@ public:
     }
 
     std::atomic<int> versions = 0;
+    std::function<void()> onVersion = [] {}; ///< On the listener's thread; set before a client asks.
     std::atomic<bool> throws = false;
 
 private:
@@ -173,6 +175,8 @@ protected:
     std::optional<std::string> check(const std::string& requirement) {
         EXPECT_EQ(requirement, "the requirement");
         ++checks;
+        if (checkThrows)
+            throw std::runtime_error("broken");
         const std::lock_guard lock(mutex);
         return refusal;
     }
@@ -183,11 +187,15 @@ protected:
     std::optional<std::string> refusal;
     std::atomic<int> refusals = 0;
     std::atomic<int> checks = 0; ///< That have begun.
+    std::atomic<bool> checkThrows = false;
     std::shared_ptr<SlowHelper> helper = std::make_shared<SlowHelper>();
     OpenDoor door{helper};
-    SocketListener listener{folder.get(), "service.socket",
+    EventLoop main; ///< Does not run: the tests are the main thread.
+    SocketListener listener{main,
+                            folder.get(),
+                            "service.socket",
                             [this](int, const std::string& requirement) { return check(requirement); },
-                            [this](const std::string&) { ++refusals; }};
+                            {.onRefusal = [this](const std::string&) { ++refusals; }}};
 };
 
 } // namespace kelo

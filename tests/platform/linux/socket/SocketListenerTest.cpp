@@ -65,10 +65,13 @@ TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
             client.request(2, requests::HelperVersion{});
             ASSERT_TRUE(eventually([&] { return client.hasUnread(); }));
         }
-        std::unique_lock busy(mutex); // the listener is held up by the check of somebody else
-        const int before = checks;
-        const RawClient other(folder.get());
-        ASSERT_TRUE(eventually([&] { return checks > before; }));
+        std::mutex pause; // keeps the listener's thread busy with somebody else
+        std::unique_lock busy(pause);
+        helper->onVersion = [&] { const std::lock_guard wait(pause); };
+        const int before = helper->versions;
+        RawClient other(folder.get());
+        other.request(1, requests::HelperVersion{});
+        ASSERT_TRUE(eventually([&] { return helper->versions > before; }));
         client.request(3, requests::HelperVersion{}); // its reply finds nobody
         client.request(4, requests::HandBack{});
         client.close();
@@ -76,6 +79,7 @@ TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
         EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
         EXPECT_TRUE(eventually([&] { return door.departures == (leavesUnread ? 3 : 1); })) << leavesUnread;
         helper->answerAll();
+        helper->onVersion = [] {};
     }
 }
 
@@ -84,6 +88,27 @@ TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsTheClientAlone) {
     EXPECT_TRUE(RawClient(folder.get()).isCutOff());
     door.throws = false;
     EXPECT_EQ(RawClient(folder.get()).version(1), 6);
+}
+
+TEST_F(SocketListenerTest, ACheckThatTakesLongDelaysNoClientThatWasAdmitted) {
+    RawClient leaving(folder.get());
+    RawClient staying(folder.get());
+    EXPECT_EQ(leaving.version(1), 6);
+    EXPECT_EQ(staying.version(1), 6);
+    const std::unique_lock busy(mutex);
+    const RawClient stranger(folder.get());
+    ASSERT_TRUE(eventually([&] { return checks == 3; }));
+    EXPECT_EQ(staying.version(2), 6);
+    leaving.close();
+    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+}
+
+TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffItsPeerAlone) {
+    checkThrows = true;
+    EXPECT_TRUE(RawClient(folder.get()).isCutOff());
+    checkThrows = false;
+    EXPECT_EQ(RawClient(folder.get()).version(1), 6);
+    EXPECT_EQ(door.asked, 1);
 }
 
 TEST_F(SocketListenerTest, AListenerThatIsStuckInACheckCanBeLeftBehind) {
@@ -99,15 +124,20 @@ TEST_F(SocketListenerTest, AListenerThatIsStuckInACheckCanBeLeftBehind) {
 TEST_F(SocketListenerTest, ASocketThatCannotBeMadeIsTriedAgain) {
     std::filesystem::create_directory(temporary / "other.socket"); // in its place
     std::atomic<int> complaints = 0;
-    SocketListener second(
-        folder.get(), "other.socket", [this](int, const std::string& requirement) { return check(requirement); },
-        [&](const std::string&) { ++complaints; });
+    std::atomic<int> recoveries = 0;
+    SocketListener second(main, folder.get(), "other.socket",
+                          [this](int, const std::string& requirement) { return check(requirement); },
+                          {.onRefusal = [](const std::string&) {},
+                           .onTrouble = [&](const std::string&) { ++complaints; },
+                           .onRecovery = [&] { ++recoveries; }});
     second.setAdmission(door.callable());
     second.setConnectionCodeSigningRequirement("the requirement");
     EXPECT_FALSE(second.resume());
     EXPECT_EQ(complaints, 1);
     std::filesystem::remove(temporary / "other.socket");
     EXPECT_TRUE(eventually([&] { return unix_socket::connect(folder.get(), "other.socket").isValid(); }));
+    EXPECT_TRUE(eventually([&] { return recoveries == 1; }));
+    EXPECT_EQ(complaints, 1);
 }
 
 TEST_F(SocketListenerTest, BadInputCutsOffTheOffenderAlone) {
@@ -221,9 +251,8 @@ TEST_F(SocketListenerTest, ANewListenerTakesThePlaceOfAnOldOne) {
     RawClient before(folder.get());
     EXPECT_EQ(before.version(1), 6);
     OpenDoor newDoor(helper);
-    SocketListener newer(
-        folder.get(), "service.socket", [](int, const std::string&) { return std::nullopt; },
-        [](const std::string&) {});
+    SocketListener newer(main, folder.get(), "service.socket", [](int, const std::string&) { return std::nullopt; },
+                         {.onRefusal = [](const std::string&) {}});
     newer.setAdmission(newDoor.callable());
     newer.setConnectionCodeSigningRequirement("");
     EXPECT_TRUE(newer.resume());
@@ -244,9 +273,8 @@ TEST_F(SocketListenerTest, StoppingEndsEveryConnection) {
 }
 
 TEST_F(SocketListenerTest, AListenerWithoutARequirementLetsNobodyIn) {
-    SocketListener lenient(
-        folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
-        [this](const std::string&) { ++refusals; });
+    SocketListener lenient(main, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
+                           {.onRefusal = [this](const std::string&) { ++refusals; }});
     lenient.setAdmission(door.callable());
     EXPECT_TRUE(lenient.resume());
     const auto socket = unix_socket::connect(folder.get(), "other.socket");
