@@ -62,8 +62,9 @@ TEST_F(HardwareServerTest, DropsAClientThatSendsAMessageOfAnotherSizeAndNoOther)
     for (const char* name : {mac_wire::hardwareSocket, mac_wire::powerSocket})
         for (const std::size_t size : {2U, 79U, 81U, 5000U}) {
             const auto socket = connect(name);
-            if (name == mac_wire::powerSocket)
+            if (name == mac_wire::powerSocket) {
                 EXPECT_EQ(receivePower(socket).event, mac_wire::PowerEvent::registered);
+            }
             send(socket, std::vector<std::uint8_t>(size));
             EXPECT_EQ(receive(socket), std::vector<std::uint8_t>()) << name << " " << size;
         }
