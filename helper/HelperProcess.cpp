@@ -26,12 +26,16 @@ HelperProcess::HelperProcess(const Platform& platform)
 
 HelperProcess::~HelperProcess() = default;
 
-void HelperProcess::start() {
-    makeService();
-    watchOwnBinary();
-    makeListener();
-    isTrusted_ = requireSignatureOfOurTeam();
-    handleStopSignals();
+void HelperProcess::start() noexcept {
+    try {
+        makeService();
+        watchOwnBinary();
+        makeListener();
+        isTrusted_ = requireSignatureOfOurTeam();
+        handleStopSignals();
+    } catch (const std::exception&) { // out of memory; the next request starts another helper
+        leave("Couldn't start; leaving.");
+    }
 }
 
 HelperLog HelperProcess::makeLog(const char* category) {
@@ -129,7 +133,8 @@ void HelperProcess::listenWhenStoppable() {
 void HelperProcess::leave(const char* notice) noexcept {
     if (notice != nullptr)
         log_.notice(notice);
-    service_->shutdownNow();
+    if (service_)
+        service_->shutdownNow();
     platform_.exit(0);
 }
 

@@ -25,8 +25,8 @@ public:
     ~HelperProcess();
 
     /// Builds everything up to listening. Nothing that it finds missing ends the process: it goes on in a reduced mode.
-    /// Main thread, once, before the main loop runs.
-    void start();
+    /// Without memory for that it leaves. Main thread, once, before the main loop runs.
+    void start() noexcept;
 
 private:
     HelperLog makeLog(const char* category);

@@ -36,7 +36,8 @@ const Fan& reportedFan(const std::vector<Fan>& fans) {
 } // namespace
 
 HelperService::HelperService(ServiceDependencies dependencies)
-    : dependencies_(std::move(dependencies)), controller_(openController(dependencies_)),
+    : dependencies_(std::move(dependencies)),
+      controller_(openController(dependencies_)), leaving_{[leave = dependencies_.leave] { leave(nullptr); }},
       power_(
           dependencies_.power, [this] { systemWillSleep(); }, [this] { systemDidWake(); }) {
     if (!controller_) {
@@ -106,8 +107,16 @@ void HelperService::handBack(requests::ReplyTo<requests::HandBack> reply) {
 
 void HelperService::standDown(const requests::ReplyTo<requests::StandDown>& reply) {
     dependencies_.log.notice("A newer Kelo asked us to stand down.");
-    reply({});
-    dependencies_.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
+    try {
+        reply({});
+    } catch (...) { // NOLINT(bugprone-empty-catch): the client also sees the connection end
+    }
+    try {
+        dependencies_.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
+    } catch (...) { // without memory: too early is better than never
+        if (!isLeaving_.test_and_set())
+            dependencies_.queue.postMade(std::move(leaving_));
+    }
 }
 
 Data HelperService::makeSnapshot() const {
@@ -133,7 +142,21 @@ Data HelperService::makeSnapshot() const {
 
 /// Replaces the running hold. Returns the reason when the new one could not start; then none runs.
 std::optional<std::string> HelperService::startHold(double fraction, bool handsBackOnLidClose) {
+    try {
+        replaceHold(fraction, handsBackOnLidClose);
+        return std::nullopt;
+    } catch (const FanError& error) {
+        return error.errorDescription();
+    } catch (const std::exception& error) { // the system is out of a resource
+        return error.what();
+    }
+}
+
+/// Throws when the new hold cannot start; the fans are back by then.
+void HelperService::replaceHold(double fraction, bool handsBackOnLidClose) {
     stopHold();
+    session_.reset();
+    power_.start(); // does nothing unless it failed before
     const auto hold = std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose,
                                                 HoldDependencies{dependencies_.queue, dependencies_.clamshell});
     hold->onEvent = [weak = weak_from_this()](const FanHold::Event& event) {
@@ -141,34 +164,21 @@ std::optional<std::string> HelperService::startHold(double fraction, bool handsB
             service->dependencies_.log.notice("hold: " + event.description());
     };
     hold->onTick = dependencies_.onTick;
-    const auto abandon = [&] {
-        session_.reset();
+    try {
+        hold->start(isSystemAsleep_);
+    } catch (...) {
         // Fans that were taken before the failure must not stay unwatched; the log says nothing about a hold that never
         // started.
         hold->onEvent = nullptr;
         hold->stop();
-    };
-    try {
-        power_.start(); // does nothing unless it failed before
-        hold->start(isSystemAsleep_);
-    } catch (const FanError& error) {
-        abandon();
-        return error.errorDescription();
-    } catch (const std::exception& error) { // the system is out of a resource
-        abandon();
-        return error.what();
+        throw;
     }
     session_ = hold;
-    return std::nullopt;
 }
 
-/// Whatever its observer throws: the fans are back by then.
 void HelperService::stopHold() noexcept {
-    try {
-        if (session_)
-            session_->stop();
-    } catch (...) { // NOLINT(bugprone-empty-catch): there is nothing left to undo
-    }
+    if (session_)
+        session_->stop();
 }
 
 void HelperService::releaseFans() noexcept {
@@ -206,25 +216,32 @@ void HelperService::clientArrived() {
     });
 }
 
-void HelperService::clientWentAway() {
-    dependencies_.queue.post([weak = weak_from_this()] {
+void HelperService::clientWentAway() { dependencies_.queue.post(departure()); }
+
+std::function<void()> HelperService::departure() {
+    return [weak = weak_from_this()] {
         if (const auto service = weak.lock())
             service->countDeparture();
-    });
+    };
 }
 
-void HelperService::countDeparture() {
+void HelperService::countDeparture() noexcept {
     clients_ = std::max<std::int64_t>(clients_ - 1, 0);
     if (clients_ > 0 || !session_)
         return;
     dependencies_.log.notice("Last client disconnected; handing the fan back shortly.");
-    orphanTimer_ = dependencies_.queue.scheduleTimer(KeloHelper::orphanGracePeriod, false, [weak = weak_from_this()] {
-        if (const auto service = weak.lock())
-            service->orphanTimerFired();
-    });
+    try {
+        orphanTimer_ =
+            dependencies_.queue.scheduleTimer(KeloHelper::orphanGracePeriod, false, [weak = weak_from_this()] {
+                if (const auto service = weak.lock())
+                    service->orphanTimerFired();
+            });
+    } catch (...) { // without memory: too early is better than never
+        orphanTimerFired();
+    }
 }
 
-void HelperService::orphanTimerFired() {
+void HelperService::orphanTimerFired() noexcept {
     if (clients_ != 0)
         return;
     releaseFans();

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 
 #include "core/hold/PowerWatch.h"
+#include "core/queue/MainQueue.h"
 #include "helper/HelperLog.h"
 #include "helper/Leave.h"
 #include "protocol/KeloHelperProtocol.h"
@@ -15,11 +17,9 @@ class Clamshell;
 class Clock;
 class FanController;
 class FanHold;
-class MainQueue;
 class PowerNotifications;
 class Rights;
 class SMCExchange;
-class Timer;
 
 /// What the service needs of the process around it. Borrowed.
 struct ServiceDependencies {
@@ -66,24 +66,30 @@ public:
     /// `KeloHelper::orphanGracePeriod`, if a hold runs. The count never falls below zero.
     void clientWentAway();
 
+    /// The task that `clientWentAway` posts, for a caller that makes it before it is needed.
+    std::function<void()> departure();
+
     /// Ends any hold and hands the fan back, now: what every way out of the process calls last. Main thread only.
     void shutdownNow() noexcept;
 
 private:
     Data makeSnapshot() const;
     std::optional<std::string> startHold(double fraction, bool handsBackOnLidClose);
+    void replaceHold(double fraction, bool handsBackOnLidClose);
     void stopHold() noexcept;
     void systemWillSleep();
     void systemDidWake();
     void releaseFans() noexcept;
-    void countDeparture();
-    void orphanTimerFired();
+    void countDeparture() noexcept;
+    void orphanTimerFired() noexcept;
 
     ServiceDependencies dependencies_;
     std::shared_ptr<FanController> controller_; ///< Null when there is none to control; never replaced.
     std::shared_ptr<FanHold> session_;          ///< The hold in force.
     bool isSystemAsleep_ = false;               ///< Sleep was announced, and no wake since.
     std::int64_t clients_ = 0;
+    MainQueue::Tasks leaving_;           ///< Leaves at once: for a stand-down whose delay cannot be timed.
+    std::atomic_flag isLeaving_;         ///< `leaving_` has been posted.
     std::unique_ptr<Timer> orphanTimer_; ///< Pending or fired; cleared by the next arrival.
     PowerWatch
         power_; ///< For the life of the process: a hold must not start without knowing whether the system sleeps.

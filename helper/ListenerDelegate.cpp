@@ -2,29 +2,61 @@
 
 #include <utility>
 
-#include "core/queue/MainQueue.h"
 #include "core/watch/BinaryWatch.h"
 #include "helper/HelperService.h"
 
 namespace kelo {
 
+namespace {
+
+/// Reports a client's departures, of which there are two when its connection is interrupted and then invalidated. The
+/// tasks are made when the client arrives: a departure that was lost for lack of memory would leave its hold in place.
+class Departures {
+public:
+    Departures(std::shared_ptr<HelperService> service, MainQueue& queue)
+        : service_(std::move(service)), queue_(queue), made_{service_->departure(), service_->departure()} {}
+
+    /// Nothing is reported before: a client that was never counted does not depart.
+    void begin() { hasBegun_ = true; }
+
+    void report() {
+        if (!hasBegun_)
+            return;
+        if (made_.empty())
+            return service_->clientWentAway();
+        MainQueue::Tasks next;
+        next.splice(next.begin(), made_, made_.begin());
+        queue_.postMade(std::move(next));
+    }
+
+private:
+    const std::shared_ptr<HelperService> service_;
+    MainQueue& queue_;
+    MainQueue::Tasks made_;
+    bool hasBegun_ = false;
+};
+
+} // namespace
+
 ListenerDelegate::ListenerDelegate(std::shared_ptr<HelperService> service, std::shared_ptr<const BinaryWatch> binary,
                                    MainQueue& queue, Leave leave)
-    : service_(std::move(service)), binary_(std::move(binary)), queue_(queue), leave_(std::move(leave)) {}
+    : service_(std::move(service)), binary_(std::move(binary)), queue_(queue), leaving_{[leave = std::move(leave)] {
+          leave("Our binary was replaced on disk. Handing the fan back and leaving for the new helper.");
+      }} {}
 
 bool ListenerDelegate::shouldAcceptNewConnection(IncomingConnection& connection) {
     if (binary_ && !binary_->isCurrent()) {
-        queue_.post([leave = leave_] {
-            leave("Our binary was replaced on disk. Handing the fan back and leaving for the new helper.");
-        });
+        queue_.postMade(std::exchange(leaving_, {}));
         return false;
     }
     // Handlers before the count, so that no departure is missed; the count before the first request can run.
-    const auto reportDeparture = [service = service_] { service->clientWentAway(); };
+    const auto departures = std::make_shared<Departures>(service_, queue_);
+    const auto reportDeparture = [departures] { departures->report(); };
     connection.exportObject(service_);
     connection.setInvalidationHandler(reportDeparture);
     connection.setInterruptionHandler(reportDeparture);
     service_->clientArrived();
+    departures->begin();
     connection.resume();
     return true;
 }

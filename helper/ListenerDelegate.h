@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "core/queue/MainQueue.h"
 #include "helper/Leave.h"
 #include "helper/Listener.h"
 
@@ -9,7 +10,6 @@ namespace kelo {
 
 class BinaryWatch;
 class HelperService;
-class MainQueue;
 
 /// Takes the connections of peers whose signature the listener has accepted: binds each to the one service and reports
 /// its arrival and its departure. Turns connections away once the helper's executable has been replaced, and then makes
@@ -30,7 +30,7 @@ private:
     const std::shared_ptr<HelperService> service_;
     const std::shared_ptr<const BinaryWatch> binary_;
     MainQueue& queue_;
-    const Leave leave_;
+    MainQueue::Tasks leaving_; ///< Posted to leave for a newer helper; empty once it has been.
 };
 
 } // namespace kelo

@@ -68,25 +68,30 @@ double finite(double number, const char* key) {
 
 } // namespace
 
+/// Members are added one by one: the library's objects allocate while they are destroyed, which ends the process when
+/// no memory is left.
 Data FanSnapshot::encoded() const {
-    nlohmann::ordered_json json;
-    json["fanCount"] = fanCount;
-    json["currentRPM"] = finite(currentRPM, "currentRPM");
-    json["minRPM"] = finite(minRPM, "minRPM");
-    json["maxRPM"] = finite(maxRPM, "maxRPM");
-    json["targetRPM"] = finite(targetRPM, "targetRPM");
-    json["underKeloControl"] = underKeloControl;
-    json["warmth"] = warmth;
-    if (chipCelsius)
-        json["chipCelsius"] = finite(*chipCelsius, "chipCelsius");
-    json["addingAir"] = addingAir;
-    json["lidHasFan"] = lidHasFan;
+    std::string text;
+    const auto add = [&text](const char* key, const Json& value) {
+        text.append(text.empty() ? "{\"" : ",\"").append(key).append("\":").append(value.dump());
+    };
     try {
-        const auto text = json.dump();
-        return {text.begin(), text.end()};
-    } catch (const nlohmann::json::exception&) {
+        add("fanCount", fanCount);
+        add("currentRPM", finite(currentRPM, "currentRPM"));
+        add("minRPM", finite(minRPM, "minRPM"));
+        add("maxRPM", finite(maxRPM, "maxRPM"));
+        add("targetRPM", finite(targetRPM, "targetRPM"));
+        add("underKeloControl", underKeloControl);
+        add("warmth", warmth);
+        if (chipCelsius)
+            add("chipCelsius", finite(*chipCelsius, "chipCelsius"));
+        add("addingAir", addingAir);
+        add("lidHasFan", lidHasFan);
+    } catch (const Json::exception&) {
         throw SnapshotError("The snapshot cannot be written: warmth is not UTF-8.");
     }
+    text += '}';
+    return {text.begin(), text.end()};
 }
 
 FanSnapshot FanSnapshot::decoded(const Data& json) {

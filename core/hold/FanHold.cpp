@@ -42,6 +42,9 @@ FanHold::~FanHold() = default;
 void FanHold::start(bool isAsleep) {
     assert(dependencies_.queue.isCurrent());
     const auto alive = shared_from_this(); // the observer may drop the owner's reference
+    // What every tick needs, while a failure only refuses the hold.
+    chipReadings_.reserve(ThermalFloor::smoothingWindow + 1);
+    fans_.reserve(static_cast<std::size_t>(controller_->fanCount()));
     isHolding_ = true;
     isSleeping_ = isAsleep;
     if (mayHold()) {
@@ -197,11 +200,13 @@ void FanHold::systemDidWake() {
 }
 
 void FanHold::announce(const Event& event) {
-    const auto observer = onEvent; // it may replace itself
-    if (!observer)
+    if (!onEvent)
         return;
     const RaisedFlag announcing(isAnnouncing_);
-    observer(event);
+    try {
+        onEvent(event);
+    } catch (...) { // NOLINT(bugprone-empty-catch): the fans matter more than the event
+    }
 }
 
 } // namespace kelo

@@ -43,8 +43,8 @@ public:
     double checkInterval = 2.0;
 
     /// The one observer, called on the main thread within the step that the event belongs to. It must not stop the
-    /// hold, whose step goes on afterwards; it may be replaced, and may drop the last reference to the hold. Events
-    /// without an observer are dropped.
+    /// hold, whose step goes on afterwards, nor replace itself; it may drop the last reference to the hold. What it
+    /// throws is dropped: an event that cannot be logged changes nothing. Events without an observer are dropped.
     std::function<void(const Event&)> onEvent;
 
     /// Called at the beginning of each tick, if set. It may stop the hold.
@@ -61,7 +61,8 @@ public:
     /// The system has powered on again.
     void systemDidWake();
 
-    /// Ends the hold and gives the fans back. Does nothing when `start()` was not called, or after a `stop()`.
+    /// Ends the hold and gives the fans back. Like everything after `start()`, it allocates nothing. Does nothing when
+    /// `start()` was not called, or after a `stop()`.
     void stop();
 
     /// The fans run faster than asked because the chip is hot.

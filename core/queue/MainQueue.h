@@ -1,7 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <list>
 #include <memory>
+#include <utility>
 
 namespace kelo {
 
@@ -23,6 +25,8 @@ public:
 class MainQueue {
 public:
     using Task = std::function<void()>;
+    /// Tasks that have been made, but not posted yet.
+    using Tasks = std::list<Task>;
 
     MainQueue() = default;
     MainQueue(const MainQueue&) = delete;
@@ -30,7 +34,15 @@ public:
     virtual ~MainQueue() = default;
 
     /// Runs `task` on the main thread, after everything posted before it. Returns at once. Any thread.
-    virtual void post(Task task) = 0;
+    void post(Task task) {
+        Tasks one;
+        one.push_back(std::move(task));
+        postMade(std::move(one));
+    }
+
+    /// As `post`, for each of `tasks`. Allocates nothing, so that what must happen can be made ready in time and cannot
+    /// fail for lack of memory. Any thread.
+    virtual void postMade(Tasks tasks) noexcept = 0;
 
     /// Runs `task` on the main thread in `seconds`; a delay that is not positive is as `post`. Returns at once. Cannot
     /// be cancelled. Any thread.

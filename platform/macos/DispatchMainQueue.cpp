@@ -2,7 +2,6 @@
 
 #include <dispatch/dispatch.h>
 
-#include <deque>
 #include <mutex>
 #include <utility>
 
@@ -25,13 +24,14 @@ void run(void* context) {
 /// The posted tasks in their order. Submits the run of the next one only when the one before has ended.
 class DispatchMainQueue::Waiting : public std::enable_shared_from_this<Waiting> {
 public:
-    void add(Task task) {
+    void add(Tasks tasks) noexcept {
         const std::lock_guard lock(mutex_);
-        // Before the task is taken in: once the list is not empty, a run of its first is expected to be submitted.
-        auto self = tasks_.empty() ? std::make_unique<Self>(shared_from_this()) : nullptr;
-        tasks_.push_back(std::move(task));
-        if (self)
-            submit(std::move(self));
+        const bool wasEmpty = tasks_.empty();
+        tasks_.splice(tasks_.end(), tasks);
+        if (!wasEmpty || tasks_.empty())
+            return; // a run is submitted already
+        self_ = shared_from_this();
+        submit();
     }
 
     /// Runs `task` at once, or, where others wait, after them. Main thread only.
@@ -45,18 +45,14 @@ public:
     }
 
 private:
-    /// Keeps this alive while a run is submitted, which may happen when the queue's owner has gone.
-    using Self = std::shared_ptr<Waiting>;
-
-    static void submit(std::unique_ptr<Self> self) {
-        dispatch_async_f(dispatch_get_main_queue(), self.release(), runNext);
-    }
+    void submit() { dispatch_async_f(dispatch_get_main_queue(), this, runNext); }
 
     static void runNext(void* context) {
-        std::unique_ptr<Self> self(static_cast<Self*>(context));
-        contain("a task of the main queue", (*self)->first());
-        if ((*self)->removeFirst())
-            submit(std::move(self));
+        auto& waiting = *static_cast<Waiting*>(context);
+        contain("a task of the main queue", waiting.first());
+        const auto alive = waiting.removeFirst();
+        if (!alive)
+            waiting.submit();
     }
 
     Task first() {
@@ -64,22 +60,24 @@ private:
         return std::exchange(tasks_.front(), nullptr); // its place stays taken while it runs
     }
 
-    /// Returns whether there is a next one.
-    bool removeFirst() {
+    /// Returns, when there is no next one, what kept this alive.
+    std::shared_ptr<Waiting> removeFirst() {
         const std::lock_guard lock(mutex_);
         tasks_.pop_front();
-        return !tasks_.empty();
+        return tasks_.empty() ? std::move(self_) : nullptr;
     }
 
-    std::mutex mutex_;
-    std::deque<Task> tasks_;
+    std::mutex mutex_; ///< Guards what follows.
+    Tasks tasks_;
+    /// Keeps this alive while a run is submitted, which may happen when the queue's owner has gone.
+    std::shared_ptr<Waiting> self_;
 };
 
 DispatchMainQueue::DispatchMainQueue() : waiting_(std::make_shared<Waiting>()) {}
 
 DispatchMainQueue::~DispatchMainQueue() = default;
 
-void DispatchMainQueue::post(Task task) { waiting_->add(std::move(task)); }
+void DispatchMainQueue::postMade(Tasks tasks) noexcept { waiting_->add(std::move(tasks)); }
 
 void DispatchMainQueue::postAfter(double seconds, Task task) {
     if (!(seconds > 0)) // it must not overtake the tasks that wait

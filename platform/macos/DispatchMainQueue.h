@@ -17,7 +17,7 @@ public:
     DispatchMainQueue();
     ~DispatchMainQueue() override;
 
-    void post(Task task) override;
+    void postMade(Tasks tasks) noexcept override;
     void postAfter(double seconds, Task task) override;
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
     bool isCurrent() const override;

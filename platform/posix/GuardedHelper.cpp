@@ -1,5 +1,6 @@
 #include "platform/posix/GuardedHelper.h"
 
+#include <new>
 #include <type_traits>
 
 #include "platform/posix/Containment.h"
@@ -26,8 +27,11 @@ void GuardedHelper::perform(requests::AnyCall call) {
         [this]<typename Request>(requests::Call<Request>& typed) {
             contain(Request::selector, [&] {
                 using Answer = typename Request::Answer;
-                helper_->perform(requests::Call<Request>{
-                    typed.request, OneReply<Answer>::through(std::move(typed.reply), fallback<Answer>())});
+                try {
+                    typed.reply = OneReply<Answer>::through(std::move(typed.reply), fallback<Answer>());
+                } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): a stand-down works without a guard
+                }
+                helper_->perform(std::move(typed));
             });
         },
         call);

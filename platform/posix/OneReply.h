@@ -18,23 +18,26 @@ public:
 
     /// A callable that may be copied and called like the reply itself. The first call sends; a later one is reported
     /// and dropped. When the last copy is destroyed without a call, `fallback` is sent.
-    static Send through(Send send, Answer fallback) {
-        const std::shared_ptr<OneReply> reply(new OneReply(std::move(send), std::move(fallback)));
-        return [reply](Answer answer) { reply->give(std::move(answer)); };
+    /// Throws for lack of memory, and then leaves `send` as it was.
+    static Send through(Send&& send, Answer fallback) {
+        const std::shared_ptr<OneReply> reply(new OneReply(std::move(fallback)));
+        Send guarded = [reply](Answer answer) { reply->give(std::move(answer)); };
+        reply->send_ = std::move(send); // last, and it cannot fail
+        return guarded;
     }
 
     OneReply(const OneReply&) = delete;
     OneReply& operator=(const OneReply&) = delete;
 
     ~OneReply() {
-        if (isGiven_)
+        if (isGiven_ || !send_)
             return;
         reportFault("a request", "it was dropped without a reply");
         contain("sending a reply", [this] { send_(fallback_); });
     }
 
 private:
-    OneReply(Send send, Answer fallback) : send_(std::move(send)), fallback_(std::move(fallback)) {}
+    explicit OneReply(Answer fallback) : fallback_(std::move(fallback)) {}
 
     void give(Answer answer) {
         if (isGiven_.exchange(true)) {
@@ -44,7 +47,7 @@ private:
         send_(std::move(answer));
     }
 
-    const Send send_;
+    Send send_;
     const Answer fallback_;
     std::atomic<bool> isGiven_ = false;
 };

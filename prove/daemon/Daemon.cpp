@@ -16,12 +16,14 @@ Daemon* running = nullptr;
 void reportFault(const char* what, const char* why) noexcept {
     if (running == nullptr)
         return;
+    const CodeOf test(CodeOf::Owner::test);
     ++running->reportedFaults_;
     running->record(std::string("fault reported: ") + what + ": " + why);
 }
 
 Daemon::Daemon() {
     platform.onStep = [this](const std::string& step) {
+        const CodeOf test(CodeOf::Owner::test);
         record(step);
         if (step.starts_with("exit "))
             exit(step);
@@ -42,10 +44,18 @@ Daemon::~Daemon() {
     tape.end();
 }
 
-void Daemon::record(const std::string& event) { tape.add({now, event}); }
+void Daemon::record(const std::string& event) {
+    const CodeOf test(CodeOf::Owner::test);
+    tape.add({now, event});
+}
 
 void Daemon::start() {
-    process_ = std::make_unique<HelperProcess>(platform.platform());
+    const CodeOf daemon(CodeOf::Owner::daemon);
+    try {
+        process_ = std::make_unique<HelperProcess>(platform.platform());
+    } catch (const std::bad_alloc&) { // as in main()
+        return platform.onStep("exit 0");
+    }
     process_->start();
 }
 
@@ -58,7 +68,8 @@ void Daemon::exit(const std::string& step) {
 void Daemon::connect() {
     if (platform.listener == nullptr || !platform.listener->isResumed)
         return;
-    auto connection = platform.listener->connect();
+    std::unique_ptr<ScriptedConnection> connection;
+    contain("a connection", [&] { connection = platform.listener->connect(); });
     queue.post([this, isAccepted = connection != nullptr] { record(isAccepted ? "accepted" : "turned away"); });
     if (!connection)
         return;
@@ -74,12 +85,17 @@ std::vector<int> Daemon::connectedClients() const {
     return connected;
 }
 
-void Daemon::interrupt(int client) { clients_.at(static_cast<std::size_t>(client)).connection->onInterruption(); }
+void Daemon::interrupt(int client) {
+    const auto& connection = *clients_.at(static_cast<std::size_t>(client)).connection;
+    const CodeOf daemon(CodeOf::Owner::daemon);
+    contain("an interruption", connection.onInterruption);
+}
 
 void Daemon::invalidate(int client) {
     auto& [connection, guarded] = clients_.at(static_cast<std::size_t>(client));
     guarded.reset();
-    connection->onInvalidation();
+    const CodeOf daemon(CodeOf::Owner::daemon);
+    contain("an invalidation", connection->onInvalidation);
 }
 
 void Daemon::snapshot(int client) {
@@ -107,9 +123,13 @@ void Daemon::standDown(int client) {
 template <typename Request, typename TextOf>
 void Daemon::ask(int client, Request made, const char* name, TextOf textOf) {
     const auto request = addRequest(name);
-    clients_.at(static_cast<std::size_t>(client)).guard->perform(requests::Call{made, [=, this](const auto& answer) {
-                                                                                    reply(request, textOf(answer));
-                                                                                }});
+    requests::AnyCall call = requests::Call{made, [=, this](const auto& answer) {
+                                                const CodeOf test(CodeOf::Owner::test);
+                                                reply(request, textOf(answer));
+                                            }};
+    auto& guard = *clients_.at(static_cast<std::size_t>(client)).guard;
+    const CodeOf daemon(CodeOf::Owner::daemon);
+    guard.perform(std::move(call));
 }
 
 std::size_t Daemon::addRequest(const char* name) {
@@ -132,7 +152,15 @@ void Daemon::setRoot(bool isRoot) {
 void Daemon::announce(PowerMessage message) {
     // Of a wake nobody expects an acknowledgement.
     acknowledgements_.push_back(message == PowerMessage::systemHasPoweredOn || power.registered() == 0 ? 1 : 0);
-    power.send(message, static_cast<std::intptr_t>(acknowledgements_.size()) - 1);
+    contain("a power message", [&] { power.send(message, static_cast<std::intptr_t>(acknowledgements_.size()) - 1); });
+}
+
+void Daemon::fileEvent() {
+    contain("a file event", [this] { platform.files.send(); });
+}
+
+void Daemon::signal(int number) {
+    contain("a signal", [&] { platform.stopSignals.send(number); });
 }
 
 void Daemon::announceToBusy(PowerMessage message) {

@@ -13,6 +13,7 @@
 #include "prove/daemon/RecordingPower.h"
 #include "prove/daemon/RecordingQueue.h"
 #include "prove/daemon/Tape.h"
+#include "tests/support/CodeOf.h"
 #include "tests/support/ScriptedPlatform.h"
 
 namespace kelo {
@@ -21,7 +22,10 @@ namespace kelo {
 class OversleepingClock : public VirtualClock {
 public:
     using VirtualClock::VirtualClock;
-    void sleep(double seconds) override { VirtualClock::sleep(seconds + 0.001); }
+    void sleep(double seconds) override {
+        const CodeOf test(CodeOf::Owner::test);
+        VirtualClock::sleep(seconds + 0.001);
+    }
 };
 
 /// The whole daemon in this process, on virtual time, with a simulated controller and everything else scripted.
@@ -63,8 +67,8 @@ public:
     void setExecutable(const std::optional<std::string>& path) { platform.files.executable = path; }
     void setFile(const std::optional<FileIdentity>& file) { platform.files.place(file); }
     void setFileOpenable(bool canOpen) { platform.files.canOpen = canOpen; }
-    void fileEvent() { platform.files.send(); }
-    void signal(int number) { platform.stopSignals.send(number); }
+    void fileEvent();
+    void signal(int number);
     /// A message of the root power domain. Does nothing when nobody is registered.
     void announce(PowerMessage message);
     /// One that comes while the main thread is busy: it is delivered as soon as that is free.

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tests/support/CodeOf.h"
+
 namespace kelo {
 namespace {
 
@@ -21,6 +23,7 @@ bool isMet(ExchangeFault::Kind kind, const SMCKeyData& request) {
 } // namespace
 
 bool FaultyExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
+    const CodeOf test(CodeOf::Owner::test);
     if (count_ >= limit) {
         std::fputs("prove: the daemon does not stop exchanging\n", stderr);
         std::abort();

@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "core/hold/FanHoldEvent.h"
+#include "platform/posix/Containment.h"
+#include "tests/support/CodeOf.h"
 
 namespace kelo {
 
@@ -16,6 +18,7 @@ public:
 
 private:
     void cancel() {
+        const CodeOf test(CodeOf::Owner::test);
         timer_->invalidate();
         if (const auto onCancel = std::exchange(onCancel_, nullptr))
             onCancel();
@@ -25,7 +28,32 @@ private:
     std::function<void()> onCancel_;
 };
 
+namespace {
+
+/// What a queue allocates for a task or a timer. What this one allocates is the test's and never fails.
+void allocateAsAQueue() { std::make_unique<char>(); }
+
+} // namespace
+
+void RecordingQueue::postMade(Tasks tasks) noexcept {
+    const CodeOf test(CodeOf::Owner::test);
+    VirtualQueue::postMade(std::move(tasks));
+}
+
+void RecordingQueue::postAfter(double seconds, Task task) {
+    allocateAsAQueue();
+    const CodeOf test(CodeOf::Owner::test);
+    VirtualQueue::postAfter(seconds, std::move(task));
+}
+
+void RecordingQueue::run(const Task& task) {
+    const CodeOf daemon(CodeOf::Owner::daemon);
+    contain("a task", task);
+}
+
 std::unique_ptr<Timer> RecordingQueue::scheduleTimer(double interval, bool repeats, Task onFire) {
+    allocateAsAQueue();
+    const CodeOf test(CodeOf::Owner::test);
     const auto name = std::string("timer ") + (repeats ? "every " : "in ") + shortestText(interval) + " s";
     onStep(name);
     auto timer = VirtualQueue::scheduleTimer(interval, repeats, std::move(onFire));

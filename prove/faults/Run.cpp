@@ -18,7 +18,8 @@ std::string Machine::name() const {
            (speedType == smc_type::fpe2 ? ", fixed-point speeds" : "");
 }
 
-Run::Run(const Machine& on, std::optional<ExchangeFault> fault) : machine(on), fault_(fault) {
+Run::Run(const Machine& on, std::optional<ExchangeFault> fault, std::optional<MemoryFault> memoryFault)
+    : machine(on), fault_(fault), memoryFault_(memoryFault) {
     const std::vector<Profile::FanRange> ranges(static_cast<std::size_t>(machine.fans), {1200, 6000});
     const bool isUnlockNeeded = machine.unlock == Machine::Unlock::needed;
     const Profile profile{"", "", ranges, machine.speedType, "Tp09", {isUnlockNeeded, 0.3}, true};
@@ -29,6 +30,9 @@ Run::Run(const Machine& on, std::optional<ExchangeFault> fault) : machine(on), f
 
 void Run::beginFaults() {
     before_ = daemon.exchange.count();
+    FailingMemory::beginCounting();
+    if (memoryFault_)
+        FailingMemory::inject(*memoryFault_);
     if (!fault_)
         return;
     fault_->from += before_;
@@ -39,7 +43,7 @@ void Run::interfere(int fan, bool isManual) { daemon.controller.setNumber(fanKey
 
 void Run::takes(const std::function<void()>& action) {
     action();
-    for (int fan = 0; fan < machine.fans && !fault_; ++fan)
+    for (int fan = 0; fan < machine.fans && isUndisturbed(); ++fan)
         expect(daemon.controller.number(fanKey(fan, "Md")) == 1, "fan " + std::to_string(fan) + " was not taken");
 }
 
@@ -49,11 +53,28 @@ void Run::handsBack(int times, const std::function<void()>& action) {
     expectHandedBack(since, times);
 }
 
+void Run::handsBackUnlessRefused(int times, const std::function<void()>& handBack) {
+    daemon.lastReply.clear();
+    const auto since = daemon.tape.size();
+    handBack();
+    if (!memoryFault_ || daemon.lastReply == "none")
+        expectHandedBack(since, times);
+}
+
 void Run::leavesNothingIfRefused(const std::function<void()>& hold) {
     const auto since = daemon.tape.size();
+    daemon.lastReply.clear();
     hold();
-    if (daemon.lastReply != "none")
+    // One that no memory was left for may not even have begun.
+    if (daemon.lastReply != "none" && (!memoryFault_ || hasWritten(since)))
         expectHandedBack(since, 1);
+}
+
+bool Run::hasWritten(std::size_t since) const {
+    const auto& entries = daemon.tape.entries();
+    return std::any_of(entries.begin() + static_cast<std::ptrdiff_t>(since), entries.end(), [](const TapeEntry& entry) {
+        return entry.isExchange() && entry.smc.request.data8 == static_cast<std::uint8_t>(SMCCommand::writeBytes);
+    });
 }
 
 void Run::expectHandedBack(std::size_t since, int times) {
@@ -94,11 +115,13 @@ bool Run::hasFoundNoFans() const {
 void Run::end(int handBacks) {
     if (!daemon.hasExited())
         handsBack(handBacks, [&] { daemon.signal(SIGTERM); });
+    allocations_ = FailingMemory::endCounting();
     const auto time = daemon.now;
-    expect(daemon.exchange.count() > before_, "there was no exchange for a fault to meet");
+    expect(memoryFault_ || daemon.exchange.count() > before_, "there was no exchange for a fault to meet");
     expect(daemon.exitStatus == 0, "the exit status is not 0, or there was no exit");
-    expect(daemon.wronglyAnswered() == 0, "a request was not replied to exactly once");
-    expect(daemon.reportedFaults() == 0, "the service dropped a reply, replied twice or threw");
+    // A reply that no memory is left for is lost, and what threw for the lack of it is reported.
+    expect(memoryFault_ || daemon.wronglyAnswered() == 0, "a request was not replied to exactly once");
+    expect(memoryFault_ || daemon.reportedFaults() == 0, "the service dropped a reply, replied twice or threw");
     expect(daemon.wronglyAcknowledged() == 0, "an announcement of sleep was not acknowledged exactly once");
     const double ownTime =
         time -

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "prove/daemon/Daemon.h"
+#include "prove/faults/FailingMemory.h"
 
 namespace kelo {
 
@@ -23,7 +24,8 @@ struct Machine {
 /// One life of the daemon on one machine, with at most one fault, and what was found broken in it.
 class Run {
 public:
-    Run(const Machine& machine, std::optional<ExchangeFault> fault);
+    explicit Run(const Machine& machine, std::optional<ExchangeFault> fault = std::nullopt,
+                 std::optional<MemoryFault> memoryFault = std::nullopt);
 
     /// Faults begin to count exchanges here.
     void beginFaults();
@@ -33,6 +35,8 @@ public:
     void handsBack(int times, const std::function<void()>& action);
     /// Asks for a hold, and checks the same if it is refused.
     void leavesNothingIfRefused(const std::function<void()>& hold);
+    /// Asks for a hand-back, and checks the same unless it is refused, as it is only for lack of memory.
+    void handsBackUnlessRefused(int times, const std::function<void()>& handBack);
     /// Ends the daemon by SIGTERM, if it still lives, and checks what must be true of every run.
     void end(int handBacks);
 
@@ -40,6 +44,8 @@ public:
     void interfere(int fan, bool isManual);
 
     const std::vector<std::string>& broken() const { return broken_; }
+    /// Allocations of the daemon after `beginFaults`.
+    int allocations() const { return allocations_; }
 
     const Machine machine;
     Daemon daemon;
@@ -50,8 +56,13 @@ private:
     void expectHandedBack(std::size_t since, int times);
     void expectWritten(const std::string& key, std::size_t since, int times);
     bool hasFoundNoFans() const;
+    bool hasWritten(std::size_t since) const;
+
+    bool isUndisturbed() const { return !fault_ && !memoryFault_; }
 
     std::optional<ExchangeFault> fault_;
+    const std::optional<MemoryFault> memoryFault_;
+    int allocations_ = 0;
     int before_ = 0; ///< Exchanges that no fault may meet.
     std::vector<std::string> broken_;
 };

@@ -44,6 +44,8 @@ void nothing(Run&) {}
 void start(Run& run) {
     run.interfere(0, true);
     startOnly(run);
+    if (run.daemon.connectedClients().empty())
+        return; // a daemon without memory has ended, or could not accept the client
     run.daemon.version(run.client);
     run.daemon.snapshot(run.client);
     run.leavesNothingIfRefused([&] { hold(run, false); });
@@ -88,8 +90,10 @@ void wake(Run& run) {
 }
 
 void handBack(Run& run) {
-    run.daemon.handBack(run.client);
-    run.handsBack(2, [&] { run.daemon.pass(0); });
+    run.handsBackUnlessRefused(2, [&] {
+        run.daemon.handBack(run.client);
+        run.daemon.pass(0);
+    });
 }
 
 void clientDeath(Run& run) {

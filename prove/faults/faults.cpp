@@ -1,5 +1,7 @@
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <map>
 
 #include "prove/faults/Scenarios.h"
@@ -34,57 +36,85 @@ std::string textOf(const ExchangeFault& fault) {
            reaches[static_cast<int>(fault.reach)];
 }
 
+std::string textOf(const MemoryFault& fault) {
+    return "allocation " + std::to_string(fault.from) + " fails, " + (fault.fromThenOn ? "from then on" : "once");
+}
+
+std::string current; ///< The run, for what ends the process.
+
+[[noreturn]] void sayWhatEnded() {
+    std::printf("BROKEN: the process was aborted in %s\n", current.c_str());
+    std::fflush(stdout);
+    std::abort();
+}
+
 struct Figures {
     int exchanges = 0;
-    int faults = 0; ///< Different ones; each is a run.
+    int allocations = 0;
+    int runs = 0; ///< One for each fault.
     int broken = 0;
 };
 
-/// Every fault that can meet an exchange.
+/// Every fault that can meet an exchange or an allocation.
 class Faults {
 public:
     void prove(const Machine& machine, const Scenario& scenario) {
-        const auto commands = undisturbed(machine, scenario);
+        const auto [commands, allocations] = undisturbed(machine, scenario);
         auto& figures = figures_[scenario.name];
         figures.exchanges += static_cast<int>(commands.size());
+        figures.allocations += allocations;
         for (int from = 0; from < static_cast<int>(commands.size()); ++from) {
             const bool isKeyInfo = commands[static_cast<std::size_t>(from)] == SMCCommand::readKeyInfo;
             for (const auto kind : {Kind::fails, isKeyInfo ? Kind::keyInfoRefused : Kind::resultByte, Kind::late})
                 for (const auto reach : {Reach::once, Reach::fromThenOn, Reach::fromThenOnForKey}) {
-                    ++figures.faults;
-                    perform(machine, scenario, ExchangeFault{kind, reach, from});
+                    ++figures.runs;
+                    perform(machine, scenario, ExchangeFault{kind, reach, from}, std::nullopt);
                 }
         }
+        for (int from = 0; from < allocations; ++from)
+            for (const bool fromThenOn : {false, true}) {
+                ++figures.runs;
+                perform(machine, scenario, std::nullopt, MemoryFault{from, fromThenOn});
+            }
     }
 
     int print(std::size_t machines) const {
-        std::printf("%-24s %10s %10s %10s\n", "scenario", "exchanges", "runs", "broken");
+        std::printf("%-24s %12s %12s %10s %10s\n", "scenario", "exchanges", "allocations", "runs", "broken");
         Figures all;
         for (const auto& scenario : Scenario::all()) {
-            const auto& [exchanges, runs, broken] = figures_.at(scenario.name);
-            std::printf("%-24s %10d %10d %10d\n", scenario.name.c_str(), exchanges, runs, broken);
-            all = {all.exchanges + exchanges, all.faults + runs, all.broken + broken};
+            const auto& [exchanges, allocations, runs, broken] = figures_.at(scenario.name);
+            std::printf("%-24s %12d %12d %10d %10d\n", scenario.name.c_str(), exchanges, allocations, runs, broken);
+            all = {all.exchanges + exchanges, all.allocations + allocations, all.runs + runs, all.broken + broken};
         }
-        std::printf("%zu scenarios on %zu machines x %d exchanges x 9 faults = %d runs, broken %d\n",
-                    Scenario::all().size(), machines, all.exchanges, all.faults, all.broken);
-        return all.faults > 0 && all.broken == 0 ? 0 : 1;
+        std::printf(
+            "%zu scenarios on %zu machines: %d exchanges x 9 faults + %d allocations x 2 = %d runs, broken %d\n",
+            Scenario::all().size(), machines, all.exchanges, all.allocations, all.runs, all.broken);
+        return all.runs > 0 && all.broken == 0 ? 0 : 1;
     }
 
 private:
-    /// Returns what command each exchange was that a fault may meet.
-    std::vector<SMCCommand> undisturbed(const Machine& machine, const Scenario& scenario) {
-        const auto tape = perform(machine, scenario, std::nullopt);
+    /// What a fault may meet.
+    struct Undisturbed {
+        std::vector<SMCCommand> commands; ///< Of each exchange.
+        int allocations;
+    };
+
+    Undisturbed undisturbed(const Machine& machine, const Scenario& scenario) {
+        const auto [tape, allocations] = perform(machine, scenario, std::nullopt, std::nullopt);
         std::vector<SMCCommand> commands;
         for (const auto& entry : tape)
             if (entry.isExchange())
                 commands.push_back(static_cast<SMCCommand>(entry.smc.request.data8));
-        return commands;
+        return {std::move(commands), allocations};
     }
 
-    /// Returns what happened after faults began.
-    std::vector<TapeEntry> perform(const Machine& machine, const Scenario& scenario,
-                                   std::optional<ExchangeFault> fault) {
-        Run run(machine, fault);
+    /// What happened after faults began, and how many allocations there were.
+    std::pair<std::vector<TapeEntry>, int> perform(const Machine& machine, const Scenario& scenario,
+                                                   std::optional<ExchangeFault> fault,
+                                                   std::optional<MemoryFault> memoryFault) {
+        const auto description = fault ? textOf(*fault) : memoryFault ? textOf(*memoryFault) : "undisturbed";
+        current = scenario.name + " on " + machine.name() + ": " + description;
+        Run run(machine, fault, memoryFault);
         scenario.prepare(run);
         const auto begin = static_cast<std::ptrdiff_t>(run.daemon.tape.size());
         run.beginFaults();
@@ -92,16 +122,15 @@ private:
         run.end(scenario.handBacksAtEnd);
         const auto& tape = run.daemon.tape.entries();
         if (!run.broken().empty())
-            report(machine, scenario, fault, run);
-        return {tape.begin() + begin, tape.end()};
+            report(scenario, run);
+        return {{tape.begin() + begin, tape.end()}, run.allocations()};
     }
 
-    void report(const Machine& machine, const Scenario& scenario, std::optional<ExchangeFault> fault, const Run& run) {
+    void report(const Scenario& scenario, const Run& run) {
         ++figures_[scenario.name].broken;
         if (++reported_ > shownInFull)
             return;
-        std::printf("BROKEN: %s on %s: %s\n", scenario.name.c_str(), machine.name().c_str(),
-                    fault ? textOf(*fault).c_str() : "undisturbed");
+        std::printf("BROKEN: %s\n", current.c_str());
         for (const auto& entry : run.daemon.tape.entries())
             std::printf("    %s\n", entry.text().c_str());
         for (const auto& what : run.broken())
@@ -121,6 +150,7 @@ int main(int count, char** arguments) {
         std::fputs("usage: prove_faults [--brief]\n", stderr);
         return 2;
     }
+    std::set_terminate(sayWhatEnded);
     const auto machines = isBrief ? briefMachines() : allMachines();
     Faults faults;
     for (const auto& machine : machines)

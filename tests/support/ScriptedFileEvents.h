@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/watch/FileEvents.h"
+#include "tests/support/CodeOf.h"
 
 namespace kelo {
 
@@ -123,6 +124,7 @@ private:
         if (!watched || !watched->onEvent)
             return;
         const auto onEvent = watched->onEvent; // it may cancel or destroy its source
+        const CodeOf daemon(CodeOf::Owner::daemon);
         onEvent();
     }
 

@@ -8,6 +8,7 @@
 
 #include "helper/Listener.h"
 #include "protocol/KeloHelperProtocol.h"
+#include "tests/support/CodeOf.h"
 
 namespace kelo {
 
@@ -69,6 +70,7 @@ public:
         if (!isResumed || (satisfied && satisfied != requirement))
             return nullptr;
         auto connection = std::make_unique<ScriptedConnection>();
+        const CodeOf daemon(CodeOf::Owner::daemon);
         if (!admission(*connection))
             return nullptr;
         return connection;

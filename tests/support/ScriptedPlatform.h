@@ -10,6 +10,7 @@
 #include "helper/Signals.h"
 #include "protocol/SigningInformation.h"
 #include "simulator/model/SimulatedExchange.h"
+#include "tests/support/CodeOf.h"
 #include "tests/support/RecordingLog.h"
 #include "tests/support/ScriptedClamshell.h"
 #include "tests/support/ScriptedFileEvents.h"
@@ -44,6 +45,7 @@ public:
         if (found == handlers_.end())
             return false;
         const auto onSignal = found->second; // it may destroy its source
+        const CodeOf daemon(CodeOf::Owner::daemon);
         onSignal();
         return true;
     }

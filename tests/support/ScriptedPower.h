@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/hold/PowerNotifications.h"
+#include "tests/support/CodeOf.h"
 
 namespace kelo {
 
@@ -31,6 +32,7 @@ public:
     /// Delivers a message to everybody who is registered.
     void send(PowerMessage message, std::intptr_t notificationID = 0) {
         const auto receivers = receivers_; // one may deregister meanwhile
+        const CodeOf daemon(CodeOf::Owner::daemon);
         for (const auto& [id, receiver] : receivers)
             if (receivers_.contains(id))
                 receiver(message, notificationID);
@@ -50,6 +52,7 @@ private:
         }
         ~Registration() override { power_.receivers_.erase(id_); }
         void allowPowerChange(std::intptr_t notificationID) noexcept override {
+            const CodeOf test(CodeOf::Owner::test);
             power_.allowed_.push_back(notificationID);
             power_.onAllow(notificationID);
         }

@@ -25,11 +25,18 @@ public:
     /// `now` is borrowed: the virtual seconds that the test's other parts read, too.
     explicit VirtualQueue(double& now) : now_(now) {}
 
-    void post(Task task) override { postAfter(0, std::move(task)); }
-    void postAfter(double seconds, Task task) override { add(later(now_, seconds > 0 ? seconds : 0), std::move(task)); }
+    void postMade(Tasks tasks) noexcept override {
+        for (auto& task : tasks)
+            VirtualQueue::postAfter(0, std::move(task));
+    }
+    void postAfter(double seconds, Task task) override {
+        add(later(now_, seconds > 0 ? seconds : 0), [this, task = std::move(task)] { run(task); });
+    }
 
     /// As `post`, but before every task that waits: as a system's message that came while the main thread was busy.
-    void postFirst(Task task) { add(-std::numeric_limits<double>::infinity(), std::move(task)); }
+    void postFirst(const Task& task) {
+        add(-std::numeric_limits<double>::infinity(), [this, task] { run(task); });
+    }
 
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override {
         auto state =
@@ -68,9 +75,13 @@ public:
     /// Timers that exist, whether or not they will fire again.
     int liveTimers() const { return liveTimers_; }
 
+protected:
+    /// Calls a task, or the handler of a timer.
+    virtual void run(const Task& task) { task(); }
+
 private:
     /// By due time, then by order of posting.
-    using Tasks = std::map<std::pair<double, std::uint64_t>, Task>;
+    using Waiting = std::map<std::pair<double, std::uint64_t>, Task>;
 
     struct TimerState {
         double due;
@@ -102,7 +113,7 @@ private:
         tasks_.emplace(std::pair(due, sequence_++), std::move(task));
     }
 
-    std::optional<std::pair<Tasks::key_type, Task>> takeDueBy(double end) {
+    std::optional<std::pair<Waiting::key_type, Task>> takeDueBy(double end) {
         const std::lock_guard lock(mutex_);
         if (tasks_.empty() || tasks_.begin()->first.first > end)
             return std::nullopt;
@@ -120,7 +131,7 @@ private:
         const auto onFire = state->onFire; // the handler may invalidate its timer
         if (!state->repeats)
             state->onFire = nullptr;
-        onFire();
+        run(onFire);
         if (!state->onFire)
             return;
         do
@@ -132,7 +143,7 @@ private:
     double& now_;
     const std::thread::id owner_ = std::this_thread::get_id();
     mutable std::mutex mutex_; ///< Guards `tasks_` and `sequence_`.
-    Tasks tasks_;
+    Waiting tasks_;
     std::uint64_t sequence_ = 0;
     int liveTimers_ = 0;
     bool isStopped_ = false;

@@ -50,6 +50,7 @@ LoopTime& LoopTime::real() {
 class EventLoop::LoopTimer : public Timer {
 public:
     explicit LoopTimer(std::shared_ptr<TimerState> state) : state_(std::move(state)) {}
+    const std::shared_ptr<TimerState>& state() const { return state_; }
     ~LoopTimer() override { state_->onFire = nullptr; }
     void invalidate() override { state_->onFire = nullptr; }
 
@@ -81,23 +82,31 @@ EventLoop::EventLoop(LoopTime& time)
 
 EventLoop::~EventLoop() = default;
 
-void EventLoop::post(Task task) {
+void EventLoop::postMade(Tasks tasks) noexcept {
     {
         const std::lock_guard lock(mutex_);
-        posted_.push_back(std::move(task));
+        posted_.splice(posted_.end(), tasks);
     }
     wakeUp();
 }
 
 void EventLoop::postAfter(double seconds, Task task) {
     const auto due = time_.now() + clamped(seconds);
-    post([this, due, task = std::move(task)]() mutable { addTimer({due, {}, false, false, std::move(task)}); });
+    // Made here, where a failure is the caller's, and only moved on the loop's thread.
+    const auto made = std::make_shared<Timers>();
+    made->emplace(due, std::make_shared<TimerState>(
+                           TimerState{due, {}, false, false, std::make_shared<const Task>(std::move(task))}));
+    post([this, made] { timers_.merge(*made); });
 }
 
 std::unique_ptr<Timer> EventLoop::scheduleTimer(double interval, bool repeats, Task onFire) {
     // A repeating timer of no length would never let anything else run.
     const auto period = std::max(clamped(interval), Clock::duration(std::chrono::microseconds(100)));
-    return std::make_unique<LoopTimer>(addTimer({time_.now() + period, period, repeats, !repeats, std::move(onFire)}));
+    const auto due = time_.now() + period;
+    auto timer = std::make_unique<LoopTimer>(std::make_shared<TimerState>(
+        TimerState{due, period, repeats, !repeats, std::make_shared<const Task>(std::move(onFire))}));
+    timers_.emplace(due, timer->state());
+    return timer;
 }
 
 std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness readiness, Task onReady) {
@@ -192,7 +201,7 @@ int EventLoop::timeoutMilliseconds() {
 }
 
 void EventLoop::runPosted() {
-    std::vector<Task> tasks;
+    Tasks tasks;
     {
         const std::lock_guard lock(mutex_);
         tasks.swap(posted_);
@@ -217,33 +226,28 @@ void EventLoop::fireDueTimers(Clock::time_point now, bool all) {
         next = std::find_if(timers_.begin(), timers_.end(), isNext);
         if (next == timers_.end())
             return;
-        fire(timers_.extract(next).mapped());
+        fire(timers_.extract(next));
         serveUrgentDescriptors();
     }
 }
 
-void EventLoop::fire(const std::shared_ptr<TimerState>& timer) {
+/// A timer that repeats goes back in the same entry, which needs no memory.
+void EventLoop::fire(Timers::node_type entry) {
+    const auto timer = entry.mapped();
     if (!timer->onFire)
         return;
     const auto onFire = timer->onFire; // the handler may invalidate its timer
     if (!timer->repeats)
         timer->onFire = nullptr;
-    contain("a timer's handler", onFire);
+    contain("a timer's handler", *onFire);
     if (!timer->onFire)
         return;
     const auto now = time_.now();
     do
         timer->due += timer->interval;
     while (timer->due <= now);
-    arm(timer);
-}
-
-void EventLoop::arm(const std::shared_ptr<TimerState>& timer) { timers_.emplace(timer->due, timer); }
-
-std::shared_ptr<EventLoop::TimerState> EventLoop::addTimer(TimerState state) {
-    auto timer = std::make_shared<TimerState>(std::move(state));
-    arm(timer);
-    return timer;
+    entry.key() = timer->due;
+    timers_.insert(std::move(entry));
 }
 
 void EventLoop::serveUrgentDescriptors() {

@@ -50,7 +50,8 @@ public:
 /// task and every handler of a descriptor: they wait for the one that is running, but not for those queued behind it. A
 /// one-shot timer ends the wait for something, so the tasks that were posted before it was due come first.
 ///
-/// What a task or a handler throws is reported to the system's log, and the loop goes on.
+/// What a task or a handler throws is reported to the system's log, and the loop goes on. What has been posted,
+/// scheduled or watched is run without an allocation.
 ///
 /// The loop belongs to the thread that made it, and from `run()` on to the one that runs it. `post`, `postAfter` and
 /// `stop` may be called from any thread.
@@ -62,7 +63,7 @@ public:
     explicit EventLoop(LoopTime& time = LoopTime::real());
     ~EventLoop() override;
 
-    void post(Task task) override;
+    void postMade(Tasks tasks) noexcept override;
     void postAfter(double seconds, Task task) override;
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
     bool isCurrent() const override { return owner_ == std::this_thread::get_id(); }
@@ -85,9 +86,10 @@ private:
         Clock::time_point due;
         Clock::duration interval;
         bool repeats;
-        bool waitsForTasks; ///< For those that were posted before it was due.
-        Task onFire;        ///< Empty once invalidated or spent.
+        bool waitsForTasks;                 ///< For those that were posted before it was due.
+        std::shared_ptr<const Task> onFire; ///< Null once invalidated or spent.
     };
+    using Timers = std::multimap<Clock::time_point, std::shared_ptr<TimerState>>;
     /// What is wanted of one descriptor.
     struct Interest {
         int descriptor;
@@ -105,8 +107,7 @@ private:
     void wakeUp();
     int timeoutMilliseconds();
     void runPosted();
-    void fire(const std::shared_ptr<TimerState>& timer);
-    void arm(const std::shared_ptr<TimerState>& timer);
+    void fire(Timers::node_type entry);
     Interests::iterator interestIn(int descriptor);
     bool tellKernel(int operation, const Interests::value_type& interest);
     void unwatch(std::uint64_t interestID, Readiness readiness);
@@ -115,7 +116,6 @@ private:
     void serveUrgentDescriptors();
     void dispatch(std::uint64_t interestID, Readiness readiness);
     void callHandler(std::uint64_t interestID, Readiness readiness);
-    std::shared_ptr<TimerState> addTimer(TimerState state);
 
     LoopTime& time_;
     FileDescriptor epoll_;
@@ -123,11 +123,11 @@ private:
     std::atomic<std::thread::id> owner_;
 
     std::mutex mutex_; ///< Guards `posted_`.
-    std::vector<Task> posted_;
+    Tasks posted_;
 
     // The loop's thread only.
     bool isStopped_ = false;
-    std::multimap<Clock::time_point, std::shared_ptr<TimerState>> timers_;
+    Timers timers_;
     Interests interests_;               ///< By a number that is never reused, so that a stale event finds none.
     std::vector<std::uint64_t> urgent_; ///< Those to be polled before everything else.
     std::uint64_t nextInterestID_ = 1;  ///< 0 is the wake-up descriptor's.
