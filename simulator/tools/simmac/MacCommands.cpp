@@ -3,32 +3,18 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 #include "platform/linux/hardware/SimulatedMacFolder.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/SignalfdSignals.h"
-#include "simulator/link/HardwareLink.h"
 #include "simulator/server/HardwareServer.h"
 
 namespace kelo::mac_commands {
 namespace {
 
 using namespace hardware_calls;
-
-/// Makes one call on the Mac that runs beside this program.
-template <typename Call>
-typename Call::Answer call(const Call& call) {
-    const SimulatedMacFolder folder;
-    const auto link = HardwareLink::connect(folder.descriptor());
-    if (!link)
-        throw CommandRefused("No simulated Mac is running here; \"simmac serve\" starts one.");
-    try {
-        return link->call(call);
-    } catch (const CallFailed& error) {
-        throw CommandRefused(error.what());
-    }
-}
 
 void printFans(const std::vector<FanState>& fans) {
     for (const auto& fan : fans)
@@ -41,15 +27,22 @@ void printFans(const std::vector<FanState>& fans) {
 
 } // namespace
 
+std::unique_ptr<HardwareLink> connect() {
+    auto link = HardwareLink::connect(SimulatedMacFolder().descriptor());
+    if (!link)
+        throw std::runtime_error("No simulated Mac is running here; \"simmac serve\" starts one.");
+    return link;
+}
+
 void serve(const std::string& profileName, double heatSpeed, double clockSpeed) {
     const auto profile = Profile::named(profileName);
     if (!profile)
-        throw CommandRefused("There is no profile \"" + profileName + "\".");
+        throw std::runtime_error("There is no profile \"" + profileName + "\".");
     const auto folder = SimulatedMacFolder::makeIfMissing();
     if (!folder.problem().empty())
-        throw CommandRefused("The simulated Mac has no place: " + folder.problem() + ".");
+        throw std::runtime_error("The simulated Mac has no place: " + folder.problem() + ".");
     if (HardwareLink::connect(folder.descriptor()))
-        throw CommandRefused("A simulated Mac is running here already.");
+        throw std::runtime_error("A simulated Mac is running here already.");
     EventLoop loop;
     SignalfdSignals signals(loop);
     const HardwareServer server(loop, folder.descriptor(), *profile, heatSpeed, clockSpeed);
@@ -74,38 +67,12 @@ void show(bool asJSON) {
                 state.asleep ? "asleep" : "awake", state.load * 100, state.powerClients, state.writes.size());
 }
 
-void setLid(const ClamshellProperty& state) { call(SetLid{state}); }
-
-void sleep(bool now) {
-    const auto report = call(Sleep{now});
+void sleep(const Sleep& asked) {
+    const auto report = call(asked);
     std::printf("asleep %.3f s after it was announced; %d client(s) acknowledged, %d did not\n", report.seconds,
                 report.acknowledged, report.missing);
     std::printf("when the last acknowledgement came:\n");
     printFans(report.fans);
 }
-
-void wake() { call(Wake{}); }
-
-void setLoad(double load) { call(SetLoad{load}); }
-
-void setKey(const std::string& key, std::optional<double> value) { call(SetKey{key, value}); }
-
-void interfere(int fan, std::optional<double> rpm) { call(Interfere{fan, rpm}); }
-
-void failExchange(int n) { call(FailExchange{n}); }
-
-void answerWith(const std::optional<std::string>& key, std::optional<SMCCommand> command, std::uint8_t result) {
-    call(AnswerWith{key, command, result});
-}
-
-void reportSize(const std::string& key, std::uint32_t size) { call(ReportSize{key, size}); }
-
-void reportType(const std::string& key, const std::string& type) { call(ReportType{key, type}); }
-
-void removeKey(const std::string& key) { call(RemoveKey{key}); }
-
-void answerSlowly(double seconds) { call(AnswerSlowly{seconds}); }
-
-void clearFaults() { call(ClearFaults{}); }
 
 } // namespace kelo::mac_commands

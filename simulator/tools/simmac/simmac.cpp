@@ -17,6 +17,8 @@
 namespace kelo {
 namespace {
 
+using namespace hardware_calls;
+
 struct Arguments {
     std::string profile = "laptop";
     double heatSpeed = 1;
@@ -103,31 +105,32 @@ void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
     lid->add_option("state", arguments.state, "open, close, or text for a property that is not a boolean")
         ->required()
         ->check(CLI::IsMember(lidStates));
-    lid->callback([&] { action = [&] { mac_commands::setLid(lidStates.at(arguments.state)); }; });
+    lid->callback([&] { action = [&] { mac_commands::call(SetLid{lidStates.at(arguments.state)}); }; });
 
     auto* sleep = app.add_subcommand("sleep", "Puts the Mac to sleep, waiting up to 30 s for each acknowledgement.");
     sleep->add_flag("--now", arguments.isNow, "Without asking first, as when the lid or the menu does it");
-    sleep->callback([&] { action = [&] { mac_commands::sleep(arguments.isNow); }; });
-    app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { mac_commands::wake(); }; });
+    sleep->callback([&] { action = [&] { mac_commands::sleep({arguments.isNow}); }; });
+    app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { mac_commands::call(Wake{}); }; });
 
     auto* load = app.add_subcommand("load", "Sets how hard the chip works.");
     load->add_option("load", arguments.load, "0 to 1")->required()->check(CLI::Range(0.0, 1.0));
-    load->callback([&] { action = [&] { mac_commands::setLoad(arguments.load); }; });
+    load->callback([&] { action = [&] { mac_commands::call(SetLoad{arguments.load}); }; });
 
     auto* set = app.add_subcommand("set", "Holds a key at a value.");
     set->add_option("key", arguments.key, "For example Tp09, the chip's temperature")->required()->check(isKey);
     set->add_option("value", arguments.value, "A number, or auto to release the key")
         ->required()
         ->check(isNumberOrAuto);
-    set->callback([&] { action = [&] { mac_commands::setKey(arguments.key, numberOrAuto(arguments.value)); }; });
+    set->callback([&] { action = [&] { mac_commands::call(SetKey{arguments.key, numberOrAuto(arguments.value)}); }; });
 
     auto* interferes = app.add_subcommand("interfere", "Changes a fan as another program might.");
     interferes->add_option("fan", arguments.fan, "Index of the fan")->required();
     interferes->add_option("speed", arguments.value, "A speed in RPM, or auto to hand the fan back to the system")
         ->required()
         ->check(isNumberOrAuto);
-    interferes->callback(
-        [&] { action = [&] { mac_commands::interfere(arguments.fan, numberOrAuto(arguments.value)); }; });
+    interferes->callback([&] {
+        action = [&] { mac_commands::call(Interfere{arguments.fan, numberOrAuto(arguments.value)}); };
+    });
 }
 
 void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
@@ -136,7 +139,7 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
 
     auto* fail = faults->add_subcommand("fail", "Makes the n-th exchange from now fail.");
     fail->add_option("n", arguments.n, "1 is the next")->required()->check(CLI::Range(1, 1'000'000));
-    fail->callback([&] { action = [&] { mac_commands::failExchange(arguments.n); }; });
+    fail->callback([&] { action = [&] { mac_commands::call(FailExchange{arguments.n}); }; });
 
     auto* answer =
         faults->add_subcommand("answer", "Answers exchanges with a result byte instead of carrying them out.");
@@ -147,32 +150,32 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
     answer->callback([&] {
         action = [&] {
             const auto& command = arguments.command;
-            mac_commands::answerWith(arguments.answeredKey,
-                                     command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
-                                     static_cast<std::uint8_t>(arguments.result));
+            mac_commands::call(AnswerWith{arguments.answeredKey,
+                                          command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
+                                          static_cast<std::uint8_t>(arguments.result)});
         };
     });
 
     auto* size = faults->add_subcommand("size", "Makes a key report another size than it has.");
     size->add_option("key", arguments.key)->required()->check(isKey);
     size->add_option("size", arguments.size)->required();
-    size->callback([&] { action = [&] { mac_commands::reportSize(arguments.key, arguments.size); }; });
+    size->callback([&] { action = [&] { mac_commands::call(ReportSize{arguments.key, arguments.size}); }; });
 
     auto* type = faults->add_subcommand("type", "Makes a key report another type than it has.");
     type->add_option("key", arguments.key)->required()->check(isKey);
     type->add_option("type", arguments.type)->required();
-    type->callback([&] { action = [&] { mac_commands::reportType(arguments.key, arguments.type); }; });
+    type->callback([&] { action = [&] { mac_commands::call(ReportType{arguments.key, arguments.type}); }; });
 
     auto* remove = faults->add_subcommand("remove", "Removes a key for good.");
     remove->add_option("key", arguments.key)->required()->check(isKey);
-    remove->callback([&] { action = [&] { mac_commands::removeKey(arguments.key); }; });
+    remove->callback([&] { action = [&] { mac_commands::call(RemoveKey{arguments.key}); }; });
 
     auto* slow = faults->add_subcommand("slow", "Delays the answer to every exchange.");
     slow->add_option("seconds", arguments.seconds)->required()->check(CLI::Range(0.0, 60.0));
-    slow->callback([&] { action = [&] { mac_commands::answerSlowly(arguments.seconds); }; });
+    slow->callback([&] { action = [&] { mac_commands::call(AnswerSlowly{arguments.seconds}); }; });
 
     faults->add_subcommand("clear", "Ends every fault, but does not bring back removed keys.")->callback([&] {
-        action = [] { mac_commands::clearFaults(); };
+        action = [] { mac_commands::call(ClearFaults{}); };
     });
 }
 
