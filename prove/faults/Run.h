@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "prove/daemon/Daemon.h"
-#include "prove/faults/FailingMemory.h"
+#include "tests/support/FailingMemory.h"
 
 namespace kelo {
 

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -27,7 +28,8 @@ constexpr double lookInterval = 10; // seconds, where the kernel sends no events
 class InotifySource : public FileEventSource {
 public:
     InotifySource(EventLoop& loop, Urgency urgency, FileDescriptor inotify, std::function<void()> onEvent)
-        : loop_(loop), inotify_(std::move(inotify)), onEvent_(std::move(onEvent)), watch_(watch(urgency)) {}
+        : loop_(loop), inotify_(std::move(inotify)),
+          onEvent_(std::make_shared<const std::function<void()>>(std::move(onEvent))), watch_(watch(urgency)) {}
 
     void cancel() override {
         watch_.reset();
@@ -53,15 +55,18 @@ private:
 
     void look(std::size_t number) {
         nextLook_.reset();
-        if (number < pauses.size())
-            nextLook_ = loop_.scheduleTimer(pauses[number], false, [this, number] { look(number + 1); });
         const auto onEvent = onEvent_; // it may cancel or destroy the source
-        onEvent();
+        try {
+            if (number < pauses.size())
+                nextLook_ = loop_.scheduleTimer(pauses[number], false, [this, number] { look(number + 1); });
+        } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): this look is still made
+        }
+        (*onEvent)();
     }
 
     EventLoop& loop_;
     FileDescriptor inotify_;
-    std::function<void()> onEvent_;
+    const std::shared_ptr<const std::function<void()>> onEvent_; ///< Shared: copying it allocates nothing.
     std::unique_ptr<DescriptorWatch> watch_;
     std::unique_ptr<Timer> nextLook_;
 };

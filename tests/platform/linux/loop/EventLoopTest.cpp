@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <stdexcept>
 #include <system_error>
@@ -13,6 +14,8 @@
 #include <vector>
 
 #include "platform/linux/loop/SignalfdSignals.h"
+#include "tests/support/CodeOf.h"
+#include "tests/support/FailingMemory.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/VirtualLoopTime.h"
 
@@ -59,6 +62,35 @@ TEST_F(EventLoopTest, TasksRunInTheirOrderAndThoseBeforeTheStopAllRun) {
     loop.stop();
     loop.run();
     EXPECT_THAT(trace, ElementsAre(0, 1, 2, 3, 4));
+}
+
+TEST_F(EventLoopTest, RunsWhatItWasGivenThoughNoMemoryIsLeft) {
+    const std::array<int, 16> large{}; // copying a handler that captures this allocates
+    std::array<int, 4> runs{};
+    SignalfdSignals signals(loop);
+    const auto signal = signals.deliver(SIGUSR1, [&runs, large] { runs[0] += 1 + large[0]; });
+    const auto watch = loop.watch(near.get(), EventLoop::Readiness::readable, [this, &runs, large] {
+        read(near);
+        runs[1] += 1 + large[0];
+    });
+    const auto timer = loop.scheduleTimer(0.01, true, [&runs, large] { runs[2] += 1 + large[0]; });
+    MainQueue::Tasks made;
+    made.emplace_back([&runs, large] { runs[3] += 1 + large[0]; });
+    loop.postAfter(0.2, [this] {
+        const CodeOf test(CodeOf::Owner::test);
+        loop.stop();
+    });
+    write(far);
+    raise(SIGUSR1);
+    {
+        const CodeOf product(CodeOf::Owner::daemon);
+        FailingMemory::beginCounting();
+        FailingMemory::inject({0, true});
+        loop.postMade(std::move(made));
+        loop.run();
+        EXPECT_EQ(FailingMemory::endCounting(), 0);
+    }
+    EXPECT_THAT(runs, ElementsAre(1, 1, ::testing::Gt(1), 1));
 }
 
 TEST_F(EventLoopTest, TasksFromOtherThreadsRunOnTheLoopsThread) {

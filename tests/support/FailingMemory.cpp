@@ -1,4 +1,4 @@
-#include "prove/faults/FailingMemory.h"
+#include "tests/support/FailingMemory.h"
 
 #include <cstdlib>
 #include <new>
