@@ -1,0 +1,17 @@
+// swift-tools-version: 5.9
+// A client of the helper in Swift: a library with everything that an app needs, and a program that shows its use.
+//
+// NOT COMPILED by this project's tests, which run where there is no Swift compiler for a Mac.
+
+import PackageDescription
+
+let package = Package(
+    name: "KeloClient",
+    platforms: [.macOS(.v14)],
+    products: [.library(name: "KeloProtocol", targets: ["KeloProtocol"])],
+    targets: [
+        // The name of this module is part of the run-time name of the protocol.
+        .target(name: "KeloProtocol"),
+        .executableTarget(name: "kelo-sample", dependencies: ["KeloProtocol"]),
+    ]
+)

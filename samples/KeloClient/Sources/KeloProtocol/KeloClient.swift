@@ -1,0 +1,82 @@
+import Foundation
+
+/// A connection to the helper that keeps a hold: asks for it again after an interruption, and has an older helper stand
+/// down first. Any thread.
+public final class KeloClient: @unchecked Sendable {
+    public enum Failure: Error, Sendable {
+        /// The helper's text, for the owner of the Mac.
+        case refused(String)
+        /// The connection failed; the next request tries again.
+        case unreachable(String)
+        /// The helper has this higher interface version: update the app.
+        case appIsOlder(Int)
+    }
+
+    private struct Hold {
+        let fraction: Double
+        let handsBackOnLidClose: Bool
+    }
+
+    private let connection: NSXPCConnection
+    private let queue = DispatchQueue(label: "app.kelo.client") // guards what follows
+    private var wanted: Hold?
+    private let report: @Sendable (Failure) -> Void
+
+    /// `report` is called for each failure, on a queue of the connection.
+    public init(team: String, report: @escaping @Sendable (Failure) -> Void) {
+        self.report = report
+        connection = NSXPCConnection(machServiceName: KeloHelper.machServiceName, options: .privileged)
+        connection.remoteObjectInterface = NSXPCInterface(with: KeloHelperProtocol.self)
+        connection.setCodeSigningRequirement(KeloHelper.requirement(team: team))
+        // The helper has gone: after a crash the fans stay as they were until somebody asks again.
+        connection.interruptionHandler = { @Sendable [weak self] in self?.askAgain() }
+        connection.resume()
+    }
+
+    deinit { connection.invalidate() }
+
+    /// Asks for the version first. An older helper hands the fans back and leaves; the next request starts the new one.
+    public func start(then next: @escaping @Sendable () -> Void) {
+        helper?.helperVersion { [weak self] version in
+            if version > KeloHelper.interfaceVersion {
+                self?.report(.appIsOlder(version))
+            } else if version < KeloHelper.interfaceVersion {
+                self?.helper?.standDown { next() }
+            } else {
+                next()
+            }
+        }
+    }
+
+    public func fetchSnapshot(reply: @escaping @Sendable (FanSnapshot?) -> Void) {
+        helper?.fetchSnapshot { json in
+            reply(json.flatMap { try? JSONDecoder().decode(FanSnapshot.self, from: $0) })
+        }
+    }
+
+    public func hold(fraction: Double, handsBackOnLidClose: Bool) {
+        queue.sync { wanted = Hold(fraction: fraction, handsBackOnLidClose: handsBackOnLidClose) }
+        askAgain()
+    }
+
+    /// Replies whether every fan is automatic then: the helper reports no refusal of the controller.
+    public func handBack(reply: @escaping @Sendable (Bool) -> Void) {
+        queue.sync { wanted = nil }
+        helper?.handBack { [weak self] _ in
+            self?.fetchSnapshot { reply($0.map { !$0.underKeloControl } ?? false) }
+        }
+    }
+
+    private func askAgain() {
+        guard let hold = queue.sync(execute: { wanted }) else { return }
+        helper?.hold(fraction: hold.fraction, handsBackOnLidClose: hold.handsBackOnLidClose) { [weak self] error in
+            if let error { self?.report(.refused(error)) }
+        }
+    }
+
+    private var helper: KeloHelperProtocol? {
+        connection.remoteObjectProxyWithErrorHandler { @Sendable [report] error in
+            report(.unreachable(error.localizedDescription))
+        } as? KeloHelperProtocol
+    }
+}
