@@ -117,6 +117,7 @@ void Rehearsal::heat() {
     const bool isAdding = watchForLog("[NOTICE] service: hold: addingAir", 25);
     const bool isFaster = watchUntil([](const auto& mac) { return isFirstFanAbove(mac, askedFraction + 0.02); }, 6);
     promise("a hot chip gets more air than was asked for", isAdding && isFaster);
+    watchFor(10); // the fans, not the rest, end the rise
     begin("The chip rests.", "rest");
     installation_.simmac({"load", "0"});
     promise("the added air goes away slowly, down to what was asked for",
