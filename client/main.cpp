@@ -11,8 +11,8 @@
 #include "client/ExitStatus.h"
 #include "client/Readings.h"
 #include "client/commandline/CommandLine.h"
-#include "client/doctor/SpawnedCommand.h"
 #include "client/terminal/PosixTerminal.h"
+#include "client/terminal/SpawnedCommand.h"
 
 namespace kelo {
 namespace {

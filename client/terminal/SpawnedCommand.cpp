@@ -1,4 +1,4 @@
-#include "client/doctor/SpawnedCommand.h"
+#include "client/terminal/SpawnedCommand.h"
 
 #include <fcntl.h>
 #include <sys/time.h>
