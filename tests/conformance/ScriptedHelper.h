@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "helper/Listener.h"
+#include "protocol/KeloHelper.h"
 #include "protocol/KeloHelperProtocol.h"
 
 namespace kelo {
@@ -22,7 +23,7 @@ public:
     // Set before a request comes.
     std::optional<Data> snapshot;
     std::optional<std::string> error;
-    std::int64_t version = 6;
+    std::int64_t version = KeloHelper::interfaceVersion;
     /// What is done with a reply: calls it, calls it later, or lets it go.
     std::function<void(std::function<void()> reply)> answer = [](const std::function<void()>& reply) { reply(); };
 

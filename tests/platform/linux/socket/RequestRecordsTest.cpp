@@ -74,7 +74,7 @@ TEST(RequestRecords, RefusesWhatNoClientShouldSend) {
         {"short", ByteVector(hold.begin(), hold.end() - 1)},
         {"long", ByteVector(requestSize + 1)},
         {"request 0", with(8, 0, version)},
-        {"request 6", with(8, 6, version)},
+        {"a request after the last", with(8, std::variant_size_v<requests::Any> + 1, version)},
         {"request 260", with(9, 1, version)},
         {"a flag of 2", with(12, 2, hold)},
         {"a flag of 257", with(13, 1, hold)},
