@@ -17,7 +17,7 @@ namespace kelo {
 /// the same names on the wire as here. What the helper exchanges with the Mac is in `mac_wire`.
 namespace hardware_calls {
 
-// --- what the Mac says
+// --- the answers
 
 struct Done {
     static constexpr auto name = "done";
@@ -31,7 +31,7 @@ struct Refused {
 
 struct FanState {
     int index = 0;
-    std::optional<double> currentRPM; ///< None of these without its key.
+    std::optional<double> currentRPM; ///< Each is nullopt if its key is missing.
     std::optional<double> minRPM;
     std::optional<double> maxRPM;
     std::optional<double> targetRPM;
@@ -67,7 +67,7 @@ struct SleepReport {
 
 using AnyAnswer = std::variant<Done, Refused, MacState, SleepReport>;
 
-// --- what drives the Mac
+// --- the calls
 
 struct Show {
     using Answer = MacState;
@@ -98,7 +98,7 @@ struct SetLoad {
     double load = 0; ///< 0...1.
 };
 
-/// Holds a key at a value; none lets it go again.
+/// Holds a key at a value; nullopt releases it.
 struct SetKey {
     using Answer = Done;
     static constexpr auto name = "setKey";
@@ -106,7 +106,7 @@ struct SetKey {
     std::optional<double> value;
 };
 
-/// Takes a fan to a speed; none gives it back to the system.
+/// Takes a fan to a speed; nullopt hands it back to the system.
 struct Interfere {
     using Answer = Done;
     static constexpr auto name = "interfere";
@@ -123,7 +123,7 @@ struct FailExchange {
     int n = 1;
 };
 
-/// Exchanges, on `key` and of `command` if given, are answered with `result` instead of being done.
+/// Exchanges, on `key` and of `command` if given, are answered with `result` instead of being carried out.
 struct AnswerWith {
     using Answer = Done;
     static constexpr auto name = "answerWith";
@@ -143,7 +143,7 @@ struct ReportType {
     using Answer = Done;
     static constexpr auto name = "reportType";
     std::string key;
-    std::string type; ///< Filled up with blanks to four characters.
+    std::string type; ///< Padded with blanks to four characters.
 };
 
 /// For good.

@@ -24,7 +24,7 @@ public:
     /// clause that says why, for an invalid key.
     void perform(const hardware_calls::AnyCall& call, const Reply& reply);
 
-    /// An exchange with the controller. None when it fails at the platform's level.
+    /// An exchange with the controller. nullopt when it fails at the platform's level.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request) { return mac_.exchange(request, true); }
     /// Seconds by which the caller has to answer each exchange late.
     double exchangeDelay() const { return exchangeDelay_; }

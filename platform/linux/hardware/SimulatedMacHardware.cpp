@@ -77,7 +77,7 @@ std::optional<std::size_t> SimulatedMacHardware::attempt(std::span<const std::ui
     unix_socket::send(socket_.get(), question); // a Mac that has gone is noticed when the answer is received
     const auto received = unix_socket::receive(socket_.get(), answer);
     if (std::holds_alternative<unix_socket::WouldBlock>(received)) {
-        // Not prolonged by the calls that follow, so that a Mac that is only slow is heard again in the end.
+        // Not prolonged by the calls that follow, so that a Mac that is only slow is used again in the end.
         if (!isTreatedAsHung())
             hungUntil_ = std::chrono::steady_clock::now() + timeouts_.memory;
         return std::nullopt;

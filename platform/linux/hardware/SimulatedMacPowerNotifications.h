@@ -7,8 +7,8 @@ namespace kelo {
 
 class EventLoop;
 
-/// The root power domain of the simulated Mac. Each registration is a connection of its own, which is made anew when
-/// the Mac hung up, and later when it cannot be had at once.
+/// The root power domain of the simulated Mac. Each registration is a separate connection. It is remade after the Mac
+/// hung up, and retried while it fails.
 class SimulatedMacPowerNotifications : public PowerNotifications {
 public:
     /// `folder` is an open descriptor; both are borrowed.

@@ -82,11 +82,11 @@ void expectRoundTrips(const WireForms<Any>& forms, Any (*decode)(std::span<const
     EXPECT_EQ(seen.size(), std::variant_size_v<Any>) << "one is missing in the list";
 }
 
-TEST(HardwareCallsTest, EveryCallArrivesAsItWasMade) { expectRoundTrips(calls(), decodeCall); }
+TEST(HardwareCallsTest, DecodesEveryCallAsItWasEncoded) { expectRoundTrips(calls(), decodeCall); }
 
-TEST(HardwareCallsTest, EveryAnswerArrivesAsItWasGiven) { expectRoundTrips(answers(), decodeAnswer); }
+TEST(HardwareCallsTest, DecodesEveryAnswerAsItWasEncoded) { expectRoundTrips(answers(), decodeAnswer); }
 
-TEST(HardwareCallsTest, WhatIsNoTemperatureArrivesToo) {
+TEST(HardwareCallsTest, CarriesEveryDouble) {
     for (const double value : {std::numeric_limits<double>::infinity(), -0.0, 0.1, 1e300}) {
         const auto call = decodeCall(encode(AnyCall(SetKey{"Tp09", value})));
         EXPECT_EQ(std::get<SetKey>(call).value, value);
@@ -104,7 +104,7 @@ std::string errorOf(const Bytes& bytes) {
     }
 }
 
-TEST(HardwareCallsTest, WhatIsNotOneNameWithItsMembersIsNoCall) {
+TEST(HardwareCallsTest, RejectsAnythingButOneNameWithItsMembers) {
     const std::string error = "that is not one name with its members";
     EXPECT_EQ(errorOf({}), error);
     EXPECT_EQ(errorOf({0xFF, 0x00, 0x17}), error);
@@ -113,13 +113,13 @@ TEST(HardwareCallsTest, WhatIsNotOneNameWithItsMembersIsNoCall) {
     EXPECT_EQ(errorOf(Message::to_cbor({{"show", Message::object()}, {"wake", Message::object()}})), error);
 }
 
-TEST(HardwareCallsTest, AnUnknownNameIsNoCallAndAnAnswerIsNone) {
+TEST(HardwareCallsTest, RejectsAnUnknownNameAndAnAnswer) {
     const std::string error = "there is nothing of that name";
     EXPECT_EQ(errorOf(Message::to_cbor({{"explode", Message::object()}})), error);
     EXPECT_EQ(errorOf(encode(AnyAnswer(Done{}))), error);
 }
 
-TEST(HardwareCallsTest, AMemberMustBeThereBeKnownAndHoldWhatItsTypeHolds) {
+TEST(HardwareCallsTest, RejectsMissingAndUnknownMembersAndWrongTypes) {
     const std::pair<std::string, Message> hostile[] = {
         {"show", nullptr},
         {"show", 5},
@@ -146,7 +146,7 @@ TEST(HardwareCallsTest, AMemberMustBeThereBeKnownAndHoldWhatItsTypeHolds) {
             << members;
 }
 
-TEST(HardwareCallsTest, TheStateIsShownUnderTheNamesOfItsMembers) {
+TEST(HardwareCallsTest, PrintsTheStateWithItsMemberNames) {
     MacState state;
     state.fans = {{0, 1200.0, {}, {}, {}, false}};
     state.temperatures = {{"Tp09", 45.5}};

@@ -30,7 +30,7 @@ protected:
     std::vector<AnyAnswer> replies;
 };
 
-TEST_F(CallHandlersTest, ExchangesAreToBeAnsweredAtOnceUnlessAnswersAreSlow) {
+TEST_F(CallHandlersTest, DelaysExchangesOnlyWhileAskedTo) {
     EXPECT_EQ(handlers.exchangeDelay(), 0);
     EXPECT_TRUE(isDone(AnswerSlowly{0.5}));
     EXPECT_EQ(handlers.exchangeDelay(), 0.5);
@@ -38,7 +38,7 @@ TEST_F(CallHandlersTest, ExchangesAreToBeAnsweredAtOnceUnlessAnswersAreSlow) {
     EXPECT_EQ(handlers.exchangeDelay(), 0);
 }
 
-TEST_F(CallHandlersTest, SleepIsAnsweredOnceItHasBeenAllowed) {
+TEST_F(CallHandlersTest, AnswersSleepOnceItIsAllowed) {
     std::int64_t notificationID = 0;
     const int client = handlers.power().addClient([&](auto, std::int64_t id) { notificationID = id; });
     EXPECT_FALSE(perform(Sleep{.now = true}).has_value());
@@ -54,7 +54,7 @@ TEST_F(CallHandlersTest, SleepIsAnsweredOnceItHasBeenAllowed) {
     EXPECT_EQ(refusal(Sleep{}), "The Mac is asleep, or about to be.");
 }
 
-TEST_F(CallHandlersTest, WhatTheMacDoesNotHaveIsRefused) {
+TEST_F(CallHandlersTest, RefusesWhatTheMacDoesNotHave) {
     EXPECT_EQ(refusal(Interfere{-1, 1000}), "This Mac has no such fan.");
     EXPECT_EQ(refusal(Interfere{2, 1000}), "This Mac has no such fan.");
     EXPECT_EQ(refusal(Wake{}), "The Mac is awake.");
@@ -62,12 +62,12 @@ TEST_F(CallHandlersTest, WhatTheMacDoesNotHaveIsRefused) {
     EXPECT_EQ(refusal(SetLid{true}), "This Mac has no lid.");
 }
 
-TEST_F(CallHandlersTest, AKeyThatCannotBeIsToldInAClause) {
+TEST_F(CallHandlersTest, ThrowsForAnInvalidKey) {
     EXPECT_THROW(perform(SetKey{"Temperature", 1}), std::invalid_argument);
     EXPECT_THROW(perform(ReportSize{"", 1}), std::invalid_argument);
 }
 
-TEST_F(CallHandlersTest, WhatDrivesTheMacShowsInItsState) {
+TEST_F(CallHandlersTest, ShowsEachChangeInTheState) {
     EXPECT_TRUE(isDone(SetKey{"Tp09", 96}));
     EXPECT_TRUE(isDone(SetLid{true}));
     EXPECT_TRUE(isDone(SetLoad{0.5}));
@@ -86,7 +86,7 @@ TEST_F(CallHandlersTest, WhatDrivesTheMacShowsInItsState) {
     EXPECT_FALSE(state().fans.at(0).isManual);
 }
 
-TEST_F(CallHandlersTest, WritesThatWereCarriedOutAreShownWithTheirTimeAndOthersAreNot) {
+TEST_F(CallHandlersTest, ShowsOnlyWritesThatWereCarriedOut) {
     SMCKeyData write{};
     write.key = smcCode("F0Md");
     write.data8 = static_cast<std::uint8_t>(SMCCommand::writeBytes);
