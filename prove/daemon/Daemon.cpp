@@ -120,10 +120,10 @@ void Daemon::standDown(int client) {
     ask(client, requests::StandDown{}, "standDown", [](requests::Nothing) { return "done"; });
 }
 
-template <typename Request, typename TextOf>
-void Daemon::ask(int client, Request made, const char* name, TextOf textOf) {
+template <typename Asked, typename TextOf>
+void Daemon::ask(int client, Asked asked, const char* name, TextOf textOf) {
     const auto request = addRequest(name);
-    requests::AnyCall call = requests::Call{made, [=, this](const auto& answer) {
+    requests::AnyCall call = requests::Call{asked, [=, this](const auto& answer) {
                                                 const CodeOf test(CodeOf::Owner::test);
                                                 reply(request, textOf(answer));
                                             }};

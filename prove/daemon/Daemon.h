@@ -110,8 +110,8 @@ private:
     };
 
     void record(const std::string& event);
-    template <typename Request, typename TextOf>
-    void ask(int client, Request made, const char* name, TextOf textOf);
+    template <typename Asked, typename TextOf>
+    void ask(int client, Asked asked, const char* name, TextOf textOf);
     std::size_t addRequest(const char* name);
     void reply(std::size_t request, const std::string& text);
     void exit(const std::string& step);
