@@ -34,7 +34,7 @@ Descriptor start(std::packaged_task<void()> work) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
-    const auto done = owned(ends[0]);
+    auto done = owned(ends[0]);
     // Signals are for the main thread, whose waits they end.
     sigset_t all;
     sigset_t before;

@@ -14,7 +14,7 @@ std::string firstLine(const std::string& text) { return text.substr(0, text.find
 /// The helper's executable. launchd knows the path of an installed one, and only the place within the app of one that
 /// an app has registered; that is found through its process. Empty when it is unknown.
 std::string programOf(const RunCommand& run, const std::string& job) {
-    if (const auto program = valueOf(job, "program = "); !program.empty())
+    if (auto program = valueOf(job, "program = "); !program.empty())
         return program;
     if (valueOf(job, "program identifier = ").empty())
         return helperPath;
