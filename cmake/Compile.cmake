@@ -14,8 +14,7 @@ endif()
 # No fused multiply-add: speeds and fractions come out the same on every processor and with every compiler.
 set(kelo_arithmetic -ffp-contract=off)
 
-# Files are named as the repository names them, in debug information and in what a test says: the same bytes come out
-# wherever it is built.
+# Files are named as in the repository, in debug information and test output, so that builds are reproducible.
 file(RELATIVE_PATH from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
 set(kelo_names -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${from_build}=)
@@ -39,7 +38,7 @@ if(KELO_SHIP)
   endif()
 endif()
 
-# Most of the time that a test program takes to build is the linker's. Link-time optimisation keeps the compiler's own.
+# Linking takes most of a test program's build time. Builds with link-time optimisation keep the default linker.
 find_program(KELO_LLD ld.lld)
 if(KELO_LLD AND NOT KELO_SHIP AND NOT APPLE)
   add_link_options(-fuse-ld=lld)

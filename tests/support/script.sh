@@ -8,15 +8,17 @@ trap 'rm -rf "$folder"' EXIT
 # What failure prints of the files that a script keeps.
 shown=("$folder/out" "$folder/err" "$folder/calls")
 
-# complain TEXT...: prints it with the line of the script, not of a function in it.
-complain() { printf '%s:%d: %s\n' "${0#"$PWD"/}" "${BASH_LINENO[${#BASH_LINENO[@]} - 2]}" "$*"; }
+# report_line TEXT...: prints it with the line of the script, not of a function in it.
+script=${0#"$PWD"/}
+report_line() { printf '%s:%d: %s\n' "$script" "${BASH_LINENO[${#BASH_LINENO[@]} - 2]}" "$*"; }
 
 # failure TEXT...: ends the test.
 failure() {
-  complain "$@"
+  trap - ERR
+  report_line "$@"
   cat "${shown[@]}" 2>/dev/null
   exit 1
 }
 
 # A command that fails where nothing expects it.
-trap 'complain "failed: $BASH_COMMAND" >&2' ERR
+trap 'report_line "failed: $BASH_COMMAND" >&2' ERR

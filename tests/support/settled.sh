@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs a test whose outcome depends on nothing but files, unless it has passed with the very same ones.
 #
-# usage: settled.sh FILE COMMAND...: the file that remembers with what it has passed
+# usage: settled.sh FILE COMMAND...: the file that stores the hash of the last passing run
 # Every file of the checkout counts, and each word of the command that names one. With KELO_EVERY_TEST set, and where
 # there is no checkout, the test always runs. Run from the top of the repository.
 set -euo pipefail

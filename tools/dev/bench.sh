@@ -6,7 +6,7 @@ bench_programs=(bench_chart bench_client bench_empty bench_in_memory bench_many_
 
 command_bench() {
   require_linux
-  ensure_packages bench macos
+  ensure_packages build bench
   case " $* " in *" peers "*) install_debian_packages thinkfan fancontrol ;; esac
   # shellcheck disable=SC2154 # they are in stage.sh
   build bench "${stage_programs[@]}" "${bench_programs[@]}"
@@ -44,6 +44,7 @@ compare_shipping() {
 # The helper for both processors of a Mac, as far as it can be built here: small, but without what a linker of Apple's
 # leaves out.
 mac_sizes() {
+  ensure_packages macos
   local folder=build/bench-macos processor tools
   tools=$(dirname "$(readlink -f "$(command -v clang++)")") # the compiler's own version
   if ! mac_helper "$folder" >"$folder.log" 2>&1; then

@@ -12,7 +12,7 @@ command_format() {
 
 command_lint() {
   [ $# -eq 0 ] || usage "lint takes no arguments"
-  ensure_packages test lint
+  ensure_packages build test lint
   say "clang-format"
   source_files | xargs "$(clang_tool clang-format)" --dry-run -Werror
   say "shellcheck"
@@ -57,20 +57,23 @@ shell_files() {
 tidy() {
   CLANG_TIDY=$(clang_tool clang-tidy)
   export CLANG_TIDY
-  tidy_sources | xargs -P "$(jobs_count)" -n 1 bash -c 'tidy_source "$@"' tidy_source || fail "clang-tidy found something"
+  local sources
+  sources=$(tidy_sources)
+  xargs -P "$(jobs_count)" -n 1 bash -c 'tidy_source "$@"' tidy_source <<<"$sources" \
+    || fail "clang-tidy found something"
 }
 
 tidy_sources() {
-  sed -n 's/^ *"file": "\(.*\.\(cpp\|cxx\)\)",*$/\1/p' build/lint/compile_commands.json \
+  sed -nE 's/^ *"file": "(.*\.(cpp|cxx))",?$/\1/p' build/lint/compile_commands.json \
     | grep -vE "^$PWD/(build/lint/)?tests/" | sort -u
 }
 
 # tidy_source FILE: silent unless it fails. Joined sources may not compile where each alone does, as with two functions
 # of one name; then each is looked at alone.
 tidy_source() {
-  local output parts=()
+  local output part parts=()
   output=$("$CLANG_TIDY" -p build/lint --quiet --checks=-bugprone-suspicious-include "$1" 2>&1) && return
-  case $1 in */Unity/*) mapfile -t parts < <(sed -n 's/^#include "\(.*\)"$/\1/p' "$1") ;; esac
+  while IFS= read -r part; do parts+=("$part"); done < <(sed -n '\|^#include "/|s/^#include "\(.*\)"$/\1/p' "$1")
   if [ ${#parts[@]} -gt 0 ]; then output=$("$CLANG_TIDY" -p build/lint --quiet "${parts[@]}" 2>&1) && return; fi
   printf '%s\n' "$output"
   return 1

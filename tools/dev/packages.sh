@@ -7,9 +7,9 @@ debian_packages() {
     build) echo git cmake ninja-build clang g++ lld nlohmann-json3-dev libcli11-dev libsodium-dev ;;
     test) echo libgtest-dev libgmock-dev libblocksruntime-dev libxml2-utils mandoc zsh fish ;;
     bench) echo libbenchmark-dev ;;
-    coverage) echo llvm ;;
+    sanitizers | coverage) echo llvm ;; # which reads addresses, and profiles
     macos) echo llvm googletest libc++-dev libc++abi-dev ;;
-    format) echo clang-format ;;
+    format) echo git clang-format ;;
     lint) echo clang-format clang-tidy shellcheck pycodestyle pyflakes3 yamllint libbenchmark-dev ;;
   esac
 }
@@ -28,8 +28,8 @@ as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# ensure_packages [NEED...]: installs what is missing to build, and for each NEED (test, sanitizers, coverage, bench,
-# macos, format, lint). Silent if no package is missing.
+# ensure_packages NEED...: installs what is missing for each NEED (build, test, sanitizers, coverage, bench, macos,
+# format, lint). Silent if no package is missing.
 ensure_packages() {
   if [ "$(uname)" != Darwin ] && command -v apt-get >/dev/null; then
     ensure_debian_packages "$@"
@@ -42,9 +42,9 @@ ensure_packages() {
 
 ensure_debian_packages() {
   # shellcheck disable=SC2046 # a word for each package
-  install_debian_packages $(for need in build "$@"; do debian_packages "$need"; done)
-  # The names of these have the version of a compiler that is only now there: Clang's own, and that of the GCC whose
-  # libraries Clang takes.
+  install_debian_packages $(for need in "$@"; do debian_packages "$need"; done)
+  # The names of these contain the version of the compiler that was just installed: Clang's own, and that of the GCC
+  # whose libraries Clang uses.
   case " $* " in *" sanitizers "* | *" coverage "* | *" macos "*)
     install_debian_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev" ;;
   esac
@@ -78,7 +78,7 @@ count_packages() {
 }
 
 # shellcheck disable=SC2046 # a word for each package
-ensure_brew_packages() { install_brew_packages $(for need in build "$@"; do brew_packages "$need"; done); }
+ensure_brew_packages() { install_brew_packages $(for need in "$@"; do brew_packages "$need"; done); }
 
 install_brew_packages() {
   local missing=() package

@@ -5,6 +5,7 @@ fuzz_executions=10000000
 
 # prove_fuzz [SECONDS] [TARGET...]: each target until it has run so often or so long, two at a time.
 prove_fuzz() {
+  require_linux
   local seconds=600 failed=false targets target
   if is_count "${1-}"; then seconds=$1; shift; fi
   mapfile -t targets < <(fuzz_targets)
@@ -12,7 +13,7 @@ prove_fuzz() {
     [ -d "fuzz/corpus/$target" ] || usage "prove fuzz has no target \"$target\"; its targets are ${targets[*]}"
   done
   [ $# -eq 0 ] || targets=("$@")
-  ensure_packages sanitizers
+  ensure_packages build sanitizers
   build fuzz "${targets[@]/#/fuzz_}"
   rm -rf build/fuzz/runs
   mkdir -p build/fuzz/findings

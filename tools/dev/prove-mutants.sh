@@ -4,7 +4,7 @@
 # prove_mutants [FOLDER] [--sample N] [--seed S] [--survivors]
 prove_mutants() {
   command -v apt-get >/dev/null || fail "mutants are made with Debian's Python bindings for Clang"
-  ensure_packages test
+  ensure_packages build test
   install_debian_packages "python3-clang-$(clang -dumpversion | cut -d. -f1)"
   mkdir -p build/mutants
   PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 tools/mutants/mutants.py "$@"

@@ -6,14 +6,15 @@ prove_kill() { prove_processes kill "$@"; }
 
 # prove_soak [MINUTES]: two days on virtual time, in which not a byte may be lost; then real processes in real time.
 prove_soak() {
+  require_linux
   prove_in_memory soak 48
   prove_processes soak "$@"
 }
 
 prove_processes() {
-  local folder=build/prove-$1 status=0 # of its own: several may run at a time
   require_linux
-  ensure_packages
+  local folder=build/prove-$1 status=0 # of its own: several may run at a time
+  ensure_packages build
   stage_into "$folder"
   build_programs tools prove_processes rawclient
   cp "$(built tools rawclient)" "$folder/rawclient"

@@ -23,7 +23,7 @@ prove_life() { prove_in_memory life "$@"; }
 prove_in_memory() {
   local program=prove_$1
   shift
-  ensure_packages
+  ensure_packages build
   build_programs debug "$program"
   "build/debug/prove/$program" "$@"
 }

@@ -48,7 +48,7 @@ command_stage() {
   done
   [ -n "$folder" ] || usage "stage needs a folder"
   require_linux
-  ensure_packages
+  ensure_packages build
   stage_into "$folder"
   cat <<EOF
 
@@ -74,7 +74,7 @@ command_run() {
     esac
   done
   require_linux
-  ensure_packages
+  ensure_packages build
   local folder=build/run
   build_programs debug "${stage_programs[@]}" rehearse
   lay_out "$folder" debug
@@ -100,7 +100,7 @@ command_docs() {
     esac
   done
   require_linux
-  ensure_packages
+  ensure_packages build
   if $records; then
     build_programs debug "${stage_programs[@]}" rehearse
     lay_out build/run debug
@@ -155,7 +155,7 @@ EOF
   end_stay
 }
 
-# The helper first: it hands the fan back to a Mac that is still there. Works on the variables of `stay`, and exits with
+# Stops the helper first, so that it can hand the fan back while the Mac is still running. Works on the variables of `stay`, and exits with
 # the helper's status.
 end_stay() {
   local status=0

@@ -1,13 +1,13 @@
 # shellcheck shell=bash
 # Which programs hold which tests, and which tests failed. Sourced by ./dev.
 
-# build_only PRESET PATTERN: builds the programs that hold tests with such names.
+# build_only PRESET PATTERN: builds the programs that hold tests with such names. If none does, the names may be those of
+# parameters, which only the programs with parameterised tests know. Leaves the programs' names in $programs.
 build_only() {
-  local programs
   say "configuring and building what holds tests like $2"
   configure "$1"
   programs=$(programs_with_tests "$1" "$2")
-  [ -n "$programs" ] || fail "no test is called $2"
+  [ -n "$programs" ] || programs=$(programs_with_tests "$1" '*/*.*/*')
   # shellcheck disable=SC2086 # one word for each program
   cmake --build --preset "$1" --target $programs
 }
@@ -15,7 +15,7 @@ build_only() {
 # programs_with_tests PRESET PATTERN: by what the sources say, so that nothing has to be built to know.
 programs_with_tests() {
   local program sources
-  while read -r program _ sources; do
+  while IFS=$'\t' read -r program _ sources; do
     # shellcheck disable=SC2086 # one word for each file
     if test_names $sources | matches "$2"; then printf '%s ' "$program"; fi
   done <"build/$1/test-programs.txt"
@@ -31,6 +31,7 @@ test_names() {
     | sed -E 's/\( ?/ /; s/, ?/ /' \
     | awk '$1 == "TEST" || $1 == "TEST_F" { print $2 "." $3; next }
            /^INSTANTIATE/ { prefixes[$3] = prefixes[$3] " " $2; next }
+           $1 == "TYPED_TEST" { print $2 "/0." $3; next }
            { count++; kind[count] = $1; suite[count] = $2; name[count] = $3 }
            END { for (i = 1; i <= count; i++) {
                    many = split(prefixes[suite[i]], each, " ")
@@ -38,7 +39,7 @@ test_names() {
                      print each[j] "/" suite[i] (kind[i] == "TEST_P" ? "." name[i] "/0" : "/0." name[i]) } }'
 }
 
-# matches PATTERN: whether one of the names read fits a filter of GoogleTest's. The number or name of a parameter is
+# matches PATTERN: whether a name on standard input matches a GoogleTest filter. The number or name of a parameter is
 # only known to the program, so any will do.
 matches() {
   local name pattern patterns
@@ -56,17 +57,17 @@ matches() {
   return 1
 }
 
-# matching_tests PRESET PATTERN: a regular expression for ctest, of the built programs in which something matches. Of a
+# matching_tests PRESET PATTERN: a regular expression for ctest, of the $programs in which something matches. Of a
 # program that runs in shards, no more of them than there are tests. CMake allows few parentheses.
 matching_tests() {
   local program path _ count found=''
-  while read -r program path _; do
-    [ -x "$path" ] || continue
+  while IFS=$'\t' read -r program path _; do
+    grep -qw -- "$program" <<<"$programs" || continue
     count=$("$path" --gtest_list_tests --gtest_filter="$2" | grep -c '^  ') || continue
     # shellcheck disable=SC2046 # a word for each shard
     found+="|^$program\$$(printf "|^${program}_%d_of_" $(seq "$count"))"
   done <"build/$1/test-programs.txt"
-  [ -n "$found" ] || fail "no test is called $2"
+  [ -n "$found" ] || fail "no test matches $2"
   printf '%s' "${found#|}"
 }
 
@@ -76,59 +77,69 @@ fail_with_names() {
   [ "$1" = debug ] || preset=" --preset $1"
   tests=$(failed_tests "build/$1")
   scripts=$(failed_scripts "build/$1")
-  count=$(printf '%s\n%s\n' "$tests" "$scripts" | grep -c .)
+  count=$(printf '%s\n%s\n' "$tests" "$scripts" | grep -c . || true)
+  [ "$count" -gt 0 ] || fail "ctest failed; build/$1/Testing/Temporary/LastTest.log may say why"
   printf '\n'
   printf '%s\n%s\n' "$tests" "$scripts" | grep . | awk -F '\t' '{ printf "    %s\n        %s\n", $1, $2 }'
-  say "again:"
-  [ -z "$tests" ] || printf "    ./dev test%s --only '%s'\n" "$preset" "$(cut -f 1 <<<"$tests" | paste -sd :)"
-  [ -z "$scripts" ] || printf "    ./dev test%s -- -R '^(%s)\$'\n" "$preset" "$(cut -f 1 <<<"$scripts" | paste -sd '|')"
+  say "Run them again:"
+  [ -z "$tests" ] || printf "    ./dev test%s --only '%s'\n" "$preset" "$(cut -f 1 <<<"$tests" | paste -sd : -)"
+  [ -z "$scripts" ] || printf "    ./dev test%s -- -R '^(%s)\$'\n" "$preset" "$(cut -f 1 <<<"$scripts" | paste -sd '|' -)"
   fail "$count failed"
 }
 
-# failed_tests BUILD: name and place of each test that failed in a program, or that it crashed in.
+# failed_tests BUILD: name and place of each test of a program that failed or did not finish.
 failed_tests() {
-  awk '/<testcase / { name = attribute("classname") "." attribute("name"); place = attribute("file") ":" attribute("line") }
-       /<failure message=/ && name != "" {
-         where = attribute("message")
-         sub(/&#x0A;.*/, "", where)
-         print name "\t" (where ~ /^[^ ]+:[0-9]+$/ ? where : place)
-         name = ""
-       }
-       function attribute(key,    text) {
-         if (!match($0, " " key "=\"[^\"]*\"")) return ""
-         text = substr($0, RSTART, RLENGTH)
-         sub(/^[^"]*"/, "", text)
-         sub(/"$/, "", text)
-         return text
-       }' "$1"/test-reports/*.xml
-  ended_early "$1" | while IFS=$'\t' read -r test ran; do
-    [ "$ran" = - ] || printf '%s\tended its program: %s\n' "$ran" "$test"
-  done
+  cat "$1"/test-reports/*.xml 2>/dev/null | awk '
+    /<testcase / { name = attribute("classname") "." attribute("name"); place = attribute("file") ":" attribute("line") }
+    /<failure message=/ && name != "" {
+      where = attribute("message")
+      sub(/&#x0A;.*/, "", where)
+      print name "\t" (where ~ /^[^ ]+:[0-9]+$/ ? where : place)
+      name = ""
+    }
+    function attribute(key,    text) {
+      if (!match($0, " " key "=\"[^\"]*\"")) return ""
+      text = substr($0, RSTART, RLENGTH)
+      sub(/^[^"]*"/, "", text)
+      sub(/"$/, "", text)
+      return text
+    }'
+  without_report "$1" | awk -F '\t' '$2 != "-" { print $2 "\t" $3 " (in " $1 ")" }'
 }
 
-# failed_scripts BUILD: the other tests that failed, each with the place that it names, or its script.
+# failed_scripts BUILD: the other tests that failed, each with the place that it names, or its command.
 failed_scripts() {
-  ended_early "$1" | while IFS=$'\t' read -r test ran place; do
-    [ "$ran" != - ] || printf '%s\t%s\n' "$test" "${place:-$(script_of "$1" "$test")}"
+  local test name place
+  without_report "$1" | while IFS=$'\t' read -r test name place; do
+    [ "$name" != - ] || printf '%s\t%s\n' "$test" "${place:-$(command_of "$1" "$test")}"
   done
 }
 
-# ended_early BUILD: of the tests of ctest that failed without a report of their own: the name, the test of GoogleTest's
-# that ran last, or -, and the place in a script that the output names.
-ended_early() {
-  local test
+# without_report BUILD: the tests of ctest that failed and left no report that says why. Of a program that ended early,
+# a line for each of its tests that failed before, and for the one that did not finish; of others, the first place in a
+# script that the output names. Columns: ctest's name, the program's test or -, why or where.
+without_report() {
+  local line
   awk '/<testcase / { name = $0; sub(/.*<testcase name="/, "", name); sub(/".*/, "", name)
-                      failed = /status="fail"/; ran = "-"; place = "" }
-       failed && /\[ RUN      \]/ { ran = $NF }
-       failed && match($0, /(tests|prove)\/[^ :]*\.(sh|js):[0-9]+/) { place = substr($0, RSTART, RLENGTH) }
-       failed && /<\/testcase>/ { print name "\t" ran "\t" place }' "$1/tests.xml" \
-    | while IFS= read -r test; do
-      grep -qs '<failure' "$1/test-reports/${test%%$'\t'*}.xml" || printf '%s\n' "$test"
+                      failed = /status="fail"/; running = place = at = ""; printed = 0 }
+       /<testcase .*status="notrun"/ { failed = 1; place = "was not run" }
+       /<skipped message="SKIP_/ { failed = 0 }
+       !failed { next }
+       /\[ +(OK|SKIPPED) \]/ { running = "" }
+       /\[  FAILED  \] .*\([0-9]+ ms\)/ && running != "" { print name "\t" running "\t" at; running = ""; printed = 1 }
+       /\[ RUN      \]/ { running = $NF; at = "failed" }
+       /^[^ ]+:[0-9]+: Failure$/ { at = $1; sub(/:$/, "", at) }
+       place == "" && match($0, /(tests|prove)\/[^ :]*\.(sh|js):[0-9]+/) { place = substr($0, RSTART, RLENGTH) }
+       /<\/testcase>/ { if (running != "") print name "\t" running "\tdid not finish"
+                        else if (!printed) print name "\t-\t" place }' "$1/tests.xml" \
+    | while IFS= read -r line; do
+      grep -qs '<failure' "$1/test-reports/${line%%$'\t'*}.xml" || printf '%s\n' "$line"
     done
 }
 
-# script_of BUILD TEST: the script, or the program, that a test of ctest's runs.
-script_of() {
-  ctest --test-dir "$1" -N -V -R "^$2\$" | sed -n 's/^.*Test command: //p' | tr ' ' '\n' | tr -d '"' \
-    | grep -v settled | head -n 1 | sed "s|^$PWD/||"
+# command_of BUILD TEST: the script or program that a test of ctest's runs.
+command_of() {
+  ctest --test-dir "$1" -N -V -R "^$2\$" \
+    | sed -nE 's/^.*Test command: //p' | sed -E 's|^[^"]*"?[^ ]*/settled.sh"? "[^"]*" ||' | awk -F '"' '{ print $1 == "" ? $2 : $1 }' \
+    | head -n 1
 }
