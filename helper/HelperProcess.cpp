@@ -86,8 +86,6 @@ void HelperProcess::makeListener() {
 }
 
 bool HelperProcess::requireSignatureOfOurTeam() {
-    if (!listener_)
-        return false; // there is nobody to require anything of
     std::optional<std::string> team;
     try {
         team = SigningIdentity::ownTeamID(platform_.signing);
@@ -100,6 +98,8 @@ bool HelperProcess::requireSignatureOfOurTeam() {
         log_.error("This helper isn't signed, so there is no one it can safely trust.");
         return false;
     }
+    if (!listener_)
+        return false; // there is nobody to require anything of
     listener_->setConnectionCodeSigningRequirement(SigningIdentity::requirement(SigningIdentity::appIdentifier, *team));
     log_.notice(std::string("Accepting only ") + SigningIdentity::appIdentifier + " signed by " + *team + ".");
     return true;
