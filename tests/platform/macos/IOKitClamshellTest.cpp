@@ -50,7 +50,7 @@ TEST_F(IOKitClamshellTest, ANumberThatNoDoubleHoldsDoesNotConvert) {
 TEST_F(IOKitClamshellTest, WhatIsNeitherBooleanNorNumberDoesNotConvert) {
     kernel().clamshellState = [] { return doubles::makeCFString("true"); };
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
-    kernel().clamshellState = [] { return doubles::makeCF(doubles::CFObject::Kind::data); };
+    kernel().clamshellState = [] { return doubles::makeCF(doubles::CFKind::data); };
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
 }
 

@@ -75,11 +75,7 @@ TEST_F(SecuritySigningInformationTest, ATeamThatIsNoTextIsNoTeam) {
 }
 
 TEST_F(SecuritySigningInformationTest, ATeamThatIsNotUTF8IsNoTeam) {
-    ownSignature().teamValue = [] {
-        const auto text = doubles::makeCFString("?");
-        doubles::cfObject(text).isConvertible = false;
-        return text;
-    };
+    ownSignature().teamValue = [] { return doubles::makeCFStringWithoutUTF8(); };
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
 }
 

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <vector>
 
+#include "tests/platform/macos/doubles/CFObject.h"
 #include "tests/platform/macos/doubles/Journal.h"
 
 // The class of the strings that the compiler makes for CFSTR.
@@ -63,6 +64,9 @@ bool isConstantString(CFTypeRef cf) {
     return static_cast<const ConstantString*>(cf)->isa == __CFConstantStringClassReference;
 }
 
+/// Whether `cf` is not a constant string of the compiler's nor an Objective-C object.
+bool isCFObject(CFTypeRef cf) { return static_cast<const CFObject*>(cf)->isa == &classOfOurs; }
+
 /// The function's name goes into the journal where the platform would end the process.
 bool isUsable(CFTypeRef cf, const char* function) {
     if (cf == nullptr) {
@@ -76,39 +80,69 @@ bool isUsable(CFTypeRef cf, const char* function) {
     return true;
 }
 
+CFObject::Kind kindOf(CFKind kind) {
+    switch (kind) {
+    case CFKind::code:
+        return CFObject::Kind::code;
+    case CFKind::staticCode:
+        return CFObject::Kind::staticCode;
+    case CFKind::requirement:
+        return CFObject::Kind::requirement;
+    case CFKind::runLoopSource:
+        return CFObject::Kind::runLoopSource;
+    case CFKind::data:
+        return CFObject::Kind::data;
+    }
+    return CFObject::Kind::data;
+}
+
 } // namespace
 
 CFObject::CFObject(Kind ofKind) : isa(&classOfOurs), kind(ofKind) {}
 
-CFTypeRef makeCF(CFObject::Kind kind) {
+CFObject& makeCFObject(CFObject::Kind kind) {
     const std::lock_guard lock(objectsMutex);
     objects.push_back(std::make_unique<CFObject>(kind));
     journal().created(nameOf(kind));
-    return objects.back().get();
-}
-
-CFTypeRef makeCFString(const std::string& text) {
-    const auto cf = makeCF(CFObject::Kind::string);
-    cfObject(cf).text = text;
-    return cf;
-}
-
-CFTypeRef makeCFBoolean(bool value) {
-    const auto cf = makeCF(CFObject::Kind::boolean);
-    cfObject(cf).boolean = value;
-    return cf;
-}
-
-CFTypeRef makeCFNumber(double value, bool isExact) {
-    const auto cf = makeCF(CFObject::Kind::number);
-    cfObject(cf).number = value;
-    cfObject(cf).isExact = isExact;
-    return cf;
+    return *objects.back();
 }
 
 CFObject& cfObject(CFTypeRef cf) { return *static_cast<CFObject*>(const_cast<void*>(cf)); }
 
-bool isCFObject(CFTypeRef cf) { return static_cast<const CFObject*>(cf)->isa == &classOfOurs; }
+CFTypeRef makeCF(CFKind kind) { return &makeCFObject(kindOf(kind)); }
+
+CFTypeRef makeCFString(const std::string& text) {
+    auto& string = makeCFObject(CFObject::Kind::string);
+    string.text = text;
+    return &string;
+}
+
+CFTypeRef makeCFStringWithoutUTF8() {
+    auto& string = makeCFObject(CFObject::Kind::string);
+    string.isConvertible = false;
+    return &string;
+}
+
+CFTypeRef makeCFBoolean(bool value) {
+    auto& boolean = makeCFObject(CFObject::Kind::boolean);
+    boolean.boolean = value;
+    return &boolean;
+}
+
+CFTypeRef makeCFNumber(double value, bool isExact) {
+    auto& number = makeCFObject(CFObject::Kind::number);
+    number.number = value;
+    number.isExact = isExact;
+    return &number;
+}
+
+CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries) {
+    auto& dictionary = makeCFObject(CFObject::Kind::dictionary);
+    dictionary.entries = entries;
+    return &dictionary;
+}
+
+bool isCF(CFTypeRef cf, CFKind kind) { return cf != nullptr && cfObject(cf).kind == kindOf(kind); }
 
 std::string cfText(CFStringRef string) {
     if (string == nullptr)

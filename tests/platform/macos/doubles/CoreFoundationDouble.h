@@ -2,51 +2,28 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <atomic>
 #include <map>
 #include <string>
 
 namespace kelo::doubles {
 
-/// What every CoreFoundation type is here. Kept until `resetCoreFoundation`, so that one release too many shows.
-struct CFObject {
-    enum class Kind {
-        string = 7,
-        boolean = 21,
-        number = 22,
-        dictionary = 18,
-        code = 40,
-        staticCode,
-        requirement,
-        runLoop,
-        runLoopSource,
-        runLoopTimer,
-        data
-    };
+// CoreFoundation objects for the other doubles to hand out. Each function returns one with one reference, counted in
+// the journal under "CFString" and the like.
 
-    explicit CFObject(Kind ofKind);
+/// The types whose content nothing reads.
+enum class CFKind { code, staticCode, requirement, runLoopSource, data };
 
-    const void* const isa; ///< First, where the compiler puts it into constant strings.
-    const Kind kind;
-    std::atomic<int> references = 1;
-
-    std::string text;          ///< Of a string, in UTF-8.
-    bool isConvertible = true; ///< Whether a string can be had in UTF-8.
-    bool boolean = false;
-    double number = 0;
-    bool isExact = true; ///< Whether a number can be had as a double.
-    std::map<std::string, CFTypeRef> entries;
-};
-
-/// These return objects with one reference, counted in the journal under "CFString" and the like.
-CFTypeRef makeCF(CFObject::Kind kind);
+CFTypeRef makeCF(CFKind kind);
 CFTypeRef makeCFString(const std::string& text);
+/// A string that UTF-8 cannot hold.
+CFTypeRef makeCFStringWithoutUTF8();
 CFTypeRef makeCFBoolean(bool value);
+/// One that is not exact loses something as a double.
 CFTypeRef makeCFNumber(double value, bool isExact = true);
+/// Takes over the values' references.
+CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries);
 
-CFObject& cfObject(CFTypeRef cf);
-/// Whether `cf` is one of ours: neither a constant string of the compiler's nor an Objective-C object.
-bool isCFObject(CFTypeRef cf);
+bool isCF(CFTypeRef cf, CFKind kind);
 /// The text of a CFString, constant or not.
 std::string cfText(CFStringRef string);
 /// Adds a reference.

@@ -125,9 +125,8 @@ CFMutableDictionaryRef IOServiceMatching(const char* name) {
     journal().add(std::string("IOServiceMatching ") + name);
     if (kernel().isMatchingFailing)
         return nullptr;
-    auto& dictionary = cfObject(makeCF(CFObject::Kind::dictionary));
-    dictionary.entries["IOProviderClass"] = makeCFString(name);
-    return reinterpret_cast<CFMutableDictionaryRef>(&dictionary);
+    return static_cast<CFMutableDictionaryRef>(
+        const_cast<void*>(makeCFDictionary({{"IOProviderClass", makeCFString(name)}})));
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching) {
@@ -211,7 +210,7 @@ io_connect_t IORegisterForSystemPower(void* refcon, IONotificationPortRef* port,
         journal().gone("root port"); // nothing can be given back without the port
         return rootPort;
     }
-    auto* const source = reinterpret_cast<CFRunLoopSourceRef>(&cfObject(makeCF(CFObject::Kind::runLoopSource)));
+    auto* const source = static_cast<CFRunLoopSourceRef>(const_cast<void*>(makeCF(CFKind::runLoopSource)));
     ports.push_back(std::make_unique<IONotificationPort>(IONotificationPort{source, true}));
     journal().created("notification port");
     *port = ports.back().get();

@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 
+#include "tests/platform/macos/doubles/CFObject.h"
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/MainLoop.h"
@@ -135,7 +136,7 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef, CFAbsoluteTime fireDate, 
     const CFRunLoopTimerContext copied = context != nullptr ? *context : CFRunLoopTimerContext{};
     if (flags != 0 || order != 0 || copied.version != 0)
         journal().misuse("CFRunLoopTimerCreate with flags, an order or a version that is not 0");
-    auto* const timer = reinterpret_cast<CFRunLoopTimerRef>(&cfObject(makeCF(CFObject::Kind::runLoopTimer)));
+    auto* const timer = reinterpret_cast<CFRunLoopTimerRef>(&makeCFObject(CFObject::Kind::runLoopTimer));
     timers.insert({timer, TimerState{fireDate - dateAtStart, interval, callback, copied}});
     return timer;
 }

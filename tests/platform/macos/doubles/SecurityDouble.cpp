@@ -3,6 +3,7 @@
 #include <Security/Security.h>
 
 #include <algorithm>
+#include <map>
 
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/Journal.h"
@@ -18,15 +19,14 @@ std::string flagsText(SecCSFlags flags) { return " flags " + std::to_string(flag
 CFTypeRef makeInformation(SecCSFlags flags) {
     if (theSignature.information)
         return theSignature.information();
-    auto& dictionary = cfObject(makeCF(CFObject::Kind::dictionary));
-    dictionary.entries["identifier"] = makeCFString("app.kelo.helper");
-    if ((flags & kSecCSSigningInformation) == 0)
-        return &dictionary;
-    if (theSignature.teamValue)
-        dictionary.entries["teamid"] = theSignature.teamValue();
-    else if (theSignature.team)
-        dictionary.entries["teamid"] = makeCFString(*theSignature.team);
-    return &dictionary;
+    std::map<std::string, CFTypeRef> entries = {{"identifier", makeCFString("app.kelo.helper")}};
+    if ((flags & kSecCSSigningInformation) != 0) {
+        if (theSignature.teamValue)
+            entries["teamid"] = theSignature.teamValue();
+        else if (theSignature.team)
+            entries["teamid"] = makeCFString(*theSignature.team);
+    }
+    return makeCFDictionary(entries);
 }
 
 } // namespace
@@ -50,22 +50,22 @@ const CFStringRef kSecCodeInfoTeamIdentifier = CFSTR("teamid");
 OSStatus SecCodeCopySelf(SecCSFlags flags, SecCodeRef* self) {
     journal().add("SecCodeCopySelf" + flagsText(flags));
     if (ownSignature().selfStatus == errSecSuccess && !ownSignature().isSelfMissing)
-        *self = reinterpret_cast<SecCodeRef>(&cfObject(makeCF(CFObject::Kind::code)));
+        *self = static_cast<SecCodeRef>(const_cast<void*>(makeCF(CFKind::code)));
     return ownSignature().selfStatus;
 }
 
 OSStatus SecCodeCopyStaticCode(SecCodeRef code, SecCSFlags flags, SecStaticCodeRef* staticCode) {
     journal().add("SecCodeCopyStaticCode" + flagsText(flags));
-    if (code == nullptr || cfObject(code).kind != CFObject::Kind::code)
+    if (!isCF(code, CFKind::code))
         journal().misuse("SecCodeCopyStaticCode of what is no code");
     if (ownSignature().staticCodeStatus == errSecSuccess && !ownSignature().isStaticCodeMissing)
-        *staticCode = static_cast<SecStaticCodeRef>(makeCF(CFObject::Kind::staticCode));
+        *staticCode = static_cast<SecStaticCodeRef>(makeCF(CFKind::staticCode));
     return ownSignature().staticCodeStatus;
 }
 
 OSStatus SecCodeCopySigningInformation(SecStaticCodeRef code, SecCSFlags flags, CFDictionaryRef* information) {
     journal().add("SecCodeCopySigningInformation" + flagsText(flags));
-    if (code == nullptr || cfObject(code).kind != CFObject::Kind::staticCode)
+    if (!isCF(code, CFKind::staticCode))
         journal().misuse("SecCodeCopySigningInformation of what is no static code");
     if (ownSignature().informationStatus == errSecSuccess)
         *information = static_cast<CFDictionaryRef>(makeInformation(flags));
@@ -76,7 +76,7 @@ OSStatus SecRequirementCreateWithString(CFStringRef text, SecCSFlags flags, SecR
     journal().add("SecRequirementCreateWithString " + cfText(text) + flagsText(flags));
     if (!isRequirement(cfText(text)))
         return errSecCSReqInvalid;
-    *requirement = reinterpret_cast<SecRequirementRef>(&cfObject(makeCF(CFObject::Kind::requirement)));
+    *requirement = static_cast<SecRequirementRef>(const_cast<void*>(makeCF(CFKind::requirement)));
     return errSecSuccess;
 }
 

@@ -1,0 +1,20 @@
+# The real libdispatch and CoreFoundation, which come with Swift, in place of their doubles.
+find_program(KELO_SWIFTC swiftc REQUIRED)
+execute_process(COMMAND ${KELO_SWIFTC} -print-target-info OUTPUT_VARIABLE target_info COMMAND_ERROR_IS_FATAL ANY)
+string(JSON swift GET ${target_info} paths runtimeResourcePath)
+find_path(KELO_SWIFT_HEADERS CoreFoundation/CoreFoundation.h HINTS ${swift} REQUIRED NO_DEFAULT_PATH)
+
+# Before our own declarations of them.
+target_include_directories(kelo_macos_system SYSTEM BEFORE INTERFACE ${KELO_SWIFT_HEADERS} ${KELO_SWIFT_HEADERS}/Block)
+target_compile_definitions(kelo_macos_system INTERFACE KELO_REAL_DISPATCH)
+target_link_directories(kelo_macos_system INTERFACE ${swift}/linux)
+target_link_libraries(kelo_macos_system INTERFACE Foundation dispatch)
+target_link_options(kelo_macos_system INTERFACE LINKER:-rpath,${swift}/linux)
+
+# real/ journals these.
+set(wrapped CFRelease CFStringCreateWithCString CFRunLoopRun CFRunLoopStop CFRunLoopAddSource CFRunLoopRemoveSource
+  CFRunLoopTimerCreate CFRunLoopAddTimer CFRunLoopTimerInvalidate dispatch_async_f dispatch_after_f
+  dispatch_source_create dispatch_set_context dispatch_source_set_event_handler_f dispatch_source_set_cancel_handler_f
+  dispatch_source_set_registration_handler_f dispatch_activate dispatch_source_cancel dispatch_release)
+list(TRANSFORM wrapped PREPEND LINKER:--wrap=)
+target_link_options(kelo_macos_system INTERFACE ${wrapped})

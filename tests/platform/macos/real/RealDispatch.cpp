@@ -1,0 +1,299 @@
+// Journals the calls of the real libdispatch, to which the linker sends them through here. Feeds vnode sources, which
+// it lacks where there is no Mac, from inotify. Tells the thread sanitizer which thread follows which, since the
+// library is not instrumented.
+
+#include <dispatch/dispatch.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/platform/macos/doubles/DispatchDouble.h"
+#include "tests/platform/macos/doubles/Journal.h"
+#include "tests/platform/macos/doubles/PosixDouble.h"
+
+struct dispatch_source_type_s {
+    const char* name;
+};
+
+extern "C" {
+extern const dispatch_source_type_s _dispatch_source_type_vnode = {"vnode"};
+
+#if __has_feature(thread_sanitizer)
+void __tsan_acquire(void* address);
+void __tsan_release(void* address);
+#else
+static void __tsan_acquire(void*) {}
+static void __tsan_release(void*) {}
+#endif
+
+void __real_dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work);
+void __real_dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* context, dispatch_function_t work);
+dispatch_source_t __real_dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
+                                                dispatch_queue_t queue);
+void __real_dispatch_set_context(dispatch_object_t object, void* context);
+void __real_dispatch_source_set_event_handler_f(dispatch_source_t source, dispatch_function_t handler);
+void __real_dispatch_source_set_cancel_handler_f(dispatch_source_t source, dispatch_function_t handler);
+void __real_dispatch_source_set_registration_handler_f(dispatch_source_t source, dispatch_function_t handler);
+void __real_dispatch_activate(dispatch_object_t object);
+void __real_dispatch_source_cancel(dispatch_source_t source);
+void __real_dispatch_release(dispatch_object_t object);
+}
+
+namespace kelo::doubles {
+
+namespace {
+
+/// The path that a descriptor's file has now, and whether it has any.
+struct FilePlace {
+    std::string path;
+    bool isLinked;
+    bool operator==(const FilePlace&) const = default;
+};
+
+FilePlace placeOf(int descriptor) {
+    char path[4096] = {};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    if (readlink(link.c_str(), path, sizeof path - 1) < 0)
+        return {"", false};
+    struct stat status = {};
+    return {path, fstat(descriptor, &status) == 0 && status.st_nlink > 0};
+}
+
+/// A source of the sources under test. Main thread only, and kept for ever: a handler may still come.
+struct Source {
+    dispatch_source_t source;
+    bool isVnode;
+    std::uintptr_t handle;
+    std::uintptr_t mask;
+    bool isOnMainQueue;
+    void* context = nullptr;
+    dispatch_function_t eventHandler = nullptr;
+    void* eventContext = nullptr; // the one that was set when the handler was
+    dispatch_function_t cancelHandler = nullptr;
+    dispatch_function_t registrationHandler = nullptr;
+    bool isActive = false;
+    bool isCancelled = false;
+    bool isFinished = false; // its cancel handler has run
+    bool isReleased = false;
+    FilePlace place{};
+    int watch = -1;
+};
+
+std::vector<std::unique_ptr<Source>> made;
+bool sourceCreationFails = false;
+std::atomic<int> generation = 0; // of what is submitted: one for each test
+
+Source* find(const void* object) {
+    for (auto source = made.rbegin(); source != made.rend(); ++source)
+        if ((*source)->source == object && !(*source)->isReleased)
+            return source->get();
+    return nullptr;
+}
+
+/// Work that goes to a queue. That of an earlier test is dropped.
+struct Submission {
+    void* context;
+    dispatch_function_t work;
+    int madeIn = generation;
+
+    static void run(void* submitted) {
+        const std::unique_ptr<Submission> self(static_cast<Submission*>(submitted));
+        __tsan_acquire(self.get());
+        if (self->madeIn == generation)
+            self->work(self->context);
+    }
+};
+
+Submission* submit(void* context, dispatch_function_t work) {
+    auto* const submission = new Submission{context, work};
+    __tsan_release(submission);
+    return submission;
+}
+
+const char* nameOf(dispatch_queue_t queue) { return queue == dispatch_get_main_queue() ? "main" : "another queue"; }
+
+// --- vnode sources
+
+int inotify() {
+    static const int descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    return descriptor;
+}
+
+/// Compares the places of the watched files with those at the last look.
+void lookAtFiles(void*) {
+    char events[4096];
+    while (read(inotify(), events, sizeof events) > 0) {
+    }
+    for (const auto& source : made) {
+        if (source->watch < 0 || source->isCancelled)
+            continue;
+        const auto place = placeOf(static_cast<int>(source->handle));
+        if (std::exchange(source->place, place) == place)
+            continue;
+        const unsigned long flag = place.isLinked ? DISPATCH_VNODE_RENAME : DISPATCH_VNODE_DELETE;
+        if ((source->mask & flag) != 0)
+            dispatch_source_merge_data(source->source, flag);
+    }
+}
+
+void watchFile(Source& source) {
+    static const dispatch_source_t reader = [] {
+        const auto created = __real_dispatch_source_create(
+            DISPATCH_SOURCE_TYPE_READ, static_cast<std::uintptr_t>(inotify()), 0, dispatch_get_main_queue());
+        __real_dispatch_source_set_event_handler_f(created, lookAtFiles);
+        __real_dispatch_activate(created);
+        return created;
+    }();
+    static_cast<void>(reader);
+    const std::string link = "/proc/self/fd/" + std::to_string(source.handle);
+    source.place = placeOf(static_cast<int>(source.handle));
+    source.watch = inotify_add_watch(inotify(), link.c_str(), IN_MOVE_SELF | IN_DELETE_SELF | IN_ATTRIB);
+}
+
+// --- handlers; the context of each real source is our record
+
+void onEvent(void* context) {
+    const auto& source = *static_cast<Source*>(context);
+    if (source.eventHandler != nullptr)
+        source.eventHandler(source.eventContext);
+}
+
+void onCancelled(void* context) {
+    auto& source = *static_cast<Source*>(context);
+    journal().add("cancel handler");
+    if (source.cancelHandler != nullptr)
+        source.cancelHandler(source.context);
+    source.isFinished = true;
+    if (source.isReleased)
+        journal().gone("dispatch source");
+}
+
+void onRegistered(void* context) {
+    const auto& source = *static_cast<Source*>(context);
+    if (source.registrationHandler != nullptr)
+        source.registrationHandler(source.context);
+}
+
+} // namespace
+
+void failSourceCreation(bool fails) { sourceCreationFails = fails; }
+
+void arriveSignal(int signal) {
+    if (!isIgnored(signal))
+        return journal().misuse("signal " + std::to_string(signal) + " has its default effect: the process ends");
+    kill(getpid(), signal); // to the process: no source sees a signal to one thread
+}
+
+void sendVnodeEvent(unsigned long flags) {
+    for (const auto& source : made)
+        if (source->isVnode && !source->isCancelled && (source->mask & flags) != 0)
+            dispatch_source_merge_data(source->source, source->mask & flags);
+}
+
+std::string lastSource() {
+    const auto& source = *made.back();
+    return std::string(source.isVnode ? "vnode " : "signal ") + hex(source.mask) +
+           (source.isCancelled ? " cancelled"
+            : source.isActive  ? " active"
+                               : " inactive") +
+           (source.isOnMainQueue ? " main" : " another queue");
+}
+
+void resetDispatch() {
+    ++generation;
+    sourceCreationFails = false;
+}
+
+} // namespace kelo::doubles
+
+using namespace kelo::doubles;
+
+extern "C" {
+
+void __wrap_dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    journal().add(std::string("dispatch_async_f ") + nameOf(queue));
+    __real_dispatch_async_f(queue, submit(context, work), Submission::run);
+}
+
+void __wrap_dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    journal().add(std::string("dispatch_after_f ") + nameOf(queue));
+    __real_dispatch_after_f(when, queue, submit(context, work), Submission::run);
+}
+
+dispatch_source_t __wrap_dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
+                                                dispatch_queue_t queue) {
+    const bool isVnode = type == DISPATCH_SOURCE_TYPE_VNODE;
+    journal().add(std::string("dispatch_source_create ") + (isVnode ? "vnode descriptor" : "signal ") +
+                  (isVnode ? "" : std::to_string(handle)) + " " + hex(mask));
+    if (sourceCreationFails)
+        return nullptr;
+    const auto created = isVnode ? __real_dispatch_source_create(DISPATCH_SOURCE_TYPE_DATA_OR, 0, 0, queue)
+                                 : __real_dispatch_source_create(type, handle, mask, queue);
+    made.push_back(
+        std::make_unique<Source>(Source{created, isVnode, handle, mask, queue == dispatch_get_main_queue()}));
+    __real_dispatch_set_context(created, made.back().get());
+    __real_dispatch_source_set_cancel_handler_f(created, onCancelled);
+    journal().created("dispatch source");
+    return created;
+}
+
+void __wrap_dispatch_set_context(dispatch_object_t object, void* context) {
+    journal().add("dispatch_set_context");
+    find(object)->context = context;
+}
+
+void __wrap_dispatch_source_set_event_handler_f(dispatch_source_t object, dispatch_function_t handler) {
+    journal().add("dispatch_source_set_event_handler_f");
+    auto& source = *find(object);
+    source.eventHandler = handler;
+    source.eventContext = source.context;
+    __real_dispatch_source_set_event_handler_f(object, onEvent);
+}
+
+void __wrap_dispatch_source_set_cancel_handler_f(dispatch_source_t object, dispatch_function_t handler) {
+    journal().add("dispatch_source_set_cancel_handler_f");
+    find(object)->cancelHandler = handler;
+}
+
+void __wrap_dispatch_source_set_registration_handler_f(dispatch_source_t object, dispatch_function_t handler) {
+    journal().add("dispatch_source_set_registration_handler_f");
+    find(object)->registrationHandler = handler;
+    __real_dispatch_source_set_registration_handler_f(object, onRegistered);
+}
+
+void __wrap_dispatch_activate(dispatch_object_t object) {
+    journal().add("dispatch_activate");
+    auto& source = *find(object);
+    source.isActive = true;
+    if (source.isVnode)
+        watchFile(source);
+    __real_dispatch_activate(object);
+}
+
+void __wrap_dispatch_source_cancel(dispatch_source_t object) {
+    journal().add("dispatch_source_cancel");
+    auto& source = *find(object);
+    source.isCancelled = true;
+    if (source.watch >= 0)
+        inotify_rm_watch(inotify(), source.watch);
+    __real_dispatch_source_cancel(object);
+}
+
+void __wrap_dispatch_release(dispatch_object_t object) {
+    journal().add("dispatch_release");
+    auto& source = *find(object);
+    __real_dispatch_release(object);
+    source.isReleased = true;
+    if (source.isFinished || !source.isCancelled)
+        journal().gone("dispatch source");
+}
+
+} // extern "C"
