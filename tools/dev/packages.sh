@@ -53,6 +53,15 @@ ensure_debian_packages() {
   esac
 }
 
+# Swift, with which the real libdispatch and CoreFoundation come.
+ensure_swift() {
+  ! command -v swiftc >/dev/null || return 0
+  [ -n "$(apt-cache search --names-only '^swiftlang$' 2>/dev/null)" ] || fail \
+    "the preset real-dispatch needs libdispatch and CoreFoundation, which come with Swift, and there is no swiftc on the
+path and no package swiftlang (Debian 13 has it; the container image \"swift\" has Swift)"
+  install_debian_packages swiftlang
+}
+
 install_debian_packages() {
   local missing=() package
   for package in "$@"; do

@@ -112,7 +112,10 @@ command_test() {
     debug | gcc | release) ensure_packages build test ;;
     asan | tsan) ensure_packages build test sanitizers ;;
     macos) require_linux; ensure_packages build test macos; set -- -L macos "$@" ;;
-    *) usage "test runs the presets debug, gcc, release, asan, tsan and macos, not \"$preset\"" ;;
+    real-dispatch) require_linux; ensure_packages build test; ensure_swift; set -- -R '^macos_test' "$@" ;;
+    real-dispatch-tsan)
+      require_linux; ensure_packages build test sanitizers; ensure_swift; set -- -R '^macos_test' "$@" ;;
+    *) usage "test runs the presets debug, gcc, release, asan, tsan, macos, real-dispatch and real-dispatch-tsan, not \"$preset\"" ;;
   esac
   if $coverage; then
     [ "$only$preset$rounds$load" = debug10 ] || usage "--coverage takes no other option"
@@ -125,8 +128,8 @@ command_test() {
     export GTEST_FILTER=$only
     matching=$(matching_tests "$preset" "$only")
     set -- -R "$matching" "$@"
-  elif [ "$preset" = macos ]; then
-    build macos macos_test
+  elif [[ $preset = macos || $preset = real-dispatch* ]]; then
+    build "$preset" macos_test
   else
     build "$preset"
   fi

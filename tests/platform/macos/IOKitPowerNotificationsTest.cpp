@@ -61,9 +61,11 @@ TEST_F(IOKitPowerNotificationsTest, ARegistrationWithoutAPortIsAFailedOne) {
 TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceIsDeregisteredAndIsAFailedRegistration) {
     kernel().isRunLoopSourceMissing = true;
     EXPECT_EQ(notifications.registerForSystemPower(ignoreMessage), nullptr);
-    EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
-                                              "IODeregisterForSystemPower notifier", "IOServiceClose root port",
-                                              "IONotificationPortDestroy"));
+    auto calls = journal().take();
+    std::erase(calls, "os_log_create app.kelo.helper platform"); // with the first fault of the process
+    EXPECT_THAT(calls, ElementsAre("IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
+                                   "IODeregisterForSystemPower notifier", "IOServiceClose root port",
+                                   "IONotificationPortDestroy"));
     EXPECT_THAT(journal().live(), IsEmpty());
     ASSERT_THAT(doubles::logEntries(), SizeIs(1));
     EXPECT_EQ(doubles::logEntries()[0].text,

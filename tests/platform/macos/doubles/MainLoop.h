@@ -11,6 +11,13 @@
 
 namespace kelo::doubles {
 
+/// Whether the main loop is the double below, and not the system's own in real time.
+#ifdef KELO_REAL_DISPATCH
+constexpr bool isTimeVirtual = false;
+#else
+constexpr bool isTimeVirtual = true;
+#endif
+
 /// The main thread's run loop and dispatch queue in virtual time: time passes only while the loop runs.
 ///
 /// It runs in passes, as the platform's does: first the sources that are ready, then the timers that are due or, every

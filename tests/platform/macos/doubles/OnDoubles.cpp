@@ -1,5 +1,10 @@
 #include "tests/platform/macos/doubles/OnDoubles.h"
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/DispatchDouble.h"
 #include "tests/platform/macos/doubles/FoundationReset.h"
@@ -30,11 +35,27 @@ void resetAll() {
     journal().reset();
 }
 
+bool isTestRunning = false;
+
+/// A helper that leaves with status 0 in the middle of a test must not pass for a test that has passed.
+void refuseSuccess(int status, void*) {
+    if (status != 0 || !isTestRunning)
+        return;
+    std::fputs("the process has left in the middle of a test\n", stderr);
+    _exit(1);
+}
+
 } // namespace
 
-DoublesScope::DoublesScope() { resetAll(); }
+DoublesScope::DoublesScope() {
+    static const int registered = on_exit(refuseSuccess, nullptr);
+    static_cast<void>(registered);
+    isTestRunning = true;
+    resetAll();
+}
 
 DoublesScope::~DoublesScope() {
+    isTestRunning = false;
     mainLoop().runFor(0); // the cancel handlers
     endConnections();
     settleXPC();

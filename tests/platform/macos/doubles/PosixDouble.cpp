@@ -17,9 +17,26 @@
 
 #include "tests/platform/macos/doubles/Journal.h"
 
+using SignalHandler = void (*)(int);
+
+extern "C" SignalHandler __real_signal(int number, SignalHandler handler);
+
 namespace kelo::doubles {
 
 namespace {
+
+#ifdef KELO_REAL_DISPATCH
+/// Ignores a signal that would end the process. Only then: away from a Mac, libdispatch catches a signal itself from
+/// its first source on, and a later change would take it away from it.
+void ignoreForReal(int number) {
+    struct sigaction current = {};
+    sigaction(number, nullptr, &current);
+    if (current.sa_handler == SIG_DFL)
+        __real_signal(number, SIG_IGN);
+}
+#else
+void ignoreForReal(int) {}
+#endif
 
 std::mutex mutex;
 std::map<int, void (*)(int)> dispositions;
@@ -92,14 +109,14 @@ int __wrap_stat(const char* path, struct stat* status) {
     return __real_stat(path, status);
 }
 
-using SignalHandler = void (*)(int);
-
 SignalHandler __wrap_signal(int number, SignalHandler handler) {
     journal().add("signal " + std::to_string(number) +
                   (handler == SIG_IGN   ? " ignore"
                    : handler == SIG_DFL ? " default"
                                         : " another disposition"));
     const std::lock_guard lock(mutex);
+    if (handler == SIG_IGN)
+        ignoreForReal(number);
     return std::exchange(dispositions[number], handler);
 }
 

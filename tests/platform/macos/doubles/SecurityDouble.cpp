@@ -45,7 +45,7 @@ using namespace kelo::doubles;
 
 extern "C" {
 
-const CFStringRef kSecCodeInfoTeamIdentifier = CFSTR("teamid");
+const CFStringRef kSecCodeInfoTeamIdentifier = [] { return CFSTR("teamid"); }();
 
 OSStatus SecCodeCopySelf(SecCSFlags flags, SecCodeRef* self) {
     journal().add("SecCodeCopySelf" + flagsText(flags));

@@ -2,11 +2,17 @@
 find_program(KELO_SWIFTC swiftc REQUIRED)
 execute_process(COMMAND ${KELO_SWIFTC} -print-target-info OUTPUT_VARIABLE target_info COMMAND_ERROR_IS_FATAL ANY)
 string(JSON swift GET ${target_info} paths runtimeResourcePath)
-find_path(KELO_SWIFT_HEADERS CoreFoundation/CoreFoundation.h HINTS ${swift} REQUIRED NO_DEFAULT_PATH)
+find_path(KELO_SWIFT_HEADERS CoreFoundation/CoreFoundation.h HINTS ${swift} NO_DEFAULT_PATH)
+if(NOT KELO_SWIFT_HEADERS)
+  message(FATAL_ERROR "The Swift in ${swift} has no headers of CoreFoundation: Swift 6 for Linux has them.")
+endif()
 
 # Before our own declarations of them.
-target_include_directories(kelo_macos_system SYSTEM BEFORE INTERFACE ${KELO_SWIFT_HEADERS} ${KELO_SWIFT_HEADERS}/Block)
+target_include_directories(kelo_macos_system SYSTEM BEFORE INTERFACE ${CMAKE_CURRENT_LIST_DIR}/include
+  ${KELO_SWIFT_HEADERS} ${KELO_SWIFT_HEADERS}/Block)
 target_compile_definitions(kelo_macos_system INTERFACE KELO_REAL_DISPATCH)
+# Its CFSTR is a statement in an expression.
+target_compile_options(kelo_macos_system INTERFACE -fblocks -Wno-gnu-statement-expression)
 target_link_directories(kelo_macos_system INTERFACE ${swift}/linux)
 target_link_libraries(kelo_macos_system INTERFACE Foundation dispatch)
 target_link_options(kelo_macos_system INTERFACE LINKER:-rpath,${swift}/linux)

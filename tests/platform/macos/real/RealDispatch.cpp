@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <map>
@@ -24,7 +25,7 @@ struct dispatch_source_type_s {
 };
 
 extern "C" {
-extern const dispatch_source_type_s _dispatch_source_type_vnode = {"vnode"};
+const dispatch_source_type_s keloVnodeSourceType = {"vnode"};
 
 #if __has_feature(thread_sanitizer)
 void __tsan_acquire(void* address);
@@ -189,7 +190,13 @@ void failSourceCreation(bool fails) { sourceCreationFails = fails; }
 void arriveSignal(int signal) {
     if (!isIgnored(signal))
         return journal().misuse("signal " + std::to_string(signal) + " has its default effect: the process ends");
-    kill(getpid(), signal); // to the process: no source sees a signal to one thread
+    // A signal that nothing takes is lost on a Mac. Here libdispatch would keep it for the next source.
+    const bool isTaken = std::any_of(made.begin(), made.end(), [signal](const auto& source) {
+        return !source->isVnode && source->handle == static_cast<std::uintptr_t>(signal) && source->isActive &&
+               !source->isCancelled && !source->isReleased;
+    });
+    if (isTaken)
+        kill(getpid(), signal); // to the process: no source sees a signal to one thread
 }
 
 void sendVnodeEvent(unsigned long flags) {

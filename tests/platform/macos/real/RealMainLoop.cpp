@@ -3,7 +3,9 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <dispatch/dispatch.h>
 
+#include <algorithm>
 #include <chrono>
+#include <memory>
 
 #include "tests/platform/macos/doubles/MainLoop.h"
 
@@ -12,7 +14,7 @@ namespace kelo::doubles {
 namespace {
 
 // For what another thread registers or posts meanwhile.
-constexpr double shortestRun = 0.05;
+constexpr double shortestRun = 0.2;
 
 double seconds() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
 
