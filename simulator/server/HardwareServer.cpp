@@ -115,7 +115,7 @@ void HardwareServer::registerForPower(int id) {
     };
     connections_.at(id).powerClient =
         handlers_.power().addClient([tell](auto announcement, auto number) { tell(eventOf(announcement), number); });
-    tell(mac_wire::PowerEvent::registered, 0);
+    tell(mac_wire::PowerEvent::registered, handlers_.power().isAsleep() ? 1 : 0);
 }
 
 void HardwareServer::allowPowerChange(int id, Message message) {

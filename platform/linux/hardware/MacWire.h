@@ -38,7 +38,7 @@ struct LidRecord {
 enum class PowerEvent : std::uint64_t { registered, canSleep, willSleep, willPowerOn, hasPoweredOn };
 struct PowerRecord {
     PowerEvent event;
-    std::int64_t notificationID;
+    std::int64_t notificationID; ///< Of `registered`: 1 when the Mac sleeps, else 0.
 };
 
 static_assert(sizeof(LidRecord) == 16 && sizeof(PowerRecord) == 16);

@@ -64,6 +64,7 @@ private:
             return Outcome::failed;
         }
         socket_ = std::move(socket);
+        isMacAsleep_ = record.notificationID != 0;
         return Outcome::registered;
     }
 
@@ -78,6 +79,15 @@ private:
             return;
         timer_.reset();
         delay_ = firstDelay;
+        if (isMacAsleep_ != wasSleepTold_) // it fell asleep, woke or was restarted meanwhile
+            tell(isMacAsleep_ ? PowerMessage::systemWillSleep : PowerMessage::systemHasPoweredOn, 0);
+    }
+
+    void tell(PowerMessage message, std::intptr_t id) {
+        if (message != PowerMessage::canSystemSleep)
+            wasSleepTold_ = message == PowerMessage::systemWillSleep;
+        const auto onMessage = onMessage_; // it may end this registration
+        (*onMessage)(message, id);
     }
 
     void receive() {
@@ -86,15 +96,14 @@ private:
         const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
         if (bytes == nullptr || bytes->size() != sizeof record)
             return disconnect();
-        const auto onMessage = onMessage_; // it may end this registration
         const auto id = static_cast<std::intptr_t>(record.notificationID);
         switch (record.event) {
         case PowerEvent::canSleep:
-            return (*onMessage)(PowerMessage::canSystemSleep, id);
+            return tell(PowerMessage::canSystemSleep, id);
         case PowerEvent::willSleep:
-            return (*onMessage)(PowerMessage::systemWillSleep, id);
+            return tell(PowerMessage::systemWillSleep, id);
         case PowerEvent::hasPoweredOn:
-            return (*onMessage)(PowerMessage::systemHasPoweredOn, id);
+            return tell(PowerMessage::systemHasPoweredOn, id);
         case PowerEvent::willPowerOn:
             return; // does not matter here
         case PowerEvent::registered:
@@ -116,6 +125,8 @@ private:
     double delay_ = firstDelay;                           ///< Before the next try.
     std::unique_ptr<Timer> timer_;                        ///< Null while registered.
     FileDescriptor socket_;                               ///< Invalid while not registered.
+    bool isMacAsleep_ = false;                            ///< When it was registered with.
+    bool wasSleepTold_ = false;                           ///< And no wake since.
     std::unique_ptr<DescriptorWatch> watch_;
 };
 

@@ -89,11 +89,12 @@ TEST_F(HardwareServerTest, AnnouncesEachPowerEventAndWaitsForItsAcknowledgement)
     EXPECT_EQ(receivePower(socket).event, mac_wire::PowerEvent::hasPoweredOn);
 }
 
-TEST_F(HardwareServerTest, DoesNotWaitForAPowerClientThatHasGone) {
+TEST_F(HardwareServerTest, DoesNotWaitForAPowerClientThatHasGoneAndTellsTheNextThatItSleeps) {
     auto socket = connect(mac_wire::powerSocket);
-    receivePower(socket);
+    EXPECT_EQ(receivePower(socket).notificationID, 0);
     socket = {};
     EXPECT_EQ(mac.call(Sleep{}).acknowledged, 0);
+    EXPECT_EQ(receivePower(connect(mac_wire::powerSocket)).notificationID, 1);
 }
 
 TEST_F(HardwareServerTest, AnswersLateWhileAskedTo) {

@@ -185,7 +185,8 @@ private:
 class FailingPowerDomainTest : public ::testing::Test {
 protected:
     std::unique_ptr<PowerRegistration> registerOnce() {
-        return notifications.registerForSystemPower([this](PowerMessage, std::intptr_t) {
+        return notifications.registerForSystemPower([this](PowerMessage told, std::intptr_t) {
+            received.push_back(told);
             ++messages;
             onMessage();
         });
@@ -209,12 +210,13 @@ protected:
     }
 
     const Bytes done = wire(PowerRecord{PowerEvent::registered, 0});
-    const Bytes message = wire(PowerRecord{PowerEvent::willSleep, 1});
+    const Bytes message = wire(PowerRecord{PowerEvent::canSleep, 1});
     const MacTimeouts timeouts = {.answer = std::chrono::seconds(1), .retry = std::chrono::seconds(1)};
     ScriptedMac mac{powerSocket};
     LoopUnderTest under;
     SimulatedMacPowerNotifications notifications{mac.folder(), under.loop, timeouts};
     int messages = 0;
+    std::vector<PowerMessage> received;
     std::function<void()> onMessage = [] {};
 };
 
@@ -268,6 +270,22 @@ TEST_F(FailingPowerDomainTest, AMacThatHasBeenRestartedIsRegisteredWithAgain) {
         runWith(done);
         EXPECT_EQ(messagesAfterOneMore(), restarts);
     }
+}
+
+TEST_F(FailingPowerDomainTest, AWakeOrSleepThatWasMissedIsReportedWithTheNextRegistration) {
+    const auto registration = registerWith(done);
+    ASSERT_NE(registration, nullptr);
+    mac.say(wire(PowerRecord{PowerEvent::willSleep, 7}));
+    run();
+    mac.hangUp();
+    runWith(done); // awake by now, as after a restart
+    EXPECT_THAT(received, ::testing::ElementsAre(PowerMessage::systemWillSleep, PowerMessage::systemHasPoweredOn));
+    mac.hangUp();
+    runWith(wire(PowerRecord{PowerEvent::registered, 1}));
+    mac.hangUp();
+    runWith(wire(PowerRecord{PowerEvent::registered, 1}));
+    EXPECT_THAT(received, ::testing::ElementsAre(PowerMessage::systemWillSleep, PowerMessage::systemHasPoweredOn,
+                                                 PowerMessage::systemWillSleep));
 }
 
 TEST_F(FailingPowerDomainTest, AMacIsRegisteredWithWithinASecondOfItsRestart) {
