@@ -51,7 +51,8 @@ Complaints complaints(const Json& value, const Json& schema, const std::string& 
                 if (value.contains(key))
                     for (const auto& complaint : complaints(value[key], property, key))
                         found.push_back(complaint);
-        } else if (keyword != "$schema" && keyword != "$id" && keyword != "title" && keyword != "description" && keyword != "examples") {
+        } else if (keyword != "$schema" && keyword != "$id" && keyword != "title" && keyword != "description" &&
+                   keyword != "examples") {
             throw std::invalid_argument("this validator does not know the keyword " + keyword);
         }
     }
