@@ -52,7 +52,7 @@ inline std::string guess(const CLI::App& command, const std::string& word) {
 
 /// What is wrong with a command line, in plain words.
 inline std::string usageReason(const CLI::App& command, const CLI::ParseError& error) {
-    const std::string text = error.what();
+    std::string text = error.what();
     const bool needsCommand = command.get_require_subcommand_min() > 0;
     auto unknown = command.remaining();
     if (error.get_name() == "ExtrasError") // "The following arguments were not expected: ..."

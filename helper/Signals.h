@@ -15,7 +15,7 @@ public:
 
     /// Calls `then` once a signal that arrives can no longer be lost: before this returns, which is what it does unless
     /// overridden, or later from the main queue. Not after the source has been destroyed. Main thread only, once.
-    virtual void whenReady(std::function<void()> then) { then(); }
+    virtual void whenReady(const std::function<void()>& then) { then(); }
 };
 
 /// Signals as events of the main queue. Main thread only.

@@ -16,11 +16,11 @@ public:
 
     bool isMade() const { return source_ != nullptr; }
 
-    void whenReady(std::function<void()> then) override {
+    void whenReady(const std::function<void()>& then) override {
         if (isReady_)
             then();
         else
-            then_ = std::move(then);
+            then_ = then;
     }
 
 private:

@@ -64,11 +64,11 @@ private:
         Source(ScriptedSignals& signals, int signal) : signals_(signals), signal_(signal) {}
         ~Source() override { signals_.handlers_.erase(signal_); }
 
-        void whenReady(std::function<void()> then) override {
+        void whenReady(const std::function<void()>& then) override {
             if (signals_.isReadyAtOnce)
                 then();
             else
-                signals_.unready_[signal_] = std::move(then);
+                signals_.unready_[signal_] = then;
         }
 
     private:

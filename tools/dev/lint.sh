@@ -21,6 +21,7 @@ command_lint() {
   lint_workflow
   say "clang-tidy"
   configure lint
+  configure lint -B build/lint-alone -DCMAKE_UNITY_BUILD=OFF
   tidy
   [ "$(uname)" = Darwin ] || lint_headers
 }
@@ -74,7 +75,7 @@ tidy_source() {
   local output part parts=()
   output=$("$CLANG_TIDY" -p build/lint --quiet --checks=-bugprone-suspicious-include "$1" 2>&1) && return
   while IFS= read -r part; do parts+=("$part"); done < <(sed -n '\|^#include "/|s/^#include "\(.*\)"$/\1/p' "$1")
-  if [ ${#parts[@]} -gt 0 ]; then output=$("$CLANG_TIDY" -p build/lint --quiet "${parts[@]}" 2>&1) && return; fi
+  if [ ${#parts[@]} -gt 0 ]; then output=$("$CLANG_TIDY" -p build/lint-alone --quiet "${parts[@]}" 2>&1) && return; fi
   printf '%s\n' "$output"
   return 1
 }

@@ -114,7 +114,7 @@ std::optional<IncomingRequest> decode(Bytes message) {
     // What a request does not use is 0, and a flag is 0 or 1.
     if (!std::ranges::equal(encode(record.number, request), message))
         return std::nullopt;
-    return IncomingRequest{record.number, std::move(request)};
+    return IncomingRequest{record.number, request};
 }
 
 std::vector<std::uint8_t> encodeAnswer(std::uint64_t number, const std::optional<Data>& answer) {
