@@ -1,6 +1,6 @@
 #include "tests/platform/macos/doubles/ShortMemory.h"
 
-#include <cstdlib>
+#include <cstddef>
 #include <new>
 #include <utility>
 
@@ -26,13 +26,15 @@ void callWithMemory(bool isShort, const std::function<void()>& work) {
 
 } // namespace kelo::doubles
 
-void* operator new(std::size_t size) {
-    void* const memory = std::exchange(kelo::doubles::failsNext, false) ? nullptr : std::malloc(size);
-    if (memory == nullptr)
+// `operator new`, which the linker wraps: a definition of our own would be a second one beside a sanitizer's.
+extern "C" {
+
+void* __real__Znwm(std::size_t size);
+
+void* __wrap__Znwm(std::size_t size) {
+    if (std::exchange(kelo::doubles::failsNext, false))
         throw std::bad_alloc();
-    return memory;
+    return __real__Znwm(size);
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+} // extern "C"
