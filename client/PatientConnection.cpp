@@ -40,7 +40,10 @@ Descriptor start(std::packaged_task<void()> work) {
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, &before);
-    std::thread([work = std::move(work), writing = owned(ends[1])]() mutable { work(); }).detach();
+    std::thread([work = std::move(work), writing = owned(ends[1])]() mutable {
+        // What the work owns, the connection among it, is released before the caller hears that it is done.
+        std::exchange(work, {})();
+    }).detach();
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return done;
 }
