@@ -97,6 +97,17 @@ TEST_F(Clients, TheFanIsHandedBackEightSecondsAfterTheLastClientWasKilled) {
     EXPECT_EQ(world.helper().status(), std::nullopt);
 }
 
+TEST_F(Clients, AHoldEndsThoughAChildOfItsClientHasInheritedTheConnection) {
+    startEverything();
+    const auto client = connectRawClient();
+    EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
+    EXPECT_EQ(client->perform("bequeath"), "bequeathed");
+    client->process().signal(SIGKILL);
+    EXPECT_TRUE(world.waitForLog(handedBack, 20));
+    expectOneGracePeriod();
+    EXPECT_FALSE(world.isAnyFanManual());
+}
+
 TEST_F(Clients, AClientThatReturnsInTimeKeepsTheHold) {
     startEverything();
     const auto client = startHold();

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <iostream>
@@ -46,6 +47,8 @@ public:
             return churn(std::stoi(argument));
         if (command == "storm")
             return storm(std::stoi(argument));
+        if (command == "bequeath")
+            return bequeath();
         if (command == "close") {
             socket_ = {};
             return "closed";
@@ -84,6 +87,16 @@ private:
             connected += connect() ? 1 : 0;
         socket_ = {};
         return std::to_string(connected);
+    }
+
+    /// Leaves the connection to a child as well, which ends by itself after a minute.
+    static std::string bequeath() {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(60);
+            pause();
+        }
+        return child > 0 ? "bequeathed" : "no child";
     }
 
     /// From now on asks for snapshots over that many connections, 64 at once over each.
