@@ -70,6 +70,16 @@ TEST_F(PatientConnectionTest, AsksOverOneConnectionAndReturnsTheReplies) {
     EXPECT_THAT(notices, ElementsAre());
 }
 
+TEST_F(PatientConnectionTest, ReleasesWhatARequestUsedBeforeItIsDone) {
+    const auto used = std::make_shared<int>();
+    PatientConnection counted{[used, connect = world.all.connect] { return connect(); }, terminal, {}};
+    const auto owners = used.use_count();
+    for (int i = 0; i < 2000; ++i) { // a thread that releases it later is only sometimes caught
+        counted.ask(requests::HelperVersion{});
+        ASSERT_EQ(used.use_count(), owners) << i;
+    }
+}
+
 TEST_F(PatientConnectionTest, ConnectsAgainAfterTheHelperHasGone) {
     helper.ask(requests::HelperVersion{});
     world.isHelperThere = false;
