@@ -41,7 +41,7 @@ ClamshellProperty SimulatedMacHardware::clamshellState() {
     return lid.value_or(ClamshellProperty());
 }
 
-/// Connects anew. Returns whether a Mac accepts the connection.
+/// Reconnects. Returns whether a Mac accepts the connection.
 bool SimulatedMacHardware::connect() noexcept {
     socket_ = {};
     try {
@@ -52,7 +52,7 @@ bool SimulatedMacHardware::connect() noexcept {
     return socket_.isValid();
 }
 
-/// Asks and waits for the answer, on a new connection if there is none. Asks once more, on a new one, when the Mac
+/// Asks and waits for the answer, on a new connection if there is none. Retries once, on a new one, when the Mac
 /// hangs up or sends something else. Returns the size of the answer, 0 when there is none.
 template <typename Check>
 std::size_t SimulatedMacHardware::ask(std::span<const std::uint8_t> question, std::span<std::uint8_t> answer,

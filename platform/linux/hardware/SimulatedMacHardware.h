@@ -15,7 +15,7 @@ namespace kelo {
 /// The controller and the lid of the simulated Mac, over one connection.
 ///
 /// The connection is made when it is needed, and remade when the Mac did not answer, has gone or sent anything but the
-/// answer to the question, for example its last answer once more. So a Mac that hung or was restarted is used again,
+/// answer to the question, for example a repeat of its last answer. So a Mac that hung or was restarted is used again,
 /// and the controller's handle stays valid meanwhile: exchanges fail until the Mac is back. A question may be asked
 /// twice, which is the same as once for every key. One thread.
 class SimulatedMacHardware : public SMCExchange, public Clamshell {

@@ -19,7 +19,7 @@ using mac_wire::PowerEvent;
 constexpr double firstDelay = 1;   // seconds
 constexpr double longestDelay = 8; // seconds
 
-/// Registers again while there is no connection, at growing intervals: whoever holds the fans relies on being told of
+/// Registers again while there is no connection, at growing intervals: a hold relies on being told of
 /// sleep.
 class Registration : public PowerRegistration {
 public:

@@ -85,7 +85,7 @@ PeerProcess PeerProcess::ofSocketByNumber(int socket) {
 FileDescriptor PeerProcess::openExecutable() const {
     const auto process = number();
     const auto path = "/proc/" + std::to_string(process) + "/exe";
-    // Does not wait for whoever holds a lease on the file: that could be the peer itself, for 45 seconds.
+    // Does not wait for a process that leases the file: that could be the peer itself, for 45 seconds.
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const auto error = errno;
     // After the executable was opened: a process cannot return from a namespace of its own, so one that is in ours now

@@ -13,7 +13,7 @@ namespace kelo {
 struct TrustAnchor {
     PublicKey key;
 
-    /// Reads a file, whoever can write to it. Throws `SignatureRefused`.
+    /// Reads a file without checking who can write to it. Throws `SignatureRefused`.
     static TrustAnchor load(const std::filesystem::path& file);
     /// The same for an open file; `name` is for the message of what is thrown.
     static TrustAnchor read(int file, const std::string& name);

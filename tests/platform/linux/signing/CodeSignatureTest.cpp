@@ -216,7 +216,7 @@ TEST_F(CodeSignature, ASignatureOverAMessageOfAnotherKindIsRefused) {
     EXPECT_EQ(refusalOfCodeSigned(withContext(good.codeMessage(), good.teamMessage())), doesNotVerify);
 }
 
-TEST_F(CodeSignature, ANameThatIsNotPrintableIsRefusedWhoeverSignedIt) {
+TEST_F(CodeSignature, RefusesANameThatIsNotPrintable) {
     for (const auto field : {&SignatureTrailer::team, &SignatureTrailer::identifier}) {
         for (const char c : {'\0', '\t', '\n', '\r', '\x1F', '\x7F', '\x80', '\xFF'})
             EXPECT_EQ(refusalOf(fileWith("content",

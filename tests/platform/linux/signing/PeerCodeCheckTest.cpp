@@ -181,7 +181,7 @@ TEST_F(PeerCodeCheckTest, TheFileThatRunsIsJudgedWhateverStandsAtItsPathByNow) {
     EXPECT_EQ(check(), unsignedReason);
 }
 
-TEST_F(PeerCodeCheckTest, APeerInAUserNamespaceOfItsOwnIsCutOffWhoeverSignedIt) {
+TEST_F(PeerCodeCheckTest, RefusesAPeerInItsOwnUserNamespace) {
     start(programSignedAs(identity), "enter-namespace");
     if (said != "entered")
         GTEST_SKIP() << "no user namespace can be made here: " << said;

@@ -24,7 +24,7 @@ namespace kelo {
 inline void runMainLoop(double seconds) { CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false); }
 
 /// What the conformance harnesses run on: the real libdispatch and run loop in real time, or their doubles in virtual
-/// time. All else that they need of a Mac is a double where there is no Mac.
+/// time. Everything else that they need of a Mac is a double elsewhere.
 struct SystemUnderTest {
 #ifdef KELO_REAL_TIME
     static constexpr bool isReal = true;
