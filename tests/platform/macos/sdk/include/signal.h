@@ -72,6 +72,7 @@ int raise(int signal);
 int sigaction(int signal, const struct sigaction* action, struct sigaction* old);
 int sigaddset(sigset_t* set, int signal);
 int sigemptyset(sigset_t* set);
+int sigfillset(sigset_t* set);
 int sigprocmask(int how, const sigset_t* set, sigset_t* old);
 void (*signal(int signal, void (*handler)(int)))(int);
 __END_DECLS

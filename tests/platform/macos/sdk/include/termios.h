@@ -3,8 +3,13 @@
 #include <sys/cdefs.h>
 
 #define NCCS 20
+#define VMIN 16
+#define VTIME 17
+#define IXON 0x00000200
 #define OPOST 0x00000001
 #define ECHO 0x00000008
+#define ICANON 0x00000100
+#define TCIFLUSH 1
 #define TCSANOW 0
 #define TCSADRAIN 1
 #define TCSAFLUSH 2
@@ -23,6 +28,7 @@ struct termios {
 };
 
 __BEGIN_DECLS
+int tcflush(int descriptor, int queue);
 int tcgetattr(int descriptor, struct termios* settings);
 int tcsetattr(int descriptor, int when, const struct termios* settings);
 __END_DECLS

@@ -3,6 +3,7 @@
 #include <sys/cdefs.h>
 #include <sys/types.h>
 
+#define RLIMIT_FSIZE 1
 #define RLIMIT_CORE 4
 #define RLIMIT_NOFILE 8
 

@@ -9,6 +9,14 @@ struct timeval {
     suseconds_t tv_usec;
 };
 
+struct itimerval {
+    struct timeval it_interval;
+    struct timeval it_value;
+};
+
+#define ITIMER_REAL 0
+
 __BEGIN_DECLS
 int gettimeofday(struct timeval* time, void* zone);
+int setitimer(int which, const struct itimerval* value, struct itimerval* old);
 __END_DECLS
