@@ -34,7 +34,7 @@ protected:
 
     ScriptedSurroundings world;
     ScriptedFans& fans = *world.fans;
-    const std::unique_ptr<HelperConnection> helper = world.connect();
+    const std::unique_ptr<HelperConnection> helper = world.all.connect();
     ScriptedTerminal terminal;
 };
 

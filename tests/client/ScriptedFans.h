@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -57,12 +58,20 @@ private:
     void prepare(const Request&) {}
 };
 
-/// What the commands reach: a helper that comes and goes, and no other program.
+/// What the commands reach: a helper that comes and goes, and no other program. What the threads of requests use is
+/// shared with them: they may outlive a test that gives them up.
 struct ScriptedSurroundings {
-    const std::shared_ptr<ScriptedFans> fans = std::make_shared<ScriptedFans>();
-    bool isHelperThere = true;
-    int connections = 0;
-    Surroundings all{.connect = [this] { return connect(); },
+    struct State {
+        const std::shared_ptr<ScriptedFans> fans = std::make_shared<ScriptedFans>();
+        std::atomic<bool> isHelperThere = true;
+        std::atomic<int> connections = 0;
+    };
+
+    const std::shared_ptr<State> state = std::make_shared<State>();
+    const std::shared_ptr<ScriptedFans>& fans = state->fans;
+    std::atomic<bool>& isHelperThere = state->isHelperThere;
+    std::atomic<int>& connections = state->connections;
+    Surroundings all{.connect = [state = state] { return connect(*state); },
                      .run = [](const CommandWords&) { return std::optional<Ran>(); },
                      .start = {},
                      .executable = "kelo",
@@ -70,16 +79,16 @@ struct ScriptedSurroundings {
                      .isMac = true};
 
     ScriptedSurroundings() {
-        fans->answer = [this](const std::function<void()>& reply) {
-            if (isHelperThere)
+        fans->answer = [weak = std::weak_ptr(state)](const std::function<void()>& reply) {
+            if (const auto held = weak.lock(); held && held->isHelperThere)
                 reply(); // otherwise the helper goes in the middle of a request
         };
     }
-    std::unique_ptr<HelperConnection> connect() {
-        ++connections;
-        if (!isHelperThere)
+    static std::unique_ptr<HelperConnection> connect(State& state) {
+        ++state.connections;
+        if (!state.isHelperThere)
             throw HelperUnreachable("The helper is not running.");
-        return std::make_unique<LoopbackConnection>(fans, [](LoopbackConnection&) {});
+        return std::make_unique<LoopbackConnection>(state.fans, [](LoopbackConnection&) {});
     }
 };
 

@@ -37,7 +37,8 @@ Protocol* registeredProtocol(Protocol* protocol) {
 
 + (NSXPCInterface*)interfaceWithProtocol:(Protocol*)protocol {
     NSXPCInterface* const interface = [[NSXPCInterface alloc] init];
-    setPayload(interface, std::make_shared<Interface>(Interface{registeredProtocol(protocol)}));
+    withEnoughMemory(
+        [&] { setPayload(interface, std::make_shared<Interface>(Interface{registeredProtocol(protocol)})); });
     return [interface autorelease];
 }
 

@@ -24,6 +24,12 @@ void callWithMemory(bool isShort, const std::function<void()>& work) {
     failsNext = false;
 }
 
+void withEnoughMemory(const std::function<void()>& work) {
+    const bool fails = std::exchange(failsNext, false);
+    work();
+    failsNext = fails;
+}
+
 } // namespace kelo::doubles
 
 // `operator new`, which the linker wraps: a definition of our own would be a second one beside a sanitizer's.

@@ -8,4 +8,7 @@ namespace kelo::doubles {
 /// misuse: it would end the process. In a C++ file, since GNU's Objective-C++ catches no C++ exceptions.
 void callWithMemory(bool isShort, const std::function<void()>& work);
 
+/// Runs `work` with memory for all of it, within a call without: what never fails on the platform.
+void withEnoughMemory(const std::function<void()>& work);
+
 } // namespace kelo::doubles
