@@ -12,7 +12,7 @@ constexpr int isObject = 3; // BLOCK_FIELD_IS_OBJECT; any other flag means a blo
 
 NSObject* asObject(const void* captured) { return static_cast<NSObject*>(const_cast<void*>(captured)); }
 
-/// Whoever frees the block comes after everybody who has given it back.
+/// The thread that frees the block runs after every thread that has returned it.
 void orderBefore([[maybe_unused]] const void* block);
 
 } // namespace
