@@ -181,8 +181,9 @@ void PosixTerminal::takeScreen() {
     if (hasKeyboard_) {
         auto raw = modes_;
         raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
+        raw.c_lflag |= NOFLSH; // Ctrl-C must not throw away half a frame
         raw.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S must not freeze what looks alive
-        raw.c_cc[VMIN] = 1;
+        raw.c_cc[VMIN] = 0; // a read never waits, even when somebody else took the keys
         raw.c_cc[VTIME] = 0;
         tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     }
