@@ -14,36 +14,36 @@
 namespace kelo {
 namespace {
 
+/// A process of its own; `work` returns its status. Killed when the test ends first.
+class Other {
+public:
+    explicit Other(const std::function<int()>& work) : number_(fork()) {
+        if (number_ == 0)
+            _exit(work());
+    }
+    Other(const Other&) = delete;
+    Other& operator=(const Other&) = delete;
+    ~Other() {
+        if (number_ > 0)
+            end();
+    }
+    /// Its status once it has ended.
+    int wait() {
+        int status = 0;
+        waitpid(std::exchange(number_, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    void end() {
+        kill(number_, SIGKILL);
+        wait();
+    }
+
+private:
+    pid_t number_;
+};
+
 class SocketDoors : public SocketFixture {
 protected:
-    /// A process of its own; `work` returns its status. Killed when the test ends first.
-    class Other {
-    public:
-        explicit Other(const std::function<int()>& work) : number_(fork()) {
-            if (number_ == 0)
-                _exit(work());
-        }
-        Other(const Other&) = delete;
-        Other& operator=(const Other&) = delete;
-        ~Other() {
-            if (number_ > 0)
-                end();
-        }
-        /// Its status once it has ended.
-        int wait() {
-            int status = 0;
-            waitpid(std::exchange(number_, -1), &status, 0);
-            return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        }
-        void end() {
-            kill(number_, SIGKILL);
-            wait();
-        }
-
-    private:
-        pid_t number_;
-    };
-
     static auto versionRequest(std::uint64_t number) {
         return request_records::encode(number, requests::HelperVersion{});
     }
@@ -119,10 +119,10 @@ TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
     std::mutex pause; // keeps the listener's thread busy until the process has ended
     std::unique_lock busy(pause);
     std::atomic<int> asked = 0;
-    helper->onVersion = [&] {
+    helper->whenAskedForTheVersion([&] {
         if (++asked > 1)
             const std::lock_guard wait(pause);
-    };
+    });
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const FileDescriptor reading(ends[0]);
@@ -153,32 +153,6 @@ TEST_F(SocketDoors, ASocketThatAnEarlierProcessLeftHalfMadeIsReplaced) {
     writeFile(place / "other.socket", "");
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
     EXPECT_FALSE(std::filesystem::exists(place));
-}
-
-TEST_F(SocketDoors, AThreadThatTheSystemRefusesIsTriedAgain) {
-    std::filesystem::permissions(temporary.path(), std::filesystem::perms(0777)); // for a user without any right
-    Other other([this] {
-        if (setresuid(65'533, 65'533, 65'533) != 0 && errno != EPERM) // an ordinary user has no rights to drop
-            return 1;
-        prctl(PR_SET_DUMPABLE, 1); // its own descriptors are its own again
-        rlimit threads{};
-        getrlimit(RLIMIT_NPROC, &threads);
-        const rlimit none = {.rlim_cur = 0, .rlim_max = threads.rlim_max};
-        setrlimit(RLIMIT_NPROC, &none);
-        EventLoop loop;
-        int troubles = 0;
-        SocketListener refused(loop, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
-                               {.onRefusal = [](const std::string&) {},
-                                .onTrouble = [&](const std::string&) { ++troubles; },
-                                .onRecovery = [&] { loop.stop(); }});
-        if (refused.resume() || troubles != 1)
-            return 2;
-        setrlimit(RLIMIT_NPROC, &threads);
-        loop.postAfter(10, [] { _exit(3); });
-        loop.run();
-        return 0;
-    });
-    EXPECT_EQ(other.wait(), 0);
 }
 
 TEST_F(SocketDoors, DescriptorsThatComeWithARequestAreNotTaken) {
@@ -235,6 +209,35 @@ TEST_F(SocketDoors, NoLinkThatSomebodyElsePutThereIsFollowed) {
     EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
     std::filesystem::remove(place);
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
+}
+
+// Without the fixture: the process that is started here must be one of one thread.
+TEST(AListener, WhoseThreadTheSystemRefusesTriesAgain) {
+    const TemporaryFolder temporary;
+    const FileDescriptor folder(open(temporary.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    std::filesystem::permissions(temporary.path(), std::filesystem::perms(0777)); // for a user without any right
+    Other other([&] {
+        if (setresuid(65'533, 65'533, 65'533) != 0 && errno != EPERM) // an ordinary user has no rights to drop
+            return 1;
+        prctl(PR_SET_DUMPABLE, 1); // its own descriptors are its own again
+        rlimit threads{};
+        getrlimit(RLIMIT_NPROC, &threads);
+        const rlimit none = {.rlim_cur = 0, .rlim_max = threads.rlim_max};
+        setrlimit(RLIMIT_NPROC, &none);
+        EventLoop loop;
+        int troubles = 0;
+        SocketListener refused(loop, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
+                               {.onRefusal = [](const std::string&) {},
+                                .onTrouble = [&](const std::string&) { ++troubles; },
+                                .onRecovery = [&] { loop.stop(); }});
+        if (refused.resume() || troubles != 1)
+            return 2;
+        setrlimit(RLIMIT_NPROC, &threads);
+        loop.postAfter(10, [] { _exit(3); });
+        loop.run();
+        return 0;
+    });
+    EXPECT_EQ(other.wait(), 0);
 }
 
 } // namespace

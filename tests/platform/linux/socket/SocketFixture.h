@@ -30,7 +30,7 @@ public:
         std::visit(requests::Overloaded{
                        [this](const requests::Call<requests::HelperVersion>& made) {
                            ++versions;
-                           onVersion();
+                           actionOnVersion()();
                            if (throws)
                                throw std::runtime_error("broken");
                            made.reply(6);
@@ -56,6 +56,12 @@ public:
         return kept.size();
     }
 
+    /// `action` runs on the listener's thread.
+    void whenAskedForTheVersion(std::function<void()> action) {
+        const std::lock_guard lock(mutex_);
+        onVersion_ = std::move(action);
+    }
+
     /// Lets the kept requests go without an answer.
     void forgetAll() {
         const std::lock_guard lock(mutex_);
@@ -63,10 +69,13 @@ public:
     }
 
     std::atomic<int> versions = 0;
-    std::function<void()> onVersion = [] {}; ///< On the listener's thread; set before a client asks.
     std::atomic<bool> throws = false;
 
 private:
+    std::function<void()> actionOnVersion() {
+        const std::lock_guard lock(mutex_);
+        return onVersion_;
+    }
     void keep(std::function<void()> answer) {
         const std::lock_guard lock(mutex_);
         kept_.push_back(std::move(answer));
@@ -74,6 +83,7 @@ private:
 
     std::mutex mutex_;
     std::vector<std::function<void()>> kept_;
+    std::function<void()> onVersion_ = [] {};
 };
 
 /// Admits everybody and counts.

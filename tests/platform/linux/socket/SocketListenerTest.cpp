@@ -67,7 +67,7 @@ TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
         }
         std::mutex pause; // keeps the listener's thread busy with somebody else
         std::unique_lock busy(pause);
-        helper->onVersion = [&] { const std::lock_guard wait(pause); };
+        helper->whenAskedForTheVersion([&] { const std::lock_guard wait(pause); });
         const int before = helper->versions;
         RawClient other(folder.get());
         other.request(1, requests::HelperVersion{});
@@ -79,7 +79,7 @@ TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
         EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
         EXPECT_TRUE(eventually([&] { return door.departures == (leavesUnread ? 3 : 1); })) << leavesUnread;
         helper->answerAll();
-        helper->onVersion = [] {};
+        helper->whenAskedForTheVersion([] {});
     }
 }
 
