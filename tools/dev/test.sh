@@ -39,7 +39,7 @@ run_tests() {
   # Many more at once than there are processors: the tests with several processes spend their time waiting. The
   # sanitizers keep them busy for longer.
   local at_once=6
-  case $preset in asan | tsan) at_once=4 ;; esac
+  case $preset in asan) at_once=4 ;; tsan) at_once=2 ;; esac
   ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * at_once))" --output-junit tests.xml "$@" \
     | without_what_passed || status=$?
   tests_summary "$preset"

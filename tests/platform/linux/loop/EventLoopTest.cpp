@@ -199,7 +199,7 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
     EXPECT_EQ(trace[0], 1);
     EXPECT_EQ(trace[1], 2);
     EXPECT_GE(std::count(trace.begin(), trace.end(), 3), 2) << "a repeating timer goes on";
-    EXPECT_EQ(trace.back(), 4);
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), 4), 1);
 }
 
 // --- timers, in virtual time
