@@ -194,7 +194,8 @@ TEST_F(Clients, AHoldWhoseClientHasGoneBeginsAndEndsAfterTheGracePeriod) {
     client->request(requests::Hold{0.6, false});
     client.reset();
     world.simmac({"fault", "clear"});
-    ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.6, neededUnlock: true)"));
+    ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.6, neededUnlock: true)"))
+        << ::testing::PrintToString(world.helperLog());
     EXPECT_TRUE(world.isAnyFanManual());
     ASSERT_TRUE(world.waitForLog(handedBack, 15));
     EXPECT_FALSE(world.isAnyFanManual());

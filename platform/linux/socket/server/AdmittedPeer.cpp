@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 #include <utility>
 
@@ -54,7 +55,11 @@ std::optional<AdmittedPeer> AdmittedPeer::of(int socket) {
 }
 
 bool AdmittedPeer::hasSent(pid_t sender) const {
-    return sender == process_ && executableOf(process_) == executable_ && !hasEnded();
+    if (sender != process_)
+        return false;
+    const auto executable = executableOf(process_);
+    const bool hasNone = !executable && (errno == ENOENT || errno == ESRCH);
+    return hasNone || (executable == executable_ && !hasEnded());
 }
 
 bool AdmittedPeer::hasEnded() const {

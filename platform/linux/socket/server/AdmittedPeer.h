@@ -23,7 +23,8 @@ public:
     pid_t process() const { return process_; }
     uid_t user() const { return user_; }
 
-    /// Whether a message from `sender` comes from this peer, still running the same executable.
+    /// Whether a message from `sender` comes from this peer. As long as it has an executable it must be the same one; a
+    /// process has none any more from the moment in which it begins to end.
     bool hasSent(pid_t sender) const;
 
     /// Readable once the process has ended. A child that has its socket may live on.

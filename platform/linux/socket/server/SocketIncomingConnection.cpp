@@ -70,9 +70,7 @@ bool SocketIncomingConnection::readRequest() {
     if (std::holds_alternative<unix_socket::WouldBlock>(received))
         return false;
     const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
-    // Of a process that has ended there is no executable to be looked at any more.
-    const bool isFromPeer = peer_.hasSent(sender) || (sender == peer_.process() && peer_.hasEnded());
-    if (bytes != nullptr && isFromPeer && handle(*bytes))
+    if (bytes != nullptr && peer_.hasSent(sender) && handle(*bytes))
         return true;
     end();
     return false;

@@ -1,5 +1,6 @@
 #include "platform/linux/socket/server/AdmittedPeer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/sched.h>
 #include <poll.h>
@@ -10,14 +11,24 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <thread>
 
 #include "platform/linux/socket/UnixSocket.h"
+#include "tests/platform/linux/socket/SocketFixture.h"
 #include "tests/support/MacFolder.h"
 
 namespace kelo {
 namespace {
 
 constexpr const char* socketName = "peer.socket";
+
+void stay() {
+    while (true)
+        pause();
+}
 
 void end(pid_t process) {
     kill(process, SIGKILL);
@@ -35,13 +46,12 @@ pid_t forkAs(pid_t number) {
 
 class AdmittedPeerTest : public ::testing::Test {
 protected:
-    /// Starts a process that connects and stays.
-    pid_t startPeer() {
+    /// Starts a process that connects and then does `work`, which does not return.
+    pid_t startPeer(const std::function<void()>& work = stay) {
         const pid_t peer = fork();
         if (peer == 0) {
             const auto socket = unix_socket::connect(folder.descriptor(), socketName);
-            while (true)
-                pause();
+            work();
         }
         pollfd waiting{.fd = listening.get(), .events = POLLIN, .revents = 0};
         EXPECT_EQ(poll(&waiting, 1, 10'000), 1);
@@ -68,13 +78,36 @@ TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameNumberAndExecutableIsAnother) {
     end(first);
     const pid_t second = forkAs(first);
     if (second == 0)
-        while (true)
-            pause();
+        stay();
     if (second < 0 && errno == EPERM)
         GTEST_SKIP() << "only the superuser chooses a process's number";
     ASSERT_EQ(second, first);
     EXPECT_FALSE(peer->hasSent(second));
     end(second);
+}
+
+TEST_F(AdmittedPeerTest, AProcessIsHeardWhileItEnds) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const FileDescriptor reading(ends[0]);
+    const FileDescriptor writing(ends[1]);
+    // Without its first thread a process has no executable, as when it ends, but it stays as long as we like.
+    const pid_t process = startPeer([&] {
+        char byte = 0;
+        std::thread(stay).detach();
+        if (read(reading.get(), &byte, 1) == 1)
+            syscall(SYS_exit, 0);
+        _exit(1);
+    });
+    const auto peer = AdmittedPeer::of(accepted.get());
+    ASSERT_TRUE(peer.has_value());
+    ASSERT_EQ(write(writing.get(), "x", 1), 1);
+    const auto executable = "/proc/" + std::to_string(process) + "/exe";
+    EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(executable); }));
+    EXPECT_FALSE(peer->hasEnded());
+    EXPECT_TRUE(peer->hasSent(process));
+    EXPECT_FALSE(peer->hasSent(getpid()));
+    end(process);
 }
 
 } // namespace
