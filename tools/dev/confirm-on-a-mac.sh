@@ -10,6 +10,8 @@
 # shellcheck disable=SC2016 # the grave accents are Markdown's
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+# shellcheck source=tools/dev/confirm-cost.sh
+source tools/dev/confirm-cost.sh
 
 fail() { printf 'confirm-on-a-mac: %s\n' "$*" >&2; exit 2; }
 
@@ -76,7 +78,7 @@ hold_meanwhile() {
   printf '$ kelo hold %s &\n' "$*"
   kelo hold "$@" &
   holding=$!
-  trap 'kill $holding 2>/dev/null || true' EXIT
+  trap 'kill $holding 2>/dev/null && kill -CONT $holding 2>/dev/null || true' EXIT
   sleep 5
 }
 
@@ -290,5 +292,8 @@ row "an update makes the running helper leave" update
 row "a reply gets out before a stand-down ends the process" stands_down
 row "messages are readable in the unified log" readable
 row "objects live as long as they must" objects
+row "a hold costs little, and an idle helper next to nothing" cost
+[ ! -e "$scratch/figures" ] \
+  || printf '\n### For docs/performance.md\n\n| figure | on this Mac |\n|---|---|\n%s\n' "$(cat "$scratch/figures")" >>"$report"
 printf '\n%d rows failed; the report is %s. The helper stays installed; ./dev uninstall removes it.\n' $failures "$report"
 [ $failures -eq 0 ]
