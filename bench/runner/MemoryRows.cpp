@@ -6,7 +6,7 @@ namespace {
 
 void addMemory(Figures& figures, const std::string& state, pid_t helper) {
     const auto facts = ProcessFacts::of(helper);
-    figures.addWithTarget("memory." + state + ".private", facts.privateMemory, "KiB", 1024);
+    figures.add("memory." + state + ".private", facts.privateMemory, "KiB");
     figures.addWithTarget("memory." + state + ".private-without-libraries", facts.privateToItself, "KiB", 1024);
     figures.add("memory." + state + ".anonymous", facts.anonymous, "KiB");
     figures.add("memory." + state + ".resident", facts.resident, "KiB");

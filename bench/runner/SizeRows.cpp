@@ -11,8 +11,11 @@ void measureSize(const Scene& scene, Figures& figures) {
         const auto errors = strip.readError();
         if (strip.wait() != 0)
             throw std::runtime_error(errors);
-        figures.addWithTarget("size." + program, static_cast<double>(std::filesystem::file_size(stripped)) / 1024,
-                              "KiB", 400);
+        const double size = static_cast<double>(std::filesystem::file_size(stripped)) / 1024;
+        if (program == Installation::helperName)
+            figures.addWithTarget("size." + program, size, "KiB", 400);
+        else
+            figures.add("size." + program, size, "KiB");
     }
 }
 

@@ -174,7 +174,10 @@ void measureHandBack(const Scene& scene, Figures& figures) {
     figures.addWithTarget("hand-back.holding.last-fan.beyond-exchanges",
                           percentile99(holding.fans) / 1000 - 2 * sixExchanges, "ms", 1);
     addEnds(figures, "hand-back.holding.exit", holding.exit);
-    addEnds(figures, "hand-back.exit-limit", bareEnds(scene, count));
+    const auto limit = bareEnds(scene, count);
+    addEnds(figures, "hand-back.exit-limit", limit);
+    figures.addWithTarget("hand-back.holding.exit.p99.ratio", percentile99(holding.exit) / percentile99(limit), "ratio",
+                          1.1);
     const auto asleep = acknowledgements(scene, count);
     addEnds(figures, "hand-back.sleep.acknowledgement", asleep);
     figures.addWithTarget("hand-back.sleep.beyond-exchanges", percentile99(asleep) / 1000 - sixExchanges, "ms", 1);

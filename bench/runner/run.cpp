@@ -82,7 +82,7 @@ int run(const std::vector<std::string>& arguments) {
     keepToOneProcessor();
     const Scene scene(arguments[0], arguments[1], isBrief);
     Figures figures;
-    nlohmann::ordered_json report = {{"brief", isBrief}, {"before", machine()}};
+    nlohmann::ordered_json report = {{"picture", "targets"}, {"brief", isBrief}, {"before", machine()}};
     std::printf("%s\n", report.dump(2).c_str());
     for (const auto& [name, measure] : rows)
         if (isWanted(name, names))

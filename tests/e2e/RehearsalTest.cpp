@@ -17,7 +17,7 @@ protected:
         return {std::istreambuf_iterator<char>(stream), {}};
     }
     ChildProcess play(const Lines& options) {
-        Lines arguments = {folder.path(), "--data", folder / "session.json", "--picture", folder / "session.svg"};
+        Lines arguments = {folder.path(), "--pictures", folder.path()};
         arguments.insert(arguments.end(), options.begin(), options.end());
         return {KELO_REHEARSE, arguments, folder / "log", "rehearse"};
     }

@@ -3,8 +3,8 @@
 #include <thread>
 
 #include "tests/e2e/EndToEnd.h"
-#include "tests/support/VirtualScreen.h"
 #include "tests/support/process/PseudoTerminal.h"
+#include "tests/support/process/VirtualScreen.h"
 
 namespace kelo {
 namespace {
@@ -37,6 +37,7 @@ protected:
         const auto bytes = terminal->readNew();
         sent += bytes;
         screen->take(bytes);
+        EXPECT_THAT(screen->faults, IsEmpty());
     }
     bool waitFor(const std::function<bool()>& condition) {
         return waitUntil(
@@ -64,7 +65,7 @@ protected:
     void expectCleanTerminal() {
         EXPECT_FALSE(screen->isAlternate);
         EXPECT_TRUE(screen->isCursorVisible);
-        EXPECT_TRUE(screen->isInkNormal);
+        EXPECT_EQ(screen->ink, "");
         EXPECT_FALSE(screen->shows("speed "));
         EXPECT_TRUE(terminal->isEchoing());
     }

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # What the helper costs, measured beside what the same work costs at least. Sourced by ./dev.
 
-bench_programs=(bench_chart bench_client bench_empty bench_in_memory bench_many_clients bench_responder bench_run
+bench_programs=(bench_client bench_empty bench_in_memory bench_many_clients bench_responder bench_run
   bench_ticker)
 
 command_bench() {
@@ -9,7 +9,7 @@ command_bench() {
   ensure_packages build bench
   case " $* " in *" peers "*) install_debian_packages thinkfan fancontrol ;; esac
   # shellcheck disable=SC2154 # they are in stage.sh
-  build bench "${stage_programs[@]}" "${bench_programs[@]}"
+  build bench "${stage_programs[@]}" "${bench_programs[@]}" pictures
   local folder=build/bench-installation # not where built looks for programs
   lay_out "$folder" bench
   if [ "$*" = shipping ]; then
@@ -22,7 +22,7 @@ command_bench() {
   stage_sign "$folder" bench_many_clients app.kelo.helper
   say "measuring; the figures go into build/bench/bench.json"
   "$(built bench bench_run)" "$folder" "$(dirname "$(built bench bench_run)")" build/bench/bench.json "$@"
-  "$(built bench bench_chart)" build/bench/bench.json >build/bench/bench.svg
+  "$(built bench pictures)" draw build/bench/bench.json build/bench/bench.svg
   if [ -z "${*#--brief}" ] || [[ " $* " == *" size "* ]]; then mac_sizes; fi
 }
 

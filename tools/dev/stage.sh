@@ -86,11 +86,12 @@ is_speed() { [[ $1 =~ ^[0-9]+(\.[0-9]+)?$ ]]; }
 # rehearse FOLDER PROFILE SPEED
 rehearse() {
   say "playing a session of about a minute"
-  "$(built debug rehearse)" "$1" --profile "$2" --speed "$3" --data "$1/session.json" --picture "$1/session.svg"
+  "$(built debug rehearse)" "$1" --profile "$2" --speed "$3" --pictures "$1"
 }
 
-# Draws the documents' pictures anew, from data that are recorded anew, too: those of the session only if asked, since
-# it takes a minute and is never twice the same. The delays' are left by ./dev prove kill N --data FILE.
+# Draws the documents' pictures again. The data of floor.json and hour.json are recorded again, too; those of the
+# session only if asked, since it takes a minute and is never twice the same. ./dev prove kill N --data FILE leaves
+# delays.json, ./dev bench leaves performance.json; architecture.json is written by its readers.
 command_docs() {
   local records=false folder=docs/pictures kind pictures
   while [ $# -gt 0 ]; do
@@ -105,12 +106,12 @@ command_docs() {
     build_programs debug "${stage_programs[@]}" rehearse
     lay_out build/run debug
     rehearse build/run laptop 1
-    cp build/run/session.json "$folder/session.json"
+    cp build/run/session.json build/run/watch.json "$folder/"
   fi
   build_programs debug pictures
   pictures=$(built debug pictures)
-  for kind in floor hour architecture; do "$pictures" record "$kind" "$folder/$kind.json"; done
-  for kind in session floor hour delays architecture; do
+  for kind in floor hour; do "$pictures" record "$kind" "$folder/$kind.json"; done
+  for kind in session watch floor hour delays architecture performance; do
     "$pictures" draw "$folder/$kind.json" "$folder/$kind.svg"
     say "drawn: $folder/$kind.svg"
   done

@@ -7,7 +7,7 @@ namespace kelo::pictures {
 namespace {
 
 constexpr double width = 1100;
-constexpr double plotTop = 86;
+constexpr double plotTop = 104;
 constexpr double plotHeight = 300;
 constexpr double plotWidth = 430;
 
@@ -35,7 +35,9 @@ void drawCurve(Svg& svg, const PictureData& data) {
     const Plot plot({70, plotTop}, plotWidth, plotHeight, {80, 105}, {0, 110});
     plot.drawRows(svg, 20, " %");
     plot.drawColumns(svg, 5, " °C");
-    svg.text({plot.left(), plotTop - 18}, "The floor under every hold, in percent of the fan's range", "strong");
+    svg.text({plot.left(), plotTop - 36}, "The floor under every hold", "strong");
+    svg.text({plot.left() - 46, plotTop - 14}, "lowest speed, % of the fan's range", "quiet");
+    svg.text({plot.right(), plot.bottom() + 36}, "mean temperature of the chip", "quiet", Svg::Anchor::end);
     const auto above = pointsOf(plot, data.at("curve"), 100);
     if (above.empty())
         throw std::invalid_argument("the curve has no point");
@@ -48,24 +50,29 @@ void drawCurve(Svg& svg, const PictureData& data) {
         const auto at = plot.at(point.at(0).get<double>(), point.at(1).get<double>() * 100);
         svg.text({at.x - 10, at.y - 6}, point.at(2).get<std::string>(), "quiet", Svg::Anchor::end);
     }
-    svg.text({plot.left(), plot.bottom() + 44}, data.at("curveNote").get<std::string>(), "quiet");
+    svg.text({plot.left(), plot.bottom() + 56}, data.at("curveNote").get<std::string>(), "quiet");
 }
 
 /// A hold whose chip is heated and cooled: what is held over time.
 void drawEasing(Svg& svg, const PictureData& data) {
     const auto& times = data.at("times");
-    const Plot plot({630, plotTop}, plotWidth, plotHeight, {0, times.back().get<double>()}, {0, 120});
-    plot.drawRows(svg, 20, "");
+    const Plot::Range time{0, times.back().get<double>()};
+    const Plot plot({600, plotTop}, plotWidth, plotHeight, time, {0, 100});
+    const Plot degrees({600, plotTop}, plotWidth, plotHeight, time, {50, 100});
+    plot.drawRows(svg, 20, " %");
+    degrees.drawRightScale(svg, 10, " °C");
     plot.drawColumns(svg, 20, " s");
-    svg.text({plot.left(), plotTop - 18}, "A hold at 30 % whose chip gets hot and cools down", "strong");
-    const auto chip = stepsOf(plot, times, data.at("chip"), 1);
+    svg.text({plot.left(), plotTop - 36}, "A hold at 30 % whose chip gets hot and cools down", "strong");
+    svg.text({plot.left() - 40, plotTop - 14}, "speed, % of the fan's range", "quiet");
+    svg.text({plot.right() + 46, plotTop - 14}, "chip", "quiet", Svg::Anchor::end);
+    const auto chip = stepsOf(degrees, times, data.at("chip"), 1);
     const auto held = stepsOf(plot, times, data.at("held"), 100);
     const double asked = data.at("asked").get<double>() * 100;
     svg.polyline(held, "held");
     svg.line(plot.at(0, asked), plot.at(plot.xRange().to, asked), "asked");
     svg.polyline(chip, "chip");
     drawLegend(svg, {plot.left(), plot.bottom() + 44},
-               {{"chip", "chip, °C"}, {"held", "held, %"}, {"asked", "asked, %"}});
+               {{"chip", "chip (right scale)"}, {"held", "held"}, {"asked", "asked for"}});
 }
 
 } // namespace
@@ -75,7 +82,7 @@ std::string drawFloor(const PictureData& data) {
     svg.text({70, 30}, data.at("title").get<std::string>(), "title");
     drawCurve(svg, data);
     drawEasing(svg, data.at("easing"));
-    double y = plotTop + plotHeight + 70;
+    double y = plotTop + plotHeight + 84;
     for (const auto& note : data.at("notes")) {
         svg.text({70, y}, note.get<std::string>(), "quiet");
         y += 17;

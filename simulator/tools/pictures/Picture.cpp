@@ -19,8 +19,12 @@ std::string drawPicture(const PictureData& data) {
         return pictures::drawFloor(data);
     if (kind == "delays")
         return pictures::drawDelays(data);
-    if (kind == "architecture")
-        return pictures::drawArchitecture(data);
+    if (kind == "diagram")
+        return pictures::drawDiagram(data);
+    if (kind == "screen")
+        return pictures::drawScreen(data);
+    if (kind == "targets")
+        return pictures::drawTargets(data);
     throw std::invalid_argument("there is no kind of picture that is called " + kind);
 }
 

@@ -23,8 +23,12 @@ std::string drawTimeline(const PictureData& data);
 std::string drawFloor(const PictureData& data);
 /// How long each way out took.
 std::string drawDelays(const PictureData& data);
-/// The folders in their layers.
-std::string drawArchitecture(const PictureData& data);
+/// Areas, boxes and arrows.
+std::string drawDiagram(const PictureData& data);
+/// The screen of a terminal.
+std::string drawScreen(const PictureData& data);
+/// Figures as shares of their targets, as ./dev bench leaves them.
+std::string drawTargets(const PictureData& data);
 
 } // namespace pictures
 } // namespace kelo

@@ -18,6 +18,11 @@ void Plot::drawRows(Svg& svg, double step, const std::string& unit) const {
     }
 }
 
+void Plot::drawRightScale(Svg& svg, double step, const std::string& unit) const {
+    for (double value = firstMultiple(step, y_.from); value <= y_.to; value += step)
+        svg.text({right() + 8, y(value) + 4}, whole(value) + unit, "quiet");
+}
+
 void Plot::drawColumns(Svg& svg, double step, const std::string& unit) const {
     for (double value = firstMultiple(step, x_.from); value <= x_.to; value += step)
         svg.text({x(value), bottom() + 18}, whole(value) + unit, "quiet", Svg::Anchor::middle);

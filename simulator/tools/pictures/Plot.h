@@ -29,6 +29,8 @@ public:
 
     /// A line across at each multiple of `step`, with its value and the unit at the left.
     void drawRows(Svg& svg, double step, const std::string& unit) const;
+    /// The values of a second y axis at each multiple of `step`, at the right and without lines.
+    void drawRightScale(Svg& svg, double step, const std::string& unit) const;
     /// The values of the x axis at each multiple of `step`, below the plot.
     void drawColumns(Svg& svg, double step, const std::string& unit) const;
 

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <map>
 #include <sstream>
-#include <stdexcept>
 #include <vector>
 
 #include "core/hold/ThermalFloor.h"
@@ -83,18 +81,17 @@ void sample(HeldMac& held, PictureData& data, PictureData& fan, double asked) {
 } // namespace
 
 PictureData floor() {
-    return {
-        {"picture", "floor"},
-        {"title", "The thermal floor"},
-        {"curve", curve()},
-        {"points", {point(96), point(101)}},
-        {"easing", easing()},
-        {"curveNote", "At 89 °C itself there is none yet; just above, it starts with 4 %."},
-        {"notes",
-         {"The floor is that of the mean of the last 8 readings of the chip: that is why it follows late.",
-          "What is held may rise at once, and falls by 2 % of the range at most from one reading to the next. There is "
-          "a reading every 2 seconds,",
-          "and one more whenever the fans are told a new target: hence 4 %."}}};
+    return {{"picture", "floor"},
+            {"title", "The thermal floor"},
+            {"curve", curve()},
+            {"points", {point(96), point(101)}},
+            {"easing", easing()},
+            {"curveNote", "There is no floor up to 89 °C; just above, it starts at 4 %."},
+            {"notes",
+             {"The floor follows the mean of the last 8 readings of the chip, so it rises some seconds after the chip.",
+              "The held speed rises at once and falls by at most 2 % of the range for each reading. There is a reading "
+              "every 2 seconds,",
+              "and one more for each new target, so that it usually falls by 4 % in 2 seconds."}}};
 }
 
 PictureData hour() {
@@ -106,62 +103,25 @@ PictureData hour() {
     const auto steps = stepsOfTheHour();
     auto next = steps.begin();
     data["marks"] = PictureData::array();
-    for (int second = 0; second <= 3600; second += 10) {
+    int lastStep = 0;
+    for (int second = 0; second <= 3600; ++second) {
         held.runFor(second - held.now());
         for (; next != steps.end() && next->minute * 60 <= second; ++next) {
             next->perform(held);
             data["marks"].push_back({{"time", next->minute}, {"text", next->text}});
+            lastStep = second;
         }
-        sample(held, data, fan, held.minRPM() + (held.maxRPM() - held.minRPM()) * fraction);
+        if (second % 10 == 0 || second - lastStep < 10) // what lasts 2 seconds is drawn as 2 seconds
+            sample(held, data, fan, held.minRPM() + (held.maxRPM() - held.minRPM()) * fraction);
     }
     data["fans"] = PictureData::array({fan});
     data["spans"] = {{{"from", 35}, {"to", 40}, {"kind", "lid"}}, {{"from", 44}, {"to", 49}, {"kind", "sleep"}}};
     data["timeUnit"] = "min";
     data["timeStep"] = 5;
     data["notes"] = PictureData::array(
-        {"Virtual time, one sample in 10 seconds. What another program has done lasts until the next look, "
-         "2 seconds at most; lids are seen as late."});
+        {"Virtual time. The helper undoes another program's change, and sees the lid, at its next look, at most 2 "
+         "seconds later."});
     return data;
-}
-
-PictureData architecture(std::istream& table) {
-    std::vector<PictureData> layers; // from the lowest
-    std::map<std::string, std::size_t> layerOf;
-    for (std::string line; std::getline(table, line);) {
-        const auto colon = line.find(':');
-        const auto name = line.substr(line.starts_with("# ") ? 2 : 0, colon - (line.starts_with("# ") ? 2 : 0));
-        if (name == "Tests")
-            break;
-        if (colon == std::string::npos || line.starts_with("never "))
-            continue;
-        if (line.starts_with("#")) {
-            layers.push_back({{"name", name}, {"note", line.substr(colon + 2)}, {"folders", PictureData::array()}});
-            continue;
-        }
-        if (layers.empty())
-            throw std::invalid_argument("the table does not begin with a layer");
-        layerOf[name] = layers.size();
-        auto includes = PictureData::array();
-        std::istringstream words(line.substr(colon + 1));
-        for (std::string word; words >> word;)
-            includes.push_back(word);
-        layers.back()["folders"].push_back({{"name", name}, {"includes", includes}});
-    }
-    for (std::size_t layer = 0; layer < layers.size(); ++layer)
-        for (auto& folder : layers[layer]["folders"])
-            for (auto& include : folder["includes"])
-                if (const auto found = layerOf.find(include.get<std::string>());
-                    found != layerOf.end() && found->second > layer + 1)
-                    include = "↑ " + include.get<std::string>();
-    std::reverse(layers.begin(), layers.end());
-    return {{"picture", "architecture"},
-            {"title", "The folders, and what each may include"},
-            {"notes",
-             {"Each box names the folders whose headers it may include: those of its own layer or of a lower one; what "
-              "lies higher is marked with ↑. Everybody",
-              "has the C++ standard library; <system> is any header of an operating system. A test compares every "
-              "#include with the table that this is drawn from."}},
-            {"layers", layers}};
 }
 
 } // namespace kelo::records

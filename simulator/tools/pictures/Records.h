@@ -1,7 +1,5 @@
 #pragma once
 
-#include <istream>
-
 #include "simulator/tools/pictures/Picture.h"
 
 namespace kelo::records {
@@ -11,8 +9,5 @@ PictureData floor();
 
 /// An hour of one hold on a simulated laptop: work, rest, another program, lid, sleep. Virtual time.
 PictureData hour();
-
-/// The folders in their layers, and what each may include. `table` is tests/walls/includes.txt.
-PictureData architecture(std::istream& table);
 
 } // namespace kelo::records

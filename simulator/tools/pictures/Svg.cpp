@@ -1,6 +1,7 @@
 #include "simulator/tools/pictures/Svg.h"
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 
 namespace kelo {
@@ -26,6 +27,21 @@ text { font: 12px system-ui, -apple-system, "Segoe UI", sans-serif; fill: #1f232
 .ring { fill: #ffffff; stroke: #cf222e; stroke-width: 1.8 }
 .lid { fill: #bf8700; opacity: 0.22 }
 .sleep { fill: #8250df; opacity: 0.2 }
+.arrow { stroke: #59636e; stroke-width: 1.4 }
+.head { fill: #59636e }
+.trust { fill: #1a7f37; fill-opacity: 0.07; stroke: #1a7f37; stroke-width: 1.6; stroke-dasharray: 7 4 }
+.within { fill: #1a7f37; opacity: 0.75 }
+.beyond { fill: #9a6700; opacity: 0.75 }
+.screen { fill: #f6f8fa; stroke: #d1d9e0 }
+.ink { fill: #1f2328 }
+text.ink { font: 13px ui-monospace, "SF Mono", Menlo, "DejaVu Sans Mono", monospace; white-space: pre }
+text.ink.strong { font-weight: 600 }
+.ink.faint { fill: #818b98 }
+.ink.paper { fill: #f6f8fa }
+.ink.calm { fill: #0969da }
+.ink.good { fill: #1a7f37 }
+.ink.warning { fill: #9a6700 }
+.ink.alarm { fill: #cf222e }
 @media (prefers-color-scheme: dark) {
 text { fill: #e6edf3 }
 .quiet, .small { fill: #9198a1 }
@@ -41,6 +57,19 @@ text { fill: #e6edf3 }
 .ring { fill: #0d1117; stroke: #ff7b72 }
 .lid { fill: #d29922; opacity: 0.3 }
 .sleep { fill: #ab7df8; opacity: 0.3 }
+.arrow { stroke: #9198a1 }
+.head { fill: #9198a1 }
+.trust { fill: #3fb950; stroke: #3fb950 }
+.within { fill: #3fb950 }
+.beyond { fill: #d29922 }
+.screen { fill: #151b23; stroke: #3d444d }
+.ink { fill: #e6edf3 }
+.ink.faint { fill: #656c76 }
+.ink.paper { fill: #151b23 }
+.ink.calm { fill: #58a6ff }
+.ink.good { fill: #3fb950 }
+.ink.warning { fill: #d29922 }
+.ink.alarm { fill: #ff7b72 }
 }
 </style>
 )";
@@ -83,7 +112,26 @@ void Svg::text(Point at, const std::string& content, const std::string& name, An
              attribute("text-anchor", anchors[static_cast<int>(anchor)]) + ">" + escaped(content) + "</text>\n";
 }
 
+void Svg::fixedText(Point at, const std::string& content, const std::string& name, double width) {
+    body_ += "<text" + attribute("x", number(at.x)) + attribute("y", number(at.y)) + attribute("class", name) +
+             attribute("textLength", number(width)) + " lengthAdjust=\"spacingAndGlyphs\" xml:space=\"preserve\">" +
+             escaped(content) + "</text>\n";
+}
+
 void Svg::line(Point from, Point to, const std::string& name) { polyline({from, to}, name); }
+
+void Svg::arrow(Point from, Point to) {
+    constexpr double length = 9;
+    constexpr double halfWidth = 4;
+    const double whole = std::hypot(to.x - from.x, to.y - from.y);
+    const Point along{(to.x - from.x) / whole, (to.y - from.y) / whole};
+    const Point base{to.x - length * along.x, to.y - length * along.y};
+    line(from, base, "arrow");
+    polyline({to,
+              {base.x - halfWidth * along.y, base.y + halfWidth * along.x},
+              {base.x + halfWidth * along.y, base.y - halfWidth * along.x}},
+             "head");
+}
 
 void Svg::polyline(const std::vector<Point>& points, const std::string& name) {
     if (points.size() < 2)

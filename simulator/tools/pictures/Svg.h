@@ -12,7 +12,9 @@ namespace kelo {
 /// Colours are named by classes, so that the reader's own system decides between the two grounds:
 /// - text: "title", "quiet", "small", "strong"
 /// - lines: "grid", "mark", "speed", "held", "asked", "chip"
-/// - areas: "box", "lid", "sleep", "dot", "ring"
+/// - areas: "box", "lid", "sleep", "dot", "ring", "head", "trust", "within", "beyond"
+/// - a terminal: "screen", and for text and areas alike "ink", "ink faint", "ink strong", "ink paper", "ink calm",
+///   "ink good", "ink warning", "ink alarm"
 class Svg {
 public:
     struct Point {
@@ -24,7 +26,11 @@ public:
     explicit Svg(double width) : width_(width) {}
 
     void text(Point at, const std::string& content, const std::string& name = "", Anchor anchor = Anchor::start);
+    /// Text of a fixed pitch that takes exactly `width`, whatever font the reader has.
+    void fixedText(Point at, const std::string& content, const std::string& name, double width);
     void line(Point from, Point to, const std::string& name);
+    /// A line with a head at its end.
+    void arrow(Point from, Point to);
     /// Nothing for fewer than two points.
     void polyline(const std::vector<Point>& points, const std::string& name);
     void rect(Point corner, double width, double height, const std::string& name);

@@ -19,30 +19,35 @@ constexpr double panelGap = 30;
 
 using Series = std::vector<double>;
 
-/// The values between the nulls: each stretch is a line of its own. `steps`: a value lasts until the next one.
-std::vector<std::vector<Svg::Point>> stretches(const Plot& plot, const Series& times, const PictureData& values,
-                                               bool steps) {
+/// The values between the nulls: each stretch is a line of its own.
+std::vector<std::vector<Svg::Point>> stretches(const Plot& plot, const Series& times, const PictureData& values) {
     if (values.size() != times.size())
         throw std::invalid_argument("a series has another length than the times");
     std::vector<std::vector<Svg::Point>> found(1);
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        if (values[i].is_null()) {
-            if (!found.back().empty())
-                found.emplace_back();
-            continue;
-        }
-        const auto point = plot.at(times[i], values[i].get<double>());
-        if (steps && !found.back().empty() && found.back().back().y != point.y)
-            found.back().push_back({point.x, found.back().back().y});
-        found.back().push_back(point);
-    }
+    for (std::size_t i = 0; i < times.size(); ++i)
+        if (!values[i].is_null())
+            found.back().push_back(plot.at(times[i], values[i].get<double>()));
+        else if (!found.back().empty())
+            found.emplace_back();
     return found;
 }
 
-void drawSeries(Svg& svg, const Plot& plot, const Series& times, const PictureData& values, const std::string& name,
-                bool steps = false) {
-    for (const auto& stretch : stretches(plot, times, values, steps))
+void drawSeries(Svg& svg, const Plot& plot, const Series& times, const PictureData& values, const std::string& name) {
+    for (const auto& stretch : stretches(plot, times, values))
         svg.polyline(stretch, name);
+}
+
+/// Each value as a bar that is as long as the value lasts: until the next one. A line through all of them would be too
+/// thick for one that lasts 2 seconds of an hour.
+void drawSteps(Svg& svg, const Plot& plot, const Series& times, const PictureData& values, const std::string& name) {
+    for (const auto& stretch : stretches(plot, times, values)) {
+        auto begin = stretch.begin();
+        for (auto point = begin; point != stretch.end(); ++point)
+            if (point->y != begin->y || point + 1 == stretch.end()) {
+                svg.line(*begin, {point->x, begin->y}, name);
+                begin = point;
+            }
+    }
 }
 
 void drawSpans(Svg& svg, const Plot& plot, const PictureData& spans) {
@@ -93,7 +98,7 @@ std::string drawTimeline(const PictureData& data) {
         const Plot plot({left, top}, plotWidth, panelHeight, time, {0, rounded(fan.at("maxRPM").get<double>(), 1000)});
         drawSpans(svg, plot, data.at("spans"));
         plot.drawRows(svg, 2000, "");
-        drawSeries(svg, plot, times, fan.at("held"), "held", true);
+        drawSteps(svg, plot, times, fan.at("held"), "held");
         drawSeries(svg, plot, times, fan.at("asked"), "asked");
         drawSeries(svg, plot, times, fan.at("rpm"), "speed");
         svg.text({plot.right() + 12, plot.top() + 12}, fan.at("name").get<std::string>(), "strong");

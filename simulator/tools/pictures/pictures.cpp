@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <stdexcept>
 
 #include "simulator/tools/pictures/Picture.h"
@@ -23,16 +21,8 @@ void write(const std::string& file, const std::string& content) {
         throw std::runtime_error("cannot write " + file);
 }
 
-kelo::PictureData architecture() {
-    std::ifstream table("tests/walls/includes.txt");
-    return kelo::records::architecture(table);
-}
-
 void record(const std::string& kind, const std::string& file) {
-    const auto data = kind == "floor"  ? kelo::records::floor()
-                      : kind == "hour" ? kelo::records::hour()
-                                       : architecture();
-    write(file, kelo::textOf(data));
+    write(file, kelo::textOf(kind == "floor" ? kelo::records::floor() : kelo::records::hour()));
 }
 
 void draw(const std::string& data, const std::string& picture) {
@@ -43,14 +33,13 @@ void draw(const std::string& data, const std::string& picture) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Records what the documents' pictures show, and draws them. To be run from the top of the repository.",
-                 "pictures"};
+    CLI::App app{"Records what the documents' pictures show, and draws them.", "pictures"};
     app.require_subcommand(1);
     std::string kind;
     std::string data;
     std::string picture;
     auto* records = app.add_subcommand("record", "Records data of pictures that need no session.");
-    records->add_option("kind", kind)->required()->check(CLI::IsMember({"floor", "hour", "architecture"}));
+    records->add_option("kind", kind)->required()->check(CLI::IsMember({"floor", "hour"}));
     records->add_option("data", data, "Where the data go, as JSON")->required();
     auto* draws = app.add_subcommand("draw", "Draws a picture of data.");
     draws->add_option("data", data, "The data, as JSON")->required()->check(CLI::ExistingFile);

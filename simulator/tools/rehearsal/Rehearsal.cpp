@@ -71,12 +71,15 @@ int Rehearsal::play() {
 }
 
 void Rehearsal::playHold() {
+    onlooker_.emplace(installation_.program("kelo"));
     hold();
     heat();
     interfere();
     if (profile_.hasLid)
         closeLid();
     sleepAndWake();
+    watched_ = onlooker_->data();
+    onlooker_.reset(); // it is a client, too
     loseClient();
 }
 
@@ -244,6 +247,8 @@ bool Rehearsal::watchForLog(const std::string& beginning, double seconds) {
 }
 
 nlohmann::json Rehearsal::look() {
+    if (onlooker_)
+        onlooker_->look();
     auto mac = installation_.mac();
     Timeline::Sample sample{elapsed(), {}, mac["temperatures"][profile_.chipKey].get<double>()};
     std::string fans;

@@ -3,10 +3,12 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "simulator/model/Profile.h"
+#include "simulator/tools/rehearsal/Onlooker.h"
 #include "simulator/tools/rehearsal/Timeline.h"
 #include "tests/support/process/Installation.h"
 
@@ -30,6 +32,8 @@ public:
 
     /// The data of a picture of the session.
     PictureData data() const;
+    /// The data of a picture of what `kelo watch` showed before the client died; null if the fans could not be held.
+    const PictureData& watched() const { return watched_; }
 
 private:
     struct Promise {
@@ -69,6 +73,8 @@ private:
     Installation installation_;
     Timeline timeline_;
     std::unique_ptr<ChildProcess> client_;
+    std::optional<Onlooker> onlooker_;
+    PictureData watched_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     bool isAsked_ = false; ///< A client wants its hold.
     std::size_t shownLogLines_ = 0;

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -19,8 +20,7 @@ struct Arguments {
     std::string folder;
     std::string profile = "laptop";
     double speed = 1;
-    std::string data;
-    std::string picture;
+    std::string pictures;
 };
 
 std::vector<std::string> profileNames() {
@@ -30,19 +30,26 @@ std::vector<std::string> profileNames() {
     return names;
 }
 
-void write(const std::string& file, const std::string& content) {
+void write(const std::filesystem::path& file, const std::string& content) {
     if (!(std::ofstream(file, std::ios::binary) << content).flush())
-        throw std::runtime_error("cannot write " + file);
+        throw std::runtime_error("cannot write " + file.string());
+}
+
+/// Writes a picture and its data, and says so.
+void draw(const std::filesystem::path& file, const kelo::PictureData& data) {
+    write(file.string() + ".json", kelo::textOf(data));
+    write(file.string() + ".svg", kelo::drawPicture(data));
+    std::printf("The picture is %s.svg, of the data in %s.json.\n", file.c_str(), file.c_str());
 }
 
 int rehearse(const Arguments& arguments) {
     kelo::Rehearsal rehearsal(arguments.folder, *kelo::Profile::named(arguments.profile), arguments.speed);
     const int count = rehearsal.play();
     rehearsal.printSummary();
-    const auto data = rehearsal.data();
-    write(arguments.data, kelo::textOf(data));
-    write(arguments.picture, kelo::drawPicture(data));
-    std::printf("The picture is %s, of the data in %s.\n", arguments.picture.c_str(), arguments.data.c_str());
+    const std::filesystem::path folder = arguments.pictures;
+    draw(folder / "session", rehearsal.data());
+    if (!rehearsal.watched().is_null())
+        draw(folder / "watch", rehearsal.watched());
     return count == 0 ? kept : broken;
 }
 
@@ -55,8 +62,9 @@ int main(int argc, char** argv) {
     app.add_option("--profile", arguments.profile, "The kind of Mac")->check(CLI::IsMember(profileNames()));
     app.add_option("--speed", arguments.speed, "How many times faster the Mac's own clock runs")
         ->check(CLI::Range(0.1, 100.0));
-    app.add_option("--data", arguments.data, "Where what was recorded goes, as JSON")->required();
-    app.add_option("--picture", arguments.picture, "Where the picture goes, as SVG")->required();
+    app.add_option("--pictures", arguments.pictures, "The folder for the pictures (SVG) and their data (JSON)")
+        ->required()
+        ->check(CLI::ExistingDirectory);
     app.footer("Exit status: 0 every promise was kept, 1 one was broken, 2 incorrect usage.");
     try {
         app.parse(argc, argv);

@@ -48,14 +48,14 @@ TEST_P(KeptPicture, IsWhatItsDataGive) {
         << "docs/pictures/" << name << ".svg is older than its data or than what draws it: run ./dev docs";
 }
 
-INSTANTIATE_TEST_SUITE_P(All, KeptPicture, ::testing::Values("session", "floor", "hour", "delays", "architecture"),
+INSTANTIATE_TEST_SUITE_P(All, KeptPicture,
+                         ::testing::Values("session", "watch", "floor", "hour", "delays", "architecture",
+                                           "performance"),
                          [](const auto& parameter) { return std::string(parameter.param); });
 
 TEST(KeptData, AreWhatTheCodeDoesNow) {
     EXPECT_TRUE(isAlike(kept("floor"), records::floor())) << "run ./dev docs";
     EXPECT_TRUE(isAlike(kept("hour"), records::hour())) << "run ./dev docs";
-    std::ifstream table(sources + "/tests/walls/includes.txt");
-    EXPECT_TRUE(isAlike(kept("architecture"), records::architecture(table))) << "run ./dev docs";
 }
 
 TEST(KeptData, AreComparedForMoreThanTheirForm) {
@@ -63,7 +63,7 @@ TEST(KeptData, AreComparedForMoreThanTheirForm) {
     other["easing"]["held"][40] = 0.1;
     EXPECT_FALSE(isAlike(kept("floor"), other));
     other = kept("hour");
-    other["fans"][0]["held"][20] = nullptr;
+    other["fans"][0]["held"][200] = nullptr;
     EXPECT_FALSE(isAlike(kept("hour"), other));
 }
 
@@ -94,6 +94,43 @@ TEST(Picture, TakesATextAsItIs) {
     Svg svg(100);
     svg.text({1, 2}, "a < b & c");
     EXPECT_THAT(svg.file(10, "<title>"), HasSubstr("a &lt; b &amp; c"));
+}
+
+/// The picture of one figure of a benchmark.
+std::string drawnFigure(const std::string& name, double value, double target) {
+    const PictureData figure = {{"name", name}, {"value", value}, {"unit", "ms"}, {"target", target}};
+    return drawPicture({{"picture", "targets"}, {"figures", PictureData::array({figure})}});
+}
+
+TEST(Picture, DrawsWhatExceedsATarget) {
+    const std::string legendAndBar = "class=\"beyond\"";
+    const auto areas = [&](const std::string& picture) {
+        std::size_t count = 0;
+        for (auto at = picture.find(legendAndBar); at != std::string::npos; at = picture.find(legendAndBar, at + 1))
+            ++count;
+        return count;
+    };
+    EXPECT_EQ(areas(drawnFigure("start", 1, 1)), 1U);
+    EXPECT_EQ(areas(drawnFigure("start", 1.1, 1)), 2U);
+    EXPECT_EQ(areas(drawnFigure("start", 0, 0)), 1U);
+    EXPECT_EQ(areas(drawnFigure("start", 0.1, 0)), 2U);
+}
+
+TEST(Picture, CallsFiguresByPlainWordsAndOthersByTheirNames) {
+    EXPECT_THAT(drawnFigure("size.app.kelo.helper", 1, 1), HasSubstr(">size of the helper<"));
+    EXPECT_THAT(drawnFigure("another.figure", 1, 1), HasSubstr(">another.figure<"));
+}
+
+TEST(Picture, DrawsAScreenWithItsInksAndBlocks) {
+    const auto screen = [](const char* text, const char* ink) {
+        PictureData data = {{"picture", "screen"}, {"title", "A screen"}, {"columns", 10}};
+        data["rows"] = PictureData::array({PictureData::array({PictureData::array({text, ink})})});
+        return drawPicture(data);
+    };
+    EXPECT_THAT(screen("speed", "31"), HasSubstr("class=\"ink alarm\" textLength=\"39.0\""));
+    EXPECT_THAT(screen("██", ""), HasSubstr("class=\"ink\" x=\"14.0\" y=\"14.0\" width=\"15.6\" height=\"16.0\""));
+    EXPECT_THAT(screen("▂", ""), HasSubstr("y=\"26.0\" width=\"7.8\" height=\"4.0\""));
+    EXPECT_THROW((void)screen("speed", "5"), std::invalid_argument);
 }
 
 // --- labels

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <string>
@@ -10,10 +8,15 @@
 
 namespace kelo {
 
-/// A terminal's screen: takes what a program sends and shows what its user would see. What it does not know, and text
-/// that runs over a row's end, fails the test.
+/// A terminal's screen: takes what a program sends and shows what its user would see.
 class VirtualScreen {
 public:
+    struct Cell {
+        std::string character = " ";
+        std::string ink; ///< The arguments of the control sequence that set it; empty for the normal ink.
+    };
+    using Page = std::vector<std::vector<Cell>>;
+
     VirtualScreen(std::size_t columns, std::size_t rows) { resize(columns, rows); }
 
     void resize(std::size_t columns, std::size_t rows) {
@@ -22,7 +25,7 @@ public:
         for (auto* page : {&main_, &alternate_}) {
             page->resize(rows);
             for (auto& row : *page)
-                row.resize(columns, " ");
+                row.resize(columns);
         }
     }
 
@@ -35,13 +38,15 @@ public:
         }
     }
 
-    /// What stands in each row, without blanks at its end.
+    const Page& cells() const { return isAlternate ? alternate_ : main_; }
+
+    /// The text of each row, without blanks at its end.
     std::vector<std::string> rows() const {
         std::vector<std::string> texts;
-        for (const auto& cells : isAlternate ? alternate_ : main_) {
+        for (const auto& row : cells()) {
             std::string text;
-            for (const auto& cell : cells)
-                text += cell;
+            for (const auto& cell : row)
+                text += cell.character;
             texts.push_back(text.substr(0, text.find_last_not_of(' ') + 1));
         }
         return texts;
@@ -54,12 +59,11 @@ public:
 
     bool isAlternate = false; ///< The program has the screen to itself.
     bool isCursorVisible = true;
-    bool isInkNormal = true;
-    bool wasColoured = false; ///< Some text was not in the normal colour.
+    std::string ink;                 ///< Of the text that comes next.
+    bool wasColoured = false;        ///< Some text was not in the normal ink.
+    std::vector<std::string> faults; ///< Unknown control sequences, and text that ran over the end of a row.
 
 private:
-    using Page = std::vector<std::vector<std::string>>;
-
     /// The size of the first character or control sequence; 0 while it is not whole.
     std::size_t sizeOfFirst() const {
         if (pending_.empty())
@@ -90,14 +94,16 @@ private:
     }
 
     void write(const std::string& character) {
-        EXPECT_GE(static_cast<unsigned char>(character[0]), ' ') << "a control character";
+        if (static_cast<unsigned char>(character[0]) < ' ')
+            faults.emplace_back("a control character");
         if (column_ >= columns_) {
-            EXPECT_FALSE(isAlternate) << "text runs over the end of a row";
+            if (isAlternate)
+                faults.emplace_back("text runs over the end of a row");
             column_ = 0;
             feed();
         }
-        page()[row_][column_++] = character;
-        wasColoured = wasColoured || !isInkNormal;
+        page()[row_][column_++] = {character, ink};
+        wasColoured = wasColoured || !ink.empty();
     }
 
     void feed() {
@@ -105,20 +111,21 @@ private:
             ++row_;
             return;
         }
-        EXPECT_FALSE(isAlternate) << "the screen scrolls";
+        if (isAlternate)
+            faults.emplace_back("the screen scrolls");
         page().erase(page().begin());
-        page().emplace_back(columns_, " ");
+        page().emplace_back(columns_);
     }
 
     void obey(const std::string& sequence) {
         const auto kind = sequence.back();
         const auto arguments = sequence.substr(2, sequence.size() - 3);
         if (kind == 'm')
-            isInkNormal = arguments.empty() || arguments == "0";
+            ink = arguments == "0" ? "" : arguments;
         else if (sequence == "\033[2K")
-            std::fill(page()[row_].begin(), page()[row_].end(), " ");
+            std::fill(page()[row_].begin(), page()[row_].end(), Cell());
         else if (sequence == "\033[2J")
-            page() = Page(rows_, std::vector<std::string>(columns_, " "));
+            page() = Page(rows_, std::vector<Cell>(columns_));
         else if (kind == 'H' && arguments.find(';') != std::string::npos)
             move(std::stoul(arguments) - 1, std::stoul(arguments.substr(arguments.find(';') + 1)) - 1);
         else if (sequence == "\033[?25h" || sequence == "\033[?25l")
@@ -126,7 +133,7 @@ private:
         else if (sequence == "\033[?1049h" || sequence == "\033[?1049l")
             turnPage(kind == 'h');
         else
-            ADD_FAILURE() << "an unknown control sequence: ESC" << sequence.substr(1);
+            faults.push_back("an unknown control sequence: ESC" + sequence.substr(1));
     }
 
     void move(std::size_t row, std::size_t column) {
