@@ -187,6 +187,8 @@ TEST_F(XPCListenerTest, AConnectionForWhichThereIsNoMemoryIsRefused) {
     EXPECT_TRUE(start());
     xpc().isHelperShortOfMemory = true;
     EXPECT_FALSE(isServed());
+    EXPECT_THAT(journal().take(), Contains("NSXPCConnection setExportedInterface"))
+        << "an allocation of ours must fail";
     EXPECT_THAT(logEntries(), ElementsAre(::testing::Field(&doubles::LogEntry::text,
                                                            ::testing::StartsWith("admitting a connection: "))));
     xpc().isHelperShortOfMemory = false;

@@ -1,3 +1,5 @@
+#include <string_view>
+
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
 #include "tests/platform/macos/doubles/ShortMemory.h"
@@ -7,11 +9,11 @@ using namespace kelo::doubles;
 
 namespace {
 
-/// What a connection is told belongs before its `resume`.
-void tell(const ConnectionRef& connection, const std::string& what) {
-    journal().add("NSXPCConnection " + what);
+/// Journals a call that belongs before `resume`. The call itself never throws.
+void tell(const ConnectionRef& connection, std::string_view what) {
+    withEnoughMemory([&] { journal().add("NSXPCConnection " + std::string(what)); });
     if (connection->isResumed)
-        journal().misuse(what + " after resume");
+        journal().misuse(std::string(what) + " after resume");
 }
 
 /// A copy of a handler of `connection`. The platform copies it in frames that no exception may cross, and keeps it as
