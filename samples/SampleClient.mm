@@ -1,5 +1,5 @@
-// The least that a program needs to talk to the helper: asks for its version, prints the fans, holds them for a while
-// and hands them back. docs/protocol.md explains each step.
+// The least that a program needs to talk to the helper: has an older helper stand down, prints the fans, holds them for
+// a while, also when the helper is restarted meanwhile, and hands them back. docs/protocol.md explains each step.
 //
 // usage: sample-client TEAM FRACTION SECONDS: the team that signed both programs, what to hold (0 to 1), how long
 //
@@ -11,17 +11,23 @@
 
 #import <Foundation/Foundation.h>
 
-#include <unistd.h>
-
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <semaphore>
 #include <string>
 
 #include "platform/macos/KeloHelperXPCProtocol.h"
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr NSInteger interfaceVersion = 6;
+
+/// Counts how often the helper has gone.
+using Interruptions = std::counting_semaphore<>;
 
 /// Owned by the caller.
 NSString* makeText(const std::string& text) {
@@ -29,7 +35,7 @@ NSString* makeText(const std::string& text) {
 }
 
 /// Owned by the caller, who invalidates it, too.
-NSXPCConnection* makeConnection(const std::string& team) {
+NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<Interruptions>& interruptions) {
     NSString* const service = makeText("app.kelo.helper");
     // The helper checks who we are; this is how we check that it is the helper.
     NSString* const requirement = makeText("anchor apple generic and identifier \"app.kelo.helper\" and "
@@ -39,6 +45,10 @@ NSXPCConnection* makeConnection(const std::string& team) {
     NSXPCConnection* const connection = [[NSXPCConnection alloc] initWithMachServiceName:service
                                                                                  options:NSXPCConnectionPrivileged];
     connection.remoteObjectInterface = [NSXPCInterface interfaceWithProtocol:@protocol(KeloHelperProtocol)];
+    const auto shared = interruptions;  // the block copies it; it must not hold the connection, which holds the block
+    connection.interruptionHandler = ^{ // on a queue of the connection
+      shared->release();
+    };
     [connection setCodeSigningRequirement:requirement];
     [connection resume];
     [requirement release];
@@ -46,44 +56,83 @@ NSXPCConnection* makeConnection(const std::string& team) {
     return connection;
 }
 
-/// Of the reply and the error handler, exactly one is called: here on this thread, before the call returns. A program
-/// with windows calls remoteObjectProxyWithErrorHandler: instead, which does not wait.
-bool talk(NSXPCConnection* connection, double fraction, unsigned seconds) {
-    __block bool isFine = true;
-    const id<KeloHelperProtocol> helper = [connection synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
-      std::fprintf(stderr, "sample-client: %s\n", error.localizedDescription.UTF8String);
-      isFine = false;
-    }];
+class Client {
+  public:
+    explicit Client(const std::string& team) : connection_(makeConnection(team, interruptions_)) {}
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+    ~Client() {
+        [connection_ invalidate]; // before the last release
+        [connection_ release];
+    }
 
-    [helper helperVersionWithReply:^(NSInteger version) {
-      if (version == interfaceVersion)
-          return;
-      std::fprintf(stderr, "sample-client: the helper's interface version is %ld\n", long{version});
-      isFine = false;
-    }];
-    if (!isFine)
-        return false;
+    /// Whether every request was granted so far.
+    bool isFine() const { return isFine_; }
 
-    [helper fetchSnapshotWithReply:^(NSData* _Nullable json) {
-      const int length = static_cast<int>(json.length); // 0 for nil
-      std::printf("%.*s\n", length, length > 0 ? static_cast<const char*>(json.bytes) : "");
-    }];
-    [helper holdWithFraction:fraction
-         handsBackOnLidClose:YES
-                       reply:^(NSString* _Nullable error) {
-                         if (error == nil)
-                             return;
-                         std::fprintf(stderr, "sample-client: %s\n", error.UTF8String);
-                         isFine = false;
-                       }];
-    if (!isFine)
-        return false;
+    /// An older helper hands the fans back and leaves when asked. The next request starts the one that replaced it.
+    void agreeOnVersion() {
+        NSInteger version = helperVersion();
+        if (isFine_ && version < interfaceVersion) {
+            [helper() standDownWithReply:^{
+            }];
+            static_cast<void>(interruptions_->try_acquire_for(std::chrono::seconds(5)));
+            version = helperVersion();
+        }
+        if (isFine_ && version != interfaceVersion)
+            fail("the helper's interface version is " + std::to_string(version));
+    }
 
-    sleep(seconds); // the hold lasts while this program is connected
-    [helper handBackWithReply:^(NSString* _Nullable){
-    }];
-    return isFine;
-}
+    void printFans() {
+        [helper() fetchSnapshotWithReply:^(NSData* _Nullable json) {
+          const int length = static_cast<int>(json.length); // 0 for nil
+          std::printf("%.*s\n", length, length > 0 ? static_cast<const char*>(json.bytes) : "");
+        }];
+    }
+
+    /// The hold lasts while this program is connected. Once the helper has gone, even by a crash, which leaves the fans
+    /// as they were, asks the new one for it.
+    void hold(double fraction, Clock::time_point end) {
+        do
+            [helper() holdWithFraction:fraction
+                   handsBackOnLidClose:YES
+                                 reply:^(NSString* _Nullable error) {
+                                   if (error != nil)
+                                       fail(error.UTF8String);
+                                 }];
+        while (isFine_ && interruptions_->try_acquire_until(end));
+    }
+
+    void handBack() {
+        [helper() handBackWithReply:^(NSString* _Nullable){
+        }];
+    }
+
+  private:
+    /// Of the reply and the error handler, exactly one is called: here on this thread, before the call returns. A
+    /// program with windows calls remoteObjectProxyWithErrorHandler: instead, which does not wait.
+    id<KeloHelperProtocol> helper() {
+        return [connection_ synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
+          fail(error.localizedDescription.UTF8String);
+        }];
+    }
+
+    NSInteger helperVersion() {
+        __block NSInteger answer = 0;
+        [helper() helperVersionWithReply:^(NSInteger version) {
+          answer = version;
+        }];
+        return answer;
+    }
+
+    void fail(const std::string& why) {
+        std::fprintf(stderr, "sample-client: %s\n", why.c_str());
+        isFine_ = false;
+    }
+
+    const std::shared_ptr<Interruptions> interruptions_ = std::make_shared<Interruptions>(0);
+    NSXPCConnection* const connection_;
+    bool isFine_ = true;
+};
 
 } // namespace
 
@@ -92,12 +141,15 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: sample-client TEAM FRACTION SECONDS\n");
         return 2;
     }
-    bool isFine = false;
     @autoreleasepool {
-        NSXPCConnection* const connection = makeConnection(argv[1]);
-        isFine = talk(connection, std::atof(argv[2]), static_cast<unsigned>(std::atoi(argv[3])));
-        [connection invalidate]; // before the last release
-        [connection release];
+        Client client(argv[1]);
+        client.agreeOnVersion();
+        if (client.isFine())
+            client.printFans();
+        if (client.isFine())
+            client.hold(std::atof(argv[2]), Clock::now() + std::chrono::seconds(std::atoi(argv[3])));
+        if (client.isFine())
+            client.handBack();
+        return client.isFine() ? 0 : 1;
     }
-    return isFine ? 0 : 1;
 }

@@ -25,8 +25,6 @@
 #include "tests/platform/macos/doubles/SecurityDouble.h"
 #include "tests/platform/macos/doubles/XPCDouble.h"
 
-int sampleClientMain(int argc, char** argv); // samples/SampleClient.mm
-
 namespace kelo {
 namespace {
 
@@ -299,59 +297,6 @@ TEST_F(HelperOnMacPlatform, WithoutRootsRightsAHoldIsRefused) {
     start();
     serve([] { EXPECT_NE(connectToHelper()->ask(requests::Hold{0.5, false}), std::nullopt); });
     EXPECT_FALSE(isAnyManual());
-}
-
-// --- the sample client
-
-class SampleClient : public HelperOnMacPlatform {
-protected:
-    /// Returns its exit status; `output` and `errors` are what it printed.
-    int run(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "sample-client");
-        std::vector<char*> words;
-        for (auto& argument : arguments)
-            words.push_back(argument.data());
-        int status = -1;
-        ::testing::internal::CaptureStdout();
-        ::testing::internal::CaptureStderr();
-        serve([&] { status = sampleClientMain(static_cast<int>(words.size()), words.data()); });
-        output = ::testing::internal::GetCapturedStdout();
-        errors = ::testing::internal::GetCapturedStderr();
-        doubles::settleXPC();
-        return status;
-    }
-
-    std::string output;
-    std::string errors;
-};
-
-TEST_F(SampleClient, PrintsHoldsAndHandsBack) {
-    start();
-    EXPECT_EQ(run({"TEAM", "0.5", "0"}), 0);
-    EXPECT_THAT(output, ::testing::StartsWith(R"({"fanCount":2,"currentRPM":)"));
-    EXPECT_THAT(messages(),
-                ::testing::IsSupersetOf({"hold: engaged(fraction: 0.5, neededUnlock: false)", "hold: released"}));
-    EXPECT_FALSE(isAnyManual());
-}
-
-TEST_F(SampleClient, SaysWhatTheHelperRefused) {
-    doubles::setEffectiveUser(501);
-    start();
-    EXPECT_EQ(run({"TEAM", "0.5", "0"}), 1);
-    EXPECT_THAT(errors, HasSubstr("sample-client: Changing fan speed needs administrator rights."));
-}
-
-TEST_F(SampleClient, TalksToNoHelperOfAnotherTeam) {
-    start();
-    EXPECT_EQ(run({"OTHERS", "0.5", "0"}), 1);
-    EXPECT_THAT(errors, ::testing::StartsWith("sample-client: "));
-    EXPECT_EQ(output, "");
-    EXPECT_FALSE(isAnyManual());
-}
-
-TEST_F(SampleClient, SaysHowItIsCalled) {
-    EXPECT_EQ(run({}), 2);
-    EXPECT_THAT(errors, ::testing::StartsWith("usage: sample-client"));
 }
 
 // --- the ways out: each in a process of its own, which says on its way whether a fan was left in manual mode

@@ -11,6 +11,20 @@ namespace {
 XPCSystem theSystem;
 XPCWorld theWorld;
 
+/// Takes `server` from its client, whose next request connects again. Returns the client's interruption handler, or
+/// nothing if the client is no longer connected to `server`.
+Copied<EmptyBlock> interruptClient(const ConnectionRef& server) {
+    const auto client = server->client.lock();
+    if (!client)
+        return {};
+    const std::lock_guard lock(client->mutex);
+    NSXPCConnection* const connected = client->server.get();
+    if (connected == nil || stateOf(connected) != server)
+        return {};
+    client->server = {};
+    return client->interruptionHandler;
+}
+
 /// On the queue of the helper's end.
 void invalidateServer(const ConnectionRef& server) {
     std::unique_lock lock(server->mutex);
@@ -22,10 +36,12 @@ void invalidateServer(const ConnectionRef& server) {
     const auto interface = std::exchange(server->exportedInterface, {});
     const auto requests = std::exchange(server->requests, {});
     lock.unlock();
+    const auto clientInterruption = interruptClient(server);
     for (const auto& request : requests)
         request->fail(connectionInterrupted);
-    if (handler.get() != nullptr)
-        handler.get()();
+    for (const auto& called : {handler, clientInterruption})
+        if (called.get() != nullptr)
+            called.get()();
 }
 
 } // namespace

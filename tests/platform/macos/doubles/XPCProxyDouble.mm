@@ -9,7 +9,7 @@ namespace {
 struct Proxy {
     Strong connection;
     Copied<ErrorBlock> errorHandler;
-    ConnectionState& client() const { return *stateOf(static_cast<NSXPCConnection*>(connection.get())); }
+    ConnectionRef client() const { return stateOf(static_cast<NSXPCConnection*>(connection.get())); }
 };
 
 } // namespace

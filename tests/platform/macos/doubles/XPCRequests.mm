@@ -16,8 +16,8 @@ bool satisfies(const CodeSignature& signature, const std::string& requirement) {
                                                          "\"";
 }
 
-/// Asks the delegate on the listener's queue. The helper's end of the connection, or nothing.
-Strong present(const std::shared_ptr<ListenerState>& listener) {
+/// Asks the delegate on the listener's queue. Returns the helper's end of the connection, or nothing.
+Strong present(const std::shared_ptr<ListenerState>& listener, const ConnectionRef& client) {
     std::unique_lock lock(listener->mutex);
     if (listener->requirement && !satisfies(xpc().client, *listener->requirement))
         return {};
@@ -30,6 +30,7 @@ Strong present(const std::shared_ptr<ListenerState>& listener) {
     const Strong server(connection);
     [connection release];
     const auto state = std::make_shared<ConnectionState>(false);
+    state->client = client;
     state->process = xpc().clientProcess;
     state->queue = &SerialQueue::make();
     setPayload(connection, state);
@@ -58,8 +59,10 @@ std::shared_ptr<ListenerState> listenerOf(const ConnectionState& client) {
     return isPrivileged && found != xpcWorld().listeners.end() ? found->second : nullptr;
 }
 
-/// The code of the error with which the client's connection fails, or 0. Connects at the first request.
-NSInteger connect(ConnectionState& client) {
+/// Connects at the first request, and at the first one after an interruption. Returns the code of the error with which
+/// the connection fails, or 0 with the helper's end in `server`.
+NSInteger connect(const ConnectionRef& connection, Strong& server) {
+    ConnectionState& client = *connection;
     const std::lock_guard lock(client.mutex);
     if (client.isInvalid)
         return connectionInvalid;
@@ -69,7 +72,8 @@ NSInteger connect(ConnectionState& client) {
     }
     if (client.remoteInterface.get() == nil)
         journal().misuse("a request over a connection without a remote interface");
-    if (client.server.get() != nil)
+    server = client.server;
+    if (server.get() != nil)
         return 0;
     const auto listener = listenerOf(client);
     if (!listener)
@@ -82,14 +86,15 @@ NSInteger connect(ConnectionState& client) {
     std::condition_variable answer;
     bool isAnswered = false;
     listener->queue.async([&] {
-        client.server = present(listener);
+        client.server = present(listener, connection);
         const std::lock_guard answerLock(answered);
         isAnswered = true;
         answer.notify_all();
     });
     std::unique_lock answerLock(answered);
     answer.wait(answerLock, [&] { return isAnswered; });
-    return client.server.get() != nil ? 0 : connectionInterrupted;
+    server = client.server;
+    return server.get() != nil ? 0 : connectionInterrupted;
 }
 
 /// Whether the exported interface has the request, and the object answers it with exactly the interface's types.
@@ -149,15 +154,16 @@ void Pending::finish(ErrorBlock errorHandler) {
     [error release];
 }
 
-void request(ConnectionState& client, ErrorBlock errorHandler, SEL selector,
+void request(const ConnectionRef& client, ErrorBlock errorHandler, SEL selector,
              const std::function<void(id exported, std::shared_ptr<ReplyToken> token)>& invoke) {
     const auto pending = std::make_shared<Pending>();
-    if (const NSInteger code = connect(client); code != 0) {
+    Strong connected;
+    if (const NSInteger code = connect(client, connected); code != 0) {
         pending->fail(code);
         pending->finish(errorHandler);
         return;
     }
-    const auto server = stateOf(static_cast<NSXPCConnection*>(client.server.get()));
+    const auto server = stateOf(static_cast<NSXPCConnection*>(connected.get()));
     server->queue->async([server, pending, selector, invoke] {
         std::unique_lock lock(server->mutex);
         if (server->isInvalid || !isExported(*server, selector)) {

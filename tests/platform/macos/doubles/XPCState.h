@@ -133,6 +133,7 @@ struct ConnectionState {
     bool isResumed = false;
     bool isInvalid = false;
     Strong server;                               // of a client: the helper's end
+    std::weak_ptr<ConnectionState> client;       // of the helper's end
     SerialQueue* queue = nullptr;                // of the helper's end
     std::set<std::shared_ptr<Pending>> requests; // of the helper's end: those that are waiting
 };
@@ -160,7 +161,7 @@ void endServer(const ConnectionRef& server);
 
 /// Makes one request and waits for what comes of it; connects first if need be. `invoke` sends the request to the
 /// exported object, on the connection's queue.
-void request(ConnectionState& client, ErrorBlock errorHandler, SEL selector,
+void request(const ConnectionRef& client, ErrorBlock errorHandler, SEL selector,
              const std::function<void(id exported, std::shared_ptr<ReplyToken> token)>& invoke);
 
 /// What synchronousRemoteObjectProxyWithErrorHandler returns.
