@@ -1,22 +1,15 @@
 #include "tests/platform/macos/doubles/DispatchDouble.h"
 
 #include <dispatch/dispatch.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "tests/platform/macos/doubles/DispatchSourceRecord.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/MainLoop.h"
 #include "tests/platform/macos/doubles/PosixDouble.h"
-
-struct dispatch_source_type_s {
-    const char* name;
-};
 
 extern "C" {
 extern const dispatch_source_type_s _dispatch_source_type_signal = {"signal"};
@@ -31,41 +24,10 @@ const char mainQueue = 0;
 
 constexpr double leeway = 0.1; // of a delay, by which the platform may let it be longer
 
-/// The path that a descriptor's file has now, and whether it has any.
-struct FilePlace {
-    std::string path;
-    bool isLinked;
-    bool operator==(const FilePlace&) const = default;
-};
-
-FilePlace placeOf(int descriptor) {
-    char path[4096] = {};
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    if (readlink(link.c_str(), path, sizeof path - 1) < 0)
-        return {"", false};
-    struct stat status = {};
-    return {path, fstat(descriptor, &status) == 0 && status.st_nlink > 0};
-}
-
-struct Source {
-    dispatch_source_type_t type;
-    std::uintptr_t handle;
-    std::uintptr_t mask;
-    bool isOnMainQueue;
-    void* context = nullptr;
-    dispatch_function_t eventHandler = nullptr;
-    void* eventContext = nullptr; // the one that was set when the handler was
-    dispatch_function_t cancelHandler = nullptr;
-    dispatch_function_t registrationHandler = nullptr;
-    bool isActive = false;
-    bool isRegistered = false; // the system tells it of events
-    bool isCancelled = false;
+struct Source : DispatchSourceRecord {
+    bool isRegistered = false; // the system reports events to it
     int references = 1;
     bool isEventPending = false;
-    bool isFinished = false; // its cancel handler has run
-    FilePlace place{};
-
-    bool isVnode() const { return type == DISPATCH_SOURCE_TYPE_VNODE; }
 };
 
 std::vector<std::unique_ptr<Source>> sources;
@@ -82,43 +44,31 @@ void addEvent(Source& source) {
     source.isEventPending = true;
     mainLoop().post(0, [&source] {
         source.isEventPending = false;
-        if (!source.isCancelled && source.eventHandler != nullptr)
-            source.eventHandler(source.eventContext);
+        if (!source.isCancelled)
+            source.runEventHandler();
     });
 }
 
-/// Tells what has happened to the watched files since the last look.
+/// Adds the events of the watched files since the last look.
 void pollFiles() {
-    for (const auto& source : sources) {
-        if (!source->isVnode() || !source->isRegistered || source->isCancelled)
-            continue;
-        const auto place = placeOf(static_cast<int>(source->handle));
-        if (place == source->place)
-            continue;
-        const unsigned long flag = place.isLinked ? DISPATCH_VNODE_RENAME : DISPATCH_VNODE_DELETE;
-        source->place = place;
-        if ((source->mask & flag) != 0)
+    for (const auto& source : sources)
+        if (source->isVnode && source->isRegistered && source->updatePath() != 0)
             addEvent(*source);
-    }
 }
 
-/// Some time after the activation: what happens before is not told.
+/// Runs some time after the activation. Earlier events are lost.
 void registerSource(Source& source) {
     if (source.isCancelled)
         return;
     source.isRegistered = true;
-    if (source.isVnode())
-        source.place = placeOf(static_cast<int>(source.handle));
-    if (source.registrationHandler != nullptr)
-        source.registrationHandler(source.context);
+    if (source.isVnode)
+        source.updatePath();
+    source.runRegistrationHandler();
 }
 
-void runCancelHandler(Source& source) {
+void postCancelHandler(Source& source) {
     mainLoop().post(0, [&source] {
-        journal().add("cancel handler");
-        if (source.cancelHandler != nullptr)
-            source.cancelHandler(source.context);
-        source.isFinished = true;
+        source.runCancelHandler();
         if (source.references == 0)
             journal().gone("dispatch source");
     });
@@ -132,24 +82,17 @@ void arriveSignal(int signal) {
     if (!isIgnored(signal))
         journal().misuse("signal " + std::to_string(signal) + " has its default effect: the process ends");
     for (auto source = sources.rbegin(); source != sources.rend(); ++source) // the last one made comes first
-        if ((*source)->type == DISPATCH_SOURCE_TYPE_SIGNAL && (*source)->handle == static_cast<std::uintptr_t>(signal))
+        if (!(*source)->isVnode && (*source)->handle == static_cast<std::uintptr_t>(signal))
             addEvent(**source);
 }
 
 void sendVnodeEvent(unsigned long flags) {
     for (const auto& source : sources)
-        if (source->isVnode() && (source->mask & flags) != 0)
+        if (source->isVnode && (source->mask & flags) != 0)
             addEvent(*source);
 }
 
-std::string lastSource() {
-    const auto& source = *sources.back();
-    return std::string(source.type->name) + " " + hex(source.mask) +
-           (source.isCancelled ? " cancelled"
-            : source.isActive  ? " active"
-                               : " inactive") +
-           (source.isOnMainQueue ? " main" : " another queue");
-}
+std::string lastSource() { return describe(*sources.back()); }
 
 void resetDispatch() {
     sources.clear();
@@ -188,12 +131,11 @@ void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* contex
 
 dispatch_source_t dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
                                          dispatch_queue_t queue) {
-    const bool isFile = type == DISPATCH_SOURCE_TYPE_VNODE;
-    journal().add(std::string("dispatch_source_create ") + type->name + " " +
-                  (isFile ? "descriptor" : std::to_string(handle)) + " " + hex(mask));
+    const bool isVnode = type == DISPATCH_SOURCE_TYPE_VNODE;
+    auto source = std::make_unique<Source>(Source{{isVnode, handle, mask, queue == dispatch_get_main_queue()}});
+    journalCreation(*source);
     if (sourceCreationFails)
         return nullptr;
-    auto source = std::make_unique<Source>(Source{type, handle, mask, queue == dispatch_get_main_queue()});
     journal().created("dispatch source");
     sources.push_back(std::move(source));
     return reinterpret_cast<dispatch_source_t>(sources.back().get());
@@ -206,9 +148,7 @@ void dispatch_set_context(dispatch_object_t object, void* context) {
 
 void dispatch_source_set_event_handler_f(dispatch_source_t object, dispatch_function_t handler) {
     journal().add("dispatch_source_set_event_handler_f");
-    auto& source = asSource(object);
-    source.eventHandler = handler;
-    source.eventContext = source.context;
+    asSource(object).setEventHandler(handler);
 }
 
 void dispatch_source_set_cancel_handler_f(dispatch_source_t object, dispatch_function_t handler) {
@@ -234,7 +174,7 @@ void dispatch_source_cancel(dispatch_source_t object) {
     if (source.references <= 0)
         journal().misuse("dispatch_source_cancel of a source that is gone");
     if (!std::exchange(source.isCancelled, true))
-        runCancelHandler(source);
+        postCancelHandler(source);
 }
 
 void dispatch_release(dispatch_object_t object) {

@@ -1,28 +1,22 @@
-// Journals the calls of the real libdispatch, to which the linker sends them through here. Feeds vnode sources, which
-// it lacks where there is no Mac, from inotify. Tells the thread sanitizer which thread follows which, since the
-// library is not instrumented.
+// Journals the calls of the real libdispatch: the linker redirects them to this file, which passes them on. Feeds vnode
+// sources, which libdispatch has only on a Mac, from inotify. Declares to the thread sanitizer which work follows
+// which, since the library is not instrumented.
 
 #include <dispatch/dispatch.h>
 #include <sys/inotify.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/platform/macos/doubles/DispatchDouble.h"
+#include "tests/platform/macos/doubles/DispatchSourceRecord.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/PosixDouble.h"
-
-struct dispatch_source_type_s {
-    const char* name;
-};
 
 extern "C" {
 const dispatch_source_type_s keloVnodeSourceType = {"vnode"};
@@ -52,39 +46,10 @@ namespace kelo::doubles {
 
 namespace {
 
-/// The path that a descriptor's file has now, and whether it has any.
-struct FilePlace {
-    std::string path;
-    bool isLinked;
-    bool operator==(const FilePlace&) const = default;
-};
-
-FilePlace placeOf(int descriptor) {
-    char path[4096] = {};
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    if (readlink(link.c_str(), path, sizeof path - 1) < 0)
-        return {"", false};
-    struct stat status = {};
-    return {path, fstat(descriptor, &status) == 0 && status.st_nlink > 0};
-}
-
-/// A source of the sources under test. Main thread only, and kept for ever: a handler may still come.
-struct Source {
+/// A source of the sources under test. Never freed: a handler may still run.
+struct Source : DispatchSourceRecord {
     dispatch_source_t source;
-    bool isVnode;
-    std::uintptr_t handle;
-    std::uintptr_t mask;
-    bool isOnMainQueue;
-    void* context = nullptr;
-    dispatch_function_t eventHandler = nullptr;
-    void* eventContext = nullptr; // the one that was set when the handler was
-    dispatch_function_t cancelHandler = nullptr;
-    dispatch_function_t registrationHandler = nullptr;
-    bool isActive = false;
-    bool isCancelled = false;
-    bool isFinished = false; // its cancel handler has run
     bool isReleased = false;
-    FilePlace place{};
     int watch = -1;
 };
 
@@ -99,7 +64,7 @@ Source* find(const void* object) {
     return nullptr;
 }
 
-/// Work that goes to a queue. That of an earlier test is dropped.
+/// Work that goes to a queue. Drops the work of an earlier test.
 struct Submission {
     void* context;
     dispatch_function_t work;
@@ -128,7 +93,7 @@ int inotify() {
     return descriptor;
 }
 
-/// Compares the places of the watched files with those at the last look.
+/// Compares the paths of the watched files with those at the last look.
 void lookAtFiles(void*) {
     char events[4096];
     while (read(inotify(), events, sizeof events) > 0) {
@@ -136,12 +101,8 @@ void lookAtFiles(void*) {
     for (const auto& source : made) {
         if (source->watch < 0 || source->isCancelled)
             continue;
-        const auto place = placeOf(static_cast<int>(source->handle));
-        if (std::exchange(source->place, place) == place)
-            continue;
-        const unsigned long flag = place.isLinked ? DISPATCH_VNODE_RENAME : DISPATCH_VNODE_DELETE;
-        if ((source->mask & flag) != 0)
-            dispatch_source_merge_data(source->source, flag);
+        if (const unsigned long flags = source->updatePath(); flags != 0)
+            dispatch_source_merge_data(source->source, flags);
     }
 }
 
@@ -155,33 +116,22 @@ void watchFile(Source& source) {
     }();
     static_cast<void>(reader);
     const std::string link = "/proc/self/fd/" + std::to_string(source.handle);
-    source.place = placeOf(static_cast<int>(source.handle));
+    source.updatePath();
     source.watch = inotify_add_watch(inotify(), link.c_str(), IN_MOVE_SELF | IN_DELETE_SELF | IN_ATTRIB);
 }
 
 // --- handlers; the context of each real source is our record
 
-void onEvent(void* context) {
-    const auto& source = *static_cast<Source*>(context);
-    if (source.eventHandler != nullptr)
-        source.eventHandler(source.eventContext);
-}
+void onEvent(void* context) { static_cast<const Source*>(context)->runEventHandler(); }
 
 void onCancelled(void* context) {
     auto& source = *static_cast<Source*>(context);
-    journal().add("cancel handler");
-    if (source.cancelHandler != nullptr)
-        source.cancelHandler(source.context);
-    source.isFinished = true;
+    source.runCancelHandler();
     if (source.isReleased)
         journal().gone("dispatch source");
 }
 
-void onRegistered(void* context) {
-    const auto& source = *static_cast<Source*>(context);
-    if (source.registrationHandler != nullptr)
-        source.registrationHandler(source.context);
-}
+void onRegistered(void* context) { static_cast<const Source*>(context)->runRegistrationHandler(); }
 
 } // namespace
 
@@ -205,14 +155,7 @@ void sendVnodeEvent(unsigned long flags) {
             dispatch_source_merge_data(source->source, source->mask & flags);
 }
 
-std::string lastSource() {
-    const auto& source = *made.back();
-    return std::string(source.isVnode ? "vnode " : "signal ") + hex(source.mask) +
-           (source.isCancelled ? " cancelled"
-            : source.isActive  ? " active"
-                               : " inactive") +
-           (source.isOnMainQueue ? " main" : " another queue");
-}
+std::string lastSource() { return describe(*made.back()); }
 
 void resetDispatch() {
     ++generation;
@@ -238,14 +181,13 @@ void __wrap_dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void*
 dispatch_source_t __wrap_dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
                                                 dispatch_queue_t queue) {
     const bool isVnode = type == DISPATCH_SOURCE_TYPE_VNODE;
-    journal().add(std::string("dispatch_source_create ") + (isVnode ? "vnode descriptor" : "signal ") +
-                  (isVnode ? "" : std::to_string(handle)) + " " + hex(mask));
+    const DispatchSourceRecord record{isVnode, handle, mask, queue == dispatch_get_main_queue()};
+    journalCreation(record);
     if (sourceCreationFails)
         return nullptr;
     const auto created = isVnode ? __real_dispatch_source_create(DISPATCH_SOURCE_TYPE_DATA_OR, 0, 0, queue)
                                  : __real_dispatch_source_create(type, handle, mask, queue);
-    made.push_back(
-        std::make_unique<Source>(Source{created, isVnode, handle, mask, queue == dispatch_get_main_queue()}));
+    made.push_back(std::make_unique<Source>(Source{record, created}));
     __real_dispatch_set_context(created, made.back().get());
     __real_dispatch_source_set_cancel_handler_f(created, onCancelled);
     journal().created("dispatch source");
@@ -259,9 +201,7 @@ void __wrap_dispatch_set_context(dispatch_object_t object, void* context) {
 
 void __wrap_dispatch_source_set_event_handler_f(dispatch_source_t object, dispatch_function_t handler) {
     journal().add("dispatch_source_set_event_handler_f");
-    auto& source = *find(object);
-    source.eventHandler = handler;
-    source.eventContext = source.context;
+    find(object)->setEventHandler(handler);
     __real_dispatch_source_set_event_handler_f(object, onEvent);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// libdispatch has no vnode sources where there is no Mac; RealDispatch.cpp makes some.
+// libdispatch has vnode sources only on a Mac; RealDispatch.cpp provides some.
 
 #include_next <dispatch/dispatch.h>
 
