@@ -1,7 +1,7 @@
 // swift-tools-version: 5.9
 // A client of the helper in Swift: a library with everything that an app needs, and a program that shows its use.
 //
-// NOT COMPILED by this project's tests, which run where there is no Swift compiler for a Mac.
+// The tests only type-check it, against a stub of XPC. It has not been built on a Mac.
 
 import PackageDescription
 
