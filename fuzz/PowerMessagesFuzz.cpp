@@ -15,8 +15,8 @@
 #include "fuzz/FuzzTarget.h"
 #include "simulator/model/Profile.h"
 #include "simulator/model/SimulatedExchange.h"
-#include "tests/support/VirtualClock.h"
-#include "tests/support/VirtualQueue.h"
+#include "testing/VirtualClock.h"
+#include "testing/VirtualQueue.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "simulator/link/HardwareLink.h"
-#include "tests/support/process/Installation.h"
-#include "tests/support/process/PipedProcess.h"
+#include "testing/process/Installation.h"
+#include "testing/process/PipedProcess.h"
 
 namespace kelo::bench {
 

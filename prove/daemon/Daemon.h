@@ -13,8 +13,8 @@
 #include "prove/daemon/RecordingPower.h"
 #include "prove/daemon/RecordingQueue.h"
 #include "prove/daemon/Tape.h"
-#include "tests/support/CodeOf.h"
-#include "tests/support/ScriptedPlatform.h"
+#include "testing/CodeOf.h"
+#include "testing/ScriptedPlatform.h"
 
 namespace kelo {
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/support/CodeOf.h"
+#include "testing/CodeOf.h"
 
 namespace kelo {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "tests/support/ScriptedPower.h"
+#include "testing/ScriptedPower.h"
 
 namespace kelo {
 

@@ -4,7 +4,7 @@
 
 #include "core/hold/FanHoldEvent.h"
 #include "platform/posix/Containment.h"
-#include "tests/support/CodeOf.h"
+#include "testing/CodeOf.h"
 
 namespace kelo {
 

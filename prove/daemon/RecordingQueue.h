@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/VirtualQueue.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 

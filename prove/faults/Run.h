@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "prove/daemon/Daemon.h"
-#include "tests/support/FailingMemory.h"
+#include "testing/FailingMemory.h"
 
 namespace kelo {
 

@@ -14,7 +14,7 @@
 #include "prove/daemon/FaultyExchange.h"
 #include "prove/daemon/Tape.h"
 #include "prove/reference/Reference.h"
-#include "tests/support/VirtualQueue.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 

@@ -2,7 +2,7 @@
 # Fails when prove_life finds no difference where there is no life, or dies without having named its seed.
 #
 # usage: command_line.sh PROVE_LIFE
-source tests/support/script.sh
+source testing/script.sh
 
 prove_life=$1
 

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "prove/processes/World.h"
-#include "tests/support/FakeLogDaemon.h"
-#include "tests/support/process/RawClient.h"
-#include "tests/support/process/UnreadStream.h"
+#include "testing/FakeLogDaemon.h"
+#include "testing/process/RawClient.h"
+#include "testing/process/UnreadStream.h"
 
 namespace kelo {
 

@@ -6,7 +6,7 @@
 
 #include "platform/linux/hardware/SimulatedMacFolder.h"
 #include "simulator/link/HardwareLink.h"
-#include "tests/support/process/Installation.h"
+#include "testing/process/Installation.h"
 
 namespace kelo {
 

@@ -9,7 +9,7 @@
 #include "prove/processes/Delays.h"
 #include "prove/processes/Kill.h"
 #include "prove/processes/Soak.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 

@@ -9,13 +9,13 @@
 #include "helper/Platform.h"
 #include "simulator/model/Profile.h"
 #include "simulator/model/SimulatedExchange.h"
-#include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedFileEvents.h"
-#include "tests/support/ScriptedListener.h"
-#include "tests/support/ScriptedPlatform.h"
-#include "tests/support/ScriptedRights.h"
-#include "tests/support/VirtualClock.h"
-#include "tests/support/VirtualQueue.h"
+#include "testing/ScriptedClamshell.h"
+#include "testing/ScriptedFileEvents.h"
+#include "testing/ScriptedListener.h"
+#include "testing/ScriptedPlatform.h"
+#include "testing/ScriptedRights.h"
+#include "testing/VirtualClock.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 

@@ -3,10 +3,10 @@
 #include <string>
 #include <thread>
 
+#include "testing/LoopbackConnection.h"
+#include "testing/ScriptedListener.h"
 #include "tests/conformance/HelperConnectionConformance.h"
 #include "tests/conformance/ListenerConformance.h"
-#include "tests/support/LoopbackConnection.h"
-#include "tests/support/ScriptedListener.h"
 
 namespace kelo {
 namespace {

@@ -1,5 +1,11 @@
 #include "simulator/model/SimulatedController.h"
 #include "simulator/model/SimulatedExchange.h"
+#include "testing/RecordingLog.h"
+#include "testing/ScriptedClamshell.h"
+#include "testing/ScriptedFileEvents.h"
+#include "testing/ScriptedPlatform.h"
+#include "testing/ScriptedPower.h"
+#include "testing/VirtualQueue.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/ClockConformance.h"
 #include "tests/conformance/FileEventsConformance.h"
@@ -10,12 +16,6 @@
 #include "tests/conformance/SignalsConformance.h"
 #include "tests/conformance/SigningInformationConformance.h"
 #include "tests/conformance/SystemLogConformance.h"
-#include "tests/support/RecordingLog.h"
-#include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedFileEvents.h"
-#include "tests/support/ScriptedPlatform.h"
-#include "tests/support/ScriptedPower.h"
-#include "tests/support/VirtualQueue.h"
 
 namespace kelo {
 namespace {

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace kelo {
 

@@ -14,7 +14,7 @@
 # usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, unsigned or not
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the grave accents are Markdown's
-source tests/support/script.sh
+source testing/script.sh
 
 top=$PWD
 trap 'stop_world; rm -rf "$folder"' EXIT

@@ -4,7 +4,7 @@
 #
 # usage: foreign_client.sh HELPER SIMMAC SIMSIGN: the programs, unsigned
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
 interpreter=$(readlink -f /usr/bin/python3) || true
 [ -x "$interpreter" ] || { printf 'skipped: there is no /usr/bin/python3\n'; exit 77; }

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "platform/linux/socket/RequestRecords.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/process/Installation.h"
-#include "tests/support/process/RawClient.h"
+#include "testing/TemporaryFolder.h"
+#include "testing/process/Installation.h"
+#include "testing/process/RawClient.h"
 
 namespace kelo {
 

@@ -2,9 +2,9 @@
 #include <csignal>
 #include <thread>
 
+#include "testing/process/PseudoTerminal.h"
+#include "testing/process/VirtualScreen.h"
 #include "tests/e2e/EndToEnd.h"
-#include "tests/support/process/PseudoTerminal.h"
-#include "tests/support/process/VirtualScreen.h"
 
 namespace kelo {
 namespace {

@@ -5,10 +5,10 @@
 #include <chrono>
 #include <thread>
 
+#include "testing/FakeLogDaemon.h"
+#include "testing/process/StoppedThreads.h"
+#include "testing/process/UnreadStream.h"
 #include "tests/e2e/EndToEnd.h"
-#include "tests/support/FakeLogDaemon.h"
-#include "tests/support/process/StoppedThreads.h"
-#include "tests/support/process/UnreadStream.h"
 
 namespace kelo {
 namespace {

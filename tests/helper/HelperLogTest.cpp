@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "platform/posix/StandardStreams.h"
-#include "tests/support/RecordingLog.h"
+#include "testing/RecordingLog.h"
 
 namespace kelo {
 namespace {

@@ -7,9 +7,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "tests/support/MachineFixture.h"
-#include "tests/support/ReplyProbe.h"
-#include "tests/support/ScriptedPlatform.h"
+#include "testing/MachineFixture.h"
+#include "testing/ReplyProbe.h"
+#include "testing/ScriptedPlatform.h"
 
 namespace kelo {
 namespace {

@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "protocol/FanSnapshot.h"
-#include "tests/core/fan/InterposedExchange.h"
+#include "testing/InterposedExchange.h"
 #include "tests/helper/ServiceFixture.h"
 
 namespace kelo {

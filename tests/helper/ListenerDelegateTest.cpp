@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 
 #include "core/watch/BinaryWatch.h"
+#include "testing/ScriptedFileEvents.h"
+#include "testing/ScriptedListener.h"
 #include "tests/helper/ServiceFixture.h"
-#include "tests/support/ScriptedFileEvents.h"
-#include "tests/support/ScriptedListener.h"
 
 namespace kelo {
 namespace {

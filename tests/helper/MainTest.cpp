@@ -3,8 +3,8 @@
 #include <memory>
 #include <stdexcept>
 
-#include "tests/support/MachineFixture.h"
-#include "tests/support/ScriptedPlatform.h"
+#include "testing/MachineFixture.h"
+#include "testing/ScriptedPlatform.h"
 
 int helperMain(); // the helper's own main, which the build gives this name
 

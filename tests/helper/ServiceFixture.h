@@ -6,9 +6,9 @@
 
 #include "helper/HelperService.h"
 #include "protocol/FanSnapshot.h"
-#include "tests/support/MachineFixture.h"
-#include "tests/support/RecordingLog.h"
-#include "tests/support/ReplyProbe.h"
+#include "testing/MachineFixture.h"
+#include "testing/RecordingLog.h"
+#include "testing/ReplyProbe.h"
 
 namespace kelo {
 

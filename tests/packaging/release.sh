@@ -3,7 +3,7 @@
 #
 # usage: release.sh VERSION: the version that the build has
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
 version=$1
 

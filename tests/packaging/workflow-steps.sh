@@ -4,7 +4,7 @@
 #
 # usage: workflow-steps.sh HELPER
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
 top=$PWD helper=$1
 mkdir -p "$folder/steps" "$folder/bin"

@@ -5,7 +5,7 @@
 
 #include "protocol/KeloHelper.h"
 #include "protocol/SigningIdentity.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

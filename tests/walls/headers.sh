@@ -16,7 +16,7 @@ alone() {
 }
 
 # Those that stand for the system's own are compiled with whatever includes them.
-headers() { find protocol core helper client platform simulator tests fuzz prove -name '*.h' -not -path '*/include/*' | sort; }
+headers() { find protocol core helper client platform simulator testing tests fuzz prove -name '*.h' -not -path '*/include/*' | sort; }
 
 # objective HEADER...: those that import an Objective-C header or name a selector, or include one of ours that does.
 objective() {

@@ -66,7 +66,7 @@ tidy() {
 
 tidy_sources() {
   sed -nE 's/^ *"file": "(.*\.(cpp|cxx))",?$/\1/p' build/lint/compile_commands.json \
-    | grep -vE "^$PWD/(build/lint/)?tests/" | sort -u
+    | grep -vE "^$PWD/(build/lint/)?(testing|tests)/" | sort -u
 }
 
 # tidy_source FILE: silent unless it fails. Joined sources may not compile where each alone does, as with two functions

@@ -164,7 +164,7 @@ coverage_report() {
   llvm_tool cov export -format=lcov "$first" "${binaries[@]}" -instr-profile="$directory/all.profdata" \
     protocol core helper | not_reached
   llvm_tool cov show "$first" "${binaries[@]}" -instr-profile="$directory/all.profdata" -format=html \
-    -show-branches=count -output-dir="$directory/html" --ignore-filename-regex='(^/usr|/tests/|/fuzz/|/prove/)'
+    -show-branches=count -output-dir="$directory/html" --ignore-filename-regex='(^/usr|/testing/|/tests/|/fuzz/|/prove/)'
   say "the report is $directory/html/index.html"
 }
 

@@ -9,10 +9,10 @@
 #include "simulator/model/Profile.h"
 #include "simulator/model/SimulatedExchange.h"
 #include "simulator/model/SimulatedMac.h"
-#include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedRights.h"
-#include "tests/support/VirtualClock.h"
-#include "tests/support/VirtualQueue.h"
+#include "testing/ScriptedClamshell.h"
+#include "testing/ScriptedRights.h"
+#include "testing/VirtualClock.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 

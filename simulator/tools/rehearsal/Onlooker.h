@@ -3,8 +3,8 @@
 #include <filesystem>
 
 #include "simulator/tools/pictures/Picture.h"
-#include "tests/support/process/PseudoTerminal.h"
-#include "tests/support/process/VirtualScreen.h"
+#include "testing/process/PseudoTerminal.h"
+#include "testing/process/VirtualScreen.h"
 
 namespace kelo {
 

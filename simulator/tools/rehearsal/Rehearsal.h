@@ -10,7 +10,7 @@
 #include "simulator/model/Profile.h"
 #include "simulator/tools/rehearsal/Onlooker.h"
 #include "simulator/tools/rehearsal/Timeline.h"
-#include "tests/support/process/Installation.h"
+#include "testing/process/Installation.h"
 
 namespace kelo {
 

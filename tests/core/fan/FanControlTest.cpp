@@ -5,8 +5,8 @@
 #include <limits>
 #include <utility>
 
-#include "tests/core/fan/FanFixture.h"
-#include "tests/core/fan/InterposedExchange.h"
+#include "testing/FanFixture.h"
+#include "testing/InterposedExchange.h"
 
 namespace kelo {
 namespace {

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/core/fan/FanFixture.h"
+#include "testing/FanFixture.h"
 
 namespace kelo {
 namespace {

@@ -4,8 +4,8 @@
 
 #include <limits>
 
+#include "testing/LateQueue.h"
 #include "tests/core/hold/HoldFixture.h"
-#include "tests/support/LateQueue.h"
 
 namespace kelo {
 namespace {

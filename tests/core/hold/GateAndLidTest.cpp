@@ -4,7 +4,7 @@
 
 #include "core/hold/HoldGate.h"
 #include "core/hold/Lid.h"
-#include "tests/support/ScriptedClamshell.h"
+#include "testing/ScriptedClamshell.h"
 
 namespace kelo {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "core/hold/FanHold.h"
 #include "core/hold/PowerWatch.h"
-#include "tests/support/MachineFixture.h"
+#include "testing/MachineFixture.h"
 
 namespace kelo {
 

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "tests/core/fan/InterposedExchange.h"
+#include "testing/InterposedExchange.h"
 #include "tests/core/hold/HoldFixture.h"
 
 namespace kelo {

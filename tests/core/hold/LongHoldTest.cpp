@@ -13,12 +13,12 @@
 #include "core/smc/smc.h"
 #include "simulator/model/SimulatedExchange.h"
 #include "simulator/model/SimulatedMac.h"
+#include "testing/ScriptedClamshell.h"
+#include "testing/ScriptedPower.h"
+#include "testing/ScriptedRights.h"
+#include "testing/VirtualClock.h"
+#include "testing/VirtualQueue.h"
 #include "tests/core/hold/HeldFractionModel.h"
-#include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedPower.h"
-#include "tests/support/ScriptedRights.h"
-#include "tests/support/VirtualClock.h"
-#include "tests/support/VirtualQueue.h"
 
 namespace kelo {
 namespace {

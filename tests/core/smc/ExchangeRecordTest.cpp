@@ -3,7 +3,7 @@
 #include <cstring>
 #include <vector>
 
-#include "tests/support/SMCFixture.h"
+#include "testing/SMCFixture.h"
 
 namespace kelo {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "core/smc/SMCExchange.h"
 #include "core/smc/smc_raw.h"
-#include "tests/support/SMCFixture.h"
+#include "testing/SMCFixture.h"
 
 namespace kelo {
 namespace {

@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/support/SMCFixture.h"
+#include "testing/SMCFixture.h"
 
 namespace kelo {
 namespace {

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "core/smc/smc_raw.h"
-#include "tests/support/SMCFixture.h"
+#include "testing/SMCFixture.h"
 
 namespace kelo {
 namespace {

@@ -6,7 +6,7 @@
 #include <limits>
 #include <memory>
 
-#include "tests/support/ScriptedFileEvents.h"
+#include "testing/ScriptedFileEvents.h"
 
 namespace kelo {
 namespace {

@@ -3,7 +3,7 @@
 #
 # usage: shells.sh KELO
 # shellcheck disable=SC2016 # what stands in single quotes is for the other shells
-source tests/support/script.sh
+source testing/script.sh
 
 kelo=$1
 for shell in bash zsh fish; do "$kelo" completions "$shell" >"$folder/kelo.$shell"; done

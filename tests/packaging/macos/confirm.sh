@@ -3,7 +3,7 @@
 # when, and what it reports.
 #
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
 tree=$folder/tree calls=$folder/calls out=$folder/out report=$folder/report.md
 mkdir -p "$folder/bin" "$tree/tools/dev" "$tree/packaging/macos" "$tree/build/product"

@@ -2,7 +2,7 @@
 # Checks what ./dev install and ./dev uninstall say and do, with stand-ins for everything that they call.
 #
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
 # shellcheck source=tests/packaging/macos/built-and-signed.sh
 source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"

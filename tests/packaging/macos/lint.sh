@@ -3,7 +3,7 @@
 # command needs; with stand-ins for what it calls.
 #
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
 mkdir -p "$folder/bin" "$folder/opt/llvm/bin" "$folder/tree"
 # A copy, in which no build has left anything.

@@ -3,7 +3,7 @@
 #
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the variables are those of the stand-ins
-source tests/support/script.sh
+source testing/script.sh
 
 mkdir "$folder/system"
 calls=$folder/calls

@@ -2,7 +2,7 @@
 # Checks what ./dev package says, does and lays out, with stand-ins for the tools of a Mac.
 #
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
 # shellcheck source=tests/packaging/macos/built-and-signed.sh
 source "$(dirname "${BASH_SOURCE[0]}")/built-and-signed.sh"

@@ -8,10 +8,10 @@
 #include <array>
 #include <chrono>
 
+#include "testing/Coverage.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/PosixDouble.h"
-#include "tests/support/Coverage.h"
 
 namespace kelo {
 namespace {

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "testing/ReplyProbe.h"
 #include "tests/platform/posix/RecordedFaults.h"
-#include "tests/support/ReplyProbe.h"
 
 namespace kelo {
 namespace {

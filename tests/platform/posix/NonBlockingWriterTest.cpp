@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <set>
 
+#include "testing/TemporaryFolder.h"
 #include "tests/platform/posix/Ends.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

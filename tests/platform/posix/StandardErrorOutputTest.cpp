@@ -6,8 +6,8 @@
 #include <ctime>
 
 #include "platform/posix/FileDescriptor.h"
+#include "testing/TemporaryFolder.h"
 #include "tests/conformance/LogOutputConformance.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

@@ -20,9 +20,9 @@
 
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/StandardErrorOutput.h"
+#include "testing/Coverage.h"
+#include "testing/TemporaryFolder.h"
 #include "tests/platform/posix/Ends.h"
-#include "tests/support/Coverage.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

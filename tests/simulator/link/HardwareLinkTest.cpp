@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/support/ScriptedMac.h"
+#include "testing/ScriptedMac.h"
 
 namespace kelo {
 namespace {

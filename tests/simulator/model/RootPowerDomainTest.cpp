@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/VirtualQueue.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 namespace {

@@ -6,9 +6,9 @@
 
 #include "core/fan/FanController.h"
 #include "simulator/model/Profile.h"
-#include "tests/support/SMCFixture.h"
-#include "tests/support/ScriptedRights.h"
-#include "tests/support/VirtualClock.h"
+#include "testing/SMCFixture.h"
+#include "testing/ScriptedRights.h"
+#include "testing/VirtualClock.h"
 
 namespace kelo {
 namespace {

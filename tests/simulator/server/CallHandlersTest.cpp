@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "tests/support/VirtualQueue.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 namespace {

@@ -9,7 +9,7 @@
 #include "platform/linux/hardware/MacWire.h"
 #include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/socket/UnixSocket.h"
-#include "tests/support/MacUnderTest.h"
+#include "testing/MacUnderTest.h"
 
 namespace kelo {
 namespace {

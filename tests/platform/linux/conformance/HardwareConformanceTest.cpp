@@ -7,12 +7,12 @@
 #include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
 #include "platform/linux/socket/UnixSocket.h"
+#include "testing/MacUnderTest.h"
+#include "testing/OpenSockets.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
 #include "tests/platform/linux/conformance/LoopUnderTest.h"
-#include "tests/support/MacUnderTest.h"
-#include "tests/support/OpenSockets.h"
 
 namespace kelo {
 namespace {

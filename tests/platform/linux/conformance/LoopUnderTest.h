@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/linux/loop/EventLoop.h"
-#include "tests/support/VirtualLoopTime.h"
+#include "testing/VirtualLoopTime.h"
 
 namespace kelo {
 

@@ -10,10 +10,10 @@
 #include "platform/linux/socket/server/SocketListener.h"
 #include "protocol/KeloHelper.h"
 #include "protocol/SigningIdentity.h"
+#include "testing/OpenSockets.h"
+#include "testing/TemporaryFolder.h"
 #include "tests/conformance/HelperConnectionConformance.h"
 #include "tests/conformance/ListenerConformance.h"
-#include "tests/support/OpenSockets.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

@@ -3,9 +3,9 @@
 #include <mutex>
 
 #include "platform/linux/log/SyslogSystemLog.h"
+#include "testing/FakeLogDaemon.h"
+#include "testing/TemporaryFolder.h"
 #include "tests/conformance/SystemLogConformance.h"
-#include "tests/support/FakeLogDaemon.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

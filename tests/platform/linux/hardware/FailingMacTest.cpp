@@ -14,8 +14,8 @@
 #include "platform/linux/hardware/MacWire.h"
 #include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
+#include "testing/ScriptedMac.h"
 #include "tests/platform/linux/conformance/LoopUnderTest.h"
-#include "tests/support/ScriptedMac.h"
 
 namespace kelo {
 namespace {

@@ -12,9 +12,9 @@
 #include "platform/linux/socket/UnixSocket.h"
 #include "simulator/model/Profile.h"
 #include "simulator/model/SimulatedMac.h"
-#include "tests/support/MacFolder.h"
-#include "tests/support/ScriptedRights.h"
-#include "tests/support/VirtualClock.h"
+#include "testing/MacFolder.h"
+#include "testing/ScriptedRights.h"
+#include "testing/VirtualClock.h"
 
 namespace kelo {
 namespace {

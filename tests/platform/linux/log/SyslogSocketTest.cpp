@@ -5,8 +5,8 @@
 
 #include <thread>
 
-#include "tests/support/FakeLogDaemon.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/FakeLogDaemon.h"
+#include "testing/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "platform/linux/loop/SignalfdSignals.h"
-#include "tests/support/CodeOf.h"
-#include "tests/support/FailingMemory.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/VirtualLoopTime.h"
+#include "testing/CodeOf.h"
+#include "testing/FailingMemory.h"
+#include "testing/TemporaryFolder.h"
+#include "testing/VirtualLoopTime.h"
 
 namespace kelo {
 namespace {

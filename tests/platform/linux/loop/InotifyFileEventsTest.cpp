@@ -15,8 +15,8 @@
 #include "core/watch/BinaryWatch.h"
 #include "platform/linux/loop/EventLoop.h"
 #include "platform/linux/loop/InotifyFileEvents.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/VirtualLoopTime.h"
+#include "testing/TemporaryFolder.h"
+#include "testing/VirtualLoopTime.h"
 
 namespace kelo {
 namespace {

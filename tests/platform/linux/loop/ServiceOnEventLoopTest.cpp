@@ -8,12 +8,12 @@
 
 #include "helper/HelperService.h"
 #include "platform/linux/loop/EventLoop.h"
-#include "tests/core/fan/FanFixture.h"
-#include "tests/support/RecordingLog.h"
-#include "tests/support/ReplyProbe.h"
-#include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedPower.h"
-#include "tests/support/VirtualLoopTime.h"
+#include "testing/FanFixture.h"
+#include "testing/RecordingLog.h"
+#include "testing/ReplyProbe.h"
+#include "testing/ScriptedClamshell.h"
+#include "testing/ScriptedPower.h"
+#include "testing/VirtualLoopTime.h"
 
 namespace kelo {
 namespace {

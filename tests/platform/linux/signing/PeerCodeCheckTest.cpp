@@ -13,8 +13,8 @@
 #include "platform/linux/signing/PeerProcess.h"
 #include "platform/linux/signing/SignatureRefused.h"
 #include "protocol/SigningIdentity.h"
+#include "testing/process/PipedProcess.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/process/PipedProcess.h"
 
 namespace kelo {
 namespace {

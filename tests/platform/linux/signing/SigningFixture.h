@@ -12,7 +12,7 @@
 #include "platform/posix/FileDescriptor.h"
 #include "simulator/tools/simsign/CodeSigner.h"
 #include "simulator/tools/simsign/KeyFolder.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace kelo {
 

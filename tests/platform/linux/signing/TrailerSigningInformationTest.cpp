@@ -1,8 +1,8 @@
 #include "platform/linux/signing/TrailerSigningInformation.h"
 
+#include "testing/process/PipedProcess.h"
 #include "tests/conformance/SigningInformationConformance.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/process/PipedProcess.h"
 
 namespace kelo {
 namespace {

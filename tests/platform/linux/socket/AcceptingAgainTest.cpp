@@ -10,7 +10,7 @@
 
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/linux/socket/server/SocketListener.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 

@@ -17,8 +17,8 @@
 #include <thread>
 
 #include "platform/linux/socket/UnixSocket.h"
+#include "testing/MacFolder.h"
 #include "tests/platform/linux/socket/SocketFixture.h"
-#include "tests/support/MacFolder.h"
 
 namespace kelo {
 namespace {

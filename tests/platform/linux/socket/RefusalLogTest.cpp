@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "tests/support/VirtualQueue.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 namespace {

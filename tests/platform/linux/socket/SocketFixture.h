@@ -17,7 +17,7 @@
 #include "platform/linux/socket/RequestRecords.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/linux/socket/server/SocketListener.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace kelo {
 

@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "simulator/tools/simsign/SigningFailed.h"
+#include "testing/process/PipedProcess.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/process/PipedProcess.h"
 
 namespace kelo {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "simulator/tools/simsign/SigningFailed.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace kelo {
 namespace {

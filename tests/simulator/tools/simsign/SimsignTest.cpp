@@ -1,7 +1,7 @@
 #include <sys/stat.h>
 
+#include "testing/process/PipedProcess.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
-#include "tests/support/process/PipedProcess.h"
 
 namespace kelo {
 namespace {

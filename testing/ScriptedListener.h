@@ -8,7 +8,7 @@
 
 #include "helper/Listener.h"
 #include "protocol/KeloHelperProtocol.h"
-#include "tests/support/CodeOf.h"
+#include "testing/CodeOf.h"
 
 namespace kelo {
 

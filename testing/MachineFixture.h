@@ -10,10 +10,10 @@
 
 #include "core/hold/FanHoldEvent.h"
 #include "core/hold/FanMath.h"
-#include "tests/core/fan/FanFixture.h"
-#include "tests/support/ScriptedClamshell.h"
-#include "tests/support/ScriptedPower.h"
-#include "tests/support/VirtualQueue.h"
+#include "testing/FanFixture.h"
+#include "testing/ScriptedClamshell.h"
+#include "testing/ScriptedPower.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 

@@ -1,11 +1,11 @@
-#include "tests/support/FailingMemory.h"
+#include "testing/FailingMemory.h"
 
 #include <cstdlib>
 #include <new>
 #include <optional>
 #include <utility>
 
-#include "tests/support/CodeOf.h"
+#include "testing/CodeOf.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "platform/posix/FileDescriptor.h"
-#include "tests/support/TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 namespace kelo {
 

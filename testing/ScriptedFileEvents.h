@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "core/watch/FileEvents.h"
-#include "tests/support/CodeOf.h"
+#include "testing/CodeOf.h"
 
 namespace kelo {
 

@@ -1,4 +1,4 @@
-#include "tests/support/process/Installation.h"
+#include "testing/process/Installation.h"
 
 #include <algorithm>
 #include <csignal>

@@ -2,9 +2,9 @@
 # Tries settled.sh in a checkout that is thrown away.
 #
 # Run from the top of the repository.
-source tests/support/script.sh
+source testing/script.sh
 
-settled=$PWD/tests/support/settled.sh
+settled=$PWD/testing/settled.sh
 mkdir "$folder/checkout"
 cd "$folder/checkout"
 git init --quiet

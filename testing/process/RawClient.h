@@ -10,7 +10,7 @@
 
 #include "platform/linux/socket/RequestRecords.h"
 #include "platform/posix/Hex.h"
-#include "tests/support/process/Installation.h"
+#include "testing/process/Installation.h"
 
 namespace kelo {
 

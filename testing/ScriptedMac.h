@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/linux/socket/UnixSocket.h"
-#include "tests/support/MacFolder.h"
+#include "testing/MacFolder.h"
 
 namespace kelo {
 

@@ -1,4 +1,4 @@
-#include "tests/support/process/PseudoTerminal.h"
+#include "testing/process/PseudoTerminal.h"
 
 #include <fcntl.h>
 #include <pty.h>

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/process/ChildProcess.h"
-#include "tests/support/process/Surroundings.h"
+#include "testing/process/ChildProcess.h"
+#include "testing/process/Surroundings.h"
 
 namespace kelo {
 

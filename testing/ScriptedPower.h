@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "core/hold/PowerNotifications.h"
-#include "tests/support/CodeOf.h"
+#include "testing/CodeOf.h"
 
 namespace kelo {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "tests/support/VirtualQueue.h"
+#include "testing/VirtualQueue.h"
 
 namespace kelo {
 

@@ -1,9 +1,9 @@
-#include "tests/support/process/Surroundings.h"
+#include "testing/process/Surroundings.h"
 
 #include <iterator>
 
-#include "tests/support/process/ChildProcess.h"
-#include "tests/support/process/Installation.h"
+#include "testing/process/ChildProcess.h"
+#include "testing/process/Installation.h"
 
 namespace kelo {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/support/process/ChildProcess.h"
+#include "testing/process/ChildProcess.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>

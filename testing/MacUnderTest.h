@@ -9,7 +9,7 @@
 #include "platform/linux/loop/EventLoop.h"
 #include "simulator/link/HardwareLink.h"
 #include "simulator/server/HardwareServer.h"
-#include "tests/support/MacFolder.h"
+#include "testing/MacFolder.h"
 
 namespace kelo {
 
