@@ -44,8 +44,11 @@ void LiveView::showWaiting(double waited) {
 }
 
 void LiveView::pause(double seconds) {
-    const auto end = terminal_.now().seconds + seconds;
-    while (terminal_.wait(std::max(0.0, end - terminal_.now().seconds)) == Woken::byResize)
+    const auto now = terminal_.now().seconds;
+    due_ += seconds;
+    if (!(due_ >= now && due_ <= now + seconds))
+        due_ = now + seconds;
+    while (terminal_.wait(std::max(0.0, due_ - terminal_.now().seconds)) == Woken::byResize)
         draw();
 }
 

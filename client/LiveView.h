@@ -34,7 +34,8 @@ public:
     /// Takes an event that no reading shows.
     void note(const std::string& sentence);
 
-    /// Waits while the drawn view follows the size of the terminal. The user's request to stop ends it early.
+    /// Waits while the drawn view follows the size of the terminal, until `seconds` after the last pause was due, so that
+    /// readings come at an even pace. The user's request to stop ends it early.
     void pause(double seconds);
     /// Restores the screen; from then on nothing is drawn.
     void end();
@@ -48,6 +49,7 @@ private:
     const Texts texts_;
     const std::string stopAdvice_;
     std::string waiting_;
+    double due_ = 0; ///< When the last pause should have ended, on the clock of the terminal.
     FanRecord record_;
     PatientConnection helper_;
 };

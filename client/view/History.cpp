@@ -58,10 +58,12 @@ double secondsPerColumn(const FanRecord& record, double now, std::size_t columns
 /// The highest value of each column, and the newest target.
 std::vector<Column> columnsOf(const FanRecord& record, Reading reading, bool hasWarmth, double now, double span,
                               std::size_t count, std::size_t rows, const Scale& scale) {
-    const auto last = std::floor(now / span);
+    // Readings come at an even pace: none must slip into the column before by being a little early.
+    const double shift = 0.05 - std::fmod(record.samples().front().seconds, 1);
+    const auto last = std::floor((now + shift) / span);
     std::vector<Column> columns(count);
     for (const auto& sample : record.samples()) {
-        const auto age = last - std::floor(sample.seconds / span);
+        const auto age = last - std::floor((sample.seconds + shift) / span);
         const auto& value = sample.*reading;
         if (!value || age < 0 || age >= static_cast<double>(count))
             continue;

@@ -28,6 +28,7 @@ public:
     std::function<Woken(int wait)> onWait = [](int) { return Woken::byTime; };
     /// Set for a helper that does not answer: each wait for it lasts its whole time, and ends as this says.
     std::function<Woken()> onSilence;
+    double answersTake = 0; ///< Seconds.
 
     // What came of it.
     std::string printed;
@@ -83,6 +84,7 @@ public:
         }
         pollfd answer{.fd = descriptor, .events = POLLIN, .revents = 0};
         EXPECT_EQ(poll(&answer, 1, -1), 1);
+        seconds += answersTake;
         return Woken::byAnswer;
     }
     Moment now() override {

@@ -53,6 +53,13 @@ TEST_F(WatchTest, TheIntervalIsTheUsersChoice) {
     EXPECT_EQ(terminal.printed, at(40, held) + at(49, held) + at(58, held));
 }
 
+TEST_F(WatchTest, TheTimeThatAReadingTakesDoesNotDelayTheNextOne) {
+    terminal.answersTake = 0.25;
+    terminal.waitsUntilStop = 5;
+    watch(WatchForm::lines);
+    EXPECT_EQ(terminal.printed, at(40, held) + at(41, held) + at(42, held) + at(43, held) + at(44, held));
+}
+
 TEST_F(WatchTest, PrintsLinesOnATerminalWhenItIsAskedTo) {
     terminal.takesDrawing = true;
     watch(WatchForm::lines);

@@ -32,6 +32,13 @@ protected:
     double now = 100;
 };
 
+TEST_F(LiveLayout, HasNoGapsWhereReadingsComeAFewMillisecondsEarlyOrLate) {
+    for (int second = 40; second <= 100; ++second)
+        record.observe(reading(3000), {second + (second % 2 == 0 ? 0.002 : -0.002), "10:00:00"});
+    now = 100.01;
+    EXPECT_THAT(shown(80, 20), Contains(" 1000 RPM |" + std::string(8, ' ') + std::string(61, '@')));
+}
+
 TEST_F(LiveLayout, FillsAScreen) {
     record.observe(reading(1000, false), {40, "10:00:00"});
     record.observe(reading(3000), {100, "10:00:00"});
