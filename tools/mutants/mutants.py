@@ -40,7 +40,6 @@ TOP = os.getcwd()
 TREE = 'build/mutants'
 NUMBERS = 400  # for each file, so that others need not be built anew when one changes
 REQUIRED = 95  # percent
-LEFT_OUT = '*LongHoldTest*'  # ten hours of virtual time take longer than all other tests together
 QUICK = 100  # milliseconds: tests that take longer run after the others
 
 
@@ -185,7 +184,7 @@ class Tests:
         for name, path in self.paths.items():
             record = os.path.join(TOP, TREE, name + '.record')
             started = time.monotonic()
-            environment = {**os.environ, 'KELO_MUTANT_RECORD': record, 'GTEST_FILTER': '-' + LEFT_OUT}
+            environment = {**os.environ, 'KELO_MUTANT_RECORD': record}
             result = run([path, '--gtest_brief=1'], env=environment)
             self.seconds[name] = time.monotonic() - started
             if result.returncode != 0:
@@ -216,7 +215,7 @@ class Tests:
     def fails(self, name, number, tests):
         seconds = sum(test[1] for test in tests) / 1000 if tests else self.seconds[name]
         command = [self.paths[name], '--gtest_brief=1', '--gtest_fail_fast']
-        names = ':'.join(test for test, _ in tests) if tests else '-' + LEFT_OUT
+        names = ':'.join(test for test, _ in tests) if tests else '*'
         environment = {**os.environ, 'KELO_MUTANT': str(number), 'GTEST_FILTER': names}
         # Twice: on a busy machine a test may fail for no reason of ours.
         return not any(ends_well(command, environment, 10 + 5 * seconds) for _ in range(2))
