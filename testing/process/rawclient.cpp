@@ -1,11 +1,10 @@
-// A client that does what it is told, also what no client should: connects, sends any bytes, floods, comes and goes.
+// A client that does what it is told, including what no client should: sends any bytes, comes and goes.
 //
 // Reads commands from standard input, a line each, and answers each with one line.
 
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <iostream>
@@ -41,14 +40,10 @@ public:
             return unix_socket::send(socket_.get(), fromHex(argument)) == unix_socket::Sent::whole ? "sent" : "failed";
         if (command == "receive")
             return receive();
-        if (command == "flood")
-            return flood();
         if (command == "churn")
             return churn(std::stoi(argument));
         if (command == "storm")
             return storm(std::stoi(argument));
-        if (command == "bequeath")
-            return bequeath();
         if (command == "close") {
             socket_ = {};
             return "closed";
@@ -72,31 +67,12 @@ private:
         return std::holds_alternative<unix_socket::Ended>(received) ? "ended" : "nothing";
     }
 
-    /// Asks and never reads, until the helper has had enough.
-    std::string flood() {
-        std::uint64_t number = 0;
-        while (unix_socket::send(socket_.get(), request_records::encode(++number, requests::HelperVersion{})) ==
-               unix_socket::Sent::whole) {
-        }
-        return "cut off";
-    }
-
     std::string churn(int count) {
         int connected = 0;
         for (int i = 0; i < count; ++i)
             connected += connect() ? 1 : 0;
         socket_ = {};
         return std::to_string(connected);
-    }
-
-    /// Leaves the connection to a child as well, which ends by itself after a minute.
-    static std::string bequeath() {
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(60);
-            pause();
-        }
-        return child > 0 ? "bequeathed" : "no child";
     }
 
     /// From now on asks for snapshots over that many connections, 64 at once over each.

@@ -28,21 +28,6 @@ TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
     EXPECT_FALSE(world.isAnyFanManual());
 }
 
-TEST_F(Clients, AControllerThatNeedsTheUnlockSwitchIsUnlocked) {
-    startEverything({"--profile", "locked"});
-    const auto client = startHold();
-    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: true)"));
-    client->signal(SIGINT);
-    EXPECT_EQ(client->waitForEnd(10), 0);
-    EXPECT_EQ(world.mac()["writes"].back()["key"], "Ftst");
-}
-
-TEST_F(Clients, AnOlderDesktopIsHeldInQuartersOfAnRPM) {
-    startEverything({"--profile", "desktop"});
-    const auto client = startHold("0.123");
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 1221.25); // 1000 + 1800 * 0.123 = 1221.4
-}
-
 TEST_F(Clients, TwoClientsShareOneHold) {
     startEverything();
     const auto first = connectRawClient();
@@ -61,30 +46,6 @@ TEST_F(Clients, TwoClientsShareOneHold) {
     EXPECT_FALSE(world.isAnyFanManual());
 }
 
-TEST_F(Clients, OfSixHoldsRequestedAtOnceTheLastIsInForce) {
-    startEverything();
-    const auto client = connectRawClient();
-    const int count = 6;
-    for (int i = 1; i <= count; ++i)
-        client->request(requests::Hold{i / 10.0, false});
-    for (std::uint64_t number = 1; number <= count; ++number)
-        EXPECT_EQ(client->reply<requests::Hold>(number), std::nullopt) << number;
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 4080); // 1200 + 4800 * 0.6
-}
-
-TEST_F(Clients, AFractionThatIsNoNumberOrInfiniteArrives) {
-    startEverything();
-    const auto client = connectRawClient();
-    const double infinity = std::numeric_limits<double>::infinity();
-    EXPECT_EQ(client->ask(requests::Hold{infinity, false}), std::nullopt);
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 6000);
-    EXPECT_EQ(client->ask(requests::Hold{-infinity, false}), std::nullopt);
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 1200);
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(client->ask(requests::Hold{nan, false}), std::nullopt);
-    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: nan, neededUnlock: false)"));
-}
-
 TEST_F(Clients, TheFanIsHandedBackEightSecondsAfterTheLastClientWasKilled) {
     startEverything();
     const auto client = startHold();
@@ -95,17 +56,6 @@ TEST_F(Clients, TheFanIsHandedBackEightSecondsAfterTheLastClientWasKilled) {
     expectOneGracePeriod();
     EXPECT_FALSE(world.isAnyFanManual());
     EXPECT_EQ(world.helper().status(), std::nullopt);
-}
-
-TEST_F(Clients, AHoldEndsThoughAChildOfItsClientHasInheritedTheConnection) {
-    startEverything();
-    const auto client = connectRawClient();
-    EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
-    EXPECT_EQ(client->perform("bequeath"), "bequeathed");
-    client->process().signal(SIGKILL);
-    EXPECT_TRUE(world.waitForLog(handedBack, 20));
-    expectOneGracePeriod();
-    EXPECT_FALSE(world.isAnyFanManual());
 }
 
 TEST_F(Clients, AClientThatReturnsInTimeKeepsTheHold) {
@@ -142,18 +92,6 @@ TEST_F(Clients, WhatAnotherProgramChangedIsRepairedWithinATick) {
     EXPECT_TRUE(world.mac()["fans"][1]["isManual"].get<bool>());
 }
 
-TEST_F(Clients, AHotChipGetsMoreAir) {
-    startEverything();
-    world.simmac({"set", "Tp09", "96"});
-    const auto client = startHold("0.3");
-    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: addingAir(fraction: 0.5)"));
-    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.3, neededUnlock: false)"));
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 3600);
-    const auto status = world.run("kelo", {"status"}).output;
-    EXPECT_THAT(status, HasSubstr("  96.0 "));
-    EXPECT_THAT(status, HasSubstr("control    held, raised: the chip is hot\n"));
-}
-
 TEST_F(Clients, ASlowControllerIsHeldAndHandedBack) {
     startEverything();
     world.simmac({"fault", "slow", "0.01"});
@@ -161,16 +99,6 @@ TEST_F(Clients, ASlowControllerIsHeldAndHandedBack) {
     EXPECT_TRUE(world.isAnyFanManual());
     world.helper().signal(SIGTERM);
     expectGoodEnd(30);
-}
-
-TEST_F(Clients, AControllerThatFailsNowAndThenIsRepaired) {
-    startEverything();
-    const auto client = startHold();
-    world.simmac({"fault", "answer", "0x84", "--key", "F0Md", "--command", "write"});
-    world.simmac({"interfere", "0", "auto"});
-    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: reasserted", 15)); // also when it failed
-    world.simmac({"fault", "clear"});
-    EXPECT_TRUE(waitUntil([&] { return world.mac()["fans"][0]["isManual"].get<bool>(); }, 10));
 }
 
 TEST_F(Clients, WithoutTheMacTheHelperStillServesAndLogsThatItHasNoLinkWhenItLeaves) {

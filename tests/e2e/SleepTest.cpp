@@ -34,38 +34,6 @@ TEST_F(Sleep, WhileEngagedTheFansAreHandedBackFirstAndTakenAgainAfterwards) {
     expectResumedAfterWaking();
 }
 
-TEST_F(Sleep, WhileYieldedToTheLid) {
-    startEverything();
-    const auto client = startHold("0.5", {"--hand-back-on-lid-close"});
-    world.simmac({"lid", "close"});
-    ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: yielded"));
-    expectHandedBackBeforeTheAcknowledgement();
-    world.simmac({"lid", "open"});
-    expectResumedAfterWaking();
-}
-
-TEST_F(Sleep, WhileAddingAir) {
-    startEverything();
-    world.simmac({"set", "Tp09", "99"});
-    const auto client = startHold("0.1");
-    expectHandedBackBeforeTheAcknowledgement();
-}
-
-TEST_F(Sleep, WhileAnotherProgramHasTheFan) {
-    startEverything();
-    const auto client = startHold();
-    world.simmac({"interfere", "0", "2000"});
-    expectHandedBackBeforeTheAcknowledgement();
-}
-
-TEST_F(Sleep, WhileTheLastClientHasGone) {
-    startEverything();
-    const auto client = startHold();
-    client->signal(SIGKILL);
-    ASSERT_TRUE(world.waitForLog(disconnected));
-    expectHandedBackBeforeTheAcknowledgement();
-}
-
 TEST_F(Sleep, WhileTheMainThreadUnlocksAFan) {
     startEverything({"--profile", "locked"});
     const auto client = startHold();
@@ -129,11 +97,6 @@ TEST_F(Sleep, AHoldThatIsAskedForDuringSleepTakesTheFansAtTheWake) {
     EXPECT_THAT(world.helperLog(), Contains("[NOTICE] service: hold: yielded"));
     EXPECT_FALSE(world.isAnyFanManual());
     expectResumedAfterWaking();
-}
-
-TEST_F(Sleep, WithoutAHoldTheHelperAcknowledgesAtOnce) {
-    startEverything();
-    EXPECT_THAT(world.simmac({"sleep"}), HasSubstr("1 client(s) acknowledged, 0 did not"));
 }
 
 } // namespace

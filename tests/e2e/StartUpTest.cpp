@@ -165,17 +165,6 @@ TEST_F(StartUp, ATimeZoneThatNamesAPipeDoesNotHoldUpTheStart) {
     EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
 }
 
-TEST_F(StartUp, AHelperWhoseSignatureHasAnotherVersionIsUnsigned) {
-    const auto helper = world.program(Installation::helperName);
-    auto content = readFile(helper);
-    content[content.size() - 12] = 1; // the lowest byte of the version
-    writeFile(helper, content);
-    world.startMac();
-    world.startHelper();
-    EXPECT_TRUE(world.waitForLog(unsignedError));
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
-}
-
 TEST_F(StartUp, AHelperWhoseAnchorOthersCanReplaceAdmitsNobody) {
     std::filesystem::permissions(world.program("simulated-mac/anchor.pub"), std::filesystem::perms(0666));
     startEverything();
@@ -212,24 +201,6 @@ TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {
     EXPECT_THAT(world.run("kelo", {"hand-back"}).errors, HasSubstr("no reading confirms it"));
     EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
     EXPECT_EQ(world.helper().waitForEnd(10), 0);
-}
-
-TEST_F(StartUp, AMacWithoutFansIsAnsweredTheSame) {
-    world.startMac({"--profile", "fanless"});
-    world.startListeningHelper();
-    EXPECT_EQ(world.helperLog().front(), noFan);
-    EXPECT_THAT(world.run("kelo", {"hold", "0.5"}).errors, StartsWith("kelo: This Mac has no controllable fan.\n"));
-}
-
-TEST_F(StartUp, AMacWhoseOnlyFanHasAnEmptyRangeHasNoUsableFan) {
-    world.startMac({"--profile", "fixed"});
-    world.startListeningHelper();
-    const auto hold = world.run("kelo", {"hold", "0.5"});
-    EXPECT_EQ(hold.status, 1);
-    EXPECT_THAT(hold.errors, StartsWith("kelo: This Mac has no usable fan, so nothing is held.\n"));
-    const auto status = world.run("kelo", {"status", "--json"});
-    EXPECT_THAT(status.output, HasSubstr("\"fanCount\":0"));
-    EXPECT_FALSE(world.isAnyFanManual());
 }
 
 TEST_F(StartUp, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {

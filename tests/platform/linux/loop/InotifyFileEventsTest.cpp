@@ -8,6 +8,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <semaphore>
 #include <thread>
 #include <vector>
@@ -47,61 +49,63 @@ protected:
     std::unique_ptr<BinaryWatch> watch;
 };
 
-TEST_F(WatchedFile, RenamingANewFileOverItIsReported) {
-    writeFile(folder / "new", "new");
-    std::filesystem::rename(folder / "new", file);
-    EXPECT_TRUE(isReported());
-    EXPECT_FALSE(watch->isCurrent());
+struct FileChange {
+    const char* name;
+    std::function<void(const std::filesystem::path& file, const TemporaryFolder& folder)> make;
+    bool isReported;
+};
+
+class ChangedFile : public WatchedFile, public ::testing::WithParamInterface<FileChange> {};
+
+TEST_P(ChangedFile, IsReportedWhenAnotherFileOrNoneHasItsName) {
+    GetParam().make(file, folder);
+    EXPECT_EQ(isReported(), GetParam().isReported);
+    EXPECT_EQ(watch->isCurrent(), !GetParam().isReported);
 }
 
-TEST_F(WatchedFile, MovingItAwayIsReported) {
-    std::filesystem::rename(file, folder / "elsewhere");
-    EXPECT_TRUE(isReported());
-}
-
-TEST_F(WatchedFile, DeletingItIsReported) {
-    std::filesystem::remove(file);
-    EXPECT_TRUE(isReported());
-}
-
-TEST_F(WatchedFile, DeletingItWhileItIsKeptOpenIsReported) {
-    const std::ifstream open(file);
-    std::filesystem::remove(file);
-    EXPECT_TRUE(isReported());
-}
-
-TEST_F(WatchedFile, RewritingItInPlaceIsNot) {
-    writeFile(file, "other");
-    EXPECT_FALSE(isReported());
-    EXPECT_TRUE(watch->isCurrent());
-}
-
-TEST_F(WatchedFile, TouchingItIsNot) {
-    std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now());
-    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
-    EXPECT_FALSE(isReported());
-    EXPECT_TRUE(watch->isCurrent());
-}
-
-TEST_F(WatchedFile, LosingAnotherHardLinkIsNot) {
-    std::filesystem::create_hard_link(file, folder / "link");
-    std::filesystem::remove(folder / "link");
-    EXPECT_FALSE(isReported());
-    EXPECT_TRUE(watch->isCurrent());
-}
-
-TEST_F(WatchedFile, LosingItsOwnNameWhileAnotherHardLinkStaysIs) {
-    std::filesystem::create_hard_link(file, folder / "link");
-    std::filesystem::remove(file);
-    EXPECT_TRUE(isReported());
-}
-
-TEST_F(WatchedFile, MovingItAwayAndBackBeforeAnybodyLooksIsNotAndTheWatchGoesOn) {
-    std::filesystem::rename(file, folder / "elsewhere");
-    std::filesystem::rename(folder / "elsewhere", file);
-    EXPECT_FALSE(isReported());
-    EXPECT_TRUE(watch->isCurrent());
-}
+const FileChange fileChanges[] = {
+    {"Replaced",
+     [](const auto& file, const auto& folder) {
+         writeFile(folder / "new", "new");
+         std::filesystem::rename(folder / "new", file);
+     },
+     true},
+    {"Moved", [](const auto& file, const auto& folder) { std::filesystem::rename(file, folder / "elsewhere"); }, true},
+    {"Deleted", [](const auto& file, const auto&) { std::filesystem::remove(file); }, true},
+    {"DeletedWhileKeptOpen",
+     [](const auto& file, const auto&) {
+         const std::ifstream open(file);
+         std::filesystem::remove(file);
+     },
+     true},
+    {"LeftWithAnotherName",
+     [](const auto& file, const auto& folder) {
+         std::filesystem::create_hard_link(file, folder / "link");
+         std::filesystem::remove(file);
+     },
+     true},
+    {"RelievedOfAnotherName",
+     [](const auto& file, const auto& folder) {
+         std::filesystem::create_hard_link(file, folder / "link");
+         std::filesystem::remove(folder / "link");
+     },
+     false},
+    {"RewrittenInPlace", [](const auto& file, const auto&) { writeFile(file, "other"); }, false},
+    {"Touched",
+     [](const auto& file, const auto&) {
+         std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now());
+         std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+     },
+     false},
+    {"MovedAwayAndBack",
+     [](const auto& file, const auto& folder) {
+         std::filesystem::rename(file, folder / "elsewhere");
+         std::filesystem::rename(folder / "elsewhere", file);
+     },
+     false},
+};
+INSTANTIATE_TEST_SUITE_P(InEveryWay, ChangedFile, ::testing::ValuesIn(fileChanges),
+                         [](const auto& given) { return given.param.name; });
 
 TEST_F(WatchedFile, RenamingItsFolderSendsNoEventButItIsNoLongerCurrent) {
     std::filesystem::create_directory(folder / "inner");
@@ -112,35 +116,12 @@ TEST_F(WatchedFile, RenamingItsFolderSendsNoEventButItIsNoLongerCurrent) {
     EXPECT_FALSE(watch->isCurrent());
 }
 
-TEST_F(WatchedFile, ADestroyedWatchReportsNothing) {
-    watch.reset();
-    std::filesystem::remove(file);
-    EXPECT_FALSE(isReported());
-}
-
-TEST_F(WatchedFile, AFileThatIsNotThereHasNoIdentityAndNoSource) {
-    EXPECT_EQ(events.identify(folder / "nothing"), std::nullopt);
-    EXPECT_EQ(events.watch(folder / "nothing", [] {}), nullptr);
-}
-
-TEST_F(WatchedFile, AnIdentityFollowsSymbolicLinks) {
-    std::filesystem::create_symlink(file, folder / "link");
-    EXPECT_EQ(events.identify(folder / "link"), events.identify(file));
-    EXPECT_NE(events.identify(file), std::nullopt);
-}
-
 TEST_F(WatchedFile, AFileThatIsKeptOpenWithoutANameHasNoIdentity) {
     const FileDescriptor open(::open(file.c_str(), O_PATH | O_CLOEXEC));
     const auto path = "/proc/self/fd/" + std::to_string(open.get());
     EXPECT_NE(events.identify(path), std::nullopt);
     std::filesystem::remove(file);
     EXPECT_EQ(events.identify(path), std::nullopt); // though the path still leads to it
-}
-
-TEST_F(WatchedFile, OurOwnExecutableIsFound) {
-    const auto path = events.ownExecutable();
-    ASSERT_TRUE(path.has_value());
-    EXPECT_EQ(events.identify(*path), events.identify("/proc/self/exe"));
 }
 
 /// The kernel sends the event of a deletion before the name is gone.

@@ -100,8 +100,6 @@ public:
         ++asked;
         if (throws)
             throw std::runtime_error("broken");
-        if (refuses)
-            return false;
         connection.exportObject(helper_);
         connection.setInvalidationHandler([this] { ++departures; });
         connection.setInterruptionHandler([this] { ++interruptions; });
@@ -112,7 +110,6 @@ public:
     std::atomic<int> asked = 0;
     std::atomic<int> departures = 0;
     std::atomic<int> interruptions = 0;
-    std::atomic<bool> refuses = false;
     std::atomic<bool> throws = false;
 
 private:
