@@ -8,7 +8,6 @@
 
 #include "helper/Platform.h"
 #include "helper/Signals.h"
-#include "protocol/SigningInformation.h"
 #include "simulator/model/SimulatedExchange.h"
 #include "testing/CodeOf.h"
 #include "testing/RecordingLog.h"
@@ -17,6 +16,7 @@
 #include "testing/ScriptedListener.h"
 #include "testing/ScriptedPower.h"
 #include "testing/ScriptedRights.h"
+#include "testing/ScriptedSigningInformation.h"
 #include "testing/VirtualClock.h"
 #include "testing/VirtualQueue.h"
 
@@ -78,20 +78,6 @@ private:
 
     std::map<int, std::function<void()>> handlers_;
     std::map<int, std::function<void()>> unready_;
-};
-
-class ScriptedSigningInformation : public SigningInformation {
-public:
-    std::optional<std::string> team = "ABCDE12345";
-    bool isUnreadable = false; ///< Whether the executable cannot be read.
-    std::function<void()> onQuery = [] {};
-
-    std::optional<std::string> teamIdentifier() override {
-        onQuery();
-        if (isUnreadable)
-            throw std::runtime_error("too many open files");
-        return team;
-    }
 };
 
 /// A whole platform in memory, on parts that the test owns.

@@ -8,7 +8,7 @@
 #include "client/Surroundings.h"
 #include "protocol/FanSnapshot.h"
 #include "testing/LoopbackConnection.h"
-#include "tests/conformance/ScriptedHelper.h"
+#include "testing/ScriptedHelper.h"
 
 namespace kelo {
 

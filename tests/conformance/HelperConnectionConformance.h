@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "client/HelperConnection.h"
-#include "tests/conformance/ScriptedHelper.h"
+#include "testing/ScriptedHelper.h"
 
 namespace kelo {
 

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "client/HelperConnection.h"
-#include "tests/conformance/ScriptedHelper.h"
+#include "testing/ScriptedHelper.h"
 
 namespace kelo {
 

@@ -61,16 +61,6 @@ TEST_F(ClientLifetime, AClientThatReturnsJustInTimeKeepsTheHold) {
     EXPECT_TRUE(isManual(0));
 }
 
-TEST_F(ClientLifetime, AClientThatReturnsAfterFiveSecondsKeepsTheHold) {
-    holdWithOneClient();
-    leave();
-    queue.runFor(5);
-    arrive();
-    queue.runFor(60);
-    EXPECT_EQ(takeLogs(), Trace({disconnected}));
-    EXPECT_TRUE(isManual(0));
-}
-
 TEST_F(ClientLifetime, AClientThatReturnsJustTooLateFindsTheFanHandedBack) {
     holdWithOneClient();
     leave();

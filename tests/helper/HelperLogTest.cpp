@@ -29,36 +29,19 @@ protected:
     HelperLog log{system, "listener", output};
 };
 
-TEST_F(HelperLogTest, ANoticeIsOneLineInOneWrite) {
-    log.notice("Asked to stop.");
-    EXPECT_THAT(output.writes(), ElementsAre("2026-11-16T02:03:06Z [NOTICE] listener: Asked to stop.\n"));
-}
-
-TEST_F(HelperLogTest, AnErrorSaysSo) {
-    log.error("It broke.");
-    EXPECT_THAT(output.writes(), ElementsAre("2026-11-16T02:03:06Z [ERROR] listener: It broke.\n"));
-}
-
-TEST_F(HelperLogTest, TheCategoryIsTheInstances) {
+TEST_F(HelperLogTest, EachMessageIsOneLineInOneWriteWhateverItHolds) {
+    const std::string messages[] = {
+        "Asked to stop.", "",         "two\nlines\r\n\ttab",    std::string("nul\0inside", 10),
+        "%s%n {} \\ \"",  "\xFF\xFE", std::string(100'000, 'x')};
     const HelperLog service(system, "service", output);
-    service.notice("hold: sleeping");
-    EXPECT_THAT(output.writes(), ElementsAre("2026-11-16T02:03:06Z [NOTICE] service: hold: sleeping\n"));
-}
-
-TEST_F(HelperLogTest, AnEmptyMessageIsAFullLine) {
-    log.notice("");
-    EXPECT_THAT(output.writes(), ElementsAre("2026-11-16T02:03:06Z [NOTICE] listener: \n"));
-}
-
-TEST_F(HelperLogTest, WhateverTheMessageHoldsIsWrittenAsItIsInOneWrite) {
-    const std::string long_(100'000, 'x');
-    for (const std::string& message : {std::string("two\nlines\r\n\ttab"), std::string("nul\0inside", 10),
-                                       std::string("%s%n {} \\ \""), std::string("\xFF\xFE"), long_}) {
-        RecordingOutput fresh;
-        fresh.time = output.time;
-        HelperLog(system, "listener", fresh).notice(message);
-        EXPECT_THAT(fresh.writes(), ElementsAre("2026-11-16T02:03:06Z [NOTICE] listener: " + message + "\n"));
+    for (const auto& message : messages) {
+        log.notice(message);
+        service.error(message);
+        const auto writes = output.writes();
+        EXPECT_EQ(writes.end()[-2], "2026-11-16T02:03:06Z [NOTICE] listener: " + message + "\n");
+        EXPECT_EQ(writes.back(), "2026-11-16T02:03:06Z [ERROR] service: " + message + "\n");
     }
+    EXPECT_EQ(output.writes().size(), 2 * std::size(messages));
 }
 
 TEST_F(HelperLogTest, TheSystemLogGetsTheBareMessageAtItsLevel) {

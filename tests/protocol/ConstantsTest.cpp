@@ -10,7 +10,7 @@
 #include "protocol/KeloHelper.h"
 #include "protocol/KeloHelperProtocol.h"
 #include "protocol/SigningIdentity.h"
-#include "protocol/SigningInformation.h"
+#include "testing/ScriptedSigningInformation.h"
 
 namespace kelo {
 namespace {
@@ -44,51 +44,35 @@ TEST(SigningIdentity, HasTheIdentifiersOfAppAndHelper) {
     EXPECT_STREQ(SigningIdentity::helperIdentifier, "app.kelo.helper");
 }
 
-TEST(SigningIdentity, TheRequirementIsExactCharacterForCharacter) {
-    EXPECT_EQ(SigningIdentity::requirement("app.kelo.Kelo", "ABCDE12345"),
-              R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345")");
-    EXPECT_EQ(SigningIdentity::requirement("a", "b"),
-              R"(anchor apple generic and identifier "a" and certificate leaf[subject.OU] = "b")");
+TEST(SigningIdentity, TheRequirementIsItsTextAroundTheTwoNamesOfWhichNothingIsEscaped) {
+    const struct {
+        const char *identifier, *team, *requirement;
+    } cases[] = {
+        {"app.kelo.Kelo", "ABCDE12345",
+         R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345")"},
+        {"", "", R"(anchor apple generic and identifier "" and certificate leaf[subject.OU] = "")"},
+        {R"(x" or anchor apple)", "a\\b\n",
+         "anchor apple generic and identifier \"x\" or anchor apple\" and certificate leaf[subject.OU] = \"a\\b\n\""},
+        // Quotes that pair up make good requirements, and not the ones that were meant: the caller keeps them out.
+        {R"(a" or identifier "evil)", "T",
+         R"(anchor apple generic and identifier "a" or identifier "evil" and certificate leaf[subject.OU] = "T")"},
+        {"a", R"(T" or identifier "evil)",
+         R"(anchor apple generic and identifier "a" and certificate leaf[subject.OU] = "T" or identifier "evil")"},
+        {"a\"", "\"T", R"(anchor apple generic and identifier "a"" and certificate leaf[subject.OU] = ""T")"},
+    };
+    for (const auto& [identifier, team, requirement] : cases)
+        EXPECT_EQ(SigningIdentity::requirement(identifier, team), requirement);
 }
-
-TEST(SigningIdentity, EmptyArgumentsGiveEmptyQuotedFields) {
-    EXPECT_EQ(SigningIdentity::requirement("", ""),
-              R"(anchor apple generic and identifier "" and certificate leaf[subject.OU] = "")");
-}
-
-TEST(SigningIdentity, NothingIsEscaped) {
-    EXPECT_EQ(
-        SigningIdentity::requirement(R"(x" or anchor apple)", "a\\b\n"),
-        "anchor apple generic and identifier \"x\" or anchor apple\" and certificate leaf[subject.OU] = \"a\\b\n\"");
-}
-
-TEST(SigningIdentity, QuotesThatPairUpAreNotEscapedEither) {
-    // Good requirements, some of them, and not the ones that were meant: keeping quotes out is the caller's part.
-    EXPECT_EQ(SigningIdentity::requirement(R"(a" or identifier "evil)", "T"),
-              R"(anchor apple generic and identifier "a" or identifier "evil" and certificate leaf[subject.OU] = "T")");
-    EXPECT_EQ(SigningIdentity::requirement("a", R"(T" or identifier "evil)"),
-              R"(anchor apple generic and identifier "a" and certificate leaf[subject.OU] = "T" or identifier "evil")");
-    EXPECT_EQ(SigningIdentity::requirement("a\"", "\"T"),
-              R"(anchor apple generic and identifier "a"" and certificate leaf[subject.OU] = ""T")");
-}
-
-class ScriptedSigning : public SigningInformation {
-public:
-    std::optional<std::string> team;
-    int queries = 0;
-
-    std::optional<std::string> teamIdentifier() override {
-        ++queries;
-        return team;
-    }
-};
 
 TEST(SigningIdentity, TheTeamIsQueriedAfreshEachTime) {
-    ScriptedSigning signing;
+    int queries = 0;
+    ScriptedSigningInformation signing;
+    signing.team.reset();
+    signing.onQuery = [&queries] { ++queries; };
     EXPECT_EQ(SigningIdentity::ownTeamID(signing), std::nullopt);
     signing.team = "ABCDE12345";
     EXPECT_EQ(SigningIdentity::ownTeamID(signing), "ABCDE12345");
-    EXPECT_EQ(signing.queries, 2);
+    EXPECT_EQ(queries, 2);
 }
 
 } // namespace

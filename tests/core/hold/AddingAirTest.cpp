@@ -148,13 +148,6 @@ TEST_F(AddingAir, OnARangeOf1000RPMEverySecondStepIsWritten) {
     EXPECT_EQ(effectsOfTick(), takeSmallFans(writtenStep));
 }
 
-TEST_F(AddingAir, OnTheLaptopsRangeOneStepIsWrittenAtOnceAndOneStepFurtherDown) {
-    setChip(96);
-    startHold(0.3);
-    setChip(-1000);
-    EXPECT_EQ(effectsOfTick(), takeFans(0.5 - 0.02 - 0.02));
-}
-
 TEST_F(AddingAir, RisingReachesTheFansAtOnce) {
     startHold(0.3);
     setChip(45 + (96 - 45) * 2); // the mean of 45 and this is 96

@@ -132,14 +132,6 @@ TEST_F(FanHoldTest, WithoutAnObserverEventsAreDropped) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(FanHoldTest, TheUnlockSwitchShowsInTheEvent) {
-    controller.setUnlockRule({true, 0});
-    hold = makeHold(0.5);
-    hold->start();
-    EXPECT_THAT(takeEffects(), ElementsAre("F0Md=1 refused", "Ftst=1", "F0Md=1", "F0Tg=3600.0", "F1Md=1", "F1Tg=3350.0",
-                                           "engaged(fraction: 0.5, neededUnlock: true)"));
-}
-
 TEST_F(FanHoldTest, OneFanThatNeededTheSwitchIsEnoughWhicheverItIs) {
     // Of the exchanges of a start, which are all in the trace but for one key-info before each.
     const int firstModeWrite = 2 * (1 + 5 + 5 + 1);                   // chip, both fans, mode
@@ -156,13 +148,6 @@ TEST_F(FanHoldTest, OneFanThatNeededTheSwitchIsEnoughWhicheverItIs) {
     hold->start();
     EXPECT_EQ(takeEffects(), Trace({"F0Md=1", "F0Tg=3600.0", "F1Md=1 refused", "Ftst=1", "F1Md=1", "F1Tg=3350.0",
                                     "engaged(fraction: 0.5, neededUnlock: true)"}));
-}
-
-TEST_F(FanHoldTest, WhenNoFanNeededTheSwitchTheEventSaysSo) {
-    hold = makeHold(0.5);
-    hold->start();
-    EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
-    EXPECT_EQ(controller.number("Ftst"), 0);
 }
 
 TEST_F(FanHoldTest, WithNoUsableFanItEngagesNothingAndTicksWriteNothing) {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "platform/macos/KeloHelperXPCProtocol.h"
-#include "tests/conformance/ScriptedHelper.h"
+#include "testing/ScriptedHelper.h"
 #include "tests/platform/macos/doubles/FoundationDouble.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"

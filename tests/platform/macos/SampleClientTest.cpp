@@ -1,6 +1,6 @@
 #include "client/HelperConnection.h"
 #include "platform/macos/XPCListener.h"
-#include "tests/conformance/ScriptedHelper.h"
+#include "testing/ScriptedHelper.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/SecurityDouble.h"
 #include "tests/platform/macos/doubles/XPCDouble.h"

@@ -1,7 +1,7 @@
 #include "platform/macos/XPCHelperConnection.h"
 
 #include "platform/macos/XPCListener.h"
-#include "tests/conformance/ScriptedHelper.h"
+#include "testing/ScriptedHelper.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/SecurityDouble.h"
 #include "tests/platform/macos/doubles/XPCDouble.h"

@@ -91,7 +91,7 @@ TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff)
         execl("/bin/sh", "sh", "-c", request.c_str(), static_cast<char*>(nullptr));
         return 2;
     });
-    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
     EXPECT_EQ(helper->versions, 1);
 }
 
@@ -112,7 +112,7 @@ TEST_F(SocketDoors, AConnectionEndsWithItsProcessThoughAChildHasItsSocket) {
         return 0;
     });
     EXPECT_EQ(parent.wait(), 0);
-    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
 }
 
 TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
@@ -143,7 +143,7 @@ TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
     ASSERT_EQ(write(writing.get(), "x", 1), 1);
     EXPECT_EQ(other.wait(), 0);
     busy.unlock();
-    EXPECT_TRUE(eventually([&] { return helper->kept() == 1 && door.departures == 1; }));
+    EXPECT_TRUE(eventually([&] { return helper->kept() == 1 && door.ended() == 1; }));
 }
 
 TEST_F(SocketDoors, ASocketThatAnEarlierProcessLeftHalfMadeIsReplaced) {

@@ -17,6 +17,7 @@
 #include "platform/linux/socket/RequestRecords.h"
 #include "platform/linux/socket/UnixSocket.h"
 #include "platform/linux/socket/server/SocketListener.h"
+#include "testing/ScriptedHelper.h"
 #include "testing/TemporaryFolder.h"
 
 namespace kelo {
@@ -84,36 +85,6 @@ private:
     std::mutex mutex_;
     std::vector<std::function<void()>> kept_;
     std::function<void()> onVersion_ = [] {};
-};
-
-/// Admits everybody and counts.
-class OpenDoor {
-public:
-    explicit OpenDoor(std::shared_ptr<SlowHelper> helper) : helper_(std::move(helper)) {}
-
-    /// As a listener takes it.
-    ConnectionAdmission callable() {
-        return [this](IncomingConnection& connection) { return shouldAcceptNewConnection(connection); };
-    }
-
-    bool shouldAcceptNewConnection(IncomingConnection& connection) {
-        ++asked;
-        if (throws)
-            throw std::runtime_error("broken");
-        connection.exportObject(helper_);
-        connection.setInvalidationHandler([this] { ++departures; });
-        connection.setInterruptionHandler([this] { ++interruptions; });
-        connection.resume();
-        return true;
-    }
-
-    std::atomic<int> asked = 0;
-    std::atomic<int> departures = 0;
-    std::atomic<int> interruptions = 0;
-    std::atomic<bool> throws = false;
-
-private:
-    std::shared_ptr<SlowHelper> helper_;
 };
 
 /// The client's end: blocking, with a limit.
@@ -196,7 +167,7 @@ protected:
     std::atomic<int> checks = 0; ///< That have begun.
     std::atomic<bool> checkThrows = false;
     std::shared_ptr<SlowHelper> helper = std::make_shared<SlowHelper>();
-    OpenDoor door{helper};
+    ScriptedAdmission door{helper};
     EventLoop main; ///< Does not run: the tests are the main thread.
     SocketListener listener{main,
                             folder.get(),

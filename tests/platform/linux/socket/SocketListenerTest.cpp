@@ -14,7 +14,7 @@ TEST_F(SocketListenerTest, APeerThatFailsTheCheckIsCutOffBeforeTheAdmissionIsAsk
     RawClient client(folder.get());
     client.request(1, requests::HelperVersion{});
     EXPECT_TRUE(client.isCutOff());
-    EXPECT_EQ(door.asked, 0);
+    EXPECT_EQ(door.asked(), 0);
     EXPECT_EQ(refusals, 1);
     EXPECT_EQ(helper->versions, 0);
 }
@@ -49,11 +49,11 @@ TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
         client.close();
         busy.unlock();
         EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
-        EXPECT_TRUE(eventually([&] { return door.departures == (leavesUnread ? 3 : 1); })) << leavesUnread;
+        EXPECT_TRUE(eventually([&] { return door.ended() == (leavesUnread ? 3 : 1); })) << leavesUnread;
         helper->answerAll();
         helper->whenAskedForTheVersion([] {});
     }
-    EXPECT_EQ(door.interruptions, 0);
+    EXPECT_EQ(door.interrupted(), 0);
 }
 
 TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsTheClientAlone) {
@@ -73,7 +73,7 @@ TEST_F(SocketListenerTest, ACheckThatTakesLongDelaysNoClientThatWasAdmitted) {
     ASSERT_TRUE(eventually([&] { return checks == 3; }));
     EXPECT_EQ(staying.version(2), 6);
     leaving.close();
-    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
 }
 
 TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffItsPeerAlone) {
@@ -81,7 +81,7 @@ TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffItsPeerAlone) {
     EXPECT_TRUE(RawClient(folder.get()).isCutOff());
     checkThrows = false;
     EXPECT_EQ(RawClient(folder.get()).version(1), 6);
-    EXPECT_EQ(door.asked, 1);
+    EXPECT_EQ(door.asked(), 1);
 }
 
 TEST_F(SocketListenerTest, AListenerThatIsStuckInACheckCanBeLeftBehind) {
@@ -132,7 +132,7 @@ TEST_F(SocketListenerTest, BadInputCutsOffTheOffenderAlone) {
         EXPECT_TRUE(offender.isCutOff()) << name;
         EXPECT_EQ(good.version(++number), 6) << name;
     }
-    EXPECT_TRUE(eventually([&] { return door.departures == static_cast<int>(std::size(inputs)); }));
+    EXPECT_TRUE(eventually([&] { return door.ended() == static_cast<int>(std::size(inputs)); }));
 }
 
 TEST_F(SocketListenerTest, ANumberThatIsUsedTwiceOrFallsCutsOff) {
@@ -164,7 +164,7 @@ TEST_F(SocketListenerTest, AClientThatLeavesItsRepliesUnreadIsCutOff) {
     });
     EXPECT_TRUE(wasCutOff);
     EXPECT_EQ(good.version(2), 6);
-    EXPECT_TRUE(eventually([&] { return door.departures == 1; }));
+    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
 }
 
 TEST_F(SocketListenerTest, StopsReadingAClientWhileFourOfItsRequestsWait) {
@@ -194,7 +194,7 @@ TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
         if (i % 3 == 0)
             client.request(1, requests::FetchSnapshot{});
     }
-    EXPECT_TRUE(eventually([&] { return door.departures == 1000; }));
+    EXPECT_TRUE(eventually([&] { return door.ended() == 1000; }));
     helper->answerAll();
     EXPECT_EQ(resident.version(2), 6);
     EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << descriptors() << ", before " << before;
@@ -223,7 +223,7 @@ TEST_F(SocketListenerTest, ARequestThatThrowsAndOneThatIsForgottenAreAnsweredAnd
 TEST_F(SocketListenerTest, ANewListenerTakesThePlaceOfAnOldOne) {
     RawClient before(folder.get());
     EXPECT_EQ(before.version(1), 6);
-    OpenDoor newDoor(helper);
+    ScriptedAdmission newDoor(helper);
     SocketListener newer(main, folder.get(), "service.socket", [](int, const std::string&) { return std::nullopt; },
                          {.onRefusal = [](const std::string&) {}});
     newer.setAdmission(newDoor.callable());
@@ -231,7 +231,7 @@ TEST_F(SocketListenerTest, ANewListenerTakesThePlaceOfAnOldOne) {
     EXPECT_TRUE(newer.resume());
     RawClient after(folder.get());
     EXPECT_EQ(after.version(1), 6);
-    EXPECT_EQ(newDoor.asked, 1);
+    EXPECT_EQ(newDoor.asked(), 1);
     EXPECT_EQ(before.version(2), 6);
     newer.stop();
 }
@@ -242,7 +242,7 @@ TEST_F(SocketListenerTest, StoppingEndsEveryConnection) {
     listener.stop();
     listener.stop();
     EXPECT_TRUE(client.isCutOff());
-    EXPECT_EQ(door.departures, 1);
+    EXPECT_EQ(door.ended(), 1);
 }
 
 TEST_F(SocketListenerTest, AListenerWithoutARequirementLetsNobodyIn) {
@@ -253,7 +253,7 @@ TEST_F(SocketListenerTest, AListenerWithoutARequirementLetsNobodyIn) {
     const auto socket = unix_socket::connect(folder.get(), "other.socket");
     Bytes buffer(10);
     EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(socket.get(), buffer)));
-    EXPECT_EQ(door.asked, 0);
+    EXPECT_EQ(door.asked(), 0);
     lenient.stop();
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -73,7 +75,7 @@ private:
     std::thread::id broughtBy_;
 };
 
-/// Accepts every connection and exports one object on it, or refuses. Any thread.
+/// Accepts every connection and exports one object on it, or refuses, or throws. Any thread.
 class ScriptedAdmission {
 public:
     explicit ScriptedAdmission(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}
@@ -84,6 +86,7 @@ public:
     }
 
     bool isAccepting = true; ///< Set before a connection comes.
+    std::atomic<bool> throws = false;
     /// Held by the handlers of every connection; set before one comes.
     std::shared_ptr<int> heldByHandlers = std::make_shared<int>();
 
@@ -93,6 +96,8 @@ public:
             ++asked_;
             askedOn_ = std::this_thread::get_id();
         }
+        if (throws)
+            throw std::runtime_error("broken");
         if (!isAccepting)
             return false;
         connection.exportObject(helper_);
