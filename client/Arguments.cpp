@@ -1,6 +1,7 @@
 #include "client/Arguments.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <locale>
 #include <sstream>
@@ -12,19 +13,14 @@ namespace {
 
 constexpr std::int64_t longest = 3'600'000; // seconds
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-
 /// Takes a whole number off the beginning of the text; nullopt without one, or if it is too large.
 std::optional<std::int64_t> takeNumber(std::string_view& text) {
     std::int64_t number = 0;
-    std::size_t digits = 0;
-    for (; digits < text.size() && isDigit(text[digits]); ++digits) {
-        number = number * 10 + (text[digits] - '0');
-        if (number > longest)
-            return std::nullopt;
-    }
-    text.remove_prefix(digits);
-    return digits == 0 ? std::nullopt : std::optional(number);
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || text.starts_with('-') || number > longest)
+        return std::nullopt;
+    text.remove_prefix(static_cast<std::size_t>(rest - text.data()));
+    return number;
 }
 
 /// A number as it is written everywhere; nullopt for blanks, signs, hexadecimal digits, infinities and NaN.

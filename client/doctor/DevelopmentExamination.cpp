@@ -54,21 +54,16 @@ Finding signedBy(const RunCommand& run, const std::string& folder, const std::st
 
 } // namespace
 
-bool examineDevelopment(const RunCommand& run, const std::string& executable, const Report& report) {
+void examineDevelopment(const RunCommand& run, const std::string& executable, const Report& report) {
     const auto folder = folderOf(executable);
     const auto helper = folder + "app.kelo.helper";
-    bool isGood = true;
-    const auto add = [&](const Finding& finding) {
-        isGood = isGood && finding.verdict != Verdict::bad;
-        report(finding);
-    };
-    add(installed(run, helper));
-    if (!isGood)
-        return false;
-    add(simulatedMac(run, folder + "simmac"));
-    add(running(run, helper));
-    add(signedBy(run, folder, helper, executable));
-    return isGood;
+    const auto found = installed(run, helper);
+    report(found);
+    if (found.verdict == Verdict::bad)
+        return;
+    report(simulatedMac(run, folder + "simmac"));
+    report(running(run, helper));
+    report(signedBy(run, folder, helper, executable));
 }
 
 Finding developmentLog(const RunCommand& run) {

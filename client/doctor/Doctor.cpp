@@ -11,17 +11,8 @@ namespace {
 constexpr std::size_t markColumns = 4;
 constexpr std::size_t subjectColumns = 11;
 
-Span markOf(Verdict verdict) {
-    switch (verdict) {
-    case Verdict::good:
-        return {"ok", Ink::good};
-    case Verdict::note:
-        return {"--", Ink::warning};
-    case Verdict::bad:
-        break;
-    }
-    return {"!!", Ink::alarm};
-}
+/// In the order of `Verdict`.
+const Span marks[] = {{"ok", Ink::good}, {"--", Ink::warning}, {"!!", Ink::alarm}};
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
@@ -32,7 +23,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 }
 
 std::vector<Line> linesOf(const Finding& finding) {
-    const auto mark = markOf(finding.verdict);
+    const auto& mark = marks[static_cast<std::size_t>(finding.verdict)];
     std::vector<Line> lines;
     for (const auto& text : linesOf(finding.text)) {
         const bool isFirst = lines.empty();
@@ -53,13 +44,6 @@ std::string withoutHome(std::string text, const std::string& home) {
     return text;
 }
 
-void examine(const Surroundings& surroundings, Terminal& terminal, const Report& report) {
-    const auto& [connect, run, start, executable, home, isMac] = surroundings;
-    const bool isInstalled = isMac ? examineMac(run, executable, report) : examineDevelopment(run, executable, report);
-    examineService(surroundings, terminal, isInstalled, report);
-    report(isMac ? macLog(run) : developmentLog(run));
-}
-
 } // namespace
 
 int doctor(const Surroundings& surroundings, Terminal& terminal, const std::string& version) {
@@ -72,13 +56,17 @@ int doctor(const Surroundings& surroundings, Terminal& terminal, const std::stri
                                                  outputOf(surroundings.run, {"/usr/sbin/sysctl", "hw.model"})
                                            : "") +
                        "\n");
-    examine(surroundings, terminal, [&](const Finding& finding) {
+    const Report report = [&](const Finding& finding) {
         faults += finding.verdict == Verdict::bad ? 1 : 0;
         notes += finding.verdict == Verdict::note ? 1 : 0;
         for (const auto& line : linesOf(finding))
             terminal.print(
                 (version.empty() ? painted(line, style) : withoutHome(painted(line, style), surroundings.home)) + "\n");
-    });
+    };
+    const auto& [connect, run, start, executable, home, isMac] = surroundings;
+    (isMac ? examineMac : examineDevelopment)(run, executable, report);
+    examineService(surroundings, terminal, faults == 0, report);
+    report(isMac ? macLog(run) : developmentLog(run));
     terminal.print(faults > 0  ? "\nEach line marked !! needs something done; begin with the first.\n"
                    : notes > 0 ? "\nNo fault found. The lines marked -- are worth reading.\n"
                                : "\nEverything works.\n");

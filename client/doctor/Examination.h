@@ -39,12 +39,11 @@ std::string lastLines(const std::string& text, std::size_t count);
 void examineService(const Surroundings& surroundings, Terminal& terminal, bool isInstalled, const Report& report);
 
 /// Examines the helper that launchd knows on a Mac: installed, running, signed by whom. `executable` is this program's.
-/// Returns whether there is no fault.
-bool examineMac(const RunCommand& run, const std::string& executable, const Report& report);
+void examineMac(const RunCommand& run, const std::string& executable, const Report& report);
 Finding macLog(const RunCommand& run);
 
 /// The same for the helper of a development installation on Linux, in the folder of `executable`.
-bool examineDevelopment(const RunCommand& run, const std::string& executable, const Report& report);
+void examineDevelopment(const RunCommand& run, const std::string& executable, const Report& report);
 Finding developmentLog(const RunCommand& run);
 
 } // namespace kelo

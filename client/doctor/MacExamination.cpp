@@ -86,20 +86,15 @@ Finding signedBy(const RunCommand& run, const std::string& program, const std::s
 
 } // namespace
 
-bool examineMac(const RunCommand& run, const std::string& executable, const Report& report) {
+void examineMac(const RunCommand& run, const std::string& executable, const Report& report) {
     const auto job = outputOf(run, {"/bin/launchctl", "print", "system/app.kelo.helper"});
     const auto program = programOf(run, job);
-    bool isGood = true;
-    const auto add = [&](const Finding& finding) {
-        isGood = isGood && finding.verdict != Verdict::bad;
-        report(finding);
-    };
-    add(installed(run, job, program));
-    if (!isGood)
-        return false;
-    add(running(job));
-    add(signedBy(run, program, executable));
-    return isGood;
+    const auto found = installed(run, job, program);
+    report(found);
+    if (found.verdict == Verdict::bad)
+        return;
+    report(running(job));
+    report(signedBy(run, program, executable));
 }
 
 Finding macLog(const RunCommand& run) {

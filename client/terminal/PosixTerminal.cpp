@@ -115,18 +115,21 @@ void PosixTerminal::complain(const std::string& text) {
 }
 
 void PosixTerminal::send(const Stream& stream, std::string_view text) {
-    const double end = seconds() + outputPatience_;
+    for (const double end = seconds() + outputPatience_; !sendNow(stream, text) && stop == 0 && seconds() < end;)
+        waitUntilReady(-1, stream.descriptor, end - seconds());
+}
+
+bool PosixTerminal::sendNow(const Stream& stream, std::string_view& text) {
     while (!text.empty()) {
         const auto written = stream.writer.write(text);
         if (written >= 0)
             text.remove_prefix(static_cast<std::size_t>(written));
-        else if (errno == EAGAIN && (stop != 0 || seconds() >= end))
-            return;
         else if (errno == EAGAIN)
-            waitUntilReady(-1, stream.descriptor, end - seconds());
+            return false;
         else if (errno != EINTR)
             throw OutputFailed(std::strerror(errno), errno == EPIPE);
     }
+    return true;
 }
 
 ScreenSize PosixTerminal::size() const {
@@ -153,18 +156,16 @@ void PosixTerminal::draw(const std::vector<Line>& lines) {
     sendFrame();
 }
 
-/// Writes what the output takes at once. Returns whether that was all.
+/// Writes what the output takes of the frame at once. Returns whether that was all.
 bool PosixTerminal::sendFrame() {
-    while (!frame_.empty()) {
-        const auto written = output_.writer.write(frame_);
-        if (written < 0 && errno == EAGAIN)
-            return false;
-        if (written < 0 && errno != EINTR)
-            frame_.clear(); // the terminal has gone
-        else if (written > 0)
-            frame_.erase(0, static_cast<std::size_t>(written));
+    std::string_view rest = frame_;
+    try {
+        sendNow(output_, rest);
+    } catch (const OutputFailed&) { // the terminal has gone
+        rest = {};
     }
-    return true;
+    frame_.erase(0, frame_.size() - rest.size());
+    return frame_.empty();
 }
 
 void PosixTerminal::endDrawing() {
@@ -181,9 +182,9 @@ void PosixTerminal::takeScreen() {
     if (hasKeyboard_) {
         auto raw = modes_;
         raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
-        raw.c_lflag |= NOFLSH; // Ctrl-C must not throw away half a frame
+        raw.c_lflag |= NOFLSH;                       // Ctrl-C must not throw away half a frame
         raw.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S must not freeze what looks alive
-        raw.c_cc[VMIN] = 0; // a read never waits, even when somebody else took the keys
+        raw.c_cc[VMIN] = 0;                          // a read never waits, even when somebody else took the keys
         raw.c_cc[VTIME] = 0;
         tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     }

@@ -45,6 +45,9 @@ private:
     };
 
     void send(const Stream& stream, std::string_view text);
+    /// Writes what the stream takes at once, and removes it from the text. Returns whether that was all. Throws
+    /// `OutputFailed`.
+    static bool sendNow(const Stream& stream, std::string_view& text);
     bool sendFrame();
     void takeScreen();
     void giveScreenBack();

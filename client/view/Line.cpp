@@ -3,27 +3,8 @@
 namespace kelo {
 namespace {
 
-const char* colour(Ink ink) {
-    switch (ink) {
-    case Ink::faint:
-        return "\033[2m";
-    case Ink::strong:
-        return "\033[1m";
-    case Ink::title:
-        return "\033[7m";
-    case Ink::calm:
-        return "\033[36m";
-    case Ink::good:
-        return "\033[32m";
-    case Ink::warning:
-        return "\033[33m";
-    case Ink::alarm:
-        return "\033[31m";
-    case Ink::plain:
-        break;
-    }
-    return "";
-}
+/// In the order of `Ink`.
+constexpr const char* colours[] = {"", "\033[2m", "\033[1m", "\033[7m", "\033[36m", "\033[32m", "\033[33m", "\033[31m"};
 
 bool beginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
 
@@ -100,7 +81,7 @@ Line cut(const Line& line, std::size_t columns, const Style& style) {
 std::string painted(const Line& line, const Style& style) {
     std::string text;
     for (const auto& [words, ink] : line) {
-        const std::string begin = style.hasColour && !words.empty() ? colour(ink) : "";
+        const std::string begin = style.hasColour && !words.empty() ? colours[static_cast<std::size_t>(ink)] : "";
         text += begin + visible(words) + (begin.empty() ? "" : "\033[0m");
     }
     return text;

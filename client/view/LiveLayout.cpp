@@ -1,10 +1,11 @@
 #include "client/view/LiveLayout.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <sstream>
 
 #include "client/view/FanText.h"
-#include "client/view/History.h"
 
 namespace kelo {
 namespace {
@@ -12,8 +13,161 @@ namespace {
 constexpr std::size_t rowsForFrame = 6;    // title and keys
 constexpr std::size_t rowsForSpacing = 12; // a blank row below the title
 constexpr std::size_t shortestBar = 8;     // columns
+constexpr std::size_t fewestHistoryRows = 7;
+constexpr std::size_t fewestHistoryColumns = 24;
 
 using Lines = std::vector<Line>;
+
+// --- graphs
+
+using Reading = std::optional<double> FanRecord::Sample::*;
+
+constexpr double shownSeconds = 300;
+constexpr std::size_t labelSpacing = 10; // columns between the times below the graphs, at least
+constexpr std::size_t eighths = 8;       // of a row: the smallest step of a graph
+
+/// What one column of a graph shows: heights in eighths of a row, 0 where nothing is known.
+struct Column {
+    std::size_t height = 0;
+    std::size_t target = 0;
+    Ink ink = Ink::calm;
+};
+
+/// The ends of an axis, and what its numbers mean.
+struct Scale {
+    double from;
+    double to;
+    std::string unit;
+
+    std::size_t height(double value, std::size_t rows) const {
+        const double part = std::clamp((value - from) / (to - from), 0.0, 1.0);
+        return std::max<std::size_t>(1,
+                                     static_cast<std::size_t>(std::lround(part * static_cast<double>(eighths * rows))));
+    }
+};
+
+/// The range of the fastest fan, and all that was seen outside of it: another fan may have been the fastest before.
+Scale speedScale(const FanRecord& record) {
+    Scale scale{record.latest()->minRPM, record.latest()->maxRPM, " RPM"};
+    for (const auto& sample : record.samples()) {
+        scale.from = std::min(scale.from, sample.rpm.value_or(scale.from));
+        scale.to = std::max(scale.to, sample.rpm.value_or(scale.to));
+    }
+    if (!(scale.from < scale.to))
+        scale = {0, std::max(scale.to, 1.0), scale.unit};
+    return scale;
+}
+
+/// As few seconds per column as show the whole record, or `shownSeconds` of it. Whole ones, so that a moment stays in
+/// its column while time passes.
+double secondsPerColumn(const FanRecord& record, double now, std::size_t columns) {
+    const auto age = std::clamp(now - record.samples().front().seconds + 1, 1.0, shownSeconds);
+    return std::ceil(age / static_cast<double>(columns));
+}
+
+/// The highest value of each column, and the newest target.
+std::vector<Column> graphColumns(const FanRecord& record, Reading reading, bool hasWarmth, double now, double span,
+                                 std::size_t count, std::size_t rows, const Scale& scale) {
+    // Readings come at an even pace: none must slip into the column before by being a little early.
+    const double shift = 0.05 - std::fmod(record.samples().front().seconds, 1);
+    const auto last = std::floor((now + shift) / span);
+    std::vector<Column> columns(count);
+    for (const auto& sample : record.samples()) {
+        const auto age = last - std::floor((sample.seconds + shift) / span);
+        const auto& value = sample.*reading;
+        if (!value || age < 0 || age >= static_cast<double>(count))
+            continue;
+        auto& column = columns[count - 1 - static_cast<std::size_t>(age)];
+        column.height = std::max(column.height, scale.height(*value, rows));
+        if (hasWarmth)
+            column.ink = sample.warmth;
+        else
+            column.target = sample.target ? scale.height(*sample.target, rows) : 0;
+    }
+    return columns;
+}
+
+std::string cell(const Column& column, std::size_t below, const Style& style) {
+    constexpr std::array<const char*, 9> blocks = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+    constexpr std::array<const char*, 9> letters = {" ", ".", ":", "-", "=", "+", "*", "#", "@"};
+    if (column.height > below)
+        return (style.hasUnicode ? blocks : letters)[std::min(column.height - below, eighths)];
+    const bool hasTarget = column.target > below && column.target <= below + eighths;
+    return !hasTarget ? " " : style.hasUnicode ? "┄" : "~";
+}
+
+/// A scale's number beside the row that it belongs to: the highest, the lowest, and one in the middle if there is room.
+std::string axisLabel(const Scale& scale, std::size_t row, std::size_t rows) {
+    if (row == 0)
+        return decimal(scale.to, 0) + scale.unit;
+    if (row + 1 == rows)
+        return decimal(scale.from, 0) + scale.unit;
+    if (rows >= 5 && row == rows / 2)
+        return decimal(
+            scale.to - (scale.to - scale.from) * (static_cast<double>(row) + 0.5) / static_cast<double>(rows), 0);
+    return "";
+}
+
+Lines graph(const std::vector<Column>& columns, const Scale& scale, std::size_t rows, const Style& style) {
+    Lines lines;
+    for (std::size_t row = 0; row < rows; ++row) {
+        const auto label = axisLabel(scale, row, rows);
+        const auto* axis = !style.hasUnicode ? " |" : label.empty() ? " │" : " ┤";
+        Line line = {{paddedLeft(label, labelColumns - 2) + axis, Ink::faint}};
+        for (const auto& column : columns) {
+            if (line.size() == 1 || line.back().ink != column.ink)
+                line.push_back({"", column.ink});
+            line.back().text += cell(column, eighths * (rows - 1 - row), style);
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// Minutes ago below their columns.
+Line timeAxis(double span, std::size_t columns, const Style& style) {
+    const auto perMinute = 60 / span;
+    const auto step = perMinute >= labelSpacing ? 1 : 2 * perMinute >= labelSpacing ? 2 : 5;
+    std::vector<std::string> cells(columns, style.hasUnicode ? "─" : "-");
+    const auto write = [&](const std::string& text, std::size_t from) {
+        for (std::size_t i = 0; i < text.size() && from + i < columns; ++i)
+            cells[from + i] = text[i];
+    };
+    for (int minute = step;; minute += step) {
+        const auto back = static_cast<std::size_t>(std::lround(minute * perMinute));
+        if (back >= columns)
+            break;
+        write(std::to_string(minute) + " min", columns - 1 - back);
+    }
+    write("now", columns - 3);
+    std::string text;
+    for (const auto& piece : cells)
+        text += piece;
+    return {{paddedLeft(style.hasUnicode ? "└" : "+", labelColumns) + text, Ink::faint}};
+}
+
+/// Graphs of the last minutes, speed over chip temperature, each with its scale, in exactly `rows` rows.
+Lines history(const FanRecord& record, double now, std::size_t columns, std::size_t rows, const Style& style) {
+    const auto width = columns - labelColumns;
+    const auto span = secondsPerColumn(record, now, width);
+    const auto chipRows = (rows - 3) / 2; // a blank row above each graph, and the axis of both
+    const auto speedRows = rows - 3 - chipRows;
+    const auto speeds = speedScale(record);
+    const Scale degrees{coldest, hottest, style.hasUnicode ? " °C" : " C"};
+    Lines lines = {{}};
+    for (auto& line : graph(graphColumns(record, &FanRecord::Sample::rpm, false, now, span, width, speedRows, speeds),
+                            speeds, speedRows, style))
+        lines.push_back(std::move(line));
+    lines.emplace_back();
+    for (auto& line :
+         graph(graphColumns(record, &FanRecord::Sample::celsius, true, now, span, width, chipRows, degrees), degrees,
+               chipRows, style))
+        lines.push_back(std::move(line));
+    lines.push_back(timeAxis(span, width, style));
+    return lines;
+}
+
+// --- the screen
 
 Line titleLine(const FanRecord& record, const LiveFrame& frame, std::size_t columns, const Style& style) {
     std::string text = " " + frame.command;
