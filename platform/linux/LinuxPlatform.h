@@ -31,7 +31,7 @@ private:
 
     const ConnectionLimits limits_;
     const FileDescriptor installation_ = openInstallation();
-    SimulatedMacFolder folder_;
+    SimulatedMacFolder folder_{installation_.get()};
     const std::optional<std::string> obstacle_ = folder_.lock(); ///< Why this helper may not use the hardware.
     const int hardwareFolder_ = obstacle_ ? -1 : folder_.descriptor();
     EventLoop loop_;

@@ -1,8 +1,12 @@
 #include "prove/processes/World.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
+
+#include "platform/posix/FileDescriptor.h"
 
 namespace kelo {
 namespace {
@@ -34,7 +38,8 @@ World::World(std::filesystem::path staged, const std::filesystem::path& folder, 
     std::filesystem::permissions(mac, std::filesystem::perms(0700));
     std::filesystem::copy(staged_ / SimulatedMacFolder::name / SimulatedMacFolder::anchorName, mac);
     installation_.startMac({"--profile", profile});
-    macFolder_ = std::make_unique<SimulatedMacFolder>(mac.string());
+    const FileDescriptor opened(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    macFolder_ = std::make_unique<SimulatedMacFolder>(opened.get());
     link_ = HardwareLink::connect(macFolder_->descriptor());
     if (!link_)
         throw std::runtime_error("the simulated Mac is not there");

@@ -11,10 +11,10 @@
 
 namespace kelo {
 
-SimulatedMacFolder::SimulatedMacFolder() : SimulatedMacFolder(installationPath() + name) {}
+SimulatedMacFolder::SimulatedMacFolder() : SimulatedMacFolder(openInstallation().get()) {}
 
-SimulatedMacFolder::SimulatedMacFolder(const std::string& path)
-    : descriptor_(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+SimulatedMacFolder::SimulatedMacFolder(int installation)
+    : descriptor_(openat(installation, name, O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     struct stat folder {};
     if (!descriptor_.isValid() || fstat(descriptor_.get(), &folder) != 0)
         problem_ = std::string("the folder simulated-mac cannot be opened: ") + std::strerror(errno);
@@ -27,9 +27,9 @@ SimulatedMacFolder::SimulatedMacFolder(const std::string& path)
 }
 
 SimulatedMacFolder SimulatedMacFolder::makeIfMissing() {
-    const auto path = installationPath() + name;
-    mkdir(path.c_str(), 0700); // fails when it is there
-    return SimulatedMacFolder(path);
+    const auto installation = openInstallation();
+    mkdirat(installation.get(), name, 0700); // fails when it is there
+    return SimulatedMacFolder(installation.get());
 }
 
 std::optional<std::string> SimulatedMacFolder::lock() {

@@ -21,7 +21,8 @@ public:
     static constexpr const char* anchorName = "anchor.pub";
 
     SimulatedMacFolder();
-    explicit SimulatedMacFolder(const std::string& path);
+    /// In an open folder other than the executable's.
+    explicit SimulatedMacFolder(int installation);
     /// Creates the folder first if there is none.
     static SimulatedMacFolder makeIfMissing();
 

@@ -4,7 +4,9 @@
 #include <linux/limits.h>
 
 namespace kelo {
+namespace {
 
+/// With a slash at its end; empty when the system does not report it.
 std::string installationPath() {
     char path[PATH_MAX];
     const auto length = readlink("/proc/self/exe", path, sizeof path);
@@ -12,6 +14,8 @@ std::string installationPath() {
     const std::string executable(path, length > 0 ? static_cast<std::size_t>(length) : 0);
     return executable.substr(0, executable.rfind('/') + 1);
 }
+
+} // namespace
 
 FileDescriptor openInstallation() {
     return FileDescriptor(open(installationPath().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));

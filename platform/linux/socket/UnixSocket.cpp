@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 #include <stdexcept>
 
 #include "platform/posix/Errno.h"
@@ -30,33 +31,16 @@ sockaddr_un addressOf(int folder, const std::string& name) {
 
 const sockaddr* asSocketAddress(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-/// A subfolder that no other user can write to. What is made there and then moved cannot be replaced on the way, and
-/// its destination is never empty.
-class PrivateFolder {
-public:
-    explicit PrivateFolder(int parent) : parent_(parent) {
-        if (mkdirat(parent_, name_.c_str(), 0700) != 0 && errno != EEXIST) // left by an earlier process of our id
-            throwErrno("mkdir");
-        folder_ = FileDescriptor(openat(parent_, name_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        struct stat status = {};
-        if (!folder_.isValid() || fstat(folder_.get(), &status) != 0)
-            throwErrno("open");
-        if (status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
-            errno = EPERM; // another user's in the place of ours
-            throwErrno("open");
-        }
-    }
-    PrivateFolder(const PrivateFolder&) = delete;
-    PrivateFolder& operator=(const PrivateFolder&) = delete;
-    ~PrivateFolder() { unlinkat(parent_, name_.c_str(), AT_REMOVEDIR); }
-
-    int descriptor() const { return folder_.get(); }
-
-private:
-    const int parent_;
-    const std::string name_ = ".listening." + std::to_string(getpid());
-    FileDescriptor folder_;
-};
+/// Every user may connect to what is bound. The umask sees to that, since a path may lead to something else by the time
+/// that the file's mode is changed.
+bool bindForEverybody(int socket, const sockaddr_un& address) {
+    static std::mutex mutex; // guards the umask, which all threads share
+    const std::lock_guard lock(mutex);
+    const auto usual = umask(0111);
+    const bool isBound = bind(socket, asSocketAddress(address), sizeof address) == 0;
+    umask(usual);
+    return isBound;
+}
 
 bool setTimeout(int socket, int option, std::chrono::milliseconds limit) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
@@ -105,15 +89,16 @@ FileDescriptor listen(int folder, const std::string& name) {
     // Accepted sockets inherit it, so that even the first message comes with its sender.
     if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
         throwErrno("socket");
-    const PrivateFolder nursery(folder);
-    const auto address = addressOf(nursery.descriptor(), name);
-    unlinkat(nursery.descriptor(), name.c_str(), 0); // left by an earlier process of our id that was killed
-    if (bind(listener.get(), asSocketAddress(address), sizeof address) != 0)
-        throwErrno("bind");
-    if (::listen(listener.get(), backlog) != 0 || fchmodat(nursery.descriptor(), name.c_str(), 0666, 0) != 0 ||
-        renameat(nursery.descriptor(), name.c_str(), folder, name.c_str()) != 0) {
+    // Made under another name and moved when it is complete, so that its own name is never missing.
+    const auto unfinished = ".listening." + std::to_string(getpid());
+    const auto address = addressOf(folder, unfinished);
+    while (!bindForEverybody(listener.get(), address))
+        // Left by an earlier process of our id that was killed.
+        if (errno != EADDRINUSE || unlinkat(folder, unfinished.c_str(), 0) != 0)
+            throwErrno("bind");
+    if (::listen(listener.get(), backlog) != 0 || renameat(folder, unfinished.c_str(), folder, name.c_str()) != 0) {
         const int error = errno;
-        unlinkat(nursery.descriptor(), name.c_str(), 0);
+        unlinkat(folder, unfinished.c_str(), 0);
         errno = error;
         throwErrno("listen");
     }

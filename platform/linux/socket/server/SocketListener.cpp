@@ -61,25 +61,23 @@ struct SocketListener::Candidate {
 SocketListener::SocketListener(MainQueue& main, int folder, std::string name, PeerCheck checkPeer,
                                ListenerReports reports, const ConnectionLimits& limits)
     : main_(main), folder_(folder), name_(std::move(name)), checkPeer_(std::move(checkPeer)), limits_(limits),
-      reports_(std::move(reports)), serving_(std::make_unique<Worker>()), judging_(std::make_unique<Worker>()),
-      loop_(serving_->loop), refusals_(*loop_, reports_.onRefusal),
-      files_(*loop_, InotifyFileEvents::Urgency::ordinary) {}
+      reports_(std::move(reports)), serving_(std::make_unique<Worker>()), loop_(serving_->loop),
+      refusals_(*loop_, reports_.onRefusal), files_(*loop_, InotifyFileEvents::Urgency::ordinary) {}
 
 SocketListener::~SocketListener() { stop(); }
 
 bool SocketListener::resume() {
     const bool isListening = openEndpoint();
-    return startWorkers() && isListening;
+    return startServing() && isListening;
 }
 
-bool SocketListener::startWorkers() {
+bool SocketListener::startServing() {
     nextTry_.reset();
     try {
-        judging_->start();
         serving_->start();
     } catch (const std::system_error& error) {
         reportTrouble(std::string("there is no thread to serve them: ") + error.what());
-        nextTry_ = main_.scheduleTimer(listenPause, false, [this] { startWorkers(); });
+        nextTry_ = main_.scheduleTimer(listenPause, false, [this] { startServing(); });
         return false;
     }
     return true;
@@ -120,7 +118,7 @@ void SocketListener::socketChanged() {
 bool SocketListener::stopsWithin(std::chrono::milliseconds timeout) {
     nextTry_.reset();
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    if (!serving_->stopsBy(deadline) || !judging_->stopsBy(deadline))
+    if (!serving_->stopsBy(deadline) || (judging_ && !judging_->stopsBy(deadline)))
         return false;
     stop();
     return true;
@@ -129,7 +127,8 @@ bool SocketListener::stopsWithin(std::chrono::milliseconds timeout) {
 void SocketListener::stop() {
     nextTry_.reset();
     serving_->join();
-    judging_->join();
+    if (judging_)
+        judging_->join();
     accepting_.reset();
     watching_.reset();
     for (const auto& connection : std::exchange(connections_, {}))
@@ -164,6 +163,13 @@ void SocketListener::consider(FileDescriptor socket) {
     auto peer = AdmittedPeer::of(socket.get());
     if (const auto reason = reasonToRefuse(peer))
         return refusals_.add(*reason);
+    try { // for the first peer: a helper that nobody uses does without
+        if (!judging_)
+            judging_ = std::make_unique<Worker>();
+        judging_->start();
+    } catch (const std::system_error& error) {
+        return refusals_.add(std::string("A peer is cut off: there is no thread to check it: ") + error.what() + ".");
+    }
     const auto candidate = std::make_shared<Candidate>(Candidate{std::move(socket), std::move(*peer)});
     accepting_.reset();
     judging_->loop->post([this, candidate] { judge(candidate); });

@@ -42,12 +42,12 @@ struct ListenerReports {
 };
 
 /// The service's endpoint on a Unix socket, served on a separate thread: requests that need no state are answered
-/// while the main thread is busy. A second thread checks one new peer at a time, so that a check that takes long delays
-/// only other new peers.
+/// while the main thread is busy. A second thread, started for the first peer, checks one new peer at a time, so that a
+/// check that takes long delays only other new peers.
 class SocketListener : public Listener {
 public:
-    /// Nothing is opened before `resume`. `main` and `folder`, an open descriptor, are borrowed. On `main` the threads
-    /// are started again if the system refuses them.
+    /// Nothing is opened before `resume`. `main` and `folder`, an open descriptor, are borrowed. On `main` the thread
+    /// is started again if the system refuses it.
     SocketListener(MainQueue& main, int folder, std::string name, PeerCheck checkPeer, ListenerReports reports,
                    const ConnectionLimits& limits = {});
     /// Ends all connections and the thread.
@@ -70,7 +70,7 @@ private:
     struct Worker;
     struct Candidate;
 
-    bool startWorkers();
+    bool startServing();
     void reportTrouble(const std::string& reason);
     bool openEndpoint();
     void socketChanged();
@@ -91,9 +91,9 @@ private:
     std::optional<std::string> requirement_;
     ListenerReports reports_;
     bool isInTrouble_ = false;
-    std::unique_ptr<Timer> nextTry_; ///< Of the threads; on the main queue.
+    std::unique_ptr<Timer> nextTry_; ///< Of the thread; on the main queue.
     const std::unique_ptr<Worker> serving_;
-    const std::unique_ptr<Worker> judging_;
+    std::unique_ptr<Worker> judging_; ///< Null until the first peer; the loop's thread only, until that has ended.
     const std::shared_ptr<EventLoop>& loop_; ///< `serving_`'s.
     RefusalLog refusals_;
     InotifyFileEvents files_;

@@ -148,9 +148,7 @@ TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
 
 TEST_F(SocketDoors, ASocketThatAnEarlierProcessLeftHalfMadeIsReplaced) {
     const auto place = temporary / (".listening." + std::to_string(getpid()));
-    std::filesystem::create_directory(place);
-    std::filesystem::permissions(place, std::filesystem::perms(0700));
-    writeFile(place / "other.socket", "");
+    writeFile(place, "");
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
     EXPECT_FALSE(std::filesystem::exists(place));
 }
@@ -197,18 +195,14 @@ TEST_F(SocketDoors, ASocketThatIsDeletedIsMadeAnew) {
 
 TEST_F(SocketDoors, NoLinkThatSomebodyElsePutThereIsFollowed) {
     const auto victim = temporary / "victim";
-    std::filesystem::create_directory(victim);
-    std::filesystem::permissions(victim, std::filesystem::perms(0700));
     const auto place = temporary / (".listening." + std::to_string(getpid()));
-    std::filesystem::create_directory_symlink(victim, place);
-    EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
-    EXPECT_TRUE(std::filesystem::is_empty(victim));
-    std::filesystem::remove(place);
-    std::filesystem::create_directory(place); // one that others may write to
-    std::filesystem::permissions(place, std::filesystem::perms(0777));
-    EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
-    std::filesystem::remove(place);
+    for (const auto& link : {place, temporary / "other.socket"})
+        std::filesystem::create_symlink(victim, link);
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
+    EXPECT_FALSE(std::filesystem::exists(victim));
+    EXPECT_TRUE(std::filesystem::is_socket(temporary / "other.socket"));
+    std::filesystem::create_directory(place); // which cannot be replaced
+    EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
 }
 
 // Without the fixture: the process that is started here must be one of one thread.
@@ -226,16 +220,26 @@ TEST(AListener, WhoseThreadTheSystemRefusesTriesAgain) {
         setrlimit(RLIMIT_NPROC, &none);
         EventLoop loop;
         int troubles = 0;
+        std::string refusal;
         SocketListener refused(loop, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
-                               {.onRefusal = [](const std::string&) {},
+                               {.onRefusal =
+                                    [&](const std::string& reason) {
+                                        refusal = reason;
+                                        loop.stop();
+                                    },
                                 .onTrouble = [&](const std::string&) { ++troubles; },
                                 .onRecovery = [&] { loop.stop(); }});
+        refused.setConnectionCodeSigningRequirement("any");
+        refused.setAdmission([](IncomingConnection&) { return true; });
         if (refused.resume() || troubles != 1)
             return 2;
         setrlimit(RLIMIT_NPROC, &threads);
         loop.postAfter(10, [] { _exit(3); });
         loop.run();
-        return 0;
+        setrlimit(RLIMIT_NPROC, &none); // before the first peer, which is checked on another thread
+        const auto peer = unix_socket::connect(folder.get(), "other.socket");
+        loop.run();
+        return refusal.starts_with("A peer is cut off: there is no thread to check it") ? 0 : 4;
     });
     EXPECT_EQ(other.wait(), 0);
 }
