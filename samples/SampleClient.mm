@@ -12,11 +12,13 @@
 #import <Foundation/Foundation.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <semaphore>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "platform/macos/KeloHelperXPCProtocol.h"
 
@@ -26,8 +28,28 @@ using Clock = std::chrono::steady_clock;
 
 constexpr NSInteger interfaceVersion = 6;
 
-/// Counts how often the helper has gone.
-using Interruptions = std::counting_semaphore<>;
+/// Whether the helper has gone since the last look.
+class Interruption {
+  public:
+    /// Any thread.
+    void notify() {
+        const std::lock_guard lock(mutex_);
+        hasCome_ = true;
+        changed_.notify_all();
+    }
+
+    /// Returns whether the helper has gone, or goes before `end`.
+    bool waitUntil(Clock::time_point end) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_until(lock, end, [this] { return hasCome_; });
+        return std::exchange(hasCome_, false);
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool hasCome_ = false;
+};
 
 /// Owned by the caller.
 NSString* makeText(const std::string& text) {
@@ -35,7 +57,7 @@ NSString* makeText(const std::string& text) {
 }
 
 /// Owned by the caller, who invalidates it, too.
-NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<Interruptions>& interruptions) {
+NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<Interruption>& interruption) {
     NSString* const service = makeText("app.kelo.helper");
     // The helper checks who we are; this is how we check that it is the helper.
     NSString* const requirement = makeText("anchor apple generic and identifier \"app.kelo.helper\" and "
@@ -45,9 +67,9 @@ NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<I
     NSXPCConnection* const connection = [[NSXPCConnection alloc] initWithMachServiceName:service
                                                                                  options:NSXPCConnectionPrivileged];
     connection.remoteObjectInterface = [NSXPCInterface interfaceWithProtocol:@protocol(KeloHelperProtocol)];
-    const auto shared = interruptions;  // the block copies it; it must not hold the connection, which holds the block
+    const auto shared = interruption;   // the block copies it; it must not hold the connection, which holds the block
     connection.interruptionHandler = ^{ // on a queue of the connection
-      shared->release();
+      shared->notify();
     };
     [connection setCodeSigningRequirement:requirement];
     [connection resume];
@@ -58,7 +80,7 @@ NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<I
 
 class Client {
   public:
-    explicit Client(const std::string& team) : connection_(makeConnection(team, interruptions_)) {}
+    explicit Client(const std::string& team) : connection_(makeConnection(team, interruption_)) {}
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
     ~Client() {
@@ -75,7 +97,7 @@ class Client {
         if (isFine_ && version < interfaceVersion) {
             [helper() standDownWithReply:^{
             }];
-            static_cast<void>(interruptions_->try_acquire_for(std::chrono::seconds(5)));
+            interruption_->waitUntil(Clock::now() + std::chrono::seconds(5));
             version = helperVersion();
         }
         if (isFine_ && version != interfaceVersion)
@@ -99,7 +121,7 @@ class Client {
                                    if (error != nil)
                                        fail(error.UTF8String);
                                  }];
-        while (isFine_ && interruptions_->try_acquire_until(end));
+        while (isFine_ && interruption_->waitUntil(end));
     }
 
     void handBack() {
@@ -129,7 +151,7 @@ class Client {
         isFine_ = false;
     }
 
-    const std::shared_ptr<Interruptions> interruptions_ = std::make_shared<Interruptions>(0);
+    const std::shared_ptr<Interruption> interruption_ = std::make_shared<Interruption>();
     NSXPCConnection* const connection_;
     bool isFine_ = true;
 };
