@@ -16,7 +16,6 @@
 #include "helper/HelperProcess.h"
 #include "platform/macos/MacPlatform.h"
 #include "simulator/model/Profile.h"
-#include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/DispatchDouble.h"
 #include "tests/platform/macos/doubles/IOKitDouble.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
@@ -34,8 +33,6 @@ using doubles::logEntries;
 using doubles::mainLoop;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 /// The whole daemon on macOS's platform, on the doubles, before a simulated controller.
@@ -145,22 +142,6 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
                 ElementsAre("Accepting only app.kelo.Kelo signed by TEAM.", "Listening on app.kelo.helper"));
 }
 
-TEST_F(HelperOnMacPlatform, ListensOnceItsStopSignalsReachIt) {
-    process = std::make_unique<HelperProcess>(*platform);
-    process->start();
-    EXPECT_THAT(journal().entries(), Not(Contains("NSXPCListener resume")));
-    mainLoop().runFor(0);
-    EXPECT_THAT(journal().entries(), Contains("NSXPCListener resume"));
-}
-
-TEST_F(HelperOnMacPlatform, UnsignedItIsNeverResumedButStaysUpForItsSignals) {
-    doubles::ownSignature().team = std::nullopt;
-    start();
-    EXPECT_THAT(journal().entries(), Not(Contains("NSXPCListener resume")));
-    EXPECT_THAT(messages(), ElementsAre("This helper isn't signed, so there is no one it can safely trust."));
-    EXPECT_TRUE(doubles::isIgnored(SIGTERM));
-}
-
 TEST_F(HelperOnMacPlatform, RepliesComeFromTheMainThreadButForTheVersion) {
     start();
     serve([] {
@@ -203,23 +184,6 @@ TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwa
     mainLoop().runFor(9); // nobody came back
 }
 
-TEST_F(HelperOnMacPlatform, AHoldThatIsAskedForDuringSleepTakesTheFansAtTheWake) {
-    start();
-    doubles::sendPowerMessage(0xE0000280, 42);
-    mainLoop().runFor(0);
-    EXPECT_THAT(kernel().allowed, ElementsAre(42)); // without a hold
-    std::unique_ptr<HelperConnection> client;
-    serve([&] {
-        client = connectToHelper();
-        EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
-    });
-    mainLoop().runFor(60);
-    EXPECT_FALSE(isAnyManual());
-    doubles::sendPowerMessage(0xE0000300, 0);
-    mainLoop().runFor(0);
-    EXPECT_TRUE(isAnyManual());
-}
-
 TEST_F(HelperOnMacPlatform, SleepThatIsAnnouncedWhileTheMainThreadIsBusyWithAHoldHandsTheFansBack) {
     start();
     std::unique_ptr<HelperConnection> client;
@@ -258,38 +222,6 @@ TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeep
     doubles::settleXPC();
     mainLoop().runFor(9);
     EXPECT_FALSE(isAnyManual());
-}
-
-TEST_F(HelperOnMacPlatform, AClosedLidTakesTheFansIfTheClientWishesSo) {
-    start();
-    std::unique_ptr<HelperConnection> client;
-    serve([&] {
-        client = connectToHelper();
-        EXPECT_EQ(client->ask(requests::Hold{0.5, true}), std::nullopt);
-    });
-    kernel().clamshellState = [] { return doubles::makeCFBoolean(true); };
-    mainLoop().runFor(2.1);
-    EXPECT_FALSE(isAnyManual());
-    kernel().clamshellState = [] { return doubles::makeCFBoolean(false); };
-    mainLoop().runFor(2.1);
-    EXPECT_TRUE(isAnyManual());
-    client.reset();
-    doubles::settleXPC();
-    mainLoop().runFor(9);
-}
-
-TEST_F(HelperOnMacPlatform, TheFansAreHandedBackEightSecondsAfterTheLastClientHasGone) {
-    start();
-    serve([] {
-        const auto client = connectToHelper();
-        EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
-    });
-    doubles::settleXPC();
-    mainLoop().runFor(7.9);
-    EXPECT_TRUE(isAnyManual());
-    mainLoop().runFor(0.2);
-    EXPECT_FALSE(isAnyManual());
-    EXPECT_THAT(messages(), Contains("Fan handed back to macOS after the client went away."));
 }
 
 TEST_F(HelperOnMacPlatform, WithoutRootsRightsAHoldIsRefused) {
@@ -333,18 +265,7 @@ TEST_F(HelperThatLeaves, ASignalHandsTheFansBackAndEndsTheProcessWithZero) {
             ::testing::ExitedWithCode(0), "Asked to stop.*\n.*hold: released.*\n.*Handed the fan back.*\nAUTOMATIC");
 }
 
-TEST_F(HelperThatLeaves, AReplacedExecutableDoesLikewise) {
-    EXPECT_EXIT(
-        {
-            startWithHold();
-            std::ofstream(folder + "/new") << "the next version";
-            std::filesystem::rename(folder + "/new", executable);
-            mainLoop().runFor(0);
-        },
-        ::testing::ExitedWithCode(0), "Our binary was deleted or moved.*\n.*\n.*Handed the fan back.*\nAUTOMATIC");
-}
-
-TEST_F(HelperThatLeaves, StandingDownDoesLikewiseAfterAReplyThatWaitsForNobody) {
+TEST_F(HelperThatLeaves, StandingDownHandsTheFansBackAfterAReplyThatWaitsForNobody) {
     EXPECT_EXIT(
         {
             startWithHold();
