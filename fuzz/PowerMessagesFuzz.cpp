@@ -126,9 +126,8 @@ private:
     EveryRight rights_;
     FuzzedPower power_;
     FuzzedClamshell lid_;
-    std::shared_ptr<kelo::FanHold> hold_ =
-        std::make_shared<kelo::FanHold>(std::make_shared<kelo::FanController>(exchange_, clock_, rights_), 0.5, true,
-                                        kelo::HoldDependencies{queue_, lid_});
+    std::shared_ptr<kelo::FanHold> hold_ = std::make_shared<kelo::FanHold>(
+        std::make_shared<kelo::FanController>(exchange_, clock_, rights_), 0.5, true, queue_, lid_);
     kelo::PowerWatch watch_{power_, [this] { hold_->systemWillSleep(); }, [this] { hold_->systemDidWake(); }};
     bool isFaulty_ = false; ///< Some exchange has failed, or will.
 };

@@ -44,12 +44,7 @@ HelperLog HelperProcess::makeLog(const char* category) {
 
 void HelperProcess::makeService() {
     service_ = std::make_shared<HelperService>(ServiceDependencies{
-        .queue = platform_.queue,
-        .exchange = platform_.exchange,
-        .clock = platform_.clock,
-        .rights = platform_.rights,
-        .power = platform_.power,
-        .clamshell = platform_.clamshell,
+        .machine = platform_.machine,
         .log = makeLog("service"),
         .leave = leave_,
         .onTick =
@@ -72,7 +67,7 @@ void HelperProcess::watchOwnBinary() {
 }
 
 void HelperProcess::makeListener() {
-    delegate_ = std::make_unique<ListenerDelegate>(service_, binary_, platform_.queue, leave_);
+    delegate_ = std::make_unique<ListenerDelegate>(service_, binary_, platform_.machine.queue, leave_);
     try {
         listener_ = platform_.makeListener(KeloHelper::machServiceName);
     } catch (const std::exception& error) {

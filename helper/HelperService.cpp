@@ -19,9 +19,9 @@ namespace {
 
 constexpr double standDownDelay = 0.3; // seconds for the reply to reach the client
 
-std::shared_ptr<FanController> openController(const ServiceDependencies& dependencies) {
+std::shared_ptr<FanController> openController(const MachineParts& machine) {
     try {
-        return std::make_shared<FanController>(dependencies.exchange, dependencies.clock, dependencies.rights);
+        return std::make_shared<FanController>(machine.exchange, machine.clock, machine.rights);
     } catch (const FanError&) {
         return nullptr; // whatever the reason: the service reports that there is nothing to control
     }
@@ -37,9 +37,9 @@ const Fan& reportedFan(const std::vector<Fan>& fans) {
 
 HelperService::HelperService(ServiceDependencies dependencies)
     : dependencies_(std::move(dependencies)),
-      controller_(openController(dependencies_)), leaving_{[leave = dependencies_.leave] { leave(nullptr); }},
+      controller_(openController(dependencies_.machine)), leaving_{[leave = dependencies_.leave] { leave(nullptr); }},
       power_(
-          dependencies_.power, [this] { systemWillSleep(); }, [this] { systemDidWake(); }) {
+          dependencies_.machine.power, [this] { systemWillSleep(); }, [this] { systemDidWake(); }) {
     if (!controller_) {
         dependencies_.log.error("No controllable fan on this Mac — the helper will refuse every request.");
         return;
@@ -74,7 +74,7 @@ void HelperService::helperVersion(const requests::ReplyTo<requests::HelperVersio
 }
 
 void HelperService::fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> reply) {
-    dependencies_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
+    dependencies_.machine.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         const auto service = weak.lock();
         if (!service || !service->controller_)
             return reply(std::nullopt);
@@ -89,16 +89,17 @@ void HelperService::fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> rep
 }
 
 void HelperService::hold(double fraction, bool handsBackOnLidClose, requests::ReplyTo<requests::Hold> reply) {
-    dependencies_.queue.post([weak = weak_from_this(), fraction, handsBackOnLidClose, reply = std::move(reply)] {
-        const auto service = weak.lock();
-        if (!service || !service->controller_)
-            return reply(FanError::noFans().errorDescription());
-        reply(service->startHold(fraction, handsBackOnLidClose));
-    });
+    dependencies_.machine.queue.post(
+        [weak = weak_from_this(), fraction, handsBackOnLidClose, reply = std::move(reply)] {
+            const auto service = weak.lock();
+            if (!service || !service->controller_)
+                return reply(FanError::noFans().errorDescription());
+            reply(service->startHold(fraction, handsBackOnLidClose));
+        });
 }
 
 void HelperService::handBack(requests::ReplyTo<requests::HandBack> reply) {
-    dependencies_.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
+    dependencies_.machine.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         if (const auto service = weak.lock())
             service->releaseFans();
         reply(std::nullopt);
@@ -112,10 +113,10 @@ void HelperService::standDown(const requests::ReplyTo<requests::StandDown>& repl
     } catch (...) { // NOLINT(bugprone-empty-catch): the client also sees the connection end
     }
     try {
-        dependencies_.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
+        dependencies_.machine.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
     } catch (...) { // without memory: too early is better than never
         if (!isLeaving_.test_and_set())
-            dependencies_.queue.postMade(std::move(leaving_));
+            dependencies_.machine.queue.postMade(std::move(leaving_));
     }
 }
 
@@ -157,8 +158,8 @@ void HelperService::replaceHold(double fraction, bool handsBackOnLidClose) {
     stopHold();
     session_.reset();
     power_.start(); // does nothing unless it failed before
-    const auto hold = std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose,
-                                                HoldDependencies{dependencies_.queue, dependencies_.clamshell});
+    const auto hold = std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose, dependencies_.machine.queue,
+                                                dependencies_.machine.clamshell);
     hold->onEvent = [weak = weak_from_this()](const FanHold::Event& event) {
         if (const auto service = weak.lock())
             service->dependencies_.log.notice("hold: " + event.description());
@@ -205,7 +206,7 @@ void HelperService::systemDidWake() {
 // --- clients
 
 void HelperService::clientArrived() {
-    dependencies_.queue.post([weak = weak_from_this()] {
+    dependencies_.machine.queue.post([weak = weak_from_this()] {
         const auto service = weak.lock();
         if (!service)
             return;
@@ -216,7 +217,7 @@ void HelperService::clientArrived() {
     });
 }
 
-void HelperService::clientWentAway() { dependencies_.queue.post(departure()); }
+void HelperService::clientWentAway() { dependencies_.machine.queue.post(departure()); }
 
 std::function<void()> HelperService::departure() {
     return [weak = weak_from_this()] {
@@ -232,7 +233,7 @@ void HelperService::countDeparture() noexcept {
     dependencies_.log.notice("Last client disconnected; handing the fan back shortly.");
     try {
         orphanTimer_ =
-            dependencies_.queue.scheduleTimer(KeloHelper::orphanGracePeriod, false, [weak = weak_from_this()] {
+            dependencies_.machine.queue.scheduleTimer(KeloHelper::orphanGracePeriod, false, [weak = weak_from_this()] {
                 if (const auto service = weak.lock())
                     service->orphanTimerFired();
             });
@@ -249,7 +250,7 @@ void HelperService::orphanTimerFired() noexcept {
 }
 
 void HelperService::shutdownNow() noexcept {
-    assert(dependencies_.queue.isCurrent());
+    assert(dependencies_.machine.queue.isCurrent());
     releaseFans();
     dependencies_.log.notice("Handed the fan back on the way out.");
 }

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "core/hold/MachineParts.h"
 #include "core/hold/PowerWatch.h"
 #include "core/queue/MainQueue.h"
 #include "helper/HelperLog.h"
@@ -13,22 +14,12 @@
 
 namespace kelo {
 
-class Clamshell;
-class Clock;
 class FanController;
 class FanHold;
-class PowerNotifications;
-class Rights;
-class SMCExchange;
 
 /// What the service needs of the process around it. Borrowed.
 struct ServiceDependencies {
-    MainQueue& queue;
-    SMCExchange& exchange;
-    Clock& clock;
-    Rights& rights;
-    PowerNotifications& power;
-    Clamshell& clamshell;
+    MachineParts machine;
     HelperLog log; ///< Of category "service".
     Leave leave;
     std::function<void()> onTick; ///< Called every few seconds while a hold runs. May leave.

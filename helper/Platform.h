@@ -4,30 +4,20 @@
 #include <memory>
 #include <string>
 
+#include "core/hold/MachineParts.h"
 #include "helper/Listener.h"
 #include "helper/SystemLog.h"
 
 namespace kelo {
 
-class Clamshell;
-class Clock;
 class FileEvents;
 class LogOutput;
-class MainQueue;
-class PowerNotifications;
-class Rights;
 class Signals;
 class SigningInformation;
-class SMCExchange;
 
 /// Everything that the helper takes from its operating system.
 struct Platform {
-    MainQueue& queue;
-    SMCExchange& exchange;
-    Clock& clock;
-    Rights& rights;
-    PowerNotifications& power;
-    Clamshell& clamshell;
+    MachineParts machine;
     FileEvents& files;
     Signals& signals;
     SigningInformation& signing;

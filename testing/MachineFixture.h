@@ -10,6 +10,7 @@
 
 #include "core/hold/FanHoldEvent.h"
 #include "core/hold/FanMath.h"
+#include "core/hold/MachineParts.h"
 #include "testing/FanFixture.h"
 #include "testing/ScriptedClamshell.h"
 #include "testing/ScriptedPower.h"
@@ -99,6 +100,7 @@ protected:
     ScriptedPower power;
     ScriptedClamshell clamshell;
     VirtualQueue queue{now};
+    const MachineParts machine{queue, exchange, clock, rights, power, clamshell};
 
 private:
     void drainLog() {

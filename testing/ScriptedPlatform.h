@@ -8,17 +8,11 @@
 
 #include "helper/Platform.h"
 #include "helper/Signals.h"
-#include "simulator/model/SimulatedExchange.h"
 #include "testing/CodeOf.h"
 #include "testing/RecordingLog.h"
-#include "testing/ScriptedClamshell.h"
 #include "testing/ScriptedFileEvents.h"
 #include "testing/ScriptedListener.h"
-#include "testing/ScriptedPower.h"
-#include "testing/ScriptedRights.h"
 #include "testing/ScriptedSigningInformation.h"
-#include "testing/VirtualClock.h"
-#include "testing/VirtualQueue.h"
 
 namespace kelo {
 
@@ -83,16 +77,7 @@ private:
 /// A whole platform in memory, on parts that the test owns.
 class ScriptedPlatform {
 public:
-    struct Parts {
-        VirtualQueue& queue;
-        SimulatedExchange& exchange;
-        VirtualClock& clock;
-        ScriptedRights& rights;
-        ScriptedPower& power;
-        ScriptedClamshell& clamshell;
-    };
-
-    explicit ScriptedPlatform(Parts parts) : parts_(parts) {}
+    explicit ScriptedPlatform(const MachineParts& machine) : machine_(machine) {}
 
     ScriptedFileEvents files;
     ScriptedSignals stopSignals;
@@ -142,14 +127,9 @@ private:
         const bool& isThrowing_;
     };
 
-    Parts parts_;
+    const MachineParts machine_;
     const Platform platform_{
-        .queue = parts_.queue,
-        .exchange = parts_.exchange,
-        .clock = parts_.clock,
-        .rights = parts_.rights,
-        .power = parts_.power,
-        .clamshell = parts_.clamshell,
+        .machine = machine_,
         .files = files,
         .signals = stopSignals,
         .signing = signing,

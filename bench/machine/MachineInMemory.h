@@ -81,7 +81,7 @@ private:
 class MachineInMemory {
 public:
     std::shared_ptr<FanHold> makeHold(double fraction) {
-        return std::make_shared<FanHold>(fans, fraction, false, HoldDependencies{queue_, clamshell_});
+        return std::make_shared<FanHold>(fans, fraction, false, queue_, clamshell_);
     }
 
     /// One period of the hold's timer.

@@ -32,15 +32,15 @@ private:
 
 } // namespace
 
-FanHold::FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose,
-                 HoldDependencies dependencies)
+FanHold::FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose, MainQueue& queue,
+                 Clamshell& clamshell)
     : controller_(std::move(controller)), fraction_(FanMath::clamped(fraction)),
-      handsBackOnLidClose_(handsBackOnLidClose), dependencies_(dependencies) {}
+      handsBackOnLidClose_(handsBackOnLidClose), queue_(queue), clamshell_(clamshell) {}
 
 FanHold::~FanHold() = default;
 
 void FanHold::start(bool isAsleep) {
-    assert(dependencies_.queue.isCurrent());
+    assert(queue_.isCurrent());
     const auto alive = shared_from_this(); // the observer may drop the owner's reference
     // What every tick needs, while a failure only refuses the hold.
     chipReadings_.reserve(ThermalFloor::smoothingWindow + 1);
@@ -58,7 +58,7 @@ void FanHold::start(bool isAsleep) {
 }
 
 void FanHold::stop() {
-    assert(dependencies_.queue.isCurrent());
+    assert(queue_.isCurrent());
     assert(!isAnnouncing_);
     if (!isHolding_)
         return;
@@ -73,7 +73,7 @@ void FanHold::stop() {
 }
 
 void FanHold::startTimer() {
-    timer_ = dependencies_.queue.scheduleTimer(checkInterval, true, [weak = weak_from_this()] {
+    timer_ = queue_.scheduleTimer(checkInterval, true, [weak = weak_from_this()] {
         if (const auto hold = weak.lock())
             hold->tick();
     });
@@ -87,7 +87,7 @@ void FanHold::tick() {
 
 /// The lid is queried at each evaluation, also while asleep.
 bool FanHold::mayHold() {
-    const bool lidClosed = Lid::isClosed(dependencies_.clamshell);
+    const bool lidClosed = Lid::isClosed(clamshell_);
     return HoldGate::mayHold(isSleeping_, lidClosed, handsBackOnLidClose_);
 }
 

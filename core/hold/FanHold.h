@@ -14,12 +14,6 @@ class FanController;
 class MainQueue;
 class Timer;
 
-/// What a hold needs of the machine beside its fans. Borrowed.
-struct HoldDependencies {
-    MainQueue& queue;
-    Clamshell& clamshell;
-};
-
 /// Holds every fan at one fraction of its speed range for as long as it is wanted, and no longer.
 ///
 /// While it holds, it keeps the fans in manual mode at their targets, raises them when the chip runs hot, lets them
@@ -32,9 +26,10 @@ class FanHold : public std::enable_shared_from_this<FanHold> {
 public:
     using Event = FanHoldEvent;
 
-    /// Touches no hardware. The fraction is clamped into 0...1; NaN passes through.
-    FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose,
-            HoldDependencies dependencies);
+    /// Touches no hardware. The fraction is clamped into 0...1; NaN passes through. `queue` and `clamshell` are
+    /// borrowed.
+    FanHold(std::shared_ptr<FanController> controller, double fraction, bool handsBackOnLidClose, MainQueue& queue,
+            Clamshell& clamshell);
     FanHold(const FanHold&) = delete;
     FanHold& operator=(const FanHold&) = delete;
     ~FanHold();
@@ -86,7 +81,8 @@ private:
     std::shared_ptr<FanController> controller_;
     double fraction_;
     bool handsBackOnLidClose_;
-    HoldDependencies dependencies_;
+    MainQueue& queue_;
+    Clamshell& clamshell_;
     std::unique_ptr<Timer> timer_;
     bool isHolding_ = false;
     bool isEngaged_ = false;

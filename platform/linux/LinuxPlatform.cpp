@@ -37,12 +37,12 @@ LinuxPlatform::LinuxPlatform(const ConnectionLimits& limits)
 
 Platform LinuxPlatform::assemble() {
     return {
-        .queue = loop_,
-        .exchange = hardware_,
-        .clock = clock_,
-        .rights = folder_,
-        .power = power_,
-        .clamshell = hardware_,
+        .machine = {.queue = loop_,
+                    .exchange = hardware_,
+                    .clock = clock_,
+                    .rights = folder_,
+                    .power = power_,
+                    .clamshell = hardware_},
         .files = files_,
         .signals = signals_,
         .signing = signing_,

@@ -14,12 +14,12 @@ MacPlatform::MacPlatform() : platform_(assemble()) {}
 
 Platform MacPlatform::assemble() {
     return {
-        .queue = queue_,
-        .exchange = exchange_,
-        .clock = clock_,
-        .rights = rights_,
-        .power = power_,
-        .clamshell = clamshell_,
+        .machine = {.queue = queue_,
+                    .exchange = exchange_,
+                    .clock = clock_,
+                    .rights = rights_,
+                    .power = power_,
+                    .clamshell = clamshell_},
         .files = files_,
         .signals = signals_,
         .signing = signing_,

@@ -14,7 +14,10 @@
 #include "prove/daemon/RecordingQueue.h"
 #include "prove/daemon/Tape.h"
 #include "testing/CodeOf.h"
+#include "testing/ScriptedClamshell.h"
 #include "testing/ScriptedPlatform.h"
+#include "testing/ScriptedRights.h"
+#include "testing/VirtualClock.h"
 
 namespace kelo {
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "core/hold/PowerNotifications.h"
 #include "helper/HelperProcess.h"
 #include "helper/Platform.h"
 #include "simulator/model/Profile.h"
@@ -89,12 +90,12 @@ public:
     VirtualQueue queue{now};
 
     const Platform platform{
-        .queue = queue,
-        .exchange = exchange,
-        .clock = clock,
-        .rights = rights,
-        .power = power,
-        .clamshell = clamshell,
+        .machine = {.queue = queue,
+                    .exchange = exchange,
+                    .clock = clock,
+                    .rights = rights,
+                    .power = power,
+                    .clamshell = clamshell},
         .files = files,
         .signals = signals,
         .signing = signing,

@@ -5,6 +5,7 @@
 #include "testing/ScriptedFileEvents.h"
 #include "testing/ScriptedPlatform.h"
 #include "testing/ScriptedPower.h"
+#include "testing/VirtualClock.h"
 #include "testing/VirtualQueue.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/ClockConformance.h"

@@ -63,7 +63,7 @@ protected:
         return client;
     }
 
-    ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
+    ScriptedPlatform platform{machine};
     std::unique_ptr<HelperProcess> process;
 };
 

@@ -23,7 +23,7 @@ protected:
     }
     ~MainTest() override { platformInUse = nullptr; }
 
-    ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
+    ScriptedPlatform platform{machine};
 };
 
 TEST_F(MainTest, AMainLoopThatReturnsEndsTheHelperWithStatusZero) {

@@ -20,8 +20,7 @@ namespace kelo {
 class HeldMac {
 public:
     HeldMac(double fraction, bool handsBackOnLidClose)
-        : hold_(std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose,
-                                          HoldDependencies{queue_, clamshell})) {}
+        : hold_(std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose, queue_, clamshell)) {}
     ~HeldMac() { hold_->stop(); }
     HeldMac(const HeldMac&) = delete;
     HeldMac& operator=(const HeldMac&) = delete;

@@ -308,7 +308,7 @@ TEST_F(FanHoldTest, ADroppedHoldNeverCallsBackAndHandsNothingBack) {
 
 TEST_F(FanHoldTest, ATimerThatFiresOnceMoreAfterTheEndOfTheHoldTakesNoFan) {
     LateQueue late(now);
-    hold = std::make_shared<FanHold>(fans, 0.5, false, HoldDependencies{late, clamshell});
+    hold = std::make_shared<FanHold>(fans, 0.5, false, late, clamshell);
     hold->start();
     hold->stop();
     takeTrace();

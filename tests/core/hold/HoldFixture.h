@@ -17,7 +17,7 @@ protected:
     }
 
     std::shared_ptr<FanHold> makeHold(double fraction, bool handsBackOnLidClose = false) {
-        auto made = std::make_shared<FanHold>(fans, fraction, handsBackOnLidClose, HoldDependencies{queue, clamshell});
+        auto made = std::make_shared<FanHold>(fans, fraction, handsBackOnLidClose, queue, clamshell);
         made->onEvent = [this](const FanHold::Event& event) { note(event.description()); };
         return made;
     }

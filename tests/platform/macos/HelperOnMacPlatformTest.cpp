@@ -189,7 +189,7 @@ TEST_F(HelperOnMacPlatform, SleepThatIsAnnouncedWhileTheMainThreadIsBusyWithAHol
     std::unique_ptr<HelperConnection> client;
     serve([&] {
         client = connectToHelper();
-        platform->queue.post([] { doubles::sendPowerMessage(0xE0000280, 42); });
+        platform->machine.queue.post([] { doubles::sendPowerMessage(0xE0000280, 42); });
         EXPECT_EQ(client->ask(requests::Hold{0.5, false}), std::nullopt);
     });
     mainLoop().runFor(0);
@@ -211,7 +211,7 @@ TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeep
     client.reset();
     doubles::settleXPC();
     mainLoop().runFor(7.5);
-    platform->queue.post([&] {
+    platform->machine.queue.post([&] {
         std::thread(connect).join();
         mainLoop().block(2); // beyond the grace period
     });

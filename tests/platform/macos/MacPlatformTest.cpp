@@ -50,12 +50,12 @@ TEST_F(MacPlatformTest, WhatIsOpenedLaterDoesNotTakeThePlaceOfAClosedStandardStr
 }
 
 TEST_F(MacPlatformTest, EverySeamIsTheMacsOwn) {
-    EXPECT_NE(dynamic_cast<DispatchMainQueue*>(&platform->queue), nullptr);
-    EXPECT_NE(dynamic_cast<IOKitExchange*>(&platform->exchange), nullptr);
-    EXPECT_NE(dynamic_cast<PosixClock*>(&platform->clock), nullptr);
-    EXPECT_NE(dynamic_cast<PosixRights*>(&platform->rights), nullptr);
-    EXPECT_NE(dynamic_cast<IOKitPowerNotifications*>(&platform->power), nullptr);
-    EXPECT_NE(dynamic_cast<IOKitClamshell*>(&platform->clamshell), nullptr);
+    EXPECT_NE(dynamic_cast<DispatchMainQueue*>(&platform->machine.queue), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitExchange*>(&platform->machine.exchange), nullptr);
+    EXPECT_NE(dynamic_cast<PosixClock*>(&platform->machine.clock), nullptr);
+    EXPECT_NE(dynamic_cast<PosixRights*>(&platform->machine.rights), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitPowerNotifications*>(&platform->machine.power), nullptr);
+    EXPECT_NE(dynamic_cast<IOKitClamshell*>(&platform->machine.clamshell), nullptr);
     EXPECT_NE(dynamic_cast<VnodeFileEvents*>(&platform->files), nullptr);
     EXPECT_NE(dynamic_cast<DispatchSignals*>(&platform->signals), nullptr);
     EXPECT_NE(dynamic_cast<SecuritySigningInformation*>(&platform->signing), nullptr);
@@ -75,7 +75,7 @@ TEST_F(MacPlatformTest, TheWallClockCountsSecondsSince1970) {
 
 TEST_F(MacPlatformTest, TheMainLoopIsTheMainRunLoop) {
     bool hasRun = false;
-    platform->queue.post([&] {
+    platform->machine.queue.post([&] {
         hasRun = true;
         CFRunLoopStop(CFRunLoopGetMain());
     });

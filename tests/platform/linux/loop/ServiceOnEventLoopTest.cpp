@@ -60,9 +60,11 @@ protected:
     ScriptedClamshell clamshell;
     RecordingOutput output;
     std::vector<std::string> log;
-    std::shared_ptr<HelperService> service = std::make_shared<HelperService>(ServiceDependencies{
-        loop, exchange, clock, rights, power, clamshell,
-        HelperLog(std::make_shared<RecordingSystemLog>(), "service", output), [](const char*) {}, [] {}});
+    std::shared_ptr<HelperService> service = std::make_shared<HelperService>(
+        ServiceDependencies{{loop, exchange, clock, rights, power, clamshell},
+                            HelperLog(std::make_shared<RecordingSystemLog>(), "service", output),
+                            [](const char*) {},
+                            [] {}});
 };
 
 TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileATimerKeepsTheMainThreadBusyKeepsTheHold) {
