@@ -90,7 +90,7 @@ FileDescriptor listen(int folder, const std::string& name) {
     if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
         throwErrno("socket");
     // Made under another name and moved when it is complete, so that its own name is never missing.
-    const auto unfinished = ".listening." + std::to_string(getpid());
+    const auto unfinished = name + "." + std::to_string(getpid());
     const auto address = addressOf(folder, unfinished);
     while (!bindForEverybody(listener.get(), address))
         // Left by an earlier process of our id that was killed.

@@ -147,7 +147,7 @@ TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
 }
 
 TEST_F(SocketDoors, ASocketThatAnEarlierProcessLeftHalfMadeIsReplaced) {
-    const auto place = temporary / (".listening." + std::to_string(getpid()));
+    const auto place = temporary / ("other.socket." + std::to_string(getpid()));
     writeFile(place, "");
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
     EXPECT_FALSE(std::filesystem::exists(place));
@@ -195,7 +195,7 @@ TEST_F(SocketDoors, ASocketThatIsDeletedIsMadeAnew) {
 
 TEST_F(SocketDoors, NoLinkThatSomebodyElsePutThereIsFollowed) {
     const auto victim = temporary / "victim";
-    const auto place = temporary / (".listening." + std::to_string(getpid()));
+    const auto place = temporary / ("other.socket." + std::to_string(getpid()));
     for (const auto& link : {place, temporary / "other.socket"})
         std::filesystem::create_symlink(victim, link);
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
