@@ -6,29 +6,17 @@
 #include <map>
 #include <string>
 
+#include "tests/platform/macos/doubles/CoreFoundationDouble.h"
+
 namespace kelo::doubles {
 
 /// What every CoreFoundation type is in the double. Kept until `resetCoreFoundation`, so that one release too many
 /// shows.
 struct CFObject {
-    enum class Kind {
-        string = 7,
-        boolean = 21,
-        number = 22,
-        dictionary = 18,
-        code = 40,
-        staticCode,
-        requirement,
-        runLoop,
-        runLoopSource,
-        runLoopTimer,
-        data
-    };
-
-    explicit CFObject(Kind ofKind);
+    explicit CFObject(CFKind ofKind);
 
     const void* const isa; ///< First, where the compiler puts it into constant strings.
-    const Kind kind;
+    const CFKind kind;
     std::atomic<int> references = 1;
 
     std::string text;          ///< Of a string, in UTF-8.
@@ -40,7 +28,7 @@ struct CFObject {
 };
 
 /// One with one reference, counted in the journal.
-CFObject& makeCFObject(CFObject::Kind kind);
+CFObject& makeCFObject(CFKind kind);
 
 CFObject& cfObject(CFTypeRef cf);
 

@@ -24,34 +24,6 @@ std::mutex objectsMutex;
 std::vector<std::unique_ptr<CFObject>> objects;
 bool stringCreationFails = false;
 
-std::string nameOf(CFObject::Kind kind) {
-    switch (kind) {
-    case CFObject::Kind::string:
-        return "CFString";
-    case CFObject::Kind::boolean:
-        return "CFBoolean";
-    case CFObject::Kind::number:
-        return "CFNumber";
-    case CFObject::Kind::dictionary:
-        return "CFDictionary";
-    case CFObject::Kind::code:
-        return "SecCode";
-    case CFObject::Kind::staticCode:
-        return "SecStaticCode";
-    case CFObject::Kind::requirement:
-        return "SecRequirement";
-    case CFObject::Kind::runLoop:
-        return "CFRunLoop";
-    case CFObject::Kind::runLoopSource:
-        return "CFRunLoopSource";
-    case CFObject::Kind::runLoopTimer:
-        return "CFRunLoopTimer";
-    case CFObject::Kind::data:
-        return "CFData";
-    }
-    return "?";
-}
-
 /// As the compiler lays a constant string out.
 struct ConstantString {
     const void* isa;
@@ -67,6 +39,8 @@ bool isConstantString(CFTypeRef cf) {
 /// Whether `cf` is not a constant string of the compiler's nor an Objective-C object.
 bool isCFObject(CFTypeRef cf) { return static_cast<const CFObject*>(cf)->isa == &classOfOurs; }
 
+CFTypeID typeOf(CFKind kind) { return static_cast<CFTypeID>(kind) + 1; } // 0 is not a type
+
 /// The function's name goes into the journal where the platform would end the process.
 bool isUsable(CFTypeRef cf, const char* function) {
     if (cf == nullptr) {
@@ -80,27 +54,11 @@ bool isUsable(CFTypeRef cf, const char* function) {
     return true;
 }
 
-CFObject::Kind kindOf(CFKind kind) {
-    switch (kind) {
-    case CFKind::code:
-        return CFObject::Kind::code;
-    case CFKind::staticCode:
-        return CFObject::Kind::staticCode;
-    case CFKind::requirement:
-        return CFObject::Kind::requirement;
-    case CFKind::runLoopSource:
-        return CFObject::Kind::runLoopSource;
-    case CFKind::data:
-        return CFObject::Kind::data;
-    }
-    return CFObject::Kind::data;
-}
-
 } // namespace
 
-CFObject::CFObject(Kind ofKind) : isa(&classOfOurs), kind(ofKind) {}
+CFObject::CFObject(CFKind ofKind) : isa(&classOfOurs), kind(ofKind) {}
 
-CFObject& makeCFObject(CFObject::Kind kind) {
+CFObject& makeCFObject(CFKind kind) {
     const std::lock_guard lock(objectsMutex);
     objects.push_back(std::make_unique<CFObject>(kind));
     journal().created(nameOf(kind));
@@ -109,40 +67,40 @@ CFObject& makeCFObject(CFObject::Kind kind) {
 
 CFObject& cfObject(CFTypeRef cf) { return *static_cast<CFObject*>(const_cast<void*>(cf)); }
 
-CFTypeRef makeCF(CFKind kind) { return &makeCFObject(kindOf(kind)); }
+CFTypeRef makeCF(CFKind kind) { return &makeCFObject(kind); }
 
 CFTypeRef makeCFString(const std::string& text) {
-    auto& string = makeCFObject(CFObject::Kind::string);
+    auto& string = makeCFObject(CFKind::string);
     string.text = text;
     return &string;
 }
 
 CFTypeRef makeCFStringWithoutUTF8() {
-    auto& string = makeCFObject(CFObject::Kind::string);
+    auto& string = makeCFObject(CFKind::string);
     string.isConvertible = false;
     return &string;
 }
 
 CFTypeRef makeCFBoolean(bool value) {
-    auto& boolean = makeCFObject(CFObject::Kind::boolean);
+    auto& boolean = makeCFObject(CFKind::boolean);
     boolean.boolean = value;
     return &boolean;
 }
 
 CFTypeRef makeCFNumber(double value, bool isExact) {
-    auto& number = makeCFObject(CFObject::Kind::number);
+    auto& number = makeCFObject(CFKind::number);
     number.number = value;
     number.isExact = isExact;
     return &number;
 }
 
 CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries) {
-    auto& dictionary = makeCFObject(CFObject::Kind::dictionary);
+    auto& dictionary = makeCFObject(CFKind::dictionary);
     dictionary.entries = entries;
     return &dictionary;
 }
 
-bool isCF(CFTypeRef cf, CFKind kind) { return cf != nullptr && cfObject(cf).kind == kindOf(kind); }
+bool isCF(CFTypeRef cf, CFKind kind) { return cf != nullptr && cfObject(cf).kind == kind; }
 
 std::string cfText(CFStringRef string) {
     if (string == nullptr)
@@ -189,18 +147,18 @@ void CFRelease(CFTypeRef cf) {
 CFTypeID CFGetTypeID(CFTypeRef cf) {
     if (!isUsable(cf, "CFGetTypeID"))
         return 0;
-    return static_cast<CFTypeID>(isConstantString(cf) ? CFObject::Kind::string : cfObject(cf).kind);
+    return typeOf(isConstantString(cf) ? CFKind::string : cfObject(cf).kind);
 }
 
-CFTypeID CFBooleanGetTypeID() { return static_cast<CFTypeID>(CFObject::Kind::boolean); }
-CFTypeID CFNumberGetTypeID() { return static_cast<CFTypeID>(CFObject::Kind::number); }
-CFTypeID CFStringGetTypeID() { return static_cast<CFTypeID>(CFObject::Kind::string); }
-CFTypeID CFDictionaryGetTypeID() { return static_cast<CFTypeID>(CFObject::Kind::dictionary); }
+CFTypeID CFBooleanGetTypeID() { return typeOf(CFKind::boolean); }
+CFTypeID CFNumberGetTypeID() { return typeOf(CFKind::number); }
+CFTypeID CFStringGetTypeID() { return typeOf(CFKind::string); }
+CFTypeID CFDictionaryGetTypeID() { return typeOf(CFKind::dictionary); }
 
 Boolean CFBooleanGetValue(CFBooleanRef boolean) {
     if (!isUsable(boolean, "CFBooleanGetValue"))
         return 0;
-    if (cfObject(boolean).kind != CFObject::Kind::boolean)
+    if (cfObject(boolean).kind != CFKind::boolean)
         journal().misuse("CFBooleanGetValue of what is no boolean");
     return cfObject(boolean).boolean;
 }
@@ -208,7 +166,7 @@ Boolean CFBooleanGetValue(CFBooleanRef boolean) {
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
     if (!isUsable(number, "CFNumberGetValue"))
         return 0;
-    if (cfObject(number).kind != CFObject::Kind::number || type != kCFNumberDoubleType) {
+    if (cfObject(number).kind != CFKind::number || type != kCFNumberDoubleType) {
         journal().misuse("CFNumberGetValue of what is no number, or into what is no double");
         return 0;
     }

@@ -10,9 +10,29 @@ namespace kelo::doubles {
 // CoreFoundation objects for the other doubles to hand out. Each function returns one with one reference, counted in
 // the journal under "CFString" and the like.
 
-/// The types whose content nothing reads.
-enum class CFKind { code, staticCode, requirement, runLoopSource, data };
+enum class CFKind {
+    string,
+    boolean,
+    number,
+    dictionary,
+    runLoop,
+    runLoopSource,
+    runLoopTimer,
+    code,
+    staticCode,
+    requirement,
+    data
+};
 
+/// As the journal counts objects of `kind`.
+constexpr const char* nameOf(CFKind kind) {
+    constexpr const char* names[] = {"CFString",      "CFBoolean",       "CFNumber",       "CFDictionary",
+                                     "CFRunLoop",     "CFRunLoopSource", "CFRunLoopTimer", "SecCode",
+                                     "SecStaticCode", "SecRequirement",  "CFData"};
+    return names[static_cast<std::size_t>(kind)];
+}
+
+/// An object whose content nothing reads.
 CFTypeRef makeCF(CFKind kind);
 CFTypeRef makeCFString(const std::string& text);
 /// A string that UTF-8 cannot hold.

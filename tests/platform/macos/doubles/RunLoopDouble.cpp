@@ -17,8 +17,8 @@ namespace {
 // So that a date is not mistaken for an interval.
 constexpr CFAbsoluteTime dateAtStart = 1 << 20;
 
-CFObject mainRunLoop(CFObject::Kind::runLoop);
-CFObject otherRunLoop(CFObject::Kind::runLoop);
+CFObject mainRunLoop(CFKind::runLoop);
+CFObject otherRunLoop(CFKind::runLoop);
 
 CFRunLoopRef asRunLoop(CFObject& object) { return reinterpret_cast<CFRunLoopRef>(&object); }
 
@@ -136,7 +136,7 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef, CFAbsoluteTime fireDate, 
     const CFRunLoopTimerContext copied = context != nullptr ? *context : CFRunLoopTimerContext{};
     if (flags != 0 || order != 0 || copied.version != 0)
         journal().misuse("CFRunLoopTimerCreate with flags, an order or a version that is not 0");
-    auto* const timer = reinterpret_cast<CFRunLoopTimerRef>(&makeCFObject(CFObject::Kind::runLoopTimer));
+    auto* const timer = reinterpret_cast<CFRunLoopTimerRef>(&makeCFObject(CFKind::runLoopTimer));
     timers.insert({timer, TimerState{fireDate - dateAtStart, interval, callback, copied}});
     return timer;
 }

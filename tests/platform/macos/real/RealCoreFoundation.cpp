@@ -1,12 +1,11 @@
-// Journals the calls of the real CoreFoundation, to which the linker sends them through here, and counts the references
-// that the sources under test hold.
+// Journals the calls of the real CoreFoundation: the linker redirects them to this file, which passes them on. Counts
+// the references that the sources under test hold.
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <map>
 #include <mutex>
 #include <set>
-#include <vector>
 
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/Journal.h"
@@ -17,22 +16,21 @@ namespace kelo::doubles {
 namespace {
 
 struct Held {
-    std::string kind;
+    CFKind kind;
     int references = 0;
 };
 
 std::mutex mutex;
 std::map<CFTypeRef, Held> held;
-std::map<CFTypeRef, CFKind> opaque;
 std::set<CFRunLoopSourceRef> sources;
 bool stringCreationFails = false;
 
-CFTypeRef hold(const std::string& kind, CFTypeRef cf) {
+CFTypeRef hold(CFKind kind, CFTypeRef cf) {
     const std::lock_guard lock(mutex);
     auto& entry = held[cf];
     entry.kind = kind;
     ++entry.references;
-    journal().created(kind);
+    journal().created(nameOf(kind));
     return cf;
 }
 
@@ -65,7 +63,7 @@ void __wrap_CFRelease(CFTypeRef cf) {
         const auto found = held.find(cf);
         if (found == held.end())
             return journal().misuse("CFRelease of what is not held");
-        journal().gone(found->second.kind);
+        journal().gone(nameOf(found->second.kind));
         if (--found->second.references == 0)
             held.erase(found);
     }
@@ -76,7 +74,7 @@ CFStringRef __wrap_CFStringCreateWithCString(CFAllocatorRef allocator, const cha
     if (stringCreationFails)
         return nullptr;
     const auto string = __real_CFStringCreateWithCString(allocator, text, encoding);
-    hold("CFString", string);
+    hold(CFKind::string, string);
     return string;
 }
 
@@ -107,7 +105,7 @@ CFRunLoopTimerRef __wrap_CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsolu
                                               CFRunLoopTimerCallBack callback, CFRunLoopTimerContext* context) {
     journal().add(std::string("CFRunLoopTimerCreate ") + (interval > 0 ? "repeating" : "once"));
     const auto timer = __real_CFRunLoopTimerCreate(allocator, fireDate, interval, flags, order, callback, context);
-    hold("CFRunLoopTimer", timer);
+    hold(CFKind::runLoopTimer, timer);
     return timer;
 }
 
@@ -126,11 +124,6 @@ void __wrap_CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer) {
 namespace kelo::doubles {
 
 CFTypeRef makeCF(CFKind kind) {
-    static const std::map<CFKind, const char*> names = {{CFKind::code, "SecCode"},
-                                                        {CFKind::staticCode, "SecStaticCode"},
-                                                        {CFKind::requirement, "SecRequirement"},
-                                                        {CFKind::runLoopSource, "CFRunLoopSource"},
-                                                        {CFKind::data, "CFData"}};
     CFTypeRef made = nullptr;
     if (kind == CFKind::runLoopSource) {
         CFRunLoopSourceContext context{};
@@ -139,25 +132,25 @@ CFTypeRef makeCF(CFKind kind) {
     } else {
         made = CFDataCreateMutable(kCFAllocatorDefault, 0); // each an object of its own
     }
-    opaque[made] = kind;
-    return hold(names.at(kind), made);
+    return hold(kind, made);
 }
 
 CFTypeRef makeCFString(const std::string& text) {
-    return hold("CFString", __real_CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8));
+    return hold(CFKind::string,
+                __real_CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8));
 }
 
 CFTypeRef makeCFStringWithoutUTF8() {
     const UniChar half = 0xD800; // of a pair
-    return hold("CFString", CFStringCreateWithCharacters(kCFAllocatorDefault, &half, 1));
+    return hold(CFKind::string, CFStringCreateWithCharacters(kCFAllocatorDefault, &half, 1));
 }
 
-CFTypeRef makeCFBoolean(bool value) { return hold("CFBoolean", value ? kCFBooleanTrue : kCFBooleanFalse); }
+CFTypeRef makeCFBoolean(bool value) { return hold(CFKind::boolean, value ? kCFBooleanTrue : kCFBooleanFalse); }
 
 CFTypeRef makeCFNumber(double value, bool isExact) {
     const std::int64_t tooLong = (std::int64_t{1} << 53) + 1;
-    return hold("CFNumber", isExact ? CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value)
-                                    : CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &tooLong));
+    return hold(CFKind::number, isExact ? CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value)
+                                        : CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &tooLong));
 }
 
 CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries) {
@@ -169,12 +162,13 @@ CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries) {
         CFRelease(name);
         CFRelease(value);
     }
-    return hold("CFDictionary", dictionary);
+    return hold(CFKind::dictionary, dictionary);
 }
 
 bool isCF(CFTypeRef cf, CFKind kind) {
-    const auto found = opaque.find(cf);
-    return found != opaque.end() && found->second == kind;
+    const std::lock_guard lock(mutex);
+    const auto found = held.find(cf);
+    return found != held.end() && found->second.kind == kind;
 }
 
 std::string cfText(CFStringRef string) {
@@ -186,7 +180,7 @@ CFTypeRef retainCF(CFTypeRef cf) {
     const std::lock_guard lock(mutex);
     auto& entry = held.at(cf);
     ++entry.references;
-    journal().created(entry.kind);
+    journal().created(nameOf(entry.kind));
     return CFRetain(cf);
 }
 
@@ -195,7 +189,6 @@ void failStringCreation(bool fails) { stringCreationFails = fails; }
 void resetCoreFoundation() {
     const std::lock_guard lock(mutex);
     held.clear();
-    opaque.clear();
     stringCreationFails = false;
 }
 
