@@ -12,6 +12,25 @@ struct Proxy {
     ConnectionRef client() const { return stateOf(static_cast<NSXPCConnection*>(connection.get())); }
 };
 
+/// The reply block that the helper gets: passes an object on to the client's `reply`.
+/// `token` is a copy: a block does not copy what a reference refers to.
+template <typename Object> Copied<void (^)(Object*)> passOn(void (^reply)(Object*), std::shared_ptr<ReplyToken> token) {
+    const Copied client(reply); // it must outlive the block below, which would hold it unowned
+    return Copied<void (^)(Object*)>(^(Object* object) {
+      const Strong carried(object);
+      token->pending->reply([client, carried] { client.get()(carried.get()); });
+    });
+}
+
+using Sender = std::function<void(id<KeloHelperProtocol> helper, std::shared_ptr<ReplyToken> token)>;
+
+/// Makes one request, which `send` sends to the exported object.
+void perform(NSObject* object, const char* selector, const Sender& send) {
+    const auto& proxy = payload<Proxy>(object);
+    request(proxy.client(), proxy.errorHandler.get(), sel_registerName(selector),
+            [send](id helper, const std::shared_ptr<ReplyToken>& token) { send(helper, token); });
+}
+
 } // namespace
 
 } // namespace kelo::doubles
@@ -24,66 +43,41 @@ using namespace kelo::doubles;
 @implementation KeloProxyDouble
 
 - (void)fetchSnapshotWithReply:(void (^)(NSData*))reply {
-    auto& proxy = payload<Proxy>(self);
-    request(proxy.client(), proxy.errorHandler.get(), sel_registerName("fetchSnapshotWithReply:"),
-            [reply](id helper, std::shared_ptr<ReplyToken> token) {
-                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
-                [static_cast<id<KeloHelperProtocol>>(helper) fetchSnapshotWithReply:^(NSData* data) {
-                  const Strong carried(data);
-                  token->pending->reply([client, carried] { client.get()(carried.get()); });
-                }];
-            });
+    perform(self, "fetchSnapshotWithReply:", [reply](auto helper, const auto& token) {
+        [helper fetchSnapshotWithReply:passOn(reply, token).get()];
+    });
 }
 
 - (void)holdWithFraction:(double)fraction
      handsBackOnLidClose:(BOOL)handsBackOnLidClose
                    reply:(void (^)(NSString*))reply {
-    auto& proxy = payload<Proxy>(self);
-    request(proxy.client(), proxy.errorHandler.get(), sel_registerName("holdWithFraction:handsBackOnLidClose:reply:"),
-            [=](id helper, std::shared_ptr<ReplyToken> token) {
-                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
-                [static_cast<id<KeloHelperProtocol>>(helper)
-                       holdWithFraction:fraction
-                    handsBackOnLidClose:handsBackOnLidClose
-                                  reply:^(NSString* error) {
-                                    const Strong carried(error);
-                                    token->pending->reply([client, carried] { client.get()(carried.get()); });
-                                  }];
-            });
+    perform(self, "holdWithFraction:handsBackOnLidClose:reply:", [=](auto helper, const auto& token) {
+        [helper holdWithFraction:fraction handsBackOnLidClose:handsBackOnLidClose reply:passOn(reply, token).get()];
+    });
 }
 
 - (void)handBackWithReply:(void (^)(NSString*))reply {
-    auto& proxy = payload<Proxy>(self);
-    request(proxy.client(), proxy.errorHandler.get(), sel_registerName("handBackWithReply:"),
-            [reply](id helper, std::shared_ptr<ReplyToken> token) {
-                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
-                [static_cast<id<KeloHelperProtocol>>(helper) handBackWithReply:^(NSString* error) {
-                  const Strong carried(error);
-                  token->pending->reply([client, carried] { client.get()(carried.get()); });
-                }];
-            });
+    perform(self, "handBackWithReply:", [reply](auto helper, const auto& token) {
+        [helper handBackWithReply:passOn(reply, token).get()];
+    });
 }
 
 - (void)helperVersionWithReply:(void (^)(NSInteger))reply {
-    auto& proxy = payload<Proxy>(self);
-    request(proxy.client(), proxy.errorHandler.get(), sel_registerName("helperVersionWithReply:"),
-            [reply](id helper, std::shared_ptr<ReplyToken> token) {
-                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
-                [static_cast<id<KeloHelperProtocol>>(helper) helperVersionWithReply:^(NSInteger version) {
-                  token->pending->reply([client, version] { client.get()(version); });
-                }];
-            });
+    perform(self, "helperVersionWithReply:", [reply](auto helper, std::shared_ptr<ReplyToken> token) {
+        const Copied client(reply); // as in passOn
+        [helper helperVersionWithReply:^(NSInteger version) {
+          token->pending->reply([client, version] { client.get()(version); });
+        }];
+    });
 }
 
 - (void)standDownWithReply:(void (^)(void))reply {
-    auto& proxy = payload<Proxy>(self);
-    request(proxy.client(), proxy.errorHandler.get(), sel_registerName("standDownWithReply:"),
-            [reply](id helper, std::shared_ptr<ReplyToken> token) {
-                const Copied client(reply); // it is to outlive the block below, which would hold it unowned
-                [static_cast<id<KeloHelperProtocol>>(helper) standDownWithReply:^{
-                  token->pending->reply([client] { client.get()(); });
-                }];
-            });
+    perform(self, "standDownWithReply:", [reply](auto helper, std::shared_ptr<ReplyToken> token) {
+        const Copied client(reply); // as in passOn
+        [helper standDownWithReply:^{
+          token->pending->reply([client] { client.get()(); });
+        }];
+    });
 }
 
 @end
