@@ -1,4 +1,4 @@
-// What the blocks runtime lacks; the linker wraps its functions.
+// Adds what the blocks runtime lacks, by wrapping its functions in the linker.
 //
 // - On the platform, copying a block retains the objects that it captures.
 // - It counts a block's references with atomic operations that the thread sanitizer does not see, since the library is

@@ -24,7 +24,7 @@ std::mutex objectsMutex;
 std::vector<std::unique_ptr<CFObject>> objects;
 bool stringCreationFails = false;
 
-/// As the compiler lays a constant string out.
+/// The compiler's layout of a constant string.
 struct ConstantString {
     const void* isa;
     int flags;
@@ -41,7 +41,7 @@ bool isCFObject(CFTypeRef cf) { return static_cast<const CFObject*>(cf)->isa == 
 
 CFTypeID typeOf(CFKind kind) { return static_cast<CFTypeID>(kind) + 1; } // 0 is not a type
 
-/// The function's name goes into the journal where the platform would end the process.
+/// Reports a use for which the platform would end the process.
 bool isUsable(CFTypeRef cf, const char* function) {
     if (cf == nullptr) {
         journal().misuse(std::string(function) + " of null");

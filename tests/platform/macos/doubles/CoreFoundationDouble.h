@@ -7,8 +7,8 @@
 
 namespace kelo::doubles {
 
-// CoreFoundation objects for the other doubles to hand out. Each function returns one with one reference, counted in
-// the journal under "CFString" and the like.
+// CoreFoundation objects that the other doubles return. Each function returns an object with one reference, which the
+// journal counts under its kind.
 
 enum class CFKind {
     string,
@@ -24,7 +24,7 @@ enum class CFKind {
     data
 };
 
-/// As the journal counts objects of `kind`.
+/// The name under which the journal counts objects of `kind`.
 constexpr const char* nameOf(CFKind kind) {
     constexpr const char* names[] = {"CFString",      "CFBoolean",       "CFNumber",       "CFDictionary",
                                      "CFRunLoop",     "CFRunLoopSource", "CFRunLoopTimer", "SecCode",
@@ -35,10 +35,10 @@ constexpr const char* nameOf(CFKind kind) {
 /// An object whose content nothing reads.
 CFTypeRef makeCF(CFKind kind);
 CFTypeRef makeCFString(const std::string& text);
-/// A string that UTF-8 cannot hold.
+/// A string that UTF-8 cannot represent.
 CFTypeRef makeCFStringWithoutUTF8();
 CFTypeRef makeCFBoolean(bool value);
-/// One that is not exact loses something as a double.
+/// Unless exact, a number that a double cannot represent.
 CFTypeRef makeCFNumber(double value, bool isExact = true);
 /// Takes over the values' references.
 CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries);

@@ -22,7 +22,7 @@ namespace {
 
 const char mainQueue = 0;
 
-constexpr double leeway = 0.1; // of a delay, by which the platform may let it be longer
+constexpr double leeway = 0.1; // the part of a delay by which the platform may exceed it
 
 struct Source : DispatchSourceRecord {
     bool isRegistered = false; // the system reports events to it
@@ -37,7 +37,7 @@ Source& asSource(const dispatch_object_s* object) {
     return *reinterpret_cast<Source*>(const_cast<dispatch_object_s*>(object));
 }
 
-/// Events that come before the handler has run are one.
+/// Merges the events that come before the handler has run.
 void addEvent(Source& source) {
     if (!source.isRegistered || source.isCancelled || source.isEventPending)
         return;

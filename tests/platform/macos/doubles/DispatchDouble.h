@@ -7,10 +7,10 @@ namespace kelo::doubles {
 /// Makes dispatch_source_create fail.
 void failSourceCreation(bool fails);
 
-/// A signal for the process, as `kill` sends it. Lost by a source that has not been registered yet.
+/// Sends the process a signal, as `kill` does. A source that is not registered yet misses it.
 void arriveSignal(int signal);
 
-/// Adds an event of every registered vnode source, whatever has become of its file; `flags` as DISPATCH_VNODE_….
+/// Sends every registered vnode source an event, without regard to its file; `flags` as DISPATCH_VNODE_….
 void sendVnodeEvent(unsigned long flags);
 
 /// "vnode 0x61 active main" for the last source made: type, mask, state, queue.

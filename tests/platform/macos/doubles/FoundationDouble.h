@@ -20,10 +20,10 @@
 
 namespace kelo::doubles {
 
-/// What a double keeps behind an object, by type.
+/// The state that a double attaches to an object, by type.
 template <typename Payload> Payload& payload(NSObject* object);
 
-/// Gives `object` its payload.
+/// Attaches a payload to `object`.
 void setPayload(NSObject* object, std::shared_ptr<void> payload);
 std::shared_ptr<void> rawPayload(NSObject* object);
 
@@ -36,7 +36,7 @@ template <typename Payload> Payload& payload(NSObject* object) {
 
 // These return objects with one reference.
 NSString* makeString(const std::string& text);
-/// One that UTF-8 cannot hold.
+/// A string that UTF-8 cannot represent.
 NSString* makeStringWithoutUTF8();
 NSError* makeError(NSInteger code, const std::string& description);
 /// Without a reason if `reason` is null.

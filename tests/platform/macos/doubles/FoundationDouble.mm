@@ -21,7 +21,7 @@ namespace kelo::doubles {
 
 namespace {
 
-/// Stands behind every object.
+/// The state of an object.
 struct ObjectState {
     std::atomic<int> references = 1;
     std::string className;
@@ -41,8 +41,7 @@ struct Pool {
 /// A thread's pools, from the outermost to the innermost.
 thread_local std::vector<Pool> pools;
 
-/// Runs the constructors or destructors of the C++ members that `cls` itself adds, which is the runtime's task on the
-/// platform.
+/// Runs the constructors or destructors of the C++ members that `cls` itself adds. On the platform the runtime does.
 void runMembers(id object, Class cls, const char* name) {
     unsigned int count = 0;
     Method* const methods = class_copyMethodList(cls, &count);
@@ -70,7 +69,7 @@ void destroyMembers(id object) {
 
 using namespace kelo::doubles;
 
-/// An object that is gone. It answers nothing but what is wrong on it, too.
+/// The class of an object that is gone: reports its use.
 __attribute__((objc_root_class))
 @interface KeloDeadObject {
     Class isa;
@@ -202,7 +201,7 @@ struct StringPayload {
     bool isConvertible = true;
 };
 
-/// Whether `text` is UTF-8, as strict as this double's tests need it.
+/// Whether `text` is UTF-8, as strictly as the tests need.
 bool isUTF8(const std::string& text) {
     for (std::size_t i = 0; i < text.size();) {
         const auto lead = static_cast<unsigned char>(text[i]);

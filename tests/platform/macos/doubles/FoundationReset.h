@@ -10,7 +10,7 @@ namespace kelo::doubles {
 /// main run loop or the main queue makes one.
 void runInPool(const std::function<void()>& work);
 
-/// Frees the objects that are gone, which are kept so that their use shows.
+/// Frees the objects that are gone. Until then they are kept so that their use is noticed.
 void resetFoundation();
 
 } // namespace kelo::doubles

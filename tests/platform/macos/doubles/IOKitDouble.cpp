@@ -41,7 +41,7 @@ struct Right {
 };
 
 IOKitKernel theKernel;
-std::map<mach_port_t, Right> rights; // those that are gone, too, so that their use shows
+std::map<mach_port_t, Right> rights; // including released ones, so that their use is noticed
 std::vector<std::unique_ptr<IONotificationPort>> ports;
 std::vector<Registration> registrations;
 
@@ -62,7 +62,7 @@ bool isHeld(mach_port_t port) {
     return found != rights.end() && found->second.references > 0;
 }
 
-/// Gives one reference back; `function` goes into the journal where there is none.
+/// Drops one reference; reports `function` if there is none.
 void dropRight(mach_port_t port, const std::string& function) {
     if (!isHeld(port))
         return journal().misuse(function + " of " + nameOf(port) + ", which is not held");
@@ -146,7 +146,7 @@ kern_return_t IOServiceOpen(io_service_t service, task_port_t task, uint32_t typ
     if (!isHeld(service))
         journal().misuse("IOServiceOpen of a service that is not held");
     if (kernel().openStatus != KERN_SUCCESS) {
-        *connection = 0xDEAD; // a failed call leaves what it likes
+        *connection = 0xDEAD; // a failed call may leave any value
         return kernel().openStatus;
     }
     *connection = makeRight("connection", true);
@@ -207,7 +207,7 @@ io_connect_t IORegisterForSystemPower(void* refcon, IONotificationPortRef* port,
         return MACH_PORT_NULL;
     const auto rootPort = makeRight("root port", true);
     if (kernel().isPortMissing) {
-        journal().gone("root port"); // nothing can be given back without the port
+        journal().gone("root port"); // nothing can be released without the port
         return rootPort;
     }
     auto* const source = static_cast<CFRunLoopSourceRef>(const_cast<void*>(makeCF(CFKind::runLoopSource)));

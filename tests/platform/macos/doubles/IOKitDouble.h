@@ -36,10 +36,10 @@ struct IOKitKernel {
 
 IOKitKernel& kernel();
 
-/// Queues a message for everybody who is registered; the main loop delivers it to those that still are then and whose
+/// Queues a message for every registration. The main loop delivers it to those that are still registered and whose
 /// run-loop source it has.
 void sendPowerMessage(std::uint32_t messageType, std::intptr_t argument);
-/// The same with nothing in the place of what was registered.
+/// Sends the message with a null refcon.
 void sendPowerMessageWithoutRefcon(std::uint32_t messageType, std::intptr_t argument);
 
 void resetIOKit();

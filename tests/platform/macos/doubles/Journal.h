@@ -7,8 +7,8 @@
 
 namespace kelo::doubles {
 
-/// What the sources under test did to the platform: their calls in order, the objects they hold, and what the platform
-/// would have punished. One for the process; a fixture resets it. Any thread.
+/// Records how the sources under test use the platform: their calls in order, the objects that they hold, and misuses.
+/// One for the process; a fixture resets it. Any thread.
 class Journal {
 public:
     /// One call, as "function argument argument".

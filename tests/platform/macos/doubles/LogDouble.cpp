@@ -19,7 +19,7 @@ namespace kelo::doubles {
 namespace {
 
 std::mutex mutex;
-std::vector<std::unique_ptr<os_log_s>> logs; // for the life of the process, as on the platform
+std::vector<std::unique_ptr<os_log_s>> logs; // never freed, as on the platform
 std::vector<LogEntry> entries;
 std::set<std::uint8_t> disabledTypes;
 
@@ -28,7 +28,7 @@ constexpr std::size_t headerSize = 2;
 constexpr std::uint8_t publicFlag = 0x2;
 constexpr std::uint8_t stringKind = 2;
 
-/// Reads the next argument, which must be a string, and moves `argument` on.
+/// Reads the next argument, which must be a string, and advances `argument`.
 std::string stringArgument(const std::uint8_t*& argument) {
     const std::uint8_t descriptor = argument[0];
     const std::uint8_t size = argument[1];

@@ -11,7 +11,7 @@
 
 namespace kelo::doubles {
 
-/// Whether the main loop is the double below, and not the system's own in real time.
+/// Whether the main loop is the double below rather than the system's, which runs in real time.
 #ifdef KELO_REAL_DISPATCH
 constexpr bool isTimeVirtual = false;
 #else
@@ -44,10 +44,10 @@ public:
     /// Runs what is due now, as other threads post it, until `isDone`. False when that takes more than ten real
     /// seconds.
     bool runUntil(const std::function<bool()>& isDone);
-    /// Time passes and nothing runs.
+    /// Lets time pass without running anything.
     void block(double seconds);
 
-    /// Called before each pass: looks whether something has happened outside.
+    /// Adds a function that is called before each pass to look for outside events.
     void addPoll(std::function<void()> poll);
 
     bool isOnMainThread() const { return std::this_thread::get_id() == mainThread_; }

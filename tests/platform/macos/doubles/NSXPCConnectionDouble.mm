@@ -10,13 +10,13 @@ using namespace kelo::doubles;
 namespace {
 
 /// Journals a call that belongs before `resume`. The call itself never throws.
-void tell(const ConnectionRef& connection, std::string_view what) {
+void journalSetting(const ConnectionRef& connection, std::string_view what) {
     withEnoughMemory([&] { journal().add("NSXPCConnection " + std::string(what)); });
     if (connection->isResumed)
         journal().misuse(std::string(what) + " after resume");
 }
 
-/// A copy of a handler of `connection`. The platform copies it in frames that no exception may cross, and keeps it as
+/// Copies a handler of `connection`. The platform does so in frames that no exception may cross, and keeps the copy as
 /// long as the connection.
 Copied<EmptyBlock> copyHandler(NSXPCConnection* connection, EmptyBlock handler) {
     const int references = referencesTo(connection);
@@ -27,8 +27,7 @@ Copied<EmptyBlock> copyHandler(NSXPCConnection* connection, EmptyBlock handler) 
     return copy;
 }
 
-/// What `@protocol` yields is a record whose second member is the name, and not registered: what the
-/// runtime knows about a protocol, it knows under its name.
+/// `@protocol` yields an unregistered record whose second member is the name. The runtime finds protocols by name.
 Protocol* registeredProtocol(Protocol* protocol) {
     return objc_getProtocol(reinterpret_cast<const char* const*>(protocol)[1]);
 }
@@ -69,7 +68,7 @@ Protocol* registeredProtocol(Protocol* protocol) {
 }
 
 - (void)setExportedInterface:(NSXPCInterface*)interface {
-    tell(stateOf(self), "setExportedInterface");
+    journalSetting(stateOf(self), "setExportedInterface");
     stateOf(self)->exportedInterface = Strong(interface);
 }
 
@@ -78,7 +77,7 @@ Protocol* registeredProtocol(Protocol* protocol) {
 }
 
 - (void)setExportedObject:(id)object {
-    tell(stateOf(self), "setExportedObject");
+    journalSetting(stateOf(self), "setExportedObject");
     stateOf(self)->exportedObject = Strong(object);
 }
 
@@ -87,7 +86,7 @@ Protocol* registeredProtocol(Protocol* protocol) {
 }
 
 - (void)setRemoteObjectInterface:(NSXPCInterface*)interface {
-    tell(stateOf(self), "setRemoteObjectInterface");
+    journalSetting(stateOf(self), "setRemoteObjectInterface");
     stateOf(self)->remoteInterface = Strong(interface);
 }
 
@@ -100,7 +99,7 @@ Protocol* registeredProtocol(Protocol* protocol) {
 }
 
 - (void)setInterruptionHandler:(void (^)(void))handler {
-    tell(stateOf(self), "setInterruptionHandler");
+    journalSetting(stateOf(self), "setInterruptionHandler");
     stateOf(self)->interruptionHandler = copyHandler(self, handler);
 }
 
@@ -109,13 +108,13 @@ Protocol* registeredProtocol(Protocol* protocol) {
 }
 
 - (void)setInvalidationHandler:(void (^)(void))handler {
-    tell(stateOf(self), "setInvalidationHandler");
+    journalSetting(stateOf(self), "setInvalidationHandler");
     stateOf(self)->invalidationHandler = copyHandler(self, handler);
 }
 
 - (void)setCodeSigningRequirement:(NSString*)requirement {
     const auto state = stateOf(self);
-    tell(state, std::string("setCodeSigningRequirement ") + requirement.UTF8String);
+    journalSetting(state, std::string("setCodeSigningRequirement ") + requirement.UTF8String);
     refuseMalformed(requirement);
     if (state->requirement)
         journal().misuse("setCodeSigningRequirement twice");

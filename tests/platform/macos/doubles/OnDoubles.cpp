@@ -37,7 +37,7 @@ void resetAll() {
 
 bool isTestRunning = false;
 
-/// A helper that leaves with status 0 in the middle of a test must not pass for a test that has passed.
+/// Fails the run when the helper exits with status 0 in the middle of a test, which would look like success.
 void refuseSuccess(int status, void*) {
     if (status != 0 || !isTestRunning)
         return;

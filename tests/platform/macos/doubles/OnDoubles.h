@@ -10,8 +10,8 @@
 
 namespace kelo::doubles {
 
-/// Resets every double, and at the end fails the test that has left something unreleased or done what ends the process
-/// on the real platform. The test runs on the main thread.
+/// Resets every double. At the end fails a test that has left an object unreleased or misused the platform. The test
+/// runs on the main thread.
 class DoublesScope {
 public:
     DoublesScope();

@@ -26,8 +26,8 @@ namespace kelo::doubles {
 namespace {
 
 #ifdef KELO_REAL_DISPATCH
-/// Ignores a signal that would end the process. Only then: away from a Mac, libdispatch catches a signal itself from
-/// its first source on, and a later change would take it away from it.
+/// Ignores a signal that would end the process, and no other: on Linux libdispatch installs its own handler with the
+/// first source, and a later change would replace it.
 void ignoreForReal(int number) {
     struct sigaction current = {};
     sigaction(number, nullptr, &current);

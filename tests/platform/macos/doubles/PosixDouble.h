@@ -6,20 +6,19 @@
 
 namespace kelo::doubles {
 
-// open, close, stat, signal and geteuid of the sources under test come by here (the linker wraps them) and are
-// journalled while a fixture asks for it. They do what they always do, but for signal, which only keeps what was set,
-// and geteuid.
+// The linker redirects the open, close, stat, signal and geteuid of the sources under test to this double, which
+// journals them on request and passes them on, except signal, which only stores the disposition, and geteuid.
 
 /// Whether `signal` was given the disposition SIG_IGN.
 bool isIgnored(int signal);
 
-/// As whom the process acts; as user 0 unless told otherwise.
+/// The user as whom the process acts: 0 by default.
 void setEffectiveUser(unsigned int user);
 
-/// What proc_pidpath answers: this path, cut to the buffer, or 0 for none.
+/// Makes proc_pidpath return this path, cut to the buffer, or 0 without one.
 void setOwnPath(std::optional<std::string> path);
 
-/// Whether the calls of the C library go into the journal.
+/// Whether the C library calls are journalled.
 void journalFiles(bool isOn);
 
 void resetPosix();

@@ -14,7 +14,7 @@ namespace kelo::doubles {
 
 namespace {
 
-// So that a date is not mistaken for an interval.
+// A large start date, so that a date cannot be mistaken for an interval.
 constexpr CFAbsoluteTime dateAtStart = 1 << 20;
 
 CFObject mainRunLoop(CFKind::runLoop);

@@ -11,7 +11,7 @@ namespace kelo::doubles {
 /// The signature of the running process, as a test sets it.
 struct OwnSignature {
     std::optional<std::string> team; ///< None: unsigned, or signed without a team.
-    /// Stands in for the team's string; the dictionary owns what it returns.
+    /// Replaces the team's string; the dictionary owns what it returns.
     std::function<CFTypeRef()> teamValue;
 
     OSStatus selfStatus = 0;
@@ -19,13 +19,13 @@ struct OwnSignature {
     OSStatus staticCodeStatus = 0;
     bool isStaticCodeMissing = false;
     OSStatus informationStatus = 0;
-    /// Stands in for the dictionary; the caller owns what it returns.
+    /// Replaces the dictionary; the caller owns what it returns.
     std::function<CFTypeRef()> information;
 };
 
 OwnSignature& ownSignature();
 
-/// Whether `text` is a sentence of the requirement language, as far as the double understands it.
+/// Whether `text` is a requirement, as far as the double understands the language.
 bool isRequirement(const std::string& text);
 
 void resetSecurity();

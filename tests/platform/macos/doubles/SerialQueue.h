@@ -9,18 +9,18 @@
 
 namespace kelo::doubles {
 
-/// One private serial queue of XPC's: a thread of its own.
+/// A private serial queue of XPC, on a separate thread.
 class SerialQueue {
 public:
     using Item = std::function<void()>;
 
     /// Lives until `joinAll`.
     static SerialQueue& make();
-    /// Waits until no queue has anything to do. Not on a queue.
+    /// Waits until all queues are idle. Not to be called on a queue.
     static void settleAll();
-    /// Settles, ends the threads and forgets the queues.
+    /// Settles, ends the threads and removes the queues.
     static void joinAll();
-    /// Whether the calling thread is one of the queues'.
+    /// Whether the calling thread belongs to a queue.
     static bool isCurrentAny();
 
     void async(Item item);

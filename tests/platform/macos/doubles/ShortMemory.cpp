@@ -32,7 +32,7 @@ void withEnoughMemory(const std::function<void()>& work) {
 
 } // namespace kelo::doubles
 
-// `operator new`, which the linker wraps: a definition of our own would be a second one beside a sanitizer's.
+// The linker wraps `operator new`: a replacement would conflict with a sanitizer's.
 extern "C" {
 
 void* __real__Znwm(std::size_t size);

@@ -11,7 +11,7 @@ struct CodeSignature {
     std::string team;
 };
 
-/// launchd and XPC: what a test may change.
+/// The state of launchd and XPC that a test may change.
 struct XPCSystem {
     std::string service = "app.kelo.helper"; ///< The Mach service that the job owns.
     CodeSignature client = {"app.kelo.Kelo", "TEAM"};
@@ -20,14 +20,14 @@ struct XPCSystem {
     bool isHelperShortOfMemory = false;                ///< The first allocation of the delegate fails.
     bool isClientShortOfMemory = false;                ///< The first allocation of a reply block fails.
     bool isRaising = false;                            ///< Every requirement is refused with an exception.
-    const char* raisedReason = "raised by the double"; ///< Null: an exception without a reason.
+    const char* raisedReason = "raised by the double"; ///< Null for an exception without a reason.
 };
 
 XPCSystem& xpc();
 
-/// Waits until no queue of XPC's has anything to do.
+/// Waits until all queues of XPC are idle.
 void settleXPC();
-/// Whether the calling thread is a queue of XPC's.
+/// Whether the calling thread belongs to a queue of XPC.
 bool isOnXPCQueue();
 
 /// Runs the interruption handlers of the helper's connections.

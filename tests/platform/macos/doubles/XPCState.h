@@ -48,7 +48,7 @@ class Strong {
     NSObject* object_ = nil;
 };
 
-/// A block on the heap, likewise.
+/// Owns one reference to a block on the heap; copies of it own one each.
 template <typename Block> class Copied {
   public:
     Copied() = default;
@@ -89,7 +89,7 @@ class Pending {
     int replies_ = 0;
 };
 
-/// Held by a request's reply block: notices a block that is dropped without a call.
+/// Owned by a request's reply block. Fails the request when the block is dropped without a call.
 struct ReplyToken {
     explicit ReplyToken(std::shared_ptr<Pending> request) : pending(std::move(request)) {}
     ~ReplyToken() { pending->fail(replyInvalid); }
@@ -98,12 +98,12 @@ struct ReplyToken {
     const std::shared_ptr<Pending> pending;
 };
 
-/// Behind an NSXPCInterface.
+/// The state of an NSXPCInterface.
 struct Interface {
     Protocol* protocol;
 };
 
-/// Behind an NSXPCListener.
+/// The state of an NSXPCListener.
 struct ListenerState {
     std::mutex mutex;
     std::string name;
@@ -115,7 +115,7 @@ struct ListenerState {
     SerialQueue& queue = SerialQueue::make();
 };
 
-/// Behind an NSXPCConnection, at either end.
+/// The state of an NSXPCConnection, at either end.
 struct ConnectionState {
     explicit ConnectionState(bool isOfClient) : isClient(isOfClient) {}
 
@@ -135,7 +135,7 @@ struct ConnectionState {
     Strong server;                               // of a client: the helper's end
     std::weak_ptr<ConnectionState> client;       // of the helper's end
     SerialQueue* queue = nullptr;                // of the helper's end
-    std::set<std::shared_ptr<Pending>> requests; // of the helper's end: those that are waiting
+    std::set<std::shared_ptr<Pending>> requests; // of the helper's end: waiting for a reply
 };
 
 using ConnectionRef = std::shared_ptr<ConnectionState>;
@@ -159,7 +159,7 @@ void refuseMalformed(NSString* requirement);
 /// Ends the helper's end of a connection, on its queue.
 void endServer(const ConnectionRef& server);
 
-/// Makes one request and waits for what comes of it; connects first if need be. `invoke` sends the request to the
+/// Makes one request and waits for its reply or error; connects first if necessary. `invoke` sends the request to the
 /// exported object, on the connection's queue.
 void request(const ConnectionRef& client, ErrorBlock errorHandler, SEL selector,
              const std::function<void(id exported, std::shared_ptr<ReplyToken> token)>& invoke);
