@@ -112,9 +112,9 @@ command_test() {
     debug | gcc | release) ensure_packages build test ;;
     asan | tsan) ensure_packages build test sanitizers ;;
     macos) require_linux; ensure_packages build test macos; set -- -L macos "$@" ;;
-    real-dispatch) require_linux; ensure_packages build test; ensure_swift; set -- -R '^macos_' "$@" ;;
+    real-dispatch) require_linux; ensure_packages build test; ensure_swift; set -- -R '^macos_(test|swift)' "$@" ;;
     real-dispatch-tsan)
-      require_linux; ensure_packages build test sanitizers; ensure_swift; set -- -R '^macos_test' "$@" ;;
+      require_linux; ensure_packages build test sanitizers; ensure_swift; set -- -R '^macos_(test|swift)' "$@" ;;
     *) usage "test runs the presets debug, gcc, release, asan, tsan, macos, real-dispatch and real-dispatch-tsan, not \"$preset\"" ;;
   esac
   if $coverage; then
