@@ -78,6 +78,15 @@ private:
     int looks_ = 0;
 };
 
+/// In the order of `Standing::State`.
+const struct {
+    std::string title;    ///< What the title of the view says of it.
+    std::string sentence; ///< What is said when it begins.
+} standingTexts[] = {{"", "This hold is in force again"},
+                     {" (replaced by another hold)", "Another client has replaced this hold"},
+                     {" (no longer in force)",
+                      "This hold is no longer in force: another client has ended it, or the Mac is about to sleep"}};
+
 class Holder {
 public:
     Holder(const Surroundings& surroundings, Terminal& terminal, const HoldRequest& request)
@@ -182,18 +191,10 @@ private:
     }
 
     std::string standingText(const FanSnapshot& snapshot) const {
-        const auto left = timeLeft().empty() ? "" : " (" + timeLeft() + ")";
-        switch (standing_.state()) {
-        case Standing::replaced:
-            return "Another client has replaced this hold: target " + speedText(snapshot.targetRPM, snapshot) + left +
-                   ".";
-        case Standing::ended:
-            return "This hold is no longer in force: another client has ended it, or the Mac is about to sleep" + left +
-                   ".";
-        case Standing::inForce:
-            break;
-        }
-        return "This hold is in force again" + left + ".";
+        const bool isReplaced = standing_.state() == Standing::replaced;
+        return standingTexts[standing_.state()].sentence +
+               (isReplaced ? ": target " + speedText(snapshot.targetRPM, snapshot) : "") +
+               (timeLeft().empty() ? "" : " (" + timeLeft() + ")") + ".";
     }
 
     std::string timeLeft() const {
@@ -201,10 +202,7 @@ private:
     }
 
     std::string title() const {
-        const std::string state = isLost_                                   ? " (waiting to ask for it again)"
-                                  : standing_.state() == Standing::replaced ? " (replaced by another hold)"
-                                  : standing_.state() == Standing::ended    ? " (no longer in force)"
-                                                                            : "";
+        const std::string state = isLost_ ? " (waiting to ask for it again)" : standingTexts[standing_.state()].title;
         return "kelo hold " + percentText(fraction_) + (timeLeft().empty() ? "" : ", " + timeLeft()) + state;
     }
 

@@ -11,7 +11,9 @@ LiveView::LiveView(const Surroundings& surroundings, Terminal& terminal, bool is
                    double limitAfterStop)
     : terminal_(terminal), isDrawn_(isDrawn), texts_(std::move(texts)), stopAdvice_(surroundings.stopAdvice()),
       helper_(sameVersion(surroundings.connect), terminal,
-              {.limitAfterStop = limitAfterStop, .onWaiting = [this](double waited) { showWaiting(waited); }}) {}
+              {.limitAfterStop = limitAfterStop,
+               .onSilence = [this] { tellOfSilence(); },
+               .onChange = [this] { draw(); }}) {}
 
 LiveView::~LiveView() { end(); }
 
@@ -34,13 +36,10 @@ void LiveView::note(const std::string& sentence) {
     draw();
 }
 
-void LiveView::showWaiting(double waited) {
-    const bool isKnown = !waiting_.empty();
-    if (waited >= waitingNotice)
-        waiting_ = waitingText(stopAdvice_);
-    if (!isDrawn_ && !isKnown && !waiting_.empty())
+void LiveView::tellOfSilence() {
+    waiting_ = waitingText(stopAdvice_);
+    if (!isDrawn_)
         terminal_.complain("kelo: " + waiting_ + "\n");
-    draw();
 }
 
 void LiveView::pause(double seconds) {

@@ -34,14 +34,14 @@ public:
     /// Takes an event that no reading shows.
     void note(const std::string& sentence);
 
-    /// Waits while the drawn view follows the size of the terminal, until `seconds` after the last pause was due, so that
-    /// readings come at an even pace. The user's request to stop ends it early.
+    /// Waits while the drawn view follows the size of the terminal, until `seconds` after the last pause was due, so
+    /// that readings come at an even pace. The user's request to stop ends it early.
     void pause(double seconds);
     /// Restores the screen; from then on nothing is drawn.
     void end();
 
 private:
-    void showWaiting(double waited);
+    void tellOfSilence();
     void draw();
 
     Terminal& terminal_;

@@ -84,7 +84,9 @@ void PatientConnection::await(int answer) {
         if (waited >= limit)
             throw HelperSilent("The helper does not answer.");
         if (waited >= nextNotice) {
-            patience_.onWaiting(waited);
+            if (nextNotice == firstNotice)
+                patience_.onSilence();
+            patience_.onChange();
             nextNotice = waited + noticeInterval;
         }
         switch (terminal_.waitForAnswer(answer, std::min(limit, nextNotice) - waited)) {
@@ -94,7 +96,7 @@ void PatientConnection::await(int answer) {
             stoppedAt_ = stoppedAt_.value_or(terminal_.now().seconds);
             break;
         case Woken::byResize:
-            patience_.onWaiting(waited);
+            patience_.onChange();
             break;
         case Woken::byTime:
             break;

@@ -22,9 +22,9 @@ public:
     struct Patience {
         double limit = 60;         ///< Seconds until a request throws `HelperSilent`; taking ten fans may take 40.
         double limitAfterStop = 5; ///< The same once the user has asked to stop.
-        /// Called with the seconds that a request has waited, each second from the second one on, and when the size of
-        /// the screen has changed.
-        std::function<void(double waited)> onWaiting;
+        std::function<void()> onSilence = [] {}; ///< Called once for a request that has waited for 2 seconds.
+        /// Called each second from then on, and when the size of the screen has changed.
+        std::function<void()> onChange = [] {};
     };
 
     PatientConnection(Connect connect, Terminal& terminal, Patience patience);

@@ -32,8 +32,7 @@ struct Reading {
 /// Throws `HelperRefused` when there is no snapshot or it cannot be read, and `HelperUnreachable`.
 Reading fetchReading(HelperConnection& helper);
 
-/// Seconds that a request may wait before its user is told, and what the user is told: two lines.
-constexpr double waitingNotice = 2;
+/// What the user is told while the helper is silent: two lines.
 std::string waitingText(const std::string& stopAdvice);
 
 } // namespace kelo

@@ -20,10 +20,8 @@ const CLI::Validator isDuration([](std::string& text) { return parseDuration(tex
 /// A command that asks the helper over one connection. `connected` makes the connection that is asked.
 Command asking(std::function<void(HelperConnection&, Terminal&)> request, Connect (*connected)(Connect)) {
     return [request = std::move(request), connected](const Surroundings& surroundings, Terminal& terminal) {
-        bool isTold = false;
-        PatientConnection helper(connected(surroundings.connect), terminal, {.onWaiting = [&](double) {
-                                     if (!std::exchange(isTold, true))
-                                         terminal.complain("kelo: " + waitingText(surroundings.stopAdvice()) + "\n");
+        PatientConnection helper(connected(surroundings.connect), terminal, {.onSilence = [&] {
+                                     terminal.complain("kelo: " + waitingText(surroundings.stopAdvice()) + "\n");
                                  }});
         request(helper, terminal);
         return exit_status::done;

@@ -97,12 +97,10 @@ std::string lastLines(const std::string& text, std::size_t count) {
 }
 
 void examineService(const Surroundings& surroundings, Terminal& terminal, bool isInstalled, const Report& report) {
-    bool isTold = false;
     PatientConnection helper(surroundings.connect, terminal,
-                             {.limit = patience, .onWaiting = [&](double) {
-                                  if (!std::exchange(isTold, true))
-                                      report({Verdict::note, "waiting", "The helper has not answered yet.",
-                                              "Wait for up to " + decimal(patience, 0) + " seconds."});
+                             {.limit = patience, .onSilence = [&] {
+                                  report({Verdict::note, "waiting", "The helper has not answered yet.",
+                                          "Wait for up to " + decimal(patience, 0) + " seconds."});
                               }});
     const auto restart = "Stop the helper, so that it hands the fans back: " + surroundings.stopAdvice();
     try {

@@ -12,6 +12,7 @@ namespace kelo {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::Pair;
 
 /// Replies that nobody sends.
 class KeptReplies {
@@ -53,10 +54,13 @@ protected:
 
     ScriptedSurroundings world;
     ScriptedTerminal terminal;
-    std::vector<double> notices;
+    /// What was reported, and after how many seconds.
+    std::vector<std::pair<std::string, double>> notices;
+    std::function<void()> note(const std::string& notice) {
+        return [this, notice] { notices.emplace_back(notice, terminal.seconds - 1000); };
+    }
     const std::shared_ptr<KeptReplies> kept = std::make_shared<KeptReplies>();
-    PatientConnection helper{
-        world.all.connect, terminal, {.onWaiting = [this](double waited) { notices.push_back(waited); }}};
+    PatientConnection helper{world.all.connect, terminal, {.onSilence = note("silence"), .onChange = note("change")}};
 };
 
 TEST_F(PatientConnectionTest, AsksOverOneConnectionAndReturnsTheReplies) {
@@ -93,8 +97,9 @@ TEST_F(PatientConnectionTest, ConnectsAgainAfterTheHelperHasGone) {
 TEST_F(PatientConnectionTest, ReportsEachSecondFromTheSecondOnThatItWaitsAndGivesUpAfterAMinute) {
     fallSilent();
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
-    ASSERT_EQ(notices.size(), 58U);
-    EXPECT_THAT(std::vector(notices.begin(), notices.begin() + 3), ElementsAre(2, 3, 4));
+    ASSERT_EQ(notices.size(), 59U);
+    EXPECT_THAT(std::vector(notices.begin(), notices.begin() + 4),
+                ElementsAre(Pair("silence", 2), Pair("change", 2), Pair("change", 3), Pair("change", 4)));
     EXPECT_EQ(terminal.seconds, 1060);
 }
 
@@ -110,7 +115,7 @@ TEST_F(PatientConnectionTest, GivesUpSoonerOnceTheUserHasAskedToStop) {
 TEST_F(PatientConnectionTest, ANewSizeOfTheScreenIsReportedAtOnce) {
     fallSilent([&] { return terminal.seconds == 1002 ? Woken::byResize : Woken::byTime; });
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
-    EXPECT_EQ(notices.front(), 0);
+    EXPECT_THAT(notices.front(), Pair("change", 2));
 }
 
 TEST_F(PatientConnectionTest, ARequestThatIsGivenUpIsNotMixedUpWithTheNext) {
