@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// Owns one reference to a CoreFoundation object: what a function with Create or Copy in its name has returned. What
-/// one with Get has returned is borrowed and does not belong in here.
+/// Owns one reference to a CoreFoundation object that a function with Create or Copy in its name has returned. Not for
+/// objects from a function with Get in its name: these are borrowed.
 template <typename Ref>
 class CFReference {
 public:

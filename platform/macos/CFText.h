@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// `text` as UTF-8, up to its first NUL. None for a string that UTF-8 cannot hold. `text` is not null.
+/// `text` as UTF-8, up to its first NUL. Nullopt for a string that UTF-8 cannot represent. `text` is not null.
 std::optional<std::string> textFromCF(CFStringRef text);
 
 /// Empty when `text` is not UTF-8.

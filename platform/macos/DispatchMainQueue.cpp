@@ -13,7 +13,7 @@ namespace kelo {
 
 namespace {
 
-/// `context` is a task of its own on the heap: each submission runs exactly once.
+/// `context` is a separate task on the heap: each submission runs exactly once.
 void run(void* context) {
     const std::unique_ptr<MainQueue::Task> task(static_cast<MainQueue::Task*>(context));
     contain("a task of the main queue", *task);
@@ -21,7 +21,7 @@ void run(void* context) {
 
 } // namespace
 
-/// The posted tasks in their order. Submits the run of the next one only when the one before has ended.
+/// The posted tasks in order. Submits the next one only when the previous one has ended.
 class DispatchMainQueue::Waiting : public std::enable_shared_from_this<Waiting> {
 public:
     void add(Tasks tasks) noexcept {
@@ -34,7 +34,7 @@ public:
         submit();
     }
 
-    /// Runs `task` at once, or, where others wait, after them. Main thread only.
+    /// Runs `task` now, or after the queued tasks if there are any. Main thread only.
     void runAfterWaiting(Task task) {
         {
             const std::lock_guard lock(mutex_);
@@ -57,10 +57,10 @@ private:
 
     Task first() {
         const std::lock_guard lock(mutex_);
-        return std::exchange(tasks_.front(), nullptr); // its place stays taken while it runs
+        return std::exchange(tasks_.front(), nullptr); // stays in the list as a placeholder while it runs
     }
 
-    /// Returns, when there is no next one, what kept this alive.
+    /// Returns the reference that kept this alive if no task is left.
     std::shared_ptr<Waiting> removeFirst() {
         const std::lock_guard lock(mutex_);
         tasks_.pop_front();
@@ -69,7 +69,7 @@ private:
 
     std::mutex mutex_; ///< Guards what follows.
     Tasks tasks_;
-    /// Keeps this alive while a run is submitted, which may happen when the queue's owner has gone.
+    /// Keeps this alive while a task is submitted, since it may run after the queue was destroyed.
     std::shared_ptr<Waiting> self_;
 };
 
@@ -80,7 +80,7 @@ DispatchMainQueue::~DispatchMainQueue() = default;
 void DispatchMainQueue::postMade(Tasks tasks) noexcept { waiting_->add(std::move(tasks)); }
 
 void DispatchMainQueue::postAfter(double seconds, Task task) {
-    if (!(seconds > 0)) // it must not overtake the tasks that wait
+    if (!(seconds > 0)) // it must not overtake queued tasks
         return post(std::move(task));
     auto submitted = std::make_unique<Task>(std::move(task));
     dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, nanoseconds(seconds)), dispatch_get_main_queue(),

@@ -9,9 +9,9 @@ namespace kelo {
 
 /// The main dispatch queue, drained by the main run loop, and that run loop's timers. To be made on the main thread.
 ///
-/// Of the tasks that wait, the system holds one at a time: what else is delivered on its main queue, signals above all,
-/// comes between any two of them and not behind them all. A timer that is due comes after those that wait. Delays and
-/// timers stand still while the machine sleeps. What a task throws is reported and goes no further.
+/// Submits one queued task to the system at a time, so that other work on the system's main queue, such as signals,
+/// runs between two tasks instead of after all of them. A due timer runs after the queued tasks. Delays and timers
+/// pause while the machine sleeps. An exception from a task is reported and not passed on.
 class DispatchMainQueue : public MainQueue {
 public:
     DispatchMainQueue();

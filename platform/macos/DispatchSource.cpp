@@ -50,7 +50,7 @@ void DispatchSource::cancel() {
     context->isCancelled = true;
     const auto source = context->source;
     dispatch_source_cancel(source);
-    dispatch_release(source); // it lives on until its cancellation has been handled
+    dispatch_release(source); // the system keeps it until its cancellation has been handled
 }
 
 void DispatchSource::handleEvent(void* context) {

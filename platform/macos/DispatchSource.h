@@ -9,19 +9,19 @@ namespace kelo {
 /// One active dispatch source on the main queue. Destroying it cancels it. Main thread only.
 class DispatchSource {
 public:
-    /// All are called on the main queue.
+    /// All run on the main queue.
     struct Handlers {
-        std::function<void()> onEvent; ///< Not called any more once the source has been cancelled.
-        /// Called once, some time after the source has been cancelled, when the system is done with the handle: the
-        /// only place where a handle may be closed.
+        std::function<void()> onEvent; ///< Not called after cancellation.
+        /// Called once, some time after cancellation, when the system no longer uses the handle: the only place where
+        /// it may be closed.
         std::function<void()> onCancelled;
-        /// Called once, unless the source has been cancelled: events that came before may have been lost.
+        /// Called once, unless the source was cancelled first. Earlier events may have been lost.
         std::function<void()> onRegistered = [] {};
     };
 
     /// These return nullptr when the system cannot make the source; its handlers are then never called.
     static std::unique_ptr<DispatchSource> forSignal(int signal, Handlers handlers);
-    /// When the file behind `descriptor` is deleted, renamed or revoked.
+    /// Reports that the file behind `descriptor` was deleted, renamed or revoked.
     static std::unique_ptr<DispatchSource> forFile(int descriptor, Handlers handlers);
 
     DispatchSource(const DispatchSource&) = delete;

@@ -9,9 +9,8 @@
 
 namespace kelo {
 
-/// An object for clients to send the five requests to, on any thread; it passes them on to `helper`. Each request is
-/// replied to exactly once, also when `helper` throws, replies twice or drops the reply: the reply is then nil, 0, or
-/// an error text.
+/// An object that receives the five requests of clients, on any thread, and forwards them to `helper`. Where that drops
+/// the reply, XPC calls the client's error handler.
 ObjCReference<id> makeExportedHelper(std::shared_ptr<KeloHelperProtocol> helper);
 
 } // namespace kelo

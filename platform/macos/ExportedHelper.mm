@@ -13,8 +13,8 @@ using ErrorBlock = void (^)(NSString* _Nullable);
 using VersionBlock = void (^)(NSInteger);
 using EmptyBlock = void (^)(void);
 
-/// Makes the request; `send` gives its answer to the block. The block is copied, for as long as the reply may come,
-/// where nothing that this throws reaches XPC, which answers a request whose block is dropped with an error.
+/// Makes the request; `send` passes the answer to the block. The block is copied because the reply may come later. What
+/// copying throws does not reach XPC, which answers a request with an error when its block is dropped.
 template <typename Request, typename Block, typename Send>
 void perform(KeloHelperProtocol& helper, Request request, Block block, Send send) {
     contain(Request::selector, [&] {

@@ -10,20 +10,19 @@
 
 namespace kelo {
 
-/// Never empty: bytes that are not UTF-8 are taken one by one as Latin-1, since an error text that got lost would read
-/// as success.
+/// Never empty: text that is not UTF-8 is read as Latin-1, since a lost error text would mean success.
 ObjCReference<NSString*> makeNSString(const std::string& text);
 
-/// Empty for none.
+/// Returns an empty reference for nullopt.
 ObjCReference<NSString*> makeNSString(const std::optional<std::string>& text);
 
-/// Empty for none.
+/// Returns an empty reference for nullopt.
 ObjCReference<NSData*> makeNSData(const std::optional<Data>& data);
 
-/// None for nil. The part before the first NUL.
+/// Returns the part before the first NUL; nullopt for nil.
 std::optional<std::string> textFromNSString(NSString* _Nullable text);
 
-/// None for nil.
+/// Returns nullopt for nil.
 std::optional<Data> dataFromNSData(NSData* _Nullable data);
 
 } // namespace kelo

@@ -18,7 +18,7 @@ static_assert(kIOMessageCanSystemSleep == 0xE0000270);
 static_assert(kIOMessageSystemWillSleep == 0xE0000280);
 static_assert(kIOMessageSystemHasPoweredOn == 0xE0000300);
 
-/// None for a message that does not matter here.
+/// Returns nullopt for an irrelevant message.
 std::optional<PowerMessage> powerMessage(std::uint32_t messageType) {
     switch (messageType) {
     case kIOMessageCanSystemSleep:
@@ -48,8 +48,8 @@ public:
             reportFault("registering for system power", "the notification port has no run-loop source");
     }
 
-    /// In this order: no message is delivered once the source is gone, none is sent once the notifier is, and only then
-    /// can the connection and the port go.
+    /// The order matters: removing the source ends delivery and removing the notifier ends sending. Only then may the
+    /// connection and the port be released.
     ~IOKitPowerRegistration() override {
         if (!isOpen())
             return;
@@ -80,10 +80,10 @@ private:
     IONotificationPortRef port_ = nullptr;
     io_object_t notifier_ = IO_OBJECT_NULL;
     const io_connect_t rootPort_;
-    CFRunLoopSourceRef source_ = nullptr; ///< The port's own.
+    CFRunLoopSourceRef source_ = nullptr; ///< Owned by the port.
 };
 
-/// What IOKit is given. The notification's identifier comes as the argument itself.
+/// The callback for IOKit. The argument itself is the identifier of the notification.
 void powerCallback(void* refcon, io_service_t, std::uint32_t messageType, void* messageArgument) {
     if (refcon == nullptr)
         return;

@@ -4,7 +4,7 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-/// The five requests as they travel between client and helper: kelo::KeloHelperProtocol in the platform's terms.
+/// The five requests between client and helper: kelo::KeloHelperProtocol in Objective-C.
 ///
 /// XPC compares the types of both sides letter for letter and drops a call that differs, so nothing here may change
 /// without a new KeloHelper::interfaceVersion. The run-time name is that of the protocol in the module KeloProtocol.

@@ -32,7 +32,7 @@ Platform MacPlatform::assemble() {
 }
 
 std::shared_ptr<const Platform> makePlatform() {
-    StandardStreams::prepare(); // first: no descriptor opened later may take the place of a closed standard error
+    StandardStreams::prepare(); // first: a descriptor opened later must not replace a closed standard error
     const auto owner = std::make_shared<MacPlatform>();
     return {owner, &owner->platform()};
 }

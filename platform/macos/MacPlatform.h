@@ -14,7 +14,7 @@
 
 namespace kelo {
 
-/// The helper's macOS. To be made on the main thread, before anything else opens a file.
+/// The macOS platform of the helper. To be created on the main thread, before anything else opens a file.
 class MacPlatform {
 public:
     MacPlatform();
@@ -34,7 +34,7 @@ private:
     DispatchSignals signals_;
     SecuritySigningInformation signing_;
     StandardErrorOutput logOutput_;
-    const Platform platform_; ///< The above, as the helper sees it.
+    const Platform platform_; ///< Refers to the members above.
 };
 
 } // namespace kelo

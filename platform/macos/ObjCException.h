@@ -6,7 +6,8 @@
 
 namespace kelo {
 
-/// Runs `work` and returns the reason of the Objective-C exception that it raised, or none. `work` throws nothing else.
+/// Runs `work` and returns the reason of the Objective-C exception that it raised, or none. `work` must not throw
+/// anything else.
 std::optional<std::string> raisedBy(const std::function<void()>& work);
 
 } // namespace kelo

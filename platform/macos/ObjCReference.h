@@ -36,8 +36,8 @@ template <typename Object> class ObjCReference {
 /// Shorthand for ObjCReference::adopt.
 template <typename Object> ObjCReference<Object> adopt(Object created) { return ObjCReference<Object>::adopt(created); }
 
-/// Owns a copy of a block, on the heap, so that it may be called after the call that it was passed to. Copies of it
-/// share the block.
+/// Owns a copy of a block on the heap, which may be called after the function that received the block has returned.
+/// Copies share the block.
 template <typename Block> class BlockReference {
   public:
     explicit BlockReference(Block block) : block_(Block_copy(block)) {}
@@ -45,7 +45,7 @@ template <typename Block> class BlockReference {
     BlockReference& operator=(const BlockReference&) = delete;
     ~BlockReference() { Block_release(block_); }
 
-    /// Calls it, and releases what is autoreleased meanwhile: our threads have no other pool.
+    /// Calls the block and releases what it autoreleases: our threads have no other pool.
     template <typename... Arguments> void operator()(Arguments... arguments) const {
         @autoreleasepool {
             block_(arguments...);

@@ -1,4 +1,4 @@
-# What macOS's executables have inside. Included by cmake/Product.cmake.
+# Embeds the Info.plist in the macOS executables. Included by cmake/Product.cmake.
 
 # kelo_macos_product(TARGET IDENTIFIER TITLE): gives an executable the Info.plist that code signing takes its identifier
 # and version from.

@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Whether `requirement` is a sentence of the code requirement language. Any thread.
+/// Whether `requirement` parses as a code-signing requirement. Any thread.
 bool isWellFormedRequirement(const std::string& requirement);
 
 } // namespace kelo

@@ -47,7 +47,7 @@ void RunLoopTimer::invalidate() {
 void RunLoopTimer::fire(CFRunLoopTimerRef, void* info) {
     const auto handler = static_cast<Handler*>(info)->shared_from_this();
     if (std::exchange(handler->isWaiting, true))
-        return; // once for all the times that it is late
+        return; // one call for all missed times
     const auto call = [handler] {
         handler->isWaiting = false;
         if (handler->isValid)
@@ -55,7 +55,7 @@ void RunLoopTimer::fire(CFRunLoopTimerRef, void* info) {
     };
     try {
         handler->run(call);
-    } catch (const std::exception& error) { // no memory to wait in the queue: too early is better than never
+    } catch (const std::exception& error) { // no memory to queue it: too early is better than never
         reportFault("a timer", error.what());
         call();
     }

@@ -13,8 +13,8 @@ namespace kelo {
 /// A timer of the main run loop, in its default mode. An interval that is not positive is a ten-thousandth of a second.
 /// Main thread only.
 ///
-/// The run loop gives no order between a timer that fell due while the main thread was busy and tasks that were posted
-/// meanwhile; so the handler goes through `run`, which knows what waits.
+/// If a timer becomes due and tasks are posted while the main thread is busy, the run loop does not define which runs
+/// first. `run`, which knows the queued tasks, therefore calls the handler.
 class RunLoopTimer : public Timer {
 public:
     using Run = std::function<void(MainQueue::Task)>;
@@ -28,7 +28,7 @@ private:
     struct Handler;
     static void fire(CFRunLoopTimerRef timer, void* info);
 
-    // The run loop borrows it. A handler that destroys its own timer runs on: `fire` holds it meanwhile.
+    // Not owned by the run loop. `fire` keeps it alive while its handler destroys the timer.
     const std::shared_ptr<Handler> handler_;
     const CFReference<CFRunLoopTimerRef> timer_;
 };

@@ -25,7 +25,7 @@ CFReference<CFDictionaryRef> ownSigningInformation() {
     if (!code)
         return {};
     CFReference<CFDictionaryRef> information;
-    // Without this flag the team is left out.
+    // Without this flag the team is missing.
     if (SecCodeCopySigningInformation(code.get(), kSecCSSigningInformation, information.out()) != errSecSuccess)
         return {};
     return information;

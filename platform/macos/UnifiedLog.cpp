@@ -21,10 +21,10 @@ public:
     }
 
 private:
-    // The log object wants strings that outlive it.
+    // The strings must outlive the log object.
     const std::string subsystem_;
     const std::string category_;
-    const os_log_t log_; // never released: log objects are made for the life of the process
+    const os_log_t log_; // never released: log objects last as long as the process
 };
 
 } // namespace

@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Files by vnode source and stat. A source sees its own file only: renaming or removing a folder above it sends
-/// nothing.
+/// Watches files by vnode source and identifies them by stat. A source reports its own file only, not the renaming or
+/// removal of a folder above it.
 class VnodeFileEvents : public FileEvents {
 public:
     std::optional<std::string> ownExecutable() override;

@@ -13,13 +13,13 @@ namespace kelo {
 
 namespace {
 
-/// The outcome of one request: of the reply and the error, the system calls exactly one. Shared with the blocks, so
-/// that one that is called late finds it.
+/// The outcome of one request: the system calls either the reply or the error handler. Shared with both blocks, so that
+/// it outlives a late call.
 template <typename Value> struct Outcome {
     std::optional<Value> value;
     std::string error = "the helper gave no reply";
 
-    /// For a block that the system calls: what `make` throws goes no further.
+    /// For a block that the system calls: contains what `make` throws.
     template <typename Make> void set(const Make& make) {
         contain("a reply", [&] { value.emplace(make()); });
     }
@@ -33,7 +33,7 @@ template <typename Value> struct Outcome {
 
 template <typename Request> using OutcomeOf = std::shared_ptr<Outcome<typename Request::Answer>>;
 
-// By when each of these returns, the system has called the reply or the error handler, on this thread.
+// Before each of these returns, the system calls the reply or the error handler on this thread.
 
 void send(const requests::FetchSnapshot&, id<KeloHelperProtocol> helper, OutcomeOf<requests::FetchSnapshot> outcome) {
     [helper fetchSnapshotWithReply:^(NSData* _Nullable data) {
@@ -77,7 +77,7 @@ class XPCHelperConnection : public HelperConnection {
         }
         const auto text = makeNSString(requirement);
         const auto reason = raisedBy([&] { [connection_.get() setCodeSigningRequirement:text.get()]; });
-        [connection_.get() resume]; // also a refused one: only a resumed connection may be invalidated and released
+        [connection_.get() resume]; // even a refused one: only a resumed connection may be invalidated and released
         if (!reason)
             return;
         [connection_.get() invalidate];

@@ -6,8 +6,7 @@
 
 namespace kelo {
 
-/// A connection that the XPC listener presents. It belongs to the system; this only lasts as long as the call that
-/// presents it.
+/// A connection that the XPC listener presents. The system owns it. Valid only during the call that presents it.
 class XPCIncomingConnection : public IncomingConnection {
 public:
     explicit XPCIncomingConnection(NSXPCConnection* connection) : connection_(connection) {}

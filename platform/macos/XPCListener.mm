@@ -42,7 +42,7 @@ class XPCListener : public Listener {
         : listener_(adopt([[NSXPCListener alloc] initWithMachServiceName:makeNSString(machServiceName).get()])),
           delegate_(adopt([[KeloListenerDelegate alloc] init])) {}
 
-    // The listener does not retain its delegate, so it must not keep a pointer to one that is gone.
+    // The listener does not retain its delegate, so it must not keep a dangling pointer to it.
     ~XPCListener() override {
         listener_.get().delegate = nil;
         [listener_.get() invalidate];
@@ -55,7 +55,7 @@ class XPCListener : public Listener {
 
     void setConnectionCodeSigningRequirement(const std::string& requirement) override {
         delegate_.get()->hasRequirement_ = NO;
-        // Parsed here first: what the listener raises has passed through frames that do not expect it.
+        // Parsed here first: an exception that the listener raises passes through frames that do not expect one.
         if (!isWellFormedRequirement(requirement)) {
             reportFault("the code-signing requirement", "it does not parse; nobody is let in");
             return;

@@ -29,6 +29,7 @@ protected:
     int run(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "sample-client");
         std::vector<char*> words;
+        words.reserve(arguments.size());
         for (auto& argument : arguments)
             words.push_back(argument.data());
         ::testing::internal::CaptureStdout();
