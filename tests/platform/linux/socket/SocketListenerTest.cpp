@@ -19,6 +19,14 @@ TEST_F(SocketListenerTest, APeerThatFailsTheCheckIsCutOffBeforeTheAdmissionIsAsk
     EXPECT_EQ(helper->versions, 0);
 }
 
+TEST_F(SocketListenerTest, APeerThatTheAdmissionRefusesIsCutOff) {
+    door.isAccepting = false;
+    RawClient client(folder.get());
+    client.request(1, requests::HelperVersion{});
+    EXPECT_TRUE(client.isCutOff());
+    EXPECT_EQ(helper->versions, 0);
+}
+
 TEST_F(SocketListenerTest, RepliesComeInTheOrderInWhichTheyAreMade) {
     RawClient client(folder.get());
     client.request(1, requests::FetchSnapshot{});
