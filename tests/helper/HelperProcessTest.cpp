@@ -24,6 +24,9 @@ using ::testing::Optional;
 const char* const requirement =
     R"(anchor apple generic and identifier "app.kelo.Kelo" and certificate leaf[subject.OU] = "ABCDE12345")";
 
+const char* const deletedOrMoved =
+    "Our binary was deleted or moved. Handing the fan back and leaving for the new helper.";
+
 constexpr int endingSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
 
 Trace signalsDelivered() {
@@ -61,6 +64,14 @@ protected:
         EXPECT_TRUE(isAnyManual());
         takeTrace();
         return client;
+    }
+
+    /// A way out with a hold, from its notice on.
+    static Trace leaving(const std::string& notice) { return Trace({"[NOTICE] listener: " + notice}) + leaving(); }
+    /// The same for a way out without a notice.
+    static Trace leaving() {
+        return restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
+               Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"});
     }
 
     ScriptedPlatform platform{machine};
@@ -149,9 +160,7 @@ TEST_F(HelperProcessTest, EverySignalThatEndsAProcessHandsBackAndExits) {
     for (const int signal : endingSignals) {
         const auto client = startAndHold();
         EXPECT_TRUE(platform.stopSignals.send(signal));
-        EXPECT_EQ(takeEffects(), Trace({"[NOTICE] listener: Asked to stop."}) + restoreFans() +
-                                     Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
-                                     Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+        EXPECT_EQ(takeEffects(), leaving("Asked to stop."));
         EXPECT_FALSE(isAnyManual());
         process.reset();
     }
@@ -161,11 +170,7 @@ TEST_F(HelperProcessTest, AReplacedExecutableHandsBackAndExitsOnce) {
     const auto client = startAndHold();
     platform.files.place(FileIdentity{1, 101});
     platform.files.send();
-    EXPECT_EQ(takeEffects(),
-              Trace({"[NOTICE] listener: Our binary was deleted or moved. Handing the fan back and leaving for the new "
-                     "helper."}) +
-                  restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
-                  Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+    EXPECT_EQ(takeEffects(), leaving(deletedOrMoved));
     platform.files.send();
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
@@ -176,11 +181,7 @@ TEST_F(HelperProcessTest, AReplacementThatNoEventToldIsNoticedByTheNextTickOfAHo
     EXPECT_THAT(takeEffects(), IsEmpty());
     platform.files.place(FileIdentity{1, 101});
     queue.runFor(2);
-    EXPECT_EQ(takeTrace(),
-              Trace({"[NOTICE] listener: Our binary was deleted or moved. Handing the fan back and leaving for the new "
-                     "helper."}) +
-                  restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
-                  Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+    EXPECT_EQ(takeTrace(), leaving(deletedOrMoved));
 }
 
 TEST_F(HelperProcessTest, AConnectionAfterAReplacementThatNoEventToldHandsBackAndExits) {
@@ -188,11 +189,8 @@ TEST_F(HelperProcessTest, AConnectionAfterAReplacementThatNoEventToldHandsBackAn
     platform.files.place(FileIdentity{1, 101});
     EXPECT_EQ(platform.listener->connect(), nullptr);
     queue.runReady();
-    EXPECT_EQ(takeEffects(),
-              Trace({"[NOTICE] listener: Our binary was replaced on disk. Handing the fan back and leaving for the new "
-                     "helper."}) +
-                  restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
-                  Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
+    EXPECT_EQ(takeEffects(), leaving("Our binary was replaced on disk. Handing the fan back and leaving for the new "
+                                     "helper."));
 }
 
 TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
@@ -274,11 +272,6 @@ protected:
                 queue.stop();
         };
     }
-
-    static Trace leaving() {
-        return restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
-               Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"});
-    }
 };
 
 TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
@@ -289,7 +282,7 @@ TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
     takeTrace();
     platform.stopSignals.send(SIGTERM);
     queue.runFor(60);
-    EXPECT_EQ(takeEffects(), Trace({"[NOTICE] listener: Asked to stop."}) + leaving());
+    EXPECT_EQ(takeEffects(), leaving("Asked to stop."));
     EXPECT_FALSE(isAnyManual());
 }
 
