@@ -74,6 +74,9 @@ protected:
     bool isManual(int fan) { return controller.number("F" + std::to_string(fan) + "Md") != 0; }
     bool isAnyManual() { return isManual(0) || isManual(1); }
 
+    /// The parts of the machine, with another main queue.
+    MachineParts machineOn(MainQueue& main) { return {main, exchange, clock, rights, power, clamshell}; }
+
     // Pieces of traces.
     static constexpr auto canSleep = PowerMessage::canSystemSleep;
     static constexpr auto willSleep = PowerMessage::systemWillSleep;
@@ -100,7 +103,7 @@ protected:
     ScriptedPower power;
     ScriptedClamshell clamshell;
     VirtualQueue queue{now};
-    const MachineParts machine{queue, exchange, clock, rights, power, clamshell};
+    const MachineParts machine = machineOn(queue);
 
 private:
     void drainLog() {

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "testing/LateQueue.h"
-#include "tests/helper/ServiceFixture.h"
+#include "testing/ServiceFixture.h"
 
 namespace kelo {
 namespace {

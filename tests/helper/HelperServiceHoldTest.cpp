@@ -4,7 +4,7 @@
 
 #include <limits>
 
-#include "tests/helper/ServiceFixture.h"
+#include "testing/ServiceFixture.h"
 
 namespace kelo {
 namespace {

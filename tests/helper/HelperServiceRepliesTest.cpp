@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "protocol/FanSnapshot.h"
-#include "tests/helper/ServiceFixture.h"
+#include "testing/ServiceFixture.h"
 
 namespace kelo {
 namespace {

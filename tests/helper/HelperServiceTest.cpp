@@ -7,7 +7,7 @@
 
 #include "protocol/FanSnapshot.h"
 #include "testing/InterposedExchange.h"
-#include "tests/helper/ServiceFixture.h"
+#include "testing/ServiceFixture.h"
 
 namespace kelo {
 namespace {

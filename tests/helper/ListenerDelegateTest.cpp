@@ -5,7 +5,7 @@
 #include "core/watch/BinaryWatch.h"
 #include "testing/ScriptedFileEvents.h"
 #include "testing/ScriptedListener.h"
-#include "tests/helper/ServiceFixture.h"
+#include "testing/ServiceFixture.h"
 
 namespace kelo {
 namespace {

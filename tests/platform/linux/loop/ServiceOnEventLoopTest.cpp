@@ -1,18 +1,13 @@
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
 
-#include <functional>
-#include <memory>
+#include <chrono>
+#include <optional>
 #include <string>
-#include <vector>
 
-#include "helper/HelperService.h"
 #include "platform/linux/loop/EventLoop.h"
-#include "testing/FanFixture.h"
-#include "testing/RecordingLog.h"
-#include "testing/ReplyProbe.h"
-#include "testing/ScriptedClamshell.h"
-#include "testing/ScriptedPower.h"
+#include "platform/posix/FileDescriptor.h"
+#include "testing/ServiceFixture.h"
 #include "testing/VirtualLoopTime.h"
 
 namespace kelo {
@@ -22,25 +17,25 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 /// The service on the event loop itself, in virtual time, with the hold of a client that left at second 0.
-class ServiceOnEventLoop : public FanFixture {
+class ServiceOnEventLoop : public ServiceFixture {
 protected:
     ServiceOnEventLoop() {
-        output.onMessage = [this](const std::string& message) { log.push_back(message); };
+        makeServiceOn(loop);
         service->clientArrived();
         ReplyProbe<std::optional<std::string>> probe("hold");
         service->hold(0.5, false, probe.reply());
         service->clientWentAway();
         runFor(0);
         EXPECT_EQ(probe.value(), std::nullopt);
-        EXPECT_TRUE(isManual());
-        log.clear();
+        EXPECT_TRUE(isManual(0));
+        takeTrace();
     }
+    ~ServiceOnEventLoop() override { service.reset(); } // whose timers are the loop's
 
     void runFor(double seconds) {
         loop.postAfter(seconds, [this] { loop.stop(); });
         loop.run();
     }
-    bool isManual() { return controller.number("F0Md") != 0; }
 
     /// What the main thread does when a client comes back 7.5 seconds after the last one left: it is busy with
     /// something until the grace period is over.
@@ -50,21 +45,12 @@ protected:
     }
     void expectThatTheHoldIsKept() {
         runFor(60);
-        EXPECT_TRUE(isManual());
-        EXPECT_THAT(log, IsEmpty());
+        EXPECT_TRUE(isManual(0));
+        EXPECT_THAT(takeLogs(), IsEmpty());
     }
 
     VirtualLoopTime time;
     EventLoop loop{time};
-    ScriptedPower power;
-    ScriptedClamshell clamshell;
-    RecordingOutput output;
-    std::vector<std::string> log;
-    std::shared_ptr<HelperService> service = std::make_shared<HelperService>(
-        ServiceDependencies{{loop, exchange, clock, rights, power, clamshell},
-                            HelperLog(std::make_shared<RecordingSystemLog>(), "service", output),
-                            [](const char*) {},
-                            [] {}});
 };
 
 TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileATimerKeepsTheMainThreadBusyKeepsTheHold) {
@@ -91,9 +77,9 @@ TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileAnEventKeepsTheMainThrea
 TEST_F(ServiceOnEventLoop, WithoutAClientThatReturnsTheFansAreHandedBackThoughTheMainThreadWasBusy) {
     loop.postAfter(7.5, [this] { time.pass(std::chrono::seconds(2)); });
     runFor(9);
-    EXPECT_FALSE(isManual());
-    EXPECT_THAT(log, ElementsAre("[NOTICE] service: hold: released",
-                                 "[NOTICE] service: Fan handed back to macOS after the client went away."));
+    EXPECT_FALSE(isManual(0));
+    EXPECT_THAT(takeLogs(), ElementsAre("[NOTICE] service: hold: released",
+                                        "[NOTICE] service: Fan handed back to macOS after the client went away."));
 }
 
 } // namespace

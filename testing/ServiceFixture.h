@@ -22,11 +22,8 @@ protected:
     void makeService() { makeServiceOn(queue); }
     void makeServiceOn(MainQueue& main) {
         const HelperLog log(std::make_shared<RecordingSystemLog>(), "service", output);
-        service = std::make_shared<HelperService>(
-            ServiceDependencies{{main, exchange, clock, rights, power, clamshell},
-                                log,
-                                [this](const char* notice) { note(notice == nullptr ? "leave" : notice); },
-                                [] {}});
+        service = std::make_shared<HelperService>(ServiceDependencies{
+            machineOn(main), log, [this](const char* notice) { note(notice == nullptr ? "leave" : notice); }, [] {}});
     }
 
     // Each makes the request, lets the main queue run it, and checks that it is answered exactly once.
