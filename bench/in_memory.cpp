@@ -2,11 +2,16 @@
 // and how many exchanges each step of a hold makes.
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 
+#include <cstdlib>
 #include <functional>
 
 #include "bench/machine/CountedAllocations.h"
 #include "bench/machine/MachineInMemory.h"
+#include "platform/linux/signing/CodeSignature.h"
+#include "platform/linux/signing/TrustAnchor.h"
+#include "platform/posix/FileDescriptor.h"
 #include "protocol/FanSnapshot.h"
 
 namespace kelo::bench {
@@ -91,56 +96,56 @@ void snapshotToText(benchmark::State& state) {
 }
 BENCHMARK(snapshotToText);
 
+/// Of the client that measures: what admitting it takes in the helper.
+void signature(benchmark::State& state) {
+    const auto* client = std::getenv("KELO_CLIENT");
+    const auto* anchor = std::getenv("KELO_ANCHOR");
+    const FileDescriptor file(client == nullptr ? -1 : open(client, O_RDONLY | O_CLOEXEC));
+    if (anchor == nullptr || !verifyCodeSignature(file.get(), TrustAnchor::load(anchor)).identity)
+        return state.SkipWithError("KELO_CLIENT names no client that is signed by KELO_ANCHOR");
+    for (auto _ : state)
+        benchmark::DoNotOptimize(verifyCodeSignature(file.get(), TrustAnchor::load(anchor)));
+}
+BENCHMARK(signature);
+
 // --- exchanges of each step, counted once
 
-void countStep(benchmark::State& state, MachineInMemory& machine, const std::function<void()>& step) {
+/// A step of a hold, and whether the hold has been started before.
+void countStep(benchmark::State& state, const std::function<void(MachineInMemory&, FanHold&)>& step, bool isStarted) {
+    MachineInMemory machine;
+    const auto hold = machine.makeHold(0.5);
+    if (isStarted)
+        hold->start();
     std::size_t count = 0;
     for (auto _ : state)
-        count = requestsOf(machine, step).size();
+        count = requestsOf(machine, [&] { step(machine, *hold); }).size();
     state.counters["exchanges"] = static_cast<double>(count);
-}
-
-void exchangesOfStart(benchmark::State& state) {
-    MachineInMemory machine;
-    const auto hold = machine.makeHold(0.5);
-    countStep(state, machine, [&] { hold->start(); });
     hold->stop();
 }
-BENCHMARK(exchangesOfStart)->Iterations(1);
 
-void exchangesOfTick(benchmark::State& state) {
-    QuietMachine machine;
-    countStep(state, machine, [&] { machine.tick(); });
-}
-BENCHMARK(exchangesOfTick)->Iterations(1);
-
-void exchangesOfRepair(benchmark::State& state) {
-    QuietMachine machine;
-    machine.controller.setNumber("F1Tg", 1200);
-    countStep(state, machine, [&] { machine.tick(); });
-}
-BENCHMARK(exchangesOfRepair)->Iterations(1);
-
-void exchangesOfSleep(benchmark::State& state) {
-    QuietMachine machine;
-    countStep(state, machine, [&] { machine.hold->systemWillSleep(); });
-}
-BENCHMARK(exchangesOfSleep)->Iterations(1);
-
-void exchangesOfWake(benchmark::State& state) {
-    QuietMachine machine;
-    machine.hold->systemWillSleep();
-    countStep(state, machine, [&] { machine.hold->systemDidWake(); });
-}
-BENCHMARK(exchangesOfWake)->Iterations(1);
-
-void exchangesOfStop(benchmark::State& state) {
-    MachineInMemory machine;
-    const auto hold = machine.makeHold(0.5);
-    hold->start();
-    countStep(state, machine, [&] { hold->stop(); });
-}
-BENCHMARK(exchangesOfStop)->Iterations(1);
+BENCHMARK_CAPTURE(
+    countStep, Start, [](auto&, auto& hold) { hold.start(); }, false) -> Iterations(1);
+BENCHMARK_CAPTURE(
+    countStep, Tick, [](auto& machine, auto&) { machine.tick(); }, true) -> Iterations(1);
+BENCHMARK_CAPTURE(
+    countStep, Repair,
+    [](auto& machine, auto&) {
+        machine.controller.setNumber("F1Tg", 1200);
+        machine.tick();
+    },
+    true) -> Iterations(1);
+BENCHMARK_CAPTURE(
+    countStep, Sleep, [](auto&, auto& hold) { hold.systemWillSleep(); }, true) -> Iterations(1);
+BENCHMARK_CAPTURE(
+    countStep, Wake,
+    [](auto& machine, auto& hold) {
+        hold.systemWillSleep();
+        machine.controller.recorded->clear();
+        hold.systemDidWake();
+    },
+    true) -> Iterations(1);
+BENCHMARK_CAPTURE(
+    countStep, Stop, [](auto&, auto& hold) { hold.stop(); }, true) -> Iterations(1);
 
 } // namespace
 } // namespace kelo::bench

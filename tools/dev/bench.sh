@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # What the helper costs, measured beside what the same work costs at least. Sourced by ./dev.
 
-bench_programs=(bench_client bench_empty bench_in_memory bench_many_clients bench_responder bench_run
+bench_programs=(bench_client bench_empty bench_in_memory bench_many_clients bench_responder
   bench_ticker)
 
 command_bench() {
@@ -20,10 +20,25 @@ command_bench() {
   stage_sign "$folder" bench_client app.kelo.Kelo
   cp "$(built bench bench_many_clients)" "$folder/bench_many_clients"
   stage_sign "$folder" bench_many_clients app.kelo.helper
-  say "measuring; the figures go into build/bench/bench.json"
-  "$(built bench bench_run)" "$folder" "$(dirname "$(built bench bench_run)")" build/bench/bench.json "$@"
-  "$(built bench pictures)" draw build/bench/bench.json build/bench/bench.svg
-  if [ -z "${*#--brief}" ] || [[ " $* " == *" size "* ]]; then mac_sizes; fi
+  if [ "$*" != --record ]; then
+    measure "$folder" bench "$@"
+    if [ -z "${*#--brief}" ] || [[ " $* " == *" size "* ]]; then mac_sizes; fi
+    return
+  fi
+  measure "$folder" first
+  measure "$folder" second
+  bench_python figures.py record build/bench/first.json build/bench/second.json
+  "$(built bench pictures)" draw docs/pictures/performance.json docs/pictures/performance.svg
+  say "recorded: docs/performance.md and its picture"
+}
+
+bench_python() { PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 "bench/$1" "${@:2}"; }
+
+# measure FOLDER RUN [ARGUMENT...]: leaves build/bench/RUN.json, and a picture of it.
+measure() {
+  say "measuring; the figures go into build/bench/$2.json"
+  bench_python run.py "$1" "$(dirname "$(built bench bench_in_memory)")" "build/bench/$2.json" "${@:3}"
+  "$(built bench pictures)" draw "build/bench/$2.json" "build/bench/$2.svg"
 }
 
 # What hardening, link-time optimisation and optimising for size do, beside an ordinary release build.
@@ -36,8 +51,8 @@ compare_shipping() {
     strip -o "$helper" "$(built $build app.kelo.helper)"
     printf '%s\napp.kelo.helper %40d KiB\n' "$build" "$(($(stat -c %s "$helper") / 1024))"
     rm "$helper"
-    "$(built bench bench_run)" "$1" "$(dirname "$(built $build bench_in_memory)")" build/bench/shipping.json \
-      memory-machine | grep '^memory-machine.*ns$'
+    bench_python run.py "$1" "$(dirname "$(built $build bench_in_memory)")" build/bench/shipping.json memory-machine \
+      | grep '^memory-machine.*ns$'
   done
 }
 

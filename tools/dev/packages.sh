@@ -6,7 +6,7 @@ debian_packages() {
   case $1 in
     build) echo git cmake ninja-build clang g++ lld nlohmann-json3-dev libcli11-dev libsodium-dev ;;
     test) echo libgtest-dev libgmock-dev libblocksruntime-dev libxml2-utils mandoc zsh fish ;;
-    bench) echo libbenchmark-dev ;;
+    bench) echo libbenchmark-dev python3 ;;
     sanitizers | coverage) echo llvm ;; # which reads addresses, and profiles
     macos) echo llvm googletest libc++-dev libc++abi-dev ;;
     format) echo git clang-format ;;

@@ -116,9 +116,12 @@ TEST(Picture, DrawsWhatExceedsATarget) {
     EXPECT_EQ(areas(drawnFigure("start", 0.1, 0)), 2U);
 }
 
-TEST(Picture, CallsFiguresByPlainWordsAndOthersByTheirNames) {
-    EXPECT_THAT(drawnFigure("size.app.kelo.helper", 1, 1), HasSubstr(">size of the helper<"));
-    EXPECT_THAT(drawnFigure("another.figure", 1, 1), HasSubstr(">another.figure<"));
+TEST(Picture, CallsFiguresByTheirLabelsAndOthersByTheirNames) {
+    PictureData figure = {{"name", "size.kelo"}, {"value", 1}, {"unit", "KiB"}, {"target", 1}};
+    const auto drawn = [&] { return drawPicture({{"picture", "targets"}, {"figures", PictureData::array({figure})}}); };
+    EXPECT_THAT(drawn(), HasSubstr(">size.kelo<"));
+    figure["label"] = "size of the client";
+    EXPECT_THAT(drawn(), HasSubstr(">size of the client<"));
 }
 
 TEST(Picture, DrawsAScreenWithItsInksAndBlocks) {
