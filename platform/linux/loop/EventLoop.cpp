@@ -1,6 +1,5 @@
 #include "platform/linux/loop/EventLoop.h"
 
-#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
@@ -125,7 +124,9 @@ std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness read
 
 std::unique_ptr<DescriptorWatch> EventLoop::watchUrgent(int descriptor, Task onReadable) {
     auto watch = this->watch(descriptor, Readiness::readable, std::move(onReadable));
+    urgentPolls_.reserve(urgentPolls_.size() + 1); // so that both grow, or neither
     urgent_.push_back(interestIn(descriptor)->first);
+    urgentPolls_.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
     return watch;
 }
 
@@ -154,7 +155,10 @@ void EventLoop::unwatch(std::uint64_t interestID, Readiness readiness) {
     if (!isLast)
         return;
     interests_.erase(found);
-    std::erase(urgent_, interestID);
+    if (const auto urgent = std::find(urgent_.begin(), urgent_.end(), interestID); urgent != urgent_.end()) {
+        urgentPolls_.erase(urgentPolls_.begin() + (urgent - urgent_.begin()));
+        urgent_.erase(urgent);
+    }
 }
 
 void EventLoop::run() {
@@ -251,11 +255,11 @@ void EventLoop::fire(Timers::node_type entry) {
 }
 
 void EventLoop::serveUrgentDescriptors() {
-    for (std::size_t i = 0; i < urgent_.size(); ++i) { // a handler may end its watch
-        pollfd urgent{.fd = interests_.at(urgent_[i]).descriptor, .events = POLLIN, .revents = 0};
-        if (poll(&urgent, 1, 0) > 0)
+    if (urgentPolls_.empty() || poll(urgentPolls_.data(), urgentPolls_.size(), 0) <= 0)
+        return;
+    for (std::size_t i = 0; i < urgent_.size(); ++i) // a handler may end its watch
+        if (std::exchange(urgentPolls_[i].revents, 0) != 0)
             callHandler(urgent_[i], Readiness::readable);
-    }
 }
 
 void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <poll.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -130,6 +132,7 @@ private:
     Timers timers_;
     Interests interests_;               ///< By a number that is never reused, so that a stale event finds none.
     std::vector<std::uint64_t> urgent_; ///< Those to be polled before everything else.
+    std::vector<pollfd> urgentPolls_;   ///< Of the same ones, in the same order.
     std::uint64_t nextInterestID_ = 1;  ///< 0 is the wake-up descriptor's.
 };
 
