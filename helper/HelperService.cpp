@@ -101,7 +101,7 @@ void HelperService::hold(double fraction, bool handsBackOnLidClose, requests::Re
 void HelperService::handBack(requests::ReplyTo<requests::HandBack> reply) {
     dependencies_.machine.queue.post([weak = weak_from_this(), reply = std::move(reply)] {
         if (const auto service = weak.lock())
-            service->releaseFans();
+            service->handFansBack();
         reply(std::nullopt);
     });
 }
@@ -182,7 +182,7 @@ void HelperService::stopHold() noexcept {
         session_->stop();
 }
 
-void HelperService::releaseFans() noexcept {
+void HelperService::handFansBack() noexcept {
     stopHold();
     session_.reset();
     if (controller_)
@@ -245,13 +245,13 @@ void HelperService::countDeparture() noexcept {
 void HelperService::orphanTimerFired() noexcept {
     if (clients_ != 0)
         return;
-    releaseFans();
+    handFansBack();
     dependencies_.log.notice("Fan handed back to macOS after the client went away.");
 }
 
 void HelperService::shutdownNow() noexcept {
     assert(dependencies_.machine.queue.isCurrent());
-    releaseFans();
+    handFansBack();
     dependencies_.log.notice("Handed the fan back on the way out.");
 }
 

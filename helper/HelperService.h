@@ -70,7 +70,7 @@ private:
     void stopHold() noexcept;
     void systemWillSleep();
     void systemDidWake();
-    void releaseFans() noexcept;
+    void handFansBack() noexcept;
     void countDeparture() noexcept;
     void orphanTimerFired() noexcept;
 

@@ -23,7 +23,7 @@ void SocketIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> 
 /// Takes a step; when the system lacks resources for it, the client is cut off. Later, since the caller may not have
 /// stored the connection yet.
 template <typename Step>
-void SocketIncomingConnection::orEnd(Step step) {
+void SocketIncomingConnection::attempt(Step step) {
     try {
         (this->*step)();
     } catch (const std::exception& error) {
@@ -36,21 +36,21 @@ void SocketIncomingConnection::orEnd(Step step) {
 }
 
 void SocketIncomingConnection::resume() {
-    orEnd(&SocketIncomingConnection::startReading);
-    orEnd(&SocketIncomingConnection::startWatchingProcess);
+    attempt(&SocketIncomingConnection::startReading);
+    attempt(&SocketIncomingConnection::startWatchingProcess);
 }
 
 void SocketIncomingConnection::startReading() {
     reading_ = loop_->watch(socket_.get(), EventLoop::Readiness::readable, [weak = weak_from_this()] {
         if (const auto connection = weak.lock())
-            connection->orEnd(&SocketIncomingConnection::readRequest);
+            connection->attempt(&SocketIncomingConnection::readRequest);
     });
 }
 
 void SocketIncomingConnection::startWatchingProcess() {
     processEnd_ = loop_->watch(peer_.pidfd(), EventLoop::Readiness::readable, [weak = weak_from_this()] {
         if (const auto connection = weak.lock())
-            connection->orEnd(&SocketIncomingConnection::processEnded);
+            connection->attempt(&SocketIncomingConnection::processEnded);
     });
 }
 
@@ -110,11 +110,11 @@ void SocketIncomingConnection::deliver(std::vector<std::uint8_t> reply) {
         return; // the client did not wait for it
     --inFlight_;
     if (!reading_)
-        orEnd(&SocketIncomingConnection::startReading);
+        attempt(&SocketIncomingConnection::startReading);
     if (hasClientLeft_)
         return;
     unread_.push_back(std::move(reply));
-    orEnd(&SocketIncomingConnection::sendWaiting);
+    attempt(&SocketIncomingConnection::sendWaiting);
     if (unread_.size() > maximumUnread)
         end();
 }
@@ -136,7 +136,7 @@ void SocketIncomingConnection::sendWaiting() {
     } else if (!writing_) {
         writing_ = loop_->watch(socket_.get(), EventLoop::Readiness::writable, [weak = weak_from_this()] {
             if (const auto connection = weak.lock())
-                connection->orEnd(&SocketIncomingConnection::sendWaiting);
+                connection->attempt(&SocketIncomingConnection::sendWaiting);
         });
     }
 }

@@ -50,7 +50,7 @@ private:
     static constexpr std::size_t maximumUnread = 64;  ///< Replies waiting for room in the socket, before the cut-off.
 
     template <typename Step>
-    void orEnd(Step step);
+    void attempt(Step step);
     bool readRequest();
     void startWatchingProcess();
     void processEnded();
