@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "helper/HelperProcess.h"
 #include "platform/posix/Containment.h"
 
 namespace kelo {
 namespace {
 
-Daemon* running = nullptr;
+Daemon* running = nullptr; ///< The last that was made.
 
 } // namespace
 
@@ -21,7 +22,13 @@ void reportFault(const char* what, const char* why) noexcept {
     running->record(std::string("fault reported: ") + what + ": " + why);
 }
 
-Daemon::Daemon() {
+std::shared_ptr<void> Daemon::startHelper(const Platform& platform) {
+    auto process = std::make_shared<HelperProcess>(platform);
+    process->start();
+    return process;
+}
+
+Daemon::Daemon(Start start) : start_(std::move(start)) {
     platform.onStep = [this](const std::string& step) {
         const CodeOf test(CodeOf::Owner::test);
         record(step);
@@ -40,7 +47,8 @@ Daemon::Daemon() {
 }
 
 Daemon::~Daemon() {
-    running = nullptr;
+    if (running == this)
+        running = nullptr;
     tape.end();
 }
 
@@ -52,11 +60,10 @@ void Daemon::record(const std::string& event) {
 void Daemon::start() {
     const CodeOf daemon(CodeOf::Owner::daemon);
     try {
-        process_ = std::make_unique<HelperProcess>(platform.platform());
+        process_ = start_(platform.platform());
     } catch (const std::bad_alloc&) { // as in main()
-        return platform.onStep("exit 0");
+        platform.onStep("exit 0");
     }
-    process_->start();
 }
 
 void Daemon::exit(const std::string& step) {

@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "helper/HelperProcess.h"
 #include "platform/posix/GuardedHelper.h"
 #include "prove/daemon/FaultyExchange.h"
 #include "prove/daemon/RecordingPower.h"
@@ -34,10 +33,15 @@ public:
 /// The whole daemon in this process, on virtual time, with a simulated controller and everything else scripted.
 ///
 /// Its surroundings are made with it; the daemon lives from `start` until it exits or this is destroyed, whichever is
-/// first. One at a time in a process, since the key client's connection is the process's.
+/// first. One helper at a time in a process, since the key client's connection is the process's.
 class Daemon {
 public:
-    Daemon();
+    /// Makes and starts a daemon on a platform; returns what keeps it alive. May throw `std::bad_alloc`.
+    using Start = std::function<std::shared_ptr<void>(const Platform&)>;
+
+    static std::shared_ptr<void> startHelper(const Platform& platform);
+
+    explicit Daemon(Start start = startHelper);
     Daemon(const Daemon&) = delete;
     Daemon& operator=(const Daemon&) = delete;
     ~Daemon();
@@ -129,7 +133,8 @@ public:
 
 private:
     std::vector<Client> clients_; ///< They keep the service alive, which has timers in the queue.
-    std::unique_ptr<HelperProcess> process_;
+    const Start start_;
+    std::shared_ptr<void> process_;
 };
 
 } // namespace kelo

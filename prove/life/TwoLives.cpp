@@ -4,7 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "prove/life/Machine.h"
+#include "prove/life/ControllerInputs.h"
+#include "prove/life/ModelProcess.h"
 
 namespace kelo {
 namespace {
@@ -36,8 +37,7 @@ PowerMessage messageOf(Action action) {
 }
 
 /// What happens to the process rather than to a client or to the controller. Both sides are driven alike.
-template <typename Side>
-void give(Side& side, const Input& input) {
+void give(Daemon& side, const Input& input) {
     switch (input.action) {
     case Action::unsignedHelper:
         return side.setTeam(std::nullopt);
@@ -75,8 +75,7 @@ void give(Side& side, const Input& input) {
 }
 
 /// Does nothing for a client that has gone meanwhile.
-template <typename Side>
-void giveOfClient(Side& side, const Input& input, int client) {
+void giveOfClient(Daemon& side, const Input& input, int client) {
     if (input.action == Action::connect)
         return side.connect();
     if (!side.isConnected(client))
@@ -105,8 +104,7 @@ bool isOfClient(Action action) { return action >= Action::connect && action <= A
 bool isOfPowerDomain(Action action) { return action >= Action::canSleep && action <= Action::poweredOn; }
 
 /// Gives it once, when the side's main thread is blocked next.
-template <typename Side>
-void giveWhileBlocked(Side& side, const Input& input, int client) {
+void giveWhileBlocked(Daemon& side, const Input& input, int client) {
     side.onBlocked([&side, input, client] {
         if (isOfClient(input.action))
             giveOfClient(side, input, client);
@@ -135,15 +133,15 @@ std::string describe(const Input& input, const std::vector<TapeEntry>& daemon, c
 
 } // namespace
 
-TwoLives::TwoLives() = default;
+TwoLives::TwoLives() : model_(ModelProcess::start) {}
 
 bool TwoLives::apply(const Input& input) {
     daemon_.tape.clear();
-    reference_.tape.clear();
+    model_.tape.clear();
     daemon_.controller.clearLog();
-    reference_.controller.clearLog();
+    model_.controller.clearLog();
     daemon_.exchange.limit = daemon_.exchange.count() + limitForOneInput;
-    reference_.exchange.limit = reference_.exchange.count() + limitForOneInput;
+    model_.exchange.limit = model_.exchange.count() + limitForOneInput;
     if (!hasEnded() && isTimely(input.action))
         give(input);
     return agree(input);
@@ -167,13 +165,13 @@ void TwoLives::give(const Input& input) {
         giveWhileBlocked(input, -1);
     } else {
         kelo::give(daemon_, input);
-        kelo::give(reference_, input);
+        kelo::give(model_, input);
     }
     if (isBusy_)
         return;
     const double seconds = input.action == Action::pass ? input.x : 0;
     daemon_.pass(seconds);
-    reference_.pass(seconds);
+    model_.pass(seconds);
 }
 
 /// Which client an input is of; none is left without any.
@@ -194,21 +192,21 @@ void TwoLives::giveOfClient(const Input& input) {
         giveWhileBlocked(input, *client);
     } else {
         kelo::giveOfClient(daemon_, input, *client);
-        kelo::giveOfClient(reference_, input, *client);
+        kelo::giveOfClient(model_, input, *client);
     }
 }
 
 void TwoLives::giveWhileBlocked(const Input& input, int client) {
     isForBlocked_ = false;
     kelo::giveWhileBlocked(daemon_, input, client);
-    kelo::giveWhileBlocked(reference_, input, client);
+    kelo::giveWhileBlocked(model_, input, client);
 }
 
 bool TwoLives::agree(const Input& input) {
     const auto& ours = daemon_.tape.entries();
-    const auto& theirs = reference_.tape.entries();
+    const auto& theirs = model_.tape.entries();
     if (std::equal(ours.begin(), ours.end(), theirs.begin(), theirs.end(), isEqual) &&
-        daemon_.hasExited() == reference_.hasExited() && daemon_.now == reference_.now)
+        daemon_.hasExited() == model_.hasExited() && daemon_.now == model_.now)
         return true;
     difference_ = describe(input, ours, theirs);
     return false;

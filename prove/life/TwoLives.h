@@ -6,7 +6,6 @@
 
 #include "prove/daemon/Daemon.h"
 #include "prove/life/Input.h"
-#include "prove/life/ReferenceSide.h"
 
 namespace kelo {
 
@@ -36,8 +35,8 @@ private:
     void giveWhileBlocked(const Input& input, int client);
     bool agree(const Input& input);
 
+    Daemon model_;
     Daemon daemon_;
-    ReferenceSide reference_;
     bool isStarted_ = false;
     bool isBusy_ = false;
     bool isForBlocked_ = false; ///< The next input of a client or of the power domain waits for a blocked main thread.

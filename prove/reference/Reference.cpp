@@ -28,165 +28,145 @@ bool canBeEncoded(const Snapshot& snapshot) {
 
 } // namespace
 
-Daemon::Daemon(World& outside) : world_(outside) {}
+Model::Model(Outside& outside) : outside_(outside) {}
 
-void Daemon::start() {
+void Model::start() {
     startService();
     startBinaryWatch();
     startListener();
 }
 
-void Daemon::startService() {
+void Model::startService() {
     openFans();
     if (fanCount_ == 0) {
-        world_.log(serviceCategory, Level::error,
-                   "No controllable fan on this Mac \u2014 the helper will refuse every request.");
+        outside_.log(serviceCategory, Level::error,
+                     "No controllable fan on this Mac \u2014 the helper will refuse every request.");
         return;
     }
-    hearsPower_ = world_.registerForPower(); // for good: a machine may go to sleep while no fan is held
+    hearsPower_ = outside_.registerForPower(); // for good: a machine may go to sleep while no fan is held
 }
 
-void Daemon::startBinaryWatch() {
-    binaryPath_ = world_.ownExecutable();
+void Model::startBinaryWatch() {
+    binaryPath_ = outside_.ownExecutable();
     if (!binaryPath_) {
-        world_.log(listenerCategory, Level::error,
-                   "Couldn't find our own executable; an update won't replace this process until restart.");
+        outside_.log(listenerCategory, Level::error,
+                     "Couldn't find our own executable; an update won't replace this process until restart.");
         return;
     }
-    binaryIdentity_ = world_.identify(*binaryPath_);
-    isBinaryWatched_ = world_.watch(*binaryPath_);
+    binaryIdentity_ = outside_.identify(*binaryPath_);
+    isBinaryWatched_ = outside_.watch(*binaryPath_);
 }
 
-void Daemon::startListener() {
-    world_.createListener(serviceName);
-    const std::optional<std::string> team = teamOf(world_.signingInformation());
+void Model::startListener() {
+    outside_.createListener(serviceName);
+    const std::optional<std::string> team = teamOf(outside_.signingInformation());
     if (team) {
-        world_.setRequirement(requirementText(appIdentifier, *team));
-        world_.log(listenerCategory, Level::notice, "Accepting only " + appIdentifier + " signed by " + *team + ".");
+        outside_.setRequirement(requirementText(appIdentifier, *team));
+        outside_.log(listenerCategory, Level::notice, "Accepting only " + appIdentifier + " signed by " + *team + ".");
     } else {
-        world_.log(listenerCategory, Level::error, "This helper isn't signed, so there is no one it can safely trust.");
+        outside_.log(listenerCategory, Level::error,
+                     "This helper isn't signed, so there is no one it can safely trust.");
     }
     for (const int number : endingSignals) {
-        world_.makeSignalSource(number);
+        outside_.makeSignalSource(number);
     }
     if (team) {
-        world_.resumeListener();
+        outside_.resumeListener();
         isListening_ = true;
-        world_.log(listenerCategory, Level::notice, "Listening on " + serviceName);
+        outside_.log(listenerCategory, Level::notice, "Listening on " + serviceName);
     }
 }
-
-// The main queue.
-
-void Daemon::onMain(std::function<void()> work) {
-    mainQueue_.push_back(std::move(work));
-    drainMainQueue();
-}
-
-void Daemon::drainMainQueue() {
-    if (isMainBusy_) {
-        return;
-    }
-    isMainBusy_ = true;
-    while (!mainQueue_.empty() && !isGone_) {
-        const std::function<void()> work = std::move(mainQueue_.front());
-        mainQueue_.pop_front();
-        work();
-    }
-    isMainBusy_ = false;
-}
-
-bool Daemon::hasExited() const { return isGone_; }
 
 // Connections.
 
-bool Daemon::isBinaryCurrent() {
+bool Model::isBinaryCurrent() {
     // A file that could not be identified at the start counts as current for ever.
-    return !binaryPath_ || !binaryIdentity_ || world_.identify(*binaryPath_) == binaryIdentity_;
+    return !binaryPath_ || !binaryIdentity_ || outside_.identify(*binaryPath_) == binaryIdentity_;
 }
 
-void Daemon::lookAtBinary() {
+void Model::lookAtBinary() {
     if (isBinaryCurrent()) {
         return;
     }
     if (isBinaryWatched_) {
-        world_.cancelFileWatch();
+        outside_.cancelFileWatch();
         isBinaryWatched_ = false;
     }
     leaveAfter("Our binary was deleted or moved. Handing the fan back and leaving for the new helper.");
 }
 
-void Daemon::connectionArrived(ConnectionId connection) {
+void Model::connectionArrived(ConnectionId connection) {
     if (isGone_ || !isListening_) {
         return;
     }
     if (!isBinaryCurrent()) {
-        world_.refuseConnection(connection);
-        onMain([this] {
+        outside_.refuseConnection(connection);
+        outside_.post([this] {
             leaveAfter("Our binary was replaced on disk. Handing the fan back and leaving for the new helper.");
         });
         return;
     }
-    world_.acceptConnection(connection);
-    onMain([this] { clientArrived(); });
+    outside_.acceptConnection(connection);
+    outside_.post([this] { clientArrived(); });
 }
 
-void Daemon::connectionInterrupted(ConnectionId) {
+void Model::connectionInterrupted(ConnectionId) {
     if (!isGone_) {
-        onMain([this] { clientWentAway(); });
+        outside_.post([this] { clientWentAway(); });
     }
 }
 
-void Daemon::connectionInvalidated(ConnectionId) {
+void Model::connectionInvalidated(ConnectionId) {
     if (!isGone_) {
-        onMain([this] { clientWentAway(); });
+        outside_.post([this] { clientWentAway(); });
     }
 }
 
 // Requests.
 
-void Daemon::helperVersion(ConnectionId, RequestId request) {
+void Model::helperVersion(ConnectionId, RequestId request) {
     if (!isGone_) {
-        world_.replyVersion(request, interfaceVersion);
+        outside_.replyVersion(request, interfaceVersion);
     }
 }
 
-void Daemon::fetchSnapshot(ConnectionId, RequestId request) {
+void Model::fetchSnapshot(ConnectionId, RequestId request) {
     if (isGone_) {
         return;
     }
-    onMain([this, request] {
+    outside_.post([this, request] {
         if (fanCount_ == 0) {
-            world_.replySnapshot(request, std::nullopt);
+            outside_.replySnapshot(request, std::nullopt);
             return;
         }
         const Snapshot snapshot = takeSnapshot();
-        world_.replySnapshot(request, canBeEncoded(snapshot) ? std::optional<Snapshot>(snapshot) : std::nullopt);
+        outside_.replySnapshot(request, canBeEncoded(snapshot) ? std::optional<Snapshot>(snapshot) : std::nullopt);
     });
 }
 
-void Daemon::hold(ConnectionId, RequestId request, double fraction, bool handsBackOnLidClose) {
+void Model::hold(ConnectionId, RequestId request, double fraction, bool handsBackOnLidClose) {
     if (!isGone_) {
-        onMain([this, request, fraction, handsBackOnLidClose] { holdOnMain(request, fraction, handsBackOnLidClose); });
+        outside_.post(
+            [this, request, fraction, handsBackOnLidClose] { holdOnMain(request, fraction, handsBackOnLidClose); });
     }
 }
 
-void Daemon::handBack(ConnectionId, RequestId request) {
+void Model::handBack(ConnectionId, RequestId request) {
     if (!isGone_) {
-        onMain([this, request] { handBackOnMain(request); });
+        outside_.post([this, request] { handBackOnMain(request); });
     }
 }
 
-void Daemon::standDown(ConnectionId, RequestId request) {
+void Model::standDown(ConnectionId, RequestId request) {
     if (isGone_) {
         return;
     }
-    world_.log(serviceCategory, Level::notice, "A newer Kelo asked us to stand down.");
-    world_.replyEmpty(request);
-    world_.armTimer(Timer::standDown, standDownSeconds, false);
+    outside_.log(serviceCategory, Level::notice, "A newer Kelo asked us to stand down.");
+    outside_.replyEmpty(request);
+    outside_.armTimer(Timer::standDown, standDownSeconds, false);
 }
 
-Snapshot Daemon::takeSnapshot() {
+Snapshot Model::takeSnapshot() {
     const std::vector<Fan> all = fans();
     Snapshot snapshot;
     if (!all.empty()) {
@@ -210,15 +190,15 @@ Snapshot Daemon::takeSnapshot() {
     return snapshot;
 }
 
-void Daemon::holdOnMain(RequestId request, double fraction, bool handsBackOnLidClose) {
+void Model::holdOnMain(RequestId request, double fraction, bool handsBackOnLidClose) {
     if (fanCount_ == 0) {
-        world_.replyError(request, noFansText);
+        outside_.replyError(request, noFansText);
         return;
     }
     if (session_) {
         stopHold(*session_);
     }
-    hearsPower_ = hearsPower_ || world_.registerForPower(); // without it the hold runs on, deaf to sleep
+    hearsPower_ = hearsPower_ || outside_.registerForPower(); // without it the hold runs on, deaf to sleep
     Hold fresh;
     fresh.asked = clampedFraction(fraction);
     fresh.isSleeping = isAsleep_;
@@ -229,17 +209,17 @@ void Daemon::holdOnMain(RequestId request, double fraction, bool handsBackOnLidC
         restoreAuto(); // nobody would watch the fans that it has already switched
         session_.reset();
     }
-    world_.replyError(request, refusal);
+    outside_.replyError(request, refusal);
 }
 
-void Daemon::handBackOnMain(RequestId request) {
+void Model::handBackOnMain(RequestId request) {
     endSession();
-    world_.replyError(request, std::nullopt);
+    outside_.replyError(request, std::nullopt);
 }
 
 // Clients and leaving.
 
-void Daemon::endSession() {
+void Model::endSession() {
     if (session_) {
         stopHold(*session_);
     }
@@ -249,113 +229,101 @@ void Daemon::endSession() {
     }
 }
 
-void Daemon::clientArrived() {
+void Model::clientArrived() {
     clients_ += 1;
     if (hasOrphanTimer_) {
-        world_.cancelTimer(Timer::orphan);
+        outside_.cancelTimer(Timer::orphan);
     }
     hasOrphanTimer_ = false;
 }
 
-void Daemon::clientWentAway() {
+void Model::clientWentAway() {
     const std::int64_t left = clients_ - 1;
     clients_ = std::max<std::int64_t>(left, 0);
     if (left > 0 || !session_) {
         return;
     }
-    world_.log(serviceCategory, Level::notice, "Last client disconnected; handing the fan back shortly.");
+    outside_.log(serviceCategory, Level::notice, "Last client disconnected; handing the fan back shortly.");
     if (hasOrphanTimer_) {
-        world_.cancelTimer(Timer::orphan);
+        outside_.cancelTimer(Timer::orphan);
     }
-    world_.armTimer(Timer::orphan, orphanSeconds, false);
+    outside_.armTimer(Timer::orphan, orphanSeconds, false);
     hasOrphanTimer_ = true;
 }
 
-void Daemon::orphanTimerFired() {
+void Model::orphanTimerFired() {
     if (clients_ != 0) {
         return;
     }
     endSession();
-    world_.log(serviceCategory, Level::notice, "Fan handed back to macOS after the client went away.");
+    outside_.log(serviceCategory, Level::notice, "Fan handed back to macOS after the client went away.");
 }
 
-void Daemon::shutdownNow() {
+void Model::shutdownNow() {
     endSession();
-    world_.log(serviceCategory, Level::notice, "Handed the fan back on the way out.");
+    outside_.log(serviceCategory, Level::notice, "Handed the fan back on the way out.");
 }
 
-void Daemon::leave() {
+void Model::leave() {
     shutdownNow();
     isGone_ = true; // first, since ending the process may not return
-    world_.exit(0);
+    outside_.exit(0);
 }
 
-void Daemon::leaveAfter(const std::string& notice) {
-    world_.log(listenerCategory, Level::notice, notice);
+void Model::leaveAfter(const std::string& notice) {
+    outside_.log(listenerCategory, Level::notice, notice);
     leave();
 }
 
 // Timers, power, file events and signals.
 
-void Daemon::timerFired(Timer which) {
+void Model::timerFired(Timer which) {
     if (isGone_) {
         return;
     }
-    onMain([this, which] {
-        switch (which) {
-        case Timer::repair:
-            lookAtBinary(); // no event tells of every replacement
-            if (session_ && !isGone_) {
-                reassertIfNeeded(*session_);
-            }
-            break;
-        case Timer::orphan:
-            orphanTimerFired();
-            break;
-        case Timer::standDown:
-            leave();
-            break;
+    switch (which) {
+    case Timer::repair:
+        lookAtBinary(); // no event tells of every replacement
+        if (session_ && !isGone_) {
+            reassertIfNeeded(*session_);
         }
-    });
+        break;
+    case Timer::orphan:
+        orphanTimerFired();
+        break;
+    case Timer::standDown:
+        leave();
+        break;
+    }
 }
 
-void Daemon::powerMessage(std::uint32_t type, std::intptr_t id) {
-    if (isGone_) {
+void Model::powerMessage(std::uint32_t type, std::intptr_t id) {
+    if (isGone_ || !hearsPower_) {
         return;
     }
-    onMain([this, type, id] {
-        if (!hearsPower_) {
-            return;
-        }
-        isAsleep_ = type == messageWillSleep || (isAsleep_ && type != messagePoweredOn);
-        if (session_ && type == messageWillSleep) {
-            willSleep(*session_);
-        }
-        if (session_ && type == messagePoweredOn) {
-            didWake(*session_);
-        }
-        if (type == messageCanSleep || type == messageWillSleep) {
-            world_.allowPowerChange(id); // last: the machine may sleep from here on
-        }
-    });
-}
-
-void Daemon::fileEvent() {
-    if (isGone_) {
-        return;
+    isAsleep_ = type == messageWillSleep || (isAsleep_ && type != messagePoweredOn);
+    if (session_ && type == messageWillSleep) {
+        willSleep(*session_);
     }
-    onMain([this] {
-        if (isBinaryWatched_) {
-            lookAtBinary();
-        }
-    });
+    if (session_ && type == messagePoweredOn) {
+        didWake(*session_);
+    }
+    if (type == messageCanSleep || type == messageWillSleep) {
+        outside_.allowPowerChange(id); // last: the machine may sleep from here on
+    }
 }
 
-void Daemon::signal(int number) {
+void Model::fileEvent() {
+    if (!isGone_ && isBinaryWatched_) {
+        lookAtBinary();
+    }
+}
+
+void Model::signal(int number) {
     if (isGone_ || std::find(std::begin(endingSignals), std::end(endingSignals), number) == std::end(endingSignals)) {
         return;
     }
-    onMain([this] { leaveAfter("Asked to stop."); });
+    leaveAfter("Asked to stop.");
 }
 
 } // namespace kelo::reference

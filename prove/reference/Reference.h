@@ -1,21 +1,19 @@
 // A reference model of the fan-control daemon: one class, plain state, no threads and no platform.
-// A harness drives it side by side with the real daemon and compares what both do to the outside.
+// A harness drives it side by side with the real daemon and compares what both do to the outside. It repeats the rules
+// in functions much like the daemon's: it shows a slip in one of the two, but no rule that both get wrong.
 //
 // How a harness drives it:
-// - Everything happens on one thread. `World` is called synchronously; whatever it answers is used at once.
 // - Inputs of connections (arrival, departure, requests) have a part that runs on the connection's own queue, at once,
-//   and a part that runs on the main queue. Each input says which is which. The main part follows immediately unless
-//   the main queue is busy; then it waits its turn, in order of submission.
-// - Inputs of connections may be delivered from inside `World::sleep` (the main thread blocks, the connections do not).
+//   and a part that runs on the main queue, to which the model posts it. Each input says which is which. They may be
+//   delivered at any moment, also from inside `Outside::sleepMicroseconds`.
 // - The other inputs (timers, power, file events, signals) belong to the main thread: deliver them only while it is
 //   idle.
-// - `World::exit` is the last call of the daemon; every later input is ignored.
+// - `Outside::exit` is the last call of the model; every later input is ignored.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <optional>
 #include <string>
@@ -92,9 +90,9 @@ struct Snapshot {
 };
 
 // Everything the daemon takes from or does to the outside.
-class World {
+class Outside {
 public:
-    virtual ~World() = default;
+    virtual ~Outside() = default;
 
     // The controller of fans and sensors.
 
@@ -115,6 +113,8 @@ public:
     virtual bool isRoot() = 0;
     // Ends the process; may return or throw, nothing follows.
     virtual void exit(int status) = 0;
+    // Runs the work on the main thread, after what was posted before.
+    virtual void post(std::function<void()> work) = 0;
 
     // Lid and power.
 
@@ -160,7 +160,7 @@ public:
 
     // Arms a timer on the main thread; the first firing is due after the delay.
     virtual void armTimer(Timer which, double delaySeconds, bool isRepeating) = 0;
-    // Invalidates a timer. May name an orphan timer that has already fired (see `Daemon::timerFired`).
+    // Invalidates a timer. May name an orphan timer that has already fired (see `Model::timerFired`).
     virtual void cancelTimer(Timer which) = 0;
 
     // Log lines and replies.
@@ -206,10 +206,11 @@ std::string requirementText(const std::string& identifier, const std::string& te
 // The team in a signature, or nothing.
 std::optional<std::string> teamOf(const SigningInformation& information);
 
-// The daemon. Inputs are its public functions; everything it does goes to the world given at construction.
-class Daemon {
+// The model of the daemon. Inputs are its public functions; everything it does goes to the outside given at
+// construction.
+class Model {
 public:
-    explicit Daemon(World& outside);
+    explicit Model(Outside& outside);
 
     // Runs the whole start-up; call it once, before any other input.
     void start();
@@ -243,8 +244,6 @@ public:
     void fileEvent();
     // A signal was delivered through its source; one that has no source is ignored.
     void signal(int number);
-
-    bool hasExited() const;
 
 private:
     struct KeyInfo {
@@ -327,13 +326,8 @@ private:
     bool isBinaryCurrent();
     void lookAtBinary();
 
-    void onMain(std::function<void()> work);
-    void drainMainQueue();
+    Outside& outside_;
 
-    World& world_;
-
-    std::deque<std::function<void()>> mainQueue_;
-    bool isMainBusy_ = false;
     bool isListening_ = false;
     bool isGone_ = false;
 

@@ -76,16 +76,16 @@ std::int32_t saturated(float value) {
 
 // Key client.
 
-std::optional<Daemon::KeyInfo> Daemon::keyInfo(const std::string& key) {
+std::optional<Model::KeyInfo> Model::keyInfo(const std::string& key) {
     const Record in = request(key, commandKeyInfo);
     Record out{};
-    if (!world_.exchange(smcConnection_, in, out) || out[offsetResult] != 0) {
+    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0) {
         return std::nullopt;
     }
     return KeyInfo{get32(out, offsetSize), get32(out, offsetType)};
 }
 
-std::optional<std::array<std::uint8_t, 32>> Daemon::readValue(const std::string& key, KeyInfo& info) {
+std::optional<std::array<std::uint8_t, 32>> Model::readValue(const std::string& key, KeyInfo& info) {
     const std::optional<KeyInfo> found = keyInfo(key);
     if (!found) {
         return std::nullopt;
@@ -94,7 +94,7 @@ std::optional<std::array<std::uint8_t, 32>> Daemon::readValue(const std::string&
     Record in = request(key, commandRead);
     put32(in, offsetSize, info.size);
     Record out{};
-    if (!world_.exchange(smcConnection_, in, out) || out[offsetResult] != 0) {
+    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0) {
         return std::nullopt;
     }
     std::array<std::uint8_t, 32> value{};
@@ -102,13 +102,13 @@ std::optional<std::array<std::uint8_t, 32>> Daemon::readValue(const std::string&
     return value;
 }
 
-std::optional<std::uint8_t> Daemon::readByte(const std::string& key) {
+std::optional<std::uint8_t> Model::readByte(const std::string& key) {
     KeyInfo info;
     const auto value = readValue(key, info);
     return value ? std::optional<std::uint8_t>((*value)[0]) : std::nullopt;
 }
 
-std::optional<double> Daemon::readFloat(const std::string& key) {
+std::optional<double> Model::readFloat(const std::string& key) {
     KeyInfo info;
     const auto value = readValue(key, info);
     if (!value) {
@@ -132,18 +132,18 @@ std::optional<double> Daemon::readFloat(const std::string& key) {
     return std::nullopt;
 }
 
-std::int32_t Daemon::writeValue(const std::string& key, const std::array<std::uint8_t, 32>& value, std::uint32_t size) {
+std::int32_t Model::writeValue(const std::string& key, const std::array<std::uint8_t, 32>& value, std::uint32_t size) {
     Record in = request(key, commandWrite);
     put32(in, offsetSize, size); // announced as given, even beyond the 32 bytes there are
     std::memcpy(&in[offsetBytes], value.data(), std::min<std::size_t>(size, value.size()));
     Record out{};
-    if (!world_.exchange(smcConnection_, in, out)) {
+    if (!outside_.exchange(smcConnection_, in, out)) {
         return statusNoExchange;
     }
     return out[offsetResult];
 }
 
-std::int32_t Daemon::writeByte(const std::string& key, std::uint8_t value) {
+std::int32_t Model::writeByte(const std::string& key, std::uint8_t value) {
     const std::optional<KeyInfo> info = keyInfo(key);
     if (!info) {
         return statusNoKeyInfo;
@@ -151,7 +151,7 @@ std::int32_t Daemon::writeByte(const std::string& key, std::uint8_t value) {
     return writeValue(key, {value}, std::max<std::uint32_t>(info->size, 1));
 }
 
-std::int32_t Daemon::writeFloat(const std::string& key, float value) {
+std::int32_t Model::writeFloat(const std::string& key, float value) {
     const std::optional<KeyInfo> info = keyInfo(key);
     if (!info) {
         return statusNoKeyInfo;
@@ -169,19 +169,19 @@ std::int32_t Daemon::writeFloat(const std::string& key, float value) {
 
 // Fans and sensors.
 
-void Daemon::openFans() {
-    smcConnection_ = world_.openController();
+void Model::openFans() {
+    smcConnection_ = outside_.openController();
     if (smcConnection_ == 0) {
         return;
     }
     fanCount_ = readByte("FNum").value_or(0);
     if (fanCount_ == 0) {
-        world_.closeController(smcConnection_);
+        outside_.closeController(smcConnection_);
         smcConnection_ = 0;
     }
 }
 
-std::vector<Daemon::Fan> Daemon::fans() {
+std::vector<Model::Fan> Model::fans() {
     std::vector<Fan> usable;
     for (int index = 0; index < fanCount_; ++index) {
         if (const std::optional<Fan> fan = readFan(index)) {
@@ -191,7 +191,7 @@ std::vector<Daemon::Fan> Daemon::fans() {
     return usable;
 }
 
-std::optional<Daemon::Fan> Daemon::readFan(int index) {
+std::optional<Model::Fan> Model::readFan(int index) {
     const std::optional<double> current = readFloat(fanKey(index, "Ac"));
     if (!current) {
         return std::nullopt;
@@ -209,7 +209,7 @@ std::optional<Daemon::Fan> Daemon::readFan(int index) {
     return Fan{index, *min, *max, *current, target, isManual};
 }
 
-std::optional<double> Daemon::chipTemperature() {
+std::optional<double> Model::chipTemperature() {
     for (const char* key : {"Tp09", "Tp0T"}) {
         if (const std::optional<double> celsius = readFloat(key)) {
             return *celsius;
@@ -218,14 +218,14 @@ std::optional<double> Daemon::chipTemperature() {
     return std::nullopt;
 }
 
-std::string Daemon::warmth() {
+std::string Model::warmth() {
     const std::optional<double> celsius = chipTemperature();
     return celsius ? warmthText(*celsius) : "cool";
 }
 
-Daemon::Refusal Daemon::engageManual(int index, bool& neededUnlock) {
+Model::Refusal Model::engageManual(int index, bool& neededUnlock) {
     neededUnlock = false;
-    if (!world_.isRoot()) {
+    if (!outside_.isRoot()) {
         return needsRootText;
     }
     const std::string mode = fanKey(index, "Md");
@@ -233,21 +233,21 @@ Daemon::Refusal Daemon::engageManual(int index, bool& neededUnlock) {
         return std::nullopt;
     }
     writeByte("Ftst", 1); // refused or not, the retries below decide
-    const std::int64_t deadline = world_.nowNanoseconds() + unlockNanoseconds;
+    const std::int64_t deadline = outside_.nowNanoseconds() + unlockNanoseconds;
     std::int32_t lastCode = 0;
-    while (world_.nowNanoseconds() < deadline) {
+    while (outside_.nowNanoseconds() < deadline) {
         lastCode = writeByte(mode, 1);
         if (lastCode == 0) {
             neededUnlock = true;
             return std::nullopt;
         }
-        world_.sleepMicroseconds(retryMicroseconds);
+        outside_.sleepMicroseconds(retryMicroseconds);
     }
     return modeRejectedText(lastCode); // the unlock switch stays on; handing back clears it
 }
 
-Daemon::Refusal Daemon::setTarget(int index, double rpm) {
-    if (!world_.isRoot()) {
+Model::Refusal Model::setTarget(int index, double rpm) {
+    if (!outside_.isRoot()) {
         return needsRootText;
     }
     const std::optional<double> min = readFloat(fanKey(index, "Mn"));
@@ -269,7 +269,7 @@ Daemon::Refusal Daemon::setTarget(int index, double rpm) {
     return status == 0 ? Refusal() : targetRejectedText(status);
 }
 
-void Daemon::restoreAuto() {
+void Model::restoreAuto() {
     for (int index = 0; index < std::max(fanCount_, 1); ++index) {
         writeByte(fanKey(index, "Md"), 0); // whatever comes of it, the others are tried too
     }

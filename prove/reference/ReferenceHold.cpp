@@ -15,14 +15,14 @@ std::string boolText(bool value) { return value ? "true" : "false"; }
 
 // The hold.
 
-void Daemon::emit(const std::string& event) { world_.log(serviceCategory, Level::notice, "hold: " + event); }
+void Model::emit(const std::string& event) { outside_.log(serviceCategory, Level::notice, "hold: " + event); }
 
-bool Daemon::gateIsOpen(const Hold& hold) {
-    const bool isLidClosed = readsAsClosed(world_.lidProperty()); // asked even when sleep alone decides
+bool Model::gateIsOpen(const Hold& hold) {
+    const bool isLidClosed = readsAsClosed(outside_.lidProperty()); // asked even when sleep alone decides
     return mayHold(hold.isSleeping, isLidClosed, hold.handsBackOnLidClose);
 }
 
-Daemon::Refusal Daemon::startHold(Hold& hold) {
+Model::Refusal Model::startHold(Hold& hold) {
     hold.isHolding = true;
     if (gateIsOpen(hold)) {
         bool neededUnlock = false;
@@ -34,26 +34,26 @@ Daemon::Refusal Daemon::startHold(Hold& hold) {
     } else {
         emit("yielded");
     }
-    world_.armTimer(Timer::repair, repairSeconds, true);
+    outside_.armTimer(Timer::repair, repairSeconds, true);
     hold.isTimerArmed = true;
     return std::nullopt;
 }
 
-void Daemon::stopHold(Hold& hold) {
+void Model::stopHold(Hold& hold) {
     if (!hold.isHolding) {
         return;
     }
     hold.isHolding = false;
     hold.isEngaged = false;
     if (hold.isTimerArmed) {
-        world_.cancelTimer(Timer::repair);
+        outside_.cancelTimer(Timer::repair);
         hold.isTimerArmed = false;
     }
     restoreAuto();
     emit("released");
 }
 
-Daemon::Refusal Daemon::engage(Hold& hold, bool& neededUnlock) {
+Model::Refusal Model::engage(Hold& hold, bool& neededUnlock) {
     const double fraction = heldFraction(hold);
     neededUnlock = false;
     for (const Fan& fan : fans()) {
@@ -70,7 +70,7 @@ Daemon::Refusal Daemon::engage(Hold& hold, bool& neededUnlock) {
 }
 
 // One evaluation, which is also one step of easing: every call counts.
-double Daemon::heldFraction(Hold& hold) {
+double Model::heldFraction(Hold& hold) {
     if (const std::optional<double> celsius = chipTemperature()) {
         hold.chipReadings.push_back(*celsius);
         if (hold.chipReadings.size() > smoothingWindow) {
@@ -89,7 +89,7 @@ double Daemon::heldFraction(Hold& hold) {
 }
 
 // Brings the fans in line with the gate; true when they are held afterwards.
-bool Daemon::follow(Hold& hold) {
+bool Model::follow(Hold& hold) {
     if (!hold.isHolding) {
         return false;
     }
@@ -112,7 +112,7 @@ bool Daemon::follow(Hold& hold) {
     return true;
 }
 
-bool Daemon::hasDrift(double fraction) {
+bool Model::hasDrift(double fraction) {
     for (const Fan& fan : fans()) {
         if (std::fabs(fan.targetRPM - targetRPM(fan.minRPM, fan.maxRPM, fraction)) > driftRPM) {
             return true;
@@ -121,7 +121,7 @@ bool Daemon::hasDrift(double fraction) {
     return false;
 }
 
-void Daemon::reassertIfNeeded(Hold& hold) {
+void Model::reassertIfNeeded(Hold& hold) {
     if (!hold.isHolding || !follow(hold)) {
         return;
     }
@@ -140,7 +140,7 @@ void Daemon::reassertIfNeeded(Hold& hold) {
     }
 }
 
-void Daemon::willSleep(Hold& hold) {
+void Model::willSleep(Hold& hold) {
     if (!hold.isHolding) {
         return;
     }
@@ -150,7 +150,7 @@ void Daemon::willSleep(Hold& hold) {
     emit("sleeping");
 }
 
-void Daemon::didWake(Hold& hold) {
+void Model::didWake(Hold& hold) {
     if (!hold.isHolding) {
         return;
     }

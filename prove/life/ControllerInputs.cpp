@@ -1,4 +1,4 @@
-#include "prove/life/Machine.h"
+#include "prove/life/ControllerInputs.h"
 
 #include <cstring>
 
