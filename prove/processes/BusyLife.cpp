@@ -19,9 +19,9 @@ void BusyClient::kill() {
     process_->waitForEnd(10);
 }
 
-BusyLife::BusyLife(World& world, std::mt19937& random) : world_(world), random_(random) {
+BusyLife::BusyLife(StagedMac& mac, std::mt19937& random) : mac_(mac), random_(random) {
     for (auto& client : clients_) {
-        client = std::make_unique<BusyClient>(world.installation());
+        client = std::make_unique<BusyClient>(mac.installation());
         client->connect();
     }
     clients_[0]->request(requests::Hold{fraction(), false});
@@ -50,7 +50,7 @@ void BusyLife::useClient() {
         return client->connect();
     case 6:
         client->kill();
-        client = std::make_unique<BusyClient>(world_.installation());
+        client = std::make_unique<BusyClient>(mac_.installation());
         return client->connect();
     default:
         return client->request(requests::FetchSnapshot{});
@@ -61,34 +61,34 @@ void BusyLife::useClient() {
 void BusyLife::useMac() try {
     switch (below(8)) {
     case 0:
-        world_.call(SetLid{true});
+        mac_.call(SetLid{true});
         break;
     case 1:
     case 2:
-        world_.call(SetLid{false});
+        mac_.call(SetLid{false});
         break;
     case 3:
-        world_.call(Sleep{.now = below(2) == 0});
+        mac_.call(Sleep{.now = below(2) == 0});
         break;
     case 4:
-        world_.call(Wake{});
+        mac_.call(Wake{});
         break;
     case 5:
-        world_.call(Interfere{0, 2000 + 1000 * fraction()});
+        mac_.call(Interfere{0, 2000 + 1000 * fraction()});
         break;
     case 6:
-        world_.call(Interfere{0, {}});
+        mac_.call(Interfere{0, {}});
         break;
     default:
-        world_.call(SetKey{"Tp09", 60 + 45 * fraction()});
+        mac_.call(SetKey{"Tp09", 60 + 45 * fraction()});
     }
 } catch (const CallRefused&) {
 }
 
 /// Without a hold nobody would hand back what another program has taken.
 void BusyLife::end() {
-    for (const auto& fan : world_.call(Show{}).fans)
-        world_.call(Interfere{fan.index, {}});
+    for (const auto& fan : mac_.call(Show{}).fans)
+        mac_.call(Interfere{fan.index, {}});
     std::this_thread::sleep_for(std::chrono::milliseconds(2500)); // longer than a tick
     for (auto& client : clients_)
         client->kill();

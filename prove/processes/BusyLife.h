@@ -5,7 +5,7 @@
 #include <random>
 
 #include "platform/linux/socket/RequestRecords.h"
-#include "prove/processes/World.h"
+#include "prove/processes/StagedMac.h"
 
 namespace kelo {
 
@@ -30,7 +30,7 @@ private:
 /// killed; other programs that take fans; the lid, sleep and wake, heat.
 class BusyLife {
 public:
-    BusyLife(World& world, std::mt19937& random);
+    BusyLife(StagedMac& mac, std::mt19937& random);
 
     /// Does one thing and waits a moment.
     void step();
@@ -44,7 +44,7 @@ private:
     double fraction() { return std::uniform_real_distribution(0.0, 1.0)(random_); }
     int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random_); }
 
-    World& world_;
+    StagedMac& mac_;
     std::mt19937& random_;
     std::array<std::unique_ptr<BusyClient>, 3> clients_;
 };

@@ -33,16 +33,16 @@ struct Outcome {
     std::string broken = {}; ///< What was not as promised; empty.
 };
 
-Outcome leave(World& world, const Situation& situation) {
-    const auto before = world.call(Show{}); // whatever passes until the signal counts as the helper's
+Outcome leave(StagedMac& mac, const Situation& situation) {
+    const auto before = mac.call(Show{}); // whatever passes until the signal counts as the helper's
     if (std::none_of(before.fans.begin(), before.fans.end(), [](const auto& fan) { return fan.isManual; }))
         return {.wasManual = false};
     const auto start = std::chrono::steady_clock::now();
-    world.helper().signal(SIGTERM);
-    const auto status = world.helper().waitForEnd(situation.bound + hangAfter);
+    mac.helper().signal(SIGTERM);
+    const auto status = mac.helper().waitForEnd(situation.bound + hangAfter);
     Outcome outcome;
     outcome.exit = secondsSince(start);
-    const auto after = world.call(Show{});
+    const auto after = mac.call(Show{});
     outcome.automatic = untilAutomatic(after, before.time);
     for (const auto& fan : after.fans)
         if (fan.isManual)
@@ -54,21 +54,21 @@ Outcome leave(World& world, const Situation& situation) {
     return outcome;
 }
 
-Outcome attempt(World& world, const Situation& situation, int number, std::mt19937& random) {
-    const auto setting = situation.enter(world, number);
+Outcome attempt(StagedMac& mac, const Situation& situation, int number, std::mt19937& random) {
+    const auto setting = situation.enter(mac, number);
     const std::chrono::duration<double> wait(std::uniform_real_distribution(0.0, situation.longestWait)(random));
     std::this_thread::sleep_for(wait);
-    auto outcome = leave(world, situation);
-    world.call(ClearFaults{});
-    world.installation().forgetHelper();
+    auto outcome = leave(mac, situation);
+    mac.call(ClearFaults{});
+    mac.installation().forgetHelper();
     return outcome;
 }
 
 /// On a busy machine a situation may be over by the time that its wait ends: then there is nothing to measure.
-Outcome attemptUntilManual(World& world, const Situation& situation, int number) {
+Outcome attemptUntilManual(StagedMac& mac, const Situation& situation, int number) {
     std::mt19937 random(static_cast<unsigned>(number));
     for (int i = 0; i < 10; ++i)
-        if (auto outcome = attempt(world, situation, number, random); outcome.wasManual)
+        if (auto outcome = attempt(mac, situation, number, random); outcome.wasManual)
             return outcome;
     return {.broken = "no fan was ever manual when it was asked to leave"};
 }
@@ -81,10 +81,10 @@ int measure(const Situation& situation, const std::filesystem::path& staged, con
     Figures exit;
     int broken = 0;
     sideBySide(tries, situation.sideBySide, [&](int worker) {
-        const auto world =
-            std::make_shared<World>(staged, work / (situation.name + std::to_string(worker)), situation.profile);
-        return [&, world](int number) {
-            const auto outcome = attemptUntilManual(*world, situation, number);
+        const auto mac =
+            std::make_shared<StagedMac>(staged, work / (situation.name + std::to_string(worker)), situation.profile);
+        return [&, mac](int number) {
+            const auto outcome = attemptUntilManual(*mac, situation, number);
             const std::lock_guard lock(mutex);
             automatic.add(outcome.automatic);
             exit.add(outcome.exit);
@@ -105,9 +105,9 @@ int measure(const Situation& situation, const std::filesystem::path& staged, con
 
 int proveDelays(const std::filesystem::path& staged, const std::filesystem::path& work, int tries,
                 const std::string& only) {
-    World world(staged, work / "descriptors", "laptop");
-    const int descriptors = fewestDescriptorsToHold(world);
-    world.installation().forgetHelper();
+    StagedMac mac(staged, work / "descriptors", "laptop");
+    const int descriptors = fewestDescriptorsToHold(mac);
+    mac.installation().forgetHelper();
     std::printf("A helper holds with %d descriptors or more.\n", descriptors);
     std::printf("Seconds from SIGTERM until the last fan is automatic, and until the process has ended:\n\n");
     std::printf("%-20s %6s %9s %9s %9s %9s   %9s %9s %9s %7s\n", "situation", "tries", "p50", "p99", "worst", "bound",

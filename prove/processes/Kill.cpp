@@ -47,25 +47,25 @@ const std::array<const char*, wayCount> wayNames = {"SIGTERM", "SIGINT", "execut
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 /// The other ways a helper is made to leave.
-void askToLeave(World& world, Way way) {
+void askToLeave(StagedMac& mac, Way way) {
     if (way == Way::terminate)
-        world.helper().signal(SIGTERM);
+        mac.helper().signal(SIGTERM);
     else if (way == Way::interrupt)
-        world.helper().signal(SIGINT);
+        mac.helper().signal(SIGINT);
     else if (way == Way::replace)
-        world.install(Installation::helperName);
+        mac.install(Installation::helperName);
     else
-        std::filesystem::remove(world.installation().program(Installation::helperName));
+        std::filesystem::remove(mac.installation().program(Installation::helperName));
 }
 
 /// Waits for the helper's end. What was broken; empty.
-std::string brokenAtEnd(World& world) {
-    const auto status = world.helper().waitForEnd(hangAfter);
+std::string brokenAtEnd(StagedMac& mac) {
+    const auto status = mac.helper().waitForEnd(hangAfter);
     if (!status)
         return "the helper did not end";
     if (*status != 0)
         return "status " + std::to_string(*status);
-    return world.isAnyFanManual() ? "a fan was left manual" : "";
+    return mac.isAnyFanManual() ? "a fan was left manual" : "";
 }
 
 struct Outcome {
@@ -76,15 +76,15 @@ struct Outcome {
 };
 
 /// Looks on for a while after the hand-back is due: a fan must not be taken again, either.
-Outcome loseClients(World& world, BusyLife& life) {
+Outcome loseClients(StagedMac& mac, BusyLife& life) {
     life.end();
     Outcome outcome;
-    outcome.wasHeld = world.isAnyFanHeld();
+    outcome.wasHeld = mac.isAnyFanHeld();
     const auto start = Clock::now();
     waitUntil(
         [&] {
             const double now = secondsSince(start);
-            if (world.isAnyFanManual())
+            if (mac.isAnyFanManual())
                 outcome.automatic = now;
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             return now >= graceBound + 2;
@@ -92,68 +92,66 @@ Outcome loseClients(World& world, BusyLife& life) {
         hangAfter);
     if (outcome.automatic > graceBound)
         outcome.broken = "a fan was manual " + std::to_string(outcome.automatic) + " s later";
-    world.helper().signal(SIGTERM);
-    if (const auto broken = brokenAtEnd(world); outcome.broken.empty())
+    mac.helper().signal(SIGTERM);
+    if (const auto broken = brokenAtEnd(mac); outcome.broken.empty())
         outcome.broken = broken;
     return outcome;
 }
 
-Outcome end(World& world, BusyLife& life, Way way) {
+Outcome end(StagedMac& mac, BusyLife& life, Way way) {
     if (way == Way::loseClients)
-        return loseClients(world, life);
+        return loseClients(mac, life);
     Outcome outcome;
-    outcome.wasHeld = world.isAnyFanHeld();
+    outcome.wasHeld = mac.isAnyFanHeld();
     const auto start = Clock::now();
-    const auto startOnMac = world.call(Show{}).time;
-    askToLeave(world, way);
-    outcome.broken = brokenAtEnd(world);
+    const auto startOnMac = mac.call(Show{}).time;
+    askToLeave(mac, way);
+    outcome.broken = brokenAtEnd(mac);
     outcome.end = secondsSince(start);
-    outcome.automatic = untilAutomatic(world.call(Show{}), startOnMac);
+    outcome.automatic = untilAutomatic(mac.call(Show{}), startOnMac);
     if (outcome.broken.empty() && outcome.automatic > bound)
         outcome.broken = "took " + std::to_string(outcome.automatic) + " s";
     return outcome;
 }
 
 /// The Mac as a new one.
-void reset(World& world) {
-    world.installation().forgetHelper();
-    world.install(Installation::helperName);
+void reset(StagedMac& mac) {
+    mac.installation().forgetHelper();
+    mac.install(Installation::helperName);
     try {
-        world.call(SetLid{false});
+        mac.call(SetLid{false});
     } catch (const CallFailed&) { // a desktop has none
     }
-    world.call(SetKey{"Tp09", std::nullopt});
-    if (world.call(Show{}).asleep)
-        world.call(Wake{});
+    mac.call(SetKey{"Tp09", std::nullopt});
+    if (mac.call(Show{}).asleep)
+        mac.call(Wake{});
 }
 
 /// Where other processes of this user have taken all inotify instances, a helper notices its replacement only when the
 /// next client comes: that is not what is measured.
-void startWatchingHelper(World& world) {
+void startWatchingHelper(StagedMac& mac) {
     for (int i = 0; i < 60; ++i) {
-        world.startHelper();
-        const auto watches = [&] {
-            return ProcessUsage::openFiles(world.helper().number(), "anon_inode:inotify") == 2;
-        };
+        mac.startHelper();
+        const auto watches = [&] { return ProcessUsage::openFiles(mac.helper().number(), "anon_inode:inotify") == 2; };
         if (waitUntil(watches, 1))
             return;
-        world.installation().forgetHelper();
+        mac.installation().forgetHelper();
     }
     throw std::runtime_error("this user's inotify instances are used up");
 }
 
-Outcome attempt(World& world, unsigned seed, Way way) {
+Outcome attempt(StagedMac& mac, unsigned seed, Way way) {
     std::mt19937 random(seed);
-    startWatchingHelper(world);
+    startWatchingHelper(mac);
     Outcome outcome;
     {
-        BusyLife life(world, random);
+        BusyLife life(mac, random);
         const auto length = std::chrono::duration<double>(std::uniform_real_distribution(0.0, 5.0)(random));
         for (const auto start = Clock::now(); Clock::now() - start < length;)
             life.step();
-        outcome = end(world, life, way);
+        outcome = end(mac, life, way);
     }
-    reset(world);
+    reset(mac);
     return outcome;
 }
 
@@ -237,11 +235,11 @@ int proveKill(const std::filesystem::path& staged, const std::filesystem::path& 
                 seed + static_cast<unsigned>(tries) - 1);
     sideBySide(tries, width, [&](int worker) {
         const auto* profile = profiles.at(static_cast<std::size_t>(worker) % profiles.size());
-        const auto world = std::make_shared<World>(staged, work / ("kill" + std::to_string(worker)), profile);
-        return [&, world, profile](int number) {
+        const auto mac = std::make_shared<StagedMac>(staged, work / ("kill" + std::to_string(worker)), profile);
+        return [&, mac, profile](int number) {
             const auto trySeed = seed + static_cast<unsigned>(number);
             const auto way = static_cast<std::size_t>(number % wayCount);
-            const auto outcome = attempt(*world, trySeed, static_cast<Way>(way));
+            const auto outcome = attempt(*mac, trySeed, static_cast<Way>(way));
             const std::lock_guard lock(mutex);
             tallies.at(way).add(outcome);
             if (!outcome.broken.empty())

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "prove/processes/World.h"
+#include "prove/processes/StagedMac.h"
 
 namespace kelo {
 namespace {
@@ -20,36 +20,36 @@ struct Left {
     int stop = 0;
 };
 
-void killWhileHolding(World& world, bool holdsAgain, Left& left) {
-    const auto manual = [&] { return world.isAnyFanManual() ? 1 : 0; };
-    world.startHelper();
-    auto client = world.startHold();
-    world.helper().signal(SIGKILL);
-    world.helper().waitForEnd(hangAfter);
+void killWhileHolding(StagedMac& mac, bool holdsAgain, Left& left) {
+    const auto manual = [&] { return mac.isAnyFanManual() ? 1 : 0; };
+    mac.startHelper();
+    auto client = mac.startHold();
+    mac.helper().signal(SIGKILL);
+    mac.helper().waitForEnd(hangAfter);
     client.reset();
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     left.kill += manual();
-    world.startHelper();
+    mac.startHelper();
     std::this_thread::sleep_for(std::chrono::seconds(3)); // longer than a tick
     left.restart += manual();
     if (holdsAgain) {
-        client = world.startHold();
+        client = mac.startHold();
         client->signal(SIGINT); // its way to hand the fan back
         client->waitForEnd(hangAfter);
         left.release += manual();
     }
-    world.helper().signal(SIGTERM);
-    world.helper().waitForEnd(hangAfter);
+    mac.helper().signal(SIGTERM);
+    mac.helper().waitForEnd(hangAfter);
     left.stop += manual();
 }
 
 } // namespace
 
 int proveSIGKILL(const std::filesystem::path& staged, const std::filesystem::path& work, int tries) {
-    World world(staged, work / "sigkill", "laptop");
+    StagedMac mac(staged, work / "sigkill", "laptop");
     Left left;
     for (int i = 0; i < tries; ++i)
-        killWhileHolding(world, i % 2 == 0, left);
+        killWhileHolding(mac, i % 2 == 0, left);
     int broken = 0;
     const auto count = [&](const char* when, int times, int of, bool isGood, const char* complaint) {
         std::printf("  %-49s %4d of %d%s\n", when, times, of, isGood ? "" : complaint);

@@ -23,41 +23,41 @@ constexpr int exchangesOfTick = 80;
 // Of a hand-back, up to the write that gives the second fan back.
 constexpr int exchangesOfHandBack = 4;
 
-Setting holding(World& world, const Surroundings& surroundings = {}) {
-    world.startHelper(surroundings);
+Setting holding(StagedMac& mac, const Surroundings& surroundings = {}) {
+    mac.startHelper(surroundings);
     Setting setting;
-    setting.client = world.startHold();
+    setting.client = mac.startHold();
     return setting;
 }
 
-Setting undisturbed(World& world, int) { return holding(world); }
+Setting undisturbed(StagedMac& mac, int) { return holding(mac); }
 
-Setting linksLate(World& world, int) {
-    auto setting = holding(world);
-    world.call(AnswerSlowly{lateAnswer});
+Setting linksLate(StagedMac& mac, int) {
+    auto setting = holding(mac);
+    mac.call(AnswerSlowly{lateAnswer});
     return setting;
 }
 
 /// The daemon's queue is full, and each of the strangers is worth another line.
-Setting logStalled(World& world, int) {
-    const auto socket = world.installation().program(Surroundings::logSocketName);
+Setting logStalled(StagedMac& mac, int) {
+    const auto socket = mac.installation().program(Surroundings::logSocketName);
     std::optional<FakeLogDaemon> log(std::in_place, socket);
-    auto setting = holding(world, {.hasOwnLog = true});
+    auto setting = holding(mac, {.hasOwnLog = true});
     if (log->read().empty())
         throw std::runtime_error("the helper does not log to the log of its own");
     log->fill();
     setting.log = std::move(log);
-    setting.rawClient = std::make_unique<RawClient>(world.installation(), "stranger");
+    setting.rawClient = std::make_unique<RawClient>(mac.installation(), "stranger");
     setting.rawClient->perform("churn 40");
     return setting;
 }
 
 /// A pipe and a terminal in turn.
-Setting standardErrorFull(World& world, int number) {
-    const auto path = world.installation().program("standard-error");
+Setting standardErrorFull(StagedMac& mac, int number) {
+    const auto path = mac.installation().program("standard-error");
     std::filesystem::remove(path);
     auto full = number % 2 == 0 ? UnreadStream::pipe(path) : UnreadStream::terminal();
-    auto setting = holding(world, {.standardError = full.path()});
+    auto setting = holding(mac, {.standardError = full.path()});
     setting.standardError = std::move(full);
     return setting;
 }
@@ -70,18 +70,18 @@ bool isUnlocked(const MacState& mac, double since) {
 
 /// On a Mac that never grants manual mode, whose fan another program has taken: the first hold tries for all of its
 /// time, and the others wait behind it.
-Setting holdsQueued(World& world, int) {
-    world.startHelper();
+Setting holdsQueued(StagedMac& mac, int) {
+    mac.startHelper();
     Setting setting;
-    setting.rawClient = std::make_unique<RawClient>(world.installation(), "rawclient");
+    setting.rawClient = std::make_unique<RawClient>(mac.installation(), "rawclient");
     setting.rawClient->connect();
-    world.call(Interfere{0, 3000});
-    const auto start = world.call(Show{}).time;
+    mac.call(Interfere{0, 3000});
+    const auto start = mac.call(Show{}).time;
     for (int i = 0; i < 64; ++i)
         setting.rawClient->request(requests::Hold{0.5, false});
     const auto hasBegun = [&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the state is large
-        return isUnlocked(world.call(Show{}), start);
+        return isUnlocked(mac.call(Show{}), start);
     };
     if (!waitUntil(hasBegun, 20))
         throw std::runtime_error("the helper does not try the unlock switch");
@@ -92,8 +92,8 @@ Setting holdsQueued(World& world, int) {
 
 std::vector<Situation> situations(int fewestDescriptors) {
     const double late = lateAnswer * (exchangesOfTick + exchangesOfHandBack);
-    const auto descriptorsShort = [fewestDescriptors](World& world, int) {
-        return holding(world, {.descriptors = fewestDescriptors});
+    const auto descriptorsShort = [fewestDescriptors](StagedMac& mac, int) {
+        return holding(mac, {.descriptors = fewestDescriptors});
     };
     return {
         {"undisturbed", "laptop", tick, 0, 16, undisturbed},
@@ -105,19 +105,19 @@ std::vector<Situation> situations(int fewestDescriptors) {
     };
 }
 
-int fewestDescriptorsToHold(World& world) {
+int fewestDescriptorsToHold(StagedMac& mac) {
     for (int descriptors = 12;; ++descriptors) {
         try {
-            world.startHelper({.descriptors = descriptors}, 5);
-            world.startHold(5);
-            world.startHold(5); // another client's: what the first hold has opened is still open
-            if (world.isAnyFanManual())
+            mac.startHelper({.descriptors = descriptors}, 5);
+            mac.startHold(5);
+            mac.startHold(5); // another client's: what the first hold has opened is still open
+            if (mac.isAnyFanManual())
                 return descriptors;
         } catch (const std::runtime_error&) {
             if (descriptors == 64)
                 throw;
         }
-        world.installation().forgetHelper();
+        mac.installation().forgetHelper();
     }
 }
 

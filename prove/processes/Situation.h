@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "prove/processes/World.h"
+#include "prove/processes/StagedMac.h"
 #include "testing/FakeLogDaemon.h"
 #include "testing/process/RawClient.h"
 #include "testing/process/UnreadStream.h"
@@ -30,13 +30,13 @@ struct Situation {
     int sideBySide;      ///< How many tries at a time: many where they mostly wait. A helper watches two files, and a
                          ///< user may have 128 inotify instances.
     /// Starts the helper and brings it into the situation. A fan is manual when it returns.
-    std::function<Setting(World&, int number)> enter;
+    std::function<Setting(StagedMac&, int number)> enter;
 };
 
 /// Undisturbed first. `fewestDescriptors` are those with which a helper holds for one client after another.
 std::vector<Situation> situations(int fewestDescriptors);
 
-/// Tries it out in a world of its own.
-int fewestDescriptorsToHold(World& world);
+/// Tries it out on `mac`.
+int fewestDescriptorsToHold(StagedMac& mac);
 
 } // namespace kelo

@@ -105,9 +105,9 @@ bool isFull(Samples samples, long without) {
 }
 
 /// Leaves a fan manual, so that the helper has something to hand back at its end.
-bool canStillHold(World& world) try {
-    const auto client = world.startHold();
-    return world.isAnyFanManual();
+bool canStillHold(StagedMac& mac) try {
+    const auto client = mac.startHold();
+    return mac.isAnyFanManual();
 } catch (const std::runtime_error&) {
     return false;
 }
@@ -115,15 +115,15 @@ bool canStillHold(World& world) try {
 } // namespace
 
 int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& work, double minutes) {
-    World world(staged, work / "soak", "laptop");
-    world.startHelper();
-    const auto helper = world.helper().number();
+    StagedMac mac(staged, work / "soak", "laptop");
+    mac.startHelper();
+    const auto helper = mac.helper().number();
     // A first client, so that what is made once has been made.
-    world.startHold()->signal(SIGKILL);
+    mac.startHold()->signal(SIGKILL);
     std::this_thread::sleep_for(std::chrono::duration<double>(settling));
     const auto before = ProcessUsage::of(helper);
 
-    Crowd crowd{.installation = world.installation()};
+    Crowd crowd{.installation = mac.installation()};
     const auto samples = letLive(crowd, helper, minutes);
     crowd.clients.clear();
     std::this_thread::sleep_for(std::chrono::duration<double>(settling));
@@ -141,11 +141,11 @@ int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& 
     std::printf("\nWithout clients, before and after:\n\n");
     broken += isSame("descriptors", before.descriptors, after.descriptors) ? 0 : 1;
     broken += isSame("threads", before.threads, after.threads) ? 0 : 1;
-    broken += isSame("manual fans", 0, world.isAnyFanManual() ? 1 : 0) ? 0 : 1;
-    const bool isHolding = canStillHold(world);
+    broken += isSame("manual fans", 0, mac.isAnyFanManual() ? 1 : 0) ? 0 : 1;
+    const bool isHolding = canStillHold(mac);
     std::printf("\nAnother client: %s.\n", isHolding ? "holds" : "cannot hold");
-    world.helper().signal(SIGTERM);
-    const bool isGoodEnd = world.helper().waitForEnd(60) == 0 && !world.isAnyFanManual();
+    mac.helper().signal(SIGTERM);
+    const bool isGoodEnd = mac.helper().waitForEnd(60) == 0 && !mac.isAnyFanManual();
     std::printf("The end: %s.\n", isGoodEnd ? "status 0, every fan automatic" : "not as promised");
     return broken + (isHolding ? 0 : 1) + (isGoodEnd ? 0 : 1);
 }

@@ -1,4 +1,4 @@
-#include "prove/processes/World.h"
+#include "prove/processes/StagedMac.h"
 
 #include <fcntl.h>
 
@@ -29,7 +29,7 @@ bool isTaken(const hardware_calls::MacState& mac, int fan) {
 
 } // namespace
 
-World::World(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile)
+StagedMac::StagedMac(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile)
     : staged_(std::move(staged)), installation_(folder) {
     for (const char* program : {Installation::helperName, "kelo", "simmac", "rawclient", "stranger"})
         install(program);
@@ -47,7 +47,7 @@ World::World(std::filesystem::path staged, const std::filesystem::path& folder, 
 
 /// Copied by another process: this one may fork on another thread meanwhile, and a program that anybody has open for
 /// writing cannot be started.
-void World::install(const std::string& program) {
+void StagedMac::install(const std::string& program) {
     const auto copy = installation_.program(program + ".new");
     ChildProcess copying("/bin/cp", {staged_ / program, copy}, installation_.folder() / "log", "cp");
     if (copying.waitForEnd(startTimeout) != 0)
@@ -55,7 +55,7 @@ void World::install(const std::string& program) {
     std::filesystem::rename(copy, installation_.program(program));
 }
 
-void World::startHelper(const Surroundings& surroundings, double seconds) {
+void StagedMac::startHelper(const Surroundings& surroundings, double seconds) {
     const auto socket = installation_.program("app.kelo.helper.socket");
     std::filesystem::remove(socket); // an earlier helper's, which would be taken for this one's
     installation_.startHelper(surroundings);
@@ -64,7 +64,7 @@ void World::startHelper(const Surroundings& surroundings, double seconds) {
         throw std::runtime_error("the helper does not listen: " + helper().errors());
 }
 
-std::unique_ptr<ChildProcess> World::startHold(double seconds) {
+std::unique_ptr<ChildProcess> StagedMac::startHold(double seconds) {
     auto client = installation_.start("kelo", {"hold", "0.5"});
     const auto holds = [&] { return client->output().find("Holding") != std::string::npos; };
     waitUntil([&] { return holds() || client->status() || helper().status(); }, seconds);
@@ -73,12 +73,12 @@ std::unique_ptr<ChildProcess> World::startHold(double seconds) {
     return client;
 }
 
-bool World::isAnyFanManual() {
+bool StagedMac::isAnyFanManual() {
     const auto fans = call(hardware_calls::Show{}).fans;
     return std::any_of(fans.begin(), fans.end(), [](const auto& fan) { return fan.isManual; });
 }
 
-bool World::isAnyFanHeld() {
+bool StagedMac::isAnyFanHeld() {
     const auto mac = call(hardware_calls::Show{});
     return std::any_of(mac.fans.begin(), mac.fans.end(),
                        [&](const auto& fan) { return fan.isManual && isTaken(mac, fan.index); });

@@ -11,11 +11,11 @@
 namespace kelo {
 
 /// A copy of a staged installation and a simulated Mac that runs in it. One thread.
-class World {
+class StagedMac {
 public:
     /// `staged` holds the signed programs and the anchor. The copy is made in `folder` and stays there. Throws
     /// `std::exception`.
-    World(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile);
+    StagedMac(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile);
 
     Installation& installation() { return installation_; }
     /// Puts a program there anew, by renaming: one that runs is replaced, not written to.
