@@ -1,5 +1,6 @@
 #include "testing/FailingMemory.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 #include <optional>
@@ -12,6 +13,13 @@ namespace {
 bool isCounting = false;
 int count = 0;
 std::optional<kelo::MemoryFault> injected;
+kelo::MemoryInUse inUse{};
+
+/// In front of each allocation; keeps what follows aligned for everything.
+struct alignas(std::max_align_t) Header {
+    std::size_t isOfDaemon; ///< 1 or 0.
+    std::size_t size;
+};
 
 [[maybe_unused]] bool mustFail() { // not with the thread sanitizer, see below
     if (!isCounting || kelo::CodeOf::current == kelo::CodeOf::Owner::test)
@@ -21,6 +29,8 @@ std::optional<kelo::MemoryFault> injected;
 }
 
 } // namespace
+
+kelo::MemoryInUse kelo::FailingMemory::inUse() { return ::inUse; }
 
 void kelo::FailingMemory::beginCounting() {
     count = 0;
@@ -45,14 +55,24 @@ int kelo::FailingMemory::endCounting() {
 #ifndef KELO_COUNTS_NOTHING
 
 void* operator new(std::size_t size) {
-    if (!mustFail())
-        if (void* const memory = std::malloc(size == 0 ? 1 : size))
-            return memory;
-    throw std::bad_alloc();
+    auto* const header = mustFail() ? nullptr : static_cast<Header*>(std::malloc(sizeof(Header) + size));
+    if (header == nullptr)
+        throw std::bad_alloc();
+    *header = {kelo::CodeOf::current == kelo::CodeOf::Owner::daemon ? 1U : 0U, size};
+    inUse.allocations += header->isOfDaemon;
+    inUse.bytes += header->isOfDaemon * size;
+    return header + 1;
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept {
+    if (memory == nullptr)
+        return;
+    auto* const header = static_cast<Header*>(memory) - 1;
+    inUse.allocations -= header->isOfDaemon;
+    inUse.bytes -= header->isOfDaemon * header->size;
+    std::free(header);
+}
 
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { operator delete(memory); }
 
 #endif

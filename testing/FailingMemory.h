@@ -1,5 +1,8 @@
 #pragma once
 
+#include <compare>
+#include <cstddef>
+
 namespace kelo {
 
 /// Which allocation of the daemon fails, counted from 0, and whether all after it fail as well.
@@ -8,9 +11,20 @@ struct MemoryFault {
     bool fromThenOn;
 };
 
-/// The operators new of a program that links this: they fail on request, in the daemon's own code only (`CodeOf`).
+/// What the daemon's own code has allocated and not freed.
+struct MemoryInUse {
+    std::size_t allocations;
+    std::size_t bytes;
+
+    auto operator<=>(const MemoryInUse&) const = default;
+};
+
+/// The operators new of a program that links this: they count, and fail on request, in the daemon's own code only
+/// (`CodeOf`).
 struct FailingMemory {
     FailingMemory() = delete;
+
+    static MemoryInUse inUse();
 
     /// Counts from 0 again, and fails none.
     static void beginCounting();

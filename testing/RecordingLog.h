@@ -15,13 +15,15 @@ namespace kelo {
 class RecordingOutput : public LogOutput {
 public:
     double time = 1'793'930'586; // 2026-11-05T21:23:06Z... any moment will do
+    bool isKept = true;          ///< False for lives so long that their log would fill the memory.
     /// Called with each message: a line without its newline and without the time and the blank before it.
     std::function<void(const std::string&)> onMessage = [](const std::string&) {};
 
     double wallClock() override { return time; }
     void writeStandardError(const std::string& bytes) override {
         const std::lock_guard lock(mutex_);
-        writes_.push_back(bytes);
+        if (isKept)
+            writes_.push_back(bytes);
         onMessage(bytes.substr(bytes.find(' ') + 1, bytes.size() - bytes.find(' ') - 2));
     }
 

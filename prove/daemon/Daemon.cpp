@@ -101,8 +101,11 @@ void Daemon::interrupt(int client) {
 void Daemon::invalidate(int client) {
     auto& [connection, guarded] = clients_.at(static_cast<std::size_t>(client));
     guarded.reset();
-    const CodeOf daemon(CodeOf::Owner::daemon);
-    contain("an invalidation", connection->onInvalidation);
+    {
+        const CodeOf daemon(CodeOf::Owner::daemon);
+        contain("an invalidation", connection->onInvalidation);
+    }
+    queue.post([this, client] { clients_.at(static_cast<std::size_t>(client)).connection.reset(); });
 }
 
 void Daemon::snapshot(int client) {

@@ -1,18 +1,17 @@
 #pragma once
 
-#include <memory>
+#include <optional>
 #include <random>
 #include <vector>
 
-#include "platform/posix/GuardedHelper.h"
-#include "prove/soak/QuietMac.h"
+#include "prove/daemon/Daemon.h"
 
 namespace kelo {
 
 /// Clients that come and go at random, and a Mac that is used meanwhile. The same for the same seed.
 class Crowd {
 public:
-    Crowd(QuietMac& mac, unsigned seed) : mac_(mac), random_(seed) {}
+    Crowd(Daemon& daemon, unsigned seed) : daemon_(daemon), random_(seed) {}
 
     /// One thing happens, and some time passes.
     void step();
@@ -21,26 +20,22 @@ public:
 
     long arrivals = 0;
     long requests = 0;
-    long unanswered = 0; ///< Requests without a reply.
     long sleeps = 0;
 
 private:
     static constexpr std::size_t places = 50;
-
-    struct Client {
-        std::unique_ptr<ScriptedConnection> connection;
-        std::unique_ptr<GuardedHelper> guard;
-    };
+    using Client = std::optional<int>; ///< Its number, while it is connected.
 
     int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random_); }
+    void pass(double seconds);
     void comeOrGo(Client& client);
-    void ask(GuardedHelper& helper);
+    void ask(int client);
     void useMac();
     void sleepAndWake();
     void interfere();
     void leave(Client& client);
 
-    QuietMac& mac_;
+    Daemon& daemon_;
     std::mt19937 random_;
     std::vector<Client> clients_ = std::vector<Client>(places);
 };
