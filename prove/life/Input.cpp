@@ -1,52 +1,26 @@
 #include "prove/life/Input.h"
 
-#include <array>
 #include <charconv>
 #include <cstdlib>
+#include <iterator>
 #include <sstream>
+#include <vector>
 
 namespace kelo {
 namespace {
 
-constexpr std::array<const char*, Input::actions> names = {"machine",
-                                                           "slowExchange",
-                                                           "noController",
-                                                           "unsigned",
-                                                           "unknownPath",
-                                                           "unidentifiedFile",
-                                                           "unwatchableFile",
-                                                           "start",
-                                                           "pass",
-                                                           "busy",
-                                                           "blocked",
-                                                           "connect",
-                                                           "interrupt",
-                                                           "invalidate",
-                                                           "snapshot",
-                                                           "hold",
-                                                           "handBack",
-                                                           "version",
-                                                           "standDown",
-                                                           "lid",
-                                                           "powerDomain",
-                                                           "canSleep",
-                                                           "willSleep",
-                                                           "poweredOn",
-                                                           "root",
-                                                           "chip",
-                                                           "value",
-                                                           "type",
-                                                           "sizeLie",
-                                                           "remove",
-                                                           "restore",
-                                                           "unlockRule",
-                                                           "fault",
-                                                           "noFault",
-                                                           "replaceFile",
-                                                           "deleteFile",
-                                                           "putFileBack",
-                                                           "fileEvent",
-                                                           "signal"};
+/// In the order of the actions.
+const std::vector<std::string>& names() {
+    static const std::vector<std::string> all = [] {
+        std::istringstream text(
+            "machine slowExchange noController unsigned unknownPath unidentifiedFile unwatchableFile start "
+            "pass busy blocked connect interrupt invalidate snapshot hold handBack version standDown lid "
+            "powerDomain canSleep willSleep poweredOn root chip value type sizeLie remove restore unlockRule "
+            "fault noFault replaceFile deleteFile putFileBack fileEvent signal");
+        return std::vector<std::string>(std::istream_iterator<std::string>(text), {});
+    }();
+    return all;
+}
 
 /// Shortest, so that a script that was read back is the same.
 std::string textOf(double number) {
@@ -63,7 +37,7 @@ bool isNumber(const std::string& word, double& number) {
 
 } // namespace
 
-const char* Input::name(Action action) { return names.at(static_cast<std::size_t>(action)); }
+const char* Input::name(Action action) { return names().at(static_cast<std::size_t>(action)).c_str(); }
 
 std::string Input::text() const {
     std::string text = name(action);
@@ -83,7 +57,7 @@ std::optional<Input> Input::fromText(const std::string& text) {
     std::string name;
     words >> name;
     for (int action = 0; action < actions; ++action) {
-        if (name != names.at(static_cast<std::size_t>(action)))
+        if (name != names().at(static_cast<std::size_t>(action)))
             continue;
         Input input{static_cast<Action>(action)};
         std::string word;
