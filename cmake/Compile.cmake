@@ -44,9 +44,14 @@ if(KELO_LLD AND NOT KELO_SHIP AND NOT APPLE)
   add_link_options(-fuse-ld=lld)
 endif()
 
-# What every target of ours compiles with, apart from precompiled headers.
+# Off where reports look for headers by their paths in the repository.
+option(KELO_WALLS "Hide from each target the headers of what it does not link" ON)
+
+# What every target of ours compiles with, apart from headers.
 function(kelo_compile target)
-  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+  if(NOT KELO_WALLS)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+  endif()
   target_compile_options(${target} PRIVATE ${kelo_warnings} ${kelo_arithmetic} ${kelo_names} ${kelo_shipping})
   target_link_options(${target} PRIVATE ${kelo_shipping_link})
   if(KELO_SHIP)
@@ -66,20 +71,55 @@ function(kelo_compile target)
   endif()
 endfunction()
 
-# What every target of ours compiles with.
-function(kelo_configure target)
+# kelo_show(TARGET SCOPE FOLDER...): a folder of links to the headers directly in FOLDERs, in which TARGET (PRIVATE), or
+# whatever links it (INTERFACE), or both (PUBLIC) find them by their paths in the repository.
+function(kelo_show target scope)
+  if(NOT KELO_WALLS)
+    return()
+  endif()
+  set(shown ${PROJECT_BINARY_DIR}/include/${target})
+  file(REMOVE_RECURSE ${shown}) # headers that have been deleted
+  foreach(folder IN LISTS ARGN)
+    file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/${folder}/*.h)
+    file(MAKE_DIRECTORY ${shown}/${folder})
+    foreach(header IN LISTS headers)
+      file(RELATIVE_PATH original ${shown}/${folder} ${PROJECT_SOURCE_DIR}/${header})
+      file(CREATE_LINK ${original} ${shown}/${header} SYMBOLIC)
+    endforeach()
+  endforeach()
+  target_include_directories(${target} ${scope} ${shown})
+endfunction()
+
+# What every target of ours compiles with. It sees the headers of the folders that its sources are in, those of what it
+# links and those of `sees`.
+function(kelo_configure target scope sees)
+  get_target_property(sources ${target} SOURCES)
+  set(folders)
+  foreach(source IN LISTS sources)
+    cmake_path(ABSOLUTE_PATH source)
+    cmake_path(GET source PARENT_PATH folder)
+    file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${folder})
+    list(APPEND folders ${folder})
+  endforeach()
+  list(REMOVE_DUPLICATES folders)
+  kelo_show(${target} ${scope} ${folders})
+  list(TRANSFORM sees PREPEND ${PROJECT_BINARY_DIR}/include/)
+  target_include_directories(${target} PRIVATE ${sees})
   kelo_compile(${target})
   kelo_precompile(${target})
 endfunction()
 
-# kelo_library(NAME FILE... [LINKS TARGET...]): one folder of one ring.
+# kelo_library(NAME FILE... [LINKS TARGET...] [USES TARGET...] [SEES TARGET...]): one folder of one ring, and the headers
+# that it may include; any other is not found.
 #
-# LINKS are PUBLIC: a header of ours may include the headers of what it is built on, and of nothing else.
+# Its headers include those of LINKS, which is passed on to whatever links it. Only its sources include those of USES,
+# which it is linked to, and those of SEES, which it is not: it implements an abstract class of that. A header that
+# includes one of SEES can only be included by what links that as well.
 function(kelo_library name)
-  cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "LINKS;USES;SEES" ${ARGN})
   add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
-  target_link_libraries(${name} PUBLIC ${ARG_LINKS})
-  kelo_configure(${name})
+  target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE ${ARG_USES})
+  kelo_configure(${name} PUBLIC "${ARG_SEES}")
 endfunction()
 
 # kelo_interface(NAME [LINKS TARGET...]): a folder of headers only.
@@ -87,12 +127,14 @@ function(kelo_interface name)
   cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
   add_library(${name} INTERFACE)
   target_link_libraries(${name} INTERFACE ${ARG_LINKS})
+  file(RELATIVE_PATH here ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  kelo_show(${name} INTERFACE ${here})
 endfunction()
 
-# kelo_executable(NAME FILE... [LINKS TARGET...])
+# kelo_executable(NAME FILE... [LINKS TARGET...] [SEES TARGET...]): a program, which includes what a library could.
 function(kelo_executable name)
-  cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "LINKS;SEES" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS})
-  kelo_configure(${name})
+  kelo_configure(${name} PRIVATE "${ARG_SEES}")
 endfunction()

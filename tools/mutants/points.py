@@ -374,7 +374,7 @@ def find(paths: List[str], database: str) -> dict:
     finders = {}
     for path in paths:
         with open(path, encoding='latin-1') as file:  # offsets count bytes
-            finders[os.path.abspath(path)] = Finder(path, file.read())
+            finders[os.path.realpath(path)] = Finder(path, file.read())
     index = Index.create()
     for path in paths:
         if path.endswith('.cpp'):
@@ -391,7 +391,7 @@ def walk_top(top, finders):
     declarations = []
     for node in top.get_children():
         file = node.location.file
-        finder = finders.get(os.path.abspath(file.name)) if file else None
+        finder = finders.get(os.path.realpath(file.name)) if file else None  # a header is seen through a link
         if finder is None:
             continue
         if node.kind == Kind.MACRO_INSTANTIATION:

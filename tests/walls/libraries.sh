@@ -1,0 +1,72 @@
+#!/usr/bin/env bash
+# Fails when a folder includes a header of an operating system or of a library that it may not, or climbs over a wall by
+# "..". Headers of ours need no list: the compiler finds those of the targets that a target links, and no others.
+#
+# Run from the top of the repository.
+# shellcheck disable=SC2016 # the variables are those of awk
+set -euo pipefail
+
+# For each folder, and those below that have no line: the libraries, and <system> for any header of an operating system.
+# The C++ standard library is free to all.
+table='
+protocol <nlohmann/json.hpp>
+core
+helper
+client <CLI/CLI.hpp> <system>
+client/view
+client/doctor <system>
+client/terminal <system>
+platform <system>
+platform/linux/signing <sodium.h> <system>
+samples <system>
+simulator/model
+simulator/link <nlohmann/json.hpp> <system>
+simulator/server <system>
+simulator/tools/pictures <CLI/CLI.hpp> <nlohmann/json.hpp>
+simulator/tools/rehearsal <CLI/CLI.hpp> <nlohmann/json.hpp> <system>
+simulator/tools/simmac <CLI/CLI.hpp> <system>
+simulator/tools/simsign <CLI/CLI.hpp> <sodium.h> <system>
+testing <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp> <system>
+tests <gmock/gmock.h> <gtest/gtest.h> <gtest/gtest-spi.h> <nlohmann/json.hpp> <system>
+tests/conformance <gmock/gmock.h> <gtest/gtest.h>
+tests/core <gmock/gmock.h> <gtest/gtest.h>
+tests/platform <gmock/gmock.h> <gtest/gtest.h> <gtest/gtest-spi.h> <sodium.h> <system>
+tests/protocol <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>
+fuzz <system>
+bench <benchmark/benchmark.h> <sodium.h> <system>
+prove
+prove/processes <CLI/CLI.hpp> <nlohmann/json.hpp> <system>
+tools/mutants <gtest/gtest.h>'
+
+# Not even what in the standard library reaches a clock, a thread or a file.
+never='<chrono> <ctime> <thread> <mutex> <shared_mutex> <condition_variable> <future> <semaphore> <filesystem> <fstream>
+  <iostream> <cstdio> <csignal>'
+
+find . \( -name '*build*' -o -name .git \) -prune -o \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print | sed 's|^\./||' \
+  | xargs awk -v table="$table" -v never="$never" '
+  function complain(why) { printf "%s:%d: %s: %s\n", FILENAME, FNR, $0, why; failed = 1 }
+  BEGIN {
+    count = split(table, lines, "\n")
+    for (i = 2; i <= count; i++) { folder = lines[i]; sub(/ .*/, "", folder); allowed[folder] = lines[i] " " }
+    libraries = table
+    gsub(/<system>/, "", libraries)
+  }
+  FNR == 1 {
+    folder = FILENAME
+    do sub(/\/?[^\/]*$/, "", folder); while (folder != "" && !(folder in allowed))
+    if (folder == "") complain("this test has no line for its folder")
+  }
+  /^[ \t]*#[ \t]*(include|import)/ {
+    includes++
+    if (/"[^"]*\.\.\//) complain("not by a path that climbs")
+    if (!match($0, /<[^>]*>/)) next
+    header = substr($0, RSTART, RLENGTH)
+    if (folder ~ /^(protocol|core)$/ && index(never, header)) complain("never in " folder)
+    if (header ~ /^<([a-z_]+|std(int|def)\.h)>$/) next
+    if (!index(allowed[folder], index(libraries, header) ? header : "<system>")) complain(folder " may not include it")
+  }
+  END {
+    if (failed) exit 1
+    if (includes == 0) { print "nothing includes anything"; exit 1 }
+    printf "%d includes are as they may be\n", includes
+  }'
