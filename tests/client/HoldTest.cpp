@@ -42,6 +42,20 @@ protected:
         };
     }
 
+    /// The helper is away from the first wait to the fourth.
+    void restartHelper() {
+        terminal.waitsUntilStop = 10;
+        terminal.onWait = [this](int wait) {
+            if (wait == 1)
+                world.isHelperThere = false;
+            if (wait == 4) {
+                world.isHelperThere = true;
+                fans.show(false);
+            }
+            return Woken::byTime;
+        };
+    }
+
     ScriptedSurroundings world;
     ScriptedFans& fans = *world.fans;
     ScriptedTerminal terminal;
@@ -153,17 +167,7 @@ TEST_F(HoldTest, WhatTheHelperRepairsWithinSecondsIsNoReplacement) {
 }
 
 TEST_F(HoldTest, AsksAgainWhenTheHelperIsBack) {
-    at(
-        1, [&] { world.isHelperThere = false; }, 9);
-    auto goes = terminal.onWait;
-    terminal.onWait = [&, goes](int wait) {
-        goes(wait);
-        if (wait == 4) {
-            world.isHelperThere = true;
-            fans.show(false);
-        }
-        return Woken::byTime;
-    };
+    restartHelper();
     hold({0.5, true, {}, {}});
     EXPECT_THAT(fans.holds(), ElementsAre(Pair(0.5, true), Pair(0.5, true)));
     EXPECT_EQ(terminal.printed, announcement +
@@ -236,6 +240,15 @@ TEST_F(HoldTest, DrawsThatItWasReplaced) {
     hold({0.5, false, {}, {}});
     EXPECT_THAT(terminal.drawings.back()[0], StartsWith(" kelo hold 50% (replaced by another hold)   held "));
     EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("Another client has replaced this hold")));
+}
+
+TEST_F(HoldTest, DrawsThatItWaitsToAskAgain) {
+    terminal.takesDrawing = true;
+    restartHelper();
+    hold({0.5, false, {}, {}});
+    EXPECT_THAT(terminal.drawings, Contains(Contains(StartsWith(" kelo hold 50% (waiting to ask for it again) "))));
+    EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("The hold was asked for again.")));
+    EXPECT_THAT(terminal.drawings.back()[0], StartsWith(" kelo hold 50%   held "));
 }
 
 TEST_F(HoldTest, AMissingReadingDoesNotEndIt) {

@@ -1,19 +1,11 @@
-#include "protocol/FanSnapshot.h"
 #include "tests/e2e/EndToEnd.h"
 
 namespace kelo {
 namespace {
 
-using ::testing::Contains;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
-class Clients : public EndToEnd {
-protected:
-    FanSnapshot snapshotOf(RawClient& client) {
-        return FanSnapshot::decoded(client.ask(requests::FetchSnapshot{}).value());
-    }
-};
+class Clients : public EndToEnd {};
 
 TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
     startEverything();
@@ -25,24 +17,6 @@ TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
     client->signal(SIGINT);
     EXPECT_EQ(client->waitForEnd(10), 0);
     EXPECT_THAT(client->output(), HasSubstr("The fans are under automatic control."));
-    EXPECT_FALSE(world.isAnyFanManual());
-}
-
-TEST_F(Clients, TwoClientsShareOneHold) {
-    startEverything();
-    const auto first = connectRawClient();
-    const auto second = connectRawClient();
-    EXPECT_EQ(first->ask(requests::Hold{0.5, false}), std::nullopt);
-    EXPECT_TRUE(snapshotOf(*second).underKeloControl);
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 3600);
-    EXPECT_EQ(second->ask(requests::Hold{0.25, false}), std::nullopt);
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 2400);
-    EXPECT_TRUE(snapshotOf(*first).underKeloControl);
-    first->process().signal(SIGKILL);
-    first->process().waitForEnd(10);
-    EXPECT_EQ(second->ask(requests::HelperVersion{}), 6);
-    EXPECT_THAT(world.helperLog(), Not(Contains(disconnected)));
-    EXPECT_EQ(second->ask(requests::HandBack{}), std::nullopt);
     EXPECT_FALSE(world.isAnyFanManual());
 }
 

@@ -21,39 +21,6 @@ protected:
     }
 };
 
-TEST_F(Kelo, AHandBackThatTheControllerRefusesFails) {
-    startEverything();
-    world.simmac({"interfere", "0", "3000"});
-    world.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
-    const auto [status, output, errors] = world.run("kelo", {"hand-back"});
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(output, "");
-    EXPECT_THAT(errors, StartsWith("kelo: A fan is still in manual mode: "));
-    world.simmac({"fault", "clear"});
-    EXPECT_EQ(world.run("kelo", {"hand-back"}).status, 0);
-    EXPECT_FALSE(world.isAnyFanManual());
-}
-
-TEST_F(Kelo, AHoldWhoseEndTheControllerRefusesFails) {
-    startEverything();
-    const auto client = startHold();
-    world.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
-    client->signal(SIGINT);
-    EXPECT_EQ(client->waitForEnd(15), 1);
-    EXPECT_THAT(client->errors(), StartsWith("kelo: A fan is still in manual mode: "));
-    world.simmac({"fault", "clear"});
-}
-
-TEST_F(Kelo, WarnsWhereTheChipCannotBeRead) {
-    startEverything();
-    for (const auto* key : {"Tp09", "Tp0T"})
-        world.run("simmac", {"fault", "remove", key});
-    EXPECT_THAT(world.run("kelo", {"status"}).output, HasSubstr("chip       unknown; "));
-    EXPECT_THAT(world.run("kelo", {"hold", "0.5", "--for", "1s"}).output,
-                HasSubstr("The temperature of the chip cannot be read"));
-    EXPECT_THAT(world.run("kelo", {"doctor"}).output, HasSubstr("--  chip       Its temperature cannot be read"));
-}
-
 TEST_F(Kelo, AHoldIsAskedForAgainAfterTheHelperWasKilled) {
     startEverything();
     const auto client = startHold();
@@ -66,13 +33,6 @@ TEST_F(Kelo, AHoldIsAskedForAgainAfterTheHelperWasKilled) {
     client->signal(SIGINT);
     EXPECT_EQ(client->waitForEnd(15), 0);
     EXPECT_FALSE(world.isAnyFanManual());
-}
-
-TEST_F(Kelo, AHoldSaysThatAnotherHasReplacedIt) {
-    startEverything();
-    const auto first = startHold("30%", {"--for", "1h"});
-    const auto second = startHold("80%");
-    EXPECT_TRUE(says(*first, "Another client has replaced this hold: target 5040 RPM, 80 % (59 m "));
 }
 
 TEST_F(Kelo, SaysAfterTwoSecondsThatItWaitsForASilentHelper) {
@@ -112,14 +72,6 @@ TEST_F(Kelo, AHoldWithoutAUsableFanFails) {
     EXPECT_EQ(status, 1);
     EXPECT_THAT(output, Not(HasSubstr("Holding")));
     EXPECT_THAT(errors, StartsWith("kelo: This Mac has no "));
-}
-
-TEST_F(Kelo, TheDoctorTriesTheHoldThatWasRefused) {
-    startEverything({"--profile", "refusing"});
-    const auto found = world.run("kelo", {"doctor"});
-    EXPECT_EQ(found.status, 1);
-    EXPECT_THAT(found.output, HasSubstr("!!  hold       This Mac refused to hand over the fan (code 0x82). "));
-    EXPECT_THAT(found.output, HasSubstr("               -> If the system manages cooling itself right now"));
 }
 
 TEST_F(Kelo, HoldsWhileACommandRunsAndHasItsStatus) {

@@ -132,20 +132,6 @@ TEST_F(OnATerminal, AWatchShowsWhatHappens) {
     expectCleanEnd(0);
 }
 
-TEST_F(OnATerminal, AWatchWaitsForAHelperThatRestarts) {
-    startEverything();
-    start({"watch"});
-    ASSERT_TRUE(waitFor(" kelo watch   automatic "));
-    world.helper().signal(SIGTERM);
-    EXPECT_TRUE(waitFor([&] { return screen->shows("The helper is not running. Waiting for the helper."); }));
-    world.helper().waitForEnd(10);
-    world.startListeningHelper();
-    EXPECT_TRUE(waitFor("The helper answers again."));
-    EXPECT_THAT(screen->rows().front(), StartsWith(" kelo watch   automatic "));
-    terminal->type(ctrlC);
-    expectCleanEnd(0);
-}
-
 TEST_F(OnATerminal, ASuspendedWatchGivesTheScreenBackMeanwhile) {
     startEverything();
     start({"watch"});
@@ -172,30 +158,6 @@ TEST_F(OnATerminal, AHoldShowsTheSameAndHandsBackOnCtrlC) {
     expectCleanEnd(0);
     EXPECT_EQ(screen->rows()[0], "Holding at 50%. Ctrl-C hands the fans back.");
     EXPECT_EQ(screen->rows()[1], "The fans are under automatic control.");
-    EXPECT_FALSE(world.isAnyFanManual());
-}
-
-TEST_F(OnATerminal, AHoldForAWhileEndsByItself) {
-    startEverything();
-    start({"hold", "0.5", "--for", "2s"});
-    ASSERT_TRUE(waitFor("   held "));
-    EXPECT_THAT(screen->rows().front(), StartsWith(" kelo hold 50%, 2 s left   held "));
-    expectCleanEnd(0);
-    EXPECT_EQ(screen->rows()[1], "The fans are under automatic control.");
-    EXPECT_FALSE(world.isAnyFanManual());
-}
-
-TEST_F(OnATerminal, AHoldWhoseHelperGoesWaitsForTheNext) {
-    startEverything();
-    start({"hold", "0.5"});
-    ASSERT_TRUE(waitFor("   held "));
-    world.helper().signal(SIGKILL);
-    EXPECT_TRUE(waitFor("kelo hold 50% (waiting to ask for it again)"));
-    world.helper().waitForEnd(10);
-    world.startListeningHelper();
-    EXPECT_TRUE(waitFor("The hold was asked for again."));
-    terminal->type("q");
-    expectCleanEnd(0);
     EXPECT_FALSE(world.isAnyFanManual());
 }
 
