@@ -106,6 +106,7 @@ row() {
 # --- the rows
 
 compiles() { try ./dev test; }
+swift_package() { try swift build --package-path samples/KeloClient --scratch-path build/swift; }
 loop() { try ./dev test -- -R '^macos_'; }
 
 # run_without_team VARIABLE=VALUE...: starts a helper that nobody signed, and stops it.
@@ -273,6 +274,7 @@ failures=0
 } >"$report"
 
 row "Apple's compiler and linker take every file; numbers, types and symbols in its headers and libraries are those of our declarations and lists" compiles
+row "the Swift package builds" swift_package
 row "main queue, timers, signals and the watch on a file" loop
 row "it starts without a team, trusts nobody, and leaves with status 0" without_team
 row "both processors, identifier, version, hardened runtime, time stamp" product

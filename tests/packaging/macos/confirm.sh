@@ -72,7 +72,7 @@ case $call in
   'dev package'*) mkdir -p build/package && touch build/package/kelo-helper-1.2.3.pkg ;;
 esac
 STUB
-for command in sw_vers sysctl clang git cmake codesign lipo otool plutil sudo kelo log ioreg pmset arch stat ps; do
+for command in sw_vers sysctl clang git cmake codesign lipo otool plutil sudo kelo log ioreg pmset arch stat ps swift; do
   ln -s stand-in "$folder/bin/$command"
 done
 cp "$folder/bin/stand-in" "$tree/dev"
@@ -137,7 +137,7 @@ all=(--identity A --other-identity B --installer-identity I)
 confirm 0 "y y y y y" SNAPSHOT=0.02 -- "${all[@]}"
 rows() { sed -n '/^## What a Mac has yet/,$s/^| \([^|]*\) | .*/\1/p' docs/macos.md | grep -vxE 'what|a listener that is never.*'; }
 diff <(rows) <(sed -n 's/^## //p' "$report") || failure "the rows are others than those of docs/macos.md"
-[ "$(verdicts)" = "21 confirmed," ] || failure "not all rows are confirmed: $(verdicts)"
+[ "$(verdicts)" = "22 confirmed," ] || failure "not all rows are confirmed: $(verdicts)"
 if grep -q UNASKED "$calls"; then failure "it sleeps, or waits for the lid, before it has asked"; fi
 for question in 'Save your work: the Mac is put to sleep now' 'be ready to close the lid' 'Did the fans change their speed' \
   'Are the speeds and the temperature above those of this Mac?' 'is measured for 20 minutes'; do
@@ -151,6 +151,7 @@ sysctl -n hw.model
 clang --version
 git rev-parse HEAD
 dev test
+swift build --package-path samples/KeloClient --scratch-path build/swift
 dev test -- -R ^macos_
 cmake --preset product
 cmake --build --preset product
@@ -243,7 +244,7 @@ done
 
 # --- nobody wants it to sleep, and nobody has other identities: nothing is done without being asked for
 confirm 1 "n n n n n" PROCESSOR=x86_64 -- --identity A
-[ "$(verdicts)" = "2 FAILED,12 confirmed,7 left out," ] || failure "other verdicts than expected: $(verdicts)"
+[ "$(verdicts)" = "2 FAILED,13 confirmed,7 left out," ] || failure "other verdicts than expected: $(verdicts)"
 for call in 'pmset sleepnow' 'hand-back-on-lid-close' 'sudo installer' '--identity B' 'arch -x86_64'; do
   if grep -qF -- "$call" "$calls"; then failure "done all the same: $call"; fi
 done
@@ -254,13 +255,14 @@ if grep -qF 'pmset sleepnow' "$calls"; then failure "it puts the Mac to sleep wi
 costs="a hold costs little, and an idle helper next to nothing"
 # fails ROW VARIABLE=VALUE...
 fails() {
-  local title=$1 answers="y y y y" verdicts="1 FAILED,19 confirmed,1 left out,"
+  local title=$1 answers="y y y y" verdicts="1 FAILED,20 confirmed,1 left out,"
   shift
-  if [ "$title" = "$costs" ]; then answers="y y y y y" verdicts="1 FAILED,20 confirmed,"; fi
+  if [ "$title" = "$costs" ]; then answers="y y y y y" verdicts="1 FAILED,21 confirmed,"; fi
   confirm 1 "$answers" "$@" -- "${all[@]}"
   [ "$(verdict "$title")" = FAILED ] || failure "not failed: $title, with $*"
   [ "$(verdicts)" = "$verdicts" ] || failure "other rows failed than $title, with $*: $(verdicts)"
 }
+fails "the Swift package builds" 'FAULT=swift build*'
 fails "both processors, identifier, version, hardened runtime, time stamp" 'FAULT=lipo*' SAYS=arm64
 fails "the requirement text parses, and the client satisfies it" 'FAULT=codesign --verify*'
 fails "a client of the same team is served" 'FAULT=kelo version' SAYS=5
