@@ -9,6 +9,7 @@
 #define OPOST 0x00000001
 #define ECHO 0x00000008
 #define ICANON 0x00000100
+#define NOFLSH 0x80000000
 #define TCIFLUSH 1
 #define TCSANOW 0
 #define TCSADRAIN 1
