@@ -23,8 +23,8 @@ constexpr int exchangesOfTick = 80;
 // Of a hand-back, up to the write that gives the second fan back.
 constexpr int exchangesOfHandBack = 4;
 
-Setting holding(StagedMac& mac, const Surroundings& surroundings = {}) {
-    mac.startHelper(surroundings);
+Setting holding(StagedMac& mac, const LaunchEnvironment& environment = {}) {
+    mac.startHelper(environment);
     Setting setting;
     setting.client = mac.startHold();
     return setting;
@@ -40,7 +40,7 @@ Setting linksLate(StagedMac& mac, int) {
 
 /// The daemon's queue is full, and each of the strangers is worth another line.
 Setting logStalled(StagedMac& mac, int) {
-    const auto socket = mac.installation().program(Surroundings::logSocketName);
+    const auto socket = mac.installation().program(LaunchEnvironment::logSocketName);
     std::optional<FakeLogDaemon> log(std::in_place, socket);
     auto setting = holding(mac, {.hasOwnLog = true});
     if (log->read().empty())

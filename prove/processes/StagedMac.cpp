@@ -55,10 +55,10 @@ void StagedMac::install(const std::string& program) {
     std::filesystem::rename(copy, installation_.program(program));
 }
 
-void StagedMac::startHelper(const Surroundings& surroundings, double seconds) {
+void StagedMac::startHelper(const LaunchEnvironment& environment, double seconds) {
     const auto socket = installation_.program("app.kelo.helper.socket");
     std::filesystem::remove(socket); // an earlier helper's, which would be taken for this one's
-    installation_.startHelper(surroundings);
+    installation_.startHelper(environment);
     const bool isUp = waitUntil([&] { return isNowThere(socket) || helper().status(); }, seconds);
     if (!isUp || helper().status())
         throw std::runtime_error("the helper does not listen: " + helper().errors());

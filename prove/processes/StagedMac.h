@@ -22,7 +22,7 @@ public:
     void install(const std::string& program);
 
     /// Starts the helper; throws `std::runtime_error` when it does not listen within `seconds`.
-    void startHelper(const Surroundings& surroundings = {}, double seconds = 30);
+    void startHelper(const LaunchEnvironment& environment = {}, double seconds = 30);
     ChildProcess& helper() { return installation_.helper(); }
 
     /// A client that holds; throws `std::runtime_error` when it does not within `seconds`.

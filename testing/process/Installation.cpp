@@ -35,8 +35,8 @@ void Installation::stopMac() {
 
 void Installation::startHelper() { startHelperBy(program(helperName), {}); }
 
-void Installation::startHelper(const Surroundings& surroundings) {
-    const auto command = surroundings.command(folder_);
+void Installation::startHelper(const LaunchEnvironment& environment) {
+    const auto command = environment.command(folder_);
     startHelperBy(command.front(), {command.begin() + 1, command.end()});
 }
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "testing/process/ChildProcess.h"
-#include "testing/process/Surroundings.h"
+#include "testing/process/LaunchEnvironment.h"
 
 namespace kelo {
 
@@ -38,7 +38,7 @@ public:
 
     /// Starts the helper; does not wait.
     void startHelper();
-    void startHelper(const Surroundings& surroundings);
+    void startHelper(const LaunchEnvironment& environment);
     /// The same by way of another executable, which becomes the helper.
     void startHelperBy(const std::filesystem::path& executable, const std::vector<std::string>& arguments);
     /// Starts the helper and waits until it listens. Throws `std::runtime_error` when it does not.

@@ -15,9 +15,9 @@ namespace {
 
 class UnreadLogs : public EndToEnd {
 protected:
-    void start(const Surroundings& surroundings) {
+    void start(const LaunchEnvironment& environment) {
         world.startMac();
-        world.startHelper(surroundings);
+        world.startHelper(environment);
         const auto socket = world.program("app.kelo.helper.socket");
         ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(socket); }, 20));
     }
@@ -37,9 +37,9 @@ protected:
 };
 
 TEST_F(UnreadLogs, RefusedStrangersStopNeitherServiceNorWayOutWhileTheSystemsLogIsFull) {
-    if (const auto refusal = Surroundings::refusalOfOwnLog(folder.path()); !refusal.empty())
+    if (const auto refusal = LaunchEnvironment::refusalOfOwnLog(folder.path()); !refusal.empty())
         GTEST_SKIP() << "no process can have a system log of its own here: " << refusal;
-    const FakeLogDaemon daemon(world.program(Surroundings::logSocketName));
+    const FakeLogDaemon daemon(world.program(LaunchEnvironment::logSocketName));
     start({.hasOwnLog = true});
     const auto client = startHold();
     EXPECT_THAT(daemon.read(), ::testing::Contains(::testing::HasSubstr("hold: engaged"))) << "it is this helper's log";

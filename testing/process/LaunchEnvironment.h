@@ -7,7 +7,7 @@
 namespace kelo {
 
 /// What a helper is started in, where it is to differ from what surrounds the process that starts it.
-struct Surroundings {
+struct LaunchEnvironment {
     /// The socket in the helper's folder that it takes for that of the system's log, when it has a log of its own.
     static constexpr const char* logSocketName = "log.socket";
 

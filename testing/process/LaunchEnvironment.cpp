@@ -1,4 +1,4 @@
-#include "testing/process/Surroundings.h"
+#include "testing/process/LaunchEnvironment.h"
 
 #include <iterator>
 
@@ -25,13 +25,13 @@ constexpr const char* ownMounts[] = {"/usr/bin/unshare", "--mount"};
 
 } // namespace
 
-std::string Surroundings::refusalOfOwnLog(const std::filesystem::path& folder) {
+std::string LaunchEnvironment::refusalOfOwnLog(const std::filesystem::path& folder) {
     const std::string script = std::string("set -e\n") + replaceDev;
     ChildProcess trial(ownMounts[0], {ownMounts[1], "/bin/sh", "-c", script, folder.string()}, folder, "own-log");
     return trial.waitForEnd(10) == 0 ? "" : trial.errors();
 }
 
-std::vector<std::string> Surroundings::command(const std::filesystem::path& folder) const {
+std::vector<std::string> LaunchEnvironment::command(const std::filesystem::path& folder) const {
     std::string script = "set -e\n";
     if (hasOwnLog)
         script += replaceDev;
