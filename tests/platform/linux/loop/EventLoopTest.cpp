@@ -195,11 +195,9 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
         breaking(4);
     });
     run();
-    ASSERT_GE(trace.size(), 5U);
-    EXPECT_EQ(trace[0], 1);
-    EXPECT_EQ(trace[1], 2);
+    for (const int once : {1, 2, 4})
+        EXPECT_EQ(std::count(trace.begin(), trace.end(), once), 1) << once;
     EXPECT_GE(std::count(trace.begin(), trace.end(), 3), 2) << "a repeating timer goes on";
-    EXPECT_EQ(std::count(trace.begin(), trace.end(), 4), 1);
 }
 
 // --- timers, in virtual time
