@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// A lid that is opened and closed by hand.
+/// A lid that a test opens and closes.
 class ScriptedClamshell : public Clamshell {
 public:
     ClamshellProperty state = false;

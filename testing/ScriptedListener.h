@@ -40,7 +40,7 @@ public:
     }
 };
 
-/// A listener in memory: connections are presented by hand. A requirement is a text that a peer knows or does not know.
+/// A listener in memory: the test presents the connections. A requirement is a text that a peer knows or does not know.
 class ScriptedListener : public Listener {
 public:
     /// Called with each step: "admission", "requirement ...", "resume".

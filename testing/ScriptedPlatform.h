@@ -16,7 +16,7 @@
 
 namespace kelo {
 
-/// Signals that are sent by hand.
+/// Signals that a test sends.
 class ScriptedSignals : public Signals {
 public:
     bool canDeliver = true; ///< Whether the system has a source left.

@@ -12,7 +12,7 @@
 
 namespace kelo {
 
-/// Power notifications sent by hand.
+/// Power notifications that a test sends.
 class ScriptedPower : public PowerNotifications {
 public:
     bool isPresent = true;   ///< Whether there is a root power domain to register with.

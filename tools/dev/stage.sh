@@ -91,7 +91,7 @@ rehearse() {
 
 # Draws the documents' pictures again. The data of floor.json and hour.json are recorded again, too; those of the
 # session only if asked, since it takes a minute and is never twice the same. ./dev prove kill N --data FILE leaves
-# delays.json, ./dev bench leaves performance.json; architecture.json is written by hand.
+# delays.json, ./dev bench leaves performance.json; architecture.json is edited directly.
 command_docs() {
   local records=false folder=docs/pictures kind pictures
   while [ $# -gt 0 ]; do
