@@ -147,8 +147,9 @@ class Build:
     def drop_lines(self, output):
         found = False
         for path, line, kind, message in re.findall(r'^([^:\n]+):(\d+):\d+: (error|note): (.*)$', output, re.M):
-            # A compiler cache may name the files from the folder of the build.
-            path, line = os.path.relpath(os.path.join(self.binary, path), self.source), int(line)
+            # The compiler reaches headers through links, and a compiler cache names files from the folder of the build.
+            path = os.path.relpath(os.path.realpath(os.path.join(self.binary, path)), os.path.realpath(self.source))
+            line = int(line)
             if path in self.dropped.keys() | set(self.paths) and (kind == 'error' or 'declared here' in message):
                 found = found or line not in self.dropped[path]
                 self.dropped[path].add(line)
