@@ -273,28 +273,28 @@ failures=0
   printf '```\n'
 } >"$report"
 
-row "Apple's compiler and linker take every file; numbers, types and symbols in its headers and libraries are those of our declarations and lists" compiles
+row "Apple's compiler and linker accept every file; the constants, types and symbols in its headers and libraries match our declarations and lists" compiles
 row "the Swift package builds" swift_package
-row "main queue, timers, signals and the watch on a file" loop
-row "it starts without a team, trusts nobody, and leaves with status 0" without_team
-row "both processors, identifier, version, hardened runtime, time stamp" product
+row "main queue, timers, signals and file watch work" loop
+row "the helper starts without a team, trusts no client, and exits with status 0" without_team
+row "the product has both processors, identifier, version, hardened runtime and time stamp" product
 row "the requirement text parses, and the client satisfies it" requirement
-row "launchd takes the job" job_taken
-row "a client of the same team is served" served
-row "any other client is cut off before the delegate is asked" other_client
-row "the client cuts off an impostor of the helper" impostor
-row "BOOL crosses between processors" bool_crosses
+row "launchd accepts the job" job_taken
+row "the helper serves a client of the same team" served
+row "any other client is disconnected before the delegate is asked" other_client
+row "the client rejects an impostor of the helper" impostor
+row "BOOL is passed between processors" bool_crosses
 row "the SMC's user client answers selector 2 with 80 bytes" controller
-row "a hold moves the fans, and handing back returns them" hold_moves
-row "sleep hands back before it comes, and is not held up" sleeps
-row "the lid is read" lid
-row "a crash brings it back, a clean exit does not" comes_back
-row "the installer takes the package, its checks answer, and its scripts do what they should" package
-row "an update makes the running helper leave" update
-row "a reply gets out before a stand-down ends the process" stands_down
+row "a hold changes the fan speed, and a hand-back ends that" hold_moves
+row "the fans are handed back before sleep, and sleep is not delayed" sleeps
+row "the lid state is read" lid
+row "launchd restarts the helper after a crash, not after a clean exit" comes_back
+row "the installer accepts the package, and its checks and scripts work" package
+row "an update makes the running helper exit" update
+row "the reply to a stand-down is sent before the process exits" stands_down
 row "messages are readable in the unified log" readable
-row "objects live as long as they must" objects
-row "a hold costs little, and an idle helper next to nothing" cost
+row "no object is released too early or leaked" objects
+row "CPU time and wake-ups, while holding and while idle" cost
 [ ! -e "$scratch/figures" ] \
   || printf '\n### For docs/performance.md\n\n| figure | on this Mac |\n|---|---|\n%s\n' "$(cat "$scratch/figures")" >>"$report"
 printf '\n%d rows failed; the report is %s. The helper stays installed; ./dev uninstall removes it.\n' $failures "$report"
