@@ -73,7 +73,7 @@ TEST_F(Stay, AMacThatDoesNotComeUpIsSaidAndNotWaitedFor) {
     writeFile(world.program("simulated-mac"), "no folder");
     start();
     EXPECT_EQ(shell->waitForEnd(20), 1);
-    EXPECT_THAT(shell->errors(), HasSubstr("the simulated Mac does not come up"));
+    EXPECT_THAT(shell->errors(), HasSubstr("the simulated Mac does not start"));
     EXPECT_THAT(shell->errors(), Not(HasSubstr("Listening")));
 }
 

@@ -42,16 +42,16 @@ state() {
 }
 
 # --- what is refused
-for wrong in 1.2 1.2.3.4 v1.2.3 1.02.3 1.2.3-rc1 one; do refused 2 "is no version" "$wrong"; done
+for wrong in 1.2 1.2.3.4 v1.2.3 1.02.3 1.2.3-rc1 one; do refused 2 "is not a version" "$wrong"; done
 refused 2 "needs a version"
 refused 2 "takes one version" 1.2.3 1.2.4
 refused 2 "does not know" 1.2.3 --force
 refused 1 "is below $version" 0.0.1
 touch "$clone/forgotten"
-refused 1 "not committed" 1.2.3
+refused 1 "uncommitted changes" 1.2.3
 rm "$clone/forgotten"
 echo >>"$clone/README.md"
-refused 1 "not committed" 1.2.3
+refused 1 "uncommitted changes" 1.2.3
 git -C "$clone" checkout --quiet README.md
 
 # --- a dry run says all of it and does none of it
@@ -103,7 +103,7 @@ cmp "$folder/first.tar.gz" "$folder/second/build/dist/kelo-helper-1.2.3.tar.gz" 
 refused 1 "lists nothing" 1.2.4
 unreleased "Something newer."
 commit "Go on"
-refused 1 "1.2.3 is released already" 1.2.3
+refused 1 "1.2.3 is already released" 1.2.3
 refused 1 "1.2.2 is not above 1.2.3" 1.2.2
 git -C "$clone" tag v1.10.0
 git -C "$clone" tag v2.0.0-rc1 # no release of ours

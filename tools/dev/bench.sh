@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What the helper costs, measured beside what the same work costs at least. Sourced by ./dev.
+# Compares the cost of the helper with the minimum cost of the same work. Sourced by ./dev.
 
 bench_programs=(bench_client bench_empty bench_in_memory bench_many_clients bench_responder
   bench_ticker)
@@ -8,9 +8,9 @@ command_bench() {
   require_linux
   ensure_packages build bench
   case " $* " in *" peers "*) install_debian_packages thinkfan fancontrol ;; esac
-  # shellcheck disable=SC2154 # they are in stage.sh
+  # shellcheck disable=SC2154 # set in stage.sh
   build bench "${stage_programs[@]}" "${bench_programs[@]}" pictures
-  local folder=build/bench-installation # not where built looks for programs
+  local folder=build/bench-installation # outside of the folders that `built` searches
   lay_out "$folder" bench
   if [ "$*" = shipping ]; then
     compare_shipping "$folder"
@@ -34,14 +34,14 @@ command_bench() {
 
 bench_python() { PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 "bench/$1" "${@:2}"; }
 
-# measure FOLDER RUN [ARGUMENT...]: leaves build/bench/RUN.json, and a picture of it.
+# measure FOLDER RUN [ARGUMENT...]: writes build/bench/RUN.json and a picture of it.
 measure() {
-  say "measuring; the figures go into build/bench/$2.json"
+  say "measuring; writing the figures to build/bench/$2.json"
   bench_python run.py "$1" "$(dirname "$(built bench bench_in_memory)")" "build/bench/$2.json" "${@:3}"
   "$(built bench pictures)" draw "build/bench/$2.json" "build/bench/$2.svg"
 }
 
-# What hardening, link-time optimisation and optimising for size do, beside an ordinary release build.
+# Measures the effect of hardening, link-time optimisation and optimising for size, compared with a release build.
 compare_shipping() {
   local build helper
   cmake --preset bench -B build/bench-plain -DKELO_SHIP=OFF >/dev/null
@@ -56,12 +56,12 @@ compare_shipping() {
   done
 }
 
-# The helper for both processors of a Mac, as far as it can be built here: small, but without what a linker of Apple's
-# leaves out.
+# Prints the size of the helper for both Mac processors. This build optimises for size, but Apple's linker would also
+# remove unused code.
 mac_sizes() {
   ensure_packages macos
   local folder=build/bench-macos processor tools
-  tools=$(dirname "$(readlink -f "$(command -v clang++)")") # the compiler's own version
+  tools=$(dirname "$(readlink -f "$(command -v clang++)")") # of the compiler's version
   if ! mac_helper "$folder" >"$folder.log" 2>&1; then
     cat "$folder.log" >&2
     return 1
@@ -73,7 +73,7 @@ mac_sizes() {
   done
 }
 
-# mac_helper FOLDER: built with declarations of our own in place of Apple's SDK.
+# mac_helper FOLDER: builds the helper with our own declarations in place of Apple's SDK.
 mac_helper() {
   cmake -S . -B "$1" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$PWD/tests/platform/macos/sdk/Toolchain.cmake" \
     -DKELO_COMPILER="$(command -v clang++)" -DKELO_JSON_VERSION=3.11.3 -DKELO_TESTS=OFF \

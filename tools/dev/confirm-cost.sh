@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Measures what the helper costs on a Mac: the figures that docs/performance.md leaves open. Sourced by
-# confirm-on-a-mac.sh, whose functions and variables it uses.
+# Measures the cost of the helper on a Mac, for the open figures in docs/performance.md. Sourced by confirm-on-a-mac.sh,
+# whose functions and variables it uses.
 # shellcheck disable=SC2154
 
 cost_milliseconds=600000 # each of the two periods
@@ -14,7 +14,7 @@ figure() {
 
 helper_pid() { state | awk '$1 == "pid" { print $3; found = 1 } END { exit !found }'; }
 
-# processor_time PID: milliseconds so far, of which ps prints "[hours:]minutes:seconds.hundredths".
+# processor_time PID: CPU time so far, in milliseconds; ps prints "[hours:]minutes:seconds.hundredths".
 processor_time() {
   LC_ALL=C ps -o cputime= -p "$1" \
     | awk -F '[:.]' 'NF > 2 { for (i = 1; i < NF; i++) s = s * 60 + $i; print (s * 100 + $NF) * 10; found = 1 }
@@ -27,21 +27,21 @@ measure_period() {
   pid=$(helper_pid)
   before=$(processor_time "$pid")
   tasks=$(sudo powermetrics --samplers tasks -n 1 -i $cost_milliseconds)
-  after=$(processor_time "$pid") # fails if it has left meanwhile
+  after=$(processor_time "$pid") # fails if the helper has exited
   figure "processor time, $1" $((after - before)) "ms in ten minutes"
-  # The last two columns are wake-ups per second: those by interrupts, and those from the idlest state.
+  # The last two columns are wake-ups per second: by interrupts, and from the deepest idle state.
   grep -q 'Wakeups (Intr, Pkg idle)$' <<<"$tasks" || { printf 'powermetrics prints no wake-ups:\n%s\n' "$tasks"; return 1; }
   wakeups=$(awk -v pid="$pid" '$2 == pid { printf "%.1f", $(NF - 1) * 60 }' <<<"$tasks")
   figure "wake-ups, $1" "${wakeups:-0 (not listed)}" "per minute"
 }
 
-# seconds_of COMMAND...: all of its runs together.
+# seconds_of COMMAND...: the total time of all runs.
 seconds_of() {
   local TIMEFORMAT=%3R i
   { time for ((i = 0; i < cost_runs; i++)); do "$@" >/dev/null 2>&1; done; } 2>&1
 }
 
-# The client's own time is in both commands, so that the difference is that of the snapshot.
+# Both commands include the client's own time, so their difference is the time of the snapshot.
 measure_snapshot() {
   local version status each='BEGIN { printf "%.2f", (all - less) * 1000 / runs }'
   version=$(seconds_of kelo version)
@@ -50,7 +50,7 @@ measure_snapshot() {
   figure "kelo version, from its start to its end" "$(awk -v all="$version" -v less=0 -v runs=$cost_runs "$each")" ms
 }
 
-# A single shell of root's sends the signal and looks until the process is gone, so that no program starts in between.
+# One root shell sends the signal and polls until the process has exited, so that no program starts in between.
 measure_exit() {
   local seconds
   # shellcheck disable=SC2016 # root's shell expands it
@@ -61,8 +61,8 @@ measure_exit() {
 
 cost() {
   ask "The helper's cost is measured for 20 minutes, in which nothing else should use the fans. Begin?" \
-    || leave_out "nobody wanted it"
-  try kelo version # which starts it
+    || leave_out "declined"
+  try kelo version # starts the helper
   measure_period idle
   measure_snapshot
   hold_meanwhile 60% --for 15m

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Confirms on a Mac what elsewhere has only been played: each row of the table at the end of docs/macos.md, in its order.
-# Asks before it puts the Mac to sleep and where it needs a hand, an eye or an ear; installs the helper; and writes a
-# report, to be attached to an issue. A row that fails does not keep the others from being tried.
+# Confirms on a Mac the behaviour that was only simulated elsewhere: each row of the table at the end of docs/macos.md, in
+# order. Asks before it puts the Mac to sleep, and whenever a person must do or check something. Installs the helper, and
+# writes a report for an issue. If a row fails, the others are still tried.
 #
 # usage: confirm-on-a-mac.sh --identity NAME [--other-identity NAME] [--installer-identity NAME] [--report FILE]
 #   --identity            signs helper and client
-#   --other-identity      of another team: plays an impostor; without it two rows are left out in part
-#   --installer-identity  signs the installer package; without it that row is left out
+#   --other-identity      of another team: signs an impostor; without it two rows are skipped or incomplete
+#   --installer-identity  signs the installer package; without it that row is skipped
 # shellcheck disable=SC2016 # the grave accents are Markdown's
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -37,13 +37,13 @@ subsystem='subsystem == "app.kelo.helper"'
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 
-# --- what the rows are made of
+# --- helpers of the rows
 
-left_out=3 # the exit status of a row that says why it was not tried
+left_out=3 # exit status of a row that was skipped
 
 leave_out() { printf 'left out: %s\n' "$*"; exit $left_out; }
 
-# ask QUESTION: on the terminal, while the output goes to the report.
+# ask QUESTION: asks on the terminal, while the output goes to the report. Succeeds if the answer is y.
 ask() {
   local answer=''
   printf '    %s [y/n] ' "$1" >&3
@@ -52,18 +52,18 @@ ask() {
   [ "$answer" = y ]
 }
 
-# try COMMAND...: says it and runs it.
+# try COMMAND...: prints the command and runs it.
 try() {
   printf '$ %s\n' "$*"
   "$@" 2>&1
 }
 
-# try_refused COMMAND...: it has to fail.
+# try_refused COMMAND...: the command must fail.
 try_refused() {
   if try "$@"; then printf 'it should have failed\n'; return 1; fi
 }
 
-# try_for PATTERN COMMAND...: its output has to match.
+# try_for PATTERN COMMAND...: the command must succeed, and its output must match.
 try_for() {
   local pattern=$1 output status=0
   shift
@@ -73,7 +73,7 @@ try_for() {
   grep -qE -- "$pattern" <<<"$output" || { printf 'nothing matches: %s\n' "$pattern"; return 1; }
 }
 
-# hold_meanwhile ARGUMENT...: until the row ends, at the latest.
+# hold_meanwhile ARGUMENT...: holds in the background, until the row ends at the latest.
 hold_meanwhile() {
   printf '$ kelo hold %s &\n' "$*"
   kelo hold "$@" &
@@ -82,11 +82,11 @@ hold_meanwhile() {
   sleep 5
 }
 
-# Without the headings, which repeat the predicate.
+# Removes the headings, which repeat the predicate.
 log_of() { log show --last "$1" --predicate "$2" | sed -E '/^(Filtering|Skipping|Timestamp) /d'; }
 state() { sudo launchctl print $job; }
 
-# row TITLE FUNCTION: in a shell of its own, so that the first command that fails ends it.
+# row TITLE FUNCTION: runs the function in a subshell, which the first failing command ends.
 row() {
   local status=0 verdict output=$scratch/output
   printf '%s\n' "$1"
@@ -109,7 +109,7 @@ compiles() { try ./dev test; }
 swift_package() { try swift build --package-path samples/KeloClient --scratch-path build/swift; }
 loop() { try ./dev test -- -R '^macos_'; }
 
-# run_without_team VARIABLE=VALUE...: starts a helper that nobody signed, and stops it.
+# run_without_team VARIABLE=VALUE...: starts a helper without a team, and stops it.
 run_without_team() {
   local process status=0
   env "$@" "$scratch/app.kelo.helper" &
@@ -164,7 +164,7 @@ other_client() {
   try_for '-67050' log_of 1m 'eventMessage CONTAINS "-67050"'
 }
 
-# The genuine helper comes back whatever the impostor does.
+# Reinstalls the genuine helper in any case.
 impostor() {
   local failed=0
   [ -n "$other_identity" ] || leave_out "it needs --other-identity"
@@ -181,7 +181,7 @@ bool_crosses() {
 
 controller() {
   try kelo status
-  ask "Are the speeds and the temperature above those of this Mac? $(kelo status | tr '\n' ' ')"
+  ask "Do the speeds and the temperature above match this Mac? $(kelo status | tr '\n' ' ')"
 }
 
 hold_moves() {
@@ -192,24 +192,24 @@ hold_moves() {
   wait "$holding"
   sleep 10
   try kelo status
-  ask "Did the fans change their speed, and have they come back?"
+  ask "Did the fans change their speed, and then return to normal?"
 }
 
 sleeps() {
-  ask "Save your work: the Mac is put to sleep now; wake it after half a minute. Go on?" || leave_out "nobody wanted it"
+  ask "Save your work: the Mac is put to sleep now; wake it after half a minute. Go on?" || leave_out "declined"
   hold_meanwhile 60% --for 5m
   try pmset sleepnow
-  sleep 60 # goes by while it is awake
+  sleep 60 # counts only while the Mac is awake
   try_for 'hold: sleeping' log_of 10m "$subsystem"
   try_for 'hold: woke' log_of 10m "$subsystem"
-  printf 'delays of the sleep, of which there should be none of app.kelo:\n'
+  printf 'delays of sleep; none should be from app.kelo:\n'
   pmset -g log | grep -i 'app.kelo\|delay' | tail -n 20 || true
 }
 
 lid() {
   try_for 'AppleClamshellState' ioreg -r -k AppleClamshellState -d 1 || leave_out "this Mac has no lid"
   ask "With an external display and power: be ready to close the lid for 20 seconds. Begin?" \
-    || leave_out "nobody wanted it"
+    || leave_out "declined"
   hold_meanwhile 60% --hand-back-on-lid-close --for 30s
   sleep 30
   try_for 'hold: yielded' log_of 2m "$subsystem"
@@ -225,7 +225,7 @@ comes_back() {
   try kelo version
 }
 
-# Owner and mode of the folders that are not only ours: an installer may make them root's, and Homebrew then fails.
+# Owner and mode of folders that other software uses, too: if an installer makes root their owner, Homebrew fails.
 shared_folders() { stat -f '%N %Su:%Sg %Sp' /usr/local /usr/local/bin /usr/local/share 2>/dev/null | sort; }
 
 package() {
@@ -233,7 +233,7 @@ package() {
   [ -n "$installer_identity" ] || leave_out "it needs --installer-identity"
   try ./dev package --identity "$identity" --installer-identity "$installer_identity"
   file=$(find build/package -name 'kelo-helper-*.pkg')
-  folders=$(shared_folders) || true # one may be missing
+  folders=$(shared_folders) || true # a folder may be missing
   try sudo installer -pkg "$file" -target / -verboseR
   changed=$(comm -23 <(printf '%s\n' "$folders") <(shared_folders))
   [ -z "$changed" ] || { printf 'the installer changed:\n%s\n' "$changed"; return 1; }
@@ -261,10 +261,10 @@ objects() {
   try_for ' 0 leaks' sudo leaks app.kelo.helper
 }
 
-# --- all of them
+# --- all rows
 
 mkdir -p "$(dirname "$report")"
-exec 3>&1 4<&0 # the questions, also from within a row
+exec 3>&1 4<&0 # for questions from within a row
 failures=0
 {
   printf '# Confirmed on a Mac\n\n```text\n'

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Form: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes, yamllint, and headers that compile alone. Sourced
-# by ./dev.
+# Checks the form of the sources: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes, yamllint, and headers that
+# compile alone. Sourced by ./dev.
 
 source_files() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
@@ -26,7 +26,7 @@ command_lint() {
   [ "$(uname)" = Darwin ] || lint_headers
 }
 
-# Every header of ours compiles without anything included before it, with the definitions that some of the tests have.
+# Compiles each of our headers alone, with the definitions that some of the tests need.
 lint_headers() {
   local flags
   say "headers"
@@ -36,14 +36,14 @@ lint_headers() {
 }
 
 lint_python() {
-  if ! command -v pyflakes3 >/dev/null; then return; fi # Homebrew's Mac has no use for the tools in Python
+  if ! command -v pyflakes3 >/dev/null; then return; fi # not installed on a Mac, where the Python tools are not used
   say "pycodestyle, pyflakes"
   git ls-files --cached --others --exclude-standard -- '*.py' | xargs pycodestyle --max-line-length=120
   git ls-files --cached --others --exclude-standard -- '*.py' | xargs pyflakes3
 }
 
 lint_workflow() {
-  if ! command -v yamllint >/dev/null; then return; fi # as above
+  if ! command -v yamllint >/dev/null; then return; fi # not installed on a Mac
   say "yamllint"
   yamllint --strict -d '{extends: relaxed, rules: {line-length: {max: 120}}}' .github/workflows
 }
@@ -53,15 +53,15 @@ shell_files() {
     packaging/macos/package/scripts/
 }
 
-# Most of clang-tidy's time goes into the headers, so it is given many sources at once, as the build joins them. The
-# test sources stay out: their macros expand to code that no check was written for.
+# clang-tidy spends most of its time on headers, so it checks many sources at once, as unity builds join them. Excludes
+# the test sources: their macros expand to code that the checks do not expect.
 tidy() {
   CLANG_TIDY=$(clang_tool clang-tidy)
   export CLANG_TIDY
   local sources
   sources=$(tidy_sources)
   xargs -P "$(jobs_count)" -n 1 bash -c 'tidy_source "$@"' tidy_source <<<"$sources" \
-    || fail "clang-tidy found something"
+    || fail "clang-tidy found problems"
 }
 
 tidy_sources() {
@@ -69,8 +69,8 @@ tidy_sources() {
     | grep -vE "^$PWD/(build/lint/)?(testing|tests)/" | sort -u
 }
 
-# tidy_source FILE: silent unless it fails. Joined sources may not compile where each alone does, as with two functions
-# of one name; then each is looked at alone.
+# tidy_source FILE: silent unless it fails. Joined sources may fail to compile, for example because two functions have
+# the same name; then each source is checked alone.
 tidy_source() {
   local output part parts=()
   output=$("$CLANG_TIDY" -p build/lint --quiet --checks=-bugprone-suspicious-include "$1" 2>&1) && return

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# The macOS product: what ./dev test says about it, and installing it on a Mac. Sourced by ./dev.
+# The macOS product: its summary in ./dev test, and its installation on a Mac. Sourced by ./dev.
 
-# macos_summary PRESET: after a whole test run. None of either means that they were lost on the way.
+# macos_summary PRESET: prints the number of macOS sources and tests after a complete test run; fails if there are none.
 macos_summary() {
   # Only Clang compiles Objective-C++ with blocks.
   [ "$(uname)" = Darwin ] || [[ $(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "build/$1/CMakeCache.txt") == *clang* ]] \
@@ -23,14 +23,14 @@ macos_client=kelo
 macos_client_identifier=app.kelo.Kelo
 macos_helper_folder=/Library/PrivilegedHelperTools
 macos_plist_folder=/Library/LaunchDaemons
-macos_other_prefix=/opt/kelo # for the client where /usr/local is not root's alone
+macos_other_prefix=/opt/kelo # for the client if users other than root may write to /usr/local
 
-# What runs as root is called by its whole path: in the caller's, somebody's own folder may come first. The tests have
-# a folder with stand-ins take the system's place.
+# Programs that run as root are called by absolute path, because another user's folder may come first in PATH. The tests
+# set this variable to a folder with stand-ins.
 macos_system=${KELO_MACOS_SYSTEM-}
 macos_sudo=$macos_system/usr/bin/sudo
 
-# run COMMAND...: says what it would run, or runs it.
+# run COMMAND...: runs the command, or only prints it.
 run() {
   if $saying; then
     printf '   '
@@ -41,19 +41,19 @@ run() {
   fi
 }
 
-# run_as TEXT FUNCTION ARGUMENT...: the same for one of the functions below, which TEXT describes in one line.
+# run_as TEXT FUNCTION ARGUMENT...: does the same for a function below, which TEXT describes in one line.
 run_as() {
   local text=$1
   shift
   if $saying; then printf '    %s\n' "$text"; else "$@"; fi
 }
 
-# say_and_do DRY-RUN STEPS: says every step first; then, unless it is a dry run, does them.
+# say_and_do DRY-RUN STEPS: prints all steps first; then runs them, unless this is a dry run.
 say_and_do() {
   local dry_run=$1 steps=$2 saying=true
   "$steps"
   $dry_run && return
-  [ "$(uname)" = Darwin ] || fail "this needs a Mac; --dry-run shows what would be done there"
+  [ "$(uname)" = Darwin ] || fail "this needs a Mac; --dry-run prints the steps"
   saying=false
   "$steps"
 }
@@ -69,7 +69,7 @@ command_install() {
     esac
   done
   [ -n "$identity" ] || usage "install needs --identity NAME, as \"security find-identity -v -p codesigning\" lists it"
-  umask 022 # what is made on the way is for everybody to read
+  umask 022 # all users may read the created files
   prefix=$(client_prefix)
   say_and_do "$dry_run" install_steps
 }
@@ -85,7 +85,7 @@ command_uninstall() {
   say_and_do "$dry_run" uninstall_steps
 }
 
-# payload PREFIX: what is installed: the mode, the source and the place of each file, the client's below PREFIX.
+# payload PREFIX: prints mode, source and destination of each installed file; the client's files go below PREFIX.
 payload() {
   cat <<EOF
 755 build/product/$macos_helper $macos_helper_folder/$macos_helper
@@ -120,27 +120,27 @@ make_completions() { "build/product/$macos_client" completions "$1" >"build/prod
 install_steps() {
   local mode source place
   build_and_sign
-  say "install as root's, which nobody else may write; a new file each, put in place by renaming, so that a helper that"
-  say "runs sees itself replaced, hands the fan back and leaves"
+  say "install files that belong to root and that no other user may write; rename each into place, so that a running"
+  say "helper notices the replacement, hands the fan back and exits"
   run "$macos_sudo" /bin/mkdir -p "$macos_helper_folder" "$macos_plist_folder"
-  run_as "(stop unless /Library, $macos_helper_folder and $macos_plist_folder are root's and nobody else may write them)" \
+  run_as "(stop unless only root may write to /Library, $macos_helper_folder and $macos_plist_folder)" \
     refuse_folders_of_others / /Library "$macos_helper_folder" "$macos_plist_folder"
   while read -r mode source place <&3; do put "$mode" "$source" "$place"; done 3< <(payload "$prefix")
-  say "have launchd reload it"
+  say "make launchd reload the job"
   run "$macos_sudo" /bin/launchctl enable "system/$macos_helper"
   run_as "$macos_sudo /bin/launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
-  run_as "$macos_sudo /bin/launchctl bootstrap system $macos_plist_folder/$macos_helper.plist   (once the former has left)" \
+  run_as "$macos_sudo /bin/launchctl bootstrap system $macos_plist_folder/$macos_helper.plist   (once the old helper has exited)" \
     bootstrap
   say "the client is $prefix/bin/$macos_client"
   [ "$prefix" = /usr/local ] \
-    || say "not in /usr/local, which is not root's alone: somebody else could replace it. Add $prefix/bin to your path"
+    || say "not in /usr/local, where another user could replace it. Add $prefix/bin to your path"
 }
 
 uninstall_steps() {
   local place
-  say "have launchd stop the helper, which hands the fan back, and forget it"
+  say "make launchd stop the helper, which hands the fan back, and unload the job"
   run_as "$macos_sudo /bin/launchctl bootout system/$macos_helper   (if it is loaded)" boot_out
-  say "remove what was installed, wherever the client went"
+  say "remove the installed files"
   while read -r _ _ place <&3; do run "$macos_sudo" /bin/rm -f "$place"; done \
     3< <(payload /usr/local && payload "$macos_other_prefix" | grep -F " $macos_other_prefix/")
 }
@@ -165,31 +165,31 @@ put() {
   run "$macos_sudo" /bin/mv -f "$new" "$3"
 }
 
-# verify COPY IDENTIFIER: what was built may have been replaced since it was signed; the copy is root's.
+# verify COPY IDENTIFIER: verifies root's copy, because the built file may have been replaced since it was signed.
 verify() {
   local requirement="anchor apple generic and identifier \"$2\""
-  run "$macos_sudo" /usr/bin/codesign --verify --strict "-R=$requirement" "$1" || fail "$1 is not what was signed"
+  run "$macos_sudo" /usr/bin/codesign --verify --strict "-R=$requirement" "$1" || fail "$1 is not the signed program"
   run_as "(stop unless $1 has the hardened runtime and lacks get-task-allow)" refuse_open_to_debuggers "$1"
 }
 
-# Either way another process of the same user could take the program over.
+# Without these checks another process of the same user could take control of the program.
 refuse_open_to_debuggers() {
   local signature entitlements
   signature=$("$macos_sudo" /usr/bin/codesign -dvv "$1" 2>&1)
   grep -qE 'flags=[^ ]*[(,]runtime' <<<"$signature" || fail "$1 is signed without the hardened runtime"
   entitlements=$("$macos_sudo" /usr/bin/codesign -d --entitlements - --xml "$1" 2>/dev/null)
-  ! grep -qF get-task-allow <<<"$entitlements" || fail "$1 lets debuggers in: it has the entitlement get-task-allow"
+  ! grep -qF get-task-allow <<<"$entitlements" || fail "$1 allows debugging: it has the entitlement get-task-allow"
 }
 
-# Whoever may write one of the folders may put another helper in place.
+# A user who may write to one of the folders could replace the helper.
 refuse_folders_of_others() {
   local folder
   for folder in "$@"; do
-    ! is_open_to_others "$folder" || fail "$folder is not root's alone: somebody else could replace the helper"
+    ! is_open_to_others "$folder" || fail "another user may write to $folder and could replace the helper"
   done
 }
 
-# By its owner, its mode, or an access control list.
+# Returns whether owner, mode or access control list allow a user other than root to write to the folder.
 is_open_to_others() {
   local found list
   found=$("$macos_system/usr/bin/find" "$1/." -maxdepth 0 \( ! -user root -o -perm -020 -o -perm -002 \)) || return 0
@@ -197,24 +197,25 @@ is_open_to_others() {
   [ -n "$found" ] || grep -q '^ [0-9]*:.* allow ' <<<"$list"
 }
 
-# Where the client goes. Homebrew makes /usr/local a user's, who could then replace what root may call.
+# Prints the folder for the client. With Homebrew, /usr/local may belong to a user, who could then replace programs that
+# root runs.
 client_prefix() {
   local folder
   if [ "$(uname)" = Darwin ]; then
     for folder in /usr/local /usr/local/bin /usr/local/share; do
-      [ -e "$macos_system$folder" ] || continue # it will be root's
+      [ -e "$macos_system$folder" ] || continue # the installation creates it for root
       if is_open_to_others "$folder"; then printf '%s' "$macos_other_prefix"; return; fi
     done
   fi
   printf /usr/local
 }
 
-# It is fine if it is not loaded.
+# Succeeds even if the job is not loaded.
 boot_out() {
   "$macos_sudo" /bin/launchctl bootout "system/$macos_helper" 2>/dev/null || true
 }
 
-# launchd refuses while the former job is still leaving, which takes as long as handing the fans back.
+# launchd refuses while the old helper is still exiting, which takes as long as handing the fans back.
 bootstrap() {
   local plist="$macos_plist_folder/$macos_helper.plist" left=60
   until "$macos_sudo" /bin/launchctl bootstrap system "$plist" 2>/dev/null; do

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Making an installer package for Macs. Sourced by ./dev.
-# shellcheck disable=SC2154 # the variables are those of macos.sh
+# Builds an installer package for Macs. Sourced by ./dev.
+# shellcheck disable=SC2154 # the variables are set in macos.sh
 
 package_folder=build/package
 package_identifier=app.kelo.helper.package
@@ -31,9 +31,9 @@ package_steps() {
   version=$(current_version)
   package=$package_folder/kelo-helper-$version.pkg
   build_and_sign
-  say "lay out what goes onto the Mac, with the modes that it gets there"
+  say "copy the files to install, with their final modes"
   lay_out_package
-  say "make the package"
+  say "build the package"
   run_as "$package_folder/distribution.xml: $package_sources/distribution.xml.in for version $version" \
     make_distribution "$version"
   run pkgbuild --root "$package_folder/root" --identifier "$package_identifier" --version "$version" \
@@ -42,7 +42,7 @@ package_steps() {
     --sign "$installer_identity" --timestamp "$package"
   run pkgutil --check-signature "$package"
   [ -z "$profile" ] || notarize "$package"
-  say "the checksum, last: a ticket that is stapled changes the file"
+  say "write the checksum, after the ticket has changed the file"
   run_as "$package.sha256" make_checksum "$package"
 }
 
@@ -56,7 +56,7 @@ lay_out_package() {
   run mkdir -p "$package_folder/scripts"
   run install -m 755 "$package_sources/scripts/preinstall" "$package_sources/scripts/postinstall" \
     "build/product/$macos_client" "$package_folder/scripts"
-  run chmod -R u=rwX,go=rX "$package_folder" # whatever the umask: the folders come out on the Mac as they are here
+  run chmod -R u=rwX,go=rX "$package_folder" # independent of the umask: the folders keep these modes on the Mac
 }
 
 make_distribution() {
@@ -65,9 +65,9 @@ make_distribution() {
 
 make_checksum() { (cd "$(dirname "$1")" && checksum "$(basename "$1")" >"$(basename "$1").sha256"); }
 
-# notarize PACKAGE: has Apple examine it, and staples the ticket to it, so that it opens without a network.
+# notarize PACKAGE: submits it to Apple, and staples the ticket to it, so that it opens without a network.
 notarize() {
-  say "have Apple examine it"
+  say "have Apple notarize it"
   run_as "xcrun notarytool submit $1 --keychain-profile $profile --wait --output-format json >$1.notarytool.json" \
     submit "$1"
   run_as "xcrun notarytool log ID --keychain-profile $profile $1.notarytool-log.json   (and stop unless it was accepted)" \
@@ -81,7 +81,7 @@ submit() {
   xcrun notarytool submit "$1" --keychain-profile "$profile" --wait --output-format json >"$1.notarytool.json"
 }
 
-# notarytool's exit status does not tell: it is 0 for every verdict.
+# notarytool exits with status 0 for every verdict.
 require_acceptance() {
   local id verdict
   id=$(plutil -extract id raw -o - "$1.notarytool.json")

@@ -1,20 +1,20 @@
 # shellcheck shell=bash
-# What the project builds with, and how to get it. Sourced by ./dev.
+# The packages that the project needs, and their installation. Sourced by ./dev.
 
-# debian_packages NEED: Debian's and Ubuntu's packages for it, a word each.
+# debian_packages NEED: prints the Debian and Ubuntu packages for NEED.
 debian_packages() {
   case $1 in
     build) echo git cmake ninja-build clang g++ lld nlohmann-json3-dev libcli11-dev libsodium-dev ;;
     test) echo libgtest-dev libgmock-dev libblocksruntime-dev libxml2-utils mandoc zsh fish ;;
     bench) echo libbenchmark-dev python3 ;;
-    sanitizers | coverage) echo llvm ;; # which reads addresses, and profiles
+    sanitizers | coverage) echo llvm ;; # symbolizes addresses, reads profiles
     macos) echo llvm googletest libc++-dev libc++abi-dev ;;
     format) echo git clang-format ;;
     lint) echo clang-format clang-tidy shellcheck pycodestyle pyflakes3 yamllint libbenchmark-dev ;;
   esac
 }
 
-# brew_packages NEED: Homebrew's.
+# brew_packages NEED: prints the Homebrew packages for NEED.
 brew_packages() {
   case $1 in
     build) echo cmake ninja nlohmann-json cli11 ;;
@@ -28,7 +28,7 @@ as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# ensure_packages NEED...: installs what is missing for each NEED (build, test, sanitizers, coverage, bench, macos,
+# ensure_packages NEED...: installs missing packages for each NEED (build, test, sanitizers, coverage, bench, macos,
 # format, lint). Silent if no package is missing.
 ensure_packages() {
   if [ "$(uname)" != Darwin ] && command -v apt-get >/dev/null; then
@@ -36,15 +36,14 @@ ensure_packages() {
   elif command -v brew >/dev/null; then
     ensure_brew_packages "$@"
   else
-    fail "needs apt (Debian 12 or newer, Ubuntu 24.04 or newer) or Homebrew to install what it builds with"
+    fail "needs apt (Debian 12 or newer, Ubuntu 24.04 or newer) or Homebrew to install packages"
   fi
 }
 
 ensure_debian_packages() {
   # shellcheck disable=SC2046 # a word for each package
   install_debian_packages $(for need in "$@"; do debian_packages "$need"; done)
-  # The names of these contain the version of the compiler that was just installed: Clang's own, and that of the GCC
-  # whose libraries Clang uses.
+  # The names of these packages contain a compiler version: that of Clang, or of the GCC whose libraries Clang uses.
   case " $* " in *" sanitizers "* | *" coverage "* | *" macos "*)
     install_debian_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev" ;;
   esac
@@ -53,12 +52,12 @@ ensure_debian_packages() {
   esac
 }
 
-# Swift, with which the real libdispatch and CoreFoundation come.
+# Installs Swift, which contains the real libdispatch and CoreFoundation.
 ensure_swift() {
   ! command -v swiftc >/dev/null || return 0
   [ -n "$(apt-cache search --names-only '^swiftlang$' 2>/dev/null)" ] || fail \
-    "the preset real-dispatch needs libdispatch and CoreFoundation, which come with Swift, and there is no swiftc on the
-path and no package swiftlang (Debian 13 has it; the container image \"swift\" has Swift)"
+    "the preset real-dispatch needs libdispatch and CoreFoundation, which come with Swift, but there is neither swiftc in
+the path nor a package swiftlang (Debian 13 has it; the container image \"swift\" has Swift)"
   install_debian_packages swiftlang
 }
 
@@ -69,7 +68,7 @@ install_debian_packages() {
   done
   [ ${#missing[@]} -eq 0 ] && return
   if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
-    fail "needs these packages and neither runs as root nor finds sudo: ${missing[*]}"
+    fail "these packages are missing, and installing them needs root or sudo: ${missing[*]}"
   fi
   say "installing: ${missing[*]}"
   [ -n "${lists_are_new-}" ] || as_root apt-get update -qq
@@ -78,7 +77,7 @@ install_debian_packages() {
     | count_packages
 }
 
-# On a terminal: how many packages, dependencies included, are unpacked and ready so far.
+# Shows on a terminal how many packages, including dependencies, are unpacked and ready.
 count_packages() {
   if [ ! -t 1 ]; then cat >/dev/null; return; fi
   awk '/^Unpacking / { unpacked++ } /^Setting up / { ready++ }
@@ -99,7 +98,7 @@ install_brew_packages() {
   brew install --quiet "${missing[@]}"
 }
 
-# clang_tool NAME: Clang's tool of this name. Homebrew keeps its own off the path.
+# clang_tool NAME: prints the path of a Clang tool. Homebrew does not add its tools to PATH.
 clang_tool() {
   if [ "$(uname)" = Darwin ]; then printf '%s/bin/%s' "$(brew --prefix llvm)" "$1"; else printf '%s' "$1"; fi
 }

@@ -3,7 +3,7 @@
 
 fuzz_executions=10000000
 
-# prove_fuzz [SECONDS] [TARGET...]: each target until it has run so often or so long, two at a time.
+# prove_fuzz [SECONDS] [TARGET...]: runs each target up to the number of executions or seconds, two at a time.
 prove_fuzz() {
   require_linux
   local seconds=600 failed=false targets target
@@ -21,7 +21,7 @@ prove_fuzz() {
   printf '%-24s %12s %8s %14s %12s  %s\n' target executions seconds executions/s 'new entries' findings
   printf '%s\n' "${targets[@]}" \
     | xargs -P 2 -I '{}' bash -c 'fuzz_target "$@"' fuzz_target '{}' "$seconds" "$fuzz_executions" || failed=true
-  ! $failed || fail "something was found; the inputs are in build/fuzz/findings, the logs in build/fuzz/runs"
+  ! $failed || fail "there are findings; the inputs are in build/fuzz/findings, the logs in build/fuzz/runs"
 }
 
 fuzz_targets() {
@@ -29,7 +29,7 @@ fuzz_targets() {
   for corpus in fuzz/corpus/*/; do basename "$corpus"; done
 }
 
-# fuzz_target NAME SECONDS EXECUTIONS: prints a line of the table; fails when something was found.
+# fuzz_target NAME SECONDS EXECUTIONS: prints a line of the table; fails if there is a finding.
 fuzz_target() {
   local name=$1 seconds=$2 executions=$3 run=build/fuzz/runs/$1 status=0 findings='0 findings'
   mkdir -p "$run/new"

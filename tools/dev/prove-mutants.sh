@@ -3,7 +3,7 @@
 
 # prove_mutants [FOLDER] [--sample N] [--seed S] [--survivors]
 prove_mutants() {
-  command -v apt-get >/dev/null || fail "mutants are made with Debian's Python bindings for Clang"
+  command -v apt-get >/dev/null || fail "mutation testing needs Debian's Python bindings for Clang"
   ensure_packages build test
   install_debian_packages "python3-clang-$(clang -dumpversion | cut -d. -f1)"
   mkdir -p build/mutants

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# The promise as figures. Sourced by ./dev.
+# Runs the proofs. Sourced by ./dev.
 
 # shellcheck source=tools/dev/prove-processes.sh
 source tools/dev/prove-processes.sh
@@ -19,7 +19,7 @@ command_prove() {
 prove_faults() { prove_in_memory faults "$@"; }
 prove_life() { prove_in_memory life "$@"; }
 
-# prove_in_memory PROOF [ARGUMENT...]: with assertions, as in the everyday build.
+# prove_in_memory PROOF [ARGUMENT...]: runs a proof of the debug preset, with assertions.
 prove_in_memory() {
   local program=prove_$1
   shift

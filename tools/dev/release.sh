@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Preparing a release. Sourced by ./dev.
+# Prepares a release. Sourced by ./dev.
 # shellcheck disable=SC2016 # the variables are those of awk
 
 release_folder=build/dist
@@ -23,21 +23,21 @@ command_release() {
   run git tag --annotate "v$version" --message "Kelo helper $version"
   say "make the source archive and its checksum"
   run_as "$release_folder/kelo-helper-$version.tar.gz, $release_folder/SHA256SUMS" archive "$version"
-  $saying || say "prepared in $release_folder; to publish it: git push --follow-tags. To take it back:" \
+  $saying || say "prepared in $release_folder; to publish it: git push --follow-tags. To undo it:" \
     "git tag -d v$version && git reset --keep HEAD~"
 }
 
-# refuse_release VERSION: ends with the reason why it cannot be released, and has touched nothing then.
+# refuse_release VERSION: exits with the reason if the version cannot be released, before anything has changed.
 refuse_release() {
   local last
-  is_semantic_version "$1" || usage "\"$1\" is no version: three numbers without leading zeros, such as 1.2.3"
-  [ -z "$(git status --porcelain)" ] || fail "there are changes that are not committed: commit or stash them first"
+  is_semantic_version "$1" || usage "\"$1\" is not a version: it needs three numbers without leading zeros, such as 1.2.3"
+  [ -z "$(git status --porcelain)" ] || fail "there are uncommitted changes: commit or stash them first"
   last=$(last_released)
   if git rev-parse --quiet --verify "refs/tags/v$1" >/dev/null; then
-    fail "$1 is released already; the last is $last"
+    fail "$1 is already released; the last release is $last"
   fi
   if [ -n "$last" ]; then
-    is_above "$1" "$last" || fail "$1 is not above $last, the last that was released"
+    is_above "$1" "$last" || fail "$1 is not above $last, the last release"
   elif is_above "$(current_version)" "$1"; then
     fail "$1 is below $(current_version), the version of the sources"
   fi
@@ -46,7 +46,7 @@ refuse_release() {
 
 is_semantic_version() { [[ $1 =~ ^(0|[1-9][0-9]*)\.(0|[1-9][0-9]*)\.(0|[1-9][0-9]*)$ ]]; }
 
-# The highest version that is tagged.
+# Prints the highest tagged version.
 last_released() {
   local tag highest=''
   for tag in $(git tag --list 'v*'); do
@@ -67,13 +67,13 @@ is_above() {
   return 1
 }
 
-# The version stands in one place, from which the build takes it for everything else.
+# Prints the version from its only definition.
 current_version() { sed -n 's/^project(KeloHelper VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt; }
 
 set_version() {
   rewrite CMakeLists.txt -v version="$1" \
     '/^project\(KeloHelper / { sub(/VERSION [0-9.]+/, "VERSION " version) } { print }'
-  [ "$(current_version)" = "$1" ] || fail "CMakeLists.txt does not take the version"
+  [ "$(current_version)" = "$1" ] || fail "the version in CMakeLists.txt cannot be set"
 }
 
 unreleased_changes() { awk '/^## /{ found = $0 == "## Unreleased"; next } found && NF' CHANGELOG.md; }
@@ -92,7 +92,7 @@ rewrite() {
   printf '%s\n' "$new" >"$1"
 }
 
-# The same bytes wherever and whenever: times are the commit's, and gzip adds neither a name nor a time.
+# Always writes the same bytes: file times are those of the commit, and gzip stores neither a name nor a time.
 archive() {
   local name=kelo-helper-$1
   mkdir -p "$release_folder"

@@ -1,26 +1,26 @@
 # shellcheck shell=bash
-# Laying out an installation on a simulated Mac, and running one. Sourced by ./dev.
+# Creates an installation on a simulated Mac, and runs one. Sourced by ./dev.
 
 stage_programs=(app.kelo.helper kelo simmac simsign)
 stage_team=KELODEV001
 
-# stage_into DIR: builds the programs, optimised, and lays out a signed installation.
+# stage_into DIR: builds optimised programs and creates a signed installation.
 stage_into() {
   build_programs tools "${stage_programs[@]}" rehearse
   lay_out "$1" tools
 }
 
-# lay_out DIR PRESET: a signed installation of what a preset has built.
+# lay_out DIR PRESET: creates a signed installation of the programs of a preset.
 lay_out() {
   local folder=$1 preset=$2 program
   mkdir -p "$folder/simulated-mac"
-  chmod 700 "$folder/simulated-mac" # the helper uses no simulated Mac that others can reach
+  chmod 700 "$folder/simulated-mac" # the helper refuses a simulated Mac that other users can access
   for program in "${stage_programs[@]}"; do
-    # Under another name and renamed: a program that runs is not written to, and a helper sees itself replaced.
+    # Copies and renames: a running program cannot be overwritten, and a running helper must notice its replacement.
     cp "$(built "$preset" "$program")" "$folder/$program.new"
     mv -f "$folder/$program.new" "$folder/$program"
   done
-  cp THIRD_PARTY_NOTICES.md "$folder/" # the programs hold others' code
+  cp THIRD_PARTY_NOTICES.md "$folder/" # the programs contain third-party code
   [ -e "$folder/keys/anchor.pub" ] || "$folder/simsign" init "$folder/keys" --team "$stage_team" >/dev/null
   cp "$folder/keys/anchor.pub" "$folder/simulated-mac/anchor.pub"
   stage_sign "$folder" app.kelo.helper app.kelo.helper
@@ -31,7 +31,7 @@ stage_sign() {
   "$1/simsign" sign "$1/$2" --identifier "$3" --team "$stage_team" --keys "$1/keys" >/dev/null
 }
 
-# built PRESET PROGRAM: where the build has put a program.
+# built PRESET PROGRAM: prints the path of a built program.
 built() {
   find "build/$1" -type f -name "$2" -perm -u+x -not -path '*/CMakeFiles/*' | head -n 1
 }
@@ -52,7 +52,7 @@ command_stage() {
   stage_into "$folder"
   cat <<EOF
 
-Staged in $folder. To try it, each in a terminal of its own:
+Staged in $folder. To try it, run each command in a separate terminal:
 
   $folder/simmac serve --profile $profile
   $folder/app.kelo.helper
@@ -89,9 +89,9 @@ rehearse() {
   "$(built debug rehearse)" "$1" --profile "$2" --speed "$3" --pictures "$1"
 }
 
-# Draws the documents' pictures again. The data of floor.json and hour.json are recorded again, too; those of the
-# session only if asked, since it takes a minute and is never twice the same. ./dev prove kill N --data FILE leaves
-# delays.json, ./dev bench leaves performance.json; architecture.json is edited directly.
+# Redraws the pictures in the documents. Also records floor.json and hour.json again. Records the session only with
+# --record, because it takes a minute and each recording differs. ./dev prove kill N --data FILE writes delays.json,
+# ./dev bench writes performance.json; architecture.json is edited directly.
 command_docs() {
   local records=false folder=docs/pictures kind pictures
   while [ $# -gt 0 ]; do
@@ -117,47 +117,46 @@ command_docs() {
   done
 }
 
-# stay FOLDER [OPTION-OF-THE-MAC...]: leaves the simulated Mac and the helper running until Ctrl-C, or until the helper
-# ends.
+# stay FOLDER [OPTION-OF-THE-MAC...]: runs the simulated Mac and the helper until Ctrl-C, or until the helper exits.
 stay() {
   local folder=$1 mac='' helper=''
   shift
-  if "$folder/simmac" show >/dev/null 2>&1; then fail "a simulated Mac is running in $folder already"; fi
-  # A terminal's Ctrl-C goes to all that runs in the script's process group. In sessions of their own, the two end when
-  # and in the order in which they are asked to.
+  if "$folder/simmac" show >/dev/null 2>&1; then fail "a simulated Mac is already running in $folder"; fi
+  # Ctrl-C sends SIGINT to the script's whole process group. Separate sessions let the script stop both processes in the
+  # right order.
   trap 'end_stay' INT TERM HUP
   setsid "$folder/simmac" serve "$@" &
   mac=$!
   until "$folder/simmac" show >/dev/null 2>&1; do
-    kill -0 "$mac" 2>/dev/null || fail "the simulated Mac does not come up"
+    kill -0 "$mac" 2>/dev/null || fail "the simulated Mac does not start"
     sleep 0.1
   done
   setsid "$folder/app.kelo.helper" &
   helper=$!
   cat <<EOF
 
-The simulated Mac and the helper are running; Ctrl-C ends both. Play with them from another terminal:
+The simulated Mac and the helper are running; Ctrl-C stops both. Try these commands in another terminal:
 
-  $folder/kelo status                what the app would see
+  $folder/kelo status                shows the fans
   $folder/kelo hold 50%              holds the fans until Ctrl-C
   $folder/kelo watch                 shows the fans until Ctrl-C
-  $folder/kelo doctor                finds out what does not work
-  $folder/simmac show                what the hardware says
-  $folder/simmac load 1              makes the chip work; try it with a hold at 20%
-  $folder/simmac interfere 0 auto    does what another program might
-  $folder/simmac lid close           for a hold with --hand-back-on-lid-close
-  $folder/simmac sleep               and then: simmac wake
-  $folder/simmac --help              faults, temperatures and the rest
+  $folder/kelo doctor                checks that everything works
+  $folder/simmac show                shows the hardware state
+  $folder/simmac load 1              puts the chip under full load; try it with a hold at 20%
+  $folder/simmac interfere 0 auto    changes a fan as another program might
+  $folder/simmac lid close           affects a hold with --hand-back-on-lid-close
+  $folder/simmac sleep               sleeps until: simmac wake
+  $folder/simmac --help              lists faults, temperatures and other commands
 
 The helper's own log lines appear below.
 
 EOF
-  wait "$helper" || true # its status is asked for again
+  wait "$helper" || true # end_stay reads its status
   end_stay
 }
 
-# Stops the helper first, so that it can hand the fan back while the Mac is still running. Works on the variables of `stay`, and exits with
-# the helper's status.
+# Stops the helper first, so that it can hand the fan back while the Mac is still running. Uses the variables of `stay`,
+# and exits with the helper's status.
 end_stay() {
   local status=0
   trap '' INT TERM HUP

@@ -1,10 +1,10 @@
 # shellcheck shell=bash
-# Which programs hold which tests, and which tests failed. Sourced by ./dev.
+# Finds the programs that contain a test, and the tests that failed. Sourced by ./dev.
 
-# build_only PRESET PATTERN: builds the programs that hold tests with such names. If none does, the names may be those of
-# parameters, which only the programs with parameterised tests know. Leaves the programs' names in $programs.
+# build_only PRESET PATTERN: builds the programs with matching tests. If no name matches, the pattern may match a
+# parameter, so it builds all programs with parameterised tests. Stores the programs' names in $programs.
 build_only() {
-  say "configuring and building what holds tests like $2"
+  say "configuring and building the programs with tests that match $2"
   configure "$1"
   programs=$(programs_with_tests "$1" "$2")
   [ -n "$programs" ] || programs=$(programs_with_tests "$1" '*/*.*/*')
@@ -12,7 +12,7 @@ build_only() {
   cmake --build --preset "$1" --target $programs
 }
 
-# programs_with_tests PRESET PATTERN: by what the sources say, so that nothing has to be built to know.
+# programs_with_tests PRESET PATTERN: searches the sources, so that nothing has to be built first.
 programs_with_tests() {
   local program sources
   while IFS=$'\t' read -r program _ sources; do
@@ -21,7 +21,8 @@ programs_with_tests() {
   done <"build/$1/test-programs.txt"
 }
 
-# test_names SOURCE...: as GoogleTest composes them, of the sources and of the suites that they include.
+# test_names SOURCE...: prints the names, in GoogleTest's form, of the tests in the sources and in suites that they
+# include.
 test_names() {
   local suites
   suites=$(sed -nE 's|^#include "(tests/conformance/.*)"|\1|p' "$@")
@@ -39,15 +40,15 @@ test_names() {
                      print each[j] "/" suite[i] (kind[i] == "TEST_P" ? "." name[i] "/0" : "/0." name[i]) } }'
 }
 
-# matches PATTERN: whether a name on standard input matches a GoogleTest filter. The number or name of a parameter is
-# only known to the program, so any will do.
+# matches PATTERN: returns whether a name on standard input matches a GoogleTest filter. Only the program knows the
+# numbers and names of parameters, so any parameter matches.
 matches() {
   local name pattern patterns
   IFS=: read -ra patterns <<<"${1%%-*}"
   [ ${#patterns[@]} -gt 0 ] || patterns=('*')
   while read -r name; do
     for pattern in "${patterns[@]}"; do
-      # shellcheck disable=SC2053 # a pattern it is
+      # shellcheck disable=SC2053 # the pattern must not be quoted
       if [[ $name == $pattern || $name == "${name%/*}"/* && ${name%/*} == ${pattern%/*} ]]; then
         cat >/dev/null
         return
@@ -57,8 +58,8 @@ matches() {
   return 1
 }
 
-# matching_tests PRESET PATTERN: a regular expression for ctest, of the $programs in which something matches. Of a
-# program that runs in shards, no more of them than there are tests. CMake allows few parentheses.
+# matching_tests PRESET PATTERN: prints a regular expression for ctest that matches the $programs with matching tests.
+# For a program with shards, it includes at most as many shards as tests. CMake allows few parentheses.
 matching_tests() {
   local program path _ count found=''
   while IFS=$'\t' read -r program path _; do
@@ -71,7 +72,7 @@ matching_tests() {
   printf '%s' "${found#|}"
 }
 
-# fail_with_names PRESET: the last lines of a run that failed.
+# fail_with_names PRESET: prints the last lines of a failed run and exits.
 fail_with_names() {
   local tests scripts count preset=''
   [ "$1" = debug ] || preset=" --preset $1"
@@ -87,7 +88,7 @@ fail_with_names() {
   fail "$count failed"
 }
 
-# failed_tests BUILD: name and place of each test of a program that failed or did not finish.
+# failed_tests BUILD: prints name and location of each test of a program that failed or did not finish.
 failed_tests() {
   cat "$1"/test-reports/*.xml 2>/dev/null | awk '
     /<testcase / { name = attribute("classname") "." attribute("name"); place = attribute("file") ":" attribute("line") }
@@ -107,7 +108,7 @@ failed_tests() {
   without_report "$1" | awk -F '\t' '$2 != "-" { print $2 "\t" $3 " (in " $1 ")" }'
 }
 
-# failed_scripts BUILD: the other tests that failed, each with the place that it names, or its command.
+# failed_scripts BUILD: prints the other failed tests, each with the location that it reports, or its command.
 failed_scripts() {
   local test name place
   without_report "$1" | while IFS=$'\t' read -r test name place; do
@@ -115,9 +116,9 @@ failed_scripts() {
   done
 }
 
-# without_report BUILD: the tests of ctest that failed and left no report that says why. Of a program that ended early,
-# a line for each of its tests that failed before, and for the one that did not finish; of others, the first place in a
-# script that the output names. Columns: ctest's name, the program's test or -, why or where.
+# without_report BUILD: prints the failed tests of ctest that wrote no report. For a program that ended early, prints a
+# line for each of its tests that failed before, and for the unfinished one. For other tests, prints the first script
+# location in their output. Columns: ctest's name, the program's test or -, reason or location.
 without_report() {
   local line
   awk '/<testcase / { name = $0; sub(/.*<testcase name="/, "", name); sub(/".*/, "", name)
@@ -137,7 +138,7 @@ without_report() {
     done
 }
 
-# command_of BUILD TEST: the script or program that a test of ctest's runs.
+# command_of BUILD TEST: prints the script or program that a ctest test runs.
 command_of() {
   ctest --test-dir "$1" -N -V -R "^$2\$" \
     | sed -nE 's/^.*Test command: //p' | sed -E 's|^[^"]*"?[^ ]*/settled.sh"? "[^"]*" ||' | awk -F '"' '{ print $1 == "" ? $2 : $1 }' \

@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# Configure, build, run, measure. Sourced by ./dev.
+# Configures, builds, runs tests and measures coverage. Sourced by ./dev.
 
 jobs_count() { getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2; }
 
-# configure PRESET [CMAKE-ARGUMENT...]: quietly, since only a failure is news.
+# configure PRESET [CMAKE-ARGUMENT...]: prints CMake's output only if it fails.
 configure() {
   local log
   log=$(mktemp "${TMPDIR:-/tmp}/kelo.XXXXXX")
@@ -15,15 +15,15 @@ configure() {
   rm -f "$log"
 }
 
-# build PRESET [TARGET...]: configures, and builds with progress.
+# build PRESET [TARGET...]: configures and builds, and shows the progress.
 build() {
   say "configuring and building the $1 preset"
   configure "$1"
   cmake --build --preset "$1" ${2:+--target "${@:2}"}
 }
 
-# build_programs PRESET TARGET...: programs that are not tests. A build not yet configured with tests stays without
-# them, so that nothing has to be installed for them.
+# build_programs PRESET TARGET...: builds programs other than tests. Does not configure the tests in a new build, so that
+# their packages need not be installed.
 build_programs() {
   say "building the programs of the $1 preset"
   if grep -qsx KELO_TESTS:BOOL=ON "build/$1/CMakeCache.txt"; then configure "$1"; else configure "$1" -DKELO_TESTS=OFF; fi
@@ -36,8 +36,8 @@ run_tests() {
   shift
   say "running the tests of the $preset preset"
   rm -rf "build/$preset/test-reports" "build/$preset/tests.xml"
-  # Many more at once than there are processors: the tests with several processes spend their time waiting. The
-  # sanitizers keep them busy for longer.
+  # Runs many more tests than processors at once, because tests with several processes mostly wait. The sanitizers need
+  # more CPU time.
   local at_once=6
   case $preset in asan) at_once=4 ;; tsan) at_once=2 ;; esac
   ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * at_once))" --output-junit tests.xml "$@" \
@@ -47,7 +47,7 @@ run_tests() {
   [ $# -gt 0 ] || macos_summary "$preset"
 }
 
-# Of a program that failed, only what GoogleTest says about the tests that did.
+# Removes the lines of passed tests from the output of a failed program.
 without_what_passed() {
   awk '/^\[ RUN  / { began = $0; next }
        /^\[       OK/ && began != "" { began = ""; next }
@@ -56,11 +56,11 @@ without_what_passed() {
        { print; fflush() }'
 }
 
-# tests_summary PRESET: how many tests ran, by the programs' reports, and why some were skipped.
+# tests_summary PRESET: prints the number of tests in the programs' reports, and why some were skipped.
 tests_summary() {
   local reports="build/$1/test-reports" ran skipped
   grep -q '<testcase ' "build/$1/tests.xml" || fail "no test ran"
-  [ -d "$reports" ] || return 0 # only scripts
+  [ -d "$reports" ] || return 0 # only scripts ran
   ran=$(count_tests completed "$reports"/*.xml)
   skipped=$(count_tests skipped "$reports"/*.xml)
   say "$ran tests ran in $(($(find "$reports" -name '*.xml' | wc -l))) processes, $skipped skipped"
@@ -71,7 +71,7 @@ tests_summary() {
 # count_tests RESULT REPORT...
 count_tests() { cat "${@:2}" 2>/dev/null | grep -c "<testcase .* result=\"$1\"" || true; }
 
-# repeat_tests ROUNDS LOAD PRESET [CTEST-ARGUMENT...]: until one fails, with LOAD processors' worth of other work.
+# repeat_tests ROUNDS LOAD PRESET [CTEST-ARGUMENT...]: stops at the first failure; other work keeps LOAD processors busy.
 repeat_tests() {
   local rounds=$1 load=$2 round
   shift 2
@@ -83,7 +83,7 @@ repeat_tests() {
   done
 }
 
-# Ends with ./dev, however that ends.
+# Ends when ./dev ends, for whatever reason.
 keep_busy() {
   local i
   while kill -0 $$ 2>/dev/null; do
@@ -138,7 +138,8 @@ command_test() {
 
 is_count() { [[ $1 =~ ^[1-9][0-9]*$ ]]; }
 
-# Prints line and branch coverage per folder, and the lines and branches of protocol, core and helper that no test reaches; leaves an HTML report.
+# Prints line and branch coverage per folder, and the lines and branches of protocol, core and helper that no test
+# reaches. Writes an HTML report.
 coverage_report() {
   local directory=build/coverage
   build coverage
@@ -168,7 +169,7 @@ coverage_report() {
   say "the report is $directory/html/index.html"
 }
 
-# Of a report by lcov: each line, or decision in it, that was not reached, with its text.
+# Prints each line and each branch of an lcov report that was not reached, with its text.
 not_reached() {
   local file line what
   awk -v top="$PWD/" '/^SF:/ { file = substr($0, 4); sub(top, "", file) }
@@ -180,7 +181,7 @@ not_reached() {
     done
 }
 
-# The newest of what is installed as llvm-NAME or llvm-NAME-VERSION; on macOS the command line tools'.
+# Runs llvm-NAME; on macOS that of the command line tools.
 llvm_tool() {
   local name=$1 tool
   shift

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Tries the README's two commands where nothing is installed: makes a minimal system in a temporary folder, clones the
-# checkout into it, runs ./dev test and ./dev run there, and prints the seconds of each.
+# Tries the README's two commands on a minimal system with nothing installed. Creates this system in a temporary folder,
+# clones the checkout into it, runs ./dev test and ./dev run there, and prints the duration of each.
 #
 # usage: try-bare.sh [debian12|debian13|ubuntu24.04] [user|container|root] [COMMAND...]
 #
@@ -8,8 +8,8 @@
 # container  root with the capabilities that a container engine leaves by default
 # root       root in a plain chroot
 #
-# Each COMMAND replaces the README's two, for example 'dev run' to time it alone. Needs root and debootstrap.
-# KELO_MIRROR names another mirror than debootstrap's own.
+# COMMANDs replace the README's two, for example './dev run' to time only that one. Needs root and debootstrap.
+# KELO_MIRROR replaces debootstrap's default mirror.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
@@ -18,16 +18,16 @@ fail() { printf 'try-bare: %s\n' "$*" >&2; exit 1; }
 system=${1-debian12} kind=${2-user}
 commands=("${@:3}")
 [ ${#commands[@]} -gt 0 ] || commands=('./dev test' './dev run')
-case $kind in user | container | root) ;; *) fail "there is no kind \"$kind\": user, container or root" ;; esac
+case $kind in user | container | root) ;; *) fail "unknown kind \"$kind\": use user, container or root" ;; esac
 command -v debootstrap >/dev/null || fail "needs debootstrap"
-[ "$(id -u)" -eq 0 ] || fail "needs root: debootstrap makes a system of root's"
+[ "$(id -u)" -eq 0 ] || fail "needs root for debootstrap"
 
 folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 root=$folder/root
 trap 'rm -rf --one-file-system "$folder"' EXIT
 mkdir "$root"
 
-# Of a distribution that debootstrap does not know yet, it takes the script of an older one.
+# For a distribution that debootstrap does not know yet, uses the script of an older one.
 make_system() {
   local scripts=/usr/share/debootstrap/scripts packages=ca-certificates mirror=()
   [ -z "${KELO_MIRROR-}" ] || mirror=("$KELO_MIRROR")
@@ -39,13 +39,13 @@ make_system() {
       [ ${#mirror[@]} -gt 0 ] \
         || mirror=("$(grep default_mirror "$scripts/gutsy" | grep -vE 'old-releases|ports' | awk '{ print $2; exit }')")
       set -- --include="$packages" --components=main,universe noble "$root" "${mirror[@]}" gutsy ;;
-    *) fail "there is no system \"$system\": debian12, debian13 or ubuntu24.04" ;;
+    *) fail "unknown system \"$system\": use debian12, debian13 or ubuntu24.04" ;;
   esac
-  debootstrap --variant=minbase "$@" >"$folder/log" 2>&1 || { tail -n 20 "$folder/log" >&2; fail "no system was made"; }
+  debootstrap --variant=minbase "$@" >"$folder/log" 2>&1 || { tail -n 20 "$folder/log" >&2; fail "debootstrap failed"; }
   cp /etc/resolv.conf "$root/etc/resolv.conf"
 }
 
-# The user's own folder holds the checkout.
+# Clones into the user's home folder.
 clone_checkout() {
   home=$root/root
   if [ "$kind" = user ]; then
@@ -57,9 +57,9 @@ clone_checkout() {
   [ "$kind" != user ] || chroot "$root" chown -R newcomer: /home/newcomer/kelo
 }
 
-# run_inside COMMAND: with /proc and /dev, in processes and mounts of its own, as the kind of user.
+# run_inside COMMAND: runs it with /proc and /dev, in separate process and mount namespaces, as the kind of user.
 run_inside() {
-  # shellcheck disable=SC2016 # the variables are those of the shell inside
+  # shellcheck disable=SC2016 # the inner shell expands the variables
   unshare --mount --pid --fork --kill-child bash -euc '
     root=$1 kind=$2 command=$3
     [ "$kind" != container ] || mount --bind "$root" "$root" # in a container / is a mount

@@ -140,7 +140,7 @@ diff <(rows) <(sed -n 's/^## //p' "$report") || failure "the rows differ from th
 [ "$(verdicts)" = "22 confirmed," ] || failure "not all rows are confirmed: $(verdicts)"
 if grep -q UNASKED "$calls"; then failure "it sleeps, or waits for the lid, before it has asked"; fi
 for question in 'Save your work: the Mac is put to sleep now' 'be ready to close the lid' 'Did the fans change their speed' \
-  'Are the speeds and the temperature above those of this Mac?' 'is measured for 20 minutes'; do
+  'Do the speeds and the temperature above match this Mac?' 'is measured for 20 minutes'; do
   [ "$(grep -cF "$question" "$out")" -eq 1 ] || failure "not asked once: $question"
   grep -qF "$question" "$report" || failure "the answer is not reported: $question"
 done

@@ -127,13 +127,13 @@ refused() {
 }
 for open in / /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
   for fault in "WRITABLE=$open" "LISTED=$open"; do
-    refused "$open is not root's alone: somebody else could replace the helper" "$fault"
+    refused "another user may write to $open and could replace the helper" "$fault"
     if grep -q '/usr/bin/install' "$calls"; then failure "something was copied with $fault"; fi
   done
 done
-refused 'is not what was signed' VERIFY_STATUS=3
+refused 'is not the signed program' VERIFY_STATUS=3
 refused 'without the hardened runtime' 'FLAGS=0x0(none)'
-refused 'lets debuggers in' 'ENTITLEMENTS=<key>com.apple.security.get-task-allow</key><true/>'
+refused 'allows debugging' 'ENTITLEMENTS=<key>com.apple.security.get-task-allow</key><true/>'
 
 # Where /usr/local is a user's, the client goes elsewhere, and it is said where.
 for fault in WRITABLE=/usr/local LISTED=/usr/local/bin; do
