@@ -1,7 +1,8 @@
-// The least that a program needs to talk to the helper: has an older helper stand down, prints the fans, holds them for
-// a while, also when the helper is restarted meanwhile, and hands them back. docs/protocol.md explains each step.
+// A minimal client of the helper. Asks an older helper to stand down, prints the fans, holds them for a while, even if
+// the helper is restarted meanwhile, and hands them back. docs/protocol.md explains each step.
 //
-// usage: sample-client TEAM FRACTION SECONDS: the team that signed both programs, what to hold (0 to 1), how long
+// usage: sample-client TEAM FRACTION SECONDS: the team that signed both programs, the fraction to hold (0 to 1), how
+// long
 //
 // To build it on a Mac, from the top of the repository:
 //   clang++ -std=c++20 -fno-objc-arc -I. -framework Foundation -arch arm64 -arch x86_64 samples/SampleClient.mm \
@@ -28,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr NSInteger interfaceVersion = 6;
 
-/// Whether the helper has gone since the last look.
+/// Records whether the helper has exited since the last call of `waitUntil`.
 class Interruption {
   public:
     /// Any thread.
@@ -38,7 +39,7 @@ class Interruption {
         changed_.notify_all();
     }
 
-    /// Returns whether the helper has gone, or goes before `end`.
+    /// Returns whether the helper has exited, or exits before `end`.
     bool waitUntil(Clock::time_point end) {
         std::unique_lock lock(mutex_);
         changed_.wait_until(lock, end, [this] { return hasCome_; });
@@ -56,18 +57,19 @@ NSString* makeText(const std::string& text) {
     return [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:NSUTF8StringEncoding];
 }
 
-/// Owned by the caller, who invalidates it, too.
+/// Owned by the caller, who must also invalidate it.
 NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<Interruption>& interruption) {
     NSString* const service = makeText("app.kelo.helper");
-    // The helper checks who we are; this is how we check that it is the helper.
+    // The helper checks our signature, and this requirement checks the helper's.
     NSString* const requirement = makeText("anchor apple generic and identifier \"app.kelo.helper\" and "
                                            "certificate leaf[subject.OU] = \"" +
                                            team + "\"");
-    // Privileged: the service is the system's, not the user's.
+    // Privileged: the service is in the system's domain, not the user's.
     NSXPCConnection* const connection = [[NSXPCConnection alloc] initWithMachServiceName:service
                                                                                  options:NSXPCConnectionPrivileged];
     connection.remoteObjectInterface = [NSXPCInterface interfaceWithProtocol:@protocol(KeloHelperProtocol)];
-    const auto shared = interruption;   // the block copies it; it must not hold the connection, which holds the block
+    const auto shared =
+        interruption; // the block copies this; capturing the connection, which owns the block, would leak both
     connection.interruptionHandler = ^{ // on a queue of the connection
       shared->notify();
     };
@@ -88,10 +90,10 @@ class Client {
         [connection_ release];
     }
 
-    /// Whether every request was granted so far.
+    /// Returns whether all requests have succeeded so far.
     bool isFine() const { return isFine_; }
 
-    /// An older helper hands the fans back and leaves when asked. The next request starts the one that replaced it.
+    /// Asks an older helper to hand the fans back and exit. The next request starts the new helper.
     void agreeOnVersion() {
         NSInteger version = helperVersion();
         if (isFine_ && version < interfaceVersion) {
@@ -111,8 +113,8 @@ class Client {
         }];
     }
 
-    /// The hold lasts while this program is connected. Once the helper has gone, even by a crash, which leaves the fans
-    /// as they were, asks the new one for it.
+    /// The hold lasts while this program is connected. If the helper exits or crashes, which leaves the fans as they
+    /// were, asks the new helper for the hold again.
     void hold(double fraction, Clock::time_point end) {
         do
             [helper() holdWithFraction:fraction
@@ -130,8 +132,8 @@ class Client {
     }
 
   private:
-    /// Of the reply and the error handler, exactly one is called: here on this thread, before the call returns. A
-    /// program with windows calls remoteObjectProxyWithErrorHandler: instead, which does not wait.
+    /// Calls either the reply or the error handler once, on this thread, before the call returns. A program with
+    /// windows uses remoteObjectProxyWithErrorHandler: instead, which does not block.
     id<KeloHelperProtocol> helper() {
         return [connection_ synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
           fail(error.localizedDescription.UTF8String);

@@ -1,5 +1,5 @@
 // swift-tools-version: 5.9
-// A client of the helper in Swift: a library with everything that an app needs, and a program that shows its use.
+// A client of the helper in Swift: a library with everything that an app needs, and a sample program that uses it.
 //
 // The tests only type-check it, against a stub of XPC. It has not been built on a Mac.
 

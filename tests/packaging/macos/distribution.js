@@ -32,7 +32,7 @@ function answer(version, model, controllers) {
 const one = () => [{}];
 const tooOld = 'Fatal: It needs macOS 14 or newer.';
 const noFan = 'Fatal: This Mac has no controllable fan.';
-const noController = 'Warn: No fan controller was found. If the helper finds none either, it is removed again.';
+const noController = 'Warn: No fan controller was found. If the helper finds none either, the installer removes it again.';
 const cases = [
   ['13.7.8', 'Mac14,9', one, tooOld],
   ['14.0', 'Mac14,9', one, ''],

@@ -1,12 +1,12 @@
 import Foundation
 
-/// A connection to the helper that keeps a hold: asks for it again after an interruption, and has an older helper stand
-/// down first. Any thread.
+/// A connection to the helper that keeps a hold: asks for the hold again after an interruption, and asks an older helper to
+/// stand down first. Any thread.
 public final class KeloClient: @unchecked Sendable {
     public enum Failure: Error, Sendable {
         /// The helper's text, for the owner of the Mac.
         case refused(String)
-        /// The connection failed; the next request tries again.
+        /// The connection failed; the next request reconnects.
         case unreachable(String)
         /// The helper has this higher interface version: update the app.
         case appIsOlder(Int)
@@ -18,7 +18,7 @@ public final class KeloClient: @unchecked Sendable {
     }
 
     private let connection: NSXPCConnection
-    private let queue = DispatchQueue(label: "app.kelo.client") // guards what follows
+    private let queue = DispatchQueue(label: "app.kelo.client") // guards `wanted`
     private var wanted: Hold?
     private let report: @Sendable (Failure) -> Void
 
@@ -28,14 +28,14 @@ public final class KeloClient: @unchecked Sendable {
         connection = NSXPCConnection(machServiceName: KeloHelper.machServiceName, options: .privileged)
         connection.remoteObjectInterface = NSXPCInterface(with: KeloHelperProtocol.self)
         connection.setCodeSigningRequirement(KeloHelper.requirement(team: team))
-        // The helper has gone: after a crash the fans stay as they were until somebody asks again.
+        // The helper has exited. After a crash the fans stay as they were until a client asks again.
         connection.interruptionHandler = { @Sendable [weak self] in self?.askAgain() }
         connection.resume()
     }
 
     deinit { connection.invalidate() }
 
-    /// Asks for the version first. An older helper hands the fans back and leaves; the next request starts the new one.
+    /// Asks for the version first. An older helper hands the fans back and exits; the next request starts the new one.
     public func start(then next: @escaping @Sendable () -> Void) {
         helper?.helperVersion { [weak self] version in
             if version > KeloHelper.interfaceVersion {
@@ -59,7 +59,8 @@ public final class KeloClient: @unchecked Sendable {
         askAgain()
     }
 
-    /// Replies whether every fan is automatic then: the helper reports no refusal of the controller.
+    /// Replies whether every fan is automatic afterwards, because the helper's reply does not report a refusal of the
+    /// controller.
     public func handBack(reply: @escaping @Sendable (Bool) -> Void) {
         queue.sync { wanted = nil }
         helper?.handBack { [weak self] _ in

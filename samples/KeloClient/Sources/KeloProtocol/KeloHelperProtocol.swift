@@ -1,18 +1,18 @@
 import Foundation
 
-/// What helper and client agree on; docs/protocol.md explains it.
+/// Constants of the protocol between helper and client; docs/protocol.md explains them.
 public enum KeloHelper {
     public static let machServiceName = "app.kelo.helper"
     public static let interfaceVersion = 6
 
-    /// What the helper's signature must satisfy. `team` is the team that signed both programs.
+    /// The requirement for the helper's signature. `team` is the team that signed both programs.
     public static func requirement(team: String) -> String {
         "anchor apple generic and identifier \"\(machServiceName)\" and certificate leaf[subject.OU] = \"\(team)\""
     }
 }
 
-/// The compiler makes of these the five selectors and types that the helper compares, so none may change. XPC calls the
-/// replies on a queue of the connection, never on the main thread.
+/// The compiler derives the five selectors and types from these declarations, and the helper compares them, so none may
+/// change. XPC calls the replies on a queue of the connection, never on the main thread.
 @objc public protocol KeloHelperProtocol {
     func fetchSnapshot(reply: @escaping @Sendable (Data?) -> Void)
     func hold(fraction: Double, handsBackOnLidClose: Bool, reply: @escaping @Sendable (String?) -> Void)
@@ -21,7 +21,7 @@ public enum KeloHelper {
     func standDown(reply: @escaping @Sendable () -> Void)
 }
 
-/// protocol/FanSnapshot.schema.json says what each member means.
+/// protocol/FanSnapshot.schema.json describes each member.
 public struct FanSnapshot: Decodable, Sendable {
     public let fanCount: Int
     public let currentRPM: Double
