@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int clientCount = 50;
 constexpr int samplesPerQuarter = 60;
-constexpr long descriptorsOfClient = 2; // its socket, and its process's folder in /proc
+constexpr long descriptorsOfClient = 3; // its socket, its process, and the folder of that process in /proc
 constexpr int fewestClients = 40;       // that are there at some moment of a quarter: 46 are on average
 constexpr long toleranceKiB = 256; // a few pages of the allocator; a connection that leaks shows in the descriptors
 constexpr double settling = 15;    // seconds: the grace period, and a tick

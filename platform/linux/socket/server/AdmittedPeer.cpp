@@ -1,5 +1,6 @@
 #include "platform/linux/socket/server/AdmittedPeer.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -30,13 +31,19 @@ FileDescriptor pidfdOf(int socket, pid_t process) {
     return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0U)));
 }
 
-/// The executable that the process runs now, which may have no name any more.
-std::optional<FileIdentity> executableOf(pid_t process) {
+/// The folder of whatever process has the number now.
+std::string folderOf(pid_t process) { return "/proc/" + std::to_string(process); }
+
+/// The executable that a process runs, which may have no name any more. `file` leads from `folder` to its "exe".
+std::optional<FileIdentity> executableAt(int folder, const std::string& file) {
     struct stat status = {};
-    if (stat(("/proc/" + std::to_string(process) + "/exe").c_str(), &status) != 0)
+    if (fstatat(folder, file.c_str(), &status, 0) != 0)
         return std::nullopt;
     return identityOf(status);
 }
+
+/// Why `executableAt` found none: the process has begun to end.
+bool isEnding() { return errno == ENOENT || errno == ESRCH; }
 
 } // namespace
 
@@ -46,20 +53,22 @@ std::optional<AdmittedPeer> AdmittedPeer::of(int socket) {
     if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0)
         return std::nullopt;
     auto pidfd = pidfdOf(socket, credentials.pid);
-    const auto executable = executableOf(credentials.pid);
+    FileDescriptor folder(open(folderOf(credentials.pid).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const auto executable = executableAt(folder.get(), "exe");
     if (!pidfd.isValid() || !executable)
         return std::nullopt;
-    AdmittedPeer peer(credentials.pid, credentials.uid, std::move(pidfd), *executable);
-    return peer.hasEnded() ? std::nullopt
-                           : std::optional(std::move(peer)); // only now is it certain whose executable it was
+    AdmittedPeer peer(credentials.pid, credentials.uid, std::move(pidfd), std::move(folder), *executable);
+    // Only now is it certain whose folder it was.
+    return peer.hasEnded() ? std::nullopt : std::optional(std::move(peer));
 }
 
 bool AdmittedPeer::hasSent(pid_t sender) const {
     if (sender != process_)
         return false;
-    const auto executable = executableOf(process_);
-    const bool hasNone = !executable && (errno == ENOENT || errno == ESRCH);
-    return hasNone || (executable == executable_ && !hasEnded());
+    if (const auto executable = executableAt(folder_.get(), "exe"))
+        return executable == executable_;
+    // A later process with the same number does not speak for the one that has ended.
+    return isEnding() && !executableAt(AT_FDCWD, folderOf(process_) + "/exe") && isEnding();
 }
 
 bool AdmittedPeer::hasEnded() const {

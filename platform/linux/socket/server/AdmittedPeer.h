@@ -32,12 +32,14 @@ public:
     bool hasEnded() const;
 
 private:
-    AdmittedPeer(pid_t process, uid_t user, FileDescriptor pidfd, FileIdentity executable)
-        : process_(process), user_(user), pidfd_(std::move(pidfd)), executable_(executable) {}
+    AdmittedPeer(pid_t process, uid_t user, FileDescriptor pidfd, FileDescriptor folder, FileIdentity executable)
+        : process_(process), user_(user), pidfd_(std::move(pidfd)), folder_(std::move(folder)),
+          executable_(executable) {}
 
     pid_t process_;
     uid_t user_;
-    FileDescriptor pidfd_; ///< Of this process, even when another one has its number.
+    FileDescriptor pidfd_;  ///< Of this process, even when another one has its number.
+    FileDescriptor folder_; ///< Below /proc, of this process only.
     FileIdentity executable_;
 };
 
