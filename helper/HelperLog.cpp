@@ -26,9 +26,9 @@ std::string timestamp(double wallClock) {
     return text;
 }
 
-/// A failing log must not prevent the hand-back, and there is nowhere left to report it.
+/// Ignores exceptions: a failing log must not prevent the hand-back, and there is nowhere else to report it.
 template <typename Write>
-void orLose(Write write) noexcept {
+void ignoringErrors(Write write) noexcept {
     try {
         write();
     } catch (...) { // NOLINT(bugprone-empty-catch)
@@ -45,11 +45,11 @@ void HelperLog::error(std::string_view message) const noexcept { log(LogLevel::e
 void HelperLog::notice(std::string_view message) const noexcept { log(LogLevel::notice, "NOTICE", message); }
 
 void HelperLog::log(LogLevel level, const char* word, std::string_view message) const noexcept {
-    orLose([&] {
+    ignoringErrors([&] {
         if (logger_->isEnabled(level))
             logger_->write(level, std::string(message));
     });
-    orLose([&] { echo(word, message); }); // also when the system's log drops the level
+    ignoringErrors([&] { echo(word, message); }); // even if the system's log drops the level
 }
 
 void HelperLog::echo(const char* word, std::string_view message) const {

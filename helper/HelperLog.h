@@ -14,13 +14,13 @@ class LogOutput;
 ///
 ///     2026-11-16T02:03:06Z [NOTICE] listener: Asked to stop.
 ///
-/// Messages are whole sentences and are written as they are. Copied freely; any thread; lines of different threads do
-/// not interleave. Logging never fails: what cannot be written is lost, and the caller goes on.
+/// Messages are complete sentences and are written unchanged. Copyable; any thread; lines from different threads do not
+/// interleave. Logging never fails: a message that cannot be written is lost.
 class HelperLog {
 public:
     static constexpr const char* subsystem = "app.kelo.helper";
 
-    /// `logger` was made for `subsystem` and the same category. `output` is borrowed.
+    /// `logger` belongs to `subsystem` and the same category. `output` is borrowed.
     HelperLog(std::shared_ptr<SystemLog> logger, std::string category, LogOutput& output);
 
     void error(std::string_view message) const noexcept;

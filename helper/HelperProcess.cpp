@@ -16,8 +16,8 @@
 namespace kelo {
 namespace {
 
-/// The signals that end a process by default and that users, terminals, limits and other programs send.
-constexpr int waysOut[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
+/// The signals that end a process by default and that users, terminals, resource limits and other programs send.
+constexpr int stopSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
 
 } // namespace
 
@@ -50,7 +50,7 @@ void HelperProcess::makeService() {
         .onTick =
             [this] {
                 if (binary_)
-                    binary_->look(); // no event tells of every replacement
+                    binary_->look(); // some replacements cause no event
             },
     });
 }
@@ -71,8 +71,8 @@ void HelperProcess::makeListener() {
     try {
         listener_ = platform_.makeListener(KeloHelper::machServiceName);
     } catch (const std::exception& error) {
-        log_.error(std::string("Couldn't make the listener, so nobody can be served until restart: ") + error.what() +
-                   ".");
+        log_.error(std::string("Couldn't create the listener, so no client can be served until restart: ") +
+                   error.what() + ".");
         return;
     }
     listener_->setAdmission([delegate = delegate_.get()](IncomingConnection& connection) {
@@ -94,14 +94,14 @@ bool HelperProcess::requireSignatureOfOurTeam() {
         return false;
     }
     if (!listener_)
-        return false; // there is nobody to require anything of
+        return false; // no listener to set the requirement on
     listener_->setConnectionCodeSigningRequirement(SigningIdentity::requirement(SigningIdentity::appIdentifier, *team));
     log_.notice(std::string("Accepting only ") + SigningIdentity::appIdentifier + " signed by " + *team + ".");
     return true;
 }
 
 void HelperProcess::handleStopSignals() {
-    for (const int signal : waysOut) {
+    for (const int signal : stopSignals) {
         signalSources_.push_back(platform_.signals.deliver(signal, [leave = leave_] { leave("Asked to stop."); }));
         if (!signalSources_.back())
             log_.error("Couldn't watch for signal " + std::to_string(signal) +
@@ -116,9 +116,9 @@ void HelperProcess::handleStopSignals() {
     }
 }
 
-/// Listens once every stop signal reaches us: one that was lost would leave a client's hold in place.
+/// Listens once all stop signals are delivered: losing one would leave a client's hold in place.
 void HelperProcess::listenWhenStoppable() {
-    // Without a team the process stays up for its signals and its binary watch, but serves no client.
+    // Without a team the process keeps running for its signals and its binary watch, but serves no client.
     if (--unreadySources_ > 0 || !isTrusted_)
         return;
     if (listener_->resume())

@@ -15,17 +15,17 @@ class ListenerDelegate;
 struct Platform;
 class SignalSource;
 
-/// The few objects that live as long as the daemon's process, and the order in which they are made.
+/// The objects that live as long as the daemon's process. Creates them in the required order.
 class HelperProcess {
 public:
-    /// `platform` is borrowed and outlives the process's objects.
+    /// `platform` is borrowed and must outlive this object.
     explicit HelperProcess(const Platform& platform);
     HelperProcess(const HelperProcess&) = delete;
     HelperProcess& operator=(const HelperProcess&) = delete;
     ~HelperProcess();
 
-    /// Builds everything up to listening. Nothing that it finds missing ends the process: it goes on in a reduced mode.
-    /// Without memory for that it leaves. Main thread, once, before the main loop runs.
+    /// Creates all objects and starts listening. If a part is unavailable, the process continues in a reduced mode; if
+    /// memory runs out, it exits. Main thread, once, before the main loop runs.
     void start() noexcept;
 
 private:
@@ -36,18 +36,18 @@ private:
     bool requireSignatureOfOurTeam();
     void handleStopSignals();
     void listenWhenStoppable();
-    /// The one way out of the process: notice, hand-back, exit. A failing log does not prevent the hand-back.
+    /// The only way to exit: logs the notice, hands the fan back, exits. A failing log does not prevent the hand-back.
     void leave(const char* notice) noexcept;
 
     const Platform& platform_;
     HelperLog log_;
-    const Leave leave_; ///< `leave`, for all who may end the process.
+    const Leave leave_; ///< Calls `leave`; passed to every object that may end the process.
     std::shared_ptr<HelperService> service_;
-    std::shared_ptr<BinaryWatch> binary_; ///< Null when our executable could not be found.
+    std::shared_ptr<BinaryWatch> binary_; ///< Null if our executable could not be found.
     std::unique_ptr<ListenerDelegate> delegate_;
-    std::unique_ptr<Listener> listener_;                       ///< Null when it could not be made.
+    std::unique_ptr<Listener> listener_;                       ///< Null if it could not be created.
     bool isTrusted_ = false;                                   ///< The listener requires our team's signature.
-    std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Null where one could not be made.
+    std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Null where a source could not be created.
     std::size_t unreadySources_ = 0;
 };
 

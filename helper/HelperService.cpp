@@ -23,11 +23,11 @@ std::shared_ptr<FanController> openController(const MachineParts& machine) {
     try {
         return std::make_shared<FanController>(machine.exchange, machine.clock, machine.rights);
     } catch (const FanError&) {
-        return nullptr; // whatever the reason: the service reports that there is nothing to control
+        return nullptr; // for any reason: the service reports that there is no controllable fan
     }
 }
 
-/// The fastest fan, and the first of equally fast ones. `fans` is not empty.
+/// The fastest fan; if several are equally fast, the first. `fans` is not empty.
 const Fan& reportedFan(const std::vector<Fan>& fans) {
     return *std::max_element(fans.begin(), fans.end(),
                              [](const Fan& a, const Fan& b) { return a.currentRPM < b.currentRPM; });
@@ -82,7 +82,7 @@ void HelperService::fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> rep
         try {
             snapshot = service->makeSnapshot();
         } catch (const std::exception&) {
-            // A reading that JSON cannot hold: there is no snapshot to send.
+            // JSON cannot represent one of the readings.
         }
         reply(std::move(snapshot));
     });
@@ -110,11 +110,11 @@ void HelperService::standDown(const requests::ReplyTo<requests::StandDown>& repl
     dependencies_.log.notice("A newer Kelo asked us to stand down.");
     try {
         reply({});
-    } catch (...) { // NOLINT(bugprone-empty-catch): the client also sees the connection end
+    } catch (...) { // NOLINT(bugprone-empty-catch): the client also notices that the connection ends
     }
     try {
         dependencies_.machine.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
-    } catch (...) { // without memory: too early is better than never
+    } catch (...) { // out of memory: leaving too early is better than never
         if (!isLeaving_.test_and_set())
             dependencies_.machine.queue.postMade(std::move(leaving_));
     }
@@ -125,7 +125,7 @@ Data HelperService::makeSnapshot() const {
     const auto warmth = controller_->warmth();
     const auto chipCelsius = controller_->chipTemperature();
     const auto fan = fans.empty() ? Fan{} : reportedFan(fans);
-    const auto* hold = fans.empty() ? nullptr : session_.get(); // without a usable fan the hold's state does not count
+    const auto* hold = fans.empty() ? nullptr : session_.get(); // ignored without a usable fan
     const FanSnapshot snapshot{
         .fanCount = static_cast<std::int64_t>(fans.size()),
         .currentRPM = fan.currentRPM,
@@ -141,7 +141,8 @@ Data HelperService::makeSnapshot() const {
     return snapshot.encoded();
 }
 
-/// Replaces the running hold. Returns the reason when the new one could not start; then none runs.
+/// Replaces the running hold. Returns nullopt on success. If the new hold cannot start, returns the reason, and no hold
+/// is running.
 std::optional<std::string> HelperService::startHold(double fraction, bool handsBackOnLidClose) {
     try {
         replaceHold(fraction, handsBackOnLidClose);
@@ -153,7 +154,7 @@ std::optional<std::string> HelperService::startHold(double fraction, bool handsB
     }
 }
 
-/// Throws when the new hold cannot start; the fans are back by then.
+/// Throws if the new hold cannot start; the fans are handed back first.
 void HelperService::replaceHold(double fraction, bool handsBackOnLidClose) {
     stopHold();
     session_.reset();
@@ -168,8 +169,7 @@ void HelperService::replaceHold(double fraction, bool handsBackOnLidClose) {
     try {
         hold->start(isSystemAsleep_);
     } catch (...) {
-        // Fans that were taken before the failure must not stay unwatched; the log says nothing about a hold that never
-        // started.
+        // Hand back the fans taken before the failure. The log does not mention a hold that never started.
         hold->onEvent = nullptr;
         hold->stop();
         throw;
@@ -186,7 +186,7 @@ void HelperService::handFansBack() noexcept {
     stopHold();
     session_.reset();
     if (controller_)
-        controller_->restoreAuto(); // also without a hold: manual mode set by another program ends here
+        controller_->restoreAuto(); // even without a hold: ends manual mode set by another program
 }
 
 // --- sleep
@@ -211,7 +211,7 @@ void HelperService::clientArrived() {
         if (!service)
             return;
         if (service->clients_ == std::numeric_limits<std::int64_t>::max())
-            std::abort(); // a count that wrapped would hand the fan back under a client
+            std::abort(); // a wrapped count would hand the fan back while clients are connected
         ++service->clients_;
         service->orphanTimer_.reset();
     });
@@ -237,7 +237,7 @@ void HelperService::countDeparture() noexcept {
                 if (const auto service = weak.lock())
                     service->orphanTimerFired();
             });
-    } catch (...) { // without memory: too early is better than never
+    } catch (...) { // out of memory: handing back too early is better than never
         orphanTimerFired();
     }
 }

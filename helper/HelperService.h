@@ -17,50 +17,49 @@ namespace kelo {
 class FanController;
 class FanHold;
 
-/// What the service needs of the process around it. Borrowed.
+/// The parts of the process that the service uses. Borrowed.
 struct ServiceDependencies {
     MachineParts machine;
     HelperLog log; ///< Of category "service".
     Leave leave;
-    std::function<void()> onTick; ///< Called every few seconds while a hold runs. May leave.
+    std::function<void()> onTick; ///< Called on each tick of a hold. May call `leave`.
 };
 
-/// The one object that every connection exports: serves the five requests, counts the clients, and makes sure that the
-/// fan is handed back when no client wants it any more.
+/// The object that every connection exports: serves the five requests, counts the clients, and hands the fan back when
+/// no client needs it any more.
 ///
-/// To be made with `std::make_shared`. The requests, `clientArrived` and `clientWentAway` may be called from any
-/// thread; they hop to the main queue, where all state lives. A request that is still queued when the service is
-/// destroyed is only answered.
+/// Create it with `std::make_shared`. The requests, `clientArrived` and `clientWentAway` may be called from any thread;
+/// they post to the main queue, which owns all state. A request still queued when the service is destroyed is answered
+/// but not performed.
 class HelperService : public KeloHelperProtocol, public std::enable_shared_from_this<HelperService> {
 public:
-    /// Opens the fan controller and registers for sleep and wake. Without a controller it says so in the log and
-    /// refuses every request.
+    /// Opens the fan controller and registers for sleep and wake. Without a controller it logs an error and refuses
+    /// every request.
     explicit HelperService(ServiceDependencies dependencies);
-    /// Hands nothing back: call `shutdownNow()` first.
+    /// Does not hand the fans back: call `shutdownNow()` first.
     ~HelperService() override;
 
     void perform(requests::AnyCall call) override;
 
     void fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> reply);
-    /// A hold that cannot start leaves none in force: fans that were taken before it failed are handed back at once,
-    /// since nobody would watch them.
+    /// If a hold cannot start, no hold is running afterwards, and the fans taken before the failure are handed back.
     void hold(double fraction, bool handsBackOnLidClose, requests::ReplyTo<requests::Hold> reply);
     void handBack(requests::ReplyTo<requests::HandBack> reply);
     void helperVersion(const requests::ReplyTo<requests::HelperVersion>& reply);
     void standDown(const requests::ReplyTo<requests::StandDown>& reply);
 
-    /// To be called once for each accepted connection, before its requests can arrive. A client that arrives within the
-    /// grace period keeps the hold going.
+    /// Call it once for each accepted connection, before the first request. A client that arrives within the grace
+    /// period keeps the hold running.
     void clientArrived();
 
-    /// To be called when an accepted connection has ended. The last client's departure hands the fan back after
-    /// `KeloHelper::orphanGracePeriod`, if a hold runs. The count never falls below zero.
+    /// Call it when an accepted connection has ended. If a hold is running, the fan is handed back
+    /// `KeloHelper::orphanGracePeriod` after the last client has left. The count never falls below zero.
     void clientWentAway();
 
-    /// The task that `clientWentAway` posts, for a caller that makes it before it is needed.
+    /// The task that `clientWentAway` posts, for callers that must allocate it in advance.
     std::function<void()> departure();
 
-    /// Ends any hold and hands the fan back, now: what every way out of the process calls last. Main thread only.
+    /// Ends any hold and hands the fan back immediately; the last step before every exit. Main thread only.
     void shutdownNow() noexcept;
 
 private:
@@ -75,11 +74,11 @@ private:
     void orphanTimerFired() noexcept;
 
     ServiceDependencies dependencies_;
-    std::shared_ptr<FanController> controller_; ///< Null when there is none to control; never replaced.
-    std::shared_ptr<FanHold> session_;          ///< The hold in force.
+    std::shared_ptr<FanController> controller_; ///< Null without a controllable fan; never replaced.
+    std::shared_ptr<FanHold> session_;          ///< The current hold.
     bool isSystemAsleep_ = false;               ///< Sleep was announced, and no wake since.
     std::int64_t clients_ = 0;
-    MainQueue::Tasks leaving_;           ///< Leaves at once: for a stand-down whose delay cannot be timed.
+    MainQueue::Tasks leaving_;           ///< Leaves at once; for a stand-down that cannot be delayed.
     std::atomic_flag isLeaving_;         ///< `leaving_` has been posted.
     std::unique_ptr<Timer> orphanTimer_; ///< Pending or fired; cleared by the next arrival.
     PowerWatch

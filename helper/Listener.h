@@ -8,8 +8,8 @@ namespace kelo {
 
 class KeloHelperProtocol;
 
-/// A client's connection that has not been accepted yet. To be configured before it is resumed; used only within the
-/// call that presents it.
+/// A client's connection that has not been accepted yet. Configure it before resuming it; valid only during the call
+/// that presents it.
 class IncomingConnection {
 public:
     IncomingConnection() = default;
@@ -17,24 +17,24 @@ public:
     IncomingConnection& operator=(const IncomingConnection&) = delete;
     virtual ~IncomingConnection() = default;
 
-    /// The object whose five requests the client may make.
+    /// Sets the object that serves the client's requests.
     virtual void exportObject(std::shared_ptr<KeloHelperProtocol> object) = 0;
 
-    /// Called once, last, when the connection has ended. From any thread.
+    /// Sets the handler for the end of the connection: called once, after all other calls, from any thread.
     virtual void setInvalidationHandler(std::function<void()> handler) = 0;
 
-    /// Called when the connection was interrupted; the invalidation may follow. From any thread.
+    /// Sets the handler for an interruption, which may be followed by the invalidation. From any thread.
     virtual void setInterruptionHandler(std::function<void()> handler) = 0;
 
-    /// Starts to receive the client's requests. To be called last.
+    /// Starts receiving the client's requests. Call it last.
     virtual void resume() = 0;
 };
 
-/// Decides about each connection whose peer satisfies the listener's requirement. Called on the listener's own thread.
-/// True accepts: the connection was resumed. False drops it.
+/// Decides whether to accept a connection whose peer satisfies the listener's requirement. Called on the listener's own
+/// thread. Returns true if it has resumed the connection; false drops the connection.
 using ConnectionAdmission = std::function<bool(IncomingConnection& connection)>;
 
-/// The service's endpoint. Set up on the main thread: admission, requirement, then `resume`. Lives as long as the
+/// The service's endpoint. Set it up on the main thread: admission, requirement, then `resume`. Lives as long as the
 /// process.
 class Listener {
 public:
@@ -45,11 +45,11 @@ public:
 
     virtual void setAdmission(ConnectionAdmission admission) = 0;
 
-    /// Cuts off every peer whose code signature does not satisfy `requirement`, before the admission is asked. With a
-    /// requirement that does not parse, every peer is cut off.
+    /// Disconnects every peer whose code signature does not satisfy `requirement`, before the admission is called. If
+    /// the requirement does not parse, disconnects every peer.
     virtual void setConnectionCodeSigningRequirement(const std::string& requirement) = 0;
 
-    /// Starts to accept connections. Returns whether it listens.
+    /// Starts accepting connections. Returns whether it is listening.
     [[nodiscard]] virtual bool resume() = 0;
 };
 

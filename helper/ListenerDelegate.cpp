@@ -9,14 +9,14 @@ namespace kelo {
 
 namespace {
 
-/// Reports a client's departures, of which there are two when its connection is interrupted and then invalidated. The
-/// tasks are made when the client arrives: a departure that was lost for lack of memory would leave its hold in place.
+/// Reports a client's departure. There are two reports if its connection is interrupted and then invalidated. The tasks
+/// are allocated when the client arrives: losing a departure when memory runs out would leave its hold in place.
 class Departures {
 public:
     Departures(std::shared_ptr<HelperService> service, MainQueue& queue)
         : service_(std::move(service)), queue_(queue), made_{service_->departure(), service_->departure()} {}
 
-    /// Nothing is reported before: a client that was never counted does not depart.
+    /// Enables reports: a client that has not been counted must not depart.
     void begin() { hasBegun_ = true; }
 
     void report() {
@@ -49,7 +49,7 @@ bool ListenerDelegate::shouldAcceptNewConnection(IncomingConnection& connection)
         queue_.postMade(std::exchange(leaving_, {}));
         return false;
     }
-    // Handlers before the count, so that no departure is missed; the count before the first request can run.
+    // Set the handlers before counting, so that no departure is missed, and count before the first request can run.
     const auto departures = std::make_shared<Departures>(service_, queue_);
     const auto reportDeparture = [departures] { departures->report(); };
     connection.exportObject(service_);

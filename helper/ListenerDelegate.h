@@ -11,26 +11,27 @@ namespace kelo {
 class BinaryWatch;
 class HelperService;
 
-/// Takes the connections of peers whose signature the listener has accepted: binds each to the one service and reports
-/// its arrival and its departure. Turns connections away once the helper's executable has been replaced, and then makes
-/// the helper leave, so that the newer one can serve them.
+/// Accepts the connections of peers whose signature the listener has accepted, exports the service to each, and reports
+/// its arrival and departure. Once the helper's executable has been replaced, refuses connections and makes the helper
+/// leave, so that the new helper can serve the clients.
 ///
-/// Called on the listener's thread. Reads only what never changes; everything else hops to the main queue.
+/// Called on the listener's thread. Reads only constant state; posts everything else to the main queue.
 class ListenerDelegate {
 public:
-    /// `binary` is null when the helper's executable could not be found; then no connection is ever stale. `queue` is
+    /// `binary` is null if the helper's executable could not be found; connections are then never refused. `queue` is
     /// borrowed.
     ListenerDelegate(std::shared_ptr<HelperService> service, std::shared_ptr<const BinaryWatch> binary,
                      MainQueue& queue, Leave leave);
 
-    /// Whether the connection was accepted and resumed; one that is refused is left untouched. The listener's thread.
+    /// Returns whether the connection was accepted and resumed; a refused connection is not touched. The listener's
+    /// thread.
     bool shouldAcceptNewConnection(IncomingConnection& connection);
 
 private:
     const std::shared_ptr<HelperService> service_;
     const std::shared_ptr<const BinaryWatch> binary_;
     MainQueue& queue_;
-    MainQueue::Tasks leaving_; ///< Posted to leave for a newer helper; empty once it has been.
+    MainQueue::Tasks leaving_; ///< The task that leaves for a newer helper; empty once posted.
 };
 
 } // namespace kelo

@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Where log lines go beside the system's own log, and the time that they carry. Any thread.
+/// Writes log lines to standard error and supplies their timestamps. Any thread.
 class LogOutput {
 public:
     LogOutput() = default;

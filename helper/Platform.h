@@ -15,7 +15,7 @@ class LogOutput;
 class Signals;
 class SigningInformation;
 
-/// Everything that the helper takes from its operating system.
+/// The operating system as the helper uses it.
 struct Platform {
     MachineParts machine;
     FileEvents& files;
@@ -25,14 +25,14 @@ struct Platform {
 
     std::function<std::unique_ptr<SystemLog>(const std::string& subsystem, const std::string& category)> makeSystemLog;
     std::function<std::unique_ptr<Listener>(const std::string& machServiceName)> makeListener;
-    /// Runs the main loop. Does not return in practice.
+    /// Runs the main loop. Normally does not return.
     std::function<void()> runMainLoop;
-    /// Ends the process. Throws nothing.
+    /// Ends the process. Does not throw.
     std::function<void(int status)> exit;
 };
 
-/// The platform that the helper was built for, to be kept as long as the process lives. Call once, on the main thread,
-/// before anything else.
+/// Creates the platform that the helper was built for. Call it once, on the main thread, before anything else, and keep
+/// the result until the process ends.
 std::shared_ptr<const Platform> makePlatform();
 
 } // namespace kelo

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// Delivery of one signal. Destroying it ends the delivery.
+/// Delivers one signal. Destroying it stops the delivery.
 class SignalSource {
 public:
     SignalSource() = default;
@@ -13,12 +13,12 @@ public:
     SignalSource& operator=(const SignalSource&) = delete;
     virtual ~SignalSource() = default;
 
-    /// Calls `then` once a signal that arrives can no longer be lost: before this returns, which is what it does unless
-    /// overridden, or later from the main queue. Not after the source has been destroyed. Main thread only, once.
+    /// Calls `then` once signals can no longer be lost: before it returns (the default) or later on the main queue, but
+    /// not after the source has been destroyed. Main thread only, once.
     virtual void whenReady(const std::function<void()>& then) { then(); }
 };
 
-/// Signals as events of the main queue. Main thread only.
+/// Delivers signals as events of the main queue. Main thread only.
 class Signals {
 public:
     Signals() = default;
@@ -26,9 +26,9 @@ public:
     Signals& operator=(const Signals&) = delete;
     virtual ~Signals() = default;
 
-    /// Takes the signal's default effect away and calls `onSignal` on the main queue each time it has arrived. Null
-    /// when the system has no source left; the signal then has its default effect, so that the process can still be
-    /// ended.
+    /// Disables the signal's default action and calls `onSignal` on the main queue each time the signal arrives.
+    /// Returns nullptr if the system has no source left; the default action then stays in effect, so that the signal
+    /// still ends the process.
     [[nodiscard]] virtual std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) = 0;
 };
 

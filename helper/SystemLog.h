@@ -14,10 +14,10 @@ public:
     SystemLog& operator=(const SystemLog&) = delete;
     virtual ~SystemLog() = default;
 
-    /// Whether the system keeps entries of this level.
+    /// Whether the system stores entries of this level.
     virtual bool isEnabled(LogLevel level) = 0;
 
-    /// Adds one entry, readable by everyone who may read the log.
+    /// Adds one entry that everyone with access to the log can read.
     virtual void write(LogLevel level, const std::string& message) = 0;
 };
 

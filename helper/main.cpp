@@ -14,8 +14,8 @@ int main() {
         platform = kelo::makePlatform();
         process.emplace(*platform);
     } catch (const std::exception& error) {
-        // Without even a main loop there is nothing to stay up for, and no fan has been taken.
-        std::fprintf(stderr, "[ERROR] listener: The system refuses what the helper cannot do without (%s).\n",
+        // Without a main loop the process cannot run. No fan has been taken yet.
+        std::fprintf(stderr, "[ERROR] listener: The system refused a resource that the helper needs (%s).\n",
                      error.what());
         return 0;
     }

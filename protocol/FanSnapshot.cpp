@@ -21,11 +21,11 @@ const Json& required(const Json& record, const std::string& key) {
     return *found;
 }
 
-/// By default the library converts: true to 1, 1.5 to 1.
+/// Checks the type, because the library would convert: true to 1, 1.5 to 1.
 template <typename T>
-T converted(const Json& value, bool isOfItsType, const std::string& key) {
-    if (!isOfItsType)
-        failToRead("the key \"" + key + "\" has another type than expected");
+T converted(const Json& value, bool hasRightType, const std::string& key) {
+    if (!hasRightType)
+        failToRead("the key \"" + key + "\" has the wrong type");
     return value.get<T>();
 }
 
@@ -36,7 +36,7 @@ std::int64_t requiredCount(const Json& record, const std::string& key) {
     return converted<std::int64_t>(value, value.is_number_integer() && !isTooLarge, key);
 }
 
-/// Any JSON number will do, with a fraction or without.
+/// Accepts any JSON number, with or without a fraction.
 double requiredNumber(const Json& record, const std::string& key) {
     const auto& value = required(record, key);
     return converted<double>(value, value.is_number(), key);
@@ -59,7 +59,7 @@ std::string requiredText(const Json& record, const std::string& key) {
     return converted<std::string>(value, value.is_string(), key);
 }
 
-/// The library would silently write null for it.
+/// Checks the number, because the library would silently write null.
 double finite(double number, const char* key) {
     if (!std::isfinite(number))
         throw SnapshotError(std::string("The snapshot cannot be written: ") + key + " is not a finite number.");
@@ -68,8 +68,8 @@ double finite(double number, const char* key) {
 
 } // namespace
 
-/// Members are added one by one: the library's objects allocate while they are destroyed, which ends the process when
-/// no memory is left.
+/// Appends the members one by one: the library's objects allocate when they are destroyed, which would end the process
+/// when memory has run out.
 Data FanSnapshot::encoded() const {
     std::string text;
     const auto add = [&text](const char* key, const Json& value) {
@@ -98,7 +98,7 @@ FanSnapshot FanSnapshot::decoded(const Data& json) {
     if (json.size() > maximumSize)
         failToRead("it is larger than " + std::to_string(maximumSize) + " bytes");
     const auto record = Json::parse(json, nullptr, false);
-    // The library takes a NUL byte for the end and ignores everything after it; valid JSON has none.
+    // The library treats a NUL byte as the end and ignores the rest; valid JSON contains none.
     if (record.is_discarded() || std::find(json.begin(), json.end(), 0) != json.end())
         failToRead("it is not valid JSON");
     if (!record.is_object())

@@ -9,40 +9,41 @@
 
 namespace kelo {
 
-/// A snapshot that could not be written or read. `what()` says why in one sentence.
+/// Thrown when a snapshot cannot be encoded or decoded. `what()` gives the reason in one sentence.
 class SnapshotError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The one record that crosses the connection: the state of the fans, as JSON. It does not change once it is made.
+/// The state of the fans, sent over the connection as JSON. Immutable.
 ///
-/// The speeds are those of the reported fan, in RPM. The JSON keys are the names of the members, and they are written
-/// in this order; readers must not depend on it.
+/// The speeds are those of the reported fan, in RPM. The JSON keys are the member names, written in this order; readers
+/// must not depend on the order.
 struct FanSnapshot {
     const std::int64_t fanCount;
     const double currentRPM;
     const double minRPM;
     const double maxRPM;
     const double targetRPM;
-    const bool underKeloControl;             ///< Some fan is in manual mode.
+    const bool underKeloControl;             ///< At least one fan is in manual mode.
     const std::string warmth;                ///< "cool", "warm" or "hot".
-    const std::optional<double> chipCelsius; ///< Left out of the JSON when there is no reading.
+    const std::optional<double> chipCelsius; ///< Omitted from the JSON when there is no reading.
     const bool addingAir;                    ///< The hold runs the fans faster than asked because the chip is hot.
-    const bool lidHasFan;                    ///< The hold stands aside because the lid is closed.
+    const bool lidHasFan;                    ///< The hold has yielded the fans, and not because of sleep.
 
     bool operator==(const FanSnapshot&) const = default;
 
-    /// Larger texts are refused: this is many times what a snapshot needs.
+    /// Larger JSON texts are rejected; this is many times the size of a snapshot.
     static constexpr std::size_t maximumSize = 65'536;
 
-    /// Throws `SnapshotError` for a number that JSON cannot hold (NaN, an infinity) and for a text that is not UTF-8.
+    /// Throws `SnapshotError` for a number that JSON cannot represent (NaN, an infinity) and for text that is not
+    /// UTF-8.
     Data encoded() const;
 
-    /// Reads a JSON object. Strict: a required key that is missing and a value of another type (true for a number, 1.5
-    /// for the integer, null for a required key) throw `SnapshotError`, as does anything that is not JSON, holds a
-    /// number that no double can, or is larger than `maximumSize`. Unknown keys are ignored. Of a key that appears
-    /// twice the last one counts.
+    /// Decodes a JSON object. Throws `SnapshotError` if the text is not valid JSON or larger than `maximumSize`, if a
+    /// number exceeds the range of a double, or if a required key is missing or a value has the wrong type (true for a
+    /// number, 1.5 for the integer, null for a required key). Ignores unknown keys. Of a repeated key the last value
+    /// counts.
     static FanSnapshot decoded(const Data& json);
 };
 

@@ -4,18 +4,17 @@
 
 namespace kelo {
 
-/// What helper and client agree on. Fixed at build time; there is no configuration.
+/// Constants shared by helper and client. Fixed at build time; there is no configuration.
 struct KeloHelper {
     KeloHelper() = delete;
 
-    /// The service under which the helper listens and to which the client connects. The helper's code-signing
-    /// identifier, too.
+    /// The Mach service that the helper offers and the client connects to. Also the helper's code-signing identifier.
     static constexpr const char* machServiceName = "app.kelo.helper";
 
-    /// Seconds that the helper waits after its last client has gone before it hands the fan back.
+    /// Seconds between the departure of the last client and the hand-back.
     static constexpr double orphanGracePeriod = 8.0;
 
-    /// Version of `KeloHelperProtocol`: lets a client recognise a helper of another build.
+    /// Version of `KeloHelperProtocol`, by which a client recognises an older or newer helper.
     static constexpr std::int64_t interfaceVersion = 6;
 };
 

@@ -10,17 +10,17 @@
 
 namespace kelo {
 
-/// Bytes that are not text.
+/// Binary data.
 using Data = std::vector<std::uint8_t>;
 
-/// The requests that the helper serves. Each is a value: its members are the arguments, `Answer` is the type of its one
-/// reply, and `selector` is its name in Objective-C, whose own declaration a test compares with these.
+/// The requests that the helper serves. A request's members are its arguments, `Answer` is the type of its single
+/// reply, and `selector` is its Objective-C name; a test compares these with the Objective-C protocol.
 ///
-/// A new request is a struct here and an entry in `Any`. Everything that has to handle it does not compile until it
-/// does.
+/// To add a request, add a struct here and an entry in `Any`. Code that must handle the request then does not compile
+/// until it does.
 namespace requests {
 
-/// The answer of a request that only confirms.
+/// The answer to a request that returns no value.
 struct Nothing {
     bool operator==(const Nothing&) const = default;
 };
@@ -30,52 +30,52 @@ struct WithoutArguments {
 };
 
 struct FetchSnapshot : WithoutArguments {
-    /// The JSON of a `FanSnapshot`, or none when no snapshot could be made.
+    /// The JSON of a `FanSnapshot`, or nullopt if no snapshot could be made.
     using Answer = std::optional<Data>;
     static constexpr const char* selector = "fetchSnapshotWithReply:";
 };
 
 /// Holds every fan at `fraction` of its speed range (clamped into 0...1), replacing the running hold, if any.
 struct Hold {
-    /// None for success, else an error text for the owner of the Mac.
+    /// Nullopt on success, otherwise an error text for the owner of the Mac.
     using Answer = std::optional<std::string>;
     static constexpr const char* selector = "holdWithFraction:handsBackOnLidClose:reply:";
 
     double fraction = 0;
     bool handsBackOnLidClose = false; ///< Hands the fans back while the lid is closed.
 
-    /// In the order of the selector.
+    /// In selector order.
     std::tuple<double, bool> arguments() const { return {fraction, handsBackOnLidClose}; }
 };
 
 /// Ends any hold and returns the fans to automatic control.
 struct HandBack : WithoutArguments {
-    /// Always none.
+    /// Always nullopt.
     using Answer = std::optional<std::string>;
     static constexpr const char* selector = "handBackWithReply:";
 };
 
-/// Never waits for the main thread.
+/// Answered without waiting for the main thread.
 struct HelperVersion : WithoutArguments {
     /// `KeloHelper::interfaceVersion`.
     using Answer = std::int64_t;
     static constexpr const char* selector = "helperVersionWithReply:";
 };
 
-/// Hands the fans back and ends the helper, after the reply.
+/// Replies, then hands the fans back and ends the helper.
 struct StandDown : WithoutArguments {
     using Answer = Nothing;
     static constexpr const char* selector = "standDownWithReply:";
 };
 
-/// In the protocol's order. A new request goes to the end: a request's position is its number on Linux's socket.
+/// In protocol order. Add new requests at the end: a request's index is its number on the Linux socket.
 using Any = std::variant<FetchSnapshot, Hold, HandBack, HelperVersion, StandDown>;
 
-/// To be called exactly once, from any thread. Copies are the same reply.
+/// Call it exactly once, from any thread. All copies refer to the same reply.
 template <typename Request>
 using ReplyTo = std::function<void(typename Request::Answer)>;
 
-/// A request with its reply.
+/// A request and its reply.
 template <typename Request>
 struct Call {
     Request request;
@@ -92,7 +92,7 @@ struct CallsOf<std::variant<Requests...>> {
 };
 using AnyCall = CallsOf<Any>::Type;
 
-/// A visitor made of one callable for each alternative.
+/// A visitor with one callable per alternative.
 template <typename... Callables>
 struct Overloaded : Callables... {
     using Callables::operator()...;
@@ -102,7 +102,7 @@ Overloaded(Callables...) -> Overloaded<Callables...>;
 
 } // namespace requests
 
-/// Serves requests.
+/// The interface that the helper implements.
 class KeloHelperProtocol {
 public:
     KeloHelperProtocol() = default;
@@ -110,8 +110,8 @@ public:
     KeloHelperProtocol& operator=(const KeloHelperProtocol&) = delete;
     virtual ~KeloHelperProtocol() = default;
 
-    /// May be called from any thread and returns at once. The reply is called exactly once, from any thread. A failure
-    /// is part of the reply; nothing is thrown.
+    /// Returns at once. Any thread. Calls the reply exactly once, from any thread. Errors are reported in the reply;
+    /// never throws.
     virtual void perform(requests::AnyCall call) = 0;
 };
 

@@ -7,11 +7,11 @@ namespace kelo {
 
 class SigningInformation;
 
-/// How helper and client recognise each other: by the identifiers in their code signatures and by the team that signed
+/// Lets helper and client recognise each other by the identifiers in their code signatures and by the team that signed
 /// both.
 ///
-/// The team is read from the running process's own signature rather than written into the program, so the same source
-/// admits only code signed by the team that signed the helper.
+/// The team is read from the running process's signature and not written in the source. The same source therefore
+/// admits only code signed by the helper's team.
 struct SigningIdentity {
     SigningIdentity() = delete;
 
@@ -19,13 +19,13 @@ struct SigningIdentity {
     /// The same text as the name of the service.
     static constexpr const char* helperIdentifier = "app.kelo.helper";
 
-    /// The team in the running process's signature; none when there is none or it is unknown. Throws what
-    /// `information` throws. Queried at every call. Any thread.
+    /// The team in the running process's signature; nullopt if there is no team or it is unknown. Throws the exceptions
+    /// of `information`. Queried at every call. Any thread.
     static std::optional<std::string> ownTeamID(SigningInformation& information);
 
-    /// The code-signing requirement that only code with this identifier and team satisfies. Neither is checked or
-    /// escaped, and neither may hold a double quote or a backslash: what follows one would be read as part of the
-    /// requirement, which may then admit other code instead of failing to parse.
+    /// The code-signing requirement that only code with this identifier and team satisfies. Neither argument is checked
+    /// or escaped, and neither may contain a double quote or a backslash: the text after it would become part of the
+    /// requirement, which might then admit other code instead of failing to parse.
     static std::string requirement(const std::string& identifier, const std::string& team);
 };
 

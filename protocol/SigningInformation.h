@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// What the system knows about the running process's code signature.
+/// The system's information about the running process's code signature.
 class SigningInformation {
 public:
     SigningInformation() = default;
@@ -13,8 +13,8 @@ public:
     SigningInformation& operator=(const SigningInformation&) = delete;
     virtual ~SigningInformation() = default;
 
-    /// The team that signed the running executable; none for code that is unsigned or signed without a team, and when
-    /// the system gives no answer. Throws when the executable cannot be read. Queried at every call. Any thread.
+    /// The team that signed the running executable; nullopt if the code is unsigned or signed without a team, or if the
+    /// system does not answer. Throws if the executable cannot be read. Queried at every call. Any thread.
     virtual std::optional<std::string> teamIdentifier() = 0;
 };
 

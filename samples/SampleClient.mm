@@ -35,21 +35,21 @@ class Interruption {
     /// Any thread.
     void notify() {
         const std::lock_guard lock(mutex_);
-        hasCome_ = true;
+        hasHappened_ = true;
         changed_.notify_all();
     }
 
     /// Returns whether the helper has exited, or exits before `end`.
     bool waitUntil(Clock::time_point end) {
         std::unique_lock lock(mutex_);
-        changed_.wait_until(lock, end, [this] { return hasCome_; });
-        return std::exchange(hasCome_, false);
+        changed_.wait_until(lock, end, [this] { return hasHappened_; });
+        return std::exchange(hasHappened_, false);
     }
 
   private:
     std::mutex mutex_;
     std::condition_variable changed_;
-    bool hasCome_ = false;
+    bool hasHappened_ = false;
 };
 
 /// Owned by the caller.

@@ -2,7 +2,7 @@
 
 namespace kelo {
 
-/// The time that the fan controller reads and spends.
+/// The fan controller's clock.
 class Clock {
 public:
     Clock() = default;
@@ -10,8 +10,8 @@ public:
     Clock& operator=(const Clock&) = delete;
     virtual ~Clock() = default;
 
-    /// Seconds since some fixed moment; never goes back. Counts the time that the machine is awake, as do the delays
-    /// and timers of the main queue: a deadline that passes while it sleeps would have left no time to try anything.
+    /// Seconds since some fixed moment; never goes back. Like the delays and timers of the main queue, it counts only
+    /// the time that the machine is awake. Otherwise a deadline could pass during sleep without a single attempt.
     virtual double now() = 0;
 
     /// Blocks the calling thread.

@@ -8,8 +8,8 @@ struct Fan {
     double minRPM; ///< Lowest speed the fan may be set to; strictly less than `maxRPM`.
     double maxRPM;
     double currentRPM; ///< Measured.
-    double targetRPM;  ///< What the controller steers to; `currentRPM` when it cannot be read.
-    bool isManual;     ///< The fan's mode byte is non-zero: it has been taken out of automatic control.
+    double targetRPM;  ///< The speed that the controller steers to; `currentRPM` when it cannot be read.
+    bool isManual;     ///< The fan's mode byte is non-zero: the fan is not under automatic control.
 
     bool operator==(const Fan&) const = default;
 };

@@ -18,15 +18,15 @@ constexpr std::uint8_t automaticMode = 0;
 constexpr std::uint8_t manualMode = 1;
 constexpr double retrySpacing = 0.1; // seconds
 
-/// The name of a fan's key, such as "F0Ac". Allocates nothing, so that handing a fan back cannot fail for lack of
-/// memory.
+/// The name of a fan's key, such as "F0Ac". Does not allocate, so that handing a fan back cannot fail when memory runs
+/// out.
 class FanKey {
 public:
     FanKey(int fan, std::string_view suffix) {
         auto* const end = std::to_chars(text_ + 1, text_ + sizeof text_, fan).ptr;
         suffix.copy(end, suffix.size());
     }
-    operator const char*() const { return text_; } // NOLINT(google-explicit-constructor): it is a key's name
+    operator const char*() const { return text_; } // NOLINT(google-explicit-constructor): used as a C string
 
 private:
     char text_[16] = "F"; // "F-2147483648Ac" is the longest
@@ -44,7 +44,7 @@ struct SpeedRange {
     double maxRPM;
 };
 
-/// None when a bound cannot be read or the range is empty, inverted or not a number.
+/// Returns nullopt when a bound cannot be read or the range is empty, inverted or NaN.
 std::optional<SpeedRange> readRange(int fan) {
     const auto min = readFloat(FanKey(fan, "Mn"));
     if (!min)
@@ -55,7 +55,7 @@ std::optional<SpeedRange> readRange(int fan) {
     return SpeedRange{*min, *max};
 }
 
-/// Appends the fan to `fans`, unless it is of no use.
+/// Appends the fan to `fans` if it is usable.
 void appendFan(int index, std::vector<Fan>& fans) {
     const auto current = readFloat(FanKey(index, "Ac"));
     if (!current)
@@ -120,7 +120,7 @@ Warmth FanController::warmth() const {
     const auto celsius = chipTemperature();
     if (!celsius || *celsius < 60.0)
         return Warmth::cool;
-    return *celsius < 80.0 ? Warmth::warm : Warmth::hot; // NaN is below nothing: hot, the safe side
+    return *celsius < 80.0 ? Warmth::warm : Warmth::hot; // NaN counts as hot, the safe side
 }
 
 bool FanController::engageManual(int fan) {
@@ -128,7 +128,7 @@ bool FanController::engageManual(int fan) {
         throw FanError::needsRoot();
     if (writeMode(fan, manualMode) == 0)
         return false;
-    smc_write_u8(unlockKey, 1); // whether it helped shows below
+    smc_write_u8(unlockKey, 1); // the retries below show whether it helped
     const auto deadline = clock_.now() + unlockTimeout;
     std::int32_t lastCode = 0;
     while (clock_.now() < deadline) {
@@ -156,7 +156,7 @@ double FanController::setTarget(int fan, double rpm) {
 }
 
 void FanController::restoreAuto() noexcept {
-    // Statuses are dropped on purpose: a fan that refuses must not keep the others from being handed back.
+    // Statuses are ignored on purpose: a fan that refuses must not prevent the others from being handed back.
     for (int i = 0; i < fanCount_; ++i)
         writeMode(i, automaticMode);
     smc_write_u8(unlockKey, 0);

@@ -6,13 +6,13 @@
 
 namespace kelo {
 
-/// Why the fans cannot be controlled. Thrown by the controller and the hold. Allocates nothing, so that it can be
-/// thrown and caught when no memory is left.
+/// Why the fans cannot be controlled. Thrown by the controller and the hold. Does not allocate, so it can be thrown and
+/// caught when memory has run out.
 class FanError : public std::exception {
 public:
     enum class Case { modeRejected, targetRejected, smcUnavailable, noFans, needsRoot };
 
-    /// `code` is the last status of the key client; 0 when there was no time for a single try.
+    /// `code` is the key client's last status; 0 when there was no time for a retry.
     static FanError modeRejected(std::int32_t code) { return FanError(Case::modeRejected, code); }
     static FanError targetRejected(std::int32_t code) { return FanError(Case::targetRejected, code); }
     static FanError smcUnavailable() { return FanError(Case::smcUnavailable); }
@@ -22,7 +22,7 @@ public:
     Case kind() const { return case_; }
     /// 0 for a case without a code.
     std::int32_t code() const { return code_; }
-    /// Written for the owner of the Mac; the client receives it as it is.
+    /// Written for the owner of the Mac; sent to the client unchanged.
     std::string errorDescription() const;
     /// The case's name, for developers.
     const char* what() const noexcept override;

@@ -2,7 +2,7 @@
 
 namespace kelo {
 
-/// The rights of the process over this Mac's fans.
+/// The process's rights over this Mac's fans.
 class Rights {
 public:
     Rights() = default;
@@ -10,7 +10,7 @@ public:
     Rights& operator=(const Rights&) = delete;
     virtual ~Rights() = default;
 
-    /// Whether the process may change fans. Queried at every use.
+    /// Whether the process may control the fans. Queried at every use.
     virtual bool isRoot() = 0;
 };
 

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// The chip's thermal category. Crosses the connection only as its text.
+/// The chip's thermal category. Crosses the connection as text.
 enum class Warmth { cool, warm, hot };
 
 constexpr std::string_view warmthText(Warmth warmth) {
@@ -20,7 +20,7 @@ constexpr std::string_view warmthText(Warmth warmth) {
     return {};
 }
 
-/// None for any text but the three above, letter for letter.
+/// Returns nullopt for any other text; the comparison is case-sensitive.
 constexpr std::optional<Warmth> warmthFromText(std::string_view text) {
     for (const auto warmth : {Warmth::cool, Warmth::warm, Warmth::hot})
         if (text == warmthText(warmth))

@@ -4,16 +4,16 @@
 
 namespace kelo {
 
-/// A property of a type that is neither a boolean nor a number.
+/// A property that is neither a boolean nor a number.
 struct UnconvertibleProperty {
     bool operator==(const UnconvertibleProperty&) const = default;
 };
 
-/// The clamshell property as the system holds it: absent (no lid, or not reported yet), a boolean, a number, or
-/// something else.
+/// The clamshell property in the system's registry: absent (no lid, or not reported yet), a boolean, a number, or
+/// another type.
 using ClamshellProperty = std::variant<std::monostate, bool, double, UnconvertibleProperty>;
 
-/// Where the state of the laptop's lid is read.
+/// Reports the state of the laptop's lid.
 class Clamshell {
 public:
     Clamshell() = default;
@@ -21,7 +21,7 @@ public:
     Clamshell& operator=(const Clamshell&) = delete;
     virtual ~Clamshell() = default;
 
-    /// Queried at every call. Absent also when there is no root power domain. Main thread only.
+    /// Queried at every call. Also absent when there is no root power domain. Main thread only.
     virtual ClamshellProperty clamshellState() = 0;
 };
 

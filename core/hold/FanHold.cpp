@@ -15,10 +15,10 @@
 namespace kelo {
 namespace {
 
-constexpr double driftTolerance = 25.0; // RPM; below it a target is not worth a write
+constexpr double driftTolerance = 25.0; // RPM; smaller differences are not worth a write
 constexpr double addingAirThreshold = 0.001;
 
-/// Sets a flag for the duration of a scope, however the scope is left.
+/// Sets a flag until the end of the scope.
 class RaisedFlag {
 public:
     explicit RaisedFlag(bool& flag) : flag_(flag) { flag_ = true; }
@@ -42,7 +42,7 @@ FanHold::~FanHold() = default;
 void FanHold::start(bool isAsleep) {
     assert(queue_.isCurrent());
     const auto alive = shared_from_this(); // the observer may drop the owner's reference
-    // What every tick needs, while a failure only refuses the hold.
+    // Ticks need this memory. Running out of it here only refuses the hold.
     chipReadings_.reserve(ThermalFloor::smoothingWindow + 1);
     fans_.reserve(static_cast<std::size_t>(controller_->fanCount()));
     isHolding_ = true;
@@ -85,14 +85,14 @@ void FanHold::tick() {
     reassertIfNeeded();
 }
 
-/// The lid is queried at each evaluation, also while asleep.
+/// Queries the lid at each evaluation, even while asleep.
 bool FanHold::mayHold() {
     const bool lidClosed = Lid::isClosed(clamshell_);
     return HoldGate::mayHold(isSleeping_, lidClosed, handsBackOnLidClose_);
 }
 
-/// Takes every fan to the held fraction. Returns whether any needed the unlock switch. The first refusal is thrown and
-/// leaves the fans after it alone. The caller keeps `isEngaged_`.
+/// Takes every fan to the held fraction. Returns whether any of them needed the unlock switch. Throws on the first
+/// refusal and leaves the remaining fans alone. The caller maintains `isEngaged_`.
 bool FanHold::engage() {
     const double fraction = heldFraction();
     bool neededUnlock = false;
@@ -105,7 +105,7 @@ bool FanHold::engage() {
     return neededUnlock;
 }
 
-/// Brings the fans in line with the gate. Returns whether they are held now.
+/// Takes the fans or hands them back, as the gate requires. Returns whether they are held now.
 bool FanHold::follow() {
     if (!isHolding_)
         return false;
@@ -129,7 +129,7 @@ bool FanHold::follow() {
     return true;
 }
 
-/// One evaluation of the fraction to hold, which is also one chip reading and one step of easing.
+/// Evaluates the fraction to hold. Each call takes one chip reading and eases by one step.
 double FanHold::heldFraction() {
     takeChipReading();
     const double candidate = ThermalFloor::hold(fraction_, ThermalFloor::smoothed(chipReadings_));
@@ -143,7 +143,7 @@ double FanHold::heldFraction() {
     return held;
 }
 
-/// A missing reading adds nothing; the older ones stay in use.
+/// A missing reading changes nothing; the older readings remain in use.
 void FanHold::takeChipReading() {
     const auto celsius = controller_->chipTemperature();
     if (!celsius)
@@ -153,8 +153,8 @@ void FanHold::takeChipReading() {
         chipReadings_.erase(chipReadings_.begin());
 }
 
-/// The fans are taken again if another program took one, or moved a target by more than the tolerance. A
-/// changed held fraction reaches the fans the same way.
+/// Takes the fans again if another program took one or moved a target by more than the tolerance. A changed held
+/// fraction reaches the fans in the same way.
 void FanHold::reassertIfNeeded() {
     if (!follow())
         return;
@@ -172,7 +172,7 @@ void FanHold::reassertIfNeeded() {
         announce(Event::reasserted());
 }
 
-/// Reads the fans again: an evaluation may have taken a while since the first reading.
+/// Reads the fans again, since the evaluation may have taken a while.
 bool FanHold::isAnyTargetOff(double fraction) {
     controller_->readFans(fans_);
     return std::any_of(fans_.begin(), fans_.end(), [&](const Fan& fan) {

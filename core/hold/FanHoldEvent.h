@@ -5,9 +5,9 @@
 
 namespace kelo {
 
-/// What a hold announces to its observer.
+/// An event that a hold reports to its observer.
 struct FanHoldEvent {
-    /// The first engagement succeeded. `fraction` is the asked one.
+    /// The first engagement succeeded. `fraction` is the one that the client asked for.
     struct Engaged {
         double fraction;
         bool neededUnlock; ///< Some fan needed the controller's unlock switch.

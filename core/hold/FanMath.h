@@ -2,15 +2,15 @@
 
 namespace kelo {
 
-/// Fractions of a fan's speed range as speeds.
+/// Converts fractions of a fan's speed range to speeds.
 struct FanMath {
     FanMath() = delete;
 
-    /// `fraction` brought into 0...1; NaN passes through.
+    /// Clamps `fraction` into 0...1; NaN passes through.
     static constexpr double clamped(double fraction) { return fraction <= 0 ? 0 : fraction > 1 ? 1 : fraction; }
 
-    /// The speed, in RPM, at `fraction` of the range `min`...`max`. The fraction is clamped.
-    /// `min` when the range is empty, inverted or not a number. Not rounded.
+    /// The speed, in RPM, at `fraction` of the range `min`...`max`; not rounded. The fraction is clamped.
+    /// Returns `min` when the range is empty, inverted or NaN.
     static constexpr double target(double min, double max, double fraction) {
         if (!(min < max))
             return min;

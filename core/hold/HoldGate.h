@@ -2,7 +2,7 @@
 
 namespace kelo {
 
-/// The one rule that decides whether a hold keeps the fans or yields them.
+/// Decides whether a hold keeps the fans or yields them.
 struct HoldGate {
     HoldGate() = delete;
 

@@ -8,8 +8,8 @@ class Clamshell;
 struct Lid {
     Lid() = delete;
 
-    /// Whether the lid is known to be closed. A machine without a lid, and a property that is not a boolean (nor the
-    /// number 0 or 1), count as open. Queried at every call.
+    /// Whether the lid is known to be closed. A missing property counts as open, and so does any value other than true
+    /// or the number 1. Queried at every call.
     static bool isClosed(Clamshell& clamshell);
 };
 

@@ -9,7 +9,7 @@ class PowerNotifications;
 class Rights;
 class SMCExchange;
 
-/// What the core needs of the machine that it runs on. Borrowed: the platform, or a test, owns the parts.
+/// The machine's parts that the core uses. Borrowed from the platform or a test.
 struct MachineParts {
     MainQueue& queue;
     SMCExchange& exchange;

@@ -6,13 +6,13 @@
 
 namespace kelo {
 
-/// The messages of the root power domain that matter here; a platform delivers no other.
+/// The relevant messages of the root power domain; platforms deliver no others.
 enum class PowerMessage { canSystemSleep, systemWillSleep, systemHasPoweredOn };
 
-/// Called on the main thread with each message. `notificationID` identifies it to `allowPowerChange`.
+/// Called on the main thread with each message. Pass `notificationID` to `allowPowerChange`.
 using PowerHandler = std::function<void(PowerMessage message, std::intptr_t notificationID)>;
 
-/// A registration for power messages. Destroying it ends it: no message is delivered afterwards. Main thread only.
+/// A registration for power messages. Destroying it ends the delivery of messages. Main thread only.
 class PowerRegistration {
 public:
     PowerRegistration() = default;
@@ -20,11 +20,11 @@ public:
     PowerRegistration& operator=(const PowerRegistration&) = delete;
     virtual ~PowerRegistration() = default;
 
-    /// Lets the system go on to sleep. `notificationID` is the message's own.
+    /// Allows the system to sleep. `notificationID` is that of the message.
     virtual void allowPowerChange(std::intptr_t notificationID) noexcept = 0;
 };
 
-/// The system's announcements of sleep and wake.
+/// The system's sleep and wake notifications.
 class PowerNotifications {
 public:
     PowerNotifications() = default;
@@ -32,8 +32,8 @@ public:
     PowerNotifications& operator=(const PowerNotifications&) = delete;
     virtual ~PowerNotifications() = default;
 
-    /// Has `onMessage` called, which may end the registration. Returns nullptr when the system has no root power domain
-    /// to register with. Main thread only.
+    /// Registers `onMessage`, which may destroy the registration. Returns nullptr when the system has no root power
+    /// domain. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) = 0;
 };
 

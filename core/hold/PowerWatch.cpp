@@ -24,8 +24,8 @@ void PowerWatch::receive(PowerMessage message, std::intptr_t notificationID) {
     case PowerMessage::canSystemSleep:
         return registration_->allowPowerChange(notificationID);
     case PowerMessage::systemWillSleep:
-        // After the callback: the system may sleep as soon as it has the answer. Also when the callback throws: without
-        // an answer sleep is held up for 30 seconds.
+        // Acknowledge after the callback, since the system may sleep at once, and even if the callback throws:
+        // unacknowledged, sleep is delayed for 30 seconds.
         try {
             willSleep_();
         } catch (...) {

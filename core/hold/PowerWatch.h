@@ -8,23 +8,23 @@
 
 namespace kelo {
 
-/// Runs one callback before the system sleeps and one after it has powered on, and answers the system so that sleep is
-/// never held up longer than the first takes.
+/// Runs one callback before the system sleeps and another after it has powered on. Acknowledges each sleep, so that
+/// only the first callback can delay it.
 ///
-/// Destroying it ends its registration; its callbacks must not. Main thread only.
+/// Destroying the watch ends its registration; its callbacks must not destroy it. Main thread only.
 class PowerWatch {
 public:
-    /// Registers nothing yet. `notifications` is borrowed.
+    /// Does not register yet. `notifications` is borrowed.
     PowerWatch(PowerNotifications& notifications, std::function<void()> willSleep, std::function<void()> didWake);
     PowerWatch(const PowerWatch&) = delete;
     PowerWatch& operator=(const PowerWatch&) = delete;
     ~PowerWatch();
 
-    /// Registers, unless it is registered. When the system has nothing to register with, the watch stays silent until
-    /// another `start()` succeeds. Throws what the system throws when it is out of a resource.
+    /// Registers, unless already registered. If there is no root power domain, the watch stays silent until a later
+    /// `start()` succeeds. Throws the system's exception when the system is out of a resource.
     void start();
 
-    /// Ends the registration; does nothing without one. Not from the callbacks.
+    /// Ends the registration, if any. Must not be called from the callbacks.
     void stop();
 
 private:

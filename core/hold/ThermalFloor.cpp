@@ -11,7 +11,7 @@ struct CurvePoint {
     double fraction;
 };
 
-// By rising temperature: the search below relies on it.
+// Sorted by temperature: the search below relies on it.
 constexpr CurvePoint curve[] = {{89.0, 0.04}, {96.0, 0.5}, {101.0, 1.0}};
 
 } // namespace
@@ -27,7 +27,7 @@ std::optional<double> ThermalFloor::smoothed(std::span<const double> readings) {
 }
 
 double ThermalFloor::fraction(double chipCelsius) {
-    // Negated so that NaN ends here: an unknown temperature adds no air.
+    // Negated so that NaN returns 0: an unknown temperature adds no air.
     if (!(chipCelsius > std::begin(curve)->celsius))
         return 0;
     if (!(chipCelsius < std::rbegin(curve)->celsius))

@@ -5,27 +5,28 @@
 
 namespace kelo {
 
-/// Keeps a hold from starving a hot chip: the fraction below which a fan must not turn at a given chip temperature, and
-/// how slowly a raised fraction may come down again. Pure; temperatures in degrees Celsius, fractions in 0...1.
+/// Keeps a hold from running the fans too slowly for a hot chip: computes the lowest fraction allowed at a chip
+/// temperature, and limits how fast a raised fraction falls again. Pure functions; temperatures in degrees Celsius,
+/// fractions in 0...1.
 struct ThermalFloor {
     ThermalFloor() = delete;
 
-    /// How many of the newest chip readings are averaged.
+    /// The number of chip readings that are averaged.
     static constexpr int smoothingWindow = 8;
-    /// The most by which the held fraction may fall in one step, so that a cooling chip slows the fan down gradually.
+    /// The most by which the held fraction falls in one step, so that the fans slow down gradually as the chip cools.
     static constexpr double fallPerStep = 0.02;
 
-    /// The mean of the newest readings, at most `smoothingWindow` of them; `readings` has the oldest first. None when
-    /// there are none.
+    /// The mean of the newest `smoothingWindow` readings; `readings` is ordered from oldest to newest. Nullopt without
+    /// readings.
     static std::optional<double> smoothed(std::span<const double> readings);
 
-    /// The floor at a chip temperature. 0 up to and including 89 °C and for NaN; just above, it starts with a jump.
+    /// The floor at a chip temperature. 0 for NaN and up to and including 89 °C; jumps to 0.04 just above.
     static double fraction(double chipCelsius);
 
-    /// The asked fraction raised to the floor; unchanged without a temperature.
+    /// The asked fraction raised to the floor; unchanged if the temperature is unknown.
     static double hold(double asked, std::optional<double> chipCelsius);
 
-    /// One step from the previous held fraction towards a new one: up at once, down by `fallPerStep` at most.
+    /// Eases the held fraction from `from` towards `to`: up at once, down by at most `fallPerStep`.
     static double eased(double from, double to);
 };
 

@@ -7,8 +7,7 @@
 
 namespace kelo {
 
-/// A timer that runs on the main queue. Destroying it invalidates it: its handler does not run again. Used on the main
-/// thread only.
+/// A timer on the main queue. Destroying it invalidates it. Main thread only.
 class Timer {
 public:
     Timer() = default;
@@ -16,16 +15,15 @@ public:
     Timer& operator=(const Timer&) = delete;
     virtual ~Timer() = default;
 
-    /// Keeps the handler from running again. May be called from the handler itself and more than once.
+    /// Prevents further calls of the handler. May be called from the handler, and more than once.
     virtual void invalidate() = 0;
 };
 
-/// The one serial queue on which all state lives: everything that runs on it runs on the main thread, one after
-/// another.
+/// The serial queue that owns all state: its tasks run on the main thread, one after another.
 class MainQueue {
 public:
     using Task = std::function<void()>;
-    /// Tasks that have been made, but not posted yet.
+    /// Allocated tasks that are not posted yet.
     using Tasks = std::list<Task>;
 
     MainQueue() = default;
@@ -40,21 +38,21 @@ public:
         postMade(std::move(one));
     }
 
-    /// As `post`, for each of `tasks`. Allocates nothing, so that what must happen can be made ready in time and cannot
-    /// fail for lack of memory. Any thread.
+    /// Posts each of `tasks`. Does not allocate: work that must not fail when memory runs out is prepared in advance.
+    /// Any thread.
     virtual void postMade(Tasks tasks) noexcept = 0;
 
-    /// Runs `task` on the main thread in `seconds`; a delay that is not positive is as `post`. Returns at once. Cannot
-    /// be cancelled. Any thread.
+    /// Runs `task` on the main thread in `seconds`, or like `post` if the delay is not positive. Returns at once.
+    /// Cannot be cancelled. Any thread.
     virtual void postAfter(double seconds, Task task) = 0;
 
     /// Runs `onFire` on the main thread in `interval` seconds, and then every `interval` seconds if it repeats. A
-    /// repeating timer that was delayed past several due times fires once and then keeps to its schedule. A timer that
-    /// falls due while the main thread is busy runs after the tasks that had been posted by then: what happened in time
-    /// is not overtaken by a deadline. Main thread only.
+    /// repeating timer that was delayed past several due times fires once and then keeps its schedule. A timer that
+    /// becomes due while the main thread is busy runs after the tasks posted by then, so that a deadline does not
+    /// overtake an event that came in time. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) = 0;
 
-    /// Whether the calling thread is the main thread: for assertions.
+    /// Whether the calling thread is the main thread; for assertions.
     virtual bool isCurrent() const = 0;
 };
 

@@ -6,10 +6,10 @@
 
 namespace kelo {
 
-/// The way to the System Management Controller: open a connection, exchange records over it, close it.
+/// A connection to the System Management Controller: opens it, exchanges records over it, closes it.
 ///
-/// The only point at which the key client leaves the process. Used from one thread at a time; calls block until the
-/// controller has answered.
+/// The key client's only access to the system. Used by one thread at a time; calls block until the controller has
+/// answered.
 class SMCExchange {
 public:
     SMCExchange() = default;
@@ -22,8 +22,8 @@ public:
 
     /// Sends `request` and fills `reply`, which the caller has zero-filled, with the controller's answer.
     ///
-    /// Returns false when the exchange itself failed: a handle that is not open (0 never is), a transport error. The
-    /// controller's verdict on the request is in `reply.result`. After a failure the content of `reply` is undefined.
+    /// Returns false when the exchange itself failed, because the handle is not open (0 never is) or on a transport
+    /// error; `reply` is then undefined. The controller's verdict on the request is in `reply.result`.
     [[nodiscard]] virtual bool exchange(std::uint32_t connection, const SMCKeyData& request,
                                         SMCKeyData& reply) noexcept = 0;
 

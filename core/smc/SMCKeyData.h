@@ -6,9 +6,9 @@
 
 /// The record exchanged with the System Management Controller's kernel user client.
 ///
-/// A wire format: 80 bytes, natural alignment, host byte order for every multi-byte integer. Padding is spelled out so
-/// that a zero-filled record holds no unset byte. The asserts below are the format's definition; a field that moves
-/// would be read by the kernel as another one.
+/// A wire format: 80 bytes, natural alignment, host byte order for every multi-byte integer. Padding is explicit so
+/// that a zero-filled record has no uninitialised byte. The assertions below define the format: the kernel would
+/// misread a field at any other offset.
 struct SMCVersion {
     std::uint8_t major;
     std::uint8_t minor;
@@ -46,7 +46,7 @@ struct SMCKeyData {
     std::uint8_t bytes[32];
 };
 
-static_assert(std::endian::native == std::endian::little, "the record and \"flt \" values are in little-endian order");
+static_assert(std::endian::native == std::endian::little, "the record and \"flt \" values are little-endian");
 static_assert(sizeof(SMCKeyData) == 80);
 static_assert(offsetof(SMCKeyData, key) == 0 && sizeof(SMCKeyData::key) == 4);
 static_assert(offsetof(SMCKeyData, vers.major) == 4 && sizeof(SMCVersion::major) == 1);
@@ -73,7 +73,7 @@ static_assert(offsetof(SMCKeyData, bytes) == 48 && sizeof(SMCKeyData::bytes) == 
 
 namespace kelo {
 
-/// Commands, in SMCKeyData::data8 of a request.
+/// Commands, sent in SMCKeyData::data8.
 enum class SMCCommand : std::uint8_t { readBytes = 5, writeBytes = 6, readKeyInfo = 9 };
 
 /// Packs four characters into a key or type code, the first in the most significant byte. Reads exactly four.
@@ -84,7 +84,7 @@ constexpr std::uint32_t smcCode(const char* text) {
     return code;
 }
 
-/// The data types that the key client understands.
+/// The data types that the key client converts.
 namespace smc_type {
 inline constexpr std::uint32_t flt = smcCode("flt ");
 inline constexpr std::uint32_t ui8 = smcCode("ui8 ");

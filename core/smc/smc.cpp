@@ -28,17 +28,17 @@ SMCKeyData makeRequest(const char* key, SMCCommand command) {
     return request;
 }
 
-/// Also tried on a closed connection: the exchange refuses handle 0.
+/// May be called on a closed connection: the exchange refuses handle 0.
 bool exchange(const SMCKeyData& request, SMCKeyData& reply) {
     reply = {};
     return exchangeInUse != nullptr && exchangeInUse->exchange(connection, request, reply);
 }
 
-/// The first exchange of every read and write. The key's info is in `reply` then.
+/// The first exchange of every read and write. On success `reply` has the key's info.
 bool readKeyInfo(const SMCKeyData& request, SMCKeyData& reply) { return exchange(request, reply) && reply.result == 0; }
 
-/// The two exchanges of a read. Their replies stay where they are, since most of what is in them is of no interest: the
-/// key's info is in `info`, its bytes are in `value`.
+/// Both exchanges of a read: fills `info` with the key's info and `value` with its bytes. Fills whole replies; callers
+/// copy only the fields that they need.
 std::int32_t readKey(const char* key, SMCKeyData& info, SMCKeyData& value) {
     auto request = makeRequest(key, SMCCommand::readKeyInfo);
     if (!readKeyInfo(request, info))
@@ -53,7 +53,7 @@ std::int32_t readKey(const char* key, SMCKeyData& info, SMCKeyData& value) {
 void copyInfo(const SMCKeyData& reply, SMCKeyInfo& info) {
     info.dataSize = reply.keyInfo.dataSize;
     info.dataType = reply.keyInfo.dataType;
-    // One 32-bit field of the record: the attributes' byte and the padding after it.
+    // A single 32-bit field in the record: the attribute byte and the padding after it.
     constexpr auto attributes = offsetof(SMCKeyData, keyInfo.dataAttributes);
     std::memcpy(&info.dataAttributes, reinterpret_cast<const std::uint8_t*>(&reply) + attributes,
                 sizeof info.dataAttributes);
@@ -61,9 +61,9 @@ void copyInfo(const SMCKeyData& reply, SMCKeyInfo& info) {
 
 std::uint16_t bigEndian16(const std::uint8_t* bytes) { return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]); }
 
-/// A C++ cast is undefined outside of the range, so the limits are spelled out.
+/// An out-of-range C++ cast is undefined, so the limits are explicit.
 std::int32_t saturatingInt32(float value) {
-    constexpr float limit = 2147483648.0F; // 2^31, which no int32 reaches
+    constexpr float limit = 2147483648.0F; // 2^31: no int32 is as large
     if (std::isnan(value))
         return 0;
     if (value >= limit)

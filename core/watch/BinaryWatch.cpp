@@ -8,7 +8,7 @@ std::optional<std::string> BinaryWatch::ownExecutable(FileEvents& events) { retu
 
 BinaryWatch::BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced)
     : path_(std::move(path)), events_(events), identity_(events.identify(path_)), onReplaced_(std::move(onReplaced)),
-      // The source does not outlive the watch, and both live on the main thread: no event finds the watch gone.
+      // The watch owns the source and both stay on the main thread, so no event arrives after the watch is destroyed.
       source_(events.watch(path_, [this] { look(); })) {}
 
 BinaryWatch::~BinaryWatch() = default;

@@ -9,19 +9,19 @@
 
 namespace kelo {
 
-/// Notices that the file at a path is no longer the one that was there: this is how a running helper learns that an
-/// update has replaced it.
+/// Detects that the file at a path has been replaced or removed. A running helper learns this way that it has been
+/// updated.
 ///
-/// What counts is the file's identity, never the kind of event: a file that is touched, rewritten in place or loses
-/// another of its hard links is still the same one. Made and destroyed on the main thread.
+/// Compares the file's identity, not the kind of event: a file that is touched, rewritten in place or loses another of
+/// its hard links is still the same file. Created and destroyed on the main thread.
 class BinaryWatch {
 public:
-    /// The path of the running process's executable, or none.
+    /// The path of the running process's executable, or nullopt.
     static std::optional<std::string> ownExecutable(FileEvents& events);
 
-    /// `events` is borrowed. `onReplaced` is called on the main queue, at most once, when an event or `look` shows that
-    /// the file was deleted, moved or replaced; it must not destroy the watch. Never called for a file that could not
-    /// be examined.
+    /// `events` is borrowed. `onReplaced` is called on the main queue, at most once, when an event or `look` finds that
+    /// the file was deleted, moved or replaced; it must not destroy the watch. Never called if the file could not be
+    /// examined at the start.
     BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced);
     BinaryWatch(const BinaryWatch&) = delete;
     BinaryWatch& operator=(const BinaryWatch&) = delete;
@@ -29,13 +29,12 @@ public:
 
     const std::string& path() const { return path_; }
 
-    /// Whether the file at the path is still the one recorded; looked up at every call, from any thread. Always true
-    /// for a file that could not be examined at the start, so that clients are never turned away for a reason that is
-    /// not known.
+    /// Whether the file at the path is still the original one; examined at every call. Any thread. Always true if the
+    /// file could not be examined at the start, so that clients are never refused for an unknown reason.
     bool isCurrent() const;
 
-    /// Calls `onReplaced` if the file is no longer the one recorded. No event tells of a parent folder that is moved,
-    /// or of another file that is mounted over this one. Main thread only.
+    /// Calls `onReplaced` if the file has been replaced. Needed because no event reports that a parent folder is moved
+    /// or that another file is mounted over this one. Main thread only.
     void look();
 
 private:

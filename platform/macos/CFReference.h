@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// Owns one reference to a CoreFoundation object that a function with Create or Copy in its name has returned. Not for
-/// objects from a function with Get in its name: these are borrowed.
+/// Owns one reference to a CoreFoundation object returned by a function with Create or Copy in its name. Not for
+/// objects from a function with Get in its name, which are borrowed.
 template <typename Ref>
 class CFReference {
 public:
@@ -19,14 +19,14 @@ public:
         return *this;
     }
     ~CFReference() {
-        if (ref_ != nullptr) // CFRelease ends the process on null
+        if (ref_ != nullptr) // CFRelease crashes on null
             CFRelease(ref_);
     }
 
     Ref get() const { return ref_; }
     explicit operator bool() const { return ref_ != nullptr; }
 
-    /// For the functions that return their object through a pointer. To be used once, on an empty reference.
+    /// For functions that return their object through a pointer. Use it once, on an empty reference.
     Ref* out() { return &ref_; }
 
 private:

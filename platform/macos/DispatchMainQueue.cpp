@@ -13,7 +13,7 @@ namespace kelo {
 
 namespace {
 
-/// `context` is a separate task on the heap: each submission runs exactly once.
+/// `context` owns a separate heap-allocated task: each submission runs exactly once.
 void run(void* context) {
     const std::unique_ptr<MainQueue::Task> task(static_cast<MainQueue::Task*>(context));
     contain("a task of the main queue", *task);
@@ -21,7 +21,7 @@ void run(void* context) {
 
 } // namespace
 
-/// The posted tasks in order. Submits the next one only when the previous one has ended.
+/// The posted tasks in order. Submits the next task only after the previous one has ended.
 class DispatchMainQueue::Waiting : public std::enable_shared_from_this<Waiting> {
 public:
     void add(Tasks tasks) noexcept {
@@ -29,7 +29,7 @@ public:
         const bool wasEmpty = tasks_.empty();
         tasks_.splice(tasks_.end(), tasks);
         if (!wasEmpty || tasks_.empty())
-            return; // a run is submitted already
+            return; // already submitted
         self_ = shared_from_this();
         submit();
     }
@@ -67,7 +67,7 @@ private:
         return tasks_.empty() ? std::move(self_) : nullptr;
     }
 
-    std::mutex mutex_; ///< Guards what follows.
+    std::mutex mutex_; ///< Guards the members below.
     Tasks tasks_;
     /// Keeps this alive while a task is submitted, since it may run after the queue was destroyed.
     std::shared_ptr<Waiting> self_;

@@ -12,14 +12,13 @@ public:
     /// All run on the main queue.
     struct Handlers {
         std::function<void()> onEvent; ///< Not called after cancellation.
-        /// Called once, some time after cancellation, when the system no longer uses the handle: the only place where
-        /// it may be closed.
+        /// Called once after cancellation, when the system has stopped using the handle: only now may it be closed.
         std::function<void()> onCancelled;
         /// Called once, unless the source was cancelled first. Earlier events may have been lost.
         std::function<void()> onRegistered = [] {};
     };
 
-    /// These return nullptr when the system cannot make the source; its handlers are then never called.
+    /// Returns nullptr if the system cannot create the source; the handlers are then never called.
     static std::unique_ptr<DispatchSource> forSignal(int signal, Handlers handlers);
     /// Reports that the file behind `descriptor` was deleted, renamed or revoked.
     static std::unique_ptr<DispatchSource> forFile(int descriptor, Handlers handlers);

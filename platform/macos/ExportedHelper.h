@@ -9,8 +9,8 @@
 
 namespace kelo {
 
-/// An object that receives the five requests of clients, on any thread, and forwards them to `helper`. Where that drops
-/// the reply, XPC calls the client's error handler.
+/// Creates an object that forwards the five requests, received on any thread, to `helper`. If `helper` drops a reply,
+/// XPC calls the client's error handler.
 ObjCReference<id> makeExportedHelper(std::shared_ptr<KeloHelperProtocol> helper);
 
 } // namespace kelo

@@ -13,8 +13,8 @@ using ErrorBlock = void (^)(NSString* _Nullable);
 using VersionBlock = void (^)(NSInteger);
 using EmptyBlock = void (^)(void);
 
-/// Makes the request; `send` passes the answer to the block. The block is copied because the reply may come later. What
-/// copying throws does not reach XPC, which answers a request with an error when its block is dropped.
+/// Forwards the request; `send` passes the answer to the block. Copies the block because the reply may come later.
+/// Exceptions from the copy do not reach XPC; when the block is dropped, XPC answers the request with an error.
 template <typename Request, typename Block, typename Send>
 void perform(KeloHelperProtocol& helper, Request request, Block block, Send send) {
     contain(Request::selector, [&] {

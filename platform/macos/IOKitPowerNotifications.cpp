@@ -48,7 +48,7 @@ public:
             reportFault("registering for system power", "the notification port has no run-loop source");
     }
 
-    /// The order matters: removing the source ends delivery and removing the notifier ends sending. Only then may the
+    /// The order matters: removing the source ends delivery, and removing the notifier ends sending. Only then may the
     /// connection and the port be released.
     ~IOKitPowerRegistration() override {
         if (!isOpen())
@@ -63,10 +63,10 @@ public:
     bool isRegistered() const { return source_ != nullptr; }
 
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
-        IOAllowPowerChange(rootPort_, notificationID); // not answered, the system waits 30 seconds and goes on
+        IOAllowPowerChange(rootPort_, notificationID); // unacknowledged, sleep is delayed for 30 seconds
     }
 
-    /// The handler may end the registration: nothing of it is used afterwards.
+    /// The handler may end the registration, so no member is used after the call.
     void deliver(PowerMessage message, std::intptr_t notificationID) const {
         contain("a power message",
                 [handler = onMessage_, message, notificationID] { (*handler)(message, notificationID); });
@@ -76,14 +76,14 @@ private:
     bool isOpen() const { return rootPort_ != MACH_PORT_NULL && port_ != nullptr; }
 
     const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared: copying it allocates nothing.
-    // Before the connection: registering fills both.
+    // Declared before the connection, whose initialisation sets both.
     IONotificationPortRef port_ = nullptr;
     io_object_t notifier_ = IO_OBJECT_NULL;
     const io_connect_t rootPort_;
     CFRunLoopSourceRef source_ = nullptr; ///< Owned by the port.
 };
 
-/// The callback for IOKit. The argument itself is the identifier of the notification.
+/// IOKit's callback. The argument is itself the notification's identifier.
 void powerCallback(void* refcon, io_service_t, std::uint32_t messageType, void* messageArgument) {
     if (refcon == nullptr)
         return;

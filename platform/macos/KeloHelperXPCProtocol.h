@@ -6,8 +6,8 @@ NS_ASSUME_NONNULL_BEGIN
 
 /// The five requests between client and helper: kelo::KeloHelperProtocol in Objective-C.
 ///
-/// XPC compares the types of both sides letter for letter and drops a call that differs, so nothing here may change
-/// without a new KeloHelper::interfaceVersion. The run-time name is that of the protocol in the module KeloProtocol.
+/// XPC compares the types of both sides as text and drops a call that differs, so any change here requires a new
+/// KeloHelper::interfaceVersion. The run-time name is that of the protocol in the module KeloProtocol.
 __attribute__((objc_runtime_name("_TtP12KeloProtocol18KeloHelperProtocol_")))
 @protocol KeloHelperProtocol
 

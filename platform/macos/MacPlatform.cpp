@@ -26,7 +26,7 @@ Platform MacPlatform::assemble() {
         .logOutput = logOutput_,
         .makeSystemLog = makeUnifiedLog,
         .makeListener = makeXPCListener,
-        .runMainLoop = CFRunLoopRun, // drains the main dispatch queue, too, and always has work to wait for
+        .runMainLoop = CFRunLoopRun, // also drains the main dispatch queue; never runs out of work to wait for
         .exit = [](int status) { std::exit(status); },
     };
 }

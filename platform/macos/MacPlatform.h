@@ -14,7 +14,7 @@
 
 namespace kelo {
 
-/// The macOS platform of the helper. To be created on the main thread, before anything else opens a file.
+/// The macOS platform of the helper. Create it on the main thread, before opening any file.
 class MacPlatform {
 public:
     MacPlatform();

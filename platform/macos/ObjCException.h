@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// Runs `work` and returns the reason of the Objective-C exception that it raised, or none. `work` must not throw
-/// anything else.
+/// Runs `work` and returns the reason of the Objective-C exception that it raised, or nullopt. `work` must not throw
+/// C++ exceptions.
 std::optional<std::string> raisedBy(const std::function<void()>& work);
 
 } // namespace kelo

@@ -19,7 +19,7 @@ template <typename Object> class ObjCReference {
     }
     ~ObjCReference() { [object_ release]; }
 
-    /// Takes over the reference that `alloc` and `init` have returned; nil makes it empty.
+    /// Takes ownership of an object from `alloc` and `init`; nil makes an empty reference.
     static ObjCReference adopt(Object created) {
         ObjCReference reference;
         reference.object_ = created;
@@ -36,7 +36,7 @@ template <typename Object> class ObjCReference {
 /// Shorthand for ObjCReference::adopt.
 template <typename Object> ObjCReference<Object> adopt(Object created) { return ObjCReference<Object>::adopt(created); }
 
-/// Owns a copy of a block on the heap, which may be called after the function that received the block has returned.
+/// Owns a heap copy of a block, so that the block can be called after the function that received it has returned.
 /// Copies share the block.
 template <typename Block> class BlockReference {
   public:
@@ -45,7 +45,7 @@ template <typename Block> class BlockReference {
     BlockReference& operator=(const BlockReference&) = delete;
     ~BlockReference() { Block_release(block_); }
 
-    /// Calls the block and releases what it autoreleases: our threads have no other pool.
+    /// Calls the block and releases its autoreleased objects: our threads have no other pool.
     template <typename... Arguments> void operator()(Arguments... arguments) const {
         @autoreleasepool {
             block_(arguments...);

@@ -1,7 +1,7 @@
 # Embeds the Info.plist in the macOS executables. Included by cmake/Product.cmake.
 
-# kelo_macos_product(TARGET IDENTIFIER TITLE): gives an executable the Info.plist that code signing takes its identifier
-# and version from.
+# kelo_macos_product(TARGET IDENTIFIER TITLE): gives an executable the Info.plist from which code signing takes its
+# identifier and version.
 function(kelo_macos_product target identifier title)
   set(KELO_BUNDLE_IDENTIFIER ${identifier})
   set(KELO_BUNDLE_NAME ${title})

@@ -12,12 +12,12 @@ struct RunLoopTimer::Handler : std::enable_shared_from_this<Handler> {
     const MainQueue::Task onFire;
     const Run run;
     bool isValid = true;
-    bool isWaiting = false; ///< Its timer has fired, and `run` has not yet called it.
+    bool isWaiting = false; ///< The timer has fired, and `run` has not called the handler yet.
 };
 
 namespace {
 
-// A repeating timer of interval 0 would fire once only, and one that is not a number would end the process.
+// A repeating timer of interval 0 would fire only once, and a NaN interval would end the process.
 constexpr double shortestInterval = 1e-4;
 
 double usableInterval(double interval) { return interval > shortestInterval ? interval : shortestInterval; }

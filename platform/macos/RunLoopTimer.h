@@ -10,11 +10,11 @@
 
 namespace kelo {
 
-/// A timer of the main run loop, in its default mode. An interval that is not positive is a ten-thousandth of a second.
-/// Main thread only.
+/// A timer of the main run loop, in its default mode. Intervals that are not positive become 0.1 milliseconds. Main
+/// thread only.
 ///
-/// If a timer becomes due and tasks are posted while the main thread is busy, the run loop does not define which runs
-/// first. `run`, which knows the queued tasks, therefore calls the handler.
+/// When a timer becomes due and tasks are posted while the main thread is busy, the run loop does not guarantee their
+/// order. The handler is therefore called through `run`, which knows the queued tasks.
 class RunLoopTimer : public Timer {
 public:
     using Run = std::function<void(MainQueue::Task)>;
@@ -28,7 +28,7 @@ private:
     struct Handler;
     static void fire(CFRunLoopTimerRef timer, void* info);
 
-    // Not owned by the run loop. `fire` keeps it alive while its handler destroys the timer.
+    // The run loop does not own it. `fire` keeps it alive while the handler destroys the timer.
     const std::shared_ptr<Handler> handler_;
     const CFReference<CFRunLoopTimerRef> timer_;
 };

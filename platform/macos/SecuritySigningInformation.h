@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// The running process's signature as the Security framework reports it. The signature itself is not validated here:
-/// the kernel does that for code that runs.
+/// The running process's signature as the Security framework reports it. Does not validate the signature: the kernel
+/// does that for running code.
 class SecuritySigningInformation : public SigningInformation {
 public:
     std::optional<std::string> teamIdentifier() override;

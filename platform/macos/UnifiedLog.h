@@ -7,8 +7,8 @@
 
 namespace kelo {
 
-/// One category of the unified log. A message is stored as public text; notices go out at the default level. The system
-/// cuts what is longer than about a kilobyte.
+/// Creates a log for one category of the unified log. Messages are stored as public text; notices use the default
+/// level. The system truncates messages longer than about a kilobyte.
 std::unique_ptr<SystemLog> makeUnifiedLog(const std::string& subsystem, const std::string& category);
 
 } // namespace kelo

@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Watches files by vnode source and identifies them by stat. A source reports its own file only, not the renaming or
-/// removal of a folder above it.
+/// Watches files with vnode sources and identifies them with stat. A source reports only its own file, not the renaming
+/// or removal of a parent folder.
 class VnodeFileEvents : public FileEvents {
 public:
     std::optional<std::string> ownExecutable() override;

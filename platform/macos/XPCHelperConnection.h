@@ -7,9 +7,9 @@
 
 namespace kelo {
 
-/// A connection to the Mach service `machServiceName` of the system's launchd, which starts the helper when it is not
-/// running. Talks only to a helper whose code signature satisfies `requirement`. Throws `HelperUnreachable` when the
-/// requirement is refused; whether the service is available shows at the first request.
+/// Connects to the Mach service `machServiceName` of the system's launchd, which starts the helper if it is not
+/// running. Accepts only a helper whose code signature satisfies `requirement`. Throws `HelperUnreachable` if the
+/// requirement is refused; a missing service is reported by the first request.
 std::unique_ptr<HelperConnection> makeXPCHelperConnection(const std::string& machServiceName,
                                                           const std::string& requirement);
 

@@ -13,13 +13,13 @@ namespace kelo {
 
 namespace {
 
-/// The outcome of one request: the system calls either the reply or the error handler. Shared with both blocks, so that
-/// it outlives a late call.
+/// The outcome of one request: the system calls either the reply or the error handler. Both blocks share it, so that it
+/// is still valid for a late call.
 template <typename Value> struct Outcome {
     std::optional<Value> value;
     std::string error = "the helper gave no reply";
 
-    /// For a block that the system calls: contains what `make` throws.
+    /// Called from a block that the system runs: does not let exceptions of `make` escape.
     template <typename Make> void set(const Make& make) {
         contain("a reply", [&] { value.emplace(make()); });
     }
@@ -33,7 +33,7 @@ template <typename Value> struct Outcome {
 
 template <typename Request> using OutcomeOf = std::shared_ptr<Outcome<typename Request::Answer>>;
 
-// Before each of these returns, the system calls the reply or the error handler on this thread.
+// The system calls the reply or the error handler on this thread before these functions return.
 
 void send(const requests::FetchSnapshot&, id<KeloHelperProtocol> helper, OutcomeOf<requests::FetchSnapshot> outcome) {
     [helper fetchSnapshotWithReply:^(NSData* _Nullable data) {
@@ -77,11 +77,11 @@ class XPCHelperConnection : public HelperConnection {
         }
         const auto text = makeNSString(requirement);
         const auto reason = raisedBy([&] { [connection_.get() setCodeSigningRequirement:text.get()]; });
-        [connection_.get() resume]; // even a refused one: only a resumed connection may be invalidated and released
+        [connection_.get() resume]; // even if refused: only a resumed connection may be invalidated and released
         if (!reason)
             return;
         [connection_.get() invalidate];
-        throw HelperUnreachable("The helper cannot be told from an impostor: " + *reason);
+        throw HelperUnreachable("The helper's identity cannot be checked: " + *reason);
     }
 
     ~XPCHelperConnection() override { [connection_.get() invalidate]; }

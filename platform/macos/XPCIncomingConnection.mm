@@ -13,8 +13,8 @@ void XPCIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> obj
     connection_.exportedObject = makeExportedHelper(std::make_shared<GuardedHelper>(std::move(object))).get();
 }
 
-// The connection owns the blocks, so they must not own it. They share the handler, since copying a function may throw
-// and the system copies a block in frames that no exception may cross.
+// The connection owns the blocks, so the blocks must not own the connection. They share the handler, since copying a
+// function may throw and the system copies blocks in frames that no exception may cross.
 
 void XPCIncomingConnection::setInvalidationHandler(std::function<void()> handler) {
     const auto shared = std::make_shared<const std::function<void()>>(std::move(handler));

@@ -42,7 +42,7 @@ class XPCListener : public Listener {
         : listener_(adopt([[NSXPCListener alloc] initWithMachServiceName:makeNSString(machServiceName).get()])),
           delegate_(adopt([[KeloListenerDelegate alloc] init])) {}
 
-    // The listener does not retain its delegate, so it must not keep a dangling pointer to it.
+    // Clear the delegate, since the listener does not retain it.
     ~XPCListener() override {
         listener_.get().delegate = nil;
         [listener_.get() invalidate];
@@ -55,9 +55,9 @@ class XPCListener : public Listener {
 
     void setConnectionCodeSigningRequirement(const std::string& requirement) override {
         delegate_.get()->hasRequirement_ = NO;
-        // Parsed here first: an exception that the listener raises passes through frames that do not expect one.
+        // Check the syntax first: an exception raised by the listener would pass through frames that cannot handle one.
         if (!isWellFormedRequirement(requirement)) {
-            reportFault("the code-signing requirement", "it does not parse; nobody is let in");
+            reportFault("the code-signing requirement", "it does not parse; every client is refused");
             return;
         }
         const auto text = makeNSString(requirement);

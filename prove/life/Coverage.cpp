@@ -14,9 +14,9 @@ constexpr const char* states[] = {"no hold", "engaged", "engaged, adding air", "
 /// Three texts never do. A listener can always be made, since a helper that isn't signed shows what is left without
 /// clients; signals can always be watched, since a life without them might have no end; nobody is told that the
 /// controller can't be reached, but that there is no fan. Tests of their own meet them:
-/// HelperProcessTest.WithoutAListenerItSaysSoAndCanStillBeStopped,
-/// HelperProcessTest.ASignalThatCannotBeWatchedIsSaidToEndTheProcess and
-/// FanControllerCreation.AMissingServiceIsSmcUnavailable.
+/// HelperProcessTest.CanBeStoppedWithoutAListener,
+/// HelperProcessTest.LogsSignalsThatCannotBeWatched and
+/// FanControllerCreation.ThrowsSmcUnavailableWithoutTheService.
 constexpr const char* expected[] = {
     "exchange: done",
     "exchange: failed",

@@ -71,8 +71,9 @@ TEST_F(StartUp, ASecondHelperSaysSoAndTouchesNothing) {
     const auto second = world.start(Installation::helperName, {});
     EXPECT_TRUE(waitUntil(
         [&] {
-            return second->errors().find("[ERROR] listener: Couldn't make the listener, so nobody can be served until "
-                                         "restart: another helper is running in this folder.") != std::string::npos;
+            return second->errors().find(
+                       "[ERROR] listener: Couldn't create the listener, so no client can be served until "
+                       "restart: another helper is running in this folder.") != std::string::npos;
         },
         10))
         << second->errors();
@@ -183,8 +184,9 @@ TEST_F(StartUp, AFolderThatOthersMayEnterIsUsedByNobodyUntilItsModeIsRight) {
         EXPECT_THAT(mac.errors, HasSubstr("others may enter the folder simulated-mac"));
     }
     world.startHelper();
-    ASSERT_TRUE(world.waitForLog("[ERROR] listener: Couldn't make the listener, so nobody can be served until restart: "
-                                 "others may enter the folder simulated-mac; \"chmod 700\" keeps them out."));
+    ASSERT_TRUE(
+        world.waitForLog("[ERROR] listener: Couldn't create the listener, so no client can be served until restart: "
+                         "others may enter the folder simulated-mac; \"chmod 700\" keeps them out."));
     EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
     mode(0700);
     EXPECT_TRUE(world.waitForLog(listening));
@@ -203,7 +205,7 @@ TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {
     EXPECT_EQ(world.helper().waitForEnd(10), 0);
 }
 
-TEST_F(StartUp, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
+TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
     world.startMac();
     // Started from a file that has lost its name, as it is after an update that came too early.
     const auto nameless = world.program("nameless");

@@ -19,7 +19,7 @@ protected:
         takeTrace();
     }
 
-    /// A client that holds.
+    /// Connects a client and starts a hold.
     void holdWithOneClient() {
         arrive();
         EXPECT_EQ(hold(0.5), std::nullopt);
@@ -27,7 +27,7 @@ protected:
     }
 };
 
-TEST_F(ClientLifetime, ArrivalsAndDeparturesWaitForTheMainQueue) {
+TEST_F(ClientLifetime, HandlesArrivalsAndDeparturesOnTheMainQueue) {
     holdWithOneClient();
     service->clientWentAway();
     EXPECT_THAT(takeTrace(), IsEmpty());
@@ -35,7 +35,7 @@ TEST_F(ClientLifetime, ArrivalsAndDeparturesWaitForTheMainQueue) {
     EXPECT_EQ(takeTrace(), Trace({disconnected}));
 }
 
-TEST_F(ClientLifetime, TheFanIsHandedBackEightSecondsAfterTheLastClientLeft) {
+TEST_F(ClientLifetime, HandsTheFanBackEightSecondsAfterTheLastClientLeaves) {
     holdWithOneClient();
     leave();
     EXPECT_EQ(takeEffects(), Trace({disconnected}));
@@ -49,19 +49,19 @@ TEST_F(ClientLifetime, TheFanIsHandedBackEightSecondsAfterTheLastClientLeft) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(ClientLifetime, AClientThatReturnsJustInTimeKeepsTheHold) {
+TEST_F(ClientLifetime, KeepsTheHoldIfAClientReturnsInTime) {
     holdWithOneClient();
     leave();
     queue.runFor(7.999);
     EXPECT_EQ(queue.liveTimers(), 2);
     arrive();
-    EXPECT_EQ(queue.liveTimers(), 1); // the hold's own
+    EXPECT_EQ(queue.liveTimers(), 1); // the hold's timer
     queue.runFor(60);
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
     EXPECT_TRUE(isManual(0));
 }
 
-TEST_F(ClientLifetime, AClientThatReturnsJustTooLateFindsTheFanHandedBack) {
+TEST_F(ClientLifetime, HandsTheFanBackIfAClientReturnsTooLate) {
     holdWithOneClient();
     leave();
     queue.runFor(8.001);
@@ -70,7 +70,7 @@ TEST_F(ClientLifetime, AClientThatReturnsJustTooLateFindsTheFanHandedBack) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(ClientLifetime, AClientThatArrivesInTheTurnInWhichTheGracePeriodEndsIsCountedAfterTheHandBack) {
+TEST_F(ClientLifetime, CountsAClientThatArrivesAsTheGracePeriodEnds) {
     holdWithOneClient();
     leave();
     queue.postAfter(8, [this] { service->clientArrived(); });
@@ -80,17 +80,17 @@ TEST_F(ClientLifetime, AClientThatArrivesInTheTurnInWhichTheGracePeriodEndsIsCou
     takeTrace();
     arrive();
     leave();
-    EXPECT_THAT(takeLogs(), IsEmpty()); // the first of the two is still there
+    EXPECT_THAT(takeLogs(), IsEmpty()); // one of the two clients is still connected
     leave();
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }
 
-TEST_F(ClientLifetime, AClientThatArrivedBeforeTheGracePeriodEndedKeepsTheHoldAlsoWhenBothAreSeenLate) {
+TEST_F(ClientLifetime, KeepsTheHoldIfAnArrivalInTimeIsProcessedLate) {
     holdWithOneClient();
     leave();
     queue.postAfter(7.9, [this] {
-        service->clientArrived(); // on the listener's thread, while the main thread
-        clock.sleep(1);           // is busy beyond the end
+        service->clientArrived(); // on the listener's thread,
+        clock.sleep(1);           // while the main thread is busy past the deadline
     });
     queue.runFor(8);
     queue.runFor(60);
@@ -98,7 +98,7 @@ TEST_F(ClientLifetime, AClientThatArrivedBeforeTheGracePeriodEndedKeepsTheHoldAl
     EXPECT_TRUE(isManual(0));
 }
 
-TEST_F(ClientLifetime, TheGracePeriodStartsAnewWithEachDeparture) {
+TEST_F(ClientLifetime, RestartsTheGracePeriodWithEachDeparture) {
     holdWithOneClient();
     leave();
     queue.runFor(6);
@@ -112,26 +112,26 @@ TEST_F(ClientLifetime, TheGracePeriodStartsAnewWithEachDeparture) {
     EXPECT_EQ(takeLogs(), Trace({disconnected, disconnected, released, handedBack}));
 }
 
-TEST_F(ClientLifetime, TheLastClientOfAnIdleHelperLeavesWithoutAWordOrATimer) {
+TEST_F(ClientLifetime, NeitherLogsNorStartsATimerWithoutAHold) {
     arrive();
     leave();
     EXPECT_THAT(takeTrace(), IsEmpty());
     EXPECT_EQ(queue.liveTimers(), 0);
 }
 
-TEST_F(ClientLifetime, OneOfTwoClientsLeavesWithoutAWordOrATimer) {
+TEST_F(ClientLifetime, NeitherLogsNorStartsATimerWhileAClientRemains) {
     holdWithOneClient();
     arrive();
     leave();
     EXPECT_THAT(takeLogs(), IsEmpty());
-    EXPECT_EQ(queue.liveTimers(), 1); // the hold's own
+    EXPECT_EQ(queue.liveTimers(), 1); // the hold's timer
     queue.runFor(60);
     EXPECT_TRUE(isManual(0));
     leave();
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }
 
-TEST_F(ClientLifetime, MoreDeparturesThanArrivalsLeaveTheCountAtZero) {
+TEST_F(ClientLifetime, TheClientCountNeverFallsBelowZero) {
     leave();
     leave();
     leave();
@@ -143,7 +143,7 @@ TEST_F(ClientLifetime, MoreDeparturesThanArrivalsLeaveTheCountAtZero) {
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }
 
-TEST_F(ClientLifetime, ADepartureAtZeroStartsTheGracePeriodAnew) {
+TEST_F(ClientLifetime, ADepartureAtZeroRestartsTheGracePeriod) {
     holdWithOneClient();
     leave();
     queue.runFor(5);
@@ -155,16 +155,16 @@ TEST_F(ClientLifetime, ADepartureAtZeroStartsTheGracePeriodAnew) {
     EXPECT_EQ(takeLogs(), Trace({disconnected, disconnected, released, handedBack}));
 }
 
-TEST_F(ClientLifetime, AHoldThatWasHandedBackMeanwhileIsReportedAllTheSame) {
+TEST_F(ClientLifetime, LogsTheHandBackEvenIfTheClientHandedBackBefore) {
     holdWithOneClient();
     leave();
-    EXPECT_EQ(handBack(), std::nullopt); // the request was still in the queue
+    EXPECT_EQ(handBack(), std::nullopt); // the request was still queued
     takeTrace();
     queue.runFor(8);
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({handedBack}));
 }
 
-TEST_F(ClientLifetime, AHoldStartedWithoutAClientRunsUntilTheNextDeparture) {
+TEST_F(ClientLifetime, KeepsAHoldWithoutAClientUntilTheNextDeparture) {
     EXPECT_EQ(hold(0.5), std::nullopt);
     queue.runFor(60);
     EXPECT_TRUE(isManual(0));
@@ -174,7 +174,7 @@ TEST_F(ClientLifetime, AHoldStartedWithoutAClientRunsUntilTheNextDeparture) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(ClientLifetime, TheFanIsHandedBackWhileYieldedOrAsleepToo) {
+TEST_F(ClientLifetime, HandsBackWhileYieldedOrAsleep) {
     arrive();
     EXPECT_EQ(hold(0.5, true), std::nullopt);
     clamshell.state = true;
@@ -189,7 +189,7 @@ TEST_F(ClientLifetime, TheFanIsHandedBackWhileYieldedOrAsleepToo) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(ClientLifetime, AServiceThatGoesAwayInTheGracePeriodIsNotCalledBack) {
+TEST_F(ClientLifetime, DoesNotCallAServiceDestroyedInTheGracePeriod) {
     holdWithOneClient();
     leave();
     service.reset();
@@ -198,7 +198,7 @@ TEST_F(ClientLifetime, AServiceThatGoesAwayInTheGracePeriodIsNotCalledBack) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(ClientLifetime, AGracePeriodThatEndsOnceMoreTakesTheFanFromNobody) {
+TEST_F(ClientLifetime, IgnoresALateGracePeriodTimer) {
     LateQueue late(now);
     service.reset();
     makeServiceOn(late);
@@ -217,7 +217,7 @@ TEST_F(ClientLifetime, AGracePeriodThatEndsOnceMoreTakesTheFanFromNobody) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(ClientLifetime, ShuttingDownLeavesTheCountAndTheTimerAlone) {
+TEST_F(ClientLifetime, ShuttingDownKeepsTheGracePeriodTimer) {
     holdWithOneClient();
     leave();
     service->shutdownNow();
@@ -226,14 +226,14 @@ TEST_F(ClientLifetime, ShuttingDownLeavesTheCountAndTheTimerAlone) {
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({handedBack}));
 }
 
-TEST_F(ClientLifetime, ShuttingDownForgetsNoClient) {
+TEST_F(ClientLifetime, ShuttingDownKeepsTheClientCount) {
     holdWithOneClient();
     service->shutdownNow();
     EXPECT_EQ(hold(0.5), std::nullopt);
     arrive();
     takeTrace();
     leave();
-    EXPECT_THAT(takeLogs(), IsEmpty()); // the first is still there
+    EXPECT_THAT(takeLogs(), IsEmpty()); // the first client is still connected
     leave();
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }

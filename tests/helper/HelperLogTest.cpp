@@ -29,7 +29,7 @@ protected:
     HelperLog log{system, "listener", output};
 };
 
-TEST_F(HelperLogTest, EachMessageIsOneLineInOneWriteWhateverItHolds) {
+TEST_F(HelperLogTest, WritesAnyMessageAsOneLineInOneWrite) {
     const std::string messages[] = {
         "Asked to stop.", "",         "two\nlines\r\n\ttab",    std::string("nul\0inside", 10),
         "%s%n {} \\ \"",  "\xFF\xFE", std::string(100'000, 'x')};
@@ -44,13 +44,13 @@ TEST_F(HelperLogTest, EachMessageIsOneLineInOneWriteWhateverItHolds) {
     EXPECT_EQ(output.writes().size(), 2 * std::size(messages));
 }
 
-TEST_F(HelperLogTest, TheSystemLogGetsTheBareMessageAtItsLevel) {
+TEST_F(HelperLogTest, PassesTheBareMessageToTheSystemLog) {
     log.error("one");
     log.notice("two");
     EXPECT_THAT(system->entries(), ElementsAre(Pair(LogLevel::error, "one"), Pair(LogLevel::notice, "two")));
 }
 
-TEST_F(HelperLogTest, ASilentSystemLogSilencesOnlyItsOwnEntries) {
+TEST_F(HelperLogTest, WritesToStandardErrorEvenIfTheSystemLogDropsTheLevel) {
     system->isErrorEnabled = false;
     log.error("one");
     log.notice("two");
@@ -62,7 +62,7 @@ TEST_F(HelperLogTest, ASilentSystemLogSilencesOnlyItsOwnEntries) {
     EXPECT_EQ(output.writes().size(), 3U);
 }
 
-TEST_F(HelperLogTest, ALogThatThrowsKeepsNobodyFromGoingOnAndTheOtherFromBeingWritten) {
+TEST_F(HelperLogTest, IgnoresExceptionsFromEitherLog) {
     class BrokenLog : public RecordingSystemLog {
         void write(LogLevel, const std::string&) override { throw std::runtime_error("broken"); }
     };
@@ -73,14 +73,14 @@ TEST_F(HelperLogTest, ALogThatThrowsKeepsNobodyFromGoingOnAndTheOtherFromBeingWr
     EXPECT_THAT(system->entries(), ElementsAre(Pair(LogLevel::notice, "two")));
 }
 
-TEST_F(HelperLogTest, CopiesLogToTheSamePlace) {
+TEST_F(HelperLogTest, CopiesShareTheLog) {
     const HelperLog copy = log; // NOLINT(performance-unnecessary-copy-initialization)
     copy.notice("hello");
     EXPECT_EQ(output.writes().size(), 1U);
     EXPECT_EQ(system->entries().size(), 1U);
 }
 
-TEST_F(HelperLogTest, TimesAreUTCToWholeSecondsRoundedDown) {
+TEST_F(HelperLogTest, WritesTimesInUTCRoundedDownToSeconds) {
     const std::pair<double, const char*> times[] = {
         {0, "1970-01-01T00:00:00Z"},
         {0.999, "1970-01-01T00:00:00Z"},
@@ -99,7 +99,7 @@ TEST_F(HelperLogTest, TimesAreUTCToWholeSecondsRoundedDown) {
 
 // --- on the process's own standard error
 
-/// Takes what goes to this process's standard error for as long as it exists.
+/// Captures this process's standard error during its lifetime.
 class CapturedStandardError {
 public:
     CapturedStandardError() {
@@ -118,7 +118,7 @@ public:
     CapturedStandardError& operator=(const CapturedStandardError&) = delete;
     ~CapturedStandardError() { end(); }
 
-    /// Gives standard error back. Returns all that was written.
+    /// Restores standard error and returns the captured text.
     const std::string& end() {
         if (reader_.joinable()) {
             dup2(saved_, STDERR_FILENO); // which closes the pipe
@@ -130,24 +130,24 @@ public:
 
 private:
     int saved_ = -1;
-    std::string text_; ///< The reader's until it has been joined.
+    std::string text_; ///< Used by the reader until it has been joined.
     std::thread reader_;
 };
 
-/// Standard error as the platforms write it.
+/// Writes to standard error as the platforms do.
 class StandardOutput : public LogOutput {
 public:
     double wallClock() override { return 1'794'794'586; }
     void writeStandardError(const std::string& bytes) override { StandardStreams::writeError(bytes); }
 };
 
-TEST(HelperLogOnStandardError, EightThreadsAtOnceWriteWholeLinesAndLoseNone) {
-    // Not the recording one, which is for one thread.
+TEST(HelperLogOnStandardError, EightThreadsWriteWholeLinesWithoutLoss) {
+    // RecordingSystemLog supports only one thread.
     struct NoLog : SystemLog {
         bool isEnabled(LogLevel) override { return true; }
         void write(LogLevel, const std::string&) override {}
     };
-    // All of them fit into a pipe: however slowly it is read, standard error has room.
+    // All lines together fit into a pipe, so that writing never blocks.
     constexpr int linesEach = 100;
     StandardOutput output;
     const HelperLog shared(std::make_shared<NoLog>(), "service", output);
@@ -162,7 +162,7 @@ TEST(HelperLogOnStandardError, EightThreadsAtOnceWriteWholeLinesAndLoseNone) {
         threads.emplace_back([&shared, &started, thread] {
             ++started;
             while (started < 8)
-                std::this_thread::yield(); // all at once: a line takes less time than a thread to start
+                std::this_thread::yield(); // start together: a thread takes longer to start than to write a line
             for (int i = 0; i < linesEach; ++i)
                 shared.notice("thread " + std::to_string(thread) + " line " + std::to_string(i));
         });

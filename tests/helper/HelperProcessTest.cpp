@@ -66,9 +66,9 @@ protected:
         return client;
     }
 
-    /// A way out with a hold, from its notice on.
+    /// The trace of leaving with a hold: the notice, then the hand-back.
     static Trace leaving(const std::string& notice) { return Trace({"[NOTICE] listener: " + notice}) + leaving(); }
-    /// The same for a way out without a notice.
+    /// The same without a notice.
     static Trace leaving() {
         return restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
                Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"});
@@ -78,7 +78,7 @@ protected:
     std::unique_ptr<HelperProcess> process;
 };
 
-TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
+TEST_F(HelperProcessTest, StartsInAFixedOrder) {
     start();
     EXPECT_EQ(takeTrace(),
               Trace({"FNum?", "own executable?", "watch " + *platform.files.executable, "listener for app.kelo.helper",
@@ -89,7 +89,7 @@ TEST_F(HelperProcessTest, StartsInItsFixedOrder) {
     EXPECT_EQ(platform.files.sources(), 1);
 }
 
-TEST_F(HelperProcessTest, ListensOnceEveryStopSignalReachesIt) {
+TEST_F(HelperProcessTest, ListensOnceAllStopSignalsAreDelivered) {
     platform.stopSignals.isReadyAtOnce = false;
     start();
     std::vector<bool> wasListening;
@@ -102,7 +102,7 @@ TEST_F(HelperProcessTest, ListensOnceEveryStopSignalReachesIt) {
     EXPECT_EQ(takeTrace().back(), "[NOTICE] listener: Listening on app.kelo.helper");
 }
 
-TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
+TEST_F(HelperProcessTest, DoesNotListenIfUnsigned) {
     platform.signing.team.reset();
     start();
     EXPECT_EQ(takeTrace(),
@@ -114,7 +114,7 @@ TEST_F(HelperProcessTest, AnUnsignedHelperTrustsNobodyAndListensToNobody) {
     EXPECT_EQ(platform.listener->requirement, std::nullopt);
 }
 
-TEST_F(HelperProcessTest, AHelperThatCannotReadItsSignatureSaysWhyAndListensToNobody) {
+TEST_F(HelperProcessTest, DoesNotListenIfItsSignatureIsUnreadable) {
     platform.signing.isUnreadable = true;
     start();
     EXPECT_THAT(takeTrace(),
@@ -125,7 +125,7 @@ TEST_F(HelperProcessTest, AHelperThatCannotReadItsSignatureSaysWhyAndListensToNo
     EXPECT_EQ(takeEffects().back(), "exit 0");
 }
 
-TEST_F(HelperProcessTest, AnUnsignedHelperStillHandsBackAndExitsWhenAskedToStop) {
+TEST_F(HelperProcessTest, HandsBackAndExitsOnAStopSignalIfUnsigned) {
     platform.signing.team.reset();
     start();
     controller.setNumber("F0Md", 1);
@@ -135,7 +135,7 @@ TEST_F(HelperProcessTest, AnUnsignedHelperStillHandsBackAndExitsWhenAskedToStop)
                                Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
 }
 
-TEST_F(HelperProcessTest, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
+TEST_F(HelperProcessTest, ServesClientsWithoutFindingItsExecutable) {
     platform.files.executable.reset();
     start();
     const auto trace = takeTrace();
@@ -144,10 +144,10 @@ TEST_F(HelperProcessTest, AHelperThatCannotFindItsExecutableSaysSoAndServesOn) {
                            "until restart.");
     EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
     EXPECT_EQ(platform.files.sources(), 0);
-    EXPECT_NE(platform.listener->connect(), nullptr); // nothing is ever stale
+    EXPECT_NE(platform.listener->connect(), nullptr); // connections are never refused
 }
 
-TEST_F(HelperProcessTest, AHelperWithoutAControllerServesOn) {
+TEST_F(HelperProcessTest, ListensWithoutAController) {
     exchange.isPresent = false;
     start();
     const auto trace = takeTrace();
@@ -156,7 +156,7 @@ TEST_F(HelperProcessTest, AHelperWithoutAControllerServesOn) {
     EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
 }
 
-TEST_F(HelperProcessTest, EverySignalThatEndsAProcessHandsBackAndExits) {
+TEST_F(HelperProcessTest, HandsBackAndExitsOnEveryStopSignal) {
     for (const int signal : endingSignals) {
         const auto client = startAndHold();
         EXPECT_TRUE(platform.stopSignals.send(signal));
@@ -166,7 +166,7 @@ TEST_F(HelperProcessTest, EverySignalThatEndsAProcessHandsBackAndExits) {
     }
 }
 
-TEST_F(HelperProcessTest, AReplacedExecutableHandsBackAndExitsOnce) {
+TEST_F(HelperProcessTest, HandsBackAndExitsOnceWhenItsExecutableIsReplaced) {
     const auto client = startAndHold();
     platform.files.place(FileIdentity{1, 101});
     platform.files.send();
@@ -175,7 +175,7 @@ TEST_F(HelperProcessTest, AReplacedExecutableHandsBackAndExitsOnce) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(HelperProcessTest, AReplacementThatNoEventToldIsNoticedByTheNextTickOfAHold) {
+TEST_F(HelperProcessTest, DetectsAReplacementWithoutAnEventInTheNextTick) {
     const auto client = startAndHold();
     queue.runFor(2);
     EXPECT_THAT(takeEffects(), IsEmpty());
@@ -184,7 +184,7 @@ TEST_F(HelperProcessTest, AReplacementThatNoEventToldIsNoticedByTheNextTickOfAHo
     EXPECT_EQ(takeTrace(), leaving(deletedOrMoved));
 }
 
-TEST_F(HelperProcessTest, AConnectionAfterAReplacementThatNoEventToldHandsBackAndExits) {
+TEST_F(HelperProcessTest, DetectsAReplacementWithoutAnEventOnTheNextConnection) {
     const auto client = startAndHold();
     platform.files.place(FileIdentity{1, 101});
     EXPECT_EQ(platform.listener->connect(), nullptr);
@@ -204,26 +204,26 @@ TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(HelperProcessTest, AListenerThatDoesNotListenIsNotSaidToListen) {
+TEST_F(HelperProcessTest, DoesNotLogListeningIfTheListenerFails) {
     platform.canListen = false;
     start();
     const auto trace = takeTrace();
     EXPECT_EQ(trace.back(), "listener: resume");
-    EXPECT_TRUE(platform.stopSignals.send(SIGTERM)); // it stays up all the same
+    EXPECT_TRUE(platform.stopSignals.send(SIGTERM)); // the process is still running
     EXPECT_EQ(takeEffects().back(), "exit 0");
 }
 
-TEST_F(HelperProcessTest, WithoutAListenerItSaysSoAndCanStillBeStopped) {
+TEST_F(HelperProcessTest, CanBeStoppedWithoutAListener) {
     platform.isListenerMissing = true;
     start();
     EXPECT_THAT(takeTrace(),
-                ::testing::Contains("[ERROR] listener: Couldn't make the listener, so nobody can be served until "
+                ::testing::Contains("[ERROR] listener: Couldn't create the listener, so no client can be served until "
                                     "restart: there is no room."));
     EXPECT_TRUE(platform.stopSignals.send(SIGTERM));
     EXPECT_EQ(takeEffects().back(), "exit 0");
 }
 
-TEST_F(HelperProcessTest, ASignalThatCannotBeWatchedIsSaidToEndTheProcess) {
+TEST_F(HelperProcessTest, LogsSignalsThatCannotBeWatched) {
     platform.stopSignals.canDeliver = false;
     start();
     EXPECT_THAT(takeTrace(), ::testing::Contains("[ERROR] listener: Couldn't watch for signal 15; it will end this "
@@ -231,7 +231,7 @@ TEST_F(HelperProcessTest, ASignalThatCannotBeWatchedIsSaidToEndTheProcess) {
     EXPECT_TRUE(platform.listener->isResumed);
 }
 
-TEST_F(HelperProcessTest, EveryWayOutHandsBackAndExitsThoughBothLogsThrow) {
+TEST_F(HelperProcessTest, HandsBackAndExitsEvenIfBothLogsThrow) {
     const std::pair<const char*, std::function<void(ScriptedConnection&)>> waysOut[] = {
         {"a signal", [this](auto&) { platform.stopSignals.send(SIGTERM); }},
         {"the executable replaced",
@@ -262,10 +262,10 @@ TEST_F(HelperProcessTest, EveryWayOutHandsBackAndExitsThoughBothLogsThrow) {
     }
 }
 
-/// What ends a process ends it: nothing runs after its exit.
-class EndingProcessTest : public HelperProcessTest {
+/// Stops the queue at the exit, because no code runs after it.
+class ProcessExitTest : public HelperProcessTest {
 protected:
-    EndingProcessTest() {
+    ProcessExitTest() {
         platform.onStep = [this](const std::string& step) {
             note(step);
             if (step.starts_with("exit"))
@@ -274,7 +274,7 @@ protected:
     }
 };
 
-TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
+TEST_F(ProcessExitTest, AStopSignalAfterAStandDownExitsAtOnce) {
     const auto client = startAndHold();
     ReplyProbe<requests::Nothing> probe("standDown");
     client->object->perform(requests::Call{requests::StandDown{}, probe.reply()});
@@ -286,7 +286,7 @@ TEST_F(EndingProcessTest, AStopSignalAfterAStandDownDoesNotWaitForIt) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(EndingProcessTest, TheFirstOfTwoStandDownsSetsTheTime) {
+TEST_F(ProcessExitTest, ExitsAtTheTimeOfTheFirstStandDown) {
     const auto client = startAndHold();
     const Trace accepted = {"[NOTICE] service: A newer Kelo asked us to stand down."};
     for (int i = 0; i < 2; ++i) {
@@ -302,7 +302,7 @@ TEST_F(EndingProcessTest, TheFirstOfTwoStandDownsSetsTheTime) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(EndingProcessTest, AStopSignalBehindHoldsThatAreBeingUnlockedComesAfterEachOfThemIsRefused) {
+TEST_F(ProcessExitTest, AStopSignalRunsAfterTheQueuedHoldsAreRefused) {
     start();
     const auto client = platform.listener->connect();
     controller.setUnlockRule({true, 1e9});
@@ -316,7 +316,7 @@ TEST_F(EndingProcessTest, AStopSignalBehindHoldsThatAreBeingUnlockedComesAfterEa
     queue.runFor(60);
     for (const auto& probe : probes)
         EXPECT_THAT(probe.value(), Optional(HasSubstr("refused to hand over the fan (code 0x82)")));
-    EXPECT_NEAR(now - start, 3 * 4.0, 0.5); // each of them blocks the main thread for as long as it tries
+    EXPECT_NEAR(now - start, 3 * 4.0, 0.5); // each hold blocks the main thread while it retries
     EXPECT_EQ(controller.number("Ftst"), 0);
     EXPECT_FALSE(isAnyManual());
     EXPECT_EQ(takeLogs(),

@@ -13,7 +13,7 @@ using ::testing::IsEmpty;
 
 class HelperServiceHoldTest : public ServiceFixture {};
 
-TEST_F(HelperServiceHoldTest, AHoldIsStartedOnTheMainQueueAndItsEventsAreLogged) {
+TEST_F(HelperServiceHoldTest, StartsAHoldOnTheMainQueue) {
     makeService();
     takeTrace();
     ReplyProbe<std::optional<std::string>> probe;
@@ -26,7 +26,7 @@ TEST_F(HelperServiceHoldTest, AHoldIsStartedOnTheMainQueueAndItsEventsAreLogged)
               takeFans(0.5) + Trace({"[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)", "reply"}));
 }
 
-TEST_F(HelperServiceHoldTest, EachEventIsLoggedByItsText) {
+TEST_F(HelperServiceHoldTest, LogsEachEvent) {
     makeService();
     setChip(96);
     hold(0.3, true);
@@ -49,7 +49,7 @@ TEST_F(HelperServiceHoldTest, EachEventIsLoggedByItsText) {
                                  "[NOTICE] service: hold: backToAsked", "[NOTICE] service: hold: released"}));
 }
 
-TEST_F(HelperServiceHoldTest, TheFractionReachesTheHoldUnchangedAndIsClampedThere) {
+TEST_F(HelperServiceHoldTest, TheHoldClampsTheFraction) {
     makeService();
     EXPECT_EQ(hold(1.7), std::nullopt);
     EXPECT_EQ(controller.number("F0Tg"), 6000);
@@ -67,11 +67,11 @@ TEST_F(HelperServiceHoldTest, ANewHoldStopsTheRunningOneFirst) {
     EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + takeFans(0.25) +
                                  Trace({"[NOTICE] service: hold: engaged(fraction: 0.25, neededUnlock: false)"}));
     queue.runFor(60);
-    EXPECT_THAT(takeEffects(), IsEmpty()); // the old hold does not tick any more
+    EXPECT_THAT(takeEffects(), IsEmpty()); // the old hold no longer ticks
     EXPECT_EQ(queue.liveTimers(), 1);
 }
 
-TEST_F(HelperServiceHoldTest, ANewHoldWhileTheLidHasTheFanYieldsLikeTheOldOne) {
+TEST_F(HelperServiceHoldTest, ANewHoldYieldsWhileTheLidIsClosed) {
     makeService();
     hold(0.5, true);
     clamshell.state = true;
@@ -86,7 +86,7 @@ TEST_F(HelperServiceHoldTest, ANewHoldWhileTheLidHasTheFanYieldsLikeTheOldOne) {
     EXPECT_EQ(queue.liveTimers(), 1);
 }
 
-TEST_F(HelperServiceHoldTest, ANewHoldThatIgnoresTheLidTakesTheFansFromIt) {
+TEST_F(HelperServiceHoldTest, ANewHoldMayIgnoreTheClosedLid) {
     makeService();
     hold(0.5, true);
     clamshell.state = true;
@@ -100,7 +100,7 @@ TEST_F(HelperServiceHoldTest, ANewHoldThatIgnoresTheLidTakesTheFansFromIt) {
 
 // --- sleep
 
-TEST_F(HelperServiceHoldTest, RegistersForPowerOnceForTheLifeOfTheProcess) {
+TEST_F(HelperServiceHoldTest, RegistersForPowerMessagesOnce) {
     makeService();
     EXPECT_EQ(power.registered(), 1U);
     hold(0.5);
@@ -112,13 +112,13 @@ TEST_F(HelperServiceHoldTest, RegistersForPowerOnceForTheLifeOfTheProcess) {
     EXPECT_EQ(power.registered(), 0U);
 }
 
-TEST_F(HelperServiceHoldTest, WithoutAFanItDoesNotRegisterForPower) {
+TEST_F(HelperServiceHoldTest, DoesNotRegisterForPowerMessagesWithoutAFan) {
     controller.setNumber("FNum", 0);
     makeService();
     EXPECT_EQ(power.registrations(), 0);
 }
 
-TEST_F(HelperServiceHoldTest, WithoutAHoldSleepIsAcknowledgedAndChangesNothing) {
+TEST_F(HelperServiceHoldTest, AcknowledgesSleepWithoutAHold) {
     makeService();
     takeTrace();
     power.send(canSleep, 6);
@@ -127,7 +127,7 @@ TEST_F(HelperServiceHoldTest, WithoutAHoldSleepIsAcknowledgedAndChangesNothing) 
     EXPECT_EQ(takeTrace(), Trace({"allow 6", "allow 7"}));
 }
 
-TEST_F(HelperServiceHoldTest, AHoldThatIsAskedForDuringSleepYieldsAndTakesTheFansAtTheWake) {
+TEST_F(HelperServiceHoldTest, AHoldRequestedDuringSleepTakesTheFansOnWaking) {
     makeService();
     power.send(willSleep, 7);
     takeTrace();
@@ -140,7 +140,7 @@ TEST_F(HelperServiceHoldTest, AHoldThatIsAskedForDuringSleepYieldsAndTakesTheFan
               Trace({"[NOTICE] service: hold: woke"}) + takeFans(0.5) + Trace({"[NOTICE] service: hold: resumed"}));
 }
 
-TEST_F(HelperServiceHoldTest, AHoldThatReplacesASleepingOneWaitsForTheWakeToo) {
+TEST_F(HelperServiceHoldTest, AHoldThatReplacesASleepingOneWaitsForWaking) {
     makeService();
     hold(0.5);
     power.send(willSleep, 7);
@@ -155,7 +155,7 @@ TEST_F(HelperServiceHoldTest, AHoldThatReplacesASleepingOneWaitsForTheWakeToo) {
               Trace({"[NOTICE] service: hold: woke"}) + takeFans(0.25) + Trace({"[NOTICE] service: hold: resumed"}));
 }
 
-TEST_F(HelperServiceHoldTest, AHoldThatIsAskedForAfterTheWakeTakesTheFansAtOnce) {
+TEST_F(HelperServiceHoldTest, AHoldRequestedAfterWakingTakesTheFansAtOnce) {
     makeService();
     power.send(willSleep, 7);
     power.send(hasPoweredOn);
@@ -163,11 +163,11 @@ TEST_F(HelperServiceHoldTest, AHoldThatIsAskedForAfterTheWakeTakesTheFansAtOnce)
     EXPECT_TRUE(isManual(0));
 }
 
-TEST_F(HelperServiceHoldTest, SleepThatIsAnnouncedWhileFansAreBeingTakenHandsThemBackAfterwards) {
+TEST_F(HelperServiceHoldTest, SleepAnnouncedWhileTakingTheFansHandsThemBack) {
     makeService();
     controller.setUnlockRule({true, 1});
     clock.meanwhile.emplace_back([this] {
-        if (power.registered() > 0) // the system asks nobody else
+        if (power.registered() > 0) // the system notifies only registered processes
             queue.post([this] { power.send(willSleep, 7); });
     });
     takeTrace();
@@ -178,7 +178,7 @@ TEST_F(HelperServiceHoldTest, SleepThatIsAnnouncedWhileFansAreBeingTakenHandsThe
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(HelperServiceHoldTest, ARegistrationThatFailsAtTheStartIsTriedAgainAtEachHold) {
+TEST_F(HelperServiceHoldTest, RetriesAFailedPowerRegistrationOnEachHold) {
     power.isPresent = false;
     makeService();
     EXPECT_EQ(hold(0.5), std::nullopt);
@@ -192,7 +192,7 @@ TEST_F(HelperServiceHoldTest, ARegistrationThatFailsAtTheStartIsTriedAgainAtEach
 
 // --- failures
 
-TEST_F(HelperServiceHoldTest, AHoldThatCannotStartRepliesTheErrorAndLogsNothing) {
+TEST_F(HelperServiceHoldTest, RepliesWithTheErrorOfAFailedHoldWithoutLogging) {
     makeService();
     const struct {
         const char* key;
@@ -214,7 +214,7 @@ TEST_F(HelperServiceHoldTest, AHoldThatCannotStartRepliesTheErrorAndLogsNothing)
     EXPECT_EQ(hold(0.5), "Changing fan speed needs administrator rights. Run this with sudo.");
 }
 
-TEST_F(HelperServiceHoldTest, AHoldThatCannotStartLeavesNoFanTakenAndNoHold) {
+TEST_F(HelperServiceHoldTest, AFailedHoldLeavesNoFanTaken) {
     makeService();
     controller.answer("F1Tg", SMCCommand::writeBytes, 0x84);
     EXPECT_NE(hold(0.5), std::nullopt);
@@ -222,7 +222,7 @@ TEST_F(HelperServiceHoldTest, AHoldThatCannotStartLeavesNoFanTakenAndNoHold) {
     EXPECT_EQ(queue.liveTimers(), 0);
 }
 
-TEST_F(HelperServiceHoldTest, AHoldThatTheSystemIsOutOfSomethingForIsRefused) {
+TEST_F(HelperServiceHoldTest, RefusesAHoldWhenTheSystemIsOutOfAResource) {
     power.isThrowing = true;
     makeService();
     EXPECT_EQ(hold(0.5), "out of ports");
@@ -232,7 +232,7 @@ TEST_F(HelperServiceHoldTest, AHoldThatTheSystemIsOutOfSomethingForIsRefused) {
     EXPECT_TRUE(isAnyManual());
 }
 
-TEST_F(HelperServiceHoldTest, AFailingHoldReplacesAGoodOneAndLeavesTheFansAutomatic) {
+TEST_F(HelperServiceHoldTest, AFailedHoldStillEndsTheRunningHold) {
     makeService();
     setChip(96);
     hold(0.3, true);
@@ -249,14 +249,14 @@ TEST_F(HelperServiceHoldTest, AFailingHoldReplacesAGoodOneAndLeavesTheFansAutoma
     EXPECT_THAT(takeEffects(), IsEmpty());
 }
 
-TEST_F(HelperServiceHoldTest, AFailedUnlockLeavesTheSwitchOff) {
+TEST_F(HelperServiceHoldTest, AFailedUnlockClearsTheSwitch) {
     makeService();
     controller.setUnlockRule({true, 1e9});
     EXPECT_NE(hold(0.5), std::nullopt);
     EXPECT_EQ(controller.number("Ftst"), 0);
 }
 
-TEST_F(HelperServiceHoldTest, AHoldWithTheLidClosedSucceedsAndYields) {
+TEST_F(HelperServiceHoldTest, AHoldWithTheLidClosedYields) {
     makeService();
     clamshell.state = true;
     takeTrace();

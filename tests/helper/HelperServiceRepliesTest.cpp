@@ -15,7 +15,7 @@ class HelperServiceRepliesTest : public ServiceFixture {};
 
 const char* const noFansText = "This Mac has no controllable fan.";
 
-TEST_F(HelperServiceRepliesTest, EveryRequestInTheQueueIsAnsweredWhenTheServiceIsGone) {
+TEST_F(HelperServiceRepliesTest, AnswersQueuedRequestsAfterItsDestruction) {
     makeService();
     ReplyProbe<std::optional<Data>> snapshot("fetchSnapshot");
     ReplyProbe<std::optional<std::string>> hold("hold");
@@ -36,12 +36,12 @@ TEST_F(HelperServiceRepliesTest, EveryRequestInTheQueueIsAnsweredWhenTheServiceI
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
-/// What a request may find, and whatever it finds, it is answered once.
+/// Combines requests with the service's states: each request must be answered exactly once.
 class EveryStateTest : public ServiceFixture {
 protected:
     struct Situation {
         const char* name;
-        std::function<void()> enter; ///< From a fresh hold of one client, which hands back on lid close.
+        std::function<void()> enter; ///< Starts from a new hold of one client, with hand-back on lid close.
         std::function<bool()> isEntered;
         bool canHold = true; ///< Whether a new hold can start.
     };
@@ -65,7 +65,7 @@ protected:
         };
     }
 
-    /// Each checks that it is answered once, and how.
+    /// Each entry makes a request and checks that it is answered once.
     std::vector<std::pair<const char*, std::function<void(const Situation&)>>> requests() {
         return {
             {"helperVersion", [this](const Situation&) { EXPECT_EQ(helperVersion(), 6); }},
@@ -89,7 +89,7 @@ protected:
 
 private:
     void tick() { queue.runFor(2); }
-    /// Another program takes a fan, and the repair shows what has become of the hold.
+    /// Simulates another program that takes a fan, and runs the repair.
     void loseFan() {
         controller.setNumber("F0Md", 0);
         tick();
@@ -102,7 +102,7 @@ private:
     Trace logs_;
 };
 
-TEST_F(EveryStateTest, EveryRequestIsAnsweredOnce) {
+TEST_F(EveryStateTest, AnswersEveryRequestOnce) {
     for (const auto& situation : situations())
         for (const auto& [request, make] : requests()) {
             SCOPED_TRACE(std::string(request) + ", " + situation.name);
@@ -110,12 +110,12 @@ TEST_F(EveryStateTest, EveryRequestIsAnsweredOnce) {
             situation.enter();
             EXPECT_TRUE(situation.isEntered());
             make(situation);
-            queue.runFor(0.3); // a second answer would come by now, as does the end after a stand-down
+            queue.runFor(0.3); // long enough for a second answer, or for the exit after a stand-down
             service.reset();
         }
 }
 
-TEST_F(HelperServiceRepliesTest, RequestsAreCarriedOutInTheirOrder) {
+TEST_F(HelperServiceRepliesTest, PerformsRequestsInOrder) {
     makeService();
     takeTrace();
     Trace order;

@@ -20,12 +20,12 @@ const char* const noFansText = "This Mac has no controllable fan.";
 
 // --- creation
 
-TEST_F(HelperServiceTest, StartingCountsTheFansAndLogsNothing) {
+TEST_F(HelperServiceTest, CountsTheFansWithoutLogging) {
     makeService();
     EXPECT_EQ(takeTrace(), Trace({"FNum?"}));
 }
 
-TEST_F(HelperServiceTest, WithoutAControllerItSaysSoAndRefusesEveryRequest) {
+TEST_F(HelperServiceTest, RefusesEveryRequestWithoutAController) {
     exchange.isPresent = false;
     makeService();
     EXPECT_EQ(takeTrace(),
@@ -40,7 +40,7 @@ TEST_F(HelperServiceTest, WithoutAControllerItSaysSoAndRefusesEveryRequest) {
     EXPECT_EQ(takeTrace(), Trace({"[NOTICE] service: A newer Kelo asked us to stand down.", "reply", "leave"}));
 }
 
-TEST_F(HelperServiceTest, WithoutFansItSaysTheSame) {
+TEST_F(HelperServiceTest, RefusesRequestsWithoutFans) {
     controller.setNumber("FNum", 0);
     makeService();
     EXPECT_EQ(takeTrace().back(),
@@ -50,7 +50,7 @@ TEST_F(HelperServiceTest, WithoutFansItSaysTheSame) {
 
 // --- version
 
-TEST_F(HelperServiceTest, TheVersionIsAnsweredAtOnceWithoutTheMainQueue) {
+TEST_F(HelperServiceTest, AnswersTheVersionWithoutTheMainQueue) {
     makeService();
     ReplyProbe<std::int64_t> probe;
     service->helperVersion(probe.reply());
@@ -60,7 +60,7 @@ TEST_F(HelperServiceTest, TheVersionIsAnsweredAtOnceWithoutTheMainQueue) {
 
 // --- snapshot
 
-TEST_F(HelperServiceTest, ASnapshotIsTakenOnTheMainQueue) {
+TEST_F(HelperServiceTest, TakesASnapshotOnTheMainQueue) {
     makeService();
     takeTrace();
     ReplyProbe<std::optional<Data>> probe;
@@ -71,7 +71,7 @@ TEST_F(HelperServiceTest, ASnapshotIsTakenOnTheMainQueue) {
     EXPECT_TRUE(probe.isAnswered());
 }
 
-TEST_F(HelperServiceTest, AChipThatChangesInASnapshotGivesItsWarmthFirstAndItsTemperatureThen) {
+TEST_F(HelperServiceTest, ReadsTheWarmthBeforeTheChipTemperature) {
     makeService();
     InterposedExchange interposed(exchange);
     interposed.afterNext("read Tp09", [this] {
@@ -79,12 +79,12 @@ TEST_F(HelperServiceTest, AChipThatChangesInASnapshotGivesItsWarmthFirstAndItsTe
         controller.setNumber("F1Ac", 5000);
     });
     const auto taken = snapshot();
-    EXPECT_EQ(taken.currentRPM, 1200); // the fans were read before
+    EXPECT_EQ(taken.currentRPM, 1200); // the fans were read earlier
     EXPECT_EQ(taken.warmth, "cool");
     EXPECT_EQ(taken.chipCelsius, 85);
 }
 
-TEST_F(HelperServiceTest, ASnapshotHoldsTheReadings) {
+TEST_F(HelperServiceTest, ASnapshotContainsTheReadings) {
     makeService();
     controller.setNumber("F1Ac", 2404);
     controller.setNumber("F1Tg", 2400);
@@ -101,7 +101,7 @@ TEST_F(HelperServiceTest, ASnapshotHoldsTheReadings) {
                                        .lidHasFan = false}));
 }
 
-TEST_F(HelperServiceTest, TheFastestFanIsReportedAndTheFirstOfEquallyFastOnes) {
+TEST_F(HelperServiceTest, ReportsTheFirstOfTheFastestFans) {
     makeService();
     controller.setNumber("F0Ac", 2000);
     controller.setNumber("F1Ac", 2000);
@@ -119,7 +119,7 @@ TEST_F(HelperServiceTest, TheSnapshotCountsTheUsableFans) {
     EXPECT_EQ(snapshot().maxRPM, 5500);
 }
 
-TEST_F(HelperServiceTest, OneManualFanIsUnderControlWhicheverItIs) {
+TEST_F(HelperServiceTest, AnyManualFanIsUnderKeloControl) {
     makeService();
     EXPECT_FALSE(snapshot().underKeloControl);
     controller.setNumber("F1Md", 1);
@@ -129,7 +129,7 @@ TEST_F(HelperServiceTest, OneManualFanIsUnderControlWhicheverItIs) {
     EXPECT_TRUE(snapshot().underKeloControl);
 }
 
-TEST_F(HelperServiceTest, WarmthIsItsText) {
+TEST_F(HelperServiceTest, ReportsWarmthAsText) {
     makeService();
     for (const auto& [celsius, text] : {std::pair(45, "cool"), std::pair(60, "warm"), std::pair(80, "hot")}) {
         setChip(celsius);
@@ -137,14 +137,14 @@ TEST_F(HelperServiceTest, WarmthIsItsText) {
     }
 }
 
-TEST_F(HelperServiceTest, WithoutAChipReadingTheSnapshotHasNone) {
+TEST_F(HelperServiceTest, OmitsTheChipTemperatureWithoutAReading) {
     makeService();
     controller.remove("Tp09");
     EXPECT_EQ(snapshot().chipCelsius, std::nullopt);
     EXPECT_EQ(snapshot().warmth, "cool");
 }
 
-TEST_F(HelperServiceTest, WithNoUsableFanTheSnapshotIsEmptyButForWarmthAndChip) {
+TEST_F(HelperServiceTest, ReportsOnlyTheChipWithoutUsableFans) {
     makeService();
     EXPECT_EQ(hold(0.5, true), std::nullopt);
     clamshell.state = true;
@@ -155,7 +155,7 @@ TEST_F(HelperServiceTest, WithNoUsableFanTheSnapshotIsEmptyButForWarmthAndChip) 
     EXPECT_EQ(snapshot(), (FanSnapshot{0, 0, 0, 0, 0, false, "hot", 85, false, false}));
 }
 
-TEST_F(HelperServiceTest, ASnapshotThatJSONCannotHoldIsNone) {
+TEST_F(HelperServiceTest, RepliesWithNoSnapshotIfAReadingIsNotFinite) {
     makeService();
     for (const double number : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
         setChip(number);
@@ -170,7 +170,7 @@ TEST_F(HelperServiceTest, ASnapshotThatJSONCannotHoldIsNone) {
     }
 }
 
-TEST_F(HelperServiceTest, TheSnapshotTellsThatAirIsAddedAndThatTheLidHasTheFan) {
+TEST_F(HelperServiceTest, TheSnapshotReportsAddedAirAndTheClosedLid) {
     makeService();
     setChip(96);
     EXPECT_EQ(hold(0.3, true), std::nullopt);
@@ -186,7 +186,7 @@ TEST_F(HelperServiceTest, TheSnapshotTellsThatAirIsAddedAndThatTheLidHasTheFan) 
 
 // --- hand-back
 
-TEST_F(HelperServiceTest, HandingBackEndsTheHoldHandsBackAgainAndReplies) {
+TEST_F(HelperServiceTest, HandingBackEndsTheHoldAndHandsBackAgain) {
     makeService();
     hold(0.5);
     takeTrace();
@@ -196,7 +196,7 @@ TEST_F(HelperServiceTest, HandingBackEndsTheHoldHandsBackAgainAndReplies) {
     EXPECT_EQ(queue.liveTimers(), 0);
 }
 
-TEST_F(HelperServiceTest, HandingBackRepliesOnceTheHoldIsReleasedAndTheFansAreBack) {
+TEST_F(HelperServiceTest, HandingBackRepliesAfterTheFansAreHandedBack) {
     makeService();
     hold(0.5);
     takeTrace();
@@ -209,7 +209,7 @@ TEST_F(HelperServiceTest, HandingBackRepliesOnceTheHoldIsReleasedAndTheFansAreBa
               restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() + Trace({"reply"}));
 }
 
-TEST_F(HelperServiceTest, HandingBackWithoutAHoldHandsBackAllTheSame) {
+TEST_F(HelperServiceTest, HandingBackWorksWithoutAHold) {
     makeService();
     controller.setNumber("F1Md", 1);
     takeTrace();
@@ -220,7 +220,7 @@ TEST_F(HelperServiceTest, HandingBackWithoutAHoldHandsBackAllTheSame) {
 
 // --- stand-down
 
-TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndLeavesThreeTenthsLater) {
+TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndLeavesAfterThreeTenthsOfASecond) {
     makeService();
     hold(0.5);
     takeTrace();
@@ -233,7 +233,7 @@ TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndLeavesThreeTenthsLater) {
     EXPECT_EQ(takeEffects(), Trace({"leave"}));
 }
 
-TEST_F(HelperServiceTest, StandingDownLeavesAlsoWhenTheServiceIsGone) {
+TEST_F(HelperServiceTest, StandingDownLeavesEvenIfTheServiceIsDestroyed) {
     makeService();
     standDown();
     takeTrace();
@@ -244,7 +244,7 @@ TEST_F(HelperServiceTest, StandingDownLeavesAlsoWhenTheServiceIsGone) {
 
 // --- shutdown
 
-TEST_F(HelperServiceTest, ShuttingDownWithNothingRunningHandsBackAndSaysSoEachTime) {
+TEST_F(HelperServiceTest, ShuttingDownWithoutAHoldHandsBackEachTime) {
     makeService();
     takeTrace();
     service->shutdownNow();

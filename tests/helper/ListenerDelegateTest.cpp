@@ -44,7 +44,7 @@ protected:
     std::unique_ptr<ListenerDelegate> delegate_;
 };
 
-TEST_F(AdmissionTest, AConnectionIsConfiguredCountedAndOnlyThenResumed) {
+TEST_F(AdmissionTest, ConfiguresAConnectionBeforeResumingIt) {
     ScriptedConnection connection;
     connection.onStep = [this](const std::string& step) { note(step); };
     EXPECT_TRUE(delegate().shouldAcceptNewConnection(connection));
@@ -52,7 +52,7 @@ TEST_F(AdmissionTest, AConnectionIsConfiguredCountedAndOnlyThenResumed) {
     EXPECT_TRUE(connection.isResumed);
 }
 
-TEST_F(AdmissionTest, TheClientIsCountedBeforeTheConnectionIsResumed) {
+TEST_F(AdmissionTest, CountsTheClientBeforeResumingItsConnection) {
     ScriptedConnection connection;
     std::size_t postedAtResume = 0;
     connection.onStep = [&](const std::string& step) {
@@ -63,14 +63,14 @@ TEST_F(AdmissionTest, TheClientIsCountedBeforeTheConnectionIsResumed) {
     EXPECT_EQ(postedAtResume, 1U);
 }
 
-TEST_F(AdmissionTest, EveryConnectionExportsTheSameService) {
+TEST_F(AdmissionTest, ExportsTheSameServiceToEveryConnection) {
     const auto first = listener.connect();
     const auto second = listener.connect();
     EXPECT_EQ(first->object, service);
     EXPECT_EQ(second->object, service);
 }
 
-TEST_F(AdmissionTest, EachConnectionCountsAsOneClientAndEachInvalidationAsOneDeparture) {
+TEST_F(AdmissionTest, CountsConnectionsAndInvalidations) {
     const auto first = listener.connect();
     const auto second = listener.connect();
     holdWith(*first);
@@ -82,7 +82,7 @@ TEST_F(AdmissionTest, EachConnectionCountsAsOneClientAndEachInvalidationAsOneDep
     EXPECT_EQ(takeLogs(), Trace({"[NOTICE] service: Last client disconnected; handing the fan back shortly."}));
 }
 
-TEST_F(AdmissionTest, AConnectionThatIsInterruptedAndInvalidatedReportsTwiceAndTheCountStopsAtZero) {
+TEST_F(AdmissionTest, CountsAnInterruptionAndAnInvalidationAsTwoDepartures) {
     const Trace lastHasLeft = {"[NOTICE] service: Last client disconnected; handing the fan back shortly."};
     const auto first = listener.connect();
     const auto second = listener.connect();
@@ -93,7 +93,7 @@ TEST_F(AdmissionTest, AConnectionThatIsInterruptedAndInvalidatedReportsTwiceAndT
     first->onInvalidation();
     queue.runReady();
     EXPECT_EQ(takeLogs(), lastHasLeft);
-    second->onInterruption(); // the count is at zero and stays there
+    second->onInterruption(); // the count stays at zero
     second->onInvalidation();
     const auto third = listener.connect();
     const auto fourth = listener.connect();
@@ -101,13 +101,13 @@ TEST_F(AdmissionTest, AConnectionThatIsInterruptedAndInvalidatedReportsTwiceAndT
     takeTrace();
     third->onInvalidation();
     queue.runFor(60);
-    EXPECT_THAT(takeLogs(), IsEmpty()); // of two, one is left
+    EXPECT_THAT(takeLogs(), IsEmpty()); // one of two clients is left
     fourth->onInvalidation();
     queue.runReady();
     EXPECT_EQ(takeLogs(), lastHasLeft);
 }
 
-TEST_F(AdmissionTest, ADepartureIsReportedFromTheConnectionsThreadAndCountedOnTheMainQueue) {
+TEST_F(AdmissionTest, CountsADepartureOnTheMainQueue) {
     const auto connection = listener.connect();
     holdWith(*connection);
     connection->onInvalidation();
@@ -116,7 +116,7 @@ TEST_F(AdmissionTest, ADepartureIsReportedFromTheConnectionsThreadAndCountedOnTh
     EXPECT_FALSE(takeTrace().empty());
 }
 
-TEST_F(AdmissionTest, AConnectionAfterTheExecutableWasReplacedIsRefusedUntouchedAndTheHelperLeaves) {
+TEST_F(AdmissionTest, RefusesConnectionsAndLeavesAfterTheExecutableIsReplaced) {
     const auto client = listener.connect();
     holdWith(*client);
     events.place(FileIdentity{1, 101});
@@ -124,13 +124,13 @@ TEST_F(AdmissionTest, AConnectionAfterTheExecutableWasReplacedIsRefusedUntouched
     late.onStep = [this](const std::string& step) { note(step); };
     EXPECT_FALSE(delegate().shouldAcceptNewConnection(late));
     EXPECT_EQ(late.object, nullptr);
-    EXPECT_THAT(takeTrace(), IsEmpty()); // the refusal waits for nothing
+    EXPECT_THAT(takeTrace(), IsEmpty()); // the refusal is immediate
     queue.runReady();
     EXPECT_EQ(takeTrace(),
               Trace({"leave: Our binary was replaced on disk. Handing the fan back and leaving for the new helper."}));
 }
 
-TEST_F(AdmissionTest, AConnectionIsLookedAtAfreshEachTime) {
+TEST_F(AdmissionTest, ExaminesTheExecutableForEachConnection) {
     EXPECT_NE(listener.connect(), nullptr);
     events.place(std::nullopt);
     EXPECT_EQ(listener.connect(), nullptr);
@@ -148,7 +148,7 @@ protected:
     }
 };
 
-TEST_F(AdmissionWithoutWatchTest, NoConnectionIsEverRefused) {
+TEST_F(AdmissionWithoutWatchTest, NeverRefusesAConnection) {
     events.place(std::nullopt);
     EXPECT_NE(listener.connect(), nullptr);
     queue.runFor(60);

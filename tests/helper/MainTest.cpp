@@ -6,12 +6,12 @@
 #include "testing/MachineFixture.h"
 #include "testing/ScriptedPlatform.h"
 
-int helperMain(); // the helper's own main, which the build gives this name
+int helperMain(); // the helper's main function, renamed by the build
 
 namespace kelo {
 namespace {
 
-/// What the platform of this program is, as long as a test wants it to have one.
+/// The platform that `makePlatform` returns; null if the platform is unavailable.
 ScriptedPlatform* platformInUse = nullptr;
 
 class MainTest : public MachineFixture {
@@ -26,19 +26,19 @@ protected:
     ScriptedPlatform platform{machine};
 };
 
-TEST_F(MainTest, AMainLoopThatReturnsEndsTheHelperWithStatusZero) {
+TEST_F(MainTest, ReturnsZeroWhenTheMainLoopReturns) {
     EXPECT_EQ(helperMain(), 0);
     const auto steps = takeTrace();
     ASSERT_GE(steps.size(), 2U);
     EXPECT_EQ(steps[steps.size() - 2], "[NOTICE] listener: Listening on app.kelo.helper");
-    EXPECT_EQ(steps.back(), "run"); // nobody else has called exit
+    EXPECT_EQ(steps.back(), "run"); // exit was not called
 }
 
-TEST(MainWithoutAPlatform, SaysWhyAndEndsTheHelperWithStatusZero) {
+TEST(MainWithoutAPlatform, ReportsTheReasonAndReturnsZero) {
     testing::internal::CaptureStderr();
     const int status = helperMain();
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "[ERROR] listener: The system refuses what the helper cannot do without (epoll_create1).\n");
+              "[ERROR] listener: The system refused a resource that the helper needs (epoll_create1).\n");
     EXPECT_EQ(status, 0);
 }
 

@@ -15,7 +15,7 @@
 namespace kelo {
 namespace {
 
-TEST(KeloHelperConstants, AreWhatBothSidesAgreedOn) {
+TEST(KeloHelperConstants, HaveTheirAgreedValues) {
     EXPECT_STREQ(KeloHelper::machServiceName, "app.kelo.helper");
     EXPECT_EQ(KeloHelper::orphanGracePeriod, 8.0);
     EXPECT_EQ(KeloHelper::interfaceVersion, 6);
@@ -28,7 +28,7 @@ void expectRequest(const char* selector) {
     EXPECT_TRUE((std::is_same_v<decltype(Request().arguments()), std::tuple<Arguments...>>)) << selector;
 }
 
-TEST(Requests, AreTheFiveOfTheProtocolInItsOrder) {
+TEST(Requests, AreTheFiveOfTheProtocolInOrder) {
     using namespace requests;
     EXPECT_TRUE((std::is_same_v<Any, std::variant<FetchSnapshot, Hold, HandBack, HelperVersion, StandDown>>));
     expectRequest<FetchSnapshot, std::optional<Data>>("fetchSnapshotWithReply:");
@@ -44,7 +44,7 @@ TEST(SigningIdentity, HasTheIdentifiersOfAppAndHelper) {
     EXPECT_STREQ(SigningIdentity::helperIdentifier, "app.kelo.helper");
 }
 
-TEST(SigningIdentity, TheRequirementIsItsTextAroundTheTwoNamesOfWhichNothingIsEscaped) {
+TEST(SigningIdentity, InsertsBothNamesIntoTheRequirementUnescaped) {
     const struct {
         const char *identifier, *team, *requirement;
     } cases[] = {
@@ -53,7 +53,7 @@ TEST(SigningIdentity, TheRequirementIsItsTextAroundTheTwoNamesOfWhichNothingIsEs
         {"", "", R"(anchor apple generic and identifier "" and certificate leaf[subject.OU] = "")"},
         {R"(x" or anchor apple)", "a\\b\n",
          "anchor apple generic and identifier \"x\" or anchor apple\" and certificate leaf[subject.OU] = \"a\\b\n\""},
-        // Quotes that pair up make good requirements, and not the ones that were meant: the caller keeps them out.
+        // Paired quotes make a well-formed requirement with another meaning; callers must exclude them.
         {R"(a" or identifier "evil)", "T",
          R"(anchor apple generic and identifier "a" or identifier "evil" and certificate leaf[subject.OU] = "T")"},
         {"a", R"(T" or identifier "evil)",
@@ -64,7 +64,7 @@ TEST(SigningIdentity, TheRequirementIsItsTextAroundTheTwoNamesOfWhichNothingIsEs
         EXPECT_EQ(SigningIdentity::requirement(identifier, team), requirement);
 }
 
-TEST(SigningIdentity, TheTeamIsQueriedAfreshEachTime) {
+TEST(SigningIdentity, QueriesTheTeamEachTime) {
     int queries = 0;
     ScriptedSigningInformation signing;
     signing.team.reset();

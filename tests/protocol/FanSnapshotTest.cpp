@@ -18,7 +18,7 @@ using ::testing::AnyOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// The speeds in the order of the record, then the chip's temperature.
+/// The four speeds in the record's order, then the chip's temperature.
 using Readings = std::array<double, 5>;
 constexpr Readings heldReadings = {2404.0, 1200.0, 6000.0, 2400.0, 61.5};
 
@@ -44,10 +44,10 @@ std::string text(const FanSnapshot& snapshot) {
     return {data.begin(), data.end()};
 }
 
-/// The example as JSON.
+/// The example snapshot as JSON.
 std::string whole() { return text(heldSnapshot()); }
 
-/// The example with a piece of text inserted at a place.
+/// The example's JSON with `piece` inserted at `place`.
 Data inserted(const std::string& piece, std::size_t place) { return bytes(whole().insert(place, piece)); }
 
 std::string decodingError(const Data& data) {
@@ -59,7 +59,7 @@ std::string decodingError(const Data& data) {
     return "decoded";
 }
 
-/// The members of the example, to be broken one by one.
+/// The members of the example, for tests that change one of them.
 nlohmann::ordered_json members() { return nlohmann::ordered_json::parse(whole()); }
 
 const char* const requiredKeys[] = {"fanCount",         "currentRPM", "minRPM",    "maxRPM",   "targetRPM",
@@ -67,13 +67,13 @@ const char* const requiredKeys[] = {"fanCount",         "currentRPM", "minRPM", 
 
 // --- encoding
 
-TEST(FanSnapshotEncoding, WritesTheTenMembersInTheOrderOfTheRecord) {
+TEST(FanSnapshotEncoding, WritesTheTenMembersInOrder) {
     EXPECT_EQ(whole(), R"({"fanCount":1,"currentRPM":2404.0,"minRPM":1200.0,"maxRPM":6000.0,)"
                        R"("targetRPM":2400.0,"underKeloControl":true,"warmth":"warm","chipCelsius":61.5,)"
                        R"("addingAir":false,"lidHasFan":false})");
 }
 
-TEST(FanSnapshotEncoding, LeavesOutAMissingChipTemperatureRatherThanWritingNull) {
+TEST(FanSnapshotEncoding, OmitsAMissingChipTemperature) {
     const FanSnapshot snapshot{1, 2404, 1200, 6000, 2400, true, "warm", std::nullopt, false, false};
     EXPECT_EQ(nlohmann::json::parse(text(snapshot)).size(), 9U);
     EXPECT_THAT(text(snapshot), Not(AnyOf(HasSubstr("chipCelsius"), HasSubstr("null"))));
@@ -84,7 +84,7 @@ TEST(FanSnapshotEncoding, WritesAMacWithoutFans) {
     EXPECT_EQ(FanSnapshot::decoded(none.encoded()), none);
 }
 
-TEST(FanSnapshotEncoding, FailsForANumberThatIsNotFiniteInAnyMember) {
+TEST(FanSnapshotEncoding, FailsForANonFiniteNumber) {
     for (const double number : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
                                 -std::numeric_limits<double>::infinity()})
         for (std::size_t reading = 0; reading < heldReadings.size(); ++reading) {
@@ -94,12 +94,12 @@ TEST(FanSnapshotEncoding, FailsForANumberThatIsNotFiniteInAnyMember) {
         }
 }
 
-TEST(FanSnapshotEncoding, FailsForAWarmthThatIsNotUTF8) {
+TEST(FanSnapshotEncoding, FailsForANonUTF8Warmth) {
     const FanSnapshot snapshot{0, 0, 0, 0, 0, false, "\xFF\xFE", 45.0, false, false};
     EXPECT_THROW((void)snapshot.encoded(), SnapshotError);
 }
 
-TEST(FanSnapshotEncoding, ReadsBackAsTheSameRecordWhateverItsNumbers) {
+TEST(FanSnapshotEncoding, DecodesToTheSameSnapshot) {
     std::mt19937_64 random(20261121);
     for (int i = 0; i < 2'000; ++i) {
         Readings readings{};
@@ -114,7 +114,7 @@ TEST(FanSnapshotEncoding, ReadsBackAsTheSameRecordWhateverItsNumbers) {
 
 // --- decoding
 
-TEST(FanSnapshotDecoding, ReadsMembersInAnyOrderAndAnyJSONNumberForASpeed) {
+TEST(FanSnapshotDecoding, ReadsMembersInAnyOrderAndSpeedsInAnyNotation) {
     const auto snapshot = FanSnapshot::decoded(
         bytes(R"( { "lidHasFan" : false, "addingAir":false, "warmth":"warm", "underKeloControl":true,
                    "targetRPM":2400, "maxRPM":6e3, "minRPM":12e2, "currentRPM":2404, "fanCount":1,
@@ -122,7 +122,7 @@ TEST(FanSnapshotDecoding, ReadsMembersInAnyOrderAndAnyJSONNumberForASpeed) {
     EXPECT_EQ(snapshot, heldSnapshot());
 }
 
-TEST(FanSnapshotDecoding, ReadsASpeedBeyondEveryInteger) {
+TEST(FanSnapshotDecoding, ReadsSpeedsThatExceedIntegers) {
     const std::pair<const char*, double> speeds[] = {
         {"9223372036854775808", 0x1p63}, {"18446744073709551615", 0x1p64}, {"-1e300", -1e300}};
     for (const auto& [written, speed] : speeds) {
@@ -132,7 +132,7 @@ TEST(FanSnapshotDecoding, ReadsASpeedBeyondEveryInteger) {
     }
 }
 
-TEST(FanSnapshotDecoding, TakesAMissingOrNullChipTemperatureAsNone) {
+TEST(FanSnapshotDecoding, TreatsANullChipTemperatureAsMissing) {
     auto json = members();
     json["chipCelsius"] = nullptr;
     EXPECT_EQ(FanSnapshot::decoded(bytes(json.dump())).chipCelsius, std::nullopt);
@@ -140,7 +140,7 @@ TEST(FanSnapshotDecoding, TakesAMissingOrNullChipTemperatureAsNone) {
     EXPECT_EQ(FanSnapshot::decoded(bytes(json.dump())).chipCelsius, std::nullopt);
 }
 
-TEST(FanSnapshotDecoding, FailsWithoutAnyOfTheOtherKeys) {
+TEST(FanSnapshotDecoding, FailsIfARequiredKeyIsMissing) {
     for (const auto* key : requiredKeys) {
         auto json = members();
         json.erase(key);
@@ -154,11 +154,11 @@ TEST(FanSnapshotDecoding, FailsForNullInARequiredMember) {
         auto json = members();
         json[key] = nullptr;
         EXPECT_EQ(decodingError(bytes(json.dump())),
-                  "The snapshot cannot be read: the key \"" + std::string(key) + "\" has another type than expected.");
+                  "The snapshot cannot be read: the key \"" + std::string(key) + "\" has the wrong type.");
     }
 }
 
-TEST(FanSnapshotDecoding, FailsForAnotherType) {
+TEST(FanSnapshotDecoding, FailsForAValueOfTheWrongType) {
     const std::pair<const char*, const char*> wrongValues[] = {
         {"fanCount", "1.5"},
         {"fanCount", "1.0"},
@@ -185,12 +185,12 @@ TEST(FanSnapshotDecoding, FailsForAnotherType) {
     for (const auto& [key, value] : wrongValues) {
         auto json = members();
         json[key] = nlohmann::ordered_json::parse(value);
-        EXPECT_THAT(decodingError(bytes(json.dump())), HasSubstr("\"" + std::string(key) + "\" has another type"))
+        EXPECT_THAT(decodingError(bytes(json.dump())), HasSubstr("\"" + std::string(key) + "\" has the wrong type"))
             << value;
     }
 }
 
-TEST(FanSnapshotDecoding, IgnoresUnknownKeysWhateverTheyHold) {
+TEST(FanSnapshotDecoding, IgnoresUnknownKeysWithAnyValue) {
     const std::string deep = std::string(32'000, '[') + std::string(32'000, ']');
     const std::string large = "\"" + std::string(64'000, 'x') + "\"";
     for (const auto& member :
@@ -201,25 +201,25 @@ TEST(FanSnapshotDecoding, IgnoresUnknownKeysWhateverTheyHold) {
     }
 }
 
-TEST(FanSnapshotDecoding, FindsNoKeyBelowTheTopLevel) {
+TEST(FanSnapshotDecoding, FindsOnlyTopLevelKeys) {
     EXPECT_EQ(decodingError(bytes(R"({"snapshot":)" + whole() + "}")),
               "The snapshot cannot be read: the key \"fanCount\" is missing.");
 }
 
-TEST(FanSnapshotDecoding, CountsTheLastOfAKeyThatAppearsTwice) {
+TEST(FanSnapshotDecoding, UsesTheLastValueOfARepeatedKey) {
     for (const auto* last : {R"(,"fanCount":2)", R"(,"\u0066anCount":2)", R"(,"fanCount":"1","fanCount":2)"})
         EXPECT_EQ(FanSnapshot::decoded(inserted(last, whole().size() - 1)).fanCount, 2) << last;
     EXPECT_THAT(decodingError(inserted(R"(,"fanCount":"2")", whole().size() - 1)),
-                HasSubstr("\"fanCount\" has another type"));
+                HasSubstr("\"fanCount\" has the wrong type"));
 }
 
-TEST(FanSnapshotDecoding, ReadsAKeyThatIsWrittenInEscapes) {
+TEST(FanSnapshotDecoding, ReadsAnEscapedKey) {
     auto json = whole();
     json.replace(json.find("fanCount"), 8, R"(\u0066anCount)");
     EXPECT_EQ(FanSnapshot::decoded(bytes(json)), heldSnapshot());
 }
 
-TEST(FanSnapshotDecoding, ReadsEveryCountThatIsASigned64BitInteger) {
+TEST(FanSnapshotDecoding, ReadsAnySigned64BitCount) {
     const std::pair<const char*, std::int64_t> counts[] = {
         {"-9223372036854775808", INT64_MIN}, {"9223372036854775807", INT64_MAX}, {"-1", -1}, {"-0", 0}};
     for (const auto& [written, count] : counts) {
@@ -232,16 +232,16 @@ TEST(FanSnapshotDecoding, ReadsEveryCountThatIsASigned64BitInteger) {
     for (const auto* tooMuch : {"-9223372036854775809", "9223372036854775808"}) {
         auto json = whole();
         json.replace(json.find(":1,"), 3, ":" + std::string(tooMuch) + ",");
-        EXPECT_THAT(decodingError(bytes(json)), HasSubstr("\"fanCount\" has another type")) << tooMuch;
+        EXPECT_THAT(decodingError(bytes(json)), HasSubstr("\"fanCount\" has the wrong type")) << tooMuch;
     }
 }
 
-TEST(FanSnapshotDecoding, FailsForWhatIsNotAnObject) {
+TEST(FanSnapshotDecoding, FailsForNonObjects) {
     for (const auto* json : {"[]", "1", "true", "null", "\"text\"", "[{}]"})
         EXPECT_THAT(decodingError(bytes(json)), HasSubstr("it is not an object")) << json;
 }
 
-TEST(FanSnapshotDecoding, FailsForWhatIsNotJSON) {
+TEST(FanSnapshotDecoding, FailsForInvalidJSON) {
     for (std::size_t length = 0; length < whole().size(); ++length)
         EXPECT_THAT(decodingError(bytes(whole().substr(0, length))), HasSubstr("not valid JSON")) << length;
     for (const auto& broken :
@@ -256,22 +256,22 @@ TEST(FanSnapshotDecoding, FailsForInvalidUTF8) {
                     HasSubstr("not valid JSON"));
 }
 
-TEST(FanSnapshotDecoding, FailsForNumbersThatNoDoubleHolds) {
+TEST(FanSnapshotDecoding, FailsForNumbersOutsideTheRangeOfADouble) {
     EXPECT_THAT(decodingError(bytes(R"({"currentRPM":1e999})")), HasSubstr("not valid JSON"));
     EXPECT_THAT(decodingError(bytes(R"({"currentRPM":NaN})")), HasSubstr("not valid JSON"));
 }
 
-TEST(FanSnapshotDecoding, FailsForNestingThatNeverEnds) {
+TEST(FanSnapshotDecoding, FailsForUnclosedNesting) {
     EXPECT_THAT(decodingError(bytes(std::string(65'536, '['))), HasSubstr("not valid JSON"));
     EXPECT_THAT(decodingError(bytes("{\"a\":" + std::string(65'000, '['))), HasSubstr("not valid JSON"));
 }
 
-TEST(FanSnapshotDecoding, FailsForMegabytes) {
+TEST(FanSnapshotDecoding, FailsForMegabytesOfText) {
     const std::string large = "{\"warmth\":\"" + std::string(4U << 20U, 'x') + "\"}";
     EXPECT_THAT(decodingError(bytes(large)), HasSubstr("larger than 65536 bytes"));
 }
 
-TEST(FanSnapshotDecoding, ReadsUpToTheLimitAndNoByteMore) {
+TEST(FanSnapshotDecoding, ReadsUpToTheSizeLimit) {
     auto json = whole();
     json.resize(65'536, ' ');
     EXPECT_EQ(FanSnapshot::decoded(bytes(json)), heldSnapshot());

@@ -20,7 +20,7 @@ void replace(std::string& text, const std::string& from, const std::string& to) 
         text.replace(found, from.size(), to);
 }
 
-/// What stands between `begin` and `end`, each time.
+/// Returns each text between `begin` and `end`.
 std::vector<std::string> between(const std::string& text, const std::string& begin, const std::string& end) {
     std::vector<std::string> found;
     for (auto at = text.find(begin); at != std::string::npos; at = text.find(begin, at)) {
@@ -30,7 +30,7 @@ std::vector<std::string> between(const std::string& text, const std::string& beg
     return found;
 }
 
-// Where no Swift compiler for a Mac reads the package, a change of these would be noticed by the first client only.
+// Without a Swift compiler for the Mac, only a client would notice if these declarations changed.
 class SwiftPackage : public ::testing::Test {
 protected:
     const std::string source = read("Sources/KeloProtocol/KeloHelperProtocol.swift");
@@ -50,11 +50,11 @@ TEST_F(SwiftPackage, DeclaresTheRequestsThatBecomeTheFiveSelectors) {
                             "standDown(reply: () -> Void)"));      // standDownWithReply:
 }
 
-TEST_F(SwiftPackage, IsTheModuleOfTheProtocolsRunTimeName) {
+TEST_F(SwiftPackage, HasTheModuleNameInTheProtocolsRunTimeName) {
     EXPECT_THAT(read("Package.swift"), HasSubstr(".target(name: \"KeloProtocol\")"));
 }
 
-TEST_F(SwiftPackage, RequiresOfTheHelperWhatEveryClientRequires) {
+TEST_F(SwiftPackage, RequiresTheSameHelperSignatureAsOtherClients) {
     auto requirement = between(source, "func requirement(team: String) -> String {\n        \"", "\"\n");
     ASSERT_EQ(requirement.size(), 1U);
     replace(requirement[0], "\\\"", "\"");

@@ -14,7 +14,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// The error that `action` throws; fails the test when it throws none.
+/// Returns the error that `action` throws; fails the test if it throws none.
 template <typename Action>
 FanError errorOf(Action action) {
     try {
@@ -35,26 +35,26 @@ protected:
 
 // --- manual mode
 
-TEST_F(FanControl, ManualModeThatIsGrantedAtOnceNeverTouchesTheUnlockSwitch) {
+TEST_F(FanControl, DoesNotTouchTheUnlockSwitchIfManualModeIsGrantedAtOnce) {
     EXPECT_FALSE(fans.engageManual(1));
     EXPECT_THAT(writes(), ElementsAre("write F1Md 01"));
     EXPECT_EQ(clock.sleeps, 0);
 }
 
-TEST_F(FanControl, ManualModeNeedsRootAndTouchesNothingWithout) {
+TEST_F(FanControl, RefusesManualModeWithoutRoot) {
     rights.root = false;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::needsRoot());
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
 
-TEST_F(FanControl, ManualModeThatIsGrantedAfterTheSwitchTellsSo) {
+TEST_F(FanControl, ReportsThatManualModeNeededTheUnlockSwitch) {
     controller.setUnlockRule({true, 0});
     EXPECT_TRUE(fans.engageManual(0));
     EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01"));
     EXPECT_EQ(clock.sleeps, 0);
 }
 
-TEST_F(FanControl, ManualModeIsTriedEvery100MillisecondsUntilItIsGranted) {
+TEST_F(FanControl, RetriesManualModeEvery100Milliseconds) {
     controller.setUnlockRule({true, 0.95});
     EXPECT_TRUE(fans.engageManual(0));
     EXPECT_EQ(clock.sleeps, 10);
@@ -62,15 +62,15 @@ TEST_F(FanControl, ManualModeIsTriedEvery100MillisecondsUntilItIsGranted) {
     EXPECT_EQ(controller.number("F0Md"), 1);
 }
 
-TEST_F(FanControl, ARefusalThatLastsForFourSecondsIsModeRejectedWithTheLastCode) {
+TEST_F(FanControl, ThrowsModeRejectedAfterFourSecondsOfRefusals) {
     controller.setUnlockRule({true, 1e9});
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
     EXPECT_GE(now, 4.0);
     EXPECT_LT(now, 4.11);
-    EXPECT_EQ(controller.number("Ftst"), 1); // stays on: handing back clears it
+    EXPECT_EQ(controller.number("Ftst"), 1); // stays on until the fans are handed back
 }
 
-TEST_F(FanControl, TheRejectedCodeIsTheLastOneOfTheRetries) {
+TEST_F(FanControl, ReportsTheCodeOfTheLastRetry) {
     controller.answer("F0Md", SMCCommand::writeBytes, 0x11);
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x11));
     controller.clearFaults();
@@ -78,7 +78,7 @@ TEST_F(FanControl, TheRejectedCodeIsTheLastOneOfTheRetries) {
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(-2));
 }
 
-TEST_F(FanControl, WithoutTimeForARetryTheCodeIsZeroNotThatOfTheFirstTry) {
+TEST_F(FanControl, ReportsCodeZeroWhenThereIsNoTimeForARetry) {
     controller.setUnlockRule({true, 0});
     for (const double timeout : {0.0, -1.0}) {
         fans.unlockTimeout = timeout;
@@ -89,22 +89,22 @@ TEST_F(FanControl, WithoutTimeForARetryTheCodeIsZeroNotThatOfTheFirstTry) {
     }
 }
 
-TEST_F(FanControl, TheUnlockTimeoutIsHonoured) {
+TEST_F(FanControl, RespectsTheUnlockTimeout) {
     controller.setUnlockRule({true, 1e9});
     fans.unlockTimeout = 0.25;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
     EXPECT_EQ(clock.sleeps, 3);
 }
 
-TEST_F(FanControl, AtTheDeadlineItselfNothingIsTriedAnyMore) {
-    controller.setUnlockRule({true, 0.1}); // it would be granted then
+TEST_F(FanControl, StopsRetryingAtTheDeadline) {
+    controller.setUnlockRule({true, 0.1}); // the try at the deadline would succeed
     fans.unlockTimeout = 0.1;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
     EXPECT_EQ(now, 0.1);
     EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01 -> 0x82"));
 }
 
-TEST_F(FanControl, AnUnlockSwitchThatTakesItsTimeTakesNoneFromTheRetries) {
+TEST_F(FanControl, ASlowUnlockSwitchDoesNotShortenTheRetries) {
     controller.setUnlockRule({true, 1e9});
     InterposedExchange slow(exchange);
     slow.afterNext("write Ftst 01", [this] { now += 10; });
@@ -113,7 +113,7 @@ TEST_F(FanControl, AnUnlockSwitchThatTakesItsTimeTakesNoneFromTheRetries) {
     EXPECT_NEAR(now, 14.0, 0.11);
 }
 
-TEST_F(FanControl, ASwitchThatRefusesDoesNotKeepTheRetriesFromBeingMade) {
+TEST_F(FanControl, RetriesEvenIfTheUnlockSwitchRefuses) {
     controller.answer("Ftst", std::nullopt, 0x84);
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
@@ -121,7 +121,7 @@ TEST_F(FanControl, ASwitchThatRefusesDoesNotKeepTheRetriesFromBeingMade) {
     EXPECT_EQ(writes().size(), 1U + static_cast<std::size_t>(clock.sleeps));
 }
 
-TEST_F(FanControl, TheLockedLaptopIsUnlockedInAboutASecond) {
+TEST_F(FanControl, UnlocksTheLockedLaptopInAboutASecond) {
     Profile::named("locked")->defineKeys(controller);
     EXPECT_TRUE(fans.engageManual(0));
     EXPECT_NEAR(now, 1.0, 0.11);
@@ -130,7 +130,7 @@ TEST_F(FanControl, TheLockedLaptopIsUnlockedInAboutASecond) {
 
 // --- the target
 
-TEST_F(FanControl, ATargetIsClampedIntoTheFansRangeAndReturned) {
+TEST_F(FanControl, ClampsATargetIntoTheFansRange) {
     const std::pair<double, double> targets[] = {{500, 1200},  {1200, 1200},   {3000.5, 3000.5},
                                                  {6000, 6000}, {6000.5, 6000}, {9000, 6000}};
     for (const auto& [asked, set] : targets) {
@@ -139,32 +139,32 @@ TEST_F(FanControl, ATargetIsClampedIntoTheFansRangeAndReturned) {
     }
 }
 
-TEST_F(FanControl, InfiniteTargetsAreClampedAndNaNPassesThrough) {
+TEST_F(FanControl, ClampsInfiniteTargetsAndPassesNaNThrough) {
     EXPECT_EQ(fans.setTarget(0, std::numeric_limits<double>::infinity()), 6000);
     EXPECT_EQ(fans.setTarget(0, -std::numeric_limits<double>::infinity()), 1200);
     EXPECT_TRUE(std::isnan(fans.setTarget(0, std::numeric_limits<double>::quiet_NaN())));
     EXPECT_TRUE(std::isnan(controller.number("F0Tg")));
 }
 
-TEST_F(FanControl, TheReturnedTargetIsTheDoubleAndTheWrittenOneItsFloat) {
+TEST_F(FanControl, ReturnsTheTargetAsADoubleAndWritesItAsAFloat) {
     const double asked = 3000.1;
     EXPECT_EQ(fans.setTarget(0, asked), asked);
     EXPECT_EQ(controller.number("F0Tg"), static_cast<double>(static_cast<float>(asked)));
 }
 
-TEST_F(FanControl, SettingATargetReadsTheRangeWritesTheTargetAndLeavesTheModeAlone) {
+TEST_F(FanControl, SettingATargetDoesNotChangeTheMode) {
     fans.setTarget(1, 2000);
     EXPECT_THAT(controller.texts(),
                 ElementsAre("info F1Mn", "read F1Mn", "info F1Mx", "read F1Mx", "info F1Tg", "write F1Tg 0000fa44"));
 }
 
-TEST_F(FanControl, ATargetNeedsRootAndTouchesNothingWithout) {
+TEST_F(FanControl, RefusesATargetWithoutRoot) {
     rights.root = false;
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::needsRoot());
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
 
-TEST_F(FanControl, ATargetForAFanWithoutAValidRangeIsNoFans) {
+TEST_F(FanControl, ThrowsNoFansForATargetWithoutAValidRange) {
     for (const double max : {1200.0, 1199.5, -6000.0}) { // empty, and inverted
         controller.setNumber("F0Mx", max);
         EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans()) << max;
@@ -179,7 +179,7 @@ TEST_F(FanControl, ATargetForAFanWithoutAValidRangeIsNoFans) {
     EXPECT_THAT(writes(), IsEmpty());
 }
 
-TEST_F(FanControl, ARefusedTargetIsTargetRejectedWithTheStatus) {
+TEST_F(FanControl, ThrowsTargetRejectedWithTheStatus) {
     controller.answer("F0Tg", SMCCommand::writeBytes, 0xFF);
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(255));
     controller.clearFaults();
@@ -202,12 +202,12 @@ TEST_F(FanControl, CutsTheKeyOfAnyFanIndexToFourCharacters) {
 
 // --- handing back
 
-TEST_F(FanControl, HandingBackWritesEveryFansModeInOrderAndThenTheSwitch) {
+TEST_F(FanControl, HandingBackWritesAllModesAndThenTheUnlockSwitch) {
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write F1Md 00", "write Ftst 00"));
 }
 
-TEST_F(FanControl, HandingBackTriesEveryFanWhateverTheOthersAnswer) {
+TEST_F(FanControl, HandingBackTriesEveryFanEvenIfOthersRefuse) {
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     controller.setNumber("F1Md", 1);
     controller.setNumber("Ftst", 1);
@@ -217,21 +217,21 @@ TEST_F(FanControl, HandingBackTriesEveryFanWhateverTheOthersAnswer) {
     EXPECT_EQ(controller.number("Ftst"), 0);
 }
 
-TEST_F(FanControl, HandingBackAsksForNoRightsAndSurvivesRefusedWrites) {
+TEST_F(FanControl, HandingBackWithoutRightsSurvivesRefusedWrites) {
     rights.root = false;
     exchange.isRoot = false;
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00 -> failed", "write F1Md 00 -> failed", "write Ftst 00 -> failed"));
 }
 
-TEST_F(FanControl, HandingBackSurvivesAControllerThatIsGone) {
+TEST_F(FanControl, HandingBackSurvivesADisconnectedController) {
     for (int i = 1; i <= 6; ++i)
         controller.failExchange(i);
     fans.restoreAuto();
     EXPECT_THAT(writes(), IsEmpty());
 }
 
-TEST_F(FanControl, HandingBackReleasesWhatEngagingTook) {
+TEST_F(FanControl, HandingBackReleasesEngagedFans) {
     Profile::named("locked")->defineKeys(controller);
     fans.engageManual(0);
     fans.engageManual(1);

@@ -25,19 +25,19 @@ protected:
     }
 };
 
-TEST_F(FanControllerCreation, AMissingServiceIsSmcUnavailable) {
+TEST_F(FanControllerCreation, ThrowsSmcUnavailableWithoutTheService) {
     exchange.isPresent = false;
     EXPECT_EQ(creationError(), FanError::smcUnavailable());
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
 
-TEST_F(FanControllerCreation, AFanCountOfZeroIsNoFansAndClosesTheConnection) {
+TEST_F(FanControllerCreation, ThrowsNoFansForAFanCountOfZero) {
     controller.setNumber("FNum", 0);
     EXPECT_EQ(creationError(), FanError::noFans());
     EXPECT_EQ(exchange.openConnections(), 0);
 }
 
-TEST_F(FanControllerCreation, AnUnreadableFanCountIsNoFansAndClosesTheConnection) {
+TEST_F(FanControllerCreation, ThrowsNoFansForAnUnreadableFanCount) {
     for (const auto command : {SMCCommand::readKeyInfo, SMCCommand::readBytes}) {
         controller.clearFaults();
         controller.answer("FNum", command, 0x84);
@@ -46,33 +46,33 @@ TEST_F(FanControllerCreation, AnUnreadableFanCountIsNoFansAndClosesTheConnection
     }
 }
 
-TEST_F(FanControllerCreation, ItReadsOnlyTheFanCount) {
+TEST_F(FanControllerCreation, ReadsOnlyTheFanCount) {
     const FanController fans(exchange, clock, rights);
     EXPECT_EQ(fans.fanCount(), 2);
     EXPECT_EQ(fans.unlockTimeout, 4.0);
     EXPECT_THAT(controller.texts(), ElementsAre("info FNum", "read FNum"));
 }
 
-TEST_F(FanControllerCreation, ItTalksOverTheExchangeThatItIsGiven) {
+TEST_F(FanControllerCreation, UsesTheGivenExchange) {
     smc_set_exchange(nullptr);
     const FanController fans(exchange, clock, rights);
     EXPECT_EQ(fans.fanCount(), 2);
 }
 
-TEST_F(FanControllerCreation, ItNeedsNoRights) {
+TEST_F(FanControllerCreation, NeedsNoRights) {
     rights.root = false;
     const FanController fans(exchange, clock, rights);
     EXPECT_FALSE(fans.isRoot());
     EXPECT_EQ(fans.fans().size(), 2U);
 }
 
-TEST_F(FanControllerCreation, DestroyingItClosesTheConnection) {
+TEST_F(FanControllerCreation, DestructionClosesTheConnection) {
     { const FanController fans(exchange, clock, rights); }
     EXPECT_EQ(exchange.openConnections(), 0);
     EXPECT_EQ(exchange.opens(), 1);
 }
 
-TEST_F(FanControllerCreation, OneFanIsHandedBackAlone) {
+TEST_F(FanControllerCreation, HandsASingleFanBack) {
     controller.setNumber("FNum", 1);
     FanController fans(exchange, clock, rights);
     controller.clearLog();
@@ -80,7 +80,7 @@ TEST_F(FanControllerCreation, OneFanIsHandedBackAlone) {
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write Ftst 00"));
 }
 
-TEST_F(FanControllerCreation, AsManyFansAsAByteCountsAreEachAskedForAndHandedBack) {
+TEST_F(FanControllerCreation, ReadsAndHandsBackUpTo255Fans) {
     controller.setNumber("FNum", 255);
     FanController fans(exchange, clock, rights);
     EXPECT_EQ(fans.fanCount(), 255);
@@ -88,7 +88,7 @@ TEST_F(FanControllerCreation, AsManyFansAsAByteCountsAreEachAskedForAndHandedBac
     const auto usable = fans.fans();
     ASSERT_EQ(usable.size(), 2U);
     EXPECT_EQ(usable[1].index, 1);
-    EXPECT_EQ(controller.texts().back(), "info F254 -> 0x84"); // a key has no room for the rest of the name
+    EXPECT_EQ(controller.texts().back(), "info F254 -> 0x84"); // the key has no room for the rest of the name
     controller.clearLog();
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write F1Md 00", "write Ftst 00"));
@@ -100,7 +100,7 @@ protected:
     FanController fans{exchange, clock, rights};
 };
 
-TEST_F(FanReadings, EachFanIsReadInOrderFromItsFiveKeys) {
+TEST_F(FanReadings, ReadsEachFanInOrderFromItsFiveKeys) {
     controller.setNumber("F0Ac", 2000.5);
     controller.setNumber("F0Tg", 2100);
     controller.setNumber("F1Md", 1);
@@ -111,7 +111,7 @@ TEST_F(FanReadings, EachFanIsReadInOrderFromItsFiveKeys) {
                                      "read F1Ac", "read F1Mn", "read F1Mx", "read F1Md", "read F1Tg"));
 }
 
-TEST_F(FanReadings, AFanWithoutSpeedOrRangeIsMissingAndTheOthersKeepTheirIndex) {
+TEST_F(FanReadings, OmitsAFanWithoutSpeedOrRange) {
     for (const auto* key : {"F0Ac", "F0Mn", "F0Mx"}) {
         controller.clearFaults();
         controller.answer(key, std::nullopt, 0x84);
@@ -121,7 +121,7 @@ TEST_F(FanReadings, AFanWithoutSpeedOrRangeIsMissingAndTheOthersKeepTheirIndex) 
     }
 }
 
-TEST_F(FanReadings, ASkippedFanIsNotReadFurther) {
+TEST_F(FanReadings, StopsReadingAnOmittedFan) {
     controller.answer("F0Mn", std::nullopt, 0x84);
     controller.remove("F1Ac");
     controller.clearLog();
@@ -129,7 +129,7 @@ TEST_F(FanReadings, ASkippedFanIsNotReadFurther) {
     EXPECT_THAT(controller.texts(), ElementsAre("info F0Ac", "read F0Ac", "info F0Mn -> 0x84", "info F1Ac -> 0x84"));
 }
 
-TEST_F(FanReadings, AnEmptyInvertedOrUnknownRangeMakesTheFanUnusable) {
+TEST_F(FanReadings, OmitsAFanWithAnEmptyInvertedOrNaNRange) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const std::pair<double, double> ranges[] = {{2000, 2000}, {2001, 2000}, {nan, 2000}, {2000, nan}, {nan, nan}};
     for (const auto& [min, max] : ranges) {
@@ -141,38 +141,38 @@ TEST_F(FanReadings, AnEmptyInvertedOrUnknownRangeMakesTheFanUnusable) {
     }
 }
 
-TEST_F(FanReadings, AFanWhoseTargetCannotBeReadReportsItsSpeedAsTarget) {
+TEST_F(FanReadings, ReportsTheSpeedForAnUnreadableTarget) {
     controller.setNumber("F0Ac", 3456);
     controller.remove("F0Tg");
     EXPECT_EQ(fans.fans().at(0).targetRPM, 3456);
 }
 
-TEST_F(FanReadings, AFanWhoseModeCannotBeReadIsNotManual) {
+TEST_F(FanReadings, TreatsAnUnreadableModeAsAutomatic) {
     controller.setNumber("F0Md", 1);
     controller.answer("F0Md", SMCCommand::readBytes, 0x85);
     EXPECT_FALSE(fans.fans().at(0).isManual);
 }
 
-TEST_F(FanReadings, AnyNonZeroModeByteIsManual) {
+TEST_F(FanReadings, TreatsAnyNonZeroModeByteAsManual) {
     for (const int mode : {0, 1, 2, 0x80, 0xFF}) {
         controller.setNumber("F0Md", mode);
         EXPECT_EQ(fans.fans().at(0).isManual, mode != 0) << mode;
     }
 }
 
-TEST_F(FanReadings, EveryFanUnusableIsAnEmptyList) {
+TEST_F(FanReadings, ReturnsAnEmptyListIfNoFanIsUsable) {
     controller.remove("F0Ac");
     controller.remove("F1Ac");
     EXPECT_THAT(fans.fans(), IsEmpty());
 }
 
-TEST_F(FanReadings, SpeedsOfAnOlderDesktopAreWholeNumbers) {
+TEST_F(FanReadings, ReadsWholeNumberSpeedsFromAnOlderDesktop) {
     Profile::named("desktop")->defineKeys(controller);
     controller.setNumber("F0Ac", 1234.75);
     EXPECT_EQ(fans.fans().at(0).currentRPM, 1234.0);
 }
 
-TEST_F(FanReadings, TheChipTemperatureIsTheFirstSensorThatReads) {
+TEST_F(FanReadings, ReadsTheChipTemperatureFromTheFirstReadableSensor) {
     controller.defineNumber("Tp0T", smc_type::flt, 71.5);
     controller.setNumber("Tp09", 55.25);
     EXPECT_EQ(fans.chipTemperature(), 55.25);
@@ -182,13 +182,13 @@ TEST_F(FanReadings, TheChipTemperatureIsTheFirstSensorThatReads) {
     EXPECT_EQ(fans.chipTemperature(), std::nullopt);
 }
 
-TEST_F(FanReadings, TheSecondChipSensorIsNotReadWhenTheFirstOneReads) {
+TEST_F(FanReadings, DoesNotReadTheSecondChipSensorIfTheFirstIsReadable) {
     controller.clearLog();
     (void)fans.chipTemperature();
     EXPECT_THAT(reads(), ElementsAre("read Tp09"));
 }
 
-TEST_F(FanReadings, ChipTemperaturesPassUnchecked) {
+TEST_F(FanReadings, DoesNotCheckChipTemperatures) {
     controller.setNumber("Tp09", -400);
     EXPECT_EQ(fans.chipTemperature(), -400);
     controller.setNumber("Tp09", std::numeric_limits<double>::infinity());
@@ -197,7 +197,7 @@ TEST_F(FanReadings, ChipTemperaturesPassUnchecked) {
     EXPECT_TRUE(std::isnan(fans.chipTemperature().value()));
 }
 
-TEST_F(FanReadings, EnclosureTemperaturesHoldTheSensorsThatRead) {
+TEST_F(FanReadings, ReportsTheReadableEnclosureSensors) {
     EXPECT_THAT(fans.enclosureTemperatures(), ElementsAre(Pair("TW0P", 36), Pair("Ts0S", 31), Pair("Ts1P", 30)));
     controller.remove("Ts1P");
     EXPECT_THAT(fans.enclosureTemperatures(), ElementsAre(Pair("TW0P", 36), Pair("Ts0S", 31)));
@@ -206,13 +206,13 @@ TEST_F(FanReadings, EnclosureTemperaturesHoldTheSensorsThatRead) {
     EXPECT_THAT(fans.enclosureTemperatures(), IsEmpty());
 }
 
-TEST_F(FanReadings, EnclosureSensorsAreReadInTheirOrder) {
+TEST_F(FanReadings, ReadsTheEnclosureSensorsInAFixedOrder) {
     controller.clearLog();
     (void)fans.enclosureTemperatures();
     EXPECT_THAT(reads(), ElementsAre("read Ts0S", "read Ts1P", "read TW0P"));
 }
 
-TEST_F(FanReadings, ASensorThatIsMissingIsAskedForInItsOrderAndNoOtherIs) {
+TEST_F(FanReadings, QueriesMissingSensorsInAFixedOrder) {
     for (const auto* key : {"Tp09", "Tp0T", "Ts0S", "Ts1P", "TW0P"})
         controller.remove(key);
     controller.clearLog();
@@ -241,7 +241,7 @@ TEST_F(FanReadings, WarmthFallsBackToTheSecondSensorAndThenToCool) {
     EXPECT_EQ(fans.warmth(), Warmth::cool);
 }
 
-TEST(WarmthText, IsMadeFromTheThreeTextsAndNothingElse) {
+TEST(WarmthText, ConvertsFromItsThreeTextsOnly) {
     for (const auto warmth : {Warmth::cool, Warmth::warm, Warmth::hot})
         EXPECT_EQ(warmthFromText(warmthText(warmth)), warmth);
     EXPECT_EQ(warmthText(Warmth::cool), "cool");

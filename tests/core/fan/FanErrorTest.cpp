@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-/// Base 16 as the texts want it, from the C library: a sign, no padding, upper case.
+/// The expected base 16 text: a minus sign if negative, no padding, upper case. Computed by the C library.
 std::string expectedHex(std::int32_t code) {
     const auto magnitude = code < 0 ? -static_cast<std::int64_t>(code) : static_cast<std::int64_t>(code);
     char text[32];
@@ -25,7 +25,7 @@ void expectTexts(std::int32_t code) {
               "The fan speed wasn't accepted (code 0x" + expectedHex(code) + ").");
 }
 
-TEST(FanError, TheExamplesReadLetterForLetter) {
+TEST(FanError, DescriptionsMatchTheExamplesExactly) {
     EXPECT_EQ(
         FanError::modeRejected(132).errorDescription(),
         "This Mac refused to hand over the fan (code 0x84). It usually means the system is managing cooling itself "
@@ -43,12 +43,12 @@ TEST(FanError, TheExamplesReadLetterForLetter) {
               "Changing fan speed needs administrator rights. Run this with sudo.");
 }
 
-TEST(FanError, EveryStatusOfTheKeyClientReadsInBase16) {
+TEST(FanError, ShowsEveryKeyClientStatusInBase16) {
     for (std::int32_t code = -3; code <= 255; ++code)
         expectTexts(code);
 }
 
-TEST(FanError, TheExtremeCodesReadInBase16) {
+TEST(FanError, ShowsExtremeCodesInBase16) {
     EXPECT_EQ(FanError::targetRejected(std::numeric_limits<std::int32_t>::min()).errorDescription(),
               "The fan speed wasn't accepted (code 0x-80000000).");
     EXPECT_EQ(FanError::targetRejected(std::numeric_limits<std::int32_t>::max()).errorDescription(),
@@ -57,7 +57,7 @@ TEST(FanError, TheExtremeCodesReadInBase16) {
         expectTexts(code);
 }
 
-TEST(FanError, ItsCasesAreInTheirFixedOrderAndOnlyTwoCarryACode) {
+TEST(FanError, HasFiveCasesInAFixedOrder) {
     using Case = FanError::Case;
     const std::tuple<FanError, Case, const char*> errors[] = {
         {FanError::modeRejected(7), Case::modeRejected, "modeRejected"},
@@ -74,7 +74,7 @@ TEST(FanError, ItsCasesAreInTheirFixedOrderAndOnlyTwoCarryACode) {
     }
 }
 
-TEST(FanError, ErrorsAreEqualWhenCaseAndCodeAre) {
+TEST(FanError, ComparesCaseAndCode) {
     EXPECT_EQ(FanError::modeRejected(5), FanError::modeRejected(5));
     EXPECT_FALSE(FanError::modeRejected(5) == FanError::modeRejected(6));
     EXPECT_FALSE(FanError::modeRejected(5) == FanError::targetRejected(5));

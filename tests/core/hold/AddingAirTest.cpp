@@ -14,10 +14,10 @@ using ::testing::IsEmpty;
 
 class AddingAir : public HoldFixture {
 protected:
-    /// Forgets the older readings: as many ticks as the history is long, with a fresh reading each.
+    /// Ticks often enough to replace the whole history with fresh readings.
     void settle() { queue.runFor(2.0 * ThermalFloor::smoothingWindow * 4); }
 
-    /// The chip readings of one tick, each of which is an evaluation, and what was announced after which of them.
+    /// One tick's chip readings, each of which is one evaluation, and the events announced after them.
     Trace evaluationsOfTick() {
         takeTrace();
         tick();
@@ -29,7 +29,7 @@ protected:
     }
 };
 
-TEST_F(AddingAir, AHotChipIsAnnouncedBeforeTheEngagement) {
+TEST_F(AddingAir, AnnouncesAHotChipBeforeTheEngagement) {
     setChip(96);
     hold = makeHold(0.3);
     hold->start();
@@ -38,7 +38,7 @@ TEST_F(AddingAir, AHotChipIsAnnouncedBeforeTheEngagement) {
     EXPECT_TRUE(hold->isAddingAir());
 }
 
-TEST_F(AddingAir, AFailedEngagementHasAnnouncedItAllTheSame) {
+TEST_F(AddingAir, AnnouncesAddingAirEvenIfTheEngagementFails) {
     setChip(96);
     fans->unlockTimeout = 0;
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
@@ -48,7 +48,7 @@ TEST_F(AddingAir, AFailedEngagementHasAnnouncedItAllTheSame) {
     EXPECT_TRUE(hold->isAddingAir());
 }
 
-TEST_F(AddingAir, AnAskedFractionAboveTheFloorAddsNone) {
+TEST_F(AddingAir, AddsNoAirWhenTheAskedFractionIsAboveTheFloor) {
     setChip(96);
     hold = makeHold(0.8);
     hold->start();
@@ -56,7 +56,7 @@ TEST_F(AddingAir, AnAskedFractionAboveTheFloorAddsNone) {
     EXPECT_FALSE(hold->isAddingAir());
 }
 
-TEST_F(AddingAir, ItStartsOnlyMoreThanAThousandthAboveTheAskedFraction) {
+TEST_F(AddingAir, StartsWhenTheFloorExceedsTheAskedFractionByMoreThanAThousandth) {
     const double floor = ThermalFloor::fraction(93);
     setChip(93);
     startHold(floor - 0.001);
@@ -66,11 +66,11 @@ TEST_F(AddingAir, ItStartsOnlyMoreThanAThousandthAboveTheAskedFraction) {
     EXPECT_TRUE(hold->isAddingAir());
 }
 
-TEST_F(AddingAir, TheHeldFractionFallsByOneStepForEachEvaluationDownToTheAskedOne) {
+TEST_F(AddingAir, LowersTheHeldFractionByOneStepPerEvaluation) {
     setChip(96);
     startHold(0.3);
-    setChip(-1000); // with this the mean is far below the curve
-    // A tick reveals the drift with one step, and takes the fans one step further down: 0.46, 0.42, 0.38, 0.34.
+    setChip(-1000); // the mean is now far below the curve
+    // A tick detects the drift with one step and lowers the fans by a second one: 0.46, 0.42, 0.38, 0.34.
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3408.0", "F1Md=1", "F1Tg=3178.0"}));
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3216.0", "F1Md=1", "F1Tg=3006.0"}));
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3024.0", "F1Md=1", "F1Tg=2834.0"}));
@@ -82,7 +82,7 @@ TEST_F(AddingAir, TheHeldFractionFallsByOneStepForEachEvaluationDownToTheAskedOn
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(AddingAir, ItEndsAtTheFirstEvaluationThatIsNoMoreThanAThousandthAbove) {
+TEST_F(AddingAir, EndsWhenTheFractionIsExactlyAThousandthAboveTheAskedOne) {
     const double ninthStep = 0.31999999999999984; // from 0.5
     const double thousandthBelow = ninthStep - 0.001;
     ASSERT_EQ(thousandthBelow + 0.001, ninthStep);
@@ -91,10 +91,10 @@ TEST_F(AddingAir, ItEndsAtTheFirstEvaluationThatIsNoMoreThanAThousandthAbove) {
     setChip(-1000);
     for (int i = 0; i < 4; ++i)
         tick();
-    EXPECT_EQ(evaluationsOfTick(), Trace({"Tp09?", "backToAsked", "Tp09?"})); // the ninth step and the tenth
+    EXPECT_EQ(evaluationsOfTick(), Trace({"Tp09?", "backToAsked", "Tp09?"})); // the ninth and tenth steps
 }
 
-TEST_F(AddingAir, ItGoesOnWhileItIsAnythingMoreThanAThousandthAbove) {
+TEST_F(AddingAir, ContinuesWhileTheFractionIsMoreThanAThousandthAboveTheAskedOne) {
     const double ninthStep = 0.31999999999999984;
     const double lower = std::nextafter(ninthStep - 0.001, 0.0);
     ASSERT_LT(lower + 0.001, ninthStep);
@@ -106,7 +106,7 @@ TEST_F(AddingAir, ItGoesOnWhileItIsAnythingMoreThanAThousandthAbove) {
     EXPECT_EQ(evaluationsOfTick(), Trace({"Tp09?", "Tp09?", "backToAsked"}));
 }
 
-TEST_F(AddingAir, ItsEndIsAnnouncedBeforeTheWritesOfARepairAndTheRepairAfterThem) {
+TEST_F(AddingAir, AnnouncesItsEndBeforeARepairAndTheRepairAfterwards) {
     setChip(96);
     startHold(0.49);
     setChip(-1000);
@@ -114,7 +114,7 @@ TEST_F(AddingAir, ItsEndIsAnnouncedBeforeTheWritesOfARepairAndTheRepairAfterThem
     EXPECT_EQ(effectsOfTick(), Trace({"backToAsked"}) + takeFans(0.49) + Trace({"reasserted"}));
 }
 
-TEST_F(AddingAir, ItMayBeginInTheTickThatResumes) {
+TEST_F(AddingAir, MayBeginInTheTickThatResumes) {
     clamshell.state = true;
     startHold(0.3, true);
     clamshell.state = false;
@@ -122,17 +122,17 @@ TEST_F(AddingAir, ItMayBeginInTheTickThatResumes) {
     EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 0.5)"}) + takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(AddingAir, ItMayBeginInTheWakeThatResumes) {
+TEST_F(AddingAir, MayBeginInTheWakeThatResumes) {
     startHold(0.3);
     power.send(willSleep, 7);
-    setChip(45 + 51 * 2); // the mean with the one before is 96
+    setChip(45 + 51 * 2); // the mean of this and the previous reading is 96
     takeTrace();
     power.send(hasPoweredOn);
     EXPECT_EQ(takeEffects(), Trace({"woke", "addingAir(fraction: 0.5)"}) + takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(AddingAir, OnARangeOf1000RPMEverySecondStepIsWritten) {
-    // 0.02 of 1000 RPM is 20 RPM, which is not worth a write; two of them are.
+TEST_F(AddingAir, WritesEverySecondStepOnARangeOf1000RPM) {
+    // 0.02 of 1000 RPM is 20 RPM, too little for a write; two steps are enough.
     for (const auto* key : {"F0Mx", "F1Mx"})
         controller.setNumber(key, 2200);
     setChip(96);
@@ -143,19 +143,19 @@ TEST_F(AddingAir, OnARangeOf1000RPMEverySecondStepIsWritten) {
         return Trace({"F0Md=1", "F0" + target, "F1Md=1", "F1" + target});
     };
     const double firstStep = 0.5 - 0.02;
-    const double writtenStep = firstStep - 0.02 - 0.02; // the tick that sees 40 RPM, and the engagement after it
+    const double writtenStep = firstStep - 0.02 - 0.02; // one step in the tick that sees 40 RPM, one in the engagement
     EXPECT_THAT(effectsOfTick(), IsEmpty());
     EXPECT_EQ(effectsOfTick(), takeSmallFans(writtenStep));
 }
 
-TEST_F(AddingAir, RisingReachesTheFansAtOnce) {
+TEST_F(AddingAir, RaisesTheFansAtOnce) {
     startHold(0.3);
     setChip(45 + (96 - 45) * 2); // the mean of 45 and this is 96
     EXPECT_EQ(effectsOfTick(),
               Trace({"addingAir(fraction: 0.5)"}) + takeFans(ThermalFloor::fraction((45 + 147 + 147) / 3.0)));
 }
 
-TEST_F(AddingAir, NothingIsAnnouncedWhileItOnlyVaries) {
+TEST_F(AddingAir, AnnouncesNothingWhileOnlyTheAmountOfAirVaries) {
     setChip(96);
     startHold(0.3);
     setChip(98.5);
@@ -166,20 +166,20 @@ TEST_F(AddingAir, NothingIsAnnouncedWhileItOnlyVaries) {
     EXPECT_TRUE(hold->isAddingAir());
 }
 
-TEST_F(AddingAir, TheHistoryHoldsEightReadings) {
+TEST_F(AddingAir, AveragesEightReadings) {
     setChip(80);
     startHold(0.0);
     for (int i = 0; i < 20; ++i)
         tick();
     takeTrace();
-    // Seven readings of 80 and one of 180 have a mean of 92.5, half-way between 89 and 96. One reading less or more
-    // would make it 94.3 or 91.1.
+    // The mean of seven readings of 80 and one of 180 is 92.5, half-way between 89 and 96. With one reading more or
+    // fewer it would be 91.1 or 94.3.
     setChip(180);
     tick();
     EXPECT_EQ(takeEvents(), Trace({"addingAir(fraction: 0.27)"}));
 }
 
-TEST_F(AddingAir, AMissingReadingLeavesTheOlderOnesServing) {
+TEST_F(AddingAir, UsesTheOlderReadingsWhileNewOnesAreMissing) {
     setChip(96);
     startHold(0.3);
     controller.remove("Tp09");
@@ -189,7 +189,7 @@ TEST_F(AddingAir, AMissingReadingLeavesTheOlderOnesServing) {
     EXPECT_TRUE(hold->isAddingAir());
 }
 
-TEST_F(AddingAir, WithoutAnyReadingTheAskedFractionIsHeld) {
+TEST_F(AddingAir, HoldsTheAskedFractionWithoutAnyReading) {
     controller.remove("Tp09");
     hold = makeHold(0.3);
     hold->start();
@@ -197,7 +197,7 @@ TEST_F(AddingAir, WithoutAnyReadingTheAskedFractionIsHeld) {
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(AddingAir, ASensorThatComesBackIsHeardAgain) {
+TEST_F(AddingAir, UsesASensorThatBecomesReadableAgain) {
     controller.remove("Tp09");
     startHold(0.3);
     tick();
@@ -205,20 +205,20 @@ TEST_F(AddingAir, ASensorThatComesBackIsHeardAgain) {
     EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 0.5)"}) + takeFans(0.5));
 }
 
-TEST_F(AddingAir, TheSecondSensorServesWhileTheFirstIsAway) {
+TEST_F(AddingAir, UsesTheSecondSensorWhileTheFirstIsMissing) {
     startHold(0.3);
     controller.remove("Tp09");
     controller.defineNumber("Tp0T", smc_type::flt, 147);
     EXPECT_EQ(effectsOfTick().at(0), "addingAir(fraction: 0.5)");
 }
 
-TEST_F(AddingAir, AnUnknownReadingHasNoFloorAndTheHeldFractionFallsStepByStep) {
+TEST_F(AddingAir, LowersTheFractionStepByStepAfterANaNReading) {
     setChip(96);
     startHold(0.3);
     setChip(std::numeric_limits<double>::quiet_NaN());
     EXPECT_EQ(effectsOfTick(), takeFans(0.5 - 0.02 - 0.02));
     setChip(96);
-    for (int i = 0; i < 3; ++i) // the unknown reading spoils the mean until it has left the history
+    for (int i = 0; i < 3; ++i) // the mean stays NaN until the NaN reading has left the history
         tick();
     EXPECT_TRUE(hold->isAddingAir());
     takeTrace();
@@ -227,7 +227,7 @@ TEST_F(AddingAir, AnUnknownReadingHasNoFloorAndTheHeldFractionFallsStepByStep) {
     EXPECT_EQ(controller.number("F0Tg"), 3600);
 }
 
-TEST_F(AddingAir, ASpikeIsSmoothed) {
+TEST_F(AddingAir, SmoothsASpike) {
     setChip(60);
     startHold(0.2);
     for (int i = 0; i < 7; ++i)
@@ -241,7 +241,7 @@ TEST_F(AddingAir, ASpikeIsSmoothed) {
     EXPECT_THAT(takeEffects(), IsEmpty());
 }
 
-TEST_F(AddingAir, ANewHoldStartsWithAnEmptyHistory) {
+TEST_F(AddingAir, StartsANewHoldWithAnEmptyHistory) {
     setChip(96);
     startHold(0.3);
     hold->stop();
@@ -252,7 +252,7 @@ TEST_F(AddingAir, ANewHoldStartsWithAnEmptyHistory) {
     EXPECT_EQ(takeEffects(), takeFans(0.3) + Trace({"engaged(fraction: 0.3, neededUnlock: false)"}));
 }
 
-TEST_F(AddingAir, ItKeepsItsStateOverAStop) {
+TEST_F(AddingAir, KeepsItsStateAfterAStop) {
     setChip(96);
     startHold(0.3);
     hold->stop();
@@ -260,18 +260,18 @@ TEST_F(AddingAir, ItKeepsItsStateOverAStop) {
     EXPECT_EQ(takeEvents(), Trace({"released"}));
 }
 
-TEST_F(AddingAir, EasingGoesOnFromWhereItWasAfterAYield) {
+TEST_F(AddingAir, ContinuesEasingAfterAYield) {
     setChip(96);
     startHold(0.3, true);
     clamshell.state = true;
     tick();
     setChip(-1000);
     for (int i = 0; i < 30; ++i)
-        tick(); // no reading and no step while the hold stands aside
+        tick(); // neither reads nor eases while the hold is yielded
     takeTrace();
     clamshell.state = false;
     tick();
-    // The re-engagement takes one step, the drift check a second one, the repair a third.
+    // The re-engagement, the drift check and the repair each take one step.
     EXPECT_EQ(takeEffects(), takeFans(0.5 - 0.02) + Trace({"resumed"}) + takeFans(0.5 - 0.02 - 0.02 - 0.02));
 }
 

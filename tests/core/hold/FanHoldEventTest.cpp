@@ -13,7 +13,7 @@ namespace {
 
 using Limits = std::numeric_limits<double>;
 
-TEST(FanHoldEvent, EachEventHasItsText) {
+TEST(FanHoldEvent, DescribesEachEvent) {
     EXPECT_EQ(FanHoldEvent::engaged(0.5, false).description(), "engaged(fraction: 0.5, neededUnlock: false)");
     EXPECT_EQ(FanHoldEvent::engaged(1, true).description(), "engaged(fraction: 1.0, neededUnlock: true)");
     EXPECT_EQ(FanHoldEvent::addingAir(0.62).description(), "addingAir(fraction: 0.62)");
@@ -26,7 +26,7 @@ TEST(FanHoldEvent, EachEventHasItsText) {
     EXPECT_EQ(FanHoldEvent::released().description(), "released");
 }
 
-TEST(FanHoldEvent, EventsAreEqualWhenKindAndValuesAre) {
+TEST(FanHoldEvent, ComparesKindAndValues) {
     EXPECT_EQ(FanHoldEvent::engaged(0.5, false), FanHoldEvent::engaged(0.5, false));
     EXPECT_FALSE(FanHoldEvent::engaged(0.5, false) == FanHoldEvent::engaged(0.5, true));
     EXPECT_EQ(FanHoldEvent::addingAir(0.5), FanHoldEvent::addingAir(0.5));
@@ -34,7 +34,7 @@ TEST(FanHoldEvent, EventsAreEqualWhenKindAndValuesAre) {
     EXPECT_FALSE(FanHoldEvent::woke() == FanHoldEvent::sleeping());
 }
 
-TEST(ShortestText, WritesNumbersAsAnEyeExpectsThem) {
+TEST(ShortestText, WritesCommonNumbersInDecimalNotation) {
     const std::pair<double, const char*> texts[] = {
         {0, "0.0"},
         {-0.0, "-0.0"},
@@ -53,7 +53,7 @@ TEST(ShortestText, WritesNumbersAsAnEyeExpectsThem) {
         EXPECT_EQ(shortestText(number), text);
 }
 
-TEST(ShortestText, IsDecimalFromOneTenThousandthUpAndScientificBelow) {
+TEST(ShortestText, SwitchesToScientificNotationBelowOneTenThousandth) {
     EXPECT_EQ(shortestText(0.0001), "0.0001");
     EXPECT_EQ(shortestText(0.00012345), "0.00012345");
     EXPECT_EQ(shortestText(std::nextafter(0.0001, 0.0)), "9.999999999999999e-05");
@@ -63,7 +63,7 @@ TEST(ShortestText, IsDecimalFromOneTenThousandthUpAndScientificBelow) {
     EXPECT_EQ(shortestText(Limits::min()), "2.2250738585072014e-308");
 }
 
-TEST(ShortestText, IsScientificWhereDigitsBeforeThePointWouldBeInvented) {
+TEST(ShortestText, SwitchesToScientificNotationAbove2ToThe54) {
     EXPECT_EQ(shortestText(0x1p53), "9007199254740992.0");
     EXPECT_EQ(shortestText(0x1p54), "18014398509481984.0");
     EXPECT_EQ(shortestText(std::nextafter(0x1p54, 1e300)), "1.8014398509481988e+16");
@@ -71,7 +71,7 @@ TEST(ShortestText, IsScientificWhereDigitsBeforeThePointWouldBeInvented) {
     EXPECT_EQ(shortestText(Limits::max()), "1.7976931348623157e+308");
 }
 
-TEST(ShortestText, NamesWhatIsNoNumber) {
+TEST(ShortestText, NamesNaNAndInfinities) {
     EXPECT_EQ(shortestText(Limits::quiet_NaN()), "nan");
     EXPECT_EQ(shortestText(Limits::infinity()), "inf");
     EXPECT_EQ(shortestText(-Limits::infinity()), "-inf");
@@ -90,7 +90,7 @@ void expectReadable(double number) {
     }
 }
 
-TEST(ShortestText, ReadsBackAsTheSameNumberOverTheWholeRange) {
+TEST(ShortestText, ParsesBackToTheSameNumber) {
     std::mt19937_64 random(20261116);
     for (int i = 0; i < 200'000; ++i) {
         const auto number = std::bit_cast<double>(random());

@@ -18,7 +18,7 @@ class FanHoldTest : public HoldFixture {};
 
 // --- starting and stopping
 
-TEST_F(FanHoldTest, MakingAHoldTouchesNoHardware) {
+TEST_F(FanHoldTest, CreatingAHoldDoesNotTouchTheHardware) {
     hold = makeHold(0.5);
     EXPECT_THAT(takeTrace(), IsEmpty());
     EXPECT_EQ(queue.liveTimers(), 0);
@@ -27,7 +27,7 @@ TEST_F(FanHoldTest, MakingAHoldTouchesNoHardware) {
     EXPECT_EQ(hold->checkInterval, 2.0);
 }
 
-TEST_F(FanHoldTest, StartTakesOneChipReadingReadsTheFansAndTakesEachInOrder) {
+TEST_F(FanHoldTest, StartReadsTheChipAndTakesTheFansInOrder) {
     hold = makeHold(0.5);
     hold->start();
     EXPECT_EQ(takeTrace(), Trace({"lid?", "Tp09?"}) + readFans() + takeFansWithReads(0.5) +
@@ -35,8 +35,8 @@ TEST_F(FanHoldTest, StartTakesOneChipReadingReadsTheFansAndTakesEachInOrder) {
     EXPECT_EQ(queue.liveTimers(), 1);
 }
 
-TEST_F(FanHoldTest, AnObserverMayDropTheHoldWithinAnyEvent) {
-    setChip(96); // so that starting announces twice
+TEST_F(FanHoldTest, TheObserverMayDropTheHoldInAnyEventOfAStart) {
+    setChip(96); // so that start announces two events
     hold = makeHold(0.3);
     const auto seen = std::make_shared<int>(0);
     hold->onEvent = [this, seen](const FanHold::Event&) {
@@ -45,10 +45,10 @@ TEST_F(FanHoldTest, AnObserverMayDropTheHoldWithinAnyEvent) {
     };
     hold->start();
     EXPECT_EQ(*seen, 2);
-    EXPECT_EQ(queue.liveTimers(), 0) << "a hold that nobody owns is gone after its step";
+    EXPECT_EQ(queue.liveTimers(), 0) << "an unowned hold is destroyed after its step";
 }
 
-TEST_F(FanHoldTest, AnObserverThatThrowsChangesNothing) {
+TEST_F(FanHoldTest, IgnoresExceptionsFromTheObserver) {
     hold = makeHold(0.5);
     hold->onEvent = [](const FanHold::Event&) { throw std::bad_alloc(); };
     hold->start();
@@ -60,7 +60,7 @@ TEST_F(FanHoldTest, AnObserverThatThrowsChangesNothing) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(FanHoldTest, AnObserverMayDropTheHoldWhileItStops) {
+TEST_F(FanHoldTest, TheObserverMayDropTheHoldWhileItStops) {
     startHold(0.5);
     hold->onEvent = [this](const FanHold::Event&) { hold.reset(); };
     hold->stop();
@@ -68,7 +68,7 @@ TEST_F(FanHoldTest, AnObserverMayDropTheHoldWhileItStops) {
     EXPECT_EQ(takeEffects(), restoreFans());
 }
 
-TEST_F(FanHoldTest, AnObserverMayDropTheHoldInATick) {
+TEST_F(FanHoldTest, TheObserverMayDropTheHoldInATick) {
     startHold(0.5);
     controller.setNumber("F0Md", 0);
     hold->onEvent = [this](const FanHold::Event&) { hold.reset(); };
@@ -78,14 +78,14 @@ TEST_F(FanHoldTest, AnObserverMayDropTheHoldInATick) {
 }
 
 #ifndef NDEBUG
-TEST_F(FanHoldTest, AnObserverThatStopsTheHoldIsCaughtInTheAct) {
+TEST_F(FanHoldTest, AssertsThatTheObserverDoesNotStopTheHold) {
     hold = makeHold(0.5);
     hold->onEvent = [this](const FanHold::Event&) { hold->stop(); };
     EXPECT_DEATH(hold->start(), "isAnnouncing_");
 }
 #endif
 
-TEST_F(FanHoldTest, StopEndsTheTimerHandsTheFansBackAndReleases) {
+TEST_F(FanHoldTest, StopHandsTheFansBackAndEndsTheTimer) {
     startHold(0.5);
     hold->stop();
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({"released"}));
@@ -104,13 +104,13 @@ TEST_F(FanHoldTest, StoppingTwiceReleasesOnce) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, StoppingAHoldThatWasNeverStartedDoesNothing) {
+TEST_F(FanHoldTest, StoppingAnUnstartedHoldDoesNothing) {
     hold = makeHold(0.5);
     hold->stop();
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, TheAskedFractionIsClamped) {
+TEST_F(FanHoldTest, ClampsTheAskedFraction) {
     const std::pair<double, double> clampedTo[] = {
         {1.7, 1.0}, {-0.2, 0.0}, {0.0, 0.0}, {1.0, 1.0}, {std::numeric_limits<double>::infinity(), 1.0}};
     for (const auto& [asked, held] : clampedTo) {
@@ -123,7 +123,7 @@ TEST_F(FanHoldTest, TheAskedFractionIsClamped) {
     }
 }
 
-TEST_F(FanHoldTest, WithoutAnObserverEventsAreDropped) {
+TEST_F(FanHoldTest, DropsEventsWithoutAnObserver) {
     hold = makeHold(0.5);
     hold->onEvent = nullptr;
     hold->start();
@@ -132,8 +132,8 @@ TEST_F(FanHoldTest, WithoutAnObserverEventsAreDropped) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(FanHoldTest, OneFanThatNeededTheSwitchIsEnoughWhicheverItIs) {
-    // Of the exchanges of a start, which are all in the trace but for one key-info before each.
+TEST_F(FanHoldTest, ReportsTheUnlockIfAnyFanNeededIt) {
+    // These count the exchanges of a start: two for each read or write, a key-info request and the access itself.
     const int firstModeWrite = 2 * (1 + 5 + 5 + 1);                   // chip, both fans, mode
     const int secondModeWrite = firstModeWrite + 2 * (1 + 1 + 1 + 1); // range, target, mode
     hold = makeHold(0.5);
@@ -150,7 +150,7 @@ TEST_F(FanHoldTest, OneFanThatNeededTheSwitchIsEnoughWhicheverItIs) {
                                     "engaged(fraction: 0.5, neededUnlock: true)"}));
 }
 
-TEST_F(FanHoldTest, WithNoUsableFanItEngagesNothingAndTicksWriteNothing) {
+TEST_F(FanHoldTest, EngagesAndTicksWithoutAnyUsableFan) {
     controller.remove("F0Ac");
     controller.remove("F1Ac");
     hold = makeHold(0.5);
@@ -163,7 +163,7 @@ TEST_F(FanHoldTest, WithNoUsableFanItEngagesNothingAndTicksWriteNothing) {
 
 // --- a start that fails
 
-TEST_F(FanHoldTest, AStartThatFailsThrowsLeavesEarlierFansManualAndMakesNoTimer) {
+TEST_F(FanHoldTest, AFailedStartLeavesEarlierFansManualAndCreatesNoTimer) {
     controller.answer("F1Tg", SMCCommand::writeBytes, 0xFF);
     hold = makeHold(0.5);
     try {
@@ -178,7 +178,7 @@ TEST_F(FanHoldTest, AStartThatFailsThrowsLeavesEarlierFansManualAndMakesNoTimer)
     EXPECT_TRUE(hold->isYieldedToLid());
 }
 
-TEST_F(FanHoldTest, AFirstFanThatRefusesKeepsTheOthersFromBeingTouched) {
+TEST_F(FanHoldTest, ARefusalByTheFirstFanLeavesTheOthersUntouched) {
     fans->unlockTimeout = 0;
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     hold = makeHold(0.5);
@@ -186,7 +186,7 @@ TEST_F(FanHoldTest, AFirstFanThatRefusesKeepsTheOthersFromBeingTouched) {
     EXPECT_THAT(takeEffects(), ElementsAre("F0Md=1 refused", "Ftst=1"));
 }
 
-TEST_F(FanHoldTest, StoppingAHoldWhoseStartFailedHandsTheFansBackAndReleases) {
+TEST_F(FanHoldTest, StoppingAfterAFailedStartHandsTheFansBack) {
     controller.answer("F1Tg", SMCCommand::writeBytes, 0xFF);
     hold = makeHold(0.5);
     EXPECT_THROW(hold->start(), FanError);
@@ -197,7 +197,7 @@ TEST_F(FanHoldTest, StoppingAHoldWhoseStartFailedHandsTheFansBackAndReleases) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(FanHoldTest, AStartWithoutRightsThrowsNeedsRootAndWritesNothing) {
+TEST_F(FanHoldTest, StartThrowsNeedsRootWithoutRights) {
     rights.root = false;
     hold = makeHold(0.5);
     try {
@@ -211,13 +211,13 @@ TEST_F(FanHoldTest, AStartWithoutRightsThrowsNeedsRootAndWritesNothing) {
 
 // --- ticks
 
-TEST_F(FanHoldTest, AQuietTickReadsTheLidTheFansTheChipAndTheFansAgainAndWritesNothing) {
+TEST_F(FanHoldTest, AnUndisturbedTickReadsButDoesNotWrite) {
     startHold(0.5);
     tick();
     EXPECT_EQ(takeTrace(), Trace({"lid?"}) + readFans() + Trace({"Tp09?"}) + readFans());
 }
 
-TEST_F(FanHoldTest, TheTimerTicksEveryTwoSeconds) {
+TEST_F(FanHoldTest, TicksEveryTwoSeconds) {
     startHold(0.5);
     queue.runFor(1.999);
     EXPECT_THAT(takeTrace(), IsEmpty());
@@ -227,7 +227,7 @@ TEST_F(FanHoldTest, TheTimerTicksEveryTwoSeconds) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, TheCheckIntervalIsReadWhenTheHoldStarts) {
+TEST_F(FanHoldTest, ReadsTheCheckIntervalOnStart) {
     hold = makeHold(0.5);
     hold->checkInterval = 0.5;
     hold->start();
@@ -237,7 +237,7 @@ TEST_F(FanHoldTest, TheCheckIntervalIsReadWhenTheHoldStarts) {
     EXPECT_FALSE(takeTrace().empty());
 }
 
-TEST_F(FanHoldTest, ATickAfterInterferenceTakesTheFansAndThenReasserts) {
+TEST_F(FanHoldTest, RetakesTheFansAfterInterferenceAndThenAnnouncesIt) {
     startHold(0.5);
     controller.setNumber("F1Md", 0);
     tick();
@@ -246,7 +246,7 @@ TEST_F(FanHoldTest, ATickAfterInterferenceTakesTheFansAndThenReasserts) {
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, ADriftOfExactly25RPMIsNone) {
+TEST_F(FanHoldTest, IgnoresADriftOfUpTo25RPM) {
     startHold(0.5);
     for (const double drift : {25.0, -25.0}) {
         controller.setNumber("F0Tg", 3600 + drift);
@@ -258,13 +258,13 @@ TEST_F(FanHoldTest, ADriftOfExactly25RPMIsNone) {
     }
 }
 
-TEST_F(FanHoldTest, DriftOfAnyFanIsSeen) {
+TEST_F(FanHoldTest, DetectsTheDriftOfAnyFan) {
     startHold(0.5);
     controller.setNumber("F1Tg", 1200);
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
 
-TEST_F(FanHoldTest, ARepairThatFailsStillReasserts) {
+TEST_F(FanHoldTest, AnnouncesAFailedRepair) {
     startHold(0.5);
     fans->unlockTimeout = 0;
     controller.setNumber("F0Md", 0);
@@ -275,7 +275,7 @@ TEST_F(FanHoldTest, ARepairThatFailsStillReasserts) {
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, ARepairOfADriftThatFailsIsSilentAndTriedAgain) {
+TEST_F(FanHoldTest, RetriesAFailedDriftRepairSilently) {
     startHold(0.5);
     controller.setNumber("F0Tg", 1200);
     controller.answer("F0Tg", SMCCommand::writeBytes, 0x82);
@@ -284,11 +284,11 @@ TEST_F(FanHoldTest, ARepairOfADriftThatFailsIsSilentAndTriedAgain) {
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
 
-TEST_F(FanHoldTest, ATickThatWasBlockedRunsOnceAndTheNextKeepsTheSchedule) {
+TEST_F(FanHoldTest, ABlockedTickDoesNotShiftTheSchedule) {
     startHold(0.5);
     controller.setUnlockRule({true, 1e9});
     controller.setNumber("F0Md", 0);
-    tick(); // tries for four seconds
+    tick(); // retries for four seconds
     EXPECT_NEAR(now, 6.0, 0.11);
     takeTrace();
     controller.setUnlockRule({});
@@ -298,7 +298,7 @@ TEST_F(FanHoldTest, ATickThatWasBlockedRunsOnceAndTheNextKeepsTheSchedule) {
 
 // --- dropping
 
-TEST_F(FanHoldTest, ADroppedHoldNeverCallsBackAndHandsNothingBack) {
+TEST_F(FanHoldTest, ADroppedHoldNeitherCallsBackNorHandsBack) {
     startHold(0.5);
     hold.reset();
     queue.runFor(60);
@@ -306,7 +306,7 @@ TEST_F(FanHoldTest, ADroppedHoldNeverCallsBackAndHandsNothingBack) {
     EXPECT_TRUE(isAnyManual());
 }
 
-TEST_F(FanHoldTest, ATimerThatFiresOnceMoreAfterTheEndOfTheHoldTakesNoFan) {
+TEST_F(FanHoldTest, ALateTimerAfterTheEndOfTheHoldDoesNothing) {
     LateQueue late(now);
     hold = std::make_shared<FanHold>(fans, 0.5, false, late, clamshell);
     hold->start();
@@ -319,7 +319,7 @@ TEST_F(FanHoldTest, ATimerThatFiresOnceMoreAfterTheEndOfTheHoldTakesNoFan) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, AHoldThatIsDroppedByItsObserverWhileItTicksLivesToTheEndOfTheTick) {
+TEST_F(FanHoldTest, AHoldDroppedDuringATickCompletesTheTick) {
     startHold(0.5, true);
     clamshell.state = true;
     hold->onEvent = [this](const FanHold::Event& event) {

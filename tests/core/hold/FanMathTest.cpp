@@ -11,13 +11,13 @@ namespace {
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-TEST(FanMath, AnEmptyOrInvertedRangeYieldsItsMinimum) {
+TEST(FanMath, ReturnsTheMinimumOfAnEmptyOrInvertedRange) {
     EXPECT_EQ(FanMath::target(1200, 1200, 0.5), 1200);
     EXPECT_EQ(FanMath::target(3000, 1200, 1), 3000);
     EXPECT_EQ(FanMath::target(1200, 1200, nan), 1200);
 }
 
-TEST(FanMath, ARangeWithAnUnknownBoundYieldsItsMinimum) {
+TEST(FanMath, ReturnsTheMinimumIfABoundIsNaN) {
     EXPECT_EQ(FanMath::target(1200, nan, 0.5), 1200);
     EXPECT_TRUE(std::isnan(FanMath::target(nan, 1200, 0.5)));
 }
@@ -31,13 +31,13 @@ TEST(FanMath, TheFractionIsClamped) {
     EXPECT_EQ(FanMath::target(1000, 5000, 1), 5000);
 }
 
-TEST(FanMath, AFractionInsideYieldsItsShareOfTheRangeUnrounded) {
+TEST(FanMath, InterpolatesWithoutRounding) {
     EXPECT_EQ(FanMath::target(1000, 5000, 0.25), 2000);
     EXPECT_EQ(FanMath::target(1200, 6000, 0.3), 1200 + 4800 * 0.3);
     EXPECT_EQ(FanMath::target(0, 1, 1.0 / 3), 1.0 / 3);
 }
 
-TEST(FanMath, AnUnknownFractionStaysUnknown) { EXPECT_TRUE(std::isnan(FanMath::target(1000, 5000, nan))); }
+TEST(FanMath, ReturnsNaNForANaNFraction) { EXPECT_TRUE(std::isnan(FanMath::target(1000, 5000, nan))); }
 
 } // namespace
 } // namespace kelo

@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-TEST(HoldGate, FollowsItsTable) {
+TEST(HoldGate, MatchesItsTruthTable) {
     struct Row {
         bool sleeping, lidClosed, handsBackOnLidClose, mayHold;
     };
@@ -28,23 +28,23 @@ bool isClosed(ClamshellProperty state) {
     return Lid::isClosed(clamshell);
 }
 
-TEST(Lid, IsWhatTheBooleanSays) {
+TEST(Lid, FollowsABooleanProperty) {
     EXPECT_TRUE(isClosed(true));
     EXPECT_FALSE(isClosed(false));
 }
 
-TEST(Lid, IsOpenWithoutTheProperty) { EXPECT_FALSE(isClosed(std::monostate{})); }
+TEST(Lid, IsOpenIfThePropertyIsMissing) { EXPECT_FALSE(isClosed(std::monostate{})); }
 
-TEST(Lid, IsClosedForTheNumberOneOnly) {
+TEST(Lid, IsClosedOnlyForTheNumberOne) {
     EXPECT_TRUE(isClosed(1.0));
     for (const double number : {0.0, -0.0, 0.5, 2.0, -1.0, 1.0000001, std::numeric_limits<double>::quiet_NaN(),
                                 std::numeric_limits<double>::infinity()})
         EXPECT_FALSE(isClosed(number)) << number;
 }
 
-TEST(Lid, IsOpenForAPropertyThatIsNoTruthValue) { EXPECT_FALSE(isClosed(UnconvertibleProperty{})); }
+TEST(Lid, IsOpenForAnUnconvertibleProperty) { EXPECT_FALSE(isClosed(UnconvertibleProperty{})); }
 
-TEST(Lid, IsQueriedAfreshEachTime) {
+TEST(Lid, IsQueriedEachTime) {
     ScriptedClamshell clamshell;
     int queries = 0;
     clamshell.onQuery = [&] { ++queries; };

@@ -8,7 +8,7 @@
 
 namespace kelo {
 
-/// A hold on the machine, whose events are part of the trace.
+/// A hold on the simulated machine, whose events appear in the trace.
 class HoldFixture : public MachineFixture {
 protected:
     HoldFixture() {
@@ -22,7 +22,7 @@ protected:
         return made;
     }
 
-    /// Makes and starts the fixture's hold, and forgets the trace of it.
+    /// Starts a new hold and discards the trace of the start.
     void startHold(double fraction, bool handsBackOnLidClose = false) {
         hold = makeHold(fraction, handsBackOnLidClose);
         hold->start();

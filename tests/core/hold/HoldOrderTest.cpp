@@ -8,18 +8,18 @@ namespace {
 
 using ::testing::IsEmpty;
 
-// What a hold does first and what it does next, where that matters to others.
+// The order of a hold's steps, where others depend on it.
 
-// --- what the hold tells of itself within an event
+// --- the hold's state during an event
 
-class WithinAnEvent : public HoldFixture {
+class StateDuringAnEvent : public HoldFixture {
 protected:
-    /// Each event is noted with what the hold says of itself while it is announced.
-    void makeObservedHold(double fraction, bool handsBackOnLidClose = false) {
+    /// Notes each event together with the hold's state during the event.
+    void makeHoldThatNotesItsState(double fraction, bool handsBackOnLidClose = false) {
         hold = makeHold(fraction, handsBackOnLidClose);
         hold->onEvent = [this](const FanHold::Event& event) {
             note(event.description() + (hold->isAddingAir() ? ", adding air" : "") +
-                 (hold->isYieldedToLid() ? ", standing aside" : ""));
+                 (hold->isYieldedToLid() ? ", yielded to lid" : ""));
         };
     }
     Trace eventsOfTick() {
@@ -28,68 +28,68 @@ protected:
     }
 };
 
-TEST_F(WithinAnEvent, TheHoldAddsAirFromTheEventOfItsBeginningOnAndNoLongerFromThatOfItsEndOn) {
-    makeObservedHold(0.49);
+TEST_F(StateDuringAnEvent, AddsAirFromAddingAirUntilBackToAsked) {
+    makeHoldThatNotesItsState(0.49);
     hold->start();
     takeEvents();
-    setChip(45 + (96 - 45) * 2); // the mean with the one before is 96
+    setChip(45 + (96 - 45) * 2); // the mean of this and the previous reading is 96
     EXPECT_EQ(eventsOfTick(), Trace({"addingAir(fraction: 0.5), adding air"}));
     setChip(-1000);
     queue.runFor(60);
     EXPECT_EQ(takeEvents(), Trace({"backToAsked"}));
 }
 
-TEST_F(WithinAnEvent, TheHoldStandsAsideFromYieldingUntilItResumes) {
-    makeObservedHold(0.5, true);
+TEST_F(StateDuringAnEvent, IsYieldedFromYieldedUntilResumed) {
+    makeHoldThatNotesItsState(0.5, true);
     hold->start();
     EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
     clamshell.state = true;
-    EXPECT_EQ(eventsOfTick(), Trace({"yielded, standing aside"}));
+    EXPECT_EQ(eventsOfTick(), Trace({"yielded, yielded to lid"}));
     clamshell.state = false;
     EXPECT_EQ(eventsOfTick(), Trace({"resumed"}));
 }
 
-TEST_F(WithinAnEvent, AHoldThatStartsWithTheLidClosedStandsAsideFromTheStart) {
+TEST_F(StateDuringAnEvent, IsYieldedFromTheStartIfTheLidIsClosed) {
     clamshell.state = true;
-    makeObservedHold(0.5, true);
+    makeHoldThatNotesItsState(0.5, true);
     hold->start();
-    EXPECT_EQ(takeEvents(), Trace({"yielded, standing aside"}));
+    EXPECT_EQ(takeEvents(), Trace({"yielded, yielded to lid"}));
 }
 
-TEST_F(WithinAnEvent, AHoldThatSleepsDoesNotStandAsideAndOneThatHasWokenDoesUntilItResumes) {
-    makeObservedHold(0.5);
+TEST_F(StateDuringAnEvent, IsYieldedFromWakingUntilResumed) {
+    makeHoldThatNotesItsState(0.5);
     hold->start();
     takeEvents();
     power.send(willSleep, 7);
     EXPECT_EQ(takeEvents(), Trace({"sleeping", "allow 7"}));
     power.send(hasPoweredOn);
-    EXPECT_EQ(takeEvents(), Trace({"woke, standing aside", "resumed"}));
+    EXPECT_EQ(takeEvents(), Trace({"woke, yielded to lid", "resumed"}));
 }
 
-TEST_F(WithinAnEvent, AHoldThatIsReleasedStandsAsideNoLonger) {
+TEST_F(StateDuringAnEvent, IsNotYieldedOnceReleased) {
     clamshell.state = true;
-    makeObservedHold(0.5, true);
+    makeHoldThatNotesItsState(0.5, true);
     hold->start();
     takeEvents();
     hold->stop();
     EXPECT_EQ(takeEvents(), Trace({"released"}));
 }
 
-class OrderOfAHold : public HoldFixture {
+class HoldOrder : public HoldFixture {
 protected:
     InterposedExchange interposed{exchange};
 };
 
-// --- the two looks of a tick
+// --- the two fan readings of a tick
 
-TEST_F(OrderOfAHold, AFanThatIsTakenBetweenTheTwoLooksOfATickIsMissedByItAndReassertedByTheNext) {
+TEST_F(HoldOrder, ReassertsAFanTakenBetweenTheTwoReadingsInTheNextTick) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Md", 0); });
     EXPECT_THAT(effectsOfTick(), IsEmpty());
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"reasserted"}));
 }
 
-TEST_F(OrderOfAHold, AFanThatIsTakenAndMovedBetweenTheTwoLooksIsRepairedAsADriftWithoutAnEvent) {
+TEST_F(HoldOrder, RepairsAFanTakenAndMovedBetweenTheTwoReadingsSilently) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] {
         controller.setNumber("F1Md", 0);
@@ -99,22 +99,22 @@ TEST_F(OrderOfAHold, AFanThatIsTakenAndMovedBetweenTheTwoLooksIsRepairedAsADrift
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(OrderOfAHold, AFanThatComesBackBetweenTheTwoLooksOfATickIsReassertedAllTheSame) {
+TEST_F(HoldOrder, ReassertsAFanReturnedBetweenTheTwoReadings) {
     startHold(0.5);
     controller.setNumber("F1Md", 0);
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Md", 1); });
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"reasserted"}));
 }
 
-TEST_F(OrderOfAHold, ATargetThatIsMovedBetweenTheTwoLooksIsSeenInTheSameTick) {
+TEST_F(HoldOrder, DetectsATargetMovedBetweenTheTwoReadings) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Tg", 1200); });
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
 
-// --- a fan that is missing
+// --- a missing fan
 
-TEST_F(OrderOfAHold, WithItsFirstFanMissingItHoldsRepairsAndReassertsTheSecondByItsOwnNumber) {
+TEST_F(HoldOrder, HoldsTheSecondFanWhileTheFirstIsMissing) {
     controller.remove("F0Ac");
     const Trace takeSecondFan = {"F1Md=1", "F1Tg=3350.0"};
     hold = makeHold(0.5);

@@ -12,7 +12,7 @@ class LidAndSleep : public HoldFixture {};
 
 // --- the lid
 
-TEST_F(LidAndSleep, StartWithTheLidClosedOnlyYieldsAndResumesWhenItOpens) {
+TEST_F(LidAndSleep, StartingWithTheLidClosedYieldsUntilItOpens) {
     clamshell.state = true;
     hold = makeHold(0.5, true);
     hold->start();
@@ -26,7 +26,7 @@ TEST_F(LidAndSleep, StartWithTheLidClosedOnlyYieldsAndResumesWhenItOpens) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(LidAndSleep, ClosingTheLidYieldsOnTheNextTick) {
+TEST_F(LidAndSleep, YieldsInTheTickAfterTheLidCloses) {
     startHold(0.5, true);
     clamshell.state = true;
     EXPECT_EQ(effectsOfTick(), restoreFans() + Trace({"yielded"}));
@@ -35,7 +35,7 @@ TEST_F(LidAndSleep, ClosingTheLidYieldsOnTheNextTick) {
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(LidAndSleep, AClosedLidDoesNotMatterUnlessAsked) {
+TEST_F(LidAndSleep, IgnoresAClosedLidUnlessAskedToYield) {
     clamshell.state = true;
     hold = makeHold(0.5, false);
     hold->start();
@@ -44,7 +44,7 @@ TEST_F(LidAndSleep, AClosedLidDoesNotMatterUnlessAsked) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(LidAndSleep, AFailedResumptionIsSilentAndTriedAgain) {
+TEST_F(LidAndSleep, RetriesAFailedResumptionSilently) {
     clamshell.state = true;
     startHold(0.5, true);
     clamshell.state = false;
@@ -56,8 +56,8 @@ TEST_F(LidAndSleep, AFailedResumptionIsSilentAndTriedAgain) {
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(LidAndSleep, AFailedResumptionThatIsFollowedByAClosedLidIsNotUndoneUntilTheHoldStops) {
-    // The hold counts as not engaged, so the gate has nothing to give back; the end of the hold does.
+TEST_F(LidAndSleep, StoppingUndoesAFailedResumptionAfterTheLidCloses) {
+    // The hold is not engaged, so only its end hands the first fan back.
     clamshell.state = true;
     startHold(0.5, true);
     clamshell.state = false;
@@ -71,7 +71,7 @@ TEST_F(LidAndSleep, AFailedResumptionThatIsFollowedByAClosedLidIsNotUndoneUntilT
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(LidAndSleep, StoppingWhileYieldedHandsBackAndReleases) {
+TEST_F(LidAndSleep, StoppingWhileYieldedHandsBack) {
     startHold(0.5, true);
     clamshell.state = true;
     tick();
@@ -83,7 +83,7 @@ TEST_F(LidAndSleep, StoppingWhileYieldedHandsBackAndReleases) {
 
 // --- sleep
 
-TEST_F(LidAndSleep, SleepHandsBackAnnouncesAndOnlyThenIsAcknowledged) {
+TEST_F(LidAndSleep, HandsBackBeforeAcknowledgingSleep) {
     startHold(0.5);
     power.send(willSleep, 7);
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
@@ -91,14 +91,14 @@ TEST_F(LidAndSleep, SleepHandsBackAnnouncesAndOnlyThenIsAcknowledged) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(LidAndSleep, AQuestionWhetherTheSystemMaySleepIsAnsweredAndChangesNothing) {
+TEST_F(LidAndSleep, AllowsSleepWithoutHandingBack) {
     startHold(0.5);
     power.send(canSleep, 6);
     EXPECT_EQ(takeTrace(), Trace({"allow 6"}));
     EXPECT_TRUE(isManual(0));
 }
 
-TEST_F(LidAndSleep, ATickWhileAsleepAsksTheLidAndDoesNothing) {
+TEST_F(LidAndSleep, ATickWhileAsleepOnlyQueriesTheLid) {
     startHold(0.5);
     power.send(willSleep, 7);
     takeTrace();
@@ -106,7 +106,7 @@ TEST_F(LidAndSleep, ATickWhileAsleepAsksTheLidAndDoesNothing) {
     EXPECT_EQ(takeTrace(), Trace({"lid?"}));
 }
 
-TEST_F(LidAndSleep, WakingAnnouncesTakesTheFansAgainAndResumes) {
+TEST_F(LidAndSleep, TakesTheFansAgainOnWaking) {
     startHold(0.5);
     power.send(willSleep, 7);
     takeTrace();
@@ -115,7 +115,7 @@ TEST_F(LidAndSleep, WakingAnnouncesTakesTheFansAgainAndResumes) {
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(LidAndSleep, SleepWhileYieldedToTheLidHandsBackAgainAndWakingWithTheLidClosedOnlyWakes) {
+TEST_F(LidAndSleep, StaysYieldedAfterSleepingWithTheLidClosed) {
     startHold(0.5, true);
     clamshell.state = true;
     tick();
@@ -128,7 +128,7 @@ TEST_F(LidAndSleep, SleepWhileYieldedToTheLidHandsBackAgainAndWakingWithTheLidCl
     EXPECT_TRUE(hold->isYieldedToLid());
 }
 
-TEST_F(LidAndSleep, AWakeWhoseEngagementFailsOnlyWakesAndIsTriedAgainByTheTick) {
+TEST_F(LidAndSleep, RetriesAnEngagementThatFailedOnWaking) {
     startHold(0.5);
     power.send(willSleep, 7);
     fans->unlockTimeout = 0;
@@ -141,13 +141,13 @@ TEST_F(LidAndSleep, AWakeWhoseEngagementFailsOnlyWakesAndIsTriedAgainByTheTick) 
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(LidAndSleep, AWakeWithoutASleepAnnouncesAndLeavesEngagedFansAlone) {
+TEST_F(LidAndSleep, AWakeWithoutSleepLeavesTheFansAlone) {
     startHold(0.5);
     power.send(hasPoweredOn);
     EXPECT_EQ(takeTrace(), Trace({"woke", "lid?"}));
 }
 
-TEST_F(LidAndSleep, SleepAnnouncedTwiceHandsBackTwice) {
+TEST_F(LidAndSleep, HandsBackTwiceIfSleepIsAnnouncedTwice) {
     startHold(0.5);
     power.send(willSleep, 7);
     power.send(willSleep, 8);
@@ -155,14 +155,14 @@ TEST_F(LidAndSleep, SleepAnnouncedTwiceHandsBackTwice) {
               restoreFans() + Trace({"sleeping", "allow 7"}) + restoreFans() + Trace({"sleeping", "allow 8"}));
 }
 
-TEST_F(LidAndSleep, SleepAfterAStartThatYieldedIsHandledToo) {
+TEST_F(LidAndSleep, HandlesSleepAfterAStartThatYielded) {
     clamshell.state = true;
     startHold(0.5, true);
     power.send(willSleep, 7);
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
 }
 
-TEST_F(LidAndSleep, StoppingWhileAsleepHandsBackAndReleases) {
+TEST_F(LidAndSleep, StoppingWhileAsleepHandsBack) {
     startHold(0.5);
     power.send(willSleep, 7);
     takeTrace();
@@ -172,7 +172,7 @@ TEST_F(LidAndSleep, StoppingWhileAsleepHandsBackAndReleases) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(LidAndSleep, AHoldThatStartsDuringSleepYieldsUntilTheWake) {
+TEST_F(LidAndSleep, StartingDuringSleepYieldsUntilWaking) {
     hold = makeHold(0.5);
     hold->start(true);
     EXPECT_EQ(takeTrace(), Trace({"lid?", "yielded"}));
@@ -182,7 +182,7 @@ TEST_F(LidAndSleep, AHoldThatStartsDuringSleepYieldsUntilTheWake) {
     EXPECT_EQ(takeEffects(), Trace({"woke"}) + takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(LidAndSleep, AHoldThatStartsDuringSleepWithTheLidClosedWaitsForBoth) {
+TEST_F(LidAndSleep, StartingDuringSleepWithTheLidClosedWaitsForBoth) {
     clamshell.state = true;
     hold = makeHold(0.5, true);
     hold->start(true);

@@ -33,13 +33,13 @@ TEST_F(PowerWatchTest, RegistersNothingUntilItIsStarted) {
     EXPECT_EQ(power.registered(), 0U);
 }
 
-TEST_F(PowerWatchTest, AWillSleepMessageRunsWillSleepOnceAndIsAcknowledgedAfterIt) {
+TEST_F(PowerWatchTest, AcknowledgesSleepAfterTheWillSleepCallback) {
     watch->start();
     power.send(PowerMessage::systemWillSleep, 7);
     EXPECT_THAT(trace, ElementsAre("willSleep", "allow 7"));
 }
 
-TEST_F(PowerWatchTest, SleepIsNotHeldUpByACallbackThatThrows) {
+TEST_F(PowerWatchTest, AcknowledgesSleepEvenIfTheCallbackThrows) {
     watch = std::make_unique<PowerWatch>(
         power, [] { throw std::runtime_error("broken"); }, [] {});
     watch->start();
@@ -47,7 +47,7 @@ TEST_F(PowerWatchTest, SleepIsNotHeldUpByACallbackThatThrows) {
     EXPECT_THAT(trace, ElementsAre("allow 7"));
 }
 
-TEST_F(PowerWatchTest, AWakeCallbackThatThrowsAnswersNothingAndLeavesTheWatchAtWork) {
+TEST_F(PowerWatchTest, KeepsWorkingAfterTheWakeCallbackThrows) {
     watch = std::make_unique<PowerWatch>(
         power, [this] { trace.push_back("willSleep"); }, [] { throw std::runtime_error("broken"); });
     watch->start();
@@ -57,19 +57,19 @@ TEST_F(PowerWatchTest, AWakeCallbackThatThrowsAnswersNothingAndLeavesTheWatchAtW
     EXPECT_THAT(trace, ElementsAre("willSleep", "allow 8"));
 }
 
-TEST_F(PowerWatchTest, ACanSleepMessageIsAcknowledgedAndRunsNothing) {
+TEST_F(PowerWatchTest, AcknowledgesACanSleepMessageWithoutACallback) {
     watch->start();
     power.send(PowerMessage::canSystemSleep, 8);
     EXPECT_THAT(trace, ElementsAre("allow 8"));
 }
 
-TEST_F(PowerWatchTest, AHasPoweredOnMessageRunsDidWakeAndIsNotAcknowledged) {
+TEST_F(PowerWatchTest, RunsDidWakeWithoutAnAcknowledgement) {
     watch->start();
     power.send(PowerMessage::systemHasPoweredOn, 9);
     EXPECT_THAT(trace, ElementsAre("didWake"));
 }
 
-TEST_F(PowerWatchTest, TheNotificationIDIsPassedBackUnchangedWhateverItIs) {
+TEST_F(PowerWatchTest, PassesAnyNotificationIDBackUnchanged) {
     watch->start();
     for (const std::intptr_t id : {std::intptr_t{0}, std::intptr_t{-1}, INTPTR_MAX, INTPTR_MIN})
         power.send(PowerMessage::canSystemSleep, id);
@@ -86,21 +86,21 @@ TEST_F(PowerWatchTest, StoppingTwiceOrWithoutAStartDoesNothing) {
     EXPECT_THAT(trace, IsEmpty());
 }
 
-TEST_F(PowerWatchTest, AMessageAfterTheWatchStoppedIsNotAnswered) {
+TEST_F(PowerWatchTest, IgnoresMessagesAfterStopping) {
     watch->start();
     watch->stop();
     power.send(PowerMessage::canSystemSleep, 1);
     EXPECT_THAT(trace, IsEmpty());
 }
 
-TEST_F(PowerWatchTest, AFailedRegistrationIsSilentAndCanBeStopped) {
+TEST_F(PowerWatchTest, CanBeStoppedAfterAFailedRegistration) {
     power.isPresent = false;
     watch->start();
     watch->stop();
     EXPECT_EQ(power.registrations(), 0);
 }
 
-TEST_F(PowerWatchTest, StartingRegistersUntilItHasSucceededOnce) {
+TEST_F(PowerWatchTest, StartRetriesTheRegistrationUntilItSucceeds) {
     power.isPresent = false;
     watch->start();
     power.isPresent = true;

@@ -15,26 +15,26 @@ namespace {
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-TEST(ThermalFloor, NoReadingsSmoothToNone) { EXPECT_EQ(ThermalFloor::smoothed({}), std::nullopt); }
+TEST(ThermalFloor, ReturnsNulloptWithoutReadings) { EXPECT_EQ(ThermalFloor::smoothed({}), std::nullopt); }
 
-TEST(ThermalFloor, FewReadingsSmoothToTheirMean) {
+TEST(ThermalFloor, AveragesFewReadings) {
     EXPECT_EQ(ThermalFloor::smoothed(std::vector{70.0}), 70);
     EXPECT_EQ(ThermalFloor::smoothed(std::vector{70.0, 71.0}), 70.5);
 }
 
-TEST(ThermalFloor, OnlyTheNewestEightReadingsCount) {
+TEST(ThermalFloor, AveragesOnlyTheNewestEightReadings) {
     std::vector<double> readings(10);
     std::iota(readings.begin(), readings.end(), 1.0);
     EXPECT_EQ(ThermalFloor::smoothed(readings), 6.5);
     EXPECT_EQ(ThermalFloor::smoothingWindow, 8);
 }
 
-TEST(ThermalFloor, ReadingsAreSummedFromTheOldestToTheNewest) {
+TEST(ThermalFloor, SumsReadingsFromOldestToNewest) {
     const std::vector<double> readings = {0.1, 0.2, 0.3, 1e16, -1e16};
     EXPECT_EQ(ThermalFloor::smoothed(readings), (((0.0 + 0.1) + 0.2 + 0.3) + 1e16 + -1e16) / 5);
 }
 
-TEST(ThermalFloor, OneUnknownReadingMakesTheMeanUnknown) {
+TEST(ThermalFloor, ReturnsNaNIfAnyReadingIsNaN) {
     EXPECT_TRUE(std::isnan(ThermalFloor::smoothed(std::vector{70.0, nan}).value()));
 }
 
@@ -62,9 +62,9 @@ TEST(ThermalFloor, TheFloorIsOneFrom101DegreesOn) {
     EXPECT_EQ(ThermalFloor::fraction(infinity), 1);
 }
 
-TEST(ThermalFloor, AnUnknownTemperatureHasNoFloor) { EXPECT_EQ(ThermalFloor::fraction(nan), 0); }
+TEST(ThermalFloor, TheFloorIsZeroForNaN) { EXPECT_EQ(ThermalFloor::fraction(nan), 0); }
 
-TEST(ThermalFloor, TheFloorNeverFallsWithTheTemperature) {
+TEST(ThermalFloor, TheFloorNeverFallsAsTheTemperatureRises) {
     double previous = 0;
     for (double celsius = 80; celsius <= 110; celsius += 1.0 / 64) {
         const double fraction = ThermalFloor::fraction(celsius);
@@ -74,7 +74,7 @@ TEST(ThermalFloor, TheFloorNeverFallsWithTheTemperature) {
     }
 }
 
-TEST(ThermalFloor, TheAskedFractionIsRaisedToTheFloor) {
+TEST(ThermalFloor, RaisesTheAskedFractionToTheFloor) {
     EXPECT_EQ(ThermalFloor::hold(0.3, std::nullopt), 0.3);
     EXPECT_EQ(ThermalFloor::hold(0.3, 96), 0.5);
     EXPECT_EQ(ThermalFloor::hold(0.8, 96), 0.8);
@@ -82,20 +82,20 @@ TEST(ThermalFloor, TheAskedFractionIsRaisedToTheFloor) {
     EXPECT_EQ(ThermalFloor::hold(0.3, nan), 0.3);
 }
 
-TEST(ThermalFloor, RisingIsImmediate) {
+TEST(ThermalFloor, RisesImmediately) {
     EXPECT_EQ(ThermalFloor::eased(0.5, 0.9), 0.9);
     EXPECT_EQ(ThermalFloor::eased(0.5, 0.5), 0.5);
     EXPECT_EQ(ThermalFloor::eased(0.0, 1.0), 1.0);
 }
 
-TEST(ThermalFloor, FallingIsLimitedToOneStep) {
+TEST(ThermalFloor, FallsByAtMostOneStep) {
     EXPECT_EQ(ThermalFloor::eased(0.5, 0.49), 0.49);
     EXPECT_EQ(ThermalFloor::eased(0.5, 0.1), 0.5 - 0.02);
     EXPECT_EQ(ThermalFloor::eased(0.5, 0.5 - 0.02), 0.5 - 0.02);
     EXPECT_EQ(ThermalFloor::eased(0.01, 0.0), 0.0);
 }
 
-TEST(ThermalFloor, FallingStepByStepIsExactToTheLastBit) {
+TEST(ThermalFloor, EveryStepOfAFallIsExactToTheLastBit) {
     const double steps[] = {0.48,
                             0.45999999999999996,
                             0.43999999999999995,
@@ -128,7 +128,7 @@ TEST(ThermalFloor, FallingStepByStepIsExactToTheLastBit) {
     }
 }
 
-TEST(ThermalFloor, FromFullSpeedToZeroTakesFiftySteps) {
+TEST(ThermalFloor, FallsFromFullSpeedToZeroInFiftySteps) {
     double held = 1.0;
     for (int step = 0; step < 49; ++step)
         held = ThermalFloor::eased(held, 0.0);

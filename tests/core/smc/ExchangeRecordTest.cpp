@@ -16,7 +16,7 @@ Bytes bytesOf(const SMCKeyData& record) {
     return bytes;
 }
 
-/// 80 zero bytes but for the given runs, so that a golden record shows only what matters.
+/// 80 bytes, zero except for the given runs.
 Bytes golden(std::initializer_list<std::pair<std::size_t, Bytes>> runs) {
     Bytes bytes(80, 0);
     for (const auto& [offset, run] : runs)
@@ -35,14 +35,14 @@ constexpr std::size_t commandAt = 42;
 constexpr std::size_t valueAt = 48;
 const Bytes f0Tg = {'g', 'T', '0', 'F'}; // the code's little-endian bytes
 
-TEST_F(ExchangeRecordTest, AKeyInfoRequestIsTheKeyAndCommandNineAndOtherwiseZero) {
+TEST_F(ExchangeRecordTest, SendsAKeyInfoRequestWithTheKeyAndCommandNine) {
     controller.defineNumber("F0Tg", smc_type::flt, 2500);
     float value = 0;
     ASSERT_EQ(smc_read_float("F0Tg", &value), 0);
     EXPECT_EQ(request(0), golden({{keyAt, f0Tg}, {commandAt, {9}}}));
 }
 
-TEST_F(ExchangeRecordTest, AReadRequestIsTheKeyItsSizeAndCommandFiveAndOtherwiseZero) {
+TEST_F(ExchangeRecordTest, SendsAReadRequestWithTheKeyItsSizeAndCommandFive) {
     controller.defineNumber("F0Tg", smc_type::flt, 2500);
     float value = 0;
     ASSERT_EQ(smc_read_float("F0Tg", &value), 0);
@@ -50,7 +50,7 @@ TEST_F(ExchangeRecordTest, AReadRequestIsTheKeyItsSizeAndCommandFiveAndOtherwise
     EXPECT_EQ(request(1), golden({{keyAt, f0Tg}, {sizeAt, {4, 0, 0, 0}}, {commandAt, {5}}}));
 }
 
-TEST_F(ExchangeRecordTest, AWriteRequestIsTheKeyTheNumberOfBytesCommandSixAndTheBytesAndOtherwiseZero) {
+TEST_F(ExchangeRecordTest, SendsAWriteRequestWithTheKeyItsSizeCommandSixAndTheBytes) {
     controller.defineNumber("F0Tg", smc_type::flt, 0);
     ASSERT_EQ(smc_write_float("F0Tg", 2500.0F), 0);
     ASSERT_EQ(controller.log().size(), 2U);
@@ -61,7 +61,7 @@ TEST_F(ExchangeRecordTest, AWriteRequestIsTheKeyTheNumberOfBytesCommandSixAndThe
             {{keyAt, f0Tg}, {sizeAt, {4, 0, 0, 0}}, {commandAt, {6}}, {valueAt, {0x00, 0x40, 0x1C, 0x45}}})); // 2500.0F
 }
 
-TEST_F(ExchangeRecordTest, AKeyInfoReplyIsReadFromItsOffsets) {
+TEST_F(ExchangeRecordTest, ReadsAKeyInfoReplyFromItsOffsets) {
     controller.define("F0Tg", smc_type::flt, 4);
     controller.key("F0Tg").attributes = 0xC0;
     float value = 0;
@@ -70,13 +70,13 @@ TEST_F(ExchangeRecordTest, AKeyInfoReplyIsReadFromItsOffsets) {
               golden({{keyAt, f0Tg}, {sizeAt, {4, 0, 0, 0}}, {32, {' ', 't', 'l', 'f'}}, {36, {0xC0}}}));
 }
 
-TEST_F(ExchangeRecordTest, TheKeyCodeHasTheFirstCharacterInTheMostSignificantByte) {
+TEST_F(ExchangeRecordTest, PutsTheFirstKeyCharacterInTheMostSignificantByte) {
     std::uint8_t value = 0;
     smc_read_u8("FNum", &value);
     EXPECT_EQ(controller.log().at(0).request.key, 0x464E756DU);
 }
 
-TEST_F(ExchangeRecordTest, KeyBytesAboveSevenBitsStayInTheirOwnByte) {
+TEST_F(ExchangeRecordTest, DoesNotSignExtendKeyBytes) {
     std::uint8_t value = 0;
     smc_read_u8("\xFF\x80\x01\xFE", &value);
     EXPECT_EQ(controller.log().at(0).request.key, 0xFF8001FEU);

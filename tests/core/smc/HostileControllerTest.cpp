@@ -18,7 +18,7 @@ class HostileController : public OpenSMCFixture {};
 
 constexpr std::uint32_t hostileSizes[] = {0, 1, 33, 4'294'967'295U};
 
-TEST_F(HostileController, SizesOutsideOfTheRecordReadAndWriteInsideOfTheBuffers) {
+TEST_F(HostileController, StaysWithinTheBuffersForAnyReportedSize) {
     for (const auto size : hostileSizes)
         for (const auto* type : {"flt ", "ui8 ", "ui16", "fpe2", "????"}) {
             controller.define("Tst1", smcCode(type), size);
@@ -37,11 +37,11 @@ TEST_F(HostileController, SizesOutsideOfTheRecordReadAndWriteInsideOfTheBuffers)
 
             EXPECT_EQ(smc_write_u8("Tst1", 1), 0);
             EXPECT_EQ(controller.log().back().request.keyInfo.dataSize, std::max(size, 1U));
-            smc_write_float("Tst1", 1); // its status depends on the size; the sanitizers watch the rest
+            smc_write_float("Tst1", 1); // its status depends on the size; the sanitizers check the rest
         }
 }
 
-/// Answers whatever it wants, padding and unused fields included.
+/// Fills its replies with random bytes, including padding and unused fields.
 class RandomExchange : public SMCExchange {
 public:
     std::uint32_t open() override { return 1; }
@@ -61,7 +61,7 @@ private:
     std::mt19937 random_{7};
 };
 
-/// Answers with a size and attributes, and something in the padding behind them.
+/// Replies with non-zero padding after the attributes.
 class PaddingExchange : public SMCExchange {
 public:
     std::uint32_t open() override { return 1; }
@@ -73,7 +73,7 @@ public:
     }
     void close(std::uint32_t) noexcept override {}
 
-    bool wereZero = true; ///< Each reply as it was handed over to be filled.
+    bool wereZero = true; ///< Every reply buffer was zero when passed in.
 
 private:
     static bool isZero(const SMCKeyData& record) {
@@ -82,7 +82,7 @@ private:
     }
 };
 
-TEST(PaddedController, TheAttributesAreTheRecordsWholeWordAndEveryReplyStartsFromZero) {
+TEST(PaddedController, ReadsTheAttributesAsAWholeWordIntoZeroedReplies) {
     PaddingExchange exchange;
     smc_set_exchange(&exchange);
     ASSERT_EQ(smc_open(), 0);
@@ -97,7 +97,7 @@ TEST(PaddedController, TheAttributesAreTheRecordsWholeWordAndEveryReplyStartsFro
     smc_set_exchange(nullptr);
 }
 
-TEST(RandomController, NoReplyMakesAFunctionTouchItsOutputOnAFailure) {
+TEST(RandomController, LeavesTheOutputUntouchedOnFailureForAnyReply) {
     RandomExchange exchange;
     smc_set_exchange(&exchange);
     ASSERT_EQ(smc_open(), 0);
@@ -118,7 +118,7 @@ TEST(RandomController, NoReplyMakesAFunctionTouchItsOutputOnAFailure) {
     smc_set_exchange(nullptr);
 }
 
-TEST_F(HostileController, AFailureAtAnyExchangeOfAnyFunctionLeavesTheOutputUntouched) {
+TEST_F(HostileController, LeavesTheOutputUntouchedWhenAnyExchangeFails) {
     controller.defineNumber("F0Tg", smc_type::flt, 2000);
     for (const int exchangeToFail : {1, 2}) {
         std::uint8_t byte = 7;

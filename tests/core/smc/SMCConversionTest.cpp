@@ -26,12 +26,12 @@ protected:
         EXPECT_EQ(smc_read_float("Tst1", &value), 0);
         return value;
     }
-    /// The value bytes of the last write, as many as it announced.
+    /// The value bytes of the last write.
     std::vector<std::uint8_t> written() {
         const auto& request = controller.log().back().request;
         return {request.bytes, request.bytes + request.keyInfo.dataSize};
     }
-    /// What an "fpe2" key is sent for `value`.
+    /// The bytes written to an "fpe2" key for `value`, as one number.
     std::uint16_t writtenFixedPoint(float value) {
         controller.clearLog();
         EXPECT_EQ(smc_write_float("Tst1", value), 0);
@@ -82,7 +82,7 @@ std::vector<float> randomFloats(std::size_t count) {
 
 // --- reading
 
-TEST_F(SMCConversion, TheExamplesOfEachTypeRead) {
+TEST_F(SMCConversion, ReadsAnExampleOfEachType) {
     store(smc_type::fpe2, 2, {0x1F, 0x43});
     EXPECT_EQ(readOk(), 2000.0F);
     store(smc_type::ui16, 2, {0x07, 0xD0});
@@ -93,7 +93,7 @@ TEST_F(SMCConversion, TheExamplesOfEachTypeRead) {
     EXPECT_EQ(readOk(), 2500.0F);
 }
 
-TEST_F(SMCConversion, EveryRawFixedPointValueReadsWithItsFractionBitsDropped) {
+TEST_F(SMCConversion, ReadsEveryFixedPointValueWithoutItsFractionBits) {
     for (unsigned raw = 0; raw <= 0xFFFF; ++raw) {
         controller.clearLog();
         store(smc_type::fpe2, 2, {static_cast<std::uint8_t>(raw >> 8), static_cast<std::uint8_t>(raw)});
@@ -101,7 +101,7 @@ TEST_F(SMCConversion, EveryRawFixedPointValueReadsWithItsFractionBitsDropped) {
     }
 }
 
-TEST_F(SMCConversion, EveryRaw16BitValueReadsBigEndian) {
+TEST_F(SMCConversion, ReadsEvery16BitValueAsBigEndian) {
     for (unsigned raw = 0; raw <= 0xFFFF; ++raw) {
         controller.clearLog();
         store(smc_type::ui16, 2, {static_cast<std::uint8_t>(raw >> 8), static_cast<std::uint8_t>(raw)});
@@ -109,14 +109,14 @@ TEST_F(SMCConversion, EveryRaw16BitValueReadsBigEndian) {
     }
 }
 
-TEST_F(SMCConversion, EveryByteReads) {
+TEST_F(SMCConversion, ReadsEveryByte) {
     for (unsigned raw = 0; raw <= 0xFF; ++raw) {
         store(smc_type::ui8, 1, {static_cast<std::uint8_t>(raw), 0xFF});
         ASSERT_EQ(readOk(), static_cast<float>(raw));
     }
 }
 
-TEST_F(SMCConversion, FloatsReadBitForBit) {
+TEST_F(SMCConversion, ReadsFloatsBitForBit) {
     auto floats = randomFloats(50'000);
     const auto special = specialFloats();
     floats.insert(floats.end(), special.begin(), special.end());
@@ -127,7 +127,7 @@ TEST_F(SMCConversion, FloatsReadBitForBit) {
     }
 }
 
-TEST_F(SMCConversion, TheSizeIsCheckedForFloatsOnly) {
+TEST_F(SMCConversion, ChecksTheSizeOfFloatsOnly) {
     for (const std::uint32_t size : {0U, 1U, 2U, 3U, 5U, 8U, 32U, 33U, 4'294'967'295U}) {
         store(smc_type::flt, size, {0x00, 0x40, 0x1C, 0x45});
         float value = 7;
@@ -142,7 +142,7 @@ TEST_F(SMCConversion, TheSizeIsCheckedForFloatsOnly) {
     }
 }
 
-TEST_F(SMCConversion, ATypeThatIsNotInTheTableIsMinusThreeAsAFloatAndStillAByte) {
+TEST_F(SMCConversion, RefusesToConvertUnknownTypesToFloats) {
     for (const auto* type : {"ui32", "si16", "sp78", "hex_", "flag", "FLT ", "flt\t", "\0\0\0\0", "\xFF\xFF\xFF\xFF"}) {
         store(smcCode(type), 4, {0x11, 0x22, 0x33, 0x44});
         float number = 7;
@@ -156,13 +156,13 @@ TEST_F(SMCConversion, ATypeThatIsNotInTheTableIsMinusThreeAsAFloatAndStillAByte)
 
 // --- writing
 
-TEST_F(SMCConversion, TheExamplesOfFixedPointAreTruncatedAndBigEndian) {
+TEST_F(SMCConversion, WritesFixedPointTruncatedAndBigEndian) {
     store(smc_type::fpe2, 2, {});
     EXPECT_EQ(writtenFixedPoint(1000.6F), 0x0FA2);
     EXPECT_EQ(writtenFixedPoint(1234.9F), 0x134B);
 }
 
-TEST_F(SMCConversion, EveryRawFixedPointValueIsWrittenBackAsItWasRead) {
+TEST_F(SMCConversion, WritesEveryFixedPointValueAsItWasRead) {
     for (unsigned raw = 0; raw <= 0xFFFF; ++raw) {
         store(smc_type::fpe2, 2, {});
         ASSERT_EQ(writtenFixedPoint(static_cast<float>(raw) / 4), raw);
@@ -170,7 +170,7 @@ TEST_F(SMCConversion, EveryRawFixedPointValueIsWrittenBackAsItWasRead) {
     }
 }
 
-/// The conversion as it is meant, in a type wide enough to need no care.
+/// The intended conversion, in a type too wide to overflow.
 std::uint16_t expectedFixedPoint(float value) {
     if (std::isnan(value))
         return 0;
@@ -179,7 +179,7 @@ std::uint16_t expectedFixedPoint(float value) {
     return static_cast<std::uint16_t>(saturated & 0xFFFF);
 }
 
-TEST_F(SMCConversion, FixedPointSaturatesAt32BitsAndTakesTheLow16) {
+TEST_F(SMCConversion, WritesTheLow16BitsOfFixedPointSaturatedTo32Bits) {
     store(smc_type::fpe2, 2, {});
     auto floats = randomFloats(50'000);
     const auto special = specialFloats();
@@ -193,7 +193,7 @@ TEST_F(SMCConversion, FixedPointSaturatesAt32BitsAndTakesTheLow16) {
     EXPECT_EQ(writtenFixedPoint(-0.2F), 0x0000);
 }
 
-TEST_F(SMCConversion, AnyOtherTypeIsSentTheFloatsFourBytesWhateverItsSize) {
+TEST_F(SMCConversion, WritesTheFloatsFourBytesToAnyOtherType) {
     auto floats = randomFloats(1'000);
     const auto special = specialFloats();
     floats.insert(floats.end(), special.begin(), special.end());

@@ -16,7 +16,7 @@ class SMCKeyClient : public OpenSMCFixture {};
 
 // --- the connection
 
-TEST_F(SMCConnection, OpeningTwiceSucceedsTwiceAndOpensOnce) {
+TEST_F(SMCConnection, OpeningTwiceOpensOnce) {
     EXPECT_EQ(smc_open(), 0);
     EXPECT_EQ(smc_open(), 0);
     EXPECT_EQ(exchange.opens(), 1);
@@ -31,7 +31,7 @@ TEST_F(SMCConnection, ClosingAClosedConnectionDoesNothing) {
     EXPECT_EQ(exchange.wrongCloses(), 0);
 }
 
-TEST_F(SMCConnection, AMissingServiceIsMinusThreeAndLeavesTheConnectionClosed) {
+TEST_F(SMCConnection, FailsToOpenWithoutTheService) {
     exchange.isPresent = false;
     EXPECT_EQ(smc_open(), -3);
     exchange.isPresent = true;
@@ -39,7 +39,7 @@ TEST_F(SMCConnection, AMissingServiceIsMinusThreeAndLeavesTheConnectionClosed) {
     EXPECT_EQ(exchange.opens(), 2);
 }
 
-TEST_F(SMCConnection, WithoutAnExchangeThereIsNoController) {
+TEST_F(SMCConnection, FailsToOpenWithoutAnExchange) {
     smc_set_exchange(nullptr);
     EXPECT_EQ(smc_open(), -3);
     std::uint8_t value = 7;
@@ -47,14 +47,14 @@ TEST_F(SMCConnection, WithoutAnExchangeThereIsNoController) {
     EXPECT_EQ(value, 7);
 }
 
-TEST_F(SMCConnection, ItCanBeOpenedAgainAfterItWasClosed) {
+TEST_F(SMCConnection, CanBeReopened) {
     EXPECT_EQ(smc_open(), 0);
     smc_close();
     EXPECT_EQ(smc_open(), 0);
     EXPECT_EQ(exchange.opens(), 2);
 }
 
-TEST_F(SMCConnection, EveryReadAndWriteOnAClosedConnectionIsMinusTwo) {
+TEST_F(SMCConnection, ReadsAndWritesReturnMinusTwoWhenClosed) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     std::uint8_t byte = 7;
     float number = 7;
@@ -67,14 +67,14 @@ TEST_F(SMCConnection, EveryReadAndWriteOnAClosedConnectionIsMinusTwo) {
     EXPECT_TRUE(controller.log().empty());
 }
 
-TEST_F(SMCConnection, ARawWriteOnAClosedConnectionIsMinusThree) {
+TEST_F(SMCConnection, RawWritesReturnMinusThreeWhenClosed) {
     const std::uint8_t byte = 1;
     EXPECT_EQ(write_raw("FNum", &byte, 1), -3);
 }
 
 // --- exchanges
 
-TEST_F(SMCKeyClient, AReadAsksForTheKeyInfoAndThenForTheBytes) {
+TEST_F(SMCKeyClient, ReadsTheKeyInfoBeforeTheBytes) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     std::uint8_t value = 0;
     EXPECT_EQ(smc_read_u8("FNum", &value), 0);
@@ -82,14 +82,14 @@ TEST_F(SMCKeyClient, AReadAsksForTheKeyInfoAndThenForTheBytes) {
     EXPECT_THAT(controller.texts(), ElementsAre("info FNum", "read FNum"));
 }
 
-TEST_F(SMCKeyClient, AWriteAsksForTheKeyInfoAndThenWrites) {
+TEST_F(SMCKeyClient, ReadsTheKeyInfoBeforeWriting) {
     controller.defineNumber("F0Md", smc_type::ui8, 0);
     EXPECT_EQ(smc_write_u8("F0Md", 1), 0);
     EXPECT_THAT(controller.texts(), ElementsAre("info F0Md", "write F0Md 01"));
     EXPECT_EQ(controller.number("F0Md"), 1);
 }
 
-TEST_F(SMCKeyClient, KeyInfoIsNotCached) {
+TEST_F(SMCKeyClient, DoesNotCacheTheKeyInfo) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     std::uint8_t value = 0;
     smc_read_u8("FNum", &value);
@@ -97,7 +97,7 @@ TEST_F(SMCKeyClient, KeyInfoIsNotCached) {
     EXPECT_THAT(controller.texts(), ElementsAre("info FNum", "read FNum", "info FNum", "read FNum"));
 }
 
-TEST_F(SMCKeyClient, AKeyThatChangesItsTypeIsReadByItsNewType) {
+TEST_F(SMCKeyClient, UsesTheNewTypeOfAKeyThatChangesType) {
     controller.defineNumber("F0Ac", smc_type::ui16, 2000);
     float value = 0;
     ASSERT_EQ(smc_read_float("F0Ac", &value), 0);
@@ -106,7 +106,7 @@ TEST_F(SMCKeyClient, AKeyThatChangesItsTypeIsReadByItsNewType) {
     EXPECT_EQ(value, 2500.5F);
 }
 
-TEST_F(SMCKeyClient, AKeyThatDoesNotExistIsMinusTwoAndLeavesTheOutputUntouched) {
+TEST_F(SMCKeyClient, ReturnsMinusTwoForAnUnknownKey) {
     std::uint8_t byte = 7;
     float number = 7;
     EXPECT_EQ(smc_read_u8("Nope", &byte), -2);
@@ -117,14 +117,14 @@ TEST_F(SMCKeyClient, AKeyThatDoesNotExistIsMinusTwoAndLeavesTheOutputUntouched) 
     EXPECT_EQ(number, 7.0F);
 }
 
-TEST_F(SMCKeyClient, KeyStringsLongerThanFourCharactersUseOnlyTheFirstFour) {
+TEST_F(SMCKeyClient, UsesOnlyTheFirstFourCharactersOfAKey) {
     controller.defineNumber("F10A", smc_type::ui8, 9);
     std::uint8_t value = 0;
     EXPECT_EQ(smc_read_u8("F10Ac", &value), 0);
     EXPECT_EQ(value, 9);
 }
 
-TEST_F(SMCKeyClient, AKeyNeedsNoTerminatorAfterItsFourCharacters) {
+TEST_F(SMCKeyClient, NeedsNoTerminatorAfterAKey) {
     controller.defineNumber("FNum", smc_type::ui8, 3);
     const std::array<char, 4> key = {'F', 'N', 'u', 'm'}; // a fifth byte would be read out of bounds
     std::uint8_t value = 0;
@@ -134,7 +134,7 @@ TEST_F(SMCKeyClient, AKeyNeedsNoTerminatorAfterItsFourCharacters) {
 
 // --- statuses
 
-TEST_F(SMCKeyClient, AFailedKeyInfoExchangeIsMinusTwoOnReadAndWrite) {
+TEST_F(SMCKeyClient, ReturnsMinusTwoForAFailedKeyInfoExchange) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     std::uint8_t value = 7;
     controller.failExchange(1);
@@ -147,7 +147,7 @@ TEST_F(SMCKeyClient, AFailedKeyInfoExchangeIsMinusTwoOnReadAndWrite) {
     EXPECT_EQ(controller.number("FNum"), 2);
 }
 
-TEST_F(SMCKeyClient, AFailedDataExchangeIsMinusThreeOnReadAndWrite) {
+TEST_F(SMCKeyClient, ReturnsMinusThreeForAFailedDataExchange) {
     controller.defineNumber("F0Tg", smc_type::flt, 2);
     std::uint8_t byte = 7;
     float number = 7;
@@ -164,7 +164,7 @@ TEST_F(SMCKeyClient, AFailedDataExchangeIsMinusThreeOnReadAndWrite) {
     EXPECT_EQ(controller.number("F0Tg"), 2);
 }
 
-TEST_F(SMCKeyClient, EveryResultByteOfTheKeyInfoCommandIsMinusTwo) {
+TEST_F(SMCKeyClient, ReturnsMinusTwoForAnyKeyInfoError) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     for (int result = 1; result <= 255; ++result) {
         controller.clearFaults();
@@ -180,7 +180,7 @@ TEST_F(SMCKeyClient, EveryResultByteOfTheKeyInfoCommandIsMinusTwo) {
     }
 }
 
-TEST_F(SMCKeyClient, EveryResultByteOfAReadIsReturnedAndLeavesTheOutputsUntouched) {
+TEST_F(SMCKeyClient, ReturnsTheResultByteOfARead) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     for (int result = 0; result <= 255; ++result) {
         controller.clearFaults();
@@ -195,7 +195,7 @@ TEST_F(SMCKeyClient, EveryResultByteOfAReadIsReturnedAndLeavesTheOutputsUntouche
     }
 }
 
-TEST_F(SMCKeyClient, EveryResultByteOfAWriteIsReturned) {
+TEST_F(SMCKeyClient, ReturnsTheResultByteOfAWrite) {
     controller.defineNumber("F0Tg", smc_type::flt, 2);
     const std::uint8_t bytes[4] = {};
     for (int result = 0; result <= 255; ++result) {
@@ -208,7 +208,7 @@ TEST_F(SMCKeyClient, EveryResultByteOfAWriteIsReturned) {
     }
 }
 
-TEST_F(SMCKeyClient, AResultByteOf0x84OnAReadOrWriteIs132) {
+TEST_F(SMCKeyClient, ReturnsResultByte0x84As132) {
     controller.defineNumber("F0Md", smc_type::ui8, 0);
     controller.answer("F0Md", SMCCommand::readBytes, 0x84);
     controller.answer("F0Md", SMCCommand::writeBytes, 0x84);
@@ -219,7 +219,7 @@ TEST_F(SMCKeyClient, AResultByteOf0x84OnAReadOrWriteIs132) {
 
 // --- raw access
 
-TEST_F(SMCKeyClient, KeyInfoCarriesSizeTypeAndTheAttributesInItsLowByte) {
+TEST_F(SMCKeyClient, ReturnsSizeTypeAndAttributesAsKeyInfo) {
     controller.define("Tst1", smc_type::ui16, 2);
     controller.key("Tst1").attributes = 0xD4;
     SMCKeyInfo info{};
@@ -229,7 +229,7 @@ TEST_F(SMCKeyClient, KeyInfoCarriesSizeTypeAndTheAttributesInItsLowByte) {
     EXPECT_EQ(info.dataAttributes & 0xFFU, 0xD4U);
 }
 
-TEST_F(SMCKeyClient, ARawReadCopiesAll32BytesWhateverTheSize) {
+TEST_F(SMCKeyClient, ARawReadCopiesAll32Bytes) {
     std::uint8_t stored[32];
     for (std::uint8_t i = 0; i < 32; ++i)
         stored[i] = static_cast<std::uint8_t>(i + 1);
@@ -256,7 +256,7 @@ TEST_F(SMCKeyClient, AFailedRawReadLeavesBothOutputsUntouched) {
     }
 }
 
-TEST_F(SMCKeyClient, ARawWriteAnnouncesTheGivenNumberAndSendsAtMost32Bytes) {
+TEST_F(SMCKeyClient, ARawWriteSendsAtMost32Bytes) {
     std::array<std::uint8_t, 32> source;
     source.fill(0xAB); // exactly 32: reading a 33rd byte would be out of bounds
     for (const std::uint32_t n : {0U, 1U, 31U, 32U, 33U, 4'294'967'295U}) {
@@ -271,7 +271,7 @@ TEST_F(SMCKeyClient, ARawWriteAnnouncesTheGivenNumberAndSendsAtMost32Bytes) {
 
 // --- bytes
 
-TEST_F(SMCKeyClient, AByteReadTakesByteZeroOfAnyTypeAndSize) {
+TEST_F(SMCKeyClient, AByteReadReturnsByteZeroOfAnyType) {
     const std::uint8_t stored[] = {0x5A, 0x01, 0x02, 0x03};
     for (const auto* type : {"flt ", "ui8 ", "ui16", "fpe2", "xyz "})
         for (const std::uint32_t size : {0U, 1U, 4U, 33U}) {
@@ -282,7 +282,7 @@ TEST_F(SMCKeyClient, AByteReadTakesByteZeroOfAnyTypeAndSize) {
         }
 }
 
-TEST_F(SMCKeyClient, AByteWriteSendsTheKeysSizeAndAtLeastOneByte) {
+TEST_F(SMCKeyClient, AByteWriteSendsAtLeastOneByte) {
     const std::pair<std::uint32_t, std::uint32_t> sentForSize[] = {{0, 1}, {1, 1}, {2, 2}, {4, 4}, {32, 32}, {33, 33}};
     for (const auto& [size, sent] : sentForSize) {
         controller.define("Tst1", smc_type::ui8, size);
@@ -295,7 +295,7 @@ TEST_F(SMCKeyClient, AByteWriteSendsTheKeysSizeAndAtLeastOneByte) {
     }
 }
 
-TEST_F(SMCKeyClient, ANonRootCallersWritesFailWhileItsReadsSucceed) {
+TEST_F(SMCKeyClient, OnlyReadsSucceedWithoutRoot) {
     controller.defineNumber("F0Md", smc_type::ui8, 0);
     exchange.isRoot = false;
     std::uint8_t value = 7;

@@ -22,7 +22,7 @@ protected:
     std::unique_ptr<BinaryWatch> watch = makeWatch();
 };
 
-TEST_F(BinaryWatchTest, TheOwnExecutableIsWhatTheSystemSays) {
+TEST_F(BinaryWatchTest, ReturnsTheSystemsPathOfOurExecutable) {
     EXPECT_EQ(BinaryWatch::ownExecutable(events), events.executable);
     events.executable.reset();
     EXPECT_EQ(BinaryWatch::ownExecutable(events), std::nullopt);
@@ -30,7 +30,7 @@ TEST_F(BinaryWatchTest, TheOwnExecutableIsWhatTheSystemSays) {
 
 TEST_F(BinaryWatchTest, KeepsItsPath) { EXPECT_EQ(watch->path(), events.executable); }
 
-TEST_F(BinaryWatchTest, AnotherFileAtThePathIsReportedOnce) {
+TEST_F(BinaryWatchTest, ReportsAReplacementOnce) {
     events.place(FileIdentity{1, 101});
     events.send();
     EXPECT_EQ(replacements, 1);
@@ -39,20 +39,20 @@ TEST_F(BinaryWatchTest, AnotherFileAtThePathIsReportedOnce) {
     EXPECT_EQ(replacements, 1);
 }
 
-TEST_F(BinaryWatchTest, NoFileAtThePathIsReported) {
+TEST_F(BinaryWatchTest, ReportsARemoval) {
     events.place(std::nullopt);
     events.send();
     EXPECT_EQ(replacements, 1);
 }
 
-TEST_F(BinaryWatchTest, AFileOfTheSameNumberOnAnotherDeviceIsAnotherFile) {
+TEST_F(BinaryWatchTest, ReportsAFileWithTheSameInodeOnAnotherDevice) {
     events.place(FileIdentity{2, 100});
     EXPECT_FALSE(watch->isCurrent());
     events.send();
     EXPECT_EQ(replacements, 1);
 }
 
-TEST_F(BinaryWatchTest, AnEventThatLeavesTheSameFileAtThePathIsNoneAndTheWatchGoesOn) {
+TEST_F(BinaryWatchTest, IgnoresEventsThatLeaveTheSameFileAtThePath) {
     events.send();
     events.send();
     EXPECT_EQ(replacements, 0);
@@ -62,7 +62,7 @@ TEST_F(BinaryWatchTest, AnEventThatLeavesTheSameFileAtThePathIsNoneAndTheWatchGo
     EXPECT_EQ(replacements, 1);
 }
 
-TEST_F(BinaryWatchTest, TheSourceIsCancelledBeforeTheCall) {
+TEST_F(BinaryWatchTest, CancelsTheSourceBeforeTheCallback) {
     int cancellationsAtCall = -1;
     watch = std::make_unique<BinaryWatch>(*events.executable, events,
                                           [&] { cancellationsAtCall = events.cancellations(); });
@@ -71,7 +71,7 @@ TEST_F(BinaryWatchTest, TheSourceIsCancelledBeforeTheCall) {
     EXPECT_EQ(cancellationsAtCall, 1);
 }
 
-TEST_F(BinaryWatchTest, IsCurrentIsLookedUpAfreshEachTime) {
+TEST_F(BinaryWatchTest, IsCurrentExaminesTheFileEachTime) {
     EXPECT_TRUE(watch->isCurrent());
     events.place(FileIdentity{1, 101});
     EXPECT_FALSE(watch->isCurrent());
@@ -81,7 +81,7 @@ TEST_F(BinaryWatchTest, IsCurrentIsLookedUpAfreshEachTime) {
     EXPECT_TRUE(watch->isCurrent());
 }
 
-TEST_F(BinaryWatchTest, IsCurrentGoesOnAnsweringAfterAReplacement) {
+TEST_F(BinaryWatchTest, IsCurrentStillExaminesTheFileAfterAReplacement) {
     events.place(FileIdentity{1, 101});
     events.send();
     EXPECT_FALSE(watch->isCurrent());
@@ -89,7 +89,7 @@ TEST_F(BinaryWatchTest, IsCurrentGoesOnAnsweringAfterAReplacement) {
     EXPECT_TRUE(watch->isCurrent());
 }
 
-TEST_F(BinaryWatchTest, AFileThatCouldNotBeExaminedIsCurrentForEverAndNeverReported) {
+TEST_F(BinaryWatchTest, TreatsAnUnexaminableFileAsCurrent) {
     events.place(std::nullopt);
     watch = makeWatch();
     EXPECT_TRUE(watch->isCurrent());
@@ -101,7 +101,7 @@ TEST_F(BinaryWatchTest, AFileThatCouldNotBeExaminedIsCurrentForEverAndNeverRepor
     EXPECT_EQ(events.cancellations(), 0);
 }
 
-TEST_F(BinaryWatchTest, AFileThatCouldNotBeOpenedIsReportedByALookOnly) {
+TEST_F(BinaryWatchTest, ReportsAnUnopenableFileOnlyWhenLooking) {
     events.canOpen = false;
     watch = makeWatch();
     events.place(std::nullopt);
@@ -112,7 +112,7 @@ TEST_F(BinaryWatchTest, AFileThatCouldNotBeOpenedIsReportedByALookOnly) {
     EXPECT_EQ(replacements, 1);
 }
 
-TEST_F(BinaryWatchTest, ALookReportsAReplacementThatNoEventToldOnce) {
+TEST_F(BinaryWatchTest, LookReportsAReplacementOnceWithoutAnEvent) {
     watch->look();
     EXPECT_EQ(replacements, 0);
     events.place(FileIdentity{1, 101});
@@ -131,7 +131,7 @@ TEST_F(BinaryWatchTest, ADestroyedWatchNeverCallsBack) {
     EXPECT_EQ(replacements, 0);
 }
 
-TEST(FileIdentity, IsEqualWhenDeviceAndNumberAre) {
+TEST(FileIdentity, ComparesDeviceAndInode) {
     const FileIdentity file{std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::uint64_t>::max()};
     EXPECT_EQ(file, (FileIdentity{std::numeric_limits<std::int32_t>::min(), UINT64_MAX}));
     EXPECT_FALSE(file == (FileIdentity{0, UINT64_MAX}));

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <type_traits>
 
-// The numbers and types of the platform's binary interface, once more and independently of the declarations that the
-// macOS sources are compiled against elsewhere. On a Mac this checks the system's own headers.
+// Checks constants and types of the platform's binary interface against an independent copy. On a Mac this checks the
+// system's headers; elsewhere, the declarations used to compile the macOS sources.
 
 namespace {
 
@@ -50,7 +50,7 @@ static_assert(OS_LOG_TYPE_DEFAULT == 0x00 && OS_LOG_TYPE_ERROR == 0x10 && OS_LOG
 
 static_assert(O_EVTONLY == 0x8000 && PROC_PIDPATHINFO_MAXSIZE == 4096);
 
-TEST(Declarations, TheMainPortIsTheDefaultOne) {
+TEST(Declarations, DefaultPortAndAllocatorAreNull) {
     EXPECT_EQ(kIOMainPortDefault, static_cast<mach_port_t>(MACH_PORT_NULL));
     EXPECT_EQ(kCFAllocatorDefault, nullptr);
 }

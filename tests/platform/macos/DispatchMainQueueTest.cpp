@@ -26,7 +26,7 @@ using ::testing::SizeIs;
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-TEST(Duration, SecondsBecomeNanosecondsWithinWhatTheSystemTakes) {
+TEST(Duration, ConvertsSecondsToNanosecondsInTheSystemsRange) {
     EXPECT_EQ(nanoseconds(0), 0);
     EXPECT_EQ(nanoseconds(0.3), 300'000'000);
     EXPECT_EQ(nanoseconds(2), 2'000'000'000);
@@ -43,7 +43,7 @@ protected:
     MainQueue::Task count = [this] { ++runs; };
 };
 
-TEST_F(DispatchMainQueueTest, TasksGoToTheMainDispatchQueue) {
+TEST_F(DispatchMainQueueTest, SubmitsTasksToTheMainDispatchQueue) {
     queue.post(count);
     queue.postAfter(0.3, count);
     EXPECT_THAT(journal().take(), ElementsAre("dispatch_async_f main", "dispatch_after_f main"));
@@ -51,7 +51,7 @@ TEST_F(DispatchMainQueueTest, TasksGoToTheMainDispatchQueue) {
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(DispatchMainQueueTest, TasksRunInTheirOrderOneSubmissionAtATime) {
+TEST_F(DispatchMainQueueTest, RunsTasksInOrderOneSubmissionAtATime) {
     std::vector<int> order;
     for (const int number : {1, 2, 3})
         queue.post([&order, number] { order.push_back(number); });
@@ -61,12 +61,12 @@ TEST_F(DispatchMainQueueTest, TasksRunInTheirOrderOneSubmissionAtATime) {
     EXPECT_THAT(journal().take(), ElementsAre("dispatch_async_f main", "dispatch_async_f main"));
 }
 
-TEST_F(DispatchMainQueueTest, WhatTheSystemDeliversMeanwhileComesBetweenTwoTasks) {
+TEST_F(DispatchMainQueueTest, SystemEventsRunBetweenTwoTasks) {
     std::vector<std::string> order;
     const auto deliver = [](void* context) { static_cast<std::vector<std::string>*>(context)->push_back("signal"); };
     queue.post([&] {
         order.push_back("first");
-        dispatch_async_f(dispatch_get_main_queue(), &order, deliver); // as a source's event is
+        dispatch_async_f(dispatch_get_main_queue(), &order, deliver); // like a source's event
     });
     for (int i = 0; i < 3; ++i)
         queue.post([&] { order.push_back("later"); });
@@ -85,9 +85,9 @@ TEST_F(DispatchMainQueueTest, ATaskMayPostAnotherAndOutliveTheQueue) {
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(DispatchMainQueueTest, ADelayIsNotCutShortAndATenthLongerAtTheMost) {
+TEST_F(DispatchMainQueueTest, DelaysByAtMostATenthMoreThanRequested) {
     if (!doubles::isTimeVirtual)
-        GTEST_SKIP() << "needs time that stands still between two calls";
+        GTEST_SKIP() << "needs virtual time";
     queue.postAfter(0.3, count);
     mainLoop().runFor(0.2999);
     EXPECT_EQ(runs, 0);
@@ -95,14 +95,14 @@ TEST_F(DispatchMainQueueTest, ADelayIsNotCutShortAndATenthLongerAtTheMost) {
     EXPECT_EQ(runs, 1);
 }
 
-TEST_F(DispatchMainQueueTest, AnImpossibleDelayIsNone) {
+TEST_F(DispatchMainQueueTest, RunsATaskWithANegativeOrNaNDelayAtOnce) {
     queue.postAfter(-1, count);
     queue.postAfter(notANumber, count);
     mainLoop().runFor(0);
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(DispatchMainQueueTest, WhatATaskThrowsIsReportedAndTheNextOneRuns) {
+TEST_F(DispatchMainQueueTest, ReportsExceptionsFromTasksAndContinues) {
     queue.post([] { throw std::runtime_error("broken"); });
     queue.postAfter(0, [] { throw 17; });
     queue.post(count);
@@ -116,7 +116,7 @@ TEST_F(DispatchMainQueueTest, WhatATaskThrowsIsReportedAndTheNextOneRuns) {
 
 // --- timers
 
-TEST_F(DispatchMainQueueTest, ATimerBelongsToTheMainRunLoopAndIsReleasedWithItsOwner) {
+TEST_F(DispatchMainQueueTest, ReleasesATimerWithItsOwner) {
     auto once = queue.scheduleTimer(8, false, count);
     EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerCreate once", "CFRunLoopAddTimer main default"));
     EXPECT_EQ(journal().live("CFRunLoopTimer"), 1);
@@ -125,16 +125,16 @@ TEST_F(DispatchMainQueueTest, ATimerBelongsToTheMainRunLoopAndIsReleasedWithItsO
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 
-TEST_F(DispatchMainQueueTest, ARepeatingTimerRepeats) {
+TEST_F(DispatchMainQueueTest, RepeatsARepeatingTimer) {
     const auto repeating = queue.scheduleTimer(2, true, count);
     EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerCreate repeating", "CFRunLoopAddTimer main default"));
     mainLoop().runFor(5);
     EXPECT_EQ(runs, 2);
 }
 
-TEST_F(DispatchMainQueueTest, AnIntervalThatIsNotPositiveIsATenThousandthOfASecond) {
+TEST_F(DispatchMainQueueTest, UsesAMinimumIntervalOfATenThousandthOfASecond) {
     if (!doubles::isTimeVirtual)
-        GTEST_SKIP() << "needs time that stands still between two calls";
+        GTEST_SKIP() << "needs virtual time";
     for (const double interval : {0.0, -1.0, notANumber}) {
         runs = 0;
         const auto timer = queue.scheduleTimer(interval, true, count);
@@ -143,7 +143,7 @@ TEST_F(DispatchMainQueueTest, AnIntervalThatIsNotPositiveIsATenThousandthOfASeco
     }
 }
 
-TEST_F(DispatchMainQueueTest, ATimerThatFiredOnceIsReleasedLikewise) {
+TEST_F(DispatchMainQueueTest, ReleasesATimerThatHasFired) {
     auto once = queue.scheduleTimer(1, false, count);
     mainLoop().runFor(3);
     EXPECT_EQ(runs, 1);
@@ -151,7 +151,7 @@ TEST_F(DispatchMainQueueTest, ATimerThatFiredOnceIsReleasedLikewise) {
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 
-TEST_F(DispatchMainQueueTest, WhatATimersHandlerThrowsIsReportedAndTheTimerGoesOn) {
+TEST_F(DispatchMainQueueTest, ReportsExceptionsFromTimersAndContinues) {
     const auto timer = queue.scheduleTimer(1, true, [this] {
         ++runs;
         throw std::runtime_error("broken");
@@ -162,7 +162,7 @@ TEST_F(DispatchMainQueueTest, WhatATimersHandlerThrowsIsReportedAndTheTimerGoesO
     EXPECT_EQ(logEntries()[0].text, "a timer's handler: broken");
 }
 
-TEST_F(DispatchMainQueueTest, ATimerForWhichTheQueueHasNoRoomFiresAllTheSame) {
+TEST_F(DispatchMainQueueTest, FiresATimerThatCannotBeQueued) {
     const auto refuse = [](const MainQueue::Task&) { throw std::bad_alloc(); };
     const RunLoopTimer once(1, false, count, refuse);
     mainLoop().runFor(3);

@@ -21,7 +21,7 @@ protected:
     DispatchSignals signals;
 };
 
-TEST_F(DispatchSignalsTest, TheSignalIsIgnoredAndItsSourceFinishedBeforeItIsActivated) {
+TEST_F(DispatchSignalsTest, IgnoresTheSignalAndConfiguresItsSourceBeforeActivatingIt) {
     const auto source = signals.deliver(SIGINT, [] {});
     EXPECT_THAT(journal().take(),
                 ElementsAre("signal 2 ignore", "dispatch_source_create signal 2 0x0", "dispatch_set_context",
@@ -30,7 +30,7 @@ TEST_F(DispatchSignalsTest, TheSignalIsIgnoredAndItsSourceFinishedBeforeItIsActi
     EXPECT_EQ(doubles::lastSource(), "signal 0x0 active main");
 }
 
-TEST_F(DispatchSignalsTest, ADestroyedSourceIsCancelledAndReleasedAndItsHandlerLetGo) {
+TEST_F(DispatchSignalsTest, DestructionCancelsTheSourceAndReleasesItsHandler) {
     const auto held = std::make_shared<int>();
     auto source = signals.deliver(SIGINT, [held] {});
     journal().take();
@@ -42,7 +42,7 @@ TEST_F(DispatchSignalsTest, ADestroyedSourceIsCancelledAndReleasedAndItsHandlerL
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 
-TEST_F(DispatchSignalsTest, ASignalThatArrivedBeforeTheSourceWasDestroyedIsNotDelivered) {
+TEST_F(DispatchSignalsTest, DoesNotDeliverASignalPendingAtDestruction) {
     int arrivals = 0;
     auto source = signals.deliver(SIGTERM, [&] { ++arrivals; });
     mainLoop().runFor(0);
@@ -52,7 +52,7 @@ TEST_F(DispatchSignalsTest, ASignalThatArrivedBeforeTheSourceWasDestroyedIsNotDe
     EXPECT_EQ(arrivals, 0);
 }
 
-TEST_F(DispatchSignalsTest, ASignalWithoutASourceEndsTheProcessAgain) {
+TEST_F(DispatchSignalsTest, RestoresTheDefaultActionIfTheSourceCannotBeCreated) {
     doubles::failSourceCreation(true);
     journal().take();
     EXPECT_EQ(signals.deliver(SIGTERM, [] {}), nullptr);
@@ -60,7 +60,7 @@ TEST_F(DispatchSignalsTest, ASignalWithoutASourceEndsTheProcessAgain) {
                 ElementsAre("signal 15 ignore", "dispatch_source_create signal 15 0x0", "signal 15 default"));
 }
 
-TEST_F(DispatchSignalsTest, ASourceIsReadyOnceTheSystemHasRegisteredIt) {
+TEST_F(DispatchSignalsTest, IsReadyOnceTheSystemHasRegisteredTheSource) {
     int arrivals = 0;
     int readiness = 0;
     const auto source = signals.deliver(SIGTERM, [&] { ++arrivals; });
@@ -75,14 +75,14 @@ TEST_F(DispatchSignalsTest, ASourceIsReadyOnceTheSystemHasRegisteredIt) {
     EXPECT_EQ(arrivals, 1);
 }
 
-TEST_F(DispatchSignalsTest, ASourceThatIsDestroyedDoesNotBecomeReady) {
+TEST_F(DispatchSignalsTest, ADestroyedSourceDoesNotBecomeReady) {
     auto source = signals.deliver(SIGTERM, [] {});
     source->whenReady([] { FAIL(); });
     source.reset();
     mainLoop().runFor(0);
 }
 
-TEST_F(DispatchSignalsTest, WhatAHandlerThrowsIsReported) {
+TEST_F(DispatchSignalsTest, ReportsExceptionsFromHandlers) {
     const auto source = signals.deliver(SIGTERM, [] { throw std::runtime_error("broken"); });
     mainLoop().runFor(0);
     doubles::arriveSignal(SIGTERM);

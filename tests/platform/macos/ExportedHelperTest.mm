@@ -26,7 +26,7 @@ using ErrorBlock = void (^)(NSString* _Nullable);
 using VersionBlock = void (^)(NSInteger);
 using EmptyBlock = void (^)(void);
 
-/// Sends `selector`, spelled out, through the runtime, as XPC does.
+/// Looks `selector` up by name at run time, as XPC does.
 template <typename Function> Function* implementation(id object, const char* selector) {
     return reinterpret_cast<Function*>(objc_msg_lookup(object, sel_registerName(selector)));
 }
@@ -99,7 +99,7 @@ class ExportedHelperTest : public doubles::OnDoubles {
     std::vector<std::string> texts;
 };
 
-TEST_F(ExportedHelperTest, EachSelectorReachesItsRequestAndItsReplyBlockOnce) {
+TEST_F(ExportedHelperTest, ForwardsEachSelectorAndItsReplyOnce) {
     sendAll();
     EXPECT_THAT(helper->requests(), ElementsAre("fetchSnapshot", "hold", "handBack", "helperVersion", "standDown"));
     EXPECT_EQ(replies, 5);
@@ -107,7 +107,7 @@ TEST_F(ExportedHelperTest, EachSelectorReachesItsRequestAndItsReplyBlockOnce) {
     EXPECT_THAT(logEntries(), IsEmpty());
 }
 
-TEST_F(ExportedHelperTest, RepliesThatAreNotNilArriveAsTheyAre) {
+TEST_F(ExportedHelperTest, ForwardsNonNilRepliesUnchanged) {
     helper->snapshot = Data{'{', '}'};
     helper->error = "Der Lüfter lässt sich nicht steuern.";
     helper->version = std::numeric_limits<std::int64_t>::min();
@@ -115,13 +115,13 @@ TEST_F(ExportedHelperTest, RepliesThatAreNotNilArriveAsTheyAre) {
     EXPECT_THAT(texts, ElementsAre("{}", *helper->error, *helper->error, "-9223372036854775808"));
 }
 
-TEST_F(ExportedHelperTest, EveryBooleanThatIsNotNoIsYes) {
+TEST_F(ExportedHelperTest, ForwardsTheArgumentsOfAHold) {
     hold(0.25, YES);
     hold(-1.5, NO);
     EXPECT_THAT(helper->holds(), ElementsAre(Pair(0.25, true), Pair(-1.5, false)));
 }
 
-TEST_F(ExportedHelperTest, RepliesMayComeAfterTheRequestHasReturned) {
+TEST_F(ExportedHelperTest, ForwardsRepliesAfterTheRequestHasReturned) {
     std::vector<std::function<void()>> late;
     helper->answer = [&](std::function<void()> reply) { late.push_back(std::move(reply)); };
     sendAll();
@@ -131,7 +131,7 @@ TEST_F(ExportedHelperTest, RepliesMayComeAfterTheRequestHasReturned) {
     EXPECT_EQ(replies, 5);
 }
 
-TEST_F(ExportedHelperTest, ARequestForWhichThereIsNoMemoryIsReportedAndItsBlockDropped) {
+TEST_F(ExportedHelperTest, DropsTheReplyBlockWhenMemoryRunsOut) {
     const std::function<void()> requests[] = {[this] { fetchSnapshot(); }, [this] { hold(0.5, YES); },
                                               [this] { handBack(); }, [this] { helperVersion(); },
                                               [this] { standDown(); }};
@@ -143,7 +143,7 @@ TEST_F(ExportedHelperTest, ARequestForWhichThereIsNoMemoryIsReportedAndItsBlockD
     EXPECT_EQ(replies, 5);
 }
 
-TEST_F(ExportedHelperTest, TheHelperIsKeptAliveByItsExportedObjectAndByNothingElse) {
+TEST_F(ExportedHelperTest, OnlyTheExportedObjectRetainsTheHelper) {
     const auto other = std::make_shared<ScriptedHelper>();
     {
         const auto reference = makeExportedHelper(other);
@@ -152,10 +152,10 @@ TEST_F(ExportedHelperTest, TheHelperIsKeptAliveByItsExportedObjectAndByNothingEl
     EXPECT_EQ(other.use_count(), 1);
 }
 
-// --- types, letter for letter: XPC compares them
+// --- encodings, which XPC compares as text
 
-/// The size of an argument on the stack, and its type's letter. The runtime here keeps no extended encodings; those of
-/// Apple's processors are checked by a test of their own.
+/// The size of an argument on the stack and its type encoding. This runtime has no extended encodings; a separate test
+/// checks those of Apple's processors.
 struct Argument {
     int size;
     const char* letter;
@@ -167,9 +167,9 @@ constexpr Argument argument(bool) {
     return { 4, @encode(BOOL) };
 }
 
-/// As the compiler writes it for a method with the arguments of `Request` and a reply block.
+/// The compiler's encoding of a method with the arguments of `Request` and a reply block.
 template <typename Request> std::string encoding() {
-    int offset = 16; // behind self and the selector
+    int offset = 16; // after self and the selector
     std::string types = "@0:8";
     const auto add = [&](Argument added) {
         types += added.letter + std::to_string(offset);
@@ -187,7 +187,7 @@ void forEachRequest(const std::variant<Requests...>*, const Visit& visit) {
 }
 constexpr requests::Any* all = nullptr;
 
-TEST_F(ExportedHelperTest, TheProtocolRequiresTheRequestsWithTheirTypesAndNothingElse) {
+TEST_F(ExportedHelperTest, TheProtocolDeclaresExactlyTheRequests) {
     Protocol* const protocol = objc_getProtocol("KeloHelperProtocol");
     ASSERT_NE(protocol, nil);
     forEachRequest(all, [&](const char* selector, const std::string& types) {
@@ -200,7 +200,7 @@ TEST_F(ExportedHelperTest, TheProtocolRequiresTheRequestsWithTheirTypesAndNothin
     EXPECT_EQ(count, std::variant_size_v<requests::Any>);
 }
 
-TEST_F(ExportedHelperTest, TheExportedClassAnswersThemWithTheSameTypes) {
+TEST_F(ExportedHelperTest, TheExportedClassImplementsTheRequestsWithTheSameTypes) {
     forEachRequest(all, [&](const char* selector, const std::string& types) {
         const Method method = class_getInstanceMethod(object_getClass(exported.get()), sel_registerName(selector));
         ASSERT_NE(method, nullptr) << selector;

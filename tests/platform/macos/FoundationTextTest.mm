@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #undef nil
-#define nil NULL // as a system may define it: our headers must not need nullptr
+#define nil NULL // some systems define it this way: our headers must not require nullptr
 
 #include "platform/macos/FoundationText.h"
 
@@ -16,12 +16,12 @@ using doubles::journal;
 
 class FoundationTextTest : public doubles::OnDoubles {};
 
-TEST_F(FoundationTextTest, TextGoesThereAndBack) {
+TEST_F(FoundationTextTest, ConvertsTextBothWays) {
     for (const std::string text : {"", "a", "Lüfter 🌀", "with \"quotes\" and\nlines"})
         EXPECT_EQ(textFromNSString(makeNSString(text).get()), text);
 }
 
-TEST_F(FoundationTextTest, BytesThatAreNotUTF8AreTakenAsLatin1SoThatNoErrorIsLost) {
+TEST_F(FoundationTextTest, DecodesNonUTF8BytesAsLatin1) {
     EXPECT_EQ(textFromNSString(makeNSString(std::string("L\xFC"
                                                         "fter"))
                                    .get()),
@@ -29,32 +29,32 @@ TEST_F(FoundationTextTest, BytesThatAreNotUTF8AreTakenAsLatin1SoThatNoErrorIsLos
     EXPECT_EQ(textFromNSString(makeNSString(std::optional<std::string>("\x80")).get()), "\xC2\x80");
 }
 
-TEST_F(FoundationTextTest, NoneIsNilAndNilIsNone) {
+TEST_F(FoundationTextTest, ConvertsNulloptToNilAndBack) {
     EXPECT_EQ(makeNSString(std::optional<std::string>()).get(), nullptr);
     EXPECT_EQ(makeNSData(std::nullopt).get(), nullptr);
     EXPECT_EQ(textFromNSString(nullptr), std::nullopt);
     EXPECT_EQ(dataFromNSData(nullptr), std::nullopt);
 }
 
-TEST_F(FoundationTextTest, EmptyIsNotNone) {
+TEST_F(FoundationTextTest, DistinguishesEmptyFromNil) {
     EXPECT_NE(makeNSString(std::optional<std::string>("")).get(), nullptr);
     EXPECT_NE(makeNSData(Data()).get(), nullptr);
     EXPECT_EQ(dataFromNSData(makeNSData(Data()).get()), Data());
 }
 
-TEST_F(FoundationTextTest, BytesGoThereAndBack) {
+TEST_F(FoundationTextTest, ConvertsBytesBothWays) {
     const Data bytes = {0, 1, 0x7F, 0x80, 0xFF, 0};
     EXPECT_EQ(dataFromNSData(makeNSData(bytes).get()), bytes);
 }
 
-TEST_F(FoundationTextTest, AStringThatUTF8CannotHoldIsEmptyNotNone) {
+TEST_F(FoundationTextTest, ConvertsAStringWithoutUTF8ToEmptyText) {
     const auto text = adopt(doubles::makeStringWithoutUTF8());
     EXPECT_EQ(textFromNSString(text.get()), "");
 }
 
 // --- ownership
 
-TEST_F(FoundationTextTest, AReferenceIsReleasedOnceHoweverItIsMoved) {
+TEST_F(FoundationTextTest, ReleasesAMovedReferenceOnce) {
     auto first = makeNSString(std::string("text"));
     auto second = std::move(first);
     EXPECT_FALSE(first);
@@ -66,7 +66,7 @@ TEST_F(FoundationTextTest, AReferenceIsReleasedOnceHoweverItIsMoved) {
     EXPECT_EQ(journal().live("NSString"), 0);
 }
 
-TEST_F(FoundationTextTest, ABlockIsCopiedAndKeepsWhatItHoldsUntilItsLastReferenceGoes) {
+TEST_F(FoundationTextTest, KeepsABlocksCapturesUntilItsLastReferenceIsReleased) {
     const auto held = std::make_shared<int>(3);
     int sum = 0;
     {

@@ -35,7 +35,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Not;
 
-/// The whole daemon on macOS's platform, on the doubles, before a simulated controller.
+/// The whole daemon on the macOS platform, with test doubles and a simulated controller.
 class HelperOnMacPlatform : public doubles::OnDoubles {
 protected:
     HelperOnMacPlatform() {
@@ -64,14 +64,14 @@ protected:
         return KERN_SUCCESS;
     }
 
-    /// Until its stop signals reach it, and it listens.
+    /// Starts the process and runs the loop until its stop signals are delivered and it listens.
     void start() {
         process = std::make_unique<HelperProcess>(*platform);
         process->start();
         mainLoop().runFor(0);
     }
 
-    /// Runs `client` on a thread of its own while the main loop runs.
+    /// Runs `client` on a separate thread while the main loop runs.
     void serve(const std::function<void()>& client) {
         std::atomic<bool> isDone = false;
         std::thread thread([&] {
@@ -108,7 +108,7 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
     doubles::journalFiles(false);
     auto calls = journal().take();
     std::erase_if(calls, [](const std::string& call) {
-        // The controller's answers, a source's set-up, and the log's look at where standard error leads.
+        // Ignore the controller's exchanges, the set-up of sources, and the log's check of where standard error points.
         return call.starts_with("IOConnectCallStructMethod") || call.starts_with("dispatch_s") ||
                call.starts_with("open /dev/fd/2") || call == "close";
     });
@@ -142,7 +142,7 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
                 ElementsAre("Accepting only app.kelo.Kelo signed by TEAM.", "Listening on app.kelo.helper"));
 }
 
-TEST_F(HelperOnMacPlatform, RepliesComeFromTheMainThreadButForTheVersion) {
+TEST_F(HelperOnMacPlatform, RepliesFromTheMainThreadExceptForTheVersion) {
     start();
     serve([] {
         const auto client = connectToHelper();
@@ -154,7 +154,7 @@ TEST_F(HelperOnMacPlatform, RepliesComeFromTheMainThreadButForTheVersion) {
     EXPECT_THAT(doubles::replyOrigins(), ElementsAre("XPC queue", "main thread", "main thread", "main thread"));
 }
 
-TEST_F(HelperOnMacPlatform, AVersionIsToldWhileTheMainThreadIsBusy) {
+TEST_F(HelperOnMacPlatform, ReportsTheVersionWhileTheMainThreadIsBusy) {
     start();
     std::int64_t version = 0;
     std::thread client([&] { version = connectToHelper()->ask(requests::HelperVersion{}); });
@@ -162,7 +162,7 @@ TEST_F(HelperOnMacPlatform, AVersionIsToldWhileTheMainThreadIsBusy) {
     EXPECT_EQ(version, 6);
 }
 
-TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwards) {
+TEST_F(HelperOnMacPlatform, HandsBackForSleepAndTakesTheFansAgainAfterwards) {
     start();
     std::unique_ptr<HelperConnection> client;
     serve([&] {
@@ -181,10 +181,10 @@ TEST_F(HelperOnMacPlatform, AHoldHandsBackBeforeSleepAndTakesTheFansAgainAfterwa
     EXPECT_TRUE(isAnyManual());
     client.reset();
     doubles::settleXPC();
-    mainLoop().runFor(9); // nobody came back
+    mainLoop().runFor(9); // past the grace period
 }
 
-TEST_F(HelperOnMacPlatform, SleepThatIsAnnouncedWhileTheMainThreadIsBusyWithAHoldHandsTheFansBack) {
+TEST_F(HelperOnMacPlatform, HandsBackForSleepAnnouncedWhileAHoldStarts) {
     start();
     std::unique_ptr<HelperConnection> client;
     serve([&] {
@@ -197,7 +197,7 @@ TEST_F(HelperOnMacPlatform, SleepThatIsAnnouncedWhileTheMainThreadIsBusyWithAHol
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeepsTheHold) {
+TEST_F(HelperOnMacPlatform, KeepsTheHoldIfAClientReturnsWhileTheMainThreadIsBusy) {
     start();
     std::unique_ptr<HelperConnection> client;
     const auto connect = [&client] {
@@ -213,7 +213,7 @@ TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeep
     mainLoop().runFor(7.5);
     platform->machine.queue.post([&] {
         std::thread(connect).join();
-        mainLoop().block(2); // beyond the grace period
+        mainLoop().block(2); // past the grace period
     });
     mainLoop().runFor(60);
     EXPECT_TRUE(isAnyManual());
@@ -224,16 +224,16 @@ TEST_F(HelperOnMacPlatform, AClientThatReturnsInTimeWhileTheMainThreadIsBusyKeep
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(HelperOnMacPlatform, WithoutRootsRightsAHoldIsRefused) {
+TEST_F(HelperOnMacPlatform, RefusesAHoldWithoutRoot) {
     doubles::setEffectiveUser(501);
     start();
     serve([] { EXPECT_NE(connectToHelper()->ask(requests::Hold{0.5, false}), std::nullopt); });
     EXPECT_FALSE(isAnyManual());
 }
 
-// --- the ways out: each in a process of its own, which says on its way whether a fan was left in manual mode
+// --- exits, each in a separate process, which prints whether a fan is still in manual mode
 
-class HelperThatLeaves : public HelperOnMacPlatform {
+class HelperExit : public HelperOnMacPlatform {
 protected:
     void startWithHold() {
         start();
@@ -243,8 +243,8 @@ protected:
         });
         on_exit(
             [](int status, void* test) {
-                std::fputs(static_cast<HelperThatLeaves*>(test)->isAnyManual() ? "FORCED\n" : "AUTOMATIC\n", stderr);
-                _exit(status); // what lives as long as the process is no leak
+                std::fputs(static_cast<HelperExit*>(test)->isAnyManual() ? "FORCED\n" : "AUTOMATIC\n", stderr);
+                _exit(status); // memory in use until the exit is not a leak
             },
             this);
         if (!isAnyManual())
@@ -254,7 +254,7 @@ protected:
     std::unique_ptr<HelperConnection> client;
 };
 
-TEST_F(HelperThatLeaves, ASignalHandsTheFansBackAndEndsTheProcessWithZero) {
+TEST_F(HelperExit, ASignalHandsTheFansBackAndExitsWithZero) {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM})
         EXPECT_EXIT(
             {
@@ -265,14 +265,14 @@ TEST_F(HelperThatLeaves, ASignalHandsTheFansBackAndEndsTheProcessWithZero) {
             ::testing::ExitedWithCode(0), "Asked to stop.*\n.*hold: released.*\n.*Handed the fan back.*\nAUTOMATIC");
 }
 
-TEST_F(HelperThatLeaves, StandingDownHandsTheFansBackAfterAReplyThatWaitsForNobody) {
+TEST_F(HelperExit, StandingDownRepliesAtOnceAndHandsTheFansBack) {
     EXPECT_EXIT(
         {
             startWithHold();
             serve([&] { client->ask(requests::StandDown{}); });
             if (doubles::replyOrigins().back() != "XPC queue")
                 std::_Exit(98);
-            doubles::settleXPC(); // what comes after the reply
+            doubles::settleXPC(); // until the events after the reply have run
             mainLoop().runFor(0.4);
         },
         ::testing::ExitedWithCode(0), "Handed the fan back.*\nAUTOMATIC");

@@ -16,7 +16,7 @@ protected:
     IOKitClamshell clamshell;
 };
 
-TEST_F(IOKitClamshellTest, ReadsThePropertyOfTheRootPowerDomainAndReleasesBoth) {
+TEST_F(IOKitClamshellTest, ReadsAndReleasesTheClamshellProperty) {
     kernel().clamshellState = [] { return doubles::makeCFBoolean(true); };
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(true));
     EXPECT_THAT(journal().take(),
@@ -25,29 +25,29 @@ TEST_F(IOKitClamshellTest, ReadsThePropertyOfTheRootPowerDomainAndReleasesBoth) 
                             "IOObjectRelease IOPMrootDomain"));
 }
 
-TEST_F(IOKitClamshellTest, WithoutTheRootPowerDomainNothingIsReadOrReleased) {
+TEST_F(IOKitClamshellTest, ReadsNothingWithoutTheRootPowerDomain) {
     kernel().services.clear();
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty());
     EXPECT_THAT(journal().take(),
                 ElementsAre("IOServiceMatching IOPMrootDomain", "IOServiceGetMatchingService IOPMrootDomain"));
 }
 
-TEST_F(IOKitClamshellTest, AnAbsentPropertyReleasesTheServiceOnly) {
+TEST_F(IOKitClamshellTest, ReleasesTheServiceIfThePropertyIsAbsent) {
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty());
     EXPECT_THAT(journal().take(), testing::Contains("IOObjectRelease IOPMrootDomain"));
 }
 
-TEST_F(IOKitClamshellTest, TheNumberOneIsNotTakenForABoolean) {
+TEST_F(IOKitClamshellTest, DistinguishesTheNumberOneFromTrue) {
     kernel().clamshellState = [] { return doubles::makeCFNumber(1); };
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(1.0));
 }
 
-TEST_F(IOKitClamshellTest, ANumberThatNoDoubleHoldsDoesNotConvert) {
+TEST_F(IOKitClamshellTest, DoesNotConvertANumberThatDoesNotFitADouble) {
     kernel().clamshellState = [] { return doubles::makeCFNumber(1, false); };
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
 }
 
-TEST_F(IOKitClamshellTest, WhatIsNeitherBooleanNorNumberDoesNotConvert) {
+TEST_F(IOKitClamshellTest, DoesNotConvertOtherTypes) {
     kernel().clamshellState = [] { return doubles::makeCFString("true"); };
     EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
     kernel().clamshellState = [] { return doubles::makeCF(doubles::CFKind::data); };

@@ -19,7 +19,7 @@ protected:
     IOKitExchange exchange;
 };
 
-TEST_F(IOKitExchangeTest, OpeningFindsTheServiceOpensAUserClientAndReleasesTheService) {
+TEST_F(IOKitExchangeTest, OpensAUserClientAndReleasesTheService) {
     const auto connection = exchange.open();
     EXPECT_NE(connection, 0U);
     EXPECT_THAT(journal().take(), ElementsAre("IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC",
@@ -28,26 +28,26 @@ TEST_F(IOKitExchangeTest, OpeningFindsTheServiceOpensAUserClientAndReleasesTheSe
     exchange.close(connection);
 }
 
-TEST_F(IOKitExchangeTest, AServiceThatCannotBeOpenedIsReleasedLikewise) {
+TEST_F(IOKitExchangeTest, ReleasesAServiceThatCannotBeOpened) {
     kernel().openStatus = kIOReturnNotPrivileged;
     EXPECT_EQ(exchange.open(), 0U);
     EXPECT_THAT(journal().take(), ElementsAre("IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC",
                                               "IOServiceOpen AppleSMC own task type 0", "IOObjectRelease AppleSMC"));
 }
 
-TEST_F(IOKitExchangeTest, WithoutTheServiceNothingIsOpenedOrReleased) {
+TEST_F(IOKitExchangeTest, OpensNothingWithoutTheService) {
     kernel().services.clear();
     EXPECT_EQ(exchange.open(), 0U);
     EXPECT_THAT(journal().take(), ElementsAre("IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC"));
 }
 
-TEST_F(IOKitExchangeTest, AMatchingDictionaryThatCannotBeMadeFindsNothing) {
+TEST_F(IOKitExchangeTest, OpensNothingWithoutAMatchingDictionary) {
     kernel().isMatchingFailing = true;
     EXPECT_EQ(exchange.open(), 0U);
     EXPECT_THAT(journal().take(), ElementsAre("IOServiceMatching AppleSMC", "IOServiceGetMatchingService null"));
 }
 
-TEST_F(IOKitExchangeTest, TheExchangeIsSelector2With80BytesBothWays) {
+TEST_F(IOKitExchangeTest, ExchangesRecordsWithSelector2) {
     SMCKeyData seen{};
     kernel().driver = [&](const void* request, void* reply) {
         std::memcpy(&seen, request, sizeof seen);
@@ -69,7 +69,7 @@ TEST_F(IOKitExchangeTest, TheExchangeIsSelector2With80BytesBothWays) {
     exchange.close(connection);
 }
 
-TEST_F(IOKitExchangeTest, EveryStatusButSuccessIsAFailedExchange) {
+TEST_F(IOKitExchangeTest, FailsForAnyStatusButSuccess) {
     const auto connection = exchange.open();
     SMCKeyData reply{};
     for (const kern_return_t status : {kIOReturnError, kIOReturnNotPrivileged, kIOReturnNotOpen, 1, -1}) {
@@ -79,8 +79,8 @@ TEST_F(IOKitExchangeTest, EveryStatusButSuccessIsAFailedExchange) {
     exchange.close(connection);
 }
 
-TEST_F(IOKitExchangeTest, TheRoomForTheReplyIsSetAfreshForEveryExchange) {
-    // A failed call leaves the size at 0.
+TEST_F(IOKitExchangeTest, ResetsTheReplySizeForEveryExchange) {
+    // A failed call sets the size to 0.
     const auto connection = exchange.open();
     SMCKeyData reply{};
     kernel().driver = [](const void*, void*) { return kIOReturnError; };
@@ -90,7 +90,7 @@ TEST_F(IOKitExchangeTest, TheRoomForTheReplyIsSetAfreshForEveryExchange) {
     exchange.close(connection);
 }
 
-TEST_F(IOKitExchangeTest, ClosingClosesTheUserClientAndReleasesNothingElse) {
+TEST_F(IOKitExchangeTest, ClosesTheUserClient) {
     const auto connection = exchange.open();
     journal().take();
     exchange.close(connection);

@@ -28,7 +28,7 @@ protected:
     IOKitPowerNotifications notifications;
 };
 
-TEST_F(IOKitPowerNotificationsTest, RegisteringAddsThePortsSourceToTheCallersRunLoopInItsDefaultMode) {
+TEST_F(IOKitPowerNotificationsTest, AddsThePortsSourceToTheCallersRunLoop) {
     const auto registration = notifications.registerForSystemPower(ignoreMessage);
     EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
                                               "CFRunLoopAddSource main default"));
@@ -36,7 +36,7 @@ TEST_F(IOKitPowerNotificationsTest, RegisteringAddsThePortsSourceToTheCallersRun
                 ElementsAre("CFRunLoopSource: 1", "notification port: 1", "notifier: 1", "root port: 1"));
 }
 
-TEST_F(IOKitPowerNotificationsTest, TheEndTakesTheSourceAwayThenTheNotifierThenTheConnectionThenThePort) {
+TEST_F(IOKitPowerNotificationsTest, DeregistersInTheRequiredOrder) {
     auto registration = notifications.registerForSystemPower(ignoreMessage);
     journal().take();
     registration.reset();
@@ -46,23 +46,23 @@ TEST_F(IOKitPowerNotificationsTest, TheEndTakesTheSourceAwayThenTheNotifierThenT
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 
-TEST_F(IOKitPowerNotificationsTest, AFailedRegistrationTouchesNothingElse) {
+TEST_F(IOKitPowerNotificationsTest, ReturnsNullIfTheRegistrationFails) {
     kernel().isRegistrationFailing = true;
     EXPECT_EQ(notifications.registerForSystemPower(ignoreMessage), nullptr);
     EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower"));
 }
 
-TEST_F(IOKitPowerNotificationsTest, ARegistrationWithoutAPortIsAFailedOne) {
+TEST_F(IOKitPowerNotificationsTest, ReturnsNullWithoutANotificationPort) {
     kernel().isPortMissing = true;
     EXPECT_EQ(notifications.registerForSystemPower(ignoreMessage), nullptr);
     EXPECT_THAT(journal().take(), ElementsAre("IORegisterForSystemPower"));
 }
 
-TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceIsDeregisteredAndIsAFailedRegistration) {
+TEST_F(IOKitPowerNotificationsTest, DeregistersAPortWithoutARunLoopSource) {
     kernel().isRunLoopSourceMissing = true;
     EXPECT_EQ(notifications.registerForSystemPower(ignoreMessage), nullptr);
     auto calls = journal().take();
-    std::erase(calls, "os_log_create app.kelo.helper platform"); // with the first fault of the process
+    std::erase(calls, "os_log_create app.kelo.helper platform"); // created by the process's first fault
     EXPECT_THAT(calls, ElementsAre("IORegisterForSystemPower", "IONotificationPortGetRunLoopSource",
                                    "IODeregisterForSystemPower notifier", "IOServiceClose root port",
                                    "IONotificationPortDestroy"));
@@ -72,7 +72,7 @@ TEST_F(IOKitPowerNotificationsTest, APortWithoutARunLoopSourceIsDeregisteredAndI
               "registering for system power: the notification port has no run-loop source");
 }
 
-TEST_F(IOKitPowerNotificationsTest, TheAnswerGoesOverTheRootPortWithTheMessagesOwnArgument) {
+TEST_F(IOKitPowerNotificationsTest, AcknowledgesOverTheRootPortWithTheMessagesArgument) {
     const auto registration = notifications.registerForSystemPower(ignoreMessage);
     journal().take();
     registration->allowPowerChange(0x7654321);
@@ -81,14 +81,14 @@ TEST_F(IOKitPowerNotificationsTest, TheAnswerGoesOverTheRootPortWithTheMessagesO
                 ElementsAre("IOAllowPowerChange root port 124076833", "IOAllowPowerChange root port -1"));
 }
 
-TEST_F(IOKitPowerNotificationsTest, AnAnswerThatIsRefusedIsDropped) {
+TEST_F(IOKitPowerNotificationsTest, IgnoresARefusedAcknowledgement) {
     kernel().allowStatus = kIOReturnBadArgument;
     const auto registration = notifications.registerForSystemPower(ignoreMessage);
     registration->allowPowerChange(1);
     EXPECT_THAT(kernel().allowed, SizeIs(1));
 }
 
-TEST_F(IOKitPowerNotificationsTest, WhatACallbackThrowsIsReportedAndTheNextMessageComes) {
+TEST_F(IOKitPowerNotificationsTest, ReportsExceptionsFromTheCallbackAndContinues) {
     int messages = 0;
     const auto registration = notifications.registerForSystemPower([&](PowerMessage, std::intptr_t) {
         ++messages;
@@ -102,8 +102,8 @@ TEST_F(IOKitPowerNotificationsTest, WhatACallbackThrowsIsReportedAndTheNextMessa
     EXPECT_EQ(doubles::logEntries()[0].text, "a power message: broken");
 }
 
-TEST_F(IOKitPowerNotificationsTest, AMessageIsDeliveredThoughThereIsNoMemory) {
-    std::array<std::intptr_t, 8> answers{}; // too large to be copied without an allocation
+TEST_F(IOKitPowerNotificationsTest, DeliversMessagesWithoutMemory) {
+    std::array<std::intptr_t, 8> answers{}; // too large to be copied without allocating
     std::size_t count = 0;
     auto* const counted = &count;
     const auto registration = notifications.registerForSystemPower(
@@ -114,7 +114,7 @@ TEST_F(IOKitPowerNotificationsTest, AMessageIsDeliveredThoughThereIsNoMemory) {
     EXPECT_EQ(count, answers.size());
 }
 
-TEST_F(IOKitPowerNotificationsTest, AMessageComesBeforeTimersAndTasks) {
+TEST_F(IOKitPowerNotificationsTest, DeliversMessagesBeforeTimersAndTasks) {
     std::vector<std::string> order;
     DispatchMainQueue queue;
     const auto registration =
@@ -127,7 +127,7 @@ TEST_F(IOKitPowerNotificationsTest, AMessageComesBeforeTimersAndTasks) {
     EXPECT_THAT(order, ElementsAre("message", "task", "timer"));
 }
 
-TEST_F(IOKitPowerNotificationsTest, AMessageWithoutARegistrationDoesNothing) {
+TEST_F(IOKitPowerNotificationsTest, IgnoresMessagesWithoutARegistration) {
     int messages = 0;
     const auto registration = notifications.registerForSystemPower([&](PowerMessage, std::intptr_t) { ++messages; });
     doubles::sendPowerMessageWithoutRefcon(kIOMessageSystemWillSleep, 0);
@@ -135,19 +135,19 @@ TEST_F(IOKitPowerNotificationsTest, AMessageWithoutARegistrationDoesNothing) {
     EXPECT_EQ(messages, 0);
 }
 
-// --- together with the service's watch
+// --- with the service's power watch
 
-class WatchedPower : public IOKitPowerNotificationsTest {
+class PowerWatchOnIOKit : public IOKitPowerNotificationsTest {
 protected:
-    WatchedPower() { watch.start(); }
+    PowerWatchOnIOKit() { watch.start(); }
 
     void send(std::uint32_t messageType, std::intptr_t argument) {
         doubles::sendPowerMessage(messageType, argument);
         mainLoop().runFor(0);
     }
 
-    /// What the watch did, answers included.
-    std::vector<std::string> deeds() {
+    /// The journal's entries for the watch and its acknowledgements.
+    std::vector<std::string> watchEntries() {
         std::vector<std::string> all;
         for (const auto& entry : journal().take())
             if (entry.starts_with("IOAllowPowerChange") || entry.starts_with("watch:"))
@@ -159,25 +159,25 @@ protected:
                      [] { journal().add("watch: did wake"); }};
 };
 
-TEST_F(WatchedPower, CanSleepIsAnsweredAtOnce) {
+TEST_F(PowerWatchOnIOKit, AcknowledgesCanSleepAtOnce) {
     send(kIOMessageCanSystemSleep, 11);
-    EXPECT_THAT(deeds(), ElementsAre("IOAllowPowerChange root port 11"));
+    EXPECT_THAT(watchEntries(), ElementsAre("IOAllowPowerChange root port 11"));
 }
 
-TEST_F(WatchedPower, WillSleepIsAnsweredAfterTheHandlerHasRun) {
+TEST_F(PowerWatchOnIOKit, AcknowledgesWillSleepAfterTheHandler) {
     send(kIOMessageSystemWillSleep, 12);
-    EXPECT_THAT(deeds(), ElementsAre("watch: will sleep", "IOAllowPowerChange root port 12"));
+    EXPECT_THAT(watchEntries(), ElementsAre("watch: will sleep", "IOAllowPowerChange root port 12"));
 }
 
-TEST_F(WatchedPower, HasPoweredOnRunsItsHandlerAndIsNotAnswered) {
+TEST_F(PowerWatchOnIOKit, DoesNotAcknowledgeHasPoweredOn) {
     send(kIOMessageSystemHasPoweredOn, 13);
-    EXPECT_THAT(deeds(), ElementsAre("watch: did wake"));
+    EXPECT_THAT(watchEntries(), ElementsAre("watch: did wake"));
 }
 
-TEST_F(WatchedPower, EveryOtherMessageIsIgnored) {
+TEST_F(PowerWatchOnIOKit, IgnoresAllOtherMessages) {
     for (const std::uint32_t message : {0xE0000290U, 0xE0000320U, 0xE0000250U, 0xE0000310U, 0x280U, 0U})
         send(message, 14);
-    EXPECT_THAT(deeds(), IsEmpty());
+    EXPECT_THAT(watchEntries(), IsEmpty());
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// PosixClock.cpp as a Mac compiles it, with clocks of the test's in place of the system's.
+// PosixClock.cpp as compiled for a Mac, with the system's clocks replaced by test clocks.
 
 #include <gtest/gtest.h>
 #include <time.h>
@@ -30,9 +30,9 @@ int readClock(clockid_t clock, timespec* time) {
 namespace kelo {
 namespace {
 
-TEST(MacClock, StandsStillWhileTheMacSleeps) {
+TEST(MacClock, StopsWhileTheMacSleeps) {
     EXPECT_EQ(MacClock().now(), 3.5);
-    EXPECT_EQ(clockRead, uptimeRaw) << "every other clock that never goes back runs on";
+    EXPECT_EQ(clockRead, uptimeRaw) << "all other monotonic clocks count sleep";
 }
 
 } // namespace

@@ -26,12 +26,12 @@ protected:
     std::shared_ptr<const Platform> platform = makePlatform();
 };
 
-TEST_F(MacPlatformTest, TheSignalsOfABrokenPipeAFullFileAndATerminalAreIgnoredFromTheStart) {
+TEST_F(MacPlatformTest, IgnoresPipeFileSizeAndTerminalSignals) {
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP})
         EXPECT_TRUE(doubles::isIgnored(signal)) << signal;
 }
 
-TEST_F(MacPlatformTest, WhatIsOpenedLaterDoesNotTakeThePlaceOfAClosedStandardStream) {
+TEST_F(MacPlatformTest, OpensClosedStandardStreamsFirst) {
     doubles::journalFiles(true);
     const auto second = [] {
         for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -49,7 +49,7 @@ TEST_F(MacPlatformTest, WhatIsOpenedLaterDoesNotTakeThePlaceOfAClosedStandardStr
     EXPECT_EXIT(second(), ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(MacPlatformTest, EverySeamIsTheMacsOwn) {
+TEST_F(MacPlatformTest, UsesTheMacImplementationOfEachSeam) {
     EXPECT_NE(dynamic_cast<DispatchMainQueue*>(&platform->machine.queue), nullptr);
     EXPECT_NE(dynamic_cast<IOKitExchange*>(&platform->machine.exchange), nullptr);
     EXPECT_NE(dynamic_cast<PosixClock*>(&platform->machine.clock), nullptr);
@@ -61,19 +61,19 @@ TEST_F(MacPlatformTest, EverySeamIsTheMacsOwn) {
     EXPECT_NE(dynamic_cast<SecuritySigningInformation*>(&platform->signing), nullptr);
 }
 
-TEST_F(MacPlatformTest, LogsAndListenersAreMadeAsNamed) {
+TEST_F(MacPlatformTest, CreatesLogsAndListenersByName) {
     platform->makeSystemLog("app.kelo.helper", "listener")->write(LogLevel::notice, "text");
     EXPECT_THAT(doubles::logEntries(), ElementsAre(doubles::LogEntry{"app.kelo.helper", "listener", 0, "text"}));
     const auto listener = platform->makeListener("app.kelo.helper");
     EXPECT_THAT(journal().entries(), Contains("NSXPCListener initWithMachServiceName app.kelo.helper"));
 }
 
-TEST_F(MacPlatformTest, TheWallClockCountsSecondsSince1970) {
+TEST_F(MacPlatformTest, WallClockCountsSecondsSince1970) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     EXPECT_NEAR(platform->logOutput.wallClock(), std::chrono::duration<double>(now).count(), 5);
 }
 
-TEST_F(MacPlatformTest, TheMainLoopIsTheMainRunLoop) {
+TEST_F(MacPlatformTest, RunsTheMainRunLoop) {
     bool hasRun = false;
     platform->machine.queue.post([&] {
         hasRun = true;
@@ -85,7 +85,7 @@ TEST_F(MacPlatformTest, TheMainLoopIsTheMainRunLoop) {
     EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopRun", "CFRunLoopStop main"));
 }
 
-TEST_F(MacPlatformTest, StandardErrorGetsTheBytes) {
+TEST_F(MacPlatformTest, WritesToStandardError) {
     EXPECT_EXIT(
         {
             platform->logOutput.writeStandardError("a line for the log\n");

@@ -25,7 +25,7 @@ protected:
         EXPECT_TRUE(listener->resume());
     }
 
-    /// Returns its exit status; `output` and `errors` are what it printed.
+    /// Runs the sample with `arguments`, captures `output` and `errors`, and returns the exit status.
     int run(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "sample-client");
         std::vector<char*> words;
@@ -41,8 +41,8 @@ protected:
         return status;
     }
 
-    /// Makes the helper leave after its next reply to `request`. Before that reply, `replace` turns it into the helper
-    /// that starts next.
+    /// Makes the helper leave after its next reply to `request`. Calls `replace` before that reply, to configure the
+    /// helper that starts next.
     void leaveAfter(const std::string& request, const std::function<void()>& replace) {
         helper->answer = [this, request, replace, hasLeft = false](const std::function<void()>& reply) mutable {
             const bool isLeaving = !hasLeft && helper->requests().back() == request;
@@ -69,27 +69,27 @@ TEST_F(SampleClient, PrintsHoldsAndHandsBack) {
     EXPECT_THAT(helper->holds(), ElementsAre(std::pair(0.5, true)));
 }
 
-TEST_F(SampleClient, SaysWhatTheHelperRefused) {
+TEST_F(SampleClient, PrintsTheHelpersRefusal) {
     helper->error = "refused";
     EXPECT_EQ(run({"TEAM", "0.5", "0"}), 1);
     EXPECT_EQ(errors, "sample-client: refused\n");
 }
 
-TEST_F(SampleClient, TalksToNoHelperOfAnotherTeam) {
+TEST_F(SampleClient, SendsNothingToAHelperOfAnotherTeam) {
     EXPECT_EQ(run({"OTHERS", "0.5", "0"}), 1);
     EXPECT_THAT(errors, StartsWith("sample-client: "));
     EXPECT_THAT(helper->requests(), IsEmpty());
 }
 
-TEST_F(SampleClient, SaysHowItIsCalled) {
+TEST_F(SampleClient, PrintsItsUsage) {
     EXPECT_EQ(run({}), 2);
     EXPECT_THAT(errors, StartsWith("usage: sample-client"));
 }
 
-TEST_F(SampleClient, AsksForTheHoldAgainAfterAnInterruption) {
+TEST_F(SampleClient, RequestsTheHoldAgainAfterAnInterruption) {
     leaveAfter("hold", [] {});
     helper->answer = [this, first = helper->answer](const std::function<void()>& reply) {
-        if (helper->holds().size() == 2) // ends the sample, which would wait for the end of its hold
+        if (helper->holds().size() == 2) // makes the sample exit before the end of its hold
             helper->error = "the second hold";
         first(reply);
     };
@@ -98,7 +98,7 @@ TEST_F(SampleClient, AsksForTheHoldAgainAfterAnInterruption) {
     EXPECT_THAT(helper->holds(), ElementsAre(std::pair(0.5, true), std::pair(0.5, true)));
 }
 
-TEST_F(SampleClient, AnOlderHelperStandsDownFirst) {
+TEST_F(SampleClient, MakesAnOlderHelperStandDownFirst) {
     --helper->version;
     leaveAfter("standDown", [this] { ++helper->version; });
     EXPECT_EQ(run({"TEAM", "0.5", "0"}), 0);
@@ -106,7 +106,7 @@ TEST_F(SampleClient, AnOlderHelperStandsDownFirst) {
                 ElementsAre("helperVersion", "standDown", "helperVersion", "fetchSnapshot", "hold", "handBack"));
 }
 
-TEST_F(SampleClient, RefusesAnOlderHelperThatComesBack) {
+TEST_F(SampleClient, RefusesAnOlderHelperThatRestarts) {
     helper->version = 5;
     leaveAfter("standDown", [] {});
     EXPECT_EQ(run({"TEAM", "0.5", "0"}), 1);

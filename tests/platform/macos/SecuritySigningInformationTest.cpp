@@ -21,19 +21,19 @@ protected:
     SecuritySigningInformation information;
 };
 
-TEST_F(SecuritySigningInformationTest, AsksForTheOwnStaticCodesSigningDetails) {
+TEST_F(SecuritySigningInformationTest, ReadsTheSigningInformationOfOurStaticCode) {
     EXPECT_EQ(information.teamIdentifier(), "ABCDE12345");
     EXPECT_THAT(journal().take(), ElementsAre("SecCodeCopySelf flags 0", "SecCodeCopyStaticCode flags 0",
                                               "SecCodeCopySigningInformation flags 2"));
 }
 
-TEST_F(SecuritySigningInformationTest, EveryCallAsksAfresh) {
+TEST_F(SecuritySigningInformationTest, QueriesTheSystemEachTime) {
     information.teamIdentifier();
     ownSignature().team = "OTHERTEAM1";
     EXPECT_EQ(information.teamIdentifier(), "OTHERTEAM1");
 }
 
-TEST_F(SecuritySigningInformationTest, AFailureAtAnyStepIsNoTeam) {
+TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfAnyStepFails) {
     ownSignature().selfStatus = errSecCSUnsigned;
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
     EXPECT_THAT(journal().take(), ElementsAre("SecCodeCopySelf flags 0"));
@@ -48,7 +48,7 @@ TEST_F(SecuritySigningInformationTest, AFailureAtAnyStepIsNoTeam) {
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
 }
 
-TEST_F(SecuritySigningInformationTest, SuccessWithoutAnObjectIsNoTeam) {
+TEST_F(SecuritySigningInformationTest, ReturnsNulloptForSuccessWithoutAnObject) {
     ownSignature().isSelfMissing = true;
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
     ownSignature().isSelfMissing = false;
@@ -59,27 +59,27 @@ TEST_F(SecuritySigningInformationTest, SuccessWithoutAnObjectIsNoTeam) {
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
 }
 
-TEST_F(SecuritySigningInformationTest, InformationThatIsNoDictionaryIsNoTeam) {
+TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfTheInformationIsNotADictionary) {
     ownSignature().information = [] { return doubles::makeCFString("teamid"); };
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
 }
 
-TEST_F(SecuritySigningInformationTest, CodeThatIsUnsignedOrSignedAdHocHasNoTeam) {
+TEST_F(SecuritySigningInformationTest, ReturnsNulloptForUnsignedOrAdHocSignedCode) {
     ownSignature().team = std::nullopt;
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
 }
 
-TEST_F(SecuritySigningInformationTest, ATeamThatIsNoTextIsNoTeam) {
+TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfTheTeamIsNotText) {
     ownSignature().teamValue = [] { return doubles::makeCFNumber(12345); };
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
 }
 
-TEST_F(SecuritySigningInformationTest, ATeamThatIsNotUTF8IsNoTeam) {
+TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfTheTeamIsNotUTF8) {
     ownSignature().teamValue = [] { return doubles::makeCFStringWithoutUTF8(); };
     EXPECT_EQ(information.teamIdentifier(), std::nullopt);
 }
 
-TEST_F(SecuritySigningInformationTest, TextOfEveryLengthIsTakenWhole) {
+TEST_F(SecuritySigningInformationTest, ReturnsTeamsOfAnyLength) {
     for (const std::string team : {"", "X", "Ünïcödé 🌀", "ABCDE12345ABCDE12345ABCDE12345ABCDE12345"}) {
         ownSignature().team = team;
         EXPECT_EQ(information.teamIdentifier(), team);
@@ -90,17 +90,17 @@ TEST_F(SecuritySigningInformationTest, TextOfEveryLengthIsTakenWhole) {
 
 class CodeRequirementTest : public doubles::OnDoubles {};
 
-TEST_F(CodeRequirementTest, ASentenceOfTheLanguageIsWellFormed) {
+TEST_F(CodeRequirementTest, AcceptsAWellFormedRequirement) {
     EXPECT_TRUE(isWellFormedRequirement("anchor apple generic"));
     EXPECT_THAT(journal().take(), ElementsAre("SecRequirementCreateWithString anchor apple generic flags 0"));
 }
 
-TEST_F(CodeRequirementTest, AnythingElseIsNot) {
+TEST_F(CodeRequirementTest, RejectsAMalformedRequirement) {
     EXPECT_FALSE(isWellFormedRequirement("anchor apple generic and identifier \"a\"\""));
     EXPECT_FALSE(isWellFormedRequirement(""));
 }
 
-TEST_F(CodeRequirementTest, TextThatTheSystemDoesNotTakeIsNot) {
+TEST_F(CodeRequirementTest, RejectsTextThatCannotBeConverted) {
     doubles::failStringCreation(true);
     EXPECT_FALSE(isWellFormedRequirement("anchor apple generic"));
     EXPECT_THAT(journal().take(), ::testing::IsEmpty());

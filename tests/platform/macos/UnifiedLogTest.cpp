@@ -19,14 +19,14 @@ constexpr std::uint8_t faultType = 0x11;
 
 class UnifiedLogTest : public doubles::OnDoubles {};
 
-TEST_F(UnifiedLogTest, TheLogObjectIsMadeOnceForSubsystemAndCategory) {
+TEST_F(UnifiedLogTest, CreatesItsLogObjectOnce) {
     const auto log = makeUnifiedLog("app.kelo.helper", "listener");
     log->write(LogLevel::notice, "one");
     log->write(LogLevel::notice, "two");
     EXPECT_THAT(journal().take(), ElementsAre("os_log_create app.kelo.helper listener"));
 }
 
-TEST_F(UnifiedLogTest, ErrorsGoOutAsErrorsAndNoticesAtTheDefaultTypeBothPublic) {
+TEST_F(UnifiedLogTest, MapsErrorsAndNoticesToLogTypes) {
     const auto log = makeUnifiedLog("app.kelo.helper", "service");
     log->write(LogLevel::error, "There is no fan to control.");
     log->write(LogLevel::notice, "Asked to stop.");
@@ -35,12 +35,12 @@ TEST_F(UnifiedLogTest, ErrorsGoOutAsErrorsAndNoticesAtTheDefaultTypeBothPublic) 
                             LogEntry{"app.kelo.helper", "service", defaultType, "Asked to stop."}));
 }
 
-TEST_F(UnifiedLogTest, ATypeThatIsOffIsToldAndWritesNothing) {
+TEST_F(UnifiedLogTest, ReportsADisabledTypeAndWritesNothing) {
     const auto log = makeUnifiedLog("app.kelo.helper", "service");
     doubles::setLogTypeEnabled(errorType, false);
     EXPECT_FALSE(log->isEnabled(LogLevel::error));
     EXPECT_TRUE(log->isEnabled(LogLevel::notice));
-    log->write(LogLevel::error, "nobody hears this");
+    log->write(LogLevel::error, "not written");
     EXPECT_THAT(logEntries(), IsEmpty());
     doubles::setLogTypeEnabled(errorType, true);
     doubles::setLogTypeEnabled(defaultType, false);
@@ -48,7 +48,7 @@ TEST_F(UnifiedLogTest, ATypeThatIsOffIsToldAndWritesNothing) {
     EXPECT_FALSE(log->isEnabled(LogLevel::notice));
 }
 
-TEST_F(UnifiedLogTest, AFaultSaysWhatAndWhyInACategoryOfItsOwn) {
+TEST_F(UnifiedLogTest, WritesFaultsToASeparateCategory) {
     reportFault("the listener", "it is broken");
     EXPECT_THAT(logEntries(),
                 ElementsAre(LogEntry{"app.kelo.helper", "platform", faultType, "the listener: it is broken"}));

@@ -46,7 +46,7 @@ protected:
     std::function<void()> count = [this] { ++events; };
 };
 
-TEST_F(VnodeFileEventsTest, AFileIsOpenedForEventsOnlyAndWatchedForDeletionRenamingAndRevocation) {
+TEST_F(VnodeFileEventsTest, WatchesAFileForDeletionRenamingAndRevocation) {
     const auto source = files.watch(path, count);
     EXPECT_THAT(journal().take(),
                 ElementsAre("open " + path + " 0x8000", "dispatch_source_create vnode descriptor 0x61",
@@ -56,7 +56,7 @@ TEST_F(VnodeFileEventsTest, AFileIsOpenedForEventsOnlyAndWatchedForDeletionRenam
     EXPECT_EQ(doubles::lastSource(), "vnode 0x61 active main");
 }
 
-TEST_F(VnodeFileEventsTest, TheDescriptorIsClosedInTheCancelHandlerAndNowhereElse) {
+TEST_F(VnodeFileEventsTest, ClosesTheDescriptorInTheCancelHandlerOnly) {
     auto source = files.watch(path, count);
     journal().take();
     source->cancel();
@@ -67,19 +67,19 @@ TEST_F(VnodeFileEventsTest, TheDescriptorIsClosedInTheCancelHandlerAndNowhereEls
     EXPECT_THAT(journal().take(), ElementsAre("cancel handler", "close"));
 }
 
-TEST_F(VnodeFileEventsTest, AFileThatCannotBeOpenedMakesNoSource) {
+TEST_F(VnodeFileEventsTest, CreatesNoSourceIfTheFileCannotBeOpened) {
     EXPECT_EQ(files.watch(path + "-not", count), nullptr);
     EXPECT_THAT(journal().take(), ElementsAre("open " + path + "-not 0x8000"));
 }
 
-TEST_F(VnodeFileEventsTest, ASourceThatCannotBeMadeClosesTheDescriptor) {
+TEST_F(VnodeFileEventsTest, ClosesTheDescriptorIfTheSourceCannotBeCreated) {
     doubles::failSourceCreation(true);
     EXPECT_EQ(files.watch(path, count), nullptr);
     EXPECT_THAT(journal().take(),
                 ElementsAre("open " + path + " 0x8000", "dispatch_source_create vnode descriptor 0x61", "close"));
 }
 
-TEST_F(VnodeFileEventsTest, TheThreeKindsOfEventsAreToldAndNoOther) {
+TEST_F(VnodeFileEventsTest, ReportsOnlyTheThreeKindsOfEvents) {
     const auto source = files.watch(path, count);
     mainLoop().runFor(0);
     for (const auto flag : {vnodeDelete, vnodeRename, vnodeRevoke}) {
@@ -94,7 +94,7 @@ TEST_F(VnodeFileEventsTest, TheThreeKindsOfEventsAreToldAndNoOther) {
     EXPECT_EQ(events, 0);
 }
 
-TEST_F(VnodeFileEventsTest, AnIdentityIsTheDeviceAndInodeThatStatTells) {
+TEST_F(VnodeFileEventsTest, IdentifiesAFileByDeviceAndInode) {
     struct stat status = {};
     ASSERT_EQ(stat(path.c_str(), &status), 0);
     journal().take();
@@ -105,33 +105,33 @@ TEST_F(VnodeFileEventsTest, AnIdentityIsTheDeviceAndInodeThatStatTells) {
     EXPECT_THAT(journal().take(), ElementsAre("stat " + path));
 }
 
-// --- the own executable
+// --- our executable
 
-TEST_F(VnodeFileEventsTest, TheOwnExecutableIsAskedForByTheOwnProcessID) {
+TEST_F(VnodeFileEventsTest, FindsOurExecutableByProcessID) {
     doubles::setOwnPath("/Library/PrivilegedHelperTools/app.kelo.helper");
     EXPECT_EQ(files.ownExecutable(), "/Library/PrivilegedHelperTools/app.kelo.helper");
     EXPECT_THAT(journal().take(), ElementsAre("proc_pidpath own 4096"));
 }
 
-TEST_F(VnodeFileEventsTest, AnExecutableThatIsNotToldIsUnknown) {
+TEST_F(VnodeFileEventsTest, ReturnsNulloptIfTheSystemDoesNotReportThePath) {
     doubles::setOwnPath(std::nullopt);
     EXPECT_EQ(files.ownExecutable(), std::nullopt);
     doubles::setOwnPath("");
     EXPECT_EQ(files.ownExecutable(), std::nullopt);
 }
 
-TEST_F(VnodeFileEventsTest, APathThatFillsTheBufferIsTakenWhole) {
+TEST_F(VnodeFileEventsTest, ReturnsAPathThatFillsTheBuffer) {
     const std::string longest(4096, 'x');
     doubles::setOwnPath(longest);
     EXPECT_EQ(files.ownExecutable(), longest);
 }
 
-// --- together with the watch on the helper's own executable
+// --- with the watch on the helper's executable
 
-TEST_F(VnodeFileEventsTest, TheBinaryWatchGoesOnWhileItsFileIsInPlaceAndEndsOnceItIsNot) {
+TEST_F(VnodeFileEventsTest, BinaryWatchReportsOnlyAReplacement) {
     int replacements = 0;
     const BinaryWatch watch(path, files, [&] { ++replacements; });
-    doubles::sendVnodeEvent(vnodeDelete); // of another hard link, say
+    doubles::sendVnodeEvent(vnodeDelete); // for example of another hard link
     mainLoop().runFor(0);
     EXPECT_EQ(replacements, 0);
     std::ofstream(path + "-new") << "the next version";
@@ -144,7 +144,7 @@ TEST_F(VnodeFileEventsTest, TheBinaryWatchGoesOnWhileItsFileIsInPlaceAndEndsOnce
     EXPECT_EQ(doubles::lastSource(), "vnode 0x61 cancelled main");
 }
 
-TEST_F(VnodeFileEventsTest, ABinaryWatchMayGoWhileAnEventIsOnItsWay) {
+TEST_F(VnodeFileEventsTest, BinaryWatchMayBeDestroyedWithAPendingEvent) {
     int replacements = 0;
     auto watch = std::make_unique<BinaryWatch>(path, files, [&] { ++replacements; });
     std::filesystem::remove(path);

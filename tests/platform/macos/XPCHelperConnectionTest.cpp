@@ -31,7 +31,7 @@ protected:
         journal().take();
     }
 
-    /// What connecting and one request throw; fails the test when they throw nothing.
+    /// Returns the error of connecting and sending one request; fails the test if there is none.
     std::string reasonOfFailure() {
         try {
             connectToHelper()->ask(requests::HelperVersion{});
@@ -47,7 +47,7 @@ protected:
     std::unique_ptr<Listener> listener;
 };
 
-TEST_F(XPCHelperConnectionTest, AReplyForWhichThereIsNoMemoryIsAFailedRequest) {
+TEST_F(XPCHelperConnectionTest, ARequestFailsIfItsReplyCannotBeAllocated) {
     startHelper();
     helper->snapshot = Data{'{', '}'};
     const auto connection = connectToHelper();
@@ -57,7 +57,7 @@ TEST_F(XPCHelperConnectionTest, AReplyForWhichThereIsNoMemoryIsAFailedRequest) {
     EXPECT_EQ(connection->ask(requests::FetchSnapshot{}), helper->snapshot);
 }
 
-TEST_F(XPCHelperConnectionTest, ConnectsToThePrivilegedServiceAndTrustsNobodyButTheHelperOfTheOwnTeam) {
+TEST_F(XPCHelperConnectionTest, ConnectsToThePrivilegedServiceAndRequiresOurTeamsHelper) {
     const auto connection = connectToHelper();
     EXPECT_THAT(journal().take(),
                 ElementsAre("SecCodeCopySelf flags 0", "SecCodeCopyStaticCode flags 0",
@@ -68,7 +68,7 @@ TEST_F(XPCHelperConnectionTest, ConnectsToThePrivilegedServiceAndTrustsNobodyBut
                             "NSXPCConnection resume"));
 }
 
-TEST_F(XPCHelperConnectionTest, TheConnectionIsInvalidatedBeforeItIsLetGo) {
+TEST_F(XPCHelperConnectionTest, InvalidatesTheConnectionBeforeReleasingIt) {
     startHelper();
     auto connection = connectToHelper();
     connection->ask(requests::HelperVersion{});
@@ -79,7 +79,7 @@ TEST_F(XPCHelperConnectionTest, TheConnectionIsInvalidatedBeforeItIsLetGo) {
     EXPECT_EQ(admission.ended(), 1);
 }
 
-TEST_F(XPCHelperConnectionTest, OneConnectionCarriesAllRequests) {
+TEST_F(XPCHelperConnectionTest, SendsAllRequestsOverOneConnection) {
     startHelper();
     const auto connection = connectToHelper();
     connection->ask(requests::HelperVersion{});
@@ -88,7 +88,7 @@ TEST_F(XPCHelperConnectionTest, OneConnectionCarriesAllRequests) {
     EXPECT_EQ(admission.asked(), 1);
 }
 
-TEST_F(XPCHelperConnectionTest, WithoutAHelperEveryRequestThrowsWhy) {
+TEST_F(XPCHelperConnectionTest, EveryRequestThrowsWithoutAHelper) {
     const auto connection = connectToHelper();
     EXPECT_THROW(connection->ask(requests::FetchSnapshot{}), HelperUnreachable);
     EXPECT_THROW(connection->ask(requests::Hold{0.5, true}), HelperUnreachable);
@@ -98,7 +98,7 @@ TEST_F(XPCHelperConnectionTest, WithoutAHelperEveryRequestThrowsWhy) {
     EXPECT_EQ(reasonOfFailure(), "The helper cannot be reached: error 4099");
 }
 
-TEST_F(XPCHelperConnectionTest, AnImpostorIsNotTalkedTo) {
+TEST_F(XPCHelperConnectionTest, SendsNothingToAnImpostor) {
     startHelper();
     xpc().helper = {"app.kelo.helper", "OTHERS"};
     EXPECT_EQ(reasonOfFailure(), "The helper cannot be reached: error 4102");
@@ -107,19 +107,19 @@ TEST_F(XPCHelperConnectionTest, AnImpostorIsNotTalkedTo) {
     EXPECT_THAT(helper->requests(), IsEmpty());
 }
 
-TEST_F(XPCHelperConnectionTest, AnUnsignedClientDoesNotTry) {
+TEST_F(XPCHelperConnectionTest, DoesNotConnectIfUnsigned) {
     doubles::ownSignature().team = std::nullopt;
     EXPECT_EQ(reasonOfFailure(), "This program isn't signed, so the helper would not talk to it.");
     EXPECT_EQ(journal().live("NSXPCConnection"), 0);
 }
 
-TEST_F(XPCHelperConnectionTest, ARequirementThatIsRefusedLeavesNoConnection) {
+TEST_F(XPCHelperConnectionTest, ARefusedRequirementLeavesNoConnection) {
     xpc().isRaising = true;
-    EXPECT_EQ(reasonOfFailure(), "The helper cannot be told from an impostor: raised by the double");
+    EXPECT_EQ(reasonOfFailure(), "The helper's identity cannot be checked: raised by the double");
     EXPECT_EQ(journal().live("NSXPCConnection"), 0);
 }
 
-TEST_F(XPCHelperConnectionTest, ManyRequestsLeaveNothingBehind) {
+TEST_F(XPCHelperConnectionTest, RequestsDoNotLeak) {
     startHelper();
     const auto connection = connectToHelper();
     connection->ask(requests::HelperVersion{});

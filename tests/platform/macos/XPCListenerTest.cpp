@@ -27,7 +27,7 @@ class XPCListenerTest : public doubles::OnDoubles {
 protected:
     XPCListenerTest() { doubles::ownSignature().team = "TEAM"; }
 
-    /// Whether a client of the trusted app gets an answer.
+    /// Whether a client of the trusted app receives an answer.
     bool isServed() {
         try {
             return connectToHelper()->ask(requests::HelperVersion{}) == helper->version;
@@ -36,7 +36,7 @@ protected:
         }
     }
 
-    /// Returns whether it listens.
+    /// Starts listening; returns whether it succeeded.
     bool start() {
         listener->setAdmission(admission.callable());
         listener->setConnectionCodeSigningRequirement(requirement);
@@ -48,7 +48,7 @@ protected:
     std::unique_ptr<Listener> listener = makeXPCListener("app.kelo.helper");
 };
 
-TEST_F(XPCListenerTest, TheRequirementIsCheckedAndSetBeforeTheListenerIsResumed) {
+TEST_F(XPCListenerTest, SetsTheRequirementBeforeResuming) {
     EXPECT_TRUE(start());
     EXPECT_THAT(journal().take(),
                 ElementsAre("NSXPCListener initWithMachServiceName app.kelo.helper", "NSXPCListener setDelegate",
@@ -57,7 +57,7 @@ TEST_F(XPCListenerTest, TheRequirementIsCheckedAndSetBeforeTheListenerIsResumed)
                             "NSXPCListener resume"));
 }
 
-TEST_F(XPCListenerTest, TheDelegateLivesAsLongAsTheListenerWhichOnlyBorrowsIt) {
+TEST_F(XPCListenerTest, KeepsItsDelegateUntilItsDestruction) {
     EXPECT_TRUE(start());
     EXPECT_EQ(journal().live("KeloListenerDelegate"), 1);
     journal().take();
@@ -66,7 +66,7 @@ TEST_F(XPCListenerTest, TheDelegateLivesAsLongAsTheListenerWhichOnlyBorrowsIt) {
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 
-TEST_F(XPCListenerTest, WithoutARequirementTheListenerIsNeverResumed) {
+TEST_F(XPCListenerTest, IsNotResumedWithoutARequirement) {
     listener->setAdmission(admission.callable());
     EXPECT_FALSE(listener->resume());
     EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
@@ -76,17 +76,17 @@ TEST_F(XPCListenerTest, WithoutARequirementTheListenerIsNeverResumed) {
     EXPECT_FALSE(isServed());
 }
 
-TEST_F(XPCListenerTest, ARequirementThatDoesNotParseIsNotEvenSet) {
+TEST_F(XPCListenerTest, DoesNotSetARequirementThatDoesNotParse) {
     listener->setAdmission(admission.callable());
     listener->setConnectionCodeSigningRequirement("anchor apple generic and identifier \"");
     EXPECT_FALSE(listener->resume());
     EXPECT_THAT(journal().take(), Not(Contains(::testing::StartsWith("NSXPCListener setConnection"))));
     EXPECT_FALSE(isServed());
     ASSERT_FALSE(logEntries().empty());
-    EXPECT_EQ(logEntries()[0].text, "the code-signing requirement: it does not parse; nobody is let in");
+    EXPECT_EQ(logEntries()[0].text, "the code-signing requirement: it does not parse; every client is refused");
 }
 
-TEST_F(XPCListenerTest, ARequirementThatTheListenerRaisesOnLetsNobodyIn) {
+TEST_F(XPCListenerTest, RefusesEveryClientIfSettingTheRequirementRaises) {
     xpc().isRaising = true;
     EXPECT_FALSE(start());
     EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
@@ -96,7 +96,7 @@ TEST_F(XPCListenerTest, ARequirementThatTheListenerRaisesOnLetsNobodyIn) {
     EXPECT_EQ(logEntries()[2].text, "the code-signing requirement: no reason was given");
 }
 
-TEST_F(XPCListenerTest, ARefusedRequirementTakesAnEarlierOneOutOfForce) {
+TEST_F(XPCListenerTest, ARefusedRequirementRevokesAnEarlierOne) {
     listener->setAdmission(admission.callable());
     listener->setConnectionCodeSigningRequirement(requirement);
     listener->setConnectionCodeSigningRequirement("nonsense");
@@ -104,14 +104,14 @@ TEST_F(XPCListenerTest, ARefusedRequirementTakesAnEarlierOneOutOfForce) {
     EXPECT_FALSE(isServed());
 }
 
-TEST_F(XPCListenerTest, AConnectionThatArrivesWhileNoRequirementIsInForceIsRefused) {
+TEST_F(XPCListenerTest, RefusesAConnectionWhileNoRequirementIsSet) {
     EXPECT_TRUE(start());
     listener->setConnectionCodeSigningRequirement("nonsense");
     EXPECT_FALSE(isServed());
     EXPECT_EQ(admission.asked(), 0);
 }
 
-TEST_F(XPCListenerTest, AConnectionIsConfiguredWholeBeforeItIsResumed) {
+TEST_F(XPCListenerTest, ConfiguresAnXPCConnectionBeforeResumingIt) {
     EXPECT_TRUE(start());
     const auto client = connectToHelper();
     journal().take();
@@ -123,7 +123,7 @@ TEST_F(XPCListenerTest, AConnectionIsConfiguredWholeBeforeItIsResumed) {
                             "NSXPCConnection resume"));
 }
 
-TEST_F(XPCListenerTest, AConnectionThatIsRefusedIsNotTouched) {
+TEST_F(XPCListenerTest, DoesNotTouchARefusedConnection) {
     admission.isAccepting = false;
     EXPECT_TRUE(start());
     const auto client = connectToHelper();
@@ -132,7 +132,7 @@ TEST_F(XPCListenerTest, AConnectionThatIsRefusedIsNotTouched) {
     EXPECT_THAT(journal().take(), ElementsAre("NSXPCConnection synchronousRemoteObjectProxyWithErrorHandler"));
 }
 
-TEST_F(XPCListenerTest, BothHandlersOfAConnectionAreCalled) {
+TEST_F(XPCListenerTest, CallsBothHandlersOfAConnection) {
     EXPECT_TRUE(start());
     auto client = connectToHelper();
     client->ask(requests::HelperVersion{});
@@ -147,17 +147,17 @@ TEST_F(XPCListenerTest, BothHandlersOfAConnectionAreCalled) {
     EXPECT_EQ(doubles::openConnections(), 0);
 }
 
-TEST_F(XPCListenerTest, EveryConnectionHasAnExportedObjectOfItsOwnForTheOneHelper) {
+TEST_F(XPCListenerTest, ExportsASeparateObjectPerConnection) {
     EXPECT_TRUE(start());
     const auto first = connectToHelper();
     const auto second = connectToHelper();
     first->ask(requests::HelperVersion{});
     second->ask(requests::HelperVersion{});
     EXPECT_EQ(journal().live("KeloExportedHelper"), 2);
-    EXPECT_EQ(helper.use_count(), 4) << "the test's, the admission's, and one for each connection";
+    EXPECT_EQ(helper.use_count(), 4) << "one reference of the test, one of the admission, one per connection";
 }
 
-TEST_F(XPCListenerTest, ManyConnectionsOfOneProcessAreAllAccepted) {
+TEST_F(XPCListenerTest, AcceptsManyConnectionsFromOneProcess) {
     EXPECT_TRUE(start());
     std::vector<std::unique_ptr<HelperConnection>> clients;
     for (int i = 0; i < 300; ++i) {
@@ -166,7 +166,7 @@ TEST_F(XPCListenerTest, ManyConnectionsOfOneProcessAreAllAccepted) {
     }
 }
 
-/// Accepts, and has handlers that throw.
+/// Accepts the connection with handlers that throw.
 bool acceptWithBrokenHandlers(IncomingConnection& connection) {
     connection.exportObject(std::make_shared<ScriptedHelper>());
     connection.setInvalidationHandler([] { throw std::runtime_error("broken invalidation"); });
@@ -175,7 +175,7 @@ bool acceptWithBrokenHandlers(IncomingConnection& connection) {
     return true;
 }
 
-TEST_F(XPCListenerTest, AnAdmissionThatThrowsRefuses) {
+TEST_F(XPCListenerTest, RefusesIfTheAdmissionThrows) {
     listener->setAdmission([](IncomingConnection&) -> bool { throw std::runtime_error("broken admission"); });
     listener->setConnectionCodeSigningRequirement(requirement);
     EXPECT_TRUE(listener->resume());
@@ -183,19 +183,18 @@ TEST_F(XPCListenerTest, AnAdmissionThatThrowsRefuses) {
     EXPECT_EQ(logEntries()[0].text, "admitting a connection: broken admission");
 }
 
-TEST_F(XPCListenerTest, AConnectionForWhichThereIsNoMemoryIsRefused) {
+TEST_F(XPCListenerTest, RefusesAConnectionWhenMemoryRunsOut) {
     EXPECT_TRUE(start());
     xpc().isHelperShortOfMemory = true;
     EXPECT_FALSE(isServed());
-    EXPECT_THAT(journal().take(), Contains("NSXPCConnection setExportedInterface"))
-        << "an allocation of ours must fail";
+    EXPECT_THAT(journal().take(), Contains("NSXPCConnection setExportedInterface")) << "our own allocation must fail";
     EXPECT_THAT(logEntries(), ElementsAre(::testing::Field(&doubles::LogEntry::text,
                                                            ::testing::StartsWith("admitting a connection: "))));
     xpc().isHelperShortOfMemory = false;
     EXPECT_TRUE(isServed());
 }
 
-TEST_F(XPCListenerTest, WhatAConnectionsHandlersThrowIsReported) {
+TEST_F(XPCListenerTest, ReportsExceptionsFromConnectionHandlers) {
     listener->setAdmission(acceptWithBrokenHandlers);
     listener->setConnectionCodeSigningRequirement(requirement);
     EXPECT_TRUE(listener->resume());

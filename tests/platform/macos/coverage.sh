@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Fails when a line of the macOS sources is reached by none of their tests.
+# Fails if any line of the macOS sources is not covered by their tests.
 #
-# usage: coverage.sh COMPILER FOLDER TEST: the folder of the sources, and the program that tests them, which is
-# instrumented and has left beside it, as TEST.profraw, what it reached
+# usage: coverage.sh COMPILER FOLDER TEST: the folder of the sources, and the instrumented test program, which has
+# written its profile to TEST.profraw
 set -euo pipefail
 
 compiler=$1 folder=$2 test=$3
 
-# The compiler's own version of the tools: others do not read its format.
+# The tools must have the compiler's version to read its format.
 tools=$(dirname "$(readlink -f "$(command -v "$compiler")")")
 tool() {
   local name=$1
@@ -23,9 +23,9 @@ tool llvm-profdata merge -sparse -o "$profile" "$test.profraw"
 report() { tool llvm-cov "$1" "$test" -instr-profile="$profile" "${@:2}" "$folder"; }
 read -r lines missed < <(report report | awk '$1 == "TOTAL" { print $8, $9 }')
 if [ "${lines:-0}" -eq 0 ] || [ "$missed" -ne 0 ]; then
-  printf '%s of %s lines are reached by no test:\n' "${missed:-0}" "${lines:-0}"
-  # A line of the source that was counted, and never reached; expansions of templates repeat lines after a rule.
+  printf '%s of %s lines are not covered:\n' "${missed:-0}" "${lines:-0}"
+  # Prints counted source lines that were never executed; template instantiations repeat lines after a rule.
   report show -show-line-counts-or-regions | awk '/^\// { file = $1 } /^ +[0-9]+\| +0\|/ { print file $0 }'
   exit 1
 fi
-printf 'all %s lines are reached\n' "$lines"
+printf 'all %s lines are covered\n' "$lines"

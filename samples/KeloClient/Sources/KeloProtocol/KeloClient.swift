@@ -29,7 +29,7 @@ public final class KeloClient: @unchecked Sendable {
         connection.remoteObjectInterface = NSXPCInterface(with: KeloHelperProtocol.self)
         connection.setCodeSigningRequirement(KeloHelper.requirement(team: team))
         // The helper has exited. After a crash the fans stay as they were until a client asks again.
-        connection.interruptionHandler = { @Sendable [weak self] in self?.askAgain() }
+        connection.interruptionHandler = { @Sendable [weak self] in self?.requestHold() }
         connection.resume()
     }
 
@@ -56,7 +56,7 @@ public final class KeloClient: @unchecked Sendable {
 
     public func hold(fraction: Double, handsBackOnLidClose: Bool) {
         queue.sync { wanted = Hold(fraction: fraction, handsBackOnLidClose: handsBackOnLidClose) }
-        askAgain()
+        requestHold()
     }
 
     /// Replies whether every fan is automatic afterwards, because the helper's reply does not report a refusal of the
@@ -68,7 +68,7 @@ public final class KeloClient: @unchecked Sendable {
         }
     }
 
-    private func askAgain() {
+    private func requestHold() {
         guard let hold = queue.sync(execute: { wanted }) else { return }
         helper?.hold(fraction: hold.fraction, handsBackOnLidClose: hold.handsBackOnLidClose) { [weak self] error in
             if let error { self?.report(.refused(error)) }

@@ -1,4 +1,4 @@
-// Needs no library: emitted for a Mac's processors, to look at the types that XPC would compare.
+// Compiled without libraries for a Mac's processors, to inspect the types that XPC would compare.
 #include "platform/macos/KeloHelperXPCProtocol.h"
 
 Protocol* encodedProtocol() { return @protocol(KeloHelperProtocol); }

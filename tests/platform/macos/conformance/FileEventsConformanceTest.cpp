@@ -19,7 +19,7 @@ class VnodeFileEventsHarness : public RealFolder {
 public:
     FileEvents& fileEvents() { return fileEvents_; }
     void run() { runMainLoop(SystemUnderTest::unit); }
-    // A watch sees what happens once it has been registered, which is some time after it was made.
+    // Runs the loop first: a watch reports only changes made after its registration, which takes a while.
     void rename(const std::string& from, const std::string& to) {
         run();
         RealFolder::rename(from, to);

@@ -18,7 +18,8 @@ void note(void* text) { noted.emplace_back(static_cast<const char*>(text)); }
 
 dispatch_queue_t mainQueue() { return dispatch_get_main_queue(); }
 
-/// What the sources and their tests take for granted about libdispatch and the main run loop. The doubles do the same.
+/// The behaviour of libdispatch and the main run loop that the sources and their tests rely on. The doubles behave the
+/// same.
 class RunLoopFacts : public ::testing::Test {
 protected:
     RunLoopFacts() { noted.clear(); }
@@ -29,7 +30,7 @@ protected:
     static void run(double units) { runMainLoop(units * unit); }
     static void block(double units) { SystemUnderTest::block(units * unit); }
 
-    /// Notes "timer" or, if it is not valid any more, "invalid timer".
+    /// Notes "timer", or "invalid timer" if it is no longer valid.
     static CFReference<CFRunLoopTimerRef> addTimer(double units, CFRunLoopTimerCallBack callback = noteTimer) {
         CFReference<CFRunLoopTimerRef> timer(CFRunLoopTimerCreate(
             kCFAllocatorDefault, CFAbsoluteTimeGetCurrent() + units * unit, 0, 0, 0, callback, nullptr));
@@ -41,7 +42,7 @@ protected:
         noted.emplace_back(CFRunLoopTimerIsValid(timer) ? "timer" : "invalid timer");
     }
 
-    /// Notes `name` for each signal; not activated yet.
+    /// Creates an inactive source that notes `name` for each signal.
     static dispatch_source_t makeSource(const char* name) {
         const auto source = dispatch_source_create(DISPATCH_SOURCE_TYPE_SIGNAL, SIGUSR1, 0, mainQueue());
         dispatch_set_context(source, const_cast<char*>(name));
@@ -63,7 +64,7 @@ private:
     SystemUnderTest system_;
 };
 
-TEST_F(RunLoopFacts, TheLimitEndsTheRunAfterThePassThatExceedsIt) {
+TEST_F(RunLoopFacts, TheRunEndsAfterThePassThatExceedsItsLimit) {
     dispatch_async_f(mainQueue(), nullptr, [](void*) {
         post("later");
         block(2);
@@ -76,7 +77,7 @@ TEST_F(RunLoopFacts, TheLimitEndsTheRunAfterThePassThatExceedsIt) {
     EXPECT_THAT(noted, ElementsAre("exceeds the limit", "waited", "later"));
 }
 
-TEST_F(RunLoopFacts, ARunOfNoTimeRunsWhatWaitedAtItsStart) {
+TEST_F(RunLoopFacts, AZeroLengthRunRunsTheBlocksQueuedBefore) {
     dispatch_async_f(mainQueue(), nullptr, [](void*) { post("later"); });
     run(0);
     EXPECT_THAT(noted, IsEmpty());
@@ -84,7 +85,7 @@ TEST_F(RunLoopFacts, ARunOfNoTimeRunsWhatWaitedAtItsStart) {
     EXPECT_THAT(noted, ElementsAre("later"));
 }
 
-TEST_F(RunLoopFacts, ATimerThatIsDueComesBeforeTheBlocksThatWait) {
+TEST_F(RunLoopFacts, ADueTimerRunsBeforeQueuedBlocks) {
     const auto timer = addTimer(0.5);
     post("block");
     block(1);
@@ -94,25 +95,25 @@ TEST_F(RunLoopFacts, ATimerThatIsDueComesBeforeTheBlocksThatWait) {
     EXPECT_FALSE(CFRunLoopTimerIsValid(timer.get()));
 }
 
-TEST_F(RunLoopFacts, ARunInsideABlockRunsTimersAndNoBlocks) {
+TEST_F(RunLoopFacts, ARunNestedInABlockRunsTimersButNoBlocks) {
     const auto timer = addTimer(0.5);
     dispatch_async_f(mainQueue(), nullptr, [](void*) {
         post("block");
         run(1);
-        noted.emplace_back("end of the run inside");
+        noted.emplace_back("end of the nested run");
     });
     run(2);
-    EXPECT_THAT(noted, ElementsAre("timer", "end of the run inside", "block"));
+    EXPECT_THAT(noted, ElementsAre("timer", "end of the nested run", "block"));
 }
 
-TEST_F(RunLoopFacts, ARunInsideATimerRunsBlocks) {
+TEST_F(RunLoopFacts, ARunNestedInATimerRunsBlocks) {
     const auto timer = addTimer(0.5, [](CFRunLoopTimerRef, void*) {
         post("block");
         run(1);
-        noted.emplace_back("end of the run inside");
+        noted.emplace_back("end of the nested run");
     });
     run(2);
-    EXPECT_THAT(noted, ElementsAre("block", "end of the run inside"));
+    EXPECT_THAT(noted, ElementsAre("block", "end of the nested run"));
 }
 
 TEST_F(RunLoopFacts, TheRunEndsWhenItIsStopped) {
@@ -134,7 +135,7 @@ TEST_F(RunLoopFacts, ASourceIsRegisteredSomeTimeAfterItsActivation) {
     end(source);
 }
 
-TEST_F(RunLoopFacts, ASourceThatIsCancelledBeforeItIsRegisteredIsNot) {
+TEST_F(RunLoopFacts, ASourceCancelledBeforeItsRegistrationIsNotRegistered) {
     const auto source = makeSource("signal");
     dispatch_source_set_registration_handler_f(source, note);
     dispatch_activate(source);
@@ -143,7 +144,7 @@ TEST_F(RunLoopFacts, ASourceThatIsCancelledBeforeItIsRegisteredIsNot) {
     EXPECT_THAT(noted, IsEmpty());
 }
 
-TEST_F(RunLoopFacts, ActivatingTwiceAndHandlersSetLateAreHarmless) {
+TEST_F(RunLoopFacts, ASourceMayBeActivatedTwiceAndItsHandlerReplaced) {
     std::signal(SIGUSR1, SIG_IGN);
     const auto source = makeSource("signal");
     dispatch_activate(source);
@@ -155,7 +156,7 @@ TEST_F(RunLoopFacts, ActivatingTwiceAndHandlersSetLateAreHarmless) {
     end(source);
 }
 
-TEST_F(RunLoopFacts, OfTwoSourcesForOneSignalTheLaterFiresFirst) {
+TEST_F(RunLoopFacts, TheLaterOfTwoSourcesForASignalFiresFirst) {
     std::signal(SIGUSR1, SIG_IGN);
     const auto first = makeSource("first");
     const auto second = makeSource("second");

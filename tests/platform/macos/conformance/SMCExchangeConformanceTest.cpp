@@ -10,7 +10,7 @@
 namespace kelo {
 namespace {
 
-/// The simulated controller behind the double of the user client.
+/// Connects the user client's double to a simulated controller.
 class IOKitExchangeHarness {
 public:
     IOKitExchangeHarness() {

@@ -20,17 +20,18 @@
 
 namespace kelo {
 
-/// Runs the main run loop for `seconds`: to a limit of its own, since a delayed task that stopped it might come late.
+/// Runs the main run loop for `seconds`. Uses the run loop's limit, since a delayed task that stops the loop could be
+/// late.
 inline void runMainLoop(double seconds) { CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false); }
 
-/// What the conformance harnesses run on: the real libdispatch and run loop in real time, or their doubles in virtual
-/// time. Everything else that they need of a Mac is a double elsewhere.
+/// The system under the conformance harnesses: the real libdispatch and run loop in real time, or their doubles in
+/// virtual time. All other parts of a Mac are doubles elsewhere.
 struct SystemUnderTest {
 #ifdef KELO_REAL_TIME
     static constexpr bool isReal = true;
     ~SystemUnderTest() { runMainLoop(0.1 * unit); } // a task must not leak into the next test
 
-    // A hosted machine may be held up for long, and what is delayed may come a tenth later than asked for.
+    // Hosted machines may stall for long, and a delayed task may come a tenth later than requested.
     static constexpr double unit = 1;
     static void block(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
     template <typename Work>
@@ -49,7 +50,7 @@ struct SystemUnderTest {
 #endif
 
 #ifdef __APPLE__
-    /// To the process: no dispatch source sees a signal that is sent to one thread.
+    /// Signals the process: dispatch sources do not see a signal sent to a single thread.
     static void sendSignal(int signal) { ::kill(getpid(), signal); }
 #else
     static void sendSignal(int signal) { doubles::arriveSignal(signal); }

@@ -13,7 +13,7 @@
 
 namespace kelo {
 
-/// Both ends of XPC in one process, over the doubles: `connectToHelper` on one side, the listener on the other.
+/// Both ends of XPC in one process, on the doubles: `connectToHelper` and the listener.
 class XPCHarness {
 public:
     XPCHarness() { doubles::ownSignature().team = "TEAM"; }

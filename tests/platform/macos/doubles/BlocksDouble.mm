@@ -1,8 +1,9 @@
-// Adds what the blocks runtime lacks, by wrapping its functions in the linker.
+// Wraps functions of the blocks runtime in the linker, to add two missing features:
 //
 // - On the platform, copying a block retains the objects that it captures.
-// - It counts a block's references with atomic operations that the thread sanitizer does not see, since the library is
-//   not instrumented: a block that one thread has called and another one frees would look like a race.
+// - The library is not instrumented, so the thread sanitizer does not see its atomic reference counts. A block called
+// on
+//   one thread and freed on another would look like a race.
 
 #include "tests/platform/macos/doubles/FoundationDouble.h"
 
@@ -12,7 +13,7 @@ constexpr int isObject = 3; // BLOCK_FIELD_IS_OBJECT; any other flag means a blo
 
 NSObject* asObject(const void* captured) { return static_cast<NSObject*>(const_cast<void*>(captured)); }
 
-/// The thread that frees the block runs after every thread that has returned it.
+/// Declares to the sanitizer that the block is freed after all threads have released it.
 void orderBefore([[maybe_unused]] const void* block);
 
 } // namespace

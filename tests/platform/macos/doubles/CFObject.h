@@ -10,24 +10,23 @@
 
 namespace kelo::doubles {
 
-/// What every CoreFoundation type is in the double. Kept until `resetCoreFoundation`, so that one release too many
-/// shows.
+/// Any CoreFoundation object of the double. Kept until `resetCoreFoundation`, so that excess releases are detected.
 struct CFObject {
     explicit CFObject(CFKind ofKind);
 
-    const void* const isa; ///< First, where the compiler puts it into constant strings.
+    const void* const isa; ///< First, as in the compiler's constant strings.
     const CFKind kind;
     std::atomic<int> references = 1;
 
-    std::string text;          ///< Of a string, in UTF-8.
-    bool isConvertible = true; ///< Whether a string is available in UTF-8.
+    std::string text;          ///< A string's text, in UTF-8.
+    bool isConvertible = true; ///< Whether UTF-8 can represent the string.
     bool boolean = false;
     double number = 0;
-    bool isExact = true; ///< Whether a number fits a double.
+    bool isExact = true; ///< Whether the number fits a double.
     std::map<std::string, CFTypeRef> entries;
 };
 
-/// One with one reference, counted in the journal.
+/// Creates an object with one reference and counts it in the journal.
 CFObject& makeCFObject(CFKind kind);
 
 CFObject& cfObject(CFTypeRef cf);

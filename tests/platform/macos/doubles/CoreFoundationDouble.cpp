@@ -8,7 +8,7 @@
 #include "tests/platform/macos/doubles/CFObject.h"
 #include "tests/platform/macos/doubles/Journal.h"
 
-// The class of the strings that the compiler makes for CFSTR.
+// The class of the compiler's constant strings (CFSTR).
 extern "C" {
 extern int __CFConstantStringClassReference[];
 int __CFConstantStringClassReference[24];
@@ -18,7 +18,7 @@ namespace kelo::doubles {
 
 namespace {
 
-const char classOfOurs = 0;
+const char doublesClass = 0;
 
 std::mutex objectsMutex;
 std::vector<std::unique_ptr<CFObject>> objects;
@@ -36,19 +36,19 @@ bool isConstantString(CFTypeRef cf) {
     return static_cast<const ConstantString*>(cf)->isa == __CFConstantStringClassReference;
 }
 
-/// Whether `cf` is not a constant string of the compiler's nor an Objective-C object.
-bool isCFObject(CFTypeRef cf) { return static_cast<const CFObject*>(cf)->isa == &classOfOurs; }
+/// Returns false for the compiler's constant strings and for Objective-C objects.
+bool isCFObject(CFTypeRef cf) { return static_cast<const CFObject*>(cf)->isa == &doublesClass; }
 
 CFTypeID typeOf(CFKind kind) { return static_cast<CFTypeID>(kind) + 1; } // 0 is not a type
 
-/// Reports a use for which the platform would end the process.
+/// Reports a use that would end the process on the platform.
 bool isUsable(CFTypeRef cf, const char* function) {
     if (cf == nullptr) {
         journal().misuse(std::string(function) + " of null");
         return false;
     }
     if (isCFObject(cf) && cfObject(cf).references <= 0) {
-        journal().misuse(std::string(function) + " of a " + nameOf(cfObject(cf).kind) + " that is gone");
+        journal().misuse(std::string(function) + " of a " + nameOf(cfObject(cf).kind) + " after its release");
         return false;
     }
     return true;
@@ -56,7 +56,7 @@ bool isUsable(CFTypeRef cf, const char* function) {
 
 } // namespace
 
-CFObject::CFObject(CFKind ofKind) : isa(&classOfOurs), kind(ofKind) {}
+CFObject::CFObject(CFKind ofKind) : isa(&doublesClass), kind(ofKind) {}
 
 CFObject& makeCFObject(CFKind kind) {
     const std::lock_guard lock(objectsMutex);
@@ -140,7 +140,7 @@ void CFRelease(CFTypeRef cf) {
     } else if (--cfObject(cf).references == 0) {
         for (const auto& [key, value] : cfObject(cf).entries)
             CFRelease(value);
-        journal().gone(nameOf(cfObject(cf).kind));
+        journal().destroyed(nameOf(cfObject(cf).kind));
     }
 }
 
@@ -159,7 +159,7 @@ Boolean CFBooleanGetValue(CFBooleanRef boolean) {
     if (!isUsable(boolean, "CFBooleanGetValue"))
         return 0;
     if (cfObject(boolean).kind != CFKind::boolean)
-        journal().misuse("CFBooleanGetValue of what is no boolean");
+        journal().misuse("CFBooleanGetValue of a non-boolean");
     return cfObject(boolean).boolean;
 }
 
@@ -167,7 +167,7 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
     if (!isUsable(number, "CFNumberGetValue"))
         return 0;
     if (cfObject(number).kind != CFKind::number || type != kCFNumberDoubleType) {
-        journal().misuse("CFNumberGetValue of what is no number, or into what is no double");
+        journal().misuse("CFNumberGetValue of a non-number, or not into a double");
         return 0;
     }
     std::memcpy(value, &cfObject(number).number, sizeof(double));
@@ -185,7 +185,7 @@ const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
 CFIndex CFStringGetLength(CFStringRef string) {
     if (!isUsable(string, "CFStringGetLength"))
         return 0;
-    CFIndex units = 0; // of UTF-16: one for each character, two beyond the basic plane
+    CFIndex units = 0; // UTF-16: two units beyond the basic plane, otherwise one
     for (const char byte : cfText(string)) {
         const auto value = static_cast<unsigned char>(byte);
         units += (value & 0xC0) == 0x80 ? 0 : value >= 0xF0 ? 2 : 1;
@@ -195,7 +195,7 @@ CFIndex CFStringGetLength(CFStringRef string) {
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
     if (encoding != kCFStringEncodingUTF8)
-        journal().misuse("CFStringGetMaximumSizeForEncoding for another encoding than UTF-8");
+        journal().misuse("CFStringGetMaximumSizeForEncoding for an encoding other than UTF-8");
     return length * 3;
 }
 
@@ -203,7 +203,7 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size, CFStr
     if (!isUsable(string, "CFStringGetCString"))
         return 0;
     if (encoding != kCFStringEncodingUTF8)
-        journal().misuse("CFStringGetCString in another encoding than UTF-8");
+        journal().misuse("CFStringGetCString in an encoding other than UTF-8");
     const std::string text = cfText(string);
     if (!isConstantString(string) && !cfObject(string).isConvertible)
         return 0;

@@ -32,15 +32,15 @@ constexpr const char* nameOf(CFKind kind) {
     return names[static_cast<std::size_t>(kind)];
 }
 
-/// An object whose content nothing reads.
+/// An object without content.
 CFTypeRef makeCF(CFKind kind);
 CFTypeRef makeCFString(const std::string& text);
 /// A string that UTF-8 cannot represent.
 CFTypeRef makeCFStringWithoutUTF8();
 CFTypeRef makeCFBoolean(bool value);
-/// Unless exact, a number that a double cannot represent.
+/// If not exact, a number that a double cannot represent.
 CFTypeRef makeCFNumber(double value, bool isExact = true);
-/// Takes over the values' references.
+/// Takes ownership of the values' references.
 CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries);
 
 bool isCF(CFTypeRef cf, CFKind kind);

@@ -22,7 +22,7 @@ namespace {
 
 const char mainQueue = 0;
 
-constexpr double leeway = 0.1; // the part of a delay by which the platform may exceed it
+constexpr double leeway = 0.1; // the platform may extend a delay by up to this fraction
 
 struct Source : DispatchSourceRecord {
     bool isRegistered = false; // the system reports events to it
@@ -37,7 +37,7 @@ Source& asSource(const dispatch_object_s* object) {
     return *reinterpret_cast<Source*>(const_cast<dispatch_object_s*>(object));
 }
 
-/// Merges the events that come before the handler has run.
+/// Merges events that arrive before the handler has run.
 void addEvent(Source& source) {
     if (!source.isRegistered || source.isCancelled || source.isEventPending)
         return;
@@ -49,7 +49,7 @@ void addEvent(Source& source) {
     });
 }
 
-/// Adds the events of the watched files since the last look.
+/// Adds the events of the watched files since the last poll.
 void pollFiles() {
     for (const auto& source : sources)
         if (source->isVnode && source->isRegistered && source->updatePath() != 0)
@@ -70,7 +70,7 @@ void postCancelHandler(Source& source) {
     mainLoop().post(0, [&source] {
         source.runCancelHandler();
         if (source.references == 0)
-            journal().gone("dispatch source");
+            journal().destroyed("dispatch source");
     });
 }
 
@@ -80,8 +80,8 @@ void failSourceCreation(bool fails) { sourceCreationFails = fails; }
 
 void arriveSignal(int signal) {
     if (!isIgnored(signal))
-        journal().misuse("signal " + std::to_string(signal) + " has its default effect: the process ends");
-    for (auto source = sources.rbegin(); source != sources.rend(); ++source) // the last one made comes first
+        journal().misuse("signal " + std::to_string(signal) + " has its default action: the process ends");
+    for (auto source = sources.rbegin(); source != sources.rend(); ++source) // the newest source fires first
         if (!(*source)->isVnode && (*source)->handle == static_cast<std::uintptr_t>(signal))
             addEvent(**source);
 }
@@ -117,7 +117,7 @@ void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t
 
 dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta) {
     if (when != DISPATCH_TIME_NOW)
-        journal().misuse("dispatch_time from another moment than now");
+        journal().misuse("dispatch_time from a moment other than now");
     if (delta < 0)
         journal().misuse("dispatch_time into the past");
     return 1 + static_cast<dispatch_time_t>(mainLoop().now() * 1e9) + static_cast<dispatch_time_t>(delta);
@@ -172,7 +172,7 @@ void dispatch_source_cancel(dispatch_source_t object) {
     journal().add("dispatch_source_cancel");
     auto& source = asSource(object);
     if (source.references <= 0)
-        journal().misuse("dispatch_source_cancel of a source that is gone");
+        journal().misuse("dispatch_source_cancel of a released source");
     if (!std::exchange(source.isCancelled, true))
         postCancelHandler(source);
 }
@@ -183,13 +183,13 @@ void dispatch_release(dispatch_object_t object) {
     if (!source.isActive)
         journal().misuse("Release of an inactive object");
     if (--source.references < 0)
-        journal().misuse("dispatch_release of a source that is gone");
+        journal().misuse("dispatch_release of a released source");
     if (source.references > 0)
         return;
-    if (!source.isCancelled) // without its cancel handler
+    if (!source.isCancelled) // runs no cancel handler
         source.isCancelled = source.isFinished = true;
     if (source.isFinished)
-        journal().gone("dispatch source");
+        journal().destroyed("dispatch source");
 }
 
 } // extern "C"

@@ -11,7 +11,7 @@ namespace kelo::doubles {
 
 namespace {
 
-/// The path that a descriptor's file has now; empty if it has none.
+/// The current path of a descriptor's file; empty if it is unlinked.
 std::string pathOf(int descriptor) {
     struct stat status = {};
     char path[4096] = {};

@@ -11,7 +11,7 @@ struct dispatch_source_type_s {
 
 namespace kelo::doubles {
 
-/// What the sources under test have set on one dispatch source, and what became of it. Main thread only.
+/// The settings and the state of a dispatch source of the sources under test. Main thread only.
 struct DispatchSourceRecord {
     bool isVnode;
     std::uintptr_t handle;
@@ -19,26 +19,26 @@ struct DispatchSourceRecord {
     bool isOnMainQueue;
     void* context = nullptr;
     dispatch_function_t eventHandler = nullptr;
-    void* eventContext = nullptr; // the context at the time when the event handler was set
+    void* eventContext = nullptr; // the context when the event handler was set
     dispatch_function_t cancelHandler = nullptr;
     dispatch_function_t registrationHandler = nullptr;
     bool isActive = false;
     bool isCancelled = false;
     bool isFinished = false; // its cancel handler has run
-    std::string path{};      // of the watched file; empty once it is unlinked
+    std::string path{};      // the watched file's path; empty once unlinked
 
     void setEventHandler(dispatch_function_t handler);
     void runEventHandler() const;
     void runCancelHandler();
     void runRegistrationHandler() const;
 
-    /// Notes the path of the watched file. Returns the events of `mask` that have happened since the last call.
+    /// Updates the path of the watched file. Returns the events of `mask` since the last call.
     unsigned long updatePath();
 };
 
 /// Journals dispatch_source_create.
 void journalCreation(const DispatchSourceRecord& source);
-/// As lastSource returns it.
+/// The text that `lastSource` returns.
 std::string describe(const DispatchSourceRecord& source);
 
 } // namespace kelo::doubles

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-// Of the reference counting, what the sources under test do not call.
+// Reference counting methods that the sources under test do not call.
 @interface NSObject (KeloReferences)
 - (instancetype)retain;
 - (instancetype)autorelease;
 - (void)dealloc;
 @end
 
-/// What @autoreleasepool makes and drains.
+/// Created and drained by @autoreleasepool.
 @interface NSAutoreleasePool : NSObject
 - (void)drain;
 @end
@@ -27,7 +27,7 @@ template <typename Payload> Payload& payload(NSObject* object);
 void setPayload(NSObject* object, std::shared_ptr<void> payload);
 std::shared_ptr<void> rawPayload(NSObject* object);
 
-/// How many references `object` has.
+/// The number of references to `object`.
 int referencesTo(NSObject* object);
 
 template <typename Payload> Payload& payload(NSObject* object) {
@@ -39,7 +39,7 @@ NSString* makeString(const std::string& text);
 /// A string that UTF-8 cannot represent.
 NSString* makeStringWithoutUTF8();
 NSError* makeError(NSInteger code, const std::string& description);
-/// Without a reason if `reason` is null.
+/// Has no reason if `reason` is null.
 NSException* makeException(const char* reason);
 
 } // namespace kelo::doubles

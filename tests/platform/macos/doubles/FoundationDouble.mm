@@ -10,8 +10,8 @@
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
 #include "tests/platform/macos/doubles/ShortMemory.h"
 
-/// Read by the leak sanitizer. The runtime never frees its own tables. It allocates objects with another function, so
-/// that a leaked object is still reported.
+/// Read by the leak sanitizer. The runtime never frees its own tables. It allocates objects with a different function,
+/// so leaked objects are still reported.
 extern "C" const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() { return "leak:objc_malloc\n"; }
 
@@ -38,15 +38,15 @@ struct Pool {
     std::vector<NSObject*> objects;
 };
 
-/// A thread's pools, from the outermost to the innermost.
+/// The thread's pools, outermost first.
 thread_local std::vector<Pool> pools;
 
-/// Runs the constructors or destructors of the C++ members that `cls` itself adds. On the platform the runtime does.
+/// Runs the constructors or destructors of the C++ members that `cls` itself declares, as the platform's runtime does.
 void runMembers(id object, Class cls, const char* name) {
     unsigned int count = 0;
     Method* const methods = class_copyMethodList(cls, &count);
     for (unsigned int i = 0; i < count; ++i)
-        if (std::strcmp(sel_getName(method_getName(methods[i])), name) == 0) // one name may have several selectors
+        if (std::strcmp(sel_getName(method_getName(methods[i])), name) == 0) // a name may have several selectors
             reinterpret_cast<void (*)(id, SEL)>(method_getImplementation(methods[i]))(object, sel_registerName(name));
     std::free(methods);
 }
@@ -54,7 +54,7 @@ void runMembers(id object, Class cls, const char* name) {
 void constructMembers(id object, Class cls) {
     if (cls == nullptr)
         return;
-    constructMembers(object, class_getSuperclass(cls)); // the base class first
+    constructMembers(object, class_getSuperclass(cls)); // base class first
     runMembers(object, cls, ".cxx_construct");
 }
 
@@ -69,7 +69,7 @@ void destroyMembers(id object) {
 
 using namespace kelo::doubles;
 
-/// The class of an object that is gone: reports its use.
+/// The class of destroyed objects: reports their use.
 __attribute__((objc_root_class))
 @interface KeloDeadObject {
     Class isa;
@@ -85,11 +85,11 @@ __attribute__((objc_root_class))
     return self;
 }
 - (id)retain {
-    journal().misuse("retain of an object that is gone");
+    journal().misuse("retain of a destroyed object");
     return self;
 }
 - (void)release {
-    journal().misuse("release of an object that is gone");
+    journal().misuse("release of a destroyed object");
 }
 @end
 
@@ -98,7 +98,7 @@ namespace kelo::doubles {
 namespace {
 
 void bury(NSObject* object) {
-    journal().gone(stateOf(object).className);
+    journal().destroyed(stateOf(object).className);
     delete &stateOf(object);
     object_setClass(object, [KeloDeadObject class]);
     const std::lock_guard lock(deadMutex);
@@ -177,10 +177,10 @@ void resetFoundation() {
     return self;
 }
 
-/// Drains inner pools, too: an exception that passes through leaves them to the outer one.
+/// Also drains inner pools that an exception has skipped.
 - (void)drain {
     for (bool isOurs = false; !isOurs;) {
-        while (!pools.back().objects.empty()) { // a release may autorelease more
+        while (!pools.back().objects.empty()) { // a release may autorelease further objects
             NSObject* const object = pools.back().objects.back();
             pools.back().objects.pop_back();
             [object release];
@@ -201,7 +201,7 @@ struct StringPayload {
     bool isConvertible = true;
 };
 
-/// Whether `text` is UTF-8, as strictly as the tests need.
+/// Whether `text` is UTF-8; strict enough for the tests.
 bool isUTF8(const std::string& text) {
     for (std::size_t i = 0; i < text.size();) {
         const auto lead = static_cast<unsigned char>(text[i]);

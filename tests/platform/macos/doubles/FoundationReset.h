@@ -4,13 +4,13 @@
 
 namespace kelo::doubles {
 
-// Of the double of Foundation, what C++ may call.
+// The functions of the Foundation double that C++ may call.
 
-/// Runs `work` with an autorelease pool, as the system's threads do. Ours have none, nor does anything promise that the
-/// main run loop or the main queue makes one.
+/// Runs `work` with an autorelease pool, as on the system's threads. Our own threads have none, and there is no
+/// guarantee that the main run loop or the main queue creates one.
 void runInPool(const std::function<void()>& work);
 
-/// Frees the objects that are gone. Until then they are kept so that their use is noticed.
+/// Frees destroyed objects, which are kept until then to detect their use.
 void resetFoundation();
 
 } // namespace kelo::doubles

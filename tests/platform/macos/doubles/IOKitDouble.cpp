@@ -33,7 +33,7 @@ struct Registration {
     io_connect_t rootPort;
 };
 
-/// A right to a Mach port that the sources under test hold.
+/// A right to a Mach port, held by the sources under test.
 struct Right {
     std::string name;
     bool isConnection;
@@ -41,7 +41,7 @@ struct Right {
 };
 
 IOKitKernel theKernel;
-std::map<mach_port_t, Right> rights; // including released ones, so that their use is noticed
+std::map<mach_port_t, Right> rights; // includes released ones, to detect their use
 std::vector<std::unique_ptr<IONotificationPort>> ports;
 std::vector<Registration> registrations;
 
@@ -62,12 +62,12 @@ bool isHeld(mach_port_t port) {
     return found != rights.end() && found->second.references > 0;
 }
 
-/// Drops one reference; reports `function` if there is none.
+/// Drops one reference; reports a misuse by `function` if there is none.
 void dropRight(mach_port_t port, const std::string& function) {
     if (!isHeld(port))
         return journal().misuse(function + " of " + nameOf(port) + ", which is not held");
     --rights.at(port).references;
-    journal().gone(nameOf(port));
+    journal().destroyed(nameOf(port));
 }
 
 std::string classOf(CFDictionaryRef matching) {
@@ -133,7 +133,7 @@ io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef m
     const std::string name = matching == nullptr ? "null" : classOf(matching);
     journal().add("IOServiceGetMatchingService " + name);
     if (mainPort != MACH_PORT_NULL)
-        journal().misuse("IOServiceGetMatchingService on another port than the main port");
+        journal().misuse("IOServiceGetMatchingService on a port other than the main port");
     if (matching == nullptr)
         return IO_OBJECT_NULL;
     CFRelease(matching);
@@ -157,7 +157,7 @@ kern_return_t IOServiceOpen(io_service_t service, task_port_t task, uint32_t typ
 kern_return_t IOServiceClose(io_connect_t connection) {
     journal().add("IOServiceClose " + nameOf(connection));
     if (!isHeld(connection) || !rights.at(connection).isConnection) {
-        journal().misuse("IOServiceClose of " + nameOf(connection) + ", which is no open connection");
+        journal().misuse("IOServiceClose of " + nameOf(connection) + ", which is not an open connection");
         return kIOReturnBadArgument;
     }
     if (nameOf(connection) == "connection")
@@ -169,7 +169,7 @@ kern_return_t IOServiceClose(io_connect_t connection) {
 kern_return_t IOObjectRelease(io_object_t object) {
     journal().add("IOObjectRelease " + nameOf(object));
     if (isHeld(object) && rights.at(object).isConnection)
-        journal().misuse("IOObjectRelease of a connection, whose port IOServiceClose gives up");
+        journal().misuse("IOObjectRelease of a connection, whose port IOServiceClose releases");
     dropRight(object, "IOObjectRelease");
     return KERN_SUCCESS;
 }
@@ -194,7 +194,7 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef
                                           IOOptionBits options) {
     journal().add("IORegistryEntryCreateCFProperty " + nameOf(entry) + " " + cfText(key));
     if (allocator != kCFAllocatorDefault || options != 0 || !isHeld(entry))
-        journal().misuse("IORegistryEntryCreateCFProperty with another allocator, options, or an entry that is gone");
+        journal().misuse("IORegistryEntryCreateCFProperty with another allocator, options, or a released entry");
     return nameOf(entry) == "IOPMrootDomain" && cfText(key) == "AppleClamshellState" ? kernel().clamshellState()
                                                                                      : nullptr;
 }
@@ -207,7 +207,7 @@ io_connect_t IORegisterForSystemPower(void* refcon, IONotificationPortRef* port,
         return MACH_PORT_NULL;
     const auto rootPort = makeRight("root port", true);
     if (kernel().isPortMissing) {
-        journal().gone("root port"); // nothing can be released without the port
+        journal().destroyed("root port"); // without the port, nothing can be released
         return rootPort;
     }
     auto* const source = static_cast<CFRunLoopSourceRef>(const_cast<void*>(makeCF(CFKind::runLoopSource)));
@@ -229,7 +229,7 @@ IOReturn IODeregisterForSystemPower(io_object_t* notifier) {
 IOReturn IOAllowPowerChange(io_connect_t rootPort, intptr_t notification) {
     journal().add("IOAllowPowerChange " + nameOf(rootPort) + " " + std::to_string(notification));
     if (!isHeld(rootPort))
-        journal().misuse("IOAllowPowerChange over a connection that is closed");
+        journal().misuse("IOAllowPowerChange over a closed connection");
     kernel().allowed.push_back(notification);
     return kernel().allowStatus;
 }
@@ -237,15 +237,15 @@ IOReturn IOAllowPowerChange(io_connect_t rootPort, intptr_t notification) {
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port) {
     journal().add("IONotificationPortGetRunLoopSource");
     if (!port->isAlive)
-        journal().misuse("IONotificationPortGetRunLoopSource of a port that is destroyed");
+        journal().misuse("IONotificationPortGetRunLoopSource of a destroyed port");
     return kernel().isRunLoopSourceMissing ? nullptr : port->source;
 }
 
 void IONotificationPortDestroy(IONotificationPortRef port) {
     journal().add("IONotificationPortDestroy");
     if (!std::exchange(port->isAlive, false))
-        return journal().misuse("IONotificationPortDestroy of a port that is destroyed");
-    journal().gone("notification port");
+        return journal().misuse("IONotificationPortDestroy of a destroyed port");
+    journal().destroyed("notification port");
     CFRelease(port->source);
 }
 

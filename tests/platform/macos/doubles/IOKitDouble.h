@@ -11,14 +11,14 @@
 
 namespace kelo::doubles {
 
-/// The kernel behind IOKit: what a test may change, and what it may see.
+/// The simulated kernel behind IOKit: settings and results.
 struct IOKitKernel {
     std::set<std::string> services = {"AppleSMC", "IOPMrootDomain"};
     bool isMatchingFailing = false; ///< IOServiceMatching returns NULL.
 
     // The user client of AppleSMC.
     kern_return_t openStatus = KERN_SUCCESS;
-    /// Fills the 80 bytes of the reply; returns what the exchange returns.
+    /// Fills the 80-byte reply and returns the status of the exchange.
     std::function<kern_return_t(const void* request, void* reply)> driver;
     int openConnections = 0;
 
@@ -28,16 +28,16 @@ struct IOKitKernel {
     bool isRunLoopSourceMissing = false; ///< The port has no run-loop source.
     kern_return_t allowStatus = KERN_SUCCESS;
     bool isMemoryShort = false;         ///< The first allocation of a power callback fails.
-    std::vector<std::intptr_t> allowed; ///< The notifications that were answered, in order.
+    std::vector<std::intptr_t> allowed; ///< The acknowledged notifications, in order.
 
-    /// Makes the property "AppleClamshellState"; the caller owns what it returns. Null for an absent one.
+    /// Creates the value of "AppleClamshellState", owned by the caller; null if absent.
     std::function<CFTypeRef()> clamshellState = [] { return nullptr; };
 };
 
 IOKitKernel& kernel();
 
-/// Queues a message for every registration. The main loop delivers it to those that are still registered and whose
-/// run-loop source it has.
+/// Queues a message for every registration. The main loop delivers it if the registration and its run-loop source still
+/// exist.
 void sendPowerMessage(std::uint32_t messageType, std::intptr_t argument);
 /// Sends the message with a null refcon.
 void sendPowerMessageWithoutRefcon(std::uint32_t messageType, std::intptr_t argument);

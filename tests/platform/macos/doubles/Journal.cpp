@@ -27,7 +27,7 @@ void Journal::created(const std::string& kind) {
     ++live_[kind];
 }
 
-void Journal::gone(const std::string& kind) {
+void Journal::destroyed(const std::string& kind) {
     const std::lock_guard lock(mutex_);
     --live_[kind];
 }

@@ -8,27 +8,27 @@
 namespace kelo::doubles {
 
 /// Records how the sources under test use the platform: their calls in order, the objects that they hold, and misuses.
-/// One for the process; a fixture resets it. Any thread.
+/// One per process; fixtures reset it. Any thread.
 class Journal {
 public:
-    /// One call, as "function argument argument".
+    /// Adds a call, as "function argument argument".
     void add(std::string entry);
     std::vector<std::string> entries() const;
-    /// The entries since the last call of this or of `reset`.
+    /// The entries since the last call of `take` or `reset`.
     std::vector<std::string> take();
 
-    /// An object or reference of `kind` that somebody has to give back.
+    /// Counts an object or reference of `kind` that must be released.
     void created(const std::string& kind);
-    void gone(const std::string& kind);
-    /// How many of `kind` are held.
+    void destroyed(const std::string& kind);
+    /// The number of held objects of `kind`.
     int live(const std::string& kind) const;
-    /// "kind: count" for every kind that is held.
+    /// "kind: count" for every kind with held objects.
     std::vector<std::string> live() const;
 
-    /// Something that ends the process on the real platform, or breaks one of its rules.
+    /// Reports an action that would end the process on the real platform or break one of its rules.
     void misuse(std::string what);
     std::vector<std::string> misuses() const;
-    /// Forgets the misuses that a test has provoked on purpose, and returns them.
+    /// Returns and removes the misuses, for tests that provoke them.
     std::vector<std::string> takeMisuses();
 
     void reset();

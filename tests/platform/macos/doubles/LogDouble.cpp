@@ -19,11 +19,11 @@ namespace kelo::doubles {
 namespace {
 
 std::mutex mutex;
-std::vector<std::unique_ptr<os_log_s>> logs; // never freed, as on the platform
+std::vector<std::unique_ptr<os_log_s>> logs; // never freed, like the platform's
 std::vector<LogEntry> entries;
 std::set<std::uint8_t> disabledTypes;
 
-// The compiler's layout: a summary and a count of arguments; each argument a descriptor, a size and its bytes.
+// The compiler's layout: a summary and an argument count; then for each argument a descriptor, a size and its bytes.
 constexpr std::size_t headerSize = 2;
 constexpr std::uint8_t publicFlag = 0x2;
 constexpr std::uint8_t stringKind = 2;

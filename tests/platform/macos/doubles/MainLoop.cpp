@@ -9,7 +9,7 @@ namespace kelo::doubles {
 
 namespace {
 
-// A loop that only a repeating timer keeps alive, and that nobody stops.
+// Reached only by a loop that is never stopped and that a repeating timer keeps running.
 constexpr double endOfTime = 1e7;
 
 } // namespace
@@ -27,7 +27,7 @@ void MainLoop::post(double delay, Item item, Kind kind) {
     posted_.notify_all();
 }
 
-/// Runs what is ready of one kind. False if nothing is.
+/// Runs the ready items of one kind. Returns false if there are none.
 bool MainLoop::runReady(Kind kind) {
     std::vector<Item> ready;
     {
@@ -46,7 +46,7 @@ bool MainLoop::runReady(Kind kind) {
     return !ready.empty();
 }
 
-/// False when nothing is due until `end`.
+/// Returns false if nothing is due until `end`.
 bool MainLoop::runPass(double end) {
     for (const auto& poll : polls_)
         poll();
@@ -80,7 +80,7 @@ void MainLoop::run() {
     while (!isStopped_ && runPass(endOfTime)) {
     }
     if (!isStopped_ || now() > endOfTime / 2)
-        journal().misuse("the main loop would have run for ever");
+        journal().misuse("the main loop would never have ended");
 }
 
 void MainLoop::runInMode(double seconds) {
@@ -122,7 +122,7 @@ void MainLoop::block(double seconds) {
 void MainLoop::addPoll(std::function<void()> poll) { polls_.push_back(std::move(poll)); }
 
 void MainLoop::reset() {
-    decltype(items_) dropped; // destroyed outside of the lock
+    decltype(items_) dropped; // destroyed after unlocking
     const std::lock_guard lock(mutex_);
     dropped.swap(items_);
     now_ = 0;

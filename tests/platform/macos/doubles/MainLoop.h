@@ -11,7 +11,7 @@
 
 namespace kelo::doubles {
 
-/// Whether the main loop is the double below rather than the system's, which runs in real time.
+/// Whether the main loop is the double below and not the system's, which runs in real time.
 #ifdef KELO_REAL_DISPATCH
 constexpr bool isTimeVirtual = false;
 #else
@@ -20,9 +20,9 @@ constexpr bool isTimeVirtual = true;
 
 /// The main thread's run loop and dispatch queue in virtual time: time passes only while the loop runs.
 ///
-/// It runs in passes, as the platform's does: first the sources that are ready, then the timers that are due or, every
-/// other time and where there is no timer, the blocks that wait. What is added by one of them belongs to a later pass.
-/// A loop that runs inside a block runs no blocks.
+/// It runs in passes, like the platform's: first the ready sources, then the due timers or, alternately and when no
+/// timer is due, the queued blocks. Items added during a pass run in a later pass. A loop nested in a block runs no
+/// blocks.
 class MainLoop {
 public:
     using Item = std::function<void()>;
@@ -33,26 +33,26 @@ public:
     /// Any thread.
     void post(double delay, Item item, Kind kind = Kind::block);
 
-    /// Runs until `stop`. Nothing else ends it: a loop for which nothing is left is a misuse, and returns.
+    /// Runs until `stop`. Running out of items is a misuse, which also ends the loop.
     void run();
     void stop() { isStopped_ = true; }
-    /// Runs until a pass ends `seconds` later or after that; only one pass if they are 0.
+    /// Runs passes until one ends after `seconds` or later; only one pass if `seconds` is 0.
     void runInMode(double seconds);
 
     /// Runs everything that is due within `seconds`.
     void runFor(double seconds);
-    /// Runs what is due now, as other threads post it, until `isDone`. False when that takes more than ten real
-    /// seconds.
+    /// Runs items that are due now, including those that other threads post, until `isDone`. Returns false after ten
+    /// real seconds.
     bool runUntil(const std::function<bool()>& isDone);
-    /// Lets time pass without running anything.
+    /// Advances the time without running anything.
     void block(double seconds);
 
-    /// Adds a function that is called before each pass to look for outside events.
+    /// Adds a function that is called before each pass to detect external events.
     void addPoll(std::function<void()> poll);
 
     bool isOnMainThread() const { return std::this_thread::get_id() == mainThread_; }
 
-    /// Drops everything; the calling thread is the main thread from now on.
+    /// Drops all items; makes the calling thread the main thread.
     void reset();
 
 private:

@@ -9,15 +9,15 @@ using namespace kelo::doubles;
 
 namespace {
 
-/// Journals a call that belongs before `resume`. The call itself never throws.
+/// Journals a call that is only allowed before `resume`. Never throws.
 void journalSetting(const ConnectionRef& connection, std::string_view what) {
     withEnoughMemory([&] { journal().add("NSXPCConnection " + std::string(what)); });
     if (connection->isResumed)
         journal().misuse(std::string(what) + " after resume");
 }
 
-/// Copies a handler of `connection`. The platform does so in frames that no exception may cross, and keeps the copy as
-/// long as the connection.
+/// Copies a handler of `connection`. The platform copies it in frames that no exception may cross, and keeps the copy
+/// as long as the connection.
 Copied<EmptyBlock> copyHandler(NSXPCConnection* connection, EmptyBlock handler) {
     const int references = referencesTo(connection);
     Copied<EmptyBlock> copy;
@@ -59,7 +59,7 @@ Protocol* registeredProtocol(Protocol* protocol) {
 - (void)dealloc {
     const auto state = stateOf(self);
     if (state->isClient && !(state->isResumed && state->isInvalid))
-        journal().misuse("a connection was let go before it was resumed and invalidated");
+        journal().misuse("a connection was released before it was resumed and invalidated");
     [super dealloc];
 }
 

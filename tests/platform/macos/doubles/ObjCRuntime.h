@@ -2,13 +2,13 @@
 
 #include <stddef.h>
 
-// Of the GNU runtime, what the doubles and tests ask it. Its own headers cannot be included: their BOOL is another type
-// than the platform's.
+// The functions of the GNU runtime that the doubles and tests call. Its own headers cannot be included: their BOOL
+// differs from the platform's.
 
 extern "C" {
 
 typedef struct objc_method* Method;
-typedef void (*IMP)(void); // of a type of its own for each method: to be cast
+typedef void (*IMP)(void); // cast to the method's own type
 typedef unsigned char RuntimeBoolean;
 struct objc_method_description {
     SEL name;
@@ -17,7 +17,7 @@ struct objc_method_description {
 
 id class_createInstance(Class cls, size_t extraBytes);
 id object_dispose(id object);
-Class object_getClass(id object); // the runtime has it in its headers only; ours
+Class object_getClass(id object); // defined by us: the runtime has it only in its headers
 Class object_setClass(id object, Class cls);
 Class class_getSuperclass(Class cls);
 const char* class_getName(Class cls);

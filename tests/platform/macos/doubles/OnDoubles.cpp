@@ -22,7 +22,7 @@ using ::testing::IsEmpty;
 namespace {
 
 void resetAll() {
-    resetXPC(); // first: it ends the threads that may use the others
+    resetXPC(); // first: ends the threads that may use the other doubles
     mainLoop().reset();
     resetDispatch();
     resetRunLoop();
@@ -37,11 +37,11 @@ void resetAll() {
 
 bool isTestRunning = false;
 
-/// Fails the run when the helper exits with status 0 in the middle of a test, which would look like success.
+/// Fails the run if the helper exits with status 0 during a test, which would look like success.
 void refuseSuccess(int status, void*) {
     if (status != 0 || !isTestRunning)
         return;
-    std::fputs("the process has left in the middle of a test\n", stderr);
+    std::fputs("the process exited during a test\n", stderr);
     _exit(1);
 }
 
@@ -56,7 +56,7 @@ DoublesScope::DoublesScope() {
 
 DoublesScope::~DoublesScope() {
     isTestRunning = false;
-    mainLoop().runFor(0); // the cancel handlers
+    mainLoop().runFor(0); // run the cancel handlers
     endConnections();
     settleXPC();
     EXPECT_THAT(journal().live(), IsEmpty()) << "not released";

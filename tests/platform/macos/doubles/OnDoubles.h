@@ -10,7 +10,7 @@
 
 namespace kelo::doubles {
 
-/// Resets every double. At the end fails a test that has left an object unreleased or misused the platform. The test
+/// Resets every double. At its end, fails the test if an object was not released or the platform was misused. The test
 /// runs on the main thread.
 class DoublesScope {
 public:

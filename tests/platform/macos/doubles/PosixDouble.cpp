@@ -26,8 +26,8 @@ namespace kelo::doubles {
 namespace {
 
 #ifdef KELO_REAL_DISPATCH
-/// Ignores a signal that would end the process, and no other: on Linux libdispatch installs its own handler with the
-/// first source, and a later change would replace it.
+/// Ignores only a signal that would otherwise end the process: on Linux libdispatch installs its handler with the first
+/// source, and a later change would replace it.
 void ignoreForReal(int number) {
     struct sigaction current = {};
     sigaction(number, nullptr, &current);
@@ -73,9 +73,9 @@ using namespace kelo::doubles;
 extern "C" {
 
 int proc_pidpath(int pid, void* buffer, uint32_t size) {
-    journal().add(std::string("proc_pidpath ") + (pid == getpid() ? "own" : "another's") + " " + std::to_string(size));
+    journal().add(std::string("proc_pidpath ") + (pid == getpid() ? "own" : "other") + " " + std::to_string(size));
     if (size < MAXPATHLEN || size > PROC_PIDPATHINFO_MAXSIZE)
-        journal().misuse("proc_pidpath with a buffer of a size that it refuses");
+        journal().misuse("proc_pidpath with an invalid buffer size");
     if (!ownPath)
         return 0;
     const std::size_t length = std::min<std::size_t>(ownPath->size(), size);

@@ -6,19 +6,19 @@
 
 namespace kelo::doubles {
 
-// The linker redirects the open, close, stat, signal and geteuid of the sources under test to this double, which
-// journals them on request and passes them on, except signal, which only stores the disposition, and geteuid.
+// The linker redirects open, close, stat, signal and geteuid of the sources under test to this double. It journals the
+// calls on request and passes them on, except signal, whose disposition it only stores, and geteuid.
 
 /// Whether `signal` was given the disposition SIG_IGN.
 bool isIgnored(int signal);
 
-/// The user as whom the process acts: 0 by default.
+/// Sets the effective user of the process; 0 by default.
 void setEffectiveUser(unsigned int user);
 
-/// Makes proc_pidpath return this path, cut to the buffer, or 0 without one.
+/// Makes proc_pidpath return this path, truncated to the buffer, or 0 without a path.
 void setOwnPath(std::optional<std::string> path);
 
-/// Whether the C library calls are journalled.
+/// Enables or disables the journalling of the C library calls.
 void journalFiles(bool isOn);
 
 void resetPosix();

@@ -14,7 +14,7 @@ namespace kelo::doubles {
 
 namespace {
 
-// A large start date, so that a date cannot be mistaken for an interval.
+// A large start date, so that dates cannot be mistaken for intervals.
 constexpr CFAbsoluteTime dateAtStart = 1 << 20;
 
 CFObject mainRunLoop(CFKind::runLoop);
@@ -103,9 +103,9 @@ void CFRunLoopStop(CFRunLoopRef runLoop) {
 SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled) {
     expectMainThread("CFRunLoopRunInMode");
     if (mode != kCFRunLoopDefaultMode || returnAfterSourceHandled)
-        journal().misuse("CFRunLoopRunInMode of another mode, or up to the first source");
+        journal().misuse("CFRunLoopRunInMode with another mode or until the first source");
     mainLoop().runInMode(seconds);
-    return 3; // the time is over
+    return 3; // timed out
 }
 
 void CFRunLoopAddSource(CFRunLoopRef runLoop, CFRunLoopSourceRef source, CFRunLoopMode mode) {
@@ -120,7 +120,7 @@ void CFRunLoopAddSource(CFRunLoopRef runLoop, CFRunLoopSourceRef source, CFRunLo
 void CFRunLoopRemoveSource(CFRunLoopRef runLoop, CFRunLoopSourceRef source, CFRunLoopMode mode) {
     journal().add("CFRunLoopRemoveSource " + nameOf(runLoop) + " " + nameOf(mode));
     if (!sources.contains(source))
-        return journal().misuse("CFRunLoopRemoveSource of a source that was not added there");
+        return journal().misuse("CFRunLoopRemoveSource of a source that was not added");
     sources.erase(source);
     CFRelease(source);
 }
@@ -132,7 +132,7 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef, CFAbsoluteTime fireDate, 
                                        CFRunLoopTimerContext* context) {
     journal().add(std::string("CFRunLoopTimerCreate ") + (interval > 0 ? "repeating" : "once"));
     if (std::isnan(fireDate) || std::isnan(interval))
-        journal().misuse("CFRunLoopTimerCreate with what is not a number");
+        journal().misuse("CFRunLoopTimerCreate with NaN");
     const CFRunLoopTimerContext copied = context != nullptr ? *context : CFRunLoopTimerContext{};
     if (flags != 0 || order != 0 || copied.version != 0)
         journal().misuse("CFRunLoopTimerCreate with flags, an order or a version that is not 0");

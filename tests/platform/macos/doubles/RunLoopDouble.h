@@ -4,7 +4,7 @@
 
 namespace kelo::doubles {
 
-/// Whether the main run loop would call `source` in its default mode.
+/// Whether the main run loop has `source` in its default mode.
 bool isScheduled(CFRunLoopSourceRef source);
 
 void resetRunLoop();

@@ -57,7 +57,7 @@ OSStatus SecCodeCopySelf(SecCSFlags flags, SecCodeRef* self) {
 OSStatus SecCodeCopyStaticCode(SecCodeRef code, SecCSFlags flags, SecStaticCodeRef* staticCode) {
     journal().add("SecCodeCopyStaticCode" + flagsText(flags));
     if (!isCF(code, CFKind::code))
-        journal().misuse("SecCodeCopyStaticCode of what is no code");
+        journal().misuse("SecCodeCopyStaticCode of an object that is not code");
     if (ownSignature().staticCodeStatus == errSecSuccess && !ownSignature().isStaticCodeMissing)
         *staticCode = static_cast<SecStaticCodeRef>(makeCF(CFKind::staticCode));
     return ownSignature().staticCodeStatus;
@@ -66,7 +66,7 @@ OSStatus SecCodeCopyStaticCode(SecCodeRef code, SecCSFlags flags, SecStaticCodeR
 OSStatus SecCodeCopySigningInformation(SecStaticCodeRef code, SecCSFlags flags, CFDictionaryRef* information) {
     journal().add("SecCodeCopySigningInformation" + flagsText(flags));
     if (!isCF(code, CFKind::staticCode))
-        journal().misuse("SecCodeCopySigningInformation of what is no static code");
+        journal().misuse("SecCodeCopySigningInformation of an object that is not static code");
     if (ownSignature().informationStatus == errSecSuccess)
         *information = static_cast<CFDictionaryRef>(makeInformation(flags));
     return ownSignature().informationStatus;

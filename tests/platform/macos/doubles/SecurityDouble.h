@@ -8,24 +8,24 @@
 
 namespace kelo::doubles {
 
-/// The signature of the running process, as a test sets it.
+/// The running process's signature, set by tests.
 struct OwnSignature {
-    std::optional<std::string> team; ///< None: unsigned, or signed without a team.
-    /// Replaces the team's string; the dictionary owns what it returns.
+    std::optional<std::string> team; ///< Nullopt if unsigned, or signed without a team.
+    /// Replaces the team's string; the dictionary owns the result.
     std::function<CFTypeRef()> teamValue;
 
     OSStatus selfStatus = 0;
-    bool isSelfMissing = false; ///< Success, but no object.
+    bool isSelfMissing = false; ///< Returns success without an object.
     OSStatus staticCodeStatus = 0;
     bool isStaticCodeMissing = false;
     OSStatus informationStatus = 0;
-    /// Replaces the dictionary; the caller owns what it returns.
+    /// Replaces the dictionary; the caller owns the result.
     std::function<CFTypeRef()> information;
 };
 
 OwnSignature& ownSignature();
 
-/// Whether `text` is a requirement, as far as the double understands the language.
+/// Whether `text` is a requirement, as far as the double parses the language.
 bool isRequirement(const std::string& text);
 
 void resetSecurity();

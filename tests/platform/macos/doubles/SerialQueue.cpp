@@ -13,7 +13,7 @@ namespace {
 
 std::mutex queuesMutex;
 std::vector<std::unique_ptr<SerialQueue>> queues;
-std::atomic<int> pending = 0; // items that were posted and have not run to their end
+std::atomic<int> pending = 0; // posted items that have not finished
 thread_local bool isQueueThread = false;
 
 } // namespace

@@ -9,16 +9,16 @@
 
 namespace kelo::doubles {
 
-/// A private serial queue of XPC, on a separate thread.
+/// One of XPC's private serial queues, on a separate thread.
 class SerialQueue {
 public:
     using Item = std::function<void()>;
 
-    /// Lives until `joinAll`.
+    /// The queue exists until `joinAll`.
     static SerialQueue& make();
-    /// Waits until all queues are idle. Not to be called on a queue.
+    /// Waits until all queues are idle. Must not be called on a queue.
     static void settleAll();
-    /// Settles, ends the threads and removes the queues.
+    /// Waits until all queues are idle, ends their threads and removes them.
     static void joinAll();
     /// Whether the calling thread belongs to a queue.
     static bool isCurrentAny();
@@ -36,7 +36,7 @@ private:
     std::condition_variable changed_;
     std::deque<Item> items_;
     bool isEnding_ = false;
-    std::thread thread_; // last: it uses the others
+    std::thread thread_; // last: it uses the other members
 };
 
 } // namespace kelo::doubles

@@ -4,11 +4,11 @@
 
 namespace kelo::doubles {
 
-/// Calls `work` as the platform does, and fails its first allocation by `new` if `isShort`. Reports an
-/// exception as a misuse: it would end the process. In a C++ file, since GNU's Objective-C++ catches no C++ exceptions.
+/// Calls `work` as the platform does; if `isShort`, fails its first allocation by `new`. Reports an exception as a
+/// misuse, since it would end the process. In a C++ file, because GNU Objective-C++ cannot catch C++ exceptions.
 void callWithMemory(bool isShort, const std::function<void()>& work);
 
-/// Runs `work`, which never fails on the platform, without failing an allocation.
+/// Runs `work`, which cannot fail on the platform, without failing an allocation.
 void withEnoughMemory(const std::function<void()>& work);
 
 } // namespace kelo::doubles

@@ -5,13 +5,13 @@
 
 namespace kelo::doubles {
 
-/// A code signature as a requirement sees it. Without a team: unsigned.
+/// A code signature as requirements see it. Unsigned if `team` is empty.
 struct CodeSignature {
     std::string identifier;
     std::string team;
 };
 
-/// The state of launchd and XPC that a test may change.
+/// The state of launchd and XPC, set by tests.
 struct XPCSystem {
     std::string service = "app.kelo.helper"; ///< The Mach service that the job owns.
     CodeSignature client = {"app.kelo.Kelo", "TEAM"};
@@ -19,24 +19,24 @@ struct XPCSystem {
     CodeSignature helper = {"app.kelo.helper", "TEAM"};
     bool isHelperShortOfMemory = false;                ///< The first allocation of the delegate fails.
     bool isClientShortOfMemory = false;                ///< The first allocation of a reply block fails.
-    bool isRaising = false;                            ///< Every requirement is refused with an exception.
+    bool isRaising = false;                            ///< Every requirement is refused by an exception.
     const char* raisedReason = "raised by the double"; ///< Null for an exception without a reason.
 };
 
 XPCSystem& xpc();
 
-/// Waits until all queues of XPC are idle.
+/// Waits until all of XPC's queues are idle.
 void settleXPC();
-/// Whether the calling thread belongs to a queue of XPC.
+/// Whether the calling thread belongs to one of XPC's queues.
 bool isOnXPCQueue();
 
 /// Runs the interruption handlers of the helper's connections.
 void interruptConnections();
-/// Ends every connection, as when the helper's process ends.
+/// Ends every connection, as if the helper's process had ended.
 void endConnections();
-/// Where each reply came from, in order: "main thread", "XPC queue" or "another thread".
+/// The origin of each reply, in order: "main thread", "XPC queue" or "another thread".
 std::vector<std::string> replyOrigins();
-/// Connections that the helper has accepted and that have not ended.
+/// The number of connections that the helper has accepted and that have not ended.
 int openConnections();
 
 void resetXPC();

@@ -11,7 +11,7 @@ namespace {
 XPCSystem theSystem;
 XPCWorld theWorld;
 
-/// Takes `server` from its client, whose next request connects again. Returns the client's interruption handler, or
+/// Disconnects `server` from its client, whose next request reconnects. Returns the client's interruption handler, or
 /// nothing if the client is no longer connected to `server`.
 Copied<EmptyBlock> interruptClient(const ConnectionRef& server) {
     const auto client = server->client.lock();
@@ -25,7 +25,7 @@ Copied<EmptyBlock> interruptClient(const ConnectionRef& server) {
     return client->interruptionHandler;
 }
 
-/// On the queue of the helper's end.
+/// Called on the queue of the helper's end.
 void invalidateServer(const ConnectionRef& server) {
     std::unique_lock lock(server->mutex);
     if (std::exchange(server->isInvalid, true))

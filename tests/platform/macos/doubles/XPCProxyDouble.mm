@@ -12,10 +12,10 @@ struct Proxy {
     ConnectionRef client() const { return stateOf(static_cast<NSXPCConnection*>(connection.get())); }
 };
 
-/// The reply block that the helper gets: passes an object on to the client's `reply`.
-/// `token` is a copy: a block does not copy what a reference refers to.
+/// The reply block for the helper: passes an object on to the client's `reply`.
+/// `token` is passed by value: a block does not copy the target of a reference.
 template <typename Object> Copied<void (^)(Object*)> passOn(void (^reply)(Object*), std::shared_ptr<ReplyToken> token) {
-    const Copied client(reply); // it must outlive the block below, which would hold it unowned
+    const Copied client(reply); // must outlive the block below, which does not own it
     return Copied<void (^)(Object*)>(^(Object* object) {
       const Strong carried(object);
       token->pending->reply([client, carried] { client.get()(carried.get()); });
@@ -24,7 +24,7 @@ template <typename Object> Copied<void (^)(Object*)> passOn(void (^reply)(Object
 
 using Sender = std::function<void(id<KeloHelperProtocol> helper, std::shared_ptr<ReplyToken> token)>;
 
-/// Makes one request, which `send` sends to the exported object.
+/// Makes one request; `send` sends it to the exported object.
 void perform(NSObject* object, const char* selector, const Sender& send) {
     const auto& proxy = payload<Proxy>(object);
     request(proxy.client(), proxy.errorHandler.get(), sel_registerName(selector),

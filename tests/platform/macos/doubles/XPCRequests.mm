@@ -16,7 +16,7 @@ bool satisfies(const CodeSignature& signature, const std::string& requirement) {
                                                          "\"";
 }
 
-/// Asks the delegate on the listener's queue. Returns the helper's end of the connection, or nothing.
+/// Asks the delegate on the listener's queue. Returns the helper's end of the connection, or nothing if refused.
 Strong present(const std::shared_ptr<ListenerState>& listener, const ConnectionRef& client) {
     std::unique_lock lock(listener->mutex);
     if (listener->requirement && !satisfies(xpc().client, *listener->requirement))
@@ -39,9 +39,9 @@ Strong present(const std::shared_ptr<ListenerState>& listener, const ConnectionR
         isAccepted = [delegate.get() listener:listener->listener shouldAcceptNewConnection:connection] != NO;
     });
     if (isAccepted && !state->isResumed)
-        journal().misuse("a connection was accepted that was not resumed");
+        journal().misuse("a connection was accepted but not resumed");
     if (!isAccepted && state->isResumed)
-        journal().misuse("a connection was resumed that was not accepted");
+        journal().misuse("a connection was resumed but not accepted");
     if (!isAccepted) {
         endServer(state);
         return {};
@@ -51,7 +51,7 @@ Strong present(const std::shared_ptr<ListenerState>& listener, const ConnectionR
     return server;
 }
 
-/// The listener of the service that `client` names, among the privileged ones.
+/// The privileged listener of the service that `client` names.
 std::shared_ptr<ListenerState> listenerOf(const ConnectionState& client) {
     const std::lock_guard lock(xpcWorld().mutex);
     const auto found = xpcWorld().listeners.find(client.name);
@@ -59,8 +59,8 @@ std::shared_ptr<ListenerState> listenerOf(const ConnectionState& client) {
     return isPrivileged && found != xpcWorld().listeners.end() ? found->second : nullptr;
 }
 
-/// Connects at the first request, and at the first one after an interruption. Returns the code of the error with which
-/// the connection fails, or 0 with the helper's end in `server`.
+/// Connects for the first request, and for the first request after an interruption. Returns 0 and the helper's end in
+/// `server`, or the connection's error code.
 NSInteger connect(const ConnectionRef& connection, Strong& server) {
     ConnectionState& client = *connection;
     const std::lock_guard lock(client.mutex);
@@ -81,7 +81,7 @@ NSInteger connect(const ConnectionRef& connection, Strong& server) {
     if (client.requirement && !satisfies(xpc().helper, *client.requirement))
         return requirementFailure;
     if (!listener->isResumed)
-        return connectionInterrupted; // on the platform the request waits for a listener that never comes
+        return connectionInterrupted; // on the platform the request waits for the listener to resume
     std::mutex answered;              // released on the listener's queue
     std::condition_variable answer;
     bool isAnswered = false;
@@ -97,7 +97,7 @@ NSInteger connect(const ConnectionRef& connection, Strong& server) {
     return server.get() != nil ? 0 : connectionInterrupted;
 }
 
-/// Whether the exported interface has the request, and the object answers it with exactly the interface's types.
+/// Whether the exported interface declares the request and the object implements it with exactly the same types.
 bool isExported(const ConnectionState& server, SEL selector) {
     if (server.exportedInterface.get() == nil || server.exportedObject.get() == nil)
         return false;
@@ -119,7 +119,7 @@ void noteOrigin() {
 
 void Pending::reply(std::function<void()> deliver) {
     noteOrigin();
-    [[[NSObject alloc] init] autorelease]; // as encoding a message may
+    [[[NSObject alloc] init] autorelease]; // encoding a message may also autorelease
     const std::lock_guard lock(mutex_);
     if (++replies_ > 1)
         journal().misuse("a request was replied to twice");

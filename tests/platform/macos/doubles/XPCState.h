@@ -21,7 +21,7 @@
 
 namespace kelo::doubles {
 
-// What the doubles of XPC's classes share.
+// The shared state of the doubles of XPC's classes.
 
 using EmptyBlock = void (^)(void);
 using ErrorBlock = void (^)(NSError*);
@@ -31,7 +31,7 @@ constexpr NSInteger connectionInvalid = 4099;
 constexpr NSInteger replyInvalid = 4101;
 constexpr NSInteger requirementFailure = 4102;
 
-/// Owns one reference to an object; copies of it own one each.
+/// Owns one reference to an object; copies each own one.
 class Strong {
   public:
     Strong() = default;
@@ -48,7 +48,7 @@ class Strong {
     NSObject* object_ = nil;
 };
 
-/// Owns one reference to a block on the heap; copies of it own one each.
+/// Owns one reference to a heap block; copies each own one.
 template <typename Block> class Copied {
   public:
     Copied() = default;
@@ -71,13 +71,13 @@ template <typename Block> class Copied {
     Block block_ = nullptr;
 };
 
-/// One request that waits for its reply.
+/// A request that waits for its reply.
 class Pending {
   public:
-    /// The first one counts; `deliver` then runs on the client's thread.
+    /// Only the first reply counts; `deliver` runs on the client's thread.
     void reply(std::function<void()> deliver);
     void fail(NSInteger code);
-    /// Waits, and calls the reply or the error handler on the calling thread.
+    /// Waits, then calls the reply or the error handler on the calling thread.
     void finish(ErrorBlock errorHandler);
 
   private:
@@ -89,7 +89,7 @@ class Pending {
     int replies_ = 0;
 };
 
-/// Owned by a request's reply block. Fails the request when the block is dropped without a call.
+/// Owned by a request's reply block. Fails the request if the block is dropped without being called.
 struct ReplyToken {
     explicit ReplyToken(std::shared_ptr<Pending> request) : pending(std::move(request)) {}
     ~ReplyToken() { pending->fail(replyInvalid); }
@@ -120,10 +120,10 @@ struct ConnectionState {
     explicit ConnectionState(bool isOfClient) : isClient(isOfClient) {}
 
     const bool isClient;
-    pid_t process = 0; // of the helper's end: the client's
+    pid_t process = 0; // the client's process; on the helper's end
     std::string name;
     NSUInteger options = 0;
-    std::mutex mutex; // guards what follows
+    std::mutex mutex; // guards the members below
     Strong exportedInterface;
     Strong exportedObject;
     Strong remoteInterface;
@@ -132,15 +132,15 @@ struct ConnectionState {
     std::optional<std::string> requirement;
     bool isResumed = false;
     bool isInvalid = false;
-    Strong server;                               // of a client: the helper's end
-    std::weak_ptr<ConnectionState> client;       // of the helper's end
-    SerialQueue* queue = nullptr;                // of the helper's end
-    std::set<std::shared_ptr<Pending>> requests; // of the helper's end: waiting for a reply
+    Strong server;                               // the helper's end; on the client's end
+    std::weak_ptr<ConnectionState> client;       // on the helper's end
+    SerialQueue* queue = nullptr;                // on the helper's end
+    std::set<std::shared_ptr<Pending>> requests; // requests that wait for a reply; on the helper's end
 };
 
 using ConnectionRef = std::shared_ptr<ConnectionState>;
 
-/// The listeners by service, and the helper's ends of connections that were accepted.
+/// The listeners by service, and the helper's ends of accepted connections.
 struct XPCWorld {
     std::mutex mutex;
     std::map<std::string, std::shared_ptr<ListenerState>> listeners;
@@ -153,18 +153,18 @@ XPCWorld& xpcWorld();
 ConnectionRef stateOf(NSXPCConnection* connection);
 std::shared_ptr<ListenerState> stateOf(NSXPCListener* listener);
 
-/// Raises what the platform raises for a requirement that does not parse.
+/// Raises the platform's exception if the requirement does not parse.
 void refuseMalformed(NSString* requirement);
 
 /// Ends the helper's end of a connection, on its queue.
 void endServer(const ConnectionRef& server);
 
-/// Makes one request and waits for its reply or error; connects first if necessary. `invoke` sends the request to the
-/// exported object, on the connection's queue.
+/// Makes one request, connecting first if necessary, and waits for its reply or error. `invoke` sends the request to
+/// the exported object, on the connection's queue.
 void request(const ConnectionRef& client, ErrorBlock errorHandler, SEL selector,
              const std::function<void(id exported, std::shared_ptr<ReplyToken> token)>& invoke);
 
-/// What synchronousRemoteObjectProxyWithErrorHandler returns.
+/// The result of synchronousRemoteObjectProxyWithErrorHandler.
 id makeProxy(NSXPCConnection* connection, ErrorBlock errorHandler);
 
 } // namespace kelo::doubles

@@ -11,7 +11,7 @@
 extern "C" {
 #endif
 
-// the length without the NUL, 0 on failure; at least 1024 and at most PROC_PIDPATHINFO_MAXSIZE bytes
+// returns the length without the NUL, 0 on failure; the size is 1024 to PROC_PIDPATHINFO_MAXSIZE bytes
 int proc_pidpath(int pid, void* buffer, uint32_t buffersize);
 
 #ifdef __cplusplus

@@ -62,8 +62,8 @@ void __wrap_CFRelease(CFTypeRef cf) {
         const std::lock_guard lock(mutex);
         const auto found = held.find(cf);
         if (found == held.end())
-            return journal().misuse("CFRelease of what is not held");
-        journal().gone(nameOf(found->second.kind));
+            return journal().misuse("CFRelease of an object that is not held");
+        journal().destroyed(nameOf(found->second.kind));
         if (--found->second.references == 0)
             held.erase(found);
     }
@@ -130,7 +130,7 @@ CFTypeRef makeCF(CFKind kind) {
         context.perform = [](void*) {};
         made = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, &context);
     } else {
-        made = CFDataCreateMutable(kCFAllocatorDefault, 0); // each an object of its own
+        made = CFDataCreateMutable(kCFAllocatorDefault, 0); // each is a separate object
     }
     return hold(kind, made);
 }
@@ -141,7 +141,7 @@ CFTypeRef makeCFString(const std::string& text) {
 }
 
 CFTypeRef makeCFStringWithoutUTF8() {
-    const UniChar half = 0xD800; // of a pair
+    const UniChar half = 0xD800; // half a surrogate pair
     return hold(CFKind::string, CFStringCreateWithCharacters(kCFAllocatorDefault, &half, 1));
 }
 

@@ -1,6 +1,6 @@
-// Journals the calls of the real libdispatch: the linker redirects them to this file, which passes them on. Feeds vnode
-// sources, which libdispatch has only on a Mac, from inotify. Declares to the thread sanitizer which work follows
-// which, since the library is not instrumented.
+// Journals the calls of the real libdispatch: the linker redirects them to this file, which passes them on. Implements
+// vnode sources, which libdispatch has only on a Mac, with inotify. Declares the order of work to the thread sanitizer,
+// since the library is not instrumented.
 
 #include <dispatch/dispatch.h>
 #include <sys/inotify.h>
@@ -25,9 +25,9 @@ const dispatch_source_type_s keloVnodeSourceType = {"vnode"};
 void __tsan_acquire(void* address);
 void __tsan_release(void* address);
 
-/// Read by the thread sanitizer, which cannot see how the libraries synchronize. Ignores what libdispatch itself does
-/// with memory and descriptors, how CoreFoundation fills a new object, and CoreFoundation's use of its own locks, of
-/// which libdispatch's part is missing. Data races in the handlers that they call are still reported.
+/// Read by the thread sanitizer, which cannot see how the libraries synchronize. Ignores libdispatch's own accesses to
+/// memory and descriptors, CoreFoundation's initialisation of new objects, and CoreFoundation's locks, which
+/// libdispatch partly takes unseen. Still reports data races in the handlers.
 const char* __tsan_default_suppressions();
 const char* __tsan_default_suppressions() {
     return "called_from_lib:libdispatch.so\nrace:_CFRuntimeCreateInstance\nmutex:libFoundation.so\n";
@@ -54,7 +54,7 @@ namespace kelo::doubles {
 
 namespace {
 
-/// A source of the sources under test. Never freed: a handler may still run.
+/// A source of the sources under test. Never freed, since a handler may still run.
 struct Source : DispatchSourceRecord {
     dispatch_source_t source;
     bool isReleased = false;
@@ -63,7 +63,7 @@ struct Source : DispatchSourceRecord {
 
 std::vector<std::unique_ptr<Source>> made;
 bool sourceCreationFails = false;
-std::atomic<int> generation = 0; // of what is submitted: one for each test
+std::atomic<int> generation = 0; // incremented by each test, to identify its submissions
 
 Source* find(const void* object) {
     for (auto source = made.rbegin(); source != made.rend(); ++source)
@@ -72,7 +72,7 @@ Source* find(const void* object) {
     return nullptr;
 }
 
-/// Work that goes to a queue. Drops the work of an earlier test.
+/// Work submitted to a queue. Dropped if an earlier test submitted it.
 struct Submission {
     void* context;
     dispatch_function_t work;
@@ -101,7 +101,7 @@ int inotify() {
     return descriptor;
 }
 
-/// Compares the paths of the watched files with those at the last look.
+/// Detects changes of the watched files' paths.
 void lookAtFiles(void*) {
     char events[4096];
     while (read(inotify(), events, sizeof events) > 0) {
@@ -128,7 +128,7 @@ void watchFile(Source& source) {
     source.watch = inotify_add_watch(inotify(), link.c_str(), IN_MOVE_SELF | IN_DELETE_SELF | IN_ATTRIB);
 }
 
-// --- handlers; the context of each real source is our record
+// --- handlers; each real source's context is our record
 
 void onEvent(void* context) { static_cast<const Source*>(context)->runEventHandler(); }
 
@@ -136,7 +136,7 @@ void onCancelled(void* context) {
     auto& source = *static_cast<Source*>(context);
     source.runCancelHandler();
     if (source.isReleased)
-        journal().gone("dispatch source");
+        journal().destroyed("dispatch source");
 }
 
 void onRegistered(void* context) { static_cast<const Source*>(context)->runRegistrationHandler(); }
@@ -147,14 +147,14 @@ void failSourceCreation(bool fails) { sourceCreationFails = fails; }
 
 void arriveSignal(int signal) {
     if (!isIgnored(signal))
-        return journal().misuse("signal " + std::to_string(signal) + " has its default effect: the process ends");
-    // A signal that nothing takes is lost on a Mac. Here libdispatch would keep it for the next source.
+        return journal().misuse("signal " + std::to_string(signal) + " has its default action: the process ends");
+    // On a Mac a signal without a source is lost. Here libdispatch would keep it for the next source.
     const bool isTaken = std::any_of(made.begin(), made.end(), [signal](const auto& source) {
         return !source->isVnode && source->handle == static_cast<std::uintptr_t>(signal) && source->isActive &&
                !source->isCancelled && !source->isReleased;
     });
     if (isTaken)
-        kill(getpid(), signal); // to the process: no source sees a signal to one thread
+        kill(getpid(), signal); // sources do not see signals sent to a single thread
 }
 
 void sendVnodeEvent(unsigned long flags) {
@@ -248,7 +248,7 @@ void __wrap_dispatch_release(dispatch_object_t object) {
     __real_dispatch_release(object);
     source.isReleased = true;
     if (source.isFinished || !source.isCancelled)
-        journal().gone("dispatch source");
+        journal().destroyed("dispatch source");
 }
 
 } // extern "C"

@@ -1,4 +1,4 @@
-// The main loop of the tests on the real run loop, in real time.
+// The tests' main loop on the real run loop, in real time.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <dispatch/dispatch.h>
@@ -13,14 +13,14 @@ namespace kelo::doubles {
 
 namespace {
 
-// For what another thread registers or posts meanwhile.
+// Leaves time for other threads to register sources and post work.
 constexpr double shortestRun = 0.2;
 
 double seconds() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
 
 void runAll(void* loop) { static_cast<MainLoop*>(loop)->runInMode(0); }
 
-/// Signalled when an item waits that the run loop is to take from a source.
+/// Signalled when an item for the run loop's source is queued.
 CFRunLoopSourceRef itemSource() {
     static const CFRunLoopSourceRef source = [] {
         CFRunLoopSourceContext context{};
@@ -53,7 +53,7 @@ void MainLoop::post(double, Item item, Kind kind) {
     CFRunLoopWakeUp(CFRunLoopGetMain());
 }
 
-/// The items of the source.
+/// Runs the queued items of the source.
 void MainLoop::runInMode(double) {
     decltype(items_) ready;
     {

@@ -1,4 +1,4 @@
-// Whether this machine's C++ headers can be read against our declarations of a Mac's C library.
+// Checks that this machine's C++ headers compile with our declarations of a Mac's C library.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -41,8 +41,8 @@
 #include <variant>
 #include <vector>
 
-// Without Apple's own settings newer headers use every function of their own version of the library. macOS 14 lacks
-// some of those, so that the link would fail for what a Mac never needs.
+// Without Apple's configuration, newer headers use all functions of their library version. macOS 14 lacks some of
+// these, so the link would fail for functions that a Mac never needs.
 #if _LIBCPP_VERSION >= 15000
-#error "libc++ 14 is wanted: newer headers use functions that macOS 14 lacks"
+#error "libc++ 14 is required: newer headers use functions that macOS 14 lacks"
 #endif

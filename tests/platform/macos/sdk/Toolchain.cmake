@@ -1,7 +1,8 @@
-# Builds for a Mac without one: with this machine's Clang, LLVM's Mach-O tools, and, in place of Apple's SDK, declarations
-# and lists of symbols of our own.
+# Builds for a Mac on other systems: with this machine's Clang, LLVM's Mach-O tools, and our own declarations and symbol
+# lists
+# in place of Apple's SDK.
 #
-# Takes KELO_COMPILER, a Clang, and KELO_JSON_VERSION, the version of the JSON library that there shall be.
+# Parameters: KELO_COMPILER, a Clang, and KELO_JSON_VERSION, the version to report for the JSON library.
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_PROCESSOR arm64)
 set(CMAKE_CXX_COMPILER ${KELO_COMPILER})
@@ -9,7 +10,7 @@ set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KELO_COMPILER)
 set(CMAKE_HAVE_LIBC_PTHREAD ON CACHE BOOL "")
 
-# The compiler's own version of the tools, which it also calls itself, some by Apple's names.
+# The tools must have the compiler's version. The compiler calls some of them by Apple's names.
 get_filename_component(compiler ${KELO_COMPILER} REALPATH)
 get_filename_component(tools ${compiler} DIRECTORY)
 set(names ${CMAKE_BINARY_DIR}/tools)
@@ -20,7 +21,7 @@ set(CMAKE_OBJCXX_CREATE_STATIC_LIBRARY ${CMAKE_CXX_CREATE_STATIC_LIBRARY})
 set(CMAKE_INSTALL_NAME_TOOL ${tools}/llvm-install-name-tool CACHE STRING "")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld")
 
-# The SDK. Copied only where something has changed.
+# The SDK. Files are copied only if they have changed.
 set(here ${CMAKE_CURRENT_LIST_DIR})
 set(sdk ${CMAKE_BINARY_DIR}/sdk)
 set(CMAKE_OSX_SYSROOT ${sdk} CACHE STRING "" FORCE)
@@ -33,7 +34,7 @@ foreach(framework IN ITEMS CoreFoundation Foundation IOKit Security)
   file(COPY ${here}/../include/${framework}/ DESTINATION ${folder}/Headers)
 endforeach()
 
-# The packages. Their headers alone: beside them lie those of this machine's C library.
+# The packages. Links their headers only: the same folder contains the headers of this machine's C library.
 set(CMAKE_FIND_ROOT_PATH ${sdk})
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY) # this machine's own JSON library may be new enough
 set(KELO_MAC_PACKAGES ${CMAKE_BINARY_DIR}/packages)
@@ -45,7 +46,7 @@ foreach(package IN ITEMS CLI11 GTest nlohmann_json)
   set(${package}_DIR ${here}/packages)
 endforeach()
 
-# What is usually found out by compiling.
+# Settings that CMake usually determines by compiling.
 foreach(language IN ITEMS CXX OBJCXX)
   set(CMAKE_${language}_COMPILER_TARGET arm64-apple-macos14)
   set(CMAKE_${language}_FLAGS_INIT "-B${names} -stdlib=libc++")

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Builds everything that a Mac builds: the product for both of its processors, and the tests for one, as Homebrew's
-# GoogleTest is for one. Declarations and lists of symbols of our own replace Apple's SDK. Then looks at what came out.
+# Builds everything that a Mac builds: the product for both processors, and the tests for one, like Homebrew's
+# GoogleTest.
+# Our own declarations and symbol lists replace Apple's SDK. Then checks the programs.
 #
 # usage: build.sh FOLDER COMPILER: the folder to build in
-# Run from the top of the repository. Exits with 77 where the C++ headers at hand want more of a Mac than macOS 14 has or
-# than is declared.
+# Run from the top of the repository. Exits with 77 if the installed C++ headers need more than macOS 14 has or than we
+# declare.
 set -euo pipefail
 
 folder=$1 compiler=$2
@@ -32,7 +33,7 @@ build() {
     grep -vE '^(\[|ninja: (job|Entering))' "$folder/log"
     exit 1
   fi
-  # Of macOS's own sources a warning stops no build there, and it is told only once.
+  # Warnings in the macOS sources do not stop this build, and are printed only once.
   if grep -A 5 'warning:' "$folder/log"; then
     rm -rf "$folder"
     exit 1
@@ -49,8 +50,8 @@ expect() {
 frameworks='CoreFoundation Foundation IOKit Security'
 libraries='libSystem.B.dylib libc++.1.dylib libobjc.A.dylib'
 
-# look_at PROGRAM IDENTIFIER: what it is made of.
-look_at() {
+# check_program PROGRAM IDENTIFIER: checks the processors, libraries, oldest system and identifier.
+check_program() {
   local program=$folder/$1 processor plist
   expect "$1's processors" 'x86_64 arm64' "$(xargs <<<"$("$tools/llvm-lipo" -archs "$program")")"
   for processor in arm64 x86_64; do
@@ -67,20 +68,20 @@ look_at() {
 
 configure "$folder" -DKELO_TESTS=OFF -DKELO_SIMULATOR=OFF -DCMAKE_OSX_ARCHITECTURES='arm64;x86_64'
 if ! can_read_headers; then
-  printf 'left out, since the C++ headers at hand want more:\n'
+  printf 'skipped, because the installed C++ headers need more:\n'
   grep -m 3 'error:' "$folder/log"
   exit 77
 fi
 build "$folder"
 configure "$folder/tests" -DKELO_TESTS=ON -DKELO_PRECOMPILE=ON -DCMAKE_OSX_ARCHITECTURES=arm64
 build "$folder/tests"
-look_at app.kelo.helper app.kelo.helper
-look_at kelo app.kelo.Kelo
-# On a Mac it runs on during sleep.
+check_program app.kelo.helper app.kelo.helper
+check_program kelo app.kelo.Kelo
+# On a Mac this clock continues during sleep.
 if "$tools/llvm-nm" "$folder/app.kelo.helper.arm64" | grep 'steady_clock'; then
-  printf 'the helper takes the time from std::chrono::steady_clock\n'
+  printf 'the helper uses std::chrono::steady_clock\n'
   exit 1
 fi
 grep -q 'macos_test.*RUN_SERIAL "ON"' "$folder/tests/tests/platform/macos/CTestTestfile.cmake" \
-  || { printf 'on a Mac macos_test, which is played in real time, does not run alone\n'; exit 1; }
+  || { printf 'on a Mac macos_test, which runs in real time, must not run in parallel with other tests\n'; exit 1; }
 printf 'the product is built for both processors, and the tests for one\n'

@@ -31,19 +31,20 @@ typedef CFStringRef CFRunLoopMode;
 
 extern const CFAllocatorRef kCFAllocatorDefault; // NULL
 
-void CFRelease(CFTypeRef cf); // ends the process on NULL
+void CFRelease(CFTypeRef cf); // crashes on NULL
 
-CFTypeID CFGetTypeID(CFTypeRef cf); // ends the process on NULL
+CFTypeID CFGetTypeID(CFTypeRef cf); // crashes on NULL
 CFTypeID CFBooleanGetTypeID(void);
 CFTypeID CFNumberGetTypeID(void); // differs from CFBoolean's
 CFTypeID CFStringGetTypeID(void);
 CFTypeID CFDictionaryGetTypeID(void); // G
 
-Boolean CFBooleanGetValue(CFBooleanRef boolean); // undefined for what is no CFBoolean
+Boolean CFBooleanGetValue(CFBooleanRef boolean); // undefined for other types
 
-// V: CF_ENUM, a type of its own over CFIndex
+// V: CF_ENUM, a distinct type over CFIndex
 typedef enum CFNumberType : CFIndex { kCFNumberDoubleType = 13 } CFNumberType;
-Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr); // G: false if it lost something
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType,
+                         void* valuePtr); // G: false if the conversion lost information
 
 const void* CFDictionaryGetValue(CFDictionaryRef theDict, const void* key); // get; NULL if absent
 
@@ -54,22 +55,22 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize, CFStringEncoding encoding);
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CFStringEncoding encoding); // create
 
-// A constant of the compiler's: never released.
+// A constant emitted by the compiler: never released.
 #define CFSTR(cStr) ((CFStringRef)__builtin___CFStringMakeConstantString("" cStr ""))
 
 extern const CFRunLoopMode kCFRunLoopDefaultMode;
 CFRunLoopRef CFRunLoopGetCurrent(void); // get
 CFRunLoopRef CFRunLoopGetMain(void);    // get
-void CFRunLoopRun(void);             // on the main thread drains the main dispatch queue, too, and only ends by a stop
+void CFRunLoopRun(void);             // on the main thread also drains the main dispatch queue; ends only when stopped
 void CFRunLoopStop(CFRunLoopRef rl); // the tests stop it
-// 10.4 and later: `seconds` at the most, and not to the first source that is handled; returns why it ended
+// 10.4 and later: runs for at most `seconds`, or until the first handled source; returns the reason
 SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode); // retains the source
 void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 
 typedef struct {
     CFIndex version; // 0
-    void* info;      // not retained unless `retain` is given
+    void* info;      // not retained unless `retain` is set
     const void* (*retain)(const void* info);
     void (*release)(const void* info);
     CFStringRef (*copyDescription)(const void* info);
@@ -80,8 +81,8 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime 
                                        CFOptionFlags flags, CFIndex order, CFRunLoopTimerCallBack callout,
                                        CFRunLoopTimerContext* context);
 void CFRunLoopAddTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode); // retains the timer
-void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer);                               // on the run loop's own thread
-Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer);                               // the tests ask
+void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer);                               // on the run loop's thread
+Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer);                               // used by the tests
 CFAbsoluteTime CFAbsoluteTimeGetCurrent(void);
 
 #ifdef __cplusplus

@@ -41,7 +41,7 @@ __attribute__((objc_root_class))
     Class isa;
 #ifndef __APPLE__
   @public
-    void* double_; // what stands behind the object where the platform is not
+    void* double_; // the state of the test double
 #endif
 }
 + (instancetype)alloc;
@@ -50,18 +50,18 @@ __attribute__((objc_root_class))
 
 typedef NSUInteger NSStringEncoding;
 static const NSStringEncoding NSUTF8StringEncoding = 4;      // G
-static const NSStringEncoding NSISOLatin1StringEncoding = 5; // G: takes every byte
+static const NSStringEncoding NSISOLatin1StringEncoding = 5; // G: accepts every byte
 
 @interface NSString : NSObject
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)len
-                              encoding:(NSStringEncoding)encoding; // G; nil for bytes that are not in the encoding
-@property(nullable, readonly) const char* UTF8String;              // G; lives as long as the string
+                              encoding:(NSStringEncoding)encoding; // G; nil if the bytes are invalid in the encoding
+@property(nullable, readonly) const char* UTF8String;              // G; valid as long as the string
 @end
 
 @interface NSData : NSObject
 - (instancetype)initWithBytes:(nullable const void*)bytes length:(NSUInteger)length; // G
-@property(readonly) const void* bytes;                                               // G; may be null when empty
+@property(readonly) const void* bytes;                                               // G; may be null if empty
 @property(readonly) NSUInteger length;                                               // G
 @end
 

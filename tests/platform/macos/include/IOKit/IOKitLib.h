@@ -1,6 +1,6 @@
 #pragma once
 
-// V (IOKitUser, IOKitLib.h and IOKitLib.c) unless marked. No annotation of nullability there.
+// V (IOKitUser, IOKitLib.h and IOKitLib.c) unless marked. These headers have no nullability annotations.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <mach/mach.h>
@@ -11,7 +11,7 @@
 extern "C" {
 #endif
 
-// V xnu, iokit/IOKit/IOTypes.h: all one type
+// V xnu, iokit/IOKit/IOTypes.h: all are the same type
 typedef mach_port_t io_object_t;
 typedef io_object_t io_connect_t;
 typedef io_object_t io_service_t;
@@ -30,13 +30,13 @@ typedef kern_return_t IOReturn;
 extern const mach_port_t kIOMainPortDefault; // macOS 12; MACH_PORT_NULL
 
 CFMutableDictionaryRef IOServiceMatching(const char* name); // create, NULL on failure
-// consumes the dictionary, whatever it returns; create, 0 when there is none; takes NULL and returns 0
+// always consumes the dictionary; create, 0 if there is no service; NULL returns 0
 io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching);
 kern_return_t IOServiceOpen(io_service_t service, task_port_t owningTask, uint32_t type,
                             io_connect_t* connect); // create
-kern_return_t IOServiceClose(io_connect_t connect); // closes and gives up the port: never release it as well
+kern_return_t IOServiceClose(io_connect_t connect); // closes and releases the port: do not release it as well
 kern_return_t IOObjectRelease(io_object_t object);
-// *outputStructCnt: capacity in, size out, rewritten on failure, too
+// *outputStructCnt: capacity in, size out; changed on failure too
 kern_return_t IOConnectCallStructMethod(mach_port_t connection, uint32_t selector, const void* inputStruct,
                                         size_t inputStructCnt, void* outputStruct, size_t* outputStructCnt);
 // create, NULL if absent; options 0

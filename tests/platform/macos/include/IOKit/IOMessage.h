@@ -10,8 +10,8 @@
 #define sub_iokit_common err_sub(0)
 #define iokit_common_msg(message) ((UInt32)(sys_iokit | sub_iokit_common | message))
 
-#define kIOMessageCanSystemSleep iokit_common_msg(0x270)     // must be answered
-#define kIOMessageSystemWillSleep iokit_common_msg(0x280)    // must be answered
-#define kIOMessageSystemWillNotSleep iokit_common_msg(0x290) // must not
-#define kIOMessageSystemHasPoweredOn iokit_common_msg(0x300) // must not
-#define kIOMessageSystemWillPowerOn iokit_common_msg(0x320)  // must not
+#define kIOMessageCanSystemSleep iokit_common_msg(0x270)     // must be acknowledged
+#define kIOMessageSystemWillSleep iokit_common_msg(0x280)    // must be acknowledged
+#define kIOMessageSystemWillNotSleep iokit_common_msg(0x290) // must not be acknowledged
+#define kIOMessageSystemHasPoweredOn iokit_common_msg(0x300) // must not be acknowledged
+#define kIOMessageSystemWillPowerOn iokit_common_msg(0x320)  // must not be acknowledged

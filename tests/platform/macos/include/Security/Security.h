@@ -17,7 +17,7 @@ typedef struct __SecRequirement* SecRequirementRef;
 typedef uint32_t SecCSFlags;
 
 static const SecCSFlags kSecCSDefaultFlags = 0;
-static const SecCSFlags kSecCSSigningInformation = 2; // without it the team is left out
+static const SecCSFlags kSecCSSigningInformation = 2; // required for the team
 
 static const OSStatus errSecSuccess = 0;
 static const OSStatus errSecCSReqInvalid = -67052;

@@ -1,10 +1,10 @@
 #pragma once
 
 // V (libdispatch, dispatch/{base,object,queue,source,time}.h). For C++ only: in Objective-C++ the object types are
-// Objective-C types, whose mangled names differ.
+// Objective-C types with different mangled names.
 
 #ifdef __OBJC__
-#error "dispatch objects stay out of Objective-C++"
+#error "do not use dispatch objects in Objective-C++"
 #endif
 
 #include <stdint.h>
@@ -71,8 +71,9 @@ void dispatch_source_set_registration_handler_f(dispatch_source_t source,
                                                 dispatch_function_t _Nullable handler) DISPATCH_NOTHROW; // 10.7
 void dispatch_source_cancel(dispatch_source_t source) DISPATCH_NOTHROW;
 void dispatch_set_context(dispatch_object_t object, void* _Nullable context) DISPATCH_NOTHROW;
-void dispatch_activate(dispatch_object_t object) DISPATCH_NOTHROW; // macOS 10.12; registers the source soon afterwards
-void dispatch_release(dispatch_object_t object) DISPATCH_NOTHROW;  // inactive or suspended: ends the process
+void dispatch_activate(dispatch_object_t object)
+    DISPATCH_NOTHROW; // macOS 10.12; the source is registered soon afterwards
+void dispatch_release(dispatch_object_t object) DISPATCH_NOTHROW; // crashes if inactive or suspended
 
 } // extern "C"
 

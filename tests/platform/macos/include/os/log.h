@@ -1,9 +1,9 @@
 #pragma once
 
-// V (xnu, libkern/os/log.h; darling-libtrace, os/log.h). For C++ only, as dispatch/dispatch.h.
+// V (xnu, libkern/os/log.h; darling-libtrace, os/log.h). For C++ only, like dispatch/dispatch.h.
 
 #ifdef __OBJC__
-#error "log objects stay out of Objective-C++"
+#error "do not use log objects in Objective-C++"
 #endif
 
 #include <stdint.h>
@@ -11,7 +11,7 @@
 extern "C" {
 
 typedef struct os_log_s* os_log_t;
-// OS_ENUM of the platform: a type of its own, also where it is compared with the integer beneath it.
+// OS_ENUM on the platform: a distinct type, also in comparisons with the underlying integer.
 typedef enum : uint8_t {
     OS_LOG_TYPE_DEFAULT = 0x00,
     OS_LOG_TYPE_INFO = 0x01,
@@ -23,14 +23,14 @@ typedef enum : uint8_t {
 os_log_t os_log_create(const char* subsystem, const char* category); // create; never NULL; constant strings
 bool os_log_type_enabled(os_log_t oslog, os_log_type_t type);
 
-// The encoder behind the macro: takes the buffer that the compiler lays out for it.
+// The function behind the macro: takes the buffer that the compiler lays out.
 extern char __dso_handle;
 void _os_log_impl(void* dso, os_log_t log, os_log_type_t type, const char* format, uint8_t* buf, uint32_t size);
 
 } // extern "C"
 
-// Takes a literal only, and evaluates log and type once. The compiler checks the format and lays out the arguments,
-// here as there.
+// Takes only a literal, and evaluates log and type once. As on the platform, the compiler checks the format and lays
+// out the arguments.
 #define os_log_with_type(log, type, format, ...)                                                                       \
     __extension__({                                                                                                    \
         os_log_t _log_tmp = (log);                                                                                     \

@@ -1,4 +1,4 @@
-// Included once for each setting of NDEBUG.
+// May be included several times, with different settings of NDEBUG.
 #undef assert
 #ifdef NDEBUG
 #define assert(condition) ((void)0)

@@ -35,7 +35,7 @@ typedef double double_t;
 #define islessgreater(x, y) __builtin_islessgreater(x, y)
 #define isunordered(x, y) __builtin_isunordered(x, y)
 
-// Each for double, float and long double.
+// Declares each function for double, float and long double.
 #define KELO_OF_ONE(name) KELO_OF_ONE_TO(name, double, float, long double)
 #define KELO_OF_ONE_TO(name, result, resultf, resultl)                                                                 \
     result name(double x);                                                                                             \

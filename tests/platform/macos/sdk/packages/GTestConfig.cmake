@@ -1,4 +1,4 @@
-# GoogleTest, built from its sources for a Mac's processors.
+# GoogleTest, compiled from source for a Mac's processors.
 set(GTest_FOUND ON)
 if(TARGET GTest::gmock_main)
   return()

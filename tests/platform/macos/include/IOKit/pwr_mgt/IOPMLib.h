@@ -9,7 +9,7 @@
 extern "C" {
 #endif
 
-// create; on failure MACH_PORT_NULL, *notifier 0, *thePortRef untouched
+// create; on failure MACH_PORT_NULL, *notifier is 0, *thePortRef unchanged
 io_connect_t IORegisterForSystemPower(void* refcon, IONotificationPortRef* thePortRef,
                                       IOServiceInterestCallback callback, io_object_t* notifier);
 IOReturn IODeregisterForSystemPower(io_object_t* notifier); // releases *notifier and sets it to 0

@@ -1,6 +1,6 @@
 #pragma once
 
-// libdispatch has vnode sources only on a Mac; RealDispatch.cpp provides some.
+// libdispatch has vnode sources only on a Mac; RealDispatch.cpp implements them.
 
 #include_next <dispatch/dispatch.h>
 

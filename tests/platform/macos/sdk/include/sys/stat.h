@@ -47,7 +47,7 @@ struct stat {
     int64_t st_qspare[2];
 };
 
-// The symbols without the ending "$INODE64", which those for Intel's processors carry.
+// Declares the symbols without the suffix "$INODE64", which they have for Intel processors.
 __BEGIN_DECLS
 int chmod(const char* path, mode_t mode);
 int fstat(int descriptor, struct stat* status);

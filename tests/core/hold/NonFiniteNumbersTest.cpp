@@ -1,4 +1,4 @@
-// A hold that is asked for, reads or finds numbers that are none, and fans that come and go.
+// How a hold handles NaN and infinities, and fans that disappear and reappear.
 
 #include <gmock/gmock.h>
 
@@ -14,25 +14,25 @@ using ::testing::IsEmpty;
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-class UnknownNumbers : public HoldFixture {
+class NonFiniteNumbers : public HoldFixture {
 protected:
     static Trace takeFirstFan(const std::string& speed) { return {"F0Md=1", "F0Tg=" + speed}; }
 };
 
-// --- an asked fraction that is no number
+// --- a NaN fraction
 
-TEST_F(UnknownNumbers, AnUnknownFractionHoldsAtTheFloorAsSoonAsThereIsAReading) {
+TEST_F(NonFiniteNumbers, HoldsANaNFractionAtTheFloorIfThereIsAReading) {
     hold = makeHold(nan);
     hold->start();
     EXPECT_EQ(takeEffects(),
               Trace({"F0Md=1", "F0Tg=1200.0", "F1Md=1", "F1Tg=1200.0", "engaged(fraction: nan, neededUnlock: false)"}));
     EXPECT_THAT(effectsOfTick(), IsEmpty());
-    setChip(45 + 51 * 3); // the mean with the two before is 96
+    setChip(45 + 51 * 3); // the mean of this and the two previous readings is 96
     EXPECT_EQ(effectsOfTick().at(1), "F0Tg=6000.0");
-    EXPECT_FALSE(hold->isAddingAir()); // nothing is more than what was asked
+    EXPECT_FALSE(hold->isAddingAir()); // no speed is faster than NaN
 }
 
-TEST_F(UnknownNumbers, AnUnknownFractionWithoutAReadingIsWrittenAsItIs) {
+TEST_F(NonFiniteNumbers, WritesANaNFractionUnchangedWithoutAReading) {
     controller.remove("Tp09");
     hold = makeHold(nan);
     hold->start();
@@ -40,7 +40,8 @@ TEST_F(UnknownNumbers, AnUnknownFractionWithoutAReadingIsWrittenAsItIs) {
               Trace({"F0Md=1", "F0Tg=nan", "F1Md=1", "F1Tg=nan", "engaged(fraction: nan, neededUnlock: false)"}));
     EXPECT_FALSE(hold->isAddingAir());
     EXPECT_THAT(effectsOfTick(), IsEmpty());
-    // An unknown target is off by nothing, so that only what takes the fans for another reason replaces it.
+    // Comparing with a NaN target shows no drift, so the target is replaced only when the fans are taken for another
+    // reason.
     controller.defineNumber("Tp09", smc_type::flt, 45);
     EXPECT_THAT(effectsOfTick(), IsEmpty());
     controller.setNumber("F1Md", 0);
@@ -48,9 +49,9 @@ TEST_F(UnknownNumbers, AnUnknownFractionWithoutAReadingIsWrittenAsItIs) {
     EXPECT_FALSE(hold->isAddingAir());
 }
 
-// --- chip readings that are no temperatures
+// --- chip readings that are not finite
 
-TEST_F(UnknownNumbers, AnInfiniteReadingHoldsFullSpeedUntilItHasLeftTheHistory) {
+TEST_F(NonFiniteNumbers, HoldsFullSpeedWhileAnInfiniteReadingIsInTheHistory) {
     startHold(0.3);
     setChip(infinity);
     EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 1.0)"}) + takeFans(1));
@@ -61,7 +62,7 @@ TEST_F(UnknownNumbers, AnInfiniteReadingHoldsFullSpeedUntilItHasLeftTheHistory) 
     EXPECT_TRUE(hold->isAddingAir());
 }
 
-TEST_F(UnknownNumbers, AReadingOfMinusInfinityHasNoFloorUntilItHasLeftTheHistory) {
+TEST_F(NonFiniteNumbers, HasNoFloorWhileMinusInfinityIsInTheHistory) {
     setChip(96);
     startHold(0.42);
     setChip(-infinity);
@@ -73,7 +74,7 @@ TEST_F(UnknownNumbers, AReadingOfMinusInfinityHasNoFloorUntilItHasLeftTheHistory
     EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 0.5)"}) + takeFans(0.5));
 }
 
-TEST_F(UnknownNumbers, InfinitiesOfBothSignsHaveNoFloor) {
+TEST_F(NonFiniteNumbers, HasNoFloorWithInfinitiesOfBothSigns) {
     startHold(0.3);
     setChip(infinity);
     tick();
@@ -81,17 +82,17 @@ TEST_F(UnknownNumbers, InfinitiesOfBothSignsHaveNoFloor) {
     EXPECT_EQ(effectsOfTick(), takeFans(0.96));
 }
 
-// --- targets that are none
+// --- targets that are not finite
 
-TEST_F(UnknownNumbers, AnUnknownTargetIsNoDrift) {
+TEST_F(NonFiniteNumbers, DoesNotTreatANaNTargetAsDrift) {
     startHold(0.5);
     controller.setNumber("F0Tg", nan);
     EXPECT_THAT(effectsOfTick(), IsEmpty());
-    controller.setNumber("F1Tg", 1200); // the other fan's is, and takes both
+    controller.setNumber("F1Tg", 1200); // the drift of the other fan retakes both
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
 
-TEST_F(UnknownNumbers, AnInfiniteTargetIsDrift) {
+TEST_F(NonFiniteNumbers, TreatsAnInfiniteTargetAsDrift) {
     startHold(0.5);
     for (const double target : {infinity, -infinity}) {
         controller.setNumber("F0Tg", target);
@@ -99,7 +100,7 @@ TEST_F(UnknownNumbers, AnInfiniteTargetIsDrift) {
     }
 }
 
-TEST_F(UnknownNumbers, AFanWhoseTargetCannotBeReadIsJudgedByItsSpeed) {
+TEST_F(NonFiniteNumbers, ComparesTheSpeedIfTheTargetCannotBeRead) {
     startHold(0.5);
     controller.answer("F0Tg", SMCCommand::readBytes, 0x84);
     controller.setNumber("F0Ac", 3600 + 25);
@@ -108,9 +109,9 @@ TEST_F(UnknownNumbers, AFanWhoseTargetCannotBeReadIsJudgedByItsSpeed) {
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
 
-// --- fans that come and go
+// --- fans that disappear and reappear
 
-TEST_F(UnknownNumbers, AFanThatVanishesIsLeftAloneAndTheOtherIsHeldOn) {
+TEST_F(NonFiniteNumbers, LeavesADisappearedFanAloneAndHoldsTheOther) {
     startHold(0.5);
     controller.remove("F1Ac");
     EXPECT_THAT(effectsOfTick(), IsEmpty());
@@ -118,10 +119,10 @@ TEST_F(UnknownNumbers, AFanThatVanishesIsLeftAloneAndTheOtherIsHeldOn) {
     controller.setNumber("F1Tg", 1200);
     EXPECT_EQ(effectsOfTick(), takeFirstFan("3600.0") + Trace({"reasserted"}));
     hold->stop();
-    EXPECT_FALSE(isAnyManual()); // the one that was not seen is handed back all the same
+    EXPECT_FALSE(isAnyManual()); // hands back the fan that was not visible too
 }
 
-TEST_F(UnknownNumbers, AFanThatAppearsIsTakenAndThatIsARepair) {
+TEST_F(NonFiniteNumbers, TakesANewFanAndReportsARepair) {
     controller.remove("F1Ac");
     hold = makeHold(0.5);
     hold->start();
@@ -131,7 +132,7 @@ TEST_F(UnknownNumbers, AFanThatAppearsIsTakenAndThatIsARepair) {
     EXPECT_THAT(effectsOfTick(), IsEmpty());
 }
 
-TEST_F(UnknownNumbers, AFanThatWasAwayAndIsStillHeldIsNotTakenAgain) {
+TEST_F(NonFiniteNumbers, DoesNotRetakeAReappearedFanThatIsStillManual) {
     startHold(0.5);
     controller.remove("F1Ac");
     tick();
