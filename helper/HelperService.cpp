@@ -53,8 +53,6 @@ HelperService::HelperService(ServiceDependencies dependencies)
 
 HelperService::~HelperService() = default;
 
-// --- requests
-
 void HelperService::perform(requests::AnyCall call) {
     using namespace requests;
     std::visit(Overloaded{
@@ -189,8 +187,6 @@ void HelperService::handFansBack() noexcept {
         controller_->restoreAuto(); // even without a hold: ends manual mode set by another program
 }
 
-// --- sleep
-
 void HelperService::systemWillSleep() {
     isSystemAsleep_ = true;
     if (session_)
@@ -202,8 +198,6 @@ void HelperService::systemDidWake() {
     if (session_)
         session_->systemDidWake();
 }
-
-// --- clients
 
 void HelperService::clientArrived() {
     dependencies_.machine.queue.post([weak = weak_from_this()] {

@@ -15,7 +15,6 @@ class LogOutput;
 class Signals;
 class SigningInformation;
 
-/// The operating system as the helper uses it.
 struct Platform {
     MachineParts machine;
     FileEvents& files;

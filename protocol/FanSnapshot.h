@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// Thrown when a snapshot cannot be encoded or decoded. `what()` gives the reason in one sentence.
+/// `what()` gives the reason in one sentence.
 class SnapshotError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

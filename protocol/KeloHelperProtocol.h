@@ -10,7 +10,6 @@
 
 namespace kelo {
 
-/// Binary data.
 using Data = std::vector<std::uint8_t>;
 
 /// The requests that the helper serves. A request's members are its arguments, `Answer` is the type of its single
@@ -75,7 +74,6 @@ using Any = std::variant<FetchSnapshot, Hold, HandBack, HelperVersion, StandDown
 template <typename Request>
 using ReplyTo = std::function<void(typename Request::Answer)>;
 
-/// A request and its reply.
 template <typename Request>
 struct Call {
     Request request;
@@ -102,7 +100,6 @@ Overloaded(Callables...) -> Overloaded<Callables...>;
 
 } // namespace requests
 
-/// The interface that the helper implements.
 class KeloHelperProtocol {
 public:
     KeloHelperProtocol() = default;

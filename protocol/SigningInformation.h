@@ -5,7 +5,6 @@
 
 namespace kelo {
 
-/// The system's information about the running process's code signature.
 class SigningInformation {
 public:
     SigningInformation() = default;

@@ -2,7 +2,6 @@
 
 namespace kelo {
 
-/// The fan controller's clock.
 class Clock {
 public:
     Clock() = default;

@@ -55,7 +55,6 @@ std::optional<SpeedRange> readRange(int fan) {
     return SpeedRange{*min, *max};
 }
 
-/// Appends the fan to `fans` if it is usable.
 void appendFan(int index, std::vector<Fan>& fans) {
     const auto current = readFloat(FanKey(index, "Ac"));
     if (!current)

@@ -2,7 +2,6 @@
 
 namespace kelo {
 
-/// The process's rights over this Mac's fans.
 class Rights {
 public:
     Rights() = default;

@@ -4,7 +4,6 @@
 
 namespace kelo {
 
-/// A property that is neither a boolean nor a number.
 struct UnconvertibleProperty {
     bool operator==(const UnconvertibleProperty&) const = default;
 };
@@ -13,7 +12,6 @@ struct UnconvertibleProperty {
 /// another type.
 using ClamshellProperty = std::variant<std::monostate, bool, double, UnconvertibleProperty>;
 
-/// Reports the state of the laptop's lid.
 class Clamshell {
 public:
     Clamshell() = default;

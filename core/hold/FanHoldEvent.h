@@ -5,7 +5,6 @@
 
 namespace kelo {
 
-/// An event that a hold reports to its observer.
 struct FanHoldEvent {
     /// The first engagement succeeded. `fraction` is the one that the client asked for.
     struct Engaged {

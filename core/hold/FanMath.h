@@ -2,7 +2,6 @@
 
 namespace kelo {
 
-/// Converts fractions of a fan's speed range to speeds.
 struct FanMath {
     FanMath() = delete;
 

@@ -4,7 +4,6 @@ namespace kelo {
 
 class Clamshell;
 
-/// The laptop's lid.
 struct Lid {
     Lid() = delete;
 

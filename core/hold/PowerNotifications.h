@@ -24,7 +24,6 @@ public:
     virtual void allowPowerChange(std::intptr_t notificationID) noexcept = 0;
 };
 
-/// The system's sleep and wake notifications.
 class PowerNotifications {
 public:
     PowerNotifications() = default;

@@ -11,7 +11,6 @@ namespace kelo {
 struct ThermalFloor {
     ThermalFloor() = delete;
 
-    /// The number of chip readings that are averaged.
     static constexpr int smoothingWindow = 8;
     /// The most by which the held fraction falls in one step, so that the fans slow down gradually as the chip cools.
     static constexpr double fallPerStep = 0.02;

@@ -28,7 +28,6 @@ public:
     virtual void cancel() = 0;
 };
 
-/// Reports files and their changes.
 class FileEvents {
 public:
     FileEvents() = default;

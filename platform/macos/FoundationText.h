@@ -13,16 +13,13 @@ namespace kelo {
 /// Never empty: text that is not UTF-8 is read as Latin-1, since a lost error text would mean success.
 ObjCReference<NSString*> makeNSString(const std::string& text);
 
-/// Returns an empty reference for nullopt.
 ObjCReference<NSString*> makeNSString(const std::optional<std::string>& text);
 
-/// Returns an empty reference for nullopt.
 ObjCReference<NSData*> makeNSData(const std::optional<Data>& data);
 
 /// Returns the part before the first NUL; nullopt for nil.
 std::optional<std::string> textFromNSString(NSString* _Nullable text);
 
-/// Returns nullopt for nil.
 std::optional<Data> dataFromNSData(NSData* _Nullable data);
 
 } // namespace kelo

@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// The interface of the helper's five requests, for either end of a connection.
+/// For either end of a connection.
 NSXPCInterface* helperInterface();
 
 } // namespace kelo

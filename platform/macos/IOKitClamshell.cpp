@@ -11,7 +11,6 @@ namespace kelo {
 
 namespace {
 
-/// `number` is a CFNumber.
 ClamshellProperty numberProperty(CFTypeRef number) {
     double value = 0;
     if (!CFNumberGetValue(static_cast<CFNumberRef>(number), kCFNumberDoubleType, &value))

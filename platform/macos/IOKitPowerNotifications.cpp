@@ -18,7 +18,6 @@ static_assert(kIOMessageCanSystemSleep == 0xE0000270);
 static_assert(kIOMessageSystemWillSleep == 0xE0000280);
 static_assert(kIOMessageSystemHasPoweredOn == 0xE0000300);
 
-/// Returns nullopt for an irrelevant message.
 std::optional<PowerMessage> powerMessage(std::uint32_t messageType) {
     switch (messageType) {
     case kIOMessageCanSystemSleep:

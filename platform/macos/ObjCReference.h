@@ -8,7 +8,6 @@
 
 namespace kelo {
 
-/// Owns one reference to an Objective-C object.
 template <typename Object> class ObjCReference {
   public:
     ObjCReference() = default;
@@ -33,7 +32,6 @@ template <typename Object> class ObjCReference {
     Object object_ = nullptr;
 };
 
-/// Shorthand for ObjCReference::adopt.
 template <typename Object> ObjCReference<Object> adopt(Object created) { return ObjCReference<Object>::adopt(created); }
 
 /// Owns a heap copy of a block, so that the block can be called after the function that received it has returned.

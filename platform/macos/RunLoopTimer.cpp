@@ -12,7 +12,7 @@ struct RunLoopTimer::Handler : std::enable_shared_from_this<Handler> {
     const MainQueue::Task onFire;
     const Run run;
     bool isValid = true;
-    bool isWaiting = false; ///< The timer has fired, and `run` has not called the handler yet.
+    bool isWaiting = false; ///< The timer has fired, but `run` has not called the handler yet.
 };
 
 namespace {

@@ -97,9 +97,6 @@ TEST_F(HelperLogTest, WritesTimesInUTCRoundedDownToSeconds) {
     }
 }
 
-// --- on the process's own standard error
-
-/// Captures this process's standard error during its lifetime.
 class CapturedStandardError {
 public:
     CapturedStandardError() {
@@ -118,7 +115,7 @@ public:
     CapturedStandardError& operator=(const CapturedStandardError&) = delete;
     ~CapturedStandardError() { end(); }
 
-    /// Restores standard error and returns the captured text.
+    /// Returns the captured text.
     const std::string& end() {
         if (reader_.joinable()) {
             dup2(saved_, STDERR_FILENO); // which closes the pipe

@@ -98,8 +98,6 @@ TEST_F(HelperServiceHoldTest, ANewHoldMayIgnoreTheClosedLid) {
     EXPECT_FALSE(snapshot().lidHasFan);
 }
 
-// --- sleep
-
 TEST_F(HelperServiceHoldTest, RegistersForPowerMessagesOnce) {
     makeService();
     EXPECT_EQ(power.registered(), 1U);
@@ -189,8 +187,6 @@ TEST_F(HelperServiceHoldTest, RetriesAFailedPowerRegistrationOnEachHold) {
     power.send(willSleep, 7);
     EXPECT_FALSE(isAnyManual());
 }
-
-// --- failures
 
 TEST_F(HelperServiceHoldTest, RepliesWithTheErrorOfAFailedHoldWithoutLogging) {
     makeService();

@@ -36,14 +36,13 @@ TEST_F(HelperServiceRepliesTest, AnswersQueuedRequestsAfterItsDestruction) {
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
-/// Combines requests with the service's states: each request must be answered exactly once.
 class EveryStateTest : public ServiceFixture {
 protected:
     struct Situation {
         const char* name;
         std::function<void()> enter; ///< Starts from a new hold of one client, with hand-back on lid close.
         std::function<bool()> isEntered;
-        bool canHold = true; ///< Whether a new hold can start.
+        bool canHold = true;
     };
 
     std::vector<Situation> situations() {
@@ -65,7 +64,6 @@ protected:
         };
     }
 
-    /// Each entry makes a request and checks that it is answered once.
     std::vector<std::pair<const char*, std::function<void(const Situation&)>>> requests() {
         return {
             {"helperVersion", [this](const Situation&) { EXPECT_EQ(helperVersion(), 6); }},

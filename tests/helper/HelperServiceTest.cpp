@@ -18,8 +18,6 @@ class HelperServiceTest : public ServiceFixture {};
 
 const char* const noFansText = "This Mac has no controllable fan.";
 
-// --- creation
-
 TEST_F(HelperServiceTest, CountsTheFansWithoutLogging) {
     makeService();
     EXPECT_EQ(takeTrace(), Trace({"FNum?"}));
@@ -48,8 +46,6 @@ TEST_F(HelperServiceTest, RefusesRequestsWithoutFans) {
     EXPECT_EQ(hold(0.5), noFansText);
 }
 
-// --- version
-
 TEST_F(HelperServiceTest, AnswersTheVersionWithoutTheMainQueue) {
     makeService();
     ReplyProbe<std::int64_t> probe;
@@ -57,8 +53,6 @@ TEST_F(HelperServiceTest, AnswersTheVersionWithoutTheMainQueue) {
     EXPECT_TRUE(probe.isAnswered());
     EXPECT_EQ(probe.value(), 6);
 }
-
-// --- snapshot
 
 TEST_F(HelperServiceTest, TakesASnapshotOnTheMainQueue) {
     makeService();
@@ -184,8 +178,6 @@ TEST_F(HelperServiceTest, TheSnapshotReportsAddedAirAndTheClosedLid) {
     EXPECT_FALSE(snapshot().lidHasFan);
 }
 
-// --- hand-back
-
 TEST_F(HelperServiceTest, HandingBackEndsTheHoldAndHandsBackAgain) {
     makeService();
     hold(0.5);
@@ -218,8 +210,6 @@ TEST_F(HelperServiceTest, HandingBackWorksWithoutAHold) {
     EXPECT_FALSE(isAnyManual());
 }
 
-// --- stand-down
-
 TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndLeavesAfterThreeTenthsOfASecond) {
     makeService();
     hold(0.5);
@@ -241,8 +231,6 @@ TEST_F(HelperServiceTest, StandingDownLeavesEvenIfTheServiceIsDestroyed) {
     queue.runFor(0.3);
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
-
-// --- shutdown
 
 TEST_F(HelperServiceTest, ShuttingDownWithoutAHoldHandsBackEachTime) {
     makeService();

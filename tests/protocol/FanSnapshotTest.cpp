@@ -44,10 +44,8 @@ std::string text(const FanSnapshot& snapshot) {
     return {data.begin(), data.end()};
 }
 
-/// The example snapshot as JSON.
 std::string whole() { return text(heldSnapshot()); }
 
-/// The example's JSON with `piece` inserted at `place`.
 Data inserted(const std::string& piece, std::size_t place) { return bytes(whole().insert(place, piece)); }
 
 std::string decodingError(const Data& data) {
@@ -59,13 +57,10 @@ std::string decodingError(const Data& data) {
     return "decoded";
 }
 
-/// The members of the example, for tests that change one of them.
 nlohmann::ordered_json members() { return nlohmann::ordered_json::parse(whole()); }
 
 const char* const requiredKeys[] = {"fanCount",         "currentRPM", "minRPM",    "maxRPM",   "targetRPM",
                                     "underKeloControl", "warmth",     "addingAir", "lidHasFan"};
-
-// --- encoding
 
 TEST(FanSnapshotEncoding, WritesTheTenMembersInOrder) {
     EXPECT_EQ(whole(), R"({"fanCount":1,"currentRPM":2404.0,"minRPM":1200.0,"maxRPM":6000.0,)"
@@ -111,8 +106,6 @@ TEST(FanSnapshotEncoding, DecodesToTheSameSnapshot) {
         ASSERT_EQ(FanSnapshot::decoded(snapshot.encoded()), snapshot) << text(snapshot);
     }
 }
-
-// --- decoding
 
 TEST(FanSnapshotDecoding, ReadsMembersInAnyOrderAndSpeedsInAnyNotation) {
     const auto snapshot = FanSnapshot::decoded(

@@ -14,7 +14,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// Returns the error that `action` throws; fails the test if it throws none.
 template <typename Action>
 FanError errorOf(Action action) {
     try {
@@ -32,8 +31,6 @@ protected:
 
     FanControl() { controller.clearLog(); }
 };
-
-// --- manual mode
 
 TEST_F(FanControl, DoesNotTouchTheUnlockSwitchIfManualModeIsGrantedAtOnce) {
     EXPECT_FALSE(fans.engageManual(1));
@@ -128,8 +125,6 @@ TEST_F(FanControl, UnlocksTheLockedLaptopInAboutASecond) {
     EXPECT_FALSE(fans.engageManual(1)); // the switch is on already
 }
 
-// --- the target
-
 TEST_F(FanControl, ClampsATargetIntoTheFansRange) {
     const std::pair<double, double> targets[] = {{500, 1200},  {1200, 1200},   {3000.5, 3000.5},
                                                  {6000, 6000}, {6000.5, 6000}, {9000, 6000}};
@@ -199,8 +194,6 @@ TEST_F(FanControl, CutsTheKeyOfAnyFanIndexToFourCharacters) {
         EXPECT_EQ(writes().back(), "write " + std::string(key) + " 01");
     }
 }
-
-// --- handing back
 
 TEST_F(FanControl, HandingBackWritesAllModesAndThenTheUnlockSwitch) {
     fans.restoreAuto();

@@ -83,7 +83,7 @@ TEST_F(AddingAir, LowersTheHeldFractionByOneStepPerEvaluation) {
 }
 
 TEST_F(AddingAir, EndsWhenTheFractionIsExactlyAThousandthAboveTheAskedOne) {
-    const double ninthStep = 0.31999999999999984; // from 0.5
+    const double ninthStep = 0.31999999999999984; // starting from 0.5
     const double thousandthBelow = ninthStep - 0.001;
     ASSERT_EQ(thousandthBelow + 0.001, ninthStep);
     setChip(96);

@@ -16,8 +16,6 @@ using ::testing::IsEmpty;
 
 class FanHoldTest : public HoldFixture {};
 
-// --- starting and stopping
-
 TEST_F(FanHoldTest, CreatingAHoldDoesNotTouchTheHardware) {
     hold = makeHold(0.5);
     EXPECT_THAT(takeTrace(), IsEmpty());
@@ -161,8 +159,6 @@ TEST_F(FanHoldTest, EngagesAndTicksWithoutAnyUsableFan) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-// --- a start that fails
-
 TEST_F(FanHoldTest, AFailedStartLeavesEarlierFansManualAndCreatesNoTimer) {
     controller.answer("F1Tg", SMCCommand::writeBytes, 0xFF);
     hold = makeHold(0.5);
@@ -208,8 +204,6 @@ TEST_F(FanHoldTest, StartThrowsNeedsRootWithoutRights) {
     }
     EXPECT_THAT(takeEffects(), IsEmpty());
 }
-
-// --- ticks
 
 TEST_F(FanHoldTest, AnUndisturbedTickReadsButDoesNotWrite) {
     startHold(0.5);
@@ -295,8 +289,6 @@ TEST_F(FanHoldTest, ABlockedTickDoesNotShiftTheSchedule) {
     queue.runFor(8.0 - now);
     EXPECT_EQ(takeEvents(), Trace({"reasserted"}));
 }
-
-// --- dropping
 
 TEST_F(FanHoldTest, ADroppedHoldNeitherCallsBackNorHandsBack) {
     startHold(0.5);

@@ -8,7 +8,6 @@
 
 namespace kelo {
 
-/// A hold on the simulated machine, whose events appear in the trace.
 class HoldFixture : public MachineFixture {
 protected:
     HoldFixture() {

@@ -8,10 +8,6 @@ namespace {
 
 using ::testing::IsEmpty;
 
-// The order of a hold's steps, where others depend on it.
-
-// --- the hold's state during an event
-
 class StateDuringAnEvent : public HoldFixture {
 protected:
     /// Notes each event together with the hold's state during the event.
@@ -80,8 +76,6 @@ protected:
     InterposedExchange interposed{exchange};
 };
 
-// --- the two fan readings of a tick
-
 TEST_F(HoldOrder, ReassertsAFanTakenBetweenTheTwoReadingsInTheNextTick) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Md", 0); });
@@ -111,8 +105,6 @@ TEST_F(HoldOrder, DetectsATargetMovedBetweenTheTwoReadings) {
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Tg", 1200); });
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
-
-// --- a missing fan
 
 TEST_F(HoldOrder, HoldsTheSecondFanWhileTheFirstIsMissing) {
     controller.remove("F0Ac");

@@ -10,8 +10,6 @@ using ::testing::IsEmpty;
 
 class LidAndSleep : public HoldFixture {};
 
-// --- the lid
-
 TEST_F(LidAndSleep, StartingWithTheLidClosedYieldsUntilItOpens) {
     clamshell.state = true;
     hold = makeHold(0.5, true);
@@ -80,8 +78,6 @@ TEST_F(LidAndSleep, StoppingWhileYieldedHandsBack) {
     EXPECT_EQ(takeEffects(), restoreFans() + Trace({"released"}));
     EXPECT_FALSE(hold->isYieldedToLid());
 }
-
-// --- sleep
 
 TEST_F(LidAndSleep, HandsBackBeforeAcknowledgingSleep) {
     startHold(0.5);

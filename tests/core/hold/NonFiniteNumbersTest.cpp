@@ -19,8 +19,6 @@ protected:
     static Trace takeFirstFan(const std::string& speed) { return {"F0Md=1", "F0Tg=" + speed}; }
 };
 
-// --- a NaN fraction
-
 TEST_F(NonFiniteNumbers, HoldsANaNFractionAtTheFloorIfThereIsAReading) {
     hold = makeHold(nan);
     hold->start();
@@ -48,8 +46,6 @@ TEST_F(NonFiniteNumbers, WritesANaNFractionUnchangedWithoutAReading) {
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=1200.0", "F1Md=1", "F1Tg=1200.0", "reasserted"}));
     EXPECT_FALSE(hold->isAddingAir());
 }
-
-// --- chip readings that are not finite
 
 TEST_F(NonFiniteNumbers, HoldsFullSpeedWhileAnInfiniteReadingIsInTheHistory) {
     startHold(0.3);
@@ -82,8 +78,6 @@ TEST_F(NonFiniteNumbers, HasNoFloorWithInfinitiesOfBothSigns) {
     EXPECT_EQ(effectsOfTick(), takeFans(0.96));
 }
 
-// --- targets that are not finite
-
 TEST_F(NonFiniteNumbers, DoesNotTreatANaNTargetAsDrift) {
     startHold(0.5);
     controller.setNumber("F0Tg", nan);
@@ -108,8 +102,6 @@ TEST_F(NonFiniteNumbers, ComparesTheSpeedIfTheTargetCannotBeRead) {
     controller.setNumber("F0Ac", 3600 + 26);
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
-
-// --- fans that disappear and reappear
 
 TEST_F(NonFiniteNumbers, LeavesADisappearedFanAloneAndHoldsTheOther) {
     startHold(0.5);

@@ -41,7 +41,6 @@ TEST_F(HostileController, StaysWithinTheBuffersForAnyReportedSize) {
         }
 }
 
-/// Fills its replies with random bytes, including padding and unused fields.
 class RandomExchange : public SMCExchange {
 public:
     std::uint32_t open() override { return 1; }

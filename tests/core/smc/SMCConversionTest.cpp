@@ -26,7 +26,6 @@ protected:
         EXPECT_EQ(smc_read_float("Tst1", &value), 0);
         return value;
     }
-    /// The value bytes of the last write.
     std::vector<std::uint8_t> written() {
         const auto& request = controller.log().back().request;
         return {request.bytes, request.bytes + request.keyInfo.dataSize};
@@ -79,8 +78,6 @@ std::vector<float> randomFloats(std::size_t count) {
         value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
     return floats;
 }
-
-// --- reading
 
 TEST_F(SMCConversion, ReadsAnExampleOfEachType) {
     store(smc_type::fpe2, 2, {0x1F, 0x43});
@@ -153,8 +150,6 @@ TEST_F(SMCConversion, RefusesToConvertUnknownTypesToFloats) {
         EXPECT_EQ(byte, 0x11);
     }
 }
-
-// --- writing
 
 TEST_F(SMCConversion, WritesFixedPointTruncatedAndBigEndian) {
     store(smc_type::fpe2, 2, {});

@@ -14,8 +14,6 @@ using ::testing::ElementsAre;
 class SMCConnection : public SMCFixture {};
 class SMCKeyClient : public OpenSMCFixture {};
 
-// --- the connection
-
 TEST_F(SMCConnection, OpeningTwiceOpensOnce) {
     EXPECT_EQ(smc_open(), 0);
     EXPECT_EQ(smc_open(), 0);
@@ -71,8 +69,6 @@ TEST_F(SMCConnection, RawWritesReturnMinusThreeWhenClosed) {
     const std::uint8_t byte = 1;
     EXPECT_EQ(write_raw("FNum", &byte, 1), -3);
 }
-
-// --- exchanges
 
 TEST_F(SMCKeyClient, ReadsTheKeyInfoBeforeTheBytes) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
@@ -131,8 +127,6 @@ TEST_F(SMCKeyClient, NeedsNoTerminatorAfterAKey) {
     EXPECT_EQ(smc_read_u8(key.data(), &value), 0);
     EXPECT_EQ(value, 3);
 }
-
-// --- statuses
 
 TEST_F(SMCKeyClient, ReturnsMinusTwoForAFailedKeyInfoExchange) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
@@ -217,8 +211,6 @@ TEST_F(SMCKeyClient, ReturnsResultByte0x84As132) {
     EXPECT_EQ(smc_write_u8("F0Md", 1), 132);
 }
 
-// --- raw access
-
 TEST_F(SMCKeyClient, ReturnsSizeTypeAndAttributesAsKeyInfo) {
     controller.define("Tst1", smc_type::ui16, 2);
     controller.key("Tst1").attributes = 0xD4;
@@ -268,8 +260,6 @@ TEST_F(SMCKeyClient, ARawWriteSendsAtMost32Bytes) {
             EXPECT_EQ(request.bytes[i], i < n ? 0xAB : 0) << "byte " << i << " of " << n;
     }
 }
-
-// --- bytes
 
 TEST_F(SMCKeyClient, AByteReadReturnsByteZeroOfAnyType) {
     const std::uint8_t stored[] = {0x5A, 0x01, 0x02, 0x03};

@@ -114,8 +114,6 @@ TEST_F(DispatchMainQueueTest, ReportsExceptionsFromTasksAndContinues) {
     EXPECT_EQ(logEntries()[1].text, "a task of the main queue: an unknown exception");
 }
 
-// --- timers
-
 TEST_F(DispatchMainQueueTest, ReleasesATimerWithItsOwner) {
     auto once = queue.scheduleTimer(8, false, count);
     EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerCreate once", "CFRunLoopAddTimer main default"));
@@ -123,13 +121,6 @@ TEST_F(DispatchMainQueueTest, ReleasesATimerWithItsOwner) {
     once.reset();
     EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerInvalidate"));
     EXPECT_THAT(journal().live(), IsEmpty());
-}
-
-TEST_F(DispatchMainQueueTest, RepeatsARepeatingTimer) {
-    const auto repeating = queue.scheduleTimer(2, true, count);
-    EXPECT_THAT(journal().take(), ElementsAre("CFRunLoopTimerCreate repeating", "CFRunLoopAddTimer main default"));
-    mainLoop().runFor(5);
-    EXPECT_EQ(runs, 2);
 }
 
 TEST_F(DispatchMainQueueTest, UsesAMinimumIntervalOfATenThousandthOfASecond) {

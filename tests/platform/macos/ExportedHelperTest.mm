@@ -152,7 +152,7 @@ TEST_F(ExportedHelperTest, OnlyTheExportedObjectRetainsTheHelper) {
     EXPECT_EQ(other.use_count(), 1);
 }
 
-// --- encodings, which XPC compares as text
+// XPC compares the encodings as text.
 
 /// The size of an argument on the stack and its type encoding. This runtime has no extended encodings; a separate test
 /// checks those of Apple's processors.

@@ -52,8 +52,6 @@ TEST_F(FoundationTextTest, ConvertsAStringWithoutUTF8ToEmptyText) {
     EXPECT_EQ(textFromNSString(text.get()), "");
 }
 
-// --- ownership
-
 TEST_F(FoundationTextTest, ReleasesAMovedReferenceOnce) {
     auto first = makeNSString(std::string("text"));
     auto second = std::move(first);

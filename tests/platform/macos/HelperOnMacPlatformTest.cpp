@@ -231,7 +231,7 @@ TEST_F(HelperOnMacPlatform, RefusesAHoldWithoutRoot) {
     EXPECT_FALSE(isAnyManual());
 }
 
-// --- exits, each in a separate process, which prints whether a fan is still in manual mode
+// Each exit runs in a separate process, which prints whether a fan is still in manual mode.
 
 class HelperExit : public HelperOnMacPlatform {
 protected:

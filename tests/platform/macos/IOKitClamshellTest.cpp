@@ -32,26 +32,13 @@ TEST_F(IOKitClamshellTest, ReadsNothingWithoutTheRootPowerDomain) {
                 ElementsAre("IOServiceMatching IOPMrootDomain", "IOServiceGetMatchingService IOPMrootDomain"));
 }
 
-TEST_F(IOKitClamshellTest, ReleasesTheServiceIfThePropertyIsAbsent) {
-    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty());
-    EXPECT_THAT(journal().take(), testing::Contains("IOObjectRelease IOPMrootDomain"));
-}
-
-TEST_F(IOKitClamshellTest, DistinguishesTheNumberOneFromTrue) {
-    kernel().clamshellState = [] { return doubles::makeCFNumber(1); };
-    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(1.0));
-}
-
-TEST_F(IOKitClamshellTest, DoesNotConvertANumberThatDoesNotFitADouble) {
-    kernel().clamshellState = [] { return doubles::makeCFNumber(1, false); };
-    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
-}
-
-TEST_F(IOKitClamshellTest, DoesNotConvertOtherTypes) {
-    kernel().clamshellState = [] { return doubles::makeCFString("true"); };
-    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
-    kernel().clamshellState = [] { return doubles::makeCF(doubles::CFKind::data); };
-    EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
+TEST_F(IOKitClamshellTest, DoesNotConvertInexactNumbersAndOtherTypes) {
+    for (const bool isNumber : {true, false}) {
+        kernel().clamshellState = [isNumber] {
+            return isNumber ? doubles::makeCFNumber(1, false) : doubles::makeCF(doubles::CFKind::data);
+        };
+        EXPECT_EQ(clamshell.clamshellState(), ClamshellProperty(UnconvertibleProperty{}));
+    }
 }
 
 } // namespace

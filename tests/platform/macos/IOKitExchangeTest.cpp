@@ -12,7 +12,6 @@ using doubles::journal;
 using doubles::kernel;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 class IOKitExchangeTest : public doubles::OnDoubles {
 protected:
@@ -31,17 +30,13 @@ TEST_F(IOKitExchangeTest, OpensAUserClientAndReleasesTheService) {
 TEST_F(IOKitExchangeTest, ReleasesAServiceThatCannotBeOpened) {
     kernel().openStatus = kIOReturnNotPrivileged;
     EXPECT_EQ(exchange.open(), 0U);
-    EXPECT_THAT(journal().take(), ElementsAre("IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC",
-                                              "IOServiceOpen AppleSMC own task type 0", "IOObjectRelease AppleSMC"));
+    EXPECT_THAT(journal().take(), Contains("IOObjectRelease AppleSMC"));
 }
 
-TEST_F(IOKitExchangeTest, OpensNothingWithoutTheService) {
+TEST_F(IOKitExchangeTest, OpensNothingWithoutTheServiceOrAMatchingDictionary) {
     kernel().services.clear();
     EXPECT_EQ(exchange.open(), 0U);
     EXPECT_THAT(journal().take(), ElementsAre("IOServiceMatching AppleSMC", "IOServiceGetMatchingService AppleSMC"));
-}
-
-TEST_F(IOKitExchangeTest, OpensNothingWithoutAMatchingDictionary) {
     kernel().isMatchingFailing = true;
     EXPECT_EQ(exchange.open(), 0U);
     EXPECT_THAT(journal().take(), ElementsAre("IOServiceMatching AppleSMC", "IOServiceGetMatchingService null"));
@@ -76,26 +71,9 @@ TEST_F(IOKitExchangeTest, FailsForAnyStatusButSuccess) {
         kernel().driver = [status](const void*, void*) { return status; };
         EXPECT_FALSE(exchange.exchange(connection, {}, reply)) << status;
     }
-    exchange.close(connection);
-}
-
-TEST_F(IOKitExchangeTest, ResetsTheReplySizeForEveryExchange) {
-    // A failed call sets the size to 0.
-    const auto connection = exchange.open();
-    SMCKeyData reply{};
-    kernel().driver = [](const void*, void*) { return kIOReturnError; };
-    EXPECT_FALSE(exchange.exchange(connection, {}, reply));
     kernel().driver = [](const void*, void*) { return KERN_SUCCESS; };
-    EXPECT_TRUE(exchange.exchange(connection, {}, reply));
+    EXPECT_TRUE(exchange.exchange(connection, {}, reply)) << "a failed call sets the reply size to 0";
     exchange.close(connection);
-}
-
-TEST_F(IOKitExchangeTest, ClosesTheUserClient) {
-    const auto connection = exchange.open();
-    journal().take();
-    exchange.close(connection);
-    EXPECT_THAT(journal().take(), ElementsAre("IOServiceClose connection"));
-    EXPECT_THAT(journal().live(), IsEmpty());
 }
 
 } // namespace

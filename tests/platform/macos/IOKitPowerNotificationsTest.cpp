@@ -135,8 +135,6 @@ TEST_F(IOKitPowerNotificationsTest, IgnoresMessagesWithoutARegistration) {
     EXPECT_EQ(messages, 0);
 }
 
-// --- with the service's power watch
-
 class PowerWatchOnIOKit : public IOKitPowerNotificationsTest {
 protected:
     PowerWatchOnIOKit() { watch.start(); }
@@ -159,22 +157,13 @@ protected:
                      [] { journal().add("watch: did wake"); }};
 };
 
-TEST_F(PowerWatchOnIOKit, AcknowledgesCanSleepAtOnce) {
+TEST_F(PowerWatchOnIOKit, AcknowledgesOnlyTheTwoSleepMessages) {
     send(kIOMessageCanSystemSleep, 11);
     EXPECT_THAT(watchEntries(), ElementsAre("IOAllowPowerChange root port 11"));
-}
-
-TEST_F(PowerWatchOnIOKit, AcknowledgesWillSleepAfterTheHandler) {
     send(kIOMessageSystemWillSleep, 12);
     EXPECT_THAT(watchEntries(), ElementsAre("watch: will sleep", "IOAllowPowerChange root port 12"));
-}
-
-TEST_F(PowerWatchOnIOKit, DoesNotAcknowledgeHasPoweredOn) {
     send(kIOMessageSystemHasPoweredOn, 13);
     EXPECT_THAT(watchEntries(), ElementsAre("watch: did wake"));
-}
-
-TEST_F(PowerWatchOnIOKit, IgnoresAllOtherMessages) {
     for (const std::uint32_t message : {0xE0000290U, 0xE0000320U, 0xE0000250U, 0xE0000310U, 0x280U, 0U})
         send(message, 14);
     EXPECT_THAT(watchEntries(), IsEmpty());

@@ -2,6 +2,9 @@
 
 #include <Security/Security.h>
 
+#include <functional>
+#include <utility>
+
 #include "platform/macos/RequirementSyntax.h"
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
@@ -33,50 +36,25 @@ TEST_F(SecuritySigningInformationTest, QueriesTheSystemEachTime) {
     EXPECT_EQ(information.teamIdentifier(), "OTHERTEAM1");
 }
 
-TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfAnyStepFails) {
-    ownSignature().selfStatus = errSecCSUnsigned;
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-    EXPECT_THAT(journal().take(), ElementsAre("SecCodeCopySelf flags 0"));
-
-    ownSignature().selfStatus = errSecSuccess;
-    ownSignature().staticCodeStatus = errSecCSStaticCodeNotFound;
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-    EXPECT_THAT(journal().take(), ElementsAre("SecCodeCopySelf flags 0", "SecCodeCopyStaticCode flags 0"));
-
-    ownSignature().staticCodeStatus = errSecSuccess;
-    ownSignature().informationStatus = errSecCSUnsigned;
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-}
-
-TEST_F(SecuritySigningInformationTest, ReturnsNulloptForSuccessWithoutAnObject) {
-    ownSignature().isSelfMissing = true;
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-    ownSignature().isSelfMissing = false;
-    ownSignature().isStaticCodeMissing = true;
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-    ownSignature().isStaticCodeMissing = false;
-    ownSignature().information = [] { return nullptr; };
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-}
-
-TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfTheInformationIsNotADictionary) {
-    ownSignature().information = [] { return doubles::makeCFString("teamid"); };
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-}
-
-TEST_F(SecuritySigningInformationTest, ReturnsNulloptForUnsignedOrAdHocSignedCode) {
-    ownSignature().team = std::nullopt;
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-}
-
-TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfTheTeamIsNotText) {
-    ownSignature().teamValue = [] { return doubles::makeCFNumber(12345); };
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
-}
-
-TEST_F(SecuritySigningInformationTest, ReturnsNulloptIfTheTeamIsNotUTF8) {
-    ownSignature().teamValue = [] { return doubles::makeCFStringWithoutUTF8(); };
-    EXPECT_EQ(information.teamIdentifier(), std::nullopt);
+TEST_F(SecuritySigningInformationTest, ReturnsNulloptWithoutAUsableTeam) {
+    const std::pair<const char*, std::function<void(doubles::OwnSignature&)>> cases[] = {
+        {"no code", [](auto& own) { own.selfStatus = errSecCSUnsigned; }},
+        {"success without code", [](auto& own) { own.isSelfMissing = true; }},
+        {"no static code", [](auto& own) { own.staticCodeStatus = errSecCSStaticCodeNotFound; }},
+        {"success without static code", [](auto& own) { own.isStaticCodeMissing = true; }},
+        {"no information", [](auto& own) { own.informationStatus = errSecCSUnsigned; }},
+        {"success without information", [](auto& own) { own.information = [] { return nullptr; }; }},
+        {"not a dictionary", [](auto& own) { own.information = [] { return doubles::makeCFString("teamid"); }; }},
+        {"unsigned or signed ad hoc", [](auto& own) { own.team = std::nullopt; }},
+        {"a team that is not text", [](auto& own) { own.teamValue = [] { return doubles::makeCFNumber(12345); }; }},
+        {"a team that is not UTF-8", [](auto& own) { own.teamValue = doubles::makeCFStringWithoutUTF8; }},
+    };
+    for (const auto& [name, breakSignature] : cases) {
+        ownSignature() = doubles::OwnSignature();
+        ownSignature().team = "ABCDE12345";
+        breakSignature(ownSignature());
+        EXPECT_EQ(information.teamIdentifier(), std::nullopt) << name;
+    }
 }
 
 TEST_F(SecuritySigningInformationTest, ReturnsTeamsOfAnyLength) {
@@ -85,8 +63,6 @@ TEST_F(SecuritySigningInformationTest, ReturnsTeamsOfAnyLength) {
         EXPECT_EQ(information.teamIdentifier(), team);
     }
 }
-
-// --- requirements
 
 class CodeRequirementTest : public doubles::OnDoubles {};
 

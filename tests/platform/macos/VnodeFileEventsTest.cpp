@@ -105,8 +105,6 @@ TEST_F(VnodeFileEventsTest, IdentifiesAFileByDeviceAndInode) {
     EXPECT_THAT(journal().take(), ElementsAre("stat " + path));
 }
 
-// --- our executable
-
 TEST_F(VnodeFileEventsTest, FindsOurExecutableByProcessID) {
     doubles::setOwnPath("/Library/PrivilegedHelperTools/app.kelo.helper");
     EXPECT_EQ(files.ownExecutable(), "/Library/PrivilegedHelperTools/app.kelo.helper");
@@ -125,8 +123,6 @@ TEST_F(VnodeFileEventsTest, ReturnsAPathThatFillsTheBuffer) {
     doubles::setOwnPath(longest);
     EXPECT_EQ(files.ownExecutable(), longest);
 }
-
-// --- with the watch on the helper's executable
 
 TEST_F(VnodeFileEventsTest, BinaryWatchReportsOnlyAReplacement) {
     int replacements = 0;

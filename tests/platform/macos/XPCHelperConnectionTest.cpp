@@ -31,7 +31,6 @@ protected:
         journal().take();
     }
 
-    /// Returns the error of connecting and sending one request; fails the test if there is none.
     std::string reasonOfFailure() {
         try {
             connectToHelper()->ask(requests::HelperVersion{});

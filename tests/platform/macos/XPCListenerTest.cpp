@@ -27,7 +27,6 @@ class XPCListenerTest : public doubles::OnDoubles {
 protected:
     XPCListenerTest() { doubles::ownSignature().team = "TEAM"; }
 
-    /// Whether a client of the trusted app receives an answer.
     bool isServed() {
         try {
             return connectToHelper()->ask(requests::HelperVersion{}) == helper->version;
@@ -36,7 +35,6 @@ protected:
         }
     }
 
-    /// Starts listening; returns whether it succeeded.
     bool start() {
         listener->setAdmission(admission.callable());
         listener->setConnectionCodeSigningRequirement(requirement);
@@ -166,7 +164,6 @@ TEST_F(XPCListenerTest, AcceptsManyConnectionsFromOneProcess) {
     }
 }
 
-/// Accepts the connection with handlers that throw.
 bool acceptWithBrokenHandlers(IncomingConnection& connection) {
     connection.exportObject(std::make_shared<ScriptedHelper>());
     connection.setInvalidationHandler([] { throw std::runtime_error("broken invalidation"); });

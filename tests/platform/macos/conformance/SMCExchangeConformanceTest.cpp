@@ -10,7 +10,6 @@
 namespace kelo {
 namespace {
 
-/// Connects the user client's double to a simulated controller.
 class IOKitExchangeHarness {
 public:
     IOKitExchangeHarness() {

@@ -26,7 +26,6 @@ struct CFObject {
     std::map<std::string, CFTypeRef> entries;
 };
 
-/// Creates an object with one reference and counts it in the journal.
 CFObject& makeCFObject(CFKind kind);
 
 CFObject& cfObject(CFTypeRef cf);

@@ -46,10 +46,8 @@ CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries);
 bool isCF(CFTypeRef cf, CFKind kind);
 /// The text of a CFString, constant or not.
 std::string cfText(CFStringRef string);
-/// Adds a reference.
 CFTypeRef retainCF(CFTypeRef cf);
 
-/// Makes CFStringCreateWithCString fail.
 void failStringCreation(bool fails);
 
 void resetCoreFoundation();

@@ -4,7 +4,6 @@
 
 namespace kelo::doubles {
 
-/// Makes dispatch_source_create fail.
 void failSourceCreation(bool fails);
 
 /// Sends the process a signal, as `kill` does. A source that is not registered yet misses it.

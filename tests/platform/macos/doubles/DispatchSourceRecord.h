@@ -36,7 +36,6 @@ struct DispatchSourceRecord {
     unsigned long updatePath();
 };
 
-/// Journals dispatch_source_create.
 void journalCreation(const DispatchSourceRecord& source);
 /// The text that `lastSource` returns.
 std::string describe(const DispatchSourceRecord& source);

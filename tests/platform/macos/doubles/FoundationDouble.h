@@ -23,11 +23,9 @@ namespace kelo::doubles {
 /// The state that a double attaches to an object, by type.
 template <typename Payload> Payload& payload(NSObject* object);
 
-/// Attaches a payload to `object`.
 void setPayload(NSObject* object, std::shared_ptr<void> payload);
 std::shared_ptr<void> rawPayload(NSObject* object);
 
-/// The number of references to `object`.
 int referencesTo(NSObject* object);
 
 template <typename Payload> Payload& payload(NSObject* object) {

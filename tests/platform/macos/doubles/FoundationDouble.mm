@@ -21,7 +21,6 @@ namespace kelo::doubles {
 
 namespace {
 
-/// The state of an object.
 struct ObjectState {
     std::atomic<int> references = 1;
     std::string className;

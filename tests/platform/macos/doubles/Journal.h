@@ -20,7 +20,6 @@ public:
     /// Counts an object or reference of `kind` that must be released.
     void created(const std::string& kind);
     void destroyed(const std::string& kind);
-    /// The number of held objects of `kind`.
     int live(const std::string& kind) const;
     /// "kind: count" for every kind with held objects.
     std::vector<std::string> live() const;
@@ -43,7 +42,6 @@ private:
 
 Journal& journal();
 
-/// "0x" and the value in hexadecimal digits.
 std::string hex(unsigned long long value);
 
 } // namespace kelo::doubles

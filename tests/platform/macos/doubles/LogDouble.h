@@ -7,7 +7,6 @@
 
 namespace kelo::doubles {
 
-/// One entry of the unified log.
 struct LogEntry {
     std::string subsystem;
     std::string category;
@@ -18,7 +17,6 @@ struct LogEntry {
 
 std::vector<LogEntry> logEntries();
 
-/// Disables or enables a type for every log.
 void setLogTypeEnabled(std::uint8_t type, bool isEnabled);
 
 void resetLog();

@@ -18,7 +18,6 @@ void setEffectiveUser(unsigned int user);
 /// Makes proc_pidpath return this path, truncated to the buffer, or 0 without a path.
 void setOwnPath(std::optional<std::string> path);
 
-/// Enables or disables the journalling of the C library calls.
 void journalFiles(bool isOn);
 
 void resetPosix();

@@ -25,9 +25,7 @@ struct XPCSystem {
 
 XPCSystem& xpc();
 
-/// Waits until all of XPC's queues are idle.
 void settleXPC();
-/// Whether the calling thread belongs to one of XPC's queues.
 bool isOnXPCQueue();
 
 /// Runs the interruption handlers of the helper's connections.

@@ -98,12 +98,10 @@ struct ReplyToken {
     const std::shared_ptr<Pending> pending;
 };
 
-/// The state of an NSXPCInterface.
 struct Interface {
     Protocol* protocol;
 };
 
-/// The state of an NSXPCListener.
 struct ListenerState {
     std::mutex mutex;
     std::string name;
@@ -115,7 +113,6 @@ struct ListenerState {
     SerialQueue& queue = SerialQueue::make();
 };
 
-/// The state of an NSXPCConnection, at either end.
 struct ConnectionState {
     explicit ConnectionState(bool isOfClient) : isClient(isOfClient) {}
 
@@ -153,10 +150,8 @@ XPCWorld& xpcWorld();
 ConnectionRef stateOf(NSXPCConnection* connection);
 std::shared_ptr<ListenerState> stateOf(NSXPCListener* listener);
 
-/// Raises the platform's exception if the requirement does not parse.
 void refuseMalformed(NSString* requirement);
 
-/// Ends the helper's end of a connection, on its queue.
 void endServer(const ConnectionRef& server);
 
 /// Makes one request, connecting first if necessary, and waits for its reply or error. `invoke` sends the request to

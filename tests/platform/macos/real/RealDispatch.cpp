@@ -94,8 +94,6 @@ Submission* submit(void* context, dispatch_function_t work) {
 
 const char* nameOf(dispatch_queue_t queue) { return queue == dispatch_get_main_queue() ? "main" : "another queue"; }
 
-// --- vnode sources
-
 int inotify() {
     static const int descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     return descriptor;
@@ -128,7 +126,7 @@ void watchFile(Source& source) {
     source.watch = inotify_add_watch(inotify(), link.c_str(), IN_MOVE_SELF | IN_DELETE_SELF | IN_ATTRIB);
 }
 
-// --- handlers; each real source's context is our record
+// The context of each real source is our record.
 
 void onEvent(void* context) { static_cast<const Source*>(context)->runEventHandler(); }
 

@@ -44,7 +44,7 @@ Boolean CFBooleanGetValue(CFBooleanRef boolean); // undefined for other types
 // V: CF_ENUM, a distinct type over CFIndex
 typedef enum CFNumberType : CFIndex { kCFNumberDoubleType = 13 } CFNumberType;
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType,
-                         void* valuePtr); // G: false if the conversion lost information
+                         void* valuePtr); // G: false on loss
 
 const void* CFDictionaryGetValue(CFDictionaryRef theDict, const void* key); // get; NULL if absent
 
@@ -63,7 +63,7 @@ CFRunLoopRef CFRunLoopGetCurrent(void); // get
 CFRunLoopRef CFRunLoopGetMain(void);    // get
 void CFRunLoopRun(void);             // on the main thread also drains the main dispatch queue; ends only when stopped
 void CFRunLoopStop(CFRunLoopRef rl); // the tests stop it
-// 10.4 and later: runs for at most `seconds`, or until the first handled source; returns the reason
+// 10.4 and later: runs for at most `seconds`; the flag is always false; returns why the run ended
 SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode); // retains the source
 void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);

@@ -71,9 +71,8 @@ void dispatch_source_set_registration_handler_f(dispatch_source_t source,
                                                 dispatch_function_t _Nullable handler) DISPATCH_NOTHROW; // 10.7
 void dispatch_source_cancel(dispatch_source_t source) DISPATCH_NOTHROW;
 void dispatch_set_context(dispatch_object_t object, void* _Nullable context) DISPATCH_NOTHROW;
-void dispatch_activate(dispatch_object_t object)
-    DISPATCH_NOTHROW; // macOS 10.12; the source is registered soon afterwards
-void dispatch_release(dispatch_object_t object) DISPATCH_NOTHROW; // crashes if inactive or suspended
+void dispatch_activate(dispatch_object_t object) DISPATCH_NOTHROW; // macOS 10.12; registers the source soon after
+void dispatch_release(dispatch_object_t object) DISPATCH_NOTHROW;  // crashes if inactive or suspended
 
 } // extern "C"
 
