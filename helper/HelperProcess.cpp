@@ -50,7 +50,7 @@ void HelperProcess::makeService() {
         .onTick =
             [this] {
                 if (binary_)
-                    binary_->look(); // some replacements cause no event
+                    binary_->check(); // some replacements cause no event
             },
     });
 }

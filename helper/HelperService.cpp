@@ -114,7 +114,7 @@ void HelperService::standDown(const requests::ReplyTo<requests::StandDown>& repl
         dependencies_.machine.queue.postAfter(standDownDelay, [leave = dependencies_.leave] { leave(nullptr); });
     } catch (...) { // out of memory: leaving too early is better than never
         if (!isLeaving_.test_and_set())
-            dependencies_.machine.queue.postMade(std::move(leaving_));
+            dependencies_.machine.queue.postPrepared(std::move(leaving_));
     }
 }
 

@@ -14,7 +14,7 @@ namespace {
 class Departures {
 public:
     Departures(std::shared_ptr<HelperService> service, MainQueue& queue)
-        : service_(std::move(service)), queue_(queue), made_{service_->departure(), service_->departure()} {}
+        : service_(std::move(service)), queue_(queue), prepared_{service_->departure(), service_->departure()} {}
 
     /// Enables reports: a client that has not been counted must not depart.
     void begin() { hasBegun_ = true; }
@@ -22,17 +22,17 @@ public:
     void report() {
         if (!hasBegun_)
             return;
-        if (made_.empty())
+        if (prepared_.empty())
             return service_->clientWentAway();
         MainQueue::Tasks next;
-        next.splice(next.begin(), made_, made_.begin());
-        queue_.postMade(std::move(next));
+        next.splice(next.begin(), prepared_, prepared_.begin());
+        queue_.postPrepared(std::move(next));
     }
 
 private:
     const std::shared_ptr<HelperService> service_;
     MainQueue& queue_;
-    MainQueue::Tasks made_;
+    MainQueue::Tasks prepared_;
     bool hasBegun_ = false;
 };
 
@@ -46,7 +46,7 @@ ListenerDelegate::ListenerDelegate(std::shared_ptr<HelperService> service, std::
 
 bool ListenerDelegate::shouldAcceptNewConnection(IncomingConnection& connection) {
     if (binary_ && !binary_->isCurrent()) {
-        queue_.postMade(std::exchange(leaving_, {}));
+        queue_.postPrepared(std::exchange(leaving_, {}));
         return false;
     }
     // Set the handlers before counting, so that no departure is missed, and count before the first request can run.

@@ -91,18 +91,18 @@ class Client {
     }
 
     /// Returns whether all requests have succeeded so far.
-    bool isFine() const { return isFine_; }
+    bool hasSucceeded() const { return hasSucceeded_; }
 
     /// Asks an older helper to hand the fans back and exit. The next request starts the new helper.
-    void agreeOnVersion() {
+    void checkVersion() {
         NSInteger version = helperVersion();
-        if (isFine_ && version < interfaceVersion) {
+        if (hasSucceeded_ && version < interfaceVersion) {
             [helper() standDownWithReply:^{
             }];
             interruption_->waitUntil(Clock::now() + std::chrono::seconds(5));
             version = helperVersion();
         }
-        if (isFine_ && version != interfaceVersion)
+        if (hasSucceeded_ && version != interfaceVersion)
             fail("the helper's interface version is " + std::to_string(version));
     }
 
@@ -123,7 +123,7 @@ class Client {
                                    if (error != nil)
                                        fail(error.UTF8String);
                                  }];
-        while (isFine_ && interruption_->waitUntil(end));
+        while (hasSucceeded_ && interruption_->waitUntil(end));
     }
 
     void handBack() {
@@ -150,12 +150,12 @@ class Client {
 
     void fail(const std::string& why) {
         std::fprintf(stderr, "sample-client: %s\n", why.c_str());
-        isFine_ = false;
+        hasSucceeded_ = false;
     }
 
     const std::shared_ptr<Interruption> interruption_ = std::make_shared<Interruption>();
     NSXPCConnection* const connection_;
-    bool isFine_ = true;
+    bool hasSucceeded_ = true;
 };
 
 } // namespace
@@ -167,13 +167,13 @@ int main(int argc, char** argv) {
     }
     @autoreleasepool {
         Client client(argv[1]);
-        client.agreeOnVersion();
-        if (client.isFine())
+        client.checkVersion();
+        if (client.hasSucceeded())
             client.printFans();
-        if (client.isFine())
+        if (client.hasSucceeded())
             client.hold(std::atof(argv[2]), Clock::now() + std::chrono::seconds(std::atoi(argv[3])));
-        if (client.isFine())
+        if (client.hasSucceeded())
             client.handBack();
-        return client.isFine() ? 0 : 1;
+        return client.hasSucceeded() ? 0 : 1;
     }
 }

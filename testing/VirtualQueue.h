@@ -25,7 +25,7 @@ public:
     /// `now` is borrowed: the virtual seconds that the test's other parts read, too.
     explicit VirtualQueue(double& now) : now_(now) {}
 
-    void postMade(Tasks tasks) noexcept override {
+    void postPrepared(Tasks tasks) noexcept override {
         for (auto& task : tasks)
             VirtualQueue::postAfter(0, std::move(task));
     }

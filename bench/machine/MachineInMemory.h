@@ -106,7 +106,7 @@ private:
     /// Keeps the one timer's handler.
     class Queue : public MainQueue {
     public:
-        void postMade(Tasks tasks) noexcept override { tasks.front()(); }
+        void postPrepared(Tasks tasks) noexcept override { tasks.front()(); }
         void postAfter(double, Task) override {}
         std::unique_ptr<Timer> scheduleTimer(double, bool, Task handler) override {
             onFire = std::move(handler);

@@ -106,7 +106,7 @@ bool FanHold::engage() {
 }
 
 /// Takes the fans or hands them back, as the gate requires. Returns whether they are held now.
-bool FanHold::follow() {
+bool FanHold::applyGate() {
     if (!isHolding_)
         return false;
     if (!mayHold()) {
@@ -156,7 +156,7 @@ void FanHold::takeChipReading() {
 /// Takes the fans again if another program took one or moved a target by more than the tolerance. A changed held
 /// fraction reaches the fans in the same way.
 void FanHold::reassertIfNeeded() {
-    if (!follow())
+    if (!applyGate())
         return;
     controller_->readFans(fans_);
     const bool isAllManual = std::all_of(fans_.begin(), fans_.end(), [](const Fan& fan) { return fan.isManual; });
@@ -196,7 +196,7 @@ void FanHold::systemDidWake() {
     const auto alive = shared_from_this(); // the observer may drop the owner's reference
     isSleeping_ = false;
     announce(Event::woke());
-    follow();
+    applyGate();
 }
 
 void FanHold::announce(const Event& event) {

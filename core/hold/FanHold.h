@@ -69,7 +69,7 @@ public:
 private:
     bool mayHold();
     bool engage();
-    bool follow();
+    bool applyGate();
     double heldFraction();
     void takeChipReading();
     void reassertIfNeeded();

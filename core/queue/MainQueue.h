@@ -35,12 +35,12 @@ public:
     void post(Task task) {
         Tasks one;
         one.push_back(std::move(task));
-        postMade(std::move(one));
+        postPrepared(std::move(one));
     }
 
     /// Posts each of `tasks`. Does not allocate: work that must not fail when memory runs out is prepared in advance.
     /// Any thread.
-    virtual void postMade(Tasks tasks) noexcept = 0;
+    virtual void postPrepared(Tasks tasks) noexcept = 0;
 
     /// Runs `task` on the main thread in `seconds`, or like `post` if the delay is not positive. Returns at once.
     /// Cannot be cancelled. Any thread.

@@ -9,13 +9,13 @@ std::optional<std::string> BinaryWatch::ownExecutable(FileEvents& events) { retu
 BinaryWatch::BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced)
     : path_(std::move(path)), events_(events), identity_(events.identify(path_)), onReplaced_(std::move(onReplaced)),
       // The watch owns the source and both stay on the main thread, so no event arrives after the watch is destroyed.
-      source_(events.watch(path_, [this] { look(); })) {}
+      source_(events.watch(path_, [this] { check(); })) {}
 
 BinaryWatch::~BinaryWatch() = default;
 
 bool BinaryWatch::isCurrent() const { return !identity_ || events_.identify(path_) == identity_; }
 
-void BinaryWatch::look() {
+void BinaryWatch::check() {
     if (isReplaced_ || isCurrent())
         return;
     isReplaced_ = true;

@@ -19,9 +19,9 @@ public:
     /// The path of the running process's executable, or nullopt.
     static std::optional<std::string> ownExecutable(FileEvents& events);
 
-    /// `events` is borrowed. `onReplaced` is called on the main queue, at most once, when an event or `look` finds that
-    /// the file was deleted, moved or replaced; it must not destroy the watch. Never called if the file could not be
-    /// examined at the start.
+    /// `events` is borrowed. `onReplaced` is called on the main queue, at most once, when an event or `check` finds
+    /// that the file was deleted, moved or replaced; it must not destroy the watch. Never called if the file could not
+    /// be examined at the start.
     BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced);
     BinaryWatch(const BinaryWatch&) = delete;
     BinaryWatch& operator=(const BinaryWatch&) = delete;
@@ -35,7 +35,7 @@ public:
 
     /// Calls `onReplaced` if the file has been replaced. Needed because no event reports that a parent folder is moved
     /// or that another file is mounted over this one. Main thread only.
-    void look();
+    void check();
 
 private:
     const std::string path_;

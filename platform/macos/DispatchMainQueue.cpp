@@ -22,7 +22,7 @@ void run(void* context) {
 } // namespace
 
 /// The posted tasks in order. Submits the next task only after the previous one has ended.
-class DispatchMainQueue::Waiting : public std::enable_shared_from_this<Waiting> {
+class DispatchMainQueue::Backlog : public std::enable_shared_from_this<Backlog> {
 public:
     void add(Tasks tasks) noexcept {
         const std::lock_guard lock(mutex_);
@@ -35,7 +35,7 @@ public:
     }
 
     /// Runs `task` now, or after the queued tasks if there are any. Main thread only.
-    void runAfterWaiting(Task task) {
+    void runAfterBacklog(Task task) {
         {
             const std::lock_guard lock(mutex_);
             if (!tasks_.empty())
@@ -48,11 +48,11 @@ private:
     void submit() { dispatch_async_f(dispatch_get_main_queue(), this, runNext); }
 
     static void runNext(void* context) {
-        auto& waiting = *static_cast<Waiting*>(context);
-        contain("a task of the main queue", waiting.first());
-        const auto alive = waiting.removeFirst();
+        auto& backlog = *static_cast<Backlog*>(context);
+        contain("a task of the main queue", backlog.first());
+        const auto alive = backlog.removeFirst();
         if (!alive)
-            waiting.submit();
+            backlog.submit();
     }
 
     Task first() {
@@ -61,7 +61,7 @@ private:
     }
 
     /// Returns the reference that kept this alive if no task is left.
-    std::shared_ptr<Waiting> removeFirst() {
+    std::shared_ptr<Backlog> removeFirst() {
         const std::lock_guard lock(mutex_);
         tasks_.pop_front();
         return tasks_.empty() ? std::move(self_) : nullptr;
@@ -70,14 +70,14 @@ private:
     std::mutex mutex_; ///< Guards the members below.
     Tasks tasks_;
     /// Keeps this alive while a task is submitted, since it may run after the queue was destroyed.
-    std::shared_ptr<Waiting> self_;
+    std::shared_ptr<Backlog> self_;
 };
 
-DispatchMainQueue::DispatchMainQueue() : waiting_(std::make_shared<Waiting>()) {}
+DispatchMainQueue::DispatchMainQueue() : backlog_(std::make_shared<Backlog>()) {}
 
 DispatchMainQueue::~DispatchMainQueue() = default;
 
-void DispatchMainQueue::postMade(Tasks tasks) noexcept { waiting_->add(std::move(tasks)); }
+void DispatchMainQueue::postPrepared(Tasks tasks) noexcept { backlog_->add(std::move(tasks)); }
 
 void DispatchMainQueue::postAfter(double seconds, Task task) {
     if (!(seconds > 0)) // it must not overtake queued tasks
@@ -88,8 +88,8 @@ void DispatchMainQueue::postAfter(double seconds, Task task) {
 }
 
 std::unique_ptr<Timer> DispatchMainQueue::scheduleTimer(double interval, bool repeats, Task onFire) {
-    return std::make_unique<RunLoopTimer>(interval, repeats, std::move(onFire), [waiting = waiting_](Task task) {
-        waiting->runAfterWaiting(std::move(task));
+    return std::make_unique<RunLoopTimer>(interval, repeats, std::move(onFire), [backlog = backlog_](Task task) {
+        backlog->runAfterBacklog(std::move(task));
     });
 }
 

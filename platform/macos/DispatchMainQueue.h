@@ -17,15 +17,15 @@ public:
     DispatchMainQueue();
     ~DispatchMainQueue() override;
 
-    void postMade(Tasks tasks) noexcept override;
+    void postPrepared(Tasks tasks) noexcept override;
     void postAfter(double seconds, Task task) override;
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
     bool isCurrent() const override;
 
 private:
-    class Waiting;
+    class Backlog;
 
-    const std::shared_ptr<Waiting> waiting_;
+    const std::shared_ptr<Backlog> backlog_;
     const std::thread::id mainThread_ = std::this_thread::get_id();
 };
 

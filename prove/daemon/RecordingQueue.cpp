@@ -35,9 +35,9 @@ void allocateAsAQueue() { std::make_unique<char>(); }
 
 } // namespace
 
-void RecordingQueue::postMade(Tasks tasks) noexcept {
+void RecordingQueue::postPrepared(Tasks tasks) noexcept {
     const CodeOf test(CodeOf::Owner::test);
-    VirtualQueue::postMade(std::move(tasks));
+    VirtualQueue::postPrepared(std::move(tasks));
 }
 
 void RecordingQueue::postAfter(double seconds, Task task) {

@@ -17,7 +17,7 @@ public:
     /// Called with "timer in 8.0 s", "timer every 2.0 s", "cancel timer every 2.0 s".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
-    void postMade(Tasks tasks) noexcept override;
+    void postPrepared(Tasks tasks) noexcept override;
     void postAfter(double seconds, Task task) override;
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
 

@@ -27,11 +27,11 @@ const char* const requirement =
 const char* const deletedOrMoved =
     "Our binary was deleted or moved. Handing the fan back and leaving for the new helper.";
 
-constexpr int endingSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
+constexpr int stopSignalNumbers[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
 
 Trace signalsDelivered() {
     Trace steps;
-    for (const int signal : endingSignals)
+    for (const int signal : stopSignalNumbers)
         steps.push_back("deliver " + std::to_string(signal));
     return steps;
 }
@@ -157,7 +157,7 @@ TEST_F(HelperProcessTest, ListensWithoutAController) {
 }
 
 TEST_F(HelperProcessTest, HandsBackAndExitsOnEveryStopSignal) {
-    for (const int signal : endingSignals) {
+    for (const int signal : stopSignalNumbers) {
         const auto client = startAndHold();
         EXPECT_TRUE(platform.stopSignals.send(signal));
         EXPECT_EQ(takeEffects(), leaving("Asked to stop."));
@@ -232,7 +232,7 @@ TEST_F(HelperProcessTest, LogsSignalsThatCannotBeWatched) {
 }
 
 TEST_F(HelperProcessTest, HandsBackAndExitsEvenIfBothLogsThrow) {
-    const std::pair<const char*, std::function<void(ScriptedConnection&)>> waysOut[] = {
+    const std::pair<const char*, std::function<void(ScriptedConnection&)>> exits[] = {
         {"a signal", [this](auto&) { platform.stopSignals.send(SIGTERM); }},
         {"the executable replaced",
          [this](auto&) {
@@ -249,7 +249,7 @@ TEST_F(HelperProcessTest, HandsBackAndExitsEvenIfBothLogsThrow) {
              client.object->perform(requests::Call{requests::StandDown{}, [](auto) {}});
          }},
     };
-    for (const auto& [name, leave] : waysOut) {
+    for (const auto& [name, leave] : exits) {
         platform.isLogThrowing = false;
         platform.files.place(FileIdentity{1, 100});
         const auto client = startAndHold();

@@ -83,7 +83,7 @@ TEST_F(AdmissionTest, CountsConnectionsAndInvalidations) {
 }
 
 TEST_F(AdmissionTest, CountsAnInterruptionAndAnInvalidationAsTwoDepartures) {
-    const Trace lastHasLeft = {"[NOTICE] service: Last client disconnected; handing the fan back shortly."};
+    const Trace lastClientLeft = {"[NOTICE] service: Last client disconnected; handing the fan back shortly."};
     const auto first = listener.connect();
     const auto second = listener.connect();
     holdWith(*second);
@@ -92,7 +92,7 @@ TEST_F(AdmissionTest, CountsAnInterruptionAndAnInvalidationAsTwoDepartures) {
     EXPECT_THAT(takeLogs(), IsEmpty());
     first->onInvalidation();
     queue.runReady();
-    EXPECT_EQ(takeLogs(), lastHasLeft);
+    EXPECT_EQ(takeLogs(), lastClientLeft);
     second->onInterruption(); // the count stays at zero
     second->onInvalidation();
     const auto third = listener.connect();
@@ -104,7 +104,7 @@ TEST_F(AdmissionTest, CountsAnInterruptionAndAnInvalidationAsTwoDepartures) {
     EXPECT_THAT(takeLogs(), IsEmpty()); // one of two clients is left
     fourth->onInvalidation();
     queue.runReady();
-    EXPECT_EQ(takeLogs(), lastHasLeft);
+    EXPECT_EQ(takeLogs(), lastClientLeft);
 }
 
 TEST_F(AdmissionTest, CountsADepartureOnTheMainQueue) {

@@ -81,7 +81,7 @@ EventLoop::EventLoop(LoopTime& time)
 
 EventLoop::~EventLoop() = default;
 
-void EventLoop::postMade(Tasks tasks) noexcept {
+void EventLoop::postPrepared(Tasks tasks) noexcept {
     {
         const std::lock_guard lock(mutex_);
         posted_.splice(posted_.end(), tasks);

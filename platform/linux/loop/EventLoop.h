@@ -65,7 +65,7 @@ public:
     explicit EventLoop(LoopTime& time = LoopTime::real());
     ~EventLoop() override;
 
-    void postMade(Tasks tasks) noexcept override;
+    void postPrepared(Tasks tasks) noexcept override;
     void postAfter(double seconds, Task task) override;
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
     bool isCurrent() const override { return owner_ == std::this_thread::get_id(); }

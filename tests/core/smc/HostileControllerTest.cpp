@@ -65,14 +65,14 @@ class PaddingExchange : public SMCExchange {
 public:
     std::uint32_t open() override { return 1; }
     bool exchange(std::uint32_t, const SMCKeyData& request, SMCKeyData& reply) noexcept override {
-        wereZero = wereZero && isZero(reply) && request.keyInfo.padding[0] == 0;
+        wereRepliesZero = wereRepliesZero && isZero(reply) && request.keyInfo.padding[0] == 0;
         reply.keyInfo = {1, smcCode("ui8 "), 0xD4, {0x11, 0x22, 0x33}};
         reply.bytes[0] = 9;
         return true;
     }
     void close(std::uint32_t) noexcept override {}
 
-    bool wereZero = true; ///< Every reply buffer was zero when passed in.
+    bool wereRepliesZero = true; ///< Every reply buffer was zero when passed in.
 
 private:
     static bool isZero(const SMCKeyData& record) {
@@ -91,7 +91,7 @@ TEST(PaddedController, ReadsTheAttributesAsAWholeWordIntoZeroedReplies) {
     std::uint8_t value = 0;
     EXPECT_EQ(smc_read_u8("Tst1", &value), 0);
     EXPECT_EQ(smc_write_u8("Tst1", 1), 0);
-    EXPECT_TRUE(exchange.wereZero);
+    EXPECT_TRUE(exchange.wereRepliesZero);
     smc_close();
     smc_set_exchange(nullptr);
 }

@@ -96,30 +96,30 @@ TEST_F(BinaryWatchTest, TreatsAnUnexaminableFileAsCurrent) {
     events.place(FileIdentity{1, 101});
     EXPECT_TRUE(watch->isCurrent());
     events.send();
-    watch->look();
+    watch->check();
     EXPECT_EQ(replacements, 0);
     EXPECT_EQ(events.cancellations(), 0);
 }
 
-TEST_F(BinaryWatchTest, ReportsAnUnopenableFileOnlyWhenLooking) {
+TEST_F(BinaryWatchTest, ReportsAnUnopenableFileOnlyWhenChecked) {
     events.canOpen = false;
     watch = makeWatch();
     events.place(std::nullopt);
     events.send();
     EXPECT_EQ(replacements, 0);
     EXPECT_FALSE(watch->isCurrent());
-    watch->look();
+    watch->check();
     EXPECT_EQ(replacements, 1);
 }
 
-TEST_F(BinaryWatchTest, LookReportsAReplacementOnceWithoutAnEvent) {
-    watch->look();
+TEST_F(BinaryWatchTest, CheckReportsAReplacementOnceWithoutAnEvent) {
+    watch->check();
     EXPECT_EQ(replacements, 0);
     events.place(FileIdentity{1, 101});
-    watch->look();
+    watch->check();
     EXPECT_EQ(replacements, 1);
     EXPECT_EQ(events.cancellations(), 1);
-    watch->look();
+    watch->check();
     events.send();
     EXPECT_EQ(replacements, 1);
 }

@@ -46,7 +46,7 @@ TEST_F(DispatchSignalsTest, DoesNotDeliverASignalPendingAtDestruction) {
     int arrivals = 0;
     auto source = signals.deliver(SIGTERM, [&] { ++arrivals; });
     mainLoop().runFor(0);
-    doubles::arriveSignal(SIGTERM);
+    doubles::raiseSignal(SIGTERM);
     source.reset();
     mainLoop().runFor(0);
     EXPECT_EQ(arrivals, 0);
@@ -70,7 +70,7 @@ TEST_F(DispatchSignalsTest, IsReadyOnceTheSystemHasRegisteredTheSource) {
     EXPECT_EQ(readiness, 1);
     source->whenReady([&] { ++readiness; });
     EXPECT_EQ(readiness, 2) << "at once";
-    doubles::arriveSignal(SIGTERM);
+    doubles::raiseSignal(SIGTERM);
     mainLoop().runFor(0);
     EXPECT_EQ(arrivals, 1);
 }
@@ -85,7 +85,7 @@ TEST_F(DispatchSignalsTest, ADestroyedSourceDoesNotBecomeReady) {
 TEST_F(DispatchSignalsTest, ReportsExceptionsFromHandlers) {
     const auto source = signals.deliver(SIGTERM, [] { throw std::runtime_error("broken"); });
     mainLoop().runFor(0);
-    doubles::arriveSignal(SIGTERM);
+    doubles::raiseSignal(SIGTERM);
     mainLoop().runFor(0);
     ASSERT_THAT(doubles::logEntries(), SizeIs(1));
     EXPECT_EQ(doubles::logEntries()[0].text, "the handler of a dispatch source: broken");

@@ -6,11 +6,11 @@
 
 #include "platform/macos/KeloHelperXPCProtocol.h"
 #include "testing/ScriptedHelper.h"
+#include "tests/platform/macos/doubles/FailingAllocation.h"
 #include "tests/platform/macos/doubles/FoundationDouble.h"
 #include "tests/platform/macos/doubles/LogDouble.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
-#include "tests/platform/macos/doubles/ShortMemory.h"
 
 namespace kelo {
 namespace {

@@ -259,7 +259,7 @@ TEST_F(HelperExit, ASignalHandsTheFansBackAndExitsWithZero) {
         EXPECT_EXIT(
             {
                 startWithHold();
-                doubles::arriveSignal(signal);
+                doubles::raiseSignal(signal);
                 mainLoop().runFor(0);
             },
             ::testing::ExitedWithCode(0), "Asked to stop.*\n.*hold: released.*\n.*Handed the fan back.*\nAUTOMATIC");

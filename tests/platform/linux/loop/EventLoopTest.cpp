@@ -86,7 +86,7 @@ TEST_F(EventLoopTest, RunsWhatItWasGivenThoughNoMemoryIsLeft) {
         const CodeOf product(CodeOf::Owner::daemon);
         FailingMemory::beginCounting();
         FailingMemory::inject({0, true});
-        loop.postMade(std::move(made));
+        loop.postPrepared(std::move(made));
         loop.run();
         EXPECT_EQ(FailingMemory::endCounting(), 0);
     }

@@ -53,7 +53,7 @@ struct SystemUnderTest {
     /// Signals the process: dispatch sources do not see a signal sent to a single thread.
     static void sendSignal(int signal) { ::kill(getpid(), signal); }
 #else
-    static void sendSignal(int signal) { doubles::arriveSignal(signal); }
+    static void sendSignal(int signal) { doubles::raiseSignal(signal); }
 
 private:
     doubles::DoublesScope scope_;

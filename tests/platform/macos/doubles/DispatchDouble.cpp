@@ -78,7 +78,7 @@ void postCancelHandler(Source& source) {
 
 void failSourceCreation(bool fails) { sourceCreationFails = fails; }
 
-void arriveSignal(int signal) {
+void raiseSignal(int signal) {
     if (!isIgnored(signal))
         journal().misuse("signal " + std::to_string(signal) + " has its default action: the process ends");
     for (auto source = sources.rbegin(); source != sources.rend(); ++source) // the newest source fires first

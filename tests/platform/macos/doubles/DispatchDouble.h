@@ -7,7 +7,7 @@ namespace kelo::doubles {
 void failSourceCreation(bool fails);
 
 /// Sends the process a signal, as `kill` does. A source that is not registered yet misses it.
-void arriveSignal(int signal);
+void raiseSignal(int signal);
 
 /// Sends every registered vnode source an event, whatever its file; `flags` are DISPATCH_VNODE_….
 void sendVnodeEvent(unsigned long flags);

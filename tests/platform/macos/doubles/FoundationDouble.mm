@@ -5,10 +5,10 @@
 #include <cstring>
 #include <mutex>
 
+#include "tests/platform/macos/doubles/FailingAllocation.h"
 #include "tests/platform/macos/doubles/FoundationReset.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
-#include "tests/platform/macos/doubles/ShortMemory.h"
 
 /// Read by the leak sanitizer. The runtime never frees its own tables. It allocates objects with a different function,
 /// so leaked objects are still reported.

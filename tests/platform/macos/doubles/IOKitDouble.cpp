@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "tests/platform/macos/doubles/CoreFoundationDouble.h"
+#include "tests/platform/macos/doubles/FailingAllocation.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/MainLoop.h"
 #include "tests/platform/macos/doubles/RunLoopDouble.h"
-#include "tests/platform/macos/doubles/ShortMemory.h"
 
 struct IONotificationPort {
     CFRunLoopSourceRef source;

@@ -1,8 +1,8 @@
 #include <string_view>
 
+#include "tests/platform/macos/doubles/FailingAllocation.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
-#include "tests/platform/macos/doubles/ShortMemory.h"
 #include "tests/platform/macos/doubles/XPCState.h"
 
 using namespace kelo::doubles;

@@ -1,9 +1,9 @@
 #include <chrono>
 
+#include "tests/platform/macos/doubles/FailingAllocation.h"
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/MainLoop.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
-#include "tests/platform/macos/doubles/ShortMemory.h"
 #include "tests/platform/macos/doubles/XPCState.h"
 
 namespace kelo::doubles {

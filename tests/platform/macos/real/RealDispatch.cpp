@@ -76,12 +76,12 @@ Source* find(const void* object) {
 struct Submission {
     void* context;
     dispatch_function_t work;
-    int madeIn = generation;
+    int createdIn = generation;
 
     static void run(void* submitted) {
         const std::unique_ptr<Submission> self(static_cast<Submission*>(submitted));
         __tsan_acquire(self.get());
-        if (self->madeIn == generation)
+        if (self->createdIn == generation)
             self->work(self->context);
     }
 };
@@ -100,7 +100,7 @@ int inotify() {
 }
 
 /// Detects changes of the watched files' paths.
-void lookAtFiles(void*) {
+void checkFiles(void*) {
     char events[4096];
     while (read(inotify(), events, sizeof events) > 0) {
     }
@@ -116,7 +116,7 @@ void watchFile(Source& source) {
     static const dispatch_source_t reader = [] {
         const auto created = __real_dispatch_source_create(
             DISPATCH_SOURCE_TYPE_READ, static_cast<std::uintptr_t>(inotify()), 0, dispatch_get_main_queue());
-        __real_dispatch_source_set_event_handler_f(created, lookAtFiles);
+        __real_dispatch_source_set_event_handler_f(created, checkFiles);
         __real_dispatch_activate(created);
         return created;
     }();
@@ -143,15 +143,15 @@ void onRegistered(void* context) { static_cast<const Source*>(context)->runRegis
 
 void failSourceCreation(bool fails) { sourceCreationFails = fails; }
 
-void arriveSignal(int signal) {
+void raiseSignal(int signal) {
     if (!isIgnored(signal))
         return journal().misuse("signal " + std::to_string(signal) + " has its default action: the process ends");
     // On a Mac a signal without a source is lost. Here libdispatch would keep it for the next source.
-    const bool isTaken = std::any_of(made.begin(), made.end(), [signal](const auto& source) {
+    const bool hasSource = std::any_of(made.begin(), made.end(), [signal](const auto& source) {
         return !source->isVnode && source->handle == static_cast<std::uintptr_t>(signal) && source->isActive &&
                !source->isCancelled && !source->isReleased;
     });
-    if (isTaken)
+    if (hasSource)
         kill(getpid(), signal); // sources do not see signals sent to a single thread
 }
 

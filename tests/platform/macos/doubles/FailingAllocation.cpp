@@ -1,4 +1,4 @@
-#include "tests/platform/macos/doubles/ShortMemory.h"
+#include "tests/platform/macos/doubles/FailingAllocation.h"
 
 #include <cstddef>
 #include <new>
