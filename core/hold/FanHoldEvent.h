@@ -31,14 +31,14 @@ struct FanHoldEvent {
     static FanHoldEvent resumed() { return {Plain::resumed}; }
     static FanHoldEvent released() { return {Plain::released}; }
 
-    /// "sleeping", "engaged(fraction: 0.5, neededUnlock: false)".
+    /// Such as "sleeping" or "engaged(fraction: 0.5, neededUnlock: false)".
     std::string description() const;
 
     bool operator==(const FanHoldEvent&) const = default;
 };
 
-/// The shortest decimal that reads back as `number`: "0.5", "1.0", "1e-05". Decimal from 0.0001 up to 2^54, always with
-/// a fractional part; scientific outside. "nan", "inf", "-inf".
+/// The shortest text that parses back to `number`, such as "0.5", "1.0", "1e-05", "nan" or "-inf". Uses scientific
+/// notation below 0.0001 and above 2^54; decimal notation always has a fractional part.
 std::string shortestText(double number);
 
 } // namespace kelo

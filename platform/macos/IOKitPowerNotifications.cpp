@@ -62,7 +62,7 @@ public:
     bool isRegistered() const { return source_ != nullptr; }
 
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
-        IOAllowPowerChange(rootPort_, notificationID); // unacknowledged, sleep is delayed for 30 seconds
+        IOAllowPowerChange(rootPort_, notificationID); // on failure the system sleeps after 30 seconds
     }
 
     /// The handler may end the registration, so no member is used after the call.

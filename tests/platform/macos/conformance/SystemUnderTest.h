@@ -25,13 +25,13 @@ namespace kelo {
 inline void runMainLoop(double seconds) { CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false); }
 
 /// The system under the conformance harnesses: the real libdispatch and run loop in real time, or their doubles in
-/// virtual time. All other parts of a Mac are doubles elsewhere.
+/// virtual time. Off a Mac, all its other parts are doubles.
 struct SystemUnderTest {
 #ifdef KELO_REAL_TIME
     static constexpr bool isReal = true;
     ~SystemUnderTest() { runMainLoop(0.1 * unit); } // a task must not leak into the next test
 
-    // Hosted machines may stall for long, and a delayed task may come a tenth later than requested.
+    // Hosted machines may stall for a while, and a delayed task may come a tenth later than requested.
     static constexpr double unit = 1;
     static void block(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
     template <typename Work>

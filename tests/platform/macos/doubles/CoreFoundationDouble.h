@@ -38,7 +38,7 @@ CFTypeRef makeCFString(const std::string& text);
 /// A string that UTF-8 cannot represent.
 CFTypeRef makeCFStringWithoutUTF8();
 CFTypeRef makeCFBoolean(bool value);
-/// If not exact, a number that a double cannot represent.
+/// If `isExact` is false, a double cannot represent the number.
 CFTypeRef makeCFNumber(double value, bool isExact = true);
 /// Takes ownership of the values' references.
 CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries);

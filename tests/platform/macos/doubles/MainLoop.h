@@ -20,8 +20,8 @@ constexpr bool isTimeVirtual = true;
 
 /// The main thread's run loop and dispatch queue in virtual time: time passes only while the loop runs.
 ///
-/// It runs in passes, like the platform's: first the ready sources, then the due timers or, alternately and when no
-/// timer is due, the queued blocks. Items added during a pass run in a later pass. A loop nested in a block runs no
+/// It runs in passes, like the platform's: first the ready sources, then either the due timers or the queued blocks,
+/// alternately if both are ready. Items added during a pass run in a later pass. A loop nested in a block runs no
 /// blocks.
 class MainLoop {
 public:

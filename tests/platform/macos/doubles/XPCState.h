@@ -117,7 +117,7 @@ struct ConnectionState {
     explicit ConnectionState(bool isOfClient) : isClient(isOfClient) {}
 
     const bool isClient;
-    pid_t process = 0; // the client's process; on the helper's end
+    pid_t process = 0; // set on the helper's end: the client's process
     std::string name;
     NSUInteger options = 0;
     std::mutex mutex; // guards the members below
@@ -129,10 +129,10 @@ struct ConnectionState {
     std::optional<std::string> requirement;
     bool isResumed = false;
     bool isInvalid = false;
-    Strong server;                               // the helper's end; on the client's end
-    std::weak_ptr<ConnectionState> client;       // on the helper's end
-    SerialQueue* queue = nullptr;                // on the helper's end
-    std::set<std::shared_ptr<Pending>> requests; // requests that wait for a reply; on the helper's end
+    Strong server;                               // set on the client's end: the helper's end
+    std::weak_ptr<ConnectionState> client;       // set on the helper's end
+    SerialQueue* queue = nullptr;                // set on the helper's end
+    std::set<std::shared_ptr<Pending>> requests; // set on the helper's end: requests that wait for a reply
 };
 
 using ConnectionRef = std::shared_ptr<ConnectionState>;

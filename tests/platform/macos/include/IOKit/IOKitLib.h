@@ -30,7 +30,7 @@ typedef kern_return_t IOReturn;
 extern const mach_port_t kIOMainPortDefault; // macOS 12; MACH_PORT_NULL
 
 CFMutableDictionaryRef IOServiceMatching(const char* name); // create, NULL on failure
-// always consumes the dictionary; create, 0 if there is no service; NULL returns 0
+// always consumes the dictionary, which may be NULL; create; returns 0 if no service matches
 io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching);
 kern_return_t IOServiceOpen(io_service_t service, task_port_t owningTask, uint32_t type,
                             io_connect_t* connect); // create
