@@ -239,37 +239,21 @@ TEST(FanSnapshotDecoding, FailsForInvalidJSON) {
         EXPECT_THAT(decodingError(bytes(whole().substr(0, length))), HasSubstr("not valid JSON")) << length;
     for (const auto& broken :
          {whole() + "}", whole() + whole(), "{" + whole(), "/**/" + whole(), "{,}"s, "\0"s, whole() + "\0"s,
-          whole() + "\0}"s, whole().insert(1, 1, '\0'), whole().insert(2, 1, '\0')})
-        EXPECT_THAT(decodingError(bytes(broken)), HasSubstr("not valid JSON")) << broken;
-}
-
-TEST(FanSnapshotDecoding, FailsForInvalidUTF8) {
-    for (const auto* sequence : {"\xFF", "\xC0\x80", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\xE2\x82"})
-        EXPECT_THAT(decodingError(bytes("{\"warmth\":\"" + std::string(sequence) + "\"}")),
-                    HasSubstr("not valid JSON"));
-}
-
-TEST(FanSnapshotDecoding, FailsForNumbersOutsideTheRangeOfADouble) {
-    EXPECT_THAT(decodingError(bytes(R"({"currentRPM":1e999})")), HasSubstr("not valid JSON"));
-    EXPECT_THAT(decodingError(bytes(R"({"currentRPM":NaN})")), HasSubstr("not valid JSON"));
-}
-
-TEST(FanSnapshotDecoding, FailsForUnclosedNesting) {
-    EXPECT_THAT(decodingError(bytes(std::string(65'536, '['))), HasSubstr("not valid JSON"));
-    EXPECT_THAT(decodingError(bytes("{\"a\":" + std::string(65'000, '['))), HasSubstr("not valid JSON"));
-}
-
-TEST(FanSnapshotDecoding, FailsForMegabytesOfText) {
-    const std::string large = "{\"warmth\":\"" + std::string(4U << 20U, 'x') + "\"}";
-    EXPECT_THAT(decodingError(bytes(large)), HasSubstr("larger than 65536 bytes"));
+          whole() + "\0}"s, whole().insert(1, 1, '\0'), whole().insert(2, 1, '\0'), R"({"currentRPM":1e999})"s,
+          R"({"currentRPM":NaN})"s, std::string(65'536, '['), "{\"a\":" + std::string(65'000, '[')})
+        EXPECT_THAT(decodingError(bytes(broken)), HasSubstr("not valid JSON")) << broken.substr(0, 200);
+    for (const auto* notUTF8 : {"\xFF", "\xC0\x80", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\xE2\x82"})
+        EXPECT_THAT(decodingError(bytes("{\"warmth\":\"" + std::string(notUTF8) + "\"}")), HasSubstr("not valid JSON"));
 }
 
 TEST(FanSnapshotDecoding, ReadsUpToTheSizeLimit) {
     auto json = whole();
     json.resize(65'536, ' ');
     EXPECT_EQ(FanSnapshot::decoded(bytes(json)), heldSnapshot());
-    json.push_back(' ');
-    EXPECT_THAT(decodingError(bytes(json)), HasSubstr("larger than 65536 bytes"));
+    for (const std::size_t size : {65'537U, 4U << 20U}) {
+        json.resize(size, ' ');
+        EXPECT_THAT(decodingError(bytes(json)), HasSubstr("larger than 65536 bytes"));
+    }
 }
 
 TEST(FanSnapshotDecoding, SurvivesAnyBytes) {

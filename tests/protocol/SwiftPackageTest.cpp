@@ -50,7 +50,7 @@ TEST_F(SwiftPackage, DeclaresTheRequestsThatBecomeTheFiveSelectors) {
                             "standDown(reply: () -> Void)"));      // standDownWithReply:
 }
 
-TEST_F(SwiftPackage, HasTheModuleNameInTheProtocolsRunTimeName) {
+TEST_F(SwiftPackage, MatchesTheModuleInTheProtocolsRunTimeName) {
     EXPECT_THAT(read("Package.swift"), HasSubstr(".target(name: \"KeloProtocol\")"));
 }
 

@@ -34,7 +34,7 @@ TEST(FanHoldEvent, ComparesKindAndValues) {
     EXPECT_FALSE(FanHoldEvent::woke() == FanHoldEvent::sleeping());
 }
 
-TEST(ShortestText, WritesCommonNumbersInDecimalNotation) {
+TEST(ShortestText, UsesDecimalNotationFromOneTenThousandthTo2ToThe54) {
     const std::pair<double, const char*> texts[] = {
         {0, "0.0"},
         {-0.0, "-0.0"},
@@ -48,33 +48,24 @@ TEST(ShortestText, WritesCommonNumbersInDecimalNotation) {
         {1e15, "1000000000000000.0"},
         {123456789.125, "123456789.125"},
         {-2.5, "-2.5"},
+        {0.0001, "0.0001"},
+        {0.00012345, "0.00012345"},
+        {std::nextafter(0.0001, 0.0), "9.999999999999999e-05"},
+        {0.00001, "1e-05"},
+        {-0.00001, "-1e-05"},
+        {Limits::denorm_min(), "5e-324"},
+        {Limits::min(), "2.2250738585072014e-308"},
+        {0x1p53, "9007199254740992.0"},
+        {0x1p54, "18014398509481984.0"},
+        {std::nextafter(0x1p54, 1e300), "1.8014398509481988e+16"},
+        {1e17, "1e+17"},
+        {Limits::max(), "1.7976931348623157e+308"},
+        {Limits::quiet_NaN(), "nan"},
+        {Limits::infinity(), "inf"},
+        {-Limits::infinity(), "-inf"},
     };
     for (const auto& [number, text] : texts)
         EXPECT_EQ(shortestText(number), text);
-}
-
-TEST(ShortestText, SwitchesToScientificNotationBelowOneTenThousandth) {
-    EXPECT_EQ(shortestText(0.0001), "0.0001");
-    EXPECT_EQ(shortestText(0.00012345), "0.00012345");
-    EXPECT_EQ(shortestText(std::nextafter(0.0001, 0.0)), "9.999999999999999e-05");
-    EXPECT_EQ(shortestText(0.00001), "1e-05");
-    EXPECT_EQ(shortestText(-0.00001), "-1e-05");
-    EXPECT_EQ(shortestText(Limits::denorm_min()), "5e-324");
-    EXPECT_EQ(shortestText(Limits::min()), "2.2250738585072014e-308");
-}
-
-TEST(ShortestText, SwitchesToScientificNotationAbove2ToThe54) {
-    EXPECT_EQ(shortestText(0x1p53), "9007199254740992.0");
-    EXPECT_EQ(shortestText(0x1p54), "18014398509481984.0");
-    EXPECT_EQ(shortestText(std::nextafter(0x1p54, 1e300)), "1.8014398509481988e+16");
-    EXPECT_EQ(shortestText(1e17), "1e+17");
-    EXPECT_EQ(shortestText(Limits::max()), "1.7976931348623157e+308");
-}
-
-TEST(ShortestText, NamesNaNAndInfinities) {
-    EXPECT_EQ(shortestText(Limits::quiet_NaN()), "nan");
-    EXPECT_EQ(shortestText(Limits::infinity()), "inf");
-    EXPECT_EQ(shortestText(-Limits::infinity()), "-inf");
 }
 
 void expectReadable(double number) {

@@ -22,27 +22,28 @@ TEST(HoldGate, MatchesItsTruthTable) {
             << row.sleeping << row.lidClosed << row.handsBackOnLidClose;
 }
 
-bool isClosed(ClamshellProperty state) {
+TEST(Lid, IsClosedOnlyForTrueAndTheNumberOne) {
     ScriptedClamshell clamshell;
-    clamshell.state = state;
-    return Lid::isClosed(clamshell);
+    for (const ClamshellProperty& closed : {ClamshellProperty(true), ClamshellProperty(1.0)}) {
+        clamshell.state = closed;
+        EXPECT_TRUE(Lid::isClosed(clamshell));
+    }
+    const ClamshellProperty openStates[] = {std::monostate{},
+                                            false,
+                                            UnconvertibleProperty{},
+                                            0.0,
+                                            -0.0,
+                                            0.5,
+                                            2.0,
+                                            -1.0,
+                                            1.0000001,
+                                            std::numeric_limits<double>::quiet_NaN(),
+                                            std::numeric_limits<double>::infinity()};
+    for (const auto& state : openStates) {
+        clamshell.state = state;
+        EXPECT_FALSE(Lid::isClosed(clamshell)) << &state - openStates;
+    }
 }
-
-TEST(Lid, FollowsABooleanProperty) {
-    EXPECT_TRUE(isClosed(true));
-    EXPECT_FALSE(isClosed(false));
-}
-
-TEST(Lid, IsOpenIfThePropertyIsMissing) { EXPECT_FALSE(isClosed(std::monostate{})); }
-
-TEST(Lid, IsClosedOnlyForTheNumberOne) {
-    EXPECT_TRUE(isClosed(1.0));
-    for (const double number : {0.0, -0.0, 0.5, 2.0, -1.0, 1.0000001, std::numeric_limits<double>::quiet_NaN(),
-                                std::numeric_limits<double>::infinity()})
-        EXPECT_FALSE(isClosed(number)) << number;
-}
-
-TEST(Lid, IsOpenForAnUnconvertibleProperty) { EXPECT_FALSE(isClosed(UnconvertibleProperty{})); }
 
 TEST(Lid, IsQueriedEachTime) {
     ScriptedClamshell clamshell;

@@ -24,7 +24,7 @@ protected:
     }
 };
 
-TEST_F(StateDuringAnEvent, AddsAirFromAddingAirUntilBackToAsked) {
+TEST_F(StateDuringAnEvent, IsAddingAirFromTheFirstEventUntilTheLast) {
     makeHoldThatNotesItsState(0.49);
     hold->start();
     takeEvents();
@@ -35,7 +35,7 @@ TEST_F(StateDuringAnEvent, AddsAirFromAddingAirUntilBackToAsked) {
     EXPECT_EQ(takeEvents(), Trace({"backToAsked"}));
 }
 
-TEST_F(StateDuringAnEvent, IsYieldedFromYieldedUntilResumed) {
+TEST_F(StateDuringAnEvent, IsYieldedUntilTheResumedEvent) {
     makeHoldThatNotesItsState(0.5, true);
     hold->start();
     EXPECT_EQ(takeEvents(), Trace({"engaged(fraction: 0.5, neededUnlock: false)"}));
@@ -52,7 +52,7 @@ TEST_F(StateDuringAnEvent, IsYieldedFromTheStartIfTheLidIsClosed) {
     EXPECT_EQ(takeEvents(), Trace({"yielded, yielded to lid"}));
 }
 
-TEST_F(StateDuringAnEvent, IsYieldedFromWakingUntilResumed) {
+TEST_F(StateDuringAnEvent, IsYieldedFromWakingUntilTheResumedEvent) {
     makeHoldThatNotesItsState(0.5);
     hold->start();
     takeEvents();

@@ -33,10 +33,12 @@ TEST_F(PowerWatchTest, RegistersNothingUntilItIsStarted) {
     EXPECT_EQ(power.registered(), 0U);
 }
 
-TEST_F(PowerWatchTest, AcknowledgesSleepAfterTheWillSleepCallback) {
+TEST_F(PowerWatchTest, RunsTheCallbacksAndAcknowledgesTheTwoSleepMessages) {
     watch->start();
-    power.send(PowerMessage::systemWillSleep, 7);
-    EXPECT_THAT(trace, ElementsAre("willSleep", "allow 7"));
+    power.send(PowerMessage::canSystemSleep, 7);
+    power.send(PowerMessage::systemWillSleep, 8);
+    power.send(PowerMessage::systemHasPoweredOn, 9);
+    EXPECT_THAT(trace, ElementsAre("allow 7", "willSleep", "allow 8", "didWake"));
 }
 
 TEST_F(PowerWatchTest, AcknowledgesSleepEvenIfTheCallbackThrows) {
@@ -55,18 +57,6 @@ TEST_F(PowerWatchTest, KeepsWorkingAfterTheWakeCallbackThrows) {
     EXPECT_THAT(trace, IsEmpty());
     power.send(PowerMessage::systemWillSleep, 8);
     EXPECT_THAT(trace, ElementsAre("willSleep", "allow 8"));
-}
-
-TEST_F(PowerWatchTest, AcknowledgesACanSleepMessageWithoutACallback) {
-    watch->start();
-    power.send(PowerMessage::canSystemSleep, 8);
-    EXPECT_THAT(trace, ElementsAre("allow 8"));
-}
-
-TEST_F(PowerWatchTest, RunsDidWakeWithoutAnAcknowledgement) {
-    watch->start();
-    power.send(PowerMessage::systemHasPoweredOn, 9);
-    EXPECT_THAT(trace, ElementsAre("didWake"));
 }
 
 TEST_F(PowerWatchTest, PassesAnyNotificationIDBackUnchanged) {

@@ -55,7 +55,7 @@ TEST(ThermalFloor, TheFloorIsInterpolatedBetweenItsPoints) {
     EXPECT_EQ(ThermalFloor::fraction(100.0), 0.5 + (100.0 - 96.0) / 5.0 * 0.5);
 }
 
-TEST(ThermalFloor, TheFloorIsOneFrom101DegreesOn) {
+TEST(ThermalFloor, TheFloorIsOneAtAndAbove101Degrees) {
     EXPECT_LT(ThermalFloor::fraction(std::nextafter(101.0, 0.0)), 1);
     EXPECT_EQ(ThermalFloor::fraction(101.0), 1);
     EXPECT_EQ(ThermalFloor::fraction(150.0), 1);

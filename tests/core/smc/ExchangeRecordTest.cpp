@@ -35,18 +35,12 @@ constexpr std::size_t commandAt = 42;
 constexpr std::size_t valueAt = 48;
 const Bytes f0Tg = {'g', 'T', '0', 'F'}; // the code's little-endian bytes
 
-TEST_F(ExchangeRecordTest, SendsAKeyInfoRequestWithTheKeyAndCommandNine) {
-    controller.defineNumber("F0Tg", smc_type::flt, 2500);
-    float value = 0;
-    ASSERT_EQ(smc_read_float("F0Tg", &value), 0);
-    EXPECT_EQ(request(0), golden({{keyAt, f0Tg}, {commandAt, {9}}}));
-}
-
-TEST_F(ExchangeRecordTest, SendsAReadRequestWithTheKeyItsSizeAndCommandFive) {
+TEST_F(ExchangeRecordTest, ReadsWithCommandNineForTheKeyInfoAndCommandFiveForTheBytes) {
     controller.defineNumber("F0Tg", smc_type::flt, 2500);
     float value = 0;
     ASSERT_EQ(smc_read_float("F0Tg", &value), 0);
     ASSERT_EQ(controller.log().size(), 2U);
+    EXPECT_EQ(request(0), golden({{keyAt, f0Tg}, {commandAt, {9}}}));
     EXPECT_EQ(request(1), golden({{keyAt, f0Tg}, {sizeAt, {4, 0, 0, 0}}, {commandAt, {5}}}));
 }
 

@@ -128,31 +128,21 @@ TEST_F(SMCKeyClient, NeedsNoTerminatorAfterAKey) {
     EXPECT_EQ(value, 3);
 }
 
-TEST_F(SMCKeyClient, ReturnsMinusTwoForAFailedKeyInfoExchange) {
-    controller.defineNumber("FNum", smc_type::ui8, 2);
-    std::uint8_t value = 7;
-    controller.failExchange(1);
-    EXPECT_EQ(smc_read_u8("FNum", &value), -2);
-    controller.failExchange(1);
-    EXPECT_EQ(smc_write_u8("FNum", 1), -2);
-    controller.failExchange(1);
-    EXPECT_EQ(smc_write_float("FNum", 1), -2);
-    EXPECT_EQ(value, 7);
-    EXPECT_EQ(controller.number("FNum"), 2);
-}
-
-TEST_F(SMCKeyClient, ReturnsMinusThreeForAFailedDataExchange) {
+TEST_F(SMCKeyClient, ReturnsMinusTwoOrMinusThreeForAFailedExchange) {
     controller.defineNumber("F0Tg", smc_type::flt, 2);
     std::uint8_t byte = 7;
     float number = 7;
-    controller.failExchange(2);
-    EXPECT_EQ(smc_read_u8("F0Tg", &byte), -3);
-    controller.failExchange(2);
-    EXPECT_EQ(smc_read_float("F0Tg", &number), -3);
-    controller.failExchange(2);
-    EXPECT_EQ(smc_write_u8("F0Tg", 1), -3);
-    controller.failExchange(2);
-    EXPECT_EQ(smc_write_float("F0Tg", 1), -3);
+    const std::pair<int, std::int32_t> statusOfExchange[] = {{1, -2}, {2, -3}}; // the key info, then the data
+    for (const auto& [exchangeToFail, status] : statusOfExchange) {
+        controller.failExchange(exchangeToFail);
+        EXPECT_EQ(smc_read_u8("F0Tg", &byte), status);
+        controller.failExchange(exchangeToFail);
+        EXPECT_EQ(smc_read_float("F0Tg", &number), status);
+        controller.failExchange(exchangeToFail);
+        EXPECT_EQ(smc_write_u8("F0Tg", 1), status);
+        controller.failExchange(exchangeToFail);
+        EXPECT_EQ(smc_write_float("F0Tg", 1), status);
+    }
     EXPECT_EQ(byte, 7);
     EXPECT_EQ(number, 7.0F);
     EXPECT_EQ(controller.number("F0Tg"), 2);
@@ -200,15 +190,6 @@ TEST_F(SMCKeyClient, ReturnsTheResultByteOfAWrite) {
         EXPECT_EQ(smc_write_float("F0Tg", 1), result);
         EXPECT_EQ(write_raw("F0Tg", bytes, 4), result);
     }
-}
-
-TEST_F(SMCKeyClient, ReturnsResultByte0x84As132) {
-    controller.defineNumber("F0Md", smc_type::ui8, 0);
-    controller.answer("F0Md", SMCCommand::readBytes, 0x84);
-    controller.answer("F0Md", SMCCommand::writeBytes, 0x84);
-    std::uint8_t value = 7;
-    EXPECT_EQ(smc_read_u8("F0Md", &value), 132);
-    EXPECT_EQ(smc_write_u8("F0Md", 1), 132);
 }
 
 TEST_F(SMCKeyClient, ReturnsSizeTypeAndAttributesAsKeyInfo) {

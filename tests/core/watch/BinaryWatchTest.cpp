@@ -89,7 +89,7 @@ TEST_F(BinaryWatchTest, IsCurrentStillExaminesTheFileAfterAReplacement) {
     EXPECT_TRUE(watch->isCurrent());
 }
 
-TEST_F(BinaryWatchTest, TreatsAnUnexaminableFileAsCurrent) {
+TEST_F(BinaryWatchTest, TreatsAFileThatCannotBeExaminedAsCurrent) {
     events.place(std::nullopt);
     watch = makeWatch();
     EXPECT_TRUE(watch->isCurrent());
@@ -101,7 +101,7 @@ TEST_F(BinaryWatchTest, TreatsAnUnexaminableFileAsCurrent) {
     EXPECT_EQ(events.cancellations(), 0);
 }
 
-TEST_F(BinaryWatchTest, ReportsAnUnopenableFileOnlyWhenChecked) {
+TEST_F(BinaryWatchTest, ReportsAFileThatCannotBeOpenedOnlyWhenChecked) {
     events.canOpen = false;
     watch = makeWatch();
     events.place(std::nullopt);

@@ -102,7 +102,7 @@ TEST_F(IOKitPowerNotificationsTest, ReportsExceptionsFromTheCallbackAndContinues
     EXPECT_EQ(doubles::logEntries()[0].text, "a power message: broken");
 }
 
-TEST_F(IOKitPowerNotificationsTest, DeliversMessagesWithoutMemory) {
+TEST_F(IOKitPowerNotificationsTest, DeliversMessagesWhenMemoryRunsOut) {
     std::array<std::intptr_t, 8> answers{}; // too large to be copied without allocating
     std::size_t count = 0;
     auto* const counted = &count;
