@@ -40,8 +40,8 @@ struct Hold {
     using Answer = std::optional<std::string>;
     static constexpr const char* selector = "holdWithFraction:handsBackOnLidClose:reply:";
 
-    double fraction = 0;
-    bool handsBackOnLidClose = false; ///< Hands the fans back while the lid is closed.
+    double fraction;
+    bool handsBackOnLidClose; ///< Hands the fans back while the lid is closed.
 
     /// In selector order.
     std::tuple<double, bool> arguments() const { return {fraction, handsBackOnLidClose}; }
