@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "core/fan/FanController.h"
-#include "core/fan/Rights.h"
-#include "core/hold/Clamshell.h"
 #include "core/hold/FanHold.h"
-#include "core/hold/PowerNotifications.h"
 #include "core/hold/PowerWatch.h"
 #include "fuzz/FuzzTarget.h"
 #include "simulator/model/Profile.h"
 #include "simulator/model/SimulatedExchange.h"
+#include "testing/ScriptedClamshell.h"
+#include "testing/ScriptedPower.h"
+#include "testing/ScriptedRights.h"
 #include "testing/VirtualClock.h"
 #include "testing/VirtualQueue.h"
 
@@ -22,50 +22,6 @@ namespace {
 
 using kelo::mustHold;
 using kelo::PowerMessage;
-
-/// Delivers to the one registration and remembers what was acknowledged.
-class FuzzedPower : public kelo::PowerNotifications {
-public:
-    [[nodiscard]] std::unique_ptr<kelo::PowerRegistration>
-    registerForSystemPower(kelo::PowerHandler onMessage) override {
-        onMessage_ = std::move(onMessage);
-        return std::make_unique<Registration>(*this);
-    }
-
-    /// Whether it was acknowledged, once and by its own number.
-    bool isAcknowledged(PowerMessage message, std::intptr_t notificationID) {
-        acknowledged_.clear();
-        onMessage_(message, notificationID);
-        return acknowledged_ == std::vector{notificationID};
-    }
-    bool isAnythingAcknowledged() const { return !acknowledged_.empty(); }
-
-private:
-    class Registration : public kelo::PowerRegistration {
-    public:
-        explicit Registration(FuzzedPower& power) : power_(power) {}
-        void allowPowerChange(std::intptr_t notificationID) noexcept override {
-            power_.acknowledged_.push_back(notificationID);
-        }
-
-    private:
-        FuzzedPower& power_;
-    };
-
-    kelo::PowerHandler onMessage_;
-    std::vector<std::intptr_t> acknowledged_;
-};
-
-class FuzzedClamshell : public kelo::Clamshell {
-public:
-    kelo::ClamshellProperty state = false;
-    kelo::ClamshellProperty clamshellState() override { return state; }
-};
-
-class EveryRight : public kelo::Rights {
-public:
-    bool isRoot() override { return true; }
-};
 
 /// A hold on a laptop, and what happens to it: two bytes for each event.
 class Life {
@@ -85,12 +41,12 @@ public:
     void happen(std::uint8_t event, std::uint8_t detail) {
         switch (event % 6) {
         case 0:
-            return mustHold(power_.isAcknowledged(PowerMessage::canSystemSleep, detail), "idle sleep is allowed");
+            return mustHold(isAcknowledged(PowerMessage::canSystemSleep, detail), "idle sleep is allowed");
         case 1:
             return fallAsleep(detail);
         case 2:
-            power_.isAcknowledged(PowerMessage::systemHasPoweredOn, detail);
-            return mustHold(!power_.isAnythingAcknowledged(), "waking needs no permission");
+            return mustHold(acknowledgementsOf(PowerMessage::systemHasPoweredOn, detail).empty(),
+                            "waking needs no permission");
         case 3:
             return moveLid(detail);
         case 4:
@@ -102,8 +58,18 @@ public:
     }
 
 private:
+    /// Sends a message; returns the numbers that were acknowledged.
+    std::vector<std::intptr_t> acknowledgementsOf(PowerMessage message, std::intptr_t notificationID) {
+        const auto before = std::ssize(power_.allowed());
+        power_.send(message, notificationID);
+        return {power_.allowed().begin() + before, power_.allowed().end()};
+    }
+    /// Sends a message; returns whether it was acknowledged, once and by its own number.
+    bool isAcknowledged(PowerMessage message, std::intptr_t notificationID) {
+        return acknowledgementsOf(message, notificationID) == std::vector{notificationID};
+    }
     void fallAsleep(std::intptr_t notificationID) {
-        mustHold(power_.isAcknowledged(PowerMessage::systemWillSleep, notificationID), "sleep is not held up");
+        mustHold(isAcknowledged(PowerMessage::systemWillSleep, notificationID), "sleep is not held up");
         mustHold(isFaulty_ || !isAnyFanManual(), "no fan is held during sleep");
     }
     void moveLid(std::uint8_t detail) {
@@ -123,9 +89,9 @@ private:
     kelo::VirtualClock clock_{now_};
     kelo::SimulatedController controller_ = laptop(now_);
     kelo::SimulatedExchange exchange_{controller_};
-    EveryRight rights_;
-    FuzzedPower power_;
-    FuzzedClamshell lid_;
+    kelo::ScriptedRights rights_;
+    kelo::ScriptedPower power_;
+    kelo::ScriptedClamshell lid_;
     std::shared_ptr<kelo::FanHold> hold_ = std::make_shared<kelo::FanHold>(
         std::make_shared<kelo::FanController>(exchange_, clock_, rights_), 0.5, true, queue_, lid_);
     kelo::PowerWatch watch_{power_, [this] { hold_->systemWillSleep(); }, [this] { hold_->systemDidWake(); }};

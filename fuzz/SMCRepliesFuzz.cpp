@@ -6,10 +6,10 @@
 
 #include "core/fan/Clock.h"
 #include "core/fan/FanController.h"
-#include "core/fan/Rights.h"
 #include "core/smc/SMCExchange.h"
 #include "core/smc/smc.h"
 #include "fuzz/FuzzTarget.h"
+#include "testing/ScriptedRights.h"
 
 namespace {
 
@@ -47,11 +47,6 @@ private:
     double now_ = 0;
 };
 
-class EveryRight : public kelo::Rights {
-public:
-    bool isRoot() override { return true; }
-};
-
 void useEverything(kelo::FanController& controller) {
     for (const auto& fan : controller.fans())
         mustHold(fan.minRPM < fan.maxRPM && fan.index < controller.fanCount(), "a listed fan is usable");
@@ -73,7 +68,7 @@ void useEverything(kelo::FanController& controller) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedExchange exchange(data, size);
     HurriedClock clock;
-    EveryRight rights;
+    kelo::ScriptedRights rights;
     try {
         kelo::FanController controller(exchange, clock, rights);
         useEverything(controller);
