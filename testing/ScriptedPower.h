@@ -17,10 +17,13 @@ class ScriptedPower : public PowerNotifications {
 public:
     bool isPresent = true;   ///< Whether there is a root power domain to register with.
     bool isThrowing = false; ///< Whether registering throws, as when the system is out of something.
+    /// Called at each try to register.
+    std::function<void()> onRegister = [] {};
     /// Called with each acknowledgement's notification ID.
     std::function<void(std::intptr_t)> onAllow = [](std::intptr_t) {};
 
     [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override {
+        onRegister();
         if (isThrowing)
             throw std::runtime_error("out of ports");
         if (!isPresent)

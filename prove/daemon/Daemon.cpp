@@ -37,7 +37,8 @@ Daemon::Daemon(Start start) : start_(std::move(start)) {
     };
     platform.stopSignals.onStep = platform.files.onStep = platform.onStep;
     platform.output.onMessage = [this](const std::string& message) { record(message); };
-    power.onStep = queue.onStep = [this](const std::string& step) { record(step); };
+    queue.onStep = [this](const std::string& step) { record(step); };
+    power.onRegister = [this] { record(power.isPresent ? "register for power" : "no power domain"); };
     clamshell.onQuery = [this] { record("lid?"); };
     power.onAllow = [this](std::intptr_t id) {
         record("allow " + std::to_string(id));

@@ -9,12 +9,12 @@
 
 #include "platform/posix/GuardedHelper.h"
 #include "prove/daemon/FaultyExchange.h"
-#include "prove/daemon/RecordingPower.h"
 #include "prove/daemon/RecordingQueue.h"
 #include "prove/daemon/Tape.h"
 #include "testing/CodeOf.h"
 #include "testing/ScriptedClamshell.h"
 #include "testing/ScriptedPlatform.h"
+#include "testing/ScriptedPower.h"
 #include "testing/ScriptedRights.h"
 #include "testing/VirtualClock.h"
 
@@ -98,7 +98,7 @@ public:
     FaultyExchange exchange{controller, now, tape};
     OversleepingClock clock{now};
     ScriptedRights rights;
-    RecordingPower power;
+    ScriptedPower power;
     ScriptedClamshell clamshell;
     std::optional<int> exitStatus;
     std::string lastReply;
