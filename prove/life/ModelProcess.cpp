@@ -6,12 +6,9 @@
 #include <utility>
 
 #include "core/fan/Clock.h"
-#include "core/fan/Rights.h"
 #include "core/hold/Clamshell.h"
-#include "core/smc/SMCExchange.h"
 #include "helper/LogOutput.h"
 #include "protocol/FanSnapshot.h"
-#include "protocol/SigningInformation.h"
 
 namespace kelo {
 namespace {
@@ -46,8 +43,6 @@ std::shared_ptr<void> ModelProcess::start(const Platform& platform) {
     return process;
 }
 
-std::uint32_t ModelProcess::openController() { return platform_.machine.exchange.open(); }
-
 bool ModelProcess::exchange(std::uint32_t connection, const reference::Record& in, reference::Record& out) {
     SMCKeyData request;
     SMCKeyData reply{};
@@ -57,15 +52,11 @@ bool ModelProcess::exchange(std::uint32_t connection, const reference::Record& i
     return isDone;
 }
 
-void ModelProcess::closeController(std::uint32_t connection) { platform_.machine.exchange.close(connection); }
-
 std::int64_t ModelProcess::nowNanoseconds() { return std::llround(platform_.machine.clock.now() * 1e9); }
 
 void ModelProcess::sleepMicroseconds(std::uint32_t microseconds) {
     platform_.machine.clock.sleep(static_cast<double>(microseconds) / 1e6);
 }
-
-bool ModelProcess::isRoot() { return platform_.machine.rights.isRoot(); }
 
 reference::LidProperty ModelProcess::lidProperty() {
     using Kind = reference::LidProperty::Kind;
@@ -74,7 +65,7 @@ reference::LidProperty ModelProcess::lidProperty() {
         return {Kind::boolean, *isClosed, 0};
     if (const auto* number = std::get_if<double>(&state))
         return {Kind::number, false, *number};
-    return {std::holds_alternative<std::monostate>(state) ? Kind::absent : Kind::other, false, 0};
+    return {Kind::other, false, 0};
 }
 
 bool ModelProcess::registerForPower() {
@@ -93,15 +84,6 @@ bool ModelProcess::watch(const std::string& path) {
     return watch_ != nullptr;
 }
 
-reference::SigningInformation ModelProcess::signingInformation() {
-    const auto team = platform_.signing.teamIdentifier();
-    reference::SigningInformation information;
-    if (team)
-        information.team = reference::SigningInformation::Team::text;
-    information.teamText = team.value_or("");
-    return information;
-}
-
 void ModelProcess::createListener(const std::string& serviceName) {
     listener_ = platform_.makeListener(serviceName);
     listener_->setAdmission([this](IncomingConnection& connection) { return admit(connection); });
@@ -113,15 +95,15 @@ void ModelProcess::setRequirement(const std::string& requirement) {
 
 bool ModelProcess::admit(IncomingConnection& connection) {
     arriving_ = &connection;
-    model_.connectionArrived(0);
+    model_.connectionArrived();
     return std::exchange(arriving_, nullptr) == nullptr;
 }
 
-void ModelProcess::acceptConnection(reference::ConnectionId connection) {
+void ModelProcess::acceptConnection() {
     auto& accepted = *std::exchange(arriving_, nullptr);
     accepted.exportObject(std::make_shared<Requests>(*this));
-    accepted.setInvalidationHandler([this, connection] { model_.connectionInvalidated(connection); });
-    accepted.setInterruptionHandler([this, connection] { model_.connectionInterrupted(connection); });
+    accepted.setInvalidationHandler([this] { model_.connectionEnded(); });
+    accepted.setInterruptionHandler([this] { model_.connectionEnded(); });
     accepted.resume();
 }
 
@@ -147,13 +129,13 @@ void ModelProcess::perform(requests::AnyCall call) {
     const auto request = static_cast<reference::RequestId>(calls_.size());
     calls_.push_back(std::move(call));
     std::visit(Overloaded{
-                   [&](const Call<FetchSnapshot>&) { model_.fetchSnapshot(0, request); },
+                   [&](const Call<FetchSnapshot>&) { model_.fetchSnapshot(request); },
                    [&](const Call<Hold>& made) {
-                       model_.hold(0, request, made.request.fraction, made.request.handsBackOnLidClose);
+                       model_.hold(request, made.request.fraction, made.request.handsBackOnLidClose);
                    },
-                   [&](const Call<HandBack>&) { model_.handBack(0, request); },
-                   [&](const Call<HelperVersion>&) { model_.helperVersion(0, request); },
-                   [&](const Call<StandDown>&) { model_.standDown(0, request); },
+                   [&](const Call<HandBack>&) { model_.handBack(request); },
+                   [&](const Call<HelperVersion>&) { model_.helperVersion(request); },
+                   [&](const Call<StandDown>&) { model_.standDown(request); },
                },
                calls_.back());
 }
@@ -175,10 +157,6 @@ void ModelProcess::replySnapshot(reference::RequestId request, const std::option
                              snapshot->targetRPM, snapshot->underKeloControl, snapshot->warmth, snapshot->chipCelsius,
                              snapshot->addingAir, snapshot->lidHasFan};
     reply(request, std::optional(record.encoded()));
-}
-
-void ModelProcess::replyError(reference::RequestId request, const std::optional<std::string>& text) {
-    reply(request, text);
 }
 
 } // namespace kelo

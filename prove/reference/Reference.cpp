@@ -59,7 +59,7 @@ void Model::startBinaryWatch() {
 
 void Model::startListener() {
     outside_.createListener(serviceName);
-    const std::optional<std::string> team = teamOf(outside_.signingInformation());
+    const std::optional<std::string> team = outside_.ownTeam();
     if (team) {
         outside_.setRequirement(requirementText(appIdentifier, *team));
         outside_.log(listenerCategory, Level::notice, "Accepting only " + appIdentifier + " signed by " + *team + ".");
@@ -67,9 +67,8 @@ void Model::startListener() {
         outside_.log(listenerCategory, Level::error,
                      "This helper isn't signed, so there is no one it can safely trust.");
     }
-    for (const int number : endingSignals) {
+    for (const int number : endingSignals)
         outside_.makeSignalSource(number);
-    }
     if (team) {
         outside_.resumeListener();
         isListening_ = true;
@@ -85,9 +84,8 @@ bool Model::isBinaryCurrent() {
 }
 
 void Model::lookAtBinary() {
-    if (isBinaryCurrent()) {
+    if (isBinaryCurrent())
         return;
-    }
     if (isBinaryWatched_) {
         outside_.cancelFileWatch();
         isBinaryWatched_ = false;
@@ -95,45 +93,34 @@ void Model::lookAtBinary() {
     leaveAfter("Our binary was deleted or moved. Handing the fan back and leaving for the new helper.");
 }
 
-void Model::connectionArrived(ConnectionId connection) {
-    if (isGone_ || !isListening_) {
+void Model::connectionArrived() {
+    if (isGone_ || !isListening_)
         return;
-    }
     if (!isBinaryCurrent()) {
-        outside_.refuseConnection(connection);
         outside_.post([this] {
             leaveAfter("Our binary was replaced on disk. Handing the fan back and leaving for the new helper.");
         });
         return;
     }
-    outside_.acceptConnection(connection);
+    outside_.acceptConnection();
     outside_.post([this] { clientArrived(); });
 }
 
-void Model::connectionInterrupted(ConnectionId) {
-    if (!isGone_) {
+void Model::connectionEnded() {
+    if (!isGone_)
         outside_.post([this] { clientWentAway(); });
-    }
-}
-
-void Model::connectionInvalidated(ConnectionId) {
-    if (!isGone_) {
-        outside_.post([this] { clientWentAway(); });
-    }
 }
 
 // Requests.
 
-void Model::helperVersion(ConnectionId, RequestId request) {
-    if (!isGone_) {
+void Model::helperVersion(RequestId request) {
+    if (!isGone_)
         outside_.replyVersion(request, interfaceVersion);
-    }
 }
 
-void Model::fetchSnapshot(ConnectionId, RequestId request) {
-    if (isGone_) {
+void Model::fetchSnapshot(RequestId request) {
+    if (isGone_)
         return;
-    }
     outside_.post([this, request] {
         if (fanCount_ == 0) {
             outside_.replySnapshot(request, std::nullopt);
@@ -144,23 +131,21 @@ void Model::fetchSnapshot(ConnectionId, RequestId request) {
     });
 }
 
-void Model::hold(ConnectionId, RequestId request, double fraction, bool handsBackOnLidClose) {
+void Model::hold(RequestId request, double fraction, bool handsBackOnLidClose) {
     if (!isGone_) {
         outside_.post(
             [this, request, fraction, handsBackOnLidClose] { holdOnMain(request, fraction, handsBackOnLidClose); });
     }
 }
 
-void Model::handBack(ConnectionId, RequestId request) {
-    if (!isGone_) {
+void Model::handBack(RequestId request) {
+    if (!isGone_)
         outside_.post([this, request] { handBackOnMain(request); });
-    }
 }
 
-void Model::standDown(ConnectionId, RequestId request) {
-    if (isGone_) {
+void Model::standDown(RequestId request) {
+    if (isGone_)
         return;
-    }
     outside_.log(serviceCategory, Level::notice, "A newer Kelo asked us to stand down.");
     outside_.replyEmpty(request);
     outside_.armTimer(Timer::standDown, standDownSeconds, false);
@@ -172,9 +157,8 @@ Snapshot Model::takeSnapshot() {
     if (!all.empty()) {
         const Fan* fastest = &all.front();
         for (const Fan& fan : all) {
-            if (fastest->currentRPM < fan.currentRPM) {
+            if (fastest->currentRPM < fan.currentRPM)
                 fastest = &fan;
-            }
             snapshot.underKeloControl = snapshot.underKeloControl || fan.isManual;
         }
         snapshot.fanCount = static_cast<std::int64_t>(all.size());
@@ -195,9 +179,8 @@ void Model::holdOnMain(RequestId request, double fraction, bool handsBackOnLidCl
         outside_.replyError(request, noFansText);
         return;
     }
-    if (session_) {
+    if (session_)
         stopHold(*session_);
-    }
     hearsPower_ = hearsPower_ || outside_.registerForPower(); // without it the hold runs on, deaf to sleep
     Hold fresh;
     fresh.asked = clampedFraction(fraction);
@@ -220,41 +203,35 @@ void Model::handBackOnMain(RequestId request) {
 // Clients and leaving.
 
 void Model::endSession() {
-    if (session_) {
+    if (session_)
         stopHold(*session_);
-    }
     session_.reset();
-    if (fanCount_ != 0) {
+    if (fanCount_ != 0)
         restoreAuto();
-    }
 }
 
 void Model::clientArrived() {
     clients_ += 1;
-    if (hasOrphanTimer_) {
+    if (hasOrphanTimer_)
         outside_.cancelTimer(Timer::orphan);
-    }
     hasOrphanTimer_ = false;
 }
 
 void Model::clientWentAway() {
     const std::int64_t left = clients_ - 1;
     clients_ = std::max<std::int64_t>(left, 0);
-    if (left > 0 || !session_) {
+    if (left > 0 || !session_)
         return;
-    }
     outside_.log(serviceCategory, Level::notice, "Last client disconnected; handing the fan back shortly.");
-    if (hasOrphanTimer_) {
+    if (hasOrphanTimer_)
         outside_.cancelTimer(Timer::orphan);
-    }
     outside_.armTimer(Timer::orphan, orphanSeconds, false);
     hasOrphanTimer_ = true;
 }
 
 void Model::orphanTimerFired() {
-    if (clients_ != 0) {
+    if (clients_ != 0)
         return;
-    }
     endSession();
     outside_.log(serviceCategory, Level::notice, "Fan handed back to macOS after the client went away.");
 }
@@ -278,15 +255,13 @@ void Model::leaveAfter(const std::string& notice) {
 // Timers, power, file events and signals.
 
 void Model::timerFired(Timer which) {
-    if (isGone_) {
+    if (isGone_)
         return;
-    }
     switch (which) {
     case Timer::repair:
         lookAtBinary(); // no event tells of every replacement
-        if (session_ && !isGone_) {
+        if (session_ && !isGone_)
             reassertIfNeeded(*session_);
-        }
         break;
     case Timer::orphan:
         orphanTimerFired();
@@ -298,31 +273,25 @@ void Model::timerFired(Timer which) {
 }
 
 void Model::powerMessage(std::uint32_t type, std::intptr_t id) {
-    if (isGone_ || !hearsPower_) {
+    if (isGone_ || !hearsPower_)
         return;
-    }
     isAsleep_ = type == messageWillSleep || (isAsleep_ && type != messagePoweredOn);
-    if (session_ && type == messageWillSleep) {
+    if (session_ && type == messageWillSleep)
         willSleep(*session_);
-    }
-    if (session_ && type == messagePoweredOn) {
+    if (session_ && type == messagePoweredOn)
         didWake(*session_);
-    }
-    if (type == messageCanSleep || type == messageWillSleep) {
+    if (type == messageCanSleep || type == messageWillSleep)
         outside_.allowPowerChange(id); // last: the machine may sleep from here on
-    }
 }
 
 void Model::fileEvent() {
-    if (!isGone_ && isBinaryWatched_) {
+    if (!isGone_ && isBinaryWatched_)
         lookAtBinary();
-    }
 }
 
 void Model::signal(int number) {
-    if (isGone_ || std::find(std::begin(endingSignals), std::end(endingSignals), number) == std::end(endingSignals)) {
+    if (isGone_ || std::find(std::begin(endingSignals), std::end(endingSignals), number) == std::end(endingSignals))
         return;
-    }
     leaveAfter("Asked to stop.");
 }
 

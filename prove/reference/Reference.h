@@ -19,15 +19,14 @@
 #include <string>
 #include <vector>
 
+#include "prove/reference/Rules.h"
+
 namespace kelo::reference {
 
 // One exchange with the controller: 80 bytes each way, multi-byte integers in host order.
 using Record = std::array<std::uint8_t, 80>;
-using ConnectionId = std::uint64_t;
 using RequestId = std::uint64_t;
 
-// How many chip readings are averaged.
-inline constexpr std::size_t smoothingWindow = 8;
 // The service's log category.
 inline const std::string serviceCategory = "service";
 // The refusal when there is nothing to control.
@@ -41,37 +40,10 @@ enum class Timer {
     standDown, // one-shot, 0.3 s, never cancelled; each arming adds another independent firing
 };
 
-// What the root power domain answers about the lid.
-struct LidProperty {
-    enum class Kind {
-        noService, // there is no root power domain
-        absent,    // the domain has no such property
-        boolean,   // `boolean` holds it
-        number,    // `number` holds it
-        other,     // anything else, for example a string
-    };
-    Kind kind = Kind::absent;
-    bool boolean = false;
-    double number = 0.0;
-};
-
 struct FileIdentity {
     std::int32_t device = 0;
     std::uint64_t inode = 0;
     bool operator==(const FileIdentity&) const = default;
-};
-
-// What the three code-signing calls on the running process give, in their order; a failed one ends the search.
-struct SigningInformation {
-    enum class Team { missing, notAString, text };
-    std::int32_t selfStatus = 0;   // status of obtaining the dynamic code object
-    bool hasSelf = true;           // an object came with it
-    std::int32_t staticStatus = 0; // status of obtaining the static code object
-    bool hasStatic = true;         // an object came with it
-    std::int32_t infoStatus = 0;   // status of reading the signing information
-    bool isDictionary = true;      // the information is a dictionary with string keys
-    Team team = Team::missing;     // its team entry
-    std::string teamText;          // the entry's text, for Team::text
 };
 
 // The record that answers a snapshot request. `chipCelsius` is left out of the encoding when absent.
@@ -86,7 +58,6 @@ struct Snapshot {
     std::optional<double> chipCelsius;
     bool addingAir = false;
     bool lidHasFan = false;
-    bool operator==(const Snapshot&) const = default;
 };
 
 // Everything the daemon takes from or does to the outside.
@@ -135,8 +106,8 @@ public:
     virtual bool watch(const std::string& path) = 0;
     // Cancels a successful watch.
     virtual void cancelFileWatch() = 0;
-    // Signature of the running process; asked once, during start-up.
-    virtual SigningInformation signingInformation() = 0;
+    // The team that has signed the running process, or nothing; asked once, during start-up.
+    virtual std::optional<std::string> ownTeam() = 0;
 
     // The listener and its connections.
 
@@ -147,9 +118,7 @@ public:
     // Lets connections in from now on.
     virtual void resumeListener() = 0;
     // The connection was configured (interface, object, both handlers), its client submitted for counting, and resumed.
-    virtual void acceptConnection(ConnectionId connection) = 0;
-    // The connection was refused, untouched.
-    virtual void refuseConnection(ConnectionId connection) = 0;
+    virtual void acceptConnection() = 0;
 
     // Signals.
 
@@ -177,35 +146,6 @@ public:
     virtual void replyEmpty(RequestId request) = 0;
 };
 
-// Pure arithmetic and texts, public so that they can be checked by themselves.
-
-// 0 or less becomes 0 and above 1 becomes 1; a NaN stays.
-double clampedFraction(double fraction);
-// Target speed for a fraction of a fan's range.
-double targetRPM(double minRPM, double maxRPM, double fraction);
-// Mean of the newest eight readings, oldest first; nothing for none.
-std::optional<double> smoothedCelsius(const std::vector<double>& readings);
-// Least fraction that a chip temperature demands.
-double floorFraction(double chipCelsius);
-// The asked fraction raised to the floor of a temperature, if there is one.
-double raisedToFloor(double asked, std::optional<double> chipCelsius);
-// One step from the previous fraction: rises at once, falls by 0.02 at most.
-double easedFraction(double from, double to);
-// Whether a hold may keep the fans.
-bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose);
-// Whether the lid property reads as closed.
-bool readsAsClosed(const LidProperty& property);
-// "cool", "warm" or "hot".
-std::string warmthText(double celsius);
-// Signed upper-case base 16 without padding, as written after "0x" in error texts.
-std::string hexText(std::int32_t code);
-// Shortest round-trip text of a double, with a fractional part, as written in event texts.
-std::string doubleText(double value);
-// Requirement that admits only this identifier signed by this team.
-std::string requirementText(const std::string& identifier, const std::string& team);
-// The team in a signature, or nothing.
-std::optional<std::string> teamOf(const SigningInformation& information);
-
 // The model of the daemon. Inputs are its public functions; everything it does goes to the outside given at
 // construction.
 class Model {
@@ -218,22 +158,20 @@ public:
     // The listener asks about a new connection; answered on the connection's queue, counted on the main queue.
     // When the executable was replaced: refused at once, then notice, hand-back and exit on the main queue.
     // Ignored while the listener is not resumed.
-    void connectionArrived(ConnectionId connection);
-    // The interruption handler of an accepted connection ran; departure counted on the main queue.
-    void connectionInterrupted(ConnectionId connection);
-    // The invalidation handler of an accepted connection ran; departure counted on the main queue.
-    void connectionInvalidated(ConnectionId connection);
+    void connectionArrived();
+    // The interruption or the invalidation handler of an accepted connection ran; departure counted on the main queue.
+    void connectionEnded();
 
     // Request for the interface version; answered on the connection's queue.
-    void helperVersion(ConnectionId connection, RequestId request);
+    void helperVersion(RequestId request);
     // Request for a snapshot; all of it on the main queue.
-    void fetchSnapshot(ConnectionId connection, RequestId request);
+    void fetchSnapshot(RequestId request);
     // Request to hold the fans; all of it on the main queue.
-    void hold(ConnectionId connection, RequestId request, double fraction, bool handsBackOnLidClose);
+    void hold(RequestId request, double fraction, bool handsBackOnLidClose);
     // Request to hand the fans back; all of it on the main queue.
-    void handBack(ConnectionId connection, RequestId request);
+    void handBack(RequestId request);
     // Request to leave: log line, reply and arming of the stand-down timer on the connection's queue, in this order.
-    void standDown(ConnectionId connection, RequestId request);
+    void standDown(RequestId request);
 
     // An armed timer that was not cancelled since is due. The daemon keeps a fired orphan timer by name until the next
     // arrival or departure and cancels it then, which has no effect on a timer that has fired.

@@ -49,9 +49,8 @@ std::uint32_t get32(const Record& record, std::size_t offset) {
 Record request(const std::string& key, std::uint8_t command) {
     Record record{};
     std::uint32_t code = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i)
         code = code << 8U | static_cast<std::uint8_t>(key[i]); // whatever follows the fourth character is ignored
-    }
     put32(record, offsetKey, code);
     record[offsetCommand] = command;
     return record;
@@ -60,15 +59,12 @@ Record request(const std::string& key, std::uint8_t command) {
 std::string fanKey(int index, const char* suffix) { return "F" + std::to_string(index) + suffix; }
 // Truncates and saturates, as the processor's own conversion does; NaN counts as 0.
 std::int32_t saturated(float value) {
-    if (std::isnan(value)) {
+    if (std::isnan(value))
         return 0;
-    }
-    if (value >= 2147483648.0F) {
+    if (value >= 2147483648.0F)
         return std::numeric_limits<std::int32_t>::max();
-    }
-    if (value <= -2147483648.0F) {
+    if (value <= -2147483648.0F)
         return std::numeric_limits<std::int32_t>::min();
-    }
     return static_cast<std::int32_t>(value);
 }
 
@@ -79,24 +75,21 @@ std::int32_t saturated(float value) {
 std::optional<Model::KeyInfo> Model::keyInfo(const std::string& key) {
     const Record in = request(key, commandKeyInfo);
     Record out{};
-    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0) {
+    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0)
         return std::nullopt;
-    }
     return KeyInfo{get32(out, offsetSize), get32(out, offsetType)};
 }
 
 std::optional<std::array<std::uint8_t, 32>> Model::readValue(const std::string& key, KeyInfo& info) {
     const std::optional<KeyInfo> found = keyInfo(key);
-    if (!found) {
+    if (!found)
         return std::nullopt;
-    }
     info = *found;
     Record in = request(key, commandRead);
     put32(in, offsetSize, info.size);
     Record out{};
-    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0) {
+    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0)
         return std::nullopt;
-    }
     std::array<std::uint8_t, 32> value{};
     std::memcpy(value.data(), &out[offsetBytes], value.size());
     return value;
@@ -111,24 +104,20 @@ std::optional<std::uint8_t> Model::readByte(const std::string& key) {
 std::optional<double> Model::readFloat(const std::string& key) {
     KeyInfo info;
     const auto value = readValue(key, info);
-    if (!value) {
+    if (!value)
         return std::nullopt;
-    }
     const auto word = static_cast<std::uint16_t>((*value)[0] << 8 | (*value)[1]);
     if (info.type == typeFloat && info.size == 4) {
         float result = 0.0F;
         std::memcpy(&result, value->data(), sizeof result);
         return static_cast<double>(result);
     }
-    if (info.type == typeByte) {
+    if (info.type == typeByte)
         return (*value)[0];
-    }
-    if (info.type == typeWord) {
+    if (info.type == typeWord)
         return word;
-    }
-    if (info.type == typeFixed) {
+    if (info.type == typeFixed)
         return word >> 2; // the fraction bits are dropped
-    }
     return std::nullopt;
 }
 
@@ -137,25 +126,22 @@ std::int32_t Model::writeValue(const std::string& key, const std::array<std::uin
     put32(in, offsetSize, size); // announced as given, even beyond the 32 bytes there are
     std::memcpy(&in[offsetBytes], value.data(), std::min<std::size_t>(size, value.size()));
     Record out{};
-    if (!outside_.exchange(smcConnection_, in, out)) {
+    if (!outside_.exchange(smcConnection_, in, out))
         return statusNoExchange;
-    }
     return out[offsetResult];
 }
 
 std::int32_t Model::writeByte(const std::string& key, std::uint8_t value) {
     const std::optional<KeyInfo> info = keyInfo(key);
-    if (!info) {
+    if (!info)
         return statusNoKeyInfo;
-    }
     return writeValue(key, {value}, std::max<std::uint32_t>(info->size, 1));
 }
 
 std::int32_t Model::writeFloat(const std::string& key, float value) {
     const std::optional<KeyInfo> info = keyInfo(key);
-    if (!info) {
+    if (!info)
         return statusNoKeyInfo;
-    }
     std::array<std::uint8_t, 32> buffer{};
     if (info->type == typeFixed) {
         const auto bits = static_cast<std::uint32_t>(saturated(value * 4.0F));
@@ -171,9 +157,8 @@ std::int32_t Model::writeFloat(const std::string& key, float value) {
 
 void Model::openFans() {
     smcConnection_ = outside_.openController();
-    if (smcConnection_ == 0) {
+    if (smcConnection_ == 0)
         return;
-    }
     fanCount_ = readByte("FNum").value_or(0);
     if (fanCount_ == 0) {
         outside_.closeController(smcConnection_);
@@ -183,38 +168,31 @@ void Model::openFans() {
 
 std::vector<Model::Fan> Model::fans() {
     std::vector<Fan> usable;
-    for (int index = 0; index < fanCount_; ++index) {
-        if (const std::optional<Fan> fan = readFan(index)) {
+    for (int index = 0; index < fanCount_; ++index)
+        if (const std::optional<Fan> fan = readFan(index))
             usable.push_back(*fan);
-        }
-    }
     return usable;
 }
 
 std::optional<Model::Fan> Model::readFan(int index) {
     const std::optional<double> current = readFloat(fanKey(index, "Ac"));
-    if (!current) {
+    if (!current)
         return std::nullopt;
-    }
     const std::optional<double> min = readFloat(fanKey(index, "Mn"));
-    if (!min) {
+    if (!min)
         return std::nullopt;
-    }
     const std::optional<double> max = readFloat(fanKey(index, "Mx"));
-    if (!max || !(*min < *max)) {
+    if (!max || !(*min < *max))
         return std::nullopt;
-    }
     const bool isManual = readByte(fanKey(index, "Md")).value_or(0) != 0;
     const double target = readFloat(fanKey(index, "Tg")).value_or(*current);
     return Fan{index, *min, *max, *current, target, isManual};
 }
 
 std::optional<double> Model::chipTemperature() {
-    for (const char* key : {"Tp09", "Tp0T"}) {
-        if (const std::optional<double> celsius = readFloat(key)) {
+    for (const char* key : {"Tp09", "Tp0T"})
+        if (const std::optional<double> celsius = readFloat(key))
             return *celsius;
-        }
-    }
     return std::nullopt;
 }
 
@@ -225,13 +203,11 @@ std::string Model::warmth() {
 
 Model::Refusal Model::engageManual(int index, bool& neededUnlock) {
     neededUnlock = false;
-    if (!outside_.isRoot()) {
+    if (!outside_.isRoot())
         return needsRootText;
-    }
     const std::string mode = fanKey(index, "Md");
-    if (writeByte(mode, 1) == 0) {
+    if (writeByte(mode, 1) == 0)
         return std::nullopt;
-    }
     writeByte("Ftst", 1); // refused or not, the retries below decide
     const std::int64_t deadline = outside_.nowNanoseconds() + unlockNanoseconds;
     std::int32_t lastCode = 0;
@@ -247,32 +223,26 @@ Model::Refusal Model::engageManual(int index, bool& neededUnlock) {
 }
 
 Model::Refusal Model::setTarget(int index, double rpm) {
-    if (!outside_.isRoot()) {
+    if (!outside_.isRoot())
         return needsRootText;
-    }
     const std::optional<double> min = readFloat(fanKey(index, "Mn"));
-    if (!min) {
+    if (!min)
         return noFansText;
-    }
     const std::optional<double> max = readFloat(fanKey(index, "Mx"));
-    if (!max || !(*min < *max)) {
+    if (!max || !(*min < *max))
         return noFansText;
-    }
     double clamped = rpm;
-    if (clamped <= *min) {
+    if (clamped <= *min)
         clamped = *min;
-    }
-    if (clamped > *max) {
+    if (clamped > *max)
         clamped = *max;
-    }
     const std::int32_t status = writeFloat(fanKey(index, "Tg"), static_cast<float>(clamped));
     return status == 0 ? Refusal() : targetRejectedText(status);
 }
 
 void Model::restoreAuto() {
-    for (int index = 0; index < std::max(fanCount_, 1); ++index) {
+    for (int index = 0; index < std::max(fanCount_, 1); ++index)
         writeByte(fanKey(index, "Md"), 0); // whatever comes of it, the others are tried too
-    }
     writeByte("Ftst", 0);
 }
 

@@ -26,9 +26,8 @@ Model::Refusal Model::startHold(Hold& hold) {
     hold.isHolding = true;
     if (gateIsOpen(hold)) {
         bool neededUnlock = false;
-        if (Refusal refusal = engage(hold, neededUnlock)) {
+        if (Refusal refusal = engage(hold, neededUnlock))
             return refusal;
-        }
         hold.isEngaged = true;
         emit("engaged(fraction: " + doubleText(hold.asked) + ", neededUnlock: " + boolText(neededUnlock) + ")");
     } else {
@@ -40,9 +39,8 @@ Model::Refusal Model::startHold(Hold& hold) {
 }
 
 void Model::stopHold(Hold& hold) {
-    if (!hold.isHolding) {
+    if (!hold.isHolding)
         return;
-    }
     hold.isHolding = false;
     hold.isEngaged = false;
     if (hold.isTimerArmed) {
@@ -58,12 +56,10 @@ Model::Refusal Model::engage(Hold& hold, bool& neededUnlock) {
     neededUnlock = false;
     for (const Fan& fan : fans()) {
         bool usedUnlock = false;
-        if (Refusal refusal = engageManual(fan.index, usedUnlock)) {
+        if (Refusal refusal = engageManual(fan.index, usedUnlock))
             return refusal;
-        }
-        if (Refusal refusal = setTarget(fan.index, targetRPM(fan.minRPM, fan.maxRPM, fraction))) {
+        if (Refusal refusal = setTarget(fan.index, targetRPM(fan.minRPM, fan.maxRPM, fraction)))
             return refusal;
-        }
         neededUnlock = neededUnlock || usedUnlock;
     }
     return std::nullopt;
@@ -73,9 +69,8 @@ Model::Refusal Model::engage(Hold& hold, bool& neededUnlock) {
 double Model::heldFraction(Hold& hold) {
     if (const std::optional<double> celsius = chipTemperature()) {
         hold.chipReadings.push_back(*celsius);
-        if (hold.chipReadings.size() > smoothingWindow) {
+        if (hold.chipReadings.size() > smoothingWindow)
             hold.chipReadings.erase(hold.chipReadings.begin());
-        }
     }
     const double candidate = raisedToFloor(hold.asked, smoothedCelsius(hold.chipReadings));
     hold.floor = easedFraction(hold.floor, candidate);
@@ -90,9 +85,8 @@ double Model::heldFraction(Hold& hold) {
 
 // Brings the fans in line with the gate; true when they are held afterwards.
 bool Model::follow(Hold& hold) {
-    if (!hold.isHolding) {
+    if (!hold.isHolding)
         return false;
-    }
     if (!gateIsOpen(hold)) {
         if (hold.isEngaged) {
             hold.isEngaged = false;
@@ -103,9 +97,8 @@ bool Model::follow(Hold& hold) {
     }
     if (!hold.isEngaged) {
         bool neededUnlock = false;
-        if (engage(hold, neededUnlock)) {
+        if (engage(hold, neededUnlock))
             return false; // in silence; the next tick tries again
-        }
         hold.isEngaged = true;
         emit("resumed");
     }
@@ -113,37 +106,30 @@ bool Model::follow(Hold& hold) {
 }
 
 bool Model::hasDrift(double fraction) {
-    for (const Fan& fan : fans()) {
-        if (std::fabs(fan.targetRPM - targetRPM(fan.minRPM, fan.maxRPM, fraction)) > driftRPM) {
+    for (const Fan& fan : fans())
+        if (std::fabs(fan.targetRPM - targetRPM(fan.minRPM, fan.maxRPM, fraction)) > driftRPM)
             return true;
-        }
-    }
     return false;
 }
 
 void Model::reassertIfNeeded(Hold& hold) {
-    if (!hold.isHolding || !follow(hold)) {
+    if (!hold.isHolding || !follow(hold))
         return;
-    }
     bool allManual = true;
-    for (const Fan& fan : fans()) {
+    for (const Fan& fan : fans())
         allManual = allManual && fan.isManual;
-    }
     const double fraction = heldFraction(hold);
-    if (!hasDrift(fraction) && allManual) {
+    if (!hasDrift(fraction) && allManual)
         return;
-    }
     bool neededUnlock = false;
     engage(hold, neededUnlock); // a failure is tried again at the next tick
-    if (!allManual) {
+    if (!allManual)
         emit("reasserted");
-    }
 }
 
 void Model::willSleep(Hold& hold) {
-    if (!hold.isHolding) {
+    if (!hold.isHolding)
         return;
-    }
     hold.isEngaged = false;
     hold.isSleeping = true;
     restoreAuto();
@@ -151,9 +137,8 @@ void Model::willSleep(Hold& hold) {
 }
 
 void Model::didWake(Hold& hold) {
-    if (!hold.isHolding) {
+    if (!hold.isHolding)
         return;
-    }
     hold.isSleeping = false;
     emit("woke");
     follow(hold);

@@ -1,34 +1,31 @@
-#include "prove/reference/Reference.h"
+#include "prove/reference/Rules.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 
 namespace kelo::reference {
 
 double clampedFraction(double fraction) {
-    if (fraction <= 0.0) {
+    if (fraction <= 0.0)
         return 0.0;
-    }
     return fraction > 1.0 ? 1.0 : fraction;
 }
 
 double targetRPM(double minRPM, double maxRPM, double fraction) {
-    if (!(minRPM < maxRPM)) {
+    if (!(minRPM < maxRPM))
         return minRPM;
-    }
     return minRPM + (maxRPM - minRPM) * clampedFraction(fraction);
 }
 
 std::optional<double> smoothedCelsius(const std::vector<double>& readings) {
-    if (readings.empty()) {
+    if (readings.empty())
         return std::nullopt;
-    }
     const std::size_t count = std::min(readings.size(), smoothingWindow);
     double sum = 0.0;
-    for (std::size_t i = readings.size() - count; i < readings.size(); ++i) {
+    for (std::size_t i = readings.size() - count; i < readings.size(); ++i)
         sum += readings[i];
-    }
     return sum / static_cast<double>(count);
 }
 
@@ -38,29 +35,25 @@ double floorFraction(double chipCelsius) {
         double fraction;
     };
     constexpr std::array<Point, 3> curve{{{89.0, 0.04}, {96.0, 0.5}, {101.0, 1.0}}};
-    if (!(chipCelsius > curve.front().celsius)) {
+    if (!(chipCelsius > curve.front().celsius))
         return 0.0; // the first point's own fraction starts just above its temperature
-    }
-    if (!(chipCelsius < curve.back().celsius)) {
+    if (!(chipCelsius < curve.back().celsius))
         return 1.0;
-    }
     const Point& b = chipCelsius <= curve[1].celsius ? curve[1] : curve[2];
     const Point& a = chipCelsius <= curve[1].celsius ? curve[0] : curve[1];
     return a.fraction + (chipCelsius - a.celsius) / (b.celsius - a.celsius) * (b.fraction - a.fraction);
 }
 
 double raisedToFloor(double asked, std::optional<double> chipCelsius) {
-    if (!chipCelsius) {
+    if (!chipCelsius)
         return asked;
-    }
     const double floor = floorFraction(*chipCelsius);
     return asked > floor ? asked : floor;
 }
 
 double easedFraction(double from, double to) {
-    if (from <= to) {
+    if (from <= to)
         return to;
-    }
     const double limit = from + (-0.02);
     return to <= limit ? limit : to;
 }
@@ -75,8 +68,6 @@ bool readsAsClosed(const LidProperty& property) {
         return property.boolean;
     case LidProperty::Kind::number:
         return property.number == 1.0; // only 0 and 1 convert to a boolean
-    case LidProperty::Kind::noService:
-    case LidProperty::Kind::absent:
     case LidProperty::Kind::other:
         break;
     }
@@ -84,17 +75,15 @@ bool readsAsClosed(const LidProperty& property) {
 }
 
 std::string warmthText(double celsius) {
-    if (celsius < 60.0) {
+    if (celsius < 60.0)
         return "cool";
-    }
     return celsius < 80.0 ? "warm" : "hot";
 }
 
 std::string hexText(std::int32_t code) {
     std::uint32_t magnitude = static_cast<std::uint32_t>(code);
-    if (code < 0) {
+    if (code < 0)
         magnitude = 0U - magnitude;
-    }
     std::string digits;
     do {
         digits.insert(digits.begin(), "0123456789ABCDEF"[magnitude % 16U]);
@@ -104,9 +93,8 @@ std::string hexText(std::int32_t code) {
 }
 
 std::string doubleText(double value) {
-    if (std::isnan(value)) {
+    if (std::isnan(value))
         return "nan";
-    }
     std::array<char, 64> buffer{};
     const bool isTiny = value != 0.0 && std::fabs(value) < 1e-4; // would be a long row of zeros
     const auto format = isTiny ? std::chars_format::scientific : std::chars_format::fixed;
@@ -119,23 +107,5 @@ std::string requirementText(const std::string& identifier, const std::string& te
     return "anchor apple generic and identifier \"" + identifier + "\" and certificate leaf[subject.OU] = \"" + team +
            "\"";
 }
-
-std::optional<std::string> teamOf(const SigningInformation& information) {
-    if (information.selfStatus != 0 || !information.hasSelf) {
-        return std::nullopt;
-    }
-    if (information.staticStatus != 0 || !information.hasStatic) {
-        return std::nullopt;
-    }
-    if (information.infoStatus != 0 || !information.isDictionary) {
-        return std::nullopt;
-    }
-    if (information.team != SigningInformation::Team::text) {
-        return std::nullopt;
-    }
-    return information.teamText;
-}
-
-// Start-up.
 
 } // namespace kelo::reference
