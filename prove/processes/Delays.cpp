@@ -1,5 +1,3 @@
-#include "prove/processes/Delays.h"
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -10,9 +8,9 @@
 #include <thread>
 
 #include "prove/processes/Figures.h"
+#include "prove/processes/Proofs.h"
 #include "prove/processes/SideBySide.h"
 #include "prove/processes/Situation.h"
-#include "prove/processes/UntilAutomatic.h"
 
 namespace kelo {
 namespace {

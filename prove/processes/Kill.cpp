@@ -1,5 +1,3 @@
-#include "prove/processes/Kill.h"
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -16,9 +14,8 @@
 #include "prove/processes/BusyLife.h"
 #include "prove/processes/Figures.h"
 #include "prove/processes/ProcessUsage.h"
-#include "prove/processes/SIGKILL.h"
+#include "prove/processes/Proofs.h"
 #include "prove/processes/SideBySide.h"
-#include "prove/processes/UntilAutomatic.h"
 
 namespace kelo {
 namespace {

@@ -1,10 +1,9 @@
-#include "prove/processes/SIGKILL.h"
-
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <thread>
 
+#include "prove/processes/Proofs.h"
 #include "prove/processes/StagedMac.h"
 
 namespace kelo {

@@ -1,5 +1,3 @@
-#include "prove/processes/Soak.h"
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -13,6 +11,7 @@
 
 #include "prove/processes/BusyLife.h"
 #include "prove/processes/ProcessUsage.h"
+#include "prove/processes/Proofs.h"
 
 namespace kelo {
 namespace {

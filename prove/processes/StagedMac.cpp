@@ -27,6 +27,22 @@ bool isTaken(const hardware_calls::MacState& mac, int fan) {
     return last != mac.writes.rend() && last->bytes.at(0) != 0;
 }
 
+/// The moment of the first hand-back after `start`, or after the last time that the fan was taken.
+double automaticSince(const hardware_calls::MacState& mac, int fan, double start) {
+    const auto key = "F" + std::to_string(fan) + "Md";
+    double since = start;
+    bool isManual = true;
+    for (const auto& write : mac.writes) {
+        if (write.key != key || write.time < start)
+            continue;
+        const bool takes = write.bytes.at(0) != 0;
+        if (isManual && !takes)
+            since = write.time;
+        isManual = takes;
+    }
+    return since;
+}
+
 } // namespace
 
 StagedMac::StagedMac(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile)
@@ -82,6 +98,13 @@ bool StagedMac::isAnyFanHeld() {
     const auto mac = call(hardware_calls::Show{});
     return std::any_of(mac.fans.begin(), mac.fans.end(),
                        [&](const auto& fan) { return fan.isManual && isTaken(mac, fan.index); });
+}
+
+double untilAutomatic(const hardware_calls::MacState& mac, double start) {
+    double last = start;
+    for (const auto& fan : mac.fans)
+        last = std::max(last, automaticSince(mac, fan.index, start));
+    return last - start;
 }
 
 } // namespace kelo

@@ -6,9 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "prove/processes/Delays.h"
-#include "prove/processes/Kill.h"
-#include "prove/processes/Soak.h"
+#include "prove/processes/Proofs.h"
 #include "testing/TemporaryFolder.h"
 
 namespace {
