@@ -67,10 +67,14 @@ CallHandlers::CallHandlers(MainQueue& queue, const std::function<double()>& now,
 void CallHandlers::perform(const AnyCall& call, const Reply& reply) {
     std::visit(
         [&](const auto& made) {
-            if constexpr (std::is_same_v<decltype(made), const Sleep&>)
+            if constexpr (std::is_same_v<decltype(made), const Sleep&>) {
                 startSleep(made, reply);
-            else
+            } else if constexpr (std::is_void_v<decltype(handle(made))>) {
+                handle(made);
+                reply(Done{});
+            } else {
                 reply(handle(made));
+            }
         },
         call);
 }
@@ -113,17 +117,11 @@ AnyAnswer CallHandlers::handle(const Wake&) {
     return Done{};
 }
 
-AnyAnswer CallHandlers::handle(const SetLoad& call) {
-    mac_.setLoad(call.load);
-    return Done{};
-}
-
-AnyAnswer CallHandlers::handle(const SetKey& call) {
+void CallHandlers::handle(const SetKey& call) {
     if (call.value)
         mac_.pin(call.key, *call.value);
     else
         mac_.unpin(call.key);
-    return Done{};
 }
 
 AnyAnswer CallHandlers::handle(const Interfere& call) {
@@ -136,42 +134,9 @@ AnyAnswer CallHandlers::handle(const Interfere& call) {
     return Done{};
 }
 
-// --- faults
-
-AnyAnswer CallHandlers::handle(const FailExchange& call) {
-    mac_.controller().failExchange(call.n);
-    return Done{};
-}
-
-AnyAnswer CallHandlers::handle(const AnswerWith& call) {
-    mac_.controller().answer(call.key, call.command, call.result);
-    return Done{};
-}
-
-AnyAnswer CallHandlers::handle(const ReportSize& call) {
-    mac_.controller().reportSize(call.key, call.size);
-    return Done{};
-}
-
-AnyAnswer CallHandlers::handle(const ReportType& call) {
-    mac_.controller().reportType(call.key, smcCode((call.type + "    ").c_str()));
-    return Done{};
-}
-
-AnyAnswer CallHandlers::handle(const RemoveKey& call) {
-    mac_.controller().remove(call.key);
-    return Done{};
-}
-
-AnyAnswer CallHandlers::handle(const AnswerSlowly& call) {
-    exchangeDelay_ = call.seconds;
-    return Done{};
-}
-
-AnyAnswer CallHandlers::handle(const ClearFaults&) {
+void CallHandlers::handle(const ClearFaults&) {
     mac_.controller().clearFaults();
     exchangeDelay_ = 0;
-    return Done{};
 }
 
 } // namespace kelo

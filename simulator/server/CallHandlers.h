@@ -35,19 +35,24 @@ private:
     using AnyAnswer = hardware_calls::AnyAnswer;
 
     void startSleep(const hardware_calls::Sleep& call, const Reply& reply);
+    // Carries out a call. Those that cannot be refused return nothing: they are done.
     AnyAnswer handle(const hardware_calls::Show& call);
     AnyAnswer handle(const hardware_calls::SetLid& call);
     AnyAnswer handle(const hardware_calls::Wake& call);
-    AnyAnswer handle(const hardware_calls::SetLoad& call);
-    AnyAnswer handle(const hardware_calls::SetKey& call);
     AnyAnswer handle(const hardware_calls::Interfere& call);
-    AnyAnswer handle(const hardware_calls::FailExchange& call);
-    AnyAnswer handle(const hardware_calls::AnswerWith& call);
-    AnyAnswer handle(const hardware_calls::ReportSize& call);
-    AnyAnswer handle(const hardware_calls::ReportType& call);
-    AnyAnswer handle(const hardware_calls::RemoveKey& call);
-    AnyAnswer handle(const hardware_calls::AnswerSlowly& call);
-    AnyAnswer handle(const hardware_calls::ClearFaults& call);
+    void handle(const hardware_calls::SetLoad& call) { mac_.setLoad(call.load); }
+    void handle(const hardware_calls::SetKey& call);
+    void handle(const hardware_calls::FailExchange& call) { mac_.controller().failExchange(call.n); }
+    void handle(const hardware_calls::AnswerWith& call) {
+        mac_.controller().answer(call.key, call.command, call.result);
+    }
+    void handle(const hardware_calls::ReportSize& call) { mac_.controller().reportSize(call.key, call.size); }
+    void handle(const hardware_calls::ReportType& call) {
+        mac_.controller().reportType(call.key, smcCode((call.type + "    ").c_str()));
+    }
+    void handle(const hardware_calls::RemoveKey& call) { mac_.controller().remove(call.key); }
+    void handle(const hardware_calls::AnswerSlowly& call) { exchangeDelay_ = call.seconds; }
+    void handle(const hardware_calls::ClearFaults& call);
 
     const std::function<double()> now_;
     SimulatedMac mac_;
