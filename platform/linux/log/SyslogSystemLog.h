@@ -1,6 +1,9 @@
 #pragma once
 
+#include <syslog.h>
+
 #include <string>
+#include <utility>
 
 #include "helper/SystemLog.h"
 #include "platform/linux/log/SyslogSocket.h"
@@ -11,10 +14,13 @@ namespace kelo {
 class SyslogSystemLog : public SystemLog {
 public:
     /// `subsystem` is the name under which it logs. `socket` is borrowed.
-    SyslogSystemLog(std::string subsystem, std::string category, SyslogSocket& socket = SyslogSocket::ofTheSystem());
+    SyslogSystemLog(std::string subsystem, std::string category, SyslogSocket& socket = SyslogSocket::ofTheSystem())
+        : subsystem_(std::move(subsystem)), category_(std::move(category)), socket_(socket) {}
 
     bool isEnabled(LogLevel) override { return true; }
-    void write(LogLevel level, const std::string& message) override;
+    void write(LogLevel level, const std::string& message) override {
+        socket_.write(level == LogLevel::error ? LOG_ERR : LOG_NOTICE, subsystem_.c_str(), category_.c_str(), message);
+    }
 
 private:
     std::string subsystem_;
