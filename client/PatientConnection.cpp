@@ -12,35 +12,28 @@
 #include <thread>
 #include <utility>
 
+#include "platform/posix/FileDescriptor.h"
+
 namespace kelo {
 namespace {
 
 constexpr double firstNotice = 2; // seconds
 constexpr double noticeInterval = 1;
 
-/// A descriptor that is closed with its last owner.
-using Descriptor = std::shared_ptr<const int>;
-
-Descriptor owned(int descriptor) {
-    return {new int(descriptor), [](const int* number) {
-                close(*number);
-                delete number;
-            }};
-}
-
 /// Runs `work`, which must own everything that it uses, on a thread of its own. Returns what becomes readable when it
 /// is done. Throws `std::system_error` when the system is out of resources.
-Descriptor start(std::packaged_task<void()> work) {
+FileDescriptor start(std::packaged_task<void()> work) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
-    auto done = owned(ends[0]);
+    FileDescriptor done(ends[0]);
+    FileDescriptor writing(ends[1]);
     // Signals are for the main thread, whose waits they end.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, &before);
-    std::thread([work = std::move(work), writing = owned(ends[1])]() mutable {
+    std::thread([work = std::move(work), writing = std::move(writing)]() mutable {
         // What the work owns, the connection among it, is released before the caller hears that it is done.
         std::exchange(work, {})();
     }).detach();
@@ -66,7 +59,8 @@ typename Request::Answer PatientConnection::answerTo(const Request& request) {
     });
     auto answer = task.get_future();
     try {
-        await(*start(std::packaged_task<void()>([task = std::move(task)]() mutable { task(); })));
+        const auto done = start(std::packaged_task<void()>([task = std::move(task)]() mutable { task(); }));
+        await(done.get());
         return answer.get();
     } catch (...) { // the thread may still use the connection
         shared_ = std::make_shared<Shared>();
