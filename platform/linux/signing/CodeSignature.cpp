@@ -1,6 +1,7 @@
 #include "platform/linux/signing/CodeSignature.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "platform/linux/signing/SignatureRefused.h"
 #include "platform/linux/signing/SignatureTrailer.h"
@@ -40,7 +41,7 @@ CodeIdentity requireCodeSignature(int executable, const TrustAnchor& anchor) {
     if (!verifies(trailer.teamSignature, trailer.codeMessage(), trailer.teamKey))
         throw SignatureRefused("The signature does not verify.");
     const auto contentSize = fileSize - sizeof trailer;
-    if (trailer.contentSize != littleEndian<8>(contentSize) ||
+    if (trailer.contentSize != std::bit_cast<decltype(trailer.contentSize)>(contentSize) ||
         trailer.contentDigest != digestOf(executable, contentSize))
         throw SignatureRefused("The executable was altered after it was signed.");
     return {std::string(trailer.identifier.name()), std::string(trailer.team.name())};

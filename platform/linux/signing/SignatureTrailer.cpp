@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "platform/linux/signing/SignatureRefused.h"
 
@@ -30,13 +31,6 @@ void readOrRefuse(int file, std::uint64_t offset, std::span<std::uint8_t> bytes)
         throw SignatureRefused("The executable cannot be read.");
 }
 
-std::uint32_t littleEndianValue(std::span<const std::uint8_t, 4> bytes) {
-    std::uint32_t value = 0;
-    for (std::size_t i = bytes.size(); i-- > 0;)
-        value = value << 8 | bytes[i];
-    return value;
-}
-
 bool isPrintable(char c) { return c >= ' ' && c <= '~'; }
 
 bool isWellFormed(const NameField& field) { return NameField::of(field.name()) == field; }
@@ -54,7 +48,7 @@ std::optional<NameField> NameField::of(std::string_view name) {
 
 SignatureTrailer SignatureTrailer::empty() {
     SignatureTrailer trailer{};
-    trailer.version = littleEndian<4>(currentVersion);
+    trailer.version = std::bit_cast<decltype(trailer.version)>(currentVersion);
     trailer.magic = kelo::magic;
     return trailer;
 }
@@ -66,7 +60,9 @@ std::optional<SignatureTrailer> SignatureTrailer::read(int file, std::uint64_t f
     readOrRefuse(file, fileSize - end.size(), end);
     if (!std::equal(kelo::magic.begin(), kelo::magic.end(), end.begin() + sizeof version))
         return std::nullopt;
-    if (const auto found = littleEndianValue(std::span(end).first<sizeof version>()); found != currentVersion)
+    std::uint32_t found = 0;
+    std::memcpy(&found, end.data(), sizeof found);
+    if (found != currentVersion)
         throw SignatureRefused("The signature has format version " + std::to_string(found) + ", and only version " +
                                std::to_string(currentVersion) + " is known here.");
     if (fileSize < sizeof(SignatureTrailer))

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -59,16 +60,7 @@ struct SignatureTrailer {
 
 static_assert(sizeof(SignatureTrailer) == 724 && alignof(SignatureTrailer) == 1);
 
-/// The bytes of `value`, the lowest first.
-template <std::size_t count>
-std::array<std::uint8_t, count> littleEndian(std::uint64_t value) {
-    std::array<std::uint8_t, count> bytes;
-    for (auto& byte : bytes) {
-        byte = static_cast<std::uint8_t>(value);
-        value >>= 8;
-    }
-    return bytes;
-}
+static_assert(std::endian::native == std::endian::little, "numbers are written as they are in memory");
 
 /// Throws `SignatureRefused` unless the file is a regular file.
 std::uint64_t fileSizeOf(int file);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sodium.h>
 
+#include <bit>
 #include <cerrno>
 #include <system_error>
 #include <vector>
@@ -48,7 +49,7 @@ void signExecutable(const fs::path& executable, const std::string& identifier, c
     trailer.identifier = requireNameField("identifier", identifier);
     const auto original = openExecutable(executable);
     const auto content = contentOf(original.get(), executable);
-    trailer.contentSize = littleEndian<8>(content.size());
+    trailer.contentSize = std::bit_cast<decltype(trailer.contentSize)>(std::uint64_t{content.size()});
     crypto_generichash(trailer.contentDigest.data(), trailer.contentDigest.size(), content.data(), content.size(),
                        nullptr, 0);
     trailer.teamSignature = team.key.sign(trailer.codeMessage());

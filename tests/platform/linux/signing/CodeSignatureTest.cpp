@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <bit>
 #include <thread>
 
 #include "platform/linux/signing/SignatureTrailer.h"
@@ -22,7 +23,7 @@ protected:
     SignatureTrailer trailerFor(const std::string& content, const std::function<void(SignatureTrailer&)>& change) {
         auto trailer = team.trailer;
         trailer.identifier = *NameField::of(identity.identifier);
-        trailer.contentSize = littleEndian<8>(content.size());
+        trailer.contentSize = std::bit_cast<decltype(trailer.contentSize)>(std::uint64_t{content.size()});
         crypto_generichash(trailer.contentDigest.data(), 32, reinterpret_cast<const std::uint8_t*>(content.data()),
                            content.size(), nullptr, 0);
         change(trailer);
