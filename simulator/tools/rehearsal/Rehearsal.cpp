@@ -201,8 +201,7 @@ PictureData Rehearsal::data() const {
                          heatSpeed + " times as fast as it would";
     if (speed_ != 1)
         clocks += ", and whose own clock runs " + speedOption(speed_) + " times as fast";
-    return timeline_.data("A session with the helper",
-                          {clocks + ".", "A closed lid and another program's change are seen at the next look, up to 2 "
+    return timeline_.data({clocks + ".", "A closed lid and another program's change are seen at the next look, up to 2 "
                                          "seconds later; sleep waits until the fans are handed back."});
 }
 
@@ -250,22 +249,24 @@ nlohmann::json Rehearsal::look() {
     if (onlooker_)
         onlooker_->look();
     auto mac = installation_.mac();
-    Timeline::Sample sample{elapsed(), {}, mac["temperatures"][profile_.chipKey].get<double>()};
+    const double now = elapsed();
+    const auto celsius = mac["temperatures"][profile_.chipKey].get<double>();
+    std::vector<Timeline::FanSample> samples;
     std::string fans;
     for (const auto& fan : mac["fans"]) {
-        sample.fans.push_back(sampleOf(fan));
+        samples.push_back(sampleOf(fan));
         char text[64];
-        std::snprintf(text, sizeof text, "fan %d %5.0f RPM %-9s   ", fan["index"].get<int>(), sample.fans.back().rpm,
-                      sample.fans.back().held ? "held" : "automatic");
+        std::snprintf(text, sizeof text, "fan %d %5.0f RPM %-9s   ", fan["index"].get<int>(), samples.back().rpm,
+                      samples.back().held ? "held" : "automatic");
         fans += text;
     }
     showNewLogLines();
     if (elapsed() - lastPrint_ >= printInterval) {
-        std::printf("%5.1f s    %schip %5.1f degrees\n", elapsed(), fans.c_str(), sample.chipCelsius);
+        std::printf("%5.1f s    %schip %5.1f degrees\n", elapsed(), fans.c_str(), celsius);
         std::fflush(stdout);
         lastPrint_ = elapsed();
     }
-    timeline_.add(std::move(sample));
+    timeline_.add(now, samples, celsius);
     return mac;
 }
 

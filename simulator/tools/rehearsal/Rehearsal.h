@@ -71,7 +71,7 @@ private:
     const Profile profile_;
     const double speed_;
     Installation installation_;
-    Timeline timeline_;
+    Timeline timeline_{"A session with the helper"};
     std::unique_ptr<ChildProcess> client_;
     std::optional<Onlooker> onlooker_;
     PictureData watched_;

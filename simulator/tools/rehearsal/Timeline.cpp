@@ -11,33 +11,36 @@ PictureData orNull(const std::optional<double>& rpm) { return rpm ? PictureData(
 
 } // namespace
 
-PictureData Timeline::data(const std::string& title, const std::vector<std::string>& notes) const {
-    PictureData data = {{"picture", "timeline"}, {"title", title}, {"timeUnit", "s"}, {"timeStep", 10}};
-    data["marks"] = PictureData::array();
-    for (const auto& mark : marks_)
-        data["marks"].push_back({{"time", rounded(mark.seconds, 100)}, {"text", mark.text}});
-    data["spans"] = PictureData::array();
-    for (const auto& span : spans_)
-        data["spans"].push_back(
-            {{"from", rounded(span.from, 100)}, {"to", rounded(span.to, 100)}, {"kind", span.kind}});
-    for (const auto& sample : samples_) {
-        data["times"].push_back(rounded(sample.seconds, 100));
-        data["chip"].push_back(rounded(sample.chipCelsius, 10));
-    }
-    data["fans"] = PictureData::array();
-    for (std::size_t fan = 0; fan < samples_.front().fans.size(); ++fan)
-        data["fans"].push_back(fanData(fan));
-    data["notes"] = notes;
-    return data;
+Timeline::Timeline(const std::string& title)
+    : data_{{"picture", "timeline"}, {"title", title}, {"timeUnit", "s"}, {"timeStep", 10}} {
+    for (const auto* member : {"marks", "spans", "times", "chip", "fans"}) // in the order of the file
+        data_[member] = PictureData::array();
 }
 
-PictureData Timeline::fanData(std::size_t fan) const {
-    PictureData data = {{"name", "fan " + std::to_string(fan)}, {"maxRPM", samples_.front().fans[fan].maxRPM}};
-    for (const auto& sample : samples_) {
-        data["rpm"].push_back(std::round(sample.fans[fan].rpm));
-        data["held"].push_back(orNull(sample.fans[fan].held));
-        data["asked"].push_back(orNull(sample.fans[fan].asked));
+void Timeline::add(double seconds, const std::vector<FanSample>& fans, double chipCelsius) {
+    data_["times"].push_back(rounded(seconds, 100));
+    data_["chip"].push_back(rounded(chipCelsius, 10));
+    for (std::size_t i = 0; i < fans.size(); ++i) {
+        auto& fan = data_["fans"][i];
+        if (fan.is_null())
+            fan = {{"name", "fan " + std::to_string(i)}, {"maxRPM", fans[i].maxRPM}};
+        fan["rpm"].push_back(std::round(fans[i].rpm));
+        fan["held"].push_back(orNull(fans[i].held));
+        fan["asked"].push_back(orNull(fans[i].asked));
     }
+}
+
+void Timeline::mark(double seconds, const std::string& text) {
+    data_["marks"].push_back({{"time", rounded(seconds, 100)}, {"text", text}});
+}
+
+void Timeline::span(double from, double to, const std::string& kind) {
+    data_["spans"].push_back({{"from", rounded(from, 100)}, {"to", rounded(to, 100)}, {"kind", kind}});
+}
+
+PictureData Timeline::data(const std::vector<std::string>& notes) const {
+    auto data = data_;
+    data["notes"] = notes;
     return data;
 }
 

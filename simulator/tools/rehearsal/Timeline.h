@@ -18,36 +18,20 @@ public:
         std::optional<double> asked;
         double maxRPM;
     };
-    struct Sample {
-        double seconds;
-        std::vector<FanSample> fans;
-        double chipCelsius;
-    };
 
-    void add(Sample sample) { samples_.push_back(std::move(sample)); }
-    void mark(double seconds, std::string text) { marks_.push_back({seconds, std::move(text)}); }
+    explicit Timeline(const std::string& title);
+
+    /// The state at one moment; each time with the same fans.
+    void add(double seconds, const std::vector<FanSample>& fans, double chipCelsius);
+    void mark(double seconds, const std::string& text);
     /// From one moment to another: "lid" or "sleep".
-    void span(double from, double to, std::string kind) { spans_.push_back({from, to, std::move(kind)}); }
+    void span(double from, double to, const std::string& kind);
 
-    /// There is at least one sample. `title` is the picture's, `notes` are lines below it.
-    PictureData data(const std::string& title, const std::vector<std::string>& notes) const;
+    /// `notes` are lines below the picture.
+    PictureData data(const std::vector<std::string>& notes) const;
 
 private:
-    struct Mark {
-        double seconds;
-        std::string text;
-    };
-    struct Span {
-        double from;
-        double to;
-        std::string kind;
-    };
-
-    PictureData fanData(std::size_t fan) const;
-
-    std::vector<Sample> samples_;
-    std::vector<Mark> marks_;
-    std::vector<Span> spans_;
+    PictureData data_;
 };
 
 } // namespace kelo
