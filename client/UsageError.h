@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <numeric>
 #include <optional>
@@ -93,6 +94,20 @@ inline std::optional<int> statusOfParsing(CLI::App& app, int argc, const char* c
         }
         std::fprintf(stderr, "%s\n", usageError(app, error).c_str());
         return exit_status::wrongUsage;
+    }
+}
+
+/// Parses the command line and runs the program, which returns its exit status. What it throws is reported on standard
+/// error, and the status is `failed`.
+template <typename Run>
+int runProgram(CLI::App& app, int argc, const char* const* argv, const Run& run) {
+    if (const auto status = statusOfParsing(app, argc, argv))
+        return *status;
+    try {
+        return run();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), error.what());
+        return exit_status::failed;
     }
 }
 

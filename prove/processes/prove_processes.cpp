@@ -1,21 +1,12 @@
 // prove_processes: puts real processes under strain and measures what the helper promises.
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <exception>
 #include <functional>
 #include <string>
 
+#include "client/UsageError.h"
 #include "prove/processes/Proofs.h"
 #include "testing/TemporaryFolder.h"
-
-namespace {
-
-constexpr int kept = 0;
-constexpr int broken = 1;
-constexpr int wrongUsage = 2;
-
-} // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Puts real processes under strain and measures what the helper promises.", "prove_processes"};
@@ -44,15 +35,6 @@ int main(int argc, char** argv) {
     auto* soak = app.add_subcommand("soak", "What the helper uses while clients come and go.");
     soak->add_option("minutes", minutes)->check(CLI::PositiveNumber);
     soak->callback([&] { prove = [&] { return kelo::proveSoak(staged, work.path(), minutes); }; });
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return error.get_exit_code() == 0 ? app.exit(error) : (app.exit(error), wrongUsage);
-    }
-    try {
-        return prove() == 0 ? kept : broken;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "prove_processes: %s\n", error.what());
-        return broken;
-    }
+    return kelo::runProgram(app, argc, argv,
+                            [&] { return prove() == 0 ? kelo::exit_status::done : kelo::exit_status::failed; });
 }

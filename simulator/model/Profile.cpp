@@ -38,6 +38,13 @@ const std::vector<Profile>& Profile::all() {
     return profiles;
 }
 
+std::vector<std::string> Profile::names() {
+    std::vector<std::string> names;
+    for (const auto& profile : all())
+        names.push_back(profile.name);
+    return names;
+}
+
 std::optional<Profile> Profile::named(std::string_view name) {
     for (const auto& profile : all())
         if (profile.name == name)

@@ -26,6 +26,7 @@ struct Profile {
     bool hasLid;
 
     static const std::vector<Profile>& all();
+    static std::vector<std::string> names();
     /// None for an unknown name.
     static std::optional<Profile> named(std::string_view name);
 

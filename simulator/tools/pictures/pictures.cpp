@@ -1,19 +1,14 @@
 // pictures: records what the documents' pictures show, and draws them.
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <exception>
 #include <fstream>
 #include <stdexcept>
 
+#include "client/UsageError.h"
 #include "simulator/tools/pictures/Picture.h"
 #include "simulator/tools/pictures/Records.h"
 
 namespace {
-
-constexpr int done = 0;
-constexpr int failed = 1;
-constexpr int wrongUsage = 2;
 
 void write(const std::string& file, const std::string& content) {
     std::ofstream stream(file, std::ios::binary);
@@ -44,19 +39,11 @@ int main(int argc, char** argv) {
     auto* draws = app.add_subcommand("draw", "Draws a picture of data.");
     draws->add_option("data", data, "The data, as JSON")->required()->check(CLI::ExistingFile);
     draws->add_option("picture", picture, "Where the picture goes, as SVG")->required();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return error.get_exit_code() == 0 ? app.exit(error) : (app.exit(error), wrongUsage);
-    }
-    try {
+    return kelo::runProgram(app, argc, argv, [&] {
         if (*records)
             record(kind, data);
         else
             draw(data, picture);
-        return done;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "pictures: %s\n", error.what());
-        return failed;
-    }
+        return kelo::exit_status::done;
+    });
 }

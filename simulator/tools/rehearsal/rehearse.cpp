@@ -2,19 +2,15 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
+#include "client/UsageError.h"
 #include "simulator/tools/pictures/Picture.h"
 #include "simulator/tools/rehearsal/Rehearsal.h"
 
 namespace {
-
-constexpr int kept = 0;
-constexpr int broken = 1;
-constexpr int wrongUsage = 2;
 
 struct Arguments {
     std::string folder;
@@ -22,13 +18,6 @@ struct Arguments {
     double speed = 1;
     std::string pictures;
 };
-
-std::vector<std::string> profileNames() {
-    std::vector<std::string> names;
-    for (const auto& profile : kelo::Profile::all())
-        names.push_back(profile.name);
-    return names;
-}
 
 void write(const std::filesystem::path& file, const std::string& content) {
     if (!(std::ofstream(file, std::ios::binary) << content).flush())
@@ -50,7 +39,7 @@ int rehearse(const Arguments& arguments) {
     draw(folder / "session", rehearsal.data());
     if (!rehearsal.watched().is_null())
         draw(folder / "watch", rehearsal.watched());
-    return count == 0 ? kept : broken;
+    return count == 0 ? kelo::exit_status::done : kelo::exit_status::failed;
 }
 
 } // namespace
@@ -59,22 +48,12 @@ int main(int argc, char** argv) {
     CLI::App app{"Plays a session on a staged installation and checks the helper's promises.", "rehearse"};
     Arguments arguments;
     app.add_option("folder", arguments.folder, "The staged installation")->required()->check(CLI::ExistingDirectory);
-    app.add_option("--profile", arguments.profile, "The kind of Mac")->check(CLI::IsMember(profileNames()));
+    app.add_option("--profile", arguments.profile, "The kind of Mac")->check(CLI::IsMember(kelo::Profile::names()));
     app.add_option("--speed", arguments.speed, "How many times faster the Mac's own clock runs")
         ->check(CLI::Range(0.1, 100.0));
     app.add_option("--pictures", arguments.pictures, "The folder for the pictures (SVG) and their data (JSON)")
         ->required()
         ->check(CLI::ExistingDirectory);
     app.footer("Exit status: 0 every promise was kept, 1 one was broken, 2 incorrect usage.");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return error.get_exit_code() == 0 ? app.exit(error) : (app.exit(error), wrongUsage);
-    }
-    try {
-        return rehearse(arguments);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "rehearse: %s\n", error.what());
-        return broken;
-    }
+    return kelo::runProgram(app, argc, argv, [&] { return rehearse(arguments); });
 }

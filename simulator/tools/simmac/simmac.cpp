@@ -2,14 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <cstdio>
-#include <exception>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 
-#include "client/ExitStatus.h"
 #include "client/UsageError.h"
 #include "simulator/model/Profile.h"
 #include "simulator/tools/simmac/MacCommands.h"
@@ -74,17 +71,10 @@ std::string profileHelp() {
     return help;
 }
 
-std::vector<std::string> profileNames() {
-    std::vector<std::string> names;
-    for (const auto& profile : Profile::all())
-        names.push_back(profile.name);
-    return names;
-}
-
 void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
     auto* serves = app.add_subcommand("serve", "Runs a simulated Mac until it is stopped.");
     serves->add_option("--profile", arguments.profile, profileHelp())
-        ->check(CLI::IsMember(profileNames()))
+        ->check(CLI::IsMember(Profile::names()))
         ->capture_default_str();
     serves->add_option("--heat-speed", arguments.heatSpeed, "How many times faster the chip heats and cools")
         ->check(CLI::Range(0.001, 1000.0))
@@ -189,15 +179,10 @@ int run(int argc, const char* const* argv) {
     declareServe(app, arguments, action);
     declareDriving(app, arguments, action);
     declareFaults(app, arguments, action);
-    if (const auto status = statusOfParsing(app, argc, argv))
-        return *status;
-    try {
+    return runProgram(app, argc, argv, [&] {
         action();
         return exit_status::done;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "simmac: %s\n", error.what());
-        return exit_status::failed;
-    }
+    });
 }
 
 } // namespace

@@ -4,13 +4,11 @@
 #include <fcntl.h>
 
 #include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
 
-#include "client/ExitStatus.h"
 #include "client/UsageError.h"
 #include "platform/linux/signing/CodeRequirement.h"
 #include "platform/linux/signing/CodeSignature.h"
@@ -113,15 +111,10 @@ int run(int argc, const char* const* argv) {
     Arguments arguments;
     Action action;
     declare(app, arguments, action);
-    if (const auto status = statusOfParsing(app, argc, argv))
-        return *status;
-    try {
+    return runProgram(app, argc, argv, [&] {
         action(arguments);
         return exit_status::done;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "simsign: %s\n", error.what());
-        return exit_status::failed;
-    }
+    });
 }
 
 } // namespace
