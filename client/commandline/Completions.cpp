@@ -30,12 +30,9 @@ std::vector<std::string> choicesOf(const CLI::Option& option) {
 std::vector<Word> wordsOf(const CLI::App& app) {
     std::vector<Word> words;
     for (const auto* option : app.get_options([](const CLI::Option*) { return true; })) {
-        Word word{{}, option->get_description(), option->get_items_expected_max() > 0, choicesOf(*option)};
-        for (const auto& name : option->get_snames())
-            word.names.push_back("-" + name);
-        for (const auto& name : option->get_lnames())
-            word.names.push_back("--" + name);
-        words.push_back(std::move(word));
+        const auto names = option->nonpositional() ? CLI::detail::split(option->get_name(false, true), ',')
+                                                   : std::vector<std::string>();
+        words.push_back({names, option->get_description(), option->get_items_expected_max() > 0, choicesOf(*option)});
     }
     return words;
 }

@@ -1,7 +1,5 @@
 #include "client/Commands.h"
 
-#include <sstream>
-
 #include "client/ExitStatus.h"
 #include "client/doctor/Examination.h"
 
@@ -14,15 +12,7 @@ constexpr std::size_t subjectColumns = 11;
 /// In the order of `Verdict`.
 const Span marks[] = {{"ok", Ink::good}, {"--", Ink::warning}, {"!!", Ink::alarm}};
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-std::vector<Line> linesOf(const Finding& finding) {
+std::vector<Line> findingLines(const Finding& finding) {
     const auto& mark = marks[static_cast<std::size_t>(finding.verdict)];
     std::vector<Line> lines;
     for (const auto& text : linesOf(finding.text)) {
@@ -59,7 +49,7 @@ int doctor(const Surroundings& surroundings, Terminal& terminal, const std::stri
     const Report report = [&](const Finding& finding) {
         faults += finding.verdict == Verdict::bad ? 1 : 0;
         notes += finding.verdict == Verdict::note ? 1 : 0;
-        for (const auto& line : linesOf(finding))
+        for (const auto& line : findingLines(finding))
             terminal.print(
                 (version.empty() ? painted(line, style) : withoutHome(painted(line, style), surroundings.home)) + "\n");
     };

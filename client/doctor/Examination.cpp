@@ -1,7 +1,5 @@
 #include "client/doctor/Examination.h"
 
-#include <sstream>
-
 #include "client/Commands.h"
 #include "client/Readings.h"
 #include "client/view/FanText.h"
@@ -78,8 +76,7 @@ std::string outputOf(const RunCommand& run, const std::vector<std::string>& comm
 }
 
 std::string valueOf(const std::string& output, const std::string& name) {
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
+    for (auto& line : linesOf(output)) {
         line.erase(0, line.find_first_not_of(" \t"));
         if (line.starts_with(name))
             return line.substr(name.size());

@@ -1,7 +1,5 @@
 #include "client/doctor/Examination.h"
 
-#include <sstream>
-
 namespace kelo {
 namespace {
 
@@ -103,8 +101,7 @@ Finding macLog(const RunCommand& run) {
     if (!log || log->status != 0)
         return {Verdict::note, "log", "It cannot be read.", "Run kelo doctor as an administrator of this Mac."};
     std::string messages;
-    std::istringstream lines(log->output);
-    for (std::string line; std::getline(lines, line);)
+    for (const auto& line : linesOf(log->output))
         if (!line.starts_with("Filtering") && !line.starts_with("Skipping") && !line.starts_with("Timestamp"))
             messages += line + "\n";
     if (messages.empty())

@@ -1,5 +1,7 @@
 #include "client/view/Line.h"
 
+#include <sstream>
+
 namespace kelo {
 namespace {
 
@@ -35,6 +37,14 @@ std::string visible(const std::string& text) {
             safe += text[i];
     }
     return safe;
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
 }
 
 std::size_t columnsOf(const std::string& text) {

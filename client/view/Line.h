@@ -26,6 +26,9 @@ struct Style {
 /// A text from elsewhere, without anything that steers a terminal: control characters are shown as ^[ and the like.
 std::string visible(const std::string& text);
 
+/// The lines of a text, without their ends.
+std::vector<std::string> linesOf(const std::string& text);
+
 /// How many columns a text takes.
 std::size_t columnsOf(const std::string& text);
 std::size_t columnsOf(const Line& line);

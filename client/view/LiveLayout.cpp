@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <sstream>
 
 #include "client/view/FanText.h"
 
@@ -17,6 +16,8 @@ constexpr std::size_t fewestHistoryRows = 7;
 constexpr std::size_t fewestHistoryColumns = 24;
 
 using Lines = std::vector<Line>;
+
+void append(Lines& lines, const Lines& more) { lines.insert(lines.end(), more.begin(), more.end()); }
 
 // --- graphs
 
@@ -155,14 +156,11 @@ Lines history(const FanRecord& record, double now, std::size_t columns, std::siz
     const auto speeds = speedScale(record);
     const Scale degrees{coldest, hottest, style.hasUnicode ? " °C" : " C"};
     Lines lines = {{}};
-    for (auto& line : graph(graphColumns(record, &FanRecord::Sample::rpm, false, now, span, width, speedRows, speeds),
-                            speeds, speedRows, style))
-        lines.push_back(std::move(line));
+    append(lines, graph(graphColumns(record, &FanRecord::Sample::rpm, false, now, span, width, speedRows, speeds),
+                        speeds, speedRows, style));
     lines.emplace_back();
-    for (auto& line :
-         graph(graphColumns(record, &FanRecord::Sample::celsius, true, now, span, width, chipRows, degrees), degrees,
-               chipRows, style))
-        lines.push_back(std::move(line));
+    append(lines, graph(graphColumns(record, &FanRecord::Sample::celsius, true, now, span, width, chipRows, degrees),
+                        degrees, chipRows, style));
     lines.push_back(timeAxis(span, width, style));
     return lines;
 }
@@ -184,8 +182,7 @@ Line titleLine(const FanRecord& record, const LiveFrame& frame, std::size_t colu
 Lines notes(const FanRecord& record, const LiveFrame& frame) {
     Lines lines;
     for (const auto& text : {record.lacking(), frame.waiting}) {
-        std::istringstream stream(text);
-        for (std::string line; std::getline(stream, line);)
+        for (const auto& line : linesOf(text))
             lines.push_back({{line, Ink::warning}});
     }
     if (!lines.empty() && record.latest())
@@ -202,8 +199,6 @@ Lines newestEvents(const FanRecord& record, std::size_t rows) {
     }
     return lines;
 }
-
-void append(Lines& lines, const Lines& more) { lines.insert(lines.end(), more.begin(), more.end()); }
 
 /// Graphs take what the events leave, so that nothing stays empty.
 void fill(Lines& lines, const FanRecord& record, const LiveFrame& frame, std::size_t rows, std::size_t columns,
