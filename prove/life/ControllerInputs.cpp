@@ -57,48 +57,38 @@ ExchangeFault faultOf(const Input& input, int next) {
 
 } // namespace
 
-bool applyToController(const Input& input, SimulatedController& controller, FaultyExchange& exchange) {
+void applyToController(const Input& input, SimulatedController& controller, FaultyExchange& exchange) {
     const auto key = [&input] { return std::string(chosen(keys, input.x)); };
     switch (input.action) {
     case Input::Action::machine:
-        define(controller, input);
-        return true;
+        return define(controller, input);
     case Input::Action::slowExchange:
         exchange.duration = input.x;
-        return true;
+        return;
     case Input::Action::noController:
         exchange.isPresent = false;
-        return true;
+        return;
     case Input::Action::chip:
-        store(controller, "Tp09", input.x);
-        return true;
+        return store(controller, "Tp09", input.x);
     case Input::Action::value:
-        store(controller, key(), input.y);
-        return true;
+        return store(controller, key(), input.y);
     case Input::Action::type:
-        retype(controller, key(), input.y);
-        return true;
+        return retype(controller, key(), input.y);
     case Input::Action::sizeLie:
-        controller.reportSize(key(), static_cast<std::uint32_t>(input.y));
-        return true;
+        return controller.reportSize(key(), static_cast<std::uint32_t>(input.y));
     case Input::Action::remove:
-        controller.remove(key());
-        return true;
+        return controller.remove(key());
     case Input::Action::restore:
         controller.clearFaults();
-        define(controller, input);
-        return true;
+        return define(controller, input);
     case Input::Action::unlockRule:
-        controller.setUnlockRule({input.x != 0, input.y});
-        return true;
+        return controller.setUnlockRule({input.x != 0, input.y});
     case Input::Action::fault:
-        exchange.inject(faultOf(input, exchange.count()));
-        return true;
+        return exchange.inject(faultOf(input, exchange.count()));
     case Input::Action::noFault:
-        exchange.injectNothing();
-        return true;
+        return exchange.injectNothing();
     default:
-        return false;
+        return;
     }
 }
 

@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// Does to a controller, and to the exchanges with it, what an input says. Returns whether it was such an input.
-bool applyToController(const Input& input, SimulatedController& controller, FaultyExchange& exchange);
+/// Does to a controller, and to the exchanges with it, what an input says. Does nothing for any other input.
+void applyToController(const Input& input, SimulatedController& controller, FaultyExchange& exchange);
 
 } // namespace kelo
