@@ -2,19 +2,97 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <csignal>
+#include <cstdio>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "client/UsageError.h"
+#include "platform/linux/hardware/SimulatedMacFolder.h"
+#include "platform/linux/loop/EventLoop.h"
+#include "platform/linux/loop/SignalfdSignals.h"
+#include "simulator/link/HardwareLink.h"
 #include "simulator/model/Profile.h"
-#include "simulator/tools/simmac/MacCommands.h"
+#include "simulator/server/HardwareServer.h"
 
 namespace kelo {
 namespace {
 
 using namespace hardware_calls;
+
+// What the commands do. Each throws an exception whose text is one sentence for the user.
+
+/// Connects to the Mac that runs beside this program.
+std::unique_ptr<HardwareLink> connect() {
+    auto link = HardwareLink::connect(SimulatedMacFolder().descriptor());
+    if (!link)
+        throw std::runtime_error("No simulated Mac is running here; \"simmac serve\" starts one.");
+    return link;
+}
+
+/// Makes one call on it.
+template <typename Call>
+typename Call::Answer call(const Call& call) {
+    return connect()->call(call);
+}
+
+void printFans(const std::vector<FanState>& fans) {
+    for (const auto& fan : fans)
+        std::printf("fan %d  %-9s  %5.0f RPM  target %5.0f  range %.0f...%.0f\n", fan.index,
+                    fan.isManual ? "manual" : "automatic", fan.currentRPM.value_or(0), fan.targetRPM.value_or(0),
+                    fan.minRPM.value_or(0), fan.maxRPM.value_or(0));
+    if (fans.empty())
+        std::printf("no fans\n");
+}
+
+/// Runs a simulated Mac beside this program until the process is asked to stop. The folder is made if there is none.
+void serve(const std::string& profileName, double heatSpeed, double clockSpeed) {
+    const auto profile = Profile::named(profileName);
+    if (!profile)
+        throw std::runtime_error("There is no profile \"" + profileName + "\".");
+    const auto folder = SimulatedMacFolder::makeIfMissing();
+    if (!folder.problem().empty())
+        throw std::runtime_error("The simulated Mac has no place: " + folder.problem() + ".");
+    if (HardwareLink::connect(folder.descriptor()))
+        throw std::runtime_error("A simulated Mac is running here already.");
+    EventLoop loop;
+    SignalfdSignals signals(loop);
+    const HardwareServer server(loop, folder.descriptor(), *profile, heatSpeed, clockSpeed);
+    std::vector<std::unique_ptr<SignalSource>> sources;
+    for (const int signal : {SIGTERM, SIGINT})
+        sources.push_back(signals.deliver(signal, [&] { loop.stop(); }));
+    std::printf("The simulated Mac is up: %s.\n", profile->summary.c_str());
+    std::fflush(stdout);
+    loop.run();
+}
+
+void show(bool asJSON) {
+    const auto state = call(Show{});
+    if (asJSON) {
+        std::printf("%s\n", toJSON(state).c_str());
+        return;
+    }
+    printFans(state.fans);
+    for (const auto& [key, celsius] : state.temperatures)
+        std::printf("%s   %.1f degrees\n", key.c_str(), celsius);
+    std::printf("lid %s, %s, load %.0f%%, %zu power client(s), %zu write(s)\n", state.lidClosed ? "closed" : "open",
+                state.asleep ? "asleep" : "awake", state.load * 100, state.powerClients, state.writes.size());
+}
+
+void fallAsleep(const Sleep& asked) {
+    const auto report = call(asked);
+    std::printf("asleep %.3f s after it was announced; %d client(s) acknowledged, %d did not\n", report.seconds,
+                report.acknowledged, report.missing);
+    std::printf("when the last acknowledgement came:\n");
+    printFans(report.fans);
+}
+
+// The command line.
 
 struct Arguments {
     std::string profile = "laptop";
@@ -82,45 +160,42 @@ void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
     serves->add_option("--speed", arguments.clockSpeed, "How many times faster the Mac's own clock runs")
         ->check(CLI::Range(0.01, 1000.0))
         ->capture_default_str();
-    serves->callback(
-        [&] { action = [&] { mac_commands::serve(arguments.profile, arguments.heatSpeed, arguments.clockSpeed); }; });
+    serves->callback([&] { action = [&] { serve(arguments.profile, arguments.heatSpeed, arguments.clockSpeed); }; });
 }
 
 void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
     auto* shows = app.add_subcommand("show", "Shows the state of the Mac.");
     shows->add_flag("--json", arguments.isJSON, "Print JSON, including the latest writes");
-    shows->callback([&] { action = [&] { mac_commands::show(arguments.isJSON); }; });
+    shows->callback([&] { action = [&] { show(arguments.isJSON); }; });
 
     auto* lid = app.add_subcommand("lid", "Opens or closes the lid.");
     lid->add_option("state", arguments.state, "open, close, or text for a property that is not a boolean")
         ->required()
         ->check(CLI::IsMember(lidStates));
-    lid->callback([&] { action = [&] { mac_commands::call(SetLid{lidStates.at(arguments.state)}); }; });
+    lid->callback([&] { action = [&] { call(SetLid{lidStates.at(arguments.state)}); }; });
 
     auto* sleep = app.add_subcommand("sleep", "Puts the Mac to sleep, waiting up to 30 s for each acknowledgement.");
     sleep->add_flag("--now", arguments.isNow, "Without asking first, as when the lid or the menu does it");
-    sleep->callback([&] { action = [&] { mac_commands::sleep({arguments.isNow}); }; });
-    app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { mac_commands::call(Wake{}); }; });
+    sleep->callback([&] { action = [&] { fallAsleep({arguments.isNow}); }; });
+    app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { call(Wake{}); }; });
 
     auto* load = app.add_subcommand("load", "Sets how hard the chip works.");
     load->add_option("load", arguments.load, "0 to 1")->required()->check(CLI::Range(0.0, 1.0));
-    load->callback([&] { action = [&] { mac_commands::call(SetLoad{arguments.load}); }; });
+    load->callback([&] { action = [&] { call(SetLoad{arguments.load}); }; });
 
     auto* set = app.add_subcommand("set", "Holds a key at a value.");
     set->add_option("key", arguments.key, "For example Tp09, the chip's temperature")->required()->check(isKey);
     set->add_option("value", arguments.value, "A number, or auto to release the key")
         ->required()
         ->check(isNumberOrAuto);
-    set->callback([&] { action = [&] { mac_commands::call(SetKey{arguments.key, numberOrAuto(arguments.value)}); }; });
+    set->callback([&] { action = [&] { call(SetKey{arguments.key, numberOrAuto(arguments.value)}); }; });
 
     auto* interferes = app.add_subcommand("interfere", "Changes a fan as another program might.");
     interferes->add_option("fan", arguments.fan, "Index of the fan")->required();
     interferes->add_option("speed", arguments.value, "A speed in RPM, or auto to hand the fan back to the system")
         ->required()
         ->check(isNumberOrAuto);
-    interferes->callback([&] {
-        action = [&] { mac_commands::call(Interfere{arguments.fan, numberOrAuto(arguments.value)}); };
-    });
+    interferes->callback([&] { action = [&] { call(Interfere{arguments.fan, numberOrAuto(arguments.value)}); }; });
 }
 
 void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
@@ -129,7 +204,7 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
 
     auto* fail = faults->add_subcommand("fail", "Makes the n-th exchange from now fail.");
     fail->add_option("n", arguments.n, "1 is the next")->required()->check(CLI::Range(1, 1'000'000));
-    fail->callback([&] { action = [&] { mac_commands::call(FailExchange{arguments.n}); }; });
+    fail->callback([&] { action = [&] { call(FailExchange{arguments.n}); }; });
 
     auto* answer =
         faults->add_subcommand("answer", "Answers exchanges with a result byte instead of carrying them out.");
@@ -140,32 +215,32 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
     answer->callback([&] {
         action = [&] {
             const auto& command = arguments.command;
-            mac_commands::call(AnswerWith{arguments.answeredKey,
-                                          command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
-                                          static_cast<std::uint8_t>(arguments.result)});
+            call(AnswerWith{arguments.answeredKey,
+                            command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
+                            static_cast<std::uint8_t>(arguments.result)});
         };
     });
 
     auto* size = faults->add_subcommand("size", "Makes a key report another size than it has.");
     size->add_option("key", arguments.key)->required()->check(isKey);
     size->add_option("size", arguments.size)->required();
-    size->callback([&] { action = [&] { mac_commands::call(ReportSize{arguments.key, arguments.size}); }; });
+    size->callback([&] { action = [&] { call(ReportSize{arguments.key, arguments.size}); }; });
 
     auto* type = faults->add_subcommand("type", "Makes a key report another type than it has.");
     type->add_option("key", arguments.key)->required()->check(isKey);
     type->add_option("type", arguments.type)->required();
-    type->callback([&] { action = [&] { mac_commands::call(ReportType{arguments.key, arguments.type}); }; });
+    type->callback([&] { action = [&] { call(ReportType{arguments.key, arguments.type}); }; });
 
     auto* remove = faults->add_subcommand("remove", "Removes a key for good.");
     remove->add_option("key", arguments.key)->required()->check(isKey);
-    remove->callback([&] { action = [&] { mac_commands::call(RemoveKey{arguments.key}); }; });
+    remove->callback([&] { action = [&] { call(RemoveKey{arguments.key}); }; });
 
     auto* slow = faults->add_subcommand("slow", "Delays the answer to every exchange.");
     slow->add_option("seconds", arguments.seconds)->required()->check(CLI::Range(0.0, 60.0));
-    slow->callback([&] { action = [&] { mac_commands::call(AnswerSlowly{arguments.seconds}); }; });
+    slow->callback([&] { action = [&] { call(AnswerSlowly{arguments.seconds}); }; });
 
     faults->add_subcommand("clear", "Ends every fault, but does not bring back removed keys.")->callback([&] {
-        action = [] { mac_commands::call(ClearFaults{}); };
+        action = [] { call(ClearFaults{}); };
     });
 }
 
