@@ -3,13 +3,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "prove/life/Coverage.h"
 #include "prove/life/Generator.h"
-#include "prove/life/Shrink.h"
 #include "prove/life/TwoLives.h"
 
 using namespace kelo;
@@ -75,6 +75,32 @@ int replay(const std::string& path) {
     const auto difference = TwoLives::differenceOf(*script);
     std::printf("%s", difference ? difference->c_str() : "no difference\n");
     return difference ? 1 : 0;
+}
+
+Script without(const Script& script, std::size_t begin, std::size_t count) {
+    Script rest(script.begin(), script.begin() + static_cast<std::ptrdiff_t>(begin));
+    rest.insert(rest.end(), script.begin() + static_cast<std::ptrdiff_t>(std::min(begin + count, script.size())),
+                script.end());
+    return rest;
+}
+
+/// Leaves out of a script what is not needed for `fails` to hold of it: the result fails, and no single input of it can
+/// be spared.
+Script shrunk(Script script, const std::function<bool(const Script&)>& fails) {
+    for (auto count = std::max<std::size_t>(script.size() / 2, 1);;) {
+        bool isShorter = false;
+        for (std::size_t begin = 0; begin < script.size();) {
+            if (auto rest = without(script, begin, count); fails(rest)) {
+                script = std::move(rest);
+                isShorter = true;
+            } else {
+                begin += count;
+            }
+        }
+        if (count == 1 && !isShorter)
+            return script;
+        count = std::max<std::size_t>(count / 2, 1);
+    }
 }
 
 /// Prints the shortest script that still shows a difference.
