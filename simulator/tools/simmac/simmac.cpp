@@ -114,7 +114,8 @@ struct Arguments {
     double seconds = 0;
 };
 
-using Action = std::function<void()>;
+/// What each command does.
+using Actions = std::map<const CLI::App*, std::function<void()>>;
 
 /// A number, or none for "auto".
 std::optional<double> numberOrAuto(const std::string& text) {
@@ -149,7 +150,7 @@ std::string profileHelp() {
     return help;
 }
 
-void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
+void declareServe(CLI::App& app, Arguments& arguments, Actions& actions) {
     auto* serves = app.add_subcommand("serve", "Runs a simulated Mac until it is stopped.");
     serves->add_option("--profile", arguments.profile, profileHelp())
         ->check(CLI::IsMember(Profile::names()))
@@ -160,51 +161,51 @@ void declareServe(CLI::App& app, Arguments& arguments, Action& action) {
     serves->add_option("--speed", arguments.clockSpeed, "How many times faster the Mac's own clock runs")
         ->check(CLI::Range(0.01, 1000.0))
         ->capture_default_str();
-    serves->callback([&] { action = [&] { serve(arguments.profile, arguments.heatSpeed, arguments.clockSpeed); }; });
+    actions[serves] = [&] { serve(arguments.profile, arguments.heatSpeed, arguments.clockSpeed); };
 }
 
-void declareDriving(CLI::App& app, Arguments& arguments, Action& action) {
+void declareDriving(CLI::App& app, Arguments& arguments, Actions& actions) {
     auto* shows = app.add_subcommand("show", "Shows the state of the Mac.");
     shows->add_flag("--json", arguments.isJSON, "Print JSON, including the latest writes");
-    shows->callback([&] { action = [&] { show(arguments.isJSON); }; });
+    actions[shows] = [&] { show(arguments.isJSON); };
 
     auto* lid = app.add_subcommand("lid", "Opens or closes the lid.");
     lid->add_option("state", arguments.state, "open, close, or text for a property that is not a boolean")
         ->required()
         ->check(CLI::IsMember(lidStates));
-    lid->callback([&] { action = [&] { call(SetLid{lidStates.at(arguments.state)}); }; });
+    actions[lid] = [&] { call(SetLid{lidStates.at(arguments.state)}); };
 
     auto* sleep = app.add_subcommand("sleep", "Puts the Mac to sleep, waiting up to 30 s for each acknowledgement.");
     sleep->add_flag("--now", arguments.isNow, "Without asking first, as when the lid or the menu does it");
-    sleep->callback([&] { action = [&] { fallAsleep({arguments.isNow}); }; });
-    app.add_subcommand("wake", "Wakes the Mac.")->callback([&] { action = [] { call(Wake{}); }; });
+    actions[sleep] = [&] { fallAsleep({arguments.isNow}); };
+    actions[app.add_subcommand("wake", "Wakes the Mac.")] = [] { call(Wake{}); };
 
     auto* load = app.add_subcommand("load", "Sets how hard the chip works.");
     load->add_option("load", arguments.load, "0 to 1")->required()->check(CLI::Range(0.0, 1.0));
-    load->callback([&] { action = [&] { call(SetLoad{arguments.load}); }; });
+    actions[load] = [&] { call(SetLoad{arguments.load}); };
 
     auto* set = app.add_subcommand("set", "Holds a key at a value.");
     set->add_option("key", arguments.key, "For example Tp09, the chip's temperature")->required()->check(isKey);
     set->add_option("value", arguments.value, "A number, or auto to release the key")
         ->required()
         ->check(isNumberOrAuto);
-    set->callback([&] { action = [&] { call(SetKey{arguments.key, numberOrAuto(arguments.value)}); }; });
+    actions[set] = [&] { call(SetKey{arguments.key, numberOrAuto(arguments.value)}); };
 
     auto* interferes = app.add_subcommand("interfere", "Changes a fan as another program might.");
     interferes->add_option("fan", arguments.fan, "Index of the fan")->required();
     interferes->add_option("speed", arguments.value, "A speed in RPM, or auto to hand the fan back to the system")
         ->required()
         ->check(isNumberOrAuto);
-    interferes->callback([&] { action = [&] { call(Interfere{arguments.fan, numberOrAuto(arguments.value)}); }; });
+    actions[interferes] = [&] { call(Interfere{arguments.fan, numberOrAuto(arguments.value)}); };
 }
 
-void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
+void declareFaults(CLI::App& app, Arguments& arguments, Actions& actions) {
     auto* faults = app.add_subcommand("fault", "Makes the controller fail, refuse or lie.");
     faults->require_subcommand(1);
 
     auto* fail = faults->add_subcommand("fail", "Makes the n-th exchange from now fail.");
     fail->add_option("n", arguments.n, "1 is the next")->required()->check(CLI::Range(1, 1'000'000));
-    fail->callback([&] { action = [&] { call(FailExchange{arguments.n}); }; });
+    actions[fail] = [&] { call(FailExchange{arguments.n}); };
 
     auto* answer =
         faults->add_subcommand("answer", "Answers exchanges with a result byte instead of carrying them out.");
@@ -212,36 +213,33 @@ void declareFaults(CLI::App& app, Arguments& arguments, Action& action) {
     answer->add_option("--key", arguments.answeredKey, "Only exchanges on this key")->check(isKey);
     answer->add_option("--command", arguments.command, "Only exchanges of this command")
         ->check(CLI::IsMember(controllerCommands));
-    answer->callback([&] {
-        action = [&] {
-            const auto& command = arguments.command;
-            call(AnswerWith{arguments.answeredKey,
-                            command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
-                            static_cast<std::uint8_t>(arguments.result)});
-        };
-    });
+    actions[answer] = [&] {
+        const auto& command = arguments.command;
+        call(AnswerWith{arguments.answeredKey, command ? std::optional(controllerCommands.at(*command)) : std::nullopt,
+                        static_cast<std::uint8_t>(arguments.result)});
+    };
 
     auto* size = faults->add_subcommand("size", "Makes a key report another size than it has.");
     size->add_option("key", arguments.key)->required()->check(isKey);
     size->add_option("size", arguments.size)->required();
-    size->callback([&] { action = [&] { call(ReportSize{arguments.key, arguments.size}); }; });
+    actions[size] = [&] { call(ReportSize{arguments.key, arguments.size}); };
 
     auto* type = faults->add_subcommand("type", "Makes a key report another type than it has.");
     type->add_option("key", arguments.key)->required()->check(isKey);
     type->add_option("type", arguments.type)->required();
-    type->callback([&] { action = [&] { call(ReportType{arguments.key, arguments.type}); }; });
+    actions[type] = [&] { call(ReportType{arguments.key, arguments.type}); };
 
     auto* remove = faults->add_subcommand("remove", "Removes a key for good.");
     remove->add_option("key", arguments.key)->required()->check(isKey);
-    remove->callback([&] { action = [&] { call(RemoveKey{arguments.key}); }; });
+    actions[remove] = [&] { call(RemoveKey{arguments.key}); };
 
     auto* slow = faults->add_subcommand("slow", "Delays the answer to every exchange.");
     slow->add_option("seconds", arguments.seconds)->required()->check(CLI::Range(0.0, 60.0));
-    slow->callback([&] { action = [&] { call(AnswerSlowly{arguments.seconds}); }; });
+    actions[slow] = [&] { call(AnswerSlowly{arguments.seconds}); };
 
-    faults->add_subcommand("clear", "Ends every fault, but does not bring back removed keys.")->callback([&] {
-        action = [] { call(ClearFaults{}); };
-    });
+    actions[faults->add_subcommand("clear", "Ends every fault, but does not bring back removed keys.")] = [] {
+        call(ClearFaults{});
+    };
 }
 
 int run(int argc, const char* const* argv) {
@@ -250,12 +248,13 @@ int run(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.footer("Exit status: 0 success, 1 failed (the reason is on standard error), 2 incorrect usage.");
     Arguments arguments;
-    Action action;
-    declareServe(app, arguments, action);
-    declareDriving(app, arguments, action);
-    declareFaults(app, arguments, action);
+    Actions actions;
+    declareServe(app, arguments, actions);
+    declareDriving(app, arguments, actions);
+    declareFaults(app, arguments, actions);
     return runProgram(app, argc, argv, [&] {
-        action();
+        const auto* const chosen = &innermostCommand(app);
+        actions.at(chosen)();
         return exit_status::done;
     });
 }
