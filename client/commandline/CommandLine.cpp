@@ -73,17 +73,19 @@ std::optional<int> CommandLine::parse(int argc, const char* const* argv) {
     return exit_status::wrongUsage;
 }
 
+const Command& CommandLine::command() const { return commands_.at(&innermostCommand(app_)); }
+
 void CommandLine::declareStatus() {
     auto* status = app_.add_subcommand("status", "Shows the fans and the temperature of the chip.");
     auto* json = status->add_flag("--json", isJSON_, "Print the helper's JSON as it is");
     status->add_flag("--line", isLine_, "Print one short line, for a status bar")->excludes(json);
     status->footer("Examples:\n  kelo status\n  kelo status --json");
-    status->callback([this] {
+    const auto print = [this](auto& helper, auto& terminal) {
         using commands::StatusForm;
         const auto form = isJSON_ ? StatusForm::json : isLine_ ? StatusForm::line : StatusForm::gauges;
-        command_ =
-            asking([form](auto& helper, auto& terminal) { commands::status(helper, terminal, form); }, sameVersion);
-    });
+        commands::status(helper, terminal, form);
+    };
+    commands_[status] = asking(print, sameVersion);
 }
 
 void CommandLine::declareWatch() {
@@ -92,14 +94,12 @@ void CommandLine::declareWatch() {
     watch->add_flag("--json", isJSON_, "Print the helper's JSON and the time in a line per reading")->excludes(plain);
     watch->add_option("--interval", interval_, "Time between two readings; 1s by default")->check(isDuration);
     watch->footer("Examples:\n  kelo watch\n  kelo watch --plain --interval 10s\n  kelo watch --json >readings.json");
-    watch->callback([this] {
+    commands_[watch] = [this](const Surroundings& surroundings, Terminal& terminal) {
         using commands::WatchForm;
         const auto form = isJSON_ ? WatchForm::json : isPlain_ ? WatchForm::lines : WatchForm::live;
-        command_ = [this, form](const Surroundings& surroundings, Terminal& terminal) {
-            commands::watch(surroundings, terminal, form, *parseDuration(interval_));
-            return exit_status::done;
-        };
-    });
+        commands::watch(surroundings, terminal, form, *parseDuration(interval_));
+        return exit_status::done;
+    };
 }
 
 void CommandLine::declareHold() {
@@ -111,35 +111,29 @@ void CommandLine::declareHold() {
     hold->add_flag("--hand-back-on-lid-close", handsBackOnLidClose_, "Hand the fans back while the lid is closed");
     hold->footer("Examples:\n  kelo hold 0.5\n  kelo hold 75% --for 30m\n  kelo hold 50% --hand-back-on-lid-close\n"
                  "  kelo hold 3000rpm\n  kelo hold 80% -- make -j8   exits with the status of the command");
-    hold->callback([this] {
-        command_ = [this](const Surroundings& surroundings, Terminal& terminal) {
-            return commands::hold(surroundings, terminal,
-                                  {*parseSpeed(speed_), handsBackOnLidClose_,
-                                   duration_ ? parseDuration(*duration_) : std::nullopt, companion_});
-        };
-    });
+    commands_[hold] = [this](const Surroundings& surroundings, Terminal& terminal) {
+        return commands::hold(surroundings, terminal,
+                              {*parseSpeed(speed_), handsBackOnLidClose_,
+                               duration_ ? parseDuration(*duration_) : std::nullopt, companion_});
+    };
 }
 
 void CommandLine::declareRequests() {
-    app_.add_subcommand("hand-back", "Ends any hold, so that the system controls the fans again.")->callback([this] {
-        command_ = asking(commands::handBack, anyVersion);
-    });
-    app_.add_subcommand("version", "Compares the helper's interface version with this program's.")->callback([this] {
-        command_ = asking(commands::version, anyVersion);
-    });
-    app_.add_subcommand("stand-down", "Asks the helper to hand the fans back and exit.")->callback([this] {
-        command_ = asking(commands::standDown, anyVersion);
-    });
+    const auto declare = [this](const char* name, const char* description,
+                                void (*request)(HelperConnection&, Terminal&)) {
+        commands_[app_.add_subcommand(name, description)] = asking(request, anyVersion);
+    };
+    declare("hand-back", "Ends any hold, so that the system controls the fans again.", commands::handBack);
+    declare("version", "Compares the helper's interface version with this program's.", commands::version);
+    declare("stand-down", "Asks the helper to hand the fans back and exit.", commands::standDown);
 }
 
 void CommandLine::declareDoctor() {
     auto* doctor = app_.add_subcommand("doctor", "Finds out whether everything works, and what to do if not.");
     doctor->add_flag("--report", isReport_, "Print a report to attach to a bug report, without private details");
-    doctor->callback([this] {
-        command_ = [this](const Surroundings& surroundings, Terminal& terminal) {
-            return commands::doctor(surroundings, terminal, isReport_ ? "kelo " KELO_VERSION : "");
-        };
-    });
+    commands_[doctor] = [this](const Surroundings& surroundings, Terminal& terminal) {
+        return commands::doctor(surroundings, terminal, isReport_ ? "kelo " KELO_VERSION : "");
+    };
 }
 
 void CommandLine::declareCompletions() {
@@ -150,12 +144,10 @@ void CommandLine::declareCompletions() {
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));
     completions->footer("Examples:\n  eval \"$(kelo completions bash)\"\n"
                         "  kelo completions fish >~/.config/fish/completions/kelo.fish");
-    completions->callback([this] {
-        command_ = [this](const Surroundings&, Terminal& terminal) {
-            terminal.print(completionsOf(app_, shell_));
-            return exit_status::done;
-        };
-    });
+    commands_[completions] = [this](const Surroundings&, Terminal& terminal) {
+        terminal.print(completionsOf(app_, shell_));
+        return exit_status::done;
+    };
 }
 
 void CommandLine::declareHelp() {
@@ -164,14 +156,12 @@ void CommandLine::declareHelp() {
         topics.push_back(command->get_name());
     auto* help = app_.add_subcommand("help", "Shows how kelo, or one of its commands, is used.");
     help->add_option("topic", topic_, "A command")->check(CLI::IsMember(topics));
-    help->callback([this] {
-        command_ = [this](const Surroundings&, Terminal& terminal) {
-            const auto* const topic = topic_.empty() ? &app_ : app_.get_subcommand(topic_);
-            const std::string name = topic_.empty() ? "kelo" : "kelo " + topic_;
-            terminal.print(app_.get_formatter()->make_help(topic, name, CLI::AppFormatMode::Normal));
-            return exit_status::done;
-        };
-    });
+    commands_[help] = [this](const Surroundings&, Terminal& terminal) {
+        const auto* const topic = topic_.empty() ? &app_ : app_.get_subcommand(topic_);
+        const std::string name = topic_.empty() ? "kelo" : "kelo " + topic_;
+        terminal.print(app_.get_formatter()->make_help(topic, name, CLI::AppFormatMode::Normal));
+        return exit_status::done;
+    };
 }
 
 } // namespace kelo

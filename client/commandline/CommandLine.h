@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,10 +22,11 @@ public:
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    /// Sets the command, or returns the status with which the program must end at once; see `statusOfParsing`. Words
+    /// Chooses the command, or returns the status with which the program must end at once; see `statusOfParsing`. Words
     /// after "--" are a command that runs during a hold.
     std::optional<int> parse(int argc, const char* const* argv);
-    const Command& command() const { return command_; }
+    /// The chosen command.
+    const Command& command() const;
 
 private:
     void declareStatus();
@@ -36,7 +38,7 @@ private:
     void declareHelp();
 
     CLI::App app_;
-    Command command_;
+    std::map<const CLI::App*, Command> commands_;
     bool isJSON_ = false;
     bool isLine_ = false;
     bool isPlain_ = false;
