@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "prove/life/ControllerInputs.h"
-#include "prove/life/ModelProcess.h"
+#include "prove/reference/Reference.h"
 
 namespace kelo {
 namespace {
@@ -133,7 +133,7 @@ std::string describe(const Input& input, const std::vector<TapeEntry>& daemon, c
 
 } // namespace
 
-TwoLives::TwoLives() : model_(ModelProcess::start) {}
+TwoLives::TwoLives() : model_(reference::Model::start) {}
 
 bool TwoLives::apply(const Input& input) {
     daemon_.tape.clear();

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
-#include <iterator>
 #include <utility>
+
+#include "helper/LogOutput.h"
+#include "protocol/FanSnapshot.h"
+#include "protocol/SigningInformation.h"
 
 namespace kelo::reference {
 namespace {
@@ -12,192 +15,178 @@ namespace {
 constexpr double orphanSeconds = 8.0;
 constexpr double standDownSeconds = 0.3;
 constexpr std::int64_t interfaceVersion = 6;
-constexpr std::uint32_t messageCanSleep = 0xE0000270;
-constexpr std::uint32_t messageWillSleep = 0xE0000280;
-constexpr std::uint32_t messagePoweredOn = 0xE0000300;
 constexpr int endingSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
 const std::string serviceName = "app.kelo.helper";
 const std::string appIdentifier = "app.kelo.Kelo";
 const std::string listenerCategory = "listener";
 
-// JSON has no text for NaN and infinities, so a record with one can't be sent.
-bool canBeEncoded(const Snapshot& snapshot) {
-    return std::isfinite(snapshot.currentRPM) && std::isfinite(snapshot.minRPM) && std::isfinite(snapshot.maxRPM) &&
-           std::isfinite(snapshot.targetRPM) && std::isfinite(snapshot.chipCelsius.value_or(0.0));
-}
-
 } // namespace
 
-Model::Model(Outside& outside) : outside_(outside) {}
+// Gives each request of a client to the model.
+class Model::Requests : public KeloHelperProtocol {
+public:
+    explicit Requests(Model& model) : model_(model) {}
+    void perform(requests::AnyCall call) override { model_.perform(call); }
 
-void Model::start() {
-    startService();
-    startBinaryWatch();
-    startListener();
+private:
+    Model& model_;
+};
+
+std::shared_ptr<void> Model::start(const Platform& platform) {
+    auto model = std::make_shared<Model>(platform);
+    model->startService();
+    model->startBinaryWatch();
+    model->startListener();
+    return model;
 }
 
 void Model::startService() {
     openFans();
-    if (fanCount_ == 0) {
-        outside_.log(serviceCategory, Level::error,
-                     "No controllable fan on this Mac \u2014 the helper will refuse every request.");
-        return;
-    }
-    hearsPower_ = outside_.registerForPower(); // for good: a machine may go to sleep while no fan is held
+    if (fanCount_ == 0)
+        error(serviceCategory, "No controllable fan on this Mac \u2014 the helper will refuse every request.");
+    else
+        registerForPower(); // for good: a machine may go to sleep while no fan is held
 }
 
 void Model::startBinaryWatch() {
-    binaryPath_ = outside_.ownExecutable();
-    if (!binaryPath_) {
-        outside_.log(listenerCategory, Level::error,
+    binaryPath_ = platform_.files.ownExecutable();
+    if (!binaryPath_)
+        return error(listenerCategory,
                      "Couldn't find our own executable; an update won't replace this process until restart.");
-        return;
-    }
-    binaryIdentity_ = outside_.identify(*binaryPath_);
-    isBinaryWatched_ = outside_.watch(*binaryPath_);
+    binaryIdentity_ = platform_.files.identify(*binaryPath_);
+    binaryWatch_ = platform_.files.watch(*binaryPath_, [this] {
+        if (!isGone_ && isBinaryWatched_)
+            lookAtBinary();
+    });
+    isBinaryWatched_ = binaryWatch_ != nullptr;
 }
 
 void Model::startListener() {
-    outside_.createListener(serviceName);
-    const std::optional<std::string> team = outside_.ownTeam();
+    listener_ = platform_.makeListener(serviceName);
+    listener_->setAdmission([this](IncomingConnection& connection) { return admit(connection); });
+    const std::optional<std::string> team = platform_.signing.teamIdentifier();
     if (team) {
-        outside_.setRequirement(requirementText(appIdentifier, *team));
-        outside_.log(listenerCategory, Level::notice, "Accepting only " + appIdentifier + " signed by " + *team + ".");
+        listener_->setConnectionCodeSigningRequirement(requirementText(appIdentifier, *team));
+        notice(listenerCategory, "Accepting only " + appIdentifier + " signed by " + *team + ".");
     } else {
-        outside_.log(listenerCategory, Level::error,
-                     "This helper isn't signed, so there is no one it can safely trust.");
+        error(listenerCategory, "This helper isn't signed, so there is no one it can safely trust.");
     }
     for (const int number : endingSignals)
-        outside_.makeSignalSource(number);
+        signals_.push_back(platform_.signals.deliver(number, [this] {
+            if (!isGone_)
+                leaveAfter("Asked to stop.");
+        }));
     if (team) {
-        outside_.resumeListener();
+        static_cast<void>(listener_->resume());
         isListening_ = true;
-        outside_.log(listenerCategory, Level::notice, "Listening on " + serviceName);
+        notice(listenerCategory, "Listening on " + serviceName);
     }
 }
 
-// Connections.
+// Connections and requests.
 
-bool Model::isBinaryCurrent() {
-    // A file that could not be identified at the start counts as current for ever.
-    return !binaryPath_ || !binaryIdentity_ || outside_.identify(*binaryPath_) == binaryIdentity_;
-}
-
-void Model::lookAtBinary() {
-    if (isBinaryCurrent())
-        return;
-    if (isBinaryWatched_) {
-        outside_.cancelFileWatch();
-        isBinaryWatched_ = false;
-    }
-    leaveAfter("Our binary was deleted or moved. Handing the fan back and leaving for the new helper.");
-}
-
-void Model::connectionArrived() {
+bool Model::admit(IncomingConnection& connection) {
     if (isGone_ || !isListening_)
-        return;
+        return false;
     if (!isBinaryCurrent()) {
-        outside_.post([this] {
+        post([this] {
             leaveAfter("Our binary was replaced on disk. Handing the fan back and leaving for the new helper.");
         });
-        return;
+        return false;
     }
-    outside_.acceptConnection();
-    outside_.post([this] { clientArrived(); });
+    const auto onEnd = [this] {
+        if (!isGone_)
+            post([this] { clientWentAway(); });
+    };
+    connection.exportObject(std::make_shared<Requests>(*this));
+    connection.setInvalidationHandler(onEnd);
+    connection.setInterruptionHandler(onEnd);
+    connection.resume();
+    post([this] { clientArrived(); });
+    return true;
 }
 
-void Model::connectionEnded() {
-    if (!isGone_)
-        outside_.post([this] { clientWentAway(); });
-}
-
-// Requests.
-
-void Model::helperVersion(RequestId request) {
-    if (!isGone_)
-        outside_.replyVersion(request, interfaceVersion);
-}
-
-void Model::fetchSnapshot(RequestId request) {
+void Model::perform(const requests::AnyCall& call) {
+    using requests::Call;
     if (isGone_)
         return;
-    outside_.post([this, request] {
-        if (fanCount_ == 0) {
-            outside_.replySnapshot(request, std::nullopt);
-            return;
-        }
-        const Snapshot snapshot = takeSnapshot();
-        outside_.replySnapshot(request, canBeEncoded(snapshot) ? std::optional<Snapshot>(snapshot) : std::nullopt);
-    });
+    std::visit(
+        requests::Overloaded{
+            [&](const Call<requests::FetchSnapshot>& made) { post([this, made] { made.reply(snapshot()); }); },
+            [&](const Call<requests::Hold>& made) { post([this, made] { made.reply(holdOnMain(made.request)); }); },
+            [&](const Call<requests::HandBack>& made) {
+                post([this, made] {
+                    endSession();
+                    made.reply(std::nullopt);
+                });
+            },
+            [&](const Call<requests::HelperVersion>& made) { made.reply(interfaceVersion); },
+            [&](const Call<requests::StandDown>& made) {
+                notice(serviceCategory, "A newer Kelo asked us to stand down.");
+                made.reply(requests::Nothing{});
+                platform_.machine.queue.postAfter(standDownSeconds, [this] {
+                    if (!isGone_)
+                        leave();
+                });
+            },
+        },
+        call);
 }
 
-void Model::hold(RequestId request, double fraction, bool handsBackOnLidClose) {
-    if (!isGone_) {
-        outside_.post(
-            [this, request, fraction, handsBackOnLidClose] { holdOnMain(request, fraction, handsBackOnLidClose); });
-    }
-}
+void Model::post(std::function<void()> work) { platform_.machine.queue.post(std::move(work)); }
 
-void Model::handBack(RequestId request) {
-    if (!isGone_)
-        outside_.post([this, request] { handBackOnMain(request); });
-}
-
-void Model::standDown(RequestId request) {
-    if (isGone_)
-        return;
-    outside_.log(serviceCategory, Level::notice, "A newer Kelo asked us to stand down.");
-    outside_.replyEmpty(request);
-    outside_.armTimer(Timer::standDown, standDownSeconds, false);
-}
-
-Snapshot Model::takeSnapshot() {
+// Nothing when there is no controller, and when a number is not finite: JSON has no text for it.
+std::optional<Data> Model::snapshot() {
+    if (fanCount_ == 0)
+        return std::nullopt;
     const std::vector<Fan> all = fans();
-    Snapshot snapshot;
-    if (!all.empty()) {
-        const Fan* fastest = &all.front();
-        for (const Fan& fan : all) {
-            if (fastest->currentRPM < fan.currentRPM)
-                fastest = &fan;
-            snapshot.underKeloControl = snapshot.underKeloControl || fan.isManual;
-        }
-        snapshot.fanCount = static_cast<std::int64_t>(all.size());
-        snapshot.currentRPM = fastest->currentRPM;
-        snapshot.minRPM = fastest->minRPM;
-        snapshot.maxRPM = fastest->maxRPM;
-        snapshot.targetRPM = fastest->targetRPM;
-        snapshot.addingAir = session_ && session_->isAddingAir;
-        snapshot.lidHasFan = session_ && session_->isHolding && !session_->isEngaged && !session_->isSleeping;
+    Fan fastest; // zeros without a fan
+    bool isManual = false;
+    for (const Fan& fan : all) {
+        if (&fan == &all.front() || fastest.currentRPM < fan.currentRPM)
+            fastest = fan;
+        isManual = isManual || fan.isManual;
     }
-    snapshot.warmth = warmth();
-    snapshot.chipCelsius = chipTemperature();
-    return snapshot;
+    const std::string word = warmth();
+    const std::optional<double> celsius = chipTemperature();
+    for (const double number :
+         {fastest.currentRPM, fastest.minRPM, fastest.maxRPM, fastest.targetRPM, celsius.value_or(0.0)})
+        if (!std::isfinite(number))
+            return std::nullopt;
+    const Hold hold = all.empty() ? Hold() : session_.value_or(Hold());
+    const FanSnapshot record{
+        .fanCount = static_cast<std::int64_t>(all.size()),
+        .currentRPM = fastest.currentRPM,
+        .minRPM = fastest.minRPM,
+        .maxRPM = fastest.maxRPM,
+        .targetRPM = fastest.targetRPM,
+        .underKeloControl = isManual,
+        .warmth = word,
+        .chipCelsius = celsius,
+        .addingAir = hold.isAddingAir,
+        .lidHasFan = hold.isHolding && !hold.isEngaged && !hold.isSleeping,
+    };
+    return record.encoded();
 }
 
-void Model::holdOnMain(RequestId request, double fraction, bool handsBackOnLidClose) {
-    if (fanCount_ == 0) {
-        outside_.replyError(request, noFansText);
-        return;
-    }
+Model::Refusal Model::holdOnMain(const requests::Hold& asked) {
+    if (fanCount_ == 0)
+        return noFansText;
     if (session_)
         stopHold(*session_);
-    hearsPower_ = hearsPower_ || outside_.registerForPower(); // without it the hold runs on, deaf to sleep
+    if (!power_)
+        registerForPower(); // without it the hold runs on, deaf to sleep
     Hold fresh;
-    fresh.asked = clampedFraction(fraction);
+    fresh.asked = clampedFraction(asked.fraction);
     fresh.isSleeping = isAsleep_;
-    fresh.handsBackOnLidClose = handsBackOnLidClose;
+    fresh.handsBackOnLidClose = asked.handsBackOnLidClose;
     session_ = fresh;
     const Refusal refusal = startHold(*session_);
     if (refusal) {
         restoreAuto(); // nobody would watch the fans that it has already switched
         session_.reset();
     }
-    outside_.replyError(request, refusal);
-}
-
-void Model::handBackOnMain(RequestId request) {
-    endSession();
-    outside_.replyError(request, std::nullopt);
+    return refusal;
 }
 
 // Clients and leaving.
@@ -212,9 +201,7 @@ void Model::endSession() {
 
 void Model::clientArrived() {
     clients_ += 1;
-    if (hasOrphanTimer_)
-        outside_.cancelTimer(Timer::orphan);
-    hasOrphanTimer_ = false;
+    orphanTimer_.reset();
 }
 
 void Model::clientWentAway() {
@@ -222,77 +209,70 @@ void Model::clientWentAway() {
     clients_ = std::max<std::int64_t>(left, 0);
     if (left > 0 || !session_)
         return;
-    outside_.log(serviceCategory, Level::notice, "Last client disconnected; handing the fan back shortly.");
-    if (hasOrphanTimer_)
-        outside_.cancelTimer(Timer::orphan);
-    outside_.armTimer(Timer::orphan, orphanSeconds, false);
-    hasOrphanTimer_ = true;
+    notice(serviceCategory, "Last client disconnected; handing the fan back shortly.");
+    orphanTimer_.reset();
+    orphanTimer_ = platform_.machine.queue.scheduleTimer(orphanSeconds, false, [this] { orphanTimerFired(); });
 }
 
 void Model::orphanTimerFired() {
-    if (clients_ != 0)
+    if (isGone_ || clients_ != 0)
         return;
     endSession();
-    outside_.log(serviceCategory, Level::notice, "Fan handed back to macOS after the client went away.");
+    notice(serviceCategory, "Fan handed back to macOS after the client went away.");
 }
 
-void Model::shutdownNow() {
-    endSession();
-    outside_.log(serviceCategory, Level::notice, "Handed the fan back on the way out.");
+bool Model::isBinaryCurrent() {
+    // A file that could not be identified at the start counts as current for ever.
+    return !binaryPath_ || !binaryIdentity_ || platform_.files.identify(*binaryPath_) == binaryIdentity_;
+}
+
+void Model::lookAtBinary() {
+    if (isBinaryCurrent())
+        return;
+    if (std::exchange(isBinaryWatched_, false))
+        binaryWatch_->cancel();
+    leaveAfter("Our binary was deleted or moved. Handing the fan back and leaving for the new helper.");
 }
 
 void Model::leave() {
-    shutdownNow();
+    endSession();
+    notice(serviceCategory, "Handed the fan back on the way out.");
     isGone_ = true; // first, since ending the process may not return
-    outside_.exit(0);
+    platform_.exit(0);
 }
 
-void Model::leaveAfter(const std::string& notice) {
-    outside_.log(listenerCategory, Level::notice, notice);
+void Model::leaveAfter(const std::string& reason) {
+    notice(listenerCategory, reason);
     leave();
 }
 
-// Timers, power, file events and signals.
+// Power and log.
 
-void Model::timerFired(Timer which) {
+void Model::registerForPower() {
+    power_ = platform_.machine.power.registerForSystemPower(
+        [this](PowerMessage message, std::intptr_t id) { powerMessage(message, id); });
+}
+
+void Model::powerMessage(PowerMessage message, std::intptr_t id) {
     if (isGone_)
         return;
-    switch (which) {
-    case Timer::repair:
-        lookAtBinary(); // no event tells of every replacement
-        if (session_ && !isGone_)
-            reassertIfNeeded(*session_);
-        break;
-    case Timer::orphan:
-        orphanTimerFired();
-        break;
-    case Timer::standDown:
-        leave();
-        break;
-    }
-}
-
-void Model::powerMessage(std::uint32_t type, std::intptr_t id) {
-    if (isGone_ || !hearsPower_)
-        return;
-    isAsleep_ = type == messageWillSleep || (isAsleep_ && type != messagePoweredOn);
-    if (session_ && type == messageWillSleep)
+    const bool willBeAsleep = message == PowerMessage::systemWillSleep;
+    const bool isAwake = message == PowerMessage::systemHasPoweredOn;
+    isAsleep_ = willBeAsleep || (isAsleep_ && !isAwake);
+    if (session_ && willBeAsleep)
         willSleep(*session_);
-    if (session_ && type == messagePoweredOn)
+    if (session_ && isAwake)
         didWake(*session_);
-    if (type == messageCanSleep || type == messageWillSleep)
-        outside_.allowPowerChange(id); // last: the machine may sleep from here on
+    if (!isAwake)
+        power_->allowPowerChange(id); // last: the machine may sleep from here on
 }
 
-void Model::fileEvent() {
-    if (!isGone_ && isBinaryWatched_)
-        lookAtBinary();
+void Model::error(const std::string& category, const std::string& text) {
+    platform_.logOutput.writeStandardError("now [ERROR] " + category + ": " + text + "\n");
 }
 
-void Model::signal(int number) {
-    if (isGone_ || std::find(std::begin(endingSignals), std::end(endingSignals), number) == std::end(endingSignals))
-        return;
-    leaveAfter("Asked to stop.");
+void Model::notice(const std::string& category, const std::string& text) {
+    platform_.logOutput.writeStandardError("now [NOTICE] " + category + ": " + text + "\n");
 }
 
 } // namespace kelo::reference

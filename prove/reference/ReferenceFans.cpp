@@ -5,6 +5,10 @@
 #include <cstring>
 #include <limits>
 
+#include "core/fan/Clock.h"
+#include "core/fan/Rights.h"
+#include "core/smc/SMCExchange.h"
+
 namespace kelo::reference {
 namespace {
 
@@ -24,7 +28,7 @@ constexpr std::size_t offsetBytes = 48;
 constexpr std::int32_t statusNoKeyInfo = -2;
 constexpr std::int32_t statusNoExchange = -3;
 constexpr std::int64_t unlockNanoseconds = 4'000'000'000;
-constexpr std::uint32_t retryMicroseconds = 100'000;
+constexpr double retrySeconds = 0.1;
 const std::string needsRootText = "Changing fan speed needs administrator rights. Run this with sudo.";
 
 std::string modeRejectedText(std::int32_t code) {
@@ -72,10 +76,19 @@ std::int32_t saturated(float value) {
 
 // Key client.
 
+bool Model::exchange(const Record& in, Record& out) {
+    SMCKeyData sent;
+    SMCKeyData reply{};
+    std::memcpy(&sent, in.data(), sizeof sent);
+    const bool isDone = platform_.machine.exchange.exchange(smcConnection_, sent, reply);
+    std::memcpy(out.data(), &reply, sizeof reply);
+    return isDone;
+}
+
 std::optional<Model::KeyInfo> Model::keyInfo(const std::string& key) {
     const Record in = request(key, commandKeyInfo);
     Record out{};
-    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0)
+    if (!exchange(in, out) || out[offsetResult] != 0)
         return std::nullopt;
     return KeyInfo{get32(out, offsetSize), get32(out, offsetType)};
 }
@@ -88,7 +101,7 @@ std::optional<std::array<std::uint8_t, 32>> Model::readValue(const std::string& 
     Record in = request(key, commandRead);
     put32(in, offsetSize, info.size);
     Record out{};
-    if (!outside_.exchange(smcConnection_, in, out) || out[offsetResult] != 0)
+    if (!exchange(in, out) || out[offsetResult] != 0)
         return std::nullopt;
     std::array<std::uint8_t, 32> value{};
     std::memcpy(value.data(), &out[offsetBytes], value.size());
@@ -126,7 +139,7 @@ std::int32_t Model::writeValue(const std::string& key, const std::array<std::uin
     put32(in, offsetSize, size); // announced as given, even beyond the 32 bytes there are
     std::memcpy(&in[offsetBytes], value.data(), std::min<std::size_t>(size, value.size()));
     Record out{};
-    if (!outside_.exchange(smcConnection_, in, out))
+    if (!exchange(in, out))
         return statusNoExchange;
     return out[offsetResult];
 }
@@ -156,12 +169,12 @@ std::int32_t Model::writeFloat(const std::string& key, float value) {
 // Fans and sensors.
 
 void Model::openFans() {
-    smcConnection_ = outside_.openController();
+    smcConnection_ = platform_.machine.exchange.open();
     if (smcConnection_ == 0)
         return;
     fanCount_ = readByte("FNum").value_or(0);
     if (fanCount_ == 0) {
-        outside_.closeController(smcConnection_);
+        platform_.machine.exchange.close(smcConnection_);
         smcConnection_ = 0;
     }
 }
@@ -201,29 +214,31 @@ std::string Model::warmth() {
     return celsius ? warmthText(*celsius) : "cool";
 }
 
+std::int64_t Model::nowNanoseconds() { return std::llround(platform_.machine.clock.now() * 1e9); }
+
 Model::Refusal Model::engageManual(int index, bool& neededUnlock) {
     neededUnlock = false;
-    if (!outside_.isRoot())
+    if (!platform_.machine.rights.isRoot())
         return needsRootText;
     const std::string mode = fanKey(index, "Md");
     if (writeByte(mode, 1) == 0)
         return std::nullopt;
     writeByte("Ftst", 1); // refused or not, the retries below decide
-    const std::int64_t deadline = outside_.nowNanoseconds() + unlockNanoseconds;
+    const std::int64_t deadline = nowNanoseconds() + unlockNanoseconds;
     std::int32_t lastCode = 0;
-    while (outside_.nowNanoseconds() < deadline) {
+    while (nowNanoseconds() < deadline) {
         lastCode = writeByte(mode, 1);
         if (lastCode == 0) {
             neededUnlock = true;
             return std::nullopt;
         }
-        outside_.sleepMicroseconds(retryMicroseconds);
+        platform_.machine.clock.sleep(retrySeconds);
     }
     return modeRejectedText(lastCode); // the unlock switch stays on; handing back clears it
 }
 
 Model::Refusal Model::setTarget(int index, double rpm) {
-    if (!outside_.isRoot())
+    if (!platform_.machine.rights.isRoot())
         return needsRootText;
     const std::optional<double> min = readFloat(fanKey(index, "Mn"));
     if (!min)

@@ -15,10 +15,11 @@ std::string boolText(bool value) { return value ? "true" : "false"; }
 
 // The hold.
 
-void Model::emit(const std::string& event) { outside_.log(serviceCategory, Level::notice, "hold: " + event); }
+void Model::emit(const std::string& event) { notice(serviceCategory, "hold: " + event); }
 
 bool Model::gateIsOpen(const Hold& hold) {
-    const bool isLidClosed = readsAsClosed(outside_.lidProperty()); // asked even when sleep alone decides
+    // Asked even when sleep alone decides.
+    const bool isLidClosed = readsAsClosed(platform_.machine.clamshell.clamshellState());
     return mayHold(hold.isSleeping, isLidClosed, hold.handsBackOnLidClose);
 }
 
@@ -33,8 +34,12 @@ Model::Refusal Model::startHold(Hold& hold) {
     } else {
         emit("yielded");
     }
-    outside_.armTimer(Timer::repair, repairSeconds, true);
-    hold.isTimerArmed = true;
+    repairTimer_ = platform_.machine.queue.scheduleTimer(repairSeconds, true, [this] {
+        if (!isGone_)
+            lookAtBinary(); // no event tells of every replacement
+        if (session_ && !isGone_)
+            reassertIfNeeded(*session_);
+    });
     return std::nullopt;
 }
 
@@ -43,10 +48,7 @@ void Model::stopHold(Hold& hold) {
         return;
     hold.isHolding = false;
     hold.isEngaged = false;
-    if (hold.isTimerArmed) {
-        outside_.cancelTimer(Timer::repair);
-        hold.isTimerArmed = false;
-    }
+    repairTimer_.reset();
     restoreAuto();
     emit("released");
 }

@@ -62,16 +62,10 @@ bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose) {
     return !isSleeping && !(isLidClosed && handsBackOnLidClose);
 }
 
-bool readsAsClosed(const LidProperty& property) {
-    switch (property.kind) {
-    case LidProperty::Kind::boolean:
-        return property.boolean;
-    case LidProperty::Kind::number:
-        return property.number == 1.0; // only 0 and 1 convert to a boolean
-    case LidProperty::Kind::other:
-        break;
-    }
-    return false;
+bool readsAsClosed(const ClamshellProperty& property) {
+    const auto* const boolean = std::get_if<bool>(&property);
+    const auto* const number = std::get_if<double>(&property);
+    return (boolean != nullptr && *boolean) || (number != nullptr && *number == 1.0); // only 0 and 1 convert
 }
 
 std::string warmthText(double celsius) {

@@ -7,22 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "core/hold/Clamshell.h"
+
 namespace kelo::reference {
 
 // How many chip readings are averaged.
 inline constexpr std::size_t smoothingWindow = 8;
-
-// What the root power domain answers about the lid.
-struct LidProperty {
-    enum class Kind {
-        boolean, // `boolean` holds it
-        number,  // `number` holds it
-        other,   // there is no such property, or it is anything else, for example a string
-    };
-    Kind kind = Kind::other;
-    bool boolean = false;
-    double number = 0.0;
-};
 
 // 0 or less becomes 0 and above 1 becomes 1; a NaN stays.
 double clampedFraction(double fraction);
@@ -39,7 +29,7 @@ double easedFraction(double from, double to);
 // Whether a hold may keep the fans.
 bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose);
 // Whether the lid property reads as closed.
-bool readsAsClosed(const LidProperty& property);
+bool readsAsClosed(const ClamshellProperty& property);
 // "cool", "warm" or "hot".
 std::string warmthText(double celsius);
 // Signed upper-case base 16 without padding, as written after "0x" in error texts.
