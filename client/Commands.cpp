@@ -15,7 +15,7 @@ std::string forPeople(const FanSnapshot& snapshot, const Style& style) {
         lines.push_back(labelled(
             "range",
             decimal(snapshot.minRPM, 0) + " to " + decimal(snapshot.maxRPM, 0) + " RPM" +
-                (snapshot.fanCount > 1 ? ", of the fastest of " + std::to_string(snapshot.fanCount) + " fans" : "")));
+                (snapshot.fanCount > 1 ? " (fastest of " + std::to_string(snapshot.fanCount) + " fans)" : "")));
     lines.push_back(labelled("control", controlText(snapshot)));
     std::string text;
     for (const auto& line : lines)

@@ -167,7 +167,7 @@ private:
                 retryAt_ = terminal_.now().seconds + retryInterval;
                 take();
                 isLost_ = false;
-                tell("The hold was asked for again.");
+                tell("The hold was requested again.");
             }
             const auto snapshot = fetchReading(view_.helper()).snapshot;
             isSilent_ = false;
@@ -202,7 +202,7 @@ private:
     }
 
     std::string title() const {
-        const std::string state = isLost_ ? " (waiting to ask for it again)" : standingTexts[standing_.state()].title;
+        const std::string state = isLost_ ? " (waiting to request it again)" : standingTexts[standing_.state()].title;
         return "kelo hold " + percentText(fraction_) + (timeLeft().empty() ? "" : ", " + timeLeft()) + state;
     }
 
@@ -216,7 +216,7 @@ private:
             say("The fans are under automatic control.");
         } catch (const HelperSilent& silent) {
             fail<HelperSilent>(status, silent.what(),
-                               " It hands the fans back 8 seconds after it has noticed that kelo has gone.");
+                               " It hands the fans back 8 seconds after it has noticed that kelo has exited.");
         } catch (const HelperUnreachable& unreachable) {
             fail<HelperUnreachable>(status, unreachable.what(),
                                     " After a crash the fans stay as they were: once a helper runs, use kelo "

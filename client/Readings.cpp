@@ -41,7 +41,7 @@ Reading fetchReading(HelperConnection& helper) {
 }
 
 std::string waitingText(const std::string& stopAdvice) {
-    return "Waiting for the helper. If it stays silent, this hands the fans back:\n  " + stopAdvice;
+    return "Waiting for the helper. If it does not answer, this command hands the fans back:\n  " + stopAdvice;
 }
 
 } // namespace kelo

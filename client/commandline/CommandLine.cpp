@@ -37,16 +37,16 @@ CommandLine::CommandLine() : app_("Shows and holds this Mac's fans through the K
     app_.set_version_flag("--version", "kelo " KELO_VERSION);
     app_.require_subcommand(1);
     app_.footer("Examples:\n"
-                "  kelo status                 what the fans do now\n"
+                "  kelo status                 shows the fans\n"
                 "  kelo hold 50%               holds them at half of their range until Ctrl-C\n"
                 "  kelo hold 3000rpm --for 30m holds them for half an hour\n"
                 "  kelo hold 80% -- make -j8   holds them while a command runs\n"
                 "  kelo watch                  shows them until Ctrl-C\n"
-                "  kelo doctor                 finds out why something does not work\n\n"
+                "  kelo doctor                 finds the cause of a problem\n\n"
                 "Exit status: 0 success, 1 refused or without effect (the reason is on standard error), or the doctor\n"
                 "found a fault, 2 incorrect usage, 3 the helper cannot be reached or does not answer, 4 helper and\n"
-                "kelo are of different versions, 5 the output cannot be written. A hold with a command has the status\n"
-                "of the command.");
+                "kelo have different versions, 5 the output cannot be written. A hold with a command exits with the\n"
+                "status of the command.");
     declareStatus();
     declareWatch();
     declareHold();
@@ -77,7 +77,7 @@ const Command& CommandLine::command() const { return commands_.at(&innermostComm
 
 void CommandLine::declareStatus() {
     auto* status = app_.add_subcommand("status", "Shows the fans and the temperature of the chip.");
-    auto* json = status->add_flag("--json", isJSON_, "Print the helper's JSON as it is");
+    auto* json = status->add_flag("--json", isJSON_, "Print the helper's JSON unchanged");
     status->add_flag("--line", isLine_, "Print one short line, for a status bar")->excludes(json);
     status->footer("Examples:\n  kelo status\n  kelo status --json");
     const auto print = [this](auto& helper, auto& terminal) {
@@ -107,7 +107,7 @@ void CommandLine::declareHold() {
     hold->add_option("speed", speed_, "0 to 1 or 0% to 100% of the range, or RPM of the fastest fan (3000rpm)")
         ->required()
         ->check(isSpeed);
-    hold->add_option("--for", duration_, "How long, for example 90s, 30m or 1h30m; then hand back")->check(isDuration);
+    hold->add_option("--for", duration_, "Duration, for example 90s, 30m or 1h30m; then hand back")->check(isDuration);
     hold->add_flag("--hand-back-on-lid-close", handsBackOnLidClose_, "Hand the fans back while the lid is closed");
     hold->footer("Examples:\n  kelo hold 0.5\n  kelo hold 75% --for 30m\n  kelo hold 50% --hand-back-on-lid-close\n"
                  "  kelo hold 3000rpm\n  kelo hold 80% -- make -j8   exits with the status of the command");
@@ -129,7 +129,7 @@ void CommandLine::declareRequests() {
 }
 
 void CommandLine::declareDoctor() {
-    auto* doctor = app_.add_subcommand("doctor", "Finds out whether everything works, and what to do if not.");
+    auto* doctor = app_.add_subcommand("doctor", "Checks that everything works, and suggests fixes.");
     doctor->add_flag("--report", isReport_, "Print a report to attach to a bug report, without private details");
     commands_[doctor] = [this](const Surroundings& surroundings, Terminal& terminal) {
         return commands::doctor(surroundings, terminal, isReport_ ? "kelo " KELO_VERSION : "");
@@ -137,8 +137,7 @@ void CommandLine::declareDoctor() {
 }
 
 void CommandLine::declareCompletions() {
-    auto* completions =
-        app_.add_subcommand("completions", "Prints what a shell needs to complete this program's words.");
+    auto* completions = app_.add_subcommand("completions", "Prints the completion script for a shell.");
     completions->add_option("shell", shell_, "bash, zsh or fish")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh", "fish"}));

@@ -8,7 +8,7 @@ std::string folderOf(const std::string& executable) { return executable.substr(0
 Finding installed(const RunCommand& run, const std::string& helper) {
     if (outputOf(run, {"ls", "-l", helper}).empty())
         return {Verdict::bad, "installed", "There is no " + helper + ".",
-                "./dev stage DIR lays out an installation; use the kelo in it."};
+                "./dev stage DIR creates an installation; use the kelo in it."};
     return {Verdict::good, "installed", helper, ""};
 }
 
@@ -39,8 +39,8 @@ Finding signedBy(const RunCommand& run, const std::string& folder, const std::st
     const auto ofHelper = verify(helper);
     const auto ofClient = verify(executable);
     if (!ofHelper || !ofClient)
-        return {Verdict::note, "signed", "There is no simsign beside this program, so the signatures are unknown.",
-                "Run the kelo of a folder that ./dev stage DIR has laid out."};
+        return {Verdict::note, "signed", "There is no simsign next to this program, so the signatures are unknown.",
+                "Run kelo in a folder that ./dev stage DIR has created."};
     for (const auto* verified : {&*ofHelper, &*ofClient})
         if (verified->status != 0)
             return {Verdict::bad, "signed", verified->output.substr(0, verified->output.find('\n')), signAgain};
@@ -48,7 +48,8 @@ Finding signedBy(const RunCommand& run, const std::string& folder, const std::st
     const auto own = valueOf(ofClient->output, "team: ");
     if (team != own)
         return {Verdict::bad, "signed",
-                "The helper is of team " + team + ", this kelo of team " + own + ": the helper refuses it.", signAgain};
+                "The helper is signed by team " + team + ", this kelo by team " + own + ": the helper refuses it.",
+                signAgain};
     return {Verdict::good, "signed", "both by team " + team, ""};
 }
 
@@ -69,7 +70,7 @@ void examineDevelopment(const RunCommand& run, const std::string& executable, co
 Finding developmentLog(const RunCommand& run) {
     const auto log = run({"journalctl", "--no-pager", "--no-hostname", "--quiet", "-n", "5", "-t", "app.kelo.helper"});
     if (!log || log->status != 0)
-        return {Verdict::note, "log", "There is no journal to read it from.",
+        return {Verdict::note, "log", "The journal is not available.",
                 "The helper also writes to the terminal that it was started in."};
     const auto lines = lastLines(log->output, 5);
     if (lines.empty())

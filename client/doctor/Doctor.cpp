@@ -10,7 +10,7 @@ constexpr std::size_t markColumns = 4;
 constexpr std::size_t subjectColumns = 11;
 
 /// In the order of `Verdict`.
-const Span marks[] = {{"ok", Ink::good}, {"--", Ink::warning}, {"!!", Ink::alarm}};
+const Span marks[] = {{"ok", Ink::good}, {"--", Ink::warning}, {"bad", Ink::alarm}};
 
 std::vector<Line> findingLines(const Finding& finding) {
     const auto& mark = marks[static_cast<std::size_t>(finding.verdict)];
@@ -57,8 +57,8 @@ int doctor(const Surroundings& surroundings, Terminal& terminal, const std::stri
     (isMac ? examineMac : examineDevelopment)(run, executable, report);
     examineService(surroundings, terminal, faults == 0, report);
     report(isMac ? macLog(run) : developmentLog(run));
-    terminal.print(faults > 0  ? "\nEach line marked !! needs something done; begin with the first.\n"
-                   : notes > 0 ? "\nNo fault found. The lines marked -- are worth reading.\n"
+    terminal.print(faults > 0  ? "\nFix the lines marked bad, starting with the first.\n"
+                   : notes > 0 ? "\nNo fault found. Read the lines marked --.\n"
                                : "\nEverything works.\n");
     return faults == 0 ? exit_status::done : exit_status::failed;
 }

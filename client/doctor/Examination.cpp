@@ -14,8 +14,7 @@ const std::string reportIt = "report it with what kelo doctor --report prints.";
 Finding fanFinding(const FanSnapshot& snapshot) {
     if (snapshot.fanCount == 0)
         return {Verdict::bad, "fans", "The controller reports no usable fan.",
-                "Kelo cannot hold fans on this Mac, which goes on controlling them itself. If it has fans, " +
-                    reportIt};
+                "Kelo cannot hold fans on this Mac; the system keeps controlling them. If it has fans, " + reportIt};
     return {Verdict::good, "fans",
             std::to_string(snapshot.fanCount) + (snapshot.fanCount == 1 ? " fan, " : " fans, ") +
                 decimal(snapshot.minRPM, 0) + " to " + decimal(snapshot.maxRPM, 0) + " RPM",
@@ -45,12 +44,13 @@ void tryHold(HelperConnection& helper, const FanSnapshot& snapshot, const Report
     if (const auto error = helper.ask(requests::Hold{fractionOfRange(snapshot.targetRPM, snapshot).value_or(0), false}))
         return report(
             {Verdict::bad, "hold", *error,
-             "If the system manages cooling itself right now, try again in some minutes. If it stays so, " + reportIt});
+             "If the system manages cooling itself right now, try again in some minutes. If the problem persists, " +
+                 reportIt});
     try {
         commands::returnFans(helper);
         report({Verdict::good, "hold", "the fans were held for a moment and handed back", ""});
     } catch (const HelperRefused& refused) {
-        report({Verdict::bad, "hand-back", refused.what(), "If it stays so, " + reportIt});
+        report({Verdict::bad, "hand-back", refused.what(), "If the problem persists, " + reportIt});
     }
 }
 
@@ -110,8 +110,8 @@ void examineService(const Surroundings& surroundings, Terminal& terminal, bool i
         examineFans(helper, report);
     } catch (const HelperUnreachable& unreachable) {
         report({Verdict::bad, "reachable", unreachable.what(),
-                isInstalled ? restart + "\nThen run kelo doctor again. If it stays so, " + reportIt
-                            : "First do what is said above, then run kelo doctor again."});
+                isInstalled ? restart + "\nThen run kelo doctor again. If the problem persists, " + reportIt
+                            : "Follow the advice above first, then run kelo doctor again."});
     }
 }
 

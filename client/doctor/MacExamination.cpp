@@ -71,12 +71,12 @@ Finding signedBy(const RunCommand& run, const std::string& program, const std::s
     const auto signature = signatureOf(run, program);
     const auto team = teamOf(signature);
     if (team.empty())
-        return {Verdict::bad, "signed", "The helper's signature names no team: it serves nobody.",
+        return {Verdict::bad, "signed", "The helper's signature has no team, so the helper serves no client.",
                 "Sign it with an identity that has a team (your own build: ./dev install --identity NAME)."};
     const auto own = teamOf(signatureOf(run, pathOf(run, executable)));
     if (own != team)
         return {Verdict::bad, "signed",
-                "The helper is of team " + team + ", this kelo of " + (own.empty() ? "none" : "team " + own) +
+                "The helper is signed by team " + team + ", this kelo by " + (own.empty() ? "no team" : "team " + own) +
                     ": the helper refuses it.",
                 "Use the kelo that came with the helper."};
     return {Verdict::good, "signed", "both by team " + team, ""};

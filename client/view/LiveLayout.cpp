@@ -186,7 +186,7 @@ Lines notes(const FanRecord& record, const LiveFrame& frame) {
             lines.push_back({{line, Ink::warning}});
     }
     if (!lines.empty() && record.latest())
-        lines.push_back({{"The last reading is of " + record.latestTime() + ".", Ink::warning}});
+        lines.push_back({{"The last reading is from " + record.latestTime() + ".", Ink::warning}});
     return lines;
 }
 

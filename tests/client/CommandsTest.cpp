@@ -42,7 +42,7 @@ TEST_F(CommandsTest, StatusShowsTheStateInAlignedLines) {
     EXPECT_EQ(status(), "speed      ############............  3598 RPM, 50 %\n"
                         "target     ############............  3600 RPM, 50 %\n"
                         "chip       ###########.............  61.5 C, warm\n"
-                        "range      1200 to 6000 RPM, of the fastest of 2 fans\n"
+                        "range      1200 to 6000 RPM (fastest of 2 fans)\n"
                         "control    held\n");
 }
 

@@ -173,7 +173,7 @@ TEST_F(HoldTest, AsksAgainWhenTheHelperIsBack) {
     EXPECT_EQ(terminal.printed, announcement +
                                     "The helper has dropped the request. Waiting for the helper.\n"
                                     "The helper is not running. Waiting for the helper.\n"
-                                    "The hold was asked for again.\n"
+                                    "The hold was requested again.\n"
                                     "The helper answers again.\n" +
                                     ending);
 }
@@ -202,7 +202,7 @@ TEST_F(HoldTest, ARefusalToHoldAgainIsTriedAgainTenSecondsLater) {
     hold({0.5, false, {}, {}});
     EXPECT_THAT(fans.holds(), SizeIs(3));
     EXPECT_THAT(terminal.printed, HasSubstr("Not now.\n"));
-    EXPECT_THAT(terminal.printed, EndsWith("The hold was asked for again.\n" + ending));
+    EXPECT_THAT(terminal.printed, EndsWith("The hold was requested again.\n" + ending));
 }
 
 TEST_F(HoldTest, EndsWithWhatToDoWhenTheHelperIsNotThereToHandBack) {
@@ -218,9 +218,10 @@ TEST_F(HoldTest, EndsWithWhatHappensWhenTheHelperIsSilent) {
     };
     terminal.waitsUntilStop = 100;
     EXPECT_EQ(failureOf({0.5, false, {}, {}}), "The helper does not answer. It hands the fans back 8 seconds after it "
-                                               "has noticed that kelo has gone.");
-    EXPECT_THAT(terminal.complaints, StartsWith("kelo: Waiting for the helper. If it stays silent, this hands the fans "
-                                                "back:\n  sudo launchctl kill SIGTERM"));
+                                               "has noticed that kelo has exited.");
+    EXPECT_THAT(terminal.complaints,
+                StartsWith("kelo: Waiting for the helper. If it does not answer, this command hands the fans "
+                           "back:\n  sudo launchctl kill SIGTERM"));
 }
 
 TEST_F(HoldTest, DrawsTheLiveViewOnATerminal) {
@@ -246,8 +247,8 @@ TEST_F(HoldTest, DrawsThatItWaitsToAskAgain) {
     terminal.takesDrawing = true;
     restartHelper();
     hold({0.5, false, {}, {}});
-    EXPECT_THAT(terminal.drawings, Contains(Contains(StartsWith(" kelo hold 50% (waiting to ask for it again) "))));
-    EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("The hold was asked for again.")));
+    EXPECT_THAT(terminal.drawings, Contains(Contains(StartsWith(" kelo hold 50% (waiting to request it again) "))));
+    EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("The hold was requested again.")));
     EXPECT_THAT(terminal.drawings.back()[0], StartsWith(" kelo hold 50%   held "));
 }
 

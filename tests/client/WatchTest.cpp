@@ -116,7 +116,7 @@ TEST_F(WatchTest, DrawsThatItWaitsWithTheTimeOfTheLastReading) {
     restartHelperMeanwhile();
     watch(WatchForm::live);
     EXPECT_THAT(terminal.drawings[3], Contains("The helper is not running. Waiting for the helper."));
-    EXPECT_THAT(terminal.drawings[3], Contains("The last reading is of 12:00:40."));
+    EXPECT_THAT(terminal.drawings[3], Contains("The last reading is from 12:00:40."));
     EXPECT_THAT(terminal.drawings[3], Contains(StartsWith("speed      "))) << "the last reading stays";
     EXPECT_THAT(terminal.drawings.back(), Not(Contains(HasSubstr("The last reading"))));
     EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("The helper answers again.")));
@@ -131,9 +131,9 @@ TEST_F(WatchTest, DrawsHowToGetTheFansBackWhileTheHelperIsSilent) {
     };
     watch(WatchForm::live);
     EXPECT_THAT(terminal.drawings.back(),
-                Contains("Waiting for the helper. If it stays silent, this hands the fans back:"));
+                Contains("Waiting for the helper. If it does not answer, this command hands the fans back:"));
     EXPECT_THAT(terminal.drawings.back(), Contains("  sudo launchctl kill SIGTERM system/app.kelo.helper"));
-    EXPECT_THAT(terminal.drawings.back(), Contains("The last reading is of 12:00:40."));
+    EXPECT_THAT(terminal.drawings.back(), Contains("The last reading is from 12:00:40."));
     EXPECT_EQ(terminal.seconds, 1004) << "a view ends at once";
 }
 

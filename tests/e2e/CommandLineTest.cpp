@@ -96,7 +96,7 @@ TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
     auto found = world.run("kelo", {"doctor"});
     EXPECT_EQ(found.status, 1);
     EXPECT_THAT(found.output, HasSubstr("ok  signed     both by team ABCDE12345\n"));
-    EXPECT_THAT(found.output, HasSubstr("!!  running    The helper is not running.\n"));
+    EXPECT_THAT(found.output, HasSubstr("bad running    The helper is not running.\n"));
     startEverything();
     found = world.run("kelo", {"doctor"});
     EXPECT_EQ(found.status, 0) << found.output;
@@ -106,8 +106,8 @@ TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
     found = world.run("kelo", {"doctor"});
     EXPECT_EQ(found.status, 1);
     EXPECT_THAT(found.output,
-                HasSubstr("!!  signed     The helper is of team ABCDE12345, this kelo of team ZYXWV98765"));
-    EXPECT_THAT(found.output, HasSubstr("!!  reachable  The helper "));
+                HasSubstr("bad signed     The helper is signed by team ABCDE12345, this kelo by team ZYXWV98765"));
+    EXPECT_THAT(found.output, HasSubstr("bad reachable  The helper "));
 }
 
 TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {

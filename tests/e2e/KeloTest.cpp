@@ -29,7 +29,7 @@ TEST_F(Kelo, AHoldIsAskedForAgainAfterTheHelperWasKilled) {
     world.helper().waitForEnd(10);
     world.startListeningHelper();
     EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)"));
-    EXPECT_TRUE(says(*client, "The hold was asked for again.\n"));
+    EXPECT_TRUE(says(*client, "The hold was requested again.\n"));
     client->signal(SIGINT);
     EXPECT_EQ(client->waitForEnd(15), 0);
     EXPECT_FALSE(world.isAnyFanManual());
@@ -40,7 +40,7 @@ TEST_F(Kelo, SaysAfterTwoSecondsThatItWaitsForASilentHelper) {
     world.helper().signal(SIGSTOP);
     const auto handBack = world.start("kelo", {"hand-back"});
     const auto doctor = world.start("kelo", {"doctor"});
-    EXPECT_TRUE(says(*handBack, "kelo: Waiting for the helper. If it stays silent, this hands the fans back:\n"));
+    EXPECT_TRUE(says(*handBack, "kelo: Waiting for the helper. If it does not answer, this command hands the fans back:\n"));
     EXPECT_TRUE(says(*doctor, "ok  running    as process"));
     EXPECT_TRUE(says(*doctor, "--  waiting    The helper has not answered yet.\n"));
     world.helper().signal(SIGCONT);

@@ -190,8 +190,8 @@ TEST_F(OnATerminal, AWatchSaysThatTheHelperHangsAndEndsAtOnce) {
     start({"watch"});
     ASSERT_TRUE(waitFor(" kelo watch   automatic "));
     world.helper().signal(SIGSTOP);
-    EXPECT_TRUE(waitFor("Waiting for the helper. If it stays silent, this hands the fans back:"));
-    EXPECT_TRUE(screen->shows("The last reading is of "));
+    EXPECT_TRUE(waitFor("Waiting for the helper. If it does not answer, this command hands the fans back:"));
+    EXPECT_TRUE(screen->shows("The last reading is from "));
     const auto begin = std::chrono::steady_clock::now();
     terminal->type("q");
     expectCleanEnd(0);

@@ -37,14 +37,14 @@ protected:
     }
     void expectFault(const std::string& fault, const std::string& advice) {
         EXPECT_EQ(examine(), 1);
-        EXPECT_THAT(terminal.printed, HasSubstr("!!  " + fault + "\n"));
+        EXPECT_THAT(terminal.printed, HasSubstr("bad " + fault + "\n"));
         EXPECT_THAT(terminal.printed, HasSubstr("               -> " + advice + "\n"));
         EXPECT_THAT(terminal.printed, Not(HasSubstr("Everything works.")));
     }
     void expectNote(const std::string& note, const std::string& advice) {
         EXPECT_EQ(examine(), 0);
         EXPECT_THAT(terminal.printed, HasSubstr("--  " + note + "\n               -> " + advice));
-        EXPECT_THAT(terminal.printed, EndsWith("\nNo fault found. The lines marked -- are worth reading.\n"));
+        EXPECT_THAT(terminal.printed, EndsWith("\nNo fault found. Read the lines marked --.\n"));
     }
 
     Commands commands;
@@ -99,9 +99,9 @@ TEST_F(OnLinux, NothingInstalledIsSaidWithoutLookingFurther) {
     commands.erase("ls -l /w/app.kelo.helper");
     world.isHelperThere = false;
     expectFault("installed  There is no /w/app.kelo.helper.",
-                "./dev stage DIR lays out an installation; use the kelo in it.");
+                "./dev stage DIR creates an installation; use the kelo in it.");
     EXPECT_THAT(terminal.printed, Not(HasSubstr("running    as process")));
-    expectFault("reachable  The helper is not running.", "First do what is said above, then run kelo doctor again.");
+    expectFault("reachable  The helper is not running.", "Follow the advice above first, then run kelo doctor again.");
 }
 
 TEST_F(OnLinux, EachFaultOfTheInstallationIsNamedWithWhatToDo) {
@@ -116,15 +116,16 @@ TEST_F(OnLinux, EachFaultOfTheInstallationIsNamedWithWhatToDo) {
     expectFault("signed     simsign: The file is not signed.", signAgain);
     commands = all;
     commands[verify("/w/kelo")].output = "identifier: app.kelo.Kelo\nteam: OTHER00001\n";
-    expectFault("signed     The helper is of team KELODEV001, this kelo of team OTHER00001: the helper refuses it.",
-                signAgain);
+    expectFault(
+        "signed     The helper is signed by team KELODEV001, this kelo by team OTHER00001: the helper refuses it.",
+        signAgain);
 }
 
 TEST_F(OnLinux, AHelperThatCannotBeReachedAlthoughEverythingIsInPlaceIsToBeStopped) {
     world.isHelperThere = false;
     expectFault("reachable  The helper is not running.",
                 "Stop the helper, so that it hands the fans back: end it with Ctrl-C or SIGTERM\n"
-                "               -> Then run kelo doctor again. If it stays so, " +
+                "               -> Then run kelo doctor again. If the problem persists, " +
                     reportIt);
 }
 
@@ -155,20 +156,19 @@ TEST_F(OnLinux, EachFaultOfTheHelperIsNamedWithWhatToDo) {
     fans.hasReadings = true;
     fans.fanCount = 0;
     expectFault("fans       The controller reports no usable fan.",
-                "Kelo cannot hold fans on this Mac, which goes on controlling them itself. If it has fans, " +
-                    reportIt);
+                "Kelo cannot hold fans on this Mac; the system keeps controlling them. If it has fans, " + reportIt);
 }
 
 TEST_F(OnLinux, TriesWhatFailsWhenAHoldIsRefused) {
     world.fans->error = "This Mac refused to hand over the fan.";
     expectFault("hold       This Mac refused to hand over the fan.",
-                "If the system manages cooling itself right now, try again in some minutes. If it stays so, " +
+                "If the system manages cooling itself right now, try again in some minutes. If the problem persists, " +
                     reportIt);
     world.fans->error.reset();
     world.fans->takesFansBack = false;
     expectFault("hand-back  A fan is still in manual mode: the controller has not taken it back. Run kelo hand-back "
                 "again; if that does not help, restart the Mac.",
-                "If it stays so, " + reportIt);
+                "If the problem persists, " + reportIt);
 }
 
 TEST_F(OnLinux, AHoldThatSomebodyHasIsNoFaultAndIsNotDisturbed) {
@@ -189,10 +189,10 @@ TEST_F(OnLinux, AChipThatCannotBeReadIsWorthKnowing) {
 
 TEST_F(OnLinux, WhatCannotBeFoundOutIsNoFault) {
     commands.erase(verify("/w/kelo"));
-    expectNote("signed     There is no simsign beside this program, so the signatures are unknown.",
-               "Run the kelo of a folder that ./dev stage DIR has laid out.");
+    expectNote("signed     There is no simsign next to this program, so the signatures are unknown.",
+               "Run kelo in a folder that ./dev stage DIR has created.");
     commands.erase(log);
-    expectNote("log        There is no journal to read it from.", "The helper also writes");
+    expectNote("log        The journal is not available.", "The helper also writes");
     commands[log] = {0, ""};
     expectNote("log        nothing in the journal", "The helper also writes");
 }
@@ -202,7 +202,7 @@ TEST_F(OnLinux, ColoursShowTheVerdictsOnATerminal) {
     commands[find].output.clear();
     EXPECT_EQ(examine(), 1);
     EXPECT_THAT(terminal.printed, HasSubstr("\033[32mok  \033[0m"));
-    EXPECT_THAT(terminal.printed, HasSubstr("\033[31m!!  \033[0m"));
+    EXPECT_THAT(terminal.printed, HasSubstr("\033[31mbad \033[0m"));
 }
 
 TEST_F(OnLinux, AReportHasVersionAndSystemAndNamesNoUser) {
@@ -313,12 +313,13 @@ TEST_F(OnAMac, EachFaultIsNamedWithWhatToDo) {
     expectFault("signed     The helper's signature is not valid.", installAgain);
     commands = all;
     commands["/usr/bin/codesign -dvv " + helper].output = "Signature=adhoc\nTeamIdentifier=not set\n";
-    expectFault("signed     The helper's signature names no team: it serves nobody.",
+    expectFault("signed     The helper's signature has no team, so the helper serves no client.",
                 "Sign it with an identity that has a team (your own build: ./dev install --identity NAME).");
     commands = all;
     commands["/usr/bin/codesign -dvv /usr/local/bin/kelo"].output = signature("app.kelo.Kelo", "ZYXWV98765");
-    expectFault("signed     The helper is of team ABCDE12345, this kelo of team ZYXWV98765: the helper refuses it.",
-                "Use the kelo that came with the helper.");
+    expectFault(
+        "signed     The helper is signed by team ABCDE12345, this kelo by team ZYXWV98765: the helper refuses it.",
+        "Use the kelo that came with the helper.");
 }
 
 TEST_F(OnAMac, AHelperThatDoesNotAnswerIsStoppedInAWayThatHandsTheFansBack) {

@@ -153,7 +153,7 @@ TEST_F(LiveLayout, WithoutAReadingSaysWhyAndSinceWhen) {
     EXPECT_EQ(shown(60, 18)[1], "The readings are not available.");
     record.observe(reading(3000), {100, "09:59:00"});
     record.lack("The helper has gone.", {101, "10:00:00"});
-    EXPECT_EQ(shown(60, 18)[2], "The last reading is of 09:59:00.");
+    EXPECT_EQ(shown(60, 18)[2], "The last reading is from 09:59:00.");
     EXPECT_THAT(shown(60, 18)[0], Not(HasSubstr("held"))) << "nobody knows";
 }
 
