@@ -1,14 +1,14 @@
 # shellcheck shell=bash
-# What the tests that are scripts share; sourced first, from the top of the repository. Makes $folder, removed at the
-# end, and reports where in the script a test failed.
+# Shared code of test scripts, which source it first, from the top of the repository. Creates $folder, which is removed at
+# the end, and reports the line at which a test failed.
 set -Eeuo pipefail
 
 folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$folder"' EXIT
-# What failure prints of the files that a script keeps.
+# The files whose content `failure` prints.
 shown=("$folder/out" "$folder/err" "$folder/calls")
 
-# report_line TEXT...: prints it with the line of the script, not of a function in it.
+# report_line TEXT...: prints the text with the line of the script, not of a function.
 script=${0#"$PWD"/}
 report_line() { printf '%s:%d: %s\n' "$script" "${BASH_LINENO[${#BASH_LINENO[@]} - 2]}" "$*"; }
 
@@ -20,5 +20,5 @@ failure() {
   exit 1
 }
 
-# A command that fails where nothing expects it.
+# Reports an unexpected failure of a command.
 trap 'report_line "failed: $BASH_COMMAND" >&2' ERR

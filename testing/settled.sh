@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs a test whose outcome depends on nothing but files, unless it has passed with the very same ones.
+# Runs a test whose outcome depends only on files, unless it has already passed with the same files.
 #
 # usage: settled.sh FILE COMMAND...: the file that stores the hash of the last passing run
-# Every file of the checkout counts, and each word of the command that names one. With KELO_EVERY_TEST set, and where
+# The hash covers every file of the checkout, and each word of the command that names a file. If KELO_EVERY_TEST is set or
 # there is no checkout, the test always runs. Run from the top of the repository.
 set -euo pipefail
 
@@ -22,7 +22,7 @@ if [ -n "${KELO_EVERY_TEST-}" ] || ! now=$(files "$@" 2>/dev/null | git hash-obj
   exec "$@"
 fi
 if [ "$now" = "$(cat "$passed" 2>/dev/null)" ]; then
-  printf 'passed with the same files before\n'
+  printf 'passed before with the same files\n'
   exit 0
 fi
 rm -f "$passed"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Tries settled.sh in a checkout that is thrown away.
+# Tests settled.sh in a temporary checkout.
 #
 # Run from the top of the repository.
 source testing/script.sh
@@ -10,7 +10,7 @@ cd "$folder/checkout"
 git init --quiet
 unset KELO_EVERY_TEST
 
-# The test: counts its runs, and fails while there is a file "broken".
+# This test counts its runs, and fails while a file "broken" exists.
 cat >"$folder/test" <<TEST
 #!/bin/sh
 echo run >>"$folder/runs"
@@ -19,7 +19,7 @@ TEST
 chmod +x "$folder/test"
 echo one >file
 
-# runs COUNT WHY: after one more try it has run so often.
+# runs COUNT WHY: calls settled.sh again and expects COUNT runs in total.
 runs() {
   "$settled" "$folder/passed" "$folder/test" >/dev/null || true
   [ "$(wc -l <"$folder/runs")" -eq "$1" ] || failure "$2"

@@ -1,25 +1,25 @@
 #!/usr/bin/env bash
-# Runs what the documents show: every block of commands, in an installation of its own for each document. Those that
-# need something else say so in their first line:
+# Runs every block of commands in the documents, in a separate installation for each document. The first line of a block
+# marks those that need something else:
 #
-#     ```sh             run here: the simulated Mac and the helper are up, the programs in the path and the folder
-#     ```sh checkout    ./dev and the like, at the top of the repository: their spelling is compared with ./dev help
+#     ```sh             runs in an installation with a running simulated Mac and helper, and the programs in PATH
+#     ```sh checkout    ./dev commands at the top of the repository, whose spelling is compared with ./dev help
 #     ```sh mac         needs a Mac
-#     ```sh terminal    needs somebody at a terminal
+#     ```sh terminal    needs a person at a terminal
 #     ```sh release     needs another release
-#     ```sh build       needs a build of another kind
+#     ```sh build       needs another build
 #
-# Commands within a sentence (`kelo …`) are compared with what the programs say of themselves.
+# Commands within a sentence (`kelo …`) are compared with the help of the programs.
 #
-# usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, unsigned or not
+# usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, signed or unsigned
 # Run from the top of the repository.
-# shellcheck disable=SC2016 # the grave accents are Markdown's
+# shellcheck disable=SC2016 # the backticks belong to Markdown
 source testing/script.sh
 
 top=$PWD
 trap 'stop_world; rm -rf "$folder"' EXIT
 mac='' helper='' failed=0
-complain() { printf '%s\n' "$*"; failed=1; } # in a document, not in a line of this script
+complain() { printf '%s\n' "$*"; failed=1; } # reports a place in a document
 
 documents() { find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort; }
 
@@ -33,9 +33,9 @@ blocks() {
     END { if (inside) print "open", FNR, "" }' "$1"
 }
 
-# --- an installation
+# --- installation
 
-# The keys stay outside, so that a document can make its own.
+# The keys are in another folder, so that a document can create keys.
 stage() {
   local program
   mkdir -p "$folder/staged/simulated-mac"
@@ -77,7 +77,7 @@ wait_for() {
   complain "$* never succeeds"
 }
 
-# run_block PLACE NUMBER: one block, of which every command has to succeed.
+# run_block PLACE NUMBER: runs a block, of which every command must succeed.
 run_block() {
   [ -n "$mac" ] || start_world
   (cd "$folder/world" && PATH="$PWD:$PATH" timeout 60 bash -euo pipefail "$folder/blocks/$2.block") \
@@ -88,8 +88,8 @@ run_block() {
 
 # --- spelling
 
-# What a program says of one of its commands: nothing when it does not know it, for which it would tell of all of them.
-# ./dev does tell of all in one text: from the command's line to the next one's.
+# help_of PROGRAM COMMAND: prints the help of a command, or nothing if the program does not know it and prints its general
+# help. ./dev has one help text, in which the section of a command ends before the next one.
 help_of() {
   local said
   if [ "$1" = ./dev ]; then
@@ -100,7 +100,7 @@ help_of() {
   fi
 }
 
-# check_spelling PLACE COMMAND-LINE: whether the program knows the command and its options.
+# check_spelling PLACE COMMAND-LINE: checks that the program knows the command and its options.
 check_spelling() {
   local program command said option
   read -r program command _ <<<"$2"
@@ -119,13 +119,13 @@ check_spelling_of_block() {
   done <"$folder/blocks/$2.block"
 }
 
-# What stands between grave accents and begins like a command, outside of blocks.
+# Prints inline code that begins like a command, outside of blocks.
 inline_commands() {
   awk '/^ *```/ { inside = !inside; next } !inside' "$1" | grep -oE '`(\./dev|kelo|simmac|simsign) [^`]+`' | tr -d '`' \
     | sort -u || true
 }
 
-# --- all of it
+# --- all documents
 
 stage "$@"
 mkdir "$folder/blocks"
@@ -140,8 +140,8 @@ while IFS= read -r document; do
       text | json | cpp | objc | swift)
         ! grep -E '^(\./dev|kelo (status|watch|hold|version)|simmac|simsign|sudo|cmake|ninja) ' \
           "$folder/blocks/$number.block" \
-          || complain "$place: commands in a block that is not one of commands" ;;
-      *) complain "$place: a block that says neither what it is nor what it needs: \"$info\"" ;;
+          || complain "$place: commands in a block that is not marked as commands" ;;
+      *) complain "$place: unknown kind of block: \"$info\"" ;;
     esac
   done < <(blocks "$document")
   while IFS= read -r command; do check_spelling "$document" "$command"; done < <(inline_commands "$document")
@@ -149,5 +149,5 @@ while IFS= read -r document; do
 done < <(documents)
 cd "$top"
 [ "$ran" -gt 0 ] || complain "no block was run"
-printf '%d blocks run, %d marked as needing something else\n' "$ran" "$marked"
+printf '%d blocks run, %d not run because of their mark\n' "$ran" "$marked"
 exit $failed

@@ -1,4 +1,4 @@
-"""A client of the helper on Linux, written from docs/protocol.md alone. Run in the folder of the helper."""
+"""A client of the helper on Linux, written only from docs/protocol.md. Runs in the folder of the helper."""
 
 import json
 import math
@@ -15,7 +15,7 @@ number = 0
 
 
 def ask(request, fraction=0.0, hands_back_on_lid_close=False):
-    """The answer: None, a number, a text or bytes."""
+    """Sends a request and returns the answer: None, a number, a text or bytes."""
     global number
     number += 1
     helper.send(struct.pack("<QIId", number, request, hands_back_on_lid_close, fraction))
@@ -36,4 +36,4 @@ for fraction in (math.inf, -math.inf, math.nan):
 assert ask(HAND_BACK) is None
 assert not json.loads(ask(FETCH_SNAPSHOT))["underKeloControl"]
 assert ask(STAND_DOWN) is None
-print("a client that was written from the document alone is served")
+print("a client that was written only from the document is served")

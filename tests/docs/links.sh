@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Fails when a link in a document leads nowhere, to a file or a heading that is not there, and when the index of the
-# documents leaves one out.
+# Fails if a link in a document names a missing file or heading, or if the index of the documents lacks a page.
 #
 # Run from the top of the repository.
 set -euo pipefail
@@ -8,7 +7,7 @@ set -euo pipefail
 failed=0
 count=0
 
-# anchors FILE: the names that headings get, as GitHub makes them.
+# anchors FILE: prints the anchors of the headings, as GitHub derives them.
 anchors() {
   awk '/^ *```/ { inside = !inside; next } !inside && /^#+ /' "$1" | sed -E 's/^#+ +//' | tr '[:upper:]' '[:lower:]' \
     | sed -E 's/[^a-z0-9 _-]//g; s/ /-/g'
@@ -21,7 +20,7 @@ while IFS= read -r document; do
     case $target in *'#'*) anchor=${target#*#} ;; esac
     if [ -n "$file" ]; then file=$(dirname "$document")/$file; else file=$document; fi
     if [ ! -e "$file" ]; then
-      printf '%s: %s is not there\n' "$document" "$target"
+      printf '%s: %s does not exist\n' "$document" "$target"
       failed=1
     elif [ -n "$anchor" ] && ! anchors "$file" | grep -xF -- "$anchor" >/dev/null; then
       printf '%s: %s has no such heading\n' "$document" "$target"
@@ -35,6 +34,6 @@ for page in docs/*.md; do
   case $page in docs/README.md) continue ;; esac
   grep -qF "](${page#docs/})" docs/README.md || { printf 'docs/README.md does not list %s\n' "$page"; failed=1; }
 done
-[ "$count" -gt 0 ] || { printf 'there is no link\n'; exit 1; }
-printf '%d links lead somewhere\n' "$count"
+[ "$count" -gt 0 ] || { printf 'no links found\n'; exit 1; }
+printf '%d links resolve\n' "$count"
 exit $failed

@@ -1,25 +1,25 @@
 #!/usr/bin/env bash
-# Fails when docs/protocol.md lacks a selector, a type, a text or a number that the sources have.
+# Fails if docs/protocol.md lacks a selector, a type, a text or a number of the sources.
 #
 # Run from the top of the repository.
 set -euo pipefail
 
 failed=0 count=0
 
-# every FILE EXPRESSION [FORMAT]: each match in the file, given the form, stands in the document.
+# every FILE EXPRESSION [FORMAT]: checks that the document contains each formatted match in the file.
 every() {
   local found=0 match text
   while IFS= read -r match; do
-    # shellcheck disable=SC2059 # the form is the test's own
+    # shellcheck disable=SC2059 # the format is a constant of this script
     printf -v text "${3-%s}" "$match"
     found=$((found + 1))
     grep -qF -- "$text" docs/protocol.md || { printf 'not in docs/protocol.md, but in %s: %s\n' "$1" "$text"; failed=1; }
   done < <(sed -nE "$2" "$1")
-  [ "$found" -gt 0 ] || { printf 'nothing is found in %s\n' "$1"; failed=1; }
+  [ "$found" -gt 0 ] || { printf 'no match in %s\n' "$1"; failed=1; }
   count=$((count + found))
 }
 
-# shellcheck disable=SC2016 # the grave accents are Markdown's
+# shellcheck disable=SC2016 # the backticks belong to Markdown
 {
   every protocol/KeloHelperProtocol.h 's/.*selector = "(.*)";/\1/p' '`%s`'
   every protocol/FanSnapshot.schema.json 's/^    "([a-zA-Z]+)": \{/\1/p' '`%s`'
@@ -32,5 +32,5 @@ every core/fan/FanError.cpp 's/^ *"\)\. ([^"]{15,})".*/\1/p'
 every platform/posix/GuardedHelper.cpp 's/^constexpr const char\* .* = "(.*)";/\1/p'
 every protocol/KeloHelper.h 's/.*interfaceVersion = (.*);/\1/p' '| interface version | %s |'
 every protocol/KeloHelper.h 's/.*orphanGracePeriod = (.*)\.0;/\1/p' 'it ends after %s s'
-printf '%d facts of the protocol stand in its page\n' "$count"
+printf 'the page has %d facts of the protocol\n' "$count"
 exit $failed

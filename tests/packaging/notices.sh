@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compares THIRD_PARTY_NOTICES.md with the libraries whose headers end up in what is shipped.
+# Compares THIRD_PARTY_NOTICES.md with the libraries whose headers the shipped programs include.
 #
 # usage: notices.sh [INCLUDE-FOLDER...]: where the libraries' headers are installed
 # Run from the top of the repository.
@@ -7,22 +7,22 @@
 set -euo pipefail
 
 notices=THIRD_PARTY_NOTICES.md
-shipped=(protocol core helper client platform) # simmac and simsign are staged for developers, with the same libraries
+shipped=(protocol core helper client platform) # simmac and simsign use the same libraries
 
-# Headers of C++ libraries end in .hpp, which no header of the systems or of the standard library does.
+# Only headers of C++ libraries end in .hpp; those of the systems and the standard library do not.
 included() {
   find "${shipped[@]}" \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0 \
     | xargs -0 sed -nE 's/^[ \t]*#[ \t]*(include|import)[ \t]*(<[^>]*\.hpp>).*/\2/p' | sort -u
 }
 listed() { sed -nE 's/^\| `(<[^>]*>)` \|.*/\1/p' "$notices" | sort -u; }
 
-[ -n "$(included)" ] || { printf 'nothing of a library is included\n'; exit 1; }
+[ -n "$(included)" ] || { printf 'no library is included\n'; exit 1; }
 difference=$(diff <(listed) <(included)) || {
-  printf '%s and what is included differ (<: only listed, >: only included):\n%s\n' "$notices" "$difference"
+  printf '%s and the included libraries differ (<: only listed, >: only included):\n%s\n' "$notices" "$difference"
   exit 1
 }
 
-# Whoever the installed headers name as a holder of a copyright has to be named.
+# Every copyright holder in the installed headers must be named.
 failed=0
 for folder in "${@:-/usr/include}"; do
   for library in $(included | sed -E 's|^<([^/]*)/.*|\1|'); do

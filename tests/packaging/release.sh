@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Prepares releases with ./dev release, in a clone that is thrown away.
+# Prepares releases with ./dev release, in a temporary clone.
 #
-# usage: release.sh VERSION: the version that the build has
+# usage: release.sh VERSION: the version of the build
 # Run from the top of the repository.
 source testing/script.sh
 
 version=$1
 
-# A repository of its own with the files as they are now, committed or not, without a tag.
+# Creates a separate repository with the current files, committed or not, and without tags.
 clone=$folder/clone
 mkdir "$clone"
 git ls-files --cached --others --exclude-standard -z \
@@ -24,7 +24,7 @@ unreleased "Something new."
 commit "The beginning"
 
 release() { "$clone/dev" release "$@" >"$folder/out" 2>&1; }
-# refused STATUS TEXT ARGUMENT...: says so, and leaves everything as it was.
+# refused STATUS TEXT ARGUMENT...: the release fails with this message and changes nothing.
 refused() {
   local expected=$1 text=$2 status=0 before
   before=$(state)
@@ -38,10 +38,10 @@ state() {
   git -C "$clone" log --format=%H
   git -C "$clone" tag --list
   git -C "$clone" diff
-  find "$clone/build" -type f 2>/dev/null || true # there is none before the first release
+  find "$clone/build" -type f 2>/dev/null || true # the folder does not exist before the first release
 }
 
-# --- what is refused
+# --- refused releases
 for wrong in 1.2 1.2.3.4 v1.2.3 1.02.3 1.2.3-rc1 one; do refused 2 "is not a version" "$wrong"; done
 refused 2 "needs a version"
 refused 2 "takes one version" 1.2.3 1.2.4
@@ -54,7 +54,7 @@ echo >>"$clone/README.md"
 refused 1 "uncommitted changes" 1.2.3
 git -C "$clone" checkout --quiet README.md
 
-# --- a dry run says all of it and does none of it
+# --- a dry run prints all steps and runs none
 refused 0 "git tag --annotate v1.2.3" 1.2.3 --dry-run
 refused 0 "SHA256SUMS" 1.2.3 --dry-run
 
@@ -64,7 +64,7 @@ release 1.2.3 || failure "1.2.3 is not prepared"
 [ "$(git -C "$clone" describe --exact-match)" = v1.2.3 ] || failure "the newest commit is not tagged"
 [ -z "$(git -C "$clone" status --porcelain)" ] || failure "something is left uncommitted"
 grep -qF 'project(KeloHelper VERSION 1.2.3 ' "$clone/CMakeLists.txt" || failure "the version is not set"
-diff - "$clone/CHANGELOG.md" <<EOT || failure "the changelog is another"
+diff - "$clone/CHANGELOG.md" <<EOT || failure "the changelog differs"
 # Changelog
 
 ## Unreleased
@@ -74,7 +74,7 @@ diff - "$clone/CHANGELOG.md" <<EOT || failure "the changelog is another"
 - Something new.
 EOT
 [ "$(git -C "$clone" diff --name-only HEAD~ | tr '\n' ' ')" = "CHANGELOG.md CMakeLists.txt " ] \
-  || failure "more was changed than the version and the changelog"
+  || failure "files other than the version and the changelog were changed"
 
 # --- its archive
 made=$clone/build/dist
@@ -82,14 +82,14 @@ made=$clone/build/dist
 source "$clone/tools/dev/release.sh"
 diff <(cd "$made" && checksum kelo-helper-1.2.3.tar.gz) "$made/SHA256SUMS" || failure "the checksum is wrong"
 tar -xzf "$made/kelo-helper-1.2.3.tar.gz" -C "$folder"
-diff -r "$folder/kelo-helper-1.2.3" "$clone" --exclude .git --exclude build || failure "the archive holds other files"
+diff -r "$folder/kelo-helper-1.2.3" "$clone" --exclude .git --exclude build || failure "the archive contains other files"
 [ -s "$folder/kelo-helper-1.2.3/THIRD_PARTY_NOTICES.md" ] || failure "the archive lacks the notices"
 cp "$made/kelo-helper-1.2.3.tar.gz" "$folder/first.tar.gz"
-# The command that docs/releasing.md shows makes the same bytes.
+# The command in docs/releasing.md gives the same bytes.
 documented=$(grep '^git .*archive --format=tar' docs/releasing.md) || failure "docs/releasing.md shows no command"
 [ "$(cd "$clone" && bash -c "$documented" | cut -d ' ' -f 1)" = "$(cut -d ' ' -f 1 "$made/SHA256SUMS")" ] \
-  || failure "the command in docs/releasing.md makes other bytes"
-# Again, elsewhere, at another time, with another mask: the same bytes.
+  || failure "the command in docs/releasing.md gives other bytes"
+# A second archive, in another folder, at another time and with another umask, has the same bytes.
 git clone --quiet --no-local "$clone" "$folder/second" 2>/dev/null
 sleep 1.1
 (
@@ -99,14 +99,14 @@ sleep 1.1
 )
 cmp "$folder/first.tar.gz" "$folder/second/build/dist/kelo-helper-1.2.3.tar.gz" || failure "the bytes differ"
 
-# --- what comes after it
+# --- later releases
 refused 1 "lists nothing" 1.2.4
 unreleased "Something newer."
 commit "Go on"
 refused 1 "1.2.3 is already released" 1.2.3
 refused 1 "1.2.2 is not above 1.2.3" 1.2.2
 git -C "$clone" tag v1.10.0
-git -C "$clone" tag v2.0.0-rc1 # no release of ours
+git -C "$clone" tag v2.0.0-rc1 # not a release version
 refused 1 "1.9.0 is not above 1.10.0" 1.9.0
 release 1.11.0 || failure "1.11.0 is not prepared"
-printf 'releases are prepared as they should be\n'
+printf 'releases are prepared correctly\n'

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks what the workflow runs: each step's form, as the shell of the workflow reads it; and those for a Mac are played
-# with the helper as it is here and with stand-ins for Apple's tools and for the client, which are no Mac's.
+# Checks the steps of the workflow. Checks the syntax of each step, and runs the steps for a Mac with the local helper and
+# with stand-ins for Apple's tools and for the client.
 #
 # usage: workflow-steps.sh HELPER
 # Run from the top of the repository.
@@ -9,7 +9,7 @@ source testing/script.sh
 top=$PWD helper=$1
 mkdir -p "$folder/steps" "$folder/bin"
 
-# Each step's command, on its line or in the block below it, becomes a script.
+# Writes a script for each step's command, which is on its line or in the block below.
 awk -v to="$folder/steps" '
   inside && (NF == 0 || match($0, /[^ ]/) > key) { print substr($0, key + 2) >file; next }
   { inside = 0 }
@@ -20,10 +20,10 @@ awk -v to="$folder/steps" '
     if (command == "|") inside = 1; else print command >file
   }' .github/workflows/*.yml
 sed -i 's/\${{[^}]*}}/value/g' "$folder"/steps/*
-[ "$(cat .github/workflows/*.yml | grep -c 'run:')" -eq "$(find "$folder/steps" -type f | wc -l)" ] || failure "a step was missed"
+[ "$(cat .github/workflows/*.yml | grep -c 'run:')" -eq "$(find "$folder/steps" -type f | wc -l)" ] || failure "a step is missing"
 for step in "$folder"/steps/*; do bash -n "$step"; done
 
-# ./dev comes with tests of its own; here it counts that it knows what it is told.
+# Other tests cover ./dev; this checks only that it knows the commands and presets.
 while read -r command; do
   ./dev help | grep -qE "^  $command( |\$)" || failure "./dev does not know \"$command\""
 done < <(sed -nE 's|^\./dev ([a-z]+).*|\1|p' "$folder"/steps/*)
@@ -40,7 +40,7 @@ printf '%s %s\n' "$(basename "$0")" "$*" >>"$CALLS"
 for file; do [[ $file != */* ]] || [ -f "$file" ] || { echo "there is no $file"; exit 1; }; done
 STUB
 done
-# Waits for what the workflow gives three seconds to: the helper's last line, after which its signals are watched.
+# The workflow waits three seconds. This waits for the helper's last start-up line, after which it handles signals.
 cat >"$folder/bin/sleep" <<'STUB'
 #!/bin/sh
 left=300
@@ -53,7 +53,7 @@ done
 STUB
 chmod +x "$folder"/bin/*
 
-# A checkout with what the product's build leaves. The client says what it says on a Mac.
+# Creates a checkout with the output of the product's build. The client prints its error message for a Mac.
 checkout=$folder/checkout
 mkdir -p "$checkout/build/product"
 cp -R packaging "$checkout/"
@@ -63,7 +63,7 @@ sentence=$(sed -nE 's/.*HelperUnreachable\("(.*signed.*)"\).*/\1/p' platform/mac
 printf '#!/bin/sh\necho "kelo: %s" >&2\nexit 3\n' "$sentence" >"$checkout/build/product/kelo"
 chmod +x "$checkout/build/product/kelo"
 
-# play STEP: as the workflow does where a step names no shell. One that waits for ever takes its helper with it.
+# play STEP: runs a step like the workflow, with its default shell. A timeout also ends the helper of a step.
 play() { (cd "$checkout" && PATH="$folder/bin:$PATH" CALLS="$folder/calls" timeout 60 bash -e "$1"); }
 
 played=0
@@ -72,10 +72,10 @@ for step in "$folder"/steps/*; do
   play "$step" >"$folder/out" 2>&1 || { cat "$step" "$folder/out"; failure "this step fails or does not end"; }
   played=$((played + 1))
 done
-[ $played -eq 5 ] || failure "$played steps were played"
+[ $played -eq 5 ] || failure "$played steps were run"
 
-# Every property list that ships is looked at.
+# The workflow checks every shipped property list.
 for list in $(cd "$top" && find packaging -name '*.plist'); do
-  grep -q "^plutil -lint .*$list" "$folder/calls" || failure "nothing looks at $list"
+  grep -q "^plutil -lint .*$list" "$folder/calls" || failure "not checked: $list"
 done
-printf 'the steps of the workflow run as far as they can here\n'
+printf 'the steps of the workflow run with stand-ins\n'

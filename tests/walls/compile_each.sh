@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
-# Compiles files for nothing but their errors, each on its own, and again only when the command, the file or something
-# that it includes has changed.
+# Checks that each file compiles, and checks it again only if the command, the file or one of its includes has changed.
 #
-# usage: compile_each.sh FOLDER COMMAND... -- FILE...: the folder that remembers what has been compiled, and the
-# compiler's command, in which {} stands for the file
+# usage: compile_each.sh FOLDER COMMAND... -- FILE...: the folder that records the compiled files, and the compiler's
+# command, in which {} is replaced by the file
 # Run from the top of the repository.
-# shellcheck disable=SC2016 # the variables are ninja's own
+# shellcheck disable=SC2016 # ninja expands the variables
 set -euo pipefail
 
 folder=$1

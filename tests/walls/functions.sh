@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The functions that ./dev reads are in many files and share one room: each is defined once, since a second one of the
-# same name takes the place of the first, whoever calls it.
+# Fails if a function of ./dev is defined twice. Its files share one namespace, in which a second definition would replace
+# the first.
 #
 # Run from the top of the repository.
 set -euo pipefail

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Fails when a build file collects sources instead of naming them: what is collected changes without anybody's notice,
-# except with CONFIGURE_DEPENDS, which cmake/Compile.cmake uses to show headers.
+# Fails if a build file collects sources by a pattern instead of naming them, because a change of the files would go
+# unnoticed. Allows CONFIGURE_DEPENDS, which cmake/Compile.cmake uses to link headers.
 #
 # Run from the top of the repository.
 set -euo pipefail

@@ -1,24 +1,24 @@
 #!/usr/bin/env bash
-# Compiles every header alone: whoever includes it needs to include nothing before it.
+# Compiles every header alone, to ensure that it needs no other include before it.
 #
-# usage: headers.sh FOLDER COMPILER FLAG...: the folder that remembers what has been compiled
+# usage: headers.sh FOLDER COMPILER FLAG...: the folder that records the compiled headers
 # Run from the top of the repository.
 set -euo pipefail
 
 folder=$1 compiler=$2
 shift 2
 
-# alone NAME LANGUAGE FLAG... -- HEADER...: the main file is an empty one, so that warnings count as in what is included.
+# alone NAME LANGUAGE FLAG... -- HEADER...: includes each header into an empty file, so that warnings apply as usual.
 alone() {
   local name=$1 language=$2
   shift 2
   tests/walls/compile_each.sh "$folder/$name" "$compiler" -std=c++20 -I. -include '{}' -x "$language" /dev/null "$@"
 }
 
-# Those that stand for the system's own are compiled with whatever includes them.
+# Headers that replace the system's are compiled with the files that include them.
 headers() { find protocol core helper client platform simulator testing tests fuzz prove -name '*.h' -not -path '*/include/*' | sort; }
 
-# objective HEADER...: those that import an Objective-C header or name a selector, or include one of ours that does.
+# objective HEADER...: prints headers that import an Objective-C header, name a selector, or include such a header.
 objective() {
   local found more='^#import|\<SEL\>'
   while found=$(grep -lE -- "$more" "$@") && [ "$found" != "${before-}" ]; do

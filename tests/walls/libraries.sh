@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Fails when a folder includes a header of an operating system or of a library that it may not, or climbs over a wall by
-# "..". Headers of ours need no list: the compiler finds those of the targets that a target links, and no others.
+# Fails if a folder includes a forbidden header of an operating system or a library, or a path with "..". Our own headers
+# need no list, because the compiler finds only those of the targets that a target links.
 #
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the variables are those of awk
 set -euo pipefail
 
-# For each folder, and those below that have no line: the libraries, and <system> for any header of an operating system.
-# The C++ standard library is free to all.
+# Lists the libraries that each folder and its subfolders may include; <system> allows all headers of an operating system.
+# Every folder may include the C++ standard library.
 table='
 protocol <nlohmann/json.hpp>
 core
@@ -38,7 +38,7 @@ prove
 prove/processes <CLI/CLI.hpp> <nlohmann/json.hpp> <system>
 tools/mutants <gtest/gtest.h>'
 
-# Not even what in the standard library reaches a clock, a thread or a file.
+# Excludes headers of the standard library that access a clock, a thread or a file.
 never='<chrono> <ctime> <thread> <mutex> <shared_mutex> <condition_variable> <future> <semaphore> <filesystem> <fstream>
   <iostream> <cstdio> <csignal>'
 
@@ -68,5 +68,5 @@ find . \( -name '*build*' -o -name .git \) -prune -o \( -name '*.h' -o -name '*.
   END {
     if (failed) exit 1
     if (includes == 0) { print "nothing includes anything"; exit 1 }
-    printf "%d includes are as they may be\n", includes
+    printf "%d includes are allowed\n", includes
   }'

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Fails when a source file is in no target, or was not compiled.
+# Fails if a source file belongs to no target or was not compiled.
 #
-# usage: sources.sh BUILD FOLDER... [-- SOURCE...]: the folder of the build, the folders of the sources, and the
-# sources in them that a test compiles instead of a target
+# usage: sources.sh BUILD FOLDER... [-- SOURCE...]: the build folder, the source folders, and the sources
+# that a test compiles instead of a target
 # Run from the top of the repository.
 set -euo pipefail
 
@@ -12,7 +12,7 @@ folders=()
 while [ $# -gt 0 ] && [ "$1" != -- ]; do folders+=("$1"); shift; done
 elsewhere=$(printf '%s\n' "${@:2}")
 
-# Of everything that the build compiles, the sources whose object is there.
+# Prints the sources of the build whose object file exists.
 compiled=$(awk -F '"' -v top="$PWD/" '
   $2 == "command" { object = $0; sub(/.* -o /, "", object); sub(/ -c .*/, "", object) }
   $2 == "file" { source = $4; if (index(source, top) == 1) print object, substr(source, length(top) + 1) }

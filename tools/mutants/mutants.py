@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""Changes the program in one place after another and sees whether a test fails each time.
+"""Changes the program in one place at a time and checks that a test fails each time.
 
-All changes of a folder are built into its test programs at once; one of them is chosen when a program starts, so that
-each costs only the run of the tests that reach it. What the compiler computes itself is built anew for each.
+All mutants of a folder are built into its test programs at once, and a program activates one when it starts. So each
+mutant costs only the run of the tests that reach it. Constants that the compiler computes need a build per mutant.
 """
 
 import argparse
@@ -23,7 +23,7 @@ import points
 import schemata
 
 FOLDERS = ['protocol', 'core', 'helper', 'platform/posix']
-# The programs that test each folder in their own process, the closest first.
+# The single-process test programs of each folder, the most specific first.
 PROGRAMS = {
     'protocol': ['protocol_test', 'helper_test', 'client_test', 'linux_socket_test'],
     'core/smc': ['smc_test', 'fan_test', 'hold_test', 'helper_test', 'simulator_model_test'],
@@ -38,7 +38,7 @@ SUPPORT = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'support')
 EXPLANATIONS = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'equivalent.txt')
 TOP = os.getcwd()
 TREE = 'build/mutants'
-NUMBERS = 400  # for each file, so that others need not be built anew when one changes
+NUMBERS = 400  # per file, so that a change of one file does not rebuild the others
 REQUIRED = 95  # percent
 QUICK = 100  # milliseconds: tests that take longer run after the others
 
@@ -68,7 +68,7 @@ def write_if_changed(path, text):
 
 
 class Build:
-    """A copy of the tree in which the sources hold their mutants."""
+    """A copy of the tree whose sources contain their mutants."""
 
     def __init__(self, folders):
         self.source = os.path.join(TOP, TREE, 'source')
@@ -88,7 +88,7 @@ class Build:
         self.programs = sorted({program for path in self.paths for program in programs_of(path)})
 
     def copy(self):
-        """Files as they are, but not those that hold mutants already and have not changed."""
+        """Copies files, except unchanged ones that already contain mutants."""
         listed = run(['git', 'ls-files', '--cached', '--others', '--exclude-standard']).stdout.splitlines()
         kept = {os.path.relpath(os.path.join(folder, name), self.source)
                 for folder, _, names in os.walk(self.source) for name in names} - set(listed)
@@ -104,7 +104,7 @@ class Build:
             shutil.copymode(path, target)
 
     def configure(self):
-        """With all that a test program needs to hold mutants."""
+        """Adds the support code that a test program with mutants needs."""
         recorder = os.path.join(TOP, TREE, 'recorder.o')
         header = os.path.join(SUPPORT, 'Mutant.h')
         flags = f'-include {header} -w -Wno-c++11-narrowing'
@@ -112,12 +112,12 @@ class Build:
               recorder])
         must(['cmake', '-S', self.source, '-B', self.binary, '-G', 'Ninja', '-DCMAKE_CXX_COMPILER=clang++',
               '-DCMAKE_BUILD_TYPE=', f'-DCMAKE_CXX_FLAGS={flags}'])
-        # Afterwards: what CMake tries to link for itself has no tests to record.
+        # After CMake's own link checks, which have no tests to record.
         must(['cmake', self.binary, f'-DCMAKE_EXE_LINKER_FLAGS={recorder}'])
 
     @staticmethod
     def configure_plainly():
-        """The commands by which the sources themselves are compiled."""
+        """Returns the commands that compile the sources."""
         plain = os.path.join(TOP, TREE, 'plain')
         must(['cmake', '-S', TOP, '-B', plain, '-G', 'Ninja', '-DCMAKE_CXX_COMPILER=clang++', '-DCMAKE_BUILD_TYPE='])
         return plain
@@ -130,7 +130,7 @@ class Build:
         return run(['ninja', '-C', self.binary, '-j', str(os.cpu_count()), '-k', '0', *programs])
 
     def build_all(self):
-        """Lines that do not compile with their mutants are left to be built one by one."""
+        """Excludes lines that do not compile with their mutants, which are later built one by one."""
         for path in sources(FOLDERS):
             if path not in self.paths:
                 with open(path, encoding='latin-1') as file:
@@ -147,7 +147,7 @@ class Build:
     def drop_lines(self, output):
         found = False
         for path, line, kind, message in re.findall(r'^([^:\n]+):(\d+):\d+: (error|note): (.*)$', output, re.M):
-            # The compiler reaches headers through links, and a compiler cache names files from the folder of the build.
+            # The compiler finds headers through links, and a compiler cache uses paths relative to the build folder.
             path = os.path.relpath(os.path.realpath(os.path.join(self.binary, path)), os.path.realpath(self.source))
             line = int(line)
             if path in self.dropped.keys() | set(self.paths) and (kind == 'error' or 'declared here' in message):
@@ -167,7 +167,7 @@ def must(command):
 
 
 class Tests:
-    """The test programs, and what each of their tests reaches."""
+    """The test programs, and the mutants that each test reaches."""
 
     def __init__(self, build):
         self.build = build
@@ -197,7 +197,7 @@ class Tests:
                         self.reaching[int(number)][name].append((test, int(milliseconds)))
 
     def catch(self, mutant, number):
-        """The first program of which a test that reaches the mutant fails, or none."""
+        """Returns the first program in which a test that reaches the mutant fails, or None."""
         reaching = self.reaching[mutant.number]
         for is_quick in (True, False):
             for name in programs_of(mutant.path):
@@ -207,7 +207,7 @@ class Tests:
         return None
 
     def catch_at_all(self, mutant, number):
-        """The same with every test: one may reach a mutant in another process."""
+        """Does the same with every test, because a test may reach a mutant in another process."""
         for name in programs_of(mutant.path):
             if self.fails(name, number, None):
                 return name
@@ -218,12 +218,12 @@ class Tests:
         command = [self.paths[name], '--gtest_brief=1', '--gtest_fail_fast']
         names = ':'.join(test for test, _ in tests) if tests else '*'
         environment = {**os.environ, 'KELO_MUTANT': str(number), 'GTEST_FILTER': names}
-        # Twice: on a busy machine a test may fail for no reason of ours.
+        # Runs it twice, because a test may fail on a busy machine.
         return not any(ends_well(command, environment, 10 + 5 * seconds) for _ in range(2))
 
 
 def ends_well(command, environment, limit):
-    """Whether a program ends in time and with status 0. A program that does not end is taken down with its children."""
+    """Returns whether a program exits in time with status 0. Kills a program that does not, with its children."""
     process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL, start_new_session=True, preexec_fn=be_modest)
     try:
@@ -269,7 +269,7 @@ class Explanations:
 
 
 class Campaign:
-    """One run over many mutants."""
+    """A run of the tests on many mutants."""
 
     def __init__(self, build, tests, chosen, explanations):
         self.build, self.tests, self.chosen, self.explanations = build, tests, chosen, explanations
@@ -337,7 +337,7 @@ def folder_of(path):
 
 
 def report(campaign, explanations):
-    """Prints the table; returns whether it is as good as it has to be."""
+    """Prints the table; returns whether enough mutants are caught."""
     is_good = True
     print(f'\n{"folder":<16} {"mutants":>8} {"caught":>8} {"explained":>10} {"survivors":>10} {"of all, %":>10} '
           f'{"of those that can be caught, %":>31}')
@@ -407,7 +407,7 @@ def main():
     is_good = report(campaign, explanations)
     if not (arguments.sample or arguments.survivors):
         for key in explanations.unused(build.paths):
-            print('explained, but it does not survive: ' + ' | '.join(key))
+            print('explained, but caught: ' + ' | '.join(key))
             is_good = False
     sys.exit(0 if is_good else 1)
 

@@ -1,4 +1,4 @@
-"""Finds what can be mutated in the sources, on the syntax tree of the compiler."""
+"""Finds the places that can be mutated, in the compiler's syntax tree of the sources."""
 
 import json
 import os
@@ -22,7 +22,7 @@ REMOVABLE = (Kind.CALL_EXPR, Kind.COMPOUND_ASSIGNMENT_OPERATOR, Kind.CXX_THROW_E
              Kind.BREAK_STMT, Kind.CONTINUE_STMT)
 
 Render = Callable[[int, int], str]
-"""Returns the text of a range, with what is mutated inside of it."""
+"""Returns the text of a range, including the mutations inside it."""
 
 
 @dataclass
@@ -33,7 +33,7 @@ class Mutant:
     line_text: str
     what: str  # "`a < b` becomes `a <= b`"
     replacement: Callable[[Render], str]
-    is_constant: bool  # may be computed by the compiler, which no mutant chosen at run time reaches
+    is_constant: bool  # the compiler may compute it, so a mutant cannot be activated at run time
     number: int = 0
 
     def describe(self) -> str:
@@ -42,21 +42,21 @@ class Mutant:
 
 @dataclass
 class Site:
-    """A range of a source and what can stand in its place."""
+    """A range of a source and its possible replacements."""
     start: int
     end: int
     original: Callable[[Render], str]
     mutants: List[Mutant] = field(default_factory=list)
     is_statement: bool = False
-    keyword: Optional[str] = None  # what stands in the place of "constexpr" so that a constant is made at run time
-    is_fixed: bool = False  # has to be a constant of the compiler's
+    keyword: Optional[str] = None  # replaces "constexpr", so that the constant is computed at run time
+    is_fixed: bool = False  # must stay a compile-time constant
     is_constant: bool = False
     inner: List['Site'] = field(default_factory=list)
 
 
 @dataclass
 class Context:
-    """Where in the tree a node stands."""
+    """The position of a node in the tree."""
     parents: Tuple = ()
     is_constant: bool = False
     is_fixed: bool = False
@@ -76,7 +76,7 @@ def short(text: str) -> str:
 
 
 def bare(node):
-    """The expression behind the conversions that nobody wrote."""
+    """Returns the expression without implicit conversions."""
     while node.kind == Kind.UNEXPOSED_EXPR:
         children = list(node.get_children())
         if len(children) != 1 or children[0].extent.end.offset != node.extent.end.offset:
@@ -103,7 +103,7 @@ class Finder:
         self.sites = {}
         self.macros = []
 
-    # --- what is recorded
+    # --- recording
 
     def add(self, start, end, alternatives, context, original=None, **flags):
         """Each alternative is a description and a function that renders it."""
@@ -118,13 +118,13 @@ class Finder:
                                is_fixed=context.is_fixed, is_constant=context.is_constant, **flags)
 
     def add_texts(self, start, end, replacements, context):
-        """Each replacement is text in which {} stands for the original."""
+        """Each replacement is text in which {} is replaced by the original."""
         original = short(self.text[start:end])
         self.add(start, end, [(f'`{original}` becomes `{text.format(original)}`',
                                lambda render, text=text: text.format(f'({render(start, end)})'))
                               for text in replacements], context)
 
-    # --- the walk
+    # --- traversal
 
     def visit(self, node, context):
         start, end = node.extent.start.offset, node.extent.end.offset
@@ -207,7 +207,7 @@ class Finder:
             is_statement=True)
 
     def mutate_loop(self, node, context):
-        """Never forced true: that is a hang, which teaches nothing."""
+        """Is never forced true, because that would only hang."""
         children = list(node.get_children())
         index = {Kind.WHILE_STMT: 0, Kind.DO_STMT: 1, Kind.FOR_STMT: 1}[node.kind]
         if node.kind != Kind.FOR_STMT or len(children) == 4:
@@ -269,7 +269,7 @@ class Finder:
             self.add_texts(start, end, ['!{}'], context)
 
     def is_condition(self, node, parents) -> bool:
-        """Whether the node is what an `if` or a `!` asks for, or a statement, and is mutated as such."""
+        """Returns whether the node is a condition, an operand of `!`, or a statement, which are mutated elsewhere."""
         for parent in reversed(parents):
             if parent.kind != Kind.UNEXPOSED_EXPR:
                 asks = (Kind.IF_STMT, Kind.CONDITIONAL_OPERATOR, Kind.COMPOUND_STMT, *LOOPS)
@@ -282,17 +282,17 @@ class Finder:
         is_size = self.text[start - 1] == '[' and parent.kind in (Kind.VAR_DECL, Kind.FIELD_DECL, Kind.PARM_DECL)
         if is_size:
             if parent.kind == Kind.PARM_DECL:
-                return  # says nothing to the compiler
+                return  # has no effect on the compiled code
             context = context.inside(node, is_fixed=True)
         if node.kind == Kind.CXX_BOOL_LITERAL_EXPR and text in ('true', 'false'):
             self.add_literals(start, end, ['false' if text == 'true' else 'true'], context)
         elif not re.match(r'[0-9.]', text):
-            return  # of a macro
+            return  # from a macro
         elif node.kind == Kind.FLOATING_LITERAL:
             is_zero = float(re.sub(r"[fFlL']", '', text)) == 0 if not text.startswith('0x') else False
             self.add_texts(start, end, ['1.0'] if is_zero else ['{} * 1.1', '{} * 0.9'], context)
         else:
-            # A larger array is the same to every program that is right.
+            # A larger array changes no correct program.
             self.add_texts(start, end, ['{} - 1'] if is_size else ['{} + 1', '{} - 1'], context)
 
     def add_literals(self, start, end, others, context):
@@ -300,7 +300,7 @@ class Finder:
         self.add(start, end, [(f'`{original}` becomes `{other}`', lambda render, other=other: other)
                               for other in others], context)
 
-    # --- statements that are left out
+    # --- removed statements
 
     def mutate_statement(self, node, start, end, parent, context):
         if parent is None or not self.is_statement(node, parent):
@@ -334,7 +334,7 @@ class Finder:
 
     @staticmethod
     def gives_the_value(node, parent, parents) -> bool:
-        """The last return of a function, or a return of any of its last statement's branches, that has a value."""
+        """Returns the returns with a value at the end of a function, or of the branches of its last statement."""
         value = list(node.get_children())
         if not value or value[0].type.kind == TypeKind.VOID:
             return False
@@ -351,7 +351,7 @@ class Finder:
 
 
 def nested(sites: List[Site]) -> List[Site]:
-    """The sites as a forest: each holds those inside of it."""
+    """Returns the sites as a forest, in which each contains those inside it."""
     roots: List[Site] = []
     stack: List[Site] = []
     for site in sorted(sites, key=lambda site: (site.start, -site.end, not site.is_statement)):
@@ -370,7 +370,7 @@ def compile_arguments(database: str, source: str) -> List[str]:
 
 
 def find(paths: List[str], database: str) -> dict:
-    """The sites of each of the files, by its path. Headers are seen through the sources that include them."""
+    """Returns the sites of each file by its path. Finds those of headers through the sources that include them."""
     finders = {}
     for path in paths:
         with open(path, encoding='latin-1') as file:  # offsets count bytes
@@ -391,7 +391,7 @@ def walk_top(top, finders):
     declarations = []
     for node in top.get_children():
         file = node.location.file
-        finder = finders.get(os.path.realpath(file.name)) if file else None  # a header is seen through a link
+        finder = finders.get(os.path.realpath(file.name)) if file else None  # the compiler finds headers through links
         if finder is None:
             continue
         if node.kind == Kind.MACRO_INSTANTIATION:

@@ -1,4 +1,4 @@
-"""Writes sources that hold all their mutants, one of which is chosen when the program starts; or a single one."""
+"""Writes sources with all their mutants, one of which is activated at start-up, or with a single mutant."""
 
 import re
 from typing import Callable, List, Set
@@ -13,7 +13,7 @@ def all_mutants(sites: List[Site]):
 
 
 class Writer:
-    """Renders one file. `is_wanted` tells which mutants are in it; the others are left as they are in the source."""
+    """Renders one file. `is_wanted` selects the mutants; the other places keep the original text."""
 
     def __init__(self, text: str, sites: List[Site], choose: Callable[[Mutant, Site], str], dropped: Set[int]):
         self.text = text
@@ -61,7 +61,7 @@ class Writer:
 
 
 class SingleWriter(Writer):
-    """The source with one mutant, as somebody would have written it."""
+    """Returns the source with one mutant in plain code."""
 
     def __init__(self, text: str, sites: List[Site], number: int):
         super().__init__(text, sites, None, set())
@@ -81,7 +81,7 @@ class SingleWriter(Writer):
 
 
 def one_line(text: str) -> str:
-    """Without the ends of lines, so that what follows stays on the line that it is on in the source."""
+    """Removes line ends, so that the following code keeps its line numbers."""
     return re.sub(r'\s*\n\s*', ' ', re.sub(r'//[^\n]*\n', '\n', text))
 
 

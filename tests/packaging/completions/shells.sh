@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Has each shell complete words with the completions of kelo.
+# Checks the completions of kelo in each shell.
 #
 # usage: shells.sh KELO
-# shellcheck disable=SC2016 # what stands in single quotes is for the other shells
+# shellcheck disable=SC2016 # the other shells expand the single-quoted text
 source testing/script.sh
 
 kelo=$1
@@ -11,7 +11,7 @@ for shell in bash zsh fish; do "$kelo" completions "$shell" >"$folder/kelo.$shel
 # expect SHELL EXPECTED ACTUAL
 expect() { [ "$2" = "$3" ] || failure "$1: expected <$2>, found <$3>"; }
 
-# complete_in_bash WORD...: what the last word is completed to.
+# complete_in_bash WORD...: prints the completions of the last word.
 complete_in_bash() {
   bash --norc -c 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _kelo; printf "%s\n" "${COMPREPLY[*]}"' \
     "$folder/kelo.bash" "$@"
@@ -21,7 +21,7 @@ expect bash '--version' "$(complete_in_bash kelo --v)"
 expect bash '--help --hand-back-on-lid-close' "$(complete_in_bash kelo hold --h)"
 expect bash 'bash' "$(complete_in_bash kelo completions b)"
 
-# complete_in_fish LINE: the same, without the descriptions.
+# complete_in_fish LINE: prints the completions without their descriptions.
 complete_in_fish() {
   HOME=$folder XDG_CONFIG_HOME=$folder XDG_DATA_HOME=$folder \
     fish --no-config -c 'source $argv[1]; complete -C $argv[2]' "$folder/kelo.fish" "$1" | cut -f 1 | sort | xargs
@@ -31,7 +31,7 @@ expect fish '--json' "$(complete_in_fish 'kelo watch --j')"
 expect fish '--hand-back-on-lid-close --help' "$(complete_in_fish 'kelo hold --h')"
 expect fish 'bash fish zsh' "$(complete_in_fish 'kelo completions ')"
 
-# zsh completes only for somebody who types: here into a function that prints what it is given.
+# zsh completes only interactive input, so this types a call of a function that prints its arguments.
 typed_in_zsh() {
   HOME=$folder zsh -f -c '
     zmodload zsh/zpty
@@ -45,4 +45,4 @@ typed_in_zsh() {
 expect zsh 'status --json' "$(typed_in_zsh $'kelo stat\t--j\t')"
 expect zsh 'hold --hand-back-on-lid-close 0.5' "$(typed_in_zsh $'kelo ho\t--ha\t0.5')"
 expect zsh 'completions fish' "$(typed_in_zsh $'kelo comp\tfi\t')"
-printf 'three shells complete\n'
+printf 'three shells complete words\n'

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Configures the product as on a Mac and looks at the commands that would build it.
+# Configures the product as on a Mac and checks its build commands.
 #
 # usage: configure.sh COMPILER FOLDER: the folder to configure in
 # Run from the top of the repository.
@@ -14,11 +14,11 @@ configure_with() {
 }
 
 # This version does not compile with Apple's C++ library.
-if configure_with 3.11.2; then printf 'JSON 3.11.2 is good enough for a Mac\n'; exit 1; fi
+if configure_with 3.11.2; then printf 'JSON 3.11.2 is accepted for a Mac\n'; exit 1; fi
 rm -rf "$folder"
 configure_with 3.11.3 || { cat "$folder.log"; exit 1; }
 
-# commands_of FILE: the command that makes it.
+# commands_of FILE: prints the command that creates it.
 commands_of() { ninja -C "$folder" -t commands "$1" | tail -n 1; }
 
 expect() {
@@ -47,7 +47,7 @@ expect "$(commands_of app.kelo.helper)" "${both[@]}" "${frameworks[@]}" "$sectio
 expect "$(commands_of kelo)" "${both[@]}" "${frameworks[@]}" "$section" kelo-Info.plist
 for executable in app.kelo.helper kelo; do
   case $(ninja -C "$folder" -t inputs "$executable") in
-    *simulat*) printf '%s holds code of the simulator\n' "$executable"; exit 1 ;;
+    *simulat*) printf '%s contains code of the simulator\n' "$executable"; exit 1 ;;
   esac
 done
 grep -q '<string>app.kelo.Kelo</string>' "$folder/kelo-Info.plist"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs tools/dev/confirm-on-a-mac.sh with stand-ins for a Mac's programs: the order of what it does, what it asks and
-# when, and what it reports.
+# Runs tools/dev/confirm-on-a-mac.sh with stand-ins for a Mac's programs. Checks the order of its calls, its questions and
+# its report.
 #
 # Run from the top of the repository.
 source testing/script.sh
@@ -10,8 +10,8 @@ mkdir -p "$folder/bin" "$tree/tools/dev" "$tree/packaging/macos" "$tree/build/pr
 cp tools/dev/confirm-on-a-mac.sh tools/dev/confirm-cost.sh "$tree/tools/dev/"
 real_sleep=$(command -v sleep) real_mktemp=$(command -v mktemp) real_ps=$(command -v ps)
 
-# One stand-in for all: it writes down how it is called, and says what a Mac on which all is well would say. $FAULT is a
-# pattern: a call that matches it fails, or says $SAYS if that is set. "log show" prints its headings in any case.
+# One stand-in for all programs: it records its call, and prints the output of a Mac without faults. A call that matches
+# the pattern $FAULT fails, or prints $SAYS if that is set. "log show" always prints its headings.
 cat >"$folder/bin/stand-in" <<'STUB'
 #!/usr/bin/env bash
 call="$(basename "$0") $*"
@@ -42,11 +42,11 @@ case $call in
     printf '*** Sampled system activity (600000ms elapsed) ***\n\n*** Running tasks ***\n\n%-34s %-6s %s\n' Name ID \
       'CPU ms/s  User%  Deadlines (<2 ms, 2-5 ms)  Wakeups (Intr, Pkg idle)'
     printf '%-34s %-6s %s\n' 'Some Other' 1 '1.00  50.00  0.00  0.00  9.00  9.00'
-    if holder=$(cat "$FOLDER/holder" 2>/dev/null); then # one that runs asks for a snapshot every second
+    if holder=$(cat "$FOLDER/holder" 2>/dev/null); then # a running client fetches a snapshot every second
       case $("$REAL_PS" -o state= -p "$holder") in T*) wakeups=0.50 ;; *) wakeups=1.50 ;; esac
       printf '%-34s %-6s %s\n' app.kelo.helper "$(cat "$FOLDER/pid")" "0.15  30.00  0.00  0.00  $wakeups  0.25"
     fi ;;
-  ps*) # idle, it uses nothing; a hold has used more by the second look
+  ps*) # no CPU time while idle; a hold has more at the second call
     looks=$(grep -c '^ps' "$CALLS")
     if [ "$looks" -lt 4 ]; then echo '  0:59.98'; else echo '  1:00.07'; fi ;;
   'sudo launchctl print'*)
@@ -59,7 +59,7 @@ case $call in
   'kelo hold 60% --for 15m')
     echo $$ >"$FOLDER/holder"
     while :; do "$REAL_SLEEP" 0.01; done ;;
-  'kelo version') rm -f "$SIGNAL"; echo 'Interface version 6' ;; # which starts it
+  'kelo version') rm -f "$SIGNAL"; echo 'Interface version 6' ;; # starts the helper
   "another's kelo status") exit 3 ;;
   'kelo status') "$REAL_SLEEP" "${SNAPSHOT-0}" ;;
   'log show'*-67050*) echo 'denied: -67050' ;;
@@ -80,14 +80,14 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 if [ "${1-}" = -m ]; then echo "${PROCESSOR-arm64}"; else echo "${SYSTEM-Darwin}"; fi
 STUB
-# macOS's ignores TMPDIR unless the template names it.
+# mktemp of macOS ignores TMPDIR unless the template contains it.
 cat >"$folder/bin/mktemp" <<STUB
 #!/bin/sh
 for last; do :; done
 case \$last in *XXXXXX) ;; *) set -- "\$@" "\$FOLDER/not-TMPDIR.XXXXXX" ;; esac
 exec $real_mktemp "\$@"
 STUB
-# No longer than until what was started before it is there: a hold, or the helper.
+# Waits only until the hold or the helper has started.
 cat >"$folder/bin/sleep" <<STUB
 #!/bin/sh
 case \$1 in
@@ -110,7 +110,7 @@ chmod +x "$folder"/bin/* "$tree/build/product/app.kelo.helper" "$tree/dev"
 shown=("$out" "$report")
 # confirm STATUS ANSWERS [VARIABLE=VALUE...] -- ARGUMENT...
 #
-# The installed helper is a process, which takes 30 ms to end.
+# A process that takes 30 ms to exit plays the installed helper.
 confirm() {
   local expected=$1 answers=$2 status=0 variables=()
   shift 2
@@ -120,7 +120,7 @@ confirm() {
   mkdir "$folder/tmp"
   bash -c "trap '$real_sleep 0.03; exit' TERM; while :; do $real_sleep 0.01; done" &
   echo $! >"$folder/pid"
-  # shellcheck disable=SC2086 # an answer each
+  # shellcheck disable=SC2086 # one word per answer
   printf '%s\n' $answers | env PATH="$folder/bin:$PATH" TMPDIR="$folder/tmp" CALLS="$calls" OUT="$out" FOLDER="$folder" \
     REAL_SLEEP="$real_sleep" REAL_PS="$real_ps" SIGNAL="$folder/signal" ${variables[@]+"${variables[@]}"} \
     "$tree/tools/dev/confirm-on-a-mac.sh" --report "$report" "$@" >"$out" 2>&1 || status=$?
@@ -128,23 +128,23 @@ confirm() {
   [ "$status" -eq "$expected" ] || failure "$* exits with $status, not $expected"
 }
 verdicts() { awk '/^## / { getline; getline; print }' "$report" | LC_ALL=C sort | uniq -c | sed 's/^ *//' | tr '\n' ','; }
-# verdict TITLE: what the report says of that row.
+# verdict TITLE: prints the report's verdict for the row.
 verdict() { awk -v title="## $1" '$0 == title { getline; getline; print }' "$report"; }
 
 all=(--identity A --other-identity B --installer-identity I)
 
-# --- every row of the document, in its order; all is well
+# --- every row of the document, in order, without faults
 confirm 0 "y y y y y" SNAPSHOT=0.2 -- "${all[@]}"
 rows() { sed -n '/^## Unconfirmed on a Mac/,$s/^| \([^|]*\) | .*/\1/p' docs/macos.md | grep -vxE 'behaviour|a listener that is never.*'; }
 diff <(rows) <(sed -n 's/^## //p' "$report") || failure "the rows differ from those of docs/macos.md"
 [ "$(verdicts)" = "22 confirmed," ] || failure "not all rows are confirmed: $(verdicts)"
-if grep -q UNASKED "$calls"; then failure "it sleeps, or waits for the lid, before it has asked"; fi
+if grep -q UNASKED "$calls"; then failure "it sleeps, or waits for the lid, without asking first"; fi
 for question in 'Save your work: the Mac is put to sleep now' 'be ready to close the lid' 'Did the fans change their speed' \
   'Do the speeds and the temperature above match this Mac?' 'is measured for 20 minutes'; do
   [ "$(grep -cF "$question" "$out")" -eq 1 ] || failure "not asked once: $question"
   grep -qF "$question" "$report" || failure "the answer is not reported: $question"
 done
-[ -z "$(ls -A "$folder/tmp")" ] || failure "it leaves something behind"
+[ -z "$(ls -A "$folder/tmp")" ] || failure "it leaves temporary files"
 diff - <(uniq -c "$calls" | sed -E 's/^ +1 //; s/^ +([0-9]+) (.*)/\2, \1 times/') <<'EOT' || failure "other calls than expected"
 sw_vers 
 sysctl -n hw.model
@@ -220,7 +220,7 @@ sudo launchctl print system/app.kelo.helper
 sudo /bin/bash -c TIMEFORMAT=%3R; time { kill -TERM $0; while kill -0 $0 2>/dev/null; do :; done; } PID
 EOT
 
-# --- the figures are those that docs/performance.md leaves open
+# --- the figures are the open ones of docs/performance.md
 figures() { sed -n "/^##*  *$2/,\$s/^| \(.*\) | $3 |\$/\1/p" "$1"; }
 diff <(figures docs/performance.md 'On a Mac' open) <(figures "$report" 'For docs' '[-0-9].*') \
   || failure "the figures differ from those of docs/performance.md"
@@ -235,23 +235,23 @@ at_least() {
   [ "${reported:-0}" -ge "$2" ] || failure "$1 takes $2 ms, and ${reported:-nothing} is reported"
 }
 at_least 'SIGTERM to exit, holding' 30
-at_least 'one snapshot' 100 # of 200, less what else the machine does meanwhile
+at_least 'one snapshot' 100 # of 200, because other work delays both commands
 for ((i = 0; i < 500; i++)); do
   kill -0 "$(cat "$folder/holder")" 2>/dev/null || break
   "$real_sleep" 0.01
 done
-[ $i -lt 500 ] || failure "the hold goes on"
+[ $i -lt 500 ] || failure "the hold does not end"
 
-# --- nobody wants it to sleep, and nobody has other identities: nothing is done without being asked for
+# --- the user declines and gives no other identities: the script does nothing without permission
 confirm 1 "n n n n n" PROCESSOR=x86_64 -- --identity A
 [ "$(verdicts)" = "2 FAILED,13 confirmed,7 left out," ] || failure "other verdicts than expected: $(verdicts)"
 for call in 'pmset sleepnow' 'hand-back-on-lid-close' 'sudo installer' '--identity B' 'arch -x86_64'; do
-  if grep -qF -- "$call" "$calls"; then failure "done all the same: $call"; fi
+  if grep -qF -- "$call" "$calls"; then failure "done without permission: $call"; fi
 done
-confirm 1 "" -- "${all[@]}" # nobody at all is there
+confirm 1 "" -- "${all[@]}" # no answers at all
 if grep -qF 'pmset sleepnow' "$calls"; then failure "it puts the Mac to sleep without an answer"; fi
 
-# --- what is not as it should be fails its row, and the others are tried all the same
+# --- a fault fails its row, and the other rows are still tried
 costs="CPU time and wake-ups, while holding and while idle"
 # fails ROW VARIABLE=VALUE...
 fails() {
@@ -270,7 +270,7 @@ fails "launchd accepts the job" 'FAULT=plutil*'
 fails "any other client is disconnected before the delegate is asked" 'FAULT=log show*-67050*' SAYS=nothing
 fails "the client rejects an impostor of the helper" 'FAULT=dev install --identity B'
 [ "$(grep -A 1 -- 'install --identity B' "$calls" | tail -n 1)" = "dev install --identity A" ] \
-  || failure "the genuine helper does not come back"
+  || failure "the genuine helper is not installed again"
 fails "BOOL is passed between processors" 'FAULT=arch*'
 fails "the lid state is read" 'FAULT=log show --last 2m*' SAYS=nothing
 fails "the installer accepts the package, and its checks and scripts work" 'FAULT=sudo installer*'
@@ -281,10 +281,10 @@ fails "messages are readable in the unified log" 'FAULT=log show --last 5m*' 'SA
 fails "no object is released too early or leaked" 'FAULT=sudo leaks*' 'SAYS=Process 1: 10 leaks'
 fails "$costs" 'FAULT=sudo powermetrics*' 'SAYS=Name ID CPU ms/s'
 fails "$costs" 'FAULT=ps*' SAYS=
-if grep -q '^| ' "$report"; then failure "figures are reported of a helper that is gone"; fi
+if grep -q '^| ' "$report"; then failure "figures are reported after the helper has exited"; fi
 
-# --- and elsewhere it does nothing
+# --- on other systems it does nothing
 confirm 2 "" SYSTEM=Linux -- "${all[@]}"
 confirm 2 "" --
 [ ! -e "$calls" ] || failure "something was called without an identity"
-printf 'a Mac is asked all that it has to confirm\n'
+printf 'every row is confirmed\n'

@@ -1,4 +1,4 @@
-// Asks the installer package's check on Macs of several kinds, played by objects like those that the installer gives it.
+// Runs the installation check of the installer package on several kinds of Mac, simulated by objects like the installer's.
 //
 // usage: node distribution.js DISTRIBUTION
 
@@ -13,7 +13,7 @@ const compare = (one, other) => {
   return Math.sign(difference);
 };
 
-// What the check says of a Mac: nothing when it may be installed there.
+// Returns the result of the check on a Mac: an empty text if installation is allowed.
 function answer(version, model, controllers) {
   const mac = {
     my: { result: {} },

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks what ./dev install and ./dev uninstall say and do, with stand-ins for everything that they call.
+# Checks the output and the calls of ./dev install and ./dev uninstall, with stand-ins for all programs that they call.
 #
 # Run from the top of the repository.
 source testing/script.sh
@@ -13,7 +13,7 @@ cp -R dev tools packaging CMakeLists.txt THIRD_PARTY_NOTICES.md "$tree/"
 printf '#!/bin/sh\n' >"$tree/build/product/kelo"
 chmod +x "$tree/build/product/kelo"
 
-# Stand-ins that write down how they are called. launchctl bootstrap refuses twice: the former job is still leaving.
+# Stand-ins that record their calls. launchctl bootstrap fails twice, because the old helper is still exiting.
 for command in bin/cmake bin/codesign bin/lipo usr/bin/sudo; do
   cat >"$folder/$command" <<'STUB'
 #!/usr/bin/env bash
@@ -32,7 +32,8 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 echo "${SYSTEM-Darwin}"
 STUB
-# What others may write: by owner or mode $WRITABLE, by an access control list $LISTED. Asked otherwise, it is everything.
+# Other users may write to $WRITABLE by owner or mode, and to $LISTED by an access control list. An unexpected call reports
+# every folder as writable.
 cat >"$folder/usr/bin/find" <<'STUB'
 #!/bin/sh
 [ "$*" = "$1 -maxdepth 0 ( ! -user root -o -perm -020 -o -perm -002 )" ] || echo "$1"
@@ -45,7 +46,7 @@ printf 'drwxr-xr-x+ 4 root  wheel  128 Nov 21 12:00 %s\n 0: group:everyone deny 
 [ "$2" != "${LISTED-}/." ] || echo ' 1: user:somebody allow add_file'
 STUB
 printf '#!/bin/sh\n' >"$folder/bin/sleep"
-printf '#!/bin/sh\n' >"$folder/bin/brew" # everything is installed
+printf '#!/bin/sh\n' >"$folder/bin/brew" # all packages are installed
 chmod +x "$folder"/bin/* "$folder"/usr/bin/*
 
 dev() {
@@ -54,7 +55,7 @@ dev() {
 }
 expect_calls() { diff - "$calls" || failure "other calls than expected: $1"; }
 
-# put MODE SOURCE FOLDER NAME [IDENTIFIER]: the calls for one file.
+# put MODE SOURCE FOLDER NAME [IDENTIFIER]: prints the calls for one file.
 put() {
   printf 'sudo /bin/mkdir -p %s\n' "$3"
   printf 'sudo /usr/bin/install -o root -g wheel -m %s %s %s\n' "$1" "$2" "$3/.$4.new"
@@ -66,7 +67,7 @@ verified() {
   printf 'sudo /usr/bin/codesign -dvv %s\n' "$1"
   printf 'sudo /usr/bin/codesign -d --entitlements - --xml %s\n' "$1"
 }
-# client PREFIX: the calls for what belongs to the client.
+# client PREFIX: prints the calls for the client files.
 client() {
   put 755 build/product/kelo "$1/bin" kelo app.kelo.Kelo
   put 644 packaging/man/kelo.1 "$1/share/man/man1" kelo.1
@@ -90,40 +91,40 @@ sudo /bin/launchctl bootstrap system /Library/LaunchDaemons/app.kelo.helper.plis
 EOF
 )
 
-# A dry run says every one of these, and calls nothing.
+# A dry run prints all of these steps, and calls nothing.
 arguments=(install --identity "$identity" --dry-run)
 dev env SYSTEM=Linux || failure "the dry run failed"
 [ ! -e "$calls" ] || failure "the dry run called something"
 while IFS= read -r line; do
-  case $line in *codesign\ -d*) continue ;; esac # it says what they have to tell
+  case $line in *codesign\ -d*) continue ;; esac # the dry run describes these in words
   grep -qF -- "$line" "$folder/out" || failure "the dry run does not say: $line"
 done <<<"$expected"
 for copy in /Library/PrivilegedHelperTools/.app.kelo.helper.new /usr/local/bin/.kelo.new; do
   grep -qF "(stop unless $copy has the hardened runtime and lacks get-task-allow)" "$folder/out" \
-    || failure "the dry run does not say what is looked for in $copy"
+    || failure "the dry run does not describe the check of $copy"
 done
 
-# The real thing says the same first, and then does it; while the former helper leaves, it tries again.
+# The real run first prints the same steps, then runs them. It retries while the old helper is exiting.
 cp "$folder/out" "$folder/said"
 arguments=(install "--identity=$identity")
 dev env || failure "installing failed"
 [ "$(head -n "$(wc -l <"$folder/said")" "$folder/out")" = "$(cat "$folder/said")" ] \
-  || failure "something else was said than by the dry run"
+  || failure "the output differs from the dry run"
 {
   printf '%s\n' "$expected"
   printf 'sudo /bin/launchctl bootstrap system /Library/LaunchDaemons/app.kelo.helper.plist\n%.0s' 1 2
 } | expect_calls install
 
-# A helper that is not loaded is no reason to stop.
+# Installing succeeds if the job was not loaded.
 rm "$calls"
-dev env BOOTOUT_STATUS=3 || failure "installing failed where nothing was loaded"
+dev env BOOTOUT_STATUS=3 || failure "installing failed without a loaded job"
 
-# refused TEXT VARIABLE=VALUE: what has this fault is not put in place.
+# refused TEXT VARIABLE=VALUE: a program with this fault is not installed.
 refused() {
   rm "$calls"
   if dev env "$2"; then failure "installed with $2"; fi
-  grep -qF -- "$1" "$folder/err" || failure "it does not say why, with $2: $1"
-  if grep -q '/bin/mv' "$calls"; then failure "something was put in place with $2"; fi
+  grep -qF -- "$1" "$folder/err" || failure "it does not print the reason, with $2: $1"
+  if grep -q '/bin/mv' "$calls"; then failure "something was installed with $2"; fi
 }
 for open in / /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
   for fault in "WRITABLE=$open" "LISTED=$open"; do
@@ -135,22 +136,22 @@ refused 'is not the signed program' VERIFY_STATUS=3
 refused 'without the hardened runtime' 'FLAGS=0x0(none)'
 refused 'allows debugging' 'ENTITLEMENTS=<key>com.apple.security.get-task-allow</key><true/>'
 
-# Where /usr/local is a user's, the client goes elsewhere, and it is said where.
+# If a user may write to /usr/local, the client is installed in another folder, which is printed.
 for fault in WRITABLE=/usr/local LISTED=/usr/local/bin; do
   rm "$calls"
   dev env "$fault" || failure "installing failed with $fault"
-  diff <(client /opt/kelo) <(grep -F /opt/kelo "$calls") || failure "the client is installed otherwise with $fault"
-  if grep -q /usr/local "$calls"; then failure "something goes to /usr/local, with $fault"; fi
-  grep -q 'Add /opt/kelo/bin to your path' "$folder/out" || failure "it does not say where the client is"
+  diff <(client /opt/kelo) <(grep -F /opt/kelo "$calls") || failure "wrong files of the client with $fault"
+  if grep -q /usr/local "$calls"; then failure "a file is installed in /usr/local with $fault"; fi
+  grep -q 'Add /opt/kelo/bin to your path' "$folder/out" || failure "it does not print the folder of the client"
 done
 
-# On a new Mac /usr/local/bin is missing, and will be root's.
+# A new Mac lacks /usr/local/bin, which the installation creates for root.
 rm "$calls"
 rmdir "$folder/usr/local/bin"
 dev env LISTED=/usr/local/bin || failure "installing failed without /usr/local/bin"
-diff <(client /usr/local) <(grep -F /usr/local "$calls") || failure "the client is installed otherwise without /usr/local/bin"
+diff <(client /usr/local) <(grep -F /usr/local "$calls") || failure "wrong files of the client without /usr/local/bin"
 
-# Elsewhere nothing is done.
+# On other systems it does nothing.
 rm "$calls"
 if dev env SYSTEM=Linux; then failure "it claims to have installed on Linux"; fi
 [ ! -e "$calls" ] || failure "something was called on Linux"

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Checks that ./dev finds Clang's tools on a Mac, where Homebrew keeps them off the path, and installs no more than a
-# command needs; with stand-ins for what it calls.
+# Checks that ./dev finds Clang's tools on a Mac, where Homebrew does not add them to PATH, and installs only the packages
+# that a command needs. Uses stand-ins for the programs that it calls.
 #
 # Run from the top of the repository.
 source testing/script.sh
 
 mkdir -p "$folder/bin" "$folder/opt/llvm/bin" "$folder/tree"
-# A copy, in which no build has left anything.
+# Copies the checkout without build folders.
 git ls-files -z --cached --others --exclude-standard | tar -c --null -T - | tar -x -C "$folder/tree"
 git -C "$folder/tree" init --quiet
 calls=$folder/calls
@@ -29,7 +29,7 @@ cat >>"$folder/bin/cmake" <<'STUB'
 mkdir -p build/lint
 printf '  "file": "%s/%s",\n' "$PWD" core/fan/FanError.cpp "$PWD" tests/MainTest.cpp >build/lint/compile_commands.json
 STUB
-for tool in clang-format clang-tidy; do # of another version, or not there at all
+for tool in clang-format clang-tidy; do # another version, which must not be used
   printf '#!/bin/sh\nprintf "%s is not the one of Homebrew\\n"\nexit 1\n' "$tool" >"$folder/bin/$tool"
 done
 printf '#!/bin/sh\necho Darwin\n' >"$folder/bin/uname"
@@ -43,9 +43,9 @@ for called in "clang-format --dry-run" "clang-tidy -p" "shellcheck -x" "brew ins
 done
 rm "$calls"
 dev format || failure "./dev format failed"
-grep -qF 'clang-format -i' "$calls" || failure "formats nothing"
-grep -qxF 'brew install --quiet llvm' "$calls" || failure "installs something else"
+grep -qF 'clang-format -i' "$calls" || failure "no file is formatted"
+grep -qxF 'brew install --quiet llvm' "$calls" || failure "other packages are installed"
 
-# macOS's mktemp ignores TMPDIR unless the template names it.
+# mktemp of macOS ignores TMPDIR unless the template contains it.
 if grep -rnE '\$\(mktemp( -d)?\)' dev tools tests prove .ci; then failure "mktemp without a template in TMPDIR"; fi
-printf 'the tools for the form of the sources are those of Homebrew\n'
+printf 'lint and format use the tools of Homebrew\n'

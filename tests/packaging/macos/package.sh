@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks what ./dev package says, does and lays out, with stand-ins for the tools of a Mac.
+# Checks the output, the calls and the files of ./dev package, with stand-ins for the tools of a Mac.
 #
 # Run from the top of the repository.
 source testing/script.sh
@@ -11,7 +11,7 @@ tree=$folder/tree calls=$folder/calls
 mkdir "$folder/bin" "$tree"
 cp -R dev tools packaging CMakeLists.txt THIRD_PARTY_NOTICES.md "$tree/"
 
-# Stand-ins that write down how they are called. What cmake builds can do no more than print completions.
+# Stand-ins that record their calls. The programs that cmake builds only print completions.
 for command in cmake codesign lipo pkgbuild productbuild pkgutil xcrun spctl; do
   cat >"$folder/bin/$command" <<'STUB'
 #!/usr/bin/env bash
@@ -37,7 +37,7 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 echo "${SYSTEM-Darwin}"
 STUB
-printf '#!/bin/sh\n' >"$folder/bin/brew" # everything is installed
+printf '#!/bin/sh\n' >"$folder/bin/brew" # all packages are installed
 chmod +x "$folder"/bin/*
 
 dev() {
@@ -70,23 +70,23 @@ spctl -a -vv -t install $package
 EOT
 )
 
-# --- a dry run says every step and does none
+# --- a dry run prints every step and runs none
 arguments=("${signing[@]}" --notarize profile --dry-run)
 dev env SYSTEM=Linux || failure "the dry run failed"
-if [ -e "$calls" ] || [ -e "$tree/build" ]; then failure "the dry run did something"; fi
+if [ -e "$calls" ] || [ -e "$tree/build" ]; then failure "the dry run created files or called programs"; fi
 while IFS= read -r line; do
   grep -qF -- "${line/1-2-3/ID}" "$folder/out" || failure "the dry run does not say: $line"
 done <<<"$made"$'\n'"$submitted"$'\n'"$stapled"
 cp "$folder/out" "$folder/said"
 
-# --- the real thing says the same first; whatever the mask, the modes are those of a Mac
+# --- the real run first prints the same steps; the modes are independent of the umask
 arguments=("${signing[@]}" --notarize=profile)
 (umask 077 && dev env) || failure "packaging failed"
 [ "$(head -n "$(wc -l <"$folder/said")" "$folder/out")" = "$(cat "$folder/said")" ] \
-  || failure "something else was said than by the dry run"
+  || failure "the output differs from the dry run"
 printf '%s\n' "$made" "$submitted" "$stapled" | diff - "$calls" || failure "other calls than expected"
 (cd "$tree/build/package/root" && find . -exec ls -ld {} + | awk '{ print substr($1, 1, 10), $NF }' | sort -k 2) >"$folder/laid-out"
-diff - "$folder/laid-out" <<'EOT' || failure "something else was laid out"
+diff - "$folder/laid-out" <<'EOT' || failure "the packaged files differ"
 drwxr-xr-x .
 drwxr-xr-x ./Library
 drwxr-xr-x ./Library/LaunchDaemons
@@ -132,16 +132,16 @@ xmllint --nonet --noout distribution.xml
 [ "$(xmllint --xpath 'string(//pkg-ref/@version)' distribution.xml)" = "$version" ] || failure "not this version"
 cd "$tree"
 
-# --- without notarizing; and with a verdict that is none, whatever notarytool's exit status
+# --- without notarizing; and with a verdict other than Accepted, which notarytool reports with exit status 0
 arguments=("${signing[@]}")
 dev env || failure "packaging without notarizing failed"
 printf '%s\n' "$made" | diff - "$calls" || failure "other calls than expected without notarizing"
 arguments=("${signing[@]}" --notarize profile)
-if dev env VERDICT=Invalid; then failure "it goes on with a package that Apple refuses"; fi
-grep -q 'verdict is "Invalid"; the reasons are in' "$folder/err" || failure "the verdict was not named"
-if grep -q stapler "$calls"; then failure "it staples what Apple refuses"; fi
+if dev env VERDICT=Invalid; then failure "it continues with a package that Apple refuses"; fi
+grep -q 'verdict is "Invalid"; the reasons are in' "$folder/err" || failure "the verdict is not printed"
+if grep -q stapler "$calls"; then failure "it staples a package that Apple refuses"; fi
 
-# --- what is refused
+# --- refused arguments
 refused() {
   local text=$1
   shift
@@ -156,4 +156,4 @@ refused 'does not know' "${signing[@]}" --force
 arguments=("${signing[@]}")
 if dev env SYSTEM=Linux; then failure "it claims to have packaged on Linux"; fi
 [ ! -e "$calls" ] || failure "something was called on Linux"
-printf 'a package is made as it is said\n'
+printf 'the package is built as printed\n'

@@ -8,7 +8,7 @@ installed=$1 embedded=$2 info=$3 version=$4
 
 xmllint --nonet --noout "$installed" "$embedded" "$info"
 
-# value FILE KEY...: what stands behind a key, in the dictionaries behind the keys before it: its element and its text.
+# value FILE KEY...: prints element and text of the value of the last key, in the nested dictionaries of the others.
 value() {
   local file=$1 path=/plist/dict key
   shift
@@ -30,23 +30,23 @@ expect() {
   fi
 }
 
-# Each tells in its own way where the helper is; one that told both would start another helper than it seems to.
+# Each names the helper by one of two keys. A list with both keys could start the wrong helper.
 has() { [ "$(xmllint --nonet --xpath "count(//key[.='$2'])" "$1")" != 0 ]; }
 expect 'array /Library/PrivilegedHelperTools/app.kelo.helper' "$installed" ProgramArguments
 expect 'string Contents/MacOS/app.kelo.helper' "$embedded" BundleProgram
-if has "$installed" BundleProgram || has "$embedded" ProgramArguments; then printf 'two programs\n'; exit 1; fi
+if has "$installed" BundleProgram || has "$embedded" ProgramArguments; then printf 'a list names two programs\n'; exit 1; fi
 
 for launchd in "$installed" "$embedded"; do
   expect 'string app.kelo.helper' "$launchd" Label
   expect 'true' "$launchd" MachServices app.kelo.helper
-  expect 'false' "$launchd" KeepAlive SuccessfulExit # back after a crash, not after it has left
-  expect 'true' "$launchd" RunAtLoad # implied by SuccessfulExit: nobody shall think that a client starts it
+  expect 'false' "$launchd" KeepAlive SuccessfulExit # restarted after a crash, not after a normal exit
+  expect 'true' "$launchd" RunAtLoad # SuccessfulExit implies it; explicit for readers
   expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
-  # More than ten fans of 4 seconds each.
+  # Longer than ten fans with 4 seconds each.
   seconds=$(value "$launchd" ExitTimeOut)
   [ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
   expect 'string Interactive' "$launchd" ProcessType # no throttling when the Mac is busiest
-  # No other key: another user, a single launch or a kill without a signal would each leave fans held.
+  # No other keys are allowed: another user, a single launch or SIGKILL without SIGTERM would leave fans held.
   known=' Label ProgramArguments BundleProgram MachServices app.kelo.helper RunAtLoad KeepAlive SuccessfulExit '
   known+='ExitTimeOut ProcessType AssociatedBundleIdentifiers '
   unknown="//key[not(contains('$known', concat(' ', ., ' ')))]"
@@ -60,4 +60,4 @@ expect "string $version" "$info" CFBundleVersion
 expect "string $version" "$info" CFBundleShortVersionString
 expect 'string 6.0' "$info" CFBundleInfoDictionaryVersion
 expect 'string 14.0' "$info" LSMinimumSystemVersion
-printf 'the property lists are well\n'
+printf 'the property lists are correct\n'

@@ -1,19 +1,19 @@
 #!/usr/bin/env bash
-# Renders every manual page; fails on any warning, and on a page that comes out without its sections.
+# Renders every manual page; fails on any warning and on a missing section.
 #
 # usage: pages.sh FILE...
 set -euo pipefail
 
 for page in "$@"; do
   mandoc -T lint -W warning "$page"
-  text=$(mandoc -T ascii "$page" | sed $'s/.\b//g') # without the overstruck letters
+  text=$(mandoc -T ascii "$page" | sed $'s/.\b//g') # removes overstrikes
   for section in NAME SYNOPSIS DESCRIPTION 'EXIT STATUS' EXAMPLES 'SEE ALSO'; do
     grep -qx "$section" <<<"$text" || { printf '%s: there is no section %s\n' "$page" "$section"; exit 1; }
   done
   name=$(basename "$page")
-  # Its own name and section, and pages that are there.
+  # Checks the name and section, and that referenced pages exist.
   grep -q "^$(tr '[:lower:]' '[:upper:]' <<<"${name%.*}")(${name##*.})" <<<"$text" \
-    || { printf '%s: the page is titled otherwise\n' "$page"; exit 1; }
+    || { printf '%s: wrong title\n' "$page"; exit 1; }
   while read -r other section; do
     [ "$other" = launchd ] || [ -e "$(dirname "$page")/$other.$section" ] \
       || { printf '%s: there is no page %s(%s)\n' "$page" "$other" "$section"; exit 1; }

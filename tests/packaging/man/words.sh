@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Fails when a program's help, its manual page and its completions do not name the same commands and options.
+# Fails if the help, the manual page and the completions of a program name different commands or options.
 #
 # usage: words.sh MANUAL-FOLDER PROGRAM...
 set -euo pipefail
@@ -7,7 +7,7 @@ set -euo pipefail
 manuals=$1
 shift
 
-# help_of COMMAND...: the help of a program's command and of those below it.
+# help_of COMMAND...: prints the help of a command and of its subcommands.
 help_of() {
   local text name
   text=$("$@" --help)
@@ -15,17 +15,17 @@ help_of() {
   while read -r name; do help_of "$@" "$name"; done < <(commands_in "$text")
 }
 
-# The words at the beginning of the lines below the heading of a help's commands.
+# Prints the first words of the lines below the heading of the commands in a help text.
 commands_in() { awk '/^[A-Z]/ { below = $0 == "Subcommands:" } below && /^  [a-z]/ { print $1 }' <<<"$1"; }
 
-# All words of a text that look like the pattern, once each.
+# Prints each word of a text that matches the pattern once.
 words_in() { grep -oE -- "$1" <<<"$2" | sort -u; }
 
 # same WHAT WHERE EXPECTED ACTUAL
 same() {
   [ -n "$3" ] || { printf '%s: the help names no %s\n' "$program" "$1"; exit 1; }
   [ "$3" = "$4" ] && return
-  printf '%s: help (<) and %s (>) name other %s:\n' "$program" "$2" "$1"
+  printf '%s: help (<) and %s (>) name different %s:\n' "$program" "$2" "$1"
   diff <(printf '%s\n' "$3") <(printf '%s\n' "$4") || exit 1
 }
 
