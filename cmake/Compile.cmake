@@ -76,8 +76,8 @@ function(kelo_compile target)
   endif()
 endfunction()
 
-# kelo_show(TARGET SCOPE FOLDER...): a folder of links to the headers directly in FOLDERs, in which TARGET (PRIVATE), or
-# whatever links it (INTERFACE), or both (PUBLIC) find them by their paths in the repository.
+# kelo_show(TARGET SCOPE FOLDER...): a folder of links to the headers directly in FOLDERs, in which targets that link
+# TARGET (INTERFACE), and TARGET itself as well (PUBLIC), find them by their paths in the repository.
 function(kelo_show target scope)
   if(NOT KELO_WALLS)
     return()
@@ -95,9 +95,9 @@ function(kelo_show target scope)
   target_include_directories(${target} ${scope} ${shown})
 endfunction()
 
-# What every target of ours compiles with. It sees the headers of the folders that its sources are in, those of what it
-# links and those of `sees`.
-function(kelo_configure target scope sees)
+# What every target of ours compiles with. It finds the headers of the folders of its sources, those of what it links,
+# and those of `sees`.
+function(kelo_configure target sees)
   get_target_property(sources ${target} SOURCES)
   set(folders)
   foreach(source IN LISTS sources)
@@ -107,7 +107,7 @@ function(kelo_configure target scope sees)
     list(APPEND folders ${folder})
   endforeach()
   list(REMOVE_DUPLICATES folders)
-  kelo_show(${target} ${scope} ${folders})
+  kelo_show(${target} PUBLIC ${folders})
   list(TRANSFORM sees PREPEND ${PROJECT_BINARY_DIR}/include/)
   target_include_directories(${target} PRIVATE ${sees})
   kelo_compile(${target})
@@ -117,29 +117,28 @@ endfunction()
 # kelo_library(NAME FILE... [LINKS TARGET...] [USES TARGET...] [SEES TARGET...]): one folder of one ring, and the headers
 # that it may include; any other is not found.
 #
-# Its headers include those of LINKS, which is passed on to whatever links it. Only its sources include those of USES,
+# Its headers include those of LINKS, which is passed on to targets that link it. Only its sources include those of USES,
 # which it is linked to, and those of SEES, which it is not: it implements an abstract class of that. A header that
-# includes one of SEES can only be included by what links that as well.
+# includes one of SEES can only be included by targets that link that as well.
 function(kelo_library name)
   cmake_parse_arguments(ARG "" "" "LINKS;USES;SEES" ${ARGN})
   add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE ${ARG_USES})
-  kelo_configure(${name} PUBLIC "${ARG_SEES}")
+  kelo_configure(${name} "${ARG_SEES}")
 endfunction()
 
-# kelo_interface(NAME [LINKS TARGET...]): a folder of headers only.
-function(kelo_interface name)
+# kelo_interface(NAME FOLDER [LINKS TARGET...]): a folder of headers only.
+function(kelo_interface name folder)
   cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
   add_library(${name} INTERFACE)
   target_link_libraries(${name} INTERFACE ${ARG_LINKS})
-  file(RELATIVE_PATH here ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
-  kelo_show(${name} INTERFACE ${here})
+  kelo_show(${name} INTERFACE ${folder})
 endfunction()
 
-# kelo_executable(NAME FILE... [LINKS TARGET...] [SEES TARGET...]): a program, which includes what a library could.
+# kelo_executable(NAME FILE... [LINKS TARGET...] [SEES TARGET...]): a program, which may include the same as a library.
 function(kelo_executable name)
   cmake_parse_arguments(ARG "" "" "LINKS;SEES" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS})
-  kelo_configure(${name} PRIVATE "${ARG_SEES}")
+  kelo_configure(${name} "${ARG_SEES}")
 endfunction()

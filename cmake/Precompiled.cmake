@@ -58,7 +58,6 @@ if(KELO_PRECOMPILE)
   kelo_precompiled(kelo_precompiled_library LIBRARY ${kelo_standard_headers})
   kelo_precompiled(kelo_precompiled_executable EXECUTABLE ${kelo_standard_headers})
   if(KELO_TESTS)
-    find_package(GTest REQUIRED)
     kelo_precompiled(kelo_precompiled_test EXECUTABLE ${kelo_standard_headers} ${kelo_test_headers}
       LINKS GTest::gmock_main nlohmann_json::nlohmann_json)
   endif()

@@ -31,9 +31,9 @@ stage_sign() {
   "$1/simsign" sign "$1/$2" --identifier "$3" --team "$stage_team" --keys "$1/keys" >/dev/null
 }
 
-# built PRESET PROGRAM: prints the path of a built program.
+# built PRESET PROGRAM: prints the path of a built program: the newest, in case the program has moved.
 built() {
-  find "build/$1" -type f -name "$2" -perm -u+x -not -path '*/CMakeFiles/*' | head -n 1
+  find "build/$1" -type f -name "$2" -perm -u+x -not -path '*/CMakeFiles/*' -exec ls -t {} + | head -n 1
 }
 
 command_stage() {

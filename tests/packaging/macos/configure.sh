@@ -34,7 +34,7 @@ expect() {
 
 hardened=(-fstack-protector-strong -D_LIBCPP_HARDENING_MODE=_LIBCPP_HARDENING_MODE_FAST)
 both=('-arch arm64 -arch x86_64' '-mmacosx-version-min=14.0')
-object=platform/macos/CMakeFiles/kelo_platform_macos.dir
+object=platform/CMakeFiles/kelo_platform_macos.dir/macos
 expect "$(commands_of $object/XPCListener.mm.o)" "${both[@]}" "${hardened[@]}" -fno-objc-arc -std=c++20
 expect "$(commands_of $object/IOKitExchange.cpp.o)" "${both[@]}" "${hardened[@]}" -std=c++20
 case $(commands_of $object/XPCListener.mm.o) in

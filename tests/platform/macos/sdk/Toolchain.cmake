@@ -1,6 +1,5 @@
 # Builds for a Mac on other systems: with this machine's Clang, LLVM's Mach-O tools, and our own declarations and symbol
-# lists
-# in place of Apple's SDK.
+# lists in place of Apple's SDK.
 #
 # Parameters: KELO_COMPILER, a Clang, and KELO_JSON_VERSION, the version to report for the JSON library.
 set(CMAKE_SYSTEM_NAME Darwin)
@@ -38,13 +37,22 @@ endforeach()
 set(CMAKE_FIND_ROOT_PATH ${sdk})
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY) # this machine's own JSON library may be new enough
 set(KELO_MAC_PACKAGES ${CMAKE_BINARY_DIR}/packages)
-file(MAKE_DIRECTORY ${KELO_MAC_PACKAGES})
+file(MAKE_DIRECTORY ${KELO_MAC_PACKAGES}/include)
 foreach(package IN ITEMS CLI gmock gtest nlohmann)
-  file(CREATE_LINK /usr/include/${package} ${KELO_MAC_PACKAGES}/${package} SYMBOLIC)
+  file(CREATE_LINK /usr/include/${package} ${KELO_MAC_PACKAGES}/include/${package} SYMBOLIC)
 endforeach()
 foreach(package IN ITEMS CLI11 GTest nlohmann_json)
-  set(${package}_DIR ${here}/packages)
+  set(${package}_DIR ${KELO_MAC_PACKAGES})
+  file(CREATE_LINK ${here}/PackageConfig.cmake ${KELO_MAC_PACKAGES}/${package}Config.cmake SYMBOLIC)
 endforeach()
+file(CONFIGURE OUTPUT ${KELO_MAC_PACKAGES}/CLI11ConfigVersion.cmake CONTENT "set(PACKAGE_VERSION_COMPATIBLE ON)\n")
+# Reports the version expected on a Mac; the headers are this machine's, of any version.
+file(CONFIGURE OUTPUT ${KELO_MAC_PACKAGES}/nlohmann_jsonConfigVersion.cmake CONTENT [[
+set(PACKAGE_VERSION @KELO_JSON_VERSION@)
+if(PACKAGE_FIND_VERSION VERSION_LESS_EQUAL PACKAGE_VERSION)
+  set(PACKAGE_VERSION_COMPATIBLE ON)
+endif()
+]] @ONLY)
 
 # Settings that CMake usually determines by compiling.
 foreach(language IN ITEMS CXX OBJCXX)

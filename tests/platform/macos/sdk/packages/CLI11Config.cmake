@@ -1,4 +1,0 @@
-if(NOT TARGET CLI11::CLI11)
-  add_library(CLI11::CLI11 INTERFACE IMPORTED GLOBAL)
-  target_include_directories(CLI11::CLI11 INTERFACE ${KELO_MAC_PACKAGES})
-endif()
