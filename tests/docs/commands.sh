@@ -109,7 +109,7 @@ check_spelling() {
   [ -n "$said" ] || { complain "$1: $program does not know \"$command\""; return; }
   while IFS= read -r option; do
     grep -qF -- "$option" <<<"$said" || complain "$1: \"$program $command\" does not know $option"
-  done < <(grep -oE -- '(^|[^-a-z])--[a-z][a-z-]*' <<<"${2%%-- *}" | grep -oE -- '--.*')
+  done < <(grep -oE -- '(^|[^-a-z])--[a-z][a-z-]*' <<<"${2%%-- *}" | grep -oE -- '--.*' || true)
 }
 
 check_spelling_of_block() {
