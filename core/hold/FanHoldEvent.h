@@ -31,7 +31,7 @@ struct FanHoldEvent {
     static FanHoldEvent resumed() { return {Plain::resumed}; }
     static FanHoldEvent released() { return {Plain::released}; }
 
-    /// Such as "sleeping" or "engaged(fraction: 0.5, neededUnlock: false)".
+    /// Returns text such as "sleeping" or "engaged(fraction: 0.5, neededUnlock: false)".
     std::string description() const;
 
     bool operator==(const FanHoldEvent&) const = default;

@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// For either end of a connection.
+/// Used by both ends of a connection.
 NSXPCInterface* helperInterface();
 
 } // namespace kelo

@@ -68,7 +68,7 @@ protected:
 
     /// The trace of leaving with a hold: the notice, then the hand-back.
     static Trace leaving(const std::string& notice) { return Trace({"[NOTICE] listener: " + notice}) + leaving(); }
-    /// The same without a notice.
+    /// The trace of leaving with a hold but without a notice.
     static Trace leaving() {
         return restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
                Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"});

@@ -53,7 +53,7 @@ TEST(SigningIdentity, InsertsBothNamesIntoTheRequirementUnescaped) {
         {"", "", R"(anchor apple generic and identifier "" and certificate leaf[subject.OU] = "")"},
         {R"(x" or anchor apple)", "a\\b\n",
          "anchor apple generic and identifier \"x\" or anchor apple\" and certificate leaf[subject.OU] = \"a\\b\n\""},
-        // Paired quotes make a well-formed requirement with another meaning; callers must exclude them.
+        // Paired quotes make a well-formed requirement with a different meaning; callers must exclude them.
         {R"(a" or identifier "evil)", "T",
          R"(anchor apple generic and identifier "a" or identifier "evil" and certificate leaf[subject.OU] = "T")"},
         {"a", R"(T" or identifier "evil)",

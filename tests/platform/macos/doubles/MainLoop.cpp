@@ -9,7 +9,7 @@ namespace kelo::doubles {
 
 namespace {
 
-// Reached only by a loop that is never stopped and that a repeating timer keeps running.
+// A loop that is never stopped ends at this time, even if a repeating timer keeps it running.
 constexpr double endOfTime = 1e7;
 
 } // namespace

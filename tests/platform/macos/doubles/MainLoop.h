@@ -36,7 +36,7 @@ public:
     /// Runs until `stop`. Running out of items is a misuse, which also ends the loop.
     void run();
     void stop() { isStopped_ = true; }
-    /// Runs passes until one ends after `seconds` or later; only one pass if `seconds` is 0.
+    /// Runs passes until `seconds` have elapsed; runs a single pass for 0 seconds.
     void runInMode(double seconds);
 
     /// Runs everything that is due within `seconds`.
