@@ -178,16 +178,6 @@ TEST_F(HelperServiceTest, TheSnapshotReportsAddedAirAndTheClosedLid) {
     EXPECT_FALSE(snapshot().lidHasFan);
 }
 
-TEST_F(HelperServiceTest, HandingBackEndsTheHoldAndHandsBackAgain) {
-    makeService();
-    hold(0.5);
-    takeTrace();
-    EXPECT_EQ(handBack(), std::nullopt);
-    EXPECT_EQ(takeEffects(), restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans());
-    EXPECT_FALSE(isAnyManual());
-    EXPECT_EQ(queue.liveTimers(), 0);
-}
-
 TEST_F(HelperServiceTest, HandingBackRepliesAfterTheFansAreHandedBack) {
     makeService();
     hold(0.5);
@@ -199,6 +189,9 @@ TEST_F(HelperServiceTest, HandingBackRepliesAfterTheFansAreHandedBack) {
     queue.runReady();
     EXPECT_EQ(takeEffects(),
               restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() + Trace({"reply"}));
+    EXPECT_EQ(probe.value(), std::nullopt);
+    EXPECT_FALSE(isAnyManual());
+    EXPECT_EQ(queue.liveTimers(), 0);
 }
 
 TEST_F(HelperServiceTest, HandingBackWorksWithoutAHold) {

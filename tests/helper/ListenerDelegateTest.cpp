@@ -44,23 +44,14 @@ protected:
     std::unique_ptr<ListenerDelegate> delegate_;
 };
 
-TEST_F(AdmissionTest, ConfiguresAConnectionBeforeResumingIt) {
+TEST_F(AdmissionTest, ConfiguresAndCountsAConnectionBeforeResumingIt) {
     ScriptedConnection connection;
-    connection.onStep = [this](const std::string& step) { note(step); };
-    EXPECT_TRUE(delegate().shouldAcceptNewConnection(connection));
-    EXPECT_EQ(takeTrace(), Trace({"export", "invalidation handler", "interruption handler", "resume"}));
-    EXPECT_TRUE(connection.isResumed);
-}
-
-TEST_F(AdmissionTest, CountsTheClientBeforeResumingItsConnection) {
-    ScriptedConnection connection;
-    std::size_t postedAtResume = 0;
-    connection.onStep = [&](const std::string& step) {
-        if (step == "resume")
-            postedAtResume = queue.pendingTasks();
+    connection.onStep = [this](const std::string& step) {
+        note(step + (queue.pendingTasks() == 1 ? ", counted" : ""));
     };
     EXPECT_TRUE(delegate().shouldAcceptNewConnection(connection));
-    EXPECT_EQ(postedAtResume, 1U);
+    EXPECT_EQ(takeTrace(), Trace({"export", "invalidation handler", "interruption handler", "resume, counted"}));
+    EXPECT_TRUE(connection.isResumed);
 }
 
 TEST_F(AdmissionTest, ExportsTheSameServiceToEveryConnection) {

@@ -250,12 +250,8 @@ TEST_F(FanHoldTest, IgnoresADriftOfUpTo25RPM) {
         controller.setNumber("F0Tg", 3600 + drift);
         EXPECT_EQ(effectsOfTick(), takeFans(0.5)) << drift;
     }
-}
-
-TEST_F(FanHoldTest, DetectsTheDriftOfAnyFan) {
-    startHold(0.5);
     controller.setNumber("F1Tg", 1200);
-    EXPECT_EQ(effectsOfTick(), takeFans(0.5));
+    EXPECT_EQ(effectsOfTick(), takeFans(0.5)) << "the drift of another fan";
 }
 
 TEST_F(FanHoldTest, AnnouncesAFailedRepair) {

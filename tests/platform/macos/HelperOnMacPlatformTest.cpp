@@ -154,14 +154,6 @@ TEST_F(HelperOnMacPlatform, RepliesFromTheMainThreadExceptForTheVersion) {
     EXPECT_THAT(doubles::replyOrigins(), ElementsAre("XPC queue", "main thread", "main thread", "main thread"));
 }
 
-TEST_F(HelperOnMacPlatform, ReportsTheVersionWhileTheMainThreadIsBusy) {
-    start();
-    std::int64_t version = 0;
-    std::thread client([&] { version = connectToHelper()->ask(requests::HelperVersion{}); });
-    client.join(); // the main loop has not run
-    EXPECT_EQ(version, 6);
-}
-
 TEST_F(HelperOnMacPlatform, HandsBackForSleepAndTakesTheFansAgainAfterwards) {
     start();
     std::unique_ptr<HelperConnection> client;

@@ -11,7 +11,6 @@ using doubles::journal;
 using doubles::logEntries;
 using doubles::LogEntry;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr std::uint8_t defaultType = 0x00;
 constexpr std::uint8_t errorType = 0x10;
@@ -33,19 +32,6 @@ TEST_F(UnifiedLogTest, MapsErrorsAndNoticesToLogTypes) {
     EXPECT_THAT(logEntries(),
                 ElementsAre(LogEntry{"app.kelo.helper", "service", errorType, "There is no fan to control."},
                             LogEntry{"app.kelo.helper", "service", defaultType, "Asked to stop."}));
-}
-
-TEST_F(UnifiedLogTest, ReportsADisabledTypeAndWritesNothing) {
-    const auto log = makeUnifiedLog("app.kelo.helper", "service");
-    doubles::setLogTypeEnabled(errorType, false);
-    EXPECT_FALSE(log->isEnabled(LogLevel::error));
-    EXPECT_TRUE(log->isEnabled(LogLevel::notice));
-    log->write(LogLevel::error, "not written");
-    EXPECT_THAT(logEntries(), IsEmpty());
-    doubles::setLogTypeEnabled(errorType, true);
-    doubles::setLogTypeEnabled(defaultType, false);
-    EXPECT_TRUE(log->isEnabled(LogLevel::error));
-    EXPECT_FALSE(log->isEnabled(LogLevel::notice));
 }
 
 TEST_F(UnifiedLogTest, WritesFaultsToASeparateCategory) {

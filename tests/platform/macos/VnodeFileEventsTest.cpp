@@ -6,9 +6,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
-#include "core/watch/BinaryWatch.h"
 #include "tests/platform/macos/doubles/DispatchDouble.h"
 #include "tests/platform/macos/doubles/OnDoubles.h"
 #include "tests/platform/macos/doubles/PosixDouble.h"
@@ -19,7 +17,6 @@ namespace {
 using doubles::journal;
 using doubles::mainLoop;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr unsigned long vnodeDelete = 0x1;
 constexpr unsigned long vnodeWrite = 0x2;
@@ -122,32 +119,6 @@ TEST_F(VnodeFileEventsTest, ReturnsAPathThatFillsTheBuffer) {
     const std::string longest(4096, 'x');
     doubles::setOwnPath(longest);
     EXPECT_EQ(files.ownExecutable(), longest);
-}
-
-TEST_F(VnodeFileEventsTest, BinaryWatchReportsOnlyAReplacement) {
-    int replacements = 0;
-    const BinaryWatch watch(path, files, [&] { ++replacements; });
-    doubles::sendVnodeEvent(vnodeDelete); // for example of another hard link
-    mainLoop().runFor(0);
-    EXPECT_EQ(replacements, 0);
-    std::ofstream(path + "-new") << "the next version";
-    std::filesystem::rename(path + "-new", path);
-    mainLoop().runFor(0);
-    EXPECT_EQ(replacements, 1);
-    doubles::sendVnodeEvent(vnodeRename);
-    mainLoop().runFor(0);
-    EXPECT_EQ(replacements, 1);
-    EXPECT_EQ(doubles::lastSource(), "vnode 0x61 cancelled main");
-}
-
-TEST_F(VnodeFileEventsTest, BinaryWatchMayBeDestroyedWithAPendingEvent) {
-    int replacements = 0;
-    auto watch = std::make_unique<BinaryWatch>(path, files, [&] { ++replacements; });
-    std::filesystem::remove(path);
-    doubles::sendVnodeEvent(vnodeDelete);
-    watch.reset();
-    mainLoop().runFor(0);
-    EXPECT_EQ(replacements, 0);
 }
 
 } // namespace
