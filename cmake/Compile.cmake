@@ -1,4 +1,4 @@
-# Every target of ours is made here, so that each compiles with the same warnings and the same instrumentation.
+# Creates all targets, so that each is compiled with the same warnings and the same instrumentation.
 find_package(Threads REQUIRED)
 
 set(kelo_warnings
@@ -6,30 +6,30 @@ set(kelo_warnings
   -Wshadow -Wconversion -Wsign-conversion -Wdouble-promotion -Wold-style-cast
   -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wunused)
 
-# GCC 12 sees an overlap in std::string's own operator+ when it optimises.
+# GCC 12 falsely reports an overlap in operator+ of std::string when it optimises.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   list(APPEND kelo_warnings -Wno-restrict)
 endif()
 
-# No fused multiply-add: speeds and fractions come out the same on every processor and with every compiler.
+# No fused multiply-add, so that speeds and fractions are the same on every processor and with every compiler.
 set(kelo_arithmetic -ffp-contract=off)
 
-# Files are named as in the repository, in debug information and test output, so that builds are reproducible.
+# Debug information and test output contain paths relative to the repository, so that builds are reproducible.
 file(RELATIVE_PATH from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
 set(kelo_names -fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/= -fmacro-prefix-map=${from_build}=)
 
-# What is shipped is hardened, freed of what nobody calls, and small: only folders whose time counts, because it is spent
-# on every tick or for every request, ask for more.
+# The shipped build is hardened, has no unused functions, and is optimised for size. Only folders whose code runs on
+# every tick or for every request are optimised for speed.
 set(kelo_optimisation -Os)
-option(KELO_SHIP "Build as what is shipped: hardened and small" OFF)
+option(KELO_SHIP "Build the shipped programs: hardened and small" OFF)
 if(KELO_SHIP)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
   set(CMAKE_CXX_VISIBILITY_PRESET hidden)
   set(CMAKE_OBJCXX_VISIBILITY_PRESET hidden)
   set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
   set(kelo_shipping -fstack-protector-strong -ffunction-sections -fdata-sections)
-  if(APPLE) # FORTIFY is on there, and addresses are bound before main and read-only from then on
+  if(APPLE) # FORTIFY and early, read-only binding are defaults there
     list(APPEND kelo_shipping -D_LIBCPP_HARDENING_MODE=_LIBCPP_HARDENING_MODE_FAST)
     set(kelo_shipping_link LINKER:-dead_strip)
   else()
@@ -43,16 +43,16 @@ if(KELO_SHIP)
   endif()
 endif()
 
-# Linking takes most of a test program's build time. Builds with link-time optimisation keep the default linker.
+# Linking takes most of the build time of a test program. Builds with link-time optimisation use the default linker.
 find_program(KELO_LLD ld.lld)
 if(KELO_LLD AND NOT KELO_SHIP AND NOT APPLE)
   add_link_options(-fuse-ld=lld)
 endif()
 
-# Off where reports look for headers by their paths in the repository.
-option(KELO_WALLS "Hide from each target the headers of what it does not link" ON)
+# Off for builds whose reports need the repository paths of headers.
+option(KELO_WALLS "Hide from each target the headers of targets that it does not link" ON)
 
-# What every target of ours compiles with, apart from headers.
+# Sets the options of every target, except include folders.
 function(kelo_compile target)
   if(NOT KELO_WALLS)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
@@ -66,7 +66,7 @@ function(kelo_compile target)
     target_compile_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE})
   endif()
-  if(KELO_FUZZ) # what the fuzzer explores
+  if(KELO_FUZZ) # the code that the fuzzer explores
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
   endif()
   if(KELO_COVERAGE)
@@ -76,14 +76,14 @@ function(kelo_compile target)
   endif()
 endfunction()
 
-# kelo_show(TARGET SCOPE FOLDER...): a folder of links to the headers directly in FOLDERs, in which targets that link
-# TARGET (INTERFACE), and TARGET itself as well (PUBLIC), find them by their paths in the repository.
+# kelo_show(TARGET SCOPE FOLDER...): creates a folder of links to the headers directly in FOLDERs. Targets that link
+# TARGET (INTERFACE), and also TARGET itself (PUBLIC), find the headers there by their repository paths.
 function(kelo_show target scope)
   if(NOT KELO_WALLS)
     return()
   endif()
   set(shown ${PROJECT_BINARY_DIR}/include/${target})
-  file(REMOVE_RECURSE ${shown}) # headers that have been deleted
+  file(REMOVE_RECURSE ${shown}) # removes links to deleted headers
   foreach(folder IN LISTS ARGN)
     file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/${folder}/*.h)
     file(MAKE_DIRECTORY ${shown}/${folder})
@@ -95,8 +95,8 @@ function(kelo_show target scope)
   target_include_directories(${target} ${scope} ${shown})
 endfunction()
 
-# What every target of ours compiles with. It finds the headers of the folders of its sources, those of what it links,
-# and those of `sees`.
+# Sets options and include folders of a target. It finds the headers in the folders of its sources, those of the targets
+# that it links, and those of `sees`.
 function(kelo_configure target sees)
   get_target_property(sources ${target} SOURCES)
   set(folders)
@@ -114,12 +114,12 @@ function(kelo_configure target sees)
   kelo_precompile(${target})
 endfunction()
 
-# kelo_library(NAME FILE... [LINKS TARGET...] [USES TARGET...] [SEES TARGET...]): one folder of one ring, and the headers
-# that it may include; any other is not found.
+# kelo_library(NAME FILE... [LINKS TARGET...] [USES TARGET...] [SEES TARGET...]): a library for one folder of a ring,
+# and the targets whose headers it may include.
 #
-# Its headers include those of LINKS, which is passed on to targets that link it. Only its sources include those of USES,
-# which it is linked to, and those of SEES, which it is not: it implements an abstract class of that. A header that
-# includes one of SEES can only be included by targets that link that as well.
+# Its headers may include those of LINKS, which targets that link it inherit. Only its sources may include those of
+# USES, which it links, and those of SEES, which it does not link because it implements their abstract classes. A target
+# that includes a header that includes one of SEES must link that target, too.
 function(kelo_library name)
   cmake_parse_arguments(ARG "" "" "LINKS;USES;SEES" ${ARGN})
   add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
@@ -127,7 +127,7 @@ function(kelo_library name)
   kelo_configure(${name} "${ARG_SEES}")
 endfunction()
 
-# kelo_interface(NAME FOLDER [LINKS TARGET...]): a folder of headers only.
+# kelo_interface(NAME FOLDER [LINKS TARGET...]): a library of headers only.
 function(kelo_interface name folder)
   cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
   add_library(${name} INTERFACE)

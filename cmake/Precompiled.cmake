@@ -1,9 +1,9 @@
-# Precompiled headers: the standard library's for everything, GoogleTest's and the JSON library's for the tests as well.
-# They halve the time of a build without optimisation. What is shipped is built without them, so that a missing #include
-# is found.
+# Precompiled headers: those of the standard library for all targets, and those of GoogleTest and the JSON library for
+# tests. They halve the time of a build without optimisation. The shipped build does not use them, so that it finds
+# missing includes.
 option(KELO_PRECOMPILE "Precompile the headers that most files include" OFF)
 
-# Compiled files agree on the headers wherever the checkout is, so that a compiler cache serves all of them.
+# Makes compiled files independent of the checkout, so that all checkouts can share a compiler cache.
 if(KELO_PRECOMPILE AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
 elseif(KELO_PRECOMPILE)
@@ -16,8 +16,8 @@ set(kelo_standard_headers
   <utility> <variant> <vector>)
 set(kelo_test_headers <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
 
-# kelo_precompiled(NAME KIND HEADER... [LINKS TARGET...]): makes the target that others take their headers from. KIND is
-# LIBRARY or EXECUTABLE: their code is position-independent in different ways.
+# kelo_precompiled(NAME KIND HEADER... [LINKS TARGET...]): creates a target whose precompiled headers others reuse. KIND
+# is LIBRARY or EXECUTABLE, because these use different kinds of position-independent code.
 function(kelo_precompiled name kind)
   cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
   file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "int main() {}\n")
@@ -31,7 +31,7 @@ function(kelo_precompiled name kind)
   target_precompile_headers(${name} PRIVATE ${ARG_UNPARSED_ARGUMENTS})
 endfunction()
 
-# Has a target, if it is built without optimisation of its own, take the precompiled headers that fit it.
+# Makes a target without its own optimisation reuse the matching precompiled headers.
 function(kelo_precompile target)
   if(NOT KELO_PRECOMPILE)
     return()
@@ -39,7 +39,7 @@ function(kelo_precompile target)
   get_target_property(type ${target} TYPE)
   get_target_property(links ${target} LINK_LIBRARIES)
   get_target_property(sources ${target} SOURCES)
-  if(sources MATCHES "[.]mm(;|$)") # Objective-C++ cannot take those of C++; worth it for many files only
+  if(sources MATCHES "[.]mm(;|$)") # Objective-C++ cannot use those of C++; separate ones pay off only for many files
     if("GTest::gmock_main" IN_LIST links)
       set(headers ${kelo_standard_headers} ${kelo_test_headers})
       list(TRANSFORM headers REPLACE "(.*)>" "$<$<COMPILE_LANGUAGE:CXX>:\\1$<ANGLE-R>>")

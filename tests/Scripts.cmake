@@ -1,4 +1,4 @@
-# Tests that are scripts, or programs without GoogleTest. All run at the top of the repository.
+# Tests that are scripts, or programs without GoogleTest. They run at the top of the repository.
 set(here ${CMAKE_CURRENT_SOURCE_DIR})
 
 # kelo_script_test(NAME COMMAND...)
@@ -6,17 +6,17 @@ function(kelo_script_test name)
   add_test(NAME ${name} COMMAND ${ARGN} COMMAND_EXPAND_LISTS WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
 endfunction()
 
-# kelo_settled_test(NAME COMMAND...): a test whose outcome depends on nothing but files. It runs again only when one of
-# them has changed since it passed.
+# kelo_settled_test(NAME COMMAND...): a test whose outcome depends only on files. It runs again only if one of them has
+# changed since it passed.
 function(kelo_settled_test name)
   kelo_script_test(${name} ${PROJECT_SOURCE_DIR}/testing/settled.sh ${PROJECT_BINARY_DIR}/settled/${name} ${ARGN})
 endfunction()
 
-kelo_script_test(settled_tests_run_when_a_file_has_changed ${PROJECT_SOURCE_DIR}/testing/settled_test.sh)
+kelo_script_test(settled_tests_run_again_after_a_change ${PROJECT_SOURCE_DIR}/testing/settled_test.sh)
 
 # --- rules that every source and build file must follow
 
-kelo_script_test(folders_include_the_libraries_that_they_may ${here}/walls/libraries.sh)
+kelo_script_test(folders_include_only_allowed_libraries ${here}/walls/libraries.sh)
 kelo_script_test(build_files_name_their_sources ${here}/walls/globs.sh)
 kelo_script_test(dev_defines_each_function_once ${here}/walls/functions.sh)
 
@@ -46,7 +46,7 @@ endif()
 if(NOT KELO_SANITIZE STREQUAL "thread")
   kelo_settled_test(prove_faults $<TARGET_FILE:prove_faults> --brief)
   kelo_settled_test(prove_life $<TARGET_FILE:prove_life>)
-  kelo_settled_test(prove_life_refuses_what_is_no_life_and_names_its_seed
+  kelo_settled_test(prove_life_refuses_invalid_scenarios_and_prints_its_seed
     ${PROJECT_SOURCE_DIR}/prove/life/command_line.sh $<TARGET_FILE:prove_life>)
   kelo_settled_test(prove_soak $<TARGET_FILE:prove_soak> 6)
   set_tests_properties(prove_faults prove_life PROPERTIES TIMEOUT 300 COST 10)
@@ -55,20 +55,20 @@ endif()
 # --- documents
 
 kelo_settled_test(links_in_documents_resolve ${here}/docs/links.sh)
-kelo_settled_test(the_page_of_the_protocol_is_complete ${here}/docs/protocol.sh)
+kelo_settled_test(protocol_page_is_complete ${here}/docs/protocol.sh)
 find_program(KELO_PYTHON python3 HINTS /usr/bin) # a Python that every user may run comes first
 if(KELO_PYTHON)
-  kelo_script_test(the_page_and_picture_of_the_cost_have_the_same_figures ${KELO_PYTHON} -B bench/figures.py check)
+  kelo_script_test(performance_page_and_picture_agree ${KELO_PYTHON} -B bench/figures.py check)
 endif()
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   kelo_script_test(a_client_written_from_the_document_is_served ${here}/docs/foreign_client.sh
     $<TARGET_FILE:app.kelo.helper> $<TARGET_FILE:simmac> $<TARGET_FILE:simsign>)
   set_tests_properties(a_client_written_from_the_document_is_served PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 60)
-  kelo_script_test(commands_of_documents_work ${here}/docs/commands.sh
+  kelo_script_test(commands_in_documents_work ${here}/docs/commands.sh
     $<TARGET_FILE:app.kelo.helper> $<TARGET_FILE:kelo> $<TARGET_FILE:simmac> $<TARGET_FILE:simsign>)
 endif()
 
-# --- packaging, on which the sanitizers would find nothing
+# --- packaging, except in sanitizer builds, which would find nothing
 
 if(KELO_SANITIZE)
   return()
@@ -82,7 +82,7 @@ configure_file(${packaging}/macos/Info.plist.in Info.plist @ONLY)
 kelo_settled_test(macos_property_lists ${here}/packaging/macos/plists.sh ${packaging}/macos/app.kelo.helper.plist
   ${packaging}/macos/embedded/app.kelo.helper.plist ${CMAKE_CURRENT_BINARY_DIR}/Info.plist ${PROJECT_VERSION})
 
-kelo_settled_test(workflow_runs_on_what_is_offered ${here}/packaging/workflow.sh)
+kelo_settled_test(workflow_uses_available_images ${here}/packaging/workflow.sh)
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   kelo_script_test(steps_of_workflow_run ${here}/packaging/workflow-steps.sh $<TARGET_FILE:app.kelo.helper>)
 endif()
@@ -114,6 +114,6 @@ kelo_settled_test(manual_pages_render ${here}/packaging/man/pages.sh ${packaging
 kelo_script_test(help_manuals_and_completions_agree ${here}/packaging/man/words.sh ${packaging}/man ${programs})
 kelo_script_test(shells_complete_words_of_kelo ${here}/packaging/completions/shells.sh $<TARGET_FILE:kelo>)
 set_tests_properties(shells_complete_words_of_kelo PROPERTIES TIMEOUT 60)
-kelo_script_test(notices_name_what_is_included ${here}/packaging/notices.sh
+kelo_script_test(notices_name_the_included_libraries ${here}/packaging/notices.sh
   $<TARGET_PROPERTY:nlohmann_json::nlohmann_json,INTERFACE_INCLUDE_DIRECTORIES>)
 kelo_settled_test(a_release_is_prepared ${here}/packaging/release.sh ${PROJECT_VERSION})

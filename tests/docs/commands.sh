@@ -88,8 +88,8 @@ run_block() {
 
 # --- spelling
 
-# help_of PROGRAM COMMAND: prints the help of a command, or nothing if the program does not know it and prints its general
-# help. ./dev has one help text, in which the section of a command ends before the next one.
+# help_of PROGRAM COMMAND: prints the help of a command, or nothing if the program does not know it and prints its
+# general help. ./dev has one help text, in which the section of a command ends before the next one.
 help_of() {
   local said
   if [ "$1" = ./dev ]; then

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs a Python client, written only from docs/protocol.md, with a helper. The helper checks the executable of a client, so
-# a signed copy of the interpreter runs this one.
+# Runs a Python client, written only from docs/protocol.md, with a helper. The helper checks the executable of a client,
+# so a signed copy of the interpreter runs this one.
 #
 # usage: foreign_client.sh HELPER SIMMAC SIMSIGN: the programs, unsigned
 # Run from the top of the repository.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks the steps of the workflow. Checks the syntax of each step, and runs the steps for a Mac with the local helper and
-# with stand-ins for Apple's tools and for the client.
+# Checks the steps of the workflow. Checks the syntax of each step, and runs the steps for a Mac with the local helper
+# and with stand-ins for Apple's tools and for the client.
 #
 # usage: workflow-steps.sh HELPER
 # Run from the top of the repository.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Fails if a function of ./dev is defined twice. Its files share one namespace, in which a second definition would replace
-# the first.
+# Fails if a function of ./dev is defined twice. Its files share one namespace, in which a second definition would
+# replace the first.
 #
 # Run from the top of the repository.
 set -euo pipefail

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Fails if a folder includes a forbidden header of an operating system or a library, or a path with "..". Our own headers
-# need no list, because the compiler finds only those of the targets that a target links.
+# Fails if a folder includes a forbidden header of an operating system or a library, or a path with "..". Our own
+# headers need no list, because the compiler finds only those of the targets that a target links.
 #
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the variables are those of awk
 set -euo pipefail
 
-# Lists the libraries that each folder and its subfolders may include; <system> allows all headers of an operating system.
-# Every folder may include the C++ standard library.
+# Lists the libraries that each folder and its subfolders may include; <system> allows all headers of an operating
+# system. Every folder may include the C++ standard library.
 table='
 protocol <nlohmann/json.hpp>
 core

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Confirms on a Mac the behaviour that was only simulated elsewhere: each row of the table at the end of docs/macos.md, in
-# order. Asks before it puts the Mac to sleep, and whenever a person must do or check something. Installs the helper, and
-# writes a report for an issue. If a row fails, the others are still tried.
+# Confirms on a Mac the behaviour that was only simulated elsewhere: each row of the table at the end of docs/macos.md,
+# in order. Asks before it puts the Mac to sleep, and whenever a person must do or check something. Installs the helper,
+# and writes a report for an issue. If a row fails, the others are still tried.
 #
 # usage: confirm-on-a-mac.sh --identity NAME [--other-identity NAME] [--installer-identity NAME] [--report FILE]
 #   --identity            signs helper and client

@@ -22,8 +22,8 @@ build() {
   cmake --build --preset "$1" ${2:+--target "${@:2}"}
 }
 
-# build_programs PRESET TARGET...: builds programs other than tests. Does not configure the tests in a new build, so that
-# their packages need not be installed.
+# build_programs PRESET TARGET...: builds programs other than tests. Does not configure the tests in a new build, so
+# that their packages need not be installed.
 build_programs() {
   say "building the programs of the $1 preset"
   if grep -qsx KELO_TESTS:BOOL=ON "build/$1/CMakeCache.txt"; then configure "$1"; else configure "$1" -DKELO_TESTS=OFF; fi
@@ -71,7 +71,8 @@ tests_summary() {
 # count_tests RESULT REPORT...
 count_tests() { cat "${@:2}" 2>/dev/null | grep -c "<testcase .* result=\"$1\"" || true; }
 
-# repeat_tests ROUNDS LOAD PRESET [CTEST-ARGUMENT...]: stops at the first failure; other work keeps LOAD processors busy.
+# repeat_tests ROUNDS LOAD PRESET [CTEST-ARGUMENT...]: stops at the first failure; other work keeps LOAD processors
+# busy.
 repeat_tests() {
   local rounds=$1 load=$2 round
   shift 2

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs tools/dev/confirm-on-a-mac.sh with stand-ins for a Mac's programs. Checks the order of its calls, its questions and
-# its report.
+# Runs tools/dev/confirm-on-a-mac.sh with stand-ins for a Mac's programs. Checks the order of its calls, its questions
+# and its report.
 #
 # Run from the top of the repository.
 source testing/script.sh
