@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Fails when prove_life finds no difference where there is no life, or dies without having named its seed.
+# Fails if prove_life accepts an invalid scenario, or exits without printing its seed first.
 #
 # usage: command_line.sh PROVE_LIFE
 source testing/script.sh
 
 prove_life=$1
 
-# replayed FILE STATUS TEXT: what --replay says, all of it, and with which status.
+# replayed FILE STATUS TEXT: checks the whole output and the exit status of --replay.
 replayed() {
   local status=0 said
   said=$("$prove_life" --replay "$1" 2>&1) || status=$?
