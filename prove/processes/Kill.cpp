@@ -209,7 +209,7 @@ int judge(const Tallies& tallies) {
 /// As data of a picture.
 void keep(const Tallies& tallies, const std::string& file) {
     std::ofstream stream(file);
-    stream << "{\n \"picture\": \"delays\",\n \"title\": \"How long each way out takes\",\n \"rows\": [";
+    stream << "{\n \"picture\": \"delays\",\n \"title\": \"Duration of each way out\",\n \"rows\": [";
     for (std::size_t way = 0; way < wayCount; ++way) {
         const auto& took = tallies.at(way).automatic;
         const nlohmann::ordered_json row = {{"name", wayNames.at(way)},   {"tries", took.count()},

@@ -53,7 +53,8 @@ std::string drawDelays(const PictureData& data) {
     const auto title = data.at("title").get<std::string>();
     svg.text({left, 30}, title, "title");
     svg.text({left, top - 24},
-             "Until the last fan is automatic: from half of all (ring) to the worst (dot); dashed, the bound", "quiet");
+             "Time until the last fan is automatic: median (ring) to worst (dot); the dashed line is the bound",
+             "quiet");
     drawScale(svg, plot);
     double y = top + rowHeight / 2;
     for (const auto& row : rows) {

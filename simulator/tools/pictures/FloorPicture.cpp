@@ -35,7 +35,7 @@ void drawCurve(Svg& svg, const PictureData& data) {
     const Plot plot({70, plotTop}, plotWidth, plotHeight, {80, 105}, {0, 110});
     plot.drawRows(svg, 20, " %");
     plot.drawColumns(svg, 5, " °C");
-    svg.text({plot.left(), plotTop - 36}, "The floor under every hold", "strong");
+    svg.text({plot.left(), plotTop - 36}, "Thermal floor of every hold", "strong");
     svg.text({plot.left() - 46, plotTop - 14}, "lowest speed, % of the fan's range", "quiet");
     svg.text({plot.right(), plot.bottom() + 36}, "mean temperature of the chip", "quiet", Svg::Anchor::end);
     const auto above = pointsOf(plot, data.at("curve"), 100);
@@ -72,7 +72,7 @@ void drawEasing(Svg& svg, const PictureData& data) {
     svg.line(plot.at(0, asked), plot.at(plot.xRange().to, asked), "asked");
     svg.polyline(chip, "chip");
     drawLegend(svg, {plot.left(), plot.bottom() + 44},
-               {{"chip", "chip (right scale)"}, {"held", "held"}, {"asked", "asked for"}});
+               {{"chip", "chip (right scale)"}, {"held", "held"}, {"asked", "requested"}});
 }
 
 } // namespace

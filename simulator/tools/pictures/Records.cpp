@@ -151,7 +151,7 @@ PictureData hour() {
     constexpr double fraction = 0.4;
     HeldMac held(fraction, true);
     held.mac.setLoad(0.1);
-    PictureData data = {{"picture", "timeline"}, {"title", "An hour of one hold, on a simulated Mac"}};
+    PictureData data = {{"picture", "timeline"}, {"title", "An hour of a hold on a simulated Mac"}};
     PictureData fan = {{"name", "fan 0"}, {"maxRPM", held.maxRPM()}};
     const auto steps = stepsOfTheHour();
     auto next = steps.begin();
@@ -172,8 +172,7 @@ PictureData hour() {
     data["timeUnit"] = "min";
     data["timeStep"] = 5;
     data["notes"] = PictureData::array(
-        {"Virtual time. The helper undoes another program's change, and sees the lid, at its next look, at most 2 "
-         "seconds later."});
+        {"Virtual time. The helper undoes another program's change and notices the lid within 2 seconds."});
     return data;
 }
 

@@ -42,7 +42,7 @@ std::string drawTargets(const PictureData& data) {
             figures.push_back(figure);
     const Plot plot({left, top}, plotWidth, rowHeight * static_cast<double>(figures.size()), {0, longest}, {0, 1});
     Svg svg(width);
-    svg.text({left, 30}, "What the helper costs, as shares of the targets", "title");
+    svg.text({left, 30}, "Cost of the helper as shares of the targets", "title");
     drawLegend(
         svg, {left, 52},
         {{"within", "up to the target", LegendEntry::Sign::area}, {"beyond", "beyond it", LegendEntry::Sign::area}});
@@ -58,7 +58,7 @@ std::string drawTargets(const PictureData& data) {
         y += rowHeight;
     }
     svg.line({plot.x(1), top - 4}, {plot.x(1), plot.bottom()}, "mark");
-    return svg.file(plot.bottom() + 20, "What the helper costs, as shares of the targets");
+    return svg.file(plot.bottom() + 20, "Cost of the helper as shares of the targets");
 }
 
 } // namespace kelo::pictures

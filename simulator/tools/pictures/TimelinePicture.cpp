@@ -88,7 +88,7 @@ std::string drawTimeline(const PictureData& data) {
     drawLegend(svg, {left, 52},
                {{"speed", "measured speed"},
                 {"held", "target in manual mode"},
-                {"asked", "target that was asked for"},
+                {"asked", "requested target"},
                 {"chip", "chip"},
                 {"lid", "lid closed", LegendEntry::Sign::area},
                 {"sleep", "asleep", LegendEntry::Sign::area}});

@@ -119,11 +119,11 @@ void Rehearsal::heat() {
     installation_.simmac({"load", "1"});
     const bool isAdding = watchForLog("[NOTICE] service: hold: addingAir", 25);
     const bool isFaster = watchUntil([](const auto& mac) { return isFirstFanAbove(mac, askedFraction + 0.02); }, 6);
-    promise("a hot chip gets more air than was asked for", isAdding && isFaster);
+    promise("a hot chip makes the fans faster than requested", isAdding && isFaster);
     watchFor(10); // the fans, not the rest, end the rise
     begin("The chip rests.", "rest");
     installation_.simmac({"load", "0"});
-    promise("the added air goes away slowly, down to what was asked for",
+    promise("afterwards the fans slow down gradually to the requested speed",
             watchForLog("[NOTICE] service: hold: backToAsked", 40) &&
                 watchUntil([](const auto& mac) { return areFansAt(mac, askedFraction); }, 8));
 }
@@ -131,7 +131,7 @@ void Rehearsal::heat() {
 void Rehearsal::interfere() {
     begin("Another program gives a fan back to the system.", "another program");
     installation_.simmac({"interfere", std::to_string(profile_.fans.size() - 1), "auto"});
-    promise("the fan is taken again at the next look, within two seconds",
+    promise("the fan is taken again within two seconds",
             watchForLog("[NOTICE] service: hold: reasserted", 4) && isEveryManual(look()));
     watchFor(2);
 }
@@ -140,7 +140,7 @@ void Rehearsal::closeLid() {
     begin("The lid closes.", "lid closed");
     const double from = elapsed();
     installation_.simmac({"lid", "close"});
-    promise("the fans are handed back at the next look, within two seconds",
+    promise("the fans are handed back within two seconds",
             watchForLog("[NOTICE] service: hold: yielded", 3) && !isAnyManual(look()));
     watchFor(2);
     begin("The lid opens.", "lid open");
@@ -155,7 +155,7 @@ void Rehearsal::sleepAndWake() {
     const double from = elapsed();
     const auto report = installation_.simmac({"sleep"});
     say(report);
-    promise("every fan was automatic when the helper let the Mac sleep",
+    promise("every fan was automatic before the Mac slept",
             report.find("1 client(s) acknowledged") != std::string::npos && report.find("manual") == std::string::npos);
     watchFor(3);
     begin("The Mac wakes.", "wake");
@@ -174,7 +174,7 @@ void Rehearsal::loseClient() {
     const bool isHandedBack = watchForLog("[NOTICE] service: Fan handed back to macOS", 10);
     const double waited = elapsed() - left;
     timeline_.mark(elapsed(), "handed back");
-    promise("the fans are handed back eight seconds after the last client has gone",
+    promise("the fans are handed back eight seconds after the last client has disconnected",
             isNoticed && isHandedBack && std::fabs(waited - 8) < 1 && !isAnyManual(look()));
     watchFor(2);
 }
@@ -184,7 +184,7 @@ void Rehearsal::stopHelper() {
     installation_.helper().signal(SIGTERM);
     const auto status = installation_.helper().waitForEnd(10);
     showNewLogLines();
-    promise("it hands back on the way out and exits with status 0", status == 0 && !isAnyManual(look()));
+    promise("the helper hands the fans back and exits with status 0", status == 0 && !isAnyManual(look()));
 }
 
 void Rehearsal::printSummary() const {
@@ -198,11 +198,12 @@ void Rehearsal::printSummary() const {
 
 PictureData Rehearsal::data() const {
     std::string clocks = "Real processes on a simulated Mac (" + profile_.name + "), whose chip heats and cools " +
-                         heatSpeed + " times as fast as it would";
+                         heatSpeed + " times as fast as a real one";
     if (speed_ != 1)
-        clocks += ", and whose own clock runs " + speedOption(speed_) + " times as fast";
-    return timeline_.data({clocks + ".", "A closed lid and another program's change are seen at the next look, up to 2 "
-                                         "seconds later; sleep waits until the fans are handed back."});
+        clocks += ", and whose clock runs " + speedOption(speed_) + " times as fast";
+    return timeline_.data({clocks + ".",
+                           "The helper notices a closed lid or another program's change within 2 seconds. Sleep "
+                           "waits until the fans are handed back."});
 }
 
 void Rehearsal::begin(const std::string& title, const std::string& mark) {
