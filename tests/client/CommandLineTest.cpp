@@ -17,7 +17,7 @@ using ::testing::SizeIs;
 class CommandLineTest : public ::testing::Test {
 protected:
     CommandLineTest() {
-        world.all.start = [this](const CommandWords& command) {
+        surroundings.all.start = [this](const CommandWords& command) {
             companion = command;
             return Companion{[] { return 7; }, {}};
         };
@@ -37,10 +37,10 @@ protected:
         complaint = testing::internal::GetCapturedStderr();
         terminal.waits = 0;
         terminal.signal = 0;
-        return status ? *status : commandLine.command()(world.all, terminal);
+        return status ? *status : commandLine.command()(surroundings.all, terminal);
     }
 
-    ScriptedSurroundings world;
+    ScriptedSurroundings surroundings;
     ScriptedTerminal terminal;
     std::string complaint;
     CommandWords companion;
@@ -48,14 +48,14 @@ protected:
 
 TEST_F(CommandLineTest, AHoldTakesASpeedATimeAndTheLid) {
     EXPECT_EQ(run("hold 50% --hand-back-on-lid-close --for 30m"), 0);
-    EXPECT_THAT(world.fans->holds(), ElementsAre(Pair(0.5, true)));
+    EXPECT_THAT(surroundings.fans->holds(), ElementsAre(Pair(0.5, true)));
     EXPECT_THAT(terminal.printed, HasSubstr("for 30 m"));
 }
 
 TEST_F(CommandLineTest, AHoldTakesACommandAfterTwoDashes) {
     EXPECT_EQ(run("hold 3600rpm -- make --for"), 7);
     EXPECT_THAT(companion, ElementsAre("make", "--for"));
-    EXPECT_THAT(world.fans->holds(), ElementsAre(Pair(0.5, false)));
+    EXPECT_THAT(surroundings.fans->holds(), ElementsAre(Pair(0.5, false)));
 }
 
 TEST_F(CommandLineTest, RefusesWrongUsageWithWhatMayHaveBeenMeant) {
@@ -82,13 +82,13 @@ TEST_F(CommandLineTest, RefusesWrongUsageWithWhatMayHaveBeenMeant) {
         EXPECT_EQ(complaint, std::string("kelo: ") + reason + "\n");
     }
     EXPECT_EQ(run("completions tcsh"), 2);
-    EXPECT_THAT(world.fans->requests(), SizeIs(0));
+    EXPECT_THAT(surroundings.fans->requests(), SizeIs(0));
 }
 
 TEST_F(CommandLineTest, EachCommandMakesItsRequest) {
     for (const auto* command : {"hand-back", "version", "stand-down"})
         EXPECT_EQ(run(command), 0);
-    EXPECT_THAT(world.fans->requests(), ElementsAre("handBack", "fetchSnapshot", "helperVersion", "standDown"));
+    EXPECT_THAT(surroundings.fans->requests(), ElementsAre("handBack", "fetchSnapshot", "helperVersion", "standDown"));
 }
 
 TEST_F(CommandLineTest, StatusHasThreeForms) {
@@ -101,7 +101,7 @@ TEST_F(CommandLineTest, StatusHasThreeForms) {
 }
 
 TEST_F(CommandLineTest, StatusRefusesAHelperOfAnotherVersionAndHandBackDoesNot) {
-    world.fans->version = 7;
+    surroundings.fans->version = 7;
     EXPECT_THROW(run("status"), OtherVersion);
     EXPECT_EQ(run("hand-back"), 0);
     EXPECT_EQ(run("stand-down"), 0);

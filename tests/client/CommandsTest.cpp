@@ -32,9 +32,9 @@ protected:
         return "";
     }
 
-    ScriptedSurroundings world;
-    ScriptedFans& fans = *world.fans;
-    const std::unique_ptr<HelperConnection> helper = world.all.connect();
+    ScriptedSurroundings surroundings;
+    ScriptedFans& fans = *surroundings.fans;
+    const std::unique_ptr<HelperConnection> helper = surroundings.all.connect();
     ScriptedTerminal terminal;
 };
 

@@ -22,7 +22,7 @@ const std::string ending = "The fans are under automatic control.\n";
 
 class HoldTest : public ::testing::Test {
 protected:
-    int hold(const commands::HoldRequest& request) { return commands::hold(world.all, terminal, request); }
+    int hold(const commands::HoldRequest& request) { return commands::hold(surroundings.all, terminal, request); }
     /// What a hold that fails says.
     std::string failureOf(const commands::HoldRequest& request) {
         try {
@@ -47,17 +47,17 @@ protected:
         terminal.waitsUntilStop = 10;
         terminal.onWait = [this](int wait) {
             if (wait == 1)
-                world.isHelperThere = false;
+                surroundings.isHelperThere = false;
             if (wait == 4) {
-                world.isHelperThere = true;
+                surroundings.isHelperThere = true;
                 fans.show(false);
             }
             return Woken::byTime;
         };
     }
 
-    ScriptedSurroundings world;
-    ScriptedFans& fans = *world.fans;
+    ScriptedSurroundings surroundings;
+    ScriptedFans& fans = *surroundings.fans;
     ScriptedTerminal terminal;
 };
 
@@ -182,7 +182,7 @@ TEST_F(HoldTest, DoesNotTakeTheFansFromTheClientThatHasReplacedIt) {
     terminal.waitsUntilStop = 14;
     terminal.onWait = [&](int wait) {
         fans.fraction = 0.75;
-        world.isHelperThere = wait != 8;
+        surroundings.isHelperThere = wait != 8;
         return Woken::byTime;
     };
     hold({0.5, false, {}, {}});
@@ -192,7 +192,7 @@ TEST_F(HoldTest, DoesNotTakeTheFansFromTheClientThatHasReplacedIt) {
 TEST_F(HoldTest, ARefusalToHoldAgainIsTriedAgainTenSecondsLater) {
     terminal.waitsUntilStop = 30;
     terminal.onWait = [&](int wait) {
-        world.isHelperThere = wait != 1;
+        surroundings.isHelperThere = wait != 1;
         if (wait == 2)
             fans.error = "Not now.";
         if (wait == 6)
@@ -207,7 +207,7 @@ TEST_F(HoldTest, ARefusalToHoldAgainIsTriedAgainTenSecondsLater) {
 
 TEST_F(HoldTest, EndsWithWhatToDoWhenTheHelperIsNotThereToHandBack) {
     at(
-        1, [&] { world.isHelperThere = false; }, 2);
+        1, [&] { surroundings.isHelperThere = false; }, 2);
     EXPECT_THAT(failureOf({0.5, false, {}, {}}), EndsWith("once a helper runs, use kelo hand-back."));
 }
 
@@ -283,7 +283,7 @@ TEST_F(HoldTest, HandsBackBeforeItReportsThatItsOutputFails) {
 class HoldWhileACommandRuns : public HoldTest {
 protected:
     HoldWhileACommandRuns() {
-        world.all.start = [this](const CommandWords& command) {
+        surroundings.all.start = [this](const CommandWords& command) {
             started = command;
             isHeldAtStart = fans.isHeld;
             return Companion{[this] { return end; }, [this](int signal) { signals.push_back(signal); }};

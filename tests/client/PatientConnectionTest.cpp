@@ -45,14 +45,14 @@ protected:
 
     /// The helper takes requests and answers none. `woken` says how each second's wait ends.
     void fallSilent(const std::function<Woken()>& woken = [] { return Woken::byTime; }) {
-        world.fans->answer = [kept = kept](const auto& reply) { kept->add(reply); };
+        surroundings.fans->answer = [kept = kept](const auto& reply) { kept->add(reply); };
         terminal.onSilence = [this, woken] {
             kept->waitFor(1);
             return woken();
         };
     }
 
-    ScriptedSurroundings world;
+    ScriptedSurroundings surroundings;
     ScriptedTerminal terminal;
     /// What was reported, and after how many seconds.
     std::vector<std::pair<std::string, double>> notices;
@@ -60,23 +60,25 @@ protected:
         return [this, notice] { notices.emplace_back(notice, terminal.seconds - 1000); };
     }
     const std::shared_ptr<KeptReplies> kept = std::make_shared<KeptReplies>();
-    PatientConnection helper{world.all.connect, terminal, {.onSilence = note("silence"), .onChange = note("change")}};
+    PatientConnection helper{
+        surroundings.all.connect, terminal, {.onSilence = note("silence"), .onChange = note("change")}};
 };
 
 TEST_F(PatientConnectionTest, AsksOverOneConnectionAndReturnsTheReplies) {
     EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
     EXPECT_EQ(helper.ask(requests::Hold{0.25, true}), std::nullopt);
-    EXPECT_EQ(helper.ask(requests::FetchSnapshot{}), world.fans->current().encoded());
+    EXPECT_EQ(helper.ask(requests::FetchSnapshot{}), surroundings.fans->current().encoded());
     EXPECT_EQ(helper.ask(requests::HandBack{}), std::nullopt);
     helper.ask(requests::StandDown{});
-    EXPECT_THAT(world.fans->requests(), ElementsAre("helperVersion", "hold", "fetchSnapshot", "handBack", "standDown"));
-    EXPECT_EQ(world.connections, 1);
+    EXPECT_THAT(surroundings.fans->requests(),
+                ElementsAre("helperVersion", "hold", "fetchSnapshot", "handBack", "standDown"));
+    EXPECT_EQ(surroundings.connections, 1);
     EXPECT_THAT(notices, ElementsAre());
 }
 
 TEST_F(PatientConnectionTest, ReleasesWhatARequestUsedBeforeItIsDone) {
     const auto used = std::make_shared<int>();
-    PatientConnection counted{[used, connect = world.all.connect] { return connect(); }, terminal, {}};
+    PatientConnection counted{[used, connect = surroundings.all.connect] { return connect(); }, terminal, {}};
     const auto owners = used.use_count();
     for (int i = 0; i < 2000; ++i) { // a thread that releases it later is only sometimes caught
         counted.ask(requests::HelperVersion{});
@@ -86,12 +88,12 @@ TEST_F(PatientConnectionTest, ReleasesWhatARequestUsedBeforeItIsDone) {
 
 TEST_F(PatientConnectionTest, ConnectsAgainAfterTheHelperHasGone) {
     helper.ask(requests::HelperVersion{});
-    world.isHelperThere = false;
+    surroundings.isHelperThere = false;
     EXPECT_THROW(helper.ask(requests::HelperVersion{}), HelperUnreachable);
     EXPECT_THROW(helper.ask(requests::HelperVersion{}), HelperUnreachable);
-    world.isHelperThere = true;
+    surroundings.isHelperThere = true;
     EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
-    EXPECT_EQ(world.connections, 3);
+    EXPECT_EQ(surroundings.connections, 3);
 }
 
 TEST_F(PatientConnectionTest, ReportsEachSecondFromTheSecondOnThatItWaitsAndGivesUpAfterAMinute) {
@@ -121,10 +123,10 @@ TEST_F(PatientConnectionTest, ANewSizeOfTheScreenIsReportedAtOnce) {
 TEST_F(PatientConnectionTest, ARequestThatIsGivenUpIsNotMixedUpWithTheNext) {
     fallSilent();
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
-    world.fans->answer = [](const std::function<void()>& reply) { reply(); };
+    surroundings.fans->answer = [](const std::function<void()>& reply) { reply(); };
     terminal.onSilence = nullptr;
     EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
-    EXPECT_EQ(world.connections, 2);
+    EXPECT_EQ(surroundings.connections, 2);
 }
 
 } // namespace

@@ -25,18 +25,18 @@ std::string at(int second, const std::string& line) {
 
 class WatchTest : public ::testing::Test {
 protected:
-    WatchTest() { world.fans->isHeld = true; }
+    WatchTest() { surroundings.fans->isHeld = true; }
 
     void restartHelperMeanwhile() {
         terminal.waitsUntilStop = 6;
         terminal.onWait = [this](int wait) {
-            world.isHelperThere = wait > 3;
+            surroundings.isHelperThere = wait > 3;
             return Woken::byTime;
         };
     }
-    void watch(WatchForm form, double interval = 1) { commands::watch(world.all, terminal, form, interval); }
+    void watch(WatchForm form, double interval = 1) { commands::watch(surroundings.all, terminal, form, interval); }
 
-    ScriptedSurroundings world;
+    ScriptedSurroundings surroundings;
     ScriptedTerminal terminal;
 };
 
@@ -44,7 +44,7 @@ TEST_F(WatchTest, PrintsALineWithItsTimeEachSecondUntilItIsAskedToStop) {
     terminal.waitsUntilStop = 3;
     watch(WatchForm::live);
     EXPECT_EQ(terminal.printed, at(40, held) + at(41, held) + at(42, held));
-    EXPECT_EQ(world.connections, 1);
+    EXPECT_EQ(surroundings.connections, 1);
 }
 
 TEST_F(WatchTest, TheIntervalIsTheUsersChoice) {
@@ -70,7 +70,7 @@ TEST_F(WatchTest, PrintsLinesOnATerminalWhenItIsAskedTo) {
 TEST_F(WatchTest, AsJSONPrintsTheHelpersOwnWithTheTime) {
     terminal.takesDrawing = true;
     watch(WatchForm::json);
-    const auto json = world.fans->current().encoded();
+    const auto json = surroundings.fans->current().encoded();
     const auto members = std::string(json.begin() + 1, json.end()) + "\n";
     EXPECT_EQ(terminal.printed,
               "{\"time\":\"2026-11-22T11:00:40Z\"," + members + "{\"time\":\"2026-11-22T11:00:41Z\"," + members);
@@ -87,17 +87,17 @@ TEST_F(WatchTest, DrawsAgainAtOnceWhenTheSizeChanges) {
     ASSERT_THAT(terminal.drawings, SizeIs(3));
     EXPECT_THAT(terminal.drawings[0], SizeIs(24));
     EXPECT_THAT(terminal.drawings[1], SizeIs(10));
-    EXPECT_THAT(world.fans->requests(), ElementsAre("helperVersion", "fetchSnapshot", "fetchSnapshot"))
+    EXPECT_THAT(surroundings.fans->requests(), ElementsAre("helperVersion", "fetchSnapshot", "fetchSnapshot"))
         << "a new size is no reason to ask the helper";
 }
 
 TEST_F(WatchTest, WithNothingToShowAtFirstFails) {
-    world.fans->hasReadings = false;
+    surroundings.fans->hasReadings = false;
     EXPECT_THROW(watch(WatchForm::live), HelperRefused);
-    world.isHelperThere = false;
+    surroundings.isHelperThere = false;
     EXPECT_THROW(watch(WatchForm::live), HelperUnreachable);
-    world.isHelperThere = true;
-    world.fans->version = 7;
+    surroundings.isHelperThere = true;
+    surroundings.fans->version = 7;
     EXPECT_THROW(watch(WatchForm::live), OtherVersion);
     EXPECT_EQ(terminal.waits, 0);
     EXPECT_FALSE(terminal.isDrawing);
@@ -148,7 +148,7 @@ TEST_F(WatchTest, AsJSONSaysElsewhereThatItWaits) {
 TEST_F(WatchTest, AReadingThatIsMissingForAWhileDoesNotEndIt) {
     terminal.waitsUntilStop = 4;
     terminal.onWait = [this](int wait) {
-        world.fans->hasReadings = wait == 3;
+        surroundings.fans->hasReadings = wait == 3;
         return Woken::byTime;
     };
     watch(WatchForm::lines);

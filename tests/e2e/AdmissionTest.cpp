@@ -30,12 +30,12 @@ TEST_F(Admission, AnUnsignedClientIsCutOff) {
 TEST_F(Admission, AClientThatWasAlteredAfterItWasSignedIsCutOff) {
     startEverything();
     // A letter in the name of a section that nobody loads: the program runs as before.
-    auto content = readFile(world.program("rawclient"));
+    auto content = readFile(installation.program("rawclient"));
     const auto at = content.find(".comment");
     ASSERT_NE(at, std::string::npos);
     content[at + 1] = 'C';
     addClient("altered");
-    writeFile(world.program("altered"), content);
+    writeFile(installation.program("altered"), content);
     expectCutOff("altered");
 }
 
@@ -50,7 +50,7 @@ TEST_F(Admission, AClientOfAForeignAnchorIsCutOff) {
 TEST_F(Admission, AnAnchorThatIsPutThereWhileTheHelperRunsIsNotTrusted) {
     startEverything();
     simsign({"init", "foreign", "--team", team});
-    std::filesystem::copy(world.program("foreign/anchor.pub"), world.program("simulated-mac/anchor.pub"),
+    std::filesystem::copy(installation.program("foreign/anchor.pub"), installation.program("simulated-mac/anchor.pub"),
                           std::filesystem::copy_options::overwrite_existing);
     addClient("foreign-client");
     sign("foreign-client", appIdentifier, team, "foreign");
@@ -88,7 +88,7 @@ TEST_F(Admission, AHelperOfATeamWithADoubleQuoteLetsNobodyIn) {
     sign(Installation::helperName, Installation::helperName, quoted);
     sign("rawclient", appIdentifier, quoted);
     startEverything();
-    EXPECT_EQ(world.helperLog().front(), "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABC\"DE.");
+    EXPECT_EQ(installation.helperLog().front(), "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABC\"DE.");
     expectCutOff("rawclient");
 }
 
@@ -97,14 +97,14 @@ TEST_F(Admission, ClientsThatAreCutOffAreNotCounted) {
     const auto client = startHold();
     addClient("stranger");
     client->signal(SIGKILL);
-    ASSERT_TRUE(world.waitForLog(disconnected));
+    ASSERT_TRUE(installation.waitForLog(disconnected));
     // Within the grace period: a stranger that was counted in would end it, and one that was counted out, too, would
     // start it anew.
     expectCutOff("stranger");
     ASSERT_EQ(logTimes(handedBack).size(), 0U);
-    ASSERT_TRUE(world.waitForLog(handedBack, 20));
+    ASSERT_TRUE(installation.waitForLog(handedBack, 20));
     expectOneGracePeriod();
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 } // namespace

@@ -16,28 +16,29 @@ TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
     const Lines wrong[] = {
         {}, {"dance"}, {"hold"}, {"hold", "1.5"}, {"hold", "half"}, {"hold", "-1"}, {"status", "now"}};
     for (const auto& arguments : wrong) {
-        const auto [status, output, errors] = world.run("kelo", arguments);
+        const auto [status, output, errors] = installation.run("kelo", arguments);
         EXPECT_EQ(status, 2);
         EXPECT_EQ(output, "");
         EXPECT_THAT(errors, StartsWith("kelo: "));
         EXPECT_THAT(errors, EndsWith("ee kelo --help\n"));
     }
-    EXPECT_EQ(world.run("simmac", {"lid", "ajar"}).status, 2);
-    EXPECT_EQ(world.run("simmac", {"set", "Tp09", "warm"}).status, 2);
-    EXPECT_EQ(world.run("simmac", {"set", "Temperature", "1"}).status, 2);
-    EXPECT_EQ(world.run("simmac", {"load", "2"}).status, 2);
-    EXPECT_EQ(world.run("simmac", {"serve", "--profile", "toaster"}).status, 2);
+    EXPECT_EQ(installation.run("simmac", {"lid", "ajar"}).status, 2);
+    EXPECT_EQ(installation.run("simmac", {"set", "Tp09", "warm"}).status, 2);
+    EXPECT_EQ(installation.run("simmac", {"set", "Temperature", "1"}).status, 2);
+    EXPECT_EQ(installation.run("simmac", {"load", "2"}).status, 2);
+    EXPECT_EQ(installation.run("simmac", {"serve", "--profile", "toaster"}).status, 2);
 }
 
 TEST_F(CommandLine, AnUnknownCommandIsNamed) {
     for (const std::string program : {"kelo", "simmac", "simsign"}) {
-        EXPECT_EQ(world.run(program, {"nonsense"}).errors,
+        EXPECT_EQ(installation.run(program, {"nonsense"}).errors,
                   program + ": unknown command \"nonsense\"; see " + program + " --help\n");
-        EXPECT_EQ(world.run(program, {"--nonsense"}).errors,
+        EXPECT_EQ(installation.run(program, {"--nonsense"}).errors,
                   program + ": unknown option \"--nonsense\"; see " + program + " --help\n");
-        EXPECT_EQ(world.run(program, {}).errors, program + ": a command is required; see " + program + " --help\n");
+        EXPECT_EQ(installation.run(program, {}).errors,
+                  program + ": a command is required; see " + program + " --help\n");
     }
-    EXPECT_EQ(world.run("simmac", {"fault", "nonsense"}).errors,
+    EXPECT_EQ(installation.run("simmac", {"fault", "nonsense"}).errors,
               "simmac: unknown command \"nonsense\"; see simmac --help\n");
 
     ChildProcess dev(KELO_SOURCE_FOLDER "/dev", {"nonsense"}, folder.path(), "dev");
@@ -47,8 +48,8 @@ TEST_F(CommandLine, AnUnknownCommandIsNamed) {
 
 TEST_F(CommandLine, HelpAndVersionAreZero) {
     for (const auto* program : {"kelo", "simmac", "simsign"}) {
-        EXPECT_EQ(world.run(program, {"--help"}).status, 0);
-        const auto version = world.run(program, {"--version"});
+        EXPECT_EQ(installation.run(program, {"--help"}).status, 0);
+        const auto version = installation.run(program, {"--version"});
         EXPECT_EQ(version.status, 0);
         EXPECT_THAT(version.output, StartsWith(std::string(program) + " "));
     }
@@ -57,7 +58,7 @@ TEST_F(CommandLine, HelpAndVersionAreZero) {
 TEST_F(CommandLine, AHelperThatIsNotRunningIsThree) {
     for (const auto& arguments : {Lines{"status"}, Lines{"hold", "0.5"}, Lines{"hand-back"}, Lines{"version"},
                                   Lines{"stand-down"}, Lines{"watch"}}) {
-        const auto [status, output, errors] = world.run("kelo", arguments);
+        const auto [status, output, errors] = installation.run("kelo", arguments);
         EXPECT_EQ(status, 3);
         EXPECT_EQ(errors, std::string("kelo: The helper is not running.\n") + advice);
     }
@@ -66,44 +67,45 @@ TEST_F(CommandLine, AHelperThatIsNotRunningIsThree) {
 TEST_F(CommandLine, ARefusedConnectionIsThree) {
     startEverything();
     install(KELO_CLIENT, "kelo"); // without a signature
-    const auto [status, output, errors] = world.run("kelo", {"status"});
+    const auto [status, output, errors] = installation.run("kelo", {"status"});
     EXPECT_EQ(status, 3);
     EXPECT_THAT(errors, StartsWith("kelo: The helper "));
 }
 
 TEST_F(CommandLine, ARefusedHoldIsOneWithTheHelpersText) {
     startEverything({"--profile", "refusing"});
-    const auto [status, output, errors] = world.run("kelo", {"hold", "0.5"});
+    const auto [status, output, errors] = installation.run("kelo", {"hold", "0.5"});
     EXPECT_EQ(status, 1);
     EXPECT_THAT(errors,
                 EndsWith(std::string("kelo: This Mac refused to hand over the fan (code 0x82). It usually means "
                                      "the system is managing cooling itself right now.\n") +
                          advice));
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(CommandLine, AHoldWhoseHelperIsGoneAtItsEndIsThree) {
     startEverything();
     const auto client = startHold();
-    world.helper().signal(SIGTERM);
-    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+    installation.helper().signal(SIGTERM);
+    EXPECT_EQ(installation.helper().waitForEnd(10), 0);
     client->signal(SIGINT);
     EXPECT_EQ(client->waitForEnd(10), 3);
     EXPECT_THAT(client->errors(), StartsWith("kelo: The helper "));
 }
 
 TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
-    auto found = world.run("kelo", {"doctor"});
+    auto found = installation.run("kelo", {"doctor"});
     EXPECT_EQ(found.status, 1);
     EXPECT_THAT(found.output, HasSubstr("ok  signed     both by team ABCDE12345\n"));
     EXPECT_THAT(found.output, HasSubstr("bad running    The helper is not running.\n"));
     startEverything();
-    found = world.run("kelo", {"doctor"});
+    found = installation.run("kelo", {"doctor"});
     EXPECT_EQ(found.status, 0) << found.output;
-    EXPECT_THAT(found.output, HasSubstr("ok  running    as process " + std::to_string(world.helper().number()) + "\n"));
+    EXPECT_THAT(found.output,
+                HasSubstr("ok  running    as process " + std::to_string(installation.helper().number()) + "\n"));
     EXPECT_THAT(found.output, HasSubstr("ok  fans       2 fans, 1200 to 6000 RPM\n"));
     sign("kelo", "app.kelo.Kelo", "ZYXWV98765");
-    found = world.run("kelo", {"doctor"});
+    found = installation.run("kelo", {"doctor"});
     EXPECT_EQ(found.status, 1);
     EXPECT_THAT(found.output,
                 HasSubstr("bad signed     The helper is signed by team ABCDE12345, this kelo by team ZYXWV98765"));
@@ -111,9 +113,9 @@ TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
 }
 
 TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {
-    world.startMac();
-    EXPECT_THAT(world.simmac({"show"}), HasSubstr("fan 0  automatic"));
-    const auto mac = world.mac();
+    installation.startMac();
+    EXPECT_THAT(installation.simmac({"show"}), HasSubstr("fan 0  automatic"));
+    const auto mac = installation.mac();
     for (const auto* member : {"fans", "temperatures", "lidClosed", "asleep", "powerClients", "writes"})
         EXPECT_TRUE(mac.contains(member)) << member;
     for (const auto* member : {"index", "currentRPM", "minRPM", "maxRPM", "targetRPM", "isManual"})
@@ -121,32 +123,32 @@ TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {
 }
 
 TEST_F(CommandLine, TheMacCanBeDriven) {
-    world.startMac();
-    world.simmac({"lid", "close"});
-    world.simmac({"set", "Tp09", "77.5"});
-    world.simmac({"load", "0.5"});
-    world.simmac({"interfere", "1", "4000"});
-    world.simmac({"sleep"});
-    auto mac = world.mac();
+    installation.startMac();
+    installation.simmac({"lid", "close"});
+    installation.simmac({"set", "Tp09", "77.5"});
+    installation.simmac({"load", "0.5"});
+    installation.simmac({"interfere", "1", "4000"});
+    installation.simmac({"sleep"});
+    auto mac = installation.mac();
     EXPECT_TRUE(mac["lidClosed"].get<bool>());
     EXPECT_TRUE(mac["asleep"].get<bool>());
     EXPECT_EQ(mac["temperatures"]["Tp09"], 77.5);
     EXPECT_TRUE(mac["fans"][1]["isManual"].get<bool>());
     EXPECT_EQ(mac["fans"][1]["targetRPM"], 4000);
-    world.simmac({"wake"});
-    world.simmac({"lid", "open"});
-    mac = world.mac();
+    installation.simmac({"wake"});
+    installation.simmac({"lid", "open"});
+    mac = installation.mac();
     EXPECT_FALSE(mac["lidClosed"].get<bool>());
     EXPECT_FALSE(mac["asleep"].get<bool>());
 }
 
 TEST_F(CommandLine, WhatTheMacCannotDoIsOneWithASentence) {
-    EXPECT_EQ(world.run("simmac", {"show"}).status, 1);
-    world.startMac({"--profile", "desktop"});
-    EXPECT_EQ(world.run("simmac", {"lid", "close"}).errors, "simmac: This Mac has no lid.\n");
-    EXPECT_EQ(world.run("simmac", {"interfere", "7", "auto"}).errors, "simmac: This Mac has no such fan.\n");
-    EXPECT_EQ(world.run("simmac", {"wake"}).errors, "simmac: The Mac is awake.\n");
-    EXPECT_EQ(world.run("simmac", {"serve"}).status, 1);
+    EXPECT_EQ(installation.run("simmac", {"show"}).status, 1);
+    installation.startMac({"--profile", "desktop"});
+    EXPECT_EQ(installation.run("simmac", {"lid", "close"}).errors, "simmac: This Mac has no lid.\n");
+    EXPECT_EQ(installation.run("simmac", {"interfere", "7", "auto"}).errors, "simmac: This Mac has no such fan.\n");
+    EXPECT_EQ(installation.run("simmac", {"wake"}).errors, "simmac: The Mac is awake.\n");
+    EXPECT_EQ(installation.run("simmac", {"serve"}).status, 1);
 }
 
 } // namespace

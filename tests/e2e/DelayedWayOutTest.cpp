@@ -23,31 +23,32 @@ protected:
 
 TEST_F(DelayedWayOut, ASignalWaitsForTheUnlockInProgressAndForNoHoldThatIsQueuedBehindIt) {
     const auto client = askForHolds(64);
-    world.helper().signal(SIGTERM);
+    installation.helper().signal(SIGTERM);
     expectGoodEnd(8); // 64 unlocks of 4 seconds would take more than four minutes
 }
 
 TEST_F(DelayedWayOut, ADeletedExecutableWaitsForTheUnlockInProgressAndForNoHoldThatIsQueuedBehindIt) {
     const auto client = askForHolds(64);
-    std::filesystem::remove(world.program(Installation::helperName));
+    std::filesystem::remove(installation.program(Installation::helperName));
     expectGoodEnd(8); // of the 64, four wait in the helper: 16 seconds
 }
 
 TEST_F(DelayedWayOut, OfTheHoldsOfAClientThatHasGoneOthersWaitForFourAtMost) {
     auto client = askForHolds(64);
     client.reset();
-    const auto status = world.start("kelo", {"status"}); // is answered by the main thread
-    EXPECT_EQ(status->waitForEnd(20), 0);                // four unlocks of 4 seconds
+    const auto status = installation.start("kelo", {"status"}); // is answered by the main thread
+    EXPECT_EQ(status->waitForEnd(20), 0);                       // four unlocks of 4 seconds
 }
 
 TEST_F(DelayedWayOut, AMacThatHungLongerThanItIsWaitedForIsHandedItsFansBackOnceItGoesOn) {
     startEverything();
     const auto client = startHold();
-    world.signalMac(SIGSTOP);
+    installation.signalMac(SIGSTOP);
     std::this_thread::sleep_for(std::chrono::seconds(13)); // longer than an answer is waited for
-    world.signalMac(SIGCONT);
-    EXPECT_TRUE(waitUntil([&] { return world.run("kelo", {"status"}).output.find("held") != std::string::npos; }, 10));
-    world.helper().signal(SIGTERM);
+    installation.signalMac(SIGCONT);
+    EXPECT_TRUE(
+        waitUntil([&] { return installation.run("kelo", {"status"}).output.find("held") != std::string::npos; }, 10));
+    installation.helper().signal(SIGTERM);
     expectGoodEnd();
 }
 

@@ -21,7 +21,7 @@ namespace kelo {
 
 using Lines = std::vector<std::string>;
 
-/// A world in a folder of its own: real processes, signed executables, a simulated Mac.
+/// A installation in a folder of its own: real processes, signed executables, a simulated Mac.
 class EndToEnd : public ::testing::Test {
 protected:
     static constexpr const char* team = "ABCDE12345";
@@ -38,51 +38,53 @@ protected:
         install(KELO_SIMMAC, "simmac");
         install(KELO_SIMSIGN, "simsign");
         install(KELO_RAWCLIENT, "rawclient");
-        std::filesystem::create_directory(world.program("simulated-mac"));
-        std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(0700));
+        std::filesystem::create_directory(installation.program("simulated-mac"));
+        std::filesystem::permissions(installation.program("simulated-mac"), std::filesystem::perms(0700));
         simsign({"init", "keys", "--team", team});
-        std::filesystem::copy(world.program("keys/anchor.pub"), world.program("simulated-mac/anchor.pub"));
+        std::filesystem::copy(installation.program("keys/anchor.pub"),
+                              installation.program("simulated-mac/anchor.pub"));
         sign(Installation::helperName, Installation::helperName);
         sign("kelo", appIdentifier);
         sign("rawclient", appIdentifier);
     }
 
     void install(const std::string& built, const std::string& name) {
-        std::filesystem::copy_file(built, world.program(name), std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::copy_file(built, installation.program(name),
+                                   std::filesystem::copy_options::overwrite_existing);
     }
     void simsign(Lines arguments) {
-        // The folder of keys is named within the world.
+        // The folder of keys is named within the installation.
         for (auto& argument : arguments)
             if (argument == "keys" || argument == "foreign")
-                argument = world.program(argument);
-        const auto [status, output, errors] = world.run("simsign", arguments);
+                argument = installation.program(argument);
+        const auto [status, output, errors] = installation.run("simsign", arguments);
         ASSERT_EQ(status, 0) << errors;
     }
     void sign(const std::string& program, const std::string& identifier, const std::string& byTeam = team,
               const std::string& keys = "keys") {
-        simsign({"sign", world.program(program), "--identifier", identifier, "--team", byTeam, "--keys", keys});
+        simsign({"sign", installation.program(program), "--identifier", identifier, "--team", byTeam, "--keys", keys});
     }
 
     /// A second client program, signed as the test wants.
     void addClient(const std::string& name) { install(KELO_RAWCLIENT, name); }
 
     void startEverything(const Lines& macOptions = {}) {
-        world.startMac(macOptions);
-        world.startListeningHelper();
+        installation.startMac(macOptions);
+        installation.startListeningHelper();
     }
 
     /// A client that holds; the hold is in force.
     std::unique_ptr<ChildProcess> startHold(const std::string& fraction = "0.5", const Lines& options = {}) {
         Lines arguments = {"hold", fraction};
         arguments.insert(arguments.end(), options.begin(), options.end());
-        auto client = world.start("kelo", arguments);
+        auto client = installation.start("kelo", arguments);
         EXPECT_TRUE(waitUntil([&] { return client->output().find("Holding") != std::string::npos; }, 20))
             << client->errors();
         return client;
     }
 
     std::unique_ptr<RawClient> startRawClient(const std::string& program = "rawclient") {
-        return std::make_unique<RawClient>(world, program);
+        return std::make_unique<RawClient>(installation, program);
     }
     std::unique_ptr<RawClient> connectRawClient() {
         auto client = startRawClient();
@@ -92,7 +94,7 @@ protected:
 
     /// How often the controller has been told something, such as "Ftst" 1, and has done it.
     std::ptrdiff_t countWrites(const std::string& key, int value) {
-        const auto writes = world.mac()["writes"];
+        const auto writes = installation.mac()["writes"];
         return std::count_if(writes.begin(), writes.end(),
                              [&](const auto& write) { return write["key"] == key && write["bytes"][0] == value; });
     }
@@ -105,7 +107,7 @@ protected:
     /// test gets to see the lines, they do not depend on what else the machine has to do.
     std::vector<std::time_t> logTimes(const std::string& line) {
         std::vector<std::time_t> times;
-        std::istringstream log(world.helper().errors());
+        std::istringstream log(installation.helper().errors());
         for (std::string logged; std::getline(log, logged);) {
             std::tm time{};
             if (logged.substr(logged.find(' ') + 1) == line && strptime(logged.c_str(), "%Y-%m-%dT%H:%M:%SZ ", &time))
@@ -126,13 +128,13 @@ protected:
 
     /// Ends the helper by a signal and checks the promise of every way out.
     void expectGoodEnd(double timeout = 15) {
-        EXPECT_EQ(world.helper().waitForEnd(timeout), 0);
-        EXPECT_FALSE(world.isAnyFanManual());
-        EXPECT_EQ(world.helperLog().back(), "[NOTICE] service: Handed the fan back on the way out.");
+        EXPECT_EQ(installation.helper().waitForEnd(timeout), 0);
+        EXPECT_FALSE(installation.isAnyFanManual());
+        EXPECT_EQ(installation.helperLog().back(), "[NOTICE] service: Handed the fan back on the way out.");
     }
 
     TemporaryFolder folder;
-    Installation world{folder.path()};
+    Installation installation{folder.path()};
 };
 
 } // namespace kelo

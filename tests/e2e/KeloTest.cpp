@@ -13,8 +13,8 @@ class Kelo : public EndToEnd {
 protected:
     /// Runs a shell command in the folder of the programs.
     Installation::Finished shell(const std::string& command) {
-        std::filesystem::copy_file("/bin/sh", world.program("sh"), std::filesystem::copy_options::skip_existing);
-        return world.run("sh", {"-c", "cd '" + world.folder().string() + "' && " + command});
+        std::filesystem::copy_file("/bin/sh", installation.program("sh"), std::filesystem::copy_options::skip_existing);
+        return installation.run("sh", {"-c", "cd '" + installation.folder().string() + "' && " + command});
     }
     static bool says(const ChildProcess& process, const std::string& text) {
         return waitUntil([&] { return (process.output() + process.errors()).find(text) != std::string::npos; }, 20);
@@ -24,26 +24,27 @@ protected:
 TEST_F(Kelo, AHoldIsAskedForAgainAfterTheHelperWasKilled) {
     startEverything();
     const auto client = startHold();
-    world.helper().signal(SIGKILL);
+    installation.helper().signal(SIGKILL);
     EXPECT_TRUE(says(*client, "Waiting for the helper."));
-    world.helper().waitForEnd(10);
-    world.startListeningHelper();
-    EXPECT_TRUE(world.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)"));
+    installation.helper().waitForEnd(10);
+    installation.startListeningHelper();
+    EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)"));
     EXPECT_TRUE(says(*client, "The hold was requested again.\n"));
     client->signal(SIGINT);
     EXPECT_EQ(client->waitForEnd(15), 0);
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(Kelo, SaysAfterTwoSecondsThatItWaitsForASilentHelper) {
     startEverything();
-    world.helper().signal(SIGSTOP);
-    const auto handBack = world.start("kelo", {"hand-back"});
-    const auto doctor = world.start("kelo", {"doctor"});
-    EXPECT_TRUE(says(*handBack, "kelo: Waiting for the helper. If it does not answer, this command hands the fans back:\n"));
+    installation.helper().signal(SIGSTOP);
+    const auto handBack = installation.start("kelo", {"hand-back"});
+    const auto doctor = installation.start("kelo", {"doctor"});
+    EXPECT_TRUE(
+        says(*handBack, "kelo: Waiting for the helper. If it does not answer, this command hands the fans back:\n"));
     EXPECT_TRUE(says(*doctor, "ok  running    as process"));
     EXPECT_TRUE(says(*doctor, "--  waiting    The helper has not answered yet.\n"));
-    world.helper().signal(SIGCONT);
+    installation.helper().signal(SIGCONT);
     EXPECT_EQ(handBack->waitForEnd(20), 0);
 }
 
@@ -55,7 +56,7 @@ TEST_F(Kelo, OutputThatCannotBeWrittenIsFive) {
         EXPECT_EQ(status, 5) << command;
         EXPECT_EQ(errors, complaint) << command;
     }
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
     const auto [status, output, errors] = shell("timeout 20 ./kelo watch --plain | head -n 1");
     EXPECT_EQ(errors, "") << "a reader that has seen enough is no fault";
 }
@@ -63,12 +64,12 @@ TEST_F(Kelo, OutputThatCannotBeWrittenIsFive) {
 TEST_F(Kelo, ClosedStandardStreamsAreNotMistakenForTheConnection) {
     startEverything();
     EXPECT_EQ(shell("./kelo hold 0.5 --for 2s <&- >&- 2>&-").status, 0);
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(Kelo, AHoldWithoutAUsableFanFails) {
     startEverything({"--profile", "fixed"});
-    const auto [status, output, errors] = world.run("kelo", {"hold", "0.5", "--for", "2s"});
+    const auto [status, output, errors] = installation.run("kelo", {"hold", "0.5", "--for", "2s"});
     EXPECT_EQ(status, 1);
     EXPECT_THAT(output, Not(HasSubstr("Holding")));
     EXPECT_THAT(errors, StartsWith("kelo: This Mac has no "));
@@ -80,20 +81,20 @@ TEST_F(Kelo, HoldsWhileACommandRunsAndHasItsStatus) {
     EXPECT_EQ(held.status, 7);
     EXPECT_THAT(held.output, StartsWith("fan 0  manual"));
     EXPECT_THAT(held.errors, EndsWith("kelo: The fans are under automatic control.\n"));
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
     EXPECT_EQ(shell("./kelo hold 80% -- ./nothing").status, 127);
     EXPECT_EQ(shell("./kelo hold 80% -- sh -c 'kill -KILL $$'").status, 128 + SIGKILL);
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(Kelo, ASignalEndsTheCommandOfAHoldToo) {
     startEverything();
-    const auto client = world.start("kelo", {"hold", "80%", "--", "sleep", "60"});
-    EXPECT_TRUE(waitUntil([&] { return world.isAnyFanManual(); }, 10));
+    const auto client = installation.start("kelo", {"hold", "80%", "--", "sleep", "60"});
+    EXPECT_TRUE(waitUntil([&] { return installation.isAnyFanManual(); }, 10));
     EXPECT_TRUE(says(*client, "Holding"));
     client->signal(SIGTERM);
     EXPECT_EQ(client->waitForEnd(15), 128 + SIGTERM);
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 } // namespace

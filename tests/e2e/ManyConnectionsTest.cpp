@@ -9,12 +9,12 @@ namespace {
 class ManyConnections : public EndToEnd {
 protected:
     std::size_t helperDescriptors() const {
-        const auto descriptors = "/proc/" + std::to_string(world.helper().number()) + "/fd";
+        const auto descriptors = "/proc/" + std::to_string(installation.helper().number()) + "/fd";
         return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(descriptors), {}));
     }
     /// Kilobytes of memory that the helper has taken and nobody else shares, counted page by page.
     long helperMemory() const {
-        std::ifstream pages("/proc/" + std::to_string(world.helper().number()) + "/smaps_rollup");
+        std::ifstream pages("/proc/" + std::to_string(installation.helper().number()) + "/smaps_rollup");
         for (std::string line; std::getline(pages, line);)
             if (line.starts_with("Anonymous:"))
                 return std::stol(line.substr(10));
@@ -48,8 +48,8 @@ TEST_F(ManyConnections, LeaveNothingBehindAndAHoldInForce) {
         EXPECT_LT(std::min(first, second), 48) << first << " kB, then " << second << " kB";
     }
     EXPECT_EQ(holding->ask(requests::HelperVersion{}), 6);
-    EXPECT_TRUE(world.isAnyFanManual());
-    world.helper().signal(SIGTERM);
+    EXPECT_TRUE(installation.isAnyFanManual());
+    installation.helper().signal(SIGTERM);
     expectGoodEnd();
 }
 

@@ -34,8 +34,8 @@ TEST_F(RehearsalProgram, EndsWithATableOfItsPromisesAndDrawsAPicture) {
 }
 
 TEST_F(RehearsalProgram, SaysWhyItCannotBePlayed) {
-    std::filesystem::remove_all(world.program("simulated-mac"));
-    std::ofstream(world.program("simulated-mac")) << "no folder";
+    std::filesystem::remove_all(installation.program("simulated-mac"));
+    std::ofstream(installation.program("simulated-mac")) << "no folder";
     auto session = play({});
     EXPECT_EQ(session.waitForEnd(30), 1);
     EXPECT_THAT(session.errors(), StartsWith("rehearse: the simulated Mac does not come up"));
@@ -47,11 +47,11 @@ TEST_F(RehearsalProgram, KnowsNoOtherProfile) {
 }
 
 TEST_F(RehearsalProgram, AMacsClockRunsAsFastAsItIsTold) {
-    world.startMac({"--speed", "100"});
+    installation.startMac({"--speed", "100"});
     const auto from = std::chrono::steady_clock::now();
-    world.simmac({"interfere", "0", "5000"});
+    installation.simmac({"interfere", "0", "5000"});
     // At its own speed a fan needs more than 7 seconds to come so close.
-    EXPECT_TRUE(waitUntil([&] { return world.mac()["fans"][0]["currentRPM"].get<double>() > 4970; }, 5));
+    EXPECT_TRUE(waitUntil([&] { return installation.mac()["fans"][0]["currentRPM"].get<double>() > 4970; }, 5));
     EXPECT_LT(std::chrono::steady_clock::now() - from, std::chrono::seconds(6));
 }
 

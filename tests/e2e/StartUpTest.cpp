@@ -46,29 +46,29 @@ TEST_F(StartUp, StandardErrorHoldsTheTwoLinesByteForByte) {
                            "\\[NOTICE\\] listener: Accepting only app\\.kelo\\.Kelo signed by ABCDE12345\\.\n"
                            "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z "
                            "\\[NOTICE\\] listener: Listening on app\\.kelo\\.helper\n");
-    EXPECT_TRUE(std::regex_match(world.helper().errors(), lines)) << world.helper().errors();
-    EXPECT_EQ(world.helper().output(), "");
+    EXPECT_TRUE(std::regex_match(installation.helper().errors(), lines)) << installation.helper().errors();
+    EXPECT_EQ(installation.helper().output(), "");
 }
 
 TEST_F(StartUp, AnUnsignedHelperSaysSoListensToNobodyAndStillHandsBack) {
     install(KELO_HELPER, Installation::helperName);
-    world.startMac();
-    world.startHelper();
-    ASSERT_TRUE(world.waitForLog(unsignedError));
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
-    EXPECT_FALSE(std::filesystem::exists(world.program("app.kelo.helper.socket")));
-    world.simmac({"interfere", "0", "3000"});
-    EXPECT_TRUE(world.isAnyFanManual());
-    world.helper().signal(SIGTERM);
+    installation.startMac();
+    installation.startHelper();
+    ASSERT_TRUE(installation.waitForLog(unsignedError));
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 3);
+    EXPECT_FALSE(std::filesystem::exists(installation.program("app.kelo.helper.socket")));
+    installation.simmac({"interfere", "0", "3000"});
+    EXPECT_TRUE(installation.isAnyFanManual());
+    installation.helper().signal(SIGTERM);
     expectGoodEnd();
-    EXPECT_THAT(world.helperLog(), ElementsAre(unsignedError, "[NOTICE] listener: Asked to stop.",
-                                               "[NOTICE] service: Handed the fan back on the way out."));
+    EXPECT_THAT(installation.helperLog(), ElementsAre(unsignedError, "[NOTICE] listener: Asked to stop.",
+                                                      "[NOTICE] service: Handed the fan back on the way out."));
 }
 
 TEST_F(StartUp, ASecondHelperSaysSoAndTouchesNothing) {
     startEverything();
     const auto client = startHold();
-    const auto second = world.start(Installation::helperName, {});
+    const auto second = installation.start(Installation::helperName, {});
     EXPECT_TRUE(waitUntil(
         [&] {
             return second->errors().find(
@@ -82,31 +82,33 @@ TEST_F(StartUp, ASecondHelperSaysSoAndTouchesNothing) {
     EXPECT_EQ(second->waitForEnd(10), 0);
     EXPECT_THAT(second->errors(), HasSubstr("[NOTICE] service: Handed the fan back on the way out.\n"));
     EXPECT_THAT(second->errors(), HasSubstr(noLink));
-    EXPECT_TRUE(world.isAnyFanManual()) << "the first one's hold goes on";
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 0) << "and so does its service";
+    EXPECT_TRUE(installation.isAnyFanManual()) << "the first one's hold goes on";
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0) << "and so does its service";
 }
 
 TEST_F(StartUp, AHelperStartedWhileAnotherLeavesServesAfterIt) {
-    world.startMac();
-    const auto leaving = world.start(Installation::helperName, {});
+    installation.startMac();
+    const auto leaving = installation.start(Installation::helperName, {});
     ASSERT_TRUE(waitUntil([&] { return leaving->errors().find(listening) != std::string::npos; }, 10));
-    world.startHelper();
+    installation.startHelper();
     ASSERT_TRUE(waitUntil(
-        [&] { return world.helper().errors().find("another helper is running in this folder") != std::string::npos; },
+        [&] {
+            return installation.helper().errors().find("another helper is running in this folder") != std::string::npos;
+        },
         10));
     leaving->signal(SIGTERM);
     EXPECT_EQ(leaving->waitForEnd(10), 0);
-    ASSERT_TRUE(world.waitForLog(listening));
+    ASSERT_TRUE(installation.waitForLog(listening));
     const auto client = startHold();
-    EXPECT_TRUE(world.isAnyFanManual());
-    world.helper().signal(SIGTERM);
+    EXPECT_TRUE(installation.isAnyFanManual());
+    installation.helper().signal(SIGTERM);
     expectGoodEnd();
-    EXPECT_THAT(world.helperLog(), ::testing::Not(::testing::Contains(noLink)));
+    EXPECT_THAT(installation.helperLog(), ::testing::Not(::testing::Contains(noLink)));
 }
 
 TEST_F(StartUp, AStrangerConnectsButCannotKeepTheHelperFromServing) {
     std::filesystem::permissions(folder.path(), std::filesystem::perms(0755)); // the folder of an installation
-    world.startMac();
+    installation.startMac();
     std::vector<FileDescriptor> locks;
     bool isConnected = false;
     int refusal = 0;
@@ -123,14 +125,14 @@ TEST_F(StartUp, AStrangerConnectsButCannotKeepTheHelperFromServing) {
         GTEST_SKIP() << "no process can become somebody else here: " << std::strerror(refusal);
     asStranger([&] {
         for (const char* path : {"simulated-mac", "simulated-mac/helper.lock"})
-            locks.emplace_back(open(world.program(path).c_str(), O_RDONLY | O_CLOEXEC));
+            locks.emplace_back(open(installation.program(path).c_str(), O_RDONLY | O_CLOEXEC));
     });
     for (const auto& lock : locks)
         flock(lock.get(), LOCK_EX | LOCK_NB);
-    EXPECT_NO_THROW(world.startListeningHelper());
+    EXPECT_NO_THROW(installation.startListeningHelper());
     asStranger([&] {
-        const FileDescriptor installation(open(folder.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-        isConnected = unix_socket::connect(installation.get(), "app.kelo.helper.socket").isValid();
+        const FileDescriptor directory(open(folder.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        isConnected = unix_socket::connect(directory.get(), "app.kelo.helper.socket").isValid();
     });
     EXPECT_TRUE(isConnected);
 }
@@ -138,11 +140,12 @@ TEST_F(StartUp, AStrangerConnectsButCannotKeepTheHelperFromServing) {
 TEST_F(StartUp, AHelperWithFewDescriptorsGoesOnAsFarAsItCanAndNeverAborts) {
     if (*KELO_SANITIZE != '\0')
         GTEST_SKIP() << "the sanitizers open descriptors of their own to look at an object";
-    world.startMac();
-    std::filesystem::create_symlink("/bin/sh", world.program("sh"));
+    installation.startMac();
+    std::filesystem::create_symlink("/bin/sh", installation.program("sh"));
     for (int descriptors = 4; descriptors <= 16; ++descriptors) {
-        const auto helper = world.start("sh", {"-c", "ulimit -n " + std::to_string(descriptors) + "; exec " +
-                                                         world.program(Installation::helperName).string()});
+        const auto helper =
+            installation.start("sh", {"-c", "ulimit -n " + std::to_string(descriptors) + "; exec " +
+                                                installation.program(Installation::helperName).string()});
         const auto hasSpoken = [&] { return !helper->errors().empty() || helper->status().has_value(); };
         EXPECT_TRUE(waitUntil(hasSpoken, 10)) << descriptors;
         if (!helper->status()) {
@@ -158,98 +161,101 @@ TEST_F(StartUp, AHelperWithFewDescriptorsGoesOnAsFarAsItCanAndNeverAborts) {
 }
 
 TEST_F(StartUp, ATimeZoneThatNamesAPipeDoesNotHoldUpTheStart) {
-    world.startMac();
-    const auto pipe = world.program("zone");
+    installation.startMac();
+    const auto pipe = installation.program("zone");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    world.startHelperBy("/usr/bin/env", {"TZ=:" + pipe.string(), world.program(Installation::helperName)});
-    ASSERT_TRUE(world.waitForLog(listening));
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
+    installation.startHelperBy("/usr/bin/env",
+                               {"TZ=:" + pipe.string(), installation.program(Installation::helperName)});
+    ASSERT_TRUE(installation.waitForLog(listening));
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
 }
 
 TEST_F(StartUp, AHelperWhoseAnchorOthersCanReplaceAdmitsNobody) {
-    std::filesystem::permissions(world.program("simulated-mac/anchor.pub"), std::filesystem::perms(0666));
+    std::filesystem::permissions(installation.program("simulated-mac/anchor.pub"), std::filesystem::perms(0666));
     startEverything();
-    EXPECT_THAT(world.helperLog(), ElementsAre(acceptingOnly, listening));
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
+    EXPECT_THAT(installation.helperLog(), ElementsAre(acceptingOnly, listening));
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 3);
 }
 
 TEST_F(StartUp, AFolderThatOthersMayEnterIsUsedByNobodyUntilItsModeIsRight) {
     const auto mode = [this](int bits) {
-        std::filesystem::permissions(world.program("simulated-mac"), std::filesystem::perms(bits));
+        std::filesystem::permissions(installation.program("simulated-mac"), std::filesystem::perms(bits));
     };
     for (const int bits : {0777, 0701, 0710}) {
         mode(bits);
-        const auto mac = world.run("simmac", {"serve"});
+        const auto mac = installation.run("simmac", {"serve"});
         EXPECT_EQ(mac.status, 1);
         EXPECT_THAT(mac.errors, HasSubstr("others may enter the folder simulated-mac"));
     }
-    world.startHelper();
-    ASSERT_TRUE(
-        world.waitForLog("[ERROR] listener: Couldn't create the listener, so no client can be served until restart: "
-                         "others may enter the folder simulated-mac; \"chmod 700\" keeps them out."));
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 3);
+    installation.startHelper();
+    ASSERT_TRUE(installation.waitForLog(
+        "[ERROR] listener: Couldn't create the listener, so no client can be served until restart: "
+        "others may enter the folder simulated-mac; \"chmod 700\" keeps them out."));
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 3);
     mode(0700);
-    EXPECT_TRUE(world.waitForLog(listening));
+    EXPECT_TRUE(installation.waitForLog(listening));
 }
 
 TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {
-    world.startListeningHelper();
-    EXPECT_THAT(world.helperLog(), ElementsAre(noFan, acceptingOnly, listening));
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
-    const auto hold = world.run("kelo", {"hold", "0.5"});
+    installation.startListeningHelper();
+    EXPECT_THAT(installation.helperLog(), ElementsAre(noFan, acceptingOnly, listening));
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
+    const auto hold = installation.run("kelo", {"hold", "0.5"});
     EXPECT_EQ(hold.status, 1);
     EXPECT_THAT(hold.errors, StartsWith("kelo: This Mac has no controllable fan.\n"));
-    EXPECT_EQ(world.run("kelo", {"status"}).status, 1);
-    EXPECT_THAT(world.run("kelo", {"hand-back"}).errors, HasSubstr("no reading confirms it"));
-    EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
-    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+    EXPECT_EQ(installation.run("kelo", {"status"}).status, 1);
+    EXPECT_THAT(installation.run("kelo", {"hand-back"}).errors, HasSubstr("no reading confirms it"));
+    EXPECT_EQ(installation.run("kelo", {"stand-down"}).status, 0);
+    EXPECT_EQ(installation.helper().waitForEnd(10), 0);
 }
 
 TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
-    world.startMac();
+    installation.startMac();
     // Started from a file that has lost its name, as it is after an update that came too early.
-    const auto nameless = world.program("nameless");
-    std::filesystem::copy_file(world.program(Installation::helperName), nameless);
+    const auto nameless = installation.program("nameless");
+    std::filesystem::copy_file(installation.program(Installation::helperName), nameless);
     const int executable = open(nameless.c_str(), O_RDONLY);
     ASSERT_GE(executable, 0);
     std::filesystem::remove(nameless);
-    world.startHelperBy("/proc/self/fd/" + std::to_string(executable), {});
-    ASSERT_TRUE(world.waitForLog(listening));
-    EXPECT_THAT(world.helperLog(), ElementsAre("[ERROR] listener: Couldn't find our own executable; an update won't "
-                                               "replace this process until restart.",
-                                               acceptingOnly, listening));
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
-    world.helper().signal(SIGTERM);
+    installation.startHelperBy("/proc/self/fd/" + std::to_string(executable), {});
+    ASSERT_TRUE(installation.waitForLog(listening));
+    EXPECT_THAT(installation.helperLog(),
+                ElementsAre("[ERROR] listener: Couldn't find our own executable; an update won't "
+                            "replace this process until restart.",
+                            acceptingOnly, listening));
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
+    installation.helper().signal(SIGTERM);
     expectGoodEnd();
     close(executable);
 }
 
 TEST_F(StartUp, ClosedStandardStreamsAreTheNullDeviceBeforeAnythingElseIsOpenedAndDoNotHurt) {
-    world.startMac();
-    world.startHelperBy("/bin/sh", {"-c", "exec \"$0\" <&- >&- 2>&-", world.program(Installation::helperName)});
-    ASSERT_TRUE(waitUntil([&] { return world.run("kelo", {"version"}).status == 0; }, 10));
-    const auto descriptors = "/proc/" + std::to_string(world.helper().number()) + "/fd/";
+    installation.startMac();
+    installation.startHelperBy("/bin/sh",
+                               {"-c", "exec \"$0\" <&- >&- 2>&-", installation.program(Installation::helperName)});
+    ASSERT_TRUE(waitUntil([&] { return installation.run("kelo", {"version"}).status == 0; }, 10));
+    const auto descriptors = "/proc/" + std::to_string(installation.helper().number()) + "/fd/";
     for (const auto* const stream : {"0", "1", "2"})
         EXPECT_EQ(std::filesystem::read_symlink(descriptors + stream), "/dev/null") << stream;
     const auto client = startHold();
-    EXPECT_TRUE(world.isAnyFanManual());
-    world.helper().signal(SIGTERM);
-    EXPECT_EQ(world.helper().waitForEnd(10), 0);
-    EXPECT_FALSE(world.isAnyFanManual());
-    EXPECT_THAT(world.helperLog(), IsEmpty());
+    EXPECT_TRUE(installation.isAnyFanManual());
+    installation.helper().signal(SIGTERM);
+    EXPECT_EQ(installation.helper().waitForEnd(10), 0);
+    EXPECT_FALSE(installation.isAnyFanManual());
+    EXPECT_THAT(installation.helperLog(), IsEmpty());
 }
 
 TEST_F(StartUp, AHelperThatStartsLaterFindsTheFansAsTheyWereLeft) {
     startEverything();
     const auto client = startHold("0.75");
-    world.helper().signal(SIGKILL); // nothing is handed back
-    world.helper().waitForEnd(10);
-    EXPECT_TRUE(world.isAnyFanManual());
-    world.startListeningHelper();
-    EXPECT_THAT(world.run("kelo", {"status"}).output, HasSubstr("control    held\n"));
-    EXPECT_EQ(world.mac()["fans"][0]["targetRPM"], 4800);
-    EXPECT_EQ(world.run("kelo", {"hand-back"}).status, 0);
-    EXPECT_FALSE(world.isAnyFanManual());
+    installation.helper().signal(SIGKILL); // nothing is handed back
+    installation.helper().waitForEnd(10);
+    EXPECT_TRUE(installation.isAnyFanManual());
+    installation.startListeningHelper();
+    EXPECT_THAT(installation.run("kelo", {"status"}).output, HasSubstr("control    held\n"));
+    EXPECT_EQ(installation.mac()["fans"][0]["targetRPM"], 4800);
+    EXPECT_EQ(installation.run("kelo", {"hand-back"}).status, 0);
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 } // namespace

@@ -42,13 +42,13 @@ TEST_F(Stay, CtrlCHandsTheFanBackBeforeTheMacEnds) {
     ASSERT_TRUE(waitForError("Listening on app.kelo.helper")) << shell->errors();
     const auto client = startHold();
     // Each exchange takes a while, so that a Mac that ended with the helper would end in the middle of the hand-back.
-    world.simmac({"fault", "slow", "0.1"});
+    installation.simmac({"fault", "slow", "0.1"});
     // As the Mac cannot be asked after its end, it is asked until then.
     bool isHandedBack = false;
     interrupt();
     const bool hasEnded = waitUntil(
         [&] {
-            const auto [status, output, errors] = world.run("simmac", {"show"});
+            const auto [status, output, errors] = installation.run("simmac", {"show"});
             isHandedBack = isHandedBack || (status == 0 && output.find("manual") == std::string::npos);
             return shell->status().has_value();
         },
@@ -57,20 +57,20 @@ TEST_F(Stay, CtrlCHandsTheFanBackBeforeTheMacEnds) {
     EXPECT_TRUE(isHandedBack);
     EXPECT_EQ(shell->status(), 0);
     EXPECT_THAT(shell->errors(), HasSubstr("Handed the fan back on the way out."));
-    EXPECT_EQ(world.run("simmac", {"show"}).status, 1);
+    EXPECT_EQ(installation.run("simmac", {"show"}).status, 1);
 }
 
 TEST_F(Stay, AHelperThatEndsTakesTheMacWithIt) {
     start();
     ASSERT_TRUE(waitForError("Listening on app.kelo.helper")) << shell->errors();
-    EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
+    EXPECT_EQ(installation.run("kelo", {"stand-down"}).status, 0);
     EXPECT_EQ(shell->waitForEnd(20), 0);
-    EXPECT_EQ(world.run("simmac", {"show"}).status, 1);
+    EXPECT_EQ(installation.run("simmac", {"show"}).status, 1);
 }
 
 TEST_F(Stay, AMacThatDoesNotComeUpIsSaidAndNotWaitedFor) {
-    std::filesystem::remove_all(world.program("simulated-mac"));
-    writeFile(world.program("simulated-mac"), "no folder");
+    std::filesystem::remove_all(installation.program("simulated-mac"));
+    writeFile(installation.program("simulated-mac"), "no folder");
     start();
     EXPECT_EQ(shell->waitForEnd(20), 1);
     EXPECT_THAT(shell->errors(), HasSubstr("the simulated Mac does not start"));

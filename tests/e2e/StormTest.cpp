@@ -29,24 +29,24 @@ protected:
 };
 
 TEST_F(Storm, RepairsAFanWithinFourSeconds) {
-    world.simmac({"interfere", "1", "auto"});
-    EXPECT_TRUE(waitUntil([&] { return world.mac()["fans"][1]["isManual"].get<bool>(); }, 4));
+    installation.simmac({"interfere", "1", "auto"});
+    EXPECT_TRUE(waitUntil([&] { return installation.mac()["fans"][1]["isManual"].get<bool>(); }, 4));
 }
 
 TEST_F(Storm, AcknowledgesSleepWithinTwoSeconds) {
     std::string report;
-    EXPECT_LT(secondsOf([&] { report = world.simmac({"sleep", "--now"}); }), 2);
+    EXPECT_LT(secondsOf([&] { report = installation.simmac({"sleep", "--now"}); }), 2);
     EXPECT_THAT(report, HasSubstr("1 client(s) acknowledged, 0 did not"));
 }
 
 TEST_F(Storm, HandsBackForAnotherClientWithinTwoSeconds) {
-    EXPECT_LT(secondsOf([&] { EXPECT_EQ(world.run("kelo", {"hand-back"}).status, 0); }), 2);
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_LT(secondsOf([&] { EXPECT_EQ(installation.run("kelo", {"hand-back"}).status, 0); }), 2);
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(Storm, StandsDownWithinTwoSeconds) {
     EXPECT_LT(secondsOf([&] {
-                  EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
+                  EXPECT_EQ(installation.run("kelo", {"stand-down"}).status, 0);
                   expectGoodEnd();
               }),
               2);

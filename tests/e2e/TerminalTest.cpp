@@ -26,7 +26,7 @@ protected:
     OnATerminal() { environment = {"TERM=xterm", "LC_ALL=C.UTF-8", "NO_COLOR="}; }
 
     void start(const Lines& arguments, unsigned columns = 80, unsigned rows = 24) {
-        startProgram(world.program("kelo"), arguments, columns, rows);
+        startProgram(installation.program("kelo"), arguments, columns, rows);
     }
     void startProgram(const std::filesystem::path& program, const Lines& arguments, unsigned columns, unsigned rows) {
         screen = std::make_unique<VirtualScreen>(columns, rows);
@@ -119,13 +119,13 @@ TEST_F(OnATerminal, AWatchShowsWhatHappens) {
     EXPECT_TRUE(screen->shows(" RPM, 50 %."));
     EXPECT_TRUE(screen->shows(" kelo watch   held "));
     EXPECT_TRUE(screen->shows("█"));
-    world.simmac({"lid", "close"});
+    installation.simmac({"lid", "close"});
     EXPECT_TRUE(waitFor("Waiting: the lid is closed, or the fans could not be taken again."));
-    world.simmac({"lid", "open"});
+    installation.simmac({"lid", "open"});
     EXPECT_TRUE(waitFor("The fans are held again: target "));
     client->signal(SIGINT);
     EXPECT_TRUE(waitFor("The fans are handed back: they are under automatic control."));
-    world.simmac({"set", "Tp09", "96"});
+    installation.simmac({"set", "Tp09", "96"});
     client = startHold("0.3");
     EXPECT_TRUE(waitFor("The chip is hot: the fans run faster than asked."));
     terminal->signal(SIGTERM);
@@ -152,13 +152,13 @@ TEST_F(OnATerminal, AHoldShowsTheSameAndHandsBackOnCtrlC) {
     start({"hold", "50%", "--hand-back-on-lid-close"});
     ASSERT_TRUE(waitFor("   held "));
     EXPECT_EQ(screen->rows().back(), "q or Ctrl-C ends the hold and hands the fans back");
-    world.simmac({"lid", "close"});
+    installation.simmac({"lid", "close"});
     EXPECT_TRUE(waitFor("Waiting: the lid is closed, or the fans could not be taken again."));
     terminal->type(ctrlC);
     expectCleanEnd(0);
     EXPECT_EQ(screen->rows()[0], "Holding at 50%. Ctrl-C hands the fans back.");
     EXPECT_EQ(screen->rows()[1], "The fans are under automatic control.");
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(OnATerminal, AHoldWhoseTerminalIsClosedHandsBack) {
@@ -167,7 +167,7 @@ TEST_F(OnATerminal, AHoldWhoseTerminalIsClosedHandsBack) {
     ASSERT_TRUE(waitFor("   held "));
     terminal->signal(SIGHUP);
     expectCleanEnd(0);
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 /// Ctrl-S stops the output of a terminal.
@@ -176,10 +176,10 @@ TEST_F(OnATerminal, AHoldWhoseOutputIsStuckEndsInTime) {
     for (const std::string kind : {"TERM=dumb", "TERM=xterm"}) {
         environment.front() = kind;
         start({"hold", "0.5", "--for", "3s"});
-        ASSERT_TRUE(waitUntil([&] { return world.isAnyFanManual(); }, patience));
+        ASSERT_TRUE(waitUntil([&] { return installation.isAnyFanManual(); }, patience));
         std::this_thread::sleep_for(std::chrono::milliseconds(500)); // the announcement is out
         terminal->type("\x13");
-        EXPECT_TRUE(waitUntil([&] { return !world.isAnyFanManual(); }, 10)) << kind;
+        EXPECT_TRUE(waitUntil([&] { return !installation.isAnyFanManual(); }, 10)) << kind;
         EXPECT_TRUE(waitUntil([&] { return terminal->status() == 0; }, 10)) << kind;
     }
 }
@@ -189,7 +189,7 @@ TEST_F(OnATerminal, AWatchSaysThatTheHelperHangsAndEndsAtOnce) {
     startEverything();
     start({"watch"});
     ASSERT_TRUE(waitFor(" kelo watch   automatic "));
-    world.helper().signal(SIGSTOP);
+    installation.helper().signal(SIGSTOP);
     EXPECT_TRUE(waitFor("Waiting for the helper. If it does not answer, this command hands the fans back:"));
     EXPECT_TRUE(screen->shows("The last reading is from "));
     const auto begin = std::chrono::steady_clock::now();
@@ -197,35 +197,35 @@ TEST_F(OnATerminal, AWatchSaysThatTheHelperHangsAndEndsAtOnce) {
     expectCleanEnd(0);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
     EXPECT_THAT(screen->rows(), Each(IsEmpty()));
-    world.helper().signal(SIGCONT);
+    installation.helper().signal(SIGCONT);
 }
 
 TEST_F(OnATerminal, AHoldEndsOnCtrlCWhileTheHelperHangsAndDoesNotStay) {
     startEverything();
     start({"hold", "0.5"});
     ASSERT_TRUE(waitFor("   held "));
-    world.helper().signal(SIGSTOP);
+    installation.helper().signal(SIGSTOP);
     std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // as above
     const auto begin = std::chrono::steady_clock::now();
     terminal->type(ctrlC);
     expectCleanEnd(3);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
     EXPECT_THAT(screen->rows()[1], StartsWith("kelo: The helper does not answer. It hands the fans back 8 seconds"));
-    world.helper().signal(SIGCONT);
-    EXPECT_TRUE(world.waitForLog(handedBack, patience));
-    EXPECT_FALSE(world.isAnyFanManual());
+    installation.helper().signal(SIGCONT);
+    EXPECT_TRUE(installation.waitForLog(handedBack, patience));
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(OnATerminal, AHoldThatTheHelperHasNotGrantedYetEndsAtOnceOnCtrlCAndDoesNotStay) {
     startEverything();
-    world.helper().signal(SIGSTOP);
+    installation.helper().signal(SIGSTOP);
     start({"hold", "0.5"});
     std::this_thread::sleep_for(std::chrono::milliseconds(1000)); // it has made its request by then
     terminal->type(ctrlC);
     expectCleanEnd(128 + SIGINT);
-    world.helper().signal(SIGCONT);
-    EXPECT_EQ(world.run("kelo", {"status"}).status, 0); // it has been through what waited
-    EXPECT_FALSE(world.isAnyFanManual());
+    installation.helper().signal(SIGCONT);
+    EXPECT_EQ(installation.run("kelo", {"status"}).status, 0); // it has been through what waited
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 TEST_F(OnATerminal, ColourIsOnlyWhereItIsWelcome) {
@@ -275,7 +275,7 @@ TEST_F(OnATerminal, ATerminalWithoutUnicodeGetsNone) {
 
 TEST_F(OnATerminal, AHoldInTheBackgroundDoesNotTakeTheScreen) {
     startEverything();
-    const auto command = "set -m; '" + world.program("kelo").string() + "' hold 50% --for 1s & wait";
+    const auto command = "set -m; '" + installation.program("kelo").string() + "' hold 50% --for 1s & wait";
     startProgram("/bin/bash", {"-c", command}, 80, 24);
     EXPECT_TRUE(waitFor("The fans are under automatic control."));
     EXPECT_THAT(sent, Not(HasSubstr("\033[")));

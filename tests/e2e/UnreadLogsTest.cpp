@@ -16,30 +16,30 @@ namespace {
 class UnreadLogs : public EndToEnd {
 protected:
     void start(const LaunchEnvironment& environment) {
-        world.startMac();
-        world.startHelper(environment);
-        const auto socket = world.program("app.kelo.helper.socket");
+        installation.startMac();
+        installation.startHelper(environment);
+        const auto socket = installation.program("app.kelo.helper.socket");
         ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(socket); }, 20));
     }
 
     /// The listener answers the first, the main thread the second.
     void expectService() {
         for (const char* command : {"version", "status"})
-            EXPECT_EQ(world.start("kelo", {command})->waitForEnd(5), 0) << command;
+            EXPECT_EQ(installation.start("kelo", {command})->waitForEnd(5), 0) << command;
     }
 
     void expectHandBack(int signal) {
-        EXPECT_TRUE(world.isAnyFanManual());
-        world.helper().signal(signal);
-        EXPECT_EQ(world.helper().waitForEnd(5), 0);
-        EXPECT_FALSE(world.isAnyFanManual());
+        EXPECT_TRUE(installation.isAnyFanManual());
+        installation.helper().signal(signal);
+        EXPECT_EQ(installation.helper().waitForEnd(5), 0);
+        EXPECT_FALSE(installation.isAnyFanManual());
     }
 };
 
 TEST_F(UnreadLogs, RefusedStrangersStopNeitherServiceNorWayOutWhileTheSystemsLogIsFull) {
     if (const auto refusal = LaunchEnvironment::refusalOfOwnLog(folder.path()); !refusal.empty())
         GTEST_SKIP() << "no process can have a system log of its own here: " << refusal;
-    const FakeLogDaemon daemon(world.program(LaunchEnvironment::logSocketName));
+    const FakeLogDaemon daemon(installation.program(LaunchEnvironment::logSocketName));
     start({.hasOwnLog = true});
     const auto client = startHold();
     EXPECT_THAT(daemon.read(), ::testing::Contains(::testing::HasSubstr("hold: engaged"))) << "it is this helper's log";
@@ -76,20 +76,20 @@ TEST_F(UnreadLogs, WhatWaitedForAReaderIsWrittenAtTheEndAlthoughTheListenerIsStu
     const auto full = UnreadStream::pipe(folder / "standard-error");
     start({.standardError = full.path()});
     const auto client = startHold();
-    const StoppedThreads listener(world.helper().number());
+    const StoppedThreads listener(installation.helper().number());
     ASSERT_GE(listener.count(), 1U);
-    world.helper().signal(SIGTERM);
+    installation.helper().signal(SIGTERM);
     // The fans are back, the helper waits for its listener, and only now somebody reads.
-    ASSERT_TRUE(waitUntil([this] { return !world.isAnyFanManual(); }, 10));
+    ASSERT_TRUE(waitUntil([this] { return !installation.isAnyFanManual(); }, 10));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     full.read();
     ASSERT_TRUE(waitUntil(
         [&] {
             listener.reap();
-            return world.helper().status().has_value();
+            return installation.helper().status().has_value();
         },
         10));
-    EXPECT_EQ(world.helper().status(), 0);
+    EXPECT_EQ(installation.helper().status(), 0);
     EXPECT_THAT(full.read(), ::testing::HasSubstr("Handed the fan back on the way out."));
 }
 

@@ -44,17 +44,17 @@ protected:
             return;
         }
         client = startHold("0.5", {"--hand-back-on-lid-close"});
-        EXPECT_TRUE(world.isAnyFanManual());
+        EXPECT_TRUE(installation.isAnyFanManual());
         if (state == State::yielded) {
-            world.simmac({"lid", "close"});
-            ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: yielded"));
+            installation.simmac({"lid", "close"});
+            ASSERT_TRUE(installation.waitForLog("[NOTICE] service: hold: yielded"));
         } else if (state == State::asleep) {
-            world.simmac({"sleep"});
-            ASSERT_TRUE(world.waitForLog("[NOTICE] service: hold: sleeping"));
+            installation.simmac({"sleep"});
+            ASSERT_TRUE(installation.waitForLog("[NOTICE] service: hold: sleeping"));
         } else if (state == State::grace) {
             client->signal(SIGKILL);
-            ASSERT_TRUE(world.waitForLog(disconnected));
-            EXPECT_TRUE(world.isAnyFanManual());
+            ASSERT_TRUE(installation.waitForLog(disconnected));
+            EXPECT_TRUE(installation.isAnyFanManual());
         }
     }
 
@@ -65,10 +65,10 @@ protected:
 TEST_P(StopSignal, HandsBackAndExitsWithStatusZero) {
     const auto& [state, signal] = GetParam();
     enter(state);
-    world.helper().signal(signal);
+    installation.helper().signal(signal);
     expectGoodEnd();
     const bool isHolding = state != State::idle && state != State::unlocking;
-    EXPECT_EQ(tail(world.helperLog(), isHolding ? 3 : 2),
+    EXPECT_EQ(tail(installation.helperLog(), isHolding ? 3 : 2),
               isHolding ? Lines({askedToStop, released, onTheWayOut}) : Lines({askedToStop, onTheWayOut}));
 }
 
@@ -94,7 +94,7 @@ protected:
     /// The helper was stopped once, whatever came later.
     void expectOneEnd(const Lines& end) {
         expectGoodEnd();
-        const auto log = world.helperLog();
+        const auto log = installation.helperLog();
         EXPECT_EQ(tail(log, end.size()), end);
         EXPECT_EQ(std::count(log.begin(), log.end(), askedToStop), 1);
     }
@@ -106,18 +106,18 @@ TEST_F(StopSignals, SeveralThatWaitForTheMainThreadEndTheHelperOnce) {
     client->request(requests::Hold{0.5, false});
     ASSERT_TRUE(waitForWrite("Ftst", 1)); // the main thread is in an unlock, and will be for four seconds
     for (const int signal : {SIGTERM, SIGINT, SIGTERM})
-        world.helper().signal(signal);
+        installation.helper().signal(signal);
     expectOneEnd({askedToStop, onTheWayOut});
 }
 
 TEST_F(StopSignals, OneThatArrivesDuringTheStartIsNotLost) {
-    world.startMac();
+    installation.startMac();
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigprocmask(SIG_BLOCK, &signals, nullptr); // the helper inherits this: the signal waits for it
-    world.startHelper();
-    world.helper().signal(SIGTERM);
+    installation.startHelper();
+    installation.helper().signal(SIGTERM);
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
     expectOneEnd({askedToStop, onTheWayOut});
 }
@@ -126,23 +126,23 @@ TEST_F(StopSignals, TheSignalsOfATerminalAndOfAFullFileDoNotDisturbAHold) {
     startEverything();
     const auto client = startHold();
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP}) {
-        world.helper().signal(signal);
-        EXPECT_EQ(world.run("kelo", {"version"}).status, 0) << sigabbrev_np(signal);
+        installation.helper().signal(signal);
+        EXPECT_EQ(installation.run("kelo", {"version"}).status, 0) << sigabbrev_np(signal);
     }
-    EXPECT_TRUE(world.isAnyFanManual());
-    world.helper().signal(SIGTERM);
+    EXPECT_TRUE(installation.isAnyFanManual());
+    installation.helper().signal(SIGTERM);
     expectGoodEnd();
 }
 
 TEST_F(StopSignals, AnotherOneOnTheWayOutChangesNothing) {
     startEverything();
     const auto client = startHold();
-    world.simmac({"fault", "slow", "0.1"}); // two hand-backs of three writes take more than a second
-    world.helper().signal(SIGTERM);
-    ASSERT_TRUE(world.waitForLog(askedToStop));
+    installation.simmac({"fault", "slow", "0.1"}); // two hand-backs of three writes take more than a second
+    installation.helper().signal(SIGTERM);
+    ASSERT_TRUE(installation.waitForLog(askedToStop));
     for (const int signal : {SIGTERM, SIGINT})
-        world.helper().signal(signal);
-    EXPECT_THAT(world.helperLog(), Not(Contains(onTheWayOut))) << "they came too late to prove anything";
+        installation.helper().signal(signal);
+    EXPECT_THAT(installation.helperLog(), Not(Contains(onTheWayOut))) << "they came too late to prove anything";
     expectOneEnd({askedToStop, released, onTheWayOut});
 }
 
@@ -155,7 +155,7 @@ protected:
         client = startHold();
     }
 
-    const std::filesystem::path executable = world.program(Installation::helperName);
+    const std::filesystem::path executable = installation.program(Installation::helperName);
     std::unique_ptr<ChildProcess> client;
 };
 
@@ -165,20 +165,20 @@ TEST_F(Executable, TouchedItStays) {
     // A snapshot is taken by the main loop, which takes its file events in turn with its requests: by its second answer
     // it has seen every event from before the first question.
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(world.run("kelo", {"status"}).status, 0);
-    EXPECT_EQ(world.helper().status(), std::nullopt);
-    EXPECT_THAT(world.helperLog(), Not(Contains(deletedOrMoved)));
-    EXPECT_TRUE(world.isAnyFanManual());
+        EXPECT_EQ(installation.run("kelo", {"status"}).status, 0);
+    EXPECT_EQ(installation.helper().status(), std::nullopt);
+    EXPECT_THAT(installation.helperLog(), Not(Contains(deletedOrMoved)));
+    EXPECT_TRUE(installation.isAnyFanManual());
 }
 
 TEST_F(Executable, ReplacedItLeavesAndTheNewHelperServes) {
-    std::filesystem::copy_file(executable, world.program("new"));
-    std::filesystem::rename(world.program("new"), executable);
+    std::filesystem::copy_file(executable, installation.program("new"));
+    std::filesystem::rename(installation.program("new"), executable);
     expectGoodEnd();
-    EXPECT_EQ(tail(world.helperLog(), 3), Lines({deletedOrMoved, released, onTheWayOut}));
-    world.startListeningHelper();
-    EXPECT_EQ(world.run("kelo", {"version"}).status, 0);
-    EXPECT_TRUE(waitUntil([&] { return world.isAnyFanManual(); }, 10)) << "the client asks again";
+    EXPECT_EQ(tail(installation.helperLog(), 3), Lines({deletedOrMoved, released, onTheWayOut}));
+    installation.startListeningHelper();
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
+    EXPECT_TRUE(waitUntil([&] { return installation.isAnyFanManual(); }, 10)) << "the client asks again";
 }
 
 /// No event tells the file that its folder is moved.
@@ -187,11 +187,11 @@ TEST_F(Executable, MovedWithItsFolderItNoticesByItselfAndLeaves) {
     std::filesystem::rename(folder.path(), moved);
     std::filesystem::create_directories(folder / "logs");
     std::filesystem::copy_file(moved + "/" + Installation::helperName, executable);
-    EXPECT_EQ(world.helper().waitForEnd(10), 0);
+    EXPECT_EQ(installation.helper().waitForEnd(10), 0);
     std::filesystem::remove_all(folder.path());
     std::filesystem::rename(moved, folder.path());
-    EXPECT_EQ(tail(world.helperLog(), 3), Lines({deletedOrMoved, released, onTheWayOut}));
-    EXPECT_FALSE(world.isAnyFanManual());
+    EXPECT_EQ(tail(installation.helperLog(), 3), Lines({deletedOrMoved, released, onTheWayOut}));
+    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 // --- standing down
@@ -201,9 +201,9 @@ class StandDown : public EndToEnd {};
 TEST_F(StandDown, TheReplyComesFirstAndTheFanIsHandedBack) {
     startEverything();
     const auto client = startHold();
-    EXPECT_EQ(world.run("kelo", {"stand-down"}).status, 0);
+    EXPECT_EQ(installation.run("kelo", {"stand-down"}).status, 0);
     expectGoodEnd();
-    const auto log = world.helperLog();
+    const auto log = installation.helperLog();
     EXPECT_THAT(log, Contains("[NOTICE] service: A newer Kelo asked us to stand down."));
     EXPECT_EQ(tail(log, 2), Lines({released, onTheWayOut}));
     client->signal(SIGINT); // until then it waits for the next helper
@@ -222,8 +222,8 @@ TEST_F(StandDown, AnswersAndVersionsComeAtOnceWhileTheMainThreadIsInAnUnlock) {
     EXPECT_EQ(asking->ask(requests::HelperVersion{}), 6);
     EXPECT_EQ(asking->ask(requests::StandDown{}), requests::Nothing{});
     EXPECT_EQ(countWrites("Ftst", 0), 0); // the unlock switch is still on: both answers came during the unlock
-    EXPECT_EQ(world.helper().status(), std::nullopt);
-    EXPECT_THAT(world.helperLog(), Not(Contains(onTheWayOut)));
+    EXPECT_EQ(installation.helper().status(), std::nullopt);
+    EXPECT_THAT(installation.helperLog(), Not(Contains(onTheWayOut)));
     EXPECT_EQ(holding->reply<requests::Hold>(),
               "This Mac refused to hand over the fan (code 0x82). It usually means the system is "
               "managing cooling itself right now.");

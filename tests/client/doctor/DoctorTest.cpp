@@ -21,8 +21,8 @@ protected:
     using Commands = std::map<std::string, Ran>;
 
     DoctorTest() {
-        world.fans->fraction = 0;
-        world.all.run = [this](const CommandWords& command) -> std::optional<Ran> {
+        surroundings.fans->fraction = 0;
+        surroundings.all.run = [this](const CommandWords& command) -> std::optional<Ran> {
             std::string text;
             for (const auto& word : command)
                 text += (text.empty() ? "" : " ") + word;
@@ -33,7 +33,7 @@ protected:
 
     int examine(const std::string& version = "") {
         terminal.printed.clear();
-        return commands::doctor(world.all, terminal, version);
+        return commands::doctor(surroundings.all, terminal, version);
     }
     void expectFault(const std::string& fault, const std::string& advice) {
         EXPECT_EQ(examine(), 1);
@@ -48,7 +48,7 @@ protected:
     }
 
     Commands commands;
-    ScriptedSurroundings world;
+    ScriptedSurroundings surroundings;
     ScriptedTerminal terminal;
     const std::string reportIt = "report it with what kelo doctor --report prints.";
 };
@@ -56,8 +56,8 @@ protected:
 class OnLinux : public DoctorTest {
 protected:
     OnLinux() {
-        world.all.isMac = false;
-        world.all.executable = "/w/kelo";
+        surroundings.all.isMac = false;
+        surroundings.all.executable = "/w/kelo";
         commands = {
             {"uname -srm", {0, "Linux 6.1 x86_64\n"}},
             {"ls -l /w/app.kelo.helper", {0, "-rwxr-xr-x 1 me me 99 /w/app.kelo.helper\n"}},
@@ -92,12 +92,12 @@ TEST_F(OnLinux, EverythingWorks) {
                                 "ok  log        a\n"
                                 "               b\n"
                                 "\nEverything works.\n");
-    EXPECT_FALSE(world.fans->isHeld);
+    EXPECT_FALSE(surroundings.fans->isHeld);
 }
 
 TEST_F(OnLinux, NothingInstalledIsSaidWithoutLookingFurther) {
     commands.erase("ls -l /w/app.kelo.helper");
-    world.isHelperThere = false;
+    surroundings.isHelperThere = false;
     expectFault("installed  There is no /w/app.kelo.helper.",
                 "./dev stage DIR creates an installation; use the kelo in it.");
     EXPECT_THAT(terminal.printed, Not(HasSubstr("running    as process")));
@@ -122,7 +122,7 @@ TEST_F(OnLinux, EachFaultOfTheInstallationIsNamedWithWhatToDo) {
 }
 
 TEST_F(OnLinux, AHelperThatCannotBeReachedAlthoughEverythingIsInPlaceIsToBeStopped) {
-    world.isHelperThere = false;
+    surroundings.isHelperThere = false;
     expectFault("reachable  The helper is not running.",
                 "Stop the helper, so that it hands the fans back: end it with Ctrl-C or SIGTERM\n"
                 "               -> Then run kelo doctor again. If the problem persists, " +
@@ -144,7 +144,7 @@ TEST_F(OnLinux, ASilentHelperIsReportedWhileTheDoctorWaits) {
 }
 
 TEST_F(OnLinux, EachFaultOfTheHelperIsNamedWithWhatToDo) {
-    auto& fans = *world.fans;
+    auto& fans = *surroundings.fans;
     fans.version = 5;
     expectFault(
         "version    The helper is older than this kelo (interface version 5, this kelo's is 6). Update the helper.",
@@ -160,12 +160,12 @@ TEST_F(OnLinux, EachFaultOfTheHelperIsNamedWithWhatToDo) {
 }
 
 TEST_F(OnLinux, TriesWhatFailsWhenAHoldIsRefused) {
-    world.fans->error = "This Mac refused to hand over the fan.";
+    surroundings.fans->error = "This Mac refused to hand over the fan.";
     expectFault("hold       This Mac refused to hand over the fan.",
                 "If the system manages cooling itself right now, try again in some minutes. If the problem persists, " +
                     reportIt);
-    world.fans->error.reset();
-    world.fans->takesFansBack = false;
+    surroundings.fans->error.reset();
+    surroundings.fans->takesFansBack = false;
     expectFault("hand-back  A fan is still in manual mode: the controller has not taken it back. Run kelo hand-back "
                 "again; if that does not help, restart the Mac.",
                 "If the problem persists, " + reportIt);
@@ -173,16 +173,16 @@ TEST_F(OnLinux, TriesWhatFailsWhenAHoldIsRefused) {
 
 TEST_F(OnLinux, AHoldThatSomebodyHasIsNoFaultAndIsNotDisturbed) {
     const std::string advice = "kelo hand-back ends any hold at once; after that, kelo doctor also tries a hold.";
-    world.fans->show(true);
+    surroundings.fans->show(true);
     expectNote("held by    a client of the helper, or another program that controls fans", advice);
-    world.fans->show(false, false, true);
+    surroundings.fans->show(false, false, true);
     expectNote("held by    nobody now; a hold is waiting: the lid is closed, or the fans could not be taken again",
                advice);
-    EXPECT_THAT(world.fans->holds(), ElementsAre());
+    EXPECT_THAT(surroundings.fans->holds(), ElementsAre());
 }
 
 TEST_F(OnLinux, AChipThatCannotBeReadIsWorthKnowing) {
-    world.fans->celsius.reset();
+    surroundings.fans->celsius.reset();
     expectNote("chip       Its temperature cannot be read: a hold does not raise the fans when it gets hot.",
                "Hold only speeds that are enough for full load, and " + reportIt);
 }
@@ -218,7 +218,7 @@ TEST_F(OnLinux, AReportHasVersionAndSystemAndNamesNoUser) {
 class OnAMac : public DoctorTest {
 protected:
     OnAMac() {
-        world.all.executable = "/usr/local/bin/kelo";
+        surroundings.all.executable = "/usr/local/bin/kelo";
         commands = {
             {"uname -srm", {0, "Darwin 25.0.0 arm64\n"}},
             {"/usr/bin/sw_vers", {0, "ProductVersion:\t\t26.0\n"}},
@@ -329,7 +329,7 @@ TEST_F(OnAMac, AHelperThatDoesNotAnswerIsStoppedInAWayThatHandsTheFansBack) {
 }
 
 TEST_F(OnAMac, ThisProgramIsFoundByItsNameAlone) {
-    world.all.executable = "kelo";
+    surroundings.all.executable = "kelo";
     commands["/usr/bin/which kelo"] = {0, "/usr/local/bin/kelo\n"};
     EXPECT_EQ(examine(), 0);
 }
