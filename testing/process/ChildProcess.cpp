@@ -4,6 +4,7 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -86,6 +87,14 @@ std::optional<int> ChildProcess::status() {
 std::optional<int> ChildProcess::waitForEnd(double seconds) {
     waitUntil([this] { return status().has_value(); }, seconds);
     return status_;
+}
+
+std::string ChildProcess::readLine() {
+    waitUntil([this] { return output().find('\n', linesEnd_) != std::string::npos || status().has_value(); }, 60);
+    const auto text = output().substr(linesEnd_);
+    auto line = text.substr(0, text.find('\n'));
+    linesEnd_ += std::min(line.size() + 1, text.size());
+    return line;
 }
 
 std::string ChildProcess::output() const { return contents(outputFile_); }

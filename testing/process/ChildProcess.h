@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -28,11 +29,16 @@ public:
     pid_t number() const { return number_; }
     void signal(int signal) const;
     void writeInput(const std::string& text) const;
+    void closeInput() { input_ = {}; }
 
     /// Its exit status, or 128 and the signal that ended it; none while it runs.
     std::optional<int> status();
     /// Waits for its end, up to `seconds`.
     std::optional<int> waitForEnd(double seconds);
+
+    /// Waits for the line of its output that is next to be read, and returns it without its end; the rest of the output
+    /// when it ends first.
+    std::string readLine();
 
     std::string output() const;
     std::string errors() const;
@@ -41,6 +47,7 @@ private:
     pid_t number_ = -1;
     FileDescriptor input_;
     std::optional<int> status_;
+    std::size_t linesEnd_ = 0; ///< Where in the output the lines that were read end.
     std::filesystem::path outputFile_;
     std::filesystem::path errorFile_;
 };

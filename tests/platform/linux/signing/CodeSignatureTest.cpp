@@ -9,6 +9,7 @@
 
 #include "platform/linux/signing/SignatureTrailer.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
+#include "tests/platform/posix/Ends.h"
 
 namespace kelo {
 namespace {
@@ -247,11 +248,7 @@ TEST_F(CodeSignature, WhatIsNoRegularFileOrCannotBeReadIsRefused) {
     EXPECT_EQ(refusalOf(folder.path()), reason);
     EXPECT_EQ(refusalOf("/dev/null"), reason);
     EXPECT_EQ(verifyCodeSignature(-1, anchor()).reason, reason);
-    int ends[2];
-    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    const FileDescriptor reading(ends[0]);
-    const FileDescriptor writing(ends[1]);
-    EXPECT_EQ(verifyCodeSignature(reading.get(), anchor()).reason, reason);
+    EXPECT_EQ(verifyCodeSignature(pipeEnds().reading.get(), anchor()).reason, reason);
     const auto file = signedFileWith("content");
     const FileDescriptor writeOnly(::open(file.c_str(), O_WRONLY | O_CLOEXEC));
     EXPECT_EQ(verifyCodeSignature(writeOnly.get(), anchor()).reason, "The executable cannot be read.");

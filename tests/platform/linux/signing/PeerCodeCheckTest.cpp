@@ -13,7 +13,6 @@
 #include "platform/linux/signing/PeerProcess.h"
 #include "platform/linux/signing/SignatureRefused.h"
 #include "protocol/SigningIdentity.h"
-#include "testing/process/PipedProcess.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
 
 namespace kelo {
@@ -43,10 +42,10 @@ protected:
     }
 
     /// Starts `command` of the program and accepts its connection.
-    void start(const Path& program, const std::string& command, std::vector<std::string> more = {}) {
-        std::vector<std::string> arguments{program, command, socketPath};
+    void start(const Path& program, const std::string& command, const std::vector<std::string>& more = {}) {
+        std::vector<std::string> arguments{command, socketPath};
         arguments.insert(arguments.end(), more.begin(), more.end());
-        peer = std::make_unique<PipedProcess>(std::move(arguments));
+        peer = startProgram(program, arguments);
         socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         ASSERT_TRUE(socket.isValid());
         said = peer->readLine(); // when it has got where the test wants it
@@ -74,7 +73,7 @@ protected:
     const FileDescriptor listener{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
     const PeerCodeCheck codeCheck{installedAnchor()};
     std::string requirement = SigningIdentity::requirement(identity.identifier, identity.team);
-    std::unique_ptr<PipedProcess> peer;
+    std::unique_ptr<ChildProcess> peer;
     std::string said;
     FileDescriptor socket;
 };
@@ -131,7 +130,7 @@ TEST_F(PeerCodeCheckTest, APeerThatHasEndedIsCutOff) {
     start(programSignedAs(identity), "connect");
     ASSERT_EQ(check(), std::nullopt);
     peer->closeInput();
-    ASSERT_EQ(peer->wait(), 0);
+    ASSERT_EQ(peer->waitForEnd(60), 0);
     EXPECT_EQ(check(), endedReason);
     EXPECT_EQ(checkByNumber(), endedReason);
 }
@@ -140,7 +139,7 @@ TEST_F(PeerCodeCheckTest, APeerThatHasEndedButIsNotReapedIsCutOff) {
     start(programSignedAs(identity), "connect");
     peer->closeInput();
     siginfo_t information{};
-    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(peer->pid()), &information, WEXITED | WNOWAIT), 0);
+    ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(peer->number()), &information, WEXITED | WNOWAIT), 0);
     // By its number it is still found, but it has hung up: older kernels know no better.
     EXPECT_THAT(check(), AnyOf(endedReason, hungUpReason));
     EXPECT_EQ(checkByNumber(), hungUpReason);
@@ -194,7 +193,7 @@ TEST_F(PeerCodeCheckTest, APeerThatForgesWhichExecutableItRunsIsCutOff) {
     start(unsignedProgram(), "forge", {honest});
     if (said != "forged")
         GTEST_SKIP() << "the kernel lets nobody forge it: " << said;
-    ASSERT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(peer->pid()) + "/exe"), honest);
+    ASSERT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(peer->number()) + "/exe"), honest);
     EXPECT_EQ(check(), foreignNamespaceReason);
     EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
 }
@@ -247,7 +246,7 @@ TEST_F(PeerCodeCheckTest, NoDescriptorIsLeftOpenWhateverTheAnswer) {
     }
     EXPECT_EQ(openDescriptors(), before);
     peer->closeInput();
-    peer->wait();
+    ASSERT_EQ(peer->waitForEnd(60), 0);
     const auto afterEnd = openDescriptors();
     for (int i = 0; i < 20; ++i) {
         check();

@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/linux/signing/CodeIdentity.h"
 #include "platform/linux/signing/CodeSignature.h"
@@ -13,6 +15,7 @@
 #include "simulator/tools/simsign/CodeSigner.h"
 #include "simulator/tools/simsign/KeyFolder.h"
 #include "testing/TemporaryFolder.h"
+#include "testing/process/ChildProcess.h"
 
 namespace kelo {
 
@@ -47,6 +50,11 @@ protected:
         auto path = folder / ("program-" + std::to_string(++files_));
         std::filesystem::copy_file(KELO_SIGNED_PEER, path);
         return path;
+    }
+
+    /// Starts a program that prints to files of the folder.
+    std::unique_ptr<ChildProcess> startProgram(const Path& program, const std::vector<std::string>& arguments) const {
+        return std::make_unique<ChildProcess>(program, arguments, folder.path(), program.filename());
     }
 
     Path programSignedAs(const CodeIdentity& as) {

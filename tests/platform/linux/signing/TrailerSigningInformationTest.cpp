@@ -1,24 +1,22 @@
 #include "platform/linux/signing/TrailerSigningInformation.h"
 
-#include "testing/process/PipedProcess.h"
 #include "tests/conformance/SigningInformationConformance.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
 
 namespace kelo {
 namespace {
 
-/// Runs `program` and returns the team that it reads from its own signature.
-std::string teamReadBy(const std::filesystem::path& program) { return PipedProcess({program, "team"}).readLine(); }
-
 class TrailerSigningInformationTest : public SigningFixture {
 protected:
     /// Why the program has no team; empty when it has one.
-    static std::string reasonOf(const Path& program) {
-        PipedProcess running({program, "team"});
-        running.closeInput();
-        auto reasons = running.readError();
+    std::string reasonOf(const Path& program) const {
+        const auto running = startProgram(program, {"team"});
+        running->closeInput();
+        EXPECT_EQ(running->waitForEnd(60), 0);
+        const auto reasons = running->errors();
         return reasons.substr(0, reasons.find('\n'));
     }
+    std::string teamReadBy(const Path& program) const { return startProgram(program, {"team"})->readLine(); }
 
     /// The same, after the bytes of a signed program were changed.
     std::string reasonAfter(const std::function<void(std::string& bytes)>& change) {
@@ -53,11 +51,11 @@ TEST_F(TrailerSigningInformationTest, VerifiesNothing) {
 
 TEST_F(TrailerSigningInformationTest, ReadsTheRunningFileEvenIfAnotherIsAtItsPath) {
     const auto program = programSignedAs(identity);
-    PipedProcess running({program, "team"});
-    EXPECT_EQ(running.readLine(), identity.team);
+    const auto running = startProgram(program, {"team"});
+    EXPECT_EQ(running->readLine(), identity.team);
     std::filesystem::rename(programSignedAs({identity.identifier, "OTHERTEAM1"}), program);
-    running.closeInput();
-    EXPECT_EQ(running.readLine(), identity.team);
+    running->closeInput();
+    EXPECT_EQ(running->readLine(), identity.team);
 }
 
 /// Signs a program, which then reads its own team.
@@ -75,7 +73,7 @@ public:
 
 private:
     std::optional<std::string> teamIdentifier() override {
-        auto team = teamReadBy(program_);
+        auto team = ChildProcess(program_, {"team"}, folder_.path(), "team").readLine();
         return team == "(none)" ? std::nullopt : std::optional(std::move(team));
     }
 

@@ -57,13 +57,10 @@ TEST_F(InstalledAnchorTest, AnAnchorThatNobodyElseCanReplaceIsTrusted) {
     EXPECT_EQ(refusalAfterMode(fileFolder, 0700), "");
 }
 
-TEST_F(InstalledAnchorTest, AFolderThatOthersCanWriteToIsNotTrusted) {
+TEST_F(InstalledAnchorTest, AFileOrFolderThatOthersCanWriteToIsNotTrusted) {
     for (const mode_t mode : {0775U, 0757U, 01777U})
         EXPECT_EQ(refusalAfterMode(fileFolder, mode), othersWriteFolder) << mode;
     EXPECT_EQ(refusalAfterMode(fileFolder, 0755), "");
-}
-
-TEST_F(InstalledAnchorTest, AFileThatOthersCanWriteToIsNotTrusted) {
     for (const mode_t mode : {0664U, 0646U, 0602U})
         EXPECT_EQ(refusalAfterMode(file, mode), othersWriteFile) << mode;
     EXPECT_EQ(refusalAfterMode(file, 0644), "");

@@ -8,13 +8,11 @@
 #include <cstring>
 
 #include "simulator/tools/simsign/SigningFailed.h"
-#include "testing/process/PipedProcess.h"
 #include "tests/platform/linux/signing/SigningFixture.h"
 
 namespace kelo {
 namespace {
 
-using ::testing::HasSubstr;
 
 struct stat statusOf(const std::filesystem::path& path) {
     struct stat status {};
@@ -44,9 +42,9 @@ TEST_F(CodeSigner, ASignedProgramStillRuns) {
     const auto sizeBefore = std::filesystem::file_size(path);
     sign(path, identity);
     EXPECT_GT(std::filesystem::file_size(path), sizeBefore);
-    PipedProcess running({path, "hello"});
-    EXPECT_EQ(running.readLine(), "still runs");
-    EXPECT_EQ(running.wait(), 7);
+    const auto running = startProgram(path, {"hello"});
+    EXPECT_EQ(running->waitForEnd(60), 7);
+    EXPECT_EQ(running->output(), "still runs\n");
 }
 
 TEST_F(CodeSigner, SigningAgainReplacesTheSignature) {
@@ -88,8 +86,8 @@ TEST_F(CodeSigner, TheFileIsReplacedAsAWholeAndOtherNamesKeepTheOldOne) {
 
 TEST_F(CodeSigner, AProgramThatRunsCanBeSigned) {
     const auto path = unsignedProgram();
-    PipedProcess running({path, "wait"});
-    ASSERT_EQ(running.readLine(), "waiting");
+    const auto running = startProgram(path, {"wait"});
+    ASSERT_EQ(running->readLine(), "waiting");
     sign(path, identity);
     EXPECT_EQ(verdictOn(path).identity, identity);
 }
