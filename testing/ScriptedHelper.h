@@ -26,8 +26,32 @@ public:
     std::optional<Data> snapshot;
     std::optional<std::string> error;
     std::int64_t version = KeloHelper::interfaceVersion;
-    /// What is done with a reply: calls it, calls it later, or lets it go.
+    /// Calls a reply, calls it later, or drops it.
     std::function<void(std::function<void()> reply)> answer = [](const std::function<void()>& reply) { reply(); };
+
+    /// From now on keeps every reply until it is sent or dropped.
+    void keepReplies() {
+        answer = [this](std::function<void()> reply) {
+            const std::lock_guard lock(mutex_);
+            kept_.push_back(std::move(reply));
+        };
+    }
+    std::size_t kept() const {
+        const std::lock_guard lock(mutex_);
+        return kept_.size();
+    }
+    void waitForKept(std::size_t count) const {
+        while (kept() < count)
+            std::this_thread::yield();
+    }
+    /// Returns the number of replies that it sends.
+    std::size_t sendKept() {
+        const auto kept = takeKept();
+        for (const auto& reply : kept)
+            reply();
+        return kept.size();
+    }
+    void dropKept() { takeKept(); }
 
     void perform(requests::AnyCall call) override {
         std::visit(
@@ -69,7 +93,13 @@ private:
     void reply(const std::function<void(std::int64_t)>& reply) const { reply(version); }
     void reply(const std::function<void(requests::Nothing)>& reply) const { reply({}); }
 
+    std::vector<std::function<void()>> takeKept() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(kept_, {});
+    }
+
     mutable std::mutex mutex_;
+    std::vector<std::function<void()>> kept_;
     std::vector<std::string> requests_;
     std::vector<std::pair<double, bool>> holds_;
     std::thread::id broughtBy_;

@@ -39,7 +39,11 @@ public:
         return {heard.begin(), heard.end()};
     }
     void hangUp() { client_ = FileDescriptor(); }
-    /// Nobody connects any more: the line of those who wait to be accepted is full as long as what is returned lives.
+    /// Whether the client is connected.
+    bool hasClient() const { return client_.isValid() && (stateOf(client_) & POLLHUP) == 0; }
+    /// Whether a message of the client waits to be heard.
+    bool isSpokenTo() const { return hasClient() && stateOf(client_) != 0; }
+    /// Fills the backlog, so that connecting fails for as long as the returned sockets live.
     std::vector<FileDescriptor> fillBacklog() const {
         std::vector<FileDescriptor> waiting;
         const auto connect = [this] {
@@ -49,22 +53,19 @@ public:
             waiting.push_back(std::move(socket));
         return waiting;
     }
-    /// Accepts whoever waits and hangs up on them.
+    /// Accepts each waiting connection and closes it.
     void clearBacklog() {
         while (isAskedToAccept())
             unix_socket::accept(listening_.get());
     }
-    /// Whether somebody waits to be accepted.
-    bool isAskedToAccept() const {
-        pollfd waiting{.fd = listening_.get(), .events = POLLIN, .revents = 0};
-        return poll(&waiting, 1, 0) == 1;
-    }
-    /// Goes: whoever connects is refused.
+    /// Whether a connection waits to be accepted.
+    bool isAskedToAccept() const { return stateOf(listening_) != 0; }
+    /// Closes all sockets: connecting is refused.
     void goAway() {
         hangUp();
         listening_ = {};
     }
-    /// Is there again after `goAway`.
+    /// Listens again after `goAway`.
     void comeBack() { listening_ = unix_socket::listen(folder_.descriptor(), socketName_); }
 
     /// Does `work`, which asks, while the Mac accepts new connections and gives one of `answers` to each question.
@@ -113,6 +114,11 @@ private:
         }
         hear();
         return true;
+    }
+    static short stateOf(const FileDescriptor& socket) {
+        pollfd state{.fd = socket.get(), .events = POLLIN, .revents = 0};
+        poll(&state, 1, 0);
+        return state.revents;
     }
     static void awaitReadable(const FileDescriptor& socket) {
         pollfd waiting{.fd = socket.get(), .events = POLLIN, .revents = 0};

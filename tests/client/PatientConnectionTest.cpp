@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <condition_variable>
-#include <mutex>
-
 #include "tests/client/ScriptedFans.h"
 #include "tests/client/ScriptedTerminal.h"
 
@@ -14,40 +11,16 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::Pair;
 
-/// Replies that nobody sends.
-class KeptReplies {
-public:
-    void add(const std::function<void()>& reply) {
-        const std::lock_guard lock(mutex_);
-        replies_.push_back(reply);
-        changed_.notify_all();
-    }
-    void waitFor(std::size_t count) {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return replies_.size() >= count; });
-    }
-    /// The requests end as when the helper goes.
-    void drop() {
-        const std::lock_guard lock(mutex_);
-        replies_.clear();
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<std::function<void()>> replies_;
-};
-
 class PatientConnectionTest : public ::testing::Test {
 protected:
     PatientConnectionTest() { terminal.isCatchingStops = true; }
-    ~PatientConnectionTest() override { kept->drop(); }
+    ~PatientConnectionTest() override { surroundings.fans->dropKept(); }
 
     /// The helper takes requests and answers none. `woken` says how each second's wait ends.
     void fallSilent(const std::function<Woken()>& woken = [] { return Woken::byTime; }) {
-        surroundings.fans->answer = [kept = kept](const auto& reply) { kept->add(reply); };
+        surroundings.fans->keepReplies();
         terminal.onSilence = [this, woken] {
-            kept->waitFor(1);
+            surroundings.fans->waitForKept(1);
             return woken();
         };
     }
@@ -59,7 +32,6 @@ protected:
     std::function<void()> note(const std::string& notice) {
         return [this, notice] { notices.emplace_back(notice, terminal.seconds - 1000); };
     }
-    const std::shared_ptr<KeptReplies> kept = std::make_shared<KeptReplies>();
     PatientConnection helper{
         surroundings.all.connect, terminal, {.onSilence = note("silence"), .onChange = note("change")}};
 };
@@ -110,7 +82,7 @@ TEST_F(PatientConnectionTest, GivesUpSoonerOnceTheUserHasAskedToStop) {
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
     EXPECT_EQ(terminal.seconds, 1009);
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
-    kept->waitFor(2);
+    surroundings.fans->waitForKept(2);
     EXPECT_EQ(terminal.seconds, 1014) << "each later request has the same time";
 }
 

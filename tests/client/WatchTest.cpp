@@ -60,13 +60,6 @@ TEST_F(WatchTest, TheTimeThatAReadingTakesDoesNotDelayTheNextOne) {
     EXPECT_EQ(terminal.printed, at(40, held) + at(41, held) + at(42, held) + at(43, held) + at(44, held));
 }
 
-TEST_F(WatchTest, PrintsLinesOnATerminalWhenItIsAskedTo) {
-    terminal.takesDrawing = true;
-    watch(WatchForm::lines);
-    EXPECT_EQ(terminal.printed, at(40, held) + at(41, held));
-    EXPECT_THAT(terminal.drawings, SizeIs(0));
-}
-
 TEST_F(WatchTest, AsJSONPrintsTheHelpersOwnWithTheTime) {
     terminal.takesDrawing = true;
     watch(WatchForm::json);

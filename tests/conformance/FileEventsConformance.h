@@ -105,18 +105,12 @@ TYPED_TEST_P(FileEventsConformance, ReplacingTheFileIsTold) {
     EXPECT_GE(this->events, 1);
 }
 
-TYPED_TEST_P(FileEventsConformance, MovingTheFileIsTold) {
-    const auto source = this->watch(this->file);
-    this->rename(this->file, "moved");
-    this->harness.run();
-    EXPECT_GE(this->events, 1);
-}
-
-TYPED_TEST_P(FileEventsConformance, TheWatchGoesOnAfterAnEvent) {
+TYPED_TEST_P(FileEventsConformance, ReportsThatTheFileIsMovedAndGoesOnWatching) {
     const auto source = this->watch(this->file);
     this->rename(this->file, "moved");
     this->harness.run();
     const int before = this->events;
+    EXPECT_GE(before, 1);
     this->remove("moved");
     this->harness.run();
     EXPECT_GT(this->events, before);
@@ -189,8 +183,8 @@ TYPED_TEST_P(FileEventsConformance, TheOwnExecutableIsTheFileThatRuns) {
 REGISTER_TYPED_TEST_SUITE_P(FileEventsConformance, AFileIsTheSameUnderEveryPathThatLeadsToIt,
                             AFileThatTakesAnothersPlaceIsAnother, AFileKeepsItsIdentityWhenItIsWrittenOrMoved,
                             WhatDoesNotExistHasNoIdentity, FilesMayBeIdentifiedOnAnyThread, RemovingTheFileIsTold,
-                            ReplacingTheFileIsTold, MovingTheFileIsTold, TheWatchGoesOnAfterAnEvent,
-                            OtherFilesAreNotTold, ACancelledWatchTellsNothing, ADestroyedWatchTellsNothing,
+                            ReplacingTheFileIsTold, ReportsThatTheFileIsMovedAndGoesOnWatching, OtherFilesAreNotTold,
+                            ACancelledWatchTellsNothing, ADestroyedWatchTellsNothing,
                             AWatchMayBeCancelledByItsOwnHandler, AWatchMayBeDestroyedByItsOwnHandler,
                             AFileThatCannotBeOpenedIsNotWatched, TheOwnExecutableIsTheFileThatRuns);
 

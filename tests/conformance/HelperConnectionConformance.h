@@ -27,23 +27,6 @@ protected:
         client = harness.connectTrusted();
     }
 
-    /// From now on the connection ends while a request waits for its reply.
-    void endDuringRequests() {
-        helper->answer = [this](std::function<void()> reply) {
-            const std::lock_guard lock(mutex);
-            replies.push_back(std::move(reply));
-            harness.endConnections();
-        };
-    }
-
-    void dropReplies() {
-        harness.settle();
-        const std::lock_guard lock(mutex);
-        replies.clear();
-    }
-
-    std::mutex mutex;
-    std::vector<std::function<void()>> replies;
     // Before the harness, whose threads use them to its end.
     std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
     ScriptedAdmission admission{helper};
@@ -89,7 +72,7 @@ TYPED_TEST_P(HelperConnectionConformance, AnErrorIsNoneOrItsText) {
     }
 }
 
-TYPED_TEST_P(HelperConnectionConformance, TheFractionKeepsEveryBit) {
+TYPED_TEST_P(HelperConnectionConformance, AHoldKeepsEachBitOfItsFractionAndTheLidWish) {
     const std::vector<double> fractions = {0.0,
                                            -0.0,
                                            0.1,
@@ -99,19 +82,16 @@ TYPED_TEST_P(HelperConnectionConformance, TheFractionKeepsEveryBit) {
                                            std::numeric_limits<double>::denorm_min(),
                                            std::numeric_limits<double>::infinity(),
                                            -std::numeric_limits<double>::infinity()};
+    bool lidWish = false;
     for (const double fraction : fractions) {
-        this->client->ask(requests::Hold{fraction, false});
-        const double arrived = this->helper->holds().back().first;
+        lidWish = !lidWish;
+        this->client->ask(requests::Hold{fraction, lidWish});
+        const auto [arrived, arrivedWish] = this->helper->holds().back();
         EXPECT_EQ(std::memcmp(&arrived, &fraction, sizeof fraction), 0) << fraction;
+        EXPECT_EQ(arrivedWish, lidWish);
     }
     this->client->ask(requests::Hold{std::numeric_limits<double>::quiet_NaN(), false});
     EXPECT_TRUE(std::isnan(this->helper->holds().back().first));
-}
-
-TYPED_TEST_P(HelperConnectionConformance, TheLidWishIsCarriedBothWays) {
-    this->client->ask(requests::Hold{0.5, true});
-    this->client->ask(requests::Hold{0.5, false});
-    EXPECT_THAT(this->helper->holds(), ::testing::ElementsAre(::testing::Pair(0.5, true), ::testing::Pair(0.5, false)));
 }
 
 TYPED_TEST_P(HelperConnectionConformance, TheVersionKeepsEveryBit) {
@@ -166,31 +146,31 @@ TYPED_TEST_P(HelperConnectionConformance, TwoClientsDoNotWaitForEachOther) {
     replier.join();
 }
 
-TYPED_TEST_P(HelperConnectionConformance, AConnectionThatEndsDuringARequestMakesItAndTheNextOneThrow) {
-    this->endDuringRequests();
-    EXPECT_THROW(this->client->ask(requests::HandBack{}), HelperUnreachable);
-    EXPECT_THROW(this->client->ask(requests::HelperVersion{}), HelperUnreachable);
-    this->dropReplies();
-}
-
-TYPED_TEST_P(HelperConnectionConformance, WhyTheHelperCannotBeReachedIsOneSentence) {
-    this->endDuringRequests();
-    try {
-        this->client->ask(requests::HelperVersion{});
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (const HelperUnreachable& error) {
-        const std::string text = error.what();
-        EXPECT_GT(text.size(), 10U);
-        EXPECT_EQ(text.find('\n'), std::string::npos);
+TYPED_TEST_P(HelperConnectionConformance, AConnectionThatEndsMakesItsRequestsThrowASentence) {
+    this->helper->keepReplies();
+    this->helper->answer = [this, keep = this->helper->answer](std::function<void()> reply) {
+        keep(std::move(reply));
+        this->harness.endConnections();
+    };
+    for (const char* const moment : {"during the end", "after the end"}) {
+        SCOPED_TRACE(moment);
+        try {
+            this->client->ask(requests::HandBack{});
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const HelperUnreachable& error) {
+            const std::string sentence = error.what();
+            EXPECT_GT(sentence.size(), 10U);
+            EXPECT_EQ(sentence.find('\n'), std::string::npos);
+        }
     }
-    this->dropReplies();
+    this->harness.settle();
+    this->helper->dropKept();
 }
 
 REGISTER_TYPED_TEST_SUITE_P(HelperConnectionConformance, EachRequestReachesTheHelperAsItself,
                             ASnapshotIsNoneEmptyOrAnyBytes, ASnapshotMayBeLarge, AnErrorIsNoneOrItsText,
-                            TheFractionKeepsEveryBit, TheLidWishIsCarriedBothWays, TheVersionKeepsEveryBit,
+                            AHoldKeepsEachBitOfItsFractionAndTheLidWish, TheVersionKeepsEveryBit,
                             AReplyMayComeLaterAndFromAnotherThread, TwoClientsDoNotWaitForEachOther,
-                            AConnectionThatEndsDuringARequestMakesItAndTheNextOneThrow,
-                            WhyTheHelperCannotBeReachedIsOneSentence);
+                            AConnectionThatEndsMakesItsRequestsThrowASentence);
 
 } // namespace kelo

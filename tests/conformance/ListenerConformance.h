@@ -48,11 +48,13 @@ protected:
 
 TYPED_TEST_SUITE_P(ListenerConformance);
 
-TYPED_TEST_P(ListenerConformance, AClientThatSatisfiesTheRequirementIsServedByTheExportedObject) {
+TYPED_TEST_P(ListenerConformance, ServesATrustedClientWithTheExportedObjectOffTheMainThread) {
     this->start();
     EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted));
     EXPECT_EQ(this->admission.asked(), 1);
     EXPECT_THAT(this->helper->requests(), ::testing::ElementsAre("helperVersion"));
+    EXPECT_NE(this->admission.askedOn(), std::this_thread::get_id());
+    EXPECT_NE(this->helper->broughtBy(), std::this_thread::get_id());
 }
 
 TYPED_TEST_P(ListenerConformance, AClientThatDoesNotIsCutOffBeforeTheAdmissionIsAsked) {
@@ -93,13 +95,6 @@ TYPED_TEST_P(ListenerConformance, AClientThatTheAdmissionRefusesIsDropped) {
     EXPECT_EQ(this->admission.heldByHandlers.use_count(), 1);
 }
 
-TYPED_TEST_P(ListenerConformance, ConnectionsAndRequestsComeOffTheMainThread) {
-    this->start();
-    EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted));
-    EXPECT_NE(this->admission.askedOn(), std::this_thread::get_id());
-    EXPECT_NE(this->helper->broughtBy(), std::this_thread::get_id());
-}
-
 TYPED_TEST_P(ListenerConformance, AClientThatGoesIsToldOnceAndLetsGoOfWhatItsConnectionHeld) {
     this->start();
     auto client = this->harness.connectTrusted();
@@ -132,35 +127,24 @@ TYPED_TEST_P(ListenerConformance, SeveralClientsShareTheObjectAndEndOneByOne) {
 }
 
 TYPED_TEST_P(ListenerConformance, AReplyToAClientThatHasGoneIsDroppedQuietly) {
-    std::function<void()> late;
-    std::mutex mutex;
-    this->helper->answer = [&](std::function<void()> reply) {
-        const std::lock_guard lock(mutex);
-        late = std::move(reply);
-    };
+    this->helper->keepReplies();
     this->start();
     auto client = this->harness.connectTrusted();
     std::thread requester([&] { EXPECT_THROW(client->ask(requests::HandBack{}), HelperUnreachable); });
-    const auto isHeld = [&] {
-        const std::lock_guard lock(mutex);
-        return late != nullptr;
-    };
-    while (!isHeld())
-        std::this_thread::yield();
+    this->helper->waitForKept(1);
     this->harness.endConnections();
     requester.join();
     this->harness.settle();
-    late();
-    late = nullptr;
+    this->helper->sendKept();
     client.reset();
     this->harness.settle();
     EXPECT_EQ(this->admission.ended(), 1);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(ListenerConformance, AClientThatSatisfiesTheRequirementIsServedByTheExportedObject,
+REGISTER_TYPED_TEST_SUITE_P(ListenerConformance, ServesATrustedClientWithTheExportedObjectOffTheMainThread,
                             AClientThatDoesNotIsCutOffBeforeTheAdmissionIsAsked,
                             ARequirementThatDoesNotParseLetsNobodyIn, NobodyIsPresentedBeforeTheListenerIsResumed,
-                            AClientThatTheAdmissionRefusesIsDropped, ConnectionsAndRequestsComeOffTheMainThread,
+                            AClientThatTheAdmissionRefusesIsDropped,
                             AClientThatGoesIsToldOnceAndLetsGoOfWhatItsConnectionHeld,
                             SeveralClientsShareTheObjectAndEndOneByOne, AReplyToAClientThatHasGoneIsDroppedQuietly);
 

@@ -1,39 +1,21 @@
 #include "platform/posix/NonBlockingWriter.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <cerrno>
 #include <climits>
 #include <filesystem>
 #include <set>
 
-#include "testing/TemporaryFolder.h"
+#include "testing/DescriptorLimit.h"
 #include "tests/platform/posix/Ends.h"
 
 namespace kelo {
 namespace {
 
-using ::testing::IsEmpty;
 
 /// More than is written where the room is not known.
 const std::string text(2000, 'x');
-
-/// No descriptor can be opened as long as this lives.
-class NoDescriptorToSpare {
-public:
-    explicit NoDescriptorToSpare(rlim_t limit = 3) {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit none{.rlim_cur = limit, .rlim_max = before_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    NoDescriptorToSpare(const NoDescriptorToSpare&) = delete;
-    NoDescriptorToSpare& operator=(const NoDescriptorToSpare&) = delete;
-    ~NoDescriptorToSpare() { setrlimit(RLIMIT_NOFILE, &before_); }
-
-private:
-    rlimit before_{};
-};
 
 std::set<int> inheritedDescriptors() {
     std::set<int> found;
@@ -73,7 +55,7 @@ TEST_P(NonBlockingWriterTest, NothingThatItOpensIsInherited) {
 
 TEST_P(NonBlockingWriterTest, WithoutADescriptorToSpareItIsNotWaitedForEither) {
     const int writing = ends.writing.get(); // sanitizers need descriptors to look at the test
-    const NoDescriptorToSpare none;
+    const DescriptorLimit standardStreamsOnly(3);
     const NonBlockingWriter writer(writing);
     EXPECT_GT(writer.write(text), 0);
     EXPECT_EQ(fill(writer), EAGAIN);
@@ -98,22 +80,14 @@ TEST(NonBlockingWriter, APipeThatIsOpenedOnceMoreTakesAllThatThereIsRoomFor) {
 
 TEST(NonBlockingWriter, APipeThatCannotBeOpenedOnceMoreTakesWhatAnyHasRoomFor) {
     const auto ends = pipeEnds();
-    const NoDescriptorToSpare none;
+    const DescriptorLimit standardStreamsOnly(3);
     EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), _POSIX_PIPE_BUF);
 }
 
 TEST(NonBlockingWriter, APipeOfWhichTheSystemCannotTellWhetherItHasRoomIsTakenToHaveNone) {
     const auto ends = pipeEnds();
-    const NoDescriptorToSpare none(0); // not even to ask about
+    const DescriptorLimit none; // not even to ask about
     EXPECT_EQ(fill(NonBlockingWriter(ends.writing.get())), EAGAIN);
-}
-
-TEST(NonBlockingWriter, AFileIsWrittenWhereItStands) {
-    const TemporaryFolder folder;
-    const FileDescriptor file(open((folder / "log").c_str(), O_WRONLY | O_CREAT, 0600));
-    EXPECT_EQ(NonBlockingWriter(file.get()).write("one"), 3);
-    EXPECT_EQ(NonBlockingWriter(file.get()).write("two"), 3);
-    EXPECT_EQ(readFile(folder / "log"), "onetwo");
 }
 
 TEST(NonBlockingWriter, WhatIsNoDescriptorRefuses) {

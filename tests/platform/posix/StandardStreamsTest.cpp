@@ -9,18 +9,17 @@
 #include <unistd.h>
 
 #include <array>
-#include <cmath>
 #include <csignal>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
 
 #include "platform/posix/FileDescriptor.h"
-#include "platform/posix/StandardErrorOutput.h"
 #include "testing/Coverage.h"
+#include "testing/DescriptorLimit.h"
 #include "testing/TemporaryFolder.h"
 #include "tests/platform/posix/Ends.h"
 
@@ -102,18 +101,6 @@ TEST(StandardStreams, TheSignalsOfATerminalDoNotStopTheProcess) {
                   return 0;
               }),
               0);
-}
-
-TEST(StandardErrorOutputTest, WritesToStandardErrorAndReadsTheWallClock) {
-    const auto ends = pipeEnds();
-    EXPECT_EQ(inChild([&] {
-                  dup2(ends.writing.get(), STDERR_FILENO);
-                  StandardErrorOutput output;
-                  output.writeStandardError("a line\n");
-                  return std::abs(output.wallClock() - static_cast<double>(std::time(nullptr))) < 5 ? 0 : 1;
-              }),
-              0);
-    EXPECT_EQ(readAll(ends.reading), "a line\n");
 }
 
 TEST(StandardStreams, ALineGoesToStandardErrorInOneWrite) {
@@ -218,12 +205,9 @@ TEST_P(StandardErrorThatNobodyReads, IsNotWaitedForWithoutADescriptorToSpare) {
     for (const std::size_t length : {100U, 1000U, 5000U}) {
         const auto ends = GetParam().make();
         EXPECT_EQ(inChild([&] {
-                      rlimit before{};
-                      getrlimit(RLIMIT_NOFILE, &before);
-                      const rlimit none{.rlim_cur = 3, .rlim_max = before.rlim_max};
-                      setrlimit(RLIMIT_NOFILE, &none);
+                      std::optional<DescriptorLimit> standardStreamsOnly(3);
                       const auto text = writeForNobodyAndThenRead(ends, length);
-                      setrlimit(RLIMIT_NOFILE, &before);
+                      standardStreamsOnly.reset();
                       return isWhole(text, length) ? 0 : 1;
                   }),
                   0)
@@ -248,18 +232,6 @@ INSTANTIATE_TEST_SUITE_P(Every, StandardErrorThatNobodyReads,
                          ::testing::Values(Kind{"Pipe", pipeEnds}, Kind{"Terminal", terminalEnds},
                                            Kind{"Socket", socketEnds}),
                          [](const auto& kind) { return kind.param.name; });
-
-TEST(StandardStreams, ALineLongerThanTheRoomInAPipeIsNotWaitedFor) {
-    const auto ends = pipeEnds();
-    EXPECT_EQ(inChild([&] {
-                  dup2(ends.writing.get(), STDERR_FILENO);
-                  alarm(limit);
-                  StandardStreams::writeError(line(1, 60'000)); // most of the room there is
-                  StandardStreams::writeError(line(2, 60'000));
-                  return readAll(ends.reading).starts_with(line(1, 60'000)) ? 0 : 1;
-              }),
-              0);
-}
 
 TEST(StandardStreams, WhatStillFitsIsHandedOverAtTheEnd) {
     const auto ends = pipeEnds();

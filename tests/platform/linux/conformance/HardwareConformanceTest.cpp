@@ -1,14 +1,11 @@
-#include <poll.h>
-#include <sys/socket.h>
-
-#include <thread>
+#include <cstring>
 
 #include "platform/linux/hardware/MacWire.h"
 #include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
-#include "platform/linux/socket/UnixSocket.h"
 #include "testing/MacUnderTest.h"
 #include "testing/OpenSockets.h"
+#include "testing/ScriptedMac.h"
 #include "tests/conformance/ClamshellConformance.h"
 #include "tests/conformance/PowerNotificationsConformance.h"
 #include "tests/conformance/SMCExchangeConformance.h"
@@ -43,68 +40,42 @@ private:
     SimulatedMacHardware hardware_{mac_.folder()};
 };
 
-/// The root power domain's end of the socket, which says whatever the test wants said: the simulated Mac's own follows
-/// an order.
-class ScriptedPowerDomain {
+/// A scripted Mac, since the messages of a simulated one follow an order.
+class SimulatedMacPowerHarness : private PowerNotifications {
 public:
-    ScriptedPowerDomain() : thread_([this] { acceptClients(); }) {}
-    ~ScriptedPowerDomain() { remove(); }
-
-    int folder() const { return folder_.descriptor(); }
-
-    void remove() {
-        shutdown(listening_.get(), SHUT_RDWR);
-        if (thread_.joinable())
-            thread_.join();
-        listening_ = {};
+    PowerNotifications& notifications() { return *this; }
+    void removePowerDomain() {
+        mac_.goAway();
+        isPresent_ = false;
     }
-
-    void send(PowerEvent event, std::intptr_t notificationID) {
-        const mac_wire::PowerRecord record{event, notificationID};
-        for (const auto& client : clients_)
-            unix_socket::send(client.get(), bytesOf(record));
-    }
-
+    void send(PowerMessage message, std::intptr_t notificationID) { say({eventOf(message), notificationID}); }
+    void sendOther() { say({PowerEvent::willPowerOn, 0}); }
+    void run() { under_.run(1); }
     std::vector<std::intptr_t> allowed() {
         std::vector<std::intptr_t> ids;
-        for (const auto& client : clients_)
-            for (std::int64_t id = 0;
-                 std::holds_alternative<unix_socket::Bytes>(unix_socket::receive(client.get(), bytesOf(id)));)
-                ids.push_back(id);
+        while (mac_.isSpokenTo()) {
+            const auto bytes = mac_.hear();
+            std::int64_t id = 0;
+            EXPECT_EQ(bytes.size(), sizeof id);
+            std::memcpy(&id, bytes.data(), sizeof id);
+            ids.push_back(id);
+        }
         return ids;
     }
 
 private:
-    void acceptClients() {
-        while (isReadable(listening_)) {
-            clients_.push_back(unix_socket::accept(listening_.get()));
-            const mac_wire::PowerRecord registered{PowerEvent::registered, 0};
-            unix_socket::send(clients_.back().get(), bytesOf(registered));
-        }
+    std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override {
+        const auto work = [&] { return notifications_.registerForSystemPower(std::move(onMessage)); };
+        return isPresent_ ? mac_.during(wire({PowerEvent::registered, 0}), work) : work();
     }
-
-    /// Waits; false at the end.
-    static bool isReadable(const FileDescriptor& socket) {
-        pollfd waiting{.fd = socket.get(), .events = POLLIN, .revents = 0};
-        return poll(&waiting, 1, -1) == 1 && (waiting.revents & POLLHUP) == 0;
+    static ScriptedMac::Bytes wire(const mac_wire::PowerRecord& record) {
+        const auto bytes = bytesOf(record);
+        return {bytes.begin(), bytes.end()};
     }
-
-    MacFolder folder_;
-    FileDescriptor listening_ = unix_socket::listen(folder_.descriptor(), mac_wire::powerSocket);
-    std::vector<FileDescriptor> clients_;
-    std::thread thread_;
-};
-
-class SimulatedMacPowerHarness {
-public:
-    PowerNotifications& notifications() { return notifications_; }
-    void removePowerDomain() { domain_.remove(); }
-    void send(PowerMessage message, std::intptr_t notificationID) { domain_.send(eventOf(message), notificationID); }
-    void sendOther() { domain_.send(PowerEvent::willPowerOn, 0); }
-    void run() { under_.run(1); }
-    std::vector<std::intptr_t> allowed() { return domain_.allowed(); }
-
-private:
+    void say(const mac_wire::PowerRecord& record) {
+        if (mac_.hasClient())
+            mac_.say(wire(record));
+    }
     static PowerEvent eventOf(PowerMessage message) {
         switch (message) {
         case PowerMessage::canSystemSleep:
@@ -117,9 +88,10 @@ private:
         return PowerEvent::hasPoweredOn;
     }
 
-    ScriptedPowerDomain domain_;
+    ScriptedMac mac_{mac_wire::powerSocket};
+    bool isPresent_ = true;
     LoopUnderTest under_;
-    SimulatedMacPowerNotifications notifications_{domain_.folder(), under_.loop};
+    SimulatedMacPowerNotifications notifications_{mac_.folder(), under_.loop};
 };
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Linux, SMCExchangeConformance, SimulatedMacExchangeHarness);

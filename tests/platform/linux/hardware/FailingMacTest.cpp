@@ -1,7 +1,6 @@
 // What the helper's view of the hardware makes of a simulated Mac that goes, refuses or talks nonsense.
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <cerrno>
 #include <chrono>
@@ -14,6 +13,7 @@
 #include "platform/linux/hardware/MacWire.h"
 #include "platform/linux/hardware/SimulatedMacHardware.h"
 #include "platform/linux/hardware/SimulatedMacPowerNotifications.h"
+#include "testing/DescriptorLimit.h"
 #include "testing/ScriptedMac.h"
 #include "tests/platform/linux/conformance/LoopUnderTest.h"
 
@@ -35,6 +35,10 @@ constexpr MacTimeouts shortTimeouts = {
 
 class FailingMacTest : public ::testing::Test {
 protected:
+    FailingMacTest() {
+        ofAnotherKey.key = smcCode("F0Ac");
+        ofAnotherCommand.data8 = static_cast<std::uint8_t>(SMCCommand::readKeyInfo);
+    }
     bool exchangeOnce() { return hardware.exchange(connection, {}, reply); }
     /// With these answers, in order.
     template <typename... Answers>
@@ -52,6 +56,8 @@ protected:
         return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     }
 
+    SMCKeyData ofAnotherKey{};
+    SMCKeyData ofAnotherCommand{};
     const Bytes done = wire(SMCKeyData{});
     ScriptedMac mac{hardwareSocket};
     SimulatedMacHardware hardware{mac.folder(), shortTimeouts};
@@ -64,7 +70,7 @@ TEST_F(FailingMacTest, ARecordIsSentAndReturnedByteForByte) {
     auto bytes = bytesOf(record);
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = static_cast<std::uint8_t>(i + 1);
-    std::thread asking([&] { EXPECT_TRUE(hardware.exchange(connection, record, reply)); });
+    std::jthread asking([&] { EXPECT_TRUE(hardware.exchange(connection, record, reply)); });
     mac.accept();
     EXPECT_EQ(mac.hear(), wire(record));
     mac.say(wire(record));
@@ -73,10 +79,6 @@ TEST_F(FailingMacTest, ARecordIsSentAndReturnedByteForByte) {
 }
 
 TEST_F(FailingMacTest, AnExchangeIsAskedAgainAfterAnInvalidAnswerAndFailsAfterTwo) {
-    SMCKeyData ofAnotherKey{};
-    ofAnotherKey.key = smcCode("F0Ac");
-    SMCKeyData ofAnotherCommand{};
-    ofAnotherCommand.data8 = static_cast<std::uint8_t>(SMCCommand::readKeyInfo);
     for (const auto& invalid :
          {Bytes(2), Bytes(16), Bytes(79), Bytes(81), wire(ofAnotherKey), wire(ofAnotherCommand)}) {
         EXPECT_TRUE(exchangeAnsweredWith(invalid, done)) << invalid.size();
@@ -86,18 +88,25 @@ TEST_F(FailingMacTest, AnExchangeIsAskedAgainAfterAnInvalidAnswerAndFailsAfterTw
     static_assert(noexcept(std::declval<SimulatedMacHardware>().close(0)));
 }
 
+TEST_F(FailingMacTest, AnAnswerGivenTwiceDoesNotShiftTheNextAnswers) {
+    for (const auto& next : {ofAnotherKey, ofAnotherCommand}) {
+        EXPECT_TRUE(exchangeAnsweredWith(done));
+        mac.say(done);
+        std::jthread asking([&] { EXPECT_TRUE(hardware.exchange(connection, next, reply)); });
+        mac.accept(); // a new connection, on which no old answer waits
+        EXPECT_EQ(mac.hear(), wire(next));
+        mac.say(wire(next));
+        asking.join();
+        EXPECT_EQ(wire(reply), wire(next));
+    }
+}
+
 TEST_F(FailingMacTest, AFailedExchangeIsNotALostLink) {
     EXPECT_FALSE(exchangeAnsweredWith(wire(failedExchange)));
     EXPECT_TRUE(hardware.hasLink());
     mac.goAway();
     EXPECT_FALSE(exchangeOnce());
     EXPECT_FALSE(hardware.hasLink());
-}
-
-TEST_F(FailingMacTest, EveryStateOfTheLidIsReadAsItWasSent) {
-    const ClamshellProperty properties[] = {std::monostate{}, true, false, 0.0, 1.0, -3.5, UnconvertibleProperty{}};
-    for (const auto& property : properties)
-        EXPECT_EQ(lidAnsweredWith(wire(encode(property))), property);
 }
 
 TEST_F(FailingMacTest, TheLidIsLookedAtAgainAfterAnInvalidAnswerAndIsAbsentAfterTwo) {
@@ -166,22 +175,6 @@ TEST_F(FailingMacTest, AMacThatAcceptsNoConnectionIsWaitedForBriefly) {
     EXPECT_LT(durationOf([this] { EXPECT_EQ(hardware.clamshellState(), ClamshellProperty()); }), shortTimeouts.answer);
 }
 
-/// While it lives this process gets no descriptor.
-class NoDescriptorsLeft {
-public:
-    NoDescriptorsLeft() {
-        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
-        const rlimit none = {.rlim_cur = 0, .rlim_max = before_.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    }
-    NoDescriptorsLeft(const NoDescriptorsLeft&) = delete;
-    NoDescriptorsLeft& operator=(const NoDescriptorsLeft&) = delete;
-    ~NoDescriptorsLeft() { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before_), 0); }
-
-private:
-    rlimit before_ = {};
-};
-
 class FailingPowerDomainTest : public ::testing::Test {
 protected:
     std::unique_ptr<PowerRegistration> registerOnce() {
@@ -220,6 +213,14 @@ protected:
     std::function<void()> onMessage = [] {};
 };
 
+/// With a registration that the Mac has accepted.
+class LostRegistrationTest : public FailingPowerDomainTest {
+protected:
+    LostRegistrationTest() { EXPECT_NE(registration, nullptr); }
+
+    std::unique_ptr<PowerRegistration> registration = registerWith(done);
+};
+
 TEST_F(FailingPowerDomainTest, AnInvalidAnswerToARegistrationIsNoRegistration) {
     for (const auto& bytes : {Bytes(1), Bytes(15), message, wire(PowerRecord{static_cast<PowerEvent>(5), 0})})
         EXPECT_EQ(registerWith(bytes), nullptr);
@@ -252,7 +253,7 @@ TEST_F(FailingPowerDomainTest, AProcessWithoutDescriptorsRegistersLater) {
     mac.clearBacklog();
     static_cast<void>(std::system_error(EMFILE, std::generic_category(), "seen"));
     {
-        const NoDescriptorsLeft none;
+        const DescriptorLimit none;
         registration = registerOnce();
     }
     ASSERT_NE(registration, nullptr);
@@ -260,9 +261,7 @@ TEST_F(FailingPowerDomainTest, AProcessWithoutDescriptorsRegistersLater) {
     EXPECT_EQ(messagesAfterOneMore(), 1);
 }
 
-TEST_F(FailingPowerDomainTest, AMacThatHasBeenRestartedIsRegisteredWithAgain) {
-    const auto registration = registerWith(done);
-    ASSERT_NE(registration, nullptr);
+TEST_F(LostRegistrationTest, RegistersAgainAfterEachRestart) {
     for (int restarts = 1; restarts <= 2; ++restarts) {
         mac.goAway();
         run(3600);
@@ -272,9 +271,7 @@ TEST_F(FailingPowerDomainTest, AMacThatHasBeenRestartedIsRegisteredWithAgain) {
     }
 }
 
-TEST_F(FailingPowerDomainTest, AWakeOrSleepThatWasMissedIsReportedWithTheNextRegistration) {
-    const auto registration = registerWith(done);
-    ASSERT_NE(registration, nullptr);
+TEST_F(LostRegistrationTest, AWakeOrSleepThatWasMissedIsReportedWithTheNextRegistration) {
     mac.say(wire(PowerRecord{PowerEvent::willSleep, 7}));
     run();
     mac.hangUp();
@@ -288,9 +285,7 @@ TEST_F(FailingPowerDomainTest, AWakeOrSleepThatWasMissedIsReportedWithTheNextReg
                                                  PowerMessage::systemWillSleep));
 }
 
-TEST_F(FailingPowerDomainTest, AMacIsRegisteredWithWithinASecondOfItsRestart) {
-    const auto registration = registerWith(done);
-    ASSERT_NE(registration, nullptr);
+TEST_F(LostRegistrationTest, RegistersWithinASecondOfARestart) {
     mac.hangUp();
     mac.during(done, [this] {
         run(1.01);
@@ -299,9 +294,7 @@ TEST_F(FailingPowerDomainTest, AMacIsRegisteredWithWithinASecondOfItsRestart) {
     EXPECT_EQ(messagesAfterOneMore(), 1);
 }
 
-TEST_F(FailingPowerDomainTest, ARegistrationThatHasEndedIsNotMadeUpFor) {
-    auto registration = registerWith(done);
-    ASSERT_NE(registration, nullptr);
+TEST_F(LostRegistrationTest, AnEndedRegistrationIsNotRenewed) {
     mac.hangUp();
     run();
     registration.reset();
@@ -309,10 +302,8 @@ TEST_F(FailingPowerDomainTest, ARegistrationThatHasEndedIsNotMadeUpFor) {
     EXPECT_FALSE(mac.isAskedToAccept());
 }
 
-TEST_F(FailingPowerDomainTest, ARegistrationThatWasMadeUpForMayEndFromItsOwnCallback) {
-    auto registration = registerWith(done);
-    ASSERT_NE(registration, nullptr);
-    onMessage = [&registration] { registration.reset(); };
+TEST_F(LostRegistrationTest, ARenewedRegistrationMayEndFromItsOwnCallback) {
+    onMessage = [this] { registration.reset(); };
     mac.hangUp();
     runWith(done);
     EXPECT_EQ(messagesAfterOneMore(), 1);
@@ -321,9 +312,7 @@ TEST_F(FailingPowerDomainTest, ARegistrationThatWasMadeUpForMayEndFromItsOwnCall
     EXPECT_FALSE(mac.isAskedToAccept());
 }
 
-TEST_F(FailingPowerDomainTest, AnInvalidMessageIsDroppedAndTheMacRegisteredWithAgain) {
-    const auto registration = registerWith(done);
-    ASSERT_NE(registration, nullptr);
+TEST_F(LostRegistrationTest, AnInvalidMessageIsDroppedAndTheRegistrationRenewed) {
     int expected = 0;
     for (const auto& bytes : {Bytes(1), Bytes(17), done, wire(PowerRecord{static_cast<PowerEvent>(5), 0})}) {
         mac.say(bytes);
@@ -335,9 +324,7 @@ TEST_F(FailingPowerDomainTest, AnInvalidMessageIsDroppedAndTheMacRegisteredWithA
     }
 }
 
-TEST_F(FailingPowerDomainTest, AllowingSleepToAMacThatHasGoneThrowsNothing) {
-    const auto registration = registerWith(done);
-    ASSERT_NE(registration, nullptr);
+TEST_F(LostRegistrationTest, AllowingSleepToAMacThatHasGoneThrowsNothing) {
     mac.hangUp();
     EXPECT_NO_THROW(registration->allowPowerChange(1));
     run();

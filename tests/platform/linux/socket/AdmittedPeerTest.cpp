@@ -19,6 +19,7 @@
 #include "platform/linux/socket/UnixSocket.h"
 #include "testing/MacFolder.h"
 #include "tests/platform/linux/socket/SocketFixture.h"
+#include "tests/platform/posix/Ends.h"
 
 namespace kelo {
 namespace {
@@ -87,21 +88,18 @@ TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameNumberAndExecutableIsAnother) {
 }
 
 TEST_F(AdmittedPeerTest, AProcessIsHeardWhileItEnds) {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    const FileDescriptor reading(ends[0]);
-    const FileDescriptor writing(ends[1]);
+    const auto ends = pipeEnds();
     // Without its first thread a process has no executable, as when it ends, but it stays as long as we like.
     const pid_t process = startPeer([&] {
         char byte = 0;
         std::thread(stay).detach();
-        if (read(reading.get(), &byte, 1) == 1)
+        if (read(ends.reading.get(), &byte, 1) == 1)
             syscall(SYS_exit, 0);
         _exit(1);
     });
     const auto peer = AdmittedPeer::of(accepted.get());
     ASSERT_TRUE(peer.has_value());
-    ASSERT_EQ(write(writing.get(), "x", 1), 1);
+    ASSERT_EQ(write(ends.writing.get(), "x", 1), 1);
     const auto executable = "/proc/" + std::to_string(process) + "/exe";
     EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(executable); }));
     EXPECT_FALSE(peer->hasEnded());

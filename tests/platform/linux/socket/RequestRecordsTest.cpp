@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <bit>
-#include <cmath>
 #include <limits>
 #include <random>
 
@@ -47,19 +45,6 @@ TEST(RequestRecords, AReplyIsLaidOutAsTheProtocolSays) {
     EXPECT_EQ(encodeAnswer(1, std::optional<std::string>()), none);
     EXPECT_EQ(encodeAnswer(1, std::optional<Data>()), none);
     EXPECT_EQ(encodeAnswer(1, requests::Nothing{}), none);
-}
-
-TEST(RequestRecords, AFractionKeepsEveryBit) {
-    std::mt19937_64 random(5);
-    std::vector<double> fractions = {0.0, -0.0, 0.1, std::numeric_limits<double>::infinity(), std::nan("7")};
-    for (int i = 0; i < 1000; ++i)
-        fractions.push_back(std::bit_cast<double>(random()));
-    for (const double fraction : fractions) {
-        const auto incoming = decode(encode(1, requests::Hold{fraction, false}));
-        ASSERT_TRUE(incoming.has_value()) << fraction;
-        const double arrived = std::get<requests::Hold>(incoming->request).fraction;
-        EXPECT_EQ(std::bit_cast<std::uint64_t>(arrived), std::bit_cast<std::uint64_t>(fraction)) << fraction;
-    }
 }
 
 TEST(RequestRecords, RefusesWhatNoClientShouldSend) {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "tests/platform/linux/socket/SocketFixture.h"
+#include "tests/platform/posix/Ends.h"
 
 namespace kelo {
 namespace {
@@ -96,18 +97,15 @@ TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff)
 }
 
 TEST_F(SocketDoors, AConnectionEndsWithItsProcessThoughAChildHasItsSocket) {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    const FileDescriptor reading(ends[0]);
-    FileDescriptor writing(ends[1]);
+    auto ends = pipeEnds();
     Other parent([&] {
         RawClient client(folder.get());
         if (client.version(1) != 6)
             return 1;
         if (fork() == 0) { // inherits the socket, and stays as long as this test
-            writing = {};
+            ends.writing = {};
             char byte = 0;
-            _exit(static_cast<int>(read(reading.get(), &byte, 1)));
+            _exit(static_cast<int>(read(ends.reading.get(), &byte, 1)));
         }
         return 0;
     });
@@ -123,15 +121,12 @@ TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
         if (++asked > 1)
             const std::lock_guard wait(pause);
     });
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    const FileDescriptor reading(ends[0]);
-    const FileDescriptor writing(ends[1]);
+    const auto ends = pipeEnds();
     Other other([&] {
         RawClient client(folder.get());
         const bool isAdmitted = client.version(1) == 6;
         char byte = 0;
-        if (!isAdmitted || read(reading.get(), &byte, 1) != 1)
+        if (!isAdmitted || read(ends.reading.get(), &byte, 1) != 1)
             return 1;
         client.request(2, requests::HandBack{});
         return 0;
@@ -140,7 +135,7 @@ TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
     RawClient client(folder.get());
     client.request(1, requests::HelperVersion{});
     ASSERT_TRUE(eventually([&] { return asked == 2; }));
-    ASSERT_EQ(write(writing.get(), "x", 1), 1);
+    ASSERT_EQ(write(ends.writing.get(), "x", 1), 1);
     EXPECT_EQ(other.wait(), 0);
     busy.unlock();
     EXPECT_TRUE(eventually([&] { return helper->kept() == 1 && door.ended() == 1; }));

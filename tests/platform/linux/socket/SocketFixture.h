@@ -24,49 +24,26 @@ namespace kelo {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Answers versions at once and keeps every other request until the test answers it.
-class SlowHelper : public KeloHelperProtocol {
+/// Answers versions at once and keeps every other reply until the test sends it.
+class SlowHelper : public ScriptedHelper {
 public:
-    void perform(requests::AnyCall call) override {
-        std::visit(requests::Overloaded{
-                       [this](const requests::Call<requests::HelperVersion>& made) {
-                           ++versions;
-                           actionOnVersion()();
-                           if (throws)
-                               throw std::runtime_error("broken");
-                           made.reply(6);
-                       },
-                       [this](const auto& made) { keep([reply = made.reply] { reply({}); }); },
-                   },
-                   call);
-    }
+    SlowHelper() { keepReplies(); }
 
-    std::size_t kept() {
-        const std::lock_guard lock(mutex_);
-        return kept_.size();
-    }
-    /// From the test's thread, as the helper's main thread does. Returns how many there were.
-    std::size_t answerAll() {
-        std::vector<std::function<void()>> kept;
-        {
-            const std::lock_guard lock(mutex_);
-            kept.swap(kept_);
-        }
-        for (const auto& answer : kept)
-            answer();
-        return kept.size();
+    void perform(requests::AnyCall call) override {
+        const auto* made = std::get_if<requests::Call<requests::HelperVersion>>(&call);
+        if (made == nullptr)
+            return ScriptedHelper::perform(std::move(call));
+        ++versions;
+        actionOnVersion()();
+        if (throws)
+            throw std::runtime_error("broken");
+        made->reply(version);
     }
 
     /// `action` runs on the listener's thread.
     void whenAskedForTheVersion(std::function<void()> action) {
         const std::lock_guard lock(mutex_);
         onVersion_ = std::move(action);
-    }
-
-    /// Lets the kept requests go without an answer.
-    void forgetAll() {
-        const std::lock_guard lock(mutex_);
-        kept_.clear();
     }
 
     std::atomic<int> versions = 0;
@@ -77,13 +54,8 @@ private:
         const std::lock_guard lock(mutex_);
         return onVersion_;
     }
-    void keep(std::function<void()> answer) {
-        const std::lock_guard lock(mutex_);
-        kept_.push_back(std::move(answer));
-    }
 
     std::mutex mutex_;
-    std::vector<std::function<void()>> kept_;
     std::function<void()> onVersion_ = [] {};
 };
 

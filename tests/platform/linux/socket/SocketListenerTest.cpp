@@ -19,21 +19,13 @@ TEST_F(SocketListenerTest, APeerThatFailsTheCheckIsCutOffBeforeTheAdmissionIsAsk
     EXPECT_EQ(helper->versions, 0);
 }
 
-TEST_F(SocketListenerTest, APeerThatTheAdmissionRefusesIsCutOff) {
-    door.isAccepting = false;
-    RawClient client(folder.get());
-    client.request(1, requests::HelperVersion{});
-    EXPECT_TRUE(client.isCutOff());
-    EXPECT_EQ(helper->versions, 0);
-}
-
 TEST_F(SocketListenerTest, RepliesComeInTheOrderInWhichTheyAreMade) {
     RawClient client(folder.get());
     client.request(1, requests::FetchSnapshot{});
     client.request(2, requests::HelperVersion{});
     EXPECT_TRUE(client.receiveReply<requests::HelperVersion>(2));
     ASSERT_TRUE(eventually([&] { return helper->kept() == 1; }));
-    helper->answerAll();
+    helper->sendKept();
     EXPECT_TRUE(client.receiveReply<requests::FetchSnapshot>(1));
 }
 
@@ -58,7 +50,7 @@ TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
         busy.unlock();
         EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
         EXPECT_TRUE(eventually([&] { return door.ended() == (leavesUnread ? 3 : 1); })) << leavesUnread;
-        helper->answerAll();
+        helper->sendKept();
         helper->whenAskedForTheVersion([] {});
     }
     EXPECT_EQ(door.interrupted(), 0);
@@ -185,7 +177,7 @@ TEST_F(SocketListenerTest, StopsReadingAClientWhileFourOfItsRequestsWait) {
     EXPECT_EQ(helper->kept(), 4U);
     for (std::uint64_t next = 1; next <= 200;) {
         ASSERT_TRUE(eventually([&] { return helper->kept() > 0; }));
-        for (auto answered = helper->answerAll(); answered > 0; --answered, ++next)
+        for (auto answered = helper->sendKept(); answered > 0; --answered, ++next)
             ASSERT_TRUE(client.receiveReply<requests::HandBack>(next)) << next;
     }
 }
@@ -203,7 +195,7 @@ TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
             client.request(1, requests::FetchSnapshot{});
     }
     EXPECT_TRUE(eventually([&] { return door.ended() == 1000; }));
-    helper->answerAll();
+    helper->sendKept();
     EXPECT_EQ(resident.version(2), 6);
     EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << descriptors() << ", before " << before;
 }
@@ -218,7 +210,7 @@ TEST_F(SocketListenerTest, ARequestThatThrowsAndOneThatIsForgottenAreAnsweredAnd
         helper->throws = false;
         client.request(++number, requests::HandBack{});
         ASSERT_TRUE(eventually([&] { return helper->kept() == 1; }));
-        helper->forgetAll();
+        helper->dropKept();
         const auto reply = client.receive();
         ASSERT_TRUE(reply);
         std::optional<std::string> error;
