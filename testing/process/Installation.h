@@ -13,7 +13,7 @@ namespace kelo {
 
 /// A folder with the helper, its client and a simulated Mac in it, and the processes that run from there.
 ///
-/// Every installation is a world of its own: the programs find each other by where they are.
+/// Installations do not share anything: programs find each other by their folder.
 class Installation {
 public:
     static constexpr const char* helperName = "app.kelo.helper";
@@ -33,8 +33,6 @@ public:
     /// Starts the simulated Mac and waits until it is up. Throws `std::runtime_error` when it does not come up.
     void startMac(const std::vector<std::string>& options = {});
     void stopMac();
-    /// Sends the simulated Mac a signal: SIGSTOP makes it hang.
-    void signalMac(int signal) const { mac_->signal(signal); }
 
     /// Starts the helper; does not wait.
     void startHelper();

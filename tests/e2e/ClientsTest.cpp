@@ -20,61 +20,6 @@ TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(Clients, TheFanIsHandedBackEightSecondsAfterTheLastClientWasKilled) {
-    startEverything();
-    const auto client = startHold();
-    client->signal(SIGKILL);
-    ASSERT_TRUE(installation.waitForLog(disconnected));
-    EXPECT_TRUE(installation.isAnyFanManual());
-    ASSERT_TRUE(installation.waitForLog(handedBack, 20));
-    expectOneGracePeriod();
-    EXPECT_FALSE(installation.isAnyFanManual());
-    EXPECT_EQ(installation.helper().status(), std::nullopt);
-}
-
-TEST_F(Clients, AClientThatReturnsInTimeKeepsTheHold) {
-    startEverything();
-    const auto client = startHold();
-    client->signal(SIGKILL);
-    ASSERT_TRUE(installation.waitForLog(disconnected));
-    const auto returned = connectRawClient();
-    EXPECT_FALSE(installation.waitForLog(handedBack, 8.5));
-    EXPECT_TRUE(installation.isAnyFanManual());
-    EXPECT_EQ(returned->ask(requests::HelperVersion{}), 6);
-}
-
-TEST_F(Clients, AClientThatIsKilledMidRequestIsCountedOut) {
-    startEverything({"--profile", "locked"});
-    const auto client = connectRawClient();
-    client->request(requests::Hold{0.5, false});
-    ASSERT_TRUE(waitForWrite("Ftst", 1)); // the helper is at it
-    client->process().signal(SIGKILL);
-    EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: true)"));
-    EXPECT_TRUE(installation.waitForLog(disconnected));
-    const auto other = connectRawClient();
-    EXPECT_EQ(other->ask(requests::HandBack{}), std::nullopt);
-    EXPECT_FALSE(installation.isAnyFanManual());
-}
-
-TEST_F(Clients, WhatAnotherProgramChangedIsRepairedWithinATick) {
-    startEverything();
-    const auto client = startHold();
-    installation.simmac({"interfere", "1", "auto"});
-    EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: reasserted", 5));
-    installation.simmac({"interfere", "0", "2000"});
-    EXPECT_TRUE(waitUntil([&] { return installation.mac()["fans"][0]["targetRPM"] == 3600; }, 5));
-    EXPECT_TRUE(installation.mac()["fans"][1]["isManual"].get<bool>());
-}
-
-TEST_F(Clients, ASlowControllerIsHeldAndHandedBack) {
-    startEverything();
-    installation.simmac({"fault", "slow", "0.01"});
-    const auto client = startHold();
-    EXPECT_TRUE(installation.isAnyFanManual());
-    installation.helper().signal(SIGTERM);
-    expectGoodEnd(30);
-}
-
 TEST_F(Clients, WithoutTheMacTheHelperStillServesAndLogsThatItHasNoLinkWhenItLeaves) {
     startEverything();
     const auto client = startHold();

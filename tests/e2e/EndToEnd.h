@@ -21,7 +21,7 @@ namespace kelo {
 
 using Lines = std::vector<std::string>;
 
-/// A installation in a folder of its own: real processes, signed executables, a simulated Mac.
+/// An installation in its own folder, with signed executables that run as real processes on a simulated Mac.
 class EndToEnd : public ::testing::Test {
 protected:
     static constexpr const char* team = "ABCDE12345";
@@ -53,7 +53,7 @@ protected:
                                    std::filesystem::copy_options::overwrite_existing);
     }
     void simsign(Lines arguments) {
-        // The folder of keys is named within the installation.
+        // Folders of keys are in the installation.
         for (auto& argument : arguments)
             if (argument == "keys" || argument == "foreign")
                 argument = installation.program(argument);

@@ -4,8 +4,6 @@ namespace kelo {
 namespace {
 
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 /// What `kelo` says, and whether it is true.
@@ -67,14 +65,6 @@ TEST_F(Kelo, ClosedStandardStreamsAreNotMistakenForTheConnection) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(Kelo, AHoldWithoutAUsableFanFails) {
-    startEverything({"--profile", "fixed"});
-    const auto [status, output, errors] = installation.run("kelo", {"hold", "0.5", "--for", "2s"});
-    EXPECT_EQ(status, 1);
-    EXPECT_THAT(output, Not(HasSubstr("Holding")));
-    EXPECT_THAT(errors, StartsWith("kelo: This Mac has no "));
-}
-
 TEST_F(Kelo, HoldsWhileACommandRunsAndHasItsStatus) {
     startEverything();
     const auto held = shell("./kelo hold 80% -- sh -c './simmac show; exit 7'");
@@ -84,16 +74,6 @@ TEST_F(Kelo, HoldsWhileACommandRunsAndHasItsStatus) {
     EXPECT_FALSE(installation.isAnyFanManual());
     EXPECT_EQ(shell("./kelo hold 80% -- ./nothing").status, 127);
     EXPECT_EQ(shell("./kelo hold 80% -- sh -c 'kill -KILL $$'").status, 128 + SIGKILL);
-    EXPECT_FALSE(installation.isAnyFanManual());
-}
-
-TEST_F(Kelo, ASignalEndsTheCommandOfAHoldToo) {
-    startEverything();
-    const auto client = installation.start("kelo", {"hold", "80%", "--", "sleep", "60"});
-    EXPECT_TRUE(waitUntil([&] { return installation.isAnyFanManual(); }, 10));
-    EXPECT_TRUE(says(*client, "Holding"));
-    client->signal(SIGTERM);
-    EXPECT_EQ(client->waitForEnd(15), 128 + SIGTERM);
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 

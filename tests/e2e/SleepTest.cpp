@@ -9,29 +9,24 @@ using ::testing::Not;
 
 class Sleep : public EndToEnd {
 protected:
-    /// Sends the Mac to sleep and checks what it saw when the acknowledgement came.
-    void expectHandedBackBeforeTheAcknowledgement() { expectHandedBackBefore(installation.simmac({"sleep"})); }
-    /// `report` is what the Mac told about falling asleep.
+    /// `report` is what the Mac says of falling asleep: the fans as they were at the acknowledgement.
     void expectHandedBackBefore(const std::string& report) {
         EXPECT_THAT(report, HasSubstr("1 client(s) acknowledged, 0 did not"));
         EXPECT_THAT(report, HasSubstr("automatic"));
         EXPECT_THAT(report, Not(HasSubstr("manual")));
         EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: sleeping"));
     }
-    void expectResumedAfterWaking() {
-        installation.simmac({"wake"});
-        EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: woke"));
-        EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: resumed"));
-        EXPECT_TRUE(installation.isAnyFanManual());
-    }
 };
 
 TEST_F(Sleep, WhileEngagedTheFansAreHandedBackFirstAndTakenAgainAfterwards) {
     startEverything();
     const auto client = startHold();
-    expectHandedBackBeforeTheAcknowledgement();
+    expectHandedBackBefore(installation.simmac({"sleep"}));
     EXPECT_TRUE(installation.mac()["asleep"].get<bool>());
-    expectResumedAfterWaking();
+    installation.simmac({"wake"});
+    EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: woke"));
+    EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: resumed"));
+    EXPECT_TRUE(installation.isAnyFanManual());
 }
 
 TEST_F(Sleep, WhileTheMainThreadUnlocksAFan) {
@@ -62,42 +57,6 @@ TEST_F(Sleep, WhileTheMainThreadUnlocksAFan) {
     const auto log = installation.helperLog();
     EXPECT_EQ(Lines(log.end() - 2, log.end()),
               Lines({"[NOTICE] service: hold: reasserted", "[NOTICE] service: hold: sleeping"}));
-}
-
-TEST_F(Sleep, AHelperThatHangsIsWaitedFor) {
-    startEverything();
-    const auto client = startHold();
-    installation.helper().signal(SIGSTOP);
-    const auto sleeping = installation.start("simmac", {"sleep"});
-    // Nobody answers the question whether it may sleep.
-    EXPECT_EQ(sleeping->waitForEnd(1), std::nullopt);
-    installation.helper().signal(SIGCONT);
-    EXPECT_EQ(sleeping->waitForEnd(10), 0);
-    EXPECT_THAT(sleeping->output(), HasSubstr("1 client(s) acknowledged"));
-}
-
-TEST_F(Sleep, WhileTheFirstFanOfAHoldIsBeingTaken) {
-    startEverything({"--profile", "locked"});
-    // Manual mode is refused until the test allows it, so that the hold takes as long as the test needs.
-    installation.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
-    const auto client = installation.start("kelo", {"hold", "0.5"});
-    ASSERT_TRUE(waitForWrite("Ftst", 1));
-    const auto sleeping = installation.start("simmac", {"sleep"});
-    EXPECT_EQ(sleeping->waitForEnd(0.5), std::nullopt); // the helper was asked and has not answered yet
-    installation.simmac({"fault", "clear"});
-    ASSERT_EQ(sleeping->waitForEnd(10), 0);
-    expectHandedBackBefore(sleeping->output());
-    EXPECT_THAT(installation.helperLog(), Contains("[NOTICE] service: hold: sleeping"));
-    expectResumedAfterWaking();
-}
-
-TEST_F(Sleep, AHoldThatIsAskedForDuringSleepTakesTheFansAtTheWake) {
-    startEverything();
-    installation.simmac({"sleep"});
-    const auto client = startHold();
-    EXPECT_THAT(installation.helperLog(), Contains("[NOTICE] service: hold: yielded"));
-    EXPECT_FALSE(installation.isAnyFanManual());
-    expectResumedAfterWaking();
 }
 
 } // namespace

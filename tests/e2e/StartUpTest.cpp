@@ -22,12 +22,9 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::StartsWith;
 
 const char* const acceptingOnly = "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.";
 const char* const listening = "[NOTICE] listener: Listening on app.kelo.helper";
-const char* const unsignedError = "[ERROR] listener: This helper isn't signed, so there is no one it can safely trust.";
-const char* const noFan = "[ERROR] service: No controllable fan on this Mac — the helper will refuse every request.";
 
 /// Whether the process takes SIGTERM from a descriptor: before that, the signal ends it at once.
 bool hasSigtermBlocked(pid_t process) {
@@ -48,21 +45,6 @@ TEST_F(StartUp, StandardErrorHoldsTheTwoLinesByteForByte) {
                            "\\[NOTICE\\] listener: Listening on app\\.kelo\\.helper\n");
     EXPECT_TRUE(std::regex_match(installation.helper().errors(), lines)) << installation.helper().errors();
     EXPECT_EQ(installation.helper().output(), "");
-}
-
-TEST_F(StartUp, AnUnsignedHelperSaysSoListensToNobodyAndStillHandsBack) {
-    install(KELO_HELPER, Installation::helperName);
-    installation.startMac();
-    installation.startHelper();
-    ASSERT_TRUE(installation.waitForLog(unsignedError));
-    EXPECT_EQ(installation.run("kelo", {"version"}).status, 3);
-    EXPECT_FALSE(std::filesystem::exists(installation.program("app.kelo.helper.socket")));
-    installation.simmac({"interfere", "0", "3000"});
-    EXPECT_TRUE(installation.isAnyFanManual());
-    installation.helper().signal(SIGTERM);
-    expectGoodEnd();
-    EXPECT_THAT(installation.helperLog(), ElementsAre(unsignedError, "[NOTICE] listener: Asked to stop.",
-                                                      "[NOTICE] service: Handed the fan back on the way out."));
 }
 
 TEST_F(StartUp, ASecondHelperSaysSoAndTouchesNothing) {
@@ -196,19 +178,6 @@ TEST_F(StartUp, AFolderThatOthersMayEnterIsUsedByNobodyUntilItsModeIsRight) {
     EXPECT_TRUE(installation.waitForLog(listening));
 }
 
-TEST_F(StartUp, WithoutASimulatedMacItSaysSoAndAnswersEveryRequest) {
-    installation.startListeningHelper();
-    EXPECT_THAT(installation.helperLog(), ElementsAre(noFan, acceptingOnly, listening));
-    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
-    const auto hold = installation.run("kelo", {"hold", "0.5"});
-    EXPECT_EQ(hold.status, 1);
-    EXPECT_THAT(hold.errors, StartsWith("kelo: This Mac has no controllable fan.\n"));
-    EXPECT_EQ(installation.run("kelo", {"status"}).status, 1);
-    EXPECT_THAT(installation.run("kelo", {"hand-back"}).errors, HasSubstr("no reading confirms it"));
-    EXPECT_EQ(installation.run("kelo", {"stand-down"}).status, 0);
-    EXPECT_EQ(installation.helper().waitForEnd(10), 0);
-}
-
 TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
     installation.startMac();
     // Started from a file that has lost its name, as it is after an update that came too early.
@@ -243,19 +212,6 @@ TEST_F(StartUp, ClosedStandardStreamsAreTheNullDeviceBeforeAnythingElseIsOpenedA
     EXPECT_EQ(installation.helper().waitForEnd(10), 0);
     EXPECT_FALSE(installation.isAnyFanManual());
     EXPECT_THAT(installation.helperLog(), IsEmpty());
-}
-
-TEST_F(StartUp, AHelperThatStartsLaterFindsTheFansAsTheyWereLeft) {
-    startEverything();
-    const auto client = startHold("0.75");
-    installation.helper().signal(SIGKILL); // nothing is handed back
-    installation.helper().waitForEnd(10);
-    EXPECT_TRUE(installation.isAnyFanManual());
-    installation.startListeningHelper();
-    EXPECT_THAT(installation.run("kelo", {"status"}).output, HasSubstr("control    held\n"));
-    EXPECT_EQ(installation.mac()["fans"][0]["targetRPM"], 4800);
-    EXPECT_EQ(installation.run("kelo", {"hand-back"}).status, 0);
-    EXPECT_FALSE(installation.isAnyFanManual());
 }
 
 } // namespace

@@ -110,28 +110,6 @@ TEST_F(OnATerminal, AWatchFollowsTheWindowAtOnce) {
     expectCleanEnd(0);
 }
 
-TEST_F(OnATerminal, AWatchShowsWhatHappens) {
-    startEverything();
-    start({"watch"});
-    ASSERT_TRUE(waitFor(" kelo watch   automatic "));
-    auto client = startHold("0.5", {"--hand-back-on-lid-close"});
-    EXPECT_TRUE(waitFor("The fans are held: target ")) << sent;
-    EXPECT_TRUE(screen->shows(" RPM, 50 %."));
-    EXPECT_TRUE(screen->shows(" kelo watch   held "));
-    EXPECT_TRUE(screen->shows("█"));
-    installation.simmac({"lid", "close"});
-    EXPECT_TRUE(waitFor("Waiting: the lid is closed, or the fans could not be taken again."));
-    installation.simmac({"lid", "open"});
-    EXPECT_TRUE(waitFor("The fans are held again: target "));
-    client->signal(SIGINT);
-    EXPECT_TRUE(waitFor("The fans are handed back: they are under automatic control."));
-    installation.simmac({"set", "Tp09", "96"});
-    client = startHold("0.3");
-    EXPECT_TRUE(waitFor("The chip is hot: the fans run faster than asked."));
-    terminal->signal(SIGTERM);
-    expectCleanEnd(0);
-}
-
 TEST_F(OnATerminal, ASuspendedWatchGivesTheScreenBackMeanwhile) {
     startEverything();
     start({"watch"});
@@ -182,22 +160,6 @@ TEST_F(OnATerminal, AHoldWhoseOutputIsStuckEndsInTime) {
         EXPECT_TRUE(waitUntil([&] { return !installation.isAnyFanManual(); }, 10)) << kind;
         EXPECT_TRUE(waitUntil([&] { return terminal->status() == 0; }, 10)) << kind;
     }
-}
-
-/// A helper that hangs takes the request and never answers it.
-TEST_F(OnATerminal, AWatchSaysThatTheHelperHangsAndEndsAtOnce) {
-    startEverything();
-    start({"watch"});
-    ASSERT_TRUE(waitFor(" kelo watch   automatic "));
-    installation.helper().signal(SIGSTOP);
-    EXPECT_TRUE(waitFor("Waiting for the helper. If it does not answer, this command hands the fans back:"));
-    EXPECT_TRUE(screen->shows("The last reading is from "));
-    const auto begin = std::chrono::steady_clock::now();
-    terminal->type("q");
-    expectCleanEnd(0);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
-    EXPECT_THAT(screen->rows(), Each(IsEmpty()));
-    installation.helper().signal(SIGCONT);
 }
 
 TEST_F(OnATerminal, AHoldEndsOnCtrlCWhileTheHelperHangsAndDoesNotStay) {
