@@ -61,9 +61,6 @@ if(KELO_PYTHON)
   kelo_script_test(performance_page_and_picture_agree ${KELO_PYTHON} -B bench/figures.py check)
 endif()
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-  kelo_script_test(a_client_written_from_the_document_is_served ${here}/docs/foreign_client.sh
-    $<TARGET_FILE:app.kelo.helper> $<TARGET_FILE:simmac> $<TARGET_FILE:simsign>)
-  set_tests_properties(a_client_written_from_the_document_is_served PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 60)
   kelo_script_test(commands_in_documents_work ${here}/docs/commands.sh
     $<TARGET_FILE:app.kelo.helper> $<TARGET_FILE:kelo> $<TARGET_FILE:simmac> $<TARGET_FILE:simsign>)
 endif()
@@ -109,10 +106,10 @@ set(programs $<TARGET_FILE:kelo>)
 if(TARGET simmac)
   list(APPEND programs $<TARGET_FILE:simmac> $<TARGET_FILE:simsign>)
 endif()
-kelo_settled_test(manual_pages_render ${here}/packaging/man/pages.sh ${packaging}/man/app.kelo.helper.8
+kelo_settled_test(manual_pages_render ${here}/packaging/manual-pages.sh ${packaging}/man/app.kelo.helper.8
   ${packaging}/man/kelo.1 ${packaging}/man/simmac.1 ${packaging}/man/simsign.1)
-kelo_script_test(help_manuals_and_completions_agree ${here}/packaging/man/words.sh ${packaging}/man ${programs})
-kelo_script_test(shells_complete_words_of_kelo ${here}/packaging/completions/shells.sh $<TARGET_FILE:kelo>)
+kelo_script_test(help_manuals_and_completions_agree ${here}/packaging/same-words.sh ${packaging}/man ${programs})
+kelo_script_test(shells_complete_words_of_kelo ${here}/packaging/completions.sh $<TARGET_FILE:kelo>)
 set_tests_properties(shells_complete_words_of_kelo PROPERTIES TIMEOUT 60)
 kelo_script_test(notices_name_the_included_libraries ${here}/packaging/notices.sh
   $<TARGET_PROPERTY:nlohmann_json::nlohmann_json,INTERFACE_INCLUDE_DIRECTORIES>)

@@ -9,7 +9,8 @@
 #     ```sh release     needs another release
 #     ```sh build       needs another build
 #
-# Commands within a sentence (`kelo …`) are compared with the help of the programs.
+# Commands within a sentence (`kelo …`) are compared with the help of the programs. The Python client, written only from
+# docs/protocol.md, runs, too.
 #
 # usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, signed or unsigned
 # Run from the top of the repository.
@@ -17,8 +18,9 @@
 source testing/script.sh
 
 top=$PWD
-trap 'stop_world; rm -rf "$folder"' EXIT
+trap 'stop_installation; rm -rf "$folder"' EXIT
 mac='' helper='' failed=0
+interpreter=$(readlink -e /usr/bin/python3) || printf 'skipped: the Python client, since there is no /usr/bin/python3\n'
 complain() { printf '%s\n' "$*"; failed=1; } # reports a place in a document
 
 documents() { find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort; }
@@ -45,22 +47,23 @@ stage() {
   cp "$folder/keys/anchor.pub" "$folder/staged/simulated-mac/"
   sign app.kelo.helper app.kelo.helper
   sign kelo app.kelo.Kelo
+  [ -z "$interpreter" ] || { cp "$interpreter" "$folder/staged/interpreter"; sign interpreter app.kelo.Kelo; }
 }
 sign() {
   "$folder/staged/simsign" sign "$folder/staged/$1" --identifier "$2" --team TESTTEAM01 --keys "$folder/keys" >/dev/null
 }
 
-start_world() {
-  rm -rf "$folder/world"
-  cp -a "$folder/staged" "$folder/world"
-  "$folder/world/simmac" serve >"$folder/mac.log" 2>&1 &
+start_installation() {
+  rm -rf "$folder/installation"
+  cp -a "$folder/staged" "$folder/installation"
+  "$folder/installation/simmac" serve >"$folder/mac.log" 2>&1 &
   mac=$!
-  wait_for "$folder/world/simmac" show
-  "$folder/world/app.kelo.helper" 2>"$folder/helper.log" &
+  wait_for "$folder/installation/simmac" show
+  "$folder/installation/app.kelo.helper" 2>"$folder/helper.log" &
   helper=$!
-  wait_for "$folder/world/kelo" version
+  wait_for "$folder/installation/kelo" version
 }
-stop_world() {
+stop_installation() {
   local process
   for process in $helper $mac; do
     kill "$process" 2>/dev/null || true
@@ -79,11 +82,19 @@ wait_for() {
 
 # run_block PLACE NUMBER: runs a block, of which every command must succeed.
 run_block() {
-  [ -n "$mac" ] || start_world
-  (cd "$folder/world" && PATH="$PWD:$PATH" timeout 60 bash -euo pipefail "$folder/blocks/$2.block") \
+  [ -n "$mac" ] || start_installation
+  (cd "$folder/installation" && PATH="$PWD:$PATH" timeout 60 bash -euo pipefail "$folder/blocks/$2.block") \
     >"$folder/output" 2>&1 </dev/null \
     || { complain "$1: this block fails:"; cat "$folder/blocks/$2.block" "$folder/output"; }
   ran=$((ran + 1))
+}
+
+# The helper checks the executable of a client, so a signed copy of the interpreter runs this one.
+run_python_client() {
+  start_installation
+  (cd "$folder/installation" && PYTHONHOME=/usr timeout 60 ./interpreter -B "$top/tests/docs/foreign_client.py") \
+    || complain "the Python client fails"
+  stop_installation
 }
 
 # --- spelling
@@ -145,9 +156,10 @@ while IFS= read -r document; do
     esac
   done < <(blocks "$document")
   while IFS= read -r command; do check_spelling "$document" "$command"; done < <(inline_commands "$document")
-  stop_world
+  stop_installation
 done < <(documents)
 cd "$top"
+[ -z "$interpreter" ] || run_python_client
 [ "$ran" -gt 0 ] || complain "no block was run"
 printf '%d blocks run, %d not run because of their mark\n' "$ran" "$marked"
 exit $failed

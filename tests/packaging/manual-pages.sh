@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Renders every manual page; fails on any warning and on a missing section.
 #
-# usage: pages.sh FILE...
+# usage: manual-pages.sh FILE...
 set -euo pipefail
 
 for page in "$@"; do

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Fails if the help, the manual page and the completions of a program name different commands or options.
 #
-# usage: words.sh MANUAL-FOLDER PROGRAM...
+# usage: same-words.sh MANUAL-FOLDER PROGRAM...
 set -euo pipefail
 
 manuals=$1

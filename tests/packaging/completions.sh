@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Checks the completions of kelo in each shell.
 #
-# usage: shells.sh KELO
+# usage: completions.sh KELO
 # shellcheck disable=SC2016 # the other shells expand the single-quoted text
 source testing/script.sh
 
