@@ -25,33 +25,34 @@ FanError errorOf(Action action) {
     return FanError::smcUnavailable();
 }
 
-class FanControl : public FanFixture {
+/// What the fan controller writes: manual mode, targets, and the hand-back.
+class FanCommands : public FanFixture {
 protected:
     FanController fans{exchange, clock, rights};
 
-    FanControl() { controller.clearLog(); }
+    FanCommands() { controller.clearLog(); }
 };
 
-TEST_F(FanControl, DoesNotTouchTheUnlockSwitchIfManualModeIsGrantedAtOnce) {
+TEST_F(FanCommands, DoesNotTouchTheUnlockSwitchIfManualModeIsGrantedAtOnce) {
     EXPECT_FALSE(fans.engageManual(1));
     EXPECT_THAT(writes(), ElementsAre("write F1Md 01"));
     EXPECT_EQ(clock.sleeps, 0);
 }
 
-TEST_F(FanControl, RefusesManualModeWithoutRoot) {
+TEST_F(FanCommands, RefusesManualModeWithoutRoot) {
     rights.root = false;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::needsRoot());
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
 
-TEST_F(FanControl, ReportsThatManualModeNeededTheUnlockSwitch) {
+TEST_F(FanCommands, ReportsThatManualModeNeededTheUnlockSwitch) {
     controller.setUnlockRule({true, 0});
     EXPECT_TRUE(fans.engageManual(0));
     EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01"));
     EXPECT_EQ(clock.sleeps, 0);
 }
 
-TEST_F(FanControl, RetriesManualModeEvery100Milliseconds) {
+TEST_F(FanCommands, RetriesManualModeEvery100Milliseconds) {
     controller.setUnlockRule({true, 0.95});
     EXPECT_TRUE(fans.engageManual(0));
     EXPECT_EQ(clock.sleeps, 10);
@@ -59,7 +60,7 @@ TEST_F(FanControl, RetriesManualModeEvery100Milliseconds) {
     EXPECT_EQ(controller.number("F0Md"), 1);
 }
 
-TEST_F(FanControl, ThrowsModeRejectedAfterFourSecondsOfRefusals) {
+TEST_F(FanCommands, ThrowsModeRejectedAfterFourSecondsOfRefusals) {
     controller.setUnlockRule({true, 1e9});
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
     EXPECT_GE(now, 4.0);
@@ -67,7 +68,7 @@ TEST_F(FanControl, ThrowsModeRejectedAfterFourSecondsOfRefusals) {
     EXPECT_EQ(controller.number("Ftst"), 1); // stays on until the fans are handed back
 }
 
-TEST_F(FanControl, ReportsTheCodeOfTheLastRetry) {
+TEST_F(FanCommands, ReportsTheCodeOfTheLastRetry) {
     controller.answer("F0Md", SMCCommand::writeBytes, 0x11);
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x11));
     controller.clearFaults();
@@ -75,7 +76,7 @@ TEST_F(FanControl, ReportsTheCodeOfTheLastRetry) {
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(-2));
 }
 
-TEST_F(FanControl, ReportsCodeZeroWhenThereIsNoTimeForARetry) {
+TEST_F(FanCommands, ReportsCodeZeroWhenThereIsNoTimeForARetry) {
     controller.setUnlockRule({true, 0});
     for (const double timeout : {0.0, -1.0}) {
         fans.unlockTimeout = timeout;
@@ -86,14 +87,14 @@ TEST_F(FanControl, ReportsCodeZeroWhenThereIsNoTimeForARetry) {
     }
 }
 
-TEST_F(FanControl, RespectsTheUnlockTimeout) {
+TEST_F(FanCommands, RespectsTheUnlockTimeout) {
     controller.setUnlockRule({true, 1e9});
     fans.unlockTimeout = 0.25;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
     EXPECT_EQ(clock.sleeps, 3);
 }
 
-TEST_F(FanControl, StopsRetryingAtTheDeadline) {
+TEST_F(FanCommands, StopsRetryingAtTheDeadline) {
     controller.setUnlockRule({true, 0.1}); // the try at the deadline would succeed
     fans.unlockTimeout = 0.1;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
@@ -101,7 +102,7 @@ TEST_F(FanControl, StopsRetryingAtTheDeadline) {
     EXPECT_THAT(writes(), ElementsAre("write F0Md 01 -> 0x82", "write Ftst 01", "write F0Md 01 -> 0x82"));
 }
 
-TEST_F(FanControl, ASlowUnlockSwitchDoesNotShortenTheRetries) {
+TEST_F(FanCommands, ASlowUnlockSwitchDoesNotShortenTheRetries) {
     controller.setUnlockRule({true, 1e9});
     InterposedExchange slow(exchange);
     slow.afterNext("write Ftst 01", [this] { now += 10; });
@@ -110,7 +111,7 @@ TEST_F(FanControl, ASlowUnlockSwitchDoesNotShortenTheRetries) {
     EXPECT_NEAR(now, 14.0, 0.11);
 }
 
-TEST_F(FanControl, RetriesEvenIfTheUnlockSwitchRefuses) {
+TEST_F(FanCommands, RetriesEvenIfTheUnlockSwitchRefuses) {
     controller.answer("Ftst", std::nullopt, 0x84);
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
@@ -118,14 +119,14 @@ TEST_F(FanControl, RetriesEvenIfTheUnlockSwitchRefuses) {
     EXPECT_EQ(writes().size(), 1U + static_cast<std::size_t>(clock.sleeps));
 }
 
-TEST_F(FanControl, UnlocksTheLockedLaptopInAboutASecond) {
+TEST_F(FanCommands, UnlocksTheLockedLaptopInAboutASecond) {
     Profile::named("locked")->defineKeys(controller);
     EXPECT_TRUE(fans.engageManual(0));
     EXPECT_NEAR(now, 1.0, 0.11);
     EXPECT_FALSE(fans.engageManual(1)); // the switch is on already
 }
 
-TEST_F(FanControl, ClampsATargetIntoTheFansRange) {
+TEST_F(FanCommands, ClampsATargetIntoTheFansRange) {
     const std::pair<double, double> targets[] = {{500, 1200},  {1200, 1200},   {3000.5, 3000.5},
                                                  {6000, 6000}, {6000.5, 6000}, {9000, 6000}};
     for (const auto& [asked, set] : targets) {
@@ -134,32 +135,32 @@ TEST_F(FanControl, ClampsATargetIntoTheFansRange) {
     }
 }
 
-TEST_F(FanControl, ClampsInfiniteTargetsAndPassesNaNThrough) {
+TEST_F(FanCommands, ClampsInfiniteTargetsAndPassesNaNThrough) {
     EXPECT_EQ(fans.setTarget(0, std::numeric_limits<double>::infinity()), 6000);
     EXPECT_EQ(fans.setTarget(0, -std::numeric_limits<double>::infinity()), 1200);
     EXPECT_TRUE(std::isnan(fans.setTarget(0, std::numeric_limits<double>::quiet_NaN())));
     EXPECT_TRUE(std::isnan(controller.number("F0Tg")));
 }
 
-TEST_F(FanControl, ReturnsTheTargetAsADoubleAndWritesItAsAFloat) {
+TEST_F(FanCommands, ReturnsTheTargetAsADoubleAndWritesItAsAFloat) {
     const double asked = 3000.1;
     EXPECT_EQ(fans.setTarget(0, asked), asked);
     EXPECT_EQ(controller.number("F0Tg"), static_cast<double>(static_cast<float>(asked)));
 }
 
-TEST_F(FanControl, SettingATargetDoesNotChangeTheMode) {
+TEST_F(FanCommands, SettingATargetDoesNotChangeTheMode) {
     fans.setTarget(1, 2000);
     EXPECT_THAT(controller.texts(),
                 ElementsAre("info F1Mn", "read F1Mn", "info F1Mx", "read F1Mx", "info F1Tg", "write F1Tg 0000fa44"));
 }
 
-TEST_F(FanControl, RefusesATargetWithoutRoot) {
+TEST_F(FanCommands, RefusesATargetWithoutRoot) {
     rights.root = false;
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::needsRoot());
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
 
-TEST_F(FanControl, ThrowsNoFansForATargetWithoutAValidRange) {
+TEST_F(FanCommands, ThrowsNoFansForATargetWithoutAValidRange) {
     for (const double max : {1200.0, 1199.5, -6000.0}) { // empty, and inverted
         controller.setNumber("F0Mx", max);
         EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans()) << max;
@@ -174,7 +175,7 @@ TEST_F(FanControl, ThrowsNoFansForATargetWithoutAValidRange) {
     EXPECT_THAT(writes(), IsEmpty());
 }
 
-TEST_F(FanControl, ThrowsTargetRejectedWithTheStatus) {
+TEST_F(FanCommands, ThrowsTargetRejectedWithTheStatus) {
     controller.answer("F0Tg", SMCCommand::writeBytes, 0xFF);
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(255));
     controller.clearFaults();
@@ -185,7 +186,7 @@ TEST_F(FanControl, ThrowsTargetRejectedWithTheStatus) {
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(-3));
 }
 
-TEST_F(FanControl, CutsTheKeyOfAnyFanIndexToFourCharacters) {
+TEST_F(FanCommands, CutsTheKeyOfAnyFanIndexToFourCharacters) {
     const std::pair<int, const char*> keys[] = {
         {10, "F10M"}, {100'000, "F100"}, {-10'000, "F-10"}, {INT_MAX, "F214"}, {INT_MIN, "F-21"}};
     for (const auto& [index, key] : keys) {
@@ -195,12 +196,12 @@ TEST_F(FanControl, CutsTheKeyOfAnyFanIndexToFourCharacters) {
     }
 }
 
-TEST_F(FanControl, HandingBackWritesAllModesAndThenTheUnlockSwitch) {
+TEST_F(FanCommands, HandingBackWritesAllModesAndThenTheUnlockSwitch) {
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write F1Md 00", "write Ftst 00"));
 }
 
-TEST_F(FanControl, HandingBackTriesEveryFanEvenIfOthersRefuse) {
+TEST_F(FanCommands, HandingBackTriesEveryFanEvenIfOthersRefuse) {
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     controller.setNumber("F1Md", 1);
     controller.setNumber("Ftst", 1);
@@ -210,21 +211,21 @@ TEST_F(FanControl, HandingBackTriesEveryFanEvenIfOthersRefuse) {
     EXPECT_EQ(controller.number("Ftst"), 0);
 }
 
-TEST_F(FanControl, HandingBackWithoutRightsSurvivesRefusedWrites) {
+TEST_F(FanCommands, HandingBackWithoutRightsSurvivesRefusedWrites) {
     rights.root = false;
     exchange.isRoot = false;
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00 -> failed", "write F1Md 00 -> failed", "write Ftst 00 -> failed"));
 }
 
-TEST_F(FanControl, HandingBackSurvivesADisconnectedController) {
+TEST_F(FanCommands, HandingBackSurvivesADisconnectedController) {
     for (int i = 1; i <= 6; ++i)
         controller.failExchange(i);
     fans.restoreAuto();
     EXPECT_THAT(writes(), IsEmpty());
 }
 
-TEST_F(FanControl, HandingBackReleasesEngagedFans) {
+TEST_F(FanCommands, HandingBackReleasesEngagedFans) {
     Profile::named("locked")->defineKeys(controller);
     fans.engageManual(0);
     fans.engageManual(1);
