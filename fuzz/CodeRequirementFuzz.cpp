@@ -1,4 +1,4 @@
-// The input as a requirement; and its lines as identifier and team that a requirement is put together from.
+// Parses the input as a requirement. Also composes a requirement from its lines, as identifier and team.
 
 #include <algorithm>
 #include <string>
@@ -20,12 +20,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto team = text.substr(std::min(lineEnd + 1, text.size()));
     const auto requirement = CodeRequirement::parse(kelo::SigningIdentity::requirement(identifier, team));
     const bool isPlain = (identifier + team).find_first_of("\"\\") == std::string::npos;
-    mustHold(requirement.has_value() == isPlain, "names without double quotes and backslashes parse, others do not");
+    mustHold(requirement.has_value() == isPlain, "names parse if they have no double quotes and backslashes");
     if (requirement) {
-        mustHold(requirement->isSatisfiedBy({identifier, team}), "what was asked for satisfies");
+        mustHold(requirement->isSatisfiedBy({identifier, team}), "the required names satisfy it");
         mustHold(!requirement->isSatisfiedBy({identifier + "x", team}) &&
                      !requirement->isSatisfiedBy({identifier, team + "x"}),
-                 "nothing else does");
+                 "other names do not satisfy it");
     }
     return 0;
 }

@@ -1,5 +1,5 @@
-// A whole file, as a hostile peer can run it, against an anchor whose key nobody has: the only identities that may come
-// out are those of the seeds, which fuzz/sign-seeds.sh makes.
+// Verifies a whole file of a hostile peer with an anchor whose private key was deleted. Only the identities of the
+// seeds, which fuzz/sign-seeds.sh creates, may be accepted.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -14,7 +14,7 @@ using kelo::mustHold;
 
 namespace {
 
-/// The input as a file of its own.
+/// Returns a file with the input.
 int fileOf(const std::uint8_t* data, std::size_t size) {
     static const kelo::FileDescriptor file(::memfd_create("input", MFD_CLOEXEC));
     const bool isWritten =
@@ -32,6 +32,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (verdict.identity)
         mustHold(*verdict.identity == CodeIdentity{"app.kelo.Kelo", "ABCDE12345"} ||
                      *verdict.identity == CodeIdentity{"a \"b\"", "O\"U"},
-                 "nobody is taken for somebody who never signed");
+                 "only signed identities are accepted");
     return 0;
 }

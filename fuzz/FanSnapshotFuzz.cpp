@@ -1,4 +1,4 @@
-// The input as the JSON of a snapshot.
+// Decodes the input as the JSON of a snapshot.
 
 #include <optional>
 
@@ -24,10 +24,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto snapshot = decoded({data, data + size});
     if (!snapshot)
         return 0;
-    // From here on nothing may throw: what was read can be written and read again, unless it was so near to the limit
-    // that "1" becoming "1.0" is too much.
+    // Encoding and decoding again must not throw, unless "1" becoming "1.0" exceeds the maximum size.
     const auto json = snapshot->encoded();
     if (json.size() <= FanSnapshot::maximumSize)
-        mustHold(FanSnapshot::decoded(json) == *snapshot, "what was read is written and read as the same");
+        mustHold(FanSnapshot::decoded(json) == *snapshot, "encoding and decoding preserve the snapshot");
     return 0;
 }

@@ -5,12 +5,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// What a fuzz target defines. Returns 0; ends the process when the code under test breaks a promise.
+/// The function of a fuzz target. Returns 0, or ends the process if the code under test breaks a promise.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace kelo {
 
-/// For what has to hold for every input. Not an assertion of the C library: those vanish from optimised builds.
+/// Ends the process if a condition does not hold. Unlike `assert`, works in optimised builds.
 inline void mustHold(bool condition, const char* what) {
     if (condition)
         return;

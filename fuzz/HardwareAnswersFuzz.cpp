@@ -1,5 +1,5 @@
-// The input as the simulated Mac's answer to a look at its lid. What it says of the controller and of power needs no
-// decoding, and what follows from it has targets of its own: smc_replies and power_messages.
+// Decodes the input as the simulated Mac's answer about its lid. Its records about the controller and power need no
+// decoding; smc_replies and power_messages fuzz their handling.
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
-// The input as the life of a hold: messages of the power domain, in any order and number, between ticks, movements of
-// the lid and exchanges that fail.
+// Interprets the input as events of a hold: messages of the power domain, in any order and number, mixed with ticks,
+// movements of the lid and failing exchanges.
 
 #include <algorithm>
 #include <functional>
@@ -23,7 +23,7 @@ namespace {
 using kelo::mustHold;
 using kelo::PowerMessage;
 
-/// A hold on a laptop, and what happens to it: two bytes for each event.
+/// A hold on a laptop. Two bytes of input define an event.
 class Life {
 public:
     Life() {
@@ -58,18 +58,18 @@ public:
     }
 
 private:
-    /// Sends a message; returns the numbers that were acknowledged.
+    /// Sends a message and returns the acknowledged numbers.
     std::vector<std::intptr_t> acknowledgementsOf(PowerMessage message, std::intptr_t notificationID) {
         const auto before = std::ssize(power_.allowed());
         power_.send(message, notificationID);
         return {power_.allowed().begin() + before, power_.allowed().end()};
     }
-    /// Sends a message; returns whether it was acknowledged, once and by its own number.
+    /// Sends a message and returns whether it was acknowledged once, with its own number.
     bool isAcknowledged(PowerMessage message, std::intptr_t notificationID) {
         return acknowledgementsOf(message, notificationID) == std::vector{notificationID};
     }
     void fallAsleep(std::intptr_t notificationID) {
-        mustHold(isAcknowledged(PowerMessage::systemWillSleep, notificationID), "sleep is not held up");
+        mustHold(isAcknowledged(PowerMessage::systemWillSleep, notificationID), "sleep is acknowledged");
         mustHold(isFaulty_ || !isAnyFanManual(), "no fan is held during sleep");
     }
     void moveLid(std::uint8_t detail) {
@@ -95,7 +95,7 @@ private:
     std::shared_ptr<kelo::FanHold> hold_ = std::make_shared<kelo::FanHold>(
         std::make_shared<kelo::FanController>(exchange_, clock_, rights_), 0.5, true, queue_, lid_);
     kelo::PowerWatch watch_{power_, [this] { hold_->systemWillSleep(); }, [this] { hold_->systemDidWake(); }};
-    bool isFaulty_ = false; ///< Some exchange has failed, or will.
+    bool isFaulty_ = false; ///< An exchange has failed or will fail.
 };
 
 } // namespace

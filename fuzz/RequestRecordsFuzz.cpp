@@ -1,4 +1,4 @@
-// Takes the input for a message on the service's socket: from a client, and from a helper.
+// Decodes the input as a message on the service's socket, from a client and from a helper.
 
 #include <algorithm>
 
@@ -10,7 +10,7 @@ namespace {
 using kelo::mustHold;
 namespace records = kelo::request_records;
 
-constexpr std::uint64_t number = 1; // of the request
+constexpr std::uint64_t number = 1; // request number
 
 template <typename Request>
 void readAsAnswer(records::Bytes message) {

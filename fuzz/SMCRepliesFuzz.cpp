@@ -1,4 +1,4 @@
-// The input as what a controller answers: for each exchange a byte that says whether it succeeds, and a reply.
+// Interprets the input as answers of a controller: for each exchange, a byte for success or failure, and a reply.
 
 #include <algorithm>
 #include <cmath>
@@ -37,7 +37,7 @@ private:
     std::size_t left_;
 };
 
-/// Time passes with each look, so that no retry lasts.
+/// A clock that advances with each call, so that retries end soon.
 class HurriedClock : public kelo::Clock {
 public:
     double now() override { return now_ += 1; }
@@ -56,7 +56,7 @@ void useEverything(kelo::FanController& controller) {
     try {
         controller.engageManual(0);
         const double target = controller.setTarget(0, 3000);
-        mustHold(!std::isnan(target), "a target that is a number stays one");
+        mustHold(!std::isnan(target), "a target is never NaN");
     } catch (const kelo::FanError& error) {
         mustHold(!error.errorDescription().empty(), "an error has a text");
     }

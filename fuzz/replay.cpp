@@ -1,4 +1,4 @@
-// Runs a fuzz target on inputs that there are, where no fuzzer is linked: each argument is a file or a folder of files.
+// Runs a fuzz target on existing inputs in builds without a fuzzer. Each argument is a file or a folder of files.
 
 #include <algorithm>
 #include <cstdio>
@@ -31,7 +31,7 @@ void run(const fs::path& path) {
     file.open(path, std::ios::binary);
     const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
     std::printf("%s\n", path.filename().c_str());
-    std::fflush(stdout); // so that the last line names the input that ended the process
+    std::fflush(stdout); // so that the last line names the input of a crash
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 

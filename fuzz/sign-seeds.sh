@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Replaces the seeds of fuzz_code_signature and their trust anchor. The private keys are removed, so that no input but
-# these files can ever verify.
+# Replaces the seeds of fuzz_code_signature and their trust anchor. Deletes the private keys, so that only these files can
+# ever verify.
 #
 # usage: fuzz/sign-seeds.sh SIMSIGN, from the top of the repository
 set -euo pipefail
