@@ -10,7 +10,7 @@ std::unique_ptr<HelperConnection> connectToHelper() {
     SecuritySigningInformation signature;
     const auto team = SigningIdentity::ownTeamID(signature);
     if (!team)
-        throw HelperUnreachable("This program isn't signed, so the helper would not talk to it.");
+        throw HelperUnreachable("This program isn't signed, so the helper would refuse it.");
     return makeXPCHelperConnection(KeloHelper::machServiceName,
                                    SigningIdentity::requirement(SigningIdentity::helperIdentifier, *team));
 }

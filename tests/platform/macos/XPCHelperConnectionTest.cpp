@@ -108,7 +108,7 @@ TEST_F(XPCHelperConnectionTest, SendsNothingToAnImpostor) {
 
 TEST_F(XPCHelperConnectionTest, DoesNotConnectIfUnsigned) {
     doubles::ownSignature().team = std::nullopt;
-    EXPECT_EQ(reasonOfFailure(), "This program isn't signed, so the helper would not talk to it.");
+    EXPECT_EQ(reasonOfFailure(), "This program isn't signed, so the helper would refuse it.");
     EXPECT_EQ(journal().live("NSXPCConnection"), 0);
 }
 

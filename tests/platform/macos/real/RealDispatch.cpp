@@ -26,8 +26,8 @@ void __tsan_acquire(void* address);
 void __tsan_release(void* address);
 
 /// Read by the thread sanitizer, which cannot see how the libraries synchronize. Ignores libdispatch's own accesses to
-/// memory and descriptors, CoreFoundation's initialisation of new objects, and CoreFoundation's locks, which
-/// libdispatch partly takes unseen. Still reports data races in the handlers.
+/// memory and descriptors, CoreFoundation's initialisation of new objects, and CoreFoundation's locks, some of which
+/// libdispatch takes. Still reports data races in the handlers.
 const char* __tsan_default_suppressions();
 const char* __tsan_default_suppressions() {
     return "called_from_lib:libdispatch.so\nrace:_CFRuntimeCreateInstance\nmutex:libFoundation.so\n";
