@@ -6,30 +6,12 @@
 
 #include <cstdlib>
 #include <functional>
-#include <new>
 
 #include "bench/machine/MachineInMemory.h"
 #include "platform/linux/signing/CodeSignature.h"
 #include "platform/linux/signing/TrustAnchor.h"
 #include "platform/posix/FileDescriptor.h"
 #include "protocol/FanSnapshot.h"
-
-namespace {
-
-std::size_t allocations = 0; // of the one thread that the program has
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size == 0 ? 1 : size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept { std::free(memory); }
-
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace kelo::bench {
 namespace {
@@ -76,12 +58,12 @@ void quietTick(benchmark::State& state) {
     QuietMachine machine;
     for (int i = 0; i < 10; ++i)
         machine.tick(); // the window of chip readings is full, and what is kept has been allocated
-    const auto allocated = allocations;
+    const auto allocated = allocationsSoFar();
     const auto exchanged = machine.controller.exchanges;
     for (auto _ : state)
         machine.tick();
     const auto ticks = static_cast<double>(state.iterations());
-    state.counters["allocations"] = static_cast<double>(allocations - allocated) / ticks;
+    state.counters["allocations"] = static_cast<double>(allocationsSoFar() - allocated) / ticks;
     state.counters["exchanges"] = static_cast<double>(machine.controller.exchanges - exchanged) / ticks;
 }
 BENCHMARK(quietTick);

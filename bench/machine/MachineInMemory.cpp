@@ -1,6 +1,28 @@
 #include "bench/machine/MachineInMemory.h"
 
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::size_t allocations = 0; // of the one thread that the program has
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* const memory = std::malloc(size == 0 ? 1 : size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
 namespace kelo::bench {
+
+std::size_t allocationsSoFar() { return allocations; }
 
 bool ControllerInMemory::exchange(std::uint32_t, const SMCKeyData& request, SMCKeyData& reply) noexcept {
     ++exchanges;

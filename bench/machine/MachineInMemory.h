@@ -20,6 +20,9 @@
 
 namespace kelo::bench {
 
+/// How often the process has allocated memory so far, in a program that links this: its operators new count.
+std::size_t allocationsSoFar();
+
 /// The least that a controller can be: two fans and a chip, found in a table. What an exchange costs with it is the
 /// cost of the call and of the record. Exchanges are made out of the compiler's sight, as with any real controller.
 class ControllerInMemory : public SMCExchange {

@@ -181,7 +181,7 @@ Model::Refusal Model::holdOnMain(const requests::Hold& asked) {
     fresh.isSleeping = isAsleep_;
     fresh.handsBackOnLidClose = asked.handsBackOnLidClose;
     session_ = fresh;
-    const Refusal refusal = startHold(*session_);
+    Refusal refusal = startHold(*session_);
     if (refusal) {
         restoreAuto(); // nobody would watch the fans that it has already switched
         session_.reset();
