@@ -54,7 +54,7 @@ TEST_F(Admission, ClientsOfAnotherIdentifierOrTeamAreCutOff) {
         {appIdentifier, "ZZZZZ99999"},
         {appIdentifier, "ABCDE12345\" or anchor apple generic and identifier \"app.kelo.Kelo"}};
     for (const auto& [identifier, byTeam] : names) {
-        SCOPED_TRACE(identifier + " of " + byTeam);
+        SCOPED_TRACE(::testing::Message() << identifier << " of " << byTeam);
         sign("other", identifier, byTeam);
         expectCutOff("other");
     }
