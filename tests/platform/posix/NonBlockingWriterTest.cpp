@@ -13,7 +13,6 @@
 namespace kelo {
 namespace {
 
-
 /// More than is written where the room is not known.
 const std::string text(2000, 'x');
 

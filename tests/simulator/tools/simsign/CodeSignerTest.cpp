@@ -13,7 +13,6 @@
 namespace kelo {
 namespace {
 
-
 struct stat statusOf(const std::filesystem::path& path) {
     struct stat status {};
     EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
