@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-// How each type of a member travels. The names of the functions are the library's.
+// How each type of member is serialized. The library prescribes the function names.
 // NOLINTBEGIN(readability-identifier-naming)
 namespace nlohmann {
 
@@ -76,7 +76,7 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AnswerSlowly, seconds)
 
 namespace {
 
-/// A map of one entry: the name of the call or answer, and its members. CBOR carries every double.
+/// A map with one entry: the name of the call or answer, and its members. CBOR can encode every double.
 template <typename Any>
 std::vector<std::uint8_t> encodeAny(const Any& any) {
     return std::visit(
@@ -86,11 +86,11 @@ std::vector<std::uint8_t> encodeAny(const Any& any) {
         any);
 }
 
-/// The alternative of that name, the `index`-th or one of those after it.
+/// The alternative of that name. Searches from the `index`-th one on.
 template <typename Any, std::size_t index = 0>
 Any alternativeNamed(const std::string& name, const nlohmann::json& members) {
     if constexpr (index == std::variant_size_v<Any>) {
-        throw std::invalid_argument("there is nothing of that name");
+        throw std::invalid_argument("there is no call or answer of that name");
     } else {
         using Alternative = std::variant_alternative_t<index, Any>;
         return name == Alternative::name ? members.get<Alternative>() : alternativeNamed<Any, index + 1>(name, members);
@@ -101,15 +101,15 @@ template <typename Any>
 Any decodeAny(std::span<const std::uint8_t> bytes) {
     const auto message = nlohmann::json::from_cbor(bytes, true, false);
     if (!message.is_object() || message.size() != 1)
-        throw std::invalid_argument("that is not one name with its members");
-    const auto said = message.begin();
+        throw std::invalid_argument("the message is not one name with its members");
+    const auto named = message.begin();
     try {
-        // The library would round a number to what fits, and ignore a member or a name that it does not know.
-        if (auto any = alternativeNamed<Any>(said.key(), said.value()); std::ranges::equal(encodeAny(any), bytes))
+        // The library would round a number to fit its type and ignore unknown members and names.
+        if (auto any = alternativeNamed<Any>(named.key(), named.value()); std::ranges::equal(encodeAny(any), bytes))
             return any;
     } catch (const nlohmann::json::exception&) {
     }
-    throw std::invalid_argument("a member of \"" + said.key() + "\" is missing, unknown or of another kind");
+    throw std::invalid_argument("a member of \"" + named.key() + "\" is missing, unknown or of the wrong type");
 }
 
 } // namespace

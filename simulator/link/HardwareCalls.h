@@ -13,8 +13,8 @@
 
 namespace kelo {
 
-/// The calls that drive the simulated Mac, and its answers, each as a type with its name on the wire. The members have
-/// the same names on the wire as here. What the helper exchanges with the Mac is in `mac_wire`.
+/// The calls that drive the simulated Mac and its answers. Each type has its name on the wire; the members have the
+/// same names on the wire as here. The messages between the helper and the Mac are in `mac_wire`.
 namespace hardware_calls {
 
 // --- the answers
@@ -23,22 +23,22 @@ struct Done {
     static constexpr auto name = "done";
 };
 
-/// The answer to any call that was refused and has changed nothing.
+/// The answer to a call that was refused and has changed nothing.
 struct Refused {
     static constexpr auto name = "refused";
-    std::string sentence; ///< Says why.
+    std::string sentence; ///< The reason.
 };
 
 struct FanState {
     int index = 0;
-    std::optional<double> currentRPM; ///< Each is nullopt if its key is missing.
+    std::optional<double> currentRPM; ///< Each value is nullopt if its key is missing.
     std::optional<double> minRPM;
     std::optional<double> maxRPM;
     std::optional<double> targetRPM;
     bool isManual = false;
 };
 
-/// A write that the controller has carried out.
+/// A successful write to the controller.
 struct Write {
     double time = 0; ///< Seconds since the Mac was started.
     std::string key;
@@ -59,10 +59,10 @@ struct MacState {
 
 struct SleepReport {
     static constexpr auto name = "sleepReport";
-    double seconds = 0;         ///< From the announcement that the Mac will sleep to the last acknowledgement.
-    int acknowledged = 0;       ///< Clients that acknowledged it.
-    int missing = 0;            ///< Clients that did not in time.
-    std::vector<FanState> fans; ///< When the last acknowledgement came.
+    double seconds = 0;         ///< From the announcement of sleep to the last acknowledgement.
+    int acknowledged = 0;       ///< Clients that acknowledged it in time.
+    int missing = 0;            ///< Clients that did not.
+    std::vector<FanState> fans; ///< Their states when the last acknowledgement arrived.
 };
 
 using AnyAnswer = std::variant<Done, Refused, MacState, SleepReport>;
@@ -80,11 +80,11 @@ struct SetLid {
     ClamshellProperty state;
 };
 
-/// Answered when the Mac is asleep, which takes up to a minute.
+/// The answer arrives when the Mac is asleep, which takes up to a minute.
 struct Sleep {
     using Answer = SleepReport;
     static constexpr auto name = "sleep";
-    bool now = false; ///< Without asking first whether it may.
+    bool now = false; ///< Without asking the clients first whether it may.
 };
 
 struct Wake {
@@ -106,7 +106,7 @@ struct SetKey {
     std::optional<double> value;
 };
 
-/// Takes a fan to a speed; nullopt hands it back to the system.
+/// Sets a fan's speed; nullopt hands the fan back to the system.
 struct Interfere {
     using Answer = Done;
     static constexpr auto name = "interfere";
@@ -114,16 +114,16 @@ struct Interfere {
     std::optional<double> rpm;
 };
 
-// --- faults, each until `ClearFaults` unless it says otherwise
+// --- faults: each lasts until `ClearFaults` unless its comment says otherwise
 
-/// Once: the `n`-th exchange from now fails, 1 being the next.
+/// Makes one exchange fail: the `n`-th from now (1 is the next).
 struct FailExchange {
     using Answer = Done;
     static constexpr auto name = "failExchange";
     int n = 1;
 };
 
-/// Exchanges, on `key` and of `command` if given, are answered with `result` instead of being carried out.
+/// Answers exchanges with `result` instead of performing them: only those on `key` and of `command` if given.
 struct AnswerWith {
     using Answer = Done;
     static constexpr auto name = "answerWith";
@@ -146,14 +146,14 @@ struct ReportType {
     std::string type; ///< Padded with blanks to four characters.
 };
 
-/// For good.
+/// Removes a key permanently.
 struct RemoveKey {
     using Answer = Done;
     static constexpr auto name = "removeKey";
     std::string key;
 };
 
-/// Every exchange is answered late.
+/// Delays the reply to every exchange.
 struct AnswerSlowly {
     using Answer = Done;
     static constexpr auto name = "answerSlowly";
@@ -173,12 +173,12 @@ using AnyCall = std::variant<Show, SetLid, Sleep, Wake, SetLoad, SetKey, Interfe
 std::vector<std::uint8_t> encode(const AnyCall& call);
 std::vector<std::uint8_t> encode(const AnyAnswer& answer);
 
-/// Throw `std::invalid_argument`, a clause that says why, for bytes that `encode` would not have made. For bytes of the
-/// Mac's owner only: the depth of nested values is not limited.
+/// Throw `std::invalid_argument`, whose text is a clause with the reason, for bytes that `encode` cannot produce. The
+/// bytes must come from the Mac's owner, since the nesting depth is not limited.
 AnyCall decodeCall(std::span<const std::uint8_t> bytes);
 AnyAnswer decodeAnswer(std::span<const std::uint8_t> bytes);
 
-/// In JSON, for people and scripts.
+/// JSON for users and scripts.
 std::string toJSON(const MacState& state);
 
 } // namespace hardware_calls

@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// A call could not be carried out. `what()` is one sentence that says why.
+/// A call failed. `what()` is one sentence with the reason.
 class CallFailed : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -21,24 +21,25 @@ public:
     using CallFailed::CallFailed;
 };
 
-/// A connection that drives the simulated Mac: calls that wait for their answer. One thread.
+/// A connection that drives the simulated Mac with blocking calls. Single-threaded.
 class HardwareLink {
 public:
     /// The socket for calls in the simulated Mac's folder.
     static constexpr const char* socketName = "calls.socket";
 
-    /// nullptr when no simulated Mac runs in `folder`, an open descriptor, or it does not accept the connection.
+    /// Connects to the simulated Mac in `folder`, an open descriptor. nullptr if none runs there or it does not accept
+    /// the connection.
     static std::unique_ptr<HardwareLink> connect(int folder);
 
-    /// Makes a call and waits for the answer, for up to 90 s: a Mac that goes to sleep waits twice 30 s for its
-    /// clients. Throws `CallRefused`; `CallFailed` when the Mac has gone, does not answer or answers something else;
-    /// and `std::invalid_argument` when the answer cannot be decoded.
+    /// Makes a call and waits up to 90 s for the answer, since a Mac that goes to sleep waits twice 30 s for its
+    /// clients. Throws `CallRefused`; `CallFailed` if the Mac has stopped, does not answer or sends an unexpected
+    /// answer; and `std::invalid_argument` if the answer cannot be decoded.
     template <typename Call>
     typename Call::Answer call(const Call& call) {
         auto answer = answerTo(call);
         if (auto* expected = std::get_if<typename Call::Answer>(&answer))
             return std::move(*expected);
-        throw CallFailed("The simulated Mac answered something else.");
+        throw CallFailed("The simulated Mac sent an unexpected answer.");
     }
 
 private:
@@ -49,7 +50,7 @@ private:
     hardware_calls::AnyAnswer answerTo(const hardware_calls::AnyCall& call);
 
     FileDescriptor socket_;
-    /// Uninitialised: only what is received is ever touched.
+    /// Uninitialised, so that only the pages that receive data are touched.
     const std::unique_ptr<std::uint8_t[]> buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(maximumAnswerSize);
 };
 

@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// A kind of Mac: what its controller holds and how it behaves.
+/// A kind of Mac: its fans, its keys and how its controller behaves.
 struct Profile {
     struct FanRange {
         double minRPM;
@@ -18,19 +18,19 @@ struct Profile {
     };
 
     std::string name;
-    std::string summary; ///< One line for the command line's help.
+    std::string summary; ///< One line for the help text.
     std::vector<FanRange> fans;
     std::uint32_t speedType; ///< Type of the fans' speed keys.
-    std::string chipKey;     ///< The chip sensor that it has.
+    std::string chipKey;     ///< Key of its chip sensor.
     SimulatedController::UnlockRule unlock;
     bool hasLid;
 
     static const std::vector<Profile>& all();
     static std::vector<std::string> names();
-    /// None for an unknown name.
+    /// nullopt for an unknown name.
     static std::optional<Profile> named(std::string_view name);
 
-    /// Defines the keys of this kind of Mac, every fan idle at its minimum under automatic control.
+    /// Defines the keys of this kind of Mac. Every fan is automatic and turns at its minimum speed.
     void defineKeys(SimulatedController& controller) const;
 };
 

@@ -23,7 +23,7 @@ void RootPowerDomain::removeClient(int client) {
 
 void RootPowerDomain::acknowledge(int client, std::int64_t notificationID) {
     if (notificationID != notificationID_ || awaited_.erase(client) == 0)
-        return; // late, or twice
+        return; // it is late or a duplicate
     ++acknowledged_;
     endRoundIfComplete();
 }
@@ -60,7 +60,7 @@ void RootPowerDomain::startRound(Announcement announcement) {
 
 void RootPowerDomain::announce(Announcement announcement) {
     const auto notificationID = ++notificationID_;
-    const auto clients = clients_; // one may go away meanwhile
+    const auto clients = clients_; // a copy, since `send` may remove clients
     for (const auto& [client, send] : clients)
         send(announcement, notificationID);
 }

@@ -11,12 +11,12 @@ namespace kelo {
 class MainQueue;
 class Timer;
 
-/// The root power domain of a simulated Mac: announces sleep and wake to registered clients, and waits for each
-/// acknowledgement of sleep as a real one does.
+/// The root power domain of a simulated Mac: announces sleep and wake to registered clients and, as on a real Mac,
+/// waits until each of them has acknowledged the announcement of sleep.
 class RootPowerDomain {
 public:
     enum class Announcement {
-        canSystemSleep, ///< Asks whether it may.
+        canSystemSleep, ///< Asks whether the system may sleep.
         systemWillSleep,
         systemWillPowerOn,
         systemHasPoweredOn,
@@ -27,9 +27,9 @@ public:
     using Send = std::function<void(Announcement announcement, std::int64_t notificationID)>;
 
     struct SleepReport {
-        double seconds;   ///< From the announcement that it will sleep to the last acknowledgement.
-        int acknowledged; ///< Clients that acknowledged it.
-        int missing;      ///< Clients that did not in time.
+        double seconds;   ///< From `systemWillSleep` to the last acknowledgement.
+        int acknowledged; ///< Clients that acknowledged it in time.
+        int missing;      ///< Clients that did not.
     };
 
     /// `queue` is borrowed. `now` returns seconds.
@@ -38,22 +38,22 @@ public:
 
     /// Registers a client; returns its number.
     int addClient(Send send);
-    /// A client that goes away is not waited for.
+    /// Stops waiting for the client's acknowledgement.
     void removeClient(int client);
     std::size_t clientCount() const { return clients_.size(); }
 
     void acknowledge(int client, std::int64_t notificationID);
 
     enum class Cause {
-        idleness, ///< Everybody is asked first whether the system may sleep.
-        demand,   ///< As by the lid or the menu: it is only announced.
+        idleness, ///< Clients are asked first whether the system may sleep.
+        demand,   ///< Sleep is only announced, as when the lid is closed or the user chooses it.
     };
 
-    /// Announces that the system will sleep; `onAsleep` is called when the last acknowledgement has come or timed out.
-    /// Does nothing, and returns false, while asleep or about to be.
+    /// Announces that the system will sleep; calls `onAsleep` when the last acknowledgement has arrived or timed out.
+    /// Does nothing and returns false if the system is asleep or already going to sleep.
     bool sleep(Cause cause, std::function<void(const SleepReport&)> onAsleep);
 
-    /// Announces that the system will power on, and has. Returns false while awake.
+    /// Announces that the system will power on and then that it has. Returns false if the system is not asleep.
     bool wake();
 
     bool isAsleep() const { return state_ == State::asleep; }
@@ -72,7 +72,7 @@ private:
     int nextClient_ = 1;
     std::int64_t notificationID_ = 0;
     State state_ = State::awake;
-    std::set<int> awaited_; ///< Clients whose acknowledgement of this round is missing.
+    std::set<int> awaited_; ///< Clients that have not acknowledged this announcement yet.
     int acknowledged_ = 0;
     double roundStart_ = 0;
     std::unique_ptr<Timer> timeout_;

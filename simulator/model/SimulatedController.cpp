@@ -26,7 +26,7 @@ bool isModeKey(std::uint32_t code) {
     return name[0] == 'F' && name[1] >= '0' && name[1] <= '9' && name.ends_with("Md");
 }
 
-/// The whole number nearest to `value` in 0...`max`, which the caller's integer type holds; 0 for NaN.
+/// The integer in 0...`max` that is nearest to `value`; 0 for NaN.
 double wholeNumber(double value, double max) {
     return std::isnan(value) ? 0.0 : std::clamp(std::round(value), 0.0, max);
 }
@@ -212,7 +212,7 @@ void SimulatedController::readBytes(const SMCKeyData& request, const SimulatedKe
 }
 
 void SimulatedController::writeBytes(const SMCKeyData& request, SimulatedKey& key, SMCKeyData& reply) {
-    // A key of size 0 has nothing to store, and clients write it with one byte.
+    // Clients write a key of size 0 with one byte, which is not stored.
     const auto size = std::max<std::uint32_t>(announcedSize(request.key, key), 1);
     if ((key.attributes & writable) == 0) {
         reply.result = notWritable;
@@ -230,7 +230,7 @@ void SimulatedController::writeBytes(const SMCKeyData& request, SimulatedKey& ke
     followUnlockSwitch(request.key);
 }
 
-/// Whoever has changed a key, the switch takes effect by what it holds now.
+/// Notes when the unlock switch was turned on, if the changed key is that switch.
 void SimulatedController::followUnlockSwitch(std::uint32_t changed) {
     if (changed != smcCode("Ftst"))
         return;

@@ -16,7 +16,7 @@
 
 namespace kelo {
 
-/// A key as the simulated controller keeps it.
+/// A key of the simulated controller.
 struct SimulatedKey {
     std::uint32_t type = 0;
     std::uint32_t size = 0;
@@ -24,22 +24,22 @@ struct SimulatedKey {
     std::array<std::uint8_t, 32> bytes{};
 };
 
-/// One exchange as the controller saw it.
+/// One logged exchange.
 struct ExchangeRecord {
-    double time; ///< Seconds, by the controller's clock.
+    double time; ///< Seconds on the controller's clock.
     SMCKeyData request;
-    std::optional<SMCKeyData> reply; ///< None when the exchange failed at the platform's level.
+    std::optional<SMCKeyData> reply; ///< nullopt if the platform failed the exchange.
 
     std::string key() const;
-    /// "info F0Md", "read F0Md" or "write F0Md 01", followed by " -> failed" or " -> 0x84" when it did not succeed.
+    /// "info F0Md", "read F0Md" or "write F0Md 01", followed by " -> failed" or a result such as " -> 0x84" on failure.
     std::string text() const;
 };
 
-/// The System Management Controller of a simulated Mac: typed keys behind the 80-byte exchange, fans' manual mode
-/// behind the unlock switch, a log of every record both ways, and faults.
+/// The System Management Controller of a simulated Mac: typed keys that are read and written with 80-byte records, an
+/// unlock switch that guards the fans' manual mode, a log of every exchange, and faults.
 ///
-/// As strict as the real one: a read or write must announce the key's size, an unknown key answers 0x84. No thread of
-/// its own; the owner serialises.
+/// It is as strict as a real controller: a read or write must announce the key's size, and an unknown key is answered
+/// with 0x84. Not thread-safe.
 class SimulatedController {
 public:
     static constexpr std::uint8_t keyNotFound = 0x84;
@@ -47,7 +47,7 @@ public:
     static constexpr std::uint8_t notWritable = 0x86;
     static constexpr std::uint8_t sizeMismatch = 0x87;
     static constexpr std::uint8_t badCommand = 0x82;
-    /// The result of a mode write while the controller manages cooling itself.
+    /// Result of a mode write while manual mode is locked.
     static constexpr std::uint8_t modeRefused = 0x82;
 
     static constexpr std::uint8_t readable = 0x80;
@@ -55,41 +55,41 @@ public:
 
     /// How a controller guards manual mode.
     struct UnlockRule {
-        bool isRequired = false; ///< Manual mode is refused until "Ftst" is on.
-        double grantDelay = 0;   ///< Seconds for which "Ftst" must have been on.
+        bool isRequired = false; ///< Manual mode is refused unless "Ftst" is on.
+        double grantDelay = 0;   ///< How long "Ftst" must have been on, in seconds.
     };
 
-    /// `now` returns seconds; it drives the unlock delay and stamps the log.
+    /// `now` returns seconds. It is the clock of the unlock delay and of the log.
     explicit SimulatedController(std::function<double()> now = [] { return 0.0; });
 
     // The keys. A name has four characters.
     void define(std::string_view name, std::uint32_t type, std::uint32_t size,
                 std::span<const std::uint8_t> bytes = {});
-    /// Defines a key of one of the number types, of that type's natural size, holding `value`.
+    /// Defines a key of a number type with that type's size and `value`.
     void defineNumber(std::string_view name, std::uint32_t type, double value);
     void remove(std::string_view name);
     bool has(std::string_view name) const;
-    /// The key itself, to look at or to change behind the controller's back. The key must exist.
+    /// The key itself, for tests that inspect it or change it without a write. The key must exist.
     SimulatedKey& key(std::string_view name);
     const SimulatedKey& key(std::string_view name) const;
-    /// Decodes or encodes by the key's type, the fraction bits of "fpe2" included. A type that holds whole numbers is
-    /// given the nearest one in its range, and 0 for NaN. The key must exist and hold a number. A change of the unlock
-    /// switch takes effect like a write.
+    /// Decode and encode by the key's type, including the fraction bits of "fpe2". Integer types store the nearest
+    /// integer in their range, and 0 for NaN. The key must exist and have a number type. Setting the unlock switch has
+    /// the same effect as writing it.
     double number(std::string_view name) const;
     void setNumber(std::string_view name, double value);
     std::vector<std::string> names() const;
 
     void setUnlockRule(UnlockRule rule) { unlockRule_ = rule; }
 
-    /// One exchange. None when it fails at the platform's level, as every write of a caller without root's rights does.
+    /// One exchange. Returns nullopt if the platform fails it, as it does every write of a caller that is not root.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request, bool callerIsRoot = true);
 
-    // Faults. Each stays until `clearFaults`, but for `failExchange`, which is spent by its exchange.
-    /// The `n`-th exchange from now (1 is the next) fails at the platform's level.
+    // Faults. Each lasts until `clearFaults`, except for `failExchange`, which affects one exchange.
+    /// Makes the platform fail the `n`-th exchange from now (1 is the next).
     void failExchange(int n);
-    /// Answers exchanges with `result` instead of doing them: those on `key` if given, of `command` if given.
+    /// Answers exchanges with `result` instead of performing them: only those on `key` or of `command` if given.
     void answer(std::optional<std::string> key, std::optional<SMCCommand> command, std::uint8_t result);
-    /// Makes the key-info command lie.
+    /// Make the key-info command report a wrong size or type.
     void reportSize(std::string_view key, std::uint32_t size);
     void reportType(std::string_view key, std::uint32_t type);
     void clearFaults();
@@ -97,7 +97,7 @@ public:
     // The log: the newest records, up to `logCapacity`.
     static constexpr std::size_t logCapacity = 100'000;
     const std::deque<ExchangeRecord>& log() const { return log_; }
-    /// The texts of the logged exchanges of `command`, or of all of them.
+    /// The texts of the logged exchanges, or only of those of `command`.
     std::vector<std::string> texts(std::optional<SMCCommand> command = std::nullopt) const;
     void clearLog() { log_.clear(); }
 
@@ -126,7 +126,7 @@ private:
     std::map<std::uint32_t, SimulatedKey> keys_;
     UnlockRule unlockRule_;
     std::optional<double> unlockedSince_;
-    std::set<std::int64_t> failing_; ///< Numbers of the exchanges that are to fail.
+    std::set<std::int64_t> failing_; ///< Numbers of the exchanges that fail.
     std::int64_t exchanges_ = 0;
     std::vector<Answer> answers_;
     std::map<std::uint32_t, Lie> lies_;

@@ -21,7 +21,7 @@ std::uint32_t SimulatedExchange::open() {
         return 0;
     if (handle_ != 0)
         throw std::logic_error("a second connection was opened");
-    handle_ = 0x1000U + static_cast<std::uint32_t>(opens_); // never the same twice, so that a stale handle shows
+    handle_ = 0x1000U + static_cast<std::uint32_t>(opens_); // never reused, so that a stale handle is detected
     return handle_;
 }
 

@@ -11,13 +11,13 @@ namespace kelo {
 class SimulatedController;
 class SimulatedMac;
 
-/// The exchange with a simulated controller, or with a whole simulated Mac, in the same process.
+/// Exchanges records with a simulated controller or a whole simulated Mac in the same process.
 ///
-/// Checks the key client's side of the contract as a kernel would: a closed or stale handle fails the exchange, and
-/// `openConnections()` and `wrongCloses()` reveal a leak and a wrong handle.
+/// Like a kernel, it fails an exchange on a closed or stale handle. `openConnections()` reveals a leaked handle and
+/// `wrongCloses()` a wrong one.
 class SimulatedExchange : public SMCExchange {
 public:
-    /// What is passed is borrowed.
+    /// The argument is borrowed.
     explicit SimulatedExchange(SimulatedController& controller);
     explicit SimulatedExchange(SimulatedMac& mac);
 
@@ -30,7 +30,7 @@ public:
 
     int opens() const { return opens_; }
     int openConnections() const { return handle_ == 0 ? 0 : 1; }
-    /// Connections that were closed and were not open.
+    /// Calls of `close` for a connection that was not open.
     int wrongCloses() const { return wrongCloses_; }
 
 private:

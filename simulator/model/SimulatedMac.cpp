@@ -8,10 +8,10 @@ namespace kelo {
 namespace {
 
 constexpr double stepSeconds = 0.1;
-constexpr double fanInertia = 1.5; // seconds to close in on a target by a factor of e
+constexpr double fanInertia = 1.5; // seconds in which the distance to the target shrinks by a factor of e
 
-// Chosen so that an idle laptop rests at about 45 degrees, and full load reaches about 115 degrees on slow fans and 80
-// on fast ones: a hold at a low fraction needs its thermal floor.
+// Chosen so that an idle laptop settles at about 45 degrees and a fully loaded one at about 115 degrees with slow fans
+// and 80 with fast ones: a hold at a low fraction needs its thermal floor.
 constexpr double ambientCelsius = 25.0;
 constexpr double idlePower = 23.8;          // watts
 constexpr double loadPower = 95.0;          // watts more at full load
@@ -112,7 +112,7 @@ void SimulatedMac::stepFan(std::size_t index, double seconds) {
     if (controller_.number(modeKey) == 0)
         publish(targetKey, automaticSpeed(profile_.fans[index], chipCelsius_));
     const double target = isAsleep_ ? 0.0 : controller_.number(targetKey);
-    if (std::isfinite(target)) // and no fan turns backwards
+    if (std::isfinite(target)) // a fan does not turn backwards
         fans_[index] += (std::max(target, 0.0) - fans_[index]) * (1 - std::exp(-seconds / fanInertia));
 }
 
@@ -121,7 +121,7 @@ void SimulatedMac::stepChip(double seconds) {
         takePinnedChip();
         return;
     }
-    double air = 0; // 0...1, the mean of the fans' shares of their full speed
+    double air = 0; // 0...1, the mean of all fans
     for (std::size_t i = 0; i < fans_.size(); ++i)
         air += fans_[i] / profile_.fans[i].maxRPM / static_cast<double>(fans_.size());
     const double power = isAsleep_ ? 0.0 : idlePower + loadPower * load_;
@@ -130,8 +130,7 @@ void SimulatedMac::stepChip(double seconds) {
     chipCelsius_ += (rest - chipCelsius_) * (1 - std::exp(-seconds * heatSpeed_ * conductance / heatCapacity));
 }
 
-/// A reading that is not a temperature, and a removed key, leave the chip as warm as it was: it continues from there
-/// once the key is released.
+/// The chip keeps its temperature if the key has been removed or its value is not a temperature.
 void SimulatedMac::takePinnedChip() {
     if (!controller_.has(profile_.chipKey))
         return;
@@ -149,7 +148,7 @@ void SimulatedMac::publish() {
         publish(key, enclosure);
 }
 
-/// A key that was removed or pinned stays as it is.
+/// Sets a key unless it has been removed or pinned.
 void SimulatedMac::publish(const std::string& key, double value) {
     if (controller_.has(key) && !pinned_.contains(key))
         controller_.setNumber(key, value);

@@ -10,42 +10,43 @@
 
 namespace kelo {
 
-/// A Mac's hardware as the helper meets it: the controller's keys, fans with inertia under the system's own automatic
-/// control, and a chip that heats with the load and cools with the air.
+/// The hardware of a Mac that the helper uses: the controller's keys, fans with inertia that the system controls
+/// automatically, and a chip that heats under load and is cooled by the fans.
 ///
-/// Lives on a clock that is passed in and is computed up to the present at every access, so that it behaves the same on
-/// virtual time and in a process. No thread of its own; the owner serialises.
+/// Every access first brings the simulation up to the time of the given clock, so that it behaves the same in virtual
+/// and in real time. Not thread-safe.
 class SimulatedMac {
 public:
-    /// `now` returns seconds and never goes back. `heatSpeed` makes the chip heat and cool that many times as fast.
+    /// `now` returns seconds and never goes back. The chip heats and cools `heatSpeed` times as fast as a
+    /// real one.
     SimulatedMac(const Profile& profile, std::function<double()> now, double heatSpeed = 1.0);
 
-    /// The keys as they are now.
+    /// The controller, brought up to the present.
     SimulatedController& controller();
-    /// One exchange with the controller as it is now.
+    /// One exchange with that controller.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request, bool callerIsRoot);
 
-    /// The chip's work, 0...1.
+    /// How hard the chip works, 0...1.
     void setLoad(double load);
     double load() const { return load_; }
 
-    /// Holds a key at a value: physics no longer moves it. Defines it as a float if it does not exist. A chip held at a
-    /// value that is not a temperature keeps its own until it is released.
+    /// Holds a key at a value, so that the simulation no longer changes it. Defines the key as a float if it does not
+    /// exist. If the value of the chip's key is not a temperature, the chip keeps its temperature.
     void pin(const std::string& key, double value);
     void unpin(const std::string& key);
 
-    /// While asleep the fans stand still and the chip does not work.
+    /// While the Mac is asleep, its fans stop and its chip does not work.
     void setAsleep(bool isAsleep);
     bool isAsleep() const { return isAsleep_; }
 
-    /// Another program takes a fan to a speed of its own, or gives it back to automatic control.
+    /// Sets a fan's speed or mode as another program would.
     void interfereWithSpeed(int fan, double rpm);
     void interfereWithMode(int fan, bool isManual);
 
     int fanCount() const { return static_cast<int>(fans_.size()); }
     double chipCelsius();
 
-    /// The speed to which the system's automatic control would take a fan at a chip temperature.
+    /// The speed that the system's automatic control sets at a chip temperature.
     static double automaticSpeed(const Profile::FanRange& range, double chipCelsius);
 
 private:

@@ -42,7 +42,7 @@ bool isWriteCarriedOut(const ExchangeRecord& record) {
            record.reply->result == 0;
 }
 
-/// The newest writes that were carried out, in order.
+/// The newest successful writes, in order.
 std::vector<Write> writesOf(const SimulatedController& controller) {
     std::vector<Write> writes;
     const auto& log = controller.log();

@@ -12,7 +12,7 @@ namespace kelo {
 
 class MainQueue;
 
-/// The simulated Mac's hardware, its power domain and its lid, and what each call does to them. One thread, `queue`'s.
+/// The simulated Mac's hardware, power domain and lid, and a handler for each call. Runs on the thread of `queue`.
 class CallHandlers {
 public:
     using Reply = std::function<void(const hardware_calls::AnyAnswer&)>;
@@ -20,13 +20,13 @@ public:
     /// `queue` is borrowed. `now` returns seconds and never goes back.
     CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile, double heatSpeed);
 
-    /// Carries a call out and replies to it once, `Sleep` when the Mac is asleep. Throws `std::invalid_argument`, a
-    /// clause that says why, for an invalid key.
+    /// Performs a call and replies once; to `Sleep` when the Mac is asleep. Throws `std::invalid_argument`, whose text
+    /// is a clause with the reason, for an invalid key.
     void perform(const hardware_calls::AnyCall& call, const Reply& reply);
 
-    /// An exchange with the controller. nullopt when it fails at the platform's level.
+    /// An exchange with the controller; nullopt if the platform fails it.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request) { return mac_.exchange(request, true); }
-    /// Seconds by which the caller has to answer each exchange late.
+    /// How long the caller must delay each reply to an exchange, in seconds.
     double exchangeDelay() const { return exchangeDelay_; }
     const ClamshellProperty& lid() const { return lid_; }
     RootPowerDomain& power() { return power_; }
@@ -35,7 +35,7 @@ private:
     using AnyAnswer = hardware_calls::AnyAnswer;
 
     void startSleep(const hardware_calls::Sleep& call, const Reply& reply);
-    // Carries out a call. Those that cannot be refused return nothing: they are done.
+    // One handler for each call. Those that return void always succeed.
     AnyAnswer handle(const hardware_calls::Show& call);
     AnyAnswer handle(const hardware_calls::SetLid& call);
     AnyAnswer handle(const hardware_calls::Wake& call);

@@ -23,7 +23,7 @@ namespace {
 /// Several times the size of our largest call.
 constexpr std::size_t maximumMessageSize = 4096;
 
-/// Returns the seconds since it was made, multiplied by `speed`.
+/// A clock that returns the seconds since this call, multiplied by `speed`.
 std::function<double()> stopwatch(double speed) {
     using Clock = std::chrono::steady_clock;
     return
@@ -61,7 +61,7 @@ HardwareServer::HardwareServer(EventLoop& loop, int folder, const Profile& profi
 void HardwareServer::accept(const Door& door) {
     auto socket = unix_socket::accept(door.listening.get());
     if (!socket.isValid())
-        return; // without a descriptor for it the client is served once another one leaves
+        return; // out of descriptors: the client is accepted once another one has disconnected
     const int id = nextConnection_++;
     auto watch = loop_.watch(socket.get(), EventLoop::Readiness::readable, [this, id, &door] { receive(id, door); });
     connections_.emplace(id, Connection{std::move(socket), std::move(watch)});
@@ -69,7 +69,7 @@ void HardwareServer::accept(const Door& door) {
         registerForPower(id);
 }
 
-/// One message for each readiness, so that the connections are served in turn.
+/// Receives only one message per event, so that the connections are served in turn.
 void HardwareServer::receive(int id, const Door& door) {
     std::array<std::uint8_t, maximumMessageSize> buffer;
     const auto received = unix_socket::receive(connections_.at(id).socket.get(), buffer);
@@ -81,11 +81,11 @@ void HardwareServer::receive(int id, const Door& door) {
 
 void HardwareServer::performCall(int id, Message message) try {
     handlers_.perform(decodeCall(message), [this, id](const AnyAnswer& answer) { send(id, encode(answer)); });
-} catch (const std::exception& error) { // not a valid call, or on an invalid key
+} catch (const std::exception& error) { // the call or its key is invalid
     send(id, encode(Refused{std::string("That cannot be done: ") + error.what() + "."}));
 }
 
-/// A record for the controller, or a look at the lid.
+/// Answers a record for the controller or a query of the lid.
 void HardwareServer::answerQuestion(int id, Message message) {
     if (message.size() == sizeof mac_wire::lidQuestion) {
         const auto lid = mac_wire::encode(handlers_.lid());
@@ -109,13 +109,13 @@ void HardwareServer::sendReply(int id, const std::optional<SMCKeyData>& reply) {
 }
 
 void HardwareServer::registerForPower(int id) {
-    const auto tell = [this, id](mac_wire::PowerEvent event, std::int64_t notificationID) {
+    const auto notify = [this, id](mac_wire::PowerEvent event, std::int64_t notificationID) {
         const mac_wire::PowerRecord record{event, notificationID};
         send(id, bytesOf(record));
     };
-    connections_.at(id).powerClient =
-        handlers_.power().addClient([tell](auto announcement, auto number) { tell(eventOf(announcement), number); });
-    tell(mac_wire::PowerEvent::registered, handlers_.power().isAsleep() ? 1 : 0);
+    connections_.at(id).powerClient = handlers_.power().addClient(
+        [notify](auto announcement, auto number) { notify(eventOf(announcement), number); });
+    notify(mac_wire::PowerEvent::registered, handlers_.power().isAsleep() ? 1 : 0);
 }
 
 void HardwareServer::allowPowerChange(int id, Message message) {
@@ -126,7 +126,7 @@ void HardwareServer::allowPowerChange(int id, Message message) {
     handlers_.power().acknowledge(connections_.at(id).powerClient.value(), notificationID);
 }
 
-/// A client that does not read what it asked for is dropped with the next event on its socket.
+/// If sending fails, because the client does not read its replies, the next event on its socket drops it.
 void HardwareServer::send(int id, Message message) {
     const auto found = connections_.find(id);
     if (found != connections_.end() &&
@@ -135,7 +135,7 @@ void HardwareServer::send(int id, Message message) {
 }
 
 void HardwareServer::drop(int id) {
-    const auto connection = connections_.extract(id); // first: what follows may send
+    const auto connection = connections_.extract(id); // first, since the code below may send
     if (const auto client = connection.mapped().powerClient)
         handlers_.power().removeClient(*client);
 }

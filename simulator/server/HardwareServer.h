@@ -11,8 +11,8 @@
 
 namespace kelo {
 
-/// The simulated Mac as a process: serves the helper over the two sockets of `mac_wire`, and the programs that drive
-/// the Mac over that of `HardwareLink`. Permissions of the folder decide who may connect. One thread.
+/// The simulated Mac as a process: serves the helper on the two sockets of `mac_wire`, and the programs that drive the
+/// Mac on the socket of `HardwareLink`. The folder's permissions decide who may connect. Single-threaded.
 class HardwareServer {
 public:
     /// `loop` is borrowed. Listens in `folder`, an open descriptor. Throws `std::system_error`.
@@ -21,7 +21,7 @@ public:
 private:
     using Message = std::span<const std::uint8_t>;
 
-    /// A socket that clients connect to, and what is done when one of them has sent something.
+    /// A listening socket and the handler of its clients' messages.
     struct Door {
         FileDescriptor listening;
         void (HardwareServer::*onMessage)(int id, Message message);
@@ -30,7 +30,7 @@ private:
     struct Connection {
         FileDescriptor socket;
         std::unique_ptr<DescriptorWatch> watch;
-        std::optional<int> powerClient = std::nullopt; ///< Its number at the root power domain.
+        std::optional<int> powerClient = std::nullopt; ///< Client number at the root power domain.
     };
 
     void accept(const Door& door);
@@ -40,7 +40,7 @@ private:
     void allowPowerChange(int id, Message message);
     void registerForPower(int id);
     void sendReply(int id, const std::optional<SMCKeyData>& reply);
-    /// Does nothing when the connection has ended.
+    /// Does nothing if the connection has ended.
     void send(int id, Message message);
     void drop(int id);
 

@@ -14,12 +14,12 @@ constexpr double top = 86;
 constexpr double rowHeight = 34;
 constexpr double left = 210;
 constexpr double plotWidth = 760;
-// The scale is logarithmic: powers of ten of a second.
+// The scale is logarithmic, in powers of ten of a second.
 constexpr double shortest = -3;
 constexpr double longest = 2;
 constexpr std::array<const char*, 6> decades = {"1 ms", "10 ms", "0.1 s", "1 s", "10 s", "100 s"};
 
-/// Shorter than the scale's begin is drawn there.
+/// Clamps shorter delays to the start of the scale.
 double decadesOf(double seconds) { return std::log10(std::max(seconds, std::pow(10, shortest))); }
 
 void drawScale(Svg& svg, const Plot& plot) {
@@ -30,7 +30,7 @@ void drawScale(Svg& svg, const Plot& plot) {
     }
 }
 
-/// From half of all to the worst, and what was promised.
+/// Draws a line from the median to the worst delay, and the bound.
 void drawRow(Svg& svg, const Plot& plot, double y, const PictureData& row) {
     const auto x = [&](const char* member) { return plot.x(decadesOf(row.at(member).get<double>())); };
     svg.text({left - 14, y + 4}, row.at("name").get<std::string>(), "", Svg::Anchor::end);

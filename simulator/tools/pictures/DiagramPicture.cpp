@@ -9,7 +9,7 @@ constexpr double lineHeight = 16;
 
 Svg::Point pointOf(const PictureData& pair) { return {pair.at(0).get<double>(), pair.at(1).get<double>()}; }
 
-/// A rectangle with a name and lines below it. `at` is x, y, width and height.
+/// Draws a rectangle that contains a name and lines of text. `at` is x, y, width and height.
 void drawBox(Svg& svg, const PictureData& box, const std::string& name) {
     const auto& at = box.at("at");
     const auto corner = pointOf(at);

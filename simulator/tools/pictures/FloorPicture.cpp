@@ -18,7 +18,7 @@ std::vector<Svg::Point> pointsOf(const Plot& plot, const PictureData& pairs, dou
     return points;
 }
 
-/// Values that last until the next one.
+/// A step line: each value lasts until the next one.
 std::vector<Svg::Point> stepsOf(const Plot& plot, const PictureData& times, const PictureData& values, double scale) {
     std::vector<Svg::Point> points;
     for (std::size_t i = 0; i < times.size(); ++i) {
@@ -30,7 +30,7 @@ std::vector<Svg::Point> stepsOf(const Plot& plot, const PictureData& times, cons
     return points;
 }
 
-/// Percent of the fan's range over degrees. Up to the first point of the curve there is no floor.
+/// Draws the floor, in percent of the fan's range, against degrees. Below the first point of the curve there is none.
 void drawCurve(Svg& svg, const PictureData& data) {
     const Plot plot({70, plotTop}, plotWidth, plotHeight, {80, 105}, {0, 110});
     plot.drawRows(svg, 20, " %");
@@ -53,7 +53,7 @@ void drawCurve(Svg& svg, const PictureData& data) {
     svg.text({plot.left(), plot.bottom() + 56}, data.at("curveNote").get<std::string>(), "quiet");
 }
 
-/// A hold whose chip is heated and cooled: what is held over time.
+/// Draws the held speed over time while the chip heats up and cools down.
 void drawEasing(Svg& svg, const PictureData& data) {
     const auto& times = data.at("times");
     const Plot::Range time{0, times.back().get<double>()};

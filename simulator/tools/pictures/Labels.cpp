@@ -11,8 +11,8 @@ constexpr double gap = 8; // pixels
 
 } // namespace
 
-/// Below every earlier label that reaches as far: then this one's line, which runs down from its own row, meets none of
-/// them, and theirs run down to its left.
+/// Places each label below every earlier label that extends past its line: the line, which runs down from the label,
+/// then crosses none of them, and their lines run down to its left.
 int arrange(std::vector<Label>& labels) {
     int rows = 0;
     for (std::size_t i = 0; i < labels.size(); ++i) {

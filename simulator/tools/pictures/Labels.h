@@ -5,15 +5,15 @@
 
 namespace kelo {
 
-/// Labels above a time line, each at the upper end of a vertical line that leads down to its moment.
+/// A label above a timeline, at the upper end of a vertical line that runs down to its time.
 struct Label {
-    double x; ///< Of the line; the text begins there.
+    double x; ///< x of the line; the text starts there.
     std::string text;
     int row = 0; ///< 0 is the highest.
 };
 
-/// Gives each label a row, so that no text lies over another and no line runs through a text. `labels` are in the order
-/// of their `x`. Returns the number of rows.
+/// Assigns rows so that no label overlaps another and no line crosses a label. `labels` must be sorted by `x`. Returns
+/// the number of rows.
 int arrange(std::vector<Label>& labels);
 
 } // namespace kelo

@@ -25,7 +25,7 @@ std::string drawPicture(const PictureData& data) {
         return pictures::drawScreen(data);
     if (kind == "targets")
         return pictures::drawTargets(data);
-    throw std::invalid_argument("there is no kind of picture that is called " + kind);
+    throw std::invalid_argument("unknown kind of picture: " + kind);
 }
 
 } // namespace kelo

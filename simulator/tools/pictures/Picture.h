@@ -5,29 +5,29 @@
 
 namespace kelo {
 
-/// Data of a picture: what was recorded, with a member "picture" that says of which kind. Members stay in their order.
+/// Recorded data of a picture. The member "picture" is the kind of picture. The order of members is preserved.
 using PictureData = nlohmann::ordered_json;
 
-/// Data as they are kept: JSON with each of the outermost members on a line of its own.
+/// Data as stored in a file: JSON with each outermost member on its own line.
 std::string textOf(const PictureData& data);
 
-/// The picture of some data, as the text of an SVG file. The same data give the same bytes. Throws an exception that
-/// says why for data of another form.
+/// Draws data as an SVG file. The same data give the same bytes. Throws an exception with the reason for invalid
+/// data.
 std::string drawPicture(const PictureData& data);
 
 namespace pictures {
 
-/// A session or a long hold: fans, chip and what happened over time.
+/// A session or a long hold: fans, chip and events over time.
 std::string drawTimeline(const PictureData& data);
-/// The thermal floor's curve, and a hold that follows it.
+/// The thermal floor's curve and a hold that follows it.
 std::string drawFloor(const PictureData& data);
-/// How long each way out took.
+/// How long each way of handing the fans back took.
 std::string drawDelays(const PictureData& data);
 /// Areas, boxes and arrows.
 std::string drawDiagram(const PictureData& data);
 /// The screen of a terminal.
 std::string drawScreen(const PictureData& data);
-/// Figures as shares of their targets, as ./dev bench leaves them.
+/// Figures of ./dev bench as shares of their targets.
 std::string drawTargets(const PictureData& data);
 
 } // namespace pictures

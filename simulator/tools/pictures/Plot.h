@@ -7,7 +7,7 @@
 
 namespace kelo {
 
-/// A rectangle of a picture with a scale on each axis.
+/// The area of a picture between two axes, with a scale for each.
 class Plot {
 public:
     struct Range {
@@ -27,11 +27,11 @@ public:
     double right() const { return corner_.x + width_; }
     const Range& xRange() const { return x_; }
 
-    /// A line across at each multiple of `step`, with its value and the unit at the left.
+    /// Draws a horizontal line at each multiple of `step`, with its value and unit to its left.
     void drawRows(Svg& svg, double step, const std::string& unit) const;
-    /// The values of a second y axis at each multiple of `step`, at the right and without lines.
+    /// Labels a second y axis on the right at each multiple of `step`, without lines.
     void drawRightScale(Svg& svg, double step, const std::string& unit) const;
-    /// The values of the x axis at each multiple of `step`, below the plot.
+    /// Labels the x axis at each multiple of `step`.
     void drawColumns(Svg& svg, double step, const std::string& unit) const;
 
 private:
@@ -42,15 +42,15 @@ private:
     Range y_;
 };
 
-/// A legend's entry.
+/// One entry of a legend.
 struct LegendEntry {
     enum class Sign { line, area };
-    std::string name; ///< The class of what it explains.
+    std::string name; ///< The class of the line or area that it explains.
     std::string text;
     Sign sign = Sign::line;
 };
 
-/// One row of entries, from the left.
+/// Draws the entries in one row, from the left.
 void drawLegend(Svg& svg, Svg::Point at, const std::vector<LegendEntry>& entries);
 
 } // namespace kelo

@@ -65,7 +65,7 @@ private:
     std::shared_ptr<FanHold> hold_;
 };
 
-/// To so many places, so that data stay readable.
+/// Rounds to a multiple of 1/`perUnit`, so that the data stay readable.
 double rounded(double value, double perUnit) { return std::round(value * perUnit) / perUnit; }
 
 PictureData curve() {
@@ -100,7 +100,7 @@ PictureData easing() {
     return data;
 }
 
-/// What is done to the Mac in the hour.
+/// The events of the hour.
 struct Step {
     double minute;
     const char* text;
@@ -164,7 +164,7 @@ PictureData hour() {
             data["marks"].push_back({{"time", next->minute}, {"text", next->text}});
             lastStep = second;
         }
-        if (second % 10 == 0 || second - lastStep < 10) // what lasts 2 seconds is drawn as 2 seconds
+        if (second % 10 == 0 || second - lastStep < 10) // so that an event of 2 seconds is drawn as 2 seconds
             sample(held, data, fan, held.minRPM() + (held.maxRPM() - held.minRPM()) * fraction);
     }
     data["fans"] = PictureData::array({fan});

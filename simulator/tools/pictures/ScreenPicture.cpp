@@ -20,7 +20,7 @@ std::string inkOf(const std::string& arguments) {
         {"36", "ink calm"}, {"32", "ink good"},  {"33", "ink warning"}, {"31", "ink alarm"}};
     const auto found = std::find_if(inks.begin(), inks.end(), [&](const auto& ink) { return ink.first == arguments; });
     if (found == inks.end())
-        throw std::invalid_argument("there is no ink " + arguments);
+        throw std::invalid_argument("unknown control sequence: " + arguments);
     return found->second;
 }
 
@@ -35,14 +35,14 @@ std::vector<std::string> charactersOf(const std::string& text) {
     return characters;
 }
 
-/// How much of a cell a block fills from below, U+2581 to U+2588; 0 for every other character.
+/// How much of its cell a block character, U+2581 to U+2588, fills from below; 0 for every other character.
 double blockHeight(const std::string& character) {
     const bool isBlock =
         character.size() == 3 && character.starts_with("\xE2\x96") && character[2] >= '\x81' && character[2] <= '\x88';
     return isBlock ? static_cast<double>(character[2] - '\x80') / 8 : 0;
 }
 
-/// Draws characters of one kind: blocks as areas, since the blocks of most fonts leave gaps between them.
+/// Draws characters that are all blocks or all text. Blocks become areas, since in most fonts they leave gaps.
 void drawRun(Svg& svg, Svg::Point corner, const std::vector<std::string>& run, const std::string& ink) {
     const double width = cellWidth * static_cast<double>(run.size());
     if (const double height = cellHeight * blockHeight(run.front()); height > 0)

@@ -7,7 +7,7 @@
 namespace kelo {
 namespace {
 
-// The second half is for dark ground. Custom properties would be shorter, but not every renderer knows them.
+// The second half is for dark mode. Custom properties would be shorter, but not every renderer supports them.
 constexpr const char* style = R"(<style>
 text { font: 12px system-ui, -apple-system, "Segoe UI", sans-serif; fill: #1f2328 }
 .title { font-size: 16px; font-weight: 600 }
@@ -74,7 +74,7 @@ text { fill: #e6edf3 }
 </style>
 )";
 
-/// To a tenth of a pixel: the same text with every compiler.
+/// Rounds to a tenth of a pixel, so that every compiler produces the same text.
 std::string number(double value) {
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), "%.1f", value);

@@ -6,14 +6,14 @@
 
 namespace kelo {
 
-/// A picture as it grows: a page of a given width that is readable on light and on dark ground. Measures are pixels,
-/// with y pointing down. What is added later lies above.
+/// Builds a picture of a given width that is readable in light and dark mode. Units are pixels and y points down.
+/// Shapes that are added later are drawn on top.
 ///
-/// Colours are named by classes, so that the reader's own system decides between the two grounds:
+/// Classes stand for colours, so that the reader's system chooses between light and dark mode:
 /// - text: "title", "quiet", "small", "strong"
 /// - lines: "grid", "mark", "speed", "held", "asked", "chip"
 /// - areas: "box", "lid", "sleep", "dot", "ring", "head", "trust", "within", "beyond"
-/// - a terminal: "screen", and for text and areas alike "ink", "ink faint", "ink strong", "ink paper", "ink calm",
+/// - a terminal: "screen", and for both text and areas "ink", "ink faint", "ink strong", "ink paper", "ink calm",
 ///   "ink good", "ink warning", "ink alarm"
 class Svg {
 public:
@@ -26,22 +26,22 @@ public:
     explicit Svg(double width) : width_(width) {}
 
     void text(Point at, const std::string& content, const std::string& name = "", Anchor anchor = Anchor::start);
-    /// Text of a fixed pitch that takes exactly `width`, whatever font the reader has.
+    /// Monospaced text that is exactly `width` wide in any font.
     void fixedText(Point at, const std::string& content, const std::string& name, double width);
     void line(Point from, Point to, const std::string& name);
-    /// A line with a head at its end.
+    /// A line with an arrowhead at its end.
     void arrow(Point from, Point to);
-    /// Nothing for fewer than two points.
+    /// Draws nothing if there are fewer than two points.
     void polyline(const std::vector<Point>& points, const std::string& name);
     void rect(Point corner, double width, double height, const std::string& name);
     void circle(Point centre, double radius, const std::string& name);
 
     double width() const { return width_; }
 
-    /// The whole file. `title` is what a reader who sees no picture is told.
+    /// The whole file. `title` is the text for screen readers.
     std::string file(double height, const std::string& title) const;
 
-    /// How wide a text comes out at most, at 12 pixels.
+    /// Upper bound of the width of a text at a font size of 12 pixels.
     static double widthOf(const std::string& text) { return 6.8 * static_cast<double>(text.size()); }
 
 private:

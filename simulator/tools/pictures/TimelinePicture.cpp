@@ -19,10 +19,10 @@ constexpr double panelGap = 30;
 
 using Series = std::vector<double>;
 
-/// The values between the nulls: each stretch is a line of its own.
+/// Draws each run of values between nulls as a separate line.
 std::vector<std::vector<Svg::Point>> stretches(const Plot& plot, const Series& times, const PictureData& values) {
     if (values.size() != times.size())
-        throw std::invalid_argument("a series has another length than the times");
+        throw std::invalid_argument("a series and the times differ in length");
     std::vector<std::vector<Svg::Point>> found(1);
     for (std::size_t i = 0; i < times.size(); ++i)
         if (!values[i].is_null())
@@ -37,8 +37,8 @@ void drawSeries(Svg& svg, const Plot& plot, const Series& times, const PictureDa
         svg.polyline(stretch, name);
 }
 
-/// Each value as a bar that is as long as the value lasts: until the next one. A line through all of them would be too
-/// thick for one that lasts 2 seconds of an hour.
+/// Draws each value as a bar that extends to the next value. A line would be too thick for a value that lasts 2 seconds
+/// of an hour.
 void drawSteps(Svg& svg, const Plot& plot, const Series& times, const PictureData& values, const std::string& name) {
     for (const auto& stretch : stretches(plot, times, values)) {
         auto begin = stretch.begin();
@@ -58,7 +58,7 @@ void drawSpans(Svg& svg, const Plot& plot, const PictureData& spans) {
     }
 }
 
-/// A round number that is at least `value`.
+/// Rounds `value` up.
 double rounded(double value, double step) { return std::ceil(value / step) * step; }
 
 std::vector<Label> labelsOf(const PictureData& marks, const Plot& plot) {

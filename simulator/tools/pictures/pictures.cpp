@@ -1,4 +1,4 @@
-// pictures: records what the documents' pictures show, and draws them.
+// pictures: records data for the pictures in the documents, and draws them.
 
 #include <CLI/CLI.hpp>
 #include <fstream>
@@ -28,17 +28,17 @@ void draw(const std::string& data, const std::string& picture) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Records what the documents' pictures show, and draws them.", "pictures"};
+    CLI::App app{"Records data for the pictures in the documents, and draws them.", "pictures"};
     app.require_subcommand(1);
     std::string kind;
     std::string data;
     std::string picture;
-    auto* records = app.add_subcommand("record", "Records data of pictures that need no session.");
+    auto* records = app.add_subcommand("record", "Records the data of a picture that needs no session.");
     records->add_option("kind", kind)->required()->check(CLI::IsMember({"floor", "hour"}));
-    records->add_option("data", data, "Where the data go, as JSON")->required();
-    auto* draws = app.add_subcommand("draw", "Draws a picture of data.");
-    draws->add_option("data", data, "The data, as JSON")->required()->check(CLI::ExistingFile);
-    draws->add_option("picture", picture, "Where the picture goes, as SVG")->required();
+    records->add_option("data", data, "The JSON file to write")->required();
+    auto* draws = app.add_subcommand("draw", "Draws a picture from data.");
+    draws->add_option("data", data, "The data, a JSON file")->required()->check(CLI::ExistingFile);
+    draws->add_option("picture", picture, "The SVG file to write")->required();
     return kelo::runProgram(app, argc, argv, [&] {
         if (*records)
             record(kind, data);

@@ -8,15 +8,15 @@
 
 namespace kelo {
 
-/// Somebody who runs `kelo watch` on a terminal. The helper counts it as a client until it ends with this object.
+/// Runs `kelo watch` on a terminal until this object is destroyed. The helper counts it as a client.
 class Onlooker {
 public:
     explicit Onlooker(const std::filesystem::path& kelo);
 
-    /// Takes what has come out since the last call. To be called often enough that the terminal does not fill up.
+    /// Reads the output since the last call. Must be called often enough that the terminal's buffer does not fill up.
     void look() { screen_.take(terminal_.readNew()); }
 
-    /// What the screen shows, as the data of a picture.
+    /// The screen's contents as the data of a picture.
     PictureData data() const;
 
 private:

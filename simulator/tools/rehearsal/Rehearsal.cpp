@@ -12,7 +12,7 @@ namespace {
 constexpr double lookInterval = 0.25; // seconds
 constexpr double printInterval = 1.0;
 constexpr double askedFraction = 0.5;
-// A chip needs minutes to get hot; the fans turn as they would.
+// A chip needs minutes to get hot. The fans are not sped up.
 constexpr const char* heatSpeed = "12";
 
 bool isAnyManual(const nlohmann::json& mac) {
@@ -30,7 +30,7 @@ double rpmOf(const nlohmann::json& fan, double fraction) {
     return min + (fan["maxRPM"].get<double>() - min) * fraction;
 }
 
-/// Whether every fan turns at `fraction` of its range, give or take 2 percent of it.
+/// Whether every fan turns at `fraction` of its range, within 2 percent of the range.
 bool areFansAt(const nlohmann::json& mac, double fraction) {
     return std::all_of(mac["fans"].begin(), mac["fans"].end(), [&](const auto& fan) {
         return std::fabs(fan["currentRPM"].template get<double>() - rpmOf(fan, fraction)) <=
@@ -79,7 +79,7 @@ void Rehearsal::playHold() {
         closeLid();
     sleepAndWake();
     watched_ = onlooker_->data();
-    onlooker_.reset(); // it is a client, too
+    onlooker_.reset(); // it is also a client
     loseClient();
 }
 
@@ -115,13 +115,13 @@ void Rehearsal::beRefused() {
 }
 
 void Rehearsal::heat() {
-    begin("The chip works as hard as it can.", "full load");
+    begin("The chip runs at full load.", "full load");
     installation_.simmac({"load", "1"});
     const bool isAdding = watchForLog("[NOTICE] service: hold: addingAir", 25);
     const bool isFaster = watchUntil([](const auto& mac) { return isFirstFanAbove(mac, askedFraction + 0.02); }, 6);
     promise("a hot chip makes the fans faster than requested", isAdding && isFaster);
-    watchFor(10); // the fans, not the rest, end the rise
-    begin("The chip rests.", "rest");
+    watchFor(10); // the fans end the rise before the load does
+    begin("The load ends.", "rest");
     installation_.simmac({"load", "0"});
     promise("afterwards the fans slow down gradually to the requested speed",
             watchForLog("[NOTICE] service: hold: backToAsked", 40) &&
@@ -131,7 +131,7 @@ void Rehearsal::heat() {
 void Rehearsal::interfere() {
     begin("Another program gives a fan back to the system.", "another program");
     installation_.simmac({"interfere", std::to_string(profile_.fans.size() - 1), "auto"});
-    promise("the fan is taken again within two seconds",
+    promise("the helper takes the fan again within two seconds",
             watchForLog("[NOTICE] service: hold: reasserted", 4) && isEveryManual(look()));
     watchFor(2);
 }
@@ -146,7 +146,8 @@ void Rehearsal::closeLid() {
     begin("The lid opens.", "lid open");
     timeline_.span(from, elapsed(), "lid");
     installation_.simmac({"lid", "open"});
-    promise("the fans are taken again", watchForLog("[NOTICE] service: hold: resumed", 6) && isEveryManual(look()));
+    promise("the helper takes the fans again",
+            watchForLog("[NOTICE] service: hold: resumed", 6) && isEveryManual(look()));
     watchFor(2);
 }
 
@@ -161,7 +162,8 @@ void Rehearsal::sleepAndWake() {
     begin("The Mac wakes.", "wake");
     timeline_.span(from, elapsed(), "sleep");
     installation_.simmac({"wake"});
-    promise("the fans are taken again", watchForLog("[NOTICE] service: hold: resumed", 6) && isEveryManual(look()));
+    promise("the helper takes the fans again",
+            watchForLog("[NOTICE] service: hold: resumed", 6) && isEveryManual(look()));
     watchFor(3);
 }
 
@@ -284,7 +286,7 @@ void Rehearsal::showNewLogLines() {
         std::printf("%5.1f s    helper: %s\n", elapsed(), log[shownLogLines_].c_str());
 }
 
-/// Whether the helper has logged such a line since the step began.
+/// Whether the helper has logged a line with this text since the step began.
 bool Rehearsal::hasLogged(const std::string& beginning) const {
     const auto log = installation_.helperLog();
     return std::any_of(log.begin() + static_cast<std::ptrdiff_t>(std::min(firstLogLine_, log.size())), log.end(),

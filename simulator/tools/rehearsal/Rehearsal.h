@@ -14,25 +14,25 @@
 
 namespace kelo {
 
-/// Plays a session of about a minute on a staged installation, prints what happens to the fans, and checks the helper's
-/// promises on the way. On a Mac whose fans cannot be held it is a short one.
+/// Plays a session of about a minute on a staged installation, prints the states of the fans and checks the helper's
+/// promises. The session is shorter on a Mac whose fans cannot be held.
 class Rehearsal {
 public:
-    /// `folder` is a staged installation in which nothing runs. The Mac's own clock runs `speed` times as fast; the
-    /// helper's does not, so that its two and eight seconds stay what they are. Throws `std::runtime_error` when it
-    /// does not come up.
+    /// `folder` is a staged installation in which nothing runs. The Mac's clock runs `speed` times as fast; the
+    /// helper's does not, so that its intervals of 2 and 8 seconds do not change. Throws `std::runtime_error` if the
+    /// installation does not start.
     Rehearsal(const std::filesystem::path& folder, const Profile& profile, double speed);
     ~Rehearsal();
 
-    /// Plays the session. Returns how many promises were broken.
+    /// Plays the session. Returns the number of broken promises.
     int play();
 
-    /// Every promise with its outcome, as a table.
+    /// Prints a table of all promises with their outcomes.
     void printSummary() const;
 
     /// The data of a picture of the session.
     PictureData data() const;
-    /// The data of a picture of what `kelo watch` showed before the client died; null if the fans could not be held.
+    /// The data of a picture of the screen of `kelo watch` before the client died; null if the fans could not be held.
     const PictureData& watched() const { return watched_; }
 
 private:
@@ -59,7 +59,7 @@ private:
     void promise(const std::string& text, bool isKept);
     /// Watches the fans until the condition holds, up to `seconds`.
     bool watchUntil(const std::function<bool(const nlohmann::json& mac)>& condition, double seconds);
-    /// For the onlooker: as much shorter as the Mac's clock is faster.
+    /// Watches for `seconds` of the Mac's clock.
     void watchFor(double seconds);
     bool watchForLog(const std::string& beginning, double seconds);
     nlohmann::json look();
@@ -76,9 +76,9 @@ private:
     std::optional<Onlooker> onlooker_;
     PictureData watched_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-    bool isAsked_ = false; ///< A client wants its hold.
+    bool isAsked_ = false; ///< A client has asked for a hold.
     std::size_t shownLogLines_ = 0;
-    std::size_t firstLogLine_ = 0; ///< Of the step that is being played.
+    std::size_t firstLogLine_ = 0; ///< First log line of the current step.
     double lastPrint_ = -1;
     std::vector<Promise> promises_;
 };

@@ -13,7 +13,7 @@ PictureData orNull(const std::optional<double>& rpm) { return rpm ? PictureData(
 
 Timeline::Timeline(const std::string& title)
     : data_{{"picture", "timeline"}, {"title", title}, {"timeUnit", "s"}, {"timeStep", 10}} {
-    for (const auto* member : {"marks", "spans", "times", "chip", "fans"}) // in the order of the file
+    for (const auto* member : {"marks", "spans", "times", "chip", "fans"}) // defines their order in the file
         data_[member] = PictureData::array();
 }
 

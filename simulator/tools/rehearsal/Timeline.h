@@ -8,10 +8,10 @@
 
 namespace kelo {
 
-/// What happened in a rehearsal, as data for a picture: the fans and the chip over time, and what was done to the Mac.
+/// Collects the data for a picture of a rehearsal: fans and chip over time, and events.
 class Timeline {
 public:
-    /// A fan at one moment. Speeds in RPM.
+    /// The state of a fan. Speeds are in RPM.
     struct FanSample {
         double rpm;
         std::optional<double> held; ///< Its target while it is in manual mode.
@@ -21,13 +21,13 @@ public:
 
     explicit Timeline(const std::string& title);
 
-    /// The state at one moment; each time with the same fans.
+    /// Adds a sample. Every call must pass the same fans.
     void add(double seconds, const std::vector<FanSample>& fans, double chipCelsius);
     void mark(double seconds, const std::string& text);
-    /// From one moment to another: "lid" or "sleep".
+    /// Adds a span of time of the kind "lid" or "sleep".
     void span(double from, double to, const std::string& kind);
 
-    /// `notes` are lines below the picture.
+    /// The data of the picture, with `notes` as lines below it.
     PictureData data(const std::vector<std::string>& notes) const;
 
 private:

@@ -24,11 +24,11 @@ void write(const std::filesystem::path& file, const std::string& content) {
         throw std::runtime_error("cannot write " + file.string());
 }
 
-/// Writes a picture and its data, and says so.
+/// Writes a picture and its data, and prints their names.
 void draw(const std::filesystem::path& file, const kelo::PictureData& data) {
     write(file.string() + ".json", kelo::textOf(data));
     write(file.string() + ".svg", kelo::drawPicture(data));
-    std::printf("The picture is %s.svg, of the data in %s.json.\n", file.c_str(), file.c_str());
+    std::printf("The picture is in %s.svg, its data are in %s.json.\n", file.c_str(), file.c_str());
 }
 
 int rehearse(const Arguments& arguments) {
@@ -54,6 +54,6 @@ int main(int argc, char** argv) {
     app.add_option("--pictures", arguments.pictures, "The folder for the pictures (SVG) and their data (JSON)")
         ->required()
         ->check(CLI::ExistingDirectory);
-    app.footer("Exit status: 0 every promise was kept, 1 one was broken, 2 incorrect usage.");
+    app.footer("Exit status: 0 every promise was kept, 1 a promise was broken, 2 incorrect usage.");
     return kelo::runProgram(app, argc, argv, [&] { return rehearse(arguments); });
 }

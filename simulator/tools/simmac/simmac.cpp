@@ -1,4 +1,4 @@
-// simmac: runs a simulated Mac, and drives the one that runs beside this program.
+// simmac: runs a simulated Mac and drives one that is already running.
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -25,9 +25,9 @@ namespace {
 
 using namespace hardware_calls;
 
-// What the commands do. Each throws an exception whose text is one sentence for the user.
+// The commands. Each throws an exception whose text is one sentence for the user.
 
-/// Connects to the Mac that runs beside this program.
+/// Connects to the Mac that runs in this program's folder.
 std::unique_ptr<HardwareLink> connect() {
     auto link = HardwareLink::connect(SimulatedMacFolder().descriptor());
     if (!link)
@@ -35,7 +35,7 @@ std::unique_ptr<HardwareLink> connect() {
     return link;
 }
 
-/// Makes one call on it.
+/// Makes one call to that Mac.
 template <typename Call>
 typename Call::Answer call(const Call& call) {
     return connect()->call(call);
@@ -50,14 +50,14 @@ void printFans(const std::vector<FanState>& fans) {
         std::printf("no fans\n");
 }
 
-/// Runs a simulated Mac beside this program until the process is asked to stop. The folder is made if there is none.
+/// Runs a simulated Mac in this program's folder until the process is asked to stop. Creates the socket folder.
 void serve(const std::string& profileName, double heatSpeed, double clockSpeed) {
     const auto profile = Profile::named(profileName);
     if (!profile)
         throw std::runtime_error("There is no profile \"" + profileName + "\".");
     const auto folder = SimulatedMacFolder::makeIfMissing();
     if (!folder.problem().empty())
-        throw std::runtime_error("The simulated Mac has no place: " + folder.problem() + ".");
+        throw std::runtime_error("The simulated Mac cannot create its sockets: " + folder.problem() + ".");
     if (HardwareLink::connect(folder.descriptor()))
         throw std::runtime_error("A simulated Mac is running here already.");
     EventLoop loop;
@@ -114,10 +114,10 @@ struct Arguments {
     double seconds = 0;
 };
 
-/// What each command does.
+/// The action of each command.
 using Actions = std::map<const CLI::App*, std::function<void()>>;
 
-/// A number, or none for "auto".
+/// A number, or nullopt for "auto".
 std::optional<double> numberOrAuto(const std::string& text) {
     double number = 0;
     if (text != "auto")
@@ -130,7 +130,8 @@ const CLI::Validator isNumberOrAuto(
         double number = 0;
         const auto* end = text.data() + text.size();
         const auto [parsed, error] = std::from_chars(text.data(), end, number);
-        return text == "auto" || (error == std::errc() && parsed == end) ? "" : text + " is neither a number nor auto";
+        return text == "auto" || (error == std::errc() && parsed == end) ? ""
+                                                                         : text + " is neither a number nor \"auto\"";
     },
     "NUMBER|auto");
 
@@ -166,7 +167,7 @@ void declareServe(CLI::App& app, Arguments& arguments, Actions& actions) {
 
 void declareDriving(CLI::App& app, Arguments& arguments, Actions& actions) {
     auto* shows = app.add_subcommand("show", "Shows the state of the Mac.");
-    shows->add_flag("--json", arguments.isJSON, "Print JSON, including the latest writes");
+    shows->add_flag("--json", arguments.isJSON, "Prints JSON, which includes the latest writes");
     actions[shows] = [&] { show(arguments.isJSON); };
 
     auto* lid = app.add_subcommand("lid", "Opens or closes the lid.");
@@ -176,7 +177,7 @@ void declareDriving(CLI::App& app, Arguments& arguments, Actions& actions) {
     actions[lid] = [&] { call(SetLid{lidStates.at(arguments.state)}); };
 
     auto* sleep = app.add_subcommand("sleep", "Puts the Mac to sleep, waiting up to 30 s for each acknowledgement.");
-    sleep->add_flag("--now", arguments.isNow, "Without asking first, as when the lid or the menu does it");
+    sleep->add_flag("--now", arguments.isNow, "Skips asking clients first, as when the user closes the lid");
     actions[sleep] = [&] { fallAsleep({arguments.isNow}); };
     actions[app.add_subcommand("wake", "Wakes the Mac.")] = [] { call(Wake{}); };
 
@@ -219,17 +220,17 @@ void declareFaults(CLI::App& app, Arguments& arguments, Actions& actions) {
                         static_cast<std::uint8_t>(arguments.result)});
     };
 
-    auto* size = faults->add_subcommand("size", "Makes a key report another size than it has.");
+    auto* size = faults->add_subcommand("size", "Makes a key report a wrong size.");
     size->add_option("key", arguments.key)->required()->check(isKey);
     size->add_option("size", arguments.size)->required();
     actions[size] = [&] { call(ReportSize{arguments.key, arguments.size}); };
 
-    auto* type = faults->add_subcommand("type", "Makes a key report another type than it has.");
+    auto* type = faults->add_subcommand("type", "Makes a key report a wrong type.");
     type->add_option("key", arguments.key)->required()->check(isKey);
     type->add_option("type", arguments.type)->required();
     actions[type] = [&] { call(ReportType{arguments.key, arguments.type}); };
 
-    auto* remove = faults->add_subcommand("remove", "Removes a key for good.");
+    auto* remove = faults->add_subcommand("remove", "Removes a key permanently.");
     remove->add_option("key", arguments.key)->required()->check(isKey);
     actions[remove] = [&] { call(RemoveKey{arguments.key}); };
 
@@ -237,13 +238,13 @@ void declareFaults(CLI::App& app, Arguments& arguments, Actions& actions) {
     slow->add_option("seconds", arguments.seconds)->required()->check(CLI::Range(0.0, 60.0));
     actions[slow] = [&] { call(AnswerSlowly{arguments.seconds}); };
 
-    actions[faults->add_subcommand("clear", "Ends every fault, but does not bring back removed keys.")] = [] {
+    actions[faults->add_subcommand("clear", "Ends every fault, but does not restore removed keys.")] = [] {
         call(ClearFaults{});
     };
 }
 
 int run(int argc, const char* const* argv) {
-    CLI::App app{"Runs a simulated Mac, and drives the one that runs beside this program.", "simmac"};
+    CLI::App app{"Runs a simulated Mac and drives one that is already running.", "simmac"};
     app.set_version_flag("--version", "simmac " KELO_VERSION);
     app.require_subcommand(1);
     app.footer("Exit status: 0 success, 1 failed (the reason is on standard error), 2 incorrect usage.");

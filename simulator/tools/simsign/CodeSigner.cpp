@@ -28,8 +28,8 @@ FileDescriptor openExecutable(const fs::path& path) {
     return file;
 }
 
-/// Without the trailer, if there is one. A damaged trailer does not show where it begins, and signing it as content
-/// would hide it for good.
+/// Returns the file's content without its trailer. Fails for a damaged trailer: its start is unknown, and signing it as
+/// content would hide the damage permanently.
 std::vector<std::uint8_t> contentOf(int file, const fs::path& path) {
     try {
         const auto size = fileSizeOf(file);

@@ -34,7 +34,7 @@ std::array<std::uint8_t, count> readKey(const fs::path& path) {
         throw SigningFailed("The file " + path.string() + " cannot be read.");
     const auto bytes = readHexFile<count>(file.get());
     if (!bytes)
-        throw SigningFailed("The file " + path.string() + " does not hold a private key.");
+        throw SigningFailed("The file " + path.string() + " does not contain a private key.");
     return *bytes;
 }
 
@@ -67,7 +67,7 @@ NameField requireNameField(const char* what, const std::string& name) {
     const auto field = NameField::of(name);
     if (!field)
         throw SigningFailed(std::string("The ") + what +
-                            " is longer than 255 bytes or holds other than printable ASCII characters.");
+                            " is longer than 255 bytes or contains characters other than printable ASCII.");
     return *field;
 }
 
@@ -97,7 +97,7 @@ void KeyFolder::makeAnchor() {
     std::error_code error;
     fs::create_directories(folder_, error);
     if (error)
-        throw SigningFailed("The folder " + folder_.string() + " cannot be made (" + error.message() + ").");
+        throw SigningFailed("The folder " + folder_.string() + " cannot be created (" + error.message() + ").");
     for (const auto& entry : fs::directory_iterator(folder_))
         if (entry.path().filename().string().starts_with("team-") && entry.path().extension() == ".key")
             fs::remove(entry.path());

@@ -8,7 +8,7 @@
 
 namespace kelo {
 
-/// An Ed25519 key pair, as libsodium stores it: the seed, then the public key.
+/// An Ed25519 key pair in libsodium's format: the seed, then the public key.
 struct SigningKey {
     std::array<std::uint8_t, 64> secret;
 
@@ -17,28 +17,28 @@ struct SigningKey {
     Ed25519Signature sign(std::span<const std::uint8_t> message) const;
 };
 
-/// A team's key, and the parts of a trailer that are the same for everything it signs: the team, the public key and
-/// the anchor's signature over both.
+/// A team's key, and the parts of a trailer that are the same in everything it signs: the team, the public key and the
+/// anchor's signature over both.
 struct TeamKey {
     SigningKey key;
     SignatureTrailer trailer;
 };
 
-/// The field for a name. Throws `SigningFailed` for one that a trailer cannot hold; `what` names it in the message.
+/// The trailer field for a name. Throws `SigningFailed` if the name does not fit; `what` is its name in the message.
 NameField requireNameField(const char* what, const std::string& name);
 
-/// `key` as a team's key, for which `anchor` vouches. Throws `SigningFailed`.
+/// Makes `key` a team's key, signed by `anchor`. Throws `SigningFailed`.
 TeamKey vouchFor(const std::string& team, const SigningKey& key, const SigningKey& anchor);
 
-/// A folder with a development anchor and its teams, in files of hexadecimal digits:
+/// A folder with a development anchor and its teams, stored in files of hexadecimal digits:
 ///
-///     anchor.pub        the anchor's public key, for everyone who verifies
+///     anchor.pub        the anchor's public key, for verifying
 ///     anchor.key        its key pair
 ///     team-NAME.key     a team's key pair
 ///
-/// The file name of a team whose name is not just letters and digits has a digest of the name instead. Files with
-/// private keys are readable by their owner alone. They are meant for simulated Macs, and protected no further. All
-/// members throw `SigningFailed`.
+/// If a team's name has characters other than letters and digits, its file name contains a digest of the name instead.
+/// Files with private keys are readable only by their owner. They have no further protection, since they are meant for
+/// simulated Macs. All members throw `SigningFailed`.
 class KeyFolder {
 public:
     /// Reads nothing yet.
@@ -47,13 +47,13 @@ public:
     std::filesystem::path anchorFile() const { return folder_ / "anchor.pub"; }
     bool hasAnchor() const;
 
-    /// Makes the folder, if it does not exist, and a new anchor in it. Removes the teams of the previous anchor, which
-    /// would no longer be trusted.
+    /// Creates the folder, if it does not exist, and a new anchor in it. Removes the teams of the previous anchor,
+    /// which are no longer trusted.
     void makeAnchor();
 
     SigningKey anchor() const;
 
-    /// The team's key; made, and kept for the next time, if the folder has none.
+    /// The team's key. Creates and stores it if the folder has none.
     TeamKey team(const std::string& name);
 
 private:

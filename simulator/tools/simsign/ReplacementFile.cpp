@@ -22,7 +22,7 @@ ReplacementFile::ReplacementFile(std::filesystem::path target)
 
 ReplacementFile::~ReplacementFile() {
     if (!temporary_.empty())
-        ::unlink(temporary_.c_str()); // what cannot be removed stays behind under its temporary name
+        ::unlink(temporary_.c_str()); // on failure, the file stays under its temporary name
 }
 
 void ReplacementFile::write(std::span<const std::uint8_t> bytes) {
@@ -40,7 +40,7 @@ void ReplacementFile::adoptAttributes(int other) {
     struct stat status {};
     if (::fstat(other, &status) != 0)
         fail();
-    // The owner first: changing it clears special mode bits. Only root may; for other users the file stays theirs.
+    // Owner first, since changing it clears special mode bits. Only root may change it; other users keep the file.
     [[maybe_unused]] const int isGiven = ::fchown(file_.get(), status.st_uid, status.st_gid);
     setMode(status.st_mode & 07777);
 }

@@ -11,11 +11,11 @@
 
 namespace kelo {
 
-/// A new file that replaces another one atomically. It is written beside its target under a temporary name and is
+/// A new file that replaces its target atomically. It is written next to the target under a temporary name and is
 /// removed unless it is committed. All members throw `SigningFailed`.
 class ReplacementFile {
 public:
-    /// Begins empty, readable and writable by its owner alone.
+    /// Creates an empty file that only its owner can read and write.
     explicit ReplacementFile(std::filesystem::path target);
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;
@@ -23,11 +23,11 @@ public:
 
     void write(std::span<const std::uint8_t> bytes);
 
-    /// Takes over mode and owner of the open file `other`; the owner only as far as the caller may give files away.
+    /// Copies the mode of the open file `other`, and its owner if the caller may change owners.
     void adoptAttributes(int other);
     void setMode(mode_t mode);
 
-    /// Puts the file in the target's place, or in its empty place. To be called once, last.
+    /// Renames the file to the target, which need not exist. Must be the last call.
     void commit();
 
 private:

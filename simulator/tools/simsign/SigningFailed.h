@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Keys could not be made or read, or an executable could not be signed. `what()` is one English sentence for a person.
+/// Keys could not be created or read, or an executable could not be signed. `what()` is one sentence for the user.
 class SigningFailed : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -1,4 +1,4 @@
-// simsign: makes development keys for simulated Macs, signs executables with them, and verifies signatures.
+// simsign: creates development keys for simulated Macs, signs executables and verifies signatures.
 
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
@@ -33,7 +33,7 @@ struct Arguments {
     bool isForced = false;
 };
 
-/// For its exit status: a bad signature is reported in one sentence, like every other failure.
+/// Throws `sentence` as an error, so that a bad signature is reported and exits like every other failure.
 void require(bool condition, const std::string& sentence) {
     if (!condition)
         throw SigningFailed(sentence);
@@ -42,7 +42,7 @@ void require(bool condition, const std::string& sentence) {
 void init(const Arguments& arguments) {
     KeyFolder keys(arguments.folder);
     require(arguments.isForced || !keys.hasAnchor(),
-            "The folder " + arguments.folder + " already holds an anchor; --force replaces it and all its teams.");
+            "The folder " + arguments.folder + " already contains an anchor; --force replaces it and all its teams.");
     keys.makeAnchor();
     keys.team(arguments.team);
     std::printf("created an anchor and team \"%s\" in %s\n", arguments.team.c_str(), arguments.folder.c_str());

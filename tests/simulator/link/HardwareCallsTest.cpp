@@ -105,7 +105,7 @@ std::string errorOf(const Bytes& bytes) {
 }
 
 TEST(HardwareCallsTest, RejectsAnythingButOneNameWithItsMembers) {
-    const std::string error = "that is not one name with its members";
+    const std::string error = "the message is not one name with its members";
     EXPECT_EQ(errorOf({}), error);
     EXPECT_EQ(errorOf({0xFF, 0x00, 0x17}), error);
     EXPECT_EQ(errorOf(Message::to_cbor(Message::array({"show"}))), error);
@@ -114,7 +114,7 @@ TEST(HardwareCallsTest, RejectsAnythingButOneNameWithItsMembers) {
 }
 
 TEST(HardwareCallsTest, RejectsAnUnknownNameAndAnAnswer) {
-    const std::string error = "there is nothing of that name";
+    const std::string error = "there is no call or answer of that name";
     EXPECT_EQ(errorOf(Message::to_cbor({{"explode", Message::object()}})), error);
     EXPECT_EQ(errorOf(encode(AnyAnswer(Done{}))), error);
 }
@@ -142,7 +142,7 @@ TEST(HardwareCallsTest, RejectsMissingAndUnknownMembersAndWrongTypes) {
     };
     for (const auto& [name, members] : hostile)
         EXPECT_EQ(errorOf(Message::to_cbor({{name, members}})),
-                  "a member of \"" + name + "\" is missing, unknown or of another kind")
+                  "a member of \"" + name + "\" is missing, unknown or of the wrong type")
             << members;
 }
 

@@ -50,12 +50,12 @@ TEST_F(HardwareLinkTest, ThrowsTheSentenceOfARefusalAndThenServesTheNextCall) {
 
 TEST_F(HardwareLinkTest, RejectsTheAnswerToAnotherCall) {
     say(SleepReport{});
-    EXPECT_EQ(failure(), "The simulated Mac answered something else.");
+    EXPECT_EQ(failure(), "The simulated Mac sent an unexpected answer.");
 }
 
 TEST_F(HardwareLinkTest, FailsWhenTheMacHasGone) {
     mac.hangUp();
-    EXPECT_EQ(failure(), "The simulated Mac has gone.");
+    EXPECT_EQ(failure(), "The simulated Mac has stopped.");
 }
 
 } // namespace

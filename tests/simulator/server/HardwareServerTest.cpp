@@ -49,7 +49,7 @@ TEST_F(HardwareServerTest, AnswersAnInvalidCallWithASentenceAndServesTheNextOne)
     const auto socket = connect(HardwareLink::socketName);
     send(socket, {0xFF});
     const auto answer = decodeAnswer(receive(socket));
-    EXPECT_EQ(std::get<Refused>(answer).sentence, "That cannot be done: that is not one name with its members.");
+    EXPECT_EQ(std::get<Refused>(answer).sentence, "That cannot be done: the message is not one name with its members.");
     send(socket, encode(AnyCall(Wake{})));
     EXPECT_TRUE(std::holds_alternative<Refused>(decodeAnswer(receive(socket))));
     EXPECT_THAT(mac.refusal(SetKey{"Temperature", 1}), ::testing::StartsWith("That cannot be done: "));

@@ -109,7 +109,7 @@ TEST_F(CodeSigner, AFailureLeavesTheFileAsItWasAndNothingBesideIt) {
     };
     for (const auto& name :
          {std::string("a\nb"), std::string("a\0b", 3), std::string("\xC3\xA4"), std::string(256, 'x')}) {
-        const std::string reason = " is longer than 255 bytes or holds other than printable ASCII characters.";
+        const std::string reason = " is longer than 255 bytes or contains characters other than printable ASCII.";
         expectFailure("content", {name, identity.team}, "The identifier" + reason);
         expectFailure("content", {identity.identifier, name}, "The team" + reason);
     }

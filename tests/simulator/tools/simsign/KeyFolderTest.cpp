@@ -99,10 +99,10 @@ TEST_F(KeyFolderTest, MissingAndDamagedKeysAreNamed) {
     EXPECT_EQ(failureOf([&] { keys.team("T"); }), "The file " + anchorKey + " cannot be read.");
     keys.makeAnchor();
     writeFile(anchorKey, readFile(path / "anchor.pub"));
-    EXPECT_EQ(failureOf([&] { keys.anchor(); }), "The file " + anchorKey + " does not hold a private key.");
+    EXPECT_EQ(failureOf([&] { keys.anchor(); }), "The file " + anchorKey + " does not contain a private key.");
     writeFile(folder / "file", "");
     EXPECT_THAT(failureOf([&] { KeyFolder(folder / "file" / "keys").makeAnchor(); }),
-                ::testing::StartsWith("The folder " + (folder / "file" / "keys").string() + " cannot be made ("));
+                ::testing::StartsWith("The folder " + (folder / "file" / "keys").string() + " cannot be created ("));
 }
 
 } // namespace

@@ -69,7 +69,7 @@ TEST_F(Simsign, InitOverwritesOnlyWhenForced) {
     simsign({"init", keys});
     const auto anchor = readFile(keys + "/anchor.pub");
     EXPECT_EQ(simsign({"init", keys}),
-              refuses("The folder " + keys + " already holds an anchor; --force replaces it and all its teams."));
+              refuses("The folder " + keys + " already contains an anchor; --force replaces it and all its teams."));
     EXPECT_EQ(readFile(keys + "/anchor.pub"), anchor);
     EXPECT_EQ(simsign({"init", keys, "--force"}).status, 0);
     EXPECT_NE(readFile(keys + "/anchor.pub"), anchor);
@@ -87,8 +87,7 @@ TEST_F(Simsign, SignSaysWhyNot) {
     EXPECT_EQ(sign("id", "team"), refuses("The file " + keys + "/anchor.key cannot be read."));
     simsign({"init", keys});
     EXPECT_EQ(sign("a\nb", "team"),
-              refuses("The identifier is longer than 255 bytes or holds other than printable ASCII "
-                      "characters."));
+              refuses("The identifier is longer than 255 bytes or contains characters other than printable ASCII."));
     const auto missing = (folder / "missing").string();
     EXPECT_EQ(simsign({"sign", missing, "--identifier", "id", "--team", "team", "--keys", keys}),
               refuses("The file " + missing + " cannot be read (No such file or directory)."));
