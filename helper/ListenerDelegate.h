@@ -23,8 +23,7 @@ public:
     ListenerDelegate(std::shared_ptr<HelperService> service, std::shared_ptr<const BinaryWatch> binary,
                      MainQueue& queue, Leave leave);
 
-    /// Returns whether the connection was accepted and resumed; a refused connection is not touched. The listener's
-    /// thread.
+    /// Returns whether the connection was accepted and resumed; a refused connection is not touched.
     bool shouldAcceptNewConnection(IncomingConnection& connection);
 
 private:

@@ -302,7 +302,7 @@ TEST_F(ProcessExitTest, ExitsAtTheTimeOfTheFirstStandDown) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(ProcessExitTest, AStopSignalRunsAfterTheQueuedHoldsAreRefused) {
+TEST_F(ProcessExitTest, AStopSignalIsHandledAfterTheQueuedHoldsAreRefused) {
     start();
     const auto client = platform.listener->connect();
     controller.setUnlockRule({true, 1e9});

@@ -138,7 +138,7 @@ TEST_F(HelperServiceTest, OmitsTheChipTemperatureWithoutAReading) {
     EXPECT_EQ(snapshot().warmth, "cool");
 }
 
-TEST_F(HelperServiceTest, ReportsOnlyTheChipWithoutUsableFans) {
+TEST_F(HelperServiceTest, ReportsOnlyTheChipIfNoFanIsUsable) {
     makeService();
     EXPECT_EQ(hold(0.5, true), std::nullopt);
     clamshell.state = true;

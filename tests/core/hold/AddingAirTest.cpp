@@ -17,7 +17,7 @@ protected:
     /// Ticks often enough to replace the whole history with fresh readings.
     void settle() { queue.runFor(2.0 * ThermalFloor::smoothingWindow * 4); }
 
-    /// One tick's chip readings, each of which is one evaluation, and the events announced after them.
+    /// Returns one tick's chip readings, one for each evaluation, and the events announced after them.
     Trace evaluationsOfTick() {
         takeTrace();
         tick();

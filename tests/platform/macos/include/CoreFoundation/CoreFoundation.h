@@ -76,7 +76,7 @@ typedef struct {
     CFStringRef (*copyDescription)(const void* info);
 } CFRunLoopTimerContext;
 typedef void (*CFRunLoopTimerCallBack)(CFRunLoopTimerRef timer, void* info);
-// create; interval <= 0 fires once and is then invalidated; flags and order are 0; the context is copied
+// create; a timer with interval <= 0 fires once and is then invalidated; flags and order must be 0; copies the context
 CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime fireDate, CFTimeInterval interval,
                                        CFOptionFlags flags, CFIndex order, CFRunLoopTimerCallBack callout,
                                        CFRunLoopTimerContext* context);

@@ -36,10 +36,10 @@ kern_return_t IOServiceOpen(io_service_t service, task_port_t owningTask, uint32
                             io_connect_t* connect); // create
 kern_return_t IOServiceClose(io_connect_t connect); // closes and releases the port: do not release it as well
 kern_return_t IOObjectRelease(io_object_t object);
-// *outputStructCnt: capacity in, size out; changed on failure too
+// *outputStructCnt: the capacity on input, the size on output; changed even on failure
 kern_return_t IOConnectCallStructMethod(mach_port_t connection, uint32_t selector, const void* inputStruct,
                                         size_t inputStructCnt, void* outputStruct, size_t* outputStructCnt);
-// create, NULL if absent; options 0
+// create; returns NULL if absent; options must be 0
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
                                           IOOptionBits options);
 

@@ -9,7 +9,7 @@
 extern "C" {
 #endif
 
-// create; on failure MACH_PORT_NULL, *notifier is 0, *thePortRef unchanged
+// create; on failure returns MACH_PORT_NULL, sets *notifier to 0 and does not change *thePortRef
 io_connect_t IORegisterForSystemPower(void* refcon, IONotificationPortRef* thePortRef,
                                       IOServiceInterestCallback callback, io_object_t* notifier);
 IOReturn IODeregisterForSystemPower(io_object_t* notifier); // releases *notifier and sets it to 0
