@@ -26,7 +26,7 @@ protected:
     std::shared_ptr<const Platform> platform = makePlatform();
 };
 
-TEST_F(MacPlatformTest, IgnoresPipeFileSizeAndTerminalSignals) {
+TEST_F(MacPlatformTest, IgnoresBrokenPipeFileSizeAndTerminalSignals) {
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP})
         EXPECT_TRUE(doubles::isIgnored(signal)) << signal;
 }

@@ -7,7 +7,7 @@ set -euo pipefail
 
 compiler=$1 folder=$2 test=$3
 
-# The tools must have the compiler's version to read its format.
+# Only tools of the compiler's version can read its profiles.
 tools=$(dirname "$(readlink -f "$(command -v "$compiler")")")
 tool() {
   local name=$1

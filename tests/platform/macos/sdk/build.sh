@@ -77,7 +77,7 @@ configure "$folder/tests" -DKELO_TESTS=ON -DKELO_PRECOMPILE=ON -DCMAKE_OSX_ARCHI
 build "$folder/tests"
 check_program app.kelo.helper app.kelo.helper
 check_program kelo app.kelo.Kelo
-# On a Mac this clock continues during sleep.
+# On a Mac steady_clock continues during sleep.
 if "$tools/llvm-nm" "$folder/app.kelo.helper.arm64" | grep 'steady_clock'; then
   printf 'the helper uses std::chrono::steady_clock\n'
   exit 1
