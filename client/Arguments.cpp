@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t longest = 3'600'000; // seconds
 
-/// Takes a whole number off the beginning of the text; nullopt without one, or if it is too large.
+/// Removes a leading whole number from the text. Returns nullopt if there is none or it is too large.
 std::optional<std::int64_t> takeNumber(std::string_view& text) {
     std::int64_t number = 0;
     const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -23,9 +23,9 @@ std::optional<std::int64_t> takeNumber(std::string_view& text) {
     return number;
 }
 
-/// A number as it is written everywhere; nullopt for blanks, signs, hexadecimal digits, infinities and NaN.
+/// Parses a decimal number in the C locale; nullopt for blanks, signs, hexadecimal digits, infinities and NaN.
 std::optional<double> parseNumber(std::string_view text) {
-    // A stream, since not every standard library reads floating-point numbers with from_chars.
+    // Not every standard library supports from_chars for floating-point numbers.
     if (text.find_first_not_of("0123456789.e-") != std::string_view::npos)
         return std::nullopt;
     std::istringstream stream{std::string(text)};
@@ -36,7 +36,7 @@ std::optional<double> parseNumber(std::string_view text) {
     return number;
 }
 
-/// Removes a unit and one blank before it.
+/// Removes a trailing unit and one blank before it. Returns whether the text ended with the unit.
 bool takeUnit(std::string_view& text, std::string_view unit) {
     if (!text.ends_with(unit))
         return false;
@@ -46,7 +46,7 @@ bool takeUnit(std::string_view& text, std::string_view unit) {
     return true;
 }
 
-std::string question(const std::string& guess) { return "; did you mean " + guess + "?"; }
+std::string suggestion(const std::string& guess) { return "; did you mean " + guess + "?"; }
 
 } // namespace
 
@@ -66,10 +66,10 @@ std::string speedError(const std::string& text) {
     auto withPoint = text;
     std::replace(withPoint.begin(), withPoint.end(), ',', '.');
     const auto number = parseNumber(withPoint);
-    const auto guess = parseSpeed(withPoint)    ? question(withPoint)
+    const auto guess = parseSpeed(withPoint)    ? suggestion(withPoint)
                        : !number || *number < 0 ? ""
-                       : *number <= 100         ? question(withPoint + "%")
-                                                : question(withPoint + "rpm");
+                       : *number <= 100         ? suggestion(withPoint + "%")
+                                                : suggestion(withPoint + "rpm");
     return "\"" + text + "\" is not a speed (0 to 1, 0% to 100%, or 3000rpm)" + guess;
 }
 
@@ -91,7 +91,7 @@ std::optional<double> parseDuration(std::string_view text) {
 std::string durationError(const std::string& text) {
     const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
     return "\"" + text + "\" is not a time (90s, 30m or 1h30m)" +
-           (isNumber ? question(text + "s or " + text + "m") : "");
+           (isNumber ? suggestion(text + "s or " + text + "m") : "");
 }
 
 } // namespace kelo

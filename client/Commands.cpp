@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t barColumns = 24;
 
-std::string forPeople(const FanSnapshot& snapshot, const Style& style) {
+std::string gaugesText(const FanSnapshot& snapshot, const Style& style) {
     auto lines = gauges(snapshot, barColumns, style);
     if (snapshot.fanCount > 0)
         lines.push_back(labelled(
@@ -29,7 +29,7 @@ void status(HelperConnection& helper, Terminal& terminal, StatusForm form) {
     const auto reading = fetchReading(helper);
     switch (form) {
     case StatusForm::gauges:
-        return terminal.print(forPeople(reading.snapshot, terminal.style()));
+        return terminal.print(gaugesText(reading.snapshot, terminal.style()));
     case StatusForm::line:
         return terminal.print(statusBarText(reading.snapshot, terminal.style()) + "\n");
     case StatusForm::json:

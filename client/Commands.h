@@ -13,50 +13,50 @@ namespace kelo {
 namespace commands {
 
 enum class StatusForm {
-    gauges, ///< For people.
+    gauges, ///< Several lines, for people.
     line,   ///< One short line, for a status bar.
-    json    ///< The helper's own.
+    json    ///< The helper's JSON, unchanged.
 };
 
 /// Prints the state of the fans.
 void status(HelperConnection& helper, Terminal& terminal, StatusForm form);
 
-/// Ends any hold. Throws `HelperRefused` unless a reading shows that every fan is automatic then.
+/// Ends any hold. Throws `HelperRefused` unless a reading then shows that every fan is automatic.
 void returnFans(HelperConnection& helper);
-/// The same, and says so.
+/// Ends any hold in the same way, and prints that the fans are automatic.
 void handBack(HelperConnection& helper, Terminal& terminal);
-/// Throws `OtherVersion` if that is so.
+/// Prints the interface version. Throws `OtherVersion` if the helper's version differs.
 void version(HelperConnection& helper, Terminal& terminal);
 void standDown(HelperConnection& helper, Terminal& terminal);
 
 enum class WatchForm {
-    live,  ///< Drawn in place on a terminal; elsewhere as `lines`.
+    live,  ///< Drawn in place on a terminal; otherwise the same as `lines`.
     lines, ///< A line per reading.
-    json   ///< The helper's JSON with a time in a line per reading; nothing while there is none.
+    json   ///< A line per reading: the helper's JSON, with the time added.
 };
 
-/// Shows the fans every `interval` seconds until the user asks to stop. Fails when there is nothing to show at first;
-/// later it says so and waits.
+/// Shows the fans every `interval` seconds until the user asks to stop. Fails if the first reading fails; reports later
+/// failures and retries.
 void watch(const Surroundings& surroundings, Terminal& terminal, WatchForm form, double interval);
 
 struct HoldRequest {
-    Speed speed; ///< RPM of the fastest fan mean the same fraction of its range for every fan.
+    Speed speed; ///< RPM applies to the fastest fan; the other fans run at the same fraction of their range.
     bool handsBackOnLidClose = false;
-    std::optional<double> seconds; ///< How long; without it, until the user asks to stop.
-    CommandWords command;          ///< Unless it is empty, the hold lasts as long as this command runs.
+    std::optional<double> seconds; ///< The duration; nullopt holds until the user asks to stop.
+    CommandWords command;          ///< If not empty, the hold lasts as long as this command runs.
 };
 
 /// Holds the fans, and hands them back when the time is over, the user asks to stop, or the command ends. Until then it
-/// shows the fans on a terminal, and elsewhere prints what happens. When the helper goes, it waits for the next one and
-/// asks again, unless another client has replaced or ended the hold before.
+/// shows the fans on a terminal; otherwise it prints events. When the helper exits, it waits for a new one and requests
+/// the hold again, unless another client had already replaced or ended the hold.
 ///
-/// Returns the exit status: that of the command, if there is one. Fails when the hold cannot start, or when the fans
-/// are not known to be automatic after its end.
+/// Returns the exit status of the command, if there is one. Fails if the hold cannot start, or if the fans are not
+/// known to be automatic after its end.
 int hold(const Surroundings& surroundings, Terminal& terminal, const HoldRequest& request);
 
-/// Looks at the installation, asks the helper, tries a hold if nobody holds the fans, and prints each finding at once.
-/// Returns 0 when there is no fault, otherwise 1. Unless `version` is empty, prints a report for others instead, which
-/// begins with this program's version and names no user.
+/// Examines the installation, queries the helper, tries a hold if no client holds the fans, and prints each finding at
+/// once. Returns 0 if there is no fault, otherwise 1. Unless `version` is empty, prints a report for a bug report
+/// instead, which begins with this program's version and names no user.
 int doctor(const Surroundings& surroundings, Terminal& terminal, const std::string& version);
 
 } // namespace commands

@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// The helper is not reachable, refused the connection, or ended it before it replied. `what()` is one clear sentence.
+/// The helper is not reachable, refused the connection, or closed it before it replied. `what()` is one sentence.
 class HelperUnreachable : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -26,7 +26,7 @@ public:
     HelperConnection& operator=(const HelperConnection&) = delete;
     virtual ~HelperConnection() = default;
 
-    /// Makes the request and waits for its answer. Throws `HelperUnreachable` when the connection is gone.
+    /// Sends the request and waits for its answer. Throws `HelperUnreachable` when the connection is lost.
     template <typename Request>
     typename Request::Answer ask(const Request& request) {
         std::optional<typename Request::Answer> answer;
@@ -34,13 +34,13 @@ public:
         return std::move(answer).value();
     }
 
-    /// Makes the request and calls its reply, once, before it returns. Throws `HelperUnreachable` instead when there is
-    /// no answer.
+    /// Sends the request and calls its reply once before returning. Throws `HelperUnreachable` instead if there is no
+    /// answer.
     virtual void perform(const requests::AnyCall& call) = 0;
 };
 
-/// Connects to the helper of this machine. Throws `HelperUnreachable`; a connection that the helper refuses may show
-/// only at the first request.
+/// Connects to the helper of this machine. Throws `HelperUnreachable`, which may not happen until the first request if
+/// the helper refuses the connection.
 std::unique_ptr<HelperConnection> connectToHelper();
 
 } // namespace kelo

@@ -15,12 +15,12 @@ namespace kelo::commands {
 namespace {
 
 constexpr double refreshInterval = 1.0; // seconds
-constexpr double retryInterval = 10.0;  // seconds after a refusal, since each try may keep the helper busy
-constexpr double patienceAtEnd = 5;     // seconds to hand back in: the helper may be taking a fan, for up to 4
-// The helper repairs what another program changes within 2 seconds, and leaves a target that is off by up to 25 RPM.
-constexpr int looksUntilSure = 4;
-constexpr double sameSpeed = 30;       // RPM
-constexpr double sameFraction = 0.006; // of the range
+constexpr double retryInterval = 10.0;  // seconds after a refusal, since each attempt may keep the helper busy
+constexpr double handBackTimeout = 5;   // seconds; the helper may first need up to 4 to take a fan
+// The helper repairs changes by other programs within 2 seconds, and leaves a target that is off by up to 25 RPM.
+constexpr int readingsUntilSure = 4;
+constexpr double speedTolerance = 30;       // RPM
+constexpr double fractionTolerance = 0.006; // of the range
 
 std::string durationText(double seconds) {
     const auto whole = static_cast<long>(std::ceil(seconds));
@@ -36,19 +36,19 @@ std::string percentText(double fraction) {
     return (text.ends_with(".0") ? text.substr(0, text.size() - 2) : text) + "%";
 }
 
-double askedFraction(HelperConnection& helper, const HoldRequest& request) {
+double requestedFraction(HelperConnection& helper, const HoldRequest& request) {
     if (const auto* fraction = std::get_if<double>(&request.speed))
         return *fraction;
     const auto rpm = std::get<RPM>(request.speed).value;
     const auto now = fetchReading(helper).snapshot;
     if (!(rpm >= now.minRPM && rpm <= now.maxRPM && now.minRPM < now.maxRPM))
-        throw HelperRefused(decimal(rpm, 0) + " RPM is outside of the fan's range, " + decimal(now.minRPM, 0) + " to " +
+        throw HelperRefused(decimal(rpm, 0) + " RPM is outside the fan's range, " + decimal(now.minRPM, 0) + " to " +
                             decimal(now.maxRPM, 0) + " RPM.");
     return (rpm - now.minRPM) / (now.maxRPM - now.minRPM);
 }
 
-/// Whether the hold that was asked for is in force, as far as readings show it.
-class Standing {
+/// Infers from readings whether the requested hold is still in force.
+class HoldStatus {
 public:
     enum State { inForce, replaced, ended };
 
@@ -57,35 +57,35 @@ public:
     /// Returns whether the state has changed.
     bool observe(const FanSnapshot& snapshot, double fraction) {
         const auto seen = stateIn(snapshot, fraction);
-        looks_ = seen == seen_ ? looks_ + 1 : 1;
+        readings_ = seen == seen_ ? readings_ + 1 : 1;
         seen_ = seen;
-        return looks_ >= (seen == inForce ? 1 : looksUntilSure) && std::exchange(state_, seen) != seen;
+        return readings_ >= (seen == inForce ? 1 : readingsUntilSure) && std::exchange(state_, seen) != seen;
     }
 
 private:
     State stateIn(const FanSnapshot& snapshot, double fraction) const {
         if (snapshot.lidHasFan || snapshot.addingAir)
-            return state_; // it cannot be distinguished from another hold's
+            return state_; // the target does not distinguish this hold from another
         if (!snapshot.underKeloControl)
             return ended;
         const double range = snapshot.maxRPM - snapshot.minRPM;
         const double off = std::fabs(snapshot.targetRPM - (snapshot.minRPM + fraction * range));
-        return off > std::max(sameSpeed, sameFraction * range) ? replaced : inForce;
+        return off > std::max(speedTolerance, fractionTolerance * range) ? replaced : inForce;
     }
 
     State state_ = inForce;
     State seen_ = inForce;
-    int looks_ = 0;
+    int readings_ = 0;
 };
 
-/// In the order of `Standing::State`.
+/// In the order of `HoldStatus::State`.
 const struct {
-    std::string title;    ///< What the title of the view says of it.
-    std::string sentence; ///< What is said when it begins.
-} standingTexts[] = {{"", "This hold is in force again"},
-                     {" (replaced by another hold)", "Another client has replaced this hold"},
-                     {" (no longer in force)",
-                      "This hold is no longer in force: another client has ended it, or the Mac is about to sleep"}};
+    std::string title;    ///< Shown in the title of the view.
+    std::string sentence; ///< Printed when the state begins.
+} statusTexts[] = {{"", "This hold is in force again"},
+                   {" (replaced by another hold)", "Another client has replaced this hold"},
+                   {" (no longer in force)",
+                    "This hold is no longer in force: another client has ended it, or the Mac is about to sleep"}};
 
 class Holder {
 public:
@@ -93,18 +93,18 @@ public:
         : surroundings_(surroundings), terminal_(terminal), request_(request),
           isDrawn_(request.command.empty() && terminal.isInteractive()),
           view_(surroundings, terminal, isDrawn_,
-                {[this] { return title(); }, "q or Ctrl-C ends the hold and hands the fans back"}, patienceAtEnd) {}
+                {[this] { return title(); }, "q or Ctrl-C ends the hold and hands the fans back"}, handBackTimeout) {}
 
     int run() {
-        fraction_ = askedFraction(view_.helper(), request_);
-        take();
+        fraction_ = requestedFraction(view_.helper(), request_);
+        requestHold();
         terminal_.catchStops();
         terminal_.dropStuckOutput();
         end_ = terminal_.now().seconds + request_.seconds.value_or(std::numeric_limits<double>::infinity());
         int status = exit_status::done;
         try {
             announce();
-            status = stay();
+            status = holdUntilEnd();
         } catch (...) {
             returnFansIfReachable();
             throw;
@@ -114,7 +114,7 @@ public:
     }
 
 private:
-    void take() {
+    void requestHold() {
         if (const auto error = view_.helper().ask(requests::Hold{fraction_, request_.handsBackOnLidClose}))
             throw HelperRefused(*error);
     }
@@ -124,7 +124,7 @@ private:
         try {
             first.emplace(fetchReading(view_.helper()).snapshot);
         } catch (const HelperRefused&) {
-            // The next look says why.
+            // The next update reports the reason.
         } catch (const HelperUnreachable&) {
             isLost_ = true;
         }
@@ -141,58 +141,58 @@ private:
     }
 
     /// Returns the exit status.
-    int stay() {
+    int holdUntilEnd() {
         std::optional<Companion> companion;
         if (!request_.command.empty())
             companion = surroundings_.start(request_.command);
-        look();
-        for (bool isPassedOn = false;;) {
+        update();
+        for (bool isForwarded = false;;) {
             const auto status = companion ? companion->status() : std::nullopt;
             const int stop = terminal_.stopSignal();
             if (status)
                 return *status;
             if (!companion && (stop != 0 || terminal_.now().seconds >= end_))
                 return exit_status::done;
-            if (companion && stop != 0 && stop != SIGINT && !std::exchange(isPassedOn, true))
+            if (companion && stop != 0 && stop != SIGINT && !std::exchange(isForwarded, true))
                 companion->signal(stop); // the terminal sends SIGINT to both
             view_.pause(std::clamp(end_ - terminal_.now().seconds, 0.0, refreshInterval));
             if (companion || terminal_.stopSignal() == 0)
-                look();
+                update();
         }
     }
 
-    void look() {
+    void update() {
         try {
-            if (isLost_ && standing_.state() == Standing::inForce && terminal_.now().seconds >= retryAt_) {
+            if (isLost_ && status_.state() == HoldStatus::inForce && terminal_.now().seconds >= retryAt_) {
                 retryAt_ = terminal_.now().seconds + retryInterval;
-                take();
+                requestHold();
                 isLost_ = false;
-                tell("The hold was requested again.");
+                report("The hold was requested again.");
             }
             const auto snapshot = fetchReading(view_.helper()).snapshot;
             isSilent_ = false;
             for (const auto& sentence : view_.observe(snapshot))
                 sayUnlessDrawn(sentence);
-            if (!isLost_ && standing_.observe(snapshot, fraction_))
-                tell(standingText(snapshot));
+            if (!isLost_ && status_.observe(snapshot, fraction_))
+                report(statusText(snapshot));
         } catch (const HelperRefused& refused) {
-            lack(refused.what());
+            reportFailure(refused.what());
         } catch (const HelperUnreachable& unreachable) {
             isLost_ = true;
             isSilent_ = dynamic_cast<const HelperSilent*>(&unreachable) != nullptr;
             retryAt_ = 0;
-            lack(std::string(unreachable.what()) + " Waiting for the helper.");
+            reportFailure(std::string(unreachable.what()) + " Waiting for the helper.");
         }
     }
 
-    void lack(const std::string& reason) {
-        for (const auto& sentence : view_.lack(reason))
+    void reportFailure(const std::string& reason) {
+        for (const auto& sentence : view_.observeFailure(reason))
             sayUnlessDrawn(sentence);
     }
 
-    std::string standingText(const FanSnapshot& snapshot) const {
-        const bool isReplaced = standing_.state() == Standing::replaced;
-        return standingTexts[standing_.state()].sentence +
+    std::string statusText(const FanSnapshot& snapshot) const {
+        const bool isReplaced = status_.state() == HoldStatus::replaced;
+        return statusTexts[status_.state()].sentence +
                (isReplaced ? ": target " + speedText(snapshot.targetRPM, snapshot) : "") +
                (timeLeft().empty() ? "" : " (" + timeLeft() + ")") + ".";
     }
@@ -202,11 +202,11 @@ private:
     }
 
     std::string title() const {
-        const std::string state = isLost_ ? " (waiting to request it again)" : standingTexts[standing_.state()].title;
+        const std::string state = isLost_ ? " (waiting to request it again)" : statusTexts[status_.state()].title;
         return "kelo hold " + percentText(fraction_) + (timeLeft().empty() ? "" : ", " + timeLeft()) + state;
     }
 
-    /// The failure of a command is its status rather than that of the hand-back.
+    /// Throws if the hand-back fails, unless the command has failed: its status takes precedence.
     void handBack(int status) {
         try {
             if (isSilent_)
@@ -233,7 +233,7 @@ private:
         say(reason + consequence);
     }
 
-    /// For an end that has another reason to report.
+    /// Ignores an unreachable helper, since the caller already has another error to report.
     void returnFansIfReachable() {
         try {
             view_.helper().ask(requests::HandBack{});
@@ -242,7 +242,7 @@ private:
         }
     }
 
-    /// What the command prints must stay its own.
+    /// Leaves standard output to the command, if there is one.
     void say(const std::string& sentence) {
         if (request_.command.empty())
             terminal_.print(visible(sentence) + "\n");
@@ -255,7 +255,7 @@ private:
             say(sentence);
     }
 
-    void tell(const std::string& sentence) {
+    void report(const std::string& sentence) {
         view_.note(sentence);
         sayUnlessDrawn(sentence);
     }
@@ -265,12 +265,12 @@ private:
     const HoldRequest& request_;
     const bool isDrawn_;
     LiveView view_;
-    Standing standing_;
+    HoldStatus status_;
     double fraction_ = 0;
-    double end_ = 0;        ///< On the clock of the terminal.
-    double retryAt_ = 0;    ///< The same: when the hold may be asked for again.
-    bool isLost_ = false;   ///< The helper has gone since it granted the hold.
-    bool isSilent_ = false; ///< It has not answered the last request.
+    double end_ = 0;        ///< On the terminal's clock.
+    double retryAt_ = 0;    ///< The earliest time to request the hold again, on the same clock.
+    bool isLost_ = false;   ///< The helper has exited since it granted the hold.
+    bool isSilent_ = false; ///< The helper has not answered the last request.
 };
 
 } // namespace

@@ -12,7 +12,7 @@ LiveView::LiveView(const Surroundings& surroundings, Terminal& terminal, bool is
     : terminal_(terminal), isDrawn_(isDrawn), texts_(std::move(texts)), stopAdvice_(surroundings.stopAdvice()),
       helper_(sameVersion(surroundings.connect), terminal,
               {.limitAfterStop = limitAfterStop,
-               .onSilence = [this] { tellOfSilence(); },
+               .onSilence = [this] { reportSilence(); },
                .onChange = [this] { draw(); }}) {}
 
 LiveView::~LiveView() { end(); }
@@ -24,9 +24,9 @@ std::vector<std::string> LiveView::observe(const FanSnapshot& snapshot) {
     return news;
 }
 
-std::vector<std::string> LiveView::lack(const std::string& reason) {
+std::vector<std::string> LiveView::observeFailure(const std::string& reason) {
     waiting_.clear();
-    auto news = record_.lack(reason, terminal_.now());
+    auto news = record_.observeFailure(reason, terminal_.now());
     draw();
     return news;
 }
@@ -36,7 +36,7 @@ void LiveView::note(const std::string& sentence) {
     draw();
 }
 
-void LiveView::tellOfSilence() {
+void LiveView::reportSilence() {
     waiting_ = waitingText(stopAdvice_);
     if (!isDrawn_)
         terminal_.complain("kelo: " + waiting_ + "\n");

@@ -9,12 +9,12 @@
 
 namespace kelo {
 
-/// The fans while a command stays: asks the helper, keeps a record, and draws it in place if `isDrawn`.
+/// Follows the fans during a long-running command: queries the helper, keeps a record, and draws it in place if
+/// `isDrawn`.
 class LiveView {
 public:
-    /// What the view says of its command.
     struct Texts {
-        std::function<std::string()> command; ///< The command and how far it is.
+        std::function<std::string()> command; ///< The command and its progress.
         std::string keys;                     ///< What the keys do.
     };
 
@@ -24,24 +24,24 @@ public:
     LiveView& operator=(const LiveView&) = delete;
     ~LiveView();
 
-    /// Reconnects when the connection is gone, and refuses a helper of another version. While a request waits, the
-    /// view, or else standard error, says so.
+    /// Reconnects when the connection is lost, and refuses a helper of another version. While a request waits, the view
+    /// shows a note; if nothing is drawn, standard error does.
     HelperConnection& helper() { return helper_; }
 
-    /// Takes a reading, or the reason why there is none. Both return what has happened since the last one.
+    /// Records a reading, or the reason why there is none. Both return the events since the last reading.
     std::vector<std::string> observe(const FanSnapshot& snapshot);
-    std::vector<std::string> lack(const std::string& reason);
-    /// Takes an event that no reading shows.
+    std::vector<std::string> observeFailure(const std::string& reason);
+    /// Records an event that no reading shows.
     void note(const std::string& sentence);
 
-    /// Waits while the drawn view follows the size of the terminal, until `seconds` after the last pause was due, so
-    /// that readings come at an even pace. The user's request to stop ends it early.
+    /// Waits until `seconds` after the last pause was due to end, so that readings are evenly spaced. Redraws the view
+    /// when the terminal is resized. The user's request to stop ends the pause early.
     void pause(double seconds);
-    /// Restores the screen; from then on nothing is drawn.
+    /// Restores the screen; nothing is drawn afterwards.
     void end();
 
 private:
-    void tellOfSilence();
+    void reportSilence();
     void draw();
 
     Terminal& terminal_;
@@ -49,7 +49,7 @@ private:
     const Texts texts_;
     const std::string stopAdvice_;
     std::string waiting_;
-    double due_ = 0; ///< When the last pause should have ended, on the clock of the terminal.
+    double due_ = 0; ///< When the last pause should have ended, on the terminal's clock.
     FanRecord record_;
     PatientConnection helper_;
 };

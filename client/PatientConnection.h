@@ -9,21 +9,21 @@
 
 namespace kelo {
 
-/// The helper has had its time and has not answered.
+/// The helper has not answered before the timeout.
 class HelperSilent : public HelperUnreachable {
 public:
     using HelperUnreachable::HelperUnreachable;
 };
 
-/// A connection whose user is not left alone while the helper does not answer: each request runs on another thread.
-/// Connects with the first request, and again with the next request after one has thrown `HelperUnreachable`.
+/// A connection with callbacks and a timeout for a helper that does not answer: each request runs on another thread.
+/// Connects at the first request, and again at the next request after one has thrown `HelperUnreachable`.
 class PatientConnection : public HelperConnection {
 public:
     struct Patience {
         double limit = 60;         ///< Seconds until a request throws `HelperSilent`; taking ten fans may take 40.
-        double limitAfterStop = 5; ///< The same once the user has asked to stop.
+        double limitAfterStop = 5; ///< Seconds from the user's request to stop until `HelperSilent`.
         std::function<void()> onSilence = [] {}; ///< Called once for a request that has waited for 2 seconds.
-        /// Called each second from then on, and when the size of the screen has changed.
+        /// Called each second from then on, and when the screen has been resized.
         std::function<void()> onChange = [] {};
     };
 
@@ -44,7 +44,7 @@ private:
     Terminal& terminal_;
     const Patience patience_;
     std::optional<double> stoppedAt_;
-    /// With the thread of the request. A request that is given up keeps its own.
+    /// Shared with the thread of the request. A request that timed out keeps it, and the next request gets a new one.
     std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
 };
 

@@ -8,18 +8,18 @@
 
 namespace kelo {
 
-/// Standard output takes no more. `what()` says why, in one clause.
+/// Standard output cannot be written. `what()` gives the reason in one clause.
 class OutputFailed : public std::runtime_error {
 public:
     OutputFailed(const std::string& reason, bool isReaderGone) : runtime_error(reason), hasNoReader(isReaderGone) {}
 
-    const bool hasNoReader; ///< The other end of a pipe was closed on purpose, as `head` does.
+    const bool hasNoReader; ///< The reader closed the pipe on purpose, as `head` does.
 };
 
-/// Why a wait has ended.
+/// Why a wait ended.
 enum class Woken { byTime, byAnswer, byResize, byStop };
 
-/// Where a command runs: what it prints to, and what it waits for. Used from one thread.
+/// A command's output, screen, keyboard, stop signals and clock. Used from one thread.
 class Terminal {
 public:
     Terminal() = default;
@@ -27,39 +27,38 @@ public:
     Terminal& operator=(const Terminal&) = delete;
     virtual ~Terminal() = default;
 
-    /// Prints to standard output. Waits while the output takes nothing, until the user asks to stop. Throws
+    /// Prints to standard output. Waits while the output is blocked, until the user asks to stop. Throws
     /// `OutputFailed`.
     virtual void print(const std::string& text) = 0;
-    /// Prints to standard error under the same rules, but drops what cannot be written.
+    /// Prints to standard error in the same way, but drops text that cannot be written.
     virtual void complain(const std::string& text) = 0;
-    /// From now on text that the output has not taken after a second is dropped, so that nothing waits for it.
+    /// From now on, drops text that has been blocked for a second, so that no command waits for its output.
     virtual void dropStuckOutput() = 0;
 
-    /// Whether a view can be drawn in place: the output is a terminal that takes control sequences, and this process
+    /// Whether a view can be drawn in place: the output is a terminal that supports control sequences, and this process
     /// runs in the foreground.
     virtual bool isInteractive() const = 0;
-    /// What standard output can show.
     virtual Style style() const = 0;
     virtual ScreenSize size() const = 0;
 
-    /// Shows these lines and nothing else; there are at most as many as the screen has rows. A frame that the output
-    /// does not take is skipped. The first call takes the screen and the keyboard; nothing may be printed until
+    /// Shows these lines and nothing else; the caller passes at most as many as the screen has rows. Skips the frame if
+    /// the output is blocked. The first call takes over the screen and the keyboard; nothing may be printed until
     /// `endDrawing` has restored both.
     virtual void draw(const std::vector<Line>& lines) = 0;
     virtual void endDrawing() = 0;
 
-    /// From now on SIGINT, SIGTERM, SIGHUP (unless it was ignored) and, while something is drawn, the key q do not end
-    /// the process but end a wait.
+    /// From now on, SIGINT, SIGTERM, SIGHUP (unless it was ignored) and, while a view is drawn, the key q end a wait
+    /// instead of the process.
     virtual void catchStops() = 0;
-    /// The signal by which the user asked to stop, SIGINT for the key; 0 before.
+    /// The signal that asked to stop, SIGINT for the key q; 0 if there was none.
     virtual int stopSignal() const = 0;
 
-    /// Waits for `seconds`, until the size changes while something is drawn, or until the user asks to stop, which ends
-    /// one wait only. The end of a child process may end it early, by time.
+    /// Waits for `seconds`, until the terminal is resized while a view is drawn, or until the user asks to stop, which
+    /// ends only one wait. The end of a child process may end it early; it then returns `byTime`.
     virtual Woken wait(double seconds) = 0;
-    /// The same, and ends by answer as soon as `descriptor` is readable.
+    /// Also ends, and returns `byAnswer`, as soon as `descriptor` is readable.
     virtual Woken waitForAnswer(int descriptor, double seconds) = 0;
-    /// The current time. The seconds advance while the machine sleeps.
+    /// The current time. Its seconds also advance while the machine sleeps.
     virtual Moment now() = 0;
 };
 

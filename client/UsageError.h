@@ -16,13 +16,13 @@
 
 namespace kelo {
 
-/// The command that the user named last, or the program itself.
+/// The innermost command on the command line, or the program itself.
 inline const CLI::App& innermostCommand(const CLI::App& app) {
     const auto commands = app.get_subcommands();
     return commands.empty() ? app : innermostCommand(*commands.front());
 }
 
-/// How many letters must be added, removed or replaced to make one word of the other.
+/// How many letters must be added, removed or replaced to turn one word into the other.
 inline std::size_t editsBetween(const std::string& from, const std::string& to) {
     std::vector<std::size_t> row(to.size() + 1);
     std::iota(row.begin(), row.end(), 0);
@@ -36,8 +36,8 @@ inline std::size_t editsBetween(const std::string& from, const std::string& to) 
     return row.back();
 }
 
-/// A question for a word that is nearly one of the command's own; else nothing.
-inline std::string guess(const CLI::App& command, const std::string& word) {
+/// Suggests the command or option that resembles the word; empty if there is none.
+inline std::string suggestionFor(const CLI::App& command, const std::string& word) {
     std::vector<std::string> known;
     for (const auto* subcommand : command.get_subcommands([](const CLI::App*) { return true; }))
         known.push_back(subcommand->get_name());
@@ -51,7 +51,7 @@ inline std::string guess(const CLI::App& command, const std::string& word) {
     return isNear ? "; did you mean \"" + *nearest + "\"?" : "";
 }
 
-/// What is wrong with a command line, in plain words.
+/// Describes the mistake in a command line.
 inline std::string usageReason(const CLI::App& command, const CLI::ParseError& error) {
     std::string text = error.what();
     const bool needsCommand = command.get_require_subcommand_min() > 0;
@@ -61,7 +61,7 @@ inline std::string usageReason(const CLI::App& command, const CLI::ParseError& e
     if (!unknown.empty()) {
         const auto& word = unknown.front();
         const std::string kind = word.starts_with('-') ? "option" : needsCommand ? "command" : "argument";
-        return "unknown " + kind + " \"" + word + "\"" + guess(command, word);
+        return "unknown " + kind + " \"" + word + "\"" + suggestionFor(command, word);
     }
     if (needsCommand)
         return "a command is required";
@@ -72,14 +72,14 @@ inline std::string usageReason(const CLI::App& command, const CLI::ParseError& e
     return text;
 }
 
-/// The same in one sentence that points to the help.
+/// Describes the mistake in one sentence that refers to the help.
 inline std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
     const auto reason = usageReason(innermostCommand(app), error);
     return app.get_name() + ": " + reason + (reason.ends_with('?') ? " See " : "; see ") + app.get_name() + " --help";
 }
 
-/// Parses a command line, for every program with commands. Returns the status with which the program must end at once:
-/// it was asked for its help or version, or the usage is wrong, which standard error says.
+/// Parses a command line. Returns the status with which the program must exit at once: it has printed its help or
+/// version, or has reported incorrect usage on standard error.
 inline std::optional<int> statusOfParsing(CLI::App& app, int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
@@ -97,8 +97,8 @@ inline std::optional<int> statusOfParsing(CLI::App& app, int argc, const char* c
     }
 }
 
-/// Parses the command line and runs the program, which returns its exit status. What it throws is reported on standard
-/// error, and the status is `failed`.
+/// Parses the command line and runs the program, which returns its exit status. Reports an exception on standard error
+/// and returns `failed`.
 template <typename Run>
 int runProgram(CLI::App& app, int argc, const char* const* argv, const Run& run) {
     if (const auto status = statusOfParsing(app, argc, argv))

@@ -16,18 +16,18 @@ public:
 
     void run(double interval) {
         terminal_.catchStops();
-        look();
+        update();
         for (;;) {
             if (terminal_.stopSignal() == 0)
                 view_.pause(interval);
             if (terminal_.stopSignal() != 0)
                 return;
-            lookOrWait();
+            updateOrReport();
         }
     }
 
 private:
-    void look() {
+    void update() {
         const auto [json, snapshot] = fetchReading(view_.helper());
         view_.observe(snapshot);
         const auto time = terminal_.now().utc;
@@ -37,20 +37,20 @@ private:
             terminal_.print(time + "  " + summary(snapshot) + "\n");
     }
 
-    void lookOrWait() {
+    void updateOrReport() {
         try {
-            look();
+            update();
         } catch (const HelperRefused& refused) {
-            lack(refused.what());
+            reportFailure(refused.what());
         } catch (const HelperUnreachable& unreachable) {
-            lack(std::string(unreachable.what()) + " Waiting for the helper.");
+            reportFailure(std::string(unreachable.what()) + " Waiting for the helper.");
         }
     }
 
-    void lack(const std::string& reason) {
-        if (terminal_.stopSignal() != 0 || view_.lack(reason).empty() || isDrawn_)
+    void reportFailure(const std::string& reason) {
+        if (terminal_.stopSignal() != 0 || view_.observeFailure(reason).empty() || isDrawn_)
             return;
-        if (form_ == WatchForm::json) // its lines are for programs
+        if (form_ == WatchForm::json) // programs read standard output
             terminal_.complain("kelo: " + visible(reason) + "\n");
         else
             terminal_.print(visible(reason) + "\n");

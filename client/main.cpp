@@ -17,9 +17,9 @@
 namespace kelo {
 namespace {
 
-constexpr double commandTimeout = 20; // seconds; a Mac's log takes its time
+constexpr double commandTimeout = 20; // seconds; reading the log is slow on a Mac
 
-/// The path of this program where the system knows it, otherwise the name by which it was started.
+/// The path of this program if the system knows it, otherwise the name it was started by.
 std::string ownExecutable(const std::string& name) {
     std::error_code isUnknown;
     const auto path = std::filesystem::read_symlink("/proc/self/exe", isUnknown);
@@ -36,7 +36,7 @@ int complain(Terminal& terminal, int status, const std::string& text) {
     return status;
 }
 
-/// Runs the command, and turns what it throws into a message and a status.
+/// Runs the command, and turns an exception into a message and an exit status.
 int run(const Command& command, const Surroundings& surroundings, Terminal& terminal) {
     const std::string advice = "\nkelo doctor looks for the cause and says what to do.";
     try {
@@ -55,7 +55,7 @@ int run(const Command& command, const Surroundings& surroundings, Terminal& term
 }
 
 int run(int argc, const char* const* argv) {
-    PosixTerminal terminal; // first, since it opens closed standard streams
+    PosixTerminal terminal; // first, since it reopens closed standard streams
     CommandLine commandLine;
     if (const auto status = commandLine.parse(argc, argv))
         return *status;

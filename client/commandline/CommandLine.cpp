@@ -17,8 +17,8 @@ const CLI::Validator isSpeed([](std::string& text) { return parseSpeed(text) ? "
 const CLI::Validator isDuration([](std::string& text) { return parseDuration(text) ? "" : durationError(text); },
                                 "TIME");
 
-/// A command that asks the helper over one connection. `connected` makes the connection that is asked.
-Command asking(std::function<void(HelperConnection&, Terminal&)> request, Connect (*connected)(Connect)) {
+/// A command that sends requests over one connection, which `connected` creates.
+Command requestCommand(std::function<void(HelperConnection&, Terminal&)> request, Connect (*connected)(Connect)) {
     return [request = std::move(request), connected](const Surroundings& surroundings, Terminal& terminal) {
         PatientConnection helper(connected(surroundings.connect), terminal, {.onSilence = [&] {
                                      terminal.complain("kelo: " + waitingText(surroundings.stopAdvice()) + "\n");
@@ -28,7 +28,7 @@ Command asking(std::function<void(HelperConnection&, Terminal&)> request, Connec
     };
 }
 
-/// For requests that helpers of every version answer in the same way.
+/// For requests that every version of the helper answers in the same way.
 Connect anyVersion(Connect connect) { return connect; }
 
 } // namespace
@@ -85,7 +85,7 @@ void CommandLine::declareStatus() {
         const auto form = isJSON_ ? StatusForm::json : isLine_ ? StatusForm::line : StatusForm::gauges;
         commands::status(helper, terminal, form);
     };
-    commands_[status] = asking(print, sameVersion);
+    commands_[status] = requestCommand(print, sameVersion);
 }
 
 void CommandLine::declareWatch() {
@@ -121,7 +121,7 @@ void CommandLine::declareHold() {
 void CommandLine::declareRequests() {
     const auto declare = [this](const char* name, const char* description,
                                 void (*request)(HelperConnection&, Terminal&)) {
-        commands_[app_.add_subcommand(name, description)] = asking(request, anyVersion);
+        commands_[app_.add_subcommand(name, description)] = requestCommand(request, anyVersion);
     };
     declare("hand-back", "Ends any hold, so that the system controls the fans again.", commands::handBack);
     declare("version", "Compares the helper's interface version with this program's.", commands::version);
@@ -153,7 +153,7 @@ void CommandLine::declareHelp() {
     std::vector<std::string> topics;
     for (const auto* command : app_.get_subcommands([](const CLI::App*) { return true; }))
         topics.push_back(command->get_name());
-    auto* help = app_.add_subcommand("help", "Shows how kelo, or one of its commands, is used.");
+    auto* help = app_.add_subcommand("help", "Shows help for kelo or one of its commands.");
     help->add_option("topic", topic_, "A command")->check(CLI::IsMember(topics));
     commands_[help] = [this](const Surroundings&, Terminal& terminal) {
         const auto* const topic = topic_.empty() ? &app_ : app_.get_subcommand(topic_);

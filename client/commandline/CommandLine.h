@@ -12,20 +12,19 @@
 
 namespace kelo {
 
-/// What a command line asks for. Returns the exit status.
+/// Runs the chosen command. Returns the exit status.
 using Command = std::function<int(const Surroundings&, Terminal&)>;
 
-/// The command line of `kelo`. Its help, its completions and what it does follow from this one definition.
+/// The command line of `kelo`. Help, completions and commands all follow from this definition.
 class CommandLine {
 public:
     CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    /// Chooses the command, or returns the status with which the program must end at once; see `statusOfParsing`. Words
-    /// after "--" are a command that runs during a hold.
+    /// Chooses the command, or returns the status with which the program must exit at once; see `statusOfParsing`.
+    /// Words after "--" are a command that runs during a hold.
     std::optional<int> parse(int argc, const char* const* argv);
-    /// The chosen command.
     const Command& command() const;
 
 private:

@@ -7,17 +7,17 @@ namespace {
 
 /// An option or an argument.
 struct Word {
-    std::vector<std::string> names; ///< As they are typed; none for an argument.
+    std::vector<std::string> names; ///< With their dashes; empty for an argument.
     std::string description;
     bool takesValue = false;
-    std::vector<std::string> choices; ///< Of the value, where there are only some.
+    std::vector<std::string> choices; ///< The allowed values; empty if there is no list.
 };
 
 std::vector<const CLI::App*> commandsOf(const CLI::App& app) {
     return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
-/// From the option's description of its type, such as TEXT:{bash,zsh}.
+/// Extracts the choices from the option's type description, such as TEXT:{bash,zsh}.
 std::vector<std::string> choicesOf(const CLI::Option& option) {
     const auto type = option.get_type_name();
     const auto begin = type.find('{');
@@ -39,8 +39,8 @@ std::vector<Word> wordsOf(const CLI::App& app) {
 
 std::string joined(const std::vector<std::string>& words) { return CLI::detail::join(words, " "); }
 
-/// All that may be typed in an app's place besides its commands.
-std::string typed(const CLI::App& app) {
+/// The options and choices of an app, without its commands.
+std::string optionsAndChoices(const CLI::App& app) {
     std::vector<std::string> all;
     for (const auto& word : wordsOf(app)) {
         all.insert(all.end(), word.names.begin(), word.names.end());
@@ -49,7 +49,8 @@ std::string typed(const CLI::App& app) {
     return joined(all);
 }
 
-/// The text without what has a meaning in single quotes, and what of `others` has one, too.
+/// Escapes text for use in single quotes: replaces each single quote by `quote`, and puts a backslash before each of
+/// `others`.
 std::string escaped(const std::string& text, const std::string& others, const std::string& quote) {
     std::string safe;
     for (const char character : text) {
@@ -65,12 +66,12 @@ std::string bash(const CLI::App& app) {
     std::vector<std::string> first;
     for (const auto* command : commandsOf(app)) {
         first.push_back(command->get_name());
-        cases += "      " + command->get_name() + ") words='" + typed(*command) + "' ;;\n";
+        cases += "      " + command->get_name() + ") words='" + optionsAndChoices(*command) + "' ;;\n";
     }
     const auto& name = app.get_name();
     return "# Completions of " + name + " for bash.\n_" + name + "() {\n  local words=''\n" +
-           "  if [ \"$COMP_CWORD\" -eq 1 ]; then\n    words='" + joined(first) + " " + typed(app) + "'\n  else\n" +
-           "    case ${COMP_WORDS[1]} in\n" + cases + "    esac\n  fi\n" +
+           "  if [ \"$COMP_CWORD\" -eq 1 ]; then\n    words='" + joined(first) + " " + optionsAndChoices(app) +
+           "'\n  else\n" + "    case ${COMP_WORDS[1]} in\n" + cases + "    esac\n  fi\n" +
            "  COMPREPLY=($(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\"))\n}\ncomplete -F _" + name + " " +
            name + "\n";
 }

@@ -19,7 +19,7 @@ Finding simulatedMac(const RunCommand& run, const std::string& simmac) {
     return {Verdict::good, "Mac", "the simulated Mac is running", ""};
 }
 
-/// Looks at the executable of each process. It fails for processes of other users, which cannot be examined.
+/// Checks the executable of each process. The status of `find` is ignored, since it fails on processes of other users.
 Finding running(const RunCommand& run, const std::string& helper) {
     const auto found = run({"find", "/proc", "-maxdepth", "2", "-name", "exe", "-lname", helper});
     const auto process = found ? valueOf(found->output, "/proc/") : "";
@@ -28,7 +28,6 @@ Finding running(const RunCommand& run, const std::string& helper) {
     return {Verdict::bad, "running", "The helper is not running.", "Start it: " + helper};
 }
 
-/// Helper and client must be signed by the same team.
 Finding signedBy(const RunCommand& run, const std::string& folder, const std::string& helper,
                  const std::string& executable) {
     const auto verify = [&](const std::string& file) {

@@ -26,7 +26,7 @@ std::vector<Line> findingLines(const Finding& finding) {
     return lines;
 }
 
-/// A path in the home folder names its owner.
+/// Removes the home folder from paths, since it contains the user's name.
 std::string withoutHome(std::string text, const std::string& home) {
     if (home.size() > 1)
         for (auto place = text.find(home); place != std::string::npos; place = text.find(home, place))

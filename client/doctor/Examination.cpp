@@ -39,7 +39,7 @@ Finding holderFinding(const FanSnapshot& snapshot) {
     return {Verdict::good, "held by", "nobody: the system controls the fans", ""};
 }
 
-/// Nobody holds the fans, so nobody loses anything.
+/// Only for fans that nobody holds, so that no client loses its hold.
 void tryHold(HelperConnection& helper, const FanSnapshot& snapshot, const Report& report) {
     if (const auto error = helper.ask(requests::Hold{fractionOfRange(snapshot.targetRPM, snapshot).value_or(0), false}))
         return report(

@@ -10,39 +10,39 @@ namespace kelo {
 
 enum class Verdict {
     good,
-    note, ///< Worth knowing, and no fault.
+    note, ///< Worth knowing, but not a fault.
     bad
 };
 
-/// What the doctor has found about one subject.
 struct Finding {
     Verdict verdict;
-    std::string subject; ///< In one or two words.
-    std::string text;    ///< One line or several.
+    std::string subject; ///< One or two words.
+    std::string text;    ///< One or more lines.
     std::string advice;  ///< What to do about it; empty only for a good finding.
 };
 
-/// Takes each finding as soon as it is made.
+/// Receives each finding as soon as it is known.
 using Report = std::function<void(const Finding&)>;
 
-/// What a command has printed; empty when it failed or could not be run.
+/// The output of a command; empty if it failed or could not be run.
 std::string outputOf(const RunCommand& run, const std::vector<std::string>& command);
 
-/// What follows `name` in the first line that begins with it, blanks aside; empty when there is none.
+/// The text after `name` in the first line that begins with it, ignoring leading blanks; empty if there is none.
 std::string valueOf(const std::string& output, const std::string& name);
 
-/// The last lines of a text, at most so many.
+/// The last `count` lines of a text, or all if there are fewer.
 std::string lastLines(const std::string& text, std::size_t count);
 
-/// Asks the helper: is it reachable, its version, its fans, its chip, who holds them, and can they be held.
-/// `isInstalled`: no fault was found before.
+/// Reports whether the helper is reachable, its version, its fans, the chip temperature, and who holds the fans. If
+/// nobody does, tries a hold. `isInstalled`: no fault has been found before.
 void examineService(const Surroundings& surroundings, Terminal& terminal, bool isInstalled, const Report& report);
 
-/// Examines the helper that launchd knows on a Mac: installed, running, signed by whom. `executable` is this program's.
+/// Reports whether launchd knows the helper on this Mac, whether it is running, and who signed it. `executable` is this
+/// program's path.
 void examineMac(const RunCommand& run, const std::string& executable, const Report& report);
 Finding macLog(const RunCommand& run);
 
-/// The same for the helper of a development installation on Linux, in the folder of `executable`.
+/// Reports the same for the helper of a development installation on Linux, in the folder of `executable`.
 void examineDevelopment(const RunCommand& run, const std::string& executable, const Report& report);
 Finding developmentLog(const RunCommand& run);
 

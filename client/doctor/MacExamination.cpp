@@ -9,8 +9,8 @@ const std::string installAgain = "Install Kelo again (your own build: ./dev inst
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
-/// The helper's executable. launchd knows the path of an installed one, and only the place within the app of one that
-/// an app has registered; that is found through its process. Empty when it is unknown.
+/// The helper's executable; empty if unknown. If an app has registered the helper, launchd knows only the path within
+/// the app, so the executable is found through the helper's process.
 std::string programOf(const RunCommand& run, const std::string& job) {
     if (auto program = valueOf(job, "program = "); !program.empty())
         return program;
@@ -44,7 +44,7 @@ Finding running(const std::string& job) {
             "The log below says why. When that is fixed: sudo launchctl kickstart system/app.kelo.helper"};
 }
 
-/// What a shell would run for this name.
+/// The file that a shell would run for this name.
 std::string pathOf(const RunCommand& run, const std::string& executable) {
     if (executable.find('/') != std::string::npos)
         return executable;
@@ -99,7 +99,7 @@ Finding macLog(const RunCommand& run) {
     const auto log = run({"/usr/bin/log", "show", "--last", "1h", "--style", "compact", "--predicate",
                           "subsystem == \"app.kelo.helper\""});
     if (!log || log->status != 0)
-        return {Verdict::note, "log", "It cannot be read.", "Run kelo doctor as an administrator of this Mac."};
+        return {Verdict::note, "log", "The log cannot be read.", "Run kelo doctor as an administrator of this Mac."};
     std::string messages;
     for (const auto& line : linesOf(log->output))
         if (!line.starts_with("Filtering") && !line.starts_with("Skipping") && !line.starts_with("Timestamp"))

@@ -22,16 +22,16 @@ namespace kelo {
 namespace {
 
 #ifdef CLOCK_BOOTTIME
-constexpr clockid_t clockThatNeverSleeps = CLOCK_BOOTTIME;
+constexpr clockid_t clockIncludingSleep = CLOCK_BOOTTIME;
 #else
-constexpr clockid_t clockThatNeverSleeps = CLOCK_MONOTONIC;
+constexpr clockid_t clockIncludingSleep = CLOCK_MONOTONIC;
 #endif
 
-constexpr double longestWait = 3600; // seconds, which every system's select takes
+constexpr double longestWait = 3600; // seconds; every system's select accepts it
 
 volatile std::sig_atomic_t stop = 0; ///< The first signal that asked to stop.
 volatile std::sig_atomic_t isResized = 0;
-volatile std::sig_atomic_t isAskedToSuspend = 0;
+volatile std::sig_atomic_t isSuspendRequested = 0;
 
 using Signals = std::initializer_list<int>;
 
@@ -42,9 +42,9 @@ void rememberStop(int signal) {
     if (stop == 0 && signal != SIGCHLD)
         stop = signal;
 }
-void rememberChange(int signal) { (signal == SIGWINCH ? isResized : isAskedToSuspend) = 1; }
+void rememberChange(int signal) { (signal == SIGWINCH ? isResized : isSuspendRequested) = 1; }
 
-/// System calls that a signal interrupts go on afterwards, except for waits.
+/// Interrupted system calls are restarted, except for waits.
 void handle(Signals signals, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
@@ -53,7 +53,7 @@ void handle(Signals signals, void (*handler)(int)) {
         sigaction(signal, &action, nullptr);
 }
 
-/// Returns the mask as it was.
+/// Returns the previous mask.
 sigset_t mask(int how, Signals signals) {
     sigset_t set;
     sigset_t before;
@@ -74,7 +74,7 @@ bool takesControlSequences() {
     return isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
 }
 
-/// A job in the background would draw over what its user does in the foreground, and may not read keys.
+/// A background job would draw over the foreground job, and must not read keys.
 bool isInForeground() { return tcgetpgrp(STDOUT_FILENO) == getpgrp(); }
 
 Style styleOfOutput() {
@@ -85,7 +85,7 @@ Style styleOfOutput() {
 
 double seconds() {
     timespec time{};
-    clock_gettime(clockThatNeverSleeps, &time);
+    clock_gettime(clockIncludingSleep, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
@@ -110,7 +110,7 @@ void PosixTerminal::complain(const std::string& text) {
     try {
         send(errors_, text);
     } catch (const OutputFailed&) {
-        return; // nobody is left to tell
+        return; // there is no other stream to report it on
     }
 }
 
@@ -148,7 +148,7 @@ void PosixTerminal::draw(const std::vector<Line>& lines) {
     }
     if (!sendFrame()) // half a frame is on the screen
         return;
-    // Each row is erased before it is written: after a full one the cursor stands on its last character.
+    // Each row is erased before it is written: after a full row the cursor is still on its last character.
     const auto rows = std::max(lines.size(), size().rows);
     for (std::size_t row = 0; row < rows; ++row)
         frame_ +=
@@ -156,12 +156,12 @@ void PosixTerminal::draw(const std::vector<Line>& lines) {
     sendFrame();
 }
 
-/// Writes what the output takes of the frame at once. Returns whether that was all.
+/// Writes as much of the frame as possible without waiting. Returns whether nothing is left.
 bool PosixTerminal::sendFrame() {
     std::string_view rest = frame_;
     try {
         sendNow(output_, rest);
-    } catch (const OutputFailed&) { // the terminal has gone
+    } catch (const OutputFailed&) { // the terminal is closed
         rest = {};
     }
     frame_.erase(0, frame_.size() - rest.size());
@@ -171,7 +171,7 @@ bool PosixTerminal::sendFrame() {
 void PosixTerminal::endDrawing() {
     if (!isDrawing_)
         return;
-    giveScreenBack();
+    restoreScreen();
     handle(changesOfView, SIG_DFL);
     mask(SIG_UNBLOCK, changesOfView);
 }
@@ -182,16 +182,16 @@ void PosixTerminal::takeScreen() {
     if (hasKeyboard_) {
         auto raw = modes_;
         raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
-        raw.c_lflag |= NOFLSH;                       // Ctrl-C must not throw away half a frame
-        raw.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S must not freeze what looks alive
-        raw.c_cc[VMIN] = 0;                          // a read never waits, even when somebody else took the keys
+        raw.c_lflag |= NOFLSH;                       // Ctrl-C must not discard half a frame
+        raw.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S must not freeze the view
+        raw.c_cc[VMIN] = 0;                          // a read never waits, even if another process has read the keys
         raw.c_cc[VTIME] = 0;
         tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     }
     frame_ += "\033[?1049h\033[?25l\033[2J";
 }
 
-void PosixTerminal::giveScreenBack() {
+void PosixTerminal::restoreScreen() {
     isDrawing_ = false;
     frame_ += "\033[0m\033[2J\033[1;1H\033[?25h\033[?1049l";
     for (const double end = seconds() + 1; !sendFrame() && seconds() < end;)
@@ -199,15 +199,15 @@ void PosixTerminal::giveScreenBack() {
     frame_.clear();
     if (hasKeyboard_) {
         tcsetattr(STDIN_FILENO, TCSANOW, &modes_);
-        tcflush(STDIN_FILENO, TCIFLUSH); // what was typed into the view is not for the shell
+        tcflush(STDIN_FILENO, TCIFLUSH); // the shell must not receive keys typed in the view
     }
     hasKeyboard_ = false;
 }
 
 void PosixTerminal::suspend() {
-    isAskedToSuspend = 0;
-    giveScreenBack();
-    kill(getpid(), SIGSTOP); // goes on from here when the user continues it
+    isSuspendRequested = 0;
+    restoreScreen();
+    kill(getpid(), SIGSTOP); // execution resumes here when the user continues the process
     takeScreen();
 }
 
@@ -230,7 +230,7 @@ void PosixTerminal::catchStops() {
 
 int PosixTerminal::stopSignal() const { return stop; }
 
-int PosixTerminal::waitUntilReady(int answer, int room, double time) {
+int PosixTerminal::waitUntilReady(int answer, int output, double time) {
     time = std::clamp(time, 0.0, longestWait);
     timespec timeout{};
     timeout.tv_sec = static_cast<time_t>(time);
@@ -239,20 +239,20 @@ int PosixTerminal::waitUntilReady(int answer, int room, double time) {
     fd_set writable;
     FD_ZERO(&readable);
     FD_ZERO(&writable);
-    const bool wantsKeys = hasKeyboard_ && room < 0 && isInForeground();
+    const bool readsKeys = hasKeyboard_ && output < 0 && isInForeground();
     if (answer >= 0)
         FD_SET(answer, &readable);
-    if (wantsKeys)
+    if (readsKeys)
         FD_SET(STDIN_FILENO, &readable);
-    if (room >= 0)
-        FD_SET(room, &writable);
-    const auto before = mask(SIG_BLOCK, stops); // one that comes just before the wait must end it
+    if (output >= 0)
+        FD_SET(output, &writable);
+    const auto before = mask(SIG_BLOCK, stops); // a signal just before the wait must end it
     int ready = -1;
     if (stop == 0 || isStopReported_)
         ready =
-            pselect(std::max({answer, room, STDIN_FILENO}) + 1, &readable, &writable, nullptr, &timeout, &unblocked_);
+            pselect(std::max({answer, output, STDIN_FILENO}) + 1, &readable, &writable, nullptr, &timeout, &unblocked_);
     sigprocmask(SIG_SETMASK, &before, nullptr);
-    if (ready > 0 && wantsKeys && FD_ISSET(STDIN_FILENO, &readable))
+    if (ready > 0 && readsKeys && FD_ISSET(STDIN_FILENO, &readable))
         readKeys();
     return ready > 0 && answer >= 0 && FD_ISSET(answer, &readable);
 }
@@ -263,9 +263,9 @@ Woken PosixTerminal::waitForAnswer(int descriptor, double time) {
         return Woken::byStop;
     if (isAnswered)
         return Woken::byAnswer;
-    if (isAskedToSuspend != 0 && isDrawing_) {
+    if (isSuspendRequested != 0 && isDrawing_) {
         suspend();
-        isResized = 1; // the screen is empty, and may have changed
+        isResized = 1; // the screen is empty, and its size may have changed
     }
     if (isResized != 0 && isDrawing_) {
         isResized = 0;

@@ -12,11 +12,11 @@
 
 namespace kelo {
 
-/// The process's standard streams and its signals. Only one may exist in a process, made before any file is opened:
-/// it opens standard streams that are closed on /dev/null, and ignores SIGPIPE.
+/// The process's standard streams and signals. Create only one per process, before any file is opened: it redirects
+/// closed standard streams to /dev/null, and ignores SIGPIPE.
 ///
-/// While it draws, it has the terminal's alternate screen, without cursor and echo, and reads keys one by one. It
-/// restores the screen and the keyboard in `endDrawing`, when it is destroyed, and while the process is suspended.
+/// While it draws, it uses the terminal's alternate screen, hides the cursor, disables echo and reads keys one by one.
+/// It restores the screen and the keyboard in `endDrawing`, when it is destroyed, and while the process is suspended.
 class PosixTerminal : public Terminal {
 public:
     PosixTerminal();
@@ -45,29 +45,29 @@ private:
     };
 
     void send(const Stream& stream, std::string_view text);
-    /// Writes what the stream takes at once, and removes it from the text. Returns whether that was all. Throws
-    /// `OutputFailed`.
+    /// Writes as much of the text as possible without waiting, and removes it from the text. Returns whether nothing is
+    /// left. Throws `OutputFailed`.
     static bool sendNow(const Stream& stream, std::string_view& text);
     bool sendFrame();
     void takeScreen();
-    void giveScreenBack();
+    void restoreScreen();
     void suspend();
     void readKeys();
-    /// Waits until `answer` (if not -1) or a key can be read, or `room` (if not -1) can be written to.
-    int waitUntilReady(int answer, int room, double seconds);
+    /// Waits until `answer` (if not -1) or a key can be read, or `output` (if not -1) can be written to.
+    int waitUntilReady(int answer, int output, double seconds);
 
-    const bool areStreamsOpen_; ///< First, since the streams must be open before anything else is.
+    const bool areStreamsOpen_; ///< First, since the streams must be open before any other file.
     const Stream output_{1};
     const Stream errors_{2};
     const bool isInteractive_;
     const Style style_;
     double outputPatience_ = std::numeric_limits<double>::infinity(); ///< Seconds.
-    std::string frame_; ///< What the output has not taken of the last frame.
+    std::string frame_; ///< The part of the last frame that has not been written.
     bool isDrawing_ = false;
     bool hasKeyboard_ = false;
     bool isStopReported_ = false;
-    termios modes_{};      ///< The terminal's own, while something is drawn.
-    sigset_t unblocked_{}; ///< The signals that were blocked before any was caught.
+    termios modes_{};      ///< The original modes, while a view is drawn.
+    sigset_t unblocked_{}; ///< The original signal mask.
 };
 
 } // namespace kelo

@@ -18,8 +18,8 @@ namespace {
 constexpr int cannotBeRun = 126;
 constexpr int doesNotExist = 127;
 
-/// Starts a process for the command; -1 without one. `prepare` and everything else in the new process may only do what
-/// is safe in a program with threads.
+/// Starts a process for the command; returns -1 if that fails. `prepare` runs in the new process and may only make
+/// async-signal-safe calls, since this program has threads.
 template <typename Prepare>
 pid_t start(const CommandWords& command, Prepare prepare) {
     std::vector<char*> arguments;
@@ -39,7 +39,7 @@ pid_t start(const CommandWords& command, Prepare prepare) {
     _exit(isMissing ? doesNotExist : cannotBeRun);
 }
 
-/// The exit status; nullopt without a process, or for one that a signal has ended.
+/// The exit status; nullopt if there is no process or a signal has ended it.
 std::optional<int> reaped(pid_t process) {
     int status = 0;
     while (waitpid(process, &status, 0) < 0)
@@ -65,7 +65,7 @@ std::optional<Ran> spawnedCommand(const CommandWords& command, double timeout) {
         const auto whole = static_cast<time_t>(timeout);
         const auto rest = (timeout - static_cast<double>(whole)) * 1e6;
         const itimerval limit{.it_interval = {}, .it_value = {whole, static_cast<suseconds_t>(rest)}};
-        setitimer(ITIMER_REAL, &limit, nullptr); // goes on in the program that takes over
+        setitimer(ITIMER_REAL, &limit, nullptr); // survives execvp
     });
     writing = FileDescriptor();
     std::string output;
@@ -82,7 +82,7 @@ std::optional<Ran> spawnedCommand(const CommandWords& command, double timeout) {
 Companion startedCompanion(const CommandWords& command) {
     const auto process = start(command, [] {});
     return {.status = [process]() -> std::optional<int> {
-                int status = cannotBeRun << 8U; // without a process
+                int status = cannotBeRun << 8U; // if there is no process
                 if (process > 0 && waitpid(process, &status, WNOHANG) != process)
                     return std::nullopt;
                 return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

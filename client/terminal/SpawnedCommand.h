@@ -4,11 +4,11 @@
 
 namespace kelo {
 
-/// Runs a command as a process without input; the program is found as a shell finds it. One that does not end within
-/// `timeout` seconds is ended by a signal.
+/// Runs a command without input, searching PATH for the program. Kills it with a signal if it does not end within
+/// `timeout` seconds.
 std::optional<Ran> spawnedCommand(const CommandWords& command, double timeout);
 
-/// As `Surroundings::start`.
+/// Implements `Surroundings::start`.
 Companion startedCompanion(const CommandWords& command);
 
 } // namespace kelo

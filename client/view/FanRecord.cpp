@@ -7,20 +7,21 @@
 namespace kelo {
 namespace {
 
-constexpr double sameTarget = 0.005; // of the range
+constexpr double targetTolerance = 0.005; // of the range
 
 std::string targetText(const FanSnapshot& snapshot) { return "target " + speedText(snapshot.targetRPM, snapshot); }
 
-/// By fraction, since another fan may be the fastest now. A hot chip moves the target, too, without a request.
+/// Compares fractions, since another fan may be the fastest now. Ignores the targets of a hot chip, since they change
+/// without a request.
 bool hasOtherTarget(const FanSnapshot& before, const FanSnapshot& now) {
     if (before.addingAir || now.addingAir || !before.underKeloControl || !now.underKeloControl)
         return false;
     const auto old = fractionOfRange(before.targetRPM, before);
     const auto current = fractionOfRange(now.targetRPM, now);
-    return old && current && std::fabs(*old - *current) > sameTarget;
+    return old && current && std::fabs(*old - *current) > targetTolerance;
 }
 
-std::vector<std::string> whatHappened(const FanSnapshot& before, const FanSnapshot& now) {
+std::vector<std::string> eventsBetween(const FanSnapshot& before, const FanSnapshot& now) {
     std::vector<std::string> sentences;
     if (!before.lidHasFan && now.lidHasFan)
         sentences.emplace_back("Waiting: the lid is closed, or the fans could not be taken again.");
@@ -41,8 +42,8 @@ std::vector<std::string> whatHappened(const FanSnapshot& before, const FanSnapsh
     return sentences;
 }
 
-/// What to compare a first reading with, so that only what hinders or raises a hold is news.
-FanSnapshot unremarkable(const FanSnapshot& now) {
+/// A snapshot to compare the first reading with, so that its only events are a waiting hold and a hot chip.
+FanSnapshot baselineFor(const FanSnapshot& now) {
     return {now.fanCount,         now.currentRPM, now.minRPM,      now.maxRPM, now.targetRPM,
             now.underKeloControl, now.warmth,     now.chipCelsius, false,      false};
 }
@@ -60,10 +61,10 @@ FanRecord::Sample sampleOf(const FanSnapshot& snapshot, double seconds) {
 
 std::vector<std::string> FanRecord::observe(const FanSnapshot& snapshot, const Moment& moment) {
     std::vector<std::string> sentences;
-    if (!lacking_.empty())
+    if (!failure_.empty())
         sentences.emplace_back("The helper answers again.");
-    lacking_.clear();
-    for (auto& sentence : whatHappened(latest_ ? *latest_ : unremarkable(snapshot), snapshot))
+    failure_.clear();
+    for (auto& sentence : eventsBetween(latest_ ? *latest_ : baselineFor(snapshot), snapshot))
         sentences.push_back(std::move(sentence));
     latest_.emplace(snapshot);
     latestTime_ = moment.timeOfDay;
@@ -75,10 +76,10 @@ std::vector<std::string> FanRecord::observe(const FanSnapshot& snapshot, const M
     return sentences;
 }
 
-std::vector<std::string> FanRecord::lack(const std::string& reason, const Moment& moment) {
-    if (reason == lacking_)
+std::vector<std::string> FanRecord::observeFailure(const std::string& reason, const Moment& moment) {
+    if (reason == failure_)
         return {};
-    lacking_ = reason;
+    failure_ = reason;
     note(reason, moment);
     return {reason};
 }

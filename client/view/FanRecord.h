@@ -10,20 +10,19 @@
 
 namespace kelo {
 
-/// A moment as the record keeps it: for its order, for people, and for programs.
 struct Moment {
-    double seconds;        ///< Of a clock that only goes forward.
+    double seconds;        ///< On a monotonic clock.
     std::string timeOfDay; ///< In the local time zone.
-    std::string utc = {};  ///< As ISO 8601.
+    std::string utc = {};  ///< In ISO 8601 format.
 };
 
-/// What a client has seen of the fans: the last reading, those of the last minutes, and what has happened meanwhile.
+/// A client's record of the fans: the last reading, samples of the last minutes, and events.
 class FanRecord {
 public:
     struct Sample {
         double seconds;
-        std::optional<double> rpm;    ///< Of the fastest fan; nullopt without a usable fan.
-        std::optional<double> target; ///< The same fan's, in RPM, while the fans are held.
+        std::optional<double> rpm;    ///< Of the fastest fan; nullopt if there is no usable fan.
+        std::optional<double> target; ///< Of the same fan, in RPM; nullopt unless the fans are held.
         std::optional<double> celsius;
         Ink warmth;
     };
@@ -35,29 +34,29 @@ public:
     static constexpr double keptSeconds = 900;
     static constexpr std::size_t keptEvents = 100;
 
-    /// Takes a reading. Returns what has happened since the last one, in sentences.
+    /// Records a reading. Returns the events since the last one as sentences.
     std::vector<std::string> observe(const FanSnapshot& snapshot, const Moment& moment);
 
-    /// Takes the reason why there is no reading. Returns it unless it is known already.
-    std::vector<std::string> lack(const std::string& reason, const Moment& moment);
+    /// Records why there is no reading. Returns the reason unless it is the same as last time.
+    std::vector<std::string> observeFailure(const std::string& reason, const Moment& moment);
 
-    /// Takes an event that no reading shows.
+    /// Records an event that no reading shows.
     void note(const std::string& sentence, const Moment& moment);
 
-    /// The last reading, if there has been one, and its time of day.
+    /// The last reading, if any, and its time of day.
     const std::optional<FanSnapshot>& latest() const { return latest_; }
     const std::string& latestTime() const { return latestTime_; }
     /// Why there is no newer reading; empty when the last one is current.
-    const std::string& lacking() const { return lacking_; }
-    /// The oldest first.
+    const std::string& failure() const { return failure_; }
+    /// Oldest first.
     const std::deque<Sample>& samples() const { return samples_; }
-    /// The newest first.
+    /// Newest first.
     const std::deque<Event>& events() const { return events_; }
 
 private:
     std::optional<FanSnapshot> latest_;
     std::string latestTime_;
-    std::string lacking_;
+    std::string failure_;
     std::deque<Sample> samples_;
     std::deque<Event> events_;
 };

@@ -30,9 +30,9 @@ std::string visible(const std::string& text) {
         else if (byte < ' ' || byte == 0x7f)
             safe.append({'^', static_cast<char>(byte ^ 0x40U)});
         else if (byte == 0xC2 && next >= 0x80 && next < 0xA0)
-            continue; // the next byte shows it
+            continue; // the next byte is replaced
         else if (byte >= 0x80 && byte < 0xA0 && i > 0 && text[i - 1] == '\xC2')
-            safe += '?'; // U+0080 to U+009F, which some terminals obey, too
+            safe += '?'; // U+0080 to U+009F are control characters on some terminals
         else
             safe += text[i];
     }

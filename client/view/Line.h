@@ -6,24 +6,24 @@
 
 namespace kelo {
 
-/// What a text means, from which its colour follows.
+/// The meaning of a text, which determines its colour.
 enum class Ink { plain, faint, strong, title, calm, good, warning, alarm };
 
-/// A piece of a line.
 struct Span {
-    std::string text; ///< UTF-8, of characters that take one column each.
+    std::string text; ///< UTF-8; each character takes one column.
     Ink ink = Ink::plain;
 };
 
 using Line = std::vector<Span>;
 
-/// What the output can show.
+/// The output's capabilities.
 struct Style {
     bool hasColour = false;
     bool hasUnicode = false;
 };
 
-/// A text from elsewhere, without anything that steers a terminal: control characters are shown as ^[ and the like.
+/// Replaces control characters by visible text such as ^[, so that text from other programs cannot control the
+/// terminal.
 std::string visible(const std::string& text);
 
 /// The lines of a text, without their ends.
@@ -33,14 +33,14 @@ std::vector<std::string> linesOf(const std::string& text);
 std::size_t columnsOf(const std::string& text);
 std::size_t columnsOf(const Line& line);
 
-/// The text, padded with blanks at its end, or at its beginning, to at least so many columns.
+/// Pads the text with blanks to at least `columns` columns: `padded` at the end, `paddedLeft` at the beginning.
 std::string padded(std::string text, std::size_t columns);
 std::string paddedLeft(const std::string& text, std::size_t columns);
 
-/// The line in at most so many columns. A line that is too long ends in a mark.
+/// Truncates a line that is longer than `columns` and marks its end.
 Line cut(const Line& line, std::size_t columns, const Style& style);
 
-/// The line as it is sent to the output, without a line end. Ends in the output's normal colour.
+/// The line with its colours as control sequences, without a line end. Resets the colour at the end.
 std::string painted(const Line& line, const Style& style);
 
 } // namespace kelo

@@ -24,17 +24,17 @@ void append(Lines& lines, const Lines& more) { lines.insert(lines.end(), more.be
 using Reading = std::optional<double> FanRecord::Sample::*;
 
 constexpr double shownSeconds = 300;
-constexpr std::size_t labelSpacing = 10; // columns between the times below the graphs, at least
+constexpr std::size_t labelSpacing = 10; // minimum number of columns between the time labels
 constexpr std::size_t eighths = 8;       // of a row: the smallest step of a graph
 
-/// What one column of a graph shows: heights in eighths of a row, 0 where nothing is known.
+/// One column of a graph: heights in eighths of a row, 0 if unknown.
 struct Column {
     std::size_t height = 0;
     std::size_t target = 0;
     Ink ink = Ink::calm;
 };
 
-/// The ends of an axis, and what its numbers mean.
+/// The ends and the unit of an axis.
 struct Scale {
     double from;
     double to;
@@ -47,7 +47,7 @@ struct Scale {
     }
 };
 
-/// The range of the fastest fan, and all that was seen outside of it: another fan may have been the fastest before.
+/// The range of the fastest fan, extended to all samples, since another fan may have been the fastest before.
 Scale speedScale(const FanRecord& record) {
     Scale scale{record.latest()->minRPM, record.latest()->maxRPM, " RPM"};
     for (const auto& sample : record.samples()) {
@@ -59,8 +59,8 @@ Scale speedScale(const FanRecord& record) {
     return scale;
 }
 
-/// As few seconds per column as show the whole record, or `shownSeconds` of it. Whole ones, so that a moment stays in
-/// its column while time passes.
+/// The smallest number of seconds per column that shows the whole record, or `shownSeconds` of it. A whole number, so
+/// that a sample does not move to another column as time passes.
 double secondsPerColumn(const FanRecord& record, double now, std::size_t columns) {
     const auto age = std::clamp(now - record.samples().front().seconds + 1, 1.0, shownSeconds);
     return std::ceil(age / static_cast<double>(columns));
@@ -69,7 +69,7 @@ double secondsPerColumn(const FanRecord& record, double now, std::size_t columns
 /// The highest value of each column, and the newest target.
 std::vector<Column> graphColumns(const FanRecord& record, Reading reading, bool hasWarmth, double now, double span,
                                  std::size_t count, std::size_t rows, const Scale& scale) {
-    // Readings come at an even pace: none must slip into the column before by being a little early.
+    // Readings are evenly spaced: one that is a little early must not move to the previous column.
     const double shift = 0.05 - std::fmod(record.samples().front().seconds, 1);
     const auto last = std::floor((now + shift) / span);
     std::vector<Column> columns(count);
@@ -97,7 +97,8 @@ std::string cell(const Column& column, std::size_t below, const Style& style) {
     return !hasTarget ? " " : style.hasUnicode ? "┄" : "~";
 }
 
-/// A scale's number beside the row that it belongs to: the highest, the lowest, and one in the middle if there is room.
+/// The axis label of a row: the maximum in the first row, the minimum in the last, and a value in the middle if there
+/// is room.
 std::string axisLabel(const Scale& scale, std::size_t row, std::size_t rows) {
     if (row == 0)
         return decimal(scale.to, 0) + scale.unit;
@@ -125,7 +126,7 @@ Lines graph(const std::vector<Column>& columns, const Scale& scale, std::size_t 
     return lines;
 }
 
-/// Minutes ago below their columns.
+/// Labels the columns with minutes ago.
 Line timeAxis(double span, std::size_t columns, const Style& style) {
     const auto perMinute = 60 / span;
     const auto step = perMinute >= labelSpacing ? 1 : 2 * perMinute >= labelSpacing ? 2 : 5;
@@ -151,7 +152,7 @@ Line timeAxis(double span, std::size_t columns, const Style& style) {
 Lines history(const FanRecord& record, double now, std::size_t columns, std::size_t rows, const Style& style) {
     const auto width = columns - labelColumns;
     const auto span = secondsPerColumn(record, now, width);
-    const auto chipRows = (rows - 3) / 2; // a blank row above each graph, and the axis of both
+    const auto chipRows = (rows - 3) / 2; // a blank row above each graph, and the shared axis
     const auto speedRows = rows - 3 - chipRows;
     const auto speeds = speedScale(record);
     const Scale degrees{coldest, hottest, style.hasUnicode ? " °C" : " C"};
@@ -169,7 +170,7 @@ Lines history(const FanRecord& record, double now, std::size_t columns, std::siz
 
 Line titleLine(const FanRecord& record, const LiveFrame& frame, std::size_t columns, const Style& style) {
     std::string text = " " + frame.command;
-    if (record.latest() && record.lacking().empty() && frame.waiting.empty())
+    if (record.latest() && record.failure().empty() && frame.waiting.empty())
         text += "   " + controlText(*record.latest());
     const auto clock = "  " + frame.now.timeOfDay + " ";
     const auto room = columns - std::min(columns, columnsOf(clock));
@@ -181,7 +182,7 @@ Line titleLine(const FanRecord& record, const LiveFrame& frame, std::size_t colu
 
 Lines notes(const FanRecord& record, const LiveFrame& frame) {
     Lines lines;
-    for (const auto& text : {record.lacking(), frame.waiting}) {
+    for (const auto& text : {record.failure(), frame.waiting}) {
         for (const auto& line : linesOf(text))
             lines.push_back({{line, Ink::warning}});
     }
@@ -200,7 +201,7 @@ Lines newestEvents(const FanRecord& record, std::size_t rows) {
     return lines;
 }
 
-/// Graphs take what the events leave, so that nothing stays empty.
+/// Fills the remaining rows with events and, if there is room, graphs.
 void fill(Lines& lines, const FanRecord& record, const LiveFrame& frame, std::size_t rows, std::size_t columns,
           const Style& style) {
     auto room = rows - std::min(rows, lines.size());

@@ -99,8 +99,8 @@ TEST_F(HoldTest, RPMAreConvertedWithTheRangeOfTheFan) {
     hold({RPM{3000}, false, {}, {}});
     EXPECT_THAT(fans.holds(), ElementsAre(Pair(0.375, false)));
     EXPECT_THAT(terminal.printed, StartsWith("Holding at 37.5%. "));
-    EXPECT_EQ(failureOf({RPM{1000}, false, {}, {}}), "1000 RPM is outside of the fan's range, 1200 to 6000 RPM.");
-    EXPECT_EQ(failureOf({RPM{6001}, false, {}, {}}), "6001 RPM is outside of the fan's range, 1200 to 6000 RPM.");
+    EXPECT_EQ(failureOf({RPM{1000}, false, {}, {}}), "1000 RPM is outside the fan's range, 1200 to 6000 RPM.");
+    EXPECT_EQ(failureOf({RPM{6001}, false, {}, {}}), "6001 RPM is outside the fan's range, 1200 to 6000 RPM.");
     EXPECT_THAT(fans.holds(), SizeIs(1));
 }
 

@@ -336,7 +336,7 @@ TEST_F(OnAMac, ThisProgramIsFoundByItsNameAlone) {
 
 TEST_F(OnAMac, ALogThatCannotBeReadOrHasOnlyItsHeadingIsNoFault) {
     commands[log] = {77, "log: Could not open local log store\n"};
-    expectNote("log        It cannot be read.", "Run kelo doctor as an administrator of this Mac.");
+    expectNote("log        The log cannot be read.", "Run kelo doctor as an administrator of this Mac.");
     commands[log] = {0, heading};
     expectNote("log        nothing in the last hour", "To see more: log show --last 1d");
 }

@@ -78,12 +78,12 @@ TEST_F(FanRecordTest, AddedAirIsNoOtherSpeedAskedFor) {
 
 TEST_F(FanRecordTest, TellsAMissingReadingOnceAndItsReturn) {
     observe({.isHeld = true});
-    EXPECT_THAT(record.lack("Gone.", {5, "10:00:05"}), ElementsAre("Gone."));
-    EXPECT_THAT(record.lack("Gone.", {6, "10:00:06"}), IsEmpty());
-    EXPECT_EQ(record.lacking(), "Gone.");
+    EXPECT_THAT(record.observeFailure("Gone.", {5, "10:00:05"}), ElementsAre("Gone."));
+    EXPECT_THAT(record.observeFailure("Gone.", {6, "10:00:06"}), IsEmpty());
+    EXPECT_EQ(record.failure(), "Gone.");
     EXPECT_THAT(observe({}), ElementsAre("The helper answers again.",
                                          "The fans are handed back: they are under automatic control."));
-    EXPECT_EQ(record.lacking(), "");
+    EXPECT_EQ(record.failure(), "");
     EXPECT_EQ(record.events().size(), 3U);
     EXPECT_EQ(record.events().front().text, "The fans are handed back: they are under automatic control.");
 }

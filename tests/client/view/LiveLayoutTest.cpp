@@ -69,7 +69,7 @@ TEST_F(LiveLayout, FillsAScreen) {
 TEST_F(LiveLayout, FitsEveryScreen) {
     for (int i = 0; i < 30; ++i)
         record.observe(reading(1000 + 100 * i, i % 2 == 0), {70.0 + i, "10:00:00"});
-    record.lack("The helper is not running. Waiting for the helper.", {100, "10:00:30"});
+    record.observeFailure("The helper is not running. Waiting for the helper.", {100, "10:00:30"});
     waiting = "Two\nlines";
     for (const bool hasUnicode : {false, true})
         for (std::size_t columns = 1; columns <= 200; columns += columns < 50 ? 1 : 37)
@@ -149,10 +149,10 @@ TEST_F(LiveLayout, AMomentStaysInItsColumnUntilTheNextBegins) {
 }
 
 TEST_F(LiveLayout, WithoutAReadingSaysWhyAndSinceWhen) {
-    record.lack("The readings are not available.", {100, "10:00:00"});
+    record.observeFailure("The readings are not available.", {100, "10:00:00"});
     EXPECT_EQ(shown(60, 18)[1], "The readings are not available.");
     record.observe(reading(3000), {100, "09:59:00"});
-    record.lack("The helper has gone.", {101, "10:00:00"});
+    record.observeFailure("The helper has gone.", {101, "10:00:00"});
     EXPECT_EQ(shown(60, 18)[2], "The last reading is from 09:59:00.");
     EXPECT_THAT(shown(60, 18)[0], Not(HasSubstr("held"))) << "nobody knows";
 }
