@@ -1,24 +1,24 @@
-"""What is measured: its names, targets and former values; and the documents' table and picture of it.
+"""The figures: their names, targets and earlier values. Also writes their table and picture in the documents.
 
-usage: figures.py record RUN...   writes the table of docs/performance.md and the picture's data, from full runs
-       figures.py check           fails if the table is not that of the picture's data
+usage: figures.py record RUN...   writes the table in docs/performance.md and the picture's data, from full runs
+       figures.py check           fails if the table differs from the picture's data
 """
 
 import json
 import pathlib
 import sys
 
-# name: plain words, target, value at 4c6242f
+# name: label, target, value at 4c6242f
 FIGURES = {
-    'memory-machine.tick.ratio': ('tick in memory, beside its exchanges', 1.7, 1.98),
+    'memory-machine.tick.ratio': ('tick in memory, vs. its exchanges', 1.7, 1.98),
     'memory-machine.tick.allocations': ('allocations of a tick', 0, 0),
-    'holding.tick.ratio': ('tick, beside the least', 1.2, 1.41),
-    'requests.version.p50.ratio': ('version request, median, beside the least', 1.5, 2.01),
-    'requests.version.p99.ratio': ('version request, 99th percentile, beside the least', 1.5, 2.56),
-    'requests.snapshot.p50.ratio': ('snapshot request, median, beside the least', 1.5, None),
-    'requests.snapshot.p99.ratio': ('snapshot request, 99th percentile, beside the least', 1.5, None),
+    'holding.tick.ratio': ('tick, vs. the minimum', 1.2, 1.41),
+    'requests.version.p50.ratio': ('version request, median, vs. the minimum', 1.5, 2.01),
+    'requests.version.p99.ratio': ('version request, 99th percentile, vs. the minimum', 1.5, 2.56),
+    'requests.snapshot.p50.ratio': ('snapshot request, median, vs. the minimum', 1.5, None),
+    'requests.snapshot.p99.ratio': ('snapshot request, 99th percentile, vs. the minimum', 1.5, None),
     'connecting.p50': ('connecting until the first reply, median', 1500, None),
-    'memory-machine.signature': ('of which the signature', None, None),
+    'memory-machine.signature': ("verifying a client's signature", None, None),
     'clients.memory': ('memory of each client', 8, None),
     'clients.10.slowdown': ('throughput lost with 10 clients', 20, None),
     'clients.100.slowdown': ('throughput lost with 100 clients', 20, None),
@@ -29,12 +29,12 @@ FIGURES = {
     'memory.after-10000-requests.private-without-libraries': ('private memory after 10,000 requests', 1024, None),
     'memory.empty-program.private-without-libraries': ('private memory of an empty program', None, None),
     'memory.holding.resident': ('resident memory, holding', None, None),
-    'start.p50.ratio': ('start, beside the least', 1.3, 2.27),
+    'start.p50.ratio': ('start, vs. the minimum', 1.3, 2.27),
     'hand-back.holding.last-fan.p99': ('SIGTERM to the last fan, 99th percentile', None, None),
     'hand-back.holding.last-fan.beyond-exchanges': ('SIGTERM to the last fan, beyond the exchanges', 1, None),
     'hand-back.sleep.acknowledgement.p99': ('sleep to its acknowledgement, 99th percentile', None, None),
     'hand-back.sleep.beyond-exchanges': ('sleep to its acknowledgement, beyond the exchanges', 1, None),
-    'hand-back.holding.exit.p99.ratio': ('SIGTERM to exit, 99th percentile, beside the least', 1.1, None),
+    'hand-back.holding.exit.p99.ratio': ('SIGTERM to exit, 99th percentile, vs. the minimum', 1.1, None),
     'size.app.kelo.helper': ('size of the helper', 400, 382),
     'size.kelo': ('size of the client', 400, 394),
 }
@@ -45,7 +45,7 @@ BEGIN, END = '<!-- The table is written by ./dev bench --record. -->', '<!-- The
 
 
 class Figures:
-    """The figures of a run, printed as they are added."""
+    """The figures of a run. Prints each as it is added."""
 
     def __init__(self):
         self.list = []
@@ -58,7 +58,7 @@ class Figures:
         print(f'{name:56} {value:12.2f} {unit}' + ('' if target is None else f'   (target {target:g})'), flush=True)
 
     def compare(self, name, value, limit, unit):
-        """A cost, the least that it could be, and the quotient, which has the target."""
+        """Adds a cost, its minimum, and their ratio, which is compared with the target."""
         self.add(name, value, unit)
         self.add(name + '.limit', limit, unit)
         self.add(name + '.ratio', value / limit, 'ratio', f'{short(value)} / {short(limit)} {unit}')
@@ -98,10 +98,10 @@ def machine_of(run):
 
 
 def record(files):
-    """The picture shows the worst of the runs."""
+    """Writes all runs to the table, and the worst of them to the picture."""
     runs = [json.loads(pathlib.Path(file).read_text()) for file in files]
     if any(run['brief'] for run in runs):
-        raise SystemExit('figures.py: a brief run is not recorded')
+        raise SystemExit('figures.py: a brief run cannot be recorded')
     figures = []
     for name, (_, _, before) in FIGURES.items():
         of_runs = [next(figure for figure in run['figures'] if figure['name'] == name) for run in runs]
@@ -125,4 +125,4 @@ if __name__ == '__main__':
     elif sys.argv[1:] != ['check']:
         raise SystemExit(__doc__)
     elif PAGE.read_text() != page_with(table(json.loads(DATA.read_text()))):
-        raise SystemExit(f'{PAGE} has other figures than {DATA}; "./dev bench --record" writes both')
+        raise SystemExit(f'the figures in {PAGE} differ from {DATA}; "./dev bench --record" writes both')

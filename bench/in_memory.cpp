@@ -1,5 +1,5 @@
-// What runs within the process, measured with Google Benchmark: the hold's tick beside its bare exchanges, a snapshot,
-// and how many exchanges each step of a hold makes.
+// Measures work inside the process with Google Benchmark: a tick of a hold compared with its bare exchanges, a
+// snapshot, and the number of exchanges in each step of a hold.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -34,14 +34,14 @@ std::vector<SMCKeyData> requestsOf(MachineInMemory& machine, const std::function
     return requests;
 }
 
-/// What differs from one reading exchange to the next.
+/// The fields that differ between reading exchanges.
 struct ReadContent {
     std::uint32_t key;
     std::uint8_t command;
     std::uint32_t size;
 };
 
-/// Makes these exchanges, each with its two records, and nothing else: the limit for the step that they are of.
+/// Makes only these exchanges: the minimum cost of the step that they belong to.
 void exchangeAll(SMCExchange& controller, const std::vector<ReadContent>& contents) {
     for (const auto& [key, command, size] : contents) {
         SMCKeyData request{};
@@ -57,7 +57,7 @@ void exchangeAll(SMCExchange& controller, const std::vector<ReadContent>& conten
 void quietTick(benchmark::State& state) {
     QuietMachine machine;
     for (int i = 0; i < 10; ++i)
-        machine.tick(); // the window of chip readings is full, and what is kept has been allocated
+        machine.tick(); // fills the window of chip readings, and allocates the memory that is reused
     const auto allocated = allocationsSoFar();
     const auto exchanged = machine.controller.exchanges;
     for (auto _ : state)
@@ -95,13 +95,13 @@ void snapshotToText(benchmark::State& state) {
 }
 BENCHMARK(snapshotToText);
 
-/// Of the client that measures: what admitting it takes in the helper.
+/// Verifies the signature of bench_client, as the helper does when it admits a client.
 void signature(benchmark::State& state) {
     const auto* client = std::getenv("KELO_CLIENT");
     const auto* anchor = std::getenv("KELO_ANCHOR");
     const FileDescriptor file(client == nullptr ? -1 : open(client, O_RDONLY | O_CLOEXEC));
     if (anchor == nullptr || !verifyCodeSignature(file.get(), TrustAnchor::load(anchor)).identity)
-        return state.SkipWithError("KELO_CLIENT names no client that is signed by KELO_ANCHOR");
+        return state.SkipWithError("KELO_CLIENT is not a client that KELO_ANCHOR verifies");
     for (auto _ : state)
         benchmark::DoNotOptimize(verifyCodeSignature(file.get(), TrustAnchor::load(anchor)));
 }
@@ -109,7 +109,7 @@ BENCHMARK(signature);
 
 // --- exchanges of each step, counted once
 
-/// A step of a hold, and whether the hold has been started before.
+/// Counts the exchanges of a step. `isStarted`: the hold is started first.
 void countStep(benchmark::State& state, const std::function<void(MachineInMemory&, FanHold&)>& step, bool isStarted) {
     MachineInMemory machine;
     const auto hold = machine.makeHold(0.5);

@@ -1,4 +1,4 @@
-"""What the helper costs while it runs, and what its files take."""
+"""Measures the cost of the running helper, and the size of its files."""
 
 import contextlib
 import json
@@ -10,13 +10,13 @@ from pathlib import Path
 
 from processes import Process, memory, output_of, processor_time, waits
 
-TICK = 2.0  # seconds; the hold's own
+TICK = 2.0  # seconds, as in the helper
 SERVICE = 'app.kelo.helper.socket'
 
 
 @dataclass
 class Scene:
-    """A staged installation to be measured, and the programs that it is measured with."""
+    """The staged installation to measure, and the folder of the programs that measure it."""
     installation: Path
     programs: Path
     is_brief: bool
@@ -32,7 +32,7 @@ class Scene:
 
     @contextlib.contextmanager
     def helper(self, program='app.kelo.helper'):
-        """A Mac, and a helper that listens."""
+        """Runs a simulated Mac and a helper that listens."""
         with self.mac(), Process(self.installation / program, log=self.programs / 'helper.log') as helper:
             helper.wait_for('Listening on')
             yield helper
@@ -41,19 +41,19 @@ class Scene:
         return [self.installation / 'bench_client', self.installation, socket, *question]
 
     def ask(self, socket, *question):
-        """What the client that measures says of the service at `socket`, in nanoseconds."""
+        """Returns the measurements of bench_client for the service at `socket`, in nanoseconds."""
         return json.loads(output_of(*self.client(socket, *question)))
 
     @contextlib.contextmanager
     def staying(self, *question):
-        """A client that holds, or clients that do nothing, meanwhile."""
+        """Runs a client that holds the fans, or idle clients, in the background."""
         with Process(*self.client(SERVICE, *question)) as client:
             client.wait_for('staying', client.output)
             yield client
 
 
 def in_memory(scene, figures):
-    """The best of all runs: what else the machine does only makes them worse."""
+    """Takes the best of all runs, because other work on the machine can only slow them down."""
     best = {}
     file = scene.programs / 'in_memory.json'
     os.environ |= {'KELO_CLIENT': str(scene.installation / 'bench_client'),
@@ -74,7 +74,7 @@ def in_memory(scene, figures):
 
 
 def spent(pids, seconds):
-    """Processor time in microseconds, and waits, of each process within some time."""
+    """Returns the processor time in microseconds and the number of waits of each process during `seconds`."""
     before = [(processor_time(pid), waits(pid)) for pid in pids]
     time.sleep(seconds)
     return [(processor_time(pid) - used, waits(pid) - waited) for pid, (used, waited) in zip(pids, before)]
@@ -83,7 +83,7 @@ def spent(pids, seconds):
 def holding(scene, figures):
     with scene.helper() as helper, scene.staying('hold', 1), \
             Process(scene.programs / 'bench_ticker', scene.installation / 'simulated-mac', TICK) as bare:
-        time.sleep(2.5 * TICK)  # what happens only once is over, and neither ticks at the same moment as the other
+        time.sleep(2.5 * TICK)  # start-up is over, and the two do not tick at the same time
         ticks = scene.count(30, 5)
         (used, waited), (least, least_waited) = spent([helper.pid, bare.pid], ticks * TICK)
     figures.compare('holding.tick', used / ticks, least / ticks, 'us')
@@ -101,7 +101,7 @@ def idling(scene, figures):
 
 
 def requests(scene, figures):
-    """The helper and the limit are asked in turn, so that both have their share of what else the machine does."""
+    """Measures the helper and the minimum in turn, so that other work on the machine affects both equally."""
     folder = scene.installation
     with scene.helper():
         for request, size, mac, count in (('version', 19, [], scene.count(10000, 2000)),
@@ -124,10 +124,11 @@ def connecting(scene, figures):
 
 
 def clients(scene, figures):
-    """On a helper that lets more clients in than it does otherwise."""
+    """Measures a helper with a higher limit on clients."""
     count = scene.count(20000, 3000)
     with scene.helper('bench_many_clients') as helper:
-        before = memory(helper.pid)['private']  # first: memory that was used before would be used again
+        # Measured first, because clients reuse memory that earlier clients needed.
+        before = memory(helper.pid)['private']
         with scene.staying('stay', 1000):
             figures.add('clients.memory', (memory(helper.pid)['private'] - before) / 1000, 'KiB per client')
         alone = None

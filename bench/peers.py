@@ -1,4 +1,4 @@
-"""Two fan daemons of Linux, which must be installed, on stand-in fans. Needs the root user."""
+"""Measures two Linux fan daemons, which must be installed, on stand-in fans. Needs root."""
 
 import os
 import pathlib
@@ -9,11 +9,12 @@ import time
 from processes import Process, memory, output_of, processor_time, waits
 
 CYCLE = 2  # seconds
-MANUAL, AUTOMATIC = 1, 2  # a fan's mode, as the kernel counts them
+MANUAL, AUTOMATIC = 1, 2  # the kernel's numbers for a fan's mode
 
-# Two fans and two sensors as the kernel shows them, except that the fans are none: four files of the loopback interface
-# of a separate network namespace each keep a number, and are of the same file system as those of a fan, where neither
-# position nor truncation matters. Nothing of it is seen outside, and it is gone with the process.
+# Provides the kernel's files for two fans and two sensors. Four files of the loopback interface replace those of the
+# fans: each stores a number, and they are on the same file system as a fan's files, which ignores position and
+# truncation. The interface is in a separate network namespace, so other processes are not affected, and the namespace
+# disappears with the process.
 STAGE = r'''set -e
 folder=$1; shift
 mount -t tmpfs none /run
@@ -46,7 +47,7 @@ MINSTOP=FOLDER/pwm1=50 FOLDER/pwm2=50
 
 
 class Peer(Process):
-    """A peer that controls its fans."""
+    """A running daemon that has taken control of the stand-in fans."""
 
     def __init__(self, folder, *command):
         super().__init__('/usr/bin/unshare', '--mount', '--net', '/bin/sh', '-c', STAGE, 'sh', folder, *command,
@@ -55,9 +56,9 @@ class Peer(Process):
         end = time.monotonic() + 5 * CYCLE
         while self.read('pwm2_enable') != MANUAL or self.read('pwm2') == 100:
             if time.monotonic() > end:
-                raise SystemExit(f'bench: {command[0]} does not take the fans; is this the root user?')
+                raise SystemExit(f'bench: {command[0]} does not take the fans; is this running as root?')
             time.sleep(0.01)
-        # Both are kept open, so that the mode can be read after the peer's end.
+        # Both stay open, so that the mode can be read after the peer has exited.
         self.network = open(f'/proc/{self.pid}/ns/net', 'rb')
         self.mode = open(self.folder / 'pwm1_enable', encoding='ascii')
 
@@ -65,11 +66,11 @@ class Peer(Process):
         try:
             return int((self.folder / file).read_text())
         except (OSError, ValueError):
-            return -1  # not there yet
+            return -1  # does not exist yet
 
 
 def time_of_sleep():
-    """The processor time of `sleep` in microseconds, which the kernel counts when it has ended."""
+    """Returns the processor time of a `sleep` process in microseconds, which the kernel reports after it has ended."""
     def used():
         usage = resource.getrusage(resource.RUSAGE_CHILDREN)
         return usage.ru_utime + usage.ru_stime
@@ -92,7 +93,8 @@ def measure_cycles(peer, starts_sleep, cycles, add):
 
 
 def measure_interference(peer, add):
-    """What becomes of a fan's value and mode when another program changes them, and what the peer leaves."""
+    """Changes a fan's value and mode as another program might, and reports whether the peer restores them. Then ends
+    the peer, and reports whether the fan is automatic."""
     own = peer.read('pwm1')
     (peer.folder / 'pwm1').write_text('200')
     (peer.folder / 'pwm2_enable').write_text(str(AUTOMATIC))

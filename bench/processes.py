@@ -1,4 +1,4 @@
-"""The processes that are measured, and what the kernel says of them."""
+"""Starts the measured processes, and reads their statistics from the kernel."""
 
 import os
 import pathlib
@@ -8,8 +8,8 @@ import time
 
 
 class Process:
-    """A program with pipes to its standard streams; or, with `log`, with its standard error in that file, so that it
-    never waits for a reader. Killed and reaped at the end of its `with` block."""
+    """A program with pipes to its standard streams. If `log` is given, standard error goes to that file instead, so
+    that the program never waits for a reader. Killed and reaped at the end of its `with` block."""
 
     def __init__(self, *command, log=None):
         pipes = [os.pipe(), os.pipe(), os.pipe()]
@@ -37,14 +37,14 @@ class Process:
             os.close(descriptor)
 
     def wait_for(self, text, stream=None):
-        """Reads up to the end of the line that contains `text`; seconds since the process was started."""
+        """Reads up to the end of the line that contains `text`. Returns the seconds since the process was started."""
         stream = stream or self.error
         while text.encode() not in self.rest[stream] or not self.rest[stream].endswith(b'\n'):
             if not (more := os.read(stream, 4096)):
                 if self.pid and os.waitpid(self.pid, os.WNOHANG)[0]:
                     self.pid = None
                 if not self.pid:
-                    raise SystemExit(f'bench: a process ended before it said "{text}": {self.rest}')
+                    raise SystemExit(f'bench: a process ended before it printed "{text}": {self.rest}')
                 time.sleep(0.005)
             self.rest[stream] += more
         seconds = time.perf_counter() - self.begun
@@ -52,7 +52,7 @@ class Process:
         return seconds
 
     def end(self, number):
-        """Sends a signal and reaps; seconds until the end."""
+        """Sends a signal and reaps the process. Returns the seconds until its end."""
         begun = time.perf_counter()
         if self.pid:
             os.kill(self.pid, number)
@@ -62,7 +62,7 @@ class Process:
 
 
 def output_of(*command):
-    """Of a program that runs to its end."""
+    """Runs a program to its end and returns its output."""
     with Process(*command) as process:
         parts = []
         while part := os.read(process.output, 1 << 16):
@@ -75,20 +75,20 @@ def output_of(*command):
 
 
 def processor_time(pid):
-    """Microseconds so far, of all threads."""
+    """Returns the total processor time of all threads in microseconds."""
     files = pathlib.Path(f'/proc/{pid}/task').glob('*/schedstat')
     return sum(int(file.read_text().split()[0]) for file in files) / 1000
 
 
 def waits(pid):
-    """How often its threads have waited for something so far."""
+    """Returns how often the process's threads have waited so far."""
     statuses = [file.read_text() for file in pathlib.Path(f'/proc/{pid}/task').glob('*/status')]
     return sum(int(re.search(r'\nvoluntary_ctxt_switches:\s+(\d+)', status)[1]) for status in statuses)
 
 
 def memory(pid):
-    """KiB: resident; private; private-without-libraries, which leaves out what others of the same library could share;
-    and anonymous, which is of no file."""
+    """Returns memory sizes in KiB. private-without-libraries excludes unmodified pages of libraries, which other
+    processes could share; anonymous memory has no file."""
     sums = dict.fromkeys(['private', 'private-without-libraries', 'anonymous', 'resident'], 0)
     is_library = False
     for line in pathlib.Path(f'/proc/{pid}/smaps').read_text().splitlines():

@@ -1,7 +1,9 @@
-"""Measures what the helper costs, beside what the same work costs at least.
+"""Compares the cost of the helper with the minimum cost of the same work.
 
-usage: run.py INSTALLATION PROGRAMS JSON [--brief] [NAME...]: a staged installation in which nothing runs, the folder of
-the bare limits, and where the figures go. Without a name everything is measured but the peers.
+usage: run.py INSTALLATION PROGRAMS JSON [--brief] [NAME...]
+
+INSTALLATION is a staged installation in which no program is running, PROGRAMS the folder of the benchmark programs, and
+JSON the file for the figures. Without NAMEs, measures everything except the peers.
 """
 
 import json
@@ -23,7 +25,7 @@ MEASURES = {'memory-machine': in_place.in_memory, 'holding': in_place.holding, '
 
 
 def machine():
-    """What else the machine does, without which no absolute figure means anything."""
+    """Describes the machine and its load, without which an absolute figure has no meaning."""
     model = re.search(r'model name\s*: (.*)', pathlib.Path('/proc/cpuinfo').read_text())
     return {'processors': os.cpu_count(), 'model': model[1].strip() if model else platform.machine(),
             'system': f'{platform.system()} {platform.release()}',
@@ -34,8 +36,8 @@ def main(installation, programs, file, *names):
     is_brief = '--brief' in names
     names = [name for name in names if name != '--brief'] or [name for name in MEASURES if name != 'peers']
     if unknown := [name for name in names if name not in MEASURES]:
-        raise SystemExit(f'bench: there is no benchmark "{unknown[0]}"; there are ' + ' '.join(MEASURES))
-    # What is measured, and what it is measured with, runs on the last processor: the first has the interrupts.
+        raise SystemExit(f'bench: unknown benchmark "{unknown[0]}"; the benchmarks are ' + ' '.join(MEASURES))
+    # All programs run on the last processor, because the first handles the interrupts.
     os.sched_setaffinity(0, {os.cpu_count() - 1})
     scene = in_place.Scene(pathlib.Path(installation).absolute(), pathlib.Path(programs).absolute(), is_brief)
     figures = Figures()

@@ -1,4 +1,4 @@
-"""How long the ways in and out of the helper take."""
+"""Measures how long the helper takes to start, to hand the fans back and to exit."""
 
 import contextlib
 import json
@@ -30,14 +30,14 @@ def start(scene, figures):
 
 
 class Mac:
-    """The simulated Mac's own sockets, and its clock."""
+    """The simulated Mac's sockets and clock."""
 
     def __init__(self, scene):
         self.scene = scene
         self.folder = os.open(scene.installation / 'simulated-mac', os.O_PATH)
         self.hardware = self.connect('hardware.socket')
         self.calls = self.connect('calls.socket')
-        # Between the moments before and after a write, the Mac's clock said what it notes of it. The closest is taken.
+        # The Mac records the time of a write on its own clock. The shortest of 20 writes gives the most exact offset.
         _, self.offset = min(self.write_now() for _ in range(20))
 
     def connect(self, name):
@@ -46,7 +46,7 @@ class Mac:
         return link
 
     def exchange(self, key, command, size):
-        """The record that docs/simulated-mac.md describes: 80 bytes, with key, size and command."""
+        """Sends a record of 80 bytes with key, size and command, as docs/simulated-mac.md describes it."""
         self.hardware.send(struct.pack('<I24xI10xB37x', int.from_bytes(key, 'big'), size, command))
         self.hardware.recv(80)
 
@@ -57,7 +57,7 @@ class Mac:
         return after - before, (before + after) / 2 - self.last_write('Ftst')
 
     def last_write(self, ending):
-        """In seconds of the Mac's clock."""
+        """Returns the time of the last write to a key with this ending, in seconds on the Mac's clock."""
         writes = json.loads(output_of(self.scene.installation / 'simmac', 'show', '--json'))['writes']
         return max(write['time'] for write in writes if write['key'].endswith(ending))
 
@@ -66,7 +66,8 @@ class Mac:
         return self.calls.recv(1 << 16)
 
     def sleep(self):
-        """Seconds until the last acknowledgement. Both messages are maps in CBOR; "seconds" is a double or a float."""
+        """Makes the Mac sleep, and returns the seconds until the last acknowledgement. Both messages are CBOR maps;
+        "seconds" is a double or a float."""
         report = self.call(b'\xa1\x65sleep\xa1\x63now\xf5')
         at = report.index(b'\x67seconds') + 8
         kind, length = ('>d', 8) if report[at] == 0xfb else ('>f', 4)
@@ -87,7 +88,7 @@ def session(scene, is_holding):
 
 
 def end_once(scene, mac, is_holding):
-    """Milliseconds from SIGTERM until the last fan is automatic, and until the end of the process."""
+    """Returns the milliseconds from SIGTERM until the last fan is automatic, and until the process has exited."""
     with session(scene, is_holding) as helper:
         begun = time.perf_counter()
         exited = helper.end(signal.SIGTERM)
@@ -95,7 +96,7 @@ def end_once(scene, mac, is_holding):
 
 
 def end_of_limit(scene):
-    """The same of a program that does nothing and watches as many files."""
+    """Returns the milliseconds from SIGTERM to exit for an empty program that watches as many files as the helper."""
     with Process(scene.programs / 'bench_empty', 'watch') as empty:
         empty.wait_for('main')
         return empty.end(signal.SIGTERM) * 1000
@@ -112,7 +113,7 @@ def acknowledgements(scene, mac, count):
 
 
 def bare_exchanges(mac, count):
-    """Milliseconds for that many."""
+    """Returns the median milliseconds for `count` exchanges."""
     times = []
     for _ in range(200):
         begun = time.perf_counter()
@@ -138,7 +139,7 @@ def hand_back(scene, figures):
                                      for _ in range(count)))
         six = bare_exchanges(mac, 6)
         asleep = acknowledgements(scene, mac, count)
-    # Stopping the hold hands back, and so does leaving; sleep only suspends the hold.
+    # On exit the fans are handed back twice, when the hold stops and when the helper exits; on sleep only once.
     figures.add('hand-back.six-bare-exchanges', six, 'ms')
     add('hand-back.idle.last-fan', [fans for fans, _ in idle])
     add('hand-back.idle.exit', [exited for _, exited in idle])

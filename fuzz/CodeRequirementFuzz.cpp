@@ -1,4 +1,5 @@
-// Parses the input as a requirement. Also composes a requirement from its lines, as identifier and team.
+// Parses the input as a requirement. Also composes a requirement from the input: the first line is the identifier, the
+// rest the team.
 
 #include <algorithm>
 #include <string>
@@ -20,7 +21,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto team = text.substr(std::min(lineEnd + 1, text.size()));
     const auto requirement = CodeRequirement::parse(kelo::SigningIdentity::requirement(identifier, team));
     const bool isPlain = (identifier + team).find_first_of("\"\\") == std::string::npos;
-    mustHold(requirement.has_value() == isPlain, "names parse if they have no double quotes and backslashes");
+    mustHold(requirement.has_value() == isPlain, "names parse if they have no double quotes or backslashes");
     if (requirement) {
         mustHold(requirement->isSatisfiedBy({identifier, team}), "the required names satisfy it");
         mustHold(!requirement->isSatisfiedBy({identifier + "x", team}) &&

@@ -1,5 +1,5 @@
-// Verifies a whole file of a hostile peer with an anchor whose private key was deleted. Only the identities of the
-// seeds, which fuzz/sign-seeds.sh creates, may be accepted.
+// Verifies the input as the executable of a hostile peer, with an anchor whose private key was deleted. Only the
+// identities of the seeds, which fuzz/sign-seeds.sh creates, may be accepted.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -14,7 +14,7 @@ using kelo::mustHold;
 
 namespace {
 
-/// Returns a file with the input.
+/// Returns the descriptor of a file that contains the input.
 int fileOf(const std::uint8_t* data, std::size_t size) {
     static const kelo::FileDescriptor file(::memfd_create("input", MFD_CLOEXEC));
     const bool isWritten =

@@ -1,5 +1,5 @@
-// Decodes the input as the simulated Mac's answer about its lid. Its records about the controller and power need no
-// decoding; smc_replies and power_messages fuzz their handling.
+// Decodes the input as the simulated Mac's answer about its lid. Controller and power records need no decoding; the
+// targets smc_replies and power_messages fuzz how they are handled.
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
-// Interprets the input as events of a hold: messages of the power domain, in any order and number, mixed with ticks,
-// movements of the lid and failing exchanges.
+// Interprets the input as events of a hold: power messages in any order and number, mixed with ticks, lid changes and
+// failing exchanges.
 
 #include <algorithm>
 #include <functional>
@@ -24,21 +24,21 @@ using kelo::mustHold;
 using kelo::PowerMessage;
 
 /// A hold on a laptop. Two bytes of input define an event.
-class Life {
+class Scenario {
 public:
-    Life() {
+    Scenario() {
         watch_.start();
         hold_->start();
     }
-    Life(const Life&) = delete;
-    Life& operator=(const Life&) = delete;
-    ~Life() {
+    Scenario(const Scenario&) = delete;
+    Scenario& operator=(const Scenario&) = delete;
+    ~Scenario() {
         controller_.clearFaults();
         hold_->stop();
-        mustHold(!isAnyFanManual(), "the end gives every fan back");
+        mustHold(!isAnyFanManual(), "stopping hands every fan back");
     }
 
-    void happen(std::uint8_t event, std::uint8_t detail) {
+    void apply(std::uint8_t event, std::uint8_t detail) {
         switch (event % 6) {
         case 0:
             return mustHold(isAcknowledged(PowerMessage::canSystemSleep, detail), "idle sleep is allowed");
@@ -58,13 +58,13 @@ public:
     }
 
 private:
-    /// Sends a message and returns the acknowledged numbers.
+    /// Sends a message and returns the notification IDs that were acknowledged.
     std::vector<std::intptr_t> acknowledgementsOf(PowerMessage message, std::intptr_t notificationID) {
         const auto before = std::ssize(power_.allowed());
         power_.send(message, notificationID);
         return {power_.allowed().begin() + before, power_.allowed().end()};
     }
-    /// Sends a message and returns whether it was acknowledged once, with its own number.
+    /// Sends a message and returns whether it was acknowledged exactly once, with its own notification ID.
     bool isAcknowledged(PowerMessage message, std::intptr_t notificationID) {
         return acknowledgementsOf(message, notificationID) == std::vector{notificationID};
     }
@@ -101,8 +101,8 @@ private:
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Life life;
+    Scenario scenario;
     for (std::size_t i = 0; i + 1 < size; i += 2)
-        life.happen(data[i], data[i + 1]);
+        scenario.apply(data[i], data[i + 1]);
     return 0;
 }

@@ -1,4 +1,4 @@
-// Decodes the input as a message on the service's socket, from a client and from a helper.
+// Decodes the input as a message on the service's socket, first as a client's request, then as a helper's answer.
 
 #include <algorithm>
 

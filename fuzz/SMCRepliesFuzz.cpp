@@ -38,7 +38,7 @@ private:
 };
 
 /// A clock that advances with each call, so that retries end soon.
-class HurriedClock : public kelo::Clock {
+class FastClock : public kelo::Clock {
 public:
     double now() override { return now_ += 1; }
     void sleep(double seconds) override { now_ += seconds; }
@@ -67,7 +67,7 @@ void useEverything(kelo::FanController& controller) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedExchange exchange(data, size);
-    HurriedClock clock;
+    FastClock clock;
     kelo::ScriptedRights rights;
     try {
         kelo::FanController controller(exchange, clock, rights);

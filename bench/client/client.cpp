@@ -1,15 +1,15 @@
-// A client that measures, signed as the app: it sends bytes that were made before and receives into a buffer that is
-// kept, so that what is measured is the helper's.
+// The client that measures the helper, signed as the app. It encodes all requests before it measures, so that its own
+// cost is small.
 //
-// usage: bench_client FOLDER SOCKET version COUNT        round trips of one request after the other
-//        bench_client FOLDER SOCKET snapshot COUNT
-//        bench_client FOLDER SOCKET connect COUNT        connecting, the admission and the first reply
-//        bench_client FOLDER SOCKET poll CLIENTS COUNT   round trips over each of so many connections in turn
-//        bench_client FOLDER SOCKET stay CLIENTS         so many connections, each of which has been served
-//        bench_client FOLDER SOCKET hold 1               one that holds the fans
+// usage: bench_client FOLDER SOCKET version COUNT        measures round trips over one connection
+//        bench_client FOLDER SOCKET snapshot COUNT       measures round trips over one connection
+//        bench_client FOLDER SOCKET connect COUNT        measures connecting, admission and the first reply
+//        bench_client FOLDER SOCKET poll CLIENTS COUNT   measures round trips over CLIENTS connections in turn
+//        bench_client FOLDER SOCKET stay CLIENTS         keeps CLIENTS connections open after a reply to each
+//        bench_client FOLDER SOCKET hold 1               holds the fans
 //
-// Prints one line of JSON, in nanoseconds; the last two say when they are there, and stay without another word until
-// the standard input ends.
+// Measurements are printed as one line of JSON, in nanoseconds. The last two print "staying" when they are ready, and
+// then wait until standard input ends.
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -36,7 +36,7 @@ using Durations = std::vector<double>;
 using Record = std::array<std::uint8_t, request_records::requestSize>;
 using Requests = std::vector<Record>;
 
-/// Numbered from 1, made before anything is measured.
+/// Encodes requests with numbers from 1.
 Requests makeRequests(const requests::Any& request, std::size_t count) {
     Requests made;
     for (std::size_t number = 1; number <= count; ++number)
@@ -48,7 +48,7 @@ class Client {
 public:
     Client(int folder, const std::string& name) : socket_(unix_socket::connect(folder, name)) {
         if (!socket_.isValid())
-            throw std::runtime_error("nobody listens at " + name);
+            throw std::runtime_error("no process listens at " + name);
     }
 
     void roundTrip(const Record& request) const {
@@ -82,16 +82,17 @@ void print(Durations durations) {
     std::fflush(stdout);
 }
 
-/// The first requests are not counted: caches are cold and memory is not there yet.
+/// The first requests are not counted: caches are cold, and memory has not been allocated yet.
 constexpr std::size_t warmUp = 100;
 
-/// Over so many connections in turn.
+/// Measures `count` round trips, over `clientCount` connections in turn.
 Durations roundTrips(int folder, const std::string& socket, const requests::Any& request, std::size_t clientCount,
                      std::size_t count) {
     std::vector<Client> clients;
     for (std::size_t i = 0; i < clientCount; ++i)
         clients.emplace_back(folder, socket);
-    const auto numbered = makeRequests(request, warmUp + count); // a connection's numbers rise, and need not be dense
+    const auto numbered =
+        makeRequests(request, warmUp + count); // a connection's numbers must increase, but may have gaps
     Durations durations;
     for (std::size_t i = 0; i < numbered.size(); ++i) {
         const double duration = nanosecondsOf([&] { clients[i % clientCount].roundTrip(numbered[i]); });
@@ -139,10 +140,10 @@ void measure(const std::vector<std::string>& arguments) {
     else if (what == "hold")
         stay(folder.get(), socket, request_records::encode(1, requests::Hold{0.5, false}), 1);
     else
-        throw std::invalid_argument("there is nothing to measure of that name");
+        throw std::invalid_argument("unknown measurement");
 }
 
-/// As many descriptors as there may be: each client is one.
+/// Allows as many descriptors as possible, since each client needs one.
 void raiseDescriptorLimit() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {

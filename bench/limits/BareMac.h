@@ -14,16 +14,16 @@
 
 namespace kelo::bench {
 
-/// The helper's exchanges with the simulated Mac's controller, without the helper: a record sent, a record received.
+/// The helper's exchanges with the simulated Mac, without the helper: each sends one record and receives one.
 class BareMac {
 public:
-    /// `folder` is an open descriptor of the simulated Mac's folder, used only here.
+    /// `folder` is an open descriptor of the simulated Mac's folder, needed only during construction.
     explicit BareMac(int folder) : socket_(unix_socket::connect(folder, mac_wire::hardwareSocket)) {
         if (!socket_.isValid())
             std::abort();
     }
 
-    /// A quiet tick of a hold on two fans: the lid, the fans, the chip, and the fans again.
+    /// Makes the exchanges of a tick that repairs nothing, with two fans: lid, fans, chip, and fans again.
     void tick() const {
         readLid();
         readFans();
@@ -31,7 +31,7 @@ public:
         readFans();
     }
 
-    /// What a snapshot is made of: the fans, and the chip twice.
+    /// Makes the exchanges of a snapshot: the fans, and the chip twice.
     void readForSnapshot() const {
         readFans();
         read("Tp09", 4);

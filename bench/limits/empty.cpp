@@ -1,8 +1,9 @@
-// The limit for the start, for the memory and for the end: a program with the helper's libraries that does nothing but
-// say that its main has begun.
+// The minimum for start-up, memory and exit: links the helper's libraries, and only prints "main".
 //
-// usage: bench_empty [stay | watch]: asked to stay, it runs until killed; asked to watch, with a watch on each of two
-// files, as the helper has.
+// usage: bench_empty [stay | watch]
+//
+// stay   runs until killed
+// watch  watches two files, as the helper does, and runs until killed
 
 #include <sodium.h>
 #include <sys/inotify.h>
@@ -13,7 +14,7 @@
 
 namespace {
 
-// Something of each library is used, so that the linker keeps it.
+// Refers to a symbol of each library, so that the linker keeps the library.
 [[gnu::used]] const void* const libraries[] = {reinterpret_cast<const void*>(&crypto_sign_verify_detached),
                                                reinterpret_cast<const void*>(&std::terminate)};
 
@@ -25,8 +26,8 @@ int main(int argc, char** argv) {
     if (argc > 1 && std::strcmp(argv[1], "watch") == 0 && !(watch(argv[0]) && watch("/")))
         return 1;
     const char line[] = "main\n";
-    const bool hasSaid = write(STDERR_FILENO, line, sizeof line - 1) > 0;
+    const bool isWritten = write(STDERR_FILENO, line, sizeof line - 1) > 0;
     if (argc > 1)
         pause();
-    return hasSaid ? 0 : 1;
+    return isWritten ? 0 : 1;
 }

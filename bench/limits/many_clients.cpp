@@ -1,5 +1,5 @@
-// The helper with places for more clients than it lets in otherwise, to see how what a request costs depends on how
-// many clients there are. Its main is otherwise the helper's own.
+// The helper with a higher limit on clients, to measure how the cost of a request depends on their number. Otherwise
+// its main is the same as the helper's.
 
 #include "helper/HelperProcess.h"
 #include "platform/linux/LinuxPlatform.h"

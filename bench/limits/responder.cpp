@@ -1,8 +1,9 @@
-// The limit for a helper that answers requests: a loop that waits for any client, receives a message into a buffer of
-// its own and sends a reply that is always the same.
+// The minimum cost of answering requests: waits for any client, receives a message and sends a constant reply.
 //
-// usage: bench_responder FOLDER SOCKET REPLY-SIZE [MAC-FOLDER]: where it listens, and how large its replies are. With
-// the simulated Mac's folder another thread reads what a snapshot is made of before each reply. Runs until killed.
+// usage: bench_responder FOLDER SOCKET REPLY-SIZE [MAC-FOLDER]
+//
+// Listens at SOCKET in FOLDER until killed. If MAC-FOLDER, the simulated Mac's folder, is given, another thread makes
+// the exchanges of a snapshot before each reply.
 
 #include <fcntl.h>
 #include <sys/epoll.h>
@@ -24,37 +25,37 @@ namespace {
 
 FileDescriptor openFolder(const char* path) { return FileDescriptor(open(path, O_PATH | O_DIRECTORY | O_CLOEXEC)); }
 
-/// Another thread, which reads the Mac when it is rung for and rings back.
+/// Reads the Mac on another thread when requested, and signals `done` afterwards.
 class Reader {
 public:
     explicit Reader(const char* folder) : folder_(openFolder(folder)), mac_(folder_.get()) {
         thread_ = std::thread([this] {
             while (true) {
-                take(rung_);
+                consume(requested_);
                 mac_.readForSnapshot();
-                ring(done_);
+                signal(done_);
             }
         });
     }
-    void ask() const { ring(rung_); }
+    void request() const { signal(requested_); }
     int done() const { return done_.get(); }
-    void takeDone() const { take(done_); }
+    void consumeDone() const { consume(done_); }
 
 private:
-    static void ring(const FileDescriptor& bell) {
+    static void signal(const FileDescriptor& event) {
         const std::uint64_t one = 1;
-        if (write(bell.get(), &one, sizeof one) != sizeof one)
+        if (write(event.get(), &one, sizeof one) != sizeof one)
             std::abort();
     }
-    static void take(const FileDescriptor& bell) {
+    static void consume(const FileDescriptor& event) {
         std::uint64_t count = 0;
-        if (::read(bell.get(), &count, sizeof count) != sizeof count)
+        if (::read(event.get(), &count, sizeof count) != sizeof count)
             std::abort();
     }
 
     FileDescriptor folder_;
     BareMac mac_;
-    FileDescriptor rung_{eventfd(0, EFD_CLOEXEC)};
+    FileDescriptor requested_{eventfd(0, EFD_CLOEXEC)};
     FileDescriptor done_{eventfd(0, EFD_CLOEXEC)};
     std::thread thread_;
 };
@@ -90,7 +91,7 @@ private:
             clients_.push_back(unix_socket::accept(listening_.get()));
             watch(clients_.back().get());
         } else if (reader_ != nullptr && descriptor == reader_->done()) {
-            reader_->takeDone();
+            reader_->consumeDone();
             unix_socket::send(waiting_, reply_);
         } else {
             receiveFrom(descriptor);
@@ -103,7 +104,7 @@ private:
             std::erase_if(clients_, [client](const FileDescriptor& socket) { return socket.get() == client; });
         } else if (reader_ != nullptr) {
             waiting_ = client;
-            reader_->ask();
+            reader_->request();
         } else {
             unix_socket::send(client, reply_);
         }
@@ -115,7 +116,7 @@ private:
     const Reader* const reader_;
     std::array<std::uint8_t, 4096> buffer_;
     std::vector<FileDescriptor> clients_;
-    int waiting_ = -1; ///< The client whose reply is being made.
+    int waiting_ = -1; ///< The client that waits for the reader.
 };
 
 } // namespace

@@ -1,6 +1,6 @@
-// The limit for a helper that holds: makes a tick's exchanges over the same link as the helper, and nothing else.
+// The minimum cost of holding: only makes a tick's exchanges, over the same kind of connection as the helper.
 //
-// usage: bench_ticker FOLDER SECONDS: the simulated Mac's folder, and the time from tick to tick. Runs until killed.
+// usage: bench_ticker FOLDER SECONDS: the simulated Mac's folder, and the time between ticks. Runs until killed.
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -5,7 +5,7 @@
 
 namespace {
 
-std::size_t allocations = 0; // of the one thread that the program has
+std::size_t allocations = 0; // not atomic, since the program has one thread
 
 } // namespace
 

@@ -20,11 +20,11 @@
 
 namespace kelo::bench {
 
-/// How often the process has allocated memory so far, in a program that links this: its operators new count.
+/// The number of allocations of this process so far. The `operator new` that this file defines counts them.
 std::size_t allocationsSoFar();
 
-/// The least that a controller can be: two fans and a chip, found in a table. What an exchange costs with it is the
-/// cost of the call and of the record. Exchanges are made out of the compiler's sight, as with any real controller.
+/// A minimal controller: two fans and a chip in a table, so that an exchange costs only the call and the record. The
+/// compiler must not inline its exchanges, as it cannot with a real controller.
 class ControllerInMemory : public SMCExchange {
 public:
     ControllerInMemory() {
@@ -51,7 +51,7 @@ public:
     }
 
     std::size_t exchanges = 0;
-    std::vector<SMCKeyData>* recorded = nullptr; ///< Where requests are kept, while set.
+    std::vector<SMCKeyData>* recorded = nullptr; ///< Receives a copy of each request, unless null.
 
 private:
     struct Slot {
@@ -61,7 +61,6 @@ private:
         std::array<std::uint8_t, 4> bytes{};
     };
 
-    /// No two keys of ours share one.
     static std::size_t slotOf(std::uint32_t code) { return (code * 0x9E3779B1U) >> 22; }
 
     void addByte(const std::string& key, std::uint8_t value) { add(key, 1, smc_type::ui8, {value}); }
@@ -80,20 +79,20 @@ private:
     std::array<Slot, 1024> slots_{};
 };
 
-/// A Mac in memory, on which the helper's core runs without anything that waits: its timer fires when it is told to.
+/// A Mac in memory, on which the helper's core runs without waiting: the benchmark fires the timer.
 class MachineInMemory {
 public:
     std::shared_ptr<FanHold> makeHold(double fraction) {
         return std::make_shared<FanHold>(fans, fraction, false, queue_, clamshell_);
     }
 
-    /// One period of the hold's timer.
+    /// Fires the hold's timer once.
     void tick() { queue_.onFire(); }
 
     ControllerInMemory controller;
 
 private:
-    class StandingClock : public Clock {
+    class StoppedClock : public Clock {
     public:
         double now() override { return 0; }
         void sleep(double) override {}
@@ -106,7 +105,7 @@ private:
     public:
         ClamshellProperty clamshellState() override { return false; }
     };
-    /// Keeps the one timer's handler.
+    /// Keeps the handler of the hold's only timer.
     class Queue : public MainQueue {
     public:
         void postPrepared(Tasks tasks) noexcept override { tasks.front()(); }
@@ -124,7 +123,7 @@ private:
         };
     };
 
-    StandingClock clock_;
+    StoppedClock clock_;
     AllRights rights_;
     OpenLid clamshell_;
     Queue queue_;
