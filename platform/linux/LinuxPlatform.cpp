@@ -18,7 +18,7 @@ namespace kelo {
 namespace {
 
 constexpr std::chrono::seconds listenerTimeout(2);
-constexpr double retryInterval = 1; // seconds until an obstacle is looked at again
+constexpr double retryInterval = 1; // seconds between attempts to use the hardware
 
 std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) {
     return std::make_unique<SyslogSystemLog>(subsystem, category);
@@ -63,7 +63,7 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     const auto checkPeer = [check = PeerCodeCheck(anchor)](int socket, const std::string& requirement) {
         return check.check(socket, requirement);
     };
-    // Only to the system's log: standard error is for the helper's own messages.
+    // Goes to the system log only: standard error is for the helper's own messages.
     const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
     const HelperLog own(makeSystemLog(HelperLog::subsystem, "listener"), "listener", logOutput_);
     const ListenerReports reports = {
@@ -80,9 +80,9 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     return listener;
 }
 
-/// The service looks for the hardware once, when it is made. So a helper that may use the hardware later, for example
-/// because the one before it has left, runs its executable again from the start, in the same process. It has no client
-/// and no fan until then.
+/// The service looks for the hardware only once, when it is created. So when the hardware becomes available, for
+/// example because the previous helper has ended, this process executes its executable again. Until then it has no
+/// client and controls no fan.
 void LinuxPlatform::startOverIfPossible() {
     if (SimulatedMacFolder().lock())
         return;
@@ -98,8 +98,8 @@ void LinuxPlatform::startOverIfPossible() {
 void LinuxPlatform::exit(int status) {
     if (!hardware_.hasLink())
         log_.error("There was no link to the controller on the way out, so a fan may still be in manual mode.");
-    // The listener's thread must not run while the process's statics are destroyed; if it is stuck, they are not
-    // destroyed.
+    // The listener's thread must not run while static objects are destroyed. If it is stuck, exits without destroying
+    // them.
     if (listener_ != nullptr && !listener_->stopsWithin(listenerTimeout)) {
         StandardStreams::finish();
         std::_Exit(status);
@@ -108,8 +108,8 @@ void LinuxPlatform::exit(int status) {
 }
 
 std::shared_ptr<const Platform> makePlatform() {
-    mallopt(M_ARENA_MAX, 1);    // the two threads are seldom busy at once, and what one frees serves the other, too
-    StandardStreams::prepare(); // first: the platform's descriptors must not take the place of a closed standard error
+    mallopt(M_ARENA_MAX, 1); // the two threads are rarely busy at once, and each can reuse memory that the other freed
+    StandardStreams::prepare(); // first: the platform must not open a descriptor in place of a closed standard error
     const auto owner = std::make_shared<LinuxPlatform>();
     return {owner, &owner->platform()};
 }

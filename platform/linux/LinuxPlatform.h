@@ -16,7 +16,7 @@
 
 namespace kelo {
 
-/// Linux, with the simulated Mac beside the executable as its hardware.
+/// The platform on Linux. Its hardware is the simulated Mac next to the executable.
 class LinuxPlatform {
 public:
     explicit LinuxPlatform(const ConnectionLimits& limits = {});
@@ -32,7 +32,7 @@ private:
     const ConnectionLimits limits_;
     const FileDescriptor installation_ = openInstallation();
     SimulatedMacFolder folder_{installation_.get()};
-    const std::optional<std::string> obstacle_ = folder_.lock(); ///< Why this helper may not use the hardware.
+    const std::optional<std::string> obstacle_ = folder_.lock(); ///< Why this helper cannot use the hardware.
     const int hardwareFolder_ = obstacle_ ? -1 : folder_.descriptor();
     EventLoop loop_;
     SimulatedMacHardware hardware_;
@@ -44,8 +44,8 @@ private:
     StandardErrorOutput logOutput_;
     const HelperLog log_;
     std::unique_ptr<Timer> nextTry_;     ///< Only while there is an obstacle.
-    SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; lives as long as the process.
-    const Platform platform_;            ///< The above, as the helper sees it.
+    SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; it lives as long as the process.
+    const Platform platform_;            ///< Refers to the members above.
 };
 
 } // namespace kelo

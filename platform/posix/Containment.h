@@ -2,16 +2,16 @@
 
 namespace kelo {
 
-/// Reports to the system's log, category "platform", what should not have happened: "`what`: `why`". Any thread.
-/// Each operating system has its own.
+/// Logs the fault "`what`: `why`" in the system log, category "platform". Any thread. Defined once for each operating
+/// system.
 void reportFault(const char* what, const char* why) noexcept;
 
-/// `contain`, with `work` called by `call`.
+/// The part of `contain` that does not depend on the type of `work`: calls `call(work)`.
 void containCall(const char* what, void (*call)(const void* work), const void* work) noexcept;
 
-/// Runs `work` for a caller whose frames no exception may cross: libdispatch, CoreFoundation, XPC and threads end the
-/// process when one does, and a hold would end without a hand-back. What `work` throws is reported under `what` and
-/// goes no further. Allocates nothing. Any thread.
+/// Runs `work` and reports any exception that it throws as a fault of `what`. An exception that escapes from a thread
+/// or from a callback of libdispatch, CoreFoundation or XPC ends the process, and a hold would end without a hand-back.
+/// Allocates nothing. Any thread.
 template <typename Work>
 void contain(const char* what, const Work& work) noexcept {
     containCall(

@@ -12,8 +12,8 @@ inline FileIdentity identityOf(const struct stat& status) {
     return {static_cast<std::int32_t>(status.st_dev), status.st_ino};
 }
 
-/// The identity of the file that `path` leads to, symbolic links followed; none when there is none. A file that has
-/// lost its last name is found under it for a moment, and is none either.
+/// The identity of the file at `path`, following symbolic links; nullopt if there is none. A file whose last link was
+/// just removed may still be found at its path; it counts as missing.
 inline std::optional<FileIdentity> identityAt(const char* path) {
     struct stat status = {};
     if (stat(path, &status) != 0 || status.st_nlink == 0)

@@ -9,13 +9,13 @@
 namespace kelo {
 namespace {
 
-constexpr const char* brokenHelper = "The helper could not carry out the request because of an internal error.";
+constexpr const char* internalError = "The helper could not carry out the request because of an internal error.";
 
-/// The answer when the service gives none.
+/// The answer if the service does not reply.
 template <typename Answer>
 Answer fallback() {
     if constexpr (std::is_same_v<Answer, std::optional<std::string>>)
-        return brokenHelper;
+        return internalError;
     else
         return {};
 }
@@ -29,7 +29,7 @@ void GuardedHelper::perform(requests::AnyCall call) {
                 using Answer = typename Request::Answer;
                 try {
                     typed.reply = OneReply<Answer>::through(std::move(typed.reply), fallback<Answer>());
-                } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): a stand-down works without a guard
+                } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): stand-downs must work unguarded too
                 }
                 helper_->perform(std::move(typed));
             });

@@ -7,10 +7,10 @@
 
 namespace kelo {
 
-/// Stands between one connection and the helper's service.
+/// Wraps the helper's service for one connection.
 ///
-/// Each request is replied to exactly once, also when the service throws, replies twice or drops the reply: the reply
-/// is then none, 0, or an error text. Throws nothing. Any thread.
+/// Sends exactly one reply to each request, even if the service throws, replies twice or drops the reply. A missing
+/// reply is replaced by nullopt, 0 or an error text. Throws nothing. Any thread.
 class GuardedHelper : public KeloHelperProtocol {
 public:
     explicit GuardedHelper(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}

@@ -16,11 +16,11 @@ namespace {
 
 FileDescriptor openedWithOwnFlags(const std::string& path) {
     FileDescriptor own(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    // A system that only duplicates what is open ignores the flag.
+    // Some systems duplicate the open file description instead and ignore the flag.
     return own.isValid() && (fcntl(own.get(), F_GETFL) & O_NONBLOCK) != 0 ? std::move(own) : FileDescriptor();
 }
 
-FileDescriptor openedOnceMore(int descriptor) {
+FileDescriptor reopened(int descriptor) {
     std::array<char, PATH_MAX> terminal{};
     if (ttyname_r(descriptor, terminal.data(), terminal.size()) == 0)
         return openedWithOwnFlags(terminal.data());
@@ -34,34 +34,34 @@ NonBlockingWriter::NonBlockingWriter(int descriptor) : shared_(descriptor) {
     if (fstat(descriptor, &status) != 0)
         return;
     if (S_ISSOCK(status.st_mode)) {
-        way_ = Way::perCall;
+        method_ = Method::messageFlag;
     } else if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) {
-        own_ = openedOnceMore(descriptor);
-        way_ = own_.isValid() ? Way::ownDescription : Way::whatHasRoom;
+        own_ = reopened(descriptor);
+        method_ = own_.isValid() ? Method::reopened : Method::poll;
     }
 }
 
 ssize_t NonBlockingWriter::write(std::string_view bytes) const {
-    switch (way_) {
-    case Way::perCall:
+    switch (method_) {
+    case Method::messageFlag:
         return send(shared_, bytes.data(), bytes.size(), MSG_DONTWAIT);
-    case Way::ownDescription:
+    case Method::reopened:
         return ::write(own_.get(), bytes.data(), bytes.size());
-    case Way::whatHasRoom:
-        return writeWhatHasRoom(bytes);
-    case Way::asIs:
+    case Method::poll:
+        return writeAfterPoll(bytes);
+    case Method::direct:
         break;
     }
     return ::write(shared_, bytes.data(), bytes.size());
 }
 
-ssize_t NonBlockingWriter::writeWhatHasRoom(std::string_view bytes) const {
+ssize_t NonBlockingWriter::writeAfterPoll(std::string_view bytes) const {
     pollfd room{.fd = shared_, .events = POLLOUT, .revents = 0};
     if (poll(&room, 1, 0) != 1) {
         errno = EAGAIN;
         return -1;
     }
-    // No system calls a pipe writable that has less room than this.
+    // poll reports a pipe as writable only if it has room for at least this many bytes.
     return ::write(shared_, bytes.data(), std::min<std::size_t>(bytes.size(), _POSIX_PIPE_BUF));
 }
 

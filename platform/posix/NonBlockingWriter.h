@@ -11,24 +11,24 @@ namespace kelo {
 /// Writes to a descriptor without ever waiting for the reader, and without setting O_NONBLOCK on a file description
 /// that other processes share.
 ///
-/// On a socket every write carries MSG_DONTWAIT; a pipe or terminal is opened once more, with a flag of its own; a file
-/// never blocks. Where a pipe or terminal cannot be opened once more (no descriptor is left, or the system only
-/// duplicates, as macOS does with pipes), no more is written than a pipe that counts as writable has room for.
+/// Writes to a socket with MSG_DONTWAIT. Reopens a pipe or terminal with separate flags. A file never
+/// blocks. If a pipe or terminal cannot be reopened (no descriptor is left, or the system only duplicates it, as macOS
+/// does with pipes), polls it first and writes no more than fits into any writable pipe.
 class NonBlockingWriter {
 public:
     /// `descriptor` is borrowed.
     explicit NonBlockingWriter(int descriptor);
 
-    /// As write(2) to a descriptor that does not block: the number of bytes taken, or -1 and `errno`.
+    /// Like write(2) on a non-blocking descriptor: returns the number of bytes written, or -1 and sets `errno`.
     ssize_t write(std::string_view bytes) const;
 
 private:
-    enum class Way { asIs, perCall, ownDescription, whatHasRoom };
+    enum class Method { direct, messageFlag, reopened, poll };
 
-    ssize_t writeWhatHasRoom(std::string_view bytes) const;
+    ssize_t writeAfterPoll(std::string_view bytes) const;
 
     int shared_;
-    Way way_ = Way::asIs;
+    Method method_ = Method::direct;
     FileDescriptor own_;
 };
 

@@ -9,20 +9,21 @@
 
 namespace kelo {
 
-/// Sends a client exactly one reply, whatever the answering code does: a transport takes a second one for that of
-/// another request, or ends the connection, and a missing one leaves the client waiting. Any thread.
+/// Sends a client exactly one reply, even if the service replies twice or never. A transport would mistake a second
+/// reply for the reply to another request or close the connection, and without a reply the client would keep waiting.
+/// Any thread.
 template <typename Answer>
 class OneReply {
 public:
     using Send = std::function<void(Answer)>;
 
-    /// A callable that may be copied and called like the reply itself. The first call sends; a later one is reported
-    /// and dropped. When the last copy is destroyed without a call, `fallback` is sent.
-    /// Throws for lack of memory, and then leaves `send` as it was.
+    /// Wraps `send` in a copyable callable. Its first call sends; later calls are reported as faults and dropped. If
+    /// the last copy is destroyed without a call, sends `fallback`. If memory runs out, throws and leaves `send`
+    /// unchanged.
     static Send through(Send&& send, Answer fallback) {
         const std::shared_ptr<OneReply> reply(new OneReply(std::move(fallback)));
-        Send guarded = [reply](Answer answer) { reply->give(std::move(answer)); };
-        reply->send_ = std::move(send); // last, and it cannot fail
+        Send guarded = [reply](Answer answer) { reply->sendOnce(std::move(answer)); };
+        reply->send_ = std::move(send); // last: nothing after it can throw
         return guarded;
     }
 
@@ -30,7 +31,7 @@ public:
     OneReply& operator=(const OneReply&) = delete;
 
     ~OneReply() {
-        if (isGiven_ || !send_)
+        if (isSent_ || !send_)
             return;
         reportFault("a request", "it was dropped without a reply");
         contain("sending a reply", [this] { send_(fallback_); });
@@ -39,8 +40,8 @@ public:
 private:
     explicit OneReply(Answer fallback) : fallback_(std::move(fallback)) {}
 
-    void give(Answer answer) {
-        if (isGiven_.exchange(true)) {
+    void sendOnce(Answer answer) {
+        if (isSent_.exchange(true)) {
             reportFault("a request", "it was replied to twice");
             return;
         }
@@ -49,7 +50,7 @@ private:
 
     Send send_;
     const Answer fallback_;
-    std::atomic<bool> isGiven_ = false;
+    std::atomic<bool> isSent_ = false;
 };
 
 } // namespace kelo

@@ -23,7 +23,7 @@ void PendingLines::add(const std::string& line) {
         ++leftOut_;
         return;
     }
-    tellLeftOut();
+    reportLeftOut();
     push(line);
 }
 
@@ -36,12 +36,12 @@ void PendingLines::flush() {
         const auto written = writer.write(line);
         if (written == 0 || (written < 0 && hasNoRoom(errno)))
             return;
-        take(written < 0 ? line.size() : static_cast<std::size_t>(written));
+        removeFromFirst(written < 0 ? line.size() : static_cast<std::size_t>(written));
     }
 }
 
 void PendingLines::finish() {
-    tellLeftOut();
+    reportLeftOut();
     flush();
     if (lines_.empty())
         return;
@@ -50,7 +50,7 @@ void PendingLines::finish() {
     flush();
 }
 
-void PendingLines::tellLeftOut() {
+void PendingLines::reportLeftOut() {
     if (leftOut_ > 0)
         push("Lines left out here: " + std::to_string(std::exchange(leftOut_, 0)) + "\n");
 }
@@ -60,8 +60,7 @@ void PendingLines::push(std::string line) {
     lines_.push_back(std::move(line));
 }
 
-/// Removes this many bytes, already written, from the first line.
-void PendingLines::take(std::size_t bytes) {
+void PendingLines::removeFromFirst(std::size_t bytes) {
     bytes_ -= bytes;
     lines_.front().erase(0, bytes);
     if (lines_.front().empty())

@@ -10,10 +10,10 @@ namespace kelo {
 
 namespace {
 
-// POSIX lets usleep refuse a million microseconds and more.
-constexpr double longestNap = 0.5;
+// POSIX allows usleep to reject a million microseconds or more.
+constexpr double maximumSleep = 0.5;
 
-// Each stands still while the machine sleeps. macOS's other clocks that never go back run on, also the one behind
+// Both stop while the machine sleeps. The other monotonic clocks of macOS do not, including that of
 // std::chrono::steady_clock.
 #ifdef __APPLE__
 constexpr clockid_t timeAwake = CLOCK_UPTIME_RAW;
@@ -25,15 +25,15 @@ constexpr clockid_t timeAwake = CLOCK_MONOTONIC;
 
 double PosixClock::now() {
     timespec time{};
-    clock_gettime(timeAwake, &time); // fails only for a clock that the system does not have
+    clock_gettime(timeAwake, &time); // fails only for a clock that the system lacks
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 void PosixClock::sleep(double seconds) {
-    // By the clock, not by counting sleeps: a signal may cut one short, and each lasts a little longer than requested.
+    // Checks the clock instead of adding up sleeps: a signal may interrupt one, and each lasts slightly too long.
     const double end = now() + seconds;
     for (double left = seconds; left > 0; left = end - now())
-        usleep(static_cast<useconds_t>(std::ceil(std::min(left, longestNap) * 1e6)));
+        usleep(static_cast<useconds_t>(std::ceil(std::min(left, maximumSleep) * 1e6)));
 }
 
 } // namespace kelo

@@ -4,12 +4,12 @@
 
 namespace kelo {
 
-/// Monotonic time, which stands still while the machine sleeps, and sleeping.
+/// A monotonic clock that stops while the machine sleeps.
 class PosixClock : public Clock {
 public:
     double now() override;
 
-    /// Returns at once for zero, negative and not-a-number; sleeps on when a signal interrupts it.
+    /// Returns at once if `seconds` is zero, negative or NaN. A signal does not cut it short.
     void sleep(double seconds) override;
 };
 

@@ -6,7 +6,6 @@
 
 namespace kelo {
 
-/// The superuser's rights.
 class PosixRights : public Rights {
 public:
     bool isRoot() override { return geteuid() == 0; }

@@ -7,7 +7,7 @@
 
 namespace kelo {
 
-/// The process's standard error and the system's wall clock.
+/// Logs to standard error, with the time of the system clock.
 class StandardErrorOutput : public LogOutput {
 public:
     double wallClock() override {

@@ -14,7 +14,7 @@ namespace kelo {
 namespace {
 
 struct StandardError {
-    std::mutex mutex; ///< Guards the lines, and keeps those of different threads apart.
+    std::mutex mutex; ///< Guards the lines, so that those of different threads do not mix.
     PendingLines lines{STDERR_FILENO};
 };
 
@@ -22,7 +22,7 @@ struct StandardError {
 StandardError& standardError() {
     static auto& one = *new StandardError;
     static const int registered = std::atexit(StandardStreams::finish);
-    static_cast<void>(registered); // fails only without memory; what is pending is lost then
+    static_cast<void>(registered); // fails only without memory; pending lines are lost then
     return one;
 }
 
@@ -34,7 +34,7 @@ void StandardStreams::prepare() {
     // In ascending order: open takes the lowest number that is free.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (isClosed(descriptor))
-            open("/dev/null", O_RDWR); // fails only where nothing helps
+            open("/dev/null", O_RDWR); // a failure cannot be handled
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP})
         std::signal(signal, SIG_IGN);
 }

@@ -6,22 +6,22 @@ namespace kelo {
 
 /// Standard input, output and error of a process whose output may have no reader.
 ///
-/// `prepare` once, at the very start and on the main thread.
+/// Call `prepare` once on the main thread, before anything else.
 struct StandardStreams {
     StandardStreams() = delete;
 
-    /// Opens each of the three descriptors that is closed on /dev/null, so that no file or socket opened later gets
-    /// number 2 and receives the log. Ignores the signals that would end or stop the process because of where its
-    /// standard error leads: to a reader that has gone, to a file that may not grow, or to a terminal.
+    /// Opens /dev/null in place of each of the three descriptors that is closed, so that no file or socket opened later
+    /// becomes descriptor 2 and receives the log. Ignores the signals that would end or stop the process because a pipe
+    /// has no reader, a file has reached its size limit or a terminal controls the process.
     static void prepare();
 
-    /// Hands `bytes`, a line, to standard error in one write and never waits: messages are logged before the action,
-    /// and a reader that stops reading would delay the hand-back. What there is no room for is kept for the next time,
-    /// up to a limit, and for the end of the process; see `PendingLines`. Any thread.
+    /// Writes the line `bytes` to standard error in one write and never waits: messages are logged before the action,
+    /// so a reader that stops reading would delay the hand-back. Keeps lines that do not fit, up to a limit, for the
+    /// next call or the end of the process; see `PendingLines`. Any thread.
     static void writeError(const std::string& bytes);
 
-    /// Writes what is pending as far as there is room for it, and gives a slow reader a moment. Happens by itself at
-    /// the process's exit; to be called before an end that leaves out what is registered for that. Any thread.
+    /// Writes pending lines while there is room and waits briefly for a slow reader. Runs automatically at exit; call
+    /// it before an exit that skips exit handlers. Any thread.
     static void finish();
 };
 

@@ -8,29 +8,30 @@
 
 namespace kelo {
 
-/// The folder "simulated-mac" beside the running executable, with the hardware's sockets, the lock and the trust
-/// anchor. Not configurable: an installation is isolated by its location.
+/// The folder "simulated-mac" next to the running executable. It contains the hardware's sockets, the lock and the
+/// trust anchor. Its name is fixed, since the location isolates an installation.
 ///
-/// Only its owner may enter it, which is checked when it is opened. So no other user reaches the hardware, and a
-/// process that has the folder open is the simulated Mac's superuser. It is kept open, so that it stays the same folder
-/// when it is moved.
+/// The constructor checks that only the owner may enter the folder. So no other user reaches the hardware, and a
+/// process that has the folder open counts as the simulated Mac's superuser. The open descriptor still refers to the
+/// folder after it is moved.
 class SimulatedMacFolder : public Rights {
 public:
     static constexpr const char* name = "simulated-mac";
-    /// The trust anchor within the folder.
+    /// The file name of the trust anchor.
     static constexpr const char* anchorName = "anchor.pub";
 
     SimulatedMacFolder();
-    /// In an open folder other than the executable's.
+    /// Opens "simulated-mac" in an open folder other than the executable's.
     explicit SimulatedMacFolder(int installation);
-    /// Creates the folder first if there is none.
+    /// Creates the folder if it is missing, then opens it.
     static SimulatedMacFolder makeIfMissing();
 
-    /// -1 when there is no folder, or not only its owner may enter it; `problem` says which, as a clause.
+    /// -1 if the folder is missing or others may enter it; `problem` gives the reason as a clause.
     int descriptor() const { return descriptor_.get(); }
     const std::string& problem() const { return problem_; }
 
-    /// Makes this process the folder's one helper until this object ends. Never waits. Returns why it failed, a clause.
+    /// Makes this process the folder's only helper for the lifetime of this object. Never waits. Returns the reason for
+    /// a failure as a clause, nullopt on success.
     std::optional<std::string> lock();
 
     bool isRoot() override { return descriptor_.isValid(); }

@@ -41,19 +41,19 @@ ClamshellProperty SimulatedMacHardware::clamshellState() {
     return lid.value_or(ClamshellProperty());
 }
 
-/// Reconnects. Returns whether a Mac accepts the connection.
+/// Reconnects. Returns whether a Mac accepted the connection.
 bool SimulatedMacHardware::connect() noexcept {
     socket_ = {};
     try {
         socket_ = unix_socket::connect(folder_, mac_wire::hardwareSocket, timeouts_.retry);
-    } catch (...) { // no memory is left
+    } catch (...) { // out of memory
     }
     unix_socket::setTimeout(socket_.get(), isTreatedAsHung() ? timeouts_.retry : timeouts_.answer);
     return socket_.isValid();
 }
 
-/// Asks and waits for the answer, on a new connection if there is none. Retries once, on a new one, when the Mac
-/// hangs up or sends something else. Returns the size of the answer, 0 when there is none.
+/// Sends the question and waits for the answer, connecting first if necessary. Retries once on a new connection if the
+/// Mac hangs up or sends something else. Returns the size of the answer, 0 if there is none.
 template <typename Check>
 std::size_t SimulatedMacHardware::ask(std::span<const std::uint8_t> question, std::span<std::uint8_t> answer,
                                       const Check& isAnswer) noexcept {
@@ -71,13 +71,13 @@ std::size_t SimulatedMacHardware::ask(std::span<const std::uint8_t> question, st
     return 0;
 }
 
-/// Returns the size of what the Mac sent, 0 when it hung up; nullopt when it did not answer in time.
+/// Returns the size of the Mac's message, 0 if it hung up, nullopt if it did not answer in time.
 std::optional<std::size_t> SimulatedMacHardware::attempt(std::span<const std::uint8_t> question,
                                                          std::span<std::uint8_t> answer) noexcept {
-    unix_socket::send(socket_.get(), question); // a Mac that has gone is noticed when the answer is received
+    unix_socket::send(socket_.get(), question); // `receive` notices a Mac that has exited
     const auto received = unix_socket::receive(socket_.get(), answer);
     if (std::holds_alternative<unix_socket::WouldBlock>(received)) {
-        // Not prolonged by the calls that follow, so that a Mac that is only slow is used again in the end.
+        // Later timeouts do not extend the period, so that a Mac that is only slow is used again.
         if (!isTreatedAsHung())
             hungUntil_ = std::chrono::steady_clock::now() + timeouts_.memory;
         return std::nullopt;

@@ -14,10 +14,10 @@ namespace kelo {
 
 /// The controller and the lid of the simulated Mac, over one connection.
 ///
-/// The connection is made when it is needed, and remade when the Mac did not answer, has gone or sent anything but the
-/// answer to the question, for example a repeat of its last answer. So a Mac that hung or was restarted is used again,
-/// and the controller's handle stays valid meanwhile: exchanges fail until the Mac is back. A question may be asked
-/// twice, which is the same as once for every key. One thread.
+/// Connects on demand, and reconnects if the Mac did not answer, exited or sent anything but the answer to the
+/// question, for example its previous answer again. So a Mac that hung or was restarted is used again. Meanwhile the
+/// controller's handle stays valid, and exchanges fail. A question may be sent twice; that is harmless for every key.
+/// One thread.
 class SimulatedMacHardware : public SMCExchange, public Clamshell {
 public:
     /// `folder` is borrowed, an open descriptor.
@@ -28,10 +28,10 @@ public:
     bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
     void close(std::uint32_t connection) noexcept override;
 
-    /// Absent when the Mac does not answer.
+    /// An absent property if the Mac does not answer.
     ClamshellProperty clamshellState() override;
 
-    /// Whether the Mac answered when it was last asked.
+    /// Whether the Mac answered the last question.
     bool hasLink() const { return hasLink_; }
 
 private:
@@ -47,7 +47,7 @@ private:
     const int folder_;
     const MacTimeouts timeouts_;
     FileDescriptor socket_;
-    std::uint32_t handle_ = 0; ///< The last one given out.
+    std::uint32_t handle_ = 0; ///< The last handle that `open` returned.
     bool isOpen_ = false;
     bool hasLink_ = false;
     std::optional<Time> hungUntil_;

@@ -19,15 +19,14 @@ using mac_wire::PowerEvent;
 constexpr double firstDelay = 1;   // seconds
 constexpr double longestDelay = 8; // seconds
 
-/// Registers again while there is no connection, at growing intervals: a hold relies on being told of
-/// sleep.
+/// Reconnects at growing intervals while there is no connection, since a hold relies on sleep notifications.
 class Registration : public PowerRegistration {
 public:
     Registration(int folder, EventLoop& loop, const MacTimeouts& timeouts, PowerHandler onMessage)
         : folder_(folder), loop_(loop), timeouts_(timeouts),
           onMessage_(std::make_shared<const PowerHandler>(std::move(onMessage))) {}
 
-    /// False when there is no root power domain. A Mac that only fails to answer is tried again later.
+    /// Returns false if there is no root power domain. If the Mac only fails to answer, retries later.
     bool start() {
         const auto outcome = connect(timeouts_.answer);
         if (outcome == Outcome::failed)
@@ -35,7 +34,7 @@ public:
         return outcome != Outcome::noPowerDomain;
     }
 
-    /// Whether the answer arrives is not known; the simulated Mac does not wait for it for ever.
+    /// Ignores a send error: the simulated Mac does not wait for the answer for ever.
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
         const std::int64_t id = notificationID;
         unix_socket::send(socket_.get(), bytesOf(id));
@@ -74,19 +73,19 @@ private:
     }
 
     void tryAgain() {
-        tryLater(); // first: whatever fails below is tried again
+        tryLater(); // first, so that any failure below is retried
         if (connect(timeouts_.retry) != Outcome::registered)
             return;
         timer_.reset();
         delay_ = firstDelay;
-        if (isMacAsleep_ != wasSleepTold_) // it fell asleep, woke or was restarted meanwhile
-            tell(isMacAsleep_ ? PowerMessage::systemWillSleep : PowerMessage::systemHasPoweredOn, 0);
+        if (isMacAsleep_ != isSleepReported_) // it fell asleep, woke or was restarted meanwhile
+            report(isMacAsleep_ ? PowerMessage::systemWillSleep : PowerMessage::systemHasPoweredOn, 0);
     }
 
-    void tell(PowerMessage message, std::intptr_t id) {
+    void report(PowerMessage message, std::intptr_t id) {
         if (message != PowerMessage::canSystemSleep)
-            wasSleepTold_ = message == PowerMessage::systemWillSleep;
-        const auto onMessage = onMessage_; // it may end this registration
+            isSleepReported_ = message == PowerMessage::systemWillSleep;
+        const auto onMessage = onMessage_; // the handler may destroy this registration
         (*onMessage)(message, id);
     }
 
@@ -99,15 +98,15 @@ private:
         const auto id = static_cast<std::intptr_t>(record.notificationID);
         switch (record.event) {
         case PowerEvent::canSleep:
-            return tell(PowerMessage::canSystemSleep, id);
+            return report(PowerMessage::canSystemSleep, id);
         case PowerEvent::willSleep:
-            return tell(PowerMessage::systemWillSleep, id);
+            return report(PowerMessage::systemWillSleep, id);
         case PowerEvent::hasPoweredOn:
-            return tell(PowerMessage::systemHasPoweredOn, id);
+            return report(PowerMessage::systemHasPoweredOn, id);
         case PowerEvent::willPowerOn:
-            return; // does not matter here
+            return; // needs no reaction
         case PowerEvent::registered:
-            break; // has been said already
+            break; // comes only once, before all events
         }
         disconnect();
     }
@@ -122,11 +121,11 @@ private:
     EventLoop& loop_;
     const MacTimeouts timeouts_;
     const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared: copying it allocates nothing.
-    double delay_ = firstDelay;                           ///< Before the next try.
+    double delay_ = firstDelay;                           ///< Seconds until the next attempt.
     std::unique_ptr<Timer> timer_;                        ///< Null while registered.
     FileDescriptor socket_;                               ///< Invalid while not registered.
-    bool isMacAsleep_ = false;                            ///< When it was registered with.
-    bool wasSleepTold_ = false;                           ///< And no wake since.
+    bool isMacAsleep_ = false;                            ///< At the time of registration.
+    bool isSleepReported_ = false;                        ///< The handler was told of a sleep, and of no wake since.
     std::unique_ptr<DescriptorWatch> watch_;
 };
 

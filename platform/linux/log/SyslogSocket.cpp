@@ -16,8 +16,8 @@ namespace {
 
 using Header = std::array<char, 256>;
 
-/// What comes before a message, in the form of RFC 3164. The time is in UTC: the C library's functions for local time,
-/// and gmtime too, open the file that the environment variable TZ names, which may be a pipe that nobody writes to.
+/// Formats the header of a message as in RFC 3164. The time is in UTC: the C library's functions for local time, and
+/// even gmtime, open the file that the environment variable TZ names, which may be a pipe without a writer.
 std::size_t fill(Header& header, int priority, const char* ident, const char* category) {
     using namespace std::chrono;
     constexpr std::array months = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -46,7 +46,7 @@ void SyslogSocket::write(int priority, const char* ident, const char* category, 
         ++leftOut_;
 }
 
-/// Before the next entry, so that the gap shows where it is.
+/// Reports the omitted entries before the next one, so that the report marks the gap.
 bool SyslogSocket::sendLeftOut(const char* ident) noexcept {
     if (leftOut_ == 0)
         return true;
@@ -69,7 +69,7 @@ bool SyslogSocket::send(int priority, const char* ident, const char* category, s
     if (isSent())
         return true;
     if (errno == EAGAIN || errno == ENOBUFS || errno == EMSGSIZE)
-        return false; // the daemon is there
+        return false; // the daemon is running, so reconnecting would not help
     connect();
     return isSent();
 }

@@ -8,20 +8,20 @@
 
 namespace kelo {
 
-/// The socket of the system's log daemon.
+/// A connection to the system's log daemon.
 ///
-/// Never waits, unlike syslog(3) when the daemon does not read: the caller may be about to hand the fan back. What the
-/// daemon does not take at once is left out, and an entry before the next one that it takes says how many were. A
-/// restarted daemon is found again. Any thread.
+/// Never waits, unlike syslog(3) when the daemon does not read: the caller may be about to hand the fan back. Drops
+/// entries that the daemon does not accept at once, and reports their number before the next entry that it accepts.
+/// Reconnects after the daemon is restarted. Any thread.
 class SyslogSocket {
 public:
-    /// Connected at the first entry. `path` is a datagram socket; nothing is kept of what is written to any other.
+    /// Connects at the first entry. `path` is a datagram socket; if it is anything else, all entries are lost.
     explicit SyslogSocket(std::string path) : path_(std::move(path)) {}
 
-    /// The one of this process. It is never destroyed: threads may still log while the process ends.
+    /// The connection of this process. It is never destroyed: threads may still log while the process ends.
     static SyslogSocket& ofTheSystem();
 
-    /// Adds "[`category`] `message`" under the process's name `ident`. `priority` is one of <syslog.h>.
+    /// Adds "[`category`] `message`" under the process name `ident`. `priority` is one of <syslog.h>.
     void write(int priority, const char* ident, const char* category, std::string_view message) noexcept;
 
 private:
@@ -30,7 +30,7 @@ private:
     void connect() noexcept;
 
     const std::string path_;
-    std::mutex mutex_; ///< Guards what follows.
+    std::mutex mutex_; ///< Guards the members below.
     FileDescriptor socket_;
     unsigned long leftOut_ = 0;
 };

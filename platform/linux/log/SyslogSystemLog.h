@@ -10,10 +10,10 @@
 
 namespace kelo {
 
-/// The system's log through syslog. Entries begin with their category in brackets.
+/// Logs to the system log through syslog. Entries begin with their category in brackets.
 class SyslogSystemLog : public SystemLog {
 public:
-    /// `subsystem` is the name under which it logs. `socket` is borrowed.
+    /// `subsystem` is the process name of its entries. `socket` is borrowed.
     SyslogSystemLog(std::string subsystem, std::string category, SyslogSocket& socket = SyslogSocket::ofTheSystem())
         : subsystem_(std::move(subsystem)), category_(std::move(category)), socket_(socket) {}
 

@@ -32,7 +32,7 @@ public:
     }
 };
 
-/// Anything from nothing to a century.
+/// Limits `seconds` to a century; negative values and NaN become 0.
 std::chrono::steady_clock::duration clamped(double seconds) {
     constexpr double century = 100.0 * 365 * 86400;
     return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
@@ -73,7 +73,7 @@ EventLoop::EventLoop(LoopTime& time)
     : time_(time), epoll_(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
       wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")), owner_(std::this_thread::get_id()) {
     epoll_event event{};
-    event.events = EPOLLIN | EPOLLET; // each wake-up counts once, so that it need not be read
+    event.events = EPOLLIN | EPOLLET; // edge-triggered, so that the counter need not be read
     event.data.u64 = wakeID;
     if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wake_.get(), &event) != 0)
         throwErrno("epoll_ctl");
@@ -91,7 +91,7 @@ void EventLoop::postPrepared(Tasks tasks) noexcept {
 
 void EventLoop::postAfter(double seconds, Task task) {
     const auto due = time_.now() + clamped(seconds);
-    // Made here, where a failure is the caller's, and only moved on the loop's thread.
+    // Allocated here, where the caller notices a failure; the loop's thread only moves it.
     const auto made = std::make_shared<Timers>();
     made->emplace(due, std::make_shared<TimerState>(
                            TimerState{due, {}, false, false, std::make_shared<const Task>(std::move(task))}));
@@ -99,7 +99,7 @@ void EventLoop::postAfter(double seconds, Task task) {
 }
 
 std::unique_ptr<Timer> EventLoop::scheduleTimer(double interval, bool repeats, Task onFire) {
-    // A repeating timer of no length would never let anything else run.
+    // A repeating timer with a zero interval would starve everything else.
     const auto period = std::max(clamped(interval), Clock::duration(std::chrono::microseconds(100)));
     const auto due = time_.now() + period;
     auto timer = std::make_unique<LoopTimer>(std::make_shared<TimerState>(
@@ -112,19 +112,19 @@ std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness read
     auto found = interestIn(descriptor);
     const bool isNew = found == interests_.end();
     const auto interestID = isNew ? nextInterestID_++ : found->first;
-    // Whatever fails from here on, the watch undoes it.
+    // If anything below fails, destroying the watch undoes it.
     auto watch = std::make_unique<Watch>(*this, interestID, readiness);
     if (isNew)
         found = interests_.emplace(interestID, Interest{descriptor, nullptr, nullptr}).first;
     found->second.handler(readiness) = std::make_shared<Task>(std::move(onReady));
-    if (!tellKernel(isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, *found))
+    if (!updateEpoll(isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, *found))
         throwErrno("epoll_ctl");
     return watch;
 }
 
 std::unique_ptr<DescriptorWatch> EventLoop::watchUrgent(int descriptor, Task onReadable) {
     auto watch = this->watch(descriptor, Readiness::readable, std::move(onReadable));
-    urgentPolls_.reserve(urgentPolls_.size() + 1); // so that both grow, or neither
+    urgentPolls_.reserve(urgentPolls_.size() + 1); // so that either both grow or neither does
     urgent_.push_back(interestIn(descriptor)->first);
     urgentPolls_.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
     return watch;
@@ -135,7 +135,7 @@ EventLoop::Interests::iterator EventLoop::interestIn(int descriptor) {
                         [&](const auto& interest) { return interest.second.descriptor == descriptor; });
 }
 
-bool EventLoop::tellKernel(int operation, const Interests::value_type& interest) {
+bool EventLoop::updateEpoll(int operation, const Interests::value_type& interest) {
     const auto& [id, wanted] = interest;
     epoll_event event{};
     event.events = (wanted.onReadable ? static_cast<std::uint32_t>(EPOLLIN) : 0) |
@@ -147,11 +147,11 @@ bool EventLoop::tellKernel(int operation, const Interests::value_type& interest)
 void EventLoop::unwatch(std::uint64_t interestID, Readiness readiness) {
     const auto found = interests_.find(interestID);
     if (found == interests_.end())
-        return; // it was never begun
+        return; // `watch` failed
     found->second.handler(readiness).reset();
     const bool isLast = !found->second.onReadable && !found->second.onWritable;
     // Fails only for a descriptor that has been closed, which reports no more events.
-    tellKernel(isLast ? EPOLL_CTL_DEL : EPOLL_CTL_MOD, *found);
+    updateEpoll(isLast ? EPOLL_CTL_DEL : EPOLL_CTL_MOD, *found);
     if (!isLast)
         return;
     interests_.erase(found);
@@ -169,14 +169,15 @@ void EventLoop::run() {
             time_.wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeoutMilliseconds());
         if (count < 0 && errno != EINTR)
             throwErrno("epoll_wait");
-        // What falls due while the tasks run comes after what was posted before it was due: in the next round.
+        // A timer that becomes due while the tasks run fires in the next round, after the tasks that were posted before
+        // it was due.
         const auto now = time_.now();
         runPosted();
         serveUrgentDescriptors();
         fireDueTimers(now, true);
         for (int i = 0; i < count && !isStopped_; ++i) {
             const auto& event = events[static_cast<std::size_t>(i)];
-            // A failure is left to the handler to find out.
+            // The handlers notice an error or hang-up when they read or write.
             if ((event.events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0)
                 dispatch(event.data.u64, Readiness::readable);
             if ((event.events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) != 0)
@@ -193,10 +194,10 @@ void EventLoop::stop() {
 void EventLoop::wakeUp() {
     const std::uint64_t one = 1;
     const auto written = write(wake_.get(), &one, sizeof one);
-    static_cast<void>(written); // fails only after more wake-ups than there can be
+    static_cast<void>(written); // fails only if the 64-bit counter overflows
 }
 
-/// Rounded up, so that the loop does not spin through the last millisecond before a timer.
+/// Rounds up, so that the loop does not spin through the last millisecond before a timer.
 int EventLoop::timeoutMilliseconds() {
     if (timers_.empty())
         return -1;
@@ -213,17 +214,17 @@ void EventLoop::runPosted() {
     for (auto& task : tasks) {
         serveUrgent();
         contain("a task of the event loop", task);
-        task = nullptr; // what it holds goes with it, before the next one runs
+        task = nullptr; // destroys its captures before the next task runs
     }
 }
 
-/// To be called before every task and handler, so that what is urgent waits for one of them and not for all.
+/// Called before every task and handler, so that urgent work waits for only one of them.
 void EventLoop::serveUrgent() {
     serveUrgentDescriptors();
     fireDueTimers(time_.now(), false);
 }
 
-/// All that are due, or only those that need not wait for tasks.
+/// Fires all timers that are due, or only those that need not wait for tasks.
 void EventLoop::fireDueTimers(Clock::time_point now, bool all) {
     const auto isNext = [&](const auto& entry) { return entry.first <= now && (all || !entry.second->waitsForTasks); };
     for (auto next = timers_.begin(); !isStopped_;) {
@@ -235,7 +236,7 @@ void EventLoop::fireDueTimers(Clock::time_point now, bool all) {
     }
 }
 
-/// A timer that repeats goes back in the same entry, which needs no memory.
+/// Puts a repeating timer back in the same map node, which allocates nothing.
 void EventLoop::fire(Timers::node_type entry) {
     const auto timer = entry.mapped();
     if (!timer->onFire)
@@ -257,14 +258,14 @@ void EventLoop::fire(Timers::node_type entry) {
 void EventLoop::serveUrgentDescriptors() {
     if (urgentPolls_.empty() || poll(urgentPolls_.data(), urgentPolls_.size(), 0) <= 0)
         return;
-    for (std::size_t i = 0; i < urgent_.size(); ++i) // a handler may end its watch
+    for (std::size_t i = 0; i < urgent_.size(); ++i) // a handler may destroy its watch
         if (std::exchange(urgentPolls_[i].revents, 0) != 0)
             callHandler(urgent_[i], Readiness::readable);
 }
 
 void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {
-    serveUrgent(); // which may end the watch
-    // What is urgent has been polled just now; its event may be over.
+    serveUrgent(); // may destroy the watch
+    // Urgent descriptors have just been polled, so this event may be out of date.
     if (std::find(urgent_.begin(), urgent_.end(), interestID) == urgent_.end())
         callHandler(interestID, readiness);
 }
@@ -272,8 +273,8 @@ void EventLoop::dispatch(std::uint64_t interestID, Readiness readiness) {
 void EventLoop::callHandler(std::uint64_t interestID, Readiness readiness) {
     const auto found = interests_.find(interestID);
     if (found == interests_.end())
-        return; // the wake-up, or a watch that ended while the event was pending
-    const auto onReady = found->second.handler(readiness); // the handler may end its watch
+        return; // the wake-up descriptor, or a watch that was destroyed while the event was pending
+    const auto onReady = found->second.handler(readiness); // the handler may destroy its watch
     if (onReady)
         contain("the handler of a descriptor", *onReady);
 }

@@ -19,7 +19,7 @@ struct epoll_event;
 
 namespace kelo {
 
-/// An event loop's clock, and its waiting. The time may be read from any thread.
+/// The clock and the wait of an event loop. `now` may be called on any thread.
 class LoopTime {
 public:
     using Clock = std::chrono::steady_clock;
@@ -30,14 +30,14 @@ public:
     virtual ~LoopTime() = default;
 
     virtual Clock::time_point now() const = 0;
-    /// As `epoll_wait`.
+    /// Like `epoll_wait`.
     virtual int wait(int epoll, epoll_event* events, int capacity, int milliseconds) = 0;
 
-    /// Monotonic time, which stands still while the machine sleeps.
+    /// Monotonic time, which stops while the machine sleeps.
     static LoopTime& real();
 };
 
-/// A watch on a descriptor. Destroying it ends it: its handler is not called again. Used on the loop's thread only.
+/// A watch on a descriptor. Once it is destroyed, its handler is not called again. Loop thread only.
 class DescriptorWatch {
 public:
     DescriptorWatch() = default;
@@ -46,22 +46,22 @@ public:
     virtual ~DescriptorWatch() = default;
 };
 
-/// An event loop on the kernel's own epoll: posted tasks, timers and descriptors, all served on one thread.
+/// An event loop on epoll: runs posted tasks, timers and descriptor handlers on one thread.
 ///
-/// Repeating timers and delayed tasks that are due, and descriptors that are watched as urgent, are served before every
-/// task and every handler of a descriptor: they wait for the one that is running, but not for those queued behind it. A
-/// one-shot timer ends the wait for something, so the tasks that were posted before it was due come first.
+/// Before each task and each descriptor handler, the loop serves urgent descriptors and any repeating timers and
+/// delayed tasks that are due: they wait for the task that is running, but not for queued ones. A one-shot timer is a
+/// timeout, so tasks that were posted before it was due run first.
 ///
-/// What a task or a handler throws is reported to the system's log, and the loop goes on. What has been posted,
-/// scheduled or watched is run without an allocation.
+/// Reports exceptions from tasks and handlers to the system log and continues. Allocates nothing to run what has been
+/// posted, scheduled or watched.
 ///
-/// The loop belongs to the thread that made it, and from `run()` on to the one that runs it. `post`, `postAfter` and
-/// `stop` may be called from any thread.
+/// The loop belongs to the thread that created it, and from `run()` on to the thread that runs it. `post`, `postAfter`
+/// and `stop` may be called on any thread.
 class EventLoop : public MainQueue {
 public:
     enum class Readiness { readable, writable };
 
-    /// `time` is borrowed. Throws `std::system_error` when the kernel gives no descriptors.
+    /// `time` is borrowed. Throws `std::system_error` if no descriptor is left.
     explicit EventLoop(LoopTime& time = LoopTime::real());
     ~EventLoop() override;
 
@@ -70,14 +70,14 @@ public:
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
     bool isCurrent() const override { return owner_ == std::this_thread::get_id(); }
 
-    /// Calls `onReady` whenever the descriptor is ready, or has failed. `descriptor` is borrowed and must stay open as
-    /// long as the watch. Throws `std::system_error`, and then everything is as it was.
+    /// Calls `onReady` whenever the descriptor is ready or has failed. `descriptor` is borrowed and must stay open for
+    /// the lifetime of the watch. If it throws `std::system_error`, nothing has changed.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
 
-    /// As `watch` for reading, and urgent: before timers, too.
+    /// Like `watch` for reading, but urgent: its handler also runs before timers.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watchUrgent(int descriptor, Task onReadable);
 
-    /// Serves until `stop`. Everything posted before the stop is run. May be run again.
+    /// Runs until `stop`, including every task posted before it. May be called again.
     void run();
     void stop();
 
@@ -88,11 +88,11 @@ private:
         Clock::time_point due;
         Clock::duration interval;
         bool repeats;
-        bool waitsForTasks;                 ///< For those that were posted before it was due.
+        bool waitsForTasks;                 ///< Runs after tasks that were posted before it was due.
         std::shared_ptr<const Task> onFire; ///< Null once invalidated or spent.
     };
     using Timers = std::multimap<Clock::time_point, std::shared_ptr<TimerState>>;
-    /// What is wanted of one descriptor.
+    /// The handlers of one descriptor.
     struct Interest {
         int descriptor;
         std::shared_ptr<Task> onReadable;
@@ -111,7 +111,7 @@ private:
     void runPosted();
     void fire(Timers::node_type entry);
     Interests::iterator interestIn(int descriptor);
-    bool tellKernel(int operation, const Interests::value_type& interest);
+    bool updateEpoll(int operation, const Interests::value_type& interest);
     void unwatch(std::uint64_t interestID, Readiness readiness);
     void serveUrgent();
     void fireDueTimers(Clock::time_point now, bool all);
@@ -127,13 +127,13 @@ private:
     std::mutex mutex_; ///< Guards `posted_`.
     Tasks posted_;
 
-    // The loop's thread only.
+    // Loop thread only.
     bool isStopped_ = false;
     Timers timers_;
-    Interests interests_;               ///< By a number that is never reused, so that a stale event finds none.
-    std::vector<std::uint64_t> urgent_; ///< Those to be polled before everything else.
-    std::vector<pollfd> urgentPolls_;   ///< Of the same ones, in the same order.
-    std::uint64_t nextInterestID_ = 1;  ///< 0 is the wake-up descriptor's.
+    Interests interests_;               ///< Keyed by an ID that is never reused, so that a stale event finds none.
+    std::vector<std::uint64_t> urgent_; ///< IDs of the interests that are polled before everything else.
+    std::vector<pollfd> urgentPolls_;   ///< Their poll entries, in the same order.
+    std::uint64_t nextInterestID_ = 1;  ///< 0 identifies the wake-up descriptor.
 };
 
 } // namespace kelo

@@ -20,10 +20,10 @@ using Urgency = InotifyFileEvents::Urgency;
 
 constexpr const char* ownExecutableLink = "/proc/self/exe";
 
-/// After an event the kernel may still take a while to remove the name: the seconds from each check to the next.
+/// Seconds between the checks that follow an event: the kernel may take a while to remove the name.
 constexpr std::array<double, 4> pauses = {0.01, 0.1, 1, 10};
 
-constexpr double lookInterval = 10; // seconds, where the kernel sends no events
+constexpr double checkInterval = 10; // seconds between checks where the kernel sends no events
 
 class InotifySource : public FileEventSource {
 public:
@@ -33,33 +33,33 @@ public:
 
     void cancel() override {
         watch_.reset();
-        nextLook_.reset();
+        nextCheck_.reset();
     }
 
 private:
     std::unique_ptr<DescriptorWatch> watch(Urgency urgency) {
         auto onReadable = [this] {
             drain();
-            look(0);
+            check(0);
         };
         return urgency == Urgency::urgent ? loop_.watchUrgent(inotify_.get(), onReadable)
                                           : loop_.watch(inotify_.get(), EventLoop::Readiness::readable, onReadable);
     }
 
-    /// The content of the events does not matter: the handler looks at the path.
+    /// Discards the events: the handler checks the path itself.
     void drain() {
         alignas(inotify_event) char events[4096];
         while (read(inotify_.get(), events, sizeof events) > 0) {
         }
     }
 
-    void look(std::size_t number) {
-        nextLook_.reset();
-        const auto onEvent = onEvent_; // it may cancel or destroy the source
+    void check(std::size_t number) {
+        nextCheck_.reset();
+        const auto onEvent = onEvent_; // the handler may cancel or destroy the source
         try {
             if (number < pauses.size())
-                nextLook_ = loop_.scheduleTimer(pauses[number], false, [this, number] { look(number + 1); });
-        } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): this look is still made
+                nextCheck_ = loop_.scheduleTimer(pauses[number], false, [this, number] { check(number + 1); });
+        } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): only later checks are lost
         }
         (*onEvent)();
     }
@@ -68,14 +68,14 @@ private:
     FileDescriptor inotify_;
     const std::shared_ptr<const std::function<void()>> onEvent_; ///< Shared: copying it allocates nothing.
     std::unique_ptr<DescriptorWatch> watch_;
-    std::unique_ptr<Timer> nextLook_;
+    std::unique_ptr<Timer> nextCheck_;
 };
 
-/// Without inotify: looks every so often.
+/// Calls the handler at fixed intervals where inotify is unavailable.
 class TimedSource : public FileEventSource {
 public:
-    TimedSource(EventLoop& loop, std::function<void()> onLook)
-        : timer_(loop.scheduleTimer(lookInterval, true, std::move(onLook))) {}
+    TimedSource(EventLoop& loop, std::function<void()> onCheck)
+        : timer_(loop.scheduleTimer(checkInterval, true, std::move(onCheck))) {}
 
     void cancel() override { timer_->invalidate(); }
 
@@ -87,7 +87,7 @@ private:
 
 std::optional<std::string> InotifyFileEvents::ownExecutable() {
     struct stat file {};
-    // The link of a deleted file reads as its old path and " (deleted)".
+    // The link of a deleted file contains its old path and " (deleted)".
     if (stat(ownExecutableLink, &file) != 0 || file.st_nlink == 0)
         return std::nullopt;
     char path[PATH_MAX];

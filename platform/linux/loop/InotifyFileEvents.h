@@ -6,25 +6,24 @@ namespace kelo {
 
 class EventLoop;
 
-/// File events through inotify. Where the kernel has no instance or no watch left, of which each user has only so many,
-/// the handler is called every ten seconds instead.
+/// File events through inotify. If the user's limit of instances or watches is reached, calls the handler every ten
+/// seconds instead.
 ///
-/// A running executable that is unlinked or renamed over keeps its inode alive, so that no deletion is ever reported
-/// for it: the number of its links changes, which is an event of its attributes. Those are reported for a touched file,
-/// too.
+/// If a running executable is unlinked or replaced, its inode stays alive and the kernel reports no deletion. It
+/// reports an attribute change instead, since the number of links changes. Touching the file causes the same event.
 ///
-/// That event is sent before the name is gone, and none comes later. A file without a link counts as gone, whatever its
-/// path says, and every event is followed by a few more checks, for a file that keeps another of its names.
+/// That event arrives before the name is gone, and no other one follows. So a file without a link counts as gone even
+/// if its path still exists, and a few more checks follow each event, in case the file has another name.
 class InotifyFileEvents : public FileEvents {
 public:
-    /// Urgent events wait for no task that is queued, at the cost of a system call for each task. A helper that was
-    /// replaced leaves whatever is queued.
+    /// Urgent events do not wait for queued tasks, at the cost of one system call per task. With them, a replaced
+    /// helper exits even if tasks are queued.
     enum class Urgency { urgent, ordinary };
 
     /// `loop` is borrowed.
     InotifyFileEvents(EventLoop& loop, Urgency urgency) : loop_(loop), urgency_(urgency) {}
 
-    /// None also when the executable no longer has a name at the time of the call.
+    /// Also returns nullopt if the executable no longer has a name.
     std::optional<std::string> ownExecutable() override;
     std::optional<FileIdentity> identify(const std::string& path) const override;
     [[nodiscard]] std::unique_ptr<FileEventSource> watch(const std::string& path,

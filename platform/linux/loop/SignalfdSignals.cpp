@@ -35,7 +35,7 @@ SignalfdSignals::SignalfdSignals(EventLoop& loop)
     : delivered_(none()), descriptor_(signalfd(-1, &delivered_, SFD_CLOEXEC | SFD_NONBLOCK)) {
     if (!descriptor_.isValid())
         throw std::system_error(errno, std::generic_category(), "signalfd");
-    watch_ = loop.watchUrgent(descriptor_.get(), [this] { takeSignals(); });
+    watch_ = loop.watchUrgent(descriptor_.get(), [this] { readSignals(); });
 }
 
 SignalfdSignals::~SignalfdSignals() = default;
@@ -44,7 +44,7 @@ std::unique_ptr<SignalSource> SignalfdSignals::deliver(int signal, std::function
     auto source = std::make_unique<Source>(*this, signal);
     handlers_[signal] = std::make_shared<const std::function<void()>>(std::move(onSignal));
     sigaddset(&delivered_, signal);
-    // Blocked, not ignored: ignoring a signal would drop one that is pending.
+    // Blocks the signal instead of ignoring it, which would discard one that is pending.
     sigprocmask(SIG_BLOCK, &delivered_, nullptr);
     changeSignals();
     return source;
@@ -59,15 +59,15 @@ void SignalfdSignals::endDelivery(int signal) {
 /// Changes the signals of the existing descriptor, which cannot fail.
 void SignalfdSignals::changeSignals() { signalfd(descriptor_.get(), &delivered_, 0); }
 
-void SignalfdSignals::takeSignals() {
+void SignalfdSignals::readSignals() {
     std::array<signalfd_siginfo, 16> taken;
     const auto bytes = read(descriptor_.get(), taken.data(), sizeof taken);
     const auto count = bytes > 0 ? static_cast<std::size_t>(bytes) / sizeof taken[0] : 0;
     for (std::size_t i = 0; i < count; ++i) {
         const auto found = handlers_.find(static_cast<int>(taken[i].ssi_signo));
         if (found == handlers_.end())
-            continue;                        // ended by the handler of the one before
-        const auto onSignal = found->second; // it may destroy its source
+            continue;                        // the previous handler destroyed its source
+        const auto onSignal = found->second; // the handler may destroy its source
         contain("the handler of a signal", *onSignal);
     }
 }

@@ -12,18 +12,19 @@ namespace kelo {
 class DescriptorWatch;
 class EventLoop;
 
-/// Signals through one signalfd. The signalfd is the only resource needed and is made at the start, so making a source
-/// never fails. A signal is urgent: its handler runs before every task, timer and handler of the loop that waits.
+/// Receives signals through one signalfd. It is the only resource needed and is created in the constructor, so
+/// `deliver` never fails. Signals are urgent: their handlers run before all waiting tasks, timers and handlers of the
+/// loop.
 ///
-/// To be used before any other thread is started: a signal is taken only if every thread has it blocked, and threads
-/// inherit that from the one that starts them.
+/// Call `deliver` before starting any other thread: the signalfd receives a signal only if every thread blocks it, and
+/// a new thread inherits the mask of its creator.
 class SignalfdSignals : public Signals {
 public:
-    /// `loop` is borrowed. Throws `std::system_error` when the kernel gives no descriptor.
+    /// `loop` is borrowed. Throws `std::system_error` if no descriptor is left.
     explicit SignalfdSignals(EventLoop& loop);
     ~SignalfdSignals() override;
 
-    /// At most one source for each signal at a time, destroyed before this. Never null.
+    /// Never returns null. At most one source per signal at a time; it must be destroyed before this object.
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override;
 
 private:
@@ -31,11 +32,11 @@ private:
 
     void endDelivery(int signal);
     void changeSignals();
-    void takeSignals();
+    void readSignals();
 
     sigset_t delivered_{};
     FileDescriptor descriptor_;
-    /// Shared: copying one allocates nothing, and so cannot lose the signal.
+    /// Shared: copying one allocates nothing, so that no signal is lost.
     std::map<int, std::shared_ptr<const std::function<void()>>> handlers_;
     std::unique_ptr<DescriptorWatch> watch_;
 };

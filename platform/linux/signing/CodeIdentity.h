@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Who an executable is, as its signature says. Both are opaque bytes, and either may be empty; unless a signature has
-/// been verified they are only a claim.
+/// The identity of an executable according to its signature. Both members are opaque bytes and may be empty. Until the
+/// signature has been verified, they are only a claim.
 struct CodeIdentity {
     std::string identifier; ///< Chosen freely by the signer.
     std::string team;       ///< Vouched for by the trust anchor.

@@ -9,7 +9,7 @@ namespace kelo {
 namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
-constexpr std::string_view signs = "[]=\"";
+constexpr std::string_view symbols = "[]=\"";
 
 } // namespace
 
@@ -40,7 +40,7 @@ private:
         return false;
     }
 
-    /// Takes these tokens, or nothing.
+    /// Consumes these tokens if they are all next, otherwise nothing.
     template <typename... Tokens>
     bool takeAll(Tokens... tokens) {
         const auto before = rest_;
@@ -50,10 +50,10 @@ private:
         return false;
     }
 
-    /// The next token: one sign, or everything up to a sign or a blank. Empty at the end.
+    /// Consumes the next token: one symbol, or the text up to a symbol or blank. Empty at the end.
     std::string_view takeToken() {
         skipBlanks();
-        auto size = std::min(rest_.find_first_of(signs), rest_.find_first_of(blanks));
+        auto size = std::min(rest_.find_first_of(symbols), rest_.find_first_of(blanks));
         if (size == 0)
             size = 1;
         const auto token = rest_.substr(0, size);
@@ -61,7 +61,8 @@ private:
         return token;
     }
 
-    /// Takes a quoted text. False when there is none, or when `out` holds one already: the term is there twice.
+    /// Consumes a quoted text. Returns false if there is none, or if `out` already has a value because the term is
+    /// repeated.
     bool takeQuoted(std::optional<std::string>& out) {
         if (out || takeToken() != "\"")
             return false;

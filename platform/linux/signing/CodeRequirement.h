@@ -8,23 +8,23 @@ namespace kelo {
 
 struct CodeIdentity;
 
-/// A code-signing requirement, as far as this system writes them: one or more of these terms, each at most once, in any
-/// order, joined by `and`:
+/// A code-signing requirement, limited to the terms that this system uses: one or more of the following, each at most
+/// once, in any order, joined by `and`:
 ///
 ///     anchor apple generic
 ///     identifier "x"
 ///     certificate leaf[subject.OU] = "y"
 ///
-/// A quoted text reaches to the next double quote and has no escapes: one with a backslash does not parse. So a
-/// requirement that was put together from an identifier or a team with a double quote in it never parses: whatever the
-/// quote opens would have to be a term that is there already.
+/// A quoted text ends at the next double quote and has no escapes: a text with a backslash does not parse. So a
+/// requirement built from an identifier or team that contains a double quote never parses: the text after that quote
+/// could only be a repeated term.
 class CodeRequirement {
 public:
-    /// None for everything else. Blanks, tabs and line ends may stand between any two tokens.
+    /// Returns nullopt for anything else. Blanks, tabs and line ends may separate any two tokens.
     static std::optional<CodeRequirement> parse(std::string_view text);
 
-    /// `identity` comes from a signature that was verified, so `anchor apple generic`, which asks for a chain that ends
-    /// in the trust anchor, holds for every one of them. Texts are compared byte for byte.
+    /// `identity` must come from a verified signature. So the term `anchor apple generic`, a chain that ends in the
+    /// trust anchor, is always satisfied. Texts are compared byte for byte.
     bool isSatisfiedBy(const CodeIdentity& identity) const;
 
 private:

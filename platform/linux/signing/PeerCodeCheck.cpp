@@ -18,7 +18,7 @@ std::optional<std::string> PeerCodeCheck::check(int socket, const std::string& r
 std::optional<std::string> PeerCodeCheck::check(const PeerProcess& peer, const std::string& requirement) const {
     const auto required = CodeRequirement::parse(requirement);
     if (!required)
-        return "The requirement does not parse, so that nobody satisfies it.";
+        return "The requirement does not parse, so no peer satisfies it.";
     try {
         const auto executable = peer.openExecutable();
         auto verdict = verifyCodeSignature(executable.get(), anchor_.get());

@@ -12,28 +12,27 @@ class PeerProcess;
 
 /// Decides whether the process at the other end of a Unix socket runs an executable that satisfies a requirement.
 ///
-/// It distinguishes the right program from a wrong one. Unlike a Mac, it cannot keep out an attacker. The socket is
-/// open to every user, and only a helper that is not root cuts off users other than its own, since it may not inspect
-/// their processes:
-/// - The executable is the one that runs at the moment of the check: a process that replaces its image (exec) before it
-///   is judged by the new one. What happens after it is up to `AdmittedPeer`.
-/// - A signature covers the executable's file: neither the libraries it loads, nor what LD_PRELOAD or a debugger puts
-///   into the process. Every user can start the signed program so, and have it say what they like.
-/// - A process in another user namespace is cut off, since the superuser there can name any file as their executable.
-///   One in ours that shares its memory with a process in such a namespace (clone with CLONE_VM) has its executable
-///   named for it in the same way, and nothing that the kernel reports shows it.
-/// Good enough for what stands behind it: a simulated Mac has no fan to protect.
+/// It detects a wrong program but, unlike a Mac, does not keep out an attacker. Every user may connect to the socket.
+/// Only a helper that is not root cuts off other users, since it may not inspect their processes. Limits of the check:
+/// - It checks the executable that runs at the time of the check, even if the process replaced its image (exec) just
+///   before. `AdmittedPeer` covers the time after the check.
+/// - A signature covers the executable's file, not the libraries that it loads, nor code injected by LD_PRELOAD or a
+///   debugger. So any user can make the signed program send any request.
+/// - A process in another user namespace is cut off, since its superuser can make the kernel report any file as its
+///   executable. The same attack works on a process in our namespace that shares its memory with a process in such a
+///   namespace (clone with CLONE_VM), and the kernel does not report this.
+/// This is enough here: a simulated Mac has no fan to protect.
 class PeerCodeCheck {
 public:
-    /// With an anchor that is not trusted, nobody satisfies any requirement.
+    /// If the anchor is not trusted, no peer satisfies any requirement.
     explicit PeerCodeCheck(InstalledAnchor anchor) : anchor_(std::move(anchor)) {}
 
-    /// None when the peer of the connected socket satisfies the requirement; else why not, one English sentence. A
-    /// requirement that does not parse is satisfied by nobody. Reads the peer's whole executable when everything else
-    /// about its signature is right. Any thread.
+    /// Returns nullopt if the peer of the connected socket satisfies the requirement, otherwise the reason in one
+    /// English sentence. No peer satisfies a requirement that does not parse. Reads the peer's whole executable if the
+    /// rest of its signature is valid. Any thread.
     std::optional<std::string> check(int socket, const std::string& requirement) const;
 
-    /// As above, for a peer that has been identified already.
+    /// The same for a peer that has already been identified.
     std::optional<std::string> check(const PeerProcess& peer, const std::string& requirement) const;
 
 private:

@@ -28,7 +28,7 @@ constexpr const char* hasEnded = "The peer has ended.";
 
 std::string reasonOf(int error) { return std::generic_category().message(error); }
 
-/// The C library's function of this name cannot be linked from C++ before its version 2.37.
+/// The C library's pidfd_open cannot be linked from C++ before version 2.37.
 int openPidfd(pid_t process) { return static_cast<int>(::syscall(SYS_pidfd_open, process, 0U)); }
 
 template <typename Value>
@@ -37,17 +37,17 @@ bool readOption(int socket, int option, Value& value) {
     return ::getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 && size == sizeof value;
 }
 
-/// Whether one of `events`, a hang-up or an error is there now.
+/// Returns whether one of `events`, a hang-up or an error is pending.
 bool polls(int descriptor, short events) {
     pollfd entry{descriptor, events, 0};
     int count = 0;
     do
         count = ::poll(&entry, 1, 0);
-    while (count < 0 && errno == EINTR); // a signal interrupts it even though it does not wait
-    return count != 0;                   // a failure counts as an event: it does not mean that all is well
+    while (count < 0 && errno == EINTR); // a signal may interrupt the call even though it does not wait
+    return count != 0;                   // a failure counts as an event, since it does not show that all is well
 }
 
-/// Whether the process with this id is in our user namespace. None when that is unknown.
+/// Returns whether the process with this id is in our user namespace, nullopt if unknown.
 std::optional<bool> isInOurUserNamespace(pid_t process) {
     struct stat ours {};
     struct stat theirs {};
@@ -77,7 +77,7 @@ PeerProcess PeerProcess::ofSocketByNumber(int socket) {
         throw SignatureRefused(hasEnded);
     if (!pidfd.isValid())
         throw SignatureRefused("The peer's process cannot be opened (" + reasonOf(errno) + ").");
-    if (polls(socket, 0)) // asks for no event: what remains are hang-up and error
+    if (polls(socket, 0)) // without events, only a hang-up or an error is reported
         throw SignatureRefused("The peer has hung up.");
     return PeerProcess(std::move(pidfd));
 }
@@ -85,13 +85,14 @@ PeerProcess PeerProcess::ofSocketByNumber(int socket) {
 FileDescriptor PeerProcess::openExecutable() const {
     const auto process = number();
     const auto path = "/proc/" + std::to_string(process) + "/exe";
-    // Does not wait for a process that leases the file: that could be the peer itself, for 45 seconds.
+    // O_NONBLOCK does not wait for a process that leases the file, which could be the peer itself, for up to 45
+    // seconds.
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const auto error = errno;
-    // After the executable was opened: a process cannot return from a namespace of its own, so one that is in ours now
-    // was in it then.
+    // Checked after the executable was opened: a process cannot return from another namespace, so if it is in ours now,
+    // it was then.
     const auto isOurs = isInOurUserNamespace(process);
-    // While the process has not exited, its id is not reused: only now is it certain whose executable was opened.
+    // An id is not reused before its process exits, so only now is it certain whose executable was opened.
     if (hasExited())
         throw SignatureRefused(hasEnded);
     if (error == EWOULDBLOCK && !executable.isValid())
@@ -114,7 +115,7 @@ pid_t PeerProcess::number() const {
         information >> number;
         if (number > 0)
             return number;
-        throw SignatureRefused(number < 0 ? hasEnded : "The peer runs where its process cannot be seen from here.");
+        throw SignatureRefused(number < 0 ? hasEnded : "The peer's process is not visible in this PID namespace.");
     }
     throw SignatureRefused("The peer's process id cannot be read from its descriptor.");
 }

@@ -6,25 +6,24 @@
 
 namespace kelo {
 
-/// The process at the other end of a connected Unix socket: the one that called connect(), or that made the pair.
+/// The process at the other end of a connected Unix socket: the process that called connect() or created the pair.
 ///
-/// Identified by a pidfd, which stays with its process: a process id alone may belong to another process by the time it
-/// is used. All members throw `SignatureRefused` when the process is gone or cannot be identified.
+/// Identified by a pidfd, since a process id may belong to another process by the time it is used. All members throw
+/// `SignatureRefused` if the process has exited or cannot be identified.
 class PeerProcess {
 public:
-    /// Asks the socket for the pidfd that the kernel keeps with it (since Linux 6.5). On older kernels, which lack the
-    /// option, does the same as `ofSocketByNumber`.
+    /// Gets the pidfd that the kernel stores with the socket (since Linux 6.5). On older kernels, calls
+    /// `ofSocketByNumber`.
     static PeerProcess ofSocket(int socket);
 
-    /// Asks the socket for the peer's process id and opens a pidfd for it. That the peer has not hung up afterwards
-    /// shows that it was alive all the time and the id was its own; unless it passed the socket to another process and
-    /// ended, which an older kernel does not report.
+    /// Gets the peer's process id from the socket and opens a pidfd for it. If the peer has not hung up afterwards, it
+    /// has been alive all the time and the id is its own, unless it passed the socket to another process and exited,
+    /// which older kernels do not report.
     static PeerProcess ofSocketByNumber(int socket);
 
-    /// Opens the executable that the process runs now, for reading, and never waits for a lease on it (fcntl's
-    /// F_SETLEASE): refuses a leased one instead. Also throws when the process is not in our user
-    /// namespace, or when that is unknown: in one of its own, where it is the superuser, a process can have the kernel
-    /// name any other file as its executable.
+    /// Opens the executable that the process runs now, for reading. Refuses a leased file (fcntl's F_SETLEASE) instead
+    /// of waiting. Also throws if the process is in another user namespace, or if its namespace is unknown: as the
+    /// superuser of another namespace, a process can make the kernel report any file as its executable.
     FileDescriptor openExecutable() const;
 
 private:

@@ -15,8 +15,8 @@ namespace {
 constexpr std::array<std::uint8_t, 8> magic = {0x89, 'K', 'e', 'l', 'o', 'S', 'i', 'g'};
 constexpr std::uint32_t currentVersion = 2;
 
-// The first bytes of the signed messages. Of equal size and different, so that no message of one kind is a message of
-// the other; and with the format version, so that no signature of one format counts in another.
+// The first bytes of the signed messages. They differ and have equal size, so that no message of one kind is valid as
+// the other. They contain the format version, so that a signature is valid in one format only.
 constexpr std::string_view teamContext("kelo team 2\0", 12);
 constexpr std::string_view codeContext("kelo code 2\0", 12);
 
@@ -63,8 +63,8 @@ std::optional<SignatureTrailer> SignatureTrailer::read(int file, std::uint64_t f
     std::uint32_t found = 0;
     std::memcpy(&found, end.data(), sizeof found);
     if (found != currentVersion)
-        throw SignatureRefused("The signature has format version " + std::to_string(found) + ", and only version " +
-                               std::to_string(currentVersion) + " is known here.");
+        throw SignatureRefused("The signature has format version " + std::to_string(found) + ", but only version " +
+                               std::to_string(currentVersion) + " is supported.");
     if (fileSize < sizeof(SignatureTrailer))
         throw SignatureRefused("The signature trailer is damaged: it is cut short.");
     SignatureTrailer trailer{};

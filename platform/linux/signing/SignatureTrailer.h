@@ -21,7 +21,7 @@ struct NameField {
     std::uint8_t size;
     std::array<char, 255> text;
 
-    /// nullopt for a name that is too long, or that has anything but printable ASCII characters: names are logged, and
+    /// Returns nullopt if the name is too long or has any other than printable ASCII characters: names are logged, and
     /// must not break or reverse a line.
     static std::optional<NameField> of(std::string_view name);
 
@@ -30,27 +30,27 @@ struct NameField {
     bool operator==(const NameField&) const = default;
 };
 
-/// The signature at the end of an executable, as its bytes are in the file. docs/signatures.md describes the layout and
-/// the two signed messages.
+/// The signature at the end of an executable, exactly as it is stored. docs/signatures.md describes the layout and the
+/// two signed messages.
 struct SignatureTrailer {
     NameField team;
     PublicKey teamKey;
-    Ed25519Signature anchorSignature; ///< The anchor's, over `teamMessage`.
+    Ed25519Signature anchorSignature; ///< The anchor's signature of `teamMessage`.
     NameField identifier;
     std::array<std::uint8_t, 8> contentSize; ///< Little-endian.
     ContentDigest contentDigest;
-    Ed25519Signature teamSignature; ///< The team key's, over `codeMessage`.
+    Ed25519Signature teamSignature; ///< The team key's signature of `codeMessage`.
     std::array<std::uint8_t, 4> version;
     std::array<std::uint8_t, 8> magic;
 
-    /// A trailer with the current version and the magic; everything else is zero.
+    /// Returns a trailer with the current version and the magic; everything else is zero.
     static SignatureTrailer empty();
 
-    /// The trailer of an open file of `fileSize` bytes; nullopt when the file does not end in the magic. Verifies
-    /// nothing. Throws `SignatureRefused` when the file cannot be read, or when the trailer has another version, is cut
-    /// short or has a name that `NameField::of` refuses. Does not move the file's offset.
+    /// Reads the trailer of an open file of `fileSize` bytes; nullopt if the file does not end in the magic. Verifies
+    /// nothing. Throws `SignatureRefused` if the file cannot be read, or if the trailer has another version, is cut
+    /// short or has a name that `NameField::of` rejects. Does not move the file offset.
     static std::optional<SignatureTrailer> read(int file, std::uint64_t fileSize);
-    /// Also throws `SignatureRefused` when the file does not end in the magic.
+    /// Also throws `SignatureRefused` if the file does not end in the magic.
     static SignatureTrailer require(int file, std::uint64_t fileSize);
 
     std::vector<std::uint8_t> teamMessage() const;
@@ -65,7 +65,7 @@ static_assert(std::endian::native == std::endian::little, "numbers are written a
 /// Throws `SignatureRefused` unless the file is a regular file.
 std::uint64_t fileSizeOf(int file);
 
-/// Fills `bytes` from `offset` of the file. False when the file ends before or cannot be read.
+/// Fills `bytes` from `offset` of the file. Returns false if the file is too short or cannot be read.
 bool readExactly(int file, std::uint64_t offset, std::span<std::uint8_t> bytes);
 
 } // namespace kelo

@@ -11,14 +11,14 @@
 
 namespace kelo {
 
-/// To be called before libsodium makes keys, signatures or digests. Any thread.
+/// Call before using libsodium for keys, signatures or digests. Any thread.
 inline void initializeSodium() {
     static const bool isReady = sodium_init() >= 0;
     if (!isReady)
         throw std::runtime_error("libsodium cannot be initialized");
 }
 
-/// The `count` bytes in a file of hexadecimal digits and a line end; nullopt when it holds anything else.
+/// Decodes a file of `count` bytes as hexadecimal digits and a line end; nullopt if it contains anything else.
 template <std::size_t count>
 std::optional<std::array<std::uint8_t, count>> readHexFile(int file) {
     std::array<std::uint8_t, count * 2 + 1> text{};

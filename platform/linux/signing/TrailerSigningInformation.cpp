@@ -16,7 +16,7 @@ std::string requireTeam() {
         throwErrno("the executable cannot be opened");
     std::string team(SignatureTrailer::require(executable.get(), fileSizeOf(executable.get())).team.name());
     if (team.empty())
-        throw SignatureRefused("The executable is signed by no team.");
+        throw SignatureRefused("The executable's signature names no team.");
     return team;
 }
 

@@ -23,8 +23,8 @@ struct stat statusOf(int descriptor, const std::string& what) {
     return status;
 }
 
-/// An access list that lets more users write shows in the group's bits, which are its mask then.
-void requireOutOfOthersReach(const struct stat& status, const std::string& what) {
+/// If an access list lets more users write, the group bits are its mask and show it.
+void requireNotWritableByOthers(const struct stat& status, const std::string& what) {
     if (status.st_uid != 0 && status.st_uid != ::geteuid())
         throw SignatureRefused(what + " belongs to somebody else.");
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
@@ -34,15 +34,15 @@ void requireOutOfOthersReach(const struct stat& status, const std::string& what)
 FileDescriptor openAnchor(int folder, const std::string& name) {
     const std::string theAnchor = "The trust anchor";
     const auto theFolder = theAnchor + "'s folder";
-    requireOutOfOthersReach(statusOf(folder, theFolder), theFolder);
-    // Does not follow a link, which leads to a folder that was not checked, and does not wait for a pipe's other end.
+    requireNotWritableByOthers(statusOf(folder, theFolder), theFolder);
+    // Does not follow a link, which may lead to an unchecked folder, and does not wait for the other end of a pipe.
     FileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!file.isValid())
         throw SignatureRefused(theAnchor + " cannot be opened (" + reasonOf(errno) + ").");
     const auto status = statusOf(file.get(), theAnchor);
     if (!S_ISREG(status.st_mode))
         throw SignatureRefused(theAnchor + " is not a regular file.");
-    requireOutOfOthersReach(status, theAnchor);
+    requireNotWritableByOthers(status, theAnchor);
     return file;
 }
 

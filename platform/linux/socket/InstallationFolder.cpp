@@ -6,11 +6,11 @@
 namespace kelo {
 namespace {
 
-/// With a slash at its end; empty when the system does not report it.
+/// Ends with a slash; empty if the system does not report the path.
 std::string installationPath() {
     char path[PATH_MAX];
     const auto length = readlink("/proc/self/exe", path, sizeof path);
-    // Of a deleted executable, too: only the last part of its path is wrong then.
+    // Also works for a deleted executable: only the last part of its path is wrong.
     const std::string executable(path, length > 0 ? static_cast<std::size_t>(length) : 0);
     return executable.substr(0, executable.rfind('/') + 1);
 }

@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// Opens the folder of the running executable (O_PATH), so that it stays the same one when it is moved. The helper, its
-/// clients and the simulated Mac find each other there. Invalid when no descriptor is left.
+/// Opens the folder of the running executable (O_PATH), where the helper, its clients and the simulated Mac find each
+/// other. The descriptor still refers to the folder after it is moved. Invalid if no descriptor is left.
 FileDescriptor openInstallation();
 
 /// The name of a service's socket in the installation's folder, which any user may connect to.

@@ -44,7 +44,7 @@ Request requestIn(const RequestRecord& record) {
         arguments);
 }
 
-/// For each request, in their order, what makes it of a record.
+/// For each type of request, in order, a function that builds it from a record.
 template <typename... Requests>
 auto makersOf(const std::variant<Requests...>*) {
     using Maker = requests::Any (*)(const RequestRecord&);
@@ -67,7 +67,7 @@ std::vector<std::uint8_t> makeReply(std::uint64_t number, Kind kind, const std::
                    : makeReply(number, Kind::none, nullptr, 0);
 }
 
-/// The content of a reply of that number and kind. None for anything else.
+/// Returns the content of a reply with this number and kind, nullopt for any other message.
 std::optional<Bytes> contentOf(Bytes message, std::uint64_t number, Kind kind) {
     ReplyHeader header;
     if (message.size() < sizeof header || message.size() > maximumReplySize)
@@ -80,7 +80,7 @@ std::optional<Bytes> contentOf(Bytes message, std::uint64_t number, Kind kind) {
 }
 
 template <typename Content>
-bool takeContent(Bytes message, std::uint64_t number, Kind kind, std::optional<Content>& answer) {
+bool decodeContent(Bytes message, std::uint64_t number, Kind kind, std::optional<Content>& answer) {
     if (const auto content = contentOf(message, number, kind))
         answer.emplace(content->begin(), content->end());
     else if (contentOf(message, number, Kind::none))
@@ -111,7 +111,7 @@ std::optional<IncomingRequest> decode(Bytes message) {
     if (record.request < 1 || record.request > makers.size())
         return std::nullopt;
     auto request = makers[record.request - 1](record);
-    // What a request does not use is 0, and a flag is 0 or 1.
+    // Unused fields must be 0, and a flag must be 0 or 1.
     if (!std::ranges::equal(encode(record.number, request), message))
         return std::nullopt;
     return IncomingRequest{record.number, request};
@@ -134,11 +134,11 @@ std::vector<std::uint8_t> encodeAnswer(std::uint64_t number, requests::Nothing) 
 }
 
 bool decodeAnswer(Bytes message, std::uint64_t number, std::optional<Data>& answer) {
-    return takeContent(message, number, Kind::data, answer);
+    return decodeContent(message, number, Kind::data, answer);
 }
 
 bool decodeAnswer(Bytes message, std::uint64_t number, std::optional<std::string>& answer) {
-    return takeContent(message, number, Kind::text, answer);
+    return decodeContent(message, number, Kind::text, answer);
 }
 
 bool decodeAnswer(Bytes message, std::uint64_t number, std::int64_t& answer) {

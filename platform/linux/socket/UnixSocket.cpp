@@ -18,7 +18,8 @@ namespace {
 
 constexpr int backlog = 128;
 
-/// The address of a file in an open folder, by way of the descriptor: short, whatever the folder's path.
+/// The address of a file in an open folder. It names the folder by its descriptor, so that it is short however long the
+/// folder's path is.
 sockaddr_un addressOf(int folder, const std::string& name) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -31,8 +32,7 @@ sockaddr_un addressOf(int folder, const std::string& name) {
 
 const sockaddr* asSocketAddress(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-/// Every user may connect to what is bound. The umask sees to that, since a path may lead to something else by the time
-/// that the file's mode is changed.
+/// Lets every user connect. Uses the umask, since the path may lead to another file by the time its mode is changed.
 bool bindForEverybody(int socket, const sockaddr_un& address) {
     static std::mutex mutex; // guards the umask, which all threads share
     const std::lock_guard lock(mutex);
@@ -61,11 +61,11 @@ pid_t senderOf(msghdr& header) {
     return credentials.pid;
 }
 
-/// Receives a message by `call`, which returns its whole length.
+/// Receives a message with `call`, which returns the message's whole length.
 template <typename Call>
 Received receiveBy(const Call& call, std::span<std::uint8_t> buffer) {
     ssize_t length = 0;
-    // A peer that has gone without reading everything is reported once, before what it sent until then.
+    // If the peer closed its end with unread data, the first call fails, and only then come the messages it had sent.
     do
         length = call();
     while (length < 0 && (errno == EINTR || errno == ECONNRESET));
@@ -89,11 +89,11 @@ FileDescriptor listen(int folder, const std::string& name) {
     // Accepted sockets inherit it, so that even the first message comes with its sender.
     if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
         throwErrno("socket");
-    // Made under another name and moved when it is complete, so that its own name is never missing.
+    // Created under a temporary name and renamed when it is ready, so that its final name is never missing.
     const auto unfinished = name + "." + std::to_string(getpid());
     const auto address = addressOf(folder, unfinished);
     while (!bindForEverybody(listener.get(), address))
-        // Left by an earlier process of our id that was killed.
+        // An earlier process with our id was killed and left the file.
         if (errno != EADDRINUSE || unlinkat(folder, unfinished.c_str(), 0) != 0)
             throwErrno("bind");
     if (::listen(listener.get(), backlog) != 0 || renameat(folder, unfinished.c_str(), folder, name.c_str()) != 0) {
@@ -113,7 +113,7 @@ FileDescriptor connect(int folder, const std::string& name, std::chrono::millise
     auto socket = makeSocket(0);
     if (!socket.isValid())
         return {};
-    // Otherwise connecting waits for as long as the listener's backlog is full.
+    // Without a timeout, connect waits for as long as the listener's backlog is full.
     if (!setTimeout(socket.get(), SO_SNDTIMEO, timeout))
         return {};
     const auto address = addressOf(folder, name);
@@ -134,7 +134,7 @@ Received receive(int socket, std::span<std::uint8_t> buffer) {
 
 Received receive(int socket, std::span<std::uint8_t> buffer, pid_t& sender) {
     iovec content{.iov_base = buffer.data(), .iov_len = buffer.size()};
-    // Room for the sender and nothing else: descriptors that come along find none, and are closed by the kernel.
+    // Only large enough for the sender, so that the kernel closes any descriptors sent along.
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
     msghdr header{};
     header.msg_iov = &content;

@@ -13,23 +13,23 @@
 
 namespace kelo {
 
-/// Unix sockets that keep the boundaries of messages (SOCK_SEQPACKET), named by a file in an open folder: the folder
+/// Unix sockets that preserve message boundaries (SOCK_SEQPACKET). Each is a file in an open folder, so that the folder
 /// may be moved and its path may be longer than a socket's address.
 namespace unix_socket {
 
-/// Leads to `name` in the open folder, wherever the folder is now.
+/// The path of `name` in the open folder, even after the folder is moved.
 std::string pathOf(int folder, const std::string& name);
 
-/// Listens at `name` in `folder`, replacing any previous listener there. Any user may connect. No step follows a link
-/// that another user put there meanwhile. Throws `std::system_error`.
+/// Listens at `name` in `folder`, replacing any previous listener there. Any user may connect. Never follows a link
+/// that another user creates meanwhile. Throws `std::system_error`.
 FileDescriptor listen(int folder, const std::string& name);
 
-/// Takes the next connection, non-blocking; invalid when there is none, or no descriptor left for it (see `errno`).
+/// Accepts the next connection, non-blocking. Invalid if there is none or no descriptor is left (see `errno`).
 FileDescriptor accept(int listener);
 
-/// Connects to the listener at `name` in `folder`; blocking. One that accepts nobody is waited for at most for
-/// `timeout`, more than 0, which limits each sending over the socket, too. Invalid when there is no listener, when it
-/// does not accept in time or when no descriptor is left (`errno`: ENOENT or ECONNREFUSED, EAGAIN, or another).
+/// Connects to the listener at `name` in `folder`; blocking. Waits at most `timeout`, more than 0, for the listener to
+/// accept; `timeout` also limits each later send. Invalid if there is no listener (`errno` is ENOENT or ECONNREFUSED),
+/// if it does not accept in time (EAGAIN), or if no descriptor is left.
 FileDescriptor connect(int folder, const std::string& name,
                        std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
@@ -41,11 +41,10 @@ struct Ended {}; ///< The peer has gone, or its message is empty or larger than 
 using Bytes = std::span<const std::uint8_t>;
 using Received = std::variant<Bytes, WouldBlock, Ended>;
 
-/// Receives one message of 1 to `buffer.size()` bytes; what is returned is in `buffer`. Descriptors that come with it
-/// are dropped.
+/// Receives one message of 1 to `buffer.size()` bytes into `buffer`. Drops descriptors that come with it.
 Received receive(int socket, std::span<std::uint8_t> buffer);
 
-/// The same on a connection that was accepted; `sender` becomes the id of the sending process, 0 when it is unknown.
+/// The same for an accepted connection. Sets `sender` to the id of the sending process, 0 if unknown.
 Received receive(int socket, std::span<std::uint8_t> buffer, pid_t& sender);
 
 enum class Sent { whole, wouldBlock, failed };

@@ -13,7 +13,7 @@
 namespace kelo {
 namespace {
 
-// The helper's main thread may be busy for 4 seconds for each of ten fans.
+// The helper's main thread may be busy for 4 seconds per fan, with up to ten fans.
 constexpr timeval replyTimeout = {.tv_sec = 60, .tv_usec = 0};
 
 } // namespace

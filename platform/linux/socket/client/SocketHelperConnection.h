@@ -12,14 +12,14 @@ namespace kelo {
 /// A client's connection over the service's socket.
 class SocketHelperConnection : public HelperConnection {
 public:
-    /// Connects to the service in `folder`, an open descriptor. Throws `HelperUnreachable` when the service is not
+    /// Connects to the service in `folder`, an open descriptor. Throws `HelperUnreachable` if the service is not
     /// listening.
     explicit SocketHelperConnection(int folder);
 
     void perform(const requests::AnyCall& call) override;
 
 private:
-    /// The bytes of one reply, in `buffer_`.
+    /// Returns the bytes of one reply, which are in `buffer_`.
     std::span<const std::uint8_t> exchange(std::span<const std::uint8_t> request);
 
     FileDescriptor socket_;

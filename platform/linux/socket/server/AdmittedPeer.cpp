@@ -22,7 +22,7 @@ constexpr int peerPidfdOption = SO_PEERPIDFD;
 constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack it
 #endif
 
-/// By its number on kernels before 6.5, which do not keep it with the socket.
+/// Uses the process id on kernels before 6.5, which do not store a pidfd with the socket.
 FileDescriptor pidfdOf(int socket, pid_t process) {
     int pidfd = -1;
     socklen_t size = sizeof pidfd;
@@ -31,10 +31,10 @@ FileDescriptor pidfdOf(int socket, pid_t process) {
     return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0U)));
 }
 
-/// The folder of whatever process has the number now.
+/// The folder of the process that has this id now.
 std::string folderOf(pid_t process) { return "/proc/" + std::to_string(process); }
 
-/// The executable that a process runs, which may have no name any more. `file` leads from `folder` to its "exe".
+/// Identifies the executable of a process, even a deleted one. `file` is the path from `folder` to its "exe".
 std::optional<FileIdentity> executableAt(int folder, const std::string& file) {
     struct stat status = {};
     if (fstatat(folder, file.c_str(), &status, 0) != 0)
@@ -42,7 +42,7 @@ std::optional<FileIdentity> executableAt(int folder, const std::string& file) {
     return identityOf(status);
 }
 
-/// Why `executableAt` found none: the process has begun to end.
+/// Whether `executableAt` returned nullopt because the process has begun to exit.
 bool isEnding() { return errno == ENOENT || errno == ESRCH; }
 
 } // namespace
@@ -58,7 +58,7 @@ std::optional<AdmittedPeer> AdmittedPeer::of(int socket) {
     if (!pidfd.isValid() || !executable)
         return std::nullopt;
     AdmittedPeer peer(credentials.pid, credentials.uid, std::move(pidfd), std::move(folder), *executable);
-    // Only now is it certain whose folder it was.
+    // The peer is still alive, so the folder is its own and not that of a later process with the same id.
     return peer.hasEnded() ? std::nullopt : std::optional(std::move(peer));
 }
 
@@ -67,13 +67,13 @@ bool AdmittedPeer::hasSent(pid_t sender) const {
         return false;
     if (const auto executable = executableAt(folder_.get(), "exe"))
         return executable == executable_;
-    // A later process with the same number does not speak for the one that has ended.
+    // The peer is exiting. Rejects messages from a later process with the same id.
     return isEnding() && !executableAt(AT_FDCWD, folderOf(process_) + "/exe") && isEnding();
 }
 
 bool AdmittedPeer::hasEnded() const {
     pollfd process{.fd = pidfd_.get(), .events = POLLIN, .revents = 0};
-    return poll(&process, 1, 0) != 0; // a failure does not mean that it lives
+    return poll(&process, 1, 0) != 0; // a failure counts as ended
 }
 
 } // namespace kelo

@@ -12,22 +12,22 @@ namespace kelo {
 
 /// The process at the other end of a connection, as it was when it connected.
 ///
-/// A socket may be passed to another process, or stay open when its process runs another executable; neither is the
-/// peer that was admitted. What a debugger does to the process itself is not detected.
+/// A socket may be passed to another process, or stay open when its process runs another executable. Neither counts as
+/// the admitted peer. Changes that a debugger makes in the process are not detected.
 class AdmittedPeer {
 public:
-    /// To be called before the peer's signature is checked: from here on it must keep running the same executable. None
-    /// when the peer has gone, or no descriptor is left.
+    /// Call before checking the peer's signature: from then on the peer must run the same executable. Returns nullopt
+    /// if the peer has exited or no descriptor is left.
     static std::optional<AdmittedPeer> of(int socket);
 
     pid_t process() const { return process_; }
     uid_t user() const { return user_; }
 
-    /// Whether a message from `sender` comes from this peer. As long as it has an executable it must be the same one; a
-    /// process has none any more from the moment in which it begins to end.
+    /// Whether a message from `sender` comes from this peer. If the peer has an executable, it must still be the same
+    /// one; a process that has begun to exit has none.
     bool hasSent(pid_t sender) const;
 
-    /// Readable once the process has ended. A child that has its socket may live on.
+    /// Readable once the process has ended, even if a child still has its socket.
     int pidfd() const { return pidfd_.get(); }
     bool hasEnded() const;
 
@@ -38,8 +38,8 @@ private:
 
     pid_t process_;
     uid_t user_;
-    FileDescriptor pidfd_;  ///< Of this process, even when another one has its number.
-    FileDescriptor folder_; ///< Below /proc, of this process only.
+    FileDescriptor pidfd_;  ///< Refers to this process even if its id is reused.
+    FileDescriptor folder_; ///< The folder of this process in /proc.
     FileIdentity executable_;
 };
 

@@ -7,11 +7,11 @@ namespace kelo {
 
 class MainQueue;
 
-/// Logs why peers were cut off, at a limited rate, so that strangers cannot fill the log. How many were left out is
-/// logged at the end of each period. The queue's thread only.
+/// Logs why peers were cut off, at a limited rate so that strangers cannot fill the log. Logs the number of omitted
+/// refusals at the end of each period. Queue thread only.
 class RefusalLog {
 public:
-    /// Lines within `period` seconds; further refusals are only counted.
+    /// Lines per `period` seconds; further refusals are only counted.
     static constexpr int maximumLines = 10;
     static constexpr double period = 10;
 

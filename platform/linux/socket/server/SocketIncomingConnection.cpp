@@ -20,8 +20,8 @@ void SocketIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> 
     object_ = std::make_shared<GuardedHelper>(std::move(object));
 }
 
-/// Takes a step; when the system lacks resources for it, the client is cut off. Later, since the caller may not have
-/// stored the connection yet.
+/// Runs `step`. If the system lacks resources for it, cuts the client off later, since the caller may not have stored
+/// the connection yet.
 template <typename Step>
 void SocketIncomingConnection::attempt(Step step) {
     try {
@@ -54,15 +54,15 @@ void SocketIncomingConnection::startWatchingProcess() {
     });
 }
 
-/// What the process sent before is still served, as far as requests may wait.
+/// Still serves requests that the process sent before it ended, unless too many are in flight.
 void SocketIncomingConnection::processEnded() {
     while (reading_ && readRequest()) {
     }
     end();
 }
 
-/// One message per readiness event, so that a busy client does not keep the others waiting. Returns whether there was a
-/// request; without one from the client itself the connection ends.
+/// Reads one message per readiness event, so that a busy client does not keep the others waiting. Returns whether it
+/// was a request. Ends the connection after anything but a request from the admitted peer.
 bool SocketIncomingConnection::readRequest() {
     pid_t sender = 0;
     std::array<std::uint8_t, request_records::requestSize> buffer;
@@ -76,7 +76,7 @@ bool SocketIncomingConnection::readRequest() {
     return false;
 }
 
-/// Returns false for a message that is not a request, or whose number is not larger than the last.
+/// Returns false for a message that is not a request, or whose number is not larger than the last one.
 bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
     const auto incoming = request_records::decode(bytes);
     if (!incoming || (lastNumber_ && incoming->number <= *lastNumber_))
@@ -94,7 +94,7 @@ bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
         else
             loop->post(std::move(deliver));
     };
-    const auto object = object_; // a reply that is given at once may end the connection
+    const auto object = object_; // an immediate reply may end the connection
     std::visit(
         [&](const auto& request) {
             object->perform(requests::Call{request, [number = incoming->number, send](const auto& answer) {
@@ -107,7 +107,7 @@ bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
 
 void SocketIncomingConnection::deliver(std::vector<std::uint8_t> reply) {
     if (!socket_.isValid())
-        return; // the client did not wait for it
+        return; // the connection has ended
     --inFlight_;
     if (!reading_)
         attempt(&SocketIncomingConnection::startReading);
@@ -144,7 +144,7 @@ void SocketIncomingConnection::sendWaiting() {
 void SocketIncomingConnection::end() {
     if (!socket_.isValid())
         return;
-    const auto alive = shared_from_this(); // `onEnd_` may drop it
+    const auto alive = shared_from_this(); // `onEnd_` may release this connection
     reading_.reset();
     processEnd_.reset();
     writing_.reset();

@@ -15,14 +15,14 @@
 
 namespace kelo {
 
-/// One admitted client on a socket: reads requests, makes them on the exported object, sends the replies.
+/// The connection of one admitted client: reads requests, performs them on the exported object, sends the replies.
 ///
-/// Lives on the listener's thread; replies may come from any thread and hop there. A client that sends anything but a
-/// well-formed request, uses a number again, leaves its replies unread or lets another process use its socket is cut
-/// off; others are not affected. Requests that a client sent before it left are still made, and their replies dropped.
-/// The connection ends with the process that was admitted, although a child may have inherited the socket. While four
-/// requests of a client wait for their replies, no further one is read: nothing is refused, and one client cannot fill
-/// the main queue. A request that needs no other thread never waits.
+/// Belongs to the listener's thread; replies may come from any thread and are sent on the listener's. Cuts off a client
+/// that sends an invalid request, uses a number again, leaves its replies unread or lets another process use its
+/// socket. Still performs requests that a client sent before it disconnected, and drops their replies. Ends when the
+/// admitted process ends, even if a child has inherited the socket. While four requests of a client wait for their
+/// replies, reads no further one: no request is refused, and one client cannot fill the main queue. Requests that need
+/// no other thread are answered at once.
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
 public:
@@ -32,22 +32,22 @@ public:
 
     const AdmittedPeer& peer() const { return peer_; }
 
-    /// `handler` is called once, on the loop's thread, when the connection has ended, after the invalidation handler.
-    /// May drop it.
+    /// Calls `handler` once, on the loop's thread, when the connection has ended and the invalidation handler has run.
+    /// `handler` may release the connection.
     void onEnd(std::function<void()> handler) { onEnd_ = std::move(handler); }
 
     void exportObject(std::shared_ptr<KeloHelperProtocol> object) override;
     void setInvalidationHandler(std::function<void()> handler) override { onInvalidation_ = std::move(handler); }
-    /// Never called: a connection of this kind is never interrupted without being at its end.
+    /// Ignores the handler, since a connection of this kind ends but is never interrupted.
     void setInterruptionHandler(std::function<void()>) override {}
     void resume() override;
 
-    /// Ends the connection as if the client had gone. Does nothing after its end.
+    /// Ends the connection as if the client had disconnected. Does nothing after the end.
     void end();
 
 private:
-    static constexpr std::size_t maximumInFlight = 4; ///< Requests without a reply, before reading pauses.
-    static constexpr std::size_t maximumUnread = 64;  ///< Replies waiting for room in the socket, before the cut-off.
+    static constexpr std::size_t maximumInFlight = 4; ///< Requests without a reply at which reading pauses.
+    static constexpr std::size_t maximumUnread = 64;  ///< Replies that may wait for room in the socket.
 
     template <typename Step>
     void attempt(Step step);
@@ -69,7 +69,7 @@ private:
     std::unique_ptr<DescriptorWatch> processEnd_;
     std::unique_ptr<DescriptorWatch> writing_;
     std::deque<std::vector<std::uint8_t>> unread_; ///< Replies that wait for room in the socket.
-    bool hasClientLeft_ = false;                   ///< It reads no more replies, but may have left requests.
+    bool hasClientLeft_ = false;                   ///< It reads no more replies, but may have sent requests.
     std::size_t inFlight_ = 0;
     std::optional<std::uint64_t> lastNumber_;
 };

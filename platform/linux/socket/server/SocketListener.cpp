@@ -18,7 +18,7 @@
 namespace kelo {
 namespace {
 
-constexpr double listenPause = 1.0; // seconds until the socket is tried again
+constexpr double listenPause = 1.0; // seconds between attempts to listen
 constexpr double acceptPause = 0.1; // seconds to wait when the system has no resources for another connection
 
 } // namespace
@@ -88,9 +88,9 @@ void SocketListener::reportTrouble(const std::string& reason) {
         reports_.onTrouble(reason);
 }
 
-/// A folder that is full or not writable at the moment is not a reason for the helper to end.
+/// Retries after a failure, since the folder may be full or not writable only for a while.
 bool SocketListener::openEndpoint() {
-    // First: the number of a socket that is closed may come back at once, for something else.
+    // First, since the descriptor numbers of closed sockets may be reused at once.
     watching_.reset();
     accepting_.reset();
     try {
@@ -106,7 +106,7 @@ bool SocketListener::openEndpoint() {
     }
 }
 
-/// A socket that somebody deleted is made anew. One in the place of ours is left alone: whoever made it serves there.
+/// Recreates a deleted socket. Leaves a socket that replaced ours alone: another process serves there.
 void SocketListener::socketChanged() {
     const bool isThere = faccessat(folder_, name_.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     if (!isThere)
@@ -118,7 +118,7 @@ void SocketListener::socketChanged() {
 bool SocketListener::stopsWithin(std::chrono::milliseconds timeout) {
     nextTry_.reset();
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    if (!serving_->stopsBy(deadline) || (judging_ && !judging_->stopsBy(deadline)))
+    if (!serving_->stopsBy(deadline) || (checking_ && !checking_->stopsBy(deadline)))
         return false;
     stop();
     return true;
@@ -127,29 +127,29 @@ bool SocketListener::stopsWithin(std::chrono::milliseconds timeout) {
 void SocketListener::stop() {
     nextTry_.reset();
     serving_->join();
-    if (judging_)
-        judging_->join();
+    if (checking_)
+        checking_->join();
     accepting_.reset();
     watching_.reset();
     for (const auto& connection : std::exchange(connections_, {}))
         connection->end();
 }
 
-/// One connection per readiness event, so that disconnections are noticed between new connections.
+/// Accepts one connection per readiness event, so that disconnections are noticed between new connections.
 void SocketListener::acceptNext() {
     auto socket = unix_socket::accept(listening_.get());
     if (socket.isValid())
         return consider(std::move(socket));
     if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-        // The waiting connection stays ready; without a pause the loop would spin on it.
+        // The pending connection keeps the listener readable; without a pause the loop would spin on it.
         accepting_.reset();
         loop_->postAfter(acceptPause, [this] { startAccepting(); });
     }
 }
 
-/// Retried until it works: otherwise no client would be accepted until the helper is restarted.
+/// Retries until it succeeds: otherwise no client would be accepted until the helper is restarted.
 void SocketListener::startAccepting() {
-    accepting_.reset(); // first: both would be the same watch
+    accepting_.reset(); // first: destroying the old watch later would end the new one
     try {
         accepting_ = loop_->watch(listening_.get(), EventLoop::Readiness::readable, [this] { acceptNext(); });
     } catch (const std::exception&) {
@@ -157,25 +157,25 @@ void SocketListener::startAccepting() {
     }
 }
 
-/// First the limits, then the signature, then the admission; a peer that fails one is dropped without a reply. While
-/// one is being checked, the next ones wait in the kernel, which has a limit for them.
+/// Checks the limits, then the signature, then the admission, and drops a peer that fails one of them without a reply.
+/// While one peer is being checked, the next ones wait in the kernel's backlog.
 void SocketListener::consider(FileDescriptor socket) {
     auto peer = AdmittedPeer::of(socket.get());
     if (const auto reason = reasonToRefuse(peer))
         return refusals_.add(*reason);
-    try { // for the first peer: a helper that nobody uses does without
-        if (!judging_)
-            judging_ = std::make_unique<Worker>();
-        judging_->start();
+    try { // started for the first peer: a helper without clients does not need it
+        if (!checking_)
+            checking_ = std::make_unique<Worker>();
+        checking_->start();
     } catch (const std::system_error& error) {
         return refusals_.add(std::string("A peer is cut off: there is no thread to check it: ") + error.what() + ".");
     }
     const auto candidate = std::make_shared<Candidate>(Candidate{std::move(socket), std::move(*peer)});
     accepting_.reset();
-    judging_->loop->post([this, candidate] { judge(candidate); });
+    checking_->loop->post([this, candidate] { check(candidate); });
 }
 
-void SocketListener::judge(const std::shared_ptr<Candidate>& candidate) {
+void SocketListener::check(const std::shared_ptr<Candidate>& candidate) {
     contain("the check of a peer", [&] { candidate->reason = checkPeer_(candidate->socket.get(), *requirement_); });
     loop_->post([this, candidate] {
         startAccepting();
@@ -195,7 +195,7 @@ void SocketListener::admit(Candidate& candidate) {
 
 std::optional<std::string> SocketListener::reasonToRefuse(const std::optional<AdmittedPeer>& peer) const {
     if (!requirement_ || !admission_)
-        return "A peer is cut off: there is no one to trust.";
+        return "A peer is cut off: no requirement or admission is set.";
     if (!peer)
         return "A peer is cut off: it has already gone.";
     if (!hasRoomFor(*peer))

@@ -18,36 +18,36 @@ namespace kelo {
 class AdmittedPeer;
 class SocketIncomingConnection;
 
-/// Checks a connected peer against a requirement text. Returns why it is cut off, or none when it is accepted. Called
-/// on a thread where it may take its time.
+/// Checks a connected peer against a requirement text. Returns why it is cut off, or nullopt if it is accepted. May
+/// take its time, since it runs on a separate thread.
 using PeerCheck = std::function<std::optional<std::string>(int socket, const std::string& requirement)>;
 
-/// How many connections there may be. However many connect, there is room for others: other processes of the same user,
-/// other users, and our own user above all.
+/// Limits of open connections. They always leave room for other processes of the same user, for other users and, above
+/// all, for our own user.
 struct ConnectionLimits {
     std::ptrdiff_t total = 256;
     std::ptrdiff_t ofProcess = 32;
     std::ptrdiff_t ofUser = 128;
-    std::ptrdiff_t ofOthers = 192; ///< Of all users who are not ours.
+    std::ptrdiff_t ofOthers = 192; ///< All other users together.
 };
 
-/// Whom the listener tells what, on its thread or the main one.
+/// What the listener reports, on its thread or the main thread.
 struct ListenerReports {
     /// Why a peer was cut off, at a limited rate.
     std::function<void(const std::string& reason)> onRefusal;
-    /// Why nobody can be served for now. Called once; then tried again every second.
+    /// Why no client can be served for now. Called once; the listener retries every second.
     std::function<void(const std::string& reason)> onTrouble = [](const std::string&) {};
-    /// Clients can be served after trouble.
+    /// Clients can be served again.
     std::function<void()> onRecovery = [] {};
 };
 
-/// The service's endpoint on a Unix socket, served on a separate thread: requests that need no state are answered
+/// The service's endpoint on a Unix socket. Runs on a separate thread, so that requests that need no state are answered
 /// while the main thread is busy. A second thread, started for the first peer, checks one new peer at a time, so that a
-/// check that takes long delays only other new peers.
+/// slow check delays only other new peers.
 class SocketListener : public Listener {
 public:
-    /// Nothing is opened before `resume`. `main` and `folder`, an open descriptor, are borrowed. On `main` the thread
-    /// is started again if the system refuses it.
+    /// Opens nothing before `resume`. `main` and `folder`, an open descriptor, are borrowed. `main` retries if the
+    /// system refuses a thread.
     SocketListener(MainQueue& main, int folder, std::string name, PeerCheck checkPeer, ListenerReports reports,
                    const ConnectionLimits& limits = {});
     /// Ends all connections and the thread.
@@ -55,15 +55,15 @@ public:
 
     void setAdmission(ConnectionAdmission admission) override { admission_ = std::move(admission); }
     void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
-    /// Accepts no peer when no requirement or no admission was set. A socket or thread that cannot be made is reported
-    /// and tried again every second. A socket that is deleted later is made again.
+    /// Accepts no peer unless a requirement and an admission are set. Reports a socket or thread that cannot be
+    /// created, and retries every second. Recreates a socket that is deleted later.
     [[nodiscard]] bool resume() override;
 
-    /// Sends what is to be sent and ends the threads; nothing is served afterwards. May be called more than once.
+    /// Sends the replies posted so far, then ends the threads and connections. May be called more than once.
     void stop();
 
-    /// As `stop`, but waits no longer than that. Returns whether the threads have ended; if not, one is stuck in the
-    /// check of a peer, and `stop` would wait for it.
+    /// Like `stop`, but waits for at most `timeout`. Returns whether the threads have ended; if not, one is stuck in
+    /// the check of a peer, and `stop` would wait for it.
     bool stopsWithin(std::chrono::milliseconds timeout);
 
 private:
@@ -78,7 +78,7 @@ private:
     void acceptNext();
     void consider(FileDescriptor socket);
     std::optional<std::string> reasonToRefuse(const std::optional<AdmittedPeer>& peer) const;
-    void judge(const std::shared_ptr<Candidate>& candidate);
+    void check(const std::shared_ptr<Candidate>& candidate);
     void admit(Candidate& candidate);
     bool hasRoomFor(const AdmittedPeer& peer) const;
 
@@ -91,16 +91,16 @@ private:
     std::optional<std::string> requirement_;
     ListenerReports reports_;
     bool isInTrouble_ = false;
-    std::unique_ptr<Timer> nextTry_; ///< Of the thread; on the main queue.
+    std::unique_ptr<Timer> nextTry_; ///< Retries to start the thread; on the main queue.
     const std::unique_ptr<Worker> serving_;
-    std::unique_ptr<Worker> judging_; ///< Null until the first peer; the loop's thread only, until that has ended.
+    std::unique_ptr<Worker> checking_; ///< Null until the first peer. Loop thread only, until that thread has ended.
     const std::shared_ptr<EventLoop>& loop_; ///< `serving_`'s.
     RefusalLog refusals_;
     InotifyFileEvents files_;
     FileDescriptor listening_;
     std::unique_ptr<DescriptorWatch> accepting_;
     std::unique_ptr<FileEventSource> watching_;                       ///< The socket's name.
-    std::set<std::shared_ptr<SocketIncomingConnection>> connections_; ///< The loop's thread only.
+    std::set<std::shared_ptr<SocketIncomingConnection>> connections_; ///< Loop thread only.
 };
 
 } // namespace kelo

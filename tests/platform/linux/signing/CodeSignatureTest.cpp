@@ -93,7 +93,7 @@ TEST_F(CodeSignature, StoredFilesVerifyAsTheyAlwaysDid) {
     EXPECT_EQ(verdictOnStored("foreign").reason, foreignReason);
     EXPECT_EQ(verdictOnStored("altered").reason, alteredReason);
     EXPECT_EQ(verdictOnStored("version-1").reason,
-              "The signature has format version 1, and only version 2 is known here.");
+              "The signature has format version 1, but only version 2 is supported.");
 }
 
 TEST_F(CodeSignature, FilesOfEverySizeAroundABlockVerifyAndShowAnAlteredLastByte) {
@@ -145,7 +145,7 @@ TEST_F(CodeSignature, AnotherFormatVersionIsRefusedWhateverItsSize) {
                                                           {std::string("\xFF\xFF\xFF\xFF", 4), "4294967295"}})
         for (const std::size_t before : {0U, 712U, 2000U})
             EXPECT_EQ(refusalOf(fileWith(std::string(before, 'x') + end + trailerEnd().substr(4))),
-                      "The signature has format version " + version + ", and only version 2 is known here.");
+                      "The signature has format version " + version + ", but only version 2 is supported.");
 }
 
 /// Each is what a signer or an attacker without the anchor's key could try.

@@ -112,7 +112,7 @@ TEST_F(PeerCodeCheckTest, AnotherTeamIsCutOff) {
 }
 
 TEST_F(PeerCodeCheckTest, ADoubleQuoteInAnIdentifierOrATeamIsCutOffAlsoWhenTheRequirementAsksForIt) {
-    const std::string doesNotParse = "The requirement does not parse, so that nobody satisfies it.";
+    const std::string doesNotParse = "The requirement does not parse, so no peer satisfies it.";
     for (const CodeIdentity& odd :
          {CodeIdentity{"app.kelo.\"Kelo", identity.team}, CodeIdentity{identity.identifier, "ABCDE\"12345"}}) {
         requirement = SigningIdentity::requirement(identity.identifier, identity.team);

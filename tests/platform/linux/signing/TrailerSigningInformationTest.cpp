@@ -35,10 +35,10 @@ TEST_F(TrailerSigningInformationTest, ReadsTheTeam) {
 
 TEST_F(TrailerSigningInformationTest, SaysWhyThereIsNoTeam) {
     EXPECT_EQ(reasonOf(unsignedProgram()), unsignedReason);
-    EXPECT_EQ(reasonOf(programSignedAs({identity.identifier, ""})), "The executable is signed by no team.");
+    EXPECT_EQ(reasonOf(programSignedAs({identity.identifier, ""})), "The executable's signature names no team.");
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes.back() = 'G' ^ 1; }), unsignedReason);
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.size() - 12] = 3; }),
-              "The signature has format version 3, and only version 2 is known here.");
+              "The signature has format version 3, but only version 2 is supported.");
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.size() - trailerSize + 1] = '\n'; }), damagedName);
 }
 

@@ -115,7 +115,7 @@ TEST_F(CodeSigner, AFailureLeavesTheFileAsItWasAndNothingBesideIt) {
     }
     expectFailure("content" + trailerEnd(), identity, "The signature trailer is damaged: it is cut short.");
     expectFailure("content" + trailerEnd(1), identity,
-                  "The signature has format version 1, and only version 2 is known here.");
+                  "The signature has format version 1, but only version 2 is supported.");
 }
 
 TEST_F(CodeSigner, WhatIsNotThereOrNoFileIsNotSigned) {
