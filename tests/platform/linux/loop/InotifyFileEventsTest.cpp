@@ -166,11 +166,12 @@ TEST_F(LooksAtAFile, NoLookFollowsOnceTheSourceIsCancelled) {
 TEST_F(LooksAtAFile, WithoutInotifyAReplacementIsNoticedALittleLater) {
     int replacements = 0;
     std::optional<BinaryWatch> watch;
-    {
+    [&watch, &replacements, &file = file, &events = events] {
+        // Without a descriptor the sanitizers cannot check the type of the fixture.
         const DescriptorLimit none;
         ASSERT_LT(inotify_init1(IN_CLOEXEC), 0);
-        watch.emplace(file, events, [&] { ++replacements; });
-    }
+        watch.emplace(file, events, [&replacements] { ++replacements; });
+    }();
     runFor(60);
     EXPECT_EQ(replacements, 0);
     writeFile(folder / "new", "new");
