@@ -20,7 +20,7 @@ TEST(Speeds, AreFractionsPercentagesOrRPM) {
         EXPECT_EQ(parseSpeed(text), std::nullopt) << text;
 }
 
-TEST(Speeds, AreSuggestedForWhatIsNearlyOne) {
+TEST(Speeds, AreSuggestedForNearMisses) {
     const std::pair<const char*, const char*> meant[] = {{"50", "did you mean 50%?"},
                                                          {"0,5", "did you mean 0.5?"},
                                                          {"3000", "did you mean 3000rpm?"},
@@ -43,7 +43,7 @@ TEST(Durations, AreHoursMinutesAndSecondsInThatOrder) {
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;
 }
 
-TEST(Durations, WithoutAUnitAreAskedForOne) {
+TEST(Durations, WithoutAUnitGetASuggestion) {
     EXPECT_THAT(durationError("10"), EndsWith("; did you mean 10s or 10m?"));
     EXPECT_THAT(durationError("soon"), EndsWith("(90s, 30m or 1h30m)"));
 }

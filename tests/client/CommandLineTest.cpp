@@ -23,7 +23,7 @@ protected:
         };
     }
 
-    /// Parses and runs a command of words without blanks.
+    /// Parses and runs a command line, split at blanks.
     int run(const std::string& words) {
         CommandLine commandLine;
         auto arguments = CLI::detail::split(words, ' ');
@@ -46,19 +46,19 @@ protected:
     CommandWords companion;
 };
 
-TEST_F(CommandLineTest, AHoldTakesASpeedATimeAndTheLid) {
+TEST_F(CommandLineTest, HoldAcceptsASpeedADurationAndTheLidOption) {
     EXPECT_EQ(run("hold 50% --hand-back-on-lid-close --for 30m"), 0);
     EXPECT_THAT(surroundings.fans->holds(), ElementsAre(Pair(0.5, true)));
     EXPECT_THAT(terminal.printed, HasSubstr("for 30 m"));
 }
 
-TEST_F(CommandLineTest, AHoldTakesACommandAfterTwoDashes) {
+TEST_F(CommandLineTest, HoldAcceptsACommandAfterTwoDashes) {
     EXPECT_EQ(run("hold 3600rpm -- make --for"), 7);
     EXPECT_THAT(companion, ElementsAre("make", "--for"));
     EXPECT_THAT(surroundings.fans->holds(), ElementsAre(Pair(0.5, false)));
 }
 
-TEST_F(CommandLineTest, RefusesWrongUsageWithWhatMayHaveBeenMeant) {
+TEST_F(CommandLineTest, RefusesIncorrectUsageWithSuggestions) {
     const std::pair<const char*, const char*> wrong[] = {
         {"", "a command is required; see kelo --help"},
         {"staus", "unknown command \"staus\"; did you mean \"status\"? See kelo --help"},
@@ -85,13 +85,13 @@ TEST_F(CommandLineTest, RefusesWrongUsageWithWhatMayHaveBeenMeant) {
     EXPECT_THAT(surroundings.fans->requests(), SizeIs(0));
 }
 
-TEST_F(CommandLineTest, EachCommandMakesItsRequest) {
+TEST_F(CommandLineTest, EachCommandSendsItsRequest) {
     for (const auto* command : {"hand-back", "version", "stand-down"})
         EXPECT_EQ(run(command), 0);
     EXPECT_THAT(surroundings.fans->requests(), ElementsAre("handBack", "fetchSnapshot", "helperVersion", "standDown"));
 }
 
-TEST_F(CommandLineTest, StatusHasThreeForms) {
+TEST_F(CommandLineTest, StatusHasThreeFormats) {
     run("status");
     EXPECT_THAT(terminal.printed, HasSubstr("range      1200 to 6000 RPM"));
     run("status --json");
@@ -100,14 +100,14 @@ TEST_F(CommandLineTest, StatusHasThreeForms) {
     EXPECT_THAT(terminal.printed, HasSubstr("3598 RPM 62C\n"));
 }
 
-TEST_F(CommandLineTest, StatusRefusesAHelperOfAnotherVersionAndHandBackDoesNot) {
+TEST_F(CommandLineTest, StatusRefusesAHelperOfAnotherVersionButHandBackDoesNot) {
     surroundings.fans->version = 7;
     EXPECT_THROW(run("status"), OtherVersion);
     EXPECT_EQ(run("hand-back"), 0);
     EXPECT_EQ(run("stand-down"), 0);
 }
 
-TEST_F(CommandLineTest, AWatchHasThreeForms) {
+TEST_F(CommandLineTest, WatchHasThreeFormats) {
     terminal.takesDrawing = true;
     run("watch --plain --interval 5s");
     EXPECT_THAT(terminal.printed, HasSubstr("3598 RPM, target 3600"));
@@ -119,14 +119,16 @@ TEST_F(CommandLineTest, AWatchHasThreeForms) {
     EXPECT_FALSE(terminal.drawings.empty());
 }
 
-TEST_F(CommandLineTest, HelpIsACommandToo) {
+TEST_F(CommandLineTest, HelpIsAlsoACommand) {
     EXPECT_EQ(run("help"), 0);
     EXPECT_THAT(terminal.printed, HasSubstr("Usage: kelo [OPTIONS] SUBCOMMAND"));
     EXPECT_EQ(run("help hold"), 0);
     EXPECT_THAT(terminal.printed, HasSubstr("Usage: kelo hold [OPTIONS] speed"));
 }
 
-TEST_F(CommandLineTest, TheDoctorsFindingsAreItsStatus) { EXPECT_EQ(run("doctor"), 1) << "no command can be run"; }
+TEST_F(CommandLineTest, DoctorExitsWithOneAfterFindingAFault) {
+    EXPECT_EQ(run("doctor"), 1) << "no command can be run";
+}
 
 } // namespace
 } // namespace kelo

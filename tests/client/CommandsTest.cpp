@@ -46,7 +46,7 @@ TEST_F(CommandsTest, StatusShowsTheStateInAlignedLines) {
                         "control    held\n");
 }
 
-TEST_F(CommandsTest, StatusUsesWhatTheTerminalCanShow) {
+TEST_F(CommandsTest, StatusUsesTheTerminalsColoursAndUnicode) {
     terminal.shown = {.hasColour = false, .hasUnicode = true};
     EXPECT_THAT(status(), HasSubstr("chip       ███████████░░░░░░░░░░░░░  61.5 °C, warm\n"));
     EXPECT_THAT(status(), Not(HasSubstr("\033")));
@@ -65,14 +65,14 @@ TEST_F(CommandsTest, StatusNamesEachKindOfControl) {
                 HasSubstr("control    waiting: the lid is closed, or the fans could not be taken again\n"));
 }
 
-TEST_F(CommandsTest, TheEndsOfTheRangeAreNamedAndNotGivenAsZeroPercent) {
+TEST_F(CommandsTest, StatusNamesTheLowestAndTheHighestSpeed) {
     fans.fraction = 0;
     EXPECT_THAT(status(), HasSubstr("  1200 RPM, lowest\n"));
     fans.fraction = 1;
     EXPECT_THAT(status(), HasSubstr("  6000 RPM, highest\n"));
 }
 
-TEST_F(CommandsTest, AChipThatCannotBeReadIsUnknownAndNotCool) {
+TEST_F(CommandsTest, StatusShowsAnUnreadableChipAsUnknown) {
     terminal.shown.hasColour = true;
     fans.warmth = "cool";
     fans.celsius.reset();
@@ -81,19 +81,19 @@ TEST_F(CommandsTest, AChipThatCannotBeReadIsUnknownAndNotCool) {
     EXPECT_THAT(status(StatusForm::line), Not(HasSubstr("cool")));
 }
 
-TEST_F(CommandsTest, AWarmthThatThisProgramDoesNotKnowIsNotGreen) {
+TEST_F(CommandsTest, UnknownWarmthIsNotColoured) {
     terminal.shown.hasColour = true;
     fans.warmth = "scorching";
     EXPECT_THAT(status(), HasSubstr("61.5 C, scorching\n"));
 }
 
-TEST_F(CommandsTest, WhatTheHelperSaysCannotSteerTheTerminal) {
+TEST_F(CommandsTest, EscapesControlCharactersFromTheHelper) {
     fans.warmth = "\033[2Jwarm\n\xC2\x9B!";
     EXPECT_THAT(status(), HasSubstr("61.5 C, ^[[2Jwarm ?!\n"));
     EXPECT_THAT(status(StatusForm::json), HasSubstr("\\u001b[2Jwarm\\n?!"));
 }
 
-TEST_F(CommandsTest, StatusTellsOfNoFans) {
+TEST_F(CommandsTest, StatusReportsThatThereAreNoFans) {
     fans.fanCount = 0;
     EXPECT_EQ(status(), "fans       no usable fan\n"
                         "chip       ###########.............  61.5 C, warm\n"
@@ -111,18 +111,18 @@ TEST_F(CommandsTest, StatusForAStatusBarIsOneShortLine) {
     EXPECT_EQ(status(StatusForm::line), "no fan\n");
 }
 
-TEST_F(CommandsTest, StatusAsJSONIsTheHelpersOwn) {
+TEST_F(CommandsTest, StatusPrintsTheHelpersJSONUnchanged) {
     const auto json = fans.current().encoded();
     EXPECT_EQ(status(StatusForm::json), std::string(json.begin(), json.end()) + "\n");
 }
 
-TEST_F(CommandsTest, StatusWithoutASnapshotIsARefusal) {
+TEST_F(CommandsTest, StatusFailsWithoutASnapshot) {
     fans.hasReadings = false;
     for (const auto form : {StatusForm::gauges, StatusForm::line, StatusForm::json})
         EXPECT_THROW(status(form), HelperRefused);
 }
 
-TEST_F(CommandsTest, HandBackLooksWhetherTheFansAreAutomatic) {
+TEST_F(CommandsTest, HandBackChecksThatTheFansAreAutomatic) {
     commands::handBack(*helper, terminal);
     EXPECT_EQ(terminal.printed, "The fans are under automatic control.\n");
     EXPECT_THAT(fans.requests(), ElementsAre("handBack", "fetchSnapshot"));
@@ -148,7 +148,7 @@ TEST_F(CommandsTest, VersionSaysWhichSideIsOlderAndWhatToUpdate) {
               "The helper is older than this kelo (interface version 5, this kelo's is 6). Update the helper.");
 }
 
-TEST_F(CommandsTest, StandDownSaysWhatHappens) {
+TEST_F(CommandsTest, StandDownReportsWhatTheHelperDoes) {
     commands::standDown(*helper, terminal);
     EXPECT_EQ(terminal.printed, "The helper is handing the fans back and exiting.\n");
 }

@@ -23,7 +23,7 @@ const std::string ending = "The fans are under automatic control.\n";
 class HoldTest : public ::testing::Test {
 protected:
     int hold(const commands::HoldRequest& request) { return commands::hold(surroundings.all, terminal, request); }
-    /// What a hold that fails says.
+    /// Returns the error of a hold that fails.
     std::string failureOf(const commands::HoldRequest& request) {
         try {
             hold(request);
@@ -32,7 +32,7 @@ protected:
         }
         return "";
     }
-    /// Calls `change` at the given wait; the user asks to stop `later` waits after it.
+    /// Calls `change` at the given wait; the user asks to stop `later` waits afterwards.
     void at(int wait, const std::function<void()>& change, int later = 6) {
         terminal.waitsUntilStop = wait + later;
         terminal.onWait = [wait, change](int number) {
@@ -42,7 +42,7 @@ protected:
         };
     }
 
-    /// The helper is away from the first wait to the fourth.
+    /// The helper does not run between the first and the fourth wait.
     void restartHelper() {
         terminal.waitsUntilStop = 10;
         terminal.onWait = [this](int wait) {
@@ -61,16 +61,16 @@ protected:
     ScriptedTerminal terminal;
 };
 
-TEST_F(HoldTest, StaysUntilItIsAskedToStopAndHandsBack) {
+TEST_F(HoldTest, HoldsUntilAskedToStopThenHandsBack) {
     EXPECT_EQ(hold({0.5, true, {}, {}}), 0);
     EXPECT_THAT(fans.holds(), ElementsAre(Pair(0.5, true)));
-    EXPECT_EQ(fans.requests().back(), "fetchSnapshot") << "it looks what the hand-back has done";
+    EXPECT_EQ(fans.requests().back(), "fetchSnapshot") << "checks the effect of the hand-back";
     EXPECT_EQ(terminal.printed, announcement + ending);
     EXPECT_TRUE(terminal.dropsStuckOutput);
     EXPECT_EQ(terminal.seconds, 1001);
 }
 
-TEST_F(HoldTest, ForAWhileEndsByItself) {
+TEST_F(HoldTest, EndsAfterTheRequestedDuration) {
     terminal.waitsUntilStop = 100;
     hold({0.5, false, 90, {}});
     EXPECT_EQ(terminal.seconds, 1090);
@@ -78,7 +78,7 @@ TEST_F(HoldTest, ForAWhileEndsByItself) {
     EXPECT_EQ(terminal.printed, "Holding at 50% for 1 m 30 s. Ctrl-C hands the fans back sooner.\n" + ending);
 }
 
-TEST_F(HoldTest, ForAWhileEndsAtOnceAfterTheMachineHasSlept) {
+TEST_F(HoldTest, EndsAtOnceIfTheDurationPassedDuringSleep) {
     terminal.waitsUntilStop = 100;
     terminal.onWait = [&](int) {
         terminal.seconds += 10'000;
@@ -89,13 +89,13 @@ TEST_F(HoldTest, ForAWhileEndsAtOnceAfterTheMachineHasSlept) {
     EXPECT_FALSE(fans.isHeld);
 }
 
-TEST_F(HoldTest, AFanThatIsStillManualAfterItsEndIsAFailure) {
+TEST_F(HoldTest, FailsIfAFanIsStillManualAtTheEnd) {
     fans.takesFansBack = false;
     EXPECT_THAT(failureOf({0.5, false, {}, {}}), StartsWith("A fan is still in manual mode"));
     EXPECT_EQ(terminal.printed, announcement);
 }
 
-TEST_F(HoldTest, RPMAreConvertedWithTheRangeOfTheFan) {
+TEST_F(HoldTest, ConvertsRPMToAFractionOfTheFansRange) {
     hold({RPM{3000}, false, {}, {}});
     EXPECT_THAT(fans.holds(), ElementsAre(Pair(0.375, false)));
     EXPECT_THAT(terminal.printed, StartsWith("Holding at 37.5%. "));
@@ -104,14 +104,14 @@ TEST_F(HoldTest, RPMAreConvertedWithTheRangeOfTheFan) {
     EXPECT_THAT(fans.holds(), SizeIs(1));
 }
 
-TEST_F(HoldTest, WithoutAUsableFanFails) {
+TEST_F(HoldTest, FailsWithoutAUsableFan) {
     fans.fanCount = 0;
     EXPECT_EQ(failureOf({0.5, false, {}, {}}), "This Mac has no usable fan, so nothing is held.");
     EXPECT_EQ(fans.requests().back(), "handBack");
     EXPECT_EQ(terminal.printed, "");
 }
 
-TEST_F(HoldTest, WarnsThatAChipThatCannotBeReadRaisesNothing) {
+TEST_F(HoldTest, WarnsIfTheChipTemperatureCannotBeRead) {
     fans.celsius.reset();
     hold({0.5, false, {}, {}});
     EXPECT_EQ(terminal.printed, announcement +
@@ -120,7 +120,7 @@ TEST_F(HoldTest, WarnsThatAChipThatCannotBeReadRaisesNothing) {
                                     ending);
 }
 
-TEST_F(HoldTest, SaysWhenItYieldsAddsAirAndResumes) {
+TEST_F(HoldTest, ReportsWaitingResumingAndAHotChip) {
     terminal.waitsUntilStop = 7;
     terminal.onWait = [&](int wait) {
         const bool isLidClosed = wait == 1 || wait == 2;
@@ -136,7 +136,7 @@ TEST_F(HoldTest, SaysWhenItYieldsAddsAirAndResumes) {
                                     ending);
 }
 
-TEST_F(HoldTest, SaysThatAnotherClientHasReplacedItAndTheTimeLeft) {
+TEST_F(HoldTest, ReportsReplacementByAnotherClientAndTheTimeLeft) {
     at(2, [&] { fans.fraction = 0.75; });
     hold({0.5, false, 90, {}});
     EXPECT_THAT(terminal.printed, HasSubstr("The fans are held at another speed: target 4800 RPM, 75 %.\n"));
@@ -144,7 +144,7 @@ TEST_F(HoldTest, SaysThatAnotherClientHasReplacedItAndTheTimeLeft) {
                 HasSubstr("Another client has replaced this hold: target 4800 RPM, 75 % (1 m 25 s left).\n"));
 }
 
-TEST_F(HoldTest, SaysThatAnotherClientHasEndedItAndThatItIsInForceAgain) {
+TEST_F(HoldTest, ReportsThatItHasEndedAndThatItIsInForceAgain) {
     terminal.waitsUntilStop = 9;
     terminal.onWait = [&](int wait) {
         fans.show(wait < 2 || wait > 6);
@@ -156,7 +156,7 @@ TEST_F(HoldTest, SaysThatAnotherClientHasEndedItAndThatItIsInForceAgain) {
                           "sleep.\nThe fans are held: target 3600 RPM, 50 %.\nThis hold is in force again.\n"));
 }
 
-TEST_F(HoldTest, WhatTheHelperRepairsWithinSecondsIsNoReplacement) {
+TEST_F(HoldTest, DoesNotMistakeBriefInterferenceForAReplacement) {
     terminal.waitsUntilStop = 9;
     terminal.onWait = [&](int wait) {
         fans.fraction = wait % 4 == 0 ? 0.5 : 0.75;
@@ -166,7 +166,7 @@ TEST_F(HoldTest, WhatTheHelperRepairsWithinSecondsIsNoReplacement) {
     EXPECT_THAT(terminal.printed, Not(HasSubstr("replaced")));
 }
 
-TEST_F(HoldTest, AsksAgainWhenTheHelperIsBack) {
+TEST_F(HoldTest, RequestsTheHoldAgainAfterAHelperRestart) {
     restartHelper();
     hold({0.5, true, {}, {}});
     EXPECT_THAT(fans.holds(), ElementsAre(Pair(0.5, true), Pair(0.5, true)));
@@ -178,7 +178,7 @@ TEST_F(HoldTest, AsksAgainWhenTheHelperIsBack) {
                                     ending);
 }
 
-TEST_F(HoldTest, DoesNotTakeTheFansFromTheClientThatHasReplacedIt) {
+TEST_F(HoldTest, DoesNotRequestTheHoldAgainAfterAReplacement) {
     terminal.waitsUntilStop = 14;
     terminal.onWait = [&](int wait) {
         fans.fraction = 0.75;
@@ -189,7 +189,7 @@ TEST_F(HoldTest, DoesNotTakeTheFansFromTheClientThatHasReplacedIt) {
     EXPECT_THAT(fans.holds(), SizeIs(1));
 }
 
-TEST_F(HoldTest, ARefusalToHoldAgainIsTriedAgainTenSecondsLater) {
+TEST_F(HoldTest, RetriesARefusedHoldAfterTenSeconds) {
     terminal.waitsUntilStop = 30;
     terminal.onWait = [&](int wait) {
         surroundings.isHelperThere = wait != 1;
@@ -205,13 +205,13 @@ TEST_F(HoldTest, ARefusalToHoldAgainIsTriedAgainTenSecondsLater) {
     EXPECT_THAT(terminal.printed, EndsWith("The hold was requested again.\n" + ending));
 }
 
-TEST_F(HoldTest, EndsWithWhatToDoWhenTheHelperIsNotThereToHandBack) {
+TEST_F(HoldTest, AdvisesHandBackIfTheHelperIsNotRunningAtTheEnd) {
     at(
         1, [&] { surroundings.isHelperThere = false; }, 2);
     EXPECT_THAT(failureOf({0.5, false, {}, {}}), EndsWith("once a helper runs, use kelo hand-back."));
 }
 
-TEST_F(HoldTest, EndsWithWhatHappensWhenTheHelperIsSilent) {
+TEST_F(HoldTest, ExplainsWhenASilentHelperHandsBack) {
     terminal.onWait = [&](int) {
         terminal.onSilence = [&] { return terminal.seconds >= 1003 ? Woken::byStop : Woken::byTime; };
         return Woken::byTime;
@@ -235,7 +235,7 @@ TEST_F(HoldTest, DrawsTheLiveViewOnATerminal) {
     EXPECT_THAT(terminal.printed, EndsWith(ending));
 }
 
-TEST_F(HoldTest, DrawsThatItWasReplaced) {
+TEST_F(HoldTest, DrawsThatTheHoldWasReplaced) {
     terminal.takesDrawing = true;
     at(1, [&] { fans.fraction = 0.75; });
     hold({0.5, false, {}, {}});
@@ -243,7 +243,7 @@ TEST_F(HoldTest, DrawsThatItWasReplaced) {
     EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("Another client has replaced this hold")));
 }
 
-TEST_F(HoldTest, DrawsThatItWaitsToAskAgain) {
+TEST_F(HoldTest, DrawsThatItWaitsToRequestTheHoldAgain) {
     terminal.takesDrawing = true;
     restartHelper();
     hold({0.5, false, {}, {}});
@@ -252,7 +252,7 @@ TEST_F(HoldTest, DrawsThatItWaitsToAskAgain) {
     EXPECT_THAT(terminal.drawings.back()[0], StartsWith(" kelo hold 50%   held "));
 }
 
-TEST_F(HoldTest, AMissingReadingDoesNotEndIt) {
+TEST_F(HoldTest, ContinuesWithoutReadings) {
     at(
         1, [&] { fans.hasReadings = false; }, 2);
     EXPECT_THAT(failureOf({0.5, false, {}, {}}), HasSubstr("no reading confirms it"));
@@ -260,19 +260,19 @@ TEST_F(HoldTest, AMissingReadingDoesNotEndIt) {
     EXPECT_THAT(terminal.printed, HasSubstr("its readings are not available.\n"));
 }
 
-TEST_F(HoldTest, ARefusedOneSaysTheHelpersText) {
+TEST_F(HoldTest, ReportsTheHelpersRefusal) {
     fans.error = "This Mac has no controllable fan.";
     EXPECT_EQ(failureOf({0.5, false, {}, {}}), "This Mac has no controllable fan.");
     EXPECT_EQ(terminal.printed, "");
 }
 
-TEST_F(HoldTest, IsNotTriedWithAHelperOfAnotherVersion) {
+TEST_F(HoldTest, RefusesAHelperOfAnotherVersion) {
     fans.version = 5;
     EXPECT_THROW(hold({0.5, false, {}, {}}), OtherVersion);
     EXPECT_THAT(fans.holds(), SizeIs(0));
 }
 
-TEST_F(HoldTest, HandsBackBeforeItReportsThatItsOutputFails) {
+TEST_F(HoldTest, HandsBackBeforeReportingAnOutputFailure) {
     terminal.outputFails.emplace("No space left on device", false);
     EXPECT_THROW(hold({0.5, false, {}, {}}), OutputFailed);
     EXPECT_EQ(fans.requests().back(), "handBack");
@@ -288,7 +288,7 @@ protected:
             isHeldAtStart = fans.isHeld;
             return Companion{[this] { return end; }, [this](int signal) { signals.push_back(signal); }};
         };
-        terminal.takesDrawing = true; // which belongs to the command
+        terminal.takesDrawing = true; // must not matter: the terminal belongs to the command
         terminal.waitsUntilStop = 100;
         terminal.onWait = [this](int wait) {
             if (wait == 3)
@@ -303,38 +303,38 @@ protected:
     std::vector<int> signals;
 };
 
-TEST_F(HoldWhileACommandRuns, HandsBackAtItsEndAndReturnsItsStatus) {
+TEST_F(HoldWhileACommandRuns, HandsBackAtTheEndAndReturnsTheCommandsStatus) {
     EXPECT_EQ(hold({0.8, false, {}, {"make", "-j8"}}), 7);
     EXPECT_THAT(started, ElementsAre("make", "-j8"));
     EXPECT_TRUE(isHeldAtStart);
     EXPECT_FALSE(fans.isHeld);
     EXPECT_EQ(terminal.seconds, 1003);
-    EXPECT_EQ(terminal.printed, "") << "the output is the command's";
+    EXPECT_EQ(terminal.printed, "") << "the output belongs to the command";
     EXPECT_EQ(terminal.complaints, "kelo: Holding at 80%. The end of the command hands the fans back.\n"
                                    "kelo: The fans are under automatic control.\n");
 }
 
-TEST_F(HoldWhileACommandRuns, DoesNotStartItWhenTheHoldIsRefused) {
+TEST_F(HoldWhileACommandRuns, DoesNotStartTheCommandIfTheHoldIsRefused) {
     fans.error = "Not now.";
     EXPECT_EQ(failureOf({0.8, false, {}, {"make"}}), "Not now.");
     EXPECT_THAT(started, ElementsAre());
 }
 
-TEST_F(HoldWhileACommandRuns, GoesOnAfterCtrlCUntilTheCommandHasEnded) {
+TEST_F(HoldWhileACommandRuns, ContinuesAfterCtrlCUntilTheCommandEnds) {
     terminal.waitsUntilStop = 1;
     EXPECT_EQ(hold({0.8, false, {}, {"make"}}), 7);
     EXPECT_EQ(terminal.waits, 3);
     EXPECT_THAT(signals, ElementsAre()) << "the terminal sends SIGINT to both";
 }
 
-TEST_F(HoldWhileACommandRuns, PassesOtherSignalsOn) {
+TEST_F(HoldWhileACommandRuns, ForwardsOtherSignals) {
     terminal.waitsUntilStop = 1;
     terminal.asksToStopBy = SIGTERM;
     EXPECT_EQ(hold({0.8, false, {}, {"make"}}), 7);
     EXPECT_THAT(signals, ElementsAre(SIGTERM));
 }
 
-TEST_F(HoldWhileACommandRuns, AFailedCommandsStatusIsMoreImportantThanAFanThatIsStillManual) {
+TEST_F(HoldWhileACommandRuns, CommandFailureTakesPrecedenceOverAManualFan) {
     fans.takesFansBack = false;
     EXPECT_EQ(hold({0.8, false, {}, {"make"}}), 7);
     EXPECT_THAT(terminal.complaints, HasSubstr("A fan is still in manual mode"));

@@ -16,7 +16,7 @@ protected:
     PatientConnectionTest() { terminal.isCatchingStops = true; }
     ~PatientConnectionTest() override { surroundings.fans->dropKept(); }
 
-    /// The helper takes requests and answers none. `woken` says how each second's wait ends.
+    /// From now on the helper accepts requests but does not answer. `woken` returns how each wait of a second ends.
     void fallSilent(const std::function<Woken()>& woken = [] { return Woken::byTime; }) {
         surroundings.fans->keepReplies();
         terminal.onSilence = [this, woken] {
@@ -27,7 +27,7 @@ protected:
 
     ScriptedSurroundings surroundings;
     ScriptedTerminal terminal;
-    /// What was reported, and after how many seconds.
+    /// The callbacks so far, each with the seconds since the start.
     std::vector<std::pair<std::string, double>> notices;
     std::function<void()> note(const std::string& notice) {
         return [this, notice] { notices.emplace_back(notice, terminal.seconds - 1000); };
@@ -36,7 +36,7 @@ protected:
         surroundings.all.connect, terminal, {.onSilence = note("silence"), .onChange = note("change")}};
 };
 
-TEST_F(PatientConnectionTest, AsksOverOneConnectionAndReturnsTheReplies) {
+TEST_F(PatientConnectionTest, SendsRequestsOverOneConnectionAndReturnsReplies) {
     EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
     EXPECT_EQ(helper.ask(requests::Hold{0.25, true}), std::nullopt);
     EXPECT_EQ(helper.ask(requests::FetchSnapshot{}), surroundings.fans->current().encoded());
@@ -48,17 +48,17 @@ TEST_F(PatientConnectionTest, AsksOverOneConnectionAndReturnsTheReplies) {
     EXPECT_THAT(notices, ElementsAre());
 }
 
-TEST_F(PatientConnectionTest, ReleasesWhatARequestUsedBeforeItIsDone) {
+TEST_F(PatientConnectionTest, ReleasesTheRequestsResourcesBeforeItReturns) {
     const auto used = std::make_shared<int>();
     PatientConnection counted{[used, connect = surroundings.all.connect] { return connect(); }, terminal, {}};
     const auto owners = used.use_count();
-    for (int i = 0; i < 2000; ++i) { // a thread that releases it later is only sometimes caught
+    for (int i = 0; i < 2000; ++i) { // a single late release might go unnoticed
         counted.ask(requests::HelperVersion{});
         ASSERT_EQ(used.use_count(), owners) << i;
     }
 }
 
-TEST_F(PatientConnectionTest, ConnectsAgainAfterTheHelperHasGone) {
+TEST_F(PatientConnectionTest, ReconnectsAfterTheHelperHasExited) {
     helper.ask(requests::HelperVersion{});
     surroundings.isHelperThere = false;
     EXPECT_THROW(helper.ask(requests::HelperVersion{}), HelperUnreachable);
@@ -68,7 +68,7 @@ TEST_F(PatientConnectionTest, ConnectsAgainAfterTheHelperHasGone) {
     EXPECT_EQ(surroundings.connections, 3);
 }
 
-TEST_F(PatientConnectionTest, ReportsEachSecondFromTheSecondOnThatItWaitsAndGivesUpAfterAMinute) {
+TEST_F(PatientConnectionTest, NotifiesEachSecondAndTimesOutAfterAMinute) {
     fallSilent();
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
     ASSERT_EQ(notices.size(), 59U);
@@ -77,22 +77,22 @@ TEST_F(PatientConnectionTest, ReportsEachSecondFromTheSecondOnThatItWaitsAndGive
     EXPECT_EQ(terminal.seconds, 1060);
 }
 
-TEST_F(PatientConnectionTest, GivesUpSoonerOnceTheUserHasAskedToStop) {
+TEST_F(PatientConnectionTest, TimesOutSoonerOnceTheUserAsksToStop) {
     fallSilent([&] { return terminal.seconds == 1004 ? Woken::byStop : Woken::byTime; });
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
     EXPECT_EQ(terminal.seconds, 1009);
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
     surroundings.fans->waitForKept(2);
-    EXPECT_EQ(terminal.seconds, 1014) << "each later request has the same time";
+    EXPECT_EQ(terminal.seconds, 1014) << "each later request has the same timeout";
 }
 
-TEST_F(PatientConnectionTest, ANewSizeOfTheScreenIsReportedAtOnce) {
+TEST_F(PatientConnectionTest, NotifiesAtOnceOfAResizedScreen) {
     fallSilent([&] { return terminal.seconds == 1002 ? Woken::byResize : Woken::byTime; });
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
     EXPECT_THAT(notices.front(), Pair("change", 2));
 }
 
-TEST_F(PatientConnectionTest, ARequestThatIsGivenUpIsNotMixedUpWithTheNext) {
+TEST_F(PatientConnectionTest, NextRequestAfterATimeoutUsesANewConnection) {
     fallSilent();
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
     surroundings.fans->answer = [](const std::function<void()>& reply) { reply(); };

@@ -12,10 +12,10 @@
 
 namespace kelo {
 
-/// A helper whose fans, with a range of 1200 to 6000 RPM, do at once what is asked.
+/// A helper whose fans have a range of 1200 to 6000 RPM and obey at once.
 class ScriptedFans : public ScriptedHelper {
 public:
-    // What the next snapshot shows; none at all without readings.
+    // The content of the next snapshot; if `hasReadings` is false, there is none.
     bool hasReadings = true;
     std::int64_t fanCount = 2;
     bool isHeld = false;
@@ -58,8 +58,8 @@ private:
     void prepare(const Request&) {}
 };
 
-/// What the commands reach: a helper that comes and goes, and no other program. What the threads of requests use is
-/// shared with them: they may outlive a test that gives them up.
+/// Surroundings with a helper that tests can stop and start, and without other programs. The threads of requests share
+/// `state`, because they may outlive a test in which a request times out.
 struct ScriptedSurroundings {
     struct State {
         const std::shared_ptr<ScriptedFans> fans = std::make_shared<ScriptedFans>();
@@ -81,7 +81,7 @@ struct ScriptedSurroundings {
     ScriptedSurroundings() {
         fans->answer = [weak = std::weak_ptr(state)](const std::function<void()>& reply) {
             if (const auto held = weak.lock(); held && held->isHelperThere)
-                reply(); // otherwise the helper goes in the middle of a request
+                reply(); // otherwise the helper exits during a request
         };
     }
     static std::unique_ptr<HelperConnection> connect(State& state) {

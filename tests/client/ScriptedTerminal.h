@@ -13,8 +13,8 @@
 
 namespace kelo {
 
-/// A terminal in virtual time that keeps what is printed and drawn. The user asks to stop at the `waitsUntilStop`-th
-/// wait.
+/// A terminal in virtual time that records printed text and drawn views. The user asks to stop at wait number
+/// `waitsUntilStop`.
 class ScriptedTerminal : public Terminal {
 public:
     // Set before a command runs.
@@ -24,13 +24,13 @@ public:
     int waitsUntilStop = 2;
     int asksToStopBy = SIGINT;
     std::optional<OutputFailed> outputFails;
-    /// Called with the number of each wait before its time passes, and says how it ends.
+    /// Called with the number of each wait before its time passes. Returns how the wait ends.
     std::function<Woken(int wait)> onWait = [](int) { return Woken::byTime; };
-    /// Set for a helper that does not answer: each wait for it lasts its whole time, and ends as this says.
+    /// Set for a helper that does not answer: each wait for it lasts its whole time and ends as this function returns.
     std::function<Woken()> onSilence;
     double answersTake = 0; ///< Seconds.
 
-    // What came of it.
+    // Results.
     std::string printed;
     std::string complaints;
     std::vector<std::vector<std::string>> drawings;
@@ -67,7 +67,7 @@ public:
     void catchStops() override { isCatchingStops = true; }
     int stopSignal() const override { return signal; }
     Woken wait(double time) override {
-        EXPECT_TRUE(isCatchingStops) << "the user's wish would end the process";
+        EXPECT_TRUE(isCatchingStops) << "the user's signal would end the process";
         EXPECT_GE(time, 0);
         if (++waits == waitsUntilStop)
             return stopped();

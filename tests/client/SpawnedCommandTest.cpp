@@ -9,14 +9,14 @@ namespace {
 
 constexpr double longEnough = 60; // seconds
 
-TEST(SpawnedCommand, TellsItsStatusAndAllThatItPrints) {
+TEST(SpawnedCommand, ReturnsStatusAndOutput) {
     const auto ran = spawnedCommand({"sh", "-c", "echo out; echo err >&2; exit 7"}, longEnough);
     ASSERT_TRUE(ran);
     EXPECT_EQ(ran->status, 7);
     EXPECT_EQ(ran->output, "out\nerr\n");
 }
 
-TEST(SpawnedCommand, TakesMoreThanAPipeHolds) {
+TEST(SpawnedCommand, ReturnsMoreOutputThanAPipeHolds) {
     const auto ran = spawnedCommand({"head", "-c", "1000000", "/dev/zero"}, longEnough);
     ASSERT_TRUE(ran);
     EXPECT_EQ(ran->output.size(), 1'000'000U);
@@ -28,14 +28,14 @@ TEST(SpawnedCommand, HasNoInput) {
     EXPECT_EQ(ran->output, "");
 }
 
-TEST(SpawnedCommand, ThatCannotBeRunOrIsEndedByASignalIsNone) {
+TEST(SpawnedCommand, ReturnsNulloptIfItCannotRunOrASignalEndsIt) {
     EXPECT_FALSE(spawnedCommand({"/nowhere/at/all"}, longEnough));
     EXPECT_FALSE(spawnedCommand({"sh", "-c", "kill -9 $$"}, longEnough));
 }
 
-TEST(SpawnedCommand, ThatDoesNotEndInTimeIsNone) { EXPECT_FALSE(spawnedCommand({"sleep", "60"}, 0.05)); }
+TEST(SpawnedCommand, ReturnsNulloptAfterATimeout) { EXPECT_FALSE(spawnedCommand({"sleep", "60"}, 0.05)); }
 
-TEST(StartedCompanion, TellsItsStatusOnceItHasEnded) {
+TEST(StartedCompanion, ReturnsItsStatusOnceItHasEnded) {
     const auto statusOf = [](const CommandWords& command, int signal) {
         const auto companion = startedCompanion(command);
         if (signal != 0)

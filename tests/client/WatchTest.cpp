@@ -18,7 +18,7 @@ using ::testing::StartsWith;
 
 const std::string held = "3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n";
 
-/// The line of a second of the virtual day.
+/// The line with the time stamp of a second in virtual time.
 std::string at(int second, const std::string& line) {
     return "2026-11-22T11:00:" + std::to_string(second) + "Z  " + line;
 }
@@ -40,27 +40,27 @@ protected:
     ScriptedTerminal terminal;
 };
 
-TEST_F(WatchTest, PrintsALineWithItsTimeEachSecondUntilItIsAskedToStop) {
+TEST_F(WatchTest, PrintsATimestampedLineEachSecondUntilAskedToStop) {
     terminal.waitsUntilStop = 3;
     watch(WatchForm::live);
     EXPECT_EQ(terminal.printed, at(40, held) + at(41, held) + at(42, held));
     EXPECT_EQ(surroundings.connections, 1);
 }
 
-TEST_F(WatchTest, TheIntervalIsTheUsersChoice) {
+TEST_F(WatchTest, UsesTheRequestedInterval) {
     terminal.waitsUntilStop = 3;
     watch(WatchForm::lines, 9);
     EXPECT_EQ(terminal.printed, at(40, held) + at(49, held) + at(58, held));
 }
 
-TEST_F(WatchTest, TheTimeThatAReadingTakesDoesNotDelayTheNextOne) {
+TEST_F(WatchTest, SlowReadingsDoNotDelayLaterReadings) {
     terminal.answersTake = 0.25;
     terminal.waitsUntilStop = 5;
     watch(WatchForm::lines);
     EXPECT_EQ(terminal.printed, at(40, held) + at(41, held) + at(42, held) + at(43, held) + at(44, held));
 }
 
-TEST_F(WatchTest, AsJSONPrintsTheHelpersOwnWithTheTime) {
+TEST_F(WatchTest, PrintsTheHelpersJSONWithTheTime) {
     terminal.takesDrawing = true;
     watch(WatchForm::json);
     const auto json = surroundings.fans->current().encoded();
@@ -69,7 +69,7 @@ TEST_F(WatchTest, AsJSONPrintsTheHelpersOwnWithTheTime) {
               "{\"time\":\"2026-11-22T11:00:40Z\"," + members + "{\"time\":\"2026-11-22T11:00:41Z\"," + members);
 }
 
-TEST_F(WatchTest, DrawsAgainAtOnceWhenTheSizeChanges) {
+TEST_F(WatchTest, RedrawsAtOnceWhenTheTerminalIsResized) {
     terminal.takesDrawing = true;
     terminal.waitsUntilStop = 3;
     terminal.onWait = [this](int wait) {
@@ -81,10 +81,10 @@ TEST_F(WatchTest, DrawsAgainAtOnceWhenTheSizeChanges) {
     EXPECT_THAT(terminal.drawings[0], SizeIs(24));
     EXPECT_THAT(terminal.drawings[1], SizeIs(10));
     EXPECT_THAT(surroundings.fans->requests(), ElementsAre("helperVersion", "fetchSnapshot", "fetchSnapshot"))
-        << "a new size is no reason to ask the helper";
+        << "resizing does not query the helper";
 }
 
-TEST_F(WatchTest, WithNothingToShowAtFirstFails) {
+TEST_F(WatchTest, FailsIfTheFirstReadingFails) {
     surroundings.fans->hasReadings = false;
     EXPECT_THROW(watch(WatchForm::live), HelperRefused);
     surroundings.isHelperThere = false;
@@ -96,7 +96,7 @@ TEST_F(WatchTest, WithNothingToShowAtFirstFails) {
     EXPECT_FALSE(terminal.isDrawing);
 }
 
-TEST_F(WatchTest, SaysThatItWaitsForAHelperThatHasGoneAndGoesOn) {
+TEST_F(WatchTest, WaitsForAHelperThatHasExitedAndContinues) {
     restartHelperMeanwhile();
     watch(WatchForm::lines);
     EXPECT_EQ(terminal.printed, at(40, held) + "The helper has dropped the request. Waiting for the helper.\n" +
@@ -104,7 +104,7 @@ TEST_F(WatchTest, SaysThatItWaitsForAHelperThatHasGoneAndGoesOn) {
                                     at(45, held));
 }
 
-TEST_F(WatchTest, DrawsThatItWaitsWithTheTimeOfTheLastReading) {
+TEST_F(WatchTest, DrawsThatItWaitsAndTheTimeOfTheLastReading) {
     terminal.takesDrawing = true;
     restartHelperMeanwhile();
     watch(WatchForm::live);
@@ -115,7 +115,7 @@ TEST_F(WatchTest, DrawsThatItWaitsWithTheTimeOfTheLastReading) {
     EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("The helper answers again.")));
 }
 
-TEST_F(WatchTest, DrawsHowToGetTheFansBackWhileTheHelperIsSilent) {
+TEST_F(WatchTest, DrawsHowToHandTheFansBackWhileTheHelperIsSilent) {
     terminal.takesDrawing = true;
     terminal.waitsUntilStop = 100;
     terminal.onWait = [&](int) {
@@ -127,10 +127,10 @@ TEST_F(WatchTest, DrawsHowToGetTheFansBackWhileTheHelperIsSilent) {
                 Contains("Waiting for the helper. If it does not answer, this command hands the fans back:"));
     EXPECT_THAT(terminal.drawings.back(), Contains("  sudo launchctl kill SIGTERM system/app.kelo.helper"));
     EXPECT_THAT(terminal.drawings.back(), Contains("The last reading is from 12:00:40."));
-    EXPECT_EQ(terminal.seconds, 1004) << "a view ends at once";
+    EXPECT_EQ(terminal.seconds, 1004) << "watch stops at once";
 }
 
-TEST_F(WatchTest, AsJSONSaysElsewhereThatItWaits) {
+TEST_F(WatchTest, JSONWatchReportsWaitingOnStandardError) {
     restartHelperMeanwhile();
     watch(WatchForm::json);
     EXPECT_EQ(terminal.complaints, "kelo: The helper has dropped the request. Waiting for the helper.\n"
@@ -138,7 +138,7 @@ TEST_F(WatchTest, AsJSONSaysElsewhereThatItWaits) {
     EXPECT_THAT(terminal.printed, StartsWith("{"));
 }
 
-TEST_F(WatchTest, AReadingThatIsMissingForAWhileDoesNotEndIt) {
+TEST_F(WatchTest, ContinuesAfterMissingReadings) {
     terminal.waitsUntilStop = 4;
     terminal.onWait = [this](int wait) {
         surroundings.fans->hasReadings = wait == 3;

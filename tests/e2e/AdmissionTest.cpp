@@ -5,11 +5,11 @@ namespace {
 
 class Admission : public EndToEnd {
 protected:
-    /// A client that is turned away gets no reply, and nobody counts it.
-    void expectCutOff(const std::string& program) {
+    /// Expects that the program is disconnected without a reply.
+    void expectRefused(const std::string& program) {
         SCOPED_TRACE(program);
         const auto client = startRawClient(program);
-        client->connect(); // the socket is there for everybody; what counts is what follows
+        client->connect(); // any process may connect to the socket
         client->request(requests::HelperVersion{});
         EXPECT_EQ(client->perform("receive"), "ended");
         EXPECT_EQ(client->perform("connect"), "connected");
@@ -17,32 +17,32 @@ protected:
     }
 };
 
-TEST_F(Admission, TheRightClientIsAdmitted) {
+TEST_F(Admission, AdmitsACorrectlySignedClient) {
     startEverything();
     EXPECT_EQ(connectRawClient()->ask(requests::HelperVersion{}), 6);
 }
 
-TEST_F(Admission, UnsignedAlteredAndForeignClientsAreCutOff) {
+TEST_F(Admission, DisconnectsUnsignedAlteredAndForeignClients) {
     startEverything();
     addClient("unsigned");
-    expectCutOff("unsigned");
+    expectRefused("unsigned");
 
-    // A letter in the name of a section that is never loaded: the program runs as before.
+    // Changes a letter in the name of a section that is never loaded, so that the program still runs.
     auto content = readFile(installation.program("rawclient"));
     const auto at = content.find(".comment");
     ASSERT_NE(at, std::string::npos);
     content[at + 1] = 'C';
     addClient("altered");
     writeFile(installation.program("altered"), content);
-    expectCutOff("altered");
+    expectRefused("altered");
 
     simsign({"init", "foreign", "--team", team});
     addClient("foreign-client");
     sign("foreign-client", appIdentifier, team, "foreign");
-    expectCutOff("foreign-client");
+    expectRefused("foreign-client");
 }
 
-TEST_F(Admission, ClientsOfAnotherIdentifierOrTeamAreCutOff) {
+TEST_F(Admission, DisconnectsClientsWithAnotherIdentifierOrTeam) {
     startEverything();
     addClient("other");
     const std::pair<std::string, std::string> names[] = {
@@ -56,39 +56,39 @@ TEST_F(Admission, ClientsOfAnotherIdentifierOrTeamAreCutOff) {
     for (const auto& [identifier, byTeam] : names) {
         SCOPED_TRACE(::testing::Message() << identifier << " of " << byTeam);
         sign("other", identifier, byTeam);
-        expectCutOff("other");
+        expectRefused("other");
     }
 }
 
-TEST_F(Admission, AnAnchorThatIsPutThereWhileTheHelperRunsIsNotTrusted) {
+TEST_F(Admission, IgnoresAnAnchorReplacedWhileTheHelperRuns) {
     startEverything();
     simsign({"init", "foreign", "--team", team});
     std::filesystem::copy(installation.program("foreign/anchor.pub"), installation.program("simulated-mac/anchor.pub"),
                           std::filesystem::copy_options::overwrite_existing);
     addClient("foreign-client");
     sign("foreign-client", appIdentifier, team, "foreign");
-    expectCutOff("foreign-client");
+    expectRefused("foreign-client");
     EXPECT_EQ(connectRawClient()->ask(requests::HelperVersion{}), 6);
 }
 
-TEST_F(Admission, AHelperOfATeamWithADoubleQuoteLetsNobodyIn) {
+TEST_F(Admission, RefusesAllClientsIfTheTeamContainsADoubleQuote) {
     const std::string quoted = "ABC\"DE";
     sign(Installation::helperName, Installation::helperName, quoted);
     sign("rawclient", appIdentifier, quoted);
     startEverything();
     EXPECT_EQ(installation.helperLog().front(), "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABC\"DE.");
-    expectCutOff("rawclient");
+    expectRefused("rawclient");
 }
 
-TEST_F(Admission, ClientsThatAreCutOffAreNotCounted) {
+TEST_F(Admission, RefusedClientsAreNotCounted) {
     startEverything();
     const auto client = startHold();
     addClient("stranger");
     client->signal(SIGKILL);
     ASSERT_TRUE(installation.waitForLog(disconnected));
-    // Within the grace period: a stranger that was counted in would end it, and one that was counted out, too, would
-    // start it anew.
-    expectCutOff("stranger");
+    // During the grace period: counting the stranger's connection would end it, and counting its disconnection would
+    // start it again.
+    expectRefused("stranger");
     ASSERT_EQ(logTimes(handedBack).size(), 0U);
     ASSERT_TRUE(installation.waitForLog(handedBack, 20));
     expectOneGracePeriod();

@@ -7,7 +7,7 @@ using ::testing::HasSubstr;
 
 class Clients : public EndToEnd {};
 
-TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
+TEST_F(Clients, HoldSetsTheFansTargets) {
     startEverything();
     const auto client = startHold("50%");
     EXPECT_TRUE(installation.waitForLog("[NOTICE] service: hold: engaged(fraction: 0.5, neededUnlock: false)"));
@@ -20,7 +20,7 @@ TEST_F(Clients, AHoldTakesTheFansToTheirTargets) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(Clients, WithoutTheMacTheHelperStillServesAndLogsThatItHasNoLinkWhenItLeaves) {
+TEST_F(Clients, ServesWithoutTheMacAndLogsTheMissingLinkOnExit) {
     startEverything();
     const auto client = startHold();
     installation.stopMac();
@@ -32,7 +32,7 @@ TEST_F(Clients, WithoutTheMacTheHelperStillServesAndLogsThatItHasNoLinkWhenItLea
               Lines({"[NOTICE] service: Handed the fan back on the way out.", noLink}));
 }
 
-TEST_F(Clients, AHoldWhoseClientHasGoneBeginsAndEndsAfterTheGracePeriod) {
+TEST_F(Clients, HoldOfADisconnectedClientEndsAfterTheGracePeriod) {
     startEverything({"--profile", "locked"});
     installation.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
     auto client = connectRawClient();

@@ -12,7 +12,7 @@ protected:
     static constexpr const char* advice = "kelo doctor looks for the cause and says what to do.\n";
 };
 
-TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
+TEST_F(CommandLine, IncorrectUsageExitsWithTwoAndASentence) {
     const Lines wrong[] = {{"kelo", "hold", "1.5"},
                            {"simmac"},
                            {"simmac", "lid", "ajar"},
@@ -30,7 +30,7 @@ TEST_F(CommandLine, WrongUsageIsTwoWithASentence) {
     }
 }
 
-TEST_F(CommandLine, EachProgramNamesAnUnknownCommandAndHasHelpAndAVersion) {
+TEST_F(CommandLine, ProgramsReportUnknownCommandsAndHaveHelpAndAVersion) {
     for (const std::string program : {"kelo", "simmac", "simsign"}) {
         EXPECT_EQ(installation.run(program, {"nonsense"}).errors,
                   program + ": unknown command \"nonsense\"; see " + program + " --help\n");
@@ -47,7 +47,7 @@ TEST_F(CommandLine, EachProgramNamesAnUnknownCommandAndHasHelpAndAVersion) {
     EXPECT_EQ(dev.errors(), "dev: unknown command \"nonsense\"; see ./dev help\n");
 }
 
-TEST_F(CommandLine, AHelperThatIsNotRunningIsThree) {
+TEST_F(CommandLine, ExitsWithThreeIfTheHelperIsNotRunning) {
     for (const auto& arguments : {Lines{"status"}, Lines{"hold", "0.5"}, Lines{"hand-back"}, Lines{"version"},
                                   Lines{"stand-down"}, Lines{"watch"}}) {
         const auto [status, output, errors] = installation.run("kelo", arguments);
@@ -56,7 +56,7 @@ TEST_F(CommandLine, AHelperThatIsNotRunningIsThree) {
     }
 }
 
-TEST_F(CommandLine, ARefusedConnectionIsThree) {
+TEST_F(CommandLine, ExitsWithThreeIfTheConnectionIsRefused) {
     startEverything();
     install(KELO_CLIENT, "kelo"); // without a signature
     const auto [status, output, errors] = installation.run("kelo", {"status"});
@@ -64,7 +64,7 @@ TEST_F(CommandLine, ARefusedConnectionIsThree) {
     EXPECT_THAT(errors, StartsWith("kelo: The helper "));
 }
 
-TEST_F(CommandLine, ARefusedHoldIsOneWithTheHelpersText) {
+TEST_F(CommandLine, ExitsWithOneAndTheHelpersTextIfAHoldIsRefused) {
     startEverything({"--profile", "refusing"});
     const auto [status, output, errors] = installation.run("kelo", {"hold", "0.5"});
     EXPECT_EQ(status, 1);
@@ -75,7 +75,7 @@ TEST_F(CommandLine, ARefusedHoldIsOneWithTheHelpersText) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(CommandLine, AHoldWhoseHelperIsGoneAtItsEndIsThree) {
+TEST_F(CommandLine, HoldExitsWithThreeIfTheHelperHasExited) {
     startEverything();
     const auto client = startHold();
     installation.helper().signal(SIGTERM);
@@ -85,7 +85,7 @@ TEST_F(CommandLine, AHoldWhoseHelperIsGoneAtItsEndIsThree) {
     EXPECT_THAT(client->errors(), StartsWith("kelo: The helper "));
 }
 
-TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
+TEST_F(CommandLine, DoctorFindsFaults) {
     auto found = installation.run("kelo", {"doctor"});
     EXPECT_EQ(found.status, 1);
     EXPECT_THAT(found.output, HasSubstr("ok  signed     both by team ABCDE12345\n"));
@@ -104,7 +104,7 @@ TEST_F(CommandLine, TheDoctorFindsOutWhatIsMissing) {
     EXPECT_THAT(found.output, HasSubstr("bad reachable  The helper "));
 }
 
-TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {
+TEST_F(CommandLine, SimmacShowsTheMacAsTextAndAsJSON) {
     installation.startMac();
     EXPECT_THAT(installation.simmac({"show"}), HasSubstr("fan 0  automatic"));
     const auto mac = installation.mac();
@@ -114,7 +114,7 @@ TEST_F(CommandLine, TheMacIsShownForPeopleAndAsJSON) {
         EXPECT_TRUE(mac["fans"][0].contains(member)) << member;
 }
 
-TEST_F(CommandLine, TheMacCanBeDriven) {
+TEST_F(CommandLine, SimmacChangesTheMac) {
     installation.startMac();
     installation.simmac({"lid", "close"});
     installation.simmac({"set", "Tp09", "77.5"});
@@ -134,7 +134,7 @@ TEST_F(CommandLine, TheMacCanBeDriven) {
     EXPECT_FALSE(mac["asleep"].get<bool>());
 }
 
-TEST_F(CommandLine, WhatTheMacCannotDoIsOneWithASentence) {
+TEST_F(CommandLine, SimmacExitsWithOneAndASentenceOnFailure) {
     EXPECT_EQ(installation.run("simmac", {"show"}).status, 1);
     installation.startMac({"--profile", "desktop"});
     EXPECT_EQ(installation.run("simmac", {"lid", "close"}).errors, "simmac: This Mac has no lid.\n");

@@ -1,4 +1,4 @@
-// Ways out while something keeps the helper's main thread waiting.
+// Exiting while the helper's main thread is blocked.
 
 #include "tests/e2e/EndToEnd.h"
 
@@ -7,9 +7,9 @@ namespace {
 
 class DelayedWayOut : public EndToEnd {
 protected:
-    /// A client with so many requests to hold on their way, on a Mac whose controller never grants manual mode; the
-    /// first of them keeps the main thread in the unlock.
-    std::unique_ptr<RawClient> askForHolds(int count) {
+    /// A client with `count` pending hold requests, on a Mac whose controller never grants manual mode. The first
+    /// request blocks the main thread in an unlock.
+    std::unique_ptr<RawClient> requestHolds(int count) {
         startEverything({"--profile", "refusing"});
         auto client = connectRawClient();
         for (int i = 0; i < count; ++i)
@@ -19,22 +19,22 @@ protected:
     }
 };
 
-TEST_F(DelayedWayOut, ASignalWaitsForTheUnlockInProgressAndForNoHoldThatIsQueuedBehindIt) {
-    const auto client = askForHolds(64);
+TEST_F(DelayedWayOut, SignalWaitsOnlyForTheUnlockInProgress) {
+    const auto client = requestHolds(64);
     installation.helper().signal(SIGTERM);
     expectGoodEnd(8); // 64 unlocks of 4 seconds would take more than four minutes
 }
 
-TEST_F(DelayedWayOut, ADeletedExecutableWaitsForTheUnlockInProgressAndForNoHoldThatIsQueuedBehindIt) {
-    const auto client = askForHolds(64);
+TEST_F(DelayedWayOut, DeletedExecutableWaitsOnlyForTheUnlockInProgress) {
+    const auto client = requestHolds(64);
     std::filesystem::remove(installation.program(Installation::helperName));
-    expectGoodEnd(8); // of the 64, four wait in the helper: 16 seconds
+    expectGoodEnd(8); // four of the 64 are queued in the helper; their unlocks would take 16 seconds
 }
 
-TEST_F(DelayedWayOut, OfTheHoldsOfAClientThatHasGoneOthersWaitForFourAtMost) {
-    auto client = askForHolds(64);
+TEST_F(DelayedWayOut, OthersWaitForAtMostFourHoldsOfADisconnectedClient) {
+    auto client = requestHolds(64);
     client.reset();
-    const auto status = installation.start("kelo", {"status"}); // is answered by the main thread
+    const auto status = installation.start("kelo", {"status"}); // the main thread answers it
     EXPECT_EQ(status->waitForEnd(20), 0);                       // four unlocks of 4 seconds
 }
 

@@ -21,7 +21,7 @@ namespace kelo {
 
 using Lines = std::vector<std::string>;
 
-/// An installation in its own folder, with signed executables that run as real processes on a simulated Mac.
+/// An installation in a separate folder, with signed executables that run as real processes on a simulated Mac.
 class EndToEnd : public ::testing::Test {
 protected:
     static constexpr const char* team = "ABCDE12345";
@@ -53,7 +53,7 @@ protected:
                                    std::filesystem::copy_options::overwrite_existing);
     }
     void simsign(Lines arguments) {
-        // Folders of keys are in the installation.
+        // Key folders are in the installation.
         for (auto& argument : arguments)
             if (argument == "keys" || argument == "foreign")
                 argument = installation.program(argument);
@@ -65,7 +65,7 @@ protected:
         simsign({"sign", installation.program(program), "--identifier", identifier, "--team", byTeam, "--keys", keys});
     }
 
-    /// A second client program, signed as the test wants.
+    /// Installs another client program, unsigned.
     void addClient(const std::string& name) { install(KELO_RAWCLIENT, name); }
 
     void startEverything(const Lines& macOptions = {}) {
@@ -73,7 +73,7 @@ protected:
         installation.startListeningHelper();
     }
 
-    /// A client that holds; the hold is in force.
+    /// Starts a client and waits until its hold is in force.
     std::unique_ptr<ChildProcess> startHold(const std::string& fraction = "0.5", const Lines& options = {}) {
         Lines arguments = {"hold", fraction};
         arguments.insert(arguments.end(), options.begin(), options.end());
@@ -92,19 +92,19 @@ protected:
         return client;
     }
 
-    /// How often the controller has been told something, such as "Ftst" 1, and has done it.
+    /// How often this value, such as 1, was written to this key, such as "Ftst".
     std::ptrdiff_t countWrites(const std::string& key, int value) {
         const auto writes = installation.mac()["writes"];
         return std::count_if(writes.begin(), writes.end(),
                              [&](const auto& write) { return write["key"] == key && write["bytes"][0] == value; });
     }
-    /// Waits until the controller has done it, `count` times if given.
+    /// Waits until the value has been written `count` times.
     bool waitForWrite(const std::string& key, int value, std::ptrdiff_t count = 1) {
         return waitUntil([&] { return countWrites(key, value) >= count; }, 10);
     }
 
-    /// The helper's own times of every line of this text: whole seconds, rounded down. Unlike the moments at which a
-    /// test gets to see the lines, they do not depend on what else the machine has to do.
+    /// The helper's time stamps of every log line with this text, in whole seconds, rounded down. Unlike the time when
+    /// a test reads a line, they do not depend on the load of the machine.
     std::vector<std::time_t> logTimes(const std::string& line) {
         std::vector<std::time_t> times;
         std::istringstream log(installation.helper().errors());
@@ -115,8 +115,8 @@ protected:
         }
         return times;
     }
-    /// The grace period of 8 seconds lies between the one departure that started it and the one hand-back. Virtual time
-    /// shows the 8 seconds exactly; a process on a busy machine gets two more.
+    /// Expects one disconnection and one hand-back, 8 seconds apart. Other tests check the 8 seconds exactly in virtual
+    /// time; a process on a busy machine may take two more.
     void expectOneGracePeriod() {
         const auto left = logTimes(disconnected);
         const auto ended = logTimes(handedBack);
@@ -126,7 +126,7 @@ protected:
         EXPECT_LE(ended[0] - left[0], 10);
     }
 
-    /// Ends the helper by a signal and checks the promise of every way out.
+    /// Waits for the helper's end and checks that it has handed the fans back and exited with status 0.
     void expectGoodEnd(double timeout = 15) {
         EXPECT_EQ(installation.helper().waitForEnd(timeout), 0);
         EXPECT_FALSE(installation.isAnyFanManual());

@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(RehearsalProgram, EndsWithATableOfItsPromisesAndDrawsAPicture) {
+TEST_F(RehearsalProgram, PrintsATableOfPromisesAndDrawsAPicture) {
     auto session = play({"--profile", "fanless", "--speed", "10"});
     EXPECT_EQ(session.waitForEnd(60), 0) << session.errors();
     EXPECT_THAT(session.output(), HasSubstr("    when   promise\n"));
@@ -33,7 +33,7 @@ TEST_F(RehearsalProgram, EndsWithATableOfItsPromisesAndDrawsAPicture) {
     EXPECT_THAT(content("session.json"), HasSubstr("\"picture\": \"timeline\""));
 }
 
-TEST_F(RehearsalProgram, SaysWhyItCannotBePlayed) {
+TEST_F(RehearsalProgram, ReportsAMacThatDoesNotStart) {
     std::filesystem::remove_all(installation.program("simulated-mac"));
     std::ofstream(installation.program("simulated-mac")) << "no folder";
     auto session = play({});
@@ -41,16 +41,16 @@ TEST_F(RehearsalProgram, SaysWhyItCannotBePlayed) {
     EXPECT_THAT(session.errors(), StartsWith("rehearse: the simulated Mac does not come up"));
 }
 
-TEST_F(RehearsalProgram, KnowsNoOtherProfile) {
+TEST_F(RehearsalProgram, RefusesUnknownProfilesAndInvalidSpeeds) {
     EXPECT_EQ(play({"--profile", "toaster"}).waitForEnd(10), 2);
     EXPECT_EQ(play({"--speed", "0"}).waitForEnd(10), 2);
 }
 
-TEST_F(RehearsalProgram, AMacsClockRunsAsFastAsItIsTold) {
+TEST_F(RehearsalProgram, MacsClockRunsAtTheRequestedSpeed) {
     installation.startMac({"--speed", "100"});
     const auto from = std::chrono::steady_clock::now();
     installation.simmac({"interfere", "0", "5000"});
-    // At its own speed a fan needs more than 7 seconds to come so close.
+    // At normal speed a fan needs more than 7 seconds to get this close.
     EXPECT_TRUE(waitUntil([&] { return installation.mac()["fans"][0]["currentRPM"].get<double>() > 4970; }, 5));
     EXPECT_LT(std::chrono::steady_clock::now() - from, std::chrono::seconds(6));
 }

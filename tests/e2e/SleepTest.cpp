@@ -9,7 +9,7 @@ using ::testing::Not;
 
 class Sleep : public EndToEnd {
 protected:
-    /// `report` is what the Mac says of falling asleep: the fans as they were at the acknowledgement.
+    /// `report` is the output of `simmac sleep`, with the state of the fans at the acknowledgement.
     void expectHandedBackBefore(const std::string& report) {
         EXPECT_THAT(report, HasSubstr("1 client(s) acknowledged, 0 did not"));
         EXPECT_THAT(report, HasSubstr("automatic"));
@@ -18,7 +18,7 @@ protected:
     }
 };
 
-TEST_F(Sleep, WhileEngagedTheFansAreHandedBackFirstAndTakenAgainAfterwards) {
+TEST_F(Sleep, HandsTheFansBackBeforeSleepAndTakesThemAgainAfterwards) {
     startEverything();
     const auto client = startHold();
     expectHandedBackBefore(installation.simmac({"sleep"}));
@@ -29,31 +29,31 @@ TEST_F(Sleep, WhileEngagedTheFansAreHandedBackFirstAndTakenAgainAfterwards) {
     EXPECT_TRUE(installation.isAnyFanManual());
 }
 
-TEST_F(Sleep, WhileTheMainThreadUnlocksAFan) {
+TEST_F(Sleep, HandsTheFansBackAfterAnUnlockInProgress) {
     startEverything({"--profile", "locked"});
     const auto client = startHold();
     const auto unlocks = countWrites("Ftst", 1);
     const auto takings = countWrites("F0Md", 1);
-    // As after another program's hand-back. The repair is refused manual mode until the test allows it: the unlock
-    // lasts for as long as the test needs it, up to 4 seconds.
+    // Another program hands a fan back, and the controller refuses manual mode to the repair until the test clears the
+    // fault, so that the unlock lasts as long as the test needs, up to 4 seconds.
     installation.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
     installation.simmac({"set", "Ftst", "0"});
     installation.simmac({"interfere", "0", "auto"});
     ASSERT_TRUE(waitForWrite("Ftst", 1, unlocks + 1));
-    // Sent to sleep twice: as soon as one is turned away, the other has reached the Mac and waits for the helper.
+    // Two requests to sleep: as soon as the Mac refuses one, the other has reached the Mac and waits for the helper.
     const auto one = installation.start("simmac", {"sleep"});
     const auto other = installation.start("simmac", {"sleep"});
     ASSERT_TRUE(waitUntil([&] { return one->status() || other->status(); }, 10));
-    const auto& turnedAway = one->status() ? one : other;
+    const auto& refused = one->status() ? one : other;
     const auto& sleeping = one->status() ? other : one;
-    EXPECT_THAT(turnedAway->errors(), HasSubstr("asleep, or about to be"));
+    EXPECT_THAT(refused->errors(), HasSubstr("asleep, or about to be"));
     EXPECT_EQ(sleeping->status(), std::nullopt);
     EXPECT_THAT(installation.helperLog(),
-                Not(Contains("[NOTICE] service: hold: reasserted"))); // the repair is not over
+                Not(Contains("[NOTICE] service: hold: reasserted"))); // the repair is still in progress
     installation.simmac({"fault", "clear"});
     ASSERT_EQ(sleeping->waitForEnd(10), 0);
     expectHandedBackBefore(sleeping->output());
-    EXPECT_EQ(countWrites("F0Md", 1), takings + 1); // the unlock went through before the fan was handed back
+    EXPECT_EQ(countWrites("F0Md", 1), takings + 1); // the unlock succeeded before the fan was handed back
     const auto log = installation.helperLog();
     EXPECT_EQ(Lines(log.end() - 2, log.end()),
               Lines({"[NOTICE] service: hold: reasserted", "[NOTICE] service: hold: sleeping"}));

@@ -26,7 +26,7 @@ using ::testing::IsEmpty;
 const char* const acceptingOnly = "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.";
 const char* const listening = "[NOTICE] listener: Listening on app.kelo.helper";
 
-/// Whether the process takes SIGTERM from a descriptor: before that, the signal ends it at once.
+/// Whether the process has blocked SIGTERM, to read it from a descriptor. Before that, the signal kills it.
 bool hasSigtermBlocked(pid_t process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
     for (std::string line; std::getline(status, line);)
@@ -37,7 +37,7 @@ bool hasSigtermBlocked(pid_t process) {
 
 class StartUp : public EndToEnd {};
 
-TEST_F(StartUp, StandardErrorHoldsTheTwoLinesByteForByte) {
+TEST_F(StartUp, WritesExactlyTwoLinesToStandardError) {
     startEverything();
     const std::regex lines("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z "
                            "\\[NOTICE\\] listener: Accepting only app\\.kelo\\.Kelo signed by ABCDE12345\\.\n"
@@ -47,7 +47,7 @@ TEST_F(StartUp, StandardErrorHoldsTheTwoLinesByteForByte) {
     EXPECT_EQ(installation.helper().output(), "");
 }
 
-TEST_F(StartUp, ASecondHelperSaysSoAndTouchesNothing) {
+TEST_F(StartUp, SecondHelperReportsTheFirstAndDoesNotAffectIt) {
     startEverything();
     const auto client = startHold();
     const auto second = installation.start(Installation::helperName, {});
@@ -64,11 +64,11 @@ TEST_F(StartUp, ASecondHelperSaysSoAndTouchesNothing) {
     EXPECT_EQ(second->waitForEnd(10), 0);
     EXPECT_THAT(second->errors(), HasSubstr("[NOTICE] service: Handed the fan back on the way out.\n"));
     EXPECT_THAT(second->errors(), HasSubstr(noLink));
-    EXPECT_TRUE(installation.isAnyFanManual()) << "the first one's hold goes on";
-    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0) << "and so does its service";
+    EXPECT_TRUE(installation.isAnyFanManual()) << "the first helper's hold stays in force";
+    EXPECT_EQ(installation.run("kelo", {"version"}).status, 0) << "the first helper still serves clients";
 }
 
-TEST_F(StartUp, AHelperStartedWhileAnotherLeavesServesAfterIt) {
+TEST_F(StartUp, HelperStartedWhileAnotherExitsServesAfterwards) {
     installation.startMac();
     const auto leaving = installation.start(Installation::helperName, {});
     ASSERT_TRUE(waitUntil([&] { return leaving->errors().find(listening) != std::string::npos; }, 10));
@@ -88,15 +88,15 @@ TEST_F(StartUp, AHelperStartedWhileAnotherLeavesServesAfterIt) {
     EXPECT_THAT(installation.helperLog(), ::testing::Not(::testing::Contains(noLink)));
 }
 
-TEST_F(StartUp, AStrangerConnectsButCannotKeepTheHelperFromServing) {
-    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755)); // the folder of an installation
+TEST_F(StartUp, AnotherUserCannotKeepTheHelperFromServing) {
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755)); // as in an installation
     installation.startMac();
     std::vector<FileDescriptor> locks;
     bool isConnected = false;
     int refusal = 0;
     const auto asStranger = [&refusal](const std::function<void()>& work) {
         std::thread([&] {
-            if (syscall(SYS_setresuid, -1, 65534, -1) != 0) // to the kernel, a user belongs to each thread
+            if (syscall(SYS_setresuid, -1, 65534, -1) != 0) // in the kernel, each thread has its own user
                 refusal = errno;
             else
                 work();
@@ -104,7 +104,7 @@ TEST_F(StartUp, AStrangerConnectsButCannotKeepTheHelperFromServing) {
     };
     asStranger([] {});
     if (refusal != 0)
-        GTEST_SKIP() << "no process can become somebody else here: " << std::strerror(refusal);
+        GTEST_SKIP() << "no process can change its user here: " << std::strerror(refusal);
     asStranger([&] {
         for (const char* path : {"simulated-mac", "simulated-mac/helper.lock"})
             locks.emplace_back(open(installation.program(path).c_str(), O_RDONLY | O_CLOEXEC));
@@ -119,17 +119,17 @@ TEST_F(StartUp, AStrangerConnectsButCannotKeepTheHelperFromServing) {
     EXPECT_TRUE(isConnected);
 }
 
-TEST_F(StartUp, AHelperWithFewDescriptorsGoesOnAsFarAsItCanAndNeverAborts) {
+TEST_F(StartUp, HelperWithFewDescriptorsNeverAborts) {
     if (*KELO_SANITIZE != '\0')
-        GTEST_SKIP() << "the sanitizers open descriptors of their own to look at an object";
+        GTEST_SKIP() << "the sanitizers open additional descriptors";
     installation.startMac();
     std::filesystem::create_symlink("/bin/sh", installation.program("sh"));
     for (int descriptors = 4; descriptors <= 16; ++descriptors) {
         const auto helper =
             installation.start("sh", {"-c", "ulimit -n " + std::to_string(descriptors) + "; exec " +
                                                 installation.program(Installation::helperName).string()});
-        const auto hasSpoken = [&] { return !helper->errors().empty() || helper->status().has_value(); };
-        EXPECT_TRUE(waitUntil(hasSpoken, 10)) << descriptors;
+        const auto hasLoggedOrExited = [&] { return !helper->errors().empty() || helper->status().has_value(); };
+        EXPECT_TRUE(waitUntil(hasLoggedOrExited, 10)) << descriptors;
         if (!helper->status()) {
             waitUntil([&] { return helper->status() || hasSigtermBlocked(helper->number()); }, 10);
             helper->signal(SIGTERM);
@@ -137,12 +137,12 @@ TEST_F(StartUp, AHelperWithFewDescriptorsGoesOnAsFarAsItCanAndNeverAborts) {
         const auto status = helper->waitForEnd(10);
         EXPECT_EQ(helper->errors().find("isn't signed"), std::string::npos) << descriptors << ": " << helper->errors();
         if (helper->errors().find("error while loading shared libraries") != std::string::npos)
-            continue; // it never came to its first line
+            continue; // main was never reached
         EXPECT_EQ(status, 0) << descriptors << ": " << helper->errors();
     }
 }
 
-TEST_F(StartUp, ATimeZoneThatNamesAPipeDoesNotHoldUpTheStart) {
+TEST_F(StartUp, TimeZoneNamingAPipeDoesNotBlockStartUp) {
     installation.startMac();
     const auto pipe = installation.program("zone");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -152,14 +152,14 @@ TEST_F(StartUp, ATimeZoneThatNamesAPipeDoesNotHoldUpTheStart) {
     EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
 }
 
-TEST_F(StartUp, AHelperWhoseAnchorOthersCanReplaceAdmitsNobody) {
+TEST_F(StartUp, RefusesAllClientsIfOthersCanReplaceTheAnchor) {
     std::filesystem::permissions(installation.program("simulated-mac/anchor.pub"), std::filesystem::perms(0666));
     startEverything();
     EXPECT_THAT(installation.helperLog(), ElementsAre(acceptingOnly, listening));
     EXPECT_EQ(installation.run("kelo", {"version"}).status, 3);
 }
 
-TEST_F(StartUp, AFolderThatOthersMayEnterIsUsedByNobodyUntilItsModeIsRight) {
+TEST_F(StartUp, RefusesAFolderThatOthersMayEnterUntilItsModeIsFixed) {
     const auto mode = [this](int bits) {
         std::filesystem::permissions(installation.program("simulated-mac"), std::filesystem::perms(bits));
     };
@@ -180,7 +180,7 @@ TEST_F(StartUp, AFolderThatOthersMayEnterIsUsedByNobodyUntilItsModeIsRight) {
 
 TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
     installation.startMac();
-    // Started from a file that has lost its name, as it is after an update that came too early.
+    // The executable is deleted before the helper starts, as by an early update.
     const auto nameless = installation.program("nameless");
     std::filesystem::copy_file(installation.program(Installation::helperName), nameless);
     const int executable = open(nameless.c_str(), O_RDONLY);
@@ -198,7 +198,7 @@ TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
     close(executable);
 }
 
-TEST_F(StartUp, ClosedStandardStreamsAreTheNullDeviceBeforeAnythingElseIsOpenedAndDoNotHurt) {
+TEST_F(StartUp, RedirectsClosedStandardStreamsToTheNullDevice) {
     installation.startMac();
     installation.startHelperBy("/bin/sh",
                                {"-c", "exec \"$0\" <&- >&- 2>&-", installation.program(Installation::helperName)});

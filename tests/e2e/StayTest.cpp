@@ -6,13 +6,13 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// What `./dev run --stay` does once everything is built and laid out.
+/// The part of `./dev run --stay` after the build and the staging.
 class Stay : public EndToEnd {
 protected:
-    Stay() { std::signal(SIGINT, SIG_DFL); } // a shell cannot take a signal that it was started to ignore
+    Stay() { std::signal(SIGINT, SIG_DFL); } // a shell cannot trap a signal that was ignored when it started
     ~Stay() override {
         shell.reset();
-        // What it leaves behind when it fails is no child of ours.
+        // Processes that a failed script leaves behind are not our children.
         for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
             std::error_code error;
             const auto executable = std::filesystem::read_symlink(entry.path() / "exe", error);
@@ -21,14 +21,14 @@ protected:
         }
     }
 
-    /// In a process group of its own, as a terminal would start it.
+    /// Starts the script in a separate process group, as a terminal does.
     void start() {
         const std::string script = "set -euo pipefail; fail() { echo \"dev: $*\" >&2; exit 1; }; "
                                    "source '" KELO_SOURCE_FOLDER "/tools/dev/stage.sh'; stay '" +
                                    folder.path().string() + "'";
         shell = std::make_unique<ChildProcess>("/usr/bin/setsid", Lines{"bash", "-c", script}, folder / "log", "stay");
     }
-    /// What Ctrl-C does.
+    /// Sends SIGINT to the process group, as Ctrl-C does.
     void interrupt() const { kill(-shell->number(), SIGINT); }
     bool waitForError(const std::string& text) {
         return waitUntil([&] { return shell->errors().find(text) != std::string::npos; }, 20);
@@ -37,13 +37,13 @@ protected:
     std::unique_ptr<ChildProcess> shell;
 };
 
-TEST_F(Stay, CtrlCHandsTheFanBackBeforeTheMacEnds) {
+TEST_F(Stay, CtrlCHandsTheFanBackBeforeTheMacStops) {
     start();
     ASSERT_TRUE(waitForError("Listening on app.kelo.helper")) << shell->errors();
     const auto client = startHold();
-    // Each exchange takes a while, so that a Mac that ended with the helper would end in the middle of the hand-back.
+    // Slow exchanges, so that a Mac that stopped together with the helper would stop during the hand-back.
     installation.simmac({"fault", "slow", "0.1"});
-    // As the Mac cannot be asked after its end, it is asked until then.
+    // The Mac cannot be queried after its end, so the test polls it until then.
     bool isHandedBack = false;
     interrupt();
     const bool hasEnded = waitUntil(
@@ -60,7 +60,7 @@ TEST_F(Stay, CtrlCHandsTheFanBackBeforeTheMacEnds) {
     EXPECT_EQ(installation.run("simmac", {"show"}).status, 1);
 }
 
-TEST_F(Stay, AHelperThatEndsTakesTheMacWithIt) {
+TEST_F(Stay, StopsTheMacWhenTheHelperExits) {
     start();
     ASSERT_TRUE(waitForError("Listening on app.kelo.helper")) << shell->errors();
     EXPECT_EQ(installation.run("kelo", {"stand-down"}).status, 0);
@@ -68,7 +68,7 @@ TEST_F(Stay, AHelperThatEndsTakesTheMacWithIt) {
     EXPECT_EQ(installation.run("simmac", {"show"}).status, 1);
 }
 
-TEST_F(Stay, AMacThatDoesNotComeUpIsSaidAndNotWaitedFor) {
+TEST_F(Stay, ReportsAMacThatDoesNotStart) {
     std::filesystem::remove_all(installation.program("simulated-mac"));
     writeFile(installation.program("simulated-mac"), "no folder");
     start();

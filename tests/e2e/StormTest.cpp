@@ -1,4 +1,4 @@
-// One admitted process asks without end; others are served all the same.
+// One admitted process sends requests without pause; the helper must still serve others in time.
 
 #include <chrono>
 

@@ -18,7 +18,7 @@ using ::testing::StartsWith;
 const std::string ctrlC = "\x03";
 const std::string ctrlZ = "\x1a";
 
-/// `kelo` on a terminal, and what its user sees.
+/// Runs `kelo` on a terminal and checks its screen.
 class OnATerminal : public EndToEnd {
 protected:
     static constexpr double patience = 20; // seconds
@@ -55,7 +55,7 @@ protected:
         screen->resize(columns, rows);
         terminal->resize(columns, rows);
     }
-    /// Nothing of the view is left, and the terminal is as the shell wants it.
+    /// Expects that the view has been removed and the terminal modes restored.
     void expectCleanEnd(int status) {
         ASSERT_TRUE(waitFor([&] { return terminal->status().has_value(); }));
         look();
@@ -76,7 +76,7 @@ protected:
     std::string sent;
 };
 
-TEST_F(OnATerminal, AWatchFillsScreensOfEverySizeAndLeavesThemClean) {
+TEST_F(OnATerminal, WatchFillsScreensOfEverySizeAndRestoresThem) {
     startEverything();
     const std::pair<unsigned, unsigned> sizes[] = {{80, 24}, {200, 60}, {40, 12}, {20, 5}, {12, 2}, {1, 1}};
     for (const auto& [columns, rows] : sizes) {
@@ -90,11 +90,11 @@ TEST_F(OnATerminal, AWatchFillsScreensOfEverySizeAndLeavesThemClean) {
         terminal->type("some keys");
         terminal->type(rows % 8 == 0 ? "q" : ctrlC);
         expectCleanEnd(0);
-        EXPECT_THAT(screen->rows(), Each(IsEmpty())) << "neither the view nor what was typed";
+        EXPECT_THAT(screen->rows(), Each(IsEmpty())) << "shows neither the view nor typed keys";
     }
 }
 
-TEST_F(OnATerminal, AWatchFollowsTheWindowAtOnce) {
+TEST_F(OnATerminal, WatchRedrawsAtOnceWhenTheWindowIsResized) {
     startEverything();
     start({"watch"}, 80, 24);
     ASSERT_TRUE(waitFor("q or Ctrl-C ends"));
@@ -104,13 +104,13 @@ TEST_F(OnATerminal, AWatchFollowsTheWindowAtOnce) {
         ASSERT_TRUE(waitFor([&] { return screen->rows().back().starts_with("q or Ctrl-C ends"); })) << i;
         EXPECT_THAT(screen->rows().front(), StartsWith(" kelo watch   automatic "));
     }
-    // With its next reading it would draw anyway, a second later.
+    // Drawing only with the next reading would take up to a second each time.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
     terminal->type(ctrlC);
     expectCleanEnd(0);
 }
 
-TEST_F(OnATerminal, ASuspendedWatchGivesTheScreenBackMeanwhile) {
+TEST_F(OnATerminal, SuspendedWatchRestoresTheScreen) {
     startEverything();
     start({"watch"});
     ASSERT_TRUE(waitFor(" kelo watch   automatic "));
@@ -125,7 +125,7 @@ TEST_F(OnATerminal, ASuspendedWatchGivesTheScreenBackMeanwhile) {
     expectCleanEnd(0);
 }
 
-TEST_F(OnATerminal, AHoldShowsTheSameAndHandsBackOnCtrlC) {
+TEST_F(OnATerminal, HoldDrawsTheViewAndHandsBackOnCtrlC) {
     startEverything();
     start({"hold", "50%", "--hand-back-on-lid-close"});
     ASSERT_TRUE(waitFor("   held "));
@@ -139,7 +139,7 @@ TEST_F(OnATerminal, AHoldShowsTheSameAndHandsBackOnCtrlC) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(OnATerminal, AHoldWhoseTerminalIsClosedHandsBack) {
+TEST_F(OnATerminal, HoldHandsBackWhenItsTerminalIsClosed) {
     startEverything();
     start({"hold", "0.5"});
     ASSERT_TRUE(waitFor("   held "));
@@ -148,26 +148,25 @@ TEST_F(OnATerminal, AHoldWhoseTerminalIsClosedHandsBack) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-/// Ctrl-S stops the output of a terminal.
-TEST_F(OnATerminal, AHoldWhoseOutputIsStuckEndsInTime) {
+TEST_F(OnATerminal, HoldWithBlockedOutputEndsOnTime) {
     startEverything();
     for (const std::string kind : {"TERM=dumb", "TERM=xterm"}) {
         environment.front() = kind;
         start({"hold", "0.5", "--for", "3s"});
         ASSERT_TRUE(waitUntil([&] { return installation.isAnyFanManual(); }, patience));
-        std::this_thread::sleep_for(std::chrono::milliseconds(500)); // the announcement is out
-        terminal->type("\x13");
+        std::this_thread::sleep_for(std::chrono::milliseconds(500)); // the announcement has been printed
+        terminal->type("\x13");                                      // Ctrl-S blocks the output
         EXPECT_TRUE(waitUntil([&] { return !installation.isAnyFanManual(); }, 10)) << kind;
         EXPECT_TRUE(waitUntil([&] { return terminal->status() == 0; }, 10)) << kind;
     }
 }
 
-TEST_F(OnATerminal, AHoldEndsOnCtrlCWhileTheHelperHangsAndDoesNotStay) {
+TEST_F(OnATerminal, CtrlCEndsAHoldWhileTheHelperHangs) {
     startEverything();
     start({"hold", "0.5"});
     ASSERT_TRUE(waitFor("   held "));
     installation.helper().signal(SIGSTOP);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // as above
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // the announcement has been printed
     const auto begin = std::chrono::steady_clock::now();
     terminal->type(ctrlC);
     expectCleanEnd(3);
@@ -178,19 +177,19 @@ TEST_F(OnATerminal, AHoldEndsOnCtrlCWhileTheHelperHangsAndDoesNotStay) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(OnATerminal, AHoldThatTheHelperHasNotGrantedYetEndsAtOnceOnCtrlCAndDoesNotStay) {
+TEST_F(OnATerminal, CtrlCCancelsAHoldThatIsNotYetGranted) {
     startEverything();
     installation.helper().signal(SIGSTOP);
     start({"hold", "0.5"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000)); // it has made its request by then
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000)); // it has sent its request by then
     terminal->type(ctrlC);
     expectCleanEnd(128 + SIGINT);
     installation.helper().signal(SIGCONT);
-    EXPECT_EQ(installation.run("kelo", {"status"}).status, 0); // it has been through what waited
+    EXPECT_EQ(installation.run("kelo", {"status"}).status, 0); // the helper has processed the pending requests
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(OnATerminal, ColourIsOnlyWhereItIsWelcome) {
+TEST_F(OnATerminal, NoColorVariableDisablesColour) {
     startEverything();
     const auto isColoured = [&](const std::string& command, const std::string& noColour) {
         environment.back() = noColour;
@@ -204,7 +203,7 @@ TEST_F(OnATerminal, ColourIsOnlyWhereItIsWelcome) {
     }
 }
 
-TEST_F(OnATerminal, ADumbTerminalGetsPlainLines) {
+TEST_F(OnATerminal, DumbTerminalGetsPlainLines) {
     startEverything();
     for (const std::string kind : {"TERM=dumb", "TERM="}) {
         environment.front() = kind;
@@ -225,7 +224,7 @@ TEST_F(OnATerminal, ADumbTerminalGetsPlainLines) {
     }
 }
 
-TEST_F(OnATerminal, ATerminalWithoutUnicodeGetsNone) {
+TEST_F(OnATerminal, TerminalWithoutUnicodeGetsOnlyASCII) {
     startEverything();
     environment[1] = "LC_ALL=C";
     start({"watch"});
@@ -235,7 +234,7 @@ TEST_F(OnATerminal, ATerminalWithoutUnicodeGetsNone) {
     expectCleanEnd(0);
 }
 
-TEST_F(OnATerminal, AHoldInTheBackgroundDoesNotTakeTheScreen) {
+TEST_F(OnATerminal, BackgroundHoldDoesNotDraw) {
     startEverything();
     const auto command = "set -m; '" + installation.program("kelo").string() + "' hold 50% --for 1s & wait";
     startProgram("/bin/bash", {"-c", command}, 80, 24);

@@ -1,4 +1,4 @@
-// What the helper logs has no reader: neither its service nor its way out may wait for one.
+// No process reads the helper's log: neither its service nor its exit may wait for a reader.
 
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -15,8 +15,7 @@
 namespace kelo {
 namespace {
 
-/// Stops every thread of a process but its first, as if each were stuck, until the process ends. Of a process that this
-/// one has started.
+/// Stops every thread of a child process except its first, as if each were stuck, until the process ends.
 class StoppedThreads {
 public:
     explicit StoppedThreads(pid_t process) {
@@ -29,7 +28,7 @@ public:
 
     std::size_t count() const { return threads_.size(); }
 
-    /// The process does not count as ended before this has been called after its end.
+    /// Must be called after the process has ended; until then, waiting for it does not return.
     void reap() const {
         for (const auto thread : threads_)
             waitpid(thread, nullptr, __WALL | WNOHANG);
@@ -55,7 +54,7 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(socket); }, 20));
     }
 
-    /// The listener answers the first, the main thread the second.
+    /// The listener answers the first command, the main thread the second.
     void expectService() {
         for (const char* command : {"version", "status"})
             EXPECT_EQ(installation.start("kelo", {command})->waitForEnd(5), 0) << command;
@@ -69,13 +68,14 @@ protected:
     }
 };
 
-TEST_F(UnreadLogs, RefusedStrangersStopNeitherServiceNorWayOutWhileTheSystemsLogIsFull) {
+TEST_F(UnreadLogs, FullSystemLogBlocksNeitherServiceNorExit) {
     if (const auto refusal = LaunchEnvironment::refusalOfOwnLog(folder.path()); !refusal.empty())
-        GTEST_SKIP() << "no process can have a system log of its own here: " << refusal;
+        GTEST_SKIP() << "no process can have a separate system log here: " << refusal;
     const FakeLogDaemon daemon(installation.program(LaunchEnvironment::logSocketName));
     start({.hasOwnLog = true});
     const auto client = startHold();
-    EXPECT_THAT(daemon.read(), ::testing::Contains(::testing::HasSubstr("hold: engaged"))) << "it is this helper's log";
+    EXPECT_THAT(daemon.read(), ::testing::Contains(::testing::HasSubstr("hold: engaged")))
+        << "the daemon must receive this helper's log";
     daemon.fill();
     addClient("stranger");
     const auto stranger = startRawClient("stranger");
@@ -94,7 +94,7 @@ protected:
         GetParam() == Stream::pipe ? UnreadStream::pipe(folder / "standard-error") : UnreadStream::terminal();
 };
 
-TEST_P(UnreadStandardError, StopsNeitherServiceNorWayOut) {
+TEST_P(UnreadStandardError, BlocksNeitherServiceNorExit) {
     start({.standardError = full.path()});
     const auto client = startHold();
     expectService();
@@ -105,14 +105,14 @@ std::string nameOfCase(const ::testing::TestParamInfo<Stream>& info) {
     return info.param == Stream::pipe ? "Pipe" : "Terminal";
 }
 
-TEST_F(UnreadLogs, WhatWaitedForAReaderIsWrittenAtTheEndAlthoughTheListenerIsStuck) {
+TEST_F(UnreadLogs, WritesPendingLinesAtExitEvenIfTheListenerIsStuck) {
     const auto full = UnreadStream::pipe(folder / "standard-error");
     start({.standardError = full.path()});
     const auto client = startHold();
     const StoppedThreads listener(installation.helper().number());
     ASSERT_GE(listener.count(), 1U);
     installation.helper().signal(SIGTERM);
-    // The fans are back, the helper waits for its listener, and only now somebody reads.
+    // The fans are handed back, and the helper waits for its listener; only now the pipe is read.
     ASSERT_TRUE(waitUntil([this] { return !installation.isAnyFanManual(); }, 10));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     full.read();

@@ -41,7 +41,7 @@ INSTANTIATE_TEST_SUITE_P(OfEveryKind, StopSignal,
 
 class StopSignals : public EndToEnd {
 protected:
-    /// The helper was stopped once, whatever came later.
+    /// Expects that the helper was stopped only once.
     void expectOneEnd(const Lines& end) {
         expectGoodEnd();
         const auto log = installation.helperLog();
@@ -50,29 +50,29 @@ protected:
     }
 };
 
-TEST_F(StopSignals, SeveralThatWaitForTheMainThreadEndTheHelperOnce) {
+TEST_F(StopSignals, SeveralPendingSignalsStopTheHelperOnce) {
     startEverything({"--profile", "refusing"});
     const auto client = connectRawClient();
     client->request(requests::Hold{0.5, false});
-    ASSERT_TRUE(waitForWrite("Ftst", 1)); // the main thread is in an unlock, and will be for four seconds
+    ASSERT_TRUE(waitForWrite("Ftst", 1)); // the main thread is busy with an unlock for four seconds
     for (const int signal : {SIGTERM, SIGINT, SIGTERM})
         installation.helper().signal(signal);
     expectOneEnd({askedToStop, onTheWayOut});
 }
 
-TEST_F(StopSignals, OneThatArrivesDuringTheStartIsNotLost) {
+TEST_F(StopSignals, SignalDuringStartUpIsNotLost) {
     installation.startMac();
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr); // the helper inherits this: the signal waits for it
+    sigprocmask(SIG_BLOCK, &signals, nullptr); // the helper inherits the mask, so the signal stays pending
     installation.startHelper();
     installation.helper().signal(SIGTERM);
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
     expectOneEnd({askedToStop, onTheWayOut});
 }
 
-TEST_F(StopSignals, TheSignalsOfATerminalAndOfAFullFileDoNotDisturbAHold) {
+TEST_F(StopSignals, TerminalAndFileSizeSignalsDoNotDisturbAHold) {
     startEverything();
     const auto client = startHold();
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGTTOU, SIGTTIN, SIGTSTP}) {
@@ -84,7 +84,7 @@ TEST_F(StopSignals, TheSignalsOfATerminalAndOfAFullFileDoNotDisturbAHold) {
     expectGoodEnd();
 }
 
-TEST_F(StopSignals, AnotherOneOnTheWayOutChangesNothing) {
+TEST_F(StopSignals, SecondSignalDuringExitChangesNothing) {
     startEverything();
     const auto client = startHold();
     installation.simmac({"fault", "slow", "0.1"}); // two hand-backs of three writes take more than a second
@@ -92,7 +92,7 @@ TEST_F(StopSignals, AnotherOneOnTheWayOutChangesNothing) {
     ASSERT_TRUE(installation.waitForLog(askedToStop));
     for (const int signal : {SIGTERM, SIGINT})
         installation.helper().signal(signal);
-    EXPECT_THAT(installation.helperLog(), Not(Contains(onTheWayOut))) << "they came too late to prove anything";
+    EXPECT_THAT(installation.helperLog(), Not(Contains(onTheWayOut))) << "the signals were sent too late for this test";
     expectOneEnd({askedToStop, released, onTheWayOut});
 }
 
@@ -100,7 +100,7 @@ TEST_F(StopSignals, AnotherOneOnTheWayOutChangesNothing) {
 
 class ReplacedHelper : public EndToEnd {};
 
-TEST_F(ReplacedHelper, HandsBackAndLeavesAndTheNewHelperServes) {
+TEST_F(ReplacedHelper, HandsBackAndExitsThenTheNewHelperServes) {
     startEverything();
     const auto client = startHold();
     const auto executable = installation.program(Installation::helperName);
@@ -110,7 +110,7 @@ TEST_F(ReplacedHelper, HandsBackAndLeavesAndTheNewHelperServes) {
     EXPECT_EQ(tail(installation.helperLog(), 3), Lines({deletedOrMoved, released, onTheWayOut}));
     installation.startListeningHelper();
     EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
-    EXPECT_TRUE(waitUntil([&] { return installation.isAnyFanManual(); }, 10)) << "the client asks again";
+    EXPECT_TRUE(waitUntil([&] { return installation.isAnyFanManual(); }, 10)) << "the client requests the hold again";
 }
 
 } // namespace

@@ -15,7 +15,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-/// A machine as a table of commands and what they print. What is not in it cannot be run.
+/// A machine as a table of commands and their output. A command that is not in the table cannot be run.
 class DoctorTest : public ::testing::Test {
 protected:
     using Commands = std::map<std::string, Ran>;
@@ -95,7 +95,7 @@ TEST_F(OnLinux, EverythingWorks) {
     EXPECT_FALSE(surroundings.fans->isHeld);
 }
 
-TEST_F(OnLinux, NothingInstalledIsSaidWithoutLookingFurther) {
+TEST_F(OnLinux, StopsExaminingIfNothingIsInstalled) {
     commands.erase("ls -l /w/app.kelo.helper");
     surroundings.isHelperThere = false;
     expectFault("installed  There is no /w/app.kelo.helper.",
@@ -104,7 +104,7 @@ TEST_F(OnLinux, NothingInstalledIsSaidWithoutLookingFurther) {
     expectFault("reachable  The helper is not running.", "Follow the advice above first, then run kelo doctor again.");
 }
 
-TEST_F(OnLinux, EachFaultOfTheInstallationIsNamedWithWhatToDo) {
+TEST_F(OnLinux, ReportsEachInstallationFaultWithAdvice) {
     const auto all = commands;
     commands["/w/simmac show"].status = 1;
     expectFault("Mac        The simulated Mac is not running.", "Start it: /w/simmac serve");
@@ -121,7 +121,7 @@ TEST_F(OnLinux, EachFaultOfTheInstallationIsNamedWithWhatToDo) {
         signAgain);
 }
 
-TEST_F(OnLinux, AHelperThatCannotBeReachedAlthoughEverythingIsInPlaceIsToBeStopped) {
+TEST_F(OnLinux, AdvisesStoppingAnUnreachableHelper) {
     surroundings.isHelperThere = false;
     expectFault("reachable  The helper is not running.",
                 "Stop the helper, so that it hands the fans back: end it with Ctrl-C or SIGTERM\n"
@@ -129,7 +129,7 @@ TEST_F(OnLinux, AHelperThatCannotBeReachedAlthoughEverythingIsInPlaceIsToBeStopp
                     reportIt);
 }
 
-TEST_F(OnLinux, ASilentHelperIsReportedWhileTheDoctorWaits) {
+TEST_F(OnLinux, ReportsASilentHelperWhileWaiting) {
     std::string printedMeanwhile;
     terminal.onSilence = [&] {
         printedMeanwhile = terminal.printed;
@@ -138,12 +138,12 @@ TEST_F(OnLinux, ASilentHelperIsReportedWhileTheDoctorWaits) {
     expectFault("reachable  The helper does not answer.",
                 "Stop the helper, so that it hands the fans back: end it with Ctrl-C or SIGTERM");
     EXPECT_THAT(printedMeanwhile, HasSubstr("ok  running    as process 4711\n"))
-        << "each finding as soon as it is made";
+        << "each finding is printed as soon as it is known";
     EXPECT_THAT(printedMeanwhile, HasSubstr("--  waiting    The helper has not answered yet.\n"));
     EXPECT_EQ(terminal.seconds, 1020);
 }
 
-TEST_F(OnLinux, EachFaultOfTheHelperIsNamedWithWhatToDo) {
+TEST_F(OnLinux, ReportsEachHelperFaultWithAdvice) {
     auto& fans = *surroundings.fans;
     fans.version = 5;
     expectFault(
@@ -159,7 +159,7 @@ TEST_F(OnLinux, EachFaultOfTheHelperIsNamedWithWhatToDo) {
                 "Kelo cannot hold fans on this Mac; the system keeps controlling them. If it has fans, " + reportIt);
 }
 
-TEST_F(OnLinux, TriesWhatFailsWhenAHoldIsRefused) {
+TEST_F(OnLinux, ReportsAFailedTrialHold) {
     surroundings.fans->error = "This Mac refused to hand over the fan.";
     expectFault("hold       This Mac refused to hand over the fan.",
                 "If the system manages cooling itself right now, try again in some minutes. If the problem persists, " +
@@ -171,7 +171,7 @@ TEST_F(OnLinux, TriesWhatFailsWhenAHoldIsRefused) {
                 "If the problem persists, " + reportIt);
 }
 
-TEST_F(OnLinux, AHoldThatSomebodyHasIsNoFaultAndIsNotDisturbed) {
+TEST_F(OnLinux, DoesNotDisturbAnExistingHold) {
     const std::string advice = "kelo hand-back ends any hold at once; after that, kelo doctor also tries a hold.";
     surroundings.fans->show(true);
     expectNote("held by    a client of the helper, or another program that controls fans", advice);
@@ -181,13 +181,13 @@ TEST_F(OnLinux, AHoldThatSomebodyHasIsNoFaultAndIsNotDisturbed) {
     EXPECT_THAT(surroundings.fans->holds(), ElementsAre());
 }
 
-TEST_F(OnLinux, AChipThatCannotBeReadIsWorthKnowing) {
+TEST_F(OnLinux, NotesThatTheChipTemperatureCannotBeRead) {
     surroundings.fans->celsius.reset();
     expectNote("chip       Its temperature cannot be read: a hold does not raise the fans when it gets hot.",
                "Hold only speeds that are enough for full load, and " + reportIt);
 }
 
-TEST_F(OnLinux, WhatCannotBeFoundOutIsNoFault) {
+TEST_F(OnLinux, MissingToolsAndEmptyLogsAreNotFaults) {
     commands.erase(verify("/w/kelo"));
     expectNote("signed     There is no simsign next to this program, so the signatures are unknown.",
                "Run kelo in a folder that ./dev stage DIR has created.");
@@ -205,7 +205,7 @@ TEST_F(OnLinux, ColoursShowTheVerdictsOnATerminal) {
     EXPECT_THAT(terminal.printed, HasSubstr("\033[31mbad \033[0m"));
 }
 
-TEST_F(OnLinux, AReportHasVersionAndSystemAndNamesNoUser) {
+TEST_F(OnLinux, ReportHasVersionAndSystemButNoUserName) {
     terminal.shown.hasColour = true;
     commands[log].output = "started in /home/owner/w\n";
     EXPECT_EQ(examine("kelo 1.2.3"), 0);
@@ -214,7 +214,7 @@ TEST_F(OnLinux, AReportHasVersionAndSystemAndNamesNoUser) {
     EXPECT_THAT(terminal.printed, Not(HasSubstr("owner")));
 }
 
-/// What the tools print is as their manuals show it; none of it comes from a Mac.
+/// The output of the tools follows their manuals; it was not recorded on a Mac.
 class OnAMac : public DoctorTest {
 protected:
     OnAMac() {
@@ -265,18 +265,18 @@ TEST_F(OnAMac, EverythingWorks) {
                 EndsWith("ok  log        2026-11-21 10:00:00.000 Df listening\n\nEverything works.\n"));
 }
 
-TEST_F(OnAMac, AHelperThatWaitsForItsNextClientIsNoFault) {
+TEST_F(OnAMac, CleanlyExitedHelperIsNotAFault) {
     commands[job].output = "\tprogram = " + helper + "\n\tstate = not running\n\tlast exit code = 0\n";
     EXPECT_EQ(examine(), 0);
     EXPECT_THAT(terminal.printed, HasSubstr("ok  running    not now; launchd starts it for the next client\n"));
 }
 
-TEST_F(OnAMac, TheProgramIsTheOneThatLaunchdKnows) {
+TEST_F(OnAMac, ExaminesTheProgramThatLaunchdKnows) {
     commands[job].output = "\tprogram = /elsewhere/helper\n\tpid = 321\n";
     expectFault("installed  There is no /elsewhere/helper.", installAgain);
 }
 
-TEST_F(OnAMac, AHelperThatAnAppHasRegisteredIsFoundThroughItsProcess) {
+TEST_F(OnAMac, FindsAHelperRegisteredByAnAppThroughItsProcess) {
     commands[job].output = jobInAnApp + "\tpid = 321\n}\n";
     commands["/bin/ps -p 321 -o comm="] = {0, inAnApp + "\n"};
     commands.erase("/bin/ls -l " + helper);
@@ -287,7 +287,7 @@ TEST_F(OnAMac, AHelperThatAnAppHasRegisteredIsFoundThroughItsProcess) {
                                              "ok  signed     both by team ABCDE12345\n"));
 }
 
-TEST_F(OnAMac, AHelperThatAnAppHasRegisteredIsNoFaultWhileItDoesNotRun) {
+TEST_F(OnAMac, StoppedHelperRegisteredByAnAppIsNotAFault) {
     commands[job].output = jobInAnApp + "\tlast exit code = 0\n}\n";
     commands.erase("/bin/ls -l " + helper);
     expectNote("signed     The file of a helper in an app is unknown while it does not run.",
@@ -296,7 +296,7 @@ TEST_F(OnAMac, AHelperThatAnAppHasRegisteredIsNoFaultWhileItDoesNotRun) {
                 StartsWith("ok  installed  in an app, as Contents/MacOS/app.kelo.helper (mode: 2)\n"));
 }
 
-TEST_F(OnAMac, EachFaultIsNamedWithWhatToDo) {
+TEST_F(OnAMac, ReportsEachFaultWithAdvice) {
     const auto all = commands;
     commands.erase("/bin/ls -l " + helper);
     expectFault("installed  There is no " + helper + ".", installAgain);
@@ -322,26 +322,26 @@ TEST_F(OnAMac, EachFaultIsNamedWithWhatToDo) {
         "Use the kelo that came with the helper.");
 }
 
-TEST_F(OnAMac, AHelperThatDoesNotAnswerIsStoppedInAWayThatHandsTheFansBack) {
+TEST_F(OnAMac, AdvisesStoppingASilentHelperSoThatItHandsBack) {
     terminal.onSilence = [] { return Woken::byTime; };
     expectFault("reachable  The helper does not answer.", "Stop the helper, so that it hands the fans back: sudo "
                                                           "launchctl kill SIGTERM system/app.kelo.helper");
 }
 
-TEST_F(OnAMac, ThisProgramIsFoundByItsNameAlone) {
+TEST_F(OnAMac, FindsThisProgramByName) {
     surroundings.all.executable = "kelo";
     commands["/usr/bin/which kelo"] = {0, "/usr/local/bin/kelo\n"};
     EXPECT_EQ(examine(), 0);
 }
 
-TEST_F(OnAMac, ALogThatCannotBeReadOrHasOnlyItsHeadingIsNoFault) {
+TEST_F(OnAMac, UnreadableOrEmptyLogIsNotAFault) {
     commands[log] = {77, "log: Could not open local log store\n"};
     expectNote("log        The log cannot be read.", "Run kelo doctor as an administrator of this Mac.");
     commands[log] = {0, heading};
     expectNote("log        nothing in the last hour", "To see more: log show --last 1d");
 }
 
-TEST_F(OnAMac, AReportNamesTheSystemAndTheModel) {
+TEST_F(OnAMac, ReportNamesTheSystemAndTheModel) {
     examine("kelo 1.2.3");
     EXPECT_THAT(terminal.printed, StartsWith("kelo 1.2.3\nDarwin 25.0.0 arm64\nProductVersion:\t\t26.0\n"
                                              "hw.model: Mac15,6\n\nok  installed"));

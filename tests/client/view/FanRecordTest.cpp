@@ -34,7 +34,7 @@ protected:
     double seconds = 0;
 };
 
-TEST_F(FanRecordTest, TheFirstReadingIsNoNewsUnlessAHoldIsHinderedOrHelped) {
+TEST_F(FanRecordTest, FirstReadingReportsOnlyAWaitingHoldOrAHotChip) {
     EXPECT_THAT(observeFirst({}), IsEmpty());
     EXPECT_THAT(observeFirst({.isHeld = true}), IsEmpty());
     EXPECT_THAT(observeFirst({.lidHasFan = true}),
@@ -43,22 +43,22 @@ TEST_F(FanRecordTest, TheFirstReadingIsNoNewsUnlessAHoldIsHinderedOrHelped) {
                 ElementsAre("The chip is hot: the fans run faster than asked."));
 }
 
-TEST_F(FanRecordTest, TellsThatTheFanIsHeldAskedForAnotherSpeedAndHandedBack) {
+TEST_F(FanRecordTest, ReportsTheStartTheSpeedChangeAndTheEndOfAHold) {
     observe({});
     EXPECT_THAT(observe({.isHeld = true}), ElementsAre("The fans are held: target 3000 RPM, 50 %."));
     EXPECT_THAT(observe({.isHeld = true}), IsEmpty());
     EXPECT_THAT(observe({.isHeld = true, .targetRPM = 4000}),
                 ElementsAre("The fans are held at another speed: target 4000 RPM, 75 %."));
     EXPECT_THAT(observe({}), ElementsAre("The fans are handed back: they are under automatic control."));
-    EXPECT_THAT(observe({.targetRPM = 1000}), IsEmpty()) << "the system asks for what it likes";
+    EXPECT_THAT(observe({.targetRPM = 1000}), IsEmpty()) << "the system may choose any target";
 }
 
-TEST_F(FanRecordTest, AnotherFanThatIsTheFastestNowIsNoOtherSpeed) {
+TEST_F(FanRecordTest, AnotherFastestFanIsNotASpeedChange) {
     observe({.isHeld = true});
     EXPECT_THAT(observe({.isHeld = true, .targetRPM = 4000, .maxRPM = 7000}), IsEmpty());
 }
 
-TEST_F(FanRecordTest, TellsWhatTheLidDoes) {
+TEST_F(FanRecordTest, ReportsAHoldThatWaitsForTheLid) {
     observe({.isHeld = true});
     EXPECT_THAT(observe({.lidHasFan = true}),
                 ElementsAre("Waiting: the lid is closed, or the fans could not be taken again."));
@@ -67,7 +67,7 @@ TEST_F(FanRecordTest, TellsWhatTheLidDoes) {
     EXPECT_THAT(observe({}), ElementsAre("The hold has ended: the fans are under automatic control."));
 }
 
-TEST_F(FanRecordTest, AddedAirIsNoOtherSpeedAskedFor) {
+TEST_F(FanRecordTest, HotChipIsNotASpeedChange) {
     observe({.isHeld = true});
     EXPECT_THAT(observe({.isHeld = true, .isAddingAir = true, .targetRPM = 4000}),
                 ElementsAre("The chip is hot: the fans run faster than asked."));
@@ -76,7 +76,7 @@ TEST_F(FanRecordTest, AddedAirIsNoOtherSpeedAskedFor) {
                 ElementsAre("The chip has cooled: the fans are back at the speed asked for."));
 }
 
-TEST_F(FanRecordTest, TellsAMissingReadingOnceAndItsReturn) {
+TEST_F(FanRecordTest, ReportsAFailureOnceAndThenTheRecovery) {
     observe({.isHeld = true});
     EXPECT_THAT(record.observeFailure("Gone.", {5, "10:00:05"}), ElementsAre("Gone."));
     EXPECT_THAT(record.observeFailure("Gone.", {6, "10:00:06"}), IsEmpty());

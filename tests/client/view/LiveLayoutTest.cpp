@@ -32,7 +32,7 @@ protected:
     double now = 100;
 };
 
-TEST_F(LiveLayout, HasNoGapsWhereReadingsComeAFewMillisecondsEarlyOrLate) {
+TEST_F(LiveLayout, HasNoGapsIfReadingsAreMillisecondsEarlyOrLate) {
     for (int second = 40; second <= 100; ++second)
         record.observe(reading(3000), {second + (second % 2 == 0 ? 0.002 : -0.002), "10:00:00"});
     now = 100.01;
@@ -66,7 +66,7 @@ TEST_F(LiveLayout, FillsAScreen) {
                              }));
 }
 
-TEST_F(LiveLayout, FitsEveryScreen) {
+TEST_F(LiveLayout, FitsScreensOfEverySize) {
     for (int i = 0; i < 30; ++i)
         record.observe(reading(1000 + 100 * i, i % 2 == 0), {70.0 + i, "10:00:00"});
     record.observeFailure("The helper is not running. Waiting for the helper.", {100, "10:00:30"});
@@ -81,7 +81,7 @@ TEST_F(LiveLayout, FitsEveryScreen) {
             }
 }
 
-TEST_F(LiveLayout, LeavesNoRowEmptyThatAGraphCouldUse) {
+TEST_F(LiveLayout, GraphsUseAllSpareRows) {
     record.observe(reading(3000), {100, "10:00:00"});
     for (const std::size_t rows : {24U, 50U}) {
         const auto lines = shown(80, rows);
@@ -89,21 +89,21 @@ TEST_F(LiveLayout, LeavesNoRowEmptyThatAGraphCouldUse) {
     }
 }
 
-TEST_F(LiveLayout, ASmallScreenShowsTheGauges) {
+TEST_F(LiveLayout, SmallScreenShowsOnlyTheGauges) {
     record.observe(reading(3000), {100, "10:00:00"});
     EXPECT_THAT(shown(30, 1), ElementsAre("speed      3000 RPM, 50 %"));
     EXPECT_THAT(shown(30, 6), ElementsAre(" kelo watch   held   10:00:01 ", StartsWith("speed"), StartsWith("target"),
                                           StartsWith("chip"), "", "q ends."));
 }
 
-TEST_F(LiveLayout, LongLinesEndInAMark) {
+TEST_F(LiveLayout, TruncatedLinesEndInAMark) {
     record.observe(reading(3000), {100, "10:00:00"});
     record.note("The fans are held: target 3000 RPM, 50 %.", {100, "10:00:00"});
     EXPECT_THAT(shown(30, 24, {false, true}), Contains("10:00:00  The fans are held: …"));
     EXPECT_THAT(shown(30, 24), Contains("10:00:00  The fans are held: >"));
 }
 
-TEST_F(LiveLayout, ATallScreenHasTallerGraphsAndMoreEvents) {
+TEST_F(LiveLayout, TallScreenHasTallerGraphsAndMoreEvents) {
     for (int i = 0; i < 40; ++i)
         record.observe(reading(5000, i % 2 == 0), {61.0 + i, "10:00:" + std::to_string(10 + i)});
     const auto lines = shown(80, 50, {false, true});
@@ -123,19 +123,19 @@ TEST_F(LiveLayout, EachGraphHasItsScale) {
     EXPECT_THAT(shown(80, 30, {false, true}), Contains(StartsWith(" 8000 RPM ┤"))) << "another fan is the fastest now";
 }
 
-TEST_F(LiveLayout, AFanWithoutARangeHasAScaleFromZero) {
+TEST_F(LiveLayout, FanWithoutARangeHasAScaleFromZero) {
     record.observe({1, 900, 0, 0, 1000, false, "cool", 45, false, false}, {100, "10:00:00"});
     EXPECT_THAT(shown(80, 24), Contains(StartsWith("  900 RPM |")));
     EXPECT_THAT(shown(80, 24), Contains(StartsWith("    0 RPM |")));
 }
 
-TEST_F(LiveLayout, TheTargetIsDottedAboveTheSpeedWhileTheFansAreHeld) {
+TEST_F(LiveLayout, ShowsTheTargetOnlyWhileTheFansAreHeld) {
     record.observe({1, 1000, 1000, 5000, 5000, true, "cool", 65, false, false}, {99, "10:00:00"});
     record.observe({1, 1000, 1000, 5000, 5000, false, "cool", 65, false, false}, {100, "10:00:01"});
     EXPECT_THAT(shown(80, 24, {false, true})[6], testing::EndsWith("┄ "));
 }
 
-TEST_F(LiveLayout, AMomentStaysInItsColumnUntilTheNextBegins) {
+TEST_F(LiveLayout, SamplesStayInTheirColumnUntilTheNextBegins) {
     record.observe(reading(1000), {0, "10:00:00"});
     record.observe(reading(5000), {400, "10:00:00"});
     const auto speedAt = [&](double time) {
@@ -148,13 +148,13 @@ TEST_F(LiveLayout, AMomentStaysInItsColumnUntilTheNextBegins) {
     EXPECT_EQ(speedAt(700).find('@'), std::string::npos);
 }
 
-TEST_F(LiveLayout, WithoutAReadingSaysWhyAndSinceWhen) {
+TEST_F(LiveLayout, ShowsWhyAndSinceWhenReadingsAreMissing) {
     record.observeFailure("The readings are not available.", {100, "10:00:00"});
     EXPECT_EQ(shown(60, 18)[1], "The readings are not available.");
     record.observe(reading(3000), {100, "09:59:00"});
     record.observeFailure("The helper has gone.", {101, "10:00:00"});
     EXPECT_EQ(shown(60, 18)[2], "The last reading is from 09:59:00.");
-    EXPECT_THAT(shown(60, 18)[0], Not(HasSubstr("held"))) << "nobody knows";
+    EXPECT_THAT(shown(60, 18)[0], Not(HasSubstr("held"))) << "the state is unknown";
 }
 
 TEST_F(LiveLayout, ColoursShowHowWarmTheChipIs) {
@@ -164,10 +164,10 @@ TEST_F(LiveLayout, ColoursShowHowWarmTheChipIs) {
     record.observe(reading(1000), {100, "10:00:01"});
     EXPECT_THAT(shown(80, 24, coloured)[4], HasSubstr("\033[32m65.0 C, cool\033[0m"));
     EXPECT_THAT(shown(80, 24, coloured), Contains(HasSubstr("\033[31m@\033[0m\033[32m@\033[0m")))
-        << "also each moment of the history";
+        << "also in the graph";
 }
 
-TEST(Lines, AreCutAtACharacterAndKeepTheirColours) {
+TEST(Lines, AreTruncatedBetweenCharactersAndKeepTheirColours) {
     const Line line = {{"a°b", Ink::alarm}, {"cde"}};
     EXPECT_EQ(painted(cut(line, 3, {true, true}), {true, true}), "\033[31ma°\033[0m\033[2m…\033[0m");
     EXPECT_EQ(painted(cut(line, 5, {true, true}), {false, true}), "a°bc…");
@@ -176,9 +176,7 @@ TEST(Lines, AreCutAtACharacterAndKeepTheirColours) {
     EXPECT_EQ(painted(cut(line, 0, {}), {}), "");
 }
 
-TEST(Lines, ShowControlCharactersInsteadOfSendingThem) {
-    EXPECT_EQ(painted({{"a\033[2Jb\nc\x7f\xC2\x9B é"}}, {}), "a^[[2Jb c^?? é");
-}
+TEST(Lines, EscapeControlCharacters) { EXPECT_EQ(painted({{"a\033[2Jb\nc\x7f\xC2\x9B é"}}, {}), "a^[[2Jb c^?? é"); }
 
 } // namespace
 } // namespace kelo
