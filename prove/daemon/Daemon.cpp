@@ -9,11 +9,11 @@
 namespace kelo {
 namespace {
 
-Daemon* running = nullptr; ///< The last that was made.
+Daemon* running = nullptr; ///< The newest one.
 
 } // namespace
 
-// Stands in for an operating system's.
+// Replaces the function of an operating system.
 void reportFault(const char* what, const char* why) noexcept {
     if (running == nullptr)
         return;
@@ -161,7 +161,7 @@ void Daemon::setRoot(bool isRoot) {
 }
 
 void Daemon::announce(PowerMessage message) {
-    // Of a wake nobody expects an acknowledgement.
+    // No acknowledgement is expected for a wake.
     acknowledgements_.push_back(message == PowerMessage::systemHasPoweredOn || power.registered() == 0 ? 1 : 0);
     contain("a power message", [&] { power.send(message, static_cast<std::intptr_t>(acknowledgements_.size()) - 1); });
 }

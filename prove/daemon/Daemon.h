@@ -20,7 +20,7 @@
 
 namespace kelo {
 
-/// A clock whose waits take a little longer than asked, as everywhere: no deadline is met to the last digit.
+/// A clock whose waits take slightly longer than requested, as real ones do: no deadline is met exactly.
 class OversleepingClock : public VirtualClock {
 public:
     using VirtualClock::VirtualClock;
@@ -30,13 +30,13 @@ public:
     }
 };
 
-/// The whole daemon in this process, on virtual time, with a simulated controller and everything else scripted.
+/// The whole daemon in this process and in virtual time, on a simulated controller and an otherwise scripted platform.
 ///
-/// Its surroundings are made with it; the daemon lives from `start` until it exits or this is destroyed, whichever is
-/// first. One helper at a time in a process, since the key client's connection is the process's.
+/// The daemon runs from `start` until it exits or this object is destroyed. Only one helper can run in a process at a
+/// time, since the key client has one connection for the process.
 class Daemon {
 public:
-    /// Makes and starts a daemon on a platform; returns what keeps it alive. May throw `std::bad_alloc`.
+    /// Creates and starts a daemon on a platform. The returned pointer owns it. May throw `std::bad_alloc`.
     using Start = std::function<std::shared_ptr<void>(const Platform&)>;
 
     static std::shared_ptr<void> startHelper(const Platform& platform);
@@ -47,11 +47,11 @@ public:
     ~Daemon();
 
     void start();
-    /// Lets time pass, in which the daemon does what falls due.
+    /// Advances the time and runs the daemon's due work.
     void pass(double seconds) { queue.runFor(seconds); }
 
-    // Clients. Numbers count from 0 and are not used again.
-    /// A client that is turned away gets no number.
+    // Clients, which are numbered from 0. Numbers are not reused.
+    /// A client that is refused gets no number.
     void connect();
     void interrupt(int client);
     /// Ends the connection.
@@ -59,7 +59,7 @@ public:
     bool isConnected(int client) const { return clients_.at(static_cast<std::size_t>(client)).guard != nullptr; }
     std::vector<int> connectedClients() const;
 
-    // Requests of a client. They are carried out as time passes.
+    // Requests of a client. The daemon handles them when time passes.
     void snapshot(int client);
     void hold(int client, double fraction, bool handsBackOnLidClose = false);
     void handBack(int client);
@@ -76,20 +76,20 @@ public:
     void setFileOpenable(bool canOpen) { platform.files.canOpen = canOpen; }
     void fileEvent();
     void signal(int number);
-    /// A message of the root power domain. Does nothing when nobody is registered.
+    /// Sends a message of the root power domain. Does nothing if the daemon has not registered with it.
     void announce(PowerMessage message);
-    /// One that comes while the main thread is busy: it is delivered as soon as that is free.
+    /// Sends one while the main thread is busy: it is delivered as soon as the thread is free.
     void announceToBusy(PowerMessage message);
 
-    /// Does it as soon as the main thread is blocked: something that other threads do.
+    /// Runs `happen`, as another thread would, the next time the main thread is blocked.
     void onBlocked(const std::function<void()>& happen) { clock.meanwhile.push_back(happen); }
 
     bool hasExited() const { return exitStatus.has_value(); }
-    /// Requests that have not been replied to exactly once.
+    /// Number of requests that did not get exactly one reply.
     int wronglyAnswered() const;
-    /// What the guard had to put right, as reported on this platform.
+    /// Number of faults that the guard corrected and reported.
     int reportedFaults() const { return reportedFaults_; }
-    /// Announcements that were not acknowledged exactly once.
+    /// Number of announcements that were not acknowledged exactly once.
     int wronglyAcknowledged() const;
 
     double now = 0; ///< Virtual seconds.
@@ -108,7 +108,7 @@ private:
 
     struct Client {
         std::unique_ptr<ScriptedConnection> connection;
-        std::unique_ptr<GuardedHelper> guard; ///< Null once the connection has ended.
+        std::unique_ptr<GuardedHelper> guard; ///< nullptr once the connection has ended.
     };
 
     struct Request {
@@ -128,11 +128,11 @@ private:
     int reportedFaults_ = 0;
 
 public:
-    RecordingQueue queue{now}; ///< Behind what its tasks refer to.
+    RecordingQueue queue{now}; ///< Declared after the members to which its tasks refer.
     ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
 
 private:
-    std::vector<Client> clients_; ///< They keep the service alive, which has timers in the queue.
+    std::vector<Client> clients_; ///< Declared after the queue: they keep the service alive, which has timers there.
     const Start start_;
     std::shared_ptr<void> process_;
 };

@@ -9,28 +9,28 @@
 
 namespace kelo {
 
-/// What goes wrong with an exchange.
+/// A fault of an exchange.
 struct ExchangeFault {
     enum class Kind {
-        fails,          ///< At the platform's level.
-        keyInfoRefused, ///< Meets key-info exchanges only.
-        resultByte,     ///< Meets reads and writes only.
-        late,           ///< Succeeds, after `lateness`.
+        fails,          ///< The platform fails the exchange.
+        keyInfoRefused, ///< Affects key-info exchanges only.
+        resultByte,     ///< Affects reads and writes only.
+        late,           ///< The exchange succeeds after `lateness`.
     };
     enum class Reach {
         once,
         fromThenOn,
-        fromThenOnForKey, ///< Every exchange about the same key as the first.
+        fromThenOnForKey, ///< Every later exchange on the key of the first one.
     };
-    static constexpr double lateness = 5.0;          // seconds; longer than the unlock switch is tried
-    static constexpr std::uint8_t resultByte = 0x99; // one that no simulated controller gives by itself
+    static constexpr double lateness = 5.0;          // seconds; exceeds the time for which unlocking is retried
+    static constexpr std::uint8_t resultByte = 0x99; // the simulated controller never returns it otherwise
 
     Kind kind;
     Reach reach;
-    int from; ///< Number of the exchange, counted from 0, at which it begins.
+    int from; ///< Number of the first affected exchange, counted from 0.
 };
 
-/// Exchanges with a simulated controller that are counted, recorded, and made to go wrong.
+/// Counts and records exchanges with a simulated controller and injects faults.
 class FaultyExchange : public SimulatedExchange {
 public:
     /// All are borrowed.
@@ -41,11 +41,11 @@ public:
 
     void inject(const ExchangeFault& fault) { fault_ = fault; }
     void injectNothing() { fault_.reset(); }
-    /// How many exchanges there have been.
+    /// Number of exchanges so far.
     int count() const { return count_; }
 
-    double duration = 0; ///< Seconds that each takes.
-    /// Nothing needs so many: a daemon that does never ends, and this process is aborted.
+    double duration = 0; ///< Of each exchange, in seconds.
+    /// No scenario needs more exchanges. Beyond it the daemon is in an endless loop, and this process aborts.
     int limit = 100'000;
 
 private:

@@ -8,7 +8,7 @@
 
 namespace kelo {
 
-/// Says once that it was cancelled.
+/// Calls `onCancel` once.
 class RecordingQueue::RecordingTimer : public Timer {
 public:
     RecordingTimer(std::unique_ptr<Timer> timer, std::function<void()> onCancel)
@@ -30,7 +30,7 @@ private:
 
 namespace {
 
-/// What a queue allocates for a task or a timer. What this one allocates is the test's and never fails.
+/// Allocates as a real queue does for a task or a timer, so that it can fail. This queue's own allocations never fail.
 void allocateAsAQueue() { std::make_unique<char>(); }
 
 } // namespace

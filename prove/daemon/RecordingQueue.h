@@ -8,8 +8,8 @@
 
 namespace kelo {
 
-/// The main queue in virtual time, which reports each timer that is armed, and each repeating one that is cancelled:
-/// that one which fires once was cancelled shows by its silence.
+/// The main queue in virtual time. Reports each timer that is armed and each repeating timer that is cancelled. A
+/// cancelled timer that fires only once needs no report, since it has no further effect.
 class RecordingQueue : public VirtualQueue {
 public:
     using VirtualQueue::VirtualQueue;
@@ -22,7 +22,7 @@ public:
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
 
 protected:
-    /// As on every platform, what it throws is reported and goes no further.
+    /// As on every platform, exceptions are reported and not propagated.
     void run(const Task& task) override;
 
 private:

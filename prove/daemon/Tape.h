@@ -7,18 +7,18 @@
 
 namespace kelo {
 
-/// One thing that the daemon did, or that was done to it.
+/// An action of the daemon, or an event that it was given.
 struct TapeEntry {
-    double time;            ///< Virtual seconds, at its end.
+    double time;            ///< Virtual seconds, at the end of the event.
     std::string event;      ///< Empty for an exchange.
-    ExchangeRecord smc{};   ///< Of an exchange.
-    bool isFaulted = false; ///< The exchange was made to fail.
+    ExchangeRecord smc{};   ///< Meaningless for an event.
+    bool isFaulted = false; ///< A fault was injected into the exchange.
 
     bool isExchange() const { return event.empty(); }
     std::string text() const;
 };
 
-/// Everything that was recorded, in its order. What follows the daemon's exit is not recorded: there is no daemon.
+/// Records events and exchanges in order. Ignores everything after the daemon's exit.
 class Tape {
 public:
     void add(TapeEntry entry);

@@ -13,7 +13,7 @@ std::string fanKey(int fan, const char* suffix) { return "F" + std::to_string(fa
 } // namespace
 
 std::string Machine::name() const {
-    const char* const switches[] = {"no unlock switch", "an unlock switch", "an unlock switch that it insists on"};
+    const char* const switches[] = {"no unlock switch", "an unlock switch", "a required unlock switch"};
     return std::to_string(fans) + (fans == 1 ? " fan, " : " fans, ") + switches[static_cast<int>(unlock)] +
            (speedType == smc_type::fpe2 ? ", fixed-point speeds" : "");
 }
@@ -65,7 +65,7 @@ void Run::leavesNothingIfRefused(const std::function<void()>& hold) {
     const auto since = daemon.tape.size();
     daemon.lastReply.clear();
     hold();
-    // One that no memory was left for may not even have begun.
+    // If memory ran out, the hold may not even have begun.
     if (daemon.lastReply != "none" && (!memoryFault_ || hasWritten(since)))
         expectHandedBack(since, 1);
 }
@@ -86,7 +86,7 @@ void Run::expectHandedBack(std::size_t since, int times) {
         expectWritten("Ftst", since, times);
 }
 
-/// A key that must be 0 now. Only a fault may have prevented it, and only if it met the last try, too.
+/// Expects a key to be 0, unless a fault prevented the last attempt to write it.
 void Run::expectWritten(const std::string& key, std::size_t since, int times) {
     if (daemon.controller.number(key) == 0)
         return;
@@ -99,12 +99,12 @@ void Run::expectWritten(const std::string& key, std::size_t since, int times) {
         tries += entry->smc.request.data8 == static_cast<std::uint8_t>(SMCCommand::readKeyInfo) ? 1 : 0;
         isPrevented = entry->isFaulted;
     }
-    // A fault that meets one exchange has changed nothing before it; one that lasts may have kept a hold from starting.
+    // A fault in one exchange changed nothing before that exchange; a lasting one may have kept a hold from starting.
     const int least = fault_ && fault_->reach == ExchangeFault::Reach::once ? times : 1;
-    expect(isPrevented && tries >= least, key + " was left, after " + std::to_string(tries) + " tries");
+    expect(isPrevented && tries >= least, key + " was not cleared, after " + std::to_string(tries) + " tries");
 }
 
-/// A daemon that could not read how many fans there are has none to hand back, and refuses to take any.
+/// Whether the daemon failed to read the number of fans. It then has none to hand back and refuses to take any.
 bool Run::hasFoundNoFans() const {
     const auto& entries = daemon.tape.entries();
     return std::any_of(entries.begin(), entries.end(), [](const TapeEntry& entry) {
@@ -117,9 +117,9 @@ void Run::end(int handBacks) {
         handsBack(handBacks, [&] { daemon.signal(SIGTERM); });
     allocations_ = FailingMemory::endCounting();
     const auto time = daemon.now;
-    expect(memoryFault_ || daemon.exchange.count() > before_, "there was no exchange for a fault to meet");
+    expect(memoryFault_ || daemon.exchange.count() > before_, "there was no exchange that a fault could affect");
     expect(daemon.exitStatus == 0, "the exit status is not 0, or there was no exit");
-    // A reply that no memory is left for is lost, and what threw for the lack of it is reported.
+    // For lack of memory a reply may be lost, and the exception is reported.
     expect(memoryFault_ || daemon.wronglyAnswered() == 0, "a request was not replied to exactly once");
     expect(memoryFault_ || daemon.reportedFaults() == 0, "the service dropped a reply, replied twice or threw");
     expect(daemon.wronglyAcknowledged() == 0, "an announcement of sleep was not acknowledged exactly once");

@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// A Mac to run scenarios on.
+/// A Mac on which scenarios run.
 struct Machine {
     enum class Unlock { noSwitch, notNeeded, needed };
 
@@ -21,23 +21,24 @@ struct Machine {
     std::string name() const;
 };
 
-/// One life of the daemon on one machine, with at most one fault, and what was found broken in it.
+/// One run of the daemon on one machine with at most one fault, and its broken promises.
 class Run {
 public:
     explicit Run(const Machine& machine, std::optional<ExchangeFault> fault = std::nullopt,
                  std::optional<MemoryFault> memoryFault = std::nullopt);
 
-    /// Faults begin to count exchanges here.
+    /// The exchanges and allocations of faults are counted from here on.
     void beginFaults();
-    /// Does what takes the fans, and checks that every one is in manual mode then, unless faults are to come.
+    /// Does `action`, which makes the daemon take the fans. In a run without a fault, expects all of them to be manual.
     void takes(const std::function<void()>& action);
-    /// Does what hands the fans back, so often for each fan, and checks that whatever could be written was written.
+    /// Does `action`, which makes the daemon hand each fan back `times` times. Expects every write that no fault
+    /// prevented.
     void handsBack(int times, const std::function<void()>& action);
-    /// Asks for a hold, and checks the same if it is refused.
+    /// Does `hold`, which asks for a hold. If it is refused, expects the fans to be handed back.
     void leavesNothingIfRefused(const std::function<void()>& hold);
-    /// Asks for a hand-back, and checks the same unless it is refused, as it is only for lack of memory.
+    /// Like `handsBack`, but for a request, which is refused only for lack of memory. Expects nothing then.
     void handsBackUnlessRefused(int times, const std::function<void()>& handBack);
-    /// Ends the daemon by SIGTERM, if it still lives, and checks what must be true of every run.
+    /// Ends the daemon by SIGTERM if it is still running, and checks the promises that every run must keep.
     void end(int handBacks);
 
     /// Another program puts a fan into manual mode, or back.
@@ -49,7 +50,7 @@ public:
 
     const Machine machine;
     Daemon daemon;
-    int client = 0; ///< The one that scenarios begin with.
+    int client = 0; ///< The first client, which scenarios use.
 
 private:
     void expect(bool isTrue, const std::string& otherwise);
@@ -63,7 +64,7 @@ private:
     std::optional<ExchangeFault> fault_;
     const std::optional<MemoryFault> memoryFault_;
     int allocations_ = 0;
-    int before_ = 0; ///< Exchanges that no fault may meet.
+    int before_ = 0; ///< Number of exchanges before `beginFaults`.
     std::vector<std::string> broken_;
 };
 

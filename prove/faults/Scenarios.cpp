@@ -40,12 +40,12 @@ void startHoldAndSleep(Run& run) {
 
 void nothing(Run&) {}
 
-/// The fan that a predecessor left in manual mode, and the first hold.
+/// Starts with a fan that a predecessor left in manual mode, and asks for the first hold.
 void start(Run& run) {
     run.interfere(0, true);
     startOnly(run);
     if (run.daemon.connectedClients().empty())
-        return; // a daemon without memory has ended, or could not accept the client
+        return; // for lack of memory, the daemon has exited or did not accept the client
     run.daemon.version(run.client);
     run.daemon.snapshot(run.client);
     run.leavesNothingIfRefused([&] { hold(run, false); });
@@ -99,7 +99,7 @@ void handBack(Run& run) {
 void clientDeath(Run& run) {
     run.daemon.interrupt(run.client);
     run.daemon.invalidate(run.client);
-    run.daemon.pass(KeloHelper::orphanGracePeriod - tick / 4); // the ticks until then are none of the hand-back
+    run.daemon.pass(KeloHelper::orphanGracePeriod - tick / 4); // ticks before then do not count as the hand-back
     run.handsBack(2, [&] { run.daemon.pass(tick / 2); });
 }
 

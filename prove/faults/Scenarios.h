@@ -7,12 +7,12 @@
 
 namespace kelo {
 
-/// Something that the daemon does, in two parts: what leads to it goes undisturbed, and faults meet the rest.
+/// An activity of the daemon. `prepare` runs undisturbed; faults affect only `act`.
 struct Scenario {
     std::string name;
     void (*prepare)(Run& run);
     void (*act)(Run& run);
-    /// How often each fan is handed back on the way out: a hold hands back by itself, and the way out always does.
+    /// How often each fan is handed back when the daemon ends: once when the hold ends, and once in any case.
     int handBacksAtEnd;
 
     static const std::vector<Scenario>& all();

@@ -13,7 +13,7 @@ namespace {
 using Kind = ExchangeFault::Kind;
 using Reach = ExchangeFault::Reach;
 
-constexpr int shownInFull = 3; // broken runs; more would not help anybody
+constexpr int shownInFull = 3; // broken runs
 
 std::vector<Machine> allMachines() {
     std::vector<Machine> machines;
@@ -24,13 +24,13 @@ std::vector<Machine> allMachines() {
     return machines;
 }
 
-/// Few enough for every test run.
+/// For every test run, which must be short.
 std::vector<Machine> briefMachines() {
     return {{1, Machine::Unlock::noSwitch, smc_type::fpe2}, {2, Machine::Unlock::needed, smc_type::flt}};
 }
 
 std::string textOf(const ExchangeFault& fault) {
-    const char* const kinds[] = {"fails", "is refused its key info", "is answered with a result byte", "is late"};
+    const char* const kinds[] = {"fails", "gets no key info", "is answered with a result byte", "is late"};
     const char* const reaches[] = {"once", "from then on", "from then on for its key"};
     return "exchange " + std::to_string(fault.from) + " " + kinds[static_cast<int>(fault.kind)] + ", " +
            reaches[static_cast<int>(fault.reach)];
@@ -40,9 +40,9 @@ std::string textOf(const MemoryFault& fault) {
     return "allocation " + std::to_string(fault.from) + " fails, " + (fault.fromThenOn ? "from then on" : "once");
 }
 
-std::string current; ///< The run, for what ends the process.
+std::string current; ///< Description of the run, for `reportAbort`.
 
-[[noreturn]] void sayWhatEnded() {
+[[noreturn]] void reportAbort() {
     std::printf("BROKEN: the process was aborted in %s\n", current.c_str());
     std::fflush(stdout);
     std::abort();
@@ -55,7 +55,7 @@ struct Figures {
     int broken = 0;
 };
 
-/// Every fault that can meet an exchange or an allocation.
+/// Runs scenarios with every fault that can affect an exchange or an allocation.
 class Faults {
 public:
     void prove(const Machine& machine, const Scenario& scenario) {
@@ -93,9 +93,9 @@ public:
     }
 
 private:
-    /// What a fault may meet.
+    /// The exchanges and allocations that a fault can affect.
     struct Undisturbed {
-        std::vector<SMCCommand> commands; ///< Of each exchange.
+        std::vector<SMCCommand> commands; ///< The command of each exchange.
         int allocations;
     };
 
@@ -108,7 +108,7 @@ private:
         return {std::move(commands), allocations};
     }
 
-    /// What happened after faults began, and how many allocations there were.
+    /// Returns the tape and the number of allocations since `beginFaults`.
     std::pair<std::vector<TapeEntry>, int> perform(const Machine& machine, const Scenario& scenario,
                                                    std::optional<ExchangeFault> fault,
                                                    std::optional<MemoryFault> memoryFault) {
@@ -143,14 +143,14 @@ private:
 
 } // namespace
 
-/// Meets every exchange of every scenario with every fault.
+/// Runs every scenario with every fault in every exchange and allocation.
 int main(int count, char** arguments) {
     const bool isBrief = count == 2 && std::strcmp(arguments[1], "--brief") == 0;
     if (count > 1 && !isBrief) {
         std::fputs("usage: prove_faults [--brief]\n", stderr);
         return 2;
     }
-    std::set_terminate(sayWhatEnded);
+    std::set_terminate(reportAbort);
     const auto machines = isBrief ? briefMachines() : allMachines();
     Faults faults;
     for (const auto& machine : machines)

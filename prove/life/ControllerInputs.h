@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// Does to a controller, and to the exchanges with it, what an input says. Does nothing for any other input.
+/// Applies an input to a controller and the exchanges with it. Ignores inputs for anything else.
 void applyToController(const Input& input, SimulatedController& controller, FaultyExchange& exchange);
 
 } // namespace kelo

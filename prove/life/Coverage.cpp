@@ -9,14 +9,13 @@ namespace {
 
 constexpr const char* states[] = {"no hold", "engaged", "engaged, adding air", "yielded", "asleep", "awake again"};
 
-/// What is to happen. Everything else that happens is counted, too.
+/// Events that must occur. All other events are counted, too.
 ///
-/// Three texts never do. A listener can always be made, since a helper that isn't signed shows what is left without
-/// clients; signals can always be watched, since a life without them might have no end; nobody is told that the
-/// controller can't be reached, but that there is no fan. Tests of their own meet them:
-/// HelperProcessTest.CanBeStoppedWithoutAListener,
-/// HelperProcessTest.LogsSignalsThatCannotBeWatched and
-/// FanControllerCreation.ThrowsSmcUnavailableWithoutTheService.
+/// Three texts never occur here; separate tests cover them. A listener can always be created, since an unsigned helper
+/// already covers a life without clients (HelperProcessTest.CanBeStoppedWithoutAListener). Signals can always be
+/// watched, since a life without them might not end (HelperProcessTest.LogsSignalsThatCannotBeWatched). The service
+/// reports a controller that it cannot reach as a Mac without fans
+/// (FanControllerCreation.ThrowsSmcUnavailableWithoutTheService).
 constexpr const char* expected[] = {
     "exchange: done",
     "exchange: failed",
@@ -79,7 +78,7 @@ constexpr std::string_view snapshotPrefix = "reply, snapshot: ";
 bool isDigit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
 bool continuesNumber(char c) { return isDigit(c) || c == '.' || c == 'e' || c == '-'; }
 
-/// With # for each number.
+/// Replaces each number by #.
 std::string withoutNumbers(const std::string& text) {
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -95,7 +94,7 @@ std::string withoutNumbers(const std::string& text) {
     return plain;
 }
 
-/// A hold that could not start: it has said that it adds air, perhaps, and never says that it ends.
+/// Whether a hold was refused. It may have logged that it adds air, but does not log its end.
 bool isRefusedHold(const std::string& event) {
     constexpr const char* refusals[] = {", hold: This Mac", ", hold: The fan speed", ", hold: Changing"};
     return std::any_of(std::begin(refusals), std::end(refusals),
@@ -149,22 +148,22 @@ void Coverage::seeSnapshot(const std::string& reply) {
             ++events_[text];
 }
 
-/// The hold's state, by what is logged of it.
+/// Follows the hold's state in the log.
 void Coverage::follow(const std::string& event) {
-    const auto says = [&event](const char* what) { return event.find(what) != std::string::npos; };
-    if (says("hold: engaged") || says("hold: resumed"))
+    const auto contains = [&event](const char* text) { return event.find(text) != std::string::npos; };
+    if (contains("hold: engaged") || contains("hold: resumed"))
         state_ = "engaged";
-    else if (says("hold: yielded"))
+    else if (contains("hold: yielded"))
         state_ = "yielded";
-    else if (says("hold: sleeping"))
+    else if (contains("hold: sleeping"))
         state_ = "asleep";
-    else if (says("hold: woke") && state_ == "asleep")
+    else if (contains("hold: woke") && state_ == "asleep")
         state_ = "awake again";
-    else if (says("hold: released"))
+    else if (contains("hold: released"))
         state_ = "no hold";
-    if (says("hold: addingAir"))
+    if (contains("hold: addingAir"))
         isAddingAir_ = true;
-    else if (says("hold: backToAsked") || says("hold: released") || isRefusedHold(event))
+    else if (contains("hold: backToAsked") || contains("hold: released") || isRefusedHold(event))
         isAddingAir_ = false;
 }
 
@@ -172,8 +171,8 @@ int Coverage::print() const {
     std::map<std::string, std::uint64_t> inputs;
     for (int action = 0; action < Input::actions; ++action)
         inputs[Input::name(static_cast<Input::Action>(action))] = inputs_[static_cast<std::size_t>(action)];
-    return printCounts("inputs", inputs) + printCounts("states in which they came", states_) +
-           printCounts("what happened, with # for numbers", events_);
+    return printCounts("inputs", inputs) + printCounts("states in which inputs arrived", states_) +
+           printCounts("events, with # for numbers", events_);
 }
 
 } // namespace kelo

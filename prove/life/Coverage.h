@@ -11,7 +11,7 @@
 
 namespace kelo {
 
-/// How often everything has happened. A proof of what never happened proves nothing.
+/// Counts inputs, states and events. The proof says nothing about those that never occurred.
 class Coverage {
 public:
     Coverage();
@@ -22,7 +22,7 @@ public:
     }
     void see(const Input& input, const std::vector<TapeEntry>& events);
 
-    /// Prints the tables. Returns how many things have not happened that should.
+    /// Prints the tables. Returns the number of expected rows whose count is 0.
     int print() const;
 
 private:
@@ -31,8 +31,8 @@ private:
     void follow(const std::string& event);
 
     std::array<std::uint64_t, Input::actions> inputs_{};
-    std::map<std::string, std::uint64_t> events_; ///< By text, with # for each number.
-    std::map<std::string, std::uint64_t> states_; ///< Inputs in each.
+    std::map<std::string, std::uint64_t> events_; ///< Count by text, with # for each number.
+    std::map<std::string, std::uint64_t> states_; ///< Count of inputs by state.
     std::string state_;
     bool isAddingAir_ = false;
 };

@@ -16,7 +16,7 @@ struct Frequency {
     double weight;
 };
 
-/// How often what happens, in a life that is neither quiet nor wild.
+/// Frequencies of the inputs in an ordinary life.
 constexpr Frequency ordinary[] = {
     {Action::pass, 40},        {Action::busy, 3},        {Action::blocked, 1},      {Action::connect, 5},
     {Action::interrupt, 1},    {Action::invalidate, 3},  {Action::snapshot, 4},     {Action::hold, 7},
@@ -25,7 +25,7 @@ constexpr Frequency ordinary[] = {
     {Action::willSleep, 2},    {Action::poweredOn, 4},   {Action::chip, 8},         {Action::value, 8},
     {Action::replaceFile, .1}, {Action::deleteFile, .1}, {Action::putFileBack, 1}};
 
-/// What only some lives know.
+/// Inputs that occur only in some lives.
 constexpr Frequency wild[] = {{Action::type, 1},  {Action::sizeLie, 1}, {Action::remove, 2}, {Action::restore, 2},
                               {Action::fault, 4}, {Action::noFault, 5}, {Action::root, 1},   {Action::unlockRule, 1}};
 
@@ -38,7 +38,7 @@ double Generator::anywhere(double from, double to) {
 double Generator::whole(int count) { return static_cast<double>(random_() % static_cast<std::uint64_t>(count)); }
 
 Script Generator::begin() {
-    chooseTemperament();
+    chooseFrequencies();
     machine_.x = chance(0.03) ? 0 : 1 + whole(3);
     machine_.y = chance(0.05) ? 3 : whole(3);
     machine_.z = chance(0.2) ? 1 : 0;
@@ -52,7 +52,7 @@ Script Generator::begin() {
     if (chance(0.05))
         script.push_back(interference());
     if (chance(0.02))
-        script.push_back({Action::value, 10, whole(256)}); // the count of fans
+        script.push_back({Action::value, 10, whole(256)}); // the number of fans
     script.push_back({Action::start});
     if (chance(0.8)) {
         script.push_back({Action::connect});
@@ -61,7 +61,7 @@ Script Generator::begin() {
     return script;
 }
 
-void Generator::chooseTemperament() {
+void Generator::chooseFrequencies() {
     weights_.fill(0);
     for (const auto& [action, weight] : ordinary)
         weightOf(action) = weight * (chance(0.2) ? anywhere(0, 4) : 1);
@@ -69,7 +69,7 @@ void Generator::chooseTemperament() {
     for (const auto& [action, weight] : wild)
         weightOf(action) = isWild ? weight * anywhere(0, 2) : 0;
     weightOf(Action::chip) *= chance(0.7) ? 0.2 : 1;
-    if (chance(0.4)) // a hold may last
+    if (chance(0.4)) // long holds
         for (const auto action : {Action::hold, Action::handBack, Action::invalidate, Action::willSleep, Action::lid})
             weightOf(action) *= 0.2;
     sum_ = 0;
@@ -137,7 +137,7 @@ Input Generator::next() {
     }
 }
 
-/// Six holds wait, and the system may go to sleep while the first of them takes the fans.
+/// Queues six holds, and perhaps sleep that is announced while the first of them takes the fans.
 void Generator::waitingHolds() {
     for (int i = 0; i < 6; ++i)
         next_.push_back({Action::hold, 0, fraction(), whole(2)});
@@ -163,15 +163,15 @@ double Generator::celsius() {
     if (chance(0.03))
         return among(std::array{nan, infinity, -infinity, -300.0});
     if (chance(0.1))
-        return among(std::array{60.0, 80.0, 89.0, 96.0, 101.0}); // where something changes
+        return among(std::array{60.0, 80.0, 89.0, 96.0, 101.0}); // thresholds
     return chance(0.5) ? anywhere(30, 85) : anywhere(60, warmest_);
 }
 
-/// Another program takes a fan, gives it back, moves its target or the unlock switch.
+/// Another program changes a fan's mode or target, or the unlock switch.
 Input Generator::interference() {
     if (chance(0.1))
         return {Action::value, 11, whole(2)};
-    if (chance(0.1)) // exactly as far off as is tolerated, when a half or nothing is asked
+    if (chance(0.1)) // exactly at the tolerance, if half or the lowest speed is requested
         return {Action::value, 2 + whole(2), among(std::array{1175.0, 1225.0, 3575.0, 3625.0})};
     if (chance(0.4))
         return {Action::value, 2 + whole(2), anywhere(1000, 6500)};

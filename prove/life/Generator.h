@@ -9,28 +9,27 @@
 
 namespace kelo {
 
-/// Makes up lives at random: the same for the same seed, on every system.
+/// Generates random lives. The same seed gives the same lives on every system.
 class Generator {
 public:
     explicit Generator(std::uint64_t seed) : random_(seed) {}
 
-    /// Begins a life with a temperament of its own: what the machine is like, the start and, mostly, a
-    /// first hold.
+    /// Begins a life with new random frequencies: the machine, the start and usually a first hold.
     Script begin();
-    /// What happens next in it.
+    /// The next input of that life.
     Input next();
 
 private:
     bool chance(double probability) { return anywhere(0, 1) < probability; }
     double anywhere(double from, double to);
-    double whole(int count); ///< 0 up to, but not including, `count`.
+    double whole(int count); ///< An integer from 0 to `count` - 1.
     template <typename Choices>
     auto among(const Choices& choices) {
         return choices[static_cast<std::size_t>(whole(static_cast<int>(std::size(choices))))];
     }
 
     double& weightOf(Input::Action action) { return weights_[static_cast<std::size_t>(action)]; }
-    void chooseTemperament();
+    void chooseFrequencies();
     Input::Action action();
     double duration();
     double fraction();
@@ -42,7 +41,7 @@ private:
     Input machine_{Input::Action::machine};
     std::array<double, Input::actions> weights_{};
     double sum_ = 0;
-    std::deque<Input> next_; ///< Already decided.
+    std::deque<Input> next_; ///< Inputs that are already chosen.
     double warmest_ = 0;     ///< Degrees Celsius.
 };
 

@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-/// In the order of the actions.
+/// Names in the order of the actions.
 const std::vector<std::string>& names() {
     static const std::vector<std::string> all = [] {
         std::istringstream text(
@@ -22,13 +22,13 @@ const std::vector<std::string>& names() {
     return all;
 }
 
-/// Shortest, so that a script that was read back is the same.
+/// The shortest text that converts back to the same number.
 std::string textOf(double number) {
     char text[32];
     return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
-/// Returns whether all of the word is a number, which may be infinite or none.
+/// Whether the whole word is a number, which may be infinite or NaN.
 bool isNumber(const std::string& word, double& number) {
     char* end = nullptr;
     number = std::strtod(word.c_str(), &end);

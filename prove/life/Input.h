@@ -6,11 +6,11 @@
 
 namespace kelo {
 
-/// One thing that happens to the daemon or to its machine. Text form: "hold 2 0.5 1".
+/// One event for the daemon or its machine. Text form: "hold 2 0.5 1".
 struct Input {
     enum class Action {
-        // What the machine is like, before the start.
-        machine,      ///< x: number of fans. y: how it guards manual mode, 0 to 3. z: its speeds' type, 0 or 1.
+        // Properties of the machine, before the start.
+        machine,      ///< x: number of fans. y: its rule for manual mode, 0 to 3. z: type of speeds, 0 or 1.
         slowExchange, ///< x: seconds that each exchange takes.
         noController,
         unsignedHelper,
@@ -20,9 +20,9 @@ struct Input {
         start,
         // Time.
         pass,    ///< x: seconds.
-        busy,    ///< What is posted to the main queue waits until the next `pass`.
-        blocked, ///< The next input of a client or of the power domain comes as soon as the main thread is blocked.
-        // Clients and their requests. x chooses among those that are connected.
+        busy,    ///< Tasks in the main queue wait until the next `pass`.
+        blocked, ///< The next input from a client or the power domain arrives while the main thread is blocked.
+        // Clients and their requests. x chooses a connected client.
         connect,
         interrupt,
         invalidate,
@@ -32,24 +32,24 @@ struct Input {
         version,
         standDown,
         // The machine.
-        lid,         ///< x: 0 open, 1 closed, 2 absent, 3 something that is no boolean, 4 the number y.
-        powerDomain, ///< x: whether there is one to register with.
+        lid,         ///< x: 0 open, 1 closed, 2 absent, 3 not a boolean, 4 the number y.
+        powerDomain, ///< x: whether it exists.
         canSleep,
         willSleep,
         poweredOn,
-        root,       ///< x: whether the process has root's rights.
+        root,       ///< x: whether the process is root.
         chip,       ///< x: degrees Celsius.
-        value,      ///< x chooses a key, which is given the number y.
-        type,       ///< x chooses a key, which is given the type y, 0 to 4.
-        sizeLie,    ///< x chooses a key, which is said to have y bytes.
+        value,      ///< x chooses a key, y is its new value.
+        type,       ///< x chooses a key, y its new type, 0 to 4.
+        sizeLie,    ///< x chooses a key, y is the size in bytes that it reports.
         remove,     ///< x chooses a key.
-        restore,    ///< As `machine`: every key is there again, and tells the truth.
-        unlockRule, ///< x: whether manual mode must be unlocked. y: seconds until it then is granted.
+        restore,    ///< Arguments of `machine`. Restores all keys and ends every fault of the controller.
+        unlockRule, ///< x: whether manual mode must be unlocked. y: seconds until it is then granted.
         fault,      ///< x: kind. y: reach. z: how many exchanges from now.
         noFault,
         // The process.
-        replaceFile, ///< x: whether an event tells.
-        deleteFile,  ///< x: whether an event tells.
+        replaceFile, ///< x: whether it causes an event.
+        deleteFile,  ///< x: whether it causes an event.
         putFileBack,
         fileEvent,
         signal, ///< x: its number.
@@ -62,12 +62,12 @@ struct Input {
     double z = 0;
 
     std::string text() const;
-    /// None for what is no input.
+    /// nullopt for text that is not an input.
     static std::optional<Input> fromText(const std::string& text);
     static const char* name(Action action);
 };
 
-/// What happens in one life of the daemon, in order.
+/// The inputs of one life of the daemon, in order.
 using Script = std::vector<Input>;
 
 } // namespace kelo

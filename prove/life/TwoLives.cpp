@@ -12,7 +12,7 @@ namespace {
 
 using Action = Input::Action;
 
-constexpr int limitForOneInput = 500'000; // exchanges; the longest pass of time needs some ten thousand
+constexpr int limitForOneInput = 500'000; // exchanges; the longest `pass` needs about ten thousand
 
 ClamshellProperty lidOf(const Input& input) {
     switch (static_cast<int>(input.x)) {
@@ -36,7 +36,7 @@ PowerMessage messageOf(Action action) {
                                          : PowerMessage::systemHasPoweredOn;
 }
 
-/// What happens to the process rather than to a client or to the controller. Both sides are driven alike.
+/// Gives one side an input that is not from a client.
 void give(Daemon& side, const Input& input) {
     switch (input.action) {
     case Action::unsignedHelper:
@@ -74,8 +74,8 @@ void give(Daemon& side, const Input& input) {
     }
 }
 
-/// Does nothing for a client that has gone meanwhile.
-void giveOfClient(Daemon& side, const Input& input, int client) {
+/// Does nothing if the client has disconnected meanwhile.
+void giveFromClient(Daemon& side, const Input& input, int client) {
     if (input.action == Action::connect)
         return side.connect();
     if (!side.isConnected(client))
@@ -100,14 +100,14 @@ void giveOfClient(Daemon& side, const Input& input, int client) {
     }
 }
 
-bool isOfClient(Action action) { return action >= Action::connect && action <= Action::standDown; }
-bool isOfPowerDomain(Action action) { return action >= Action::canSleep && action <= Action::poweredOn; }
+bool isFromClient(Action action) { return action >= Action::connect && action <= Action::standDown; }
+bool isFromPowerDomain(Action action) { return action >= Action::canSleep && action <= Action::poweredOn; }
 
-/// Gives it once, when the side's main thread is blocked next.
+/// Gives the input once, the next time that the side's main thread is blocked.
 void giveWhileBlocked(Daemon& side, const Input& input, int client) {
     side.onBlocked([&side, input, client] {
-        if (isOfClient(input.action))
-            giveOfClient(side, input, client);
+        if (isFromClient(input.action))
+            giveFromClient(side, input, client);
         else
             side.announceToBusy(messageOf(input.action));
     });
@@ -120,7 +120,7 @@ bool isEqual(const TapeEntry& a, const TapeEntry& b) {
            (!a.smc.reply || std::memcmp(&*a.smc.reply, &*b.smc.reply, sizeof *a.smc.reply) == 0);
 }
 
-/// The last things that both did, and then what each did.
+/// The last events that both have in common, and the first in which they differ.
 std::string describe(const Input& input, const std::vector<TapeEntry>& daemon, const std::vector<TapeEntry>& model) {
     const auto [ours, theirs] = std::mismatch(daemon.begin(), daemon.end(), model.begin(), model.end(), isEqual);
     std::string text = "after \"" + input.text() + "\"\n";
@@ -142,13 +142,13 @@ bool TwoLives::apply(const Input& input) {
     model_.controller.clearLog();
     daemon_.exchange.limit = daemon_.exchange.count() + limitForOneInput;
     model_.exchange.limit = model_.exchange.count() + limitForOneInput;
-    if (!hasEnded() && isTimely(input.action))
+    if (!hasEnded() && isPossible(input.action))
         give(input);
     return agree(input);
 }
 
-/// What the machine is like is settled before the start, and there are no clients before it.
-bool TwoLives::isTimely(Action action) const {
+/// Most properties of the machine can only be set before the start. Clients can only connect after it.
+bool TwoLives::isPossible(Action action) const {
     if (action <= Action::start)
         return !isStarted_;
     return isStarted_ || action == Action::value || action == Action::type || action == Action::remove ||
@@ -158,10 +158,10 @@ bool TwoLives::isTimely(Action action) const {
 void TwoLives::give(const Input& input) {
     isStarted_ = isStarted_ || input.action == Action::start;
     isBusy_ = input.action == Action::busy || (isBusy_ && input.action != Action::pass);
-    isForBlocked_ = isForBlocked_ || input.action == Action::blocked;
-    if (isOfClient(input.action)) {
-        giveOfClient(input);
-    } else if (isForBlocked_ && isOfPowerDomain(input.action)) {
+    waitsForBlock_ = waitsForBlock_ || input.action == Action::blocked;
+    if (isFromClient(input.action)) {
+        giveFromClient(input);
+    } else if (waitsForBlock_ && isFromPowerDomain(input.action)) {
         giveWhileBlocked(input, -1);
     } else {
         kelo::give(daemon_, input);
@@ -174,7 +174,7 @@ void TwoLives::give(const Input& input) {
     model_.pass(seconds);
 }
 
-/// Which client an input is of; none is left without any.
+/// The client that an input is from; nullopt if none is connected.
 std::optional<int> TwoLives::chooseClient(const Input& input) {
     if (input.action == Action::connect)
         return -1;
@@ -184,20 +184,20 @@ std::optional<int> TwoLives::chooseClient(const Input& input) {
     return clients[static_cast<std::size_t>(input.x) % clients.size()];
 }
 
-void TwoLives::giveOfClient(const Input& input) {
+void TwoLives::giveFromClient(const Input& input) {
     const auto client = chooseClient(input);
     if (!client)
         return;
-    if (isForBlocked_) {
+    if (waitsForBlock_) {
         giveWhileBlocked(input, *client);
     } else {
-        kelo::giveOfClient(daemon_, input, *client);
-        kelo::giveOfClient(model_, input, *client);
+        kelo::giveFromClient(daemon_, input, *client);
+        kelo::giveFromClient(model_, input, *client);
     }
 }
 
 void TwoLives::giveWhileBlocked(const Input& input, int client) {
-    isForBlocked_ = false;
+    waitsForBlock_ = false;
     kelo::giveWhileBlocked(daemon_, input, client);
     kelo::giveWhileBlocked(model_, input, client);
 }

@@ -6,29 +6,29 @@ source testing/script.sh
 
 prove_life=$1
 
-# replayed FILE STATUS TEXT: checks the whole output and the exit status of --replay.
+# replayed FILE STATUS TEXT: checks the output and the exit status of --replay.
 replayed() {
-  local status=0 said
-  said=$("$prove_life" --replay "$1" 2>&1) || status=$?
-  [ "$status $said" = "$2 $3" ] || failure "\"$1\" is replayed with $status $said, not with $2 $3"
+  local status=0 output
+  output=$("$prove_life" --replay "$1" 2>&1) || status=$?
+  [ "$status $output" = "$2 $3" ] || failure "\"$1\": expected $2 $3, got $status $output"
 }
 
-# refused WHY LINE...: a script of these lines.
+# refused WHY LINE...: checks that a script of these lines is refused.
 refused() {
   local script=$folder/script
   printf '%s\n' "${@:2}" >"$script"
-  replayed "$script" 2 "prove_life: no life in \"$script\": $1"
+  replayed "$script" 2 "prove_life: invalid script \"$script\": $1"
 }
 
 printf '%s\n' 'machine 2' start connect 'hold 0 0.5' 'chip nan' 'pass 2' 'signal 15' >"$folder/life"
 replayed "$folder/life" 0 'no difference'
 
-for none in "$folder/missing" ''; do replayed "$none" 2 "prove_life: no life in \"$none\": it cannot be read"; done
-for empty in /dev/null "$folder"; do replayed "$empty" 2 "prove_life: no life in \"$empty\": nothing starts it"; done
-refused 'nothing starts it' 'machine 2' 'pass 2'
-refused 'line 2 is no input: ' start ''
+for none in "$folder/missing" ''; do replayed "$none" 2 "prove_life: invalid script \"$none\": it cannot be read"; done
+for empty in /dev/null "$folder"; do replayed "$empty" 2 "prove_life: invalid script \"$empty\": it has no start"; done
+refused 'it has no start' 'machine 2' 'pass 2'
+refused 'line 2 is not an input: ' start ''
 for nonsense in 'something else' 'pass soon' 'pass 2s' 'pass 2 3 4 5'; do
-  refused "line 2 is no input: $nonsense" start "$nonsense"
+  refused "line 2 is not an input: $nonsense" start "$nonsense"
 done
 
 exec 3< <(exec "$prove_life" --steps 1000000000 --seed 7)

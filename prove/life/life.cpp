@@ -16,13 +16,13 @@ using namespace kelo;
 
 namespace {
 
-/// From here on everything must have happened.
+/// In that many steps every expected event must occur.
 constexpr std::uint64_t fullLength = 200'000;
 
 struct Arguments {
     std::uint64_t steps = fullLength;
     std::uint64_t seed = 1;
-    std::optional<std::string> replay; ///< A script's file.
+    std::optional<std::string> replay; ///< File with a script.
     bool traces = false;
 };
 
@@ -46,30 +46,30 @@ std::optional<Arguments> parse(int count, char** arguments) {
     return count % 2 == 1 && parsed.steps > 0 ? std::optional(parsed) : std::nullopt;
 }
 
-std::nullopt_t noLife(const std::string& path, const std::string& why) {
-    std::fprintf(stderr, "prove_life: no life in \"%s\": %s\n", path.c_str(), why.c_str());
+std::nullopt_t refuse(const std::string& path, const std::string& why) {
+    std::fprintf(stderr, "prove_life: invalid script \"%s\": %s\n", path.c_str(), why.c_str());
     return std::nullopt;
 }
 
-/// None, once it has been said why, for what would be no life: nothing differs in it.
-std::optional<Script> lifeIn(const std::string& path) {
+/// nullopt for an invalid script, in which nothing could differ. Prints the reason.
+std::optional<Script> scriptIn(const std::string& path) {
     std::ifstream file(path);
     if (!file)
-        return noLife(path, "it cannot be read");
+        return refuse(path, "it cannot be read");
     Script script;
     for (std::string line; std::getline(file, line);) {
         const auto input = Input::fromText(line);
         if (!input)
-            return noLife(path, "line " + std::to_string(script.size() + 1) + " is no input: " + line);
+            return refuse(path, "line " + std::to_string(script.size() + 1) + " is not an input: " + line);
         script.push_back(*input);
     }
     if (std::none_of(script.begin(), script.end(), [](const Input& any) { return any.action == Input::Action::start; }))
-        return noLife(path, "nothing starts it");
+        return refuse(path, "it has no start");
     return script;
 }
 
 int replay(const std::string& path) {
-    const auto script = lifeIn(path);
+    const auto script = scriptIn(path);
     if (!script)
         return 2;
     const auto difference = TwoLives::differenceOf(*script);
@@ -84,8 +84,8 @@ Script without(const Script& script, std::size_t begin, std::size_t count) {
     return rest;
 }
 
-/// Leaves out of a script what is not needed for `fails` to hold of it: the result fails, and no single input of it can
-/// be spared.
+/// Removes inputs from a script as long as it still fails. The result fails and would not without any one of its
+/// inputs.
 Script shrunk(Script script, const std::function<bool(const Script&)>& fails) {
     for (auto count = std::max<std::size_t>(script.size() / 2, 1);;) {
         bool isShorter = false;
@@ -103,30 +103,31 @@ Script shrunk(Script script, const std::function<bool(const Script&)>& fails) {
     }
 }
 
-/// Prints the shortest script that still shows a difference.
+/// Prints a shortened script that still shows a difference.
 void report(const Script& life) {
     const auto script = shrunk(life, [](const Script& any) { return TwoLives::differenceOf(any).has_value(); });
     std::printf("%s", TwoLives::differenceOf(script).value().c_str());
-    std::printf("the life of %zu inputs, shrunk to %zu, for --replay:\n", life.size(), script.size());
+    std::printf("the life of %zu inputs, reduced to %zu, for --replay:\n", life.size(), script.size());
     for (const auto& input : script)
         std::printf("%s\n", input.text().c_str());
 }
 
-/// One life after another, until so many inputs have been given.
+/// Runs one life after another until the given number of steps is reached.
 class Lives {
 public:
     explicit Lives(const Arguments& arguments) : arguments_(arguments), generator_(arguments.seed) {}
 
     int run() {
-        std::printf("seed %llu, %llu steps; --trace shows the life that aborts or does not end\n",
+        std::printf("seed %llu, %llu steps; --trace prints each input first, to find one that aborts or hangs\n",
                     number(arguments_.seed), number(arguments_.steps));
         std::fflush(stdout); // an abort would lose it
         while (steps_ < arguments_.steps)
             if (!live())
                 return 1;
         const int missing = coverage_.print();
-        std::printf("\nseed %llu: %llu steps in %llu lives, %llu exchanges, no difference; %d things never happened\n",
-                    number(arguments_.seed), number(steps_), number(lives_), number(exchanges_), missing);
+        std::printf(
+            "\nseed %llu: %llu steps in %llu lives, %llu exchanges, no difference; %d expected events never occurred\n",
+            number(arguments_.seed), number(steps_), number(lives_), number(exchanges_), missing);
         return missing > 0 && arguments_.steps >= fullLength ? 1 : 0;
     }
 
@@ -159,7 +160,7 @@ private:
         return agree;
     }
 
-    /// Each input before it is given, so that a crash shows what led to it: the script from the last `machine` on.
+    /// Prints each input before it is given. After a crash, the lines from the last `machine` on are its script.
     void trace(const Input& input) const {
         if (!arguments_.traces)
             return;
@@ -185,7 +186,7 @@ private:
 
 } // namespace
 
-/// Lets the daemon and its model live the same random lives, and compares all that they do.
+/// Runs the daemon and its model through the same random lives and compares all their effects.
 int main(int count, char** arguments) {
     const auto parsed = parse(count, arguments);
     if (!parsed) {

@@ -57,7 +57,7 @@ void BusyLife::useClient() {
     }
 }
 
-/// What the Mac refuses, such as waking while it is awake, is part of life.
+/// Ignores calls that the Mac refuses, such as waking while it is awake.
 void BusyLife::useMac() try {
     switch (below(8)) {
     case 0:
@@ -85,7 +85,7 @@ void BusyLife::useMac() try {
 } catch (const CallRefused&) {
 }
 
-/// Without a hold nobody would hand back what another program has taken.
+/// Without a hold, no process would hand back fans that another program has taken.
 void BusyLife::end() {
     for (const auto& fan : mac_.call(Show{}).fans)
         mac_.call(Interfere{fan.index, {}});

@@ -9,16 +9,15 @@
 
 namespace kelo {
 
-/// A client process that is told what to do and not waited for: it does one thing after the other.
+/// A client process that carries out queued commands, one after the other. Commands do not wait for it.
 class BusyClient {
 public:
     explicit BusyClient(Installation& installation) : process_(installation.start("rawclient", {})) {}
 
     void connect() { process_->writeInput("connect\n"); }
-    /// Makes a request, and has the process wait for the reply.
+    /// The process makes a request and waits for the reply.
     void request(const requests::Any& request);
     void close() { process_->writeInput("close\n"); }
-    /// Without any farewell.
     void kill();
 
 private:
@@ -26,16 +25,15 @@ private:
     std::uint64_t number_ = 0;
 };
 
-/// Whatever may happen to a helper while it runs, at random: clients that hold, release, look, come, leave and are
-/// killed; other programs that take fans; the lid, sleep and wake, heat.
+/// Random events for a running helper: clients that connect, hold, release, fetch snapshots, disconnect and are killed;
+/// other programs that take fans; lid, sleep, wake and heat.
 class BusyLife {
 public:
     BusyLife(StagedMac& mac, std::mt19937& random);
 
-    /// Does one thing and waits a moment.
+    /// Causes one event and waits briefly.
     void step();
-    /// Takes from other programs what they have of the fans, waits until the helper has again what it holds, and kills
-    /// every client.
+    /// Ends the interference of other programs, waits until the helper holds its fans again, and kills every client.
     void end();
 
 private:

@@ -17,22 +17,22 @@ namespace {
 
 using namespace hardware_calls;
 
-constexpr double machineAllowance = 2; // seconds: many processes share few processors
-constexpr double hangAfter = 120;      // seconds beyond the bound after which nobody waits any longer
+constexpr double machineAllowance = 2; // seconds, since many processes share few processors
+constexpr double hangAfter = 120;      // seconds beyond the bound until a helper is treated as hung
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 struct Outcome {
-    bool wasManual = true;   ///< False: there was nothing to measure.
+    bool wasManual = true;   ///< If false, there was nothing to measure.
     double automatic = 0;    ///< Seconds from the signal until the last fan was automatic.
     double exit = 0;         ///< Seconds from the signal until the process had ended.
-    std::string broken = {}; ///< What was not as promised; empty.
+    std::string broken = {}; ///< The broken promise; empty if there is none.
 };
 
 Outcome leave(StagedMac& mac, const Situation& situation) {
-    const auto before = mac.call(Show{}); // whatever passes until the signal counts as the helper's
+    const auto before = mac.call(Show{}); // the time until the signal counts as part of the delay
     if (std::none_of(before.fans.begin(), before.fans.end(), [](const auto& fan) { return fan.isManual; }))
         return {.wasManual = false};
     const auto start = std::chrono::steady_clock::now();
@@ -62,16 +62,16 @@ Outcome attempt(StagedMac& mac, const Situation& situation, int number, std::mt1
     return outcome;
 }
 
-/// On a busy machine a situation may be over by the time that its wait ends: then there is nothing to measure.
+/// Retries, since on a busy machine a situation may be over before its wait ends: then there is nothing to measure.
 Outcome attemptUntilManual(StagedMac& mac, const Situation& situation, int number) {
     std::mt19937 random(static_cast<unsigned>(number));
     for (int i = 0; i < 10; ++i)
         if (auto outcome = attempt(mac, situation, number, random); outcome.wasManual)
             return outcome;
-    return {.broken = "no fan was ever manual when it was asked to leave"};
+    return {.broken = "no fan was ever manual when the helper was asked to stop"};
 }
 
-/// Returns how many tries broke a promise.
+/// Returns the number of tries that broke a promise.
 int measure(const Situation& situation, const std::filesystem::path& staged, const std::filesystem::path& work,
             int tries) {
     std::mutex mutex;

@@ -7,12 +7,12 @@
 
 namespace kelo {
 
-/// What has been measured many times.
+/// The measured values of one quantity.
 class Figures {
 public:
     void add(double value) { values_.push_back(value); }
     std::size_t count() const { return values_.size(); }
-    /// The smallest value that this percentage of all values does not exceed; 0 without values.
+    /// The smallest value that is not exceeded by `percent` percent of the values; 0 if there are none.
     double percentile(double percent) const {
         if (values_.empty())
             return 0;

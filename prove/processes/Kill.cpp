@@ -23,16 +23,17 @@ namespace {
 using namespace hardware_calls;
 using Clock = std::chrono::steady_clock;
 
-// A helper watches two files, and a user may have 128 inotify instances: one without would not see itself replaced.
+// A helper uses two of the 128 inotify instances that a user may have; without them it would miss its replacement.
 constexpr int width = 24;
-constexpr double machineAllowance = 2; // seconds: many processes share few processors
+constexpr double machineAllowance = 2; // seconds, since many processes share few processors
 constexpr double bound =
-    2 * 4 + machineAllowance; // seconds until every fan is automatic: an unlock of each of two first
-constexpr double grace = 8;   // seconds for which a hold without clients goes on
-constexpr double graceBound = grace + 2 + machineAllowance; // up to the hand-back: a tick may be in progress
-constexpr double hangAfter = 60;                            // seconds after which nobody waits any longer
+    2 * 4 + machineAllowance; // seconds until every fan is automatic, after unlocking each of two fans
+constexpr double grace = 8;   // seconds for which a hold continues without clients
+constexpr double graceBound = grace + 2 + machineAllowance; // until the hand-back, since a tick may be in progress
+constexpr double hangAfter = 60;                            // seconds until a helper is treated as hung
 
-// Of 1,000 ends 440 found a fan held, so none of 20 does once in 100,000 runs. One way of five is judged by more.
+// 440 of 1,000 ends found a held fan, so that 20 ends find none only once in 100,000 runs. One of the five ways needs
+// more.
 constexpr std::size_t enoughEnds = 20;
 constexpr std::size_t enoughEndsOfWay = 40;
 
@@ -43,7 +44,7 @@ const std::array<const char*, wayCount> wayNames = {"SIGTERM", "SIGINT", "execut
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-/// The other ways a helper is made to leave.
+/// Makes the helper exit in any other way.
 void askToLeave(StagedMac& mac, Way way) {
     if (way == Way::terminate)
         mac.helper().signal(SIGTERM);
@@ -55,7 +56,7 @@ void askToLeave(StagedMac& mac, Way way) {
         std::filesystem::remove(mac.installation().program(Installation::helperName));
 }
 
-/// Waits for the helper's end. What was broken; empty.
+/// Waits for the helper's end. Returns the broken promise; empty if there is none.
 std::string brokenAtEnd(StagedMac& mac) {
     const auto status = mac.helper().waitForEnd(hangAfter);
     if (!status)
@@ -67,12 +68,12 @@ std::string brokenAtEnd(StagedMac& mac) {
 
 struct Outcome {
     double automatic = 0; ///< Seconds until the last fan was automatic.
-    double end = 0;       ///< Seconds until the process had ended; 0 where it was not asked to.
-    std::string broken;   ///< Empty when every promise was kept.
-    bool wasHeld = false; ///< The helper held a fan when it was made to leave.
+    double end = 0;       ///< Seconds until the process had ended; 0 if it was not asked to end.
+    std::string broken;   ///< The broken promise; empty if there is none.
+    bool wasHeld = false; ///< Whether the helper held a fan when it was made to exit.
 };
 
-/// Looks on for a while after the hand-back is due: a fan must not be taken again, either.
+/// Keeps watching after the hand-back is due, since no fan may be taken again.
 Outcome loseClients(StagedMac& mac, BusyLife& life) {
     life.end();
     Outcome outcome;
@@ -111,21 +112,21 @@ Outcome end(StagedMac& mac, BusyLife& life, Way way) {
     return outcome;
 }
 
-/// The Mac as a new one.
+/// Resets the Mac for the next try.
 void reset(StagedMac& mac) {
     mac.installation().forgetHelper();
     mac.install(Installation::helperName);
     try {
         mac.call(SetLid{false});
-    } catch (const CallFailed&) { // a desktop has none
+    } catch (const CallFailed&) { // a desktop has no lid
     }
     mac.call(SetKey{"Tp09", std::nullopt});
     if (mac.call(Show{}).asleep)
         mac.call(Wake{});
 }
 
-/// Where other processes of this user have taken all inotify instances, a helper notices its replacement only when the
-/// next client comes: that is not what is measured.
+/// Restarts a helper that could not get its inotify instances because other processes of this user have taken them all:
+/// it notices its replacement only when the next client connects, which is not measured here.
 void startWatchingHelper(StagedMac& mac) {
     for (int i = 0; i < 60; ++i) {
         mac.startHelper();
@@ -152,11 +153,11 @@ Outcome attempt(StagedMac& mac, unsigned seed, Way way) {
     return outcome;
 }
 
-/// All ends by one way.
+/// The results for one way.
 struct Tally {
     Figures automatic;
     Figures end;
-    int held = 0; ///< How many found a fan held: only these had something to hand back.
+    int held = 0; ///< Number of ends with a held fan: only these had something to hand back.
     int broken = 0;
 
     void add(const Outcome& outcome) {
@@ -183,7 +184,7 @@ void printTable(const Tallies& tallies) {
     }
 }
 
-/// Says so, and returns 1, where nothing was proved: no end of many found a fan held.
+/// Prints a message and returns 1 if nothing was proved because none of many ends found a held fan.
 int provedNothing(const char* way, std::size_t ends, int held, std::size_t enough) {
     if (held > 0 || ends < enough)
         return 0;
@@ -191,7 +192,7 @@ int provedNothing(const char* way, std::size_t ends, int held, std::size_t enoug
     return 1;
 }
 
-/// How many promises were broken.
+/// Returns the number of broken promises.
 int judge(const Tallies& tallies) {
     int broken = 0;
     int held = 0;
@@ -206,7 +207,7 @@ int judge(const Tallies& tallies) {
     return broken + provedNothing("all ways together", ends, held, enoughEnds);
 }
 
-/// As data of a picture.
+/// Writes the data of a picture.
 void keep(const Tallies& tallies, const std::string& file) {
     std::ofstream stream(file);
     stream << "{\n \"picture\": \"delays\",\n \"title\": \"Duration of each way out\",\n \"rows\": [";

@@ -10,7 +10,7 @@
 namespace kelo {
 namespace {
 
-/// The sum of the numbers behind all lines that begin with `name`.
+/// The sum of the numbers in all lines that begin with `name`.
 long sumOf(const std::filesystem::path& path, const std::string& name) {
     std::ifstream file(path);
     if (!file)

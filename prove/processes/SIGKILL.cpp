@@ -9,9 +9,9 @@
 namespace kelo {
 namespace {
 
-constexpr double hangAfter = 60; // seconds after which nobody waits any longer
+constexpr double hangAfter = 60; // seconds until a helper is treated as hung
 
-/// In how many tries a fan was manual after SIGKILL, and after each step that followed.
+/// The number of tries in which a fan was manual after SIGKILL and after each later step.
 struct Left {
     int kill = 0;
     int restart = 0;
@@ -33,7 +33,7 @@ void killWhileHolding(StagedMac& mac, bool holdsAgain, Left& left) {
     left.restart += manual();
     if (holdsAgain) {
         client = mac.startHold();
-        client->signal(SIGINT); // its way to hand the fan back
+        client->signal(SIGINT); // makes the client hand the fan back
         client->waitForEnd(hangAfter);
         left.release += manual();
     }

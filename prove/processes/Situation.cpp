@@ -11,16 +11,16 @@ namespace {
 
 using namespace hardware_calls;
 
-constexpr double tick = 2;   // seconds between two looks of the helper at what it holds
-constexpr double unlock = 4; // seconds for which a fan's mode is tried at most
+constexpr double tick = 2;   // seconds between two checks of a hold
+constexpr double unlock = 4; // seconds for which the helper retries a mode write
 
-// Below the limit of one second that a Mac gets that hung and has not answered since.
+// Below the timeout of one second that applies once the Mac has failed to answer.
 constexpr double lateAnswer = 0.9; // seconds
 
-// A tick that repairs something, with two fans: it reads them three times (20 exchanges each), the chip twice (2 each),
-// and takes both fans (8 each).
+// A tick that retakes two fans reads them three times (20 exchanges each), reads the chip twice (2 each) and takes both
+// fans (8 each).
 constexpr int exchangesOfTick = 80;
-// Of a hand-back, up to the write that gives the second fan back.
+// A hand-back up to the write that makes the second fan automatic.
 constexpr int exchangesOfHandBack = 4;
 
 Setting holding(StagedMac& mac, const LaunchEnvironment& environment = {}) {
@@ -38,13 +38,13 @@ Setting linksLate(StagedMac& mac, int) {
     return setting;
 }
 
-/// The daemon's queue is full, and each of the strangers is worth another line.
+/// The log daemon's queue is full, and each refused stranger causes another line.
 Setting logStalled(StagedMac& mac, int) {
     const auto socket = mac.installation().program(LaunchEnvironment::logSocketName);
     std::optional<FakeLogDaemon> log(std::in_place, socket);
     auto setting = holding(mac, {.hasOwnLog = true});
     if (log->read().empty())
-        throw std::runtime_error("the helper does not log to the log of its own");
+        throw std::runtime_error("the helper does not log to its separate log");
     log->fill();
     setting.log = std::move(log);
     setting.rawClient = std::make_unique<RawClient>(mac.installation(), "stranger");
@@ -52,7 +52,7 @@ Setting logStalled(StagedMac& mac, int) {
     return setting;
 }
 
-/// A pipe and a terminal in turn.
+/// Alternates between a pipe and a terminal.
 Setting standardErrorFull(StagedMac& mac, int number) {
     const auto path = mac.installation().program("standard-error");
     std::filesystem::remove(path);
@@ -68,8 +68,8 @@ bool isUnlocked(const MacState& mac, double since) {
     });
 }
 
-/// On a Mac that never grants manual mode, whose fan another program has taken: the first hold tries for all of its
-/// time, and the others wait behind it.
+/// The Mac never grants manual mode, and another program has taken its fan: the first hold retries until it times out,
+/// and the others wait in the queue.
 Setting holdsQueued(StagedMac& mac, int) {
     mac.startHelper();
     Setting setting;
@@ -110,7 +110,7 @@ int fewestDescriptorsToHold(StagedMac& mac) {
         try {
             mac.startHelper({.descriptors = descriptors}, 5);
             mac.startHold(5);
-            mac.startHold(5); // another client's: what the first hold has opened is still open
+            mac.startHold(5); // a second client; the descriptors of the first hold are still open
             if (mac.isAnyFanManual())
                 return descriptors;
         } catch (const std::runtime_error&) {

@@ -13,7 +13,7 @@
 
 namespace kelo {
 
-/// What belongs to one try: clients, and what disturbs the helper.
+/// The clients and disturbances of one try.
 struct Setting {
     std::unique_ptr<ChildProcess> client;
     std::unique_ptr<RawClient> rawClient;
@@ -21,22 +21,22 @@ struct Setting {
     std::optional<UnreadStream> standardError;
 };
 
-/// Something that keeps the helper busy, or its surroundings from answering, when it is asked to leave.
+/// A condition that delays the helper's exit: it is busy, or other processes do not respond.
 struct Situation {
     std::string name;
     std::string profile; ///< The kind of Mac.
-    double longestWait;  ///< Seconds in this situation before the signal; each try waits for a part of them.
-    double bound;        ///< Seconds within which every fan is automatic, without what the machine itself costs.
-    int sideBySide;      ///< How many tries at a time: many where they mostly wait. A helper watches two files, and a
-                         ///< user may have 128 inotify instances.
-    /// Starts the helper and brings it into the situation. A fan is manual when it returns.
+    double longestWait;  ///< Each try waits a random time of up to this many seconds before the signal.
+    double bound;        ///< Seconds until every fan must be automatic, without the allowance for a busy machine.
+    int sideBySide;      ///< Number of concurrent tries; higher if they mostly wait. Each helper uses two of the 128
+                         ///< inotify instances that a user may have.
+    /// Starts the helper and creates the situation. A fan is manual on return.
     std::function<Setting(StagedMac&, int number)> enter;
 };
 
-/// Undisturbed first. `fewestDescriptors` are those with which a helper holds for one client after another.
+/// All situations, starting with an undisturbed one. `fewestDescriptors` is the result of the function below.
 std::vector<Situation> situations(int fewestDescriptors);
 
-/// Tries it out on `mac`.
+/// Finds out on `mac` the lowest descriptor limit at which a helper can hold for one client after another.
 int fewestDescriptorsToHold(StagedMac& mac);
 
 } // namespace kelo

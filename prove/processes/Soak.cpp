@@ -20,10 +20,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int clientCount = 50;
 constexpr int samplesPerQuarter = 60;
-constexpr long descriptorsOfClient = 3; // its socket, its process, and the folder of that process in /proc
-constexpr int fewestClients = 40;       // that are there at some moment of a quarter: 46 are on average
-constexpr long toleranceKiB = 256; // a few pages of the allocator; a connection that leaks shows in the descriptors
-constexpr double settling = 15;    // seconds: the grace period, and a tick
+constexpr long descriptorsOfClient = 3; // its socket, its process, and the process's folder in /proc
+constexpr int fewestClients = 40;       // connected at some time in a quarter; 46 on average
+constexpr long toleranceKiB = 256;      // a few pages of the allocator; a leaked connection is found by its descriptors
+constexpr double settling = 15;         // seconds; the grace period and a tick
 
 struct Crowd {
     Installation& installation;
@@ -33,7 +33,7 @@ struct Crowd {
 
     int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random); }
 
-    /// One of them comes, leaves, is killed or asks for something.
+    /// A random client connects, reconnects, is killed or makes a request.
     void step() {
         auto& client = clients.at(static_cast<std::size_t>(below(clientCount)));
         if (!client) {
@@ -56,8 +56,8 @@ struct Crowd {
     }
 };
 
-/// Returns what the helper used meanwhile, at even intervals.
-std::vector<ProcessUsage> letLive(Crowd& crowd, pid_t helper, double minutes) {
+/// Returns samples of the helper's resources at even intervals.
+std::vector<ProcessUsage> sampleUsage(Crowd& crowd, pid_t helper, double minutes) {
     std::vector<ProcessUsage> samples;
     const auto start = Clock::now();
     const std::chrono::duration<double> length(minutes * 60);
@@ -94,7 +94,7 @@ bool isSame(const char* name, long before, long after) {
     return after == before;
 }
 
-/// A helper that cuts everybody off is flat, too. `without` are its descriptors without clients.
+/// A helper that cuts all clients off would be flat, too. `without` is its number of descriptors without clients.
 bool isFull(Samples samples, long without) {
     const long descriptors = largest(samples.last(samples.size() / 4), &ProcessUsage::descriptors) - without;
     const long clients = descriptors / descriptorsOfClient;
@@ -103,7 +103,7 @@ bool isFull(Samples samples, long without) {
     return clients >= fewestClients;
 }
 
-/// Leaves a fan manual, so that the helper has something to hand back at its end.
+/// Holds a fan, so that the helper has something to hand back at its end.
 bool canStillHold(StagedMac& mac) try {
     const auto client = mac.startHold();
     return mac.isAnyFanManual();
@@ -117,19 +117,20 @@ int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& 
     StagedMac mac(staged, work / "soak", "laptop");
     mac.startHelper();
     const auto helper = mac.helper().number();
-    // A first client, so that what is made once has been made.
+    // A first client, so that everything that is allocated only once has been allocated.
     mac.startHold()->signal(SIGKILL);
     std::this_thread::sleep_for(std::chrono::duration<double>(settling));
     const auto before = ProcessUsage::of(helper);
 
     Crowd crowd{.installation = mac.installation()};
-    const auto samples = letLive(crowd, helper, minutes);
+    const auto samples = sampleUsage(crowd, helper, minutes);
     crowd.clients.clear();
     std::this_thread::sleep_for(std::chrono::duration<double>(settling));
     const auto after = ProcessUsage::of(helper);
 
-    std::printf("%d clients came and went for %.1f min (%ld arrivals); %zu samples. The largest of each quarter:\n\n",
-                clientCount, minutes, crowd.arrivals, samples.size());
+    std::printf(
+        "%d clients connected and disconnected for %.1f min (%ld arrivals); %zu samples. Maximum of each quarter:\n\n",
+        clientCount, minutes, crowd.arrivals, samples.size());
     std::printf("%-20s %10s %10s %10s\n", "", "first", "last", "tolerance");
     int broken = 0;
     broken += isFlat("resident KiB", samples, &ProcessUsage::residentKiB, toleranceKiB) ? 0 : 1;
@@ -145,7 +146,7 @@ int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& 
     std::printf("\nAnother client: %s.\n", isHolding ? "holds" : "cannot hold");
     mac.helper().signal(SIGTERM);
     const bool isGoodEnd = mac.helper().waitForEnd(60) == 0 && !mac.isAnyFanManual();
-    std::printf("The end: %s.\n", isGoodEnd ? "status 0, every fan automatic" : "not as promised");
+    std::printf("Exit: %s.\n", isGoodEnd ? "status 0, every fan automatic" : "wrong status, or a fan left manual");
     return broken + (isHolding ? 0 : 1) + (isGoodEnd ? 0 : 1);
 }
 

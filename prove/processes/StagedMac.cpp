@@ -18,8 +18,7 @@ bool isNowThere(const std::filesystem::path& path) {
     return std::filesystem::exists(path, error);
 }
 
-/// Whether the last write of the fan's mode took it. Only the helper writes: other programs' changes are not among
-/// them.
+/// Whether the last write of the fan's mode made it manual. Only the helper's changes are in `writes`.
 bool isTaken(const hardware_calls::MacState& mac, int fan) {
     const auto key = "F" + std::to_string(fan) + "Md";
     const auto last =
@@ -27,7 +26,7 @@ bool isTaken(const hardware_calls::MacState& mac, int fan) {
     return last != mac.writes.rend() && last->bytes.at(0) != 0;
 }
 
-/// The moment of the first hand-back after `start`, or after the last time that the fan was taken.
+/// The time of the first hand-back after `start`, or after the last time that the fan was taken.
 double automaticSince(const hardware_calls::MacState& mac, int fan, double start) {
     const auto key = "F" + std::to_string(fan) + "Md";
     double since = start;
@@ -58,11 +57,11 @@ StagedMac::StagedMac(std::filesystem::path staged, const std::filesystem::path& 
     macFolder_ = std::make_unique<SimulatedMacFolder>(opened.get());
     link_ = HardwareLink::connect(macFolder_->descriptor());
     if (!link_)
-        throw std::runtime_error("the simulated Mac is not there");
+        throw std::runtime_error("the simulated Mac does not accept connections");
 }
 
-/// Copied by another process: this one may fork on another thread meanwhile, and a program that anybody has open for
-/// writing cannot be started.
+/// Copies in another process, because a program that is open for writing cannot be started, and a thread of this
+/// process that forks meanwhile would inherit the open descriptor.
 void StagedMac::install(const std::string& program) {
     const auto copy = installation_.program(program + ".new");
     ChildProcess copying("/bin/cp", {staged_ / program, copy}, installation_.folder() / "log", "cp");
@@ -73,7 +72,7 @@ void StagedMac::install(const std::string& program) {
 
 void StagedMac::startHelper(const LaunchEnvironment& environment, double seconds) {
     const auto socket = installation_.program("app.kelo.helper.socket");
-    std::filesystem::remove(socket); // an earlier helper's, which would be taken for this one's
+    std::filesystem::remove(socket); // left by an earlier helper; would be mistaken for the new one's
     installation_.startHelper(environment);
     const bool isUp = waitUntil([&] { return isNowThere(socket) || helper().status(); }, seconds);
     if (!isUp || helper().status())

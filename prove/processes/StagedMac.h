@@ -10,31 +10,31 @@
 
 namespace kelo {
 
-/// A copy of a staged installation and a simulated Mac that runs in it. One thread.
+/// A copy of a staged installation, and a simulated Mac that runs in it. Single-threaded.
 class StagedMac {
 public:
-    /// `staged` holds the signed programs and the anchor. The copy is made in `folder` and stays there. Throws
+    /// `staged` contains the signed programs and the anchor. The copy in `folder` is not removed. Throws
     /// `std::exception`.
     StagedMac(std::filesystem::path staged, const std::filesystem::path& folder, const std::string& profile);
 
     Installation& installation() { return installation_; }
-    /// Puts a program there anew, by renaming: one that runs is replaced, not written to.
+    /// Copies a program from `staged` again. Replaces it by renaming, so that a running program is not modified.
     void install(const std::string& program);
 
-    /// Starts the helper; throws `std::runtime_error` when it does not listen within `seconds`.
+    /// Starts the helper. Throws `std::runtime_error` if it does not listen within `seconds`.
     void startHelper(const LaunchEnvironment& environment = {}, double seconds = 30);
     ChildProcess& helper() { return installation_.helper(); }
 
-    /// A client that holds; throws `std::runtime_error` when it does not within `seconds`.
+    /// Starts a client that holds. Throws `std::runtime_error` if it does not hold within `seconds`.
     std::unique_ptr<ChildProcess> startHold(double seconds = 20);
 
-    /// Makes a call on the simulated Mac.
+    /// Makes a call to the simulated Mac.
     template <typename Call>
     typename Call::Answer call(const Call& call) {
         return link_->call(call);
     }
     bool isAnyFanManual();
-    /// Whether the helper has taken a fan that is manual; what another program has taken is not held.
+    /// Whether the helper itself has taken a fan that is manual. A fan that another program has taken is not held.
     bool isAnyFanHeld();
 
 private:
@@ -44,8 +44,8 @@ private:
     std::unique_ptr<HardwareLink> link_;
 };
 
-/// The seconds from `start`, on the Mac's clock, until the last fan was automatic for good. No fan may be manual, and
-/// nobody but the helper may have given one back.
+/// Seconds from `start`, on the Mac's clock, until the last fan became automatic and stayed so. Requires that no fan is
+/// manual now and that only the helper has handed fans back.
 double untilAutomatic(const hardware_calls::MacState& mac, double start);
 
 } // namespace kelo

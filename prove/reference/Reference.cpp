@@ -22,7 +22,7 @@ const std::string listenerCategory = "listener";
 
 } // namespace
 
-// Gives each request of a client to the model.
+// Passes each request of a client to the model.
 class Model::Requests : public KeloHelperProtocol {
 public:
     explicit Requests(Model& model) : model_(model) {}
@@ -45,7 +45,7 @@ void Model::startService() {
     if (fanCount_ == 0)
         error(serviceCategory, "No controllable fan on this Mac \u2014 the helper will refuse every request.");
     else
-        registerForPower(); // for good: a machine may go to sleep while no fan is held
+        registerForPower(); // permanently, since a Mac may go to sleep while no fan is held
 }
 
 void Model::startBinaryWatch() {
@@ -135,12 +135,12 @@ void Model::perform(const requests::AnyCall& call) {
 
 void Model::post(std::function<void()> work) { platform_.machine.queue.post(std::move(work)); }
 
-// Nothing when there is no controller, and when a number is not finite: JSON has no text for it.
+// nullopt if there is no controller or a number is not finite, which JSON cannot express.
 std::optional<Data> Model::snapshot() {
     if (fanCount_ == 0)
         return std::nullopt;
     const std::vector<Fan> all = fans();
-    Fan fastest; // zeros without a fan
+    Fan fastest; // all 0 if there is no fan
     bool isManual = false;
     for (const Fan& fan : all) {
         if (&fan == &all.front() || fastest.currentRPM < fan.currentRPM)
@@ -175,7 +175,7 @@ Model::Refusal Model::holdOnMain(const requests::Hold& asked) {
     if (session_)
         stopHold(*session_);
     if (!power_)
-        registerForPower(); // without it the hold runs on, deaf to sleep
+        registerForPower(); // if this fails, the hold continues but misses sleep
     Hold fresh;
     fresh.asked = clampedFraction(asked.fraction);
     fresh.isSleeping = isAsleep_;
@@ -183,7 +183,7 @@ Model::Refusal Model::holdOnMain(const requests::Hold& asked) {
     session_ = fresh;
     Refusal refusal = startHold(*session_);
     if (refusal) {
-        restoreAuto(); // nobody would watch the fans that it has already switched
+        restoreAuto(); // hands back fans that are already manual, since no hold watches them
         session_.reset();
     }
     return refusal;
@@ -222,7 +222,7 @@ void Model::orphanTimerFired() {
 }
 
 bool Model::isBinaryCurrent() {
-    // A file that could not be identified at the start counts as current for ever.
+    // A file that could not be identified at the start always counts as current.
     return !binaryPath_ || !binaryIdentity_ || platform_.files.identify(*binaryPath_) == binaryIdentity_;
 }
 
@@ -264,7 +264,7 @@ void Model::powerMessage(PowerMessage message, std::intptr_t id) {
     if (session_ && isAwake)
         didWake(*session_);
     if (!isAwake)
-        power_->allowPowerChange(id); // last: the machine may sleep from here on
+        power_->allowPowerChange(id); // last, since the Mac may sleep from here on
 }
 
 void Model::error(const std::string& category, const std::string& text) {

@@ -1,10 +1,10 @@
-// A reference model of the fan-control daemon, which takes the place of the daemon on a platform.
-// A harness drives it side by side with the real daemon and compares what both do to the platform. It repeats the rules
-// in functions much like the daemon's: it shows a slip in one of the two, but no rule that both get wrong.
+// A reference model of the fan-control daemon, which can replace the daemon on a platform. A harness runs both side by
+// side and compares their effects on the platform. The model implements the daemon's rules again in similar functions:
+// it reveals a mistake in one of the two, but not a rule that both get wrong.
 //
-// Connections and requests have a part that runs at once, on the connection's own queue, and a part that runs on the
-// main queue. They may come at any moment, also while the model sleeps. `Platform::exit` is the model's last call; it
-// ignores everything that comes later.
+// Connections and requests are handled partly at once, on the connection's queue, and partly on the main queue. They
+// may arrive at any time, even while the model sleeps. `Platform::exit` is the model's last call; it ignores all later
+// events.
 #pragma once
 
 #include <array>
@@ -26,17 +26,17 @@
 
 namespace kelo::reference {
 
-// One exchange with the controller: 80 bytes each way, multi-byte integers in host order.
+// A request to the controller or its reply: 80 bytes, with integers in host order.
 using Record = std::array<std::uint8_t, 80>;
 
 // The service's log category.
 inline const std::string serviceCategory = "service";
-// The refusal when there is nothing to control.
+// The refusal if there is no fan to control.
 inline const std::string noFansText = "This Mac has no controllable fan.";
 
 class Model {
 public:
-    // Makes one and runs the whole start-up, for `Daemon`.
+    // Creates a model and runs its whole start-up, for `Daemon`.
     static std::shared_ptr<void> start(const Platform& platform);
 
     explicit Model(const Platform& platform) : platform_(platform) {}
@@ -69,11 +69,11 @@ private:
 
     class Requests;
 
-    // The text of an error, or nothing for success.
+    // The text of an error; nullopt for success.
     using Refusal = std::optional<std::string>;
 
     // Key client.
-    // False when the exchange itself failed; `out` means nothing then.
+    // Returns false if the exchange failed; `out` is then meaningless.
     bool exchange(const Record& in, Record& out);
     std::optional<KeyInfo> keyInfo(const std::string& key);
     std::optional<std::array<std::uint8_t, 32>> readValue(const std::string& key, KeyInfo& info);
@@ -89,7 +89,7 @@ private:
     std::optional<Fan> readFan(int index);
     std::optional<double> chipTemperature();
     std::string warmth();
-    std::int64_t nowNanoseconds(); // whole ones, so that sums are exact
+    std::int64_t nowNanoseconds(); // integers, so that sums are exact
     Refusal engageManual(int index, bool& neededUnlock);
     Refusal setTarget(int index, double rpm);
     void restoreAuto();
@@ -113,7 +113,7 @@ private:
     void startListener();
     void registerForPower();
 
-    // Connections and requests, each at once.
+    // Connections and requests: their immediate parts.
     bool admit(IncomingConnection& connection);
     void perform(const requests::AnyCall& call);
 
@@ -138,19 +138,19 @@ private:
     std::unique_ptr<Listener> listener_;
     std::vector<std::unique_ptr<SignalSource>> signals_;
     std::unique_ptr<Timer> repairTimer_; // every 2 s
-    std::unique_ptr<Timer> orphanTimer_; // once, in 8 s; kept after it has fired, until the next arrival or departure
+    std::unique_ptr<Timer> orphanTimer_; // once after 8 s; reset when a client connects or disconnects
     std::unique_ptr<PowerRegistration> power_;
 
     bool isListening_ = false;
     bool isGone_ = false;
 
     std::uint32_t smcConnection_ = 0; // 0: not open
-    int fanCount_ = 0;                // 0: there is no controller, and requests are refused
+    int fanCount_ = 0;                // 0: no controller; requests are refused
     std::optional<Hold> session_;
     std::int64_t clients_ = 0;
-    bool isAsleep_ = false; // sleep was announced, and no wake since
+    bool isAsleep_ = false; // sleep was announced and no wake after it
 
-    std::optional<std::string> binaryPath_; // nothing: there is no watch on the executable
+    std::optional<std::string> binaryPath_; // nullopt: the executable is not watched
     std::optional<FileIdentity> binaryIdentity_;
     std::unique_ptr<FileEventSource> binaryWatch_;
     bool isBinaryWatched_ = false;

@@ -54,14 +54,14 @@ Record request(const std::string& key, std::uint8_t command) {
     Record record{};
     std::uint32_t code = 0;
     for (std::size_t i = 0; i < 4; ++i)
-        code = code << 8U | static_cast<std::uint8_t>(key[i]); // whatever follows the fourth character is ignored
+        code = code << 8U | static_cast<std::uint8_t>(key[i]); // ignores everything after the fourth character
     put32(record, offsetKey, code);
     record[offsetCommand] = command;
     return record;
 }
 
 std::string fanKey(int index, const char* suffix) { return "F" + std::to_string(index) + suffix; }
-// Truncates and saturates, as the processor's own conversion does; NaN counts as 0.
+// Truncates and saturates, as the processor does; NaN becomes 0.
 std::int32_t saturated(float value) {
     if (std::isnan(value))
         return 0;
@@ -136,7 +136,7 @@ std::optional<double> Model::readFloat(const std::string& key) {
 
 std::int32_t Model::writeValue(const std::string& key, const std::array<std::uint8_t, 32>& value, std::uint32_t size) {
     Record in = request(key, commandWrite);
-    put32(in, offsetSize, size); // announced as given, even beyond the 32 bytes there are
+    put32(in, offsetSize, size); // announced unchanged, even if it exceeds the 32 bytes
     std::memcpy(&in[offsetBytes], value.data(), std::min<std::size_t>(size, value.size()));
     Record out{};
     if (!exchange(in, out))
@@ -223,7 +223,7 @@ Model::Refusal Model::engageManual(int index, bool& neededUnlock) {
     const std::string mode = fanKey(index, "Md");
     if (writeByte(mode, 1) == 0)
         return std::nullopt;
-    writeByte("Ftst", 1); // refused or not, the retries below decide
+    writeByte("Ftst", 1); // ignores a refusal; the retries below decide
     const std::int64_t deadline = nowNanoseconds() + unlockNanoseconds;
     std::int32_t lastCode = 0;
     while (nowNanoseconds() < deadline) {
@@ -257,7 +257,7 @@ Model::Refusal Model::setTarget(int index, double rpm) {
 
 void Model::restoreAuto() {
     for (int index = 0; index < std::max(fanCount_, 1); ++index)
-        writeByte(fanKey(index, "Md"), 0); // whatever comes of it, the others are tried too
+        writeByte(fanKey(index, "Md"), 0); // after a failure, the other fans are tried too
     writeByte("Ftst", 0);
 }
 

@@ -18,7 +18,7 @@ std::string boolText(bool value) { return value ? "true" : "false"; }
 void Model::emit(const std::string& event) { notice(serviceCategory, "hold: " + event); }
 
 bool Model::gateIsOpen(const Hold& hold) {
-    // Asked even when sleep alone decides.
+    // Read even if sleep alone decides.
     const bool isLidClosed = readsAsClosed(platform_.machine.clamshell.clamshellState());
     return mayHold(hold.isSleeping, isLidClosed, hold.handsBackOnLidClose);
 }
@@ -36,7 +36,7 @@ Model::Refusal Model::startHold(Hold& hold) {
     }
     repairTimer_ = platform_.machine.queue.scheduleTimer(repairSeconds, true, [this] {
         if (!isGone_)
-            lookAtBinary(); // no event tells of every replacement
+            lookAtBinary(); // some replacements cause no event
         if (session_ && !isGone_)
             reassertIfNeeded(*session_);
     });
@@ -67,7 +67,7 @@ Model::Refusal Model::engage(Hold& hold, bool& neededUnlock) {
     return std::nullopt;
 }
 
-// One evaluation, which is also one step of easing: every call counts.
+// Evaluates the floor and takes one easing step, so that the number of calls matters.
 double Model::heldFraction(Hold& hold) {
     if (const std::optional<double> celsius = chipTemperature()) {
         hold.chipReadings.push_back(*celsius);
@@ -85,7 +85,7 @@ double Model::heldFraction(Hold& hold) {
     return held;
 }
 
-// Brings the fans in line with the gate; true when they are held afterwards.
+// Takes or hands back the fans as the gate demands. Returns whether they are held afterwards.
 bool Model::follow(Hold& hold) {
     if (!hold.isHolding)
         return false;
@@ -100,7 +100,7 @@ bool Model::follow(Hold& hold) {
     if (!hold.isEngaged) {
         bool neededUnlock = false;
         if (engage(hold, neededUnlock))
-            return false; // in silence; the next tick tries again
+            return false; // logs nothing; the next tick tries again
         hold.isEngaged = true;
         emit("resumed");
     }
@@ -124,7 +124,7 @@ void Model::reassertIfNeeded(Hold& hold) {
     if (!hasDrift(fraction) && allManual)
         return;
     bool neededUnlock = false;
-    engage(hold, neededUnlock); // a failure is tried again at the next tick
+    engage(hold, neededUnlock); // the next tick retries after a failure
     if (!allManual)
         emit("reasserted");
 }

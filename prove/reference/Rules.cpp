@@ -36,7 +36,7 @@ double floorFraction(double chipCelsius) {
     };
     constexpr std::array<Point, 3> curve{{{89.0, 0.04}, {96.0, 0.5}, {101.0, 1.0}}};
     if (!(chipCelsius > curve.front().celsius))
-        return 0.0; // the first point's own fraction starts just above its temperature
+        return 0.0; // the fraction of the first point applies only above its temperature
     if (!(chipCelsius < curve.back().celsius))
         return 1.0;
     const Point& b = chipCelsius <= curve[1].celsius ? curve[1] : curve[2];
@@ -90,7 +90,7 @@ std::string doubleText(double value) {
     if (std::isnan(value))
         return "nan";
     std::array<char, 64> buffer{};
-    const bool isTiny = value != 0.0 && std::fabs(value) < 1e-4; // would be a long row of zeros
+    const bool isTiny = value != 0.0 && std::fabs(value) < 1e-4; // fixed notation would be a long row of zeros
     const auto format = isTiny ? std::chars_format::scientific : std::chars_format::fixed;
     const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, format).ptr;
     const std::string text(buffer.data(), end);

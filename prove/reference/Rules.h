@@ -11,32 +11,32 @@
 
 namespace kelo::reference {
 
-// How many chip readings are averaged.
+// Number of chip readings that are averaged.
 inline constexpr std::size_t smoothingWindow = 8;
 
-// 0 or less becomes 0 and above 1 becomes 1; a NaN stays.
+// Clamps to 0...1. A NaN remains a NaN.
 double clampedFraction(double fraction);
-// Target speed for a fraction of a fan's range.
+// The target speed at a fraction of a fan's range.
 double targetRPM(double minRPM, double maxRPM, double fraction);
-// Mean of the newest eight readings, oldest first; nothing for none.
+// Mean of the newest eight readings, which are ordered from oldest to newest; nullopt if there are none.
 std::optional<double> smoothedCelsius(const std::vector<double>& readings);
-// Least fraction that a chip temperature demands.
+// The lowest fraction allowed at a chip temperature.
 double floorFraction(double chipCelsius);
-// The asked fraction raised to the floor of a temperature, if there is one.
+// The requested fraction, raised to the floor if there is a temperature.
 double raisedToFloor(double asked, std::optional<double> chipCelsius);
-// One step from the previous fraction: rises at once, falls by 0.02 at most.
+// One step from the previous fraction: rises at once and falls by at most 0.02.
 double easedFraction(double from, double to);
-// Whether a hold may keep the fans.
+// Whether a hold may hold the fans now.
 bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose);
-// Whether the lid property reads as closed.
+// Whether the lid property means a closed lid.
 bool readsAsClosed(const ClamshellProperty& property);
 // "cool", "warm" or "hot".
 std::string warmthText(double celsius);
-// Signed upper-case base 16 without padding, as written after "0x" in error texts.
+// Signed upper-case hexadecimal without padding, as after "0x" in error texts.
 std::string hexText(std::int32_t code);
-// Shortest round-trip text of a double, with a fractional part, as written in event texts.
+// Shortest text that converts back to the same double, with a fractional part, as in event texts.
 std::string doubleText(double value);
-// Requirement that admits only this identifier signed by this team.
+// The code requirement that only this identifier, signed by this team, satisfies.
 std::string requirementText(const std::string& identifier, const std::string& team);
 
 } // namespace kelo::reference

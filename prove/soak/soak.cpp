@@ -16,31 +16,31 @@ namespace {
 
 constexpr double hour = 3600;
 
-/// Clients that come and go at random, and a Mac that is used meanwhile. The same for the same seed.
+/// Clients that connect and disconnect at random while the Mac is used. The same seed gives the same events.
 class Crowd {
 public:
     Crowd(Daemon& daemon, unsigned seed) : daemon_(daemon), random_(seed) {}
 
-    /// One thing happens, and some time passes.
+    /// Does one thing and lets some time pass.
     void step() {
-        auto& client = clients_.at(static_cast<std::size_t>(below(places)));
+        auto& client = clients_.at(static_cast<std::size_t>(below(clientCount)));
         const int choice = below(20);
         if (choice == 0)
             useMac();
         else if (!client || choice < 4)
-            comeOrGo(client);
+            connectOrLeave(client);
         else
             ask(*client);
         pass(below(200) / 100.0);
     }
 
-    /// Everybody leaves, at last one who held; the lid is open, the chip cool, and the helper's grace period over.
-    void goHome() {
+    /// Disconnects all clients, finally one that held. Ends with an open lid, a cool chip and the grace period over.
+    void disconnectAll() {
         daemon_.setLid(false);
         daemon_.controller.setNumber("Tp09", 50);
         std::for_each(clients_.begin(), clients_.end(), [this](Client& client) { leave(client); });
         auto& last = clients_.front();
-        comeOrGo(last);
+        connectOrLeave(last);
         daemon_.hold(*last, 0.5, true);
         pass(60);
         leave(last);
@@ -52,19 +52,19 @@ public:
     long sleeps = 0;
 
 private:
-    static constexpr std::size_t places = 50;
-    using Client = std::optional<int>; ///< Its number, while it is connected.
+    static constexpr std::size_t clientCount = 50;
+    using Client = std::optional<int>; ///< Its number; nullopt while it is not connected.
 
     int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random_); }
 
-    /// Forgets what was recorded, which would fill the memory.
+    /// Also clears the records, which would fill the memory.
     void pass(double seconds) {
         daemon_.pass(seconds);
         daemon_.tape.clear();
         daemon_.controller.clearLog();
     }
 
-    void comeOrGo(Client& client) {
+    void connectOrLeave(Client& client) {
         if (client)
             return leave(client);
         daemon_.connect();
@@ -118,7 +118,7 @@ private:
         daemon_.announce(PowerMessage::systemHasPoweredOn);
     }
 
-    /// What other programs do to the fans.
+    /// Changes fans as other programs do.
     void interfere() {
         if (below(2) == 0)
             daemon_.controller.setNumber("F0Md", below(2));
@@ -128,12 +128,12 @@ private:
 
     Daemon& daemon_;
     std::mt19937 random_;
-    std::vector<Client> clients_ = std::vector<Client>(places);
+    std::vector<Client> clients_ = std::vector<Client>(clientCount);
 };
 
 struct Sample {
     MemoryInUse memory;
-    std::size_t tasks; ///< In the main queue, timers among them.
+    std::size_t tasks; ///< In the main queue, including timers.
     int timers;
 
     auto operator<=>(const Sample&) const = default;
@@ -143,11 +143,11 @@ bool isAnyFanManual(const SimulatedController& controller) {
     return controller.number("F0Md") != 0 || controller.number("F1Md") != 0;
 }
 
-/// Lives an hour; returns what is in use at its end, when everybody has gone.
-Sample live(Daemon& daemon, Crowd& crowd) {
+/// Runs for an hour. Returns the resources in use at its end, when no client is connected.
+Sample runHour(Daemon& daemon, Crowd& crowd) {
     for (const double end = daemon.now + hour - 120; daemon.now < end;)
         crowd.step();
-    crowd.goHome();
+    crowd.disconnectAll();
     return {FailingMemory::inUse(), daemon.queue.pendingTasks(), daemon.queue.liveTimers()};
 }
 
@@ -156,15 +156,15 @@ int prove(int hours) {
     Profile::named("laptop").value().defineKeys(daemon.controller);
     daemon.exchange.limit = std::numeric_limits<int>::max();
     daemon.platform.output.isKept = false;
-    daemon.platform.isLogThrowing = true; // it keeps no entry, either
+    daemon.platform.isLogThrowing = true; // so that it does not store entries
     daemon.start();
     Crowd crowd(daemon, 1);
-    live(daemon, crowd); // what is made once has been made
-    const auto first = live(daemon, crowd);
+    runHour(daemon, crowd); // warm-up: allocates everything that is allocated only once
+    const auto first = runHour(daemon, crowd);
     auto last = first;
     int broken = 0;
     for (int i = 2; i < hours; ++i) {
-        last = live(daemon, crowd);
+        last = runHour(daemon, crowd);
         broken += last == first && !isAnyFanManual(daemon.controller) ? 0 : 1;
     }
     std::printf("%.1f simulated hours: %ld arrivals, %ld requests, %ld sleeps, %d exchanges\n\n", daemon.now / hour,
@@ -174,7 +174,8 @@ int prove(int hours) {
     std::printf("%-28s %12zu %12zu\n", "allocations", first.memory.allocations, last.memory.allocations);
     std::printf("%-28s %12zu %12zu\n", "tasks", first.tasks, last.tasks);
     std::printf("%-28s %12d %12d\n", "timers", first.timers, last.timers);
-    std::printf("\nhours that ended with anything else in use, or a fan in manual mode: %d\n", broken);
+    std::printf("\nhours that ended with figures other than those of the second hour, or with a manual fan: %d\n",
+                broken);
     daemon.signal(SIGTERM);
     daemon.pass(1);
     const bool isGoodEnd = daemon.exitStatus == 0 && !isAnyFanManual(daemon.controller);
@@ -183,18 +184,18 @@ int prove(int hours) {
     const int faults = daemon.reportedFaults();
     std::printf("requests without a reply: %d; announcements of sleep without an acknowledgement: %d; faults: %d\n",
                 unanswered, unacknowledged, faults);
-    std::printf("the end: %s\n", isGoodEnd ? "status 0, every fan automatic" : "not as promised");
+    std::printf("exit: %s\n", isGoodEnd ? "status 0, every fan automatic" : "wrong status, or a fan left manual");
     return broken == 0 && unanswered == 0 && unacknowledged == 0 && faults == 0 && isGoodEnd ? 0 : 1;
 }
 
 } // namespace
 } // namespace kelo
 
-/// Lets the whole helper live for HOURS of virtual time while clients come and go, and looks at what it keeps.
+/// Runs the whole helper for HOURS of virtual time while clients connect and disconnect, and checks for leaks.
 int main(int count, char** arguments) {
     const int hours = count == 1 ? 48 : count == 2 ? std::atoi(arguments[1]) : 0;
     if (hours < 3) {
-        std::fputs("usage: prove_soak [HOURS], at least 3\n", stderr);
+        std::fputs("usage: prove_soak [HOURS]\nHOURS must be at least 3.\n", stderr);
         return 2;
     }
     return kelo::prove(hours);
