@@ -90,7 +90,7 @@ std::vector<std::uint8_t> encodeAny(const Any& any) {
 template <typename Any, std::size_t index = 0>
 Any alternativeNamed(const std::string& name, const nlohmann::json& members) {
     if constexpr (index == std::variant_size_v<Any>) {
-        throw std::invalid_argument("there is no call or answer of that name");
+        throw std::invalid_argument("the name of the message is unknown");
     } else {
         using Alternative = std::variant_alternative_t<index, Any>;
         return name == Alternative::name ? members.get<Alternative>() : alternativeNamed<Any, index + 1>(name, members);

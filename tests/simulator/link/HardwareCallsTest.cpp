@@ -86,7 +86,7 @@ TEST(HardwareCallsTest, DecodesEveryCallAsItWasEncoded) { expectRoundTrips(calls
 
 TEST(HardwareCallsTest, DecodesEveryAnswerAsItWasEncoded) { expectRoundTrips(answers(), decodeAnswer); }
 
-TEST(HardwareCallsTest, CarriesEveryDouble) {
+TEST(HardwareCallsTest, TransmitsEveryDoubleExactly) {
     for (const double value : {std::numeric_limits<double>::infinity(), -0.0, 0.1, 1e300}) {
         const auto call = decodeCall(encode(AnyCall(SetKey{"Tp09", value})));
         EXPECT_EQ(std::get<SetKey>(call).value, value);
@@ -113,8 +113,8 @@ TEST(HardwareCallsTest, RejectsAnythingButOneNameWithItsMembers) {
     EXPECT_EQ(errorOf(Message::to_cbor({{"show", Message::object()}, {"wake", Message::object()}})), error);
 }
 
-TEST(HardwareCallsTest, RejectsAnUnknownNameAndAnAnswer) {
-    const std::string error = "there is no call or answer of that name";
+TEST(HardwareCallsTest, RejectsAnUnknownNameAndAnAnswerInsteadOfACall) {
+    const std::string error = "the name of the message is unknown";
     EXPECT_EQ(errorOf(Message::to_cbor({{"explode", Message::object()}})), error);
     EXPECT_EQ(errorOf(encode(AnyAnswer(Done{}))), error);
 }

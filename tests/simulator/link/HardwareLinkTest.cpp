@@ -14,7 +14,7 @@ protected:
     HardwareLinkTest() { mac.accept(); }
 
     void say(const AnyAnswer& answer) { mac.say(encode(answer)); }
-    /// The sentence with which a call fails, "none" when it does not.
+    /// Makes a call that should fail. Returns the error's text; "none" if it succeeds.
     std::string failure() {
         try {
             link->call(Wake{});
@@ -28,7 +28,7 @@ protected:
     std::unique_ptr<HardwareLink> link = HardwareLink::connect(mac.folder());
 };
 
-TEST_F(HardwareLinkTest, ThereIsNoLinkWithoutAMac) {
+TEST_F(HardwareLinkTest, DoesNotConnectWithoutAMac) {
     const MacFolder empty;
     EXPECT_EQ(HardwareLink::connect(empty.descriptor()), nullptr);
 }
@@ -41,7 +41,7 @@ TEST_F(HardwareLinkTest, SendsACallAndReturnsItsAnswer) {
     EXPECT_EQ(mac.hear(), encode(AnyCall(Show{})));
 }
 
-TEST_F(HardwareLinkTest, ThrowsTheSentenceOfARefusalAndThenServesTheNextCall) {
+TEST_F(HardwareLinkTest, ThrowsARefusalAsItsSentenceAndCanMakeTheNextCall) {
     say(Refused{"The Mac is awake."});
     EXPECT_EQ(failure(), "The Mac is awake.");
     say(Done{});
@@ -53,7 +53,7 @@ TEST_F(HardwareLinkTest, RejectsTheAnswerToAnotherCall) {
     EXPECT_EQ(failure(), "The simulated Mac sent an unexpected answer.");
 }
 
-TEST_F(HardwareLinkTest, FailsWhenTheMacHasGone) {
+TEST_F(HardwareLinkTest, FailsWhenTheMacHasStopped) {
     mac.hangUp();
     EXPECT_EQ(failure(), "The simulated Mac has stopped.");
 }

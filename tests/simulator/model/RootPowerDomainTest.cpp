@@ -24,7 +24,7 @@ protected:
         std::int64_t lastID = 0;
     };
 
-    /// A client that acknowledges nothing by itself.
+    /// Adds a client that acknowledges only when the test calls `acknowledge`.
     std::unique_ptr<Client> addClient() {
         auto client = std::make_unique<Client>();
         client->number = domain.addClient([client = client.get()](Announcement announcement, std::int64_t id) {
@@ -47,13 +47,13 @@ protected:
     std::optional<RootPowerDomain::SleepReport> report;
 };
 
-TEST_F(RootPowerDomainTest, WithoutClientsTheSystemSleepsAtOnce) {
+TEST_F(RootPowerDomainTest, SleepsAtOnceWithoutClients) {
     EXPECT_TRUE(sleep());
     EXPECT_TRUE(report.has_value());
     EXPECT_TRUE(domain.isAsleep());
 }
 
-TEST_F(RootPowerDomainTest, SleepIsAskedForThenAnnouncedAndWaitsForEachAcknowledgement) {
+TEST_F(RootPowerDomainTest, AsksForThenAnnouncesSleepAndWaitsForEachAcknowledgement) {
     const auto first = addClient();
     const auto second = addClient();
     EXPECT_TRUE(sleep());
@@ -73,7 +73,7 @@ TEST_F(RootPowerDomainTest, SleepIsAskedForThenAnnouncedAndWaitsForEachAcknowled
     EXPECT_EQ(report->missing, 0);
 }
 
-TEST_F(RootPowerDomainTest, AClientThatDoesNotAnswerIsWaitedForForThirtySecondsInEachRound) {
+TEST_F(RootPowerDomainTest, WaitsThirtySecondsInEachRoundForAClientThatDoesNotAnswer) {
     const auto client = addClient();
     sleep();
     queue.runFor(29.9);
@@ -86,7 +86,7 @@ TEST_F(RootPowerDomainTest, AClientThatDoesNotAnswerIsWaitedForForThirtySecondsI
     EXPECT_EQ(report->acknowledged, 0);
 }
 
-TEST_F(RootPowerDomainTest, AnAcknowledgementOfAnotherRoundOrASecondOneDoesNotCount) {
+TEST_F(RootPowerDomainTest, IgnoresDuplicateAcknowledgementsAndThoseOfAnotherRound) {
     const auto first = addClient();
     const auto second = addClient();
     sleep();
@@ -100,7 +100,7 @@ TEST_F(RootPowerDomainTest, AnAcknowledgementOfAnotherRoundOrASecondOneDoesNotCo
     EXPECT_FALSE(report.has_value());
 }
 
-TEST_F(RootPowerDomainTest, AClientThatGoesAwayIsNotWaitedFor) {
+TEST_F(RootPowerDomainTest, DoesNotWaitForAClientThatDisconnected) {
     const auto client = addClient();
     sleep();
     domain.removeClient(client->number);
@@ -108,7 +108,7 @@ TEST_F(RootPowerDomainTest, AClientThatGoesAwayIsNotWaitedFor) {
     EXPECT_EQ(domain.clientCount(), 0U);
 }
 
-TEST_F(RootPowerDomainTest, WakingIsToldToEverybodyAndNeedsNoAcknowledgement) {
+TEST_F(RootPowerDomainTest, AnnouncesWakeToAllClientsWithoutWaiting) {
     EXPECT_FALSE(domain.wake());
     sleep();
     const auto client = addClient();
@@ -118,7 +118,7 @@ TEST_F(RootPowerDomainTest, WakingIsToldToEverybodyAndNeedsNoAcknowledgement) {
     EXPECT_FALSE(domain.wake());
 }
 
-TEST_F(RootPowerDomainTest, ADemandIsAnnouncedWithoutAQuestion) {
+TEST_F(RootPowerDomainTest, AnnouncesSleepOnDemandWithoutAskingFirst) {
     const auto client = addClient();
     EXPECT_TRUE(domain.sleep(RootPowerDomain::Cause::demand, [this](const auto& made) { report = made; }));
     EXPECT_THAT(client->announcements, ElementsAre(will));
@@ -127,7 +127,7 @@ TEST_F(RootPowerDomainTest, ADemandIsAnnouncedWithoutAQuestion) {
     EXPECT_EQ(report.value().acknowledged, 1);
 }
 
-TEST_F(RootPowerDomainTest, ASleepingOrFallingMacCannotBeSentToSleep) {
+TEST_F(RootPowerDomainTest, RefusesSleepWhileAsleepOrGoingToSleep) {
     const auto client = addClient();
     sleep();
     EXPECT_FALSE(sleep());
@@ -137,7 +137,7 @@ TEST_F(RootPowerDomainTest, ASleepingOrFallingMacCannotBeSentToSleep) {
     EXPECT_FALSE(sleep());
 }
 
-TEST_F(RootPowerDomainTest, AClientThatAcknowledgesAtOnceIsHeard) {
+TEST_F(RootPowerDomainTest, AcceptsAnAcknowledgementDuringTheAnnouncement) {
     int number = 0;
     number = domain.addClient([&](Announcement announcement, std::int64_t id) {
         if (announcement != Announcement::systemHasPoweredOn)

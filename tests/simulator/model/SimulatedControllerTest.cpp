@@ -18,7 +18,7 @@ using ::testing::SizeIs;
 
 class SimulatedControllerTest : public OpenSMCFixture {};
 
-TEST_F(SimulatedControllerTest, AReadOrWriteThatAnnouncesAnotherSizeIsRefused) {
+TEST_F(SimulatedControllerTest, RefusesAReadOrWriteThatAnnouncesAWrongSize) {
     controller.defineNumber("F0Tg", smc_type::flt, 2000);
     SMCKeyData request{};
     request.key = smcCode("F0Tg");
@@ -30,7 +30,7 @@ TEST_F(SimulatedControllerTest, AReadOrWriteThatAnnouncesAnotherSizeIsRefused) {
     EXPECT_EQ(controller.number("F0Tg"), 2000);
 }
 
-TEST_F(SimulatedControllerTest, AnUnknownCommandIsRefused) {
+TEST_F(SimulatedControllerTest, RefusesAnUnknownCommand) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     SMCKeyData request{};
     request.key = smcCode("FNum");
@@ -47,7 +47,7 @@ TEST_F(SimulatedControllerTest, AttributesGuardReadsAndWrites) {
     EXPECT_EQ(smc_read_u8("FNum", &value), SimulatedController::notReadable);
 }
 
-TEST_F(SimulatedControllerTest, ALieAboutSizeOrTypeShowsInTheKeyInfo) {
+TEST_F(SimulatedControllerTest, ReportsAFakedSizeOrTypeInTheKeyInfo) {
     controller.defineNumber("F0Ac", smc_type::flt, 2000);
     controller.reportSize("F0Ac", 2);
     float value = 7;
@@ -59,7 +59,7 @@ TEST_F(SimulatedControllerTest, ALieAboutSizeOrTypeShowsInTheKeyInfo) {
     EXPECT_EQ(smc_read_float("F0Ac", &value), 0);
 }
 
-TEST_F(SimulatedControllerTest, WholeNumbersSaturateAndNaNIsZero) {
+TEST_F(SimulatedControllerTest, SaturatesIntegersAndStoresNaNAsZero) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
     const std::pair<std::uint32_t, double> greatest[] = {
@@ -74,7 +74,7 @@ TEST_F(SimulatedControllerTest, WholeNumbersSaturateAndNaNIsZero) {
     }
 }
 
-TEST_F(SimulatedControllerTest, AFaultCanBeBoundToAKeyACommandBothOrNeither) {
+TEST_F(SimulatedControllerTest, LimitsAFaultToAKeyACommandBothOrNeither) {
     controller.defineNumber("F0Md", smc_type::ui8, 0);
     controller.defineNumber("F1Md", smc_type::ui8, 0);
     controller.answer("F0Md", std::nullopt, 0x11);
@@ -87,7 +87,7 @@ TEST_F(SimulatedControllerTest, AFaultCanBeBoundToAKeyACommandBothOrNeither) {
     EXPECT_EQ(smc_read_u8("F1Md", &value), -2);
 }
 
-TEST_F(SimulatedControllerTest, OnlyTheNamedExchangeFails) {
+TEST_F(SimulatedControllerTest, FailsOnlyTheNthExchange) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     controller.failExchange(3);
     std::uint8_t value = 0;
@@ -98,23 +98,23 @@ TEST_F(SimulatedControllerTest, OnlyTheNamedExchangeFails) {
                 ElementsAre("info FNum", "read FNum", "info FNum -> failed", "info FNum", "read FNum"));
 }
 
-TEST_F(SimulatedControllerTest, ManualModeIsGrantedOnlySomeTimeAfterTheSwitch) {
+TEST_F(SimulatedControllerTest, GrantsManualModeOnlyAfterTheUnlockDelay) {
     controller.defineNumber("F0Md", smc_type::ui8, 0);
     controller.defineNumber("Ftst", smc_type::ui8, 0);
     controller.setUnlockRule({true, 1.0});
     EXPECT_EQ(smc_write_u8("F0Md", 1), SimulatedController::modeRefused);
     EXPECT_EQ(smc_write_u8("Ftst", 1), 0);
     now = 0.99;
-    EXPECT_EQ(smc_write_u8("Ftst", 1), 0); // pressing again does not start the delay anew
+    EXPECT_EQ(smc_write_u8("Ftst", 1), 0); // writing 1 again does not restart the delay
     EXPECT_EQ(smc_write_u8("F0Md", 1), SimulatedController::modeRefused);
     now = 1.0;
     EXPECT_EQ(smc_write_u8("F0Md", 1), 0);
     EXPECT_EQ(smc_write_u8("Ftst", 0), 0);
     EXPECT_EQ(smc_write_u8("F0Md", 1), SimulatedController::modeRefused);
-    EXPECT_EQ(smc_write_u8("F0Md", 0), 0); // giving back is never refused
+    EXPECT_EQ(smc_write_u8("F0Md", 0), 0); // automatic mode is never refused
 }
 
-TEST_F(SimulatedControllerTest, TheSwitchTakesEffectAlsoWhenItIsTurnedBehindTheControllersBack) {
+TEST_F(SimulatedControllerTest, AppliesTheUnlockSwitchIfItChangesWithoutAWrite) {
     controller.defineNumber("F0Md", smc_type::ui8, 0);
     controller.defineNumber("Ftst", smc_type::ui8, 0);
     controller.setUnlockRule({true, 1.0});
@@ -126,7 +126,7 @@ TEST_F(SimulatedControllerTest, TheSwitchTakesEffectAlsoWhenItIsTurnedBehindTheC
     EXPECT_EQ(smc_write_u8("F0Md", 1), SimulatedController::modeRefused);
 }
 
-TEST_F(SimulatedControllerTest, TheLogHoldsRequestAndReplyWithTheirTime) {
+TEST_F(SimulatedControllerTest, LogsRequestReplyAndTime) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     now = 12.5;
     std::uint8_t value = 0;
@@ -138,7 +138,7 @@ TEST_F(SimulatedControllerTest, TheLogHoldsRequestAndReplyWithTheirTime) {
     EXPECT_EQ(record.reply->bytes[0], 2);
 }
 
-TEST_F(SimulatedControllerTest, TheLogKeepsTheNewestRecords) {
+TEST_F(SimulatedControllerTest, KeepsTheNewestRecordsInTheLog) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     std::uint8_t value = 0;
     for (std::size_t i = 0; i < SimulatedController::logCapacity; ++i)
@@ -148,7 +148,7 @@ TEST_F(SimulatedControllerTest, TheLogKeepsTheNewestRecords) {
     EXPECT_EQ(controller.log().back().text(), "write FNum 03");
 }
 
-TEST(Profiles, EachOneDefinesWhatAControllerOfItsKindHolds) {
+TEST(Profiles, DefineTheirFansAndAChipTemperature) {
     const std::pair<const char*, std::size_t> usableFans[] = {
         {"laptop", 2}, {"desktop", 1}, {"locked", 2}, {"refusing", 1}, {"fixed", 0}};
     for (const auto& [name, count] : usableFans) {
@@ -166,7 +166,7 @@ TEST(Profiles, EachOneDefinesWhatAControllerOfItsKindHolds) {
     }
 }
 
-TEST(Profiles, TheFanlessOneHasNoFan) {
+TEST(Profiles, TheFanlessProfileHasNoFan) {
     double now = 0;
     SimulatedController controller;
     SimulatedExchange exchange(controller);
@@ -176,7 +176,7 @@ TEST(Profiles, TheFanlessOneHasNoFan) {
     EXPECT_THROW(FanController(exchange, clock, rights), FanError);
 }
 
-TEST(Profiles, AnUnknownNameIsNone) { EXPECT_FALSE(Profile::named("toaster").has_value()); }
+TEST(Profiles, RejectAnUnknownName) { EXPECT_FALSE(Profile::named("toaster").has_value()); }
 
 } // namespace
 } // namespace kelo

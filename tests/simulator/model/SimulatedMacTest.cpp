@@ -18,14 +18,14 @@ protected:
     SimulatedMac mac{*Profile::named("laptop"), [this] { return now; }};
 };
 
-TEST_F(SimulatedMacTest, AnIdleLaptopRestsAtAbout45Degrees) {
+TEST_F(SimulatedMacTest, AnIdleLaptopSettlesAtAbout45Degrees) {
     waitFor(600);
     EXPECT_NEAR(mac.chipCelsius(), 45, 2);
     EXPECT_NEAR(number("F0Ac"), 1200, 1);
     EXPECT_EQ(number("F0Md"), 0);
 }
 
-TEST_F(SimulatedMacTest, TheSystemsOwnControlRaisesTheFansWithTheHeat) {
+TEST_F(SimulatedMacTest, AutomaticControlSpeedsUpTheFansAsTheChipHeats) {
     mac.setLoad(1);
     waitFor(600);
     EXPECT_GT(mac.chipCelsius(), 75);
@@ -37,7 +37,7 @@ TEST_F(SimulatedMacTest, TheSystemsOwnControlRaisesTheFansWithTheHeat) {
     EXPECT_NEAR(number("F0Ac"), 1200, 1);
 }
 
-TEST_F(SimulatedMacTest, FansHeldLowUnderFullLoadLetTheChipRunHot) {
+TEST_F(SimulatedMacTest, TheChipGetsHotUnderFullLoadWithSlowFans) {
     write("F0Md", 1);
     write("F1Md", 1);
     mac.setLoad(1);
@@ -46,23 +46,23 @@ TEST_F(SimulatedMacTest, FansHeldLowUnderFullLoadLetTheChipRunHot) {
     EXPECT_NEAR(number("F0Ac"), 1200, 1);
 }
 
-TEST_F(SimulatedMacTest, AManualFanGoesToItsTargetWithInertia) {
+TEST_F(SimulatedMacTest, AManualFanApproachesItsTargetWithInertia) {
     write("F0Md", 1);
     write("F0Tg", 6000);
-    waitFor(1.55); // fifteen steps of the model
+    waitFor(1.55); // fifteen steps of the simulation
     EXPECT_NEAR(number("F0Ac"), 1200 + 4800 * (1 - std::exp(-1.0)), 60);
     waitFor(30);
     EXPECT_NEAR(number("F0Ac"), 6000, 1);
     EXPECT_NEAR(number("F1Ac"), 1200, 1);
 }
 
-TEST_F(SimulatedMacTest, AnAutomaticFanTakesItsTargetFromTheSystem) {
+TEST_F(SimulatedMacTest, TheSystemSetsTheTargetOfAnAutomaticFan) {
     write("F0Tg", 6000);
     waitFor(1);
     EXPECT_NEAR(number("F0Tg"), 1200, 1);
 }
 
-TEST_F(SimulatedMacTest, ATargetThatIsNoNumberIsIgnored) {
+TEST_F(SimulatedMacTest, IgnoresATargetThatIsNotANumber) {
     write("F0Md", 1);
     write("F0Tg", std::numeric_limits<double>::quiet_NaN());
     waitFor(10);
@@ -78,7 +78,7 @@ TEST_F(SimulatedMacTest, HeatSpeedMakesTheChipHeatFaster) {
     EXPECT_GT(fast.chipCelsius(), mac.chipCelsius() + 10);
 }
 
-TEST_F(SimulatedMacTest, APinnedKeyStaysUntilItIsLetGo) {
+TEST_F(SimulatedMacTest, APinnedKeyKeepsItsValueUntilItIsReleased) {
     mac.pin("Tp09", 96);
     waitFor(100);
     EXPECT_EQ(number("Tp09"), 96);
@@ -88,7 +88,7 @@ TEST_F(SimulatedMacTest, APinnedKeyStaysUntilItIsLetGo) {
     EXPECT_LT(number("Tp09"), 60);
 }
 
-TEST_F(SimulatedMacTest, AChipThatWasPinnedAtNoTemperatureGoesOnFromWhereItWas) {
+TEST_F(SimulatedMacTest, TheChipKeepsItsTemperatureWhileItsKeyIsPinnedToANonfiniteValue) {
     mac.setLoad(1);
     waitFor(600);
     const double before = mac.chipCelsius();
@@ -107,16 +107,16 @@ TEST_F(SimulatedMacTest, AChipThatWasPinnedAtNoTemperatureGoesOnFromWhereItWas) 
     EXPECT_NEAR(number("F0Ac"), 1200, 1);
 }
 
-TEST_F(SimulatedMacTest, AKeyThatIsPinnedAndThenTakenAwayStopsNothing) {
+TEST_F(SimulatedMacTest, ContinuesAfterAPinnedKeyIsRemoved) {
     mac.pin("Tp09", 96);
     waitFor(10);
     mac.controller().remove("Tp09");
     waitFor(10);
     EXPECT_EQ(mac.chipCelsius(), 96);
-    EXPECT_GT(number("F0Ac"), 5000); // the system's own control goes on
+    EXPECT_GT(number("F0Ac"), 5000); // automatic control continues
 }
 
-TEST_F(SimulatedMacTest, AFanWithATargetBelowZeroStandsStill) {
+TEST_F(SimulatedMacTest, AFanWithANegativeTargetStops) {
     mac.interfereWithSpeed(0, -50'000);
     mac.interfereWithSpeed(1, -50'000);
     waitFor(60);
@@ -127,7 +127,7 @@ TEST_F(SimulatedMacTest, AFanWithATargetBelowZeroStandsStill) {
     EXPECT_NEAR(mac.chipCelsius(), 45, 2);
 }
 
-TEST_F(SimulatedMacTest, AKeyThatIsTakenAwayStaysAway) {
+TEST_F(SimulatedMacTest, DoesNotRestoreARemovedKey) {
     mac.controller().remove("Tp09");
     mac.controller().remove("F0Ac");
     waitFor(100);
@@ -135,7 +135,7 @@ TEST_F(SimulatedMacTest, AKeyThatIsTakenAwayStaysAway) {
     EXPECT_FALSE(mac.controller().has("F0Ac"));
 }
 
-TEST_F(SimulatedMacTest, WhileAsleepTheFansStandStillAndTheChipCools) {
+TEST_F(SimulatedMacTest, StopsTheFansAndCoolsTheChipDuringSleep) {
     mac.setLoad(1);
     waitFor(100);
     mac.setAsleep(true);
@@ -147,7 +147,7 @@ TEST_F(SimulatedMacTest, WhileAsleepTheFansStandStillAndTheChipCools) {
     EXPECT_GE(number("F0Ac"), 1199);
 }
 
-TEST_F(SimulatedMacTest, InterferenceTakesAFanOrGivesItBack) {
+TEST_F(SimulatedMacTest, InterferenceTakesOrHandsBackAFan) {
     mac.interfereWithSpeed(0, 3000);
     EXPECT_EQ(number("F0Md"), 1);
     EXPECT_EQ(number("F0Tg"), 3000);
@@ -155,7 +155,7 @@ TEST_F(SimulatedMacTest, InterferenceTakesAFanOrGivesItBack) {
     EXPECT_EQ(number("F0Md"), 0);
 }
 
-TEST_F(SimulatedMacTest, TheSameTimeInOtherPiecesIsTheSameMac) {
+TEST_F(SimulatedMacTest, DoesNotDependOnTheStepsInWhichTimePasses) {
     SimulatedMac other(*Profile::named("laptop"), [this] { return now; });
     mac.setLoad(0.7);
     other.setLoad(0.7);

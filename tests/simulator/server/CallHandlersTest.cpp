@@ -14,7 +14,7 @@ using ::testing::SizeIs;
 
 class CallHandlersTest : public ::testing::Test {
 protected:
-    /// The reply, or nullopt when there is none yet.
+    /// Makes a call. Returns the reply; nullopt if there is none yet.
     std::optional<AnyAnswer> perform(const AnyCall& call) {
         replies.clear();
         handlers.perform(call, [this](const AnyAnswer& answer) { replies.push_back(answer); });
@@ -30,7 +30,7 @@ protected:
     std::vector<AnyAnswer> replies;
 };
 
-TEST_F(CallHandlersTest, DelaysExchangesOnlyWhileAskedTo) {
+TEST_F(CallHandlersTest, DelaysExchangesOnlyUntilFaultsAreCleared) {
     EXPECT_EQ(handlers.exchangeDelay(), 0);
     EXPECT_TRUE(isDone(AnswerSlowly{0.5}));
     EXPECT_EQ(handlers.exchangeDelay(), 0.5);
@@ -38,7 +38,7 @@ TEST_F(CallHandlersTest, DelaysExchangesOnlyWhileAskedTo) {
     EXPECT_EQ(handlers.exchangeDelay(), 0);
 }
 
-TEST_F(CallHandlersTest, AnswersSleepOnceItIsAllowed) {
+TEST_F(CallHandlersTest, AnswersSleepWhenItIsAcknowledged) {
     std::int64_t notificationID = 0;
     const int client = handlers.power().addClient([&](auto, std::int64_t id) { notificationID = id; });
     EXPECT_FALSE(perform(Sleep{.now = true}).has_value());
@@ -54,7 +54,7 @@ TEST_F(CallHandlersTest, AnswersSleepOnceItIsAllowed) {
     EXPECT_EQ(refusal(Sleep{}), "The Mac is asleep, or about to be.");
 }
 
-TEST_F(CallHandlersTest, RefusesWhatTheMacDoesNotHave) {
+TEST_F(CallHandlersTest, RefusesCallsThatDoNotFitTheMac) {
     EXPECT_EQ(refusal(Interfere{-1, 1000}), "This Mac has no such fan.");
     EXPECT_EQ(refusal(Interfere{2, 1000}), "This Mac has no such fan.");
     EXPECT_EQ(refusal(Wake{}), "The Mac is awake.");
@@ -86,7 +86,7 @@ TEST_F(CallHandlersTest, ShowsEachChangeInTheState) {
     EXPECT_FALSE(state().fans.at(0).isManual);
 }
 
-TEST_F(CallHandlersTest, ShowsOnlyWritesThatWereCarriedOut) {
+TEST_F(CallHandlersTest, ShowsOnlySuccessfulWrites) {
     SMCKeyData write{};
     write.key = smcCode("F0Md");
     write.data8 = static_cast<std::uint8_t>(SMCCommand::writeBytes);

@@ -27,7 +27,7 @@ protected:
     static void send(const FileDescriptor& socket, const std::vector<std::uint8_t>& bytes) {
         EXPECT_EQ(unix_socket::send(socket.get(), bytes), unix_socket::Sent::whole);
     }
-    /// Waits for the next message; empty at the end of the connection.
+    /// Waits for the next message. Returns an empty one at the end of the connection.
     static std::vector<std::uint8_t> receive(const FileDescriptor& socket) {
         std::vector<std::uint8_t> buffer(4096);
         const auto received = unix_socket::receive(socket.get(), buffer);
@@ -45,7 +45,7 @@ protected:
     MacUnderTest mac;
 };
 
-TEST_F(HardwareServerTest, AnswersAnInvalidCallWithASentenceAndServesTheNextOne) {
+TEST_F(HardwareServerTest, RefusesAnInvalidCallWithASentenceAndServesTheNextOne) {
     const auto socket = connect(HardwareLink::socketName);
     send(socket, {0xFF});
     const auto answer = decodeAnswer(receive(socket));
@@ -55,7 +55,7 @@ TEST_F(HardwareServerTest, AnswersAnInvalidCallWithASentenceAndServesTheNextOne)
     EXPECT_THAT(mac.refusal(SetKey{"Temperature", 1}), ::testing::StartsWith("That cannot be done: "));
 }
 
-TEST_F(HardwareServerTest, DropsAClientThatSendsAMessageOfAnotherSizeAndNoOther) {
+TEST_F(HardwareServerTest, DropsOnlyTheClientThatSendsAMessageOfTheWrongSize) {
     SimulatedMacHardware hardware(mac.folder());
     const auto connection = hardware.open();
     SMCKeyData reply{};
@@ -89,7 +89,7 @@ TEST_F(HardwareServerTest, AnnouncesEachPowerEventAndWaitsForItsAcknowledgement)
     EXPECT_EQ(receivePower(socket).event, mac_wire::PowerEvent::hasPoweredOn);
 }
 
-TEST_F(HardwareServerTest, DoesNotWaitForAPowerClientThatHasGoneAndTellsTheNextThatItSleeps) {
+TEST_F(HardwareServerTest, DoesNotWaitForADisconnectedPowerClientAndTellsTheNextOneThatItSleeps) {
     auto socket = connect(mac_wire::powerSocket);
     EXPECT_EQ(receivePower(socket).notificationID, 0);
     socket = {};
@@ -97,9 +97,10 @@ TEST_F(HardwareServerTest, DoesNotWaitForAPowerClientThatHasGoneAndTellsTheNextT
     EXPECT_EQ(receivePower(connect(mac_wire::powerSocket)).notificationID, 1);
 }
 
-TEST_F(HardwareServerTest, AnswersLateWhileAskedTo) {
+TEST_F(HardwareServerTest, DelaysRepliesToExchangesOnRequest) {
     mac.drive(AnswerSlowly{0.05});
-    send(connect(mac_wire::hardwareSocket), std::vector<std::uint8_t>(sizeof(SMCKeyData))); // leaves before the answer
+    send(connect(mac_wire::hardwareSocket),
+         std::vector<std::uint8_t>(sizeof(SMCKeyData))); // disconnects before the reply
     SimulatedMacHardware hardware(mac.folder());
     const auto connection = hardware.open();
     SMCKeyData reply{};

@@ -24,9 +24,9 @@ std::string contentOf(const std::string& file) {
     return content.str();
 }
 
-PictureData kept(const std::string& name) { return PictureData::parse(contentOf("docs/pictures/" + name + ".json")); }
+PictureData stored(const std::string& name) { return PictureData::parse(contentOf("docs/pictures/" + name + ".json")); }
 
-/// The same but for what another mathematics library may round otherwise.
+/// Whether two values are equal except for the rounding of different mathematics libraries.
 bool isAlike(const PictureData& a, const PictureData& b) {
     if (a.is_number() && b.is_number())
         return std::fabs(a.get<double>() - b.get<double>()) <= 0.001 * std::fabs(a.get<double>()) + 0.11;
@@ -38,71 +38,71 @@ bool isAlike(const PictureData& a, const PictureData& b) {
     return a == b;
 }
 
-// --- what the documents show
+// --- the pictures in the documents
 
-class KeptPicture : public ::testing::TestWithParam<const char*> {};
+class StoredPicture : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(KeptPicture, IsWhatItsDataGive) {
+TEST_P(StoredPicture, MatchesItsData) {
     const std::string name = GetParam();
-    EXPECT_TRUE(drawPicture(kept(name)) == contentOf("docs/pictures/" + name + ".svg"))
-        << "docs/pictures/" << name << ".svg is older than its data or than what draws it: run ./dev docs";
+    EXPECT_TRUE(drawPicture(stored(name)) == contentOf("docs/pictures/" + name + ".svg"))
+        << "docs/pictures/" << name << ".svg is older than its data or than the drawing code: run ./dev docs";
 }
 
-INSTANTIATE_TEST_SUITE_P(All, KeptPicture,
+INSTANTIATE_TEST_SUITE_P(All, StoredPicture,
                          ::testing::Values("session", "watch", "floor", "hour", "delays", "architecture",
                                            "performance"),
                          [](const auto& parameter) { return std::string(parameter.param); });
 
-TEST(KeptData, AreWhatTheCodeDoesNow) {
-    EXPECT_TRUE(isAlike(kept("floor"), records::floor())) << "run ./dev docs";
-    EXPECT_TRUE(isAlike(kept("hour"), records::hour())) << "run ./dev docs";
+TEST(StoredData, MatchTheCurrentCode) {
+    EXPECT_TRUE(isAlike(stored("floor"), records::floor())) << "run ./dev docs";
+    EXPECT_TRUE(isAlike(stored("hour"), records::hour())) << "run ./dev docs";
 }
 
-TEST(KeptData, AreComparedForMoreThanTheirForm) {
-    auto other = kept("floor");
+TEST(StoredData, AreComparedByValueNotOnlyByForm) {
+    auto other = stored("floor");
     other["easing"]["held"][40] = 0.1;
-    EXPECT_FALSE(isAlike(kept("floor"), other));
-    other = kept("hour");
+    EXPECT_FALSE(isAlike(stored("floor"), other));
+    other = stored("hour");
     other["fans"][0]["held"][200] = nullptr;
-    EXPECT_FALSE(isAlike(kept("hour"), other));
+    EXPECT_FALSE(isAlike(stored("hour"), other));
 }
 
 // --- drawing
 
-TEST(Picture, RefusesDataOfAnotherForm) {
+TEST(Picture, RejectsInvalidData) {
     EXPECT_THROW((void)drawPicture({{"picture", "portrait"}}), std::invalid_argument);
     EXPECT_ANY_THROW((void)drawPicture(PictureData::object()));
-    auto shorter = kept("session");
+    auto shorter = stored("session");
     shorter["times"].erase(0);
     EXPECT_THROW((void)drawPicture(shorter), std::invalid_argument);
-    auto empty = kept("session");
+    auto empty = stored("session");
     empty["times"] = PictureData::array();
     EXPECT_THROW((void)drawPicture(empty), std::invalid_argument);
 }
 
-TEST(Picture, IsReadableOnLightAndOnDarkGround) {
-    EXPECT_THAT(drawPicture(kept("session")), HasSubstr("@media (prefers-color-scheme: dark)"));
+TEST(Picture, SupportsDarkMode) {
+    EXPECT_THAT(drawPicture(stored("session")), HasSubstr("@media (prefers-color-scheme: dark)"));
 }
 
 TEST(Picture, DrawsAMacWithoutFans) {
-    auto data = kept("session");
+    auto data = stored("session");
     data["fans"] = PictureData::array();
     EXPECT_THAT(drawPicture(data), Not(HasSubstr("fan 0")));
 }
 
-TEST(Picture, TakesATextAsItIs) {
+TEST(Picture, EscapesText) {
     Svg svg(100);
     svg.text({1, 2}, "a < b & c");
     EXPECT_THAT(svg.file(10, "<title>"), HasSubstr("a &lt; b &amp; c"));
 }
 
-/// The picture of one figure of a benchmark.
+/// Draws a picture of one benchmark figure.
 std::string drawnFigure(const std::string& name, double value, double target) {
     const PictureData figure = {{"name", name}, {"value", value}, {"unit", "ms"}, {"target", target}};
     return drawPicture({{"picture", "targets"}, {"figures", PictureData::array({figure})}});
 }
 
-TEST(Picture, DrawsWhatExceedsATarget) {
+TEST(Picture, MarksThePartThatExceedsATarget) {
     const std::string legendAndBar = "class=\"beyond\"";
     const auto areas = [&](const std::string& picture) {
         std::size_t count = 0;
@@ -116,7 +116,7 @@ TEST(Picture, DrawsWhatExceedsATarget) {
     EXPECT_EQ(areas(drawnFigure("start", 0.1, 0)), 2U);
 }
 
-TEST(Picture, CallsFiguresByTheirLabelsAndOthersByTheirNames) {
+TEST(Picture, ShowsTheLabelOfAFigureOtherwiseItsName) {
     PictureData figure = {{"name", "size.kelo"}, {"value", 1}, {"unit", "KiB"}, {"target", 1}};
     const auto drawn = [&] { return drawPicture({{"picture", "targets"}, {"figures", PictureData::array({figure})}}); };
     EXPECT_THAT(drawn(), HasSubstr(">size.kelo<"));
@@ -124,7 +124,7 @@ TEST(Picture, CallsFiguresByTheirLabelsAndOthersByTheirNames) {
     EXPECT_THAT(drawn(), HasSubstr(">size of the client<"));
 }
 
-TEST(Picture, DrawsAScreenWithItsInksAndBlocks) {
+TEST(Picture, DrawsAScreenWithColoursAndBlocks) {
     const auto screen = [](const char* text, const char* ink) {
         PictureData data = {{"picture", "screen"}, {"title", "A screen"}, {"columns", 10}};
         data["rows"] = PictureData::array({PictureData::array({PictureData::array({text, ink})})});
@@ -140,7 +140,7 @@ TEST(Picture, DrawsAScreenWithItsInksAndBlocks) {
 
 double endOf(const Label& label) { return label.x + Svg::widthOf(label.text); }
 
-/// No text reaches into another of its row, and none lies over the line of a later one, which runs down from its row.
+/// Expects that no label overlaps another in its row or the line of a later label, which runs down from its row.
 void expectApart(const std::vector<Label>& labels) {
     for (std::size_t i = 0; i < labels.size(); ++i)
         for (std::size_t j = 0; j < i; ++j)
@@ -148,13 +148,13 @@ void expectApart(const std::vector<Label>& labels) {
                 << labels[j].text << " and " << labels[i].text;
 }
 
-TEST(Labels, StayInOneRowWhereThereIsRoom) {
+TEST(Labels, StayInOneRowIfThereIsRoom) {
     std::vector<Label> labels = {{0, "one"}, {100, "two"}, {200, "three"}};
     EXPECT_EQ(arrange(labels), 1);
     expectApart(labels);
 }
 
-TEST(Labels, NeverLieOverEachOtherHoweverCloseTheyAre) {
+TEST(Labels, NeverOverlap) {
     for (const double distance : {0.0, 1.0, 17.0, 40.0}) {
         std::vector<Label> labels;
         for (int i = 0; i < 12; ++i)
@@ -164,7 +164,7 @@ TEST(Labels, NeverLieOverEachOtherHoweverCloseTheyAre) {
     }
 }
 
-TEST(Labels, AreInTheHighestRowAgainAfterAGap) {
+TEST(Labels, ReturnToTheHighestRowAfterAGap) {
     std::vector<Label> labels = {{0, "close"}, {5, "closer"}, {300, "far"}};
     EXPECT_EQ(arrange(labels), 2);
     EXPECT_EQ(labels[2].row, 0);

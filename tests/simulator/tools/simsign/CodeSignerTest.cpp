@@ -21,7 +21,7 @@ struct stat statusOf(const std::filesystem::path& path) {
 
 class CodeSigner : public SigningFixture {
 protected:
-    /// What signing `file` fails with; empty when it does not.
+    /// Signs `file`. Returns the error's text; empty if there is none.
     std::string failureOf(const Path& file, const CodeIdentity& as) {
         try {
             sign(file, as);
@@ -55,7 +55,7 @@ TEST_F(CodeSigner, SigningAgainReplacesTheSignature) {
     EXPECT_EQ(readFile(file), first);
 }
 
-TEST_F(CodeSigner, TheModeIsKept) {
+TEST_F(CodeSigner, KeepsTheMode) {
     for (const mode_t mode : {0755U, 0700U, 0444U, 0644U, 04755U}) {
         const auto file = fileWith("content");
         ASSERT_EQ(::chmod(file.c_str(), mode), 0);
@@ -64,10 +64,10 @@ TEST_F(CodeSigner, TheModeIsKept) {
     }
 }
 
-TEST_F(CodeSigner, TheOwnerIsKeptWhenRootSigns) {
+TEST_F(CodeSigner, KeepsTheOwnerWhenRootSigns) {
     const auto file = fileWith("content");
     if (::chown(file.c_str(), 12, 34) != 0)
-        GTEST_SKIP() << "files cannot be given away here: " << std::strerror(errno);
+        GTEST_SKIP() << "cannot change a file's owner here: " << std::strerror(errno);
     ASSERT_EQ(::chmod(file.c_str(), 04755), 0);
     sign(file, identity);
     EXPECT_EQ(statusOf(file).st_uid, 12U);
@@ -75,7 +75,7 @@ TEST_F(CodeSigner, TheOwnerIsKeptWhenRootSigns) {
     EXPECT_EQ(statusOf(file).st_mode & 07777, 04755U);
 }
 
-TEST_F(CodeSigner, TheFileIsReplacedAsAWholeAndOtherNamesKeepTheOldOne) {
+TEST_F(CodeSigner, ReplacesTheFileAndLeavesOtherHardLinksUnchanged) {
     const auto file = fileWith("content");
     std::filesystem::create_hard_link(file, folder / "other-name");
     sign(file, identity);
@@ -83,7 +83,7 @@ TEST_F(CodeSigner, TheFileIsReplacedAsAWholeAndOtherNamesKeepTheOldOne) {
     EXPECT_NE(statusOf(file).st_ino, statusOf(folder / "other-name").st_ino);
 }
 
-TEST_F(CodeSigner, AProgramThatRunsCanBeSigned) {
+TEST_F(CodeSigner, SignsARunningProgram) {
     const auto path = unsignedProgram();
     const auto running = startProgram(path, {"wait"});
     ASSERT_EQ(running->readLine(), "waiting");
@@ -91,7 +91,7 @@ TEST_F(CodeSigner, AProgramThatRunsCanBeSigned) {
     EXPECT_EQ(verdictOn(path).identity, identity);
 }
 
-TEST_F(CodeSigner, ASymbolicLinkIsFollowed) {
+TEST_F(CodeSigner, FollowsASymbolicLink) {
     const auto file = fileWith("content");
     std::filesystem::create_symlink(file, folder / "link");
     sign(folder / "link", identity);
@@ -99,7 +99,7 @@ TEST_F(CodeSigner, ASymbolicLinkIsFollowed) {
     EXPECT_EQ(verdictOn(file).identity, identity);
 }
 
-TEST_F(CodeSigner, AFailureLeavesTheFileAsItWasAndNothingBesideIt) {
+TEST_F(CodeSigner, LeavesFileAndFolderUnchangedOnFailure) {
     const auto expectFailure = [&](const std::string& content, const CodeIdentity& as, const std::string& reason) {
         const auto file = fileWith(content);
         const auto before = filesInFolder();
@@ -118,14 +118,14 @@ TEST_F(CodeSigner, AFailureLeavesTheFileAsItWasAndNothingBesideIt) {
                   "The signature has format version 1, but only version 2 is supported.");
 }
 
-TEST_F(CodeSigner, WhatIsNotThereOrNoFileIsNotSigned) {
+TEST_F(CodeSigner, RefusesAMissingFileAndAFolder) {
     const auto missing = folder / "missing";
     EXPECT_EQ(failureOf(missing, identity),
               "The file " + missing.string() + " cannot be read (No such file or directory).");
     EXPECT_EQ(failureOf(folder.path(), identity), "The executable is not a regular file.");
 }
 
-TEST_F(CodeSigner, NothingIsLeftBesideASignedFile) {
+TEST_F(CodeSigner, LeavesNoOtherFileNextToASignedFile) {
     const auto file = fileWith("content");
     keys.team(identity.team);
     const auto before = filesInFolder();

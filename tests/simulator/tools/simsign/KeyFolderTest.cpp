@@ -35,7 +35,7 @@ protected:
     KeyFolder keys{path};
 };
 
-TEST_F(KeyFolderTest, AnAnchorAndItsTeamsAreKeptAsFiles) {
+TEST_F(KeyFolderTest, StoresTheAnchorAndItsTeamsInFiles) {
     EXPECT_FALSE(keys.hasAnchor());
     keys.makeAnchor();
     EXPECT_TRUE(keys.hasAnchor());
@@ -43,7 +43,7 @@ TEST_F(KeyFolderTest, AnAnchorAndItsTeamsAreKeptAsFiles) {
     EXPECT_THAT(files(), UnorderedElementsAre("anchor.pub", "anchor.key", "team-KELODEV001.key"));
 }
 
-TEST_F(KeyFolderTest, PrivateKeysAreForTheirOwnerAlone) {
+TEST_F(KeyFolderTest, OnlyTheOwnerCanReadPrivateKeys) {
     keys.makeAnchor();
     keys.team("KELODEV001");
     EXPECT_EQ(modeOf("anchor.key"), 0600U);
@@ -51,18 +51,18 @@ TEST_F(KeyFolderTest, PrivateKeysAreForTheirOwnerAlone) {
     EXPECT_EQ(modeOf("anchor.pub"), 0644U);
     const auto publicKey = readFile(path / "anchor.pub");
     EXPECT_THAT(publicKey, MatchesRegex("[0-9a-f]+\n"));
-    EXPECT_EQ(publicKey.size(), 65U) << "and nothing of the private key";
+    EXPECT_EQ(publicKey.size(), 65U) << "contains part of the private key";
     EXPECT_THAT(readFile(path / "anchor.key"), EndsWith(publicKey));
 }
 
-TEST_F(KeyFolderTest, ATeamIsMadeOnceAndKept) {
+TEST_F(KeyFolderTest, CreatesATeamOnceAndStoresIt) {
     keys.makeAnchor();
     const auto first = keys.team("KELODEV001").key.secret;
     EXPECT_EQ(KeyFolder(path).team("KELODEV001").key.secret, first);
     EXPECT_NE(keys.team("KELODEV002").key.secret, first);
 }
 
-TEST_F(KeyFolderTest, TeamsWithOddNamesHaveFilesOfTheirOwn) {
+TEST_F(KeyFolderTest, StoresTeamsWithUnusualNamesInSeparateFiles) {
     keys.makeAnchor();
     const std::vector<std::string> odd = {
         "", " ", "\"", "../escape", "a/b", "digest-", std::string(65, 'x'), std::string(255, '/')};
@@ -85,7 +85,7 @@ TEST_F(KeyFolderTest, ANewAnchorRemovesTheTeamsOfTheOldOne) {
     EXPECT_NE(keys.anchor().secret, before);
 }
 
-TEST_F(KeyFolderTest, MissingAndDamagedKeysAreNamed) {
+TEST_F(KeyFolderTest, NamesMissingAndDamagedKeys) {
     const auto failureOf = [](auto action) -> std::string {
         try {
             action();

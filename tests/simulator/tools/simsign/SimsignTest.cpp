@@ -20,10 +20,10 @@ void PrintTo(const Outcome& outcome, std::ostream* stream) {
     *stream << "status " << outcome.status << ", output \"" << outcome.output << "\", error \"" << outcome.error << '"';
 }
 
-Outcome says(const std::string& output) { return {0, output, ""}; }
+Outcome prints(const std::string& output) { return {0, output, ""}; }
 Outcome refuses(const std::string& sentence) { return {1, "", "simsign: " + sentence + "\n"}; }
 
-/// The tool as a person or a script runs it.
+/// Runs the program simsign.
 class Simsign : public ::testing::Test {
 protected:
     Simsign() { writeFile(executable, "content"); }
@@ -49,19 +49,19 @@ protected:
     const std::string executable = folder / "executable";
 };
 
-TEST_F(Simsign, InitSignAndVerifyGoTogether) {
-    EXPECT_EQ(simsign({"init", keys}), says("created an anchor and team \"KELODEV001\" in " + keys + "\n"));
+TEST_F(Simsign, VerifiesWhatItSignedWithTheKeysOfInit) {
+    EXPECT_EQ(simsign({"init", keys}), prints("created an anchor and team \"KELODEV001\" in " + keys + "\n"));
     EXPECT_EQ(sign("app.kelo.helper", "KELODEV001"),
-              says("signed " + executable + " as \"app.kelo.helper\" of team \"KELODEV001\"\n"));
-    EXPECT_EQ(verify(), says("identifier: app.kelo.helper\nteam: KELODEV001\n"));
+              prints("signed " + executable + " as \"app.kelo.helper\" of team \"KELODEV001\"\n"));
+    EXPECT_EQ(verify(), prints("identifier: app.kelo.helper\nteam: KELODEV001\n"));
     EXPECT_EQ(verify({"--requirement", "anchor apple generic and identifier \"app.kelo.helper\" and certificate "
                                        "leaf[subject.OU] = \"KELODEV001\""}),
-              says("identifier: app.kelo.helper\nteam: KELODEV001\n"));
+              prints("identifier: app.kelo.helper\nteam: KELODEV001\n"));
 }
 
-TEST_F(Simsign, InitMakesTheTeamThatIsAskedFor) {
+TEST_F(Simsign, InitCreatesTheRequestedTeam) {
     EXPECT_EQ(simsign({"init", keys, "--team", "MYTEAM0001"}),
-              says("created an anchor and team \"MYTEAM0001\" in " + keys + "\n"));
+              prints("created an anchor and team \"MYTEAM0001\" in " + keys + "\n"));
     EXPECT_TRUE(std::filesystem::exists(keys + "/team-MYTEAM0001.key"));
 }
 
@@ -75,15 +75,15 @@ TEST_F(Simsign, InitOverwritesOnlyWhenForced) {
     EXPECT_NE(readFile(keys + "/anchor.pub"), anchor);
 }
 
-TEST_F(Simsign, OddNamesCanBeSigned) {
+TEST_F(Simsign, SignsUnusualNames) {
     simsign({"init", keys});
     EXPECT_EQ(sign("app \"kelo\" x", "").status, 0);
-    EXPECT_EQ(verify(), says("identifier: app \"kelo\" x\nteam: \n"));
+    EXPECT_EQ(verify(), prints("identifier: app \"kelo\" x\nteam: \n"));
     EXPECT_EQ(sign("", "T\"E A/M").status, 0);
-    EXPECT_EQ(verify(), says("identifier: \nteam: T\"E A/M\n"));
+    EXPECT_EQ(verify(), prints("identifier: \nteam: T\"E A/M\n"));
 }
 
-TEST_F(Simsign, SignSaysWhyNot) {
+TEST_F(Simsign, SignReportsWhyItFailed) {
     EXPECT_EQ(sign("id", "team"), refuses("The file " + keys + "/anchor.key cannot be read."));
     simsign({"init", keys});
     EXPECT_EQ(sign("a\nb", "team"),
@@ -93,7 +93,7 @@ TEST_F(Simsign, SignSaysWhyNot) {
               refuses("The file " + missing + " cannot be read (No such file or directory)."));
 }
 
-TEST_F(Simsign, VerifySaysWhyNot) {
+TEST_F(Simsign, VerifyReportsWhyItFailed) {
     simsign({"init", keys});
     EXPECT_EQ(verify(), refuses("The executable is not signed."));
     sign("app.kelo.helper", "KELODEV001");
@@ -113,7 +113,7 @@ TEST_F(Simsign, VerifySaysWhyNot) {
               refuses("The trust anchor " + missing + " cannot be read."));
 }
 
-TEST_F(Simsign, WrongUsageIsTwoAndOneSentence) {
+TEST_F(Simsign, ExitsWithTwoAndOneSentenceForIncorrectUsage) {
     for (const std::vector<std::string>& wrong : {std::vector<std::string>{},
                                                   {"unknown"},
                                                   {"init"},
@@ -134,13 +134,13 @@ TEST_F(Simsign, WrongUsageIsTwoAndOneSentence) {
     EXPECT_FALSE(std::filesystem::exists(keys));
 }
 
-TEST_F(Simsign, HelpAndVersionAreForEverybody) {
+TEST_F(Simsign, PrintsHelpAndVersion) {
     const auto help = simsign({"--help"});
     EXPECT_EQ(help.status, 0);
     for (const auto* part : {"init", "sign", "verify", "Exit status: 0 success", "printable ASCII"})
         EXPECT_THAT(help.output, HasSubstr(part));
     EXPECT_EQ(simsign({"sign", "--help"}).status, 0);
-    EXPECT_EQ(simsign({"--version"}), says("simsign " KELO_VERSION "\n"));
+    EXPECT_EQ(simsign({"--version"}), prints("simsign " KELO_VERSION "\n"));
 }
 
 } // namespace
