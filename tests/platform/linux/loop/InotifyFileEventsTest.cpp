@@ -166,12 +166,14 @@ TEST_F(LooksAtAFile, NoLookFollowsOnceTheSourceIsCancelled) {
 TEST_F(LooksAtAFile, WithoutInotifyAReplacementIsNoticedALittleLater) {
     int replacements = 0;
     std::optional<BinaryWatch> watch;
-    [&watch, &replacements, &file = file, &events = events] {
-        // Without a descriptor the sanitizers cannot check the type of the fixture.
+    // A sanitizer needs descriptors when it sees objects for the first time.
+    watch.emplace(file, events, [] {});
+    watch.reset();
+    {
         const DescriptorLimit none;
         ASSERT_LT(inotify_init1(IN_CLOEXEC), 0);
-        watch.emplace(file, events, [&replacements] { ++replacements; });
-    }();
+        watch.emplace(file, events, [&] { ++replacements; });
+    }
     runFor(60);
     EXPECT_EQ(replacements, 0);
     writeFile(folder / "new", "new");
