@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
 # Runs every block of commands in the documents, in a separate installation for each document. The first line of a block
-# marks those that need something else:
+# says how it is tested:
 #
 #     ```sh             runs in an installation with a running simulated Mac and helper, and the programs in PATH
-#     ```sh checkout    ./dev commands at the top of the repository, whose spelling is compared with ./dev help
-#     ```sh mac         needs a Mac
-#     ```sh terminal    needs a person at a terminal
-#     ```sh release     needs another release
-#     ```sh build       needs another build
+#     ```sh checkout    ./dev commands for the top of the repository; only their spelling is compared with ./dev help
+#     ```sh mac         not run: needs a Mac
+#     ```sh terminal    not run: needs a person at a terminal
+#     ```sh release     not run: needs another release
+#     ```sh build       not run: needs another build
 #
-# Commands within a sentence (`kelo …`) are compared with the help of the programs. The Python client, written only from
-# docs/protocol.md, runs, too.
+# Also compares commands within sentences (`kelo …`) with the help of the programs. Also runs the Python client, which
+# was written only from docs/protocol.md.
 #
 # usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, signed or unsigned
 # Run from the top of the repository.
@@ -21,7 +21,7 @@ top=$PWD
 trap 'stop_installation; rm -rf "$folder"' EXIT
 mac='' helper='' failed=0
 interpreter=$(readlink -e /usr/bin/python3) || printf 'skipped: the Python client, since there is no /usr/bin/python3\n'
-complain() { printf '%s\n' "$*"; failed=1; } # reports a place in a document
+complain() { printf '%s\n' "$*"; failed=1; }
 
 documents() { find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort; }
 
@@ -77,10 +77,10 @@ wait_for() {
     "$@" >/dev/null 2>&1 && return
     sleep 0.05
   done
-  complain "$* never succeeds"
+  complain "\"$*\" does not succeed within 10 seconds"
 }
 
-# run_block PLACE NUMBER: runs a block, of which every command must succeed.
+# run_block PLACE NUMBER: runs a block. Every command in it must succeed.
 run_block() {
   [ -n "$mac" ] || start_installation
   (cd "$folder/installation" && PATH="$PWD:$PATH" timeout 60 bash -euo pipefail "$folder/blocks/$2.block") \
@@ -89,7 +89,7 @@ run_block() {
   ran=$((ran + 1))
 }
 
-# The helper checks the executable of a client, so a signed copy of the interpreter runs this one.
+# The helper verifies the executable of a client, so a signed copy of the interpreter runs the Python client.
 run_python_client() {
   start_installation
   (cd "$folder/installation" && PYTHONHOME=/usr timeout 60 ./interpreter -B "$top/tests/docs/foreign_client.py") \
@@ -99,8 +99,8 @@ run_python_client() {
 
 # --- spelling
 
-# help_of PROGRAM COMMAND: prints the help of a command, or nothing if the program does not know it and prints its
-# general help. ./dev has one help text, in which the section of a command ends before the next one.
+# help_of PROGRAM COMMAND: prints the help of a command, or nothing if the command is unknown, for which programs print
+# their general help. ./dev has one help text with a section for each command.
 help_of() {
   local said
   if [ "$1" = ./dev ]; then
@@ -117,9 +117,9 @@ check_spelling() {
   read -r program command _ <<<"$2"
   [[ ${command-} =~ ^[a-z-]+$ ]] && [[ $command != -* ]] || return 0
   said=$(help_of "$program" "$command")
-  [ -n "$said" ] || { complain "$1: $program does not know \"$command\""; return; }
+  [ -n "$said" ] || { complain "$1: $program has no command \"$command\""; return; }
   while IFS= read -r option; do
-    grep -qF -- "$option" <<<"$said" || complain "$1: \"$program $command\" does not know $option"
+    grep -qF -- "$option" <<<"$said" || complain "$1: \"$program $command\" has no option $option"
   done < <(grep -oE -- '(^|[^-a-z])--[a-z][a-z-]*' <<<"${2%%-- *}" | grep -oE -- '--.*' || true)
 }
 
@@ -130,7 +130,7 @@ check_spelling_of_block() {
   done <"$folder/blocks/$2.block"
 }
 
-# Prints inline code that begins like a command, outside of blocks.
+# Prints inline code outside blocks that begins with a command.
 inline_commands() {
   awk '/^ *```/ { inside = !inside; next } !inside' "$1" | grep -oE '`(\./dev|kelo|simmac|simsign) [^`]+`' | tr -d '`' \
     | sort -u || true
@@ -161,5 +161,5 @@ done < <(documents)
 cd "$top"
 [ -z "$interpreter" ] || run_python_client
 [ "$ran" -gt 0 ] || complain "no block was run"
-printf '%d blocks run, %d not run because of their mark\n' "$ran" "$marked"
+printf '%d blocks run, %d not run\n' "$ran" "$marked"
 exit $failed

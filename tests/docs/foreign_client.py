@@ -36,4 +36,4 @@ for fraction in (math.inf, -math.inf, math.nan):
 assert ask(HAND_BACK) is None
 assert not json.loads(ask(FETCH_SNAPSHOT))["underKeloControl"]
 assert ask(STAND_DOWN) is None
-print("a client that was written only from the document is served")
+print("the helper serves a client that was written only from the document")

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Fails if docs/protocol.md lacks a selector, a type, a text or a number of the sources.
+# Fails if docs/protocol.md lacks a selector, type, text or number that the sources define.
 #
 # Run from the top of the repository.
 set -euo pipefail
 
 failed=0 count=0
 
-# every FILE EXPRESSION [FORMAT]: checks that the document contains each formatted match in the file.
+# every FILE EXPRESSION [FORMAT]: checks that the document contains each match of the sed expression in the file,
+# formatted with printf.
 every() {
   local found=0 match text
   while IFS= read -r match; do
@@ -32,5 +33,5 @@ every core/fan/FanError.cpp 's/^ *"\)\. ([^"]{15,})".*/\1/p'
 every platform/posix/GuardedHelper.cpp 's/^constexpr const char\* .* = "(.*)";/\1/p'
 every protocol/KeloHelper.h 's/.*interfaceVersion = (.*);/\1/p' '| interface version | %s |'
 every protocol/KeloHelper.h 's/.*orphanGracePeriod = (.*)\.0;/\1/p' 'it ends after %s s'
-printf 'the page has %d facts of the protocol\n' "$count"
+printf 'docs/protocol.md contains all %d facts\n' "$count"
 exit $failed

@@ -10,7 +10,7 @@ command_bench() {
   case " $* " in *" peers "*) install_debian_packages thinkfan fancontrol ;; esac
   # shellcheck disable=SC2154 # set in stage.sh
   build bench "${stage_programs[@]}" "${bench_programs[@]}" pictures
-  local folder=build/bench-installation # outside of the folders that `built` searches
+  local folder=build/bench-installation # outside the folders that `built` searches
   lay_out "$folder" bench
   if [ "$*" = shipping ]; then
     compare_shipping "$folder"
@@ -41,7 +41,7 @@ measure() {
   "$(built bench pictures)" draw "build/bench/$2.json" "build/bench/$2.svg"
 }
 
-# Measures the effect of hardening, link-time optimisation and optimising for size, compared with a release build.
+# Compares the shipped build, with hardening, link-time optimisation and optimising for size, with a release build.
 compare_shipping() {
   local build helper
   cmake --preset bench -B build/bench-plain -DKELO_SHIP=OFF >/dev/null
@@ -61,7 +61,7 @@ compare_shipping() {
 mac_sizes() {
   ensure_packages macos
   local folder=build/bench-macos processor tools
-  tools=$(dirname "$(readlink -f "$(command -v clang++)")") # of the compiler's version
+  tools=$(dirname "$(readlink -f "$(command -v clang++)")") # the tools of the same version as the compiler
   if ! mac_helper "$folder" >"$folder.log" 2>&1; then
     cat "$folder.log" >&2
     return 1

@@ -1,12 +1,12 @@
 # shellcheck shell=bash
-# Measures the cost of the helper on a Mac, for the open figures in docs/performance.md. Sourced by confirm-on-a-mac.sh,
-# whose functions and variables it uses.
+# Measures the cost of the helper on a Mac, for the figures that docs/performance.md still lacks. Sourced by
+# confirm-on-a-mac.sh, whose functions and variables it uses.
 # shellcheck disable=SC2154
 
 cost_milliseconds=600000 # each of the two periods
 cost_runs=20             # of each command
 
-# figure NAME VALUE UNIT: a row of the report's table.
+# figure NAME VALUE UNIT: prints a figure and adds it to the report's table.
 figure() {
   printf '%s: %s %s\n' "$1" "$2" "$3"
   printf '| %s | %s %s |\n' "$1" "$2" "$3" >>"$scratch/figures"
@@ -14,14 +14,14 @@ figure() {
 
 helper_pid() { state | awk '$1 == "pid" { print $3; found = 1 } END { exit !found }'; }
 
-# processor_time PID: CPU time so far, in milliseconds; ps prints "[hours:]minutes:seconds.hundredths".
+# processor_time PID: prints the CPU time so far in milliseconds. ps prints "[hours:]minutes:seconds.hundredths".
 processor_time() {
   LC_ALL=C ps -o cputime= -p "$1" \
     | awk -F '[:.]' 'NF > 2 { for (i = 1; i < NF; i++) s = s * 60 + $i; print (s * 100 + $NF) * 10; found = 1 }
                      END { exit !found }'
 }
 
-# measure_period NAME
+# measure_period NAME: reports CPU time and wake-ups during a period.
 measure_period() {
   local pid before after tasks wakeups
   pid=$(helper_pid)
@@ -35,13 +35,13 @@ measure_period() {
   figure "wake-ups, $1" "${wakeups:-0 (not listed)}" "per minute"
 }
 
-# seconds_of COMMAND...: the total time of all runs.
+# seconds_of COMMAND...: prints the total time of all runs.
 seconds_of() {
   local TIMEFORMAT=%3R i
   { time for ((i = 0; i < cost_runs; i++)); do "$@" >/dev/null 2>&1; done; } 2>&1
 }
 
-# Both commands include the client's own time, so their difference is the time of the snapshot.
+# The time of the client is part of both commands, so their difference is the time of the snapshot.
 measure_snapshot() {
   local version status each='BEGIN { printf "%.2f", (all - less) * 1000 / runs }'
   version=$(seconds_of kelo version)
@@ -60,7 +60,7 @@ measure_exit() {
 }
 
 cost() {
-  ask "The helper's cost is measured for 20 minutes, in which nothing else should use the fans. Begin?" \
+  ask "The helper's cost is measured for 20 minutes. Do not use the fans meanwhile. Begin?" \
     || leave_out "declined"
   try kelo version # starts the helper
   measure_period idle

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Confirms on a Mac the behaviour that was only simulated elsewhere: each row of the table at the end of docs/macos.md,
-# in order. Asks before it puts the Mac to sleep, and whenever a person must do or check something. Installs the helper,
-# and writes a report for an issue. If a row fails, the others are still tried.
+# Confirms on a Mac the behaviour that other tests only simulate: each row of the table at the end of docs/macos.md, in
+# order. Asks before it puts the Mac to sleep, and whenever a person must do or check something. Installs the helper,
+# and writes a report for an issue. If a row fails, continues with the next.
 #
 # usage: confirm-on-a-mac.sh --identity NAME [--other-identity NAME] [--installer-identity NAME] [--report FILE]
 #   --identity            signs helper and client
@@ -23,7 +23,7 @@ while [ $# -gt 0 ]; do
     --other-identity) other_identity=$2 ;;
     --installer-identity) installer_identity=$2 ;;
     --report) report=$2 ;;
-    *) fail "$1 is not known" ;;
+    *) fail "unknown option \"$1\"" ;;
   esac
   shift 2
 done
@@ -70,10 +70,10 @@ try_for() {
   output=$("$@" 2>&1) || status=$?
   printf '$ %s\n%s\n' "$*" "$output"
   [ $status -eq 0 ] || { printf 'exit status %d\n' $status; return 1; }
-  grep -qE -- "$pattern" <<<"$output" || { printf 'nothing matches: %s\n' "$pattern"; return 1; }
+  grep -qE -- "$pattern" <<<"$output" || { printf 'no line matches: %s\n' "$pattern"; return 1; }
 }
 
-# hold_meanwhile ARGUMENT...: holds in the background, until the row ends at the latest.
+# hold_meanwhile ARGUMENT...: holds in the background. The hold ends with the row at the latest.
 hold_meanwhile() {
   printf '$ kelo hold %s &\n' "$*"
   kelo hold "$@" &
@@ -158,13 +158,13 @@ other_client() {
   try cp "$(command -v kelo)" "$scratch/kelo"
   try codesign --force --sign - --identifier app.kelo.Kelo "$scratch/kelo"
   try_refused "$scratch/kelo" status
-  [ -n "$other_identity" ] || leave_out "a client of another team, without --other-identity"
+  [ -n "$other_identity" ] || leave_out "the client of another team needs --other-identity"
   try codesign --force --options runtime --identifier app.kelo.Kelo --sign "$other_identity" "$scratch/kelo"
   try_refused "$scratch/kelo" status
   try_for '-67050' log_of 1m 'eventMessage CONTAINS "-67050"'
 }
 
-# Reinstalls the genuine helper in any case.
+# Always reinstalls the genuine helper.
 impostor() {
   local failed=0
   [ -n "$other_identity" ] || leave_out "it needs --other-identity"
@@ -175,7 +175,7 @@ impostor() {
 }
 
 bool_crosses() {
-  [ "$(uname -m)" = arm64 ] || leave_out "only an Apple chip runs both"
+  [ "$(uname -m)" = arm64 ] || leave_out "only a Mac with an Apple chip runs programs of both processors"
   try arch -x86_64 "$(command -v kelo)" hold 0.5 --for 3s
 }
 
@@ -196,7 +196,7 @@ hold_moves() {
 }
 
 sleeps() {
-  ask "Save your work: the Mac is put to sleep now; wake it after half a minute. Go on?" || leave_out "declined"
+  ask "Save your work: the Mac is put to sleep now; wake it after half a minute. Continue?" || leave_out "declined"
   hold_meanwhile 60% --for 5m
   try pmset sleepnow
   sleep 60 # counts only while the Mac is awake
@@ -208,7 +208,7 @@ sleeps() {
 
 lid() {
   try_for 'AppleClamshellState' ioreg -r -k AppleClamshellState -d 1 || leave_out "this Mac has no lid"
-  ask "With an external display and power: be ready to close the lid for 20 seconds. Begin?" \
+  ask "Connect an external display and power, and be ready to close the lid for 20 seconds. Begin?" \
     || leave_out "declined"
   hold_meanwhile 60% --hand-back-on-lid-close --for 30s
   sleep 30
@@ -225,7 +225,7 @@ comes_back() {
   try kelo version
 }
 
-# Owner and mode of folders that other software uses, too: if an installer makes root their owner, Homebrew fails.
+# Prints owner and mode of folders that other software also uses. Homebrew fails if an installer makes root their owner.
 shared_folders() { stat -f '%N %Su:%Sg %Sp' /usr/local /usr/local/bin /usr/local/share 2>/dev/null | sort; }
 
 package() {

@@ -53,8 +53,8 @@ shell_files() {
     packaging/macos/package/scripts/
 }
 
-# clang-tidy spends most of its time on headers, so it checks many sources at once, as unity builds join them. Excludes
-# the test sources: their macros expand to code that the checks do not expect.
+# clang-tidy spends most of its time on headers, so it checks unity builds, which join many sources. Excludes the test
+# sources, because their macros expand to code that the checks do not expect.
 tidy() {
   CLANG_TIDY=$(clang_tool clang-tidy)
   export CLANG_TIDY

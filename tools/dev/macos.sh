@@ -9,7 +9,7 @@ macos_summary() {
   local compiled ran where
   compiled=$(sed -n 's|^.*platform/macos: \([1-9][0-9]*\) sources compiled$|\1|p' "build/$1/tests.xml")
   ran=$(count_tests completed "build/$1/test-reports"/macos_*.xml)
-  where="doubles of the system"
+  where="stand-ins for the system"
   [ "$(uname)" != Darwin ] || where="this Mac"
   [ -n "$compiled" ] || fail "no macOS source was compiled"
   [ "$ran" -gt 0 ] || fail "no macOS test ran"
@@ -41,14 +41,14 @@ run() {
   fi
 }
 
-# run_as TEXT FUNCTION ARGUMENT...: does the same for a function below, which TEXT describes in one line.
+# run_as TEXT FUNCTION ARGUMENT...: runs a function below, or only prints TEXT, which describes it in one line.
 run_as() {
   local text=$1
   shift
   if $saying; then printf '    %s\n' "$text"; else "$@"; fi
 }
 
-# say_and_do DRY-RUN STEPS: prints all steps first; then runs them, unless this is a dry run.
+# say_and_do DRY-RUN STEPS: prints all steps, and then runs them unless DRY-RUN is true.
 say_and_do() {
   local dry_run=$1 steps=$2 saying=true
   "$steps"
@@ -133,7 +133,7 @@ install_steps() {
     bootstrap
   say "the client is $prefix/bin/$macos_client"
   [ "$prefix" = /usr/local ] \
-    || say "not in /usr/local, where another user could replace it. Add $prefix/bin to your path"
+    || say "it is not in /usr/local, where another user could replace it. Add $prefix/bin to your path"
 }
 
 uninstall_steps() {
@@ -165,7 +165,8 @@ put() {
   run "$macos_sudo" /bin/mv -f "$new" "$3"
 }
 
-# verify COPY IDENTIFIER: verifies root's copy, because the built file may have been replaced since it was signed.
+# verify COPY IDENTIFIER: verifies the copy that root owns, because the built file may have been replaced since it was
+# signed.
 verify() {
   local requirement="anchor apple generic and identifier \"$2\""
   run "$macos_sudo" /usr/bin/codesign --verify --strict "-R=$requirement" "$1" || fail "$1 is not the signed program"
@@ -215,7 +216,7 @@ boot_out() {
   "$macos_sudo" /bin/launchctl bootout "system/$macos_helper" 2>/dev/null || true
 }
 
-# launchd refuses while the old helper is still exiting, which takes as long as handing the fans back.
+# Retries, because launchd refuses to load the job while the old helper is still handing the fans back and exiting.
 bootstrap() {
   local plist="$macos_plist_folder/$macos_helper.plist" left=60
   until "$macos_sudo" /bin/launchctl bootstrap system "$plist" 2>/dev/null; do

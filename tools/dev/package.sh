@@ -42,7 +42,7 @@ package_steps() {
     --sign "$installer_identity" --timestamp "$package"
   run pkgutil --check-signature "$package"
   [ -z "$profile" ] || notarize "$package"
-  say "write the checksum, after the ticket has changed the file"
+  say "write the checksum of the final file"
   run_as "$package.sha256" make_checksum "$package"
 }
 
@@ -56,7 +56,7 @@ lay_out_package() {
   run mkdir -p "$package_folder/scripts"
   run install -m 755 "$package_sources/scripts/preinstall" "$package_sources/scripts/postinstall" \
     "build/product/$macos_client" "$package_folder/scripts"
-  run chmod -R u=rwX,go=rX "$package_folder" # independent of the umask: the folders keep these modes on the Mac
+  run chmod -R u=rwX,go=rX "$package_folder" # independent of the umask, because the folders keep these modes on the Mac
 }
 
 make_distribution() {

@@ -7,7 +7,7 @@ debian_packages() {
     build) echo git cmake ninja-build clang g++ lld nlohmann-json3-dev libcli11-dev libsodium-dev ;;
     test) echo libgtest-dev libgmock-dev libblocksruntime-dev libxml2-utils mandoc zsh fish ;;
     bench) echo libbenchmark-dev python3 ;;
-    sanitizers | coverage) echo llvm ;; # symbolizes addresses, reads profiles
+    sanitizers | coverage) echo llvm ;; # to symbolize addresses and read profiles
     macos) echo llvm googletest libc++-dev libc++abi-dev ;;
     format) echo git clang-format ;;
     lint) echo clang-format clang-tidy shellcheck pycodestyle pyflakes3 yamllint libbenchmark-dev ;;
@@ -43,7 +43,7 @@ ensure_packages() {
 ensure_debian_packages() {
   # shellcheck disable=SC2046 # a word for each package
   install_debian_packages $(for need in "$@"; do debian_packages "$need"; done)
-  # The names of these packages contain a compiler version: that of Clang, or of the GCC whose libraries Clang uses.
+  # The names of these packages contain the version of Clang, or of the GCC whose libraries Clang uses.
   case " $* " in *" sanitizers "* | *" coverage "* | *" macos "*)
     install_debian_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev" ;;
   esac

@@ -3,7 +3,7 @@
 
 fuzz_executions=10000000
 
-# prove_fuzz [SECONDS] [TARGET...]: runs each target up to the number of executions or seconds, two at a time.
+# prove_fuzz [SECONDS] [TARGET...]: runs each target until it reaches the limit on executions or seconds, two at a time.
 prove_fuzz() {
   require_linux
   local seconds=600 failed=false targets target

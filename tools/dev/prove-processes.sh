@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Proofs with real processes, in a staged installation of which each parallel helper has a copy. Sourced by prove.sh.
+# Proofs with real processes. Each parallel helper has its own copy of a staged installation. Sourced by prove.sh.
 
 prove_delays() { prove_processes delays "$@"; }
 prove_kill() { prove_processes kill "$@"; }
@@ -21,7 +21,7 @@ prove_processes() {
   cp "$(built tools rawclient)" "$folder/stranger" # stays unsigned
   stage_sign "$folder" rawclient app.kelo.Kelo
   set -- "$(built tools prove_processes)" "$folder" "$@"
-  # A helper with a separate log needs root rights, which a user namespace also provides.
+  # A helper with a separate log needs root rights, which a user namespace provides.
   [ "$(id -u)" -eq 0 ] || set -- unshare --map-root-user --mount "$@"
   say "load at the start: $(cut -d ' ' -f 1-3 /proc/loadavg)"
   "$@" || status=$?

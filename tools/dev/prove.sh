@@ -19,7 +19,7 @@ command_prove() {
 prove_faults() { prove_in_memory faults "$@"; }
 prove_life() { prove_in_memory life "$@"; }
 
-# prove_in_memory PROOF [ARGUMENT...]: runs a proof of the debug preset, with assertions.
+# prove_in_memory PROOF [ARGUMENT...]: builds the proof with the debug preset, which enables assertions, and runs it.
 prove_in_memory() {
   local program=prove_$1
   shift

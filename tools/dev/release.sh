@@ -92,7 +92,7 @@ rewrite() {
   printf '%s\n' "$new" >"$1"
 }
 
-# Always writes the same bytes: file times are those of the commit, and gzip stores neither a name nor a time.
+# Always writes the same bytes: all files have the time of the commit, and gzip stores neither a name nor a time.
 archive() {
   local name=kelo-helper-$1
   mkdir -p "$release_folder"

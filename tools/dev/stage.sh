@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Creates an installation on a simulated Mac, and runs one. Sourced by ./dev.
+# Creates and runs installations on a simulated Mac. Sourced by ./dev.
 
 stage_programs=(app.kelo.helper kelo simmac simsign)
 stage_team=KELODEV001
@@ -31,7 +31,8 @@ stage_sign() {
   "$1/simsign" sign "$1/$2" --identifier "$3" --team "$stage_team" --keys "$1/keys" >/dev/null
 }
 
-# built PRESET PROGRAM: prints the path of a built program: the newest, in case the program has moved.
+# built PRESET PROGRAM: prints the path of a built program; the newest file, in case the target has moved to another
+# folder.
 built() {
   find "build/$1" -type f -name "$2" -perm -u+x -not -path '*/CMakeFiles/*' -exec ls -t {} + | head -n 1
 }

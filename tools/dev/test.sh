@@ -22,8 +22,8 @@ build() {
   cmake --build --preset "$1" ${2:+--target "${@:2}"}
 }
 
-# build_programs PRESET TARGET...: builds programs other than tests. Does not configure the tests in a new build, so
-# that their packages need not be installed.
+# build_programs PRESET TARGET...: builds programs other than tests. A new build is configured without tests, so that
+# their packages need not be installed.
 build_programs() {
   say "building the programs of the $1 preset"
   if grep -qsx KELO_TESTS:BOOL=ON "build/$1/CMakeCache.txt"; then configure "$1"; else configure "$1" -DKELO_TESTS=OFF; fi
@@ -41,14 +41,14 @@ run_tests() {
   local at_once=6
   case $preset in asan) at_once=4 ;; tsan) at_once=2 ;; esac
   ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * at_once))" --output-junit tests.xml "$@" \
-    | without_what_passed || status=$?
+    | without_passed_tests || status=$?
   tests_summary "$preset"
   [ $status -eq 0 ] || fail_with_names "$preset"
   [ $# -gt 0 ] || macos_summary "$preset"
 }
 
 # Removes the lines of passed tests from the output of a failed program.
-without_what_passed() {
+without_passed_tests() {
   awk '/^\[ RUN  / { began = $0; next }
        /^\[       OK/ && began != "" { began = ""; next }
        /^\[-----/ || /^ +Start / { next }
@@ -84,7 +84,7 @@ repeat_tests() {
   done
 }
 
-# Ends when ./dev ends, for whatever reason.
+# Uses one processor until ./dev ends.
 keep_busy() {
   local i
   while kill -0 $$ 2>/dev/null; do
@@ -106,7 +106,7 @@ command_test() {
       --load) is_count "${2-}" || usage "--load needs a number"; load=$2; shift 2 ;;
       --load=*) is_count "${1#*=}" || usage "--load needs a number"; load=${1#*=}; shift ;;
       --) shift; break ;;
-      *) usage "test does not know \"$1\" (arguments for ctest go behind --)" ;;
+      *) usage "test does not know \"$1\" (put arguments for ctest after --)" ;;
     esac
   done
   case $preset in
@@ -182,7 +182,7 @@ not_reached() {
     done
 }
 
-# Runs llvm-NAME; on macOS that of the command line tools.
+# llvm_tool NAME ARGUMENT...: runs llvm-NAME, on macOS through xcrun.
 llvm_tool() {
   local name=$1 tool
   shift

@@ -27,7 +27,7 @@ root=$folder/root
 trap 'rm -rf --one-file-system "$folder"' EXIT
 mkdir "$root"
 
-# For a distribution that debootstrap does not know yet, uses the script of an older one.
+# Uses the script of an older distribution, because debootstrap may not know the current one yet.
 make_system() {
   local scripts=/usr/share/debootstrap/scripts packages=ca-certificates mirror=()
   [ -z "${KELO_MIRROR-}" ] || mirror=("$KELO_MIRROR")
@@ -57,12 +57,13 @@ clone_checkout() {
   [ "$kind" != user ] || chroot "$root" chown -R newcomer: /home/newcomer/kelo
 }
 
-# run_inside COMMAND: runs it with /proc and /dev, in separate process and mount namespaces, as the kind of user.
+# run_inside COMMAND: runs it as the user that $kind selects, with /proc and /dev, in separate process and mount
+# namespaces.
 run_inside() {
   # shellcheck disable=SC2016 # the inner shell expands the variables
   unshare --mount --pid --fork --kill-child bash -euc '
     root=$1 kind=$2 command=$3
-    [ "$kind" != container ] || mount --bind "$root" "$root" # in a container / is a mount
+    [ "$kind" != container ] || mount --bind "$root" "$root" # in a container, / is a mount point
     mount -t proc proc "$root/proc"
     mount -t tmpfs -o mode=755 dev "$root/dev"
     for device in null zero full random urandom tty; do

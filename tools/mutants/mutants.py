@@ -40,7 +40,7 @@ TOP = os.getcwd()
 TREE = 'build/mutants'
 NUMBERS = 400  # per file, so that a change of one file does not rebuild the others
 REQUIRED = 95  # percent
-QUICK = 100  # milliseconds: tests that take longer run after the others
+QUICK = 100  # milliseconds; slower tests run after the others
 
 
 def programs_of(path):
@@ -88,7 +88,7 @@ class Build:
         self.programs = sorted({program for path in self.paths for program in programs_of(path)})
 
     def copy(self):
-        """Copies files, except unchanged ones that already contain mutants."""
+        """Copies all files except existing sources that will contain mutants, which other methods write."""
         listed = run(['git', 'ls-files', '--cached', '--others', '--exclude-standard']).stdout.splitlines()
         kept = {os.path.relpath(os.path.join(folder, name), self.source)
                 for folder, _, names in os.walk(self.source) for name in names} - set(listed)
@@ -130,7 +130,7 @@ class Build:
         return run(['ninja', '-C', self.binary, '-j', str(os.cpu_count()), '-k', '0', *programs])
 
     def build_all(self):
-        """Excludes lines that do not compile with their mutants, which are later built one by one."""
+        """Builds with all mutants. Excludes lines that do not compile; their mutants are built one by one later."""
         for path in sources(FOLDERS):
             if path not in self.paths:
                 with open(path, encoding='latin-1') as file:
@@ -207,7 +207,7 @@ class Tests:
         return None
 
     def catch_at_all(self, mutant, number):
-        """Does the same with every test, because a test may reach a mutant in another process."""
+        """Does the same with all tests, because a test may reach a mutant in another process."""
         for name in programs_of(mutant.path):
             if self.fails(name, number, None):
                 return name
@@ -225,7 +225,7 @@ class Tests:
 def ends_well(command, environment, limit):
     """Returns whether a program exits in time with status 0. Kills a program that does not, with its children."""
     process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL, start_new_session=True, preexec_fn=be_modest)
+                               stderr=subprocess.DEVNULL, start_new_session=True, preexec_fn=limit_resources)
     try:
         return process.wait(limit) == 0
     except subprocess.TimeoutExpired:
@@ -238,13 +238,13 @@ def ends_well(command, environment, limit):
         process.wait()
 
 
-def be_modest():
+def limit_resources():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
 
 
 class Explanations:
-    """Mutants that no test can catch, each with a reason, by the text of their line."""
+    """The mutants that no test can catch, identified by the text of their line, and the reasons."""
 
     def __init__(self):
         self.reasons, self.used = {}, set()
@@ -337,10 +337,10 @@ def folder_of(path):
 
 
 def report(campaign, explanations):
-    """Prints the table; returns whether enough mutants are caught."""
+    """Prints the table. Returns whether enough mutants are caught."""
     is_good = True
     print(f'\n{"folder":<16} {"mutants":>8} {"caught":>8} {"explained":>10} {"survivors":>10} {"of all, %":>10} '
-          f'{"of those that can be caught, %":>31}')
+          f'{"of catchable mutants, %":>31}')
     for folder in FOLDERS:
         mutants = [mutant for mutant in campaign.chosen if folder_of(mutant.path) == folder and
                    campaign.verdicts[mutant.number] != 'does not compile']
@@ -380,12 +380,12 @@ def choose(arguments, mutants):
 def parse_arguments():
     parser = argparse.ArgumentParser(prog='./dev prove mutants', description=__doc__.split('\n', maxsplit=1)[0])
     parser.add_argument('folder', nargs='?', help='one of ' + ', '.join(FOLDERS) + ', or a folder in one of them')
-    parser.add_argument('--sample', type=int, help='try only so many')
-    parser.add_argument('--seed', type=int, default=1, help='which ones a sample takes')
-    parser.add_argument('--survivors', action='store_true', help='try only what survived the last time')
+    parser.add_argument('--sample', type=int, help='try only this many mutants')
+    parser.add_argument('--seed', type=int, default=1, help='the seed that selects the sample')
+    parser.add_argument('--survivors', action='store_true', help='try only the mutants that survived the last run')
     arguments = parser.parse_args()
     if arguments.folder and not any((arguments.folder + '/').startswith(folder + '/') for folder in FOLDERS):
-        parser.error(f'"{arguments.folder}" is not mutated')
+        parser.error(f'"{arguments.folder}" is not in a folder with mutants')
     return arguments
 
 
@@ -393,7 +393,7 @@ def main():
     arguments = parse_arguments()
     build = Build([arguments.folder] if arguments.folder else FOLDERS)
     chosen = choose(arguments, build.mutants)
-    print(f'{len(build.mutants)} mutants, of which {len(chosen)} are tried; building', flush=True)
+    print(f'{len(build.mutants)} mutants, {len(chosen)} of them to try; building', flush=True)
     build.build_all()
     tests = Tests(build)
     tests.record()

@@ -106,7 +106,7 @@ class Finder:
     # --- recording
 
     def add(self, start, end, alternatives, context, original=None, **flags):
-        """Each alternative is a description and a function that renders it."""
+        """Adds a site. Each alternative is a description and a function that renders it."""
         key = (start, end, flags.get('is_statement', False), tuple(what for what, _ in alternatives))
         if key in self.sites or any(first <= start and end <= last for first, last in self.macros):
             return
@@ -118,7 +118,7 @@ class Finder:
                                is_fixed=context.is_fixed, is_constant=context.is_constant, **flags)
 
     def add_texts(self, start, end, replacements, context):
-        """Each replacement is text in which {} is replaced by the original."""
+        """Adds a site. Each replacement is a text in which {} is replaced by the original."""
         original = short(self.text[start:end])
         self.add(start, end, [(f'`{original}` becomes `{text.format(original)}`',
                                lambda render, text=text: text.format(f'({render(start, end)})'))
@@ -197,7 +197,7 @@ class Finder:
                  original=lambda render: f'static_cast<bool>({render(start, end)})')
 
     def force_declared(self, variable, context):
-        """A condition that declares a variable: "if (x = y)" becomes "if (x = y; x)"."""
+        """Forces a condition that declares a variable: "if (x = y)" becomes "if (x = y; x)"."""
         start, end = variable.extent.start.offset, variable.extent.end.offset
         original = short(self.text[start:end])
         self.add(start, end, [
@@ -207,7 +207,7 @@ class Finder:
             is_statement=True)
 
     def mutate_loop(self, node, context):
-        """Is never forced true, because that would only hang."""
+        """Forces the condition to be false, but never true, because that would only hang."""
         children = list(node.get_children())
         index = {Kind.WHILE_STMT: 0, Kind.DO_STMT: 1, Kind.FOR_STMT: 1}[node.kind]
         if node.kind != Kind.FOR_STMT or len(children) == 4:
@@ -269,12 +269,12 @@ class Finder:
             self.add_texts(start, end, ['!{}'], context)
 
     def is_condition(self, node, parents) -> bool:
-        """Returns whether the node is a condition, an operand of `!`, or a statement, which are mutated elsewhere."""
+        """Returns whether the node is a condition, an operand of `!` or a statement, which are mutated elsewhere."""
         for parent in reversed(parents):
             if parent.kind != Kind.UNEXPOSED_EXPR:
-                asks = (Kind.IF_STMT, Kind.CONDITIONAL_OPERATOR, Kind.COMPOUND_STMT, *LOOPS)
-                return parent.kind in asks or (parent.kind == Kind.UNARY_OPERATOR and
-                                               self.text[parent.extent.start.offset] == '!')
+                kinds = (Kind.IF_STMT, Kind.CONDITIONAL_OPERATOR, Kind.COMPOUND_STMT, *LOOPS)
+                return parent.kind in kinds or (parent.kind == Kind.UNARY_OPERATOR and
+                                                self.text[parent.extent.start.offset] == '!')
         return False
 
     def mutate_literal(self, node, start, end, parent, context):
@@ -334,7 +334,7 @@ class Finder:
 
     @staticmethod
     def gives_the_value(node, parent, parents) -> bool:
-        """Returns the returns with a value at the end of a function, or of the branches of its last statement."""
+        """Returns whether the node returns a value at the end of a function or of a branch of its last statement."""
         value = list(node.get_children())
         if not value or value[0].type.kind == TypeKind.VOID:
             return False

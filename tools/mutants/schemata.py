@@ -13,7 +13,7 @@ def all_mutants(sites: List[Site]):
 
 
 class Writer:
-    """Renders one file. `is_wanted` selects the mutants; the other places keep the original text."""
+    """Renders one file. `choose` renders the test for a mutant; lines in `dropped` keep their original text."""
 
     def __init__(self, text: str, sites: List[Site], choose: Callable[[Mutant, Site], str], dropped: Set[int]):
         self.text = text
@@ -61,7 +61,7 @@ class Writer:
 
 
 class SingleWriter(Writer):
-    """Returns the source with one mutant in plain code."""
+    """Renders one file with a single mutant in place of the original code."""
 
     def __init__(self, text: str, sites: List[Site], number: int):
         super().__init__(text, sites, None, set())

@@ -3,18 +3,18 @@
 #include <array>
 #include <cstdlib>
 
-/// Included before everything else in sources that hold all their mutants: chooses one, and notes which are reached.
+/// Included first in sources that contain all their mutants. Activates one mutant, and records which are reached.
 namespace kelo_mutants {
 
 inline constexpr int maximum = 100'000;
 
-/// Whether each has been asked for. Written by any thread, always to the same value.
+/// Whether each mutant has been reached. Any thread may write to it, always the same value.
 inline std::array<bool, maximum>& reached() {
     static std::array<bool, maximum> all{};
     return all;
 }
 
-/// The one that is in force; 0 for none.
+/// The number of the active mutant; 0 if there is none.
 inline int active() {
     static const int number = [] {
         const char* const text = std::getenv("KELO_MUTANT");
@@ -28,7 +28,7 @@ inline bool mutant(int number) {
     return number == active();
 }
 
-/// For what the compiler may compute: it never sees a mutant.
+/// For constants that the compiler may compute; then no mutant is active.
 constexpr bool constantMutant(int number) {
     if (__builtin_is_constant_evaluated())
         return false;

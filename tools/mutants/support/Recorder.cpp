@@ -1,5 +1,5 @@
-// Linked into test programs that hold all mutants: writes down how long each test took and which mutants it reached, a
-// line for each test, into the file that KELO_MUTANT_RECORD names.
+// Linked into test programs that contain all mutants. Writes a line for each test, with its duration and the mutants
+// that it reached, to the file that KELO_MUTANT_RECORD names.
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ public:
 
 private:
     std::ofstream file_;
-    std::array<bool, kelo_mutants::maximum> atStart_{}; ///< Constants ask before any test.
+    std::array<bool, kelo_mutants::maximum> atStart_{}; ///< Mutants that static initialisation reached.
 };
 
 const bool isRecording = [] {
