@@ -168,7 +168,7 @@ TEST_F(LooksAtAFile, WithoutInotifyAReplacementIsNoticedALittleLater) {
     std::optional<BinaryWatch> watch;
     // A sanitizer needs descriptors when it sees objects for the first time.
     watch.emplace(file, events, [] {});
-    runFor(1);
+    loop.scheduleTimer(1, false, [] {})->invalidate();
     watch.reset();
     {
         const DescriptorLimit none;
