@@ -1,4 +1,4 @@
-# Creates all targets, so that each is compiled with the same warnings and the same instrumentation.
+# Functions that create targets, so that all are compiled with the same warnings and instrumentation.
 find_package(Threads REQUIRED)
 
 set(kelo_warnings
@@ -29,7 +29,7 @@ if(KELO_SHIP)
   set(CMAKE_OBJCXX_VISIBILITY_PRESET hidden)
   set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
   set(kelo_shipping -fstack-protector-strong -ffunction-sections -fdata-sections)
-  if(APPLE) # FORTIFY and early, read-only binding are defaults there
+  if(APPLE) # FORTIFY, early binding and read-only relocations are defaults on a Mac
     list(APPEND kelo_shipping -D_LIBCPP_HARDENING_MODE=_LIBCPP_HARDENING_MODE_FAST)
     set(kelo_shipping_link LINKER:-dead_strip)
   else()
@@ -43,13 +43,13 @@ if(KELO_SHIP)
   endif()
 endif()
 
-# Linking takes most of the build time of a test program. Builds with link-time optimisation use the default linker.
+# lld, since linking takes most of the build time of a test program. The shipped build uses the default linker.
 find_program(KELO_LLD ld.lld)
 if(KELO_LLD AND NOT KELO_SHIP AND NOT APPLE)
   add_link_options(-fuse-ld=lld)
 endif()
 
-# Off for builds whose reports need the repository paths of headers.
+# Must be off for builds whose reports need the repository paths of headers.
 option(KELO_WALLS "Hide from each target the headers of targets that it does not link" ON)
 
 # Sets the options of every target, except include folders.
@@ -66,7 +66,7 @@ function(kelo_compile target)
     target_compile_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${KELO_SANITIZE})
   endif()
-  if(KELO_FUZZ) # the code that the fuzzer explores
+  if(KELO_FUZZ) # instruments the code for the fuzzer
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
   endif()
   if(KELO_COVERAGE)
@@ -114,8 +114,8 @@ function(kelo_configure target sees)
   kelo_precompile(${target})
 endfunction()
 
-# kelo_library(NAME FILE... [LINKS TARGET...] [USES TARGET...] [SEES TARGET...]): a library for one folder of a ring,
-# and the targets whose headers it may include.
+# kelo_library(NAME FILE... [LINKS TARGET...] [USES TARGET...] [SEES TARGET...]): creates a library for one folder of a
+# ring and names the targets whose headers it may include.
 #
 # Its headers may include those of LINKS, which targets that link it inherit. Only its sources may include those of
 # USES, which it links, and those of SEES, which it does not link because it implements their abstract classes. A target
@@ -127,7 +127,7 @@ function(kelo_library name)
   kelo_configure(${name} "${ARG_SEES}")
 endfunction()
 
-# kelo_interface(NAME FOLDER [LINKS TARGET...]): a library of headers only.
+# kelo_interface(NAME FOLDER [LINKS TARGET...]): creates a header-only library.
 function(kelo_interface name folder)
   cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
   add_library(${name} INTERFACE)
@@ -135,7 +135,8 @@ function(kelo_interface name folder)
   kelo_show(${name} INTERFACE ${folder})
 endfunction()
 
-# kelo_executable(NAME FILE... [LINKS TARGET...] [SEES TARGET...]): a program, which may include the same as a library.
+# kelo_executable(NAME FILE... [LINKS TARGET...] [SEES TARGET...]): creates a program, which may
+# include the same headers as a library.
 function(kelo_executable name)
   cmake_parse_arguments(ARG "" "" "LINKS;SEES" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})

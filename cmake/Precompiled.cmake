@@ -1,6 +1,5 @@
-# Precompiled headers: those of the standard library for all targets, and those of GoogleTest and the JSON library for
-# tests. They halve the time of a build without optimisation. The shipped build does not use them, so that it finds
-# missing includes.
+# Precompiled headers: standard headers for all targets, and those of GoogleTest and the JSON library for tests. They
+# halve the time of a build without optimisation. The shipped build does not use them, so that it finds missing includes.
 option(KELO_PRECOMPILE "Precompile the headers that most files include" OFF)
 
 # Makes compiled files independent of the checkout, so that all checkouts can share a compiler cache.
@@ -39,7 +38,8 @@ function(kelo_precompile target)
   get_target_property(type ${target} TYPE)
   get_target_property(links ${target} LINK_LIBRARIES)
   get_target_property(sources ${target} SOURCES)
-  if(sources MATCHES "[.]mm(;|$)") # Objective-C++ cannot use those of C++; separate ones pay off only for many files
+  # Objective-C++ cannot use headers precompiled as C++. Compiling them separately pays off only for many files.
+  if(sources MATCHES "[.]mm(;|$)")
     if("GTest::gmock_main" IN_LIST links)
       set(headers ${kelo_standard_headers} ${kelo_test_headers})
       list(TRANSFORM headers REPLACE "(.*)>" "$<$<COMPILE_LANGUAGE:CXX>:\\1$<ANGLE-R>>")

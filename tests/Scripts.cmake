@@ -1,4 +1,4 @@
-# Tests that are scripts, or programs without GoogleTest. They run at the top of the repository.
+# Tests that are scripts or programs without GoogleTest. They run at the top of the repository.
 set(here ${CMAKE_CURRENT_SOURCE_DIR})
 
 # kelo_script_test(NAME COMMAND...)
@@ -32,7 +32,7 @@ elseif(kelo_macos_sources)
       list(APPEND folders bench)
     endif()
   endif()
-  # A test or the preset real-dispatch compiles these.
+  # A test or the preset real-dispatch compiles these sources.
   list(APPEND folders -- tests/platform/macos/apple/Encodings.mm tests/platform/macos/sdk/Probe.cpp
     tests/platform/macos/real/RealCoreFoundation.cpp tests/platform/macos/real/RealDispatch.cpp
     tests/platform/macos/real/RealMainLoop.cpp)
@@ -56,7 +56,7 @@ endif()
 
 kelo_settled_test(links_in_documents_resolve ${here}/docs/links.sh)
 kelo_settled_test(protocol_page_is_complete ${here}/docs/protocol.sh)
-find_program(KELO_PYTHON python3 HINTS /usr/bin) # a Python that every user may run comes first
+find_program(KELO_PYTHON python3 HINTS /usr/bin) # prefers a Python that every user may run
 if(KELO_PYTHON)
   kelo_script_test(performance_page_and_picture_agree ${KELO_PYTHON} -B bench/figures.py check)
 endif()
@@ -65,7 +65,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     $<TARGET_FILE:app.kelo.helper> $<TARGET_FILE:kelo> $<TARGET_FILE:simmac> $<TARGET_FILE:simsign>)
 endif()
 
-# --- packaging, except in sanitizer builds, which would find nothing
+# --- packaging; not in sanitizer builds, which would find no more faults
 
 if(KELO_SANITIZE)
   return()
@@ -89,7 +89,7 @@ kelo_settled_test(macos_install ${here}/packaging/macos/install.sh)
 kelo_settled_test(macos_package ${here}/packaging/macos/package.sh)
 kelo_settled_test(macos_package_scripts ${here}/packaging/macos/package-scripts.sh)
 kelo_settled_test(macos_confirmation ${here}/packaging/macos/confirm.sh)
-# The installer's checks are JavaScript. Nothing else needs Node.js.
+# The installer's checks are in JavaScript. Nothing else needs Node.js.
 find_program(KELO_NODE node)
 if(KELO_NODE)
   kelo_script_test(macos_package_asks_the_mac ${KELO_NODE} ${here}/packaging/macos/distribution.js

@@ -12,8 +12,8 @@ constexpr const char* states[] = {"no hold", "engaged", "engaged, adding air", "
 /// Events that must occur. All other events are counted, too.
 ///
 /// Three texts never occur here; separate tests cover them. A listener can always be created, since an unsigned helper
-/// already covers a life without clients (HelperProcessTest.CanBeStoppedWithoutAListener). Signals can always be
-/// watched, since a life without them might not end (HelperProcessTest.LogsSignalsThatCannotBeWatched). The service
+/// already covers a scenario without clients (HelperProcessTest.CanBeStoppedWithoutAListener). Signals can always be
+/// watched, since a scenario without them might not end (HelperProcessTest.LogsSignalsThatCannotBeWatched). The service
 /// reports a controller that it cannot reach as a Mac without fans
 /// (FanControllerCreation.ThrowsSmcUnavailableWithoutTheService).
 constexpr const char* expected[] = {

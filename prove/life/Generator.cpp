@@ -16,7 +16,7 @@ struct Frequency {
     double weight;
 };
 
-/// Frequencies of the inputs in an ordinary life.
+/// Frequencies of the inputs in an ordinary scenario.
 constexpr Frequency ordinary[] = {
     {Action::pass, 40},        {Action::busy, 3},        {Action::blocked, 1},      {Action::connect, 5},
     {Action::interrupt, 1},    {Action::invalidate, 3},  {Action::snapshot, 4},     {Action::hold, 7},
@@ -25,7 +25,7 @@ constexpr Frequency ordinary[] = {
     {Action::willSleep, 2},    {Action::poweredOn, 4},   {Action::chip, 8},         {Action::value, 8},
     {Action::replaceFile, .1}, {Action::deleteFile, .1}, {Action::putFileBack, 1}};
 
-/// Inputs that occur only in some lives.
+/// Inputs that occur only in some scenarios.
 constexpr Frequency wild[] = {{Action::type, 1},  {Action::sizeLie, 1}, {Action::remove, 2}, {Action::restore, 2},
                               {Action::fault, 4}, {Action::noFault, 5}, {Action::root, 1},   {Action::unlockRule, 1}};
 

@@ -9,14 +9,14 @@
 
 namespace kelo {
 
-/// Generates random lives. The same seed gives the same lives on every system.
+/// Generates random scenarios. The same seed gives the same scenarios on every system.
 class Generator {
 public:
     explicit Generator(std::uint64_t seed) : random_(seed) {}
 
-    /// Begins a life with new random frequencies: the machine, the start and usually a first hold.
+    /// Begins a scenario with new random frequencies: the machine, the start and usually a first hold.
     Script begin();
-    /// The next input of that life.
+    /// The next input of that scenario.
     Input next();
 
 private:

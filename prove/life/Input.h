@@ -67,7 +67,7 @@ struct Input {
     static const char* name(Action action);
 };
 
-/// The inputs of one life of the daemon, in order.
+/// A scenario: the inputs of one life of the daemon, in order.
 using Script = std::vector<Input>;
 
 } // namespace kelo

@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// One life of the daemon and of its model: both get the same inputs and are compared after each.
+/// Runs the daemon and its model through the same scenario and compares them after each input.
 class TwoLives {
 public:
     TwoLives();
@@ -24,7 +24,7 @@ public:
     /// Describes the first difference.
     const std::string& difference() const { return difference_; }
 
-    /// nullopt if the script shows no difference.
+    /// nullopt if the scenario shows no difference.
     static std::optional<std::string> differenceOf(const Script& script);
 
 private:

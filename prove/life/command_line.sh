@@ -13,18 +13,18 @@ replayed() {
   [ "$status $output" = "$2 $3" ] || failure "\"$1\": expected $2 $3, got $status $output"
 }
 
-# refused WHY LINE...: checks that a script of these lines is refused.
+# refused WHY LINE...: checks that a scenario of these lines is refused.
 refused() {
   local script=$folder/script
   printf '%s\n' "${@:2}" >"$script"
-  replayed "$script" 2 "prove_life: invalid script \"$script\": $1"
+  replayed "$script" 2 "prove_life: invalid scenario \"$script\": $1"
 }
 
 printf '%s\n' 'machine 2' start connect 'hold 0 0.5' 'chip nan' 'pass 2' 'signal 15' >"$folder/life"
 replayed "$folder/life" 0 'no difference'
 
-for none in "$folder/missing" ''; do replayed "$none" 2 "prove_life: invalid script \"$none\": it cannot be read"; done
-for empty in /dev/null "$folder"; do replayed "$empty" 2 "prove_life: invalid script \"$empty\": it has no start"; done
+for none in "$folder/missing" ''; do replayed "$none" 2 "prove_life: invalid scenario \"$none\": it cannot be read"; done
+for empty in /dev/null "$folder"; do replayed "$empty" 2 "prove_life: invalid scenario \"$empty\": it has no start"; done
 refused 'it has no start' 'machine 2' 'pass 2'
 refused 'line 2 is not an input: ' start ''
 for nonsense in 'something else' 'pass soon' 'pass 2s' 'pass 2 3 4 5'; do

@@ -22,7 +22,7 @@ constexpr std::uint64_t fullLength = 200'000;
 struct Arguments {
     std::uint64_t steps = fullLength;
     std::uint64_t seed = 1;
-    std::optional<std::string> replay; ///< File with a script.
+    std::optional<std::string> replay; ///< File with a scenario.
     bool traces = false;
 };
 
@@ -47,11 +47,11 @@ std::optional<Arguments> parse(int count, char** arguments) {
 }
 
 std::nullopt_t refuse(const std::string& path, const std::string& why) {
-    std::fprintf(stderr, "prove_life: invalid script \"%s\": %s\n", path.c_str(), why.c_str());
+    std::fprintf(stderr, "prove_life: invalid scenario \"%s\": %s\n", path.c_str(), why.c_str());
     return std::nullopt;
 }
 
-/// nullopt for an invalid script, in which nothing could differ. Prints the reason.
+/// Reads a scenario. Prints the reason and returns nullopt for an invalid one, which could show no difference.
 std::optional<Script> scriptIn(const std::string& path) {
     std::ifstream file(path);
     if (!file)
@@ -84,8 +84,7 @@ Script without(const Script& script, std::size_t begin, std::size_t count) {
     return rest;
 }
 
-/// Removes inputs from a script as long as it still fails. The result fails and would not without any one of its
-/// inputs.
+/// Removes inputs from a scenario as long as it still fails. Without any one of its inputs, the result would not fail.
 Script shrunk(Script script, const std::function<bool(const Script&)>& fails) {
     for (auto count = std::max<std::size_t>(script.size() / 2, 1);;) {
         bool isShorter = false;
@@ -103,16 +102,16 @@ Script shrunk(Script script, const std::function<bool(const Script&)>& fails) {
     }
 }
 
-/// Prints a shortened script that still shows a difference.
+/// Prints a shortened scenario that still shows a difference.
 void report(const Script& life) {
     const auto script = shrunk(life, [](const Script& any) { return TwoLives::differenceOf(any).has_value(); });
     std::printf("%s", TwoLives::differenceOf(script).value().c_str());
-    std::printf("the life of %zu inputs, reduced to %zu, for --replay:\n", life.size(), script.size());
+    std::printf("the scenario of %zu inputs, reduced to %zu, for --replay:\n", life.size(), script.size());
     for (const auto& input : script)
         std::printf("%s\n", input.text().c_str());
 }
 
-/// Runs one life after another until the given number of steps is reached.
+/// Runs one random scenario after another until the given number of steps is reached.
 class Lives {
 public:
     explicit Lives(const Arguments& arguments) : arguments_(arguments), generator_(arguments.seed) {}
@@ -125,9 +124,9 @@ public:
             if (!live())
                 return 1;
         const int missing = coverage_.print();
-        std::printf(
-            "\nseed %llu: %llu steps in %llu lives, %llu exchanges, no difference; %d expected events never occurred\n",
-            number(arguments_.seed), number(steps_), number(lives_), number(exchanges_), missing);
+        std::printf("\nseed %llu: %llu steps in %llu scenarios, %llu exchanges, no difference; %d expected events "
+                    "never occurred\n",
+                    number(arguments_.seed), number(steps_), number(lives_), number(exchanges_), missing);
         return missing > 0 && arguments_.steps >= fullLength ? 1 : 0;
     }
 
@@ -160,7 +159,7 @@ private:
         return agree;
     }
 
-    /// Prints each input before it is given. After a crash, the lines from the last `machine` on are its script.
+    /// Prints each input before it is given. After a crash, the lines from the last `machine` on are the scenario.
     void trace(const Input& input) const {
         if (!arguments_.traces)
             return;
@@ -186,7 +185,7 @@ private:
 
 } // namespace
 
-/// Runs the daemon and its model through the same random lives and compares all their effects.
+/// Runs the daemon and its model through the same random scenarios and compares all their effects.
 int main(int count, char** arguments) {
     const auto parsed = parse(count, arguments);
     if (!parsed) {

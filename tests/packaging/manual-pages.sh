@@ -8,7 +8,7 @@ for page in "$@"; do
   mandoc -T lint -W warning "$page"
   text=$(mandoc -T ascii "$page" | sed $'s/.\b//g') # removes overstrikes
   for section in NAME SYNOPSIS DESCRIPTION 'EXIT STATUS' EXAMPLES 'SEE ALSO'; do
-    grep -qx "$section" <<<"$text" || { printf '%s: there is no section %s\n' "$page" "$section"; exit 1; }
+    grep -qx "$section" <<<"$text" || { printf '%s: section %s is missing\n' "$page" "$section"; exit 1; }
   done
   name=$(basename "$page")
   # Checks the name and section, and that referenced pages exist.
@@ -16,7 +16,7 @@ for page in "$@"; do
     || { printf '%s: wrong title\n' "$page"; exit 1; }
   while read -r other section; do
     [ "$other" = launchd ] || [ -e "$(dirname "$page")/$other.$section" ] \
-      || { printf '%s: there is no page %s(%s)\n' "$page" "$other" "$section"; exit 1; }
+      || { printf '%s: the page %s(%s) does not exist\n' "$page" "$other" "$section"; exit 1; }
   done < <(sed -n 's/^\.Xr \([^ ]*\) \([0-9]\).*/\1 \2/p' "$page")
 done
 printf '%d pages rendered\n' $#

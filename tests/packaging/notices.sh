@@ -3,13 +3,13 @@
 #
 # usage: notices.sh [INCLUDE-FOLDER...]: where the libraries' headers are installed
 # Run from the top of the repository.
-# shellcheck disable=SC2016 # the grave accents are Markdown's
+# shellcheck disable=SC2016 # the backticks belong to Markdown
 set -euo pipefail
 
 notices=THIRD_PARTY_NOTICES.md
 shipped=(protocol core helper client platform) # simmac and simsign use the same libraries
 
-# Only headers of C++ libraries end in .hpp; those of the systems and the standard library do not.
+# Only headers of C++ libraries end in .hpp; system and standard headers do not.
 included() {
   find "${shipped[@]}" \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0 \
     | xargs -0 sed -nE 's/^[ \t]*#[ \t]*(include|import)[ \t]*(<[^>]*\.hpp>).*/\2/p' | sort -u
@@ -29,7 +29,7 @@ for folder in "${@:-/usr/include}"; do
     [ -d "$folder/$library" ] || continue
     while IFS= read -r holder; do
       grep -qF "$holder" "$notices" && continue
-      printf '%s does not name %s, of %s\n' "$notices" "$holder" "$library"
+      printf '%s does not name %s, a copyright holder of %s\n' "$notices" "$holder" "$library"
       failed=1
     done < <(grep -rhoE '(SPDX-FileCopyrightText:|// Copyright \(c\)) .*' "$folder/$library" \
       | sed -E 's/^.*(Text:|\(c\)) *//; s/^[0-9 -]*,? *//; s/ *[<,].*//' | sort -u)

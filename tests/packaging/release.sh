@@ -31,8 +31,8 @@ refused() {
   shift 2
   release "$@" || status=$?
   [ "$status" -eq "$expected" ] || failure "\"release $*\" exits with $status, not $expected"
-  grep -qF -- "$text" "$folder/out" || failure "\"release $*\" does not say: $text"
-  [ "$(state)" = "$before" ] || failure "\"release $*\" has changed something"
+  grep -qF -- "$text" "$folder/out" || failure "\"release $*\" does not print: $text"
+  [ "$(state)" = "$before" ] || failure "\"release $*\" changed the repository"
 }
 state() {
   git -C "$clone" log --format=%H
@@ -62,7 +62,7 @@ refused 0 "SHA256SUMS" 1.2.3 --dry-run
 today=$(date -u +%Y-%m-%d)
 release 1.2.3 || failure "1.2.3 is not prepared"
 [ "$(git -C "$clone" describe --exact-match)" = v1.2.3 ] || failure "the newest commit is not tagged"
-[ -z "$(git -C "$clone" status --porcelain)" ] || failure "something is left uncommitted"
+[ -z "$(git -C "$clone" status --porcelain)" ] || failure "files are left uncommitted"
 grep -qF 'project(KeloHelper VERSION 1.2.3 ' "$clone/CMakeLists.txt" || failure "the version is not set"
 diff - "$clone/CHANGELOG.md" <<EOT || failure "the changelog differs"
 # Changelog
@@ -85,10 +85,10 @@ tar -xzf "$made/kelo-helper-1.2.3.tar.gz" -C "$folder"
 diff -r "$folder/kelo-helper-1.2.3" "$clone" --exclude .git --exclude build || failure "the archive contains other files"
 [ -s "$folder/kelo-helper-1.2.3/THIRD_PARTY_NOTICES.md" ] || failure "the archive lacks the notices"
 cp "$made/kelo-helper-1.2.3.tar.gz" "$folder/first.tar.gz"
-# The command in docs/releasing.md gives the same bytes.
+# The command in docs/releasing.md produces the same bytes.
 documented=$(grep '^git .*archive --format=tar' docs/releasing.md) || failure "docs/releasing.md shows no command"
 [ "$(cd "$clone" && bash -c "$documented" | cut -d ' ' -f 1)" = "$(cut -d ' ' -f 1 "$made/SHA256SUMS")" ] \
-  || failure "the command in docs/releasing.md gives other bytes"
+  || failure "the command in docs/releasing.md produces different bytes"
 # A second archive, in another folder, at another time and with another umask, has the same bytes.
 git clone --quiet --no-local "$clone" "$folder/second" 2>/dev/null
 sleep 1.1

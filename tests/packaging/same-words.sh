@@ -15,10 +15,10 @@ help_of() {
   while read -r name; do help_of "$@" "$name"; done < <(commands_in "$text")
 }
 
-# Prints the first words of the lines below the heading of the commands in a help text.
+# Prints the command names below the heading "Subcommands:" of a help text.
 commands_in() { awk '/^[A-Z]/ { below = $0 == "Subcommands:" } below && /^  [a-z]/ { print $1 }' <<<"$1"; }
 
-# Prints each word of a text that matches the pattern once.
+# Prints the distinct words of a text that match the pattern.
 words_in() { grep -oE -- "$1" <<<"$2" | sort -u; }
 
 # same WHAT WHERE EXPECTED ACTUAL

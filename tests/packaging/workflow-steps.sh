@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks the steps of the workflow. Checks the syntax of each step, and runs the steps for a Mac with the local helper
-# and with stand-ins for Apple's tools and for the client.
+# Checks the syntax of each step of the workflow, and runs the steps for a Mac with the local helper and with stand-ins
+# for Apple's tools and the client.
 #
 # usage: workflow-steps.sh HELPER
 # Run from the top of the repository.
@@ -9,7 +9,7 @@ source testing/script.sh
 top=$PWD helper=$1
 mkdir -p "$folder/steps" "$folder/bin"
 
-# Writes a script for each step's command, which is on its line or in the block below.
+# Writes a script for the command of each step, which is on the line of "run:" or in the block below it.
 awk -v to="$folder/steps" '
   inside && (NF == 0 || match($0, /[^ ]/) > key) { print substr($0, key + 2) >file; next }
   { inside = 0 }
@@ -23,7 +23,7 @@ sed -i 's/\${{[^}]*}}/value/g' "$folder"/steps/*
 [ "$(cat .github/workflows/*.yml | grep -c 'run:')" -eq "$(find "$folder/steps" -type f | wc -l)" ] || failure "a step is missing"
 for step in "$folder"/steps/*; do bash -n "$step"; done
 
-# Other tests cover ./dev; this checks only that it knows the commands and presets.
+# Other tests cover ./dev; this one checks only that its commands and presets exist.
 while read -r command; do
   ./dev help | grep -qE "^  $command( |\$)" || failure "./dev does not know \"$command\""
 done < <(sed -nE 's|^\./dev ([a-z]+).*|\1|p' "$folder"/steps/*)
@@ -40,20 +40,22 @@ printf '%s %s\n' "$(basename "$0")" "$*" >>"$CALLS"
 for file; do [[ $file != */* ]] || [ -f "$file" ] || { echo "there is no $file"; exit 1; }; done
 STUB
 done
-# The workflow waits three seconds. This waits for the helper's last start-up line, after which it handles signals.
+# The workflow waits three seconds. The stand-in waits for the helper's last start-up line, after which the helper
+# handles signals.
 cat >"$folder/bin/sleep" <<'STUB'
 #!/bin/sh
 left=300
 until grep -q "isn't signed" log.txt; do
   left=$((left - 1))
-  [ $left -gt 0 ] || { echo "the helper says nothing"; exit 1; }
+  [ $left -gt 0 ] || { echo "the helper logs nothing"; exit 1; }
   /bin/sleep 0.1
 done
 /bin/sleep 0.3
 STUB
 chmod +x "$folder"/bin/*
 
-# Creates a checkout with the output of the product's build. The client prints its error message for a Mac.
+# Creates a checkout with the output of the product's build. The stand-in for the client prints the error message of a
+# Mac without a signed helper.
 checkout=$folder/checkout
 mkdir -p "$checkout/build/product"
 cp -R packaging "$checkout/"
@@ -63,7 +65,7 @@ sentence=$(sed -nE 's/.*HelperUnreachable\("(.*signed.*)"\).*/\1/p' platform/mac
 printf '#!/bin/sh\necho "kelo: %s" >&2\nexit 3\n' "$sentence" >"$checkout/build/product/kelo"
 chmod +x "$checkout/build/product/kelo"
 
-# play STEP: runs a step like the workflow, with its default shell. A timeout also ends the helper of a step.
+# play STEP: runs a step as the workflow does, with its default shell. The timeout also ends a helper that it started.
 play() { (cd "$checkout" && PATH="$folder/bin:$PATH" CALLS="$folder/calls" timeout 60 bash -e "$1"); }
 
 played=0

@@ -15,7 +15,7 @@ while [ "$1" != -- ]; do
   shift
 done
 shift
-[ $# -gt 0 ] || { printf 'there is nothing to compile\n'; exit 1; }
+[ $# -gt 0 ] || { printf 'no files to compile\n'; exit 1; }
 
 mkdir -p "$folder"
 {

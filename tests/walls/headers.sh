@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compiles every header alone, to ensure that it needs no other include before it.
+# Compiles every header alone, so that none depends on an earlier include.
 #
 # usage: headers.sh FOLDER COMPILER FLAG...: the folder that records the compiled headers
 # Run from the top of the repository.
@@ -18,7 +18,7 @@ alone() {
 # Headers that replace the system's are compiled with the files that include them.
 headers() { find protocol core helper client platform simulator testing tests fuzz prove -name '*.h' -not -path '*/include/*' | sort; }
 
-# objective HEADER...: prints headers that import an Objective-C header, name a selector, or include such a header.
+# objective HEADER...: prints the headers that import an Objective-C header or use SEL, directly or through an include.
 objective() {
   local found more='^#import|\<SEL\>'
   while found=$(grep -lE -- "$more" "$@") && [ "$found" != "${before-}" ]; do

@@ -3,7 +3,7 @@
 # headers need no list, because the compiler finds only those of the targets that a target links.
 #
 # Run from the top of the repository.
-# shellcheck disable=SC2016 # the variables are those of awk
+# shellcheck disable=SC2016 # the variables belong to awk
 set -euo pipefail
 
 # Lists the libraries that each folder and its subfolders may include; <system> allows all headers of an operating
@@ -54,19 +54,19 @@ find . \( -name '*build*' -o -name .git \) -prune -o \( -name '*.h' -o -name '*.
   FNR == 1 {
     folder = FILENAME
     do sub(/\/?[^\/]*$/, "", folder); while (folder != "" && !(folder in allowed))
-    if (folder == "") complain("this test has no line for its folder")
+    if (folder == "") complain("the table of this test lacks its folder")
   }
   /^[ \t]*#[ \t]*(include|import)/ {
     includes++
-    if (/"[^"]*\.\.\//) complain("not by a path that climbs")
+    if (/"[^"]*\.\.\//) complain("the path contains ..")
     if (!match($0, /<[^>]*>/)) next
     header = substr($0, RSTART, RLENGTH)
-    if (folder ~ /^(protocol|core)$/ && index(never, header)) complain("never in " folder)
+    if (folder ~ /^(protocol|core)$/ && index(never, header)) complain("forbidden in " folder)
     if (header ~ /^<([a-z_]+|std(int|def)\.h)>$/) next
     if (!index(allowed[folder], index(libraries, header) ? header : "<system>")) complain(folder " may not include it")
   }
   END {
     if (failed) exit 1
-    if (includes == 0) { print "nothing includes anything"; exit 1 }
+    if (includes == 0) { print "no includes found"; exit 1 }
     printf "%d includes are allowed\n", includes
   }'

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# Sourced by the tests of ./dev install and ./dev package, whose first steps are the same.
+# Sourced by the tests of ./dev install and ./dev package, which share their first steps.
 
-# built_and_signed IDENTITY: prints the calls with which ./dev builds and signs helper and client.
+# built_and_signed IDENTITY: prints the calls by which ./dev builds and signs the helper and the client.
 built_and_signed() {
   printf 'cmake %s\n' '--preset product' '--build --preset product'
   signed "$1" app.kelo.helper app.kelo.helper

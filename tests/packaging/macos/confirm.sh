@@ -10,8 +10,8 @@ mkdir -p "$folder/bin" "$tree/tools/dev" "$tree/packaging/macos" "$tree/build/pr
 cp tools/dev/confirm-on-a-mac.sh tools/dev/confirm-cost.sh "$tree/tools/dev/"
 real_sleep=$(command -v sleep) real_mktemp=$(command -v mktemp) real_ps=$(command -v ps)
 
-# One stand-in for all programs: it records its call, and prints the output of a Mac without faults. A call that matches
-# the pattern $FAULT fails, or prints $SAYS if that is set. "log show" always prints its headings.
+# One stand-in replaces all programs. It records its call and prints the output of a Mac without faults. A call that
+# matches the pattern $FAULT fails, or prints $SAYS if that is set. "log show" always prints its headings.
 cat >"$folder/bin/stand-in" <<'STUB'
 #!/usr/bin/env bash
 call="$(basename "$0") $*"
@@ -110,7 +110,7 @@ chmod +x "$folder"/bin/* "$tree/build/product/app.kelo.helper" "$tree/dev"
 shown=("$out" "$report")
 # confirm STATUS ANSWERS [VARIABLE=VALUE...] -- ARGUMENT...
 #
-# A process that takes 30 ms to exit plays the installed helper.
+# A process that takes 30 ms to exit simulates the installed helper.
 confirm() {
   local expected=$1 answers=$2 status=0 variables=()
   shift 2
@@ -138,14 +138,14 @@ confirm 0 "y y y y y" SNAPSHOT=0.2 -- "${all[@]}"
 rows() { sed -n '/^## Unconfirmed on a Mac/,$s/^| \([^|]*\) | .*/\1/p' docs/macos.md | grep -vxE 'behaviour|a listener that is never.*'; }
 diff <(rows) <(sed -n 's/^## //p' "$report") || failure "the rows differ from those of docs/macos.md"
 [ "$(verdicts)" = "22 confirmed," ] || failure "not all rows are confirmed: $(verdicts)"
-if grep -q UNASKED "$calls"; then failure "it sleeps, or waits for the lid, without asking first"; fi
+if grep -q UNASKED "$calls"; then failure "it puts the Mac to sleep, or waits for the lid, without asking first"; fi
 for question in 'Save your work: the Mac is put to sleep now' 'be ready to close the lid' 'Did the fans change their speed' \
   'Do the speeds and the temperature above match this Mac?' 'is measured for 20 minutes'; do
   [ "$(grep -cF "$question" "$out")" -eq 1 ] || failure "not asked once: $question"
   grep -qF "$question" "$report" || failure "the answer is not reported: $question"
 done
 [ -z "$(ls -A "$folder/tmp")" ] || failure "it leaves temporary files"
-diff - <(uniq -c "$calls" | sed -E 's/^ +1 //; s/^ +([0-9]+) (.*)/\2, \1 times/') <<'EOT' || failure "other calls than expected"
+diff - <(uniq -c "$calls" | sed -E 's/^ +1 //; s/^ +([0-9]+) (.*)/\2, \1 times/') <<'EOT' || failure "unexpected calls"
 sw_vers 
 sysctl -n hw.model
 clang --version
@@ -232,7 +232,7 @@ done
 at_least() {
   local reported
   reported=$(sed -n "s/^| $1 | \([0-9]*\)\(\.[0-9]*\)\{0,1\} ms |\$/\1/p" "$report")
-  [ "${reported:-0}" -ge "$2" ] || failure "$1 takes $2 ms, and ${reported:-nothing} is reported"
+  [ "${reported:-0}" -ge "$2" ] || failure "$1 takes at least $2 ms, but ${reported:-nothing} is reported"
 }
 at_least 'SIGTERM to exit, holding' 30
 at_least 'one snapshot' 100 # of 200, because other work delays both commands
@@ -244,11 +244,11 @@ done
 
 # --- the user declines and gives no other identities: the script does nothing without permission
 confirm 1 "n n n n n" PROCESSOR=x86_64 -- --identity A
-[ "$(verdicts)" = "2 FAILED,13 confirmed,7 left out," ] || failure "other verdicts than expected: $(verdicts)"
+[ "$(verdicts)" = "2 FAILED,13 confirmed,7 left out," ] || failure "unexpected verdicts: $(verdicts)"
 for call in 'pmset sleepnow' 'hand-back-on-lid-close' 'sudo installer' '--identity B' 'arch -x86_64'; do
   if grep -qF -- "$call" "$calls"; then failure "done without permission: $call"; fi
 done
-confirm 1 "" -- "${all[@]}" # no answers at all
+confirm 1 "" -- "${all[@]}" # no answers
 if grep -qF 'pmset sleepnow' "$calls"; then failure "it puts the Mac to sleep without an answer"; fi
 
 # --- a fault fails its row, and the other rows are still tried
@@ -259,8 +259,8 @@ fails() {
   shift
   if [ "$title" = "$costs" ]; then answers="y y y y y" verdicts="1 FAILED,21 confirmed,"; fi
   confirm 1 "$answers" "$@" -- "${all[@]}"
-  [ "$(verdict "$title")" = FAILED ] || failure "not failed: $title, with $*"
-  [ "$(verdicts)" = "$verdicts" ] || failure "other rows failed than $title, with $*: $(verdicts)"
+  [ "$(verdict "$title")" = FAILED ] || failure "$title does not fail with $*"
+  [ "$(verdicts)" = "$verdicts" ] || failure "rows other than $title fail with $*: $(verdicts)"
 }
 fails "the Swift package builds" 'FAULT=swift build*'
 fails "the product has both processors, identifier, version, hardened runtime and time stamp" 'FAULT=lipo*' SAYS=arm64
@@ -286,5 +286,5 @@ if grep -q '^| ' "$report"; then failure "figures are reported after the helper 
 # --- on other systems it does nothing
 confirm 2 "" SYSTEM=Linux -- "${all[@]}"
 confirm 2 "" --
-[ ! -e "$calls" ] || failure "something was called without an identity"
+[ ! -e "$calls" ] || failure "a program was called without an identity"
 printf 'every row is confirmed\n'

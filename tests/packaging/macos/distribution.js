@@ -1,4 +1,5 @@
-// Runs the installation check of the installer package on several kinds of Mac, simulated by objects like the installer's.
+// Runs the installation check of the installer package on several kinds of Mac. Objects like the installer's simulate
+// them.
 //
 // usage: node distribution.js DISTRIBUTION
 
@@ -48,11 +49,11 @@ const cases = [
   ['15.1', 'Mac16,13', one, noFan],
   ['15.1', 'Mac16,11', one, ''],
   ['15.1', 'Mac16,10', one, ''],
-  ['26.0', 'Mac99,1', one, ''], // a model that nobody knows yet: the helper will be asked
+  ['26.0', 'Mac99,1', one, ''], // an unknown model: postinstall asks the helper
   ['15.1', 'VirtualMac2,1', () => [], noController],
   ['15.1', 'VirtualMac2,1', () => null, noController],
   ['13.7.8', 'VirtualMac2,1', () => [], tooOld],
-  ['15.1', 'Mac14,9', () => { throw new Error('no registry'); }, ''], // the helper will be asked
+  ['15.1', 'Mac14,9', () => { throw new Error('no registry'); }, ''], // postinstall asks the helper
 ];
 let failed = false;
 for (const [version, model, controllers, expected] of cases) {

@@ -53,7 +53,7 @@ dev() {
   PATH="$folder/bin:$PATH" CALLS="$calls" KELO_MACOS_SYSTEM="$folder" "$@" "$tree/dev" "${arguments[@]}" \
     >"$folder/out" 2>"$folder/err"
 }
-expect_calls() { diff - "$calls" || failure "other calls than expected: $1"; }
+expect_calls() { diff - "$calls" || failure "unexpected calls: $1"; }
 
 # put MODE SOURCE FOLDER NAME [IDENTIFIER]: prints the calls for one file.
 put() {
@@ -94,10 +94,10 @@ EOF
 # A dry run prints all of these steps, and calls nothing.
 arguments=(install --identity "$identity" --dry-run)
 dev env SYSTEM=Linux || failure "the dry run failed"
-[ ! -e "$calls" ] || failure "the dry run called something"
+[ ! -e "$calls" ] || failure "the dry run called a program"
 while IFS= read -r line; do
   case $line in *codesign\ -d*) continue ;; esac # the dry run describes these in words
-  grep -qF -- "$line" "$folder/out" || failure "the dry run does not say: $line"
+  grep -qF -- "$line" "$folder/out" || failure "the dry run does not print: $line"
 done <<<"$expected"
 for copy in /Library/PrivilegedHelperTools/.app.kelo.helper.new /usr/local/bin/.kelo.new; do
   grep -qF "(stop unless $copy has the hardened runtime and lacks get-task-allow)" "$folder/out" \
@@ -124,12 +124,12 @@ refused() {
   rm "$calls"
   if dev env "$2"; then failure "installed with $2"; fi
   grep -qF -- "$1" "$folder/err" || failure "it does not print the reason, with $2: $1"
-  if grep -q '/bin/mv' "$calls"; then failure "something was installed with $2"; fi
+  if grep -q '/bin/mv' "$calls"; then failure "a file was installed with $2"; fi
 }
 for open in / /Library /Library/PrivilegedHelperTools /Library/LaunchDaemons; do
   for fault in "WRITABLE=$open" "LISTED=$open"; do
     refused "another user may write to $open and could replace the helper" "$fault"
-    if grep -q '/usr/bin/install' "$calls"; then failure "something was copied with $fault"; fi
+    if grep -q '/usr/bin/install' "$calls"; then failure "a file was copied with $fault"; fi
   done
 done
 refused 'is not the signed program' VERIFY_STATUS=3
@@ -140,7 +140,7 @@ refused 'allows debugging' 'ENTITLEMENTS=<key>com.apple.security.get-task-allow<
 for fault in WRITABLE=/usr/local LISTED=/usr/local/bin; do
   rm "$calls"
   dev env "$fault" || failure "installing failed with $fault"
-  diff <(client /opt/kelo) <(grep -F /opt/kelo "$calls") || failure "wrong files of the client with $fault"
+  diff <(client /opt/kelo) <(grep -F /opt/kelo "$calls") || failure "wrong client files with $fault"
   if grep -q /usr/local "$calls"; then failure "a file is installed in /usr/local with $fault"; fi
   grep -q 'Add /opt/kelo/bin to your path' "$folder/out" || failure "it does not print the folder of the client"
 done
@@ -149,22 +149,22 @@ done
 rm "$calls"
 rmdir "$folder/usr/local/bin"
 dev env LISTED=/usr/local/bin || failure "installing failed without /usr/local/bin"
-diff <(client /usr/local) <(grep -F /usr/local "$calls") || failure "wrong files of the client without /usr/local/bin"
+diff <(client /usr/local) <(grep -F /usr/local "$calls") || failure "wrong client files without /usr/local/bin"
 
 # On other systems it does nothing.
 rm "$calls"
 if dev env SYSTEM=Linux; then failure "it claims to have installed on Linux"; fi
-[ ! -e "$calls" ] || failure "something was called on Linux"
+[ ! -e "$calls" ] || failure "a program was called on Linux"
 
 arguments=(install)
 if dev env; then failure "it installed without an identity"; fi
-grep -q -- '--identity' "$folder/err" || failure "the missing identity was not named"
+grep -q -- '--identity' "$folder/err" || failure "the missing identity was not reported"
 arguments=(install --identity x --force)
-if dev env; then failure "it took an unknown option"; fi
+if dev env; then failure "it accepted an unknown option"; fi
 
 arguments=(uninstall --dry-run)
 dev env SYSTEM=Linux || failure "the dry run of uninstall failed"
-[ ! -e "$calls" ] || failure "the dry run of uninstall called something"
+[ ! -e "$calls" ] || failure "the dry run of uninstall called a program"
 arguments=(uninstall)
 dev env || failure "uninstalling failed"
 removed() { client "$1" | sed -n 's|.*/bin/mv -f [^ ]*|sudo /bin/rm -f|p'; }

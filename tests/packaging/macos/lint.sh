@@ -30,7 +30,7 @@ mkdir -p build/lint
 printf '  "file": "%s/%s",\n' "$PWD" core/fan/FanError.cpp "$PWD" tests/MainTest.cpp >build/lint/compile_commands.json
 STUB
 for tool in clang-format clang-tidy; do # another version, which must not be used
-  printf '#!/bin/sh\nprintf "%s is not the one of Homebrew\\n"\nexit 1\n' "$tool" >"$folder/bin/$tool"
+  printf '#!/bin/sh\nprintf "%s is not from Homebrew\\n"\nexit 1\n' "$tool" >"$folder/bin/$tool"
 done
 printf '#!/bin/sh\necho Darwin\n' >"$folder/bin/uname"
 chmod +x "$folder"/bin/* "$folder"/opt/llvm/bin/*

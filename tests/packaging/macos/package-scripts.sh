@@ -21,7 +21,7 @@ done
 sed "s#/Library/.*uninstall\$#$folder/system/uninstall#" "$folder/postinstall" >"$folder/edited"
 mv "$folder/edited" "$folder/postinstall"
 
-# launchctl simulates a job that exits after $LEAVES_AFTER queries, and that launchd loads at attempt $LOADS_AT.
+# launchctl simulates a job that exits after $LEAVES_AFTER queries and is loaded at attempt $LOADS_AT.
 cat >"$folder/system/launchctl" <<'STUB'
 #!/bin/sh
 echo "launchctl $*" >>"$CALLS"
@@ -42,7 +42,7 @@ exit "${KELO_STATUS-0}"
 STUB
 printf '#!/bin/sh\n' >"$folder/system/sleep"
 printf '#!/bin/sh\necho "${USER_ID-0}"\n' >"$folder/system/id"
-printf '#!/bin/sh\nexec dirname "$@"\n' >"$folder/system/dirname" # chmod of a link would change the system's program
+printf '#!/bin/sh\nexec dirname "$@"\n' >"$folder/system/dirname" # a link would make chmod change the system's program
 chmod +x "$folder"/system/* "$folder"/kelo
 
 # play STATUS SCRIPT VOLUME [VARIABLE=VALUE...]
@@ -54,8 +54,8 @@ play() {
   env CALLS="$calls" "$@" sh "$folder/$script" package.pkg / "$volume" / 2>"$folder/err" || status=$?
   [ "$status" -eq "$expected" ] || failure "$script $volume $* exits with $status, not $expected"
 }
-expect_calls() { diff - "$calls" || failure "other calls than expected: $1"; }
-expect_says() { grep -qF -- "$1" "$folder/err" || failure "it does not say: $1"; }
+expect_calls() { diff - "$calls" || failure "unexpected calls: $1"; }
+expect_says() { grep -qF -- "$1" "$folder/err" || failure "it does not print: $1"; }
 count() { grep -c -- "$1" "$calls" || true; }
 
 # --- a volume other than the running system's
@@ -97,7 +97,7 @@ play 0 uninstall / LEAVES_AFTER=1
   printf 'rmdir /usr/local/share/doc/kelo\npkgutil --forget app.kelo.helper.package\n'
 } >"$folder/expected"
 awk '/^rm / { for (i = 3; i <= NF; i++) print $i | "sort"; close("sort"); next } { print }' "$calls" >"$folder/removed"
-diff "$folder/expected" "$folder/removed" || failure "it removes other files than were installed"
+diff "$folder/expected" "$folder/removed" || failure "it does not remove exactly the installed files"
 play 1 uninstall / LEAVES_AFTER=1000
 expect_says 'Nothing was removed.'
 [ "$(count '^rm ')" -eq 0 ] || failure "it removes a running helper"

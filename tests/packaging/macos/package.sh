@@ -75,7 +75,7 @@ arguments=("${signing[@]}" --notarize profile --dry-run)
 dev env SYSTEM=Linux || failure "the dry run failed"
 if [ -e "$calls" ] || [ -e "$tree/build" ]; then failure "the dry run created files or called programs"; fi
 while IFS= read -r line; do
-  grep -qF -- "${line/1-2-3/ID}" "$folder/out" || failure "the dry run does not say: $line"
+  grep -qF -- "${line/1-2-3/ID}" "$folder/out" || failure "the dry run does not print: $line"
 done <<<"$made"$'\n'"$submitted"$'\n'"$stapled"
 cp "$folder/out" "$folder/said"
 
@@ -84,7 +84,7 @@ arguments=("${signing[@]}" --notarize=profile)
 (umask 077 && dev env) || failure "packaging failed"
 [ "$(head -n "$(wc -l <"$folder/said")" "$folder/out")" = "$(cat "$folder/said")" ] \
   || failure "the output differs from the dry run"
-printf '%s\n' "$made" "$submitted" "$stapled" | diff - "$calls" || failure "other calls than expected"
+printf '%s\n' "$made" "$submitted" "$stapled" | diff - "$calls" || failure "unexpected calls"
 (cd "$tree/build/package/root" && find . -exec ls -ld {} + | awk '{ print substr($1, 1, 10), $NF }' | sort -k 2) >"$folder/laid-out"
 diff - "$folder/laid-out" <<'EOT' || failure "the packaged files differ"
 drwxr-xr-x .
@@ -123,19 +123,19 @@ for completed in bash-completion/completions/kelo=bash zsh/site-functions/_kelo=
     || failure "not the completions of ${completed#*=}"
 done
 [ "$(find scripts -type f -perm 755 | sort | xargs)" = "scripts/kelo scripts/postinstall scripts/preinstall" ] \
-  || failure "other scripts than expected"
+  || failure "unexpected scripts"
 [ "$(bash -c 'source "$1" && checksum "$2"' - "$tree/tools/dev/release.sh" "kelo-helper-$version.pkg")" \
-  = "$(cat "kelo-helper-$version.pkg.sha256")" ] || failure "the checksum is not that of the stapled package"
+  = "$(cat "kelo-helper-$version.pkg.sha256")" ] || failure "the checksum is not of the stapled package"
 xmllint --nonet --noout distribution.xml
 [ "$(xmllint --xpath 'string(//options/@hostArchitectures)' distribution.xml)" = arm64,x86_64 ] \
   || failure "an Apple chip would need Rosetta for the installer"
-[ "$(xmllint --xpath 'string(//pkg-ref/@version)' distribution.xml)" = "$version" ] || failure "not this version"
+[ "$(xmllint --xpath 'string(//pkg-ref/@version)' distribution.xml)" = "$version" ] || failure "wrong version"
 cd "$tree"
 
-# --- without notarizing; and with a verdict other than Accepted, which notarytool reports with exit status 0
+# --- without notarizing, and with a verdict other than Accepted, which notarytool reports with exit status 0
 arguments=("${signing[@]}")
 dev env || failure "packaging without notarizing failed"
-printf '%s\n' "$made" | diff - "$calls" || failure "other calls than expected without notarizing"
+printf '%s\n' "$made" | diff - "$calls" || failure "unexpected calls without notarizing"
 arguments=("${signing[@]}" --notarize profile)
 if dev env VERDICT=Invalid; then failure "it continues with a package that Apple refuses"; fi
 grep -q 'verdict is "Invalid"; the reasons are in' "$folder/err" || failure "the verdict is not printed"
@@ -147,13 +147,13 @@ refused() {
   shift
   arguments=("$@")
   if dev env; then failure "\"package $*\" was accepted"; fi
-  grep -qF -- "$text" "$folder/err" || failure "\"package $*\" does not say: $text"
-  [ ! -e "$calls" ] || failure "\"package $*\" called something"
+  grep -qF -- "$text" "$folder/err" || failure "\"package $*\" does not print: $text"
+  [ ! -e "$calls" ] || failure "\"package $*\" called a program"
 }
 refused --identity --installer-identity x
 refused --installer-identity --identity x
 refused 'does not know' "${signing[@]}" --force
 arguments=("${signing[@]}")
 if dev env SYSTEM=Linux; then failure "it claims to have packaged on Linux"; fi
-[ ! -e "$calls" ] || failure "something was called on Linux"
+[ ! -e "$calls" ] || failure "a program was called on Linux"
 printf 'the package is built as printed\n'

@@ -8,7 +8,7 @@ installed=$1 embedded=$2 info=$3 version=$4
 
 xmllint --nonet --noout "$installed" "$embedded" "$info"
 
-# value FILE KEY...: prints element and text of the value of the last key, in the nested dictionaries of the others.
+# value FILE KEY...: prints the element and text of the last key's value. The other keys name the nested dictionaries.
 value() {
   local file=$1 path=/plist/dict key
   shift
@@ -30,7 +30,7 @@ expect() {
   fi
 }
 
-# Each names the helper by one of two keys. A list with both keys could start the wrong helper.
+# Each list names the helper by one of two keys. With both keys, it could start the wrong helper.
 has() { [ "$(xmllint --nonet --xpath "count(//key[.='$2'])" "$1")" != 0 ]; }
 expect 'array /Library/PrivilegedHelperTools/app.kelo.helper' "$installed" ProgramArguments
 expect 'string Contents/MacOS/app.kelo.helper' "$embedded" BundleProgram
@@ -39,10 +39,10 @@ if has "$installed" BundleProgram || has "$embedded" ProgramArguments; then prin
 for launchd in "$installed" "$embedded"; do
   expect 'string app.kelo.helper' "$launchd" Label
   expect 'true' "$launchd" MachServices app.kelo.helper
-  expect 'false' "$launchd" KeepAlive SuccessfulExit # restarted after a crash, not after a normal exit
+  expect 'false' "$launchd" KeepAlive SuccessfulExit # restarts it after a crash but not after a normal exit
   expect 'true' "$launchd" RunAtLoad # SuccessfulExit implies it; explicit for readers
   expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
-  # Longer than ten fans with 4 seconds each.
+  # Must exceed 4 seconds for each of ten fans.
   seconds=$(value "$launchd" ExitTimeOut)
   [ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
   expect 'string Interactive' "$launchd" ProcessType # no throttling when the Mac is busiest

@@ -24,7 +24,7 @@ report() { tool llvm-cov "$1" "$test" -instr-profile="$profile" "${@:2}" "$folde
 read -r lines missed < <(report report | awk '$1 == "TOTAL" { print $8, $9 }')
 if [ "${lines:-0}" -eq 0 ] || [ "$missed" -ne 0 ]; then
   printf '%s of %s lines are not covered:\n' "${missed:-0}" "${lines:-0}"
-  # Prints counted source lines that were never executed; template instantiations repeat lines after a rule.
+  # Prints source lines whose count is 0. Template instantiations repeat lines below a separator.
   report show -show-line-counts-or-regions | awk '/^\// { file = $1 } /^ +[0-9]+\| +0\|/ { print file $0 }'
   exit 1
 fi

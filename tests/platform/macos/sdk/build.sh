@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# Builds everything that a Mac builds: the product for both processors, and the tests for one, like Homebrew's
-# GoogleTest.
-# Our own declarations and symbol lists replace Apple's SDK. Then checks the programs.
+# Builds everything that a Mac builds, then checks the programs: the product for both processors, and the tests for one,
+# since Homebrew's GoogleTest has only one. Our own declarations and symbol lists replace Apple's SDK.
 #
 # usage: build.sh FOLDER COMPILER: the folder to build in
 # Run from the top of the repository. Exits with 77 if the installed C++ headers need more than macOS 14 has or than we
