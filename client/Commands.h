@@ -55,8 +55,8 @@ struct HoldRequest {
 int hold(const Surroundings& surroundings, Terminal& terminal, const HoldRequest& request);
 
 /// Examines the installation, queries the helper, tries a hold if no client holds the fans, and prints each finding at
-/// once. Returns 0 if there is no fault, otherwise 1. Unless `version` is empty, prints a report for a bug report
-/// instead, which begins with this program's version and names no user.
+/// once. Returns 0 if there is no fault, otherwise 1. If `version` is not empty, the output is a report to
+/// attach to an issue: it begins with this program's version and names no user.
 int doctor(const Surroundings& surroundings, Terminal& terminal, const std::string& version);
 
 } // namespace commands

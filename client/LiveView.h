@@ -24,8 +24,8 @@ public:
     LiveView& operator=(const LiveView&) = delete;
     ~LiveView();
 
-    /// Reconnects when the connection is lost, and refuses a helper of another version. While a request waits, the view
-    /// shows a note; if nothing is drawn, standard error does.
+    /// Reconnects when the connection is lost, and refuses a helper of another version. Tells the user, in the view or
+    /// on standard error, that a request is waiting.
     HelperConnection& helper() { return helper_; }
 
     /// Records a reading, or the reason why there is none. Both return the events since the last reading.

@@ -23,7 +23,7 @@ public:
         double limit = 60;         ///< Seconds until a request throws `HelperSilent`; taking ten fans may take 40.
         double limitAfterStop = 5; ///< Seconds from the user's request to stop until `HelperSilent`.
         std::function<void()> onSilence = [] {}; ///< Called once for a request that has waited for 2 seconds.
-        /// Called each second from then on, and when the screen has been resized.
+        /// Called each second after `onSilence`, and when the screen has been resized.
         std::function<void()> onChange = [] {};
     };
 

@@ -29,7 +29,7 @@ struct Reading {
     FanSnapshot snapshot;
 };
 
-/// Throws `HelperRefused` if there is no snapshot or it cannot be decoded, and `HelperUnreachable`.
+/// Throws `HelperRefused` if there is no snapshot or it cannot be decoded. Also throws `HelperUnreachable`.
 Reading fetchReading(HelperConnection& helper);
 
 /// The message to show while the helper does not answer: two lines.

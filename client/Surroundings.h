@@ -42,7 +42,7 @@ struct Surroundings {
     std::string home;       ///< The user's home folder; empty if unknown.
     bool isMac = true;
 
-    /// The command that stops a helper that does not answer, so that it hands the fans back.
+    /// How to stop a helper that does not answer so that it hands the fans back.
     std::string stopAdvice() const {
         return isMac ? "sudo launchctl kill SIGTERM system/app.kelo.helper" : "end it with Ctrl-C or SIGTERM";
     }

@@ -56,7 +56,7 @@ public:
     /// Waits for `seconds`, until the terminal is resized while a view is drawn, or until the user asks to stop, which
     /// ends only one wait. The end of a child process may end it early; it then returns `byTime`.
     virtual Woken wait(double seconds) = 0;
-    /// Also ends, and returns `byAnswer`, as soon as `descriptor` is readable.
+    /// Does the same, but also ends as soon as `descriptor` is readable, and then returns `byAnswer`.
     virtual Woken waitForAnswer(int descriptor, double seconds) = 0;
     /// The current time. Its seconds also advance while the machine sleeps.
     virtual Moment now() = 0;

@@ -73,7 +73,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         kelo::FanController controller(exchange, clock, rights);
         useEverything(controller);
     } catch (const kelo::FanError&) {
-        // no fans
+        // The controller reports no fans.
     }
     return 0;
 }

@@ -20,7 +20,7 @@
 
 namespace kelo::bench {
 
-/// The number of allocations of this process so far. The `operator new` that this file defines counts them.
+/// The number of allocations of this process so far. MachineInMemory.cpp replaces `operator new` to count them.
 std::size_t allocationsSoFar();
 
 /// A minimal controller: two fans and a chip in a table, so that an exchange costs only the call and the record. The

@@ -143,7 +143,7 @@ ScreenSize PosixTerminal::size() const {
 void PosixTerminal::draw(const std::vector<Line>& lines) {
     if (!isDrawing_) {
         handle(changesOfView, rememberChange);
-        mask(SIG_BLOCK, changesOfView); // except during waits
+        mask(SIG_BLOCK, changesOfView); // delivered only during waits
         takeScreen();
     }
     if (!sendFrame()) // half a frame is on the screen

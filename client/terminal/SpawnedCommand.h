@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Runs a command without input, searching PATH for the program. Kills it with a signal if it does not end within
-/// `timeout` seconds.
+/// Runs a command without input, searching PATH for the program. Kills it if it does not end within `timeout`
+/// seconds.
 std::optional<Ran> spawnedCommand(const CommandWords& command, double timeout);
 
 /// Implements `Surroundings::start`.

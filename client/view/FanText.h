@@ -37,12 +37,12 @@ std::vector<Line> gauges(const FanSnapshot& snapshot, std::size_t barColumns, co
 /// A line that is aligned with the gauges.
 Line labelled(const std::string& name, const std::string& value, Ink ink = Ink::plain);
 
-/// Columns that a gauge needs besides its bar.
+/// The width of a gauge without its bar, in columns.
 constexpr std::size_t gaugeColumns = 32;
-/// Columns of a gauge's label.
+/// The width of a gauge's label, in columns.
 constexpr std::size_t labelColumns = 11;
 
-/// Ends of the temperature scale, in degrees Celsius.
+/// The ends of the temperature scale, in degrees Celsius.
 constexpr double coldest = 20;
 constexpr double hottest = 110;
 

@@ -26,7 +26,7 @@ struct Style {
 /// terminal.
 std::string visible(const std::string& text);
 
-/// The lines of a text, without their ends.
+/// Splits a text into lines, without their line ends.
 std::vector<std::string> linesOf(const std::string& text);
 
 /// How many columns a text takes.

@@ -126,7 +126,7 @@ Lines graph(const std::vector<Column>& columns, const Scale& scale, std::size_t 
     return lines;
 }
 
-/// Labels the columns with minutes ago.
+/// The time axis below both graphs, labelled in minutes before now.
 Line timeAxis(double span, std::size_t columns, const Style& style) {
     const auto perMinute = 60 / span;
     const auto step = perMinute >= labelSpacing ? 1 : 2 * perMinute >= labelSpacing ? 2 : 5;

@@ -18,7 +18,7 @@ using ::testing::StartsWith;
 
 const std::string held = "3598 RPM, target 3600, range 1200...6000; held; chip warm, 61.5 degrees\n";
 
-/// The line with the time stamp of a second in virtual time.
+/// The expected line at a second of virtual time, with its time stamp.
 std::string at(int second, const std::string& line) {
     return "2026-11-22T11:00:" + std::to_string(second) + "Z  " + line;
 }

@@ -104,7 +104,7 @@ TEST_F(OnATerminal, WatchRedrawsAtOnceWhenTheWindowIsResized) {
         ASSERT_TRUE(waitFor([&] { return screen->rows().back().starts_with("q or Ctrl-C ends"); })) << i;
         EXPECT_THAT(screen->rows().front(), StartsWith(" kelo watch   automatic "));
     }
-    // Drawing only with the next reading would take up to a second each time.
+    // If it redrew only with the next reading, each resize would take up to a second.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
     terminal->type(ctrlC);
     expectCleanEnd(0);

@@ -54,7 +54,7 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(socket); }, 20));
     }
 
-    /// The listener answers the first command, the main thread the second.
+    /// The listener answers `version`, and the main thread answers `status`.
     void expectService() {
         for (const char* command : {"version", "status"})
             EXPECT_EQ(installation.start("kelo", {command})->waitForEnd(5), 0) << command;

@@ -5,7 +5,7 @@
 #
 # usage: confirm-on-a-mac.sh --identity NAME [--other-identity NAME] [--installer-identity NAME] [--report FILE]
 #   --identity            signs helper and client
-#   --other-identity      of another team: signs an impostor; without it two rows are skipped or incomplete
+#   --other-identity      belongs to another team and signs an impostor; without it two rows are skipped or incomplete
 #   --installer-identity  signs the installer package; without it that row is skipped
 # shellcheck disable=SC2016 # the grave accents are Markdown's
 set -euo pipefail
@@ -58,12 +58,12 @@ try() {
   "$@" 2>&1
 }
 
-# try_refused COMMAND...: the command must fail.
+# try_refused COMMAND...: does the same; the command must fail.
 try_refused() {
   if try "$@"; then printf 'it should have failed\n'; return 1; fi
 }
 
-# try_for PATTERN COMMAND...: the command must succeed, and its output must match.
+# try_for PATTERN COMMAND...: does the same; the command must succeed, and its output must match.
 try_for() {
   local pattern=$1 output status=0
   shift
@@ -73,7 +73,7 @@ try_for() {
   grep -qE -- "$pattern" <<<"$output" || { printf 'no line matches: %s\n' "$pattern"; return 1; }
 }
 
-# hold_meanwhile ARGUMENT...: holds in the background. The hold ends with the row at the latest.
+# hold_meanwhile ARGUMENT...: holds in the background, at most until the end of the row.
 hold_meanwhile() {
   printf '$ kelo hold %s &\n' "$*"
   kelo hold "$@" &
@@ -86,7 +86,7 @@ hold_meanwhile() {
 log_of() { log show --last "$1" --predicate "$2" | sed -E '/^(Filtering|Skipping|Timestamp) /d'; }
 state() { sudo launchctl print $job; }
 
-# row TITLE FUNCTION: runs the function in a subshell, which the first failing command ends.
+# row TITLE FUNCTION: runs the function in a subshell that exits at the first failing command.
 row() {
   local status=0 verdict output=$scratch/output
   printf '%s\n' "$1"

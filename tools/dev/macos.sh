@@ -30,7 +30,7 @@ macos_other_prefix=/opt/kelo # for the client if users other than root may write
 macos_system=${KELO_MACOS_SYSTEM-}
 macos_sudo=$macos_system/usr/bin/sudo
 
-# run COMMAND...: runs the command, or only prints it.
+# run COMMAND...: runs the command; in a dry run only prints it.
 run() {
   if $saying; then
     printf '   '
@@ -41,7 +41,7 @@ run() {
   fi
 }
 
-# run_as TEXT FUNCTION ARGUMENT...: runs a function below, or only prints TEXT, which describes it in one line.
+# run_as TEXT FUNCTION ARGUMENT...: runs a function below; in a dry run only prints TEXT, which describes it.
 run_as() {
   local text=$1
   shift

@@ -27,7 +27,7 @@ command_release() {
     "git tag -d v$version && git reset --keep HEAD~"
 }
 
-# refuse_release VERSION: exits with the reason if the version cannot be released, before anything has changed.
+# refuse_release VERSION: exits with the reason if the version cannot be released. Changes nothing.
 refuse_release() {
   local last
   is_semantic_version "$1" || usage "\"$1\" is not a version: it needs three numbers without leading zeros, such as 1.2.3"

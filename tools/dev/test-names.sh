@@ -12,7 +12,8 @@ build_only() {
   cmake --build --preset "$1" --target $programs
 }
 
-# programs_with_tests PRESET PATTERN: searches the sources, so that nothing has to be built first.
+# programs_with_tests PRESET PATTERN: prints the programs with matching tests. Searches the sources, so that nothing has
+# to be built first.
 programs_with_tests() {
   local program sources
   while IFS=$'\t' read -r program _ sources; do

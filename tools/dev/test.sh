@@ -170,7 +170,7 @@ coverage_report() {
   say "the report is $directory/html/index.html"
 }
 
-# Prints each line and each branch of an lcov report that was not reached, with its text.
+# Prints each line and branch of an lcov report that no test reached, with its text.
 not_reached() {
   local file line what
   awk -v top="$PWD/" '/^SF:/ { file = substr($0, 4); sub(top, "", file) }

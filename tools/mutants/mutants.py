@@ -112,7 +112,7 @@ class Build:
               recorder])
         must(['cmake', '-S', self.source, '-B', self.binary, '-G', 'Ninja', '-DCMAKE_CXX_COMPILER=clang++',
               '-DCMAKE_BUILD_TYPE=', f'-DCMAKE_CXX_FLAGS={flags}'])
-        # After CMake's own link checks, which have no tests to record.
+        # Set after CMake's own link checks, because their programs have no tests to record.
         must(['cmake', self.binary, f'-DCMAKE_EXE_LINKER_FLAGS={recorder}'])
 
     @staticmethod

@@ -292,7 +292,7 @@ class Finder:
             is_zero = float(re.sub(r"[fFlL']", '', text)) == 0 if not text.startswith('0x') else False
             self.add_texts(start, end, ['1.0'] if is_zero else ['{} * 1.1', '{} * 0.9'], context)
         else:
-            # A larger array changes no correct program.
+            # Enlarging an array has no effect on a correct program.
             self.add_texts(start, end, ['{} - 1'] if is_size else ['{} + 1', '{} - 1'], context)
 
     def add_literals(self, start, end, others, context):

@@ -28,7 +28,7 @@ inline bool mutant(int number) {
     return number == active();
 }
 
-/// For constants that the compiler may compute; then no mutant is active.
+/// For constant expressions. No mutant is active while the compiler evaluates one.
 constexpr bool constantMutant(int number) {
     if (__builtin_is_constant_evaluated())
         return false;
