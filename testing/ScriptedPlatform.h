@@ -60,7 +60,7 @@ private:
 
         void whenReady(const std::function<void()>& then) override {
             if (signals_.isReadyAtOnce)
-                then();
+                SignalSource::whenReady(then);
             else
                 signals_.unready_[signal_] = then;
         }
@@ -87,6 +87,8 @@ public:
     bool canListen = true;
     /// Whether no listener can be made.
     bool isListenerMissing = false;
+    /// The category whose system log cannot be created; empty if all can.
+    std::string missingLog;
     /// Whether the system's logs throw at every entry.
     bool isLogThrowing = false;
     /// Made by the process; null before.
@@ -100,6 +102,8 @@ public:
 
 private:
     std::unique_ptr<SystemLog> makeSystemLog(const std::string& subsystem, const std::string& category) {
+        if (category == missingLog)
+            throw std::runtime_error("there is no room");
         logCategories.push_back(subsystem + "/" + category);
         return std::make_unique<ThrowingOrRecordingLog>(isLogThrowing);
     }

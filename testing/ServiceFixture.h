@@ -29,33 +29,33 @@ protected:
     // Each makes the request, lets the main queue run it, and checks that it is answered exactly once.
     std::optional<Data> fetchSnapshot() {
         ReplyProbe<std::optional<Data>> probe("fetchSnapshot");
-        service->fetchSnapshot(probe.reply());
+        service->perform(requests::Call{requests::FetchSnapshot{}, probe.reply()});
         queue.runReady();
         return probe.value();
     }
     FanSnapshot snapshot() { return FanSnapshot::decoded(fetchSnapshot().value()); }
     std::optional<std::string> hold(double fraction, bool handsBackOnLidClose = false) {
         ReplyProbe<std::optional<std::string>> probe("hold");
-        service->hold(fraction, handsBackOnLidClose, probe.reply());
+        service->perform(requests::Call{requests::Hold{fraction, handsBackOnLidClose}, probe.reply()});
         queue.runReady();
         return probe.value();
     }
     std::optional<std::string> handBack() {
         ReplyProbe<std::optional<std::string>> probe("handBack");
-        service->handBack(probe.reply());
+        service->perform(requests::Call{requests::HandBack{}, probe.reply()});
         queue.runReady();
         return probe.value();
     }
     std::int64_t helperVersion() {
         ReplyProbe<std::int64_t> probe("helperVersion");
-        service->helperVersion(probe.reply());
+        service->perform(requests::Call{requests::HelperVersion{}, probe.reply()});
         return probe.value();
     }
     /// Its reply is part of the trace.
     void standDown() {
         ReplyProbe<requests::Nothing> probe("standDown");
         probe.onAnswer([this] { note("reply"); });
-        service->standDown(probe.reply());
+        service->perform(requests::Call{requests::StandDown{}, probe.reply()});
         EXPECT_TRUE(probe.isAnswered());
     }
 

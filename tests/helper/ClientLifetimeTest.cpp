@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "testing/FullQueue.h"
 #include "testing/LateQueue.h"
 #include "testing/ServiceFixture.h"
 
@@ -215,6 +216,21 @@ TEST_F(ClientLifetime, IgnoresALateGracePeriodTimer) {
     service.reset();
     late.fireLastTimer();
     EXPECT_THAT(takeTrace(), IsEmpty());
+}
+
+TEST_F(ClientLifetime, HandsTheFanBackAtOnceWithoutMemoryForTheTimer) {
+    FullQueue full(now);
+    service.reset();
+    makeServiceOn(full);
+    service->clientArrived();
+    service->hold(0.5, false, [](const auto& error) { EXPECT_EQ(error, std::nullopt); });
+    full.runReady();
+    takeTrace();
+    full.isFull = true;
+    service->clientWentAway();
+    full.runReady();
+    EXPECT_EQ(takeLogs(), Trace({disconnected, released, handedBack}));
+    EXPECT_FALSE(isAnyManual());
 }
 
 TEST_F(ClientLifetime, ShuttingDownKeepsTheGracePeriodTimer) {

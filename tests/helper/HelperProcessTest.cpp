@@ -117,9 +117,8 @@ TEST_F(HelperProcessTest, DoesNotListenIfUnsigned) {
 TEST_F(HelperProcessTest, DoesNotListenIfItsSignatureIsUnreadable) {
     platform.signing.isUnreadable = true;
     start();
-    EXPECT_THAT(takeTrace(),
-                ::testing::Contains("[ERROR] listener: Couldn't read our own signature, so there is no one "
-                                    "we can safely trust: too many open files."));
+    EXPECT_EQ(takeLogs(), Trace({"[ERROR] listener: Couldn't read our own signature, so there is no one we can safely "
+                                 "trust: too many open files."}));
     EXPECT_FALSE(platform.listener->isResumed);
     EXPECT_TRUE(platform.stopSignals.send(SIGTERM));
     EXPECT_EQ(takeEffects().back(), "exit 0");
@@ -144,7 +143,16 @@ TEST_F(HelperProcessTest, ServesClientsWithoutFindingItsExecutable) {
                            "until restart.");
     EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
     EXPECT_EQ(platform.files.sources(), 0);
-    EXPECT_NE(platform.listener->connect(), nullptr); // connections are never refused
+    process.reset();
+    const auto client = startAndHold(); // connections are never refused
+    queue.runFor(2);
+    EXPECT_TRUE(isAnyManual());
+}
+
+TEST_F(HelperProcessTest, ExitsIfItCannotStart) {
+    platform.missingLog = "service";
+    start();
+    EXPECT_EQ(takeTrace(), Trace({"[NOTICE] listener: Couldn't start; leaving.", "exit 0"}));
 }
 
 TEST_F(HelperProcessTest, ListensWithoutAController) {

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "protocol/FanSnapshot.h"
+#include "testing/FullQueue.h"
 #include "testing/InterposedExchange.h"
 #include "testing/ServiceFixture.h"
 
@@ -222,6 +223,18 @@ TEST_F(HelperServiceTest, StandingDownLeavesEvenIfTheServiceIsDestroyed) {
     takeTrace();
     service.reset();
     queue.runFor(0.3);
+    EXPECT_EQ(takeTrace(), Trace({"leave"}));
+}
+
+TEST_F(HelperServiceTest, StandingDownLeavesOnceAndAtOnceWithoutMemory) {
+    FullQueue full(now);
+    makeServiceOn(full);
+    full.isFull = true;
+    takeTrace();
+    standDown();
+    standDown();
+    takeTrace();
+    full.runReady();
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 

@@ -2,7 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <new>
+
 #include "core/watch/BinaryWatch.h"
+#include "testing/CodeOf.h"
+#include "testing/FailingMemory.h"
+#include "testing/FullQueue.h"
 #include "testing/ScriptedFileEvents.h"
 #include "testing/ScriptedListener.h"
 #include "testing/ServiceFixture.h"
@@ -38,6 +43,7 @@ protected:
         takeTrace();
     }
 
+    const Trace lastClientLeft = {"[NOTICE] service: Last client disconnected; handing the fan back shortly."};
     bool hasWatch = true;
     ScriptedFileEvents events;
     ScriptedListener listener;
@@ -70,11 +76,10 @@ TEST_F(AdmissionTest, CountsConnectionsAndInvalidations) {
     EXPECT_THAT(takeLogs(), IsEmpty());
     second->onInvalidation();
     queue.runReady();
-    EXPECT_EQ(takeLogs(), Trace({"[NOTICE] service: Last client disconnected; handing the fan back shortly."}));
+    EXPECT_EQ(takeLogs(), lastClientLeft);
 }
 
 TEST_F(AdmissionTest, CountsAnInterruptionAndAnInvalidationAsTwoDepartures) {
-    const Trace lastClientLeft = {"[NOTICE] service: Last client disconnected; handing the fan back shortly."};
     const auto first = listener.connect();
     const auto second = listener.connect();
     holdWith(*second);
@@ -96,6 +101,51 @@ TEST_F(AdmissionTest, CountsAnInterruptionAndAnInvalidationAsTwoDepartures) {
     fourth->onInvalidation();
     queue.runReady();
     EXPECT_EQ(takeLogs(), lastClientLeft);
+}
+
+TEST_F(AdmissionTest, CountsEveryInterruption) {
+    const auto first = listener.connect();
+    const auto second = listener.connect();
+    const auto third = listener.connect();
+    holdWith(*first);
+    for (int i = 0; i < 3; ++i) {
+        queue.runReady();
+        EXPECT_THAT(takeLogs(), IsEmpty());
+        second->onInterruption();
+    }
+    queue.runReady();
+    EXPECT_EQ(takeLogs(), lastClientLeft);
+}
+
+TEST_F(AdmissionTest, DoesNotCountTheDepartureOfAConnectionThatFailsBeforeItIsCounted) {
+    const auto client = listener.connect();
+    holdWith(*client);
+    ScriptedConnection failing;
+    failing.onStep = [](const std::string& step) {
+        if (step == "interruption handler")
+            throw std::bad_alloc();
+    };
+    EXPECT_THROW(delegate().shouldAcceptNewConnection(failing), std::bad_alloc);
+    failing.onInvalidation();
+    queue.runReady();
+    EXPECT_THAT(takeLogs(), IsEmpty());
+}
+
+TEST_F(AdmissionTest, CountsDeparturesWithoutMemory) {
+    FullQueue full(now);
+    makeServiceOn(full);
+    ListenerDelegate delegate(service, nullptr, full, [](const char*) {});
+    ScriptedConnection connection;
+    EXPECT_TRUE(delegate.shouldAcceptNewConnection(connection));
+    {
+        const CodeOf helper(CodeOf::Owner::daemon);
+        FailingMemory::beginCounting();
+        FailingMemory::inject({0, true});
+        connection.onInterruption();
+        connection.onInvalidation();
+        EXPECT_EQ(FailingMemory::endCounting(), 0);
+    }
+    EXPECT_EQ(full.pendingTasks(), 3U); // the arrival and both departures
 }
 
 TEST_F(AdmissionTest, CountsADepartureOnTheMainQueue) {
