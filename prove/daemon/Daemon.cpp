@@ -9,11 +9,11 @@
 namespace kelo {
 namespace {
 
-Daemon* running = nullptr; ///< The newest one.
+Daemon* running = nullptr; ///< The newest daemon, whose faults are counted.
 
 } // namespace
 
-// Replaces the function of an operating system.
+// Replaces the implementation of the operating system.
 void reportFault(const char* what, const char* why) noexcept {
     if (running == nullptr)
         return;

@@ -78,7 +78,7 @@ public:
     void signal(int number);
     /// Sends a message of the root power domain. Does nothing if the daemon has not registered with it.
     void announce(PowerMessage message);
-    /// Sends one while the main thread is busy: it is delivered as soon as the thread is free.
+    /// Sends a message while the main thread is busy. It is delivered as soon as the thread is free.
     void announceToBusy(PowerMessage message);
 
     /// Runs `happen`, as another thread would, the next time the main thread is blocked.
@@ -124,7 +124,7 @@ private:
     void exit(const std::string& step);
 
     std::vector<Request> requests_;
-    std::vector<int> acknowledgements_; ///< By notification ID.
+    std::vector<int> acknowledgements_; ///< Number of acknowledgements by notification ID.
     int reportedFaults_ = 0;
 
 public:

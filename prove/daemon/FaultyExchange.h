@@ -12,7 +12,7 @@ namespace kelo {
 /// A fault of an exchange.
 struct ExchangeFault {
     enum class Kind {
-        fails,          ///< The platform fails the exchange.
+        fails,          ///< The exchange fails without a reply.
         keyInfoRefused, ///< Affects key-info exchanges only.
         resultByte,     ///< Affects reads and writes only.
         late,           ///< The exchange succeeds after `lateness`.
@@ -33,7 +33,7 @@ struct ExchangeFault {
 /// Counts and records exchanges with a simulated controller and injects faults.
 class FaultyExchange : public SimulatedExchange {
 public:
-    /// All are borrowed.
+    /// All arguments are borrowed.
     FaultyExchange(SimulatedController& controller, double& now, Tape& tape)
         : SimulatedExchange(controller), now_(now), tape_(tape) {}
 

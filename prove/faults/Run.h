@@ -27,21 +27,21 @@ public:
     explicit Run(const Machine& machine, std::optional<ExchangeFault> fault = std::nullopt,
                  std::optional<MemoryFault> memoryFault = std::nullopt);
 
-    /// The exchanges and allocations of faults are counted from here on.
+    /// Starts the count of exchanges and allocations that decides where the fault occurs.
     void beginFaults();
-    /// Does `action`, which makes the daemon take the fans. In a run without a fault, expects all of them to be manual.
+    /// Runs `action`, which makes the daemon take the fans. In a run without a fault, expects all of them to be manual.
     void takes(const std::function<void()>& action);
-    /// Does `action`, which makes the daemon hand each fan back `times` times. Expects every write that no fault
+    /// Runs `action`, which makes the daemon hand each fan back `times` times. Expects every write that no fault
     /// prevented.
     void handsBack(int times, const std::function<void()>& action);
-    /// Does `hold`, which asks for a hold. If it is refused, expects the fans to be handed back.
+    /// Runs `hold`, which asks for a hold. If it is refused, expects the fans to be handed back.
     void leavesNothingIfRefused(const std::function<void()>& hold);
-    /// Like `handsBack`, but for a request, which is refused only for lack of memory. Expects nothing then.
+    /// Like `handsBack`, but for a request, which may be refused for lack of memory. If it is, expects nothing.
     void handsBackUnlessRefused(int times, const std::function<void()>& handBack);
     /// Ends the daemon by SIGTERM if it is still running, and checks the promises that every run must keep.
     void end(int handBacks);
 
-    /// Another program puts a fan into manual mode, or back.
+    /// Changes a fan's mode as another program would.
     void interfere(int fan, bool isManual);
 
     const std::vector<std::string>& broken() const { return broken_; }

@@ -45,7 +45,7 @@ void start(Run& run) {
     run.interfere(0, true);
     startOnly(run);
     if (run.daemon.connectedClients().empty())
-        return; // for lack of memory, the daemon has exited or did not accept the client
+        return; // without memory, the daemon has exited or did not accept the client
     run.daemon.version(run.client);
     run.daemon.snapshot(run.client);
     run.leavesNothingIfRefused([&] { hold(run, false); });

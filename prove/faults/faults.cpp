@@ -13,7 +13,7 @@ namespace {
 using Kind = ExchangeFault::Kind;
 using Reach = ExchangeFault::Reach;
 
-constexpr int shownInFull = 3; // broken runs
+constexpr int shownInFull = 3; // of the broken runs
 
 std::vector<Machine> allMachines() {
     std::vector<Machine> machines;
@@ -24,7 +24,7 @@ std::vector<Machine> allMachines() {
     return machines;
 }
 
-/// For every test run, which must be short.
+/// A small selection, for every test run.
 std::vector<Machine> briefMachines() {
     return {{1, Machine::Unlock::noSwitch, smc_type::fpe2}, {2, Machine::Unlock::needed, smc_type::flt}};
 }

@@ -94,7 +94,7 @@ std::string withoutNumbers(const std::string& text) {
     return plain;
 }
 
-/// Whether a hold was refused. It may have logged that it adds air, but does not log its end.
+/// Whether a hold was refused. A refused hold may have logged that it adds air, but never logs that it stops adding it.
 bool isRefusedHold(const std::string& event) {
     constexpr const char* refusals[] = {", hold: This Mac", ", hold: The fan speed", ", hold: Changing"};
     return std::any_of(std::begin(refusals), std::end(refusals),
@@ -148,7 +148,7 @@ void Coverage::seeSnapshot(const std::string& reply) {
             ++events_[text];
 }
 
-/// Follows the hold's state in the log.
+/// Updates the state of the hold from a log line.
 void Coverage::follow(const std::string& event) {
     const auto contains = [&event](const char* text) { return event.find(text) != std::string::npos; };
     if (contains("hold: engaged") || contains("hold: resumed"))

@@ -11,7 +11,7 @@
 
 namespace kelo {
 
-/// Counts inputs, states and events. The proof says nothing about those that never occurred.
+/// Counts inputs, states and events, since a proof covers only those that occurred.
 class Coverage {
 public:
     Coverage();

@@ -69,7 +69,7 @@ void Generator::chooseFrequencies() {
     for (const auto& [action, weight] : wild)
         weightOf(action) = isWild ? weight * anywhere(0, 2) : 0;
     weightOf(Action::chip) *= chance(0.7) ? 0.2 : 1;
-    if (chance(0.4)) // long holds
+    if (chance(0.4)) // lets holds last longer
         for (const auto action : {Action::hold, Action::handBack, Action::invalidate, Action::willSleep, Action::lid})
             weightOf(action) *= 0.2;
     sum_ = 0;
@@ -163,7 +163,7 @@ double Generator::celsius() {
     if (chance(0.03))
         return among(std::array{nan, infinity, -infinity, -300.0});
     if (chance(0.1))
-        return among(std::array{60.0, 80.0, 89.0, 96.0, 101.0}); // thresholds
+        return among(std::array{60.0, 80.0, 89.0, 96.0, 101.0}); // thresholds of the warmth and of the floor
     return chance(0.5) ? anywhere(30, 85) : anywhere(60, warmest_);
 }
 

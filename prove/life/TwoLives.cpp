@@ -36,7 +36,7 @@ PowerMessage messageOf(Action action) {
                                          : PowerMessage::systemHasPoweredOn;
 }
 
-/// Gives one side an input that is not from a client.
+/// Passes one side an input that is not from a client.
 void give(Daemon& side, const Input& input) {
     switch (input.action) {
     case Action::unsignedHelper:
@@ -103,7 +103,7 @@ void giveFromClient(Daemon& side, const Input& input, int client) {
 bool isFromClient(Action action) { return action >= Action::connect && action <= Action::standDown; }
 bool isFromPowerDomain(Action action) { return action >= Action::canSleep && action <= Action::poweredOn; }
 
-/// Gives the input once, the next time that the side's main thread is blocked.
+/// Passes the input to the side as soon as its main thread is blocked.
 void giveWhileBlocked(Daemon& side, const Input& input, int client) {
     side.onBlocked([&side, input, client] {
         if (isFromClient(input.action))

@@ -16,7 +16,7 @@ using namespace kelo;
 
 namespace {
 
-/// In that many steps every expected event must occur.
+/// Number of steps in which every expected event must occur.
 constexpr std::uint64_t fullLength = 200'000;
 
 struct Arguments {

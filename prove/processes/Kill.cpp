@@ -32,8 +32,8 @@ constexpr double grace = 8;   // seconds for which a hold continues without clie
 constexpr double graceBound = grace + 2 + machineAllowance; // until the hand-back, since a tick may be in progress
 constexpr double hangAfter = 60;                            // seconds until a helper is treated as hung
 
-// 440 of 1,000 ends found a held fan, so that 20 ends find none only once in 100,000 runs. One of the five ways needs
-// more.
+// 440 of 1,000 tries found a held fan, so 20 tries find none only once in 100,000 runs. Each of the five ways needs
+// more tries.
 constexpr std::size_t enoughEnds = 20;
 constexpr std::size_t enoughEndsOfWay = 40;
 
@@ -44,7 +44,7 @@ const std::array<const char*, wayCount> wayNames = {"SIGTERM", "SIGINT", "execut
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-/// Makes the helper exit in any other way.
+/// Makes the helper exit in a way other than `loseClients`.
 void askToLeave(StagedMac& mac, Way way) {
     if (way == Way::terminate)
         mac.helper().signal(SIGTERM);
@@ -157,7 +157,7 @@ Outcome attempt(StagedMac& mac, unsigned seed, Way way) {
 struct Tally {
     Figures automatic;
     Figures end;
-    int held = 0; ///< Number of ends with a held fan: only these had something to hand back.
+    int held = 0; ///< Number of tries with a held fan: only these had something to hand back.
     int broken = 0;
 
     void add(const Outcome& outcome) {
@@ -184,11 +184,11 @@ void printTable(const Tallies& tallies) {
     }
 }
 
-/// Prints a message and returns 1 if nothing was proved because none of many ends found a held fan.
+/// Prints a message and returns 1 if nothing was proved because none of many tries found a held fan.
 int provedNothing(const char* way, std::size_t ends, int held, std::size_t enough) {
     if (held > 0 || ends < enough)
         return 0;
-    std::printf("%s: none of %zu ends found a fan held, so that nothing was proved\n", way, ends);
+    std::printf("%s: none of %zu tries found a held fan, so that nothing was proved\n", way, ends);
     return 1;
 }
 

@@ -36,7 +36,7 @@ struct Situation {
 /// All situations, starting with an undisturbed one. `fewestDescriptors` is the result of the function below.
 std::vector<Situation> situations(int fewestDescriptors);
 
-/// Finds out on `mac` the lowest descriptor limit at which a helper can hold for one client after another.
+/// The lowest descriptor limit at which a helper can hold for one client after another, found by trying on `mac`.
 int fewestDescriptorsToHold(StagedMac& mac);
 
 } // namespace kelo

@@ -183,7 +183,7 @@ Model::Refusal Model::holdOnMain(const requests::Hold& asked) {
     session_ = fresh;
     Refusal refusal = startHold(*session_);
     if (refusal) {
-        restoreAuto(); // hands back fans that are already manual, since no hold watches them
+        restoreAuto(); // no hold would watch the fans that are already manual
         session_.reset();
     }
     return refusal;

@@ -28,7 +28,7 @@ double raisedToFloor(double asked, std::optional<double> chipCelsius);
 double easedFraction(double from, double to);
 // Whether a hold may hold the fans now.
 bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose);
-// Whether the lid property means a closed lid.
+// Whether the lid property reports a closed lid.
 bool readsAsClosed(const ClamshellProperty& property);
 // "cool", "warm" or "hot".
 std::string warmthText(double celsius);

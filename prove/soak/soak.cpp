@@ -34,7 +34,8 @@ public:
         pass(below(200) / 100.0);
     }
 
-    /// Disconnects all clients, finally one that held. Ends with an open lid, a cool chip and the grace period over.
+    /// Disconnects all clients, the last one during its hold. Leaves the lid open and the chip cool, and waits until
+    /// the grace period is over.
     void disconnectAll() {
         daemon_.setLid(false);
         daemon_.controller.setNumber("Tp09", 50);

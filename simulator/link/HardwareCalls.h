@@ -54,12 +54,12 @@ struct MacState {
     std::size_t powerClients = 0;
     double load = 0;
     double time = 0;           ///< Seconds since the Mac was started.
-    std::vector<Write> writes; ///< The newest, in order.
+    std::vector<Write> writes; ///< The newest writes, in order.
 };
 
 struct SleepReport {
     static constexpr auto name = "sleepReport";
-    double seconds = 0;         ///< From the announcement of sleep to the last acknowledgement.
+    double seconds = 0;         ///< From the announcement of sleep to its last acknowledgement.
     int acknowledged = 0;       ///< Clients that acknowledged it in time.
     int missing = 0;            ///< Clients that did not.
     std::vector<FanState> fans; ///< Their states when the last acknowledgement arrived.
@@ -84,7 +84,7 @@ struct SetLid {
 struct Sleep {
     using Answer = SleepReport;
     static constexpr auto name = "sleep";
-    bool now = false; ///< Without asking the clients first whether it may.
+    bool now = false; ///< Whether to skip asking the clients first.
 };
 
 struct Wake {

@@ -28,7 +28,7 @@ struct SimulatedKey {
 struct ExchangeRecord {
     double time; ///< Seconds on the controller's clock.
     SMCKeyData request;
-    std::optional<SMCKeyData> reply; ///< nullopt if the platform failed the exchange.
+    std::optional<SMCKeyData> reply; ///< nullopt if the exchange failed.
 
     std::string key() const;
     /// "info F0Md", "read F0Md" or "write F0Md 01", followed by " -> failed" or a result such as " -> 0x84" on failure.
@@ -81,11 +81,11 @@ public:
 
     void setUnlockRule(UnlockRule rule) { unlockRule_ = rule; }
 
-    /// One exchange. Returns nullopt if the platform fails it, as it does every write of a caller that is not root.
+    /// Performs one exchange. Returns nullopt if it fails without a reply, as every write of a non-root caller does.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request, bool callerIsRoot = true);
 
     // Faults. Each lasts until `clearFaults`, except for `failExchange`, which affects one exchange.
-    /// Makes the platform fail the `n`-th exchange from now (1 is the next).
+    /// Makes the `n`-th exchange from now fail without a reply (1 is the next).
     void failExchange(int n);
     /// Answers exchanges with `result` instead of performing them: only those on `key` or of `command` if given.
     void answer(std::optional<std::string> key, std::optional<SMCCommand> command, std::uint8_t result);

@@ -14,12 +14,12 @@ constexpr double fanInertia = 1.5; // seconds in which the distance to the targe
 // and 80 with fast ones: a hold at a low fraction needs its thermal floor.
 constexpr double ambientCelsius = 25.0;
 constexpr double idlePower = 23.8;          // watts
-constexpr double loadPower = 95.0;          // watts more at full load
+constexpr double loadPower = 95.0;          // additional watts at full load
 constexpr double stillAirConductance = 1.0; // watts per degree
-constexpr double fanConductance = 0.945;    // watts per degree more at full speed
+constexpr double fanConductance = 0.945;    // additional watts per degree at full speed
 constexpr double heatCapacity = 24.0;       // joules per degree
 
-// The system's automatic control raises the fans between these chip temperatures.
+// Chip temperatures between which the system's automatic control speeds up the fans.
 constexpr double automaticFrom = 55.0;
 constexpr double automaticTo = 95.0;
 

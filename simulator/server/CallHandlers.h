@@ -20,11 +20,11 @@ public:
     /// `queue` is borrowed. `now` returns seconds and never goes back.
     CallHandlers(MainQueue& queue, const std::function<double()>& now, const Profile& profile, double heatSpeed);
 
-    /// Performs a call and replies once; to `Sleep` when the Mac is asleep. Throws `std::invalid_argument`, whose text
-    /// is a clause with the reason, for an invalid key.
+    /// Performs a call and replies to it once. The reply to `Sleep` follows when the Mac is asleep. Throws
+    /// `std::invalid_argument`, whose text is a clause with the reason, for an invalid key.
     void perform(const hardware_calls::AnyCall& call, const Reply& reply);
 
-    /// An exchange with the controller; nullopt if the platform fails it.
+    /// An exchange with the controller; nullopt if it fails.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request) { return mac_.exchange(request, true); }
     /// How long the caller must delay each reply to an exchange, in seconds.
     double exchangeDelay() const { return exchangeDelay_; }

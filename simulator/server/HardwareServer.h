@@ -49,7 +49,7 @@ private:
     Door hardware_;
     Door power_;
     Door calls_;
-    std::map<int, Connection> connections_; ///< By a number that is never reused.
+    std::map<int, Connection> connections_; ///< Keyed by a number that is never reused.
     int nextConnection_ = 1;
 };
 

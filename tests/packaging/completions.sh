@@ -31,7 +31,7 @@ expect fish '--json' "$(complete_in_fish 'kelo watch --j')"
 expect fish '--hand-back-on-lid-close --help' "$(complete_in_fish 'kelo hold --h')"
 expect fish 'bash fish zsh' "$(complete_in_fish 'kelo completions ')"
 
-# zsh completes only interactive input, so this types a call of a function that prints its arguments.
+# zsh completes only interactive input, so this test types a command that prints its arguments.
 typed_in_zsh() {
   HOME=$folder zsh -f -c '
     zmodload zsh/zpty

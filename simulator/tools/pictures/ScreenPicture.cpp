@@ -42,7 +42,7 @@ double blockHeight(const std::string& character) {
     return isBlock ? static_cast<double>(character[2] - '\x80') / 8 : 0;
 }
 
-/// Draws characters that are all blocks or all text. Blocks become areas, since in most fonts they leave gaps.
+/// Draws characters that are all blocks or all text. Draws blocks as areas, since in most fonts they leave gaps.
 void drawRun(Svg& svg, Svg::Point corner, const std::vector<std::string>& run, const std::string& ink) {
     const double width = cellWidth * static_cast<double>(run.size());
     if (const double height = cellHeight * blockHeight(run.front()); height > 0)

@@ -9,7 +9,7 @@ namespace kelo {
 /// Builds a picture of a given width that is readable in light and dark mode. Units are pixels and y points down.
 /// Shapes that are added later are drawn on top.
 ///
-/// Classes stand for colours, so that the reader's system chooses between light and dark mode:
+/// Classes name the colours, so that the reader's system chooses between light and dark mode:
 /// - text: "title", "quiet", "small", "strong"
 /// - lines: "grid", "mark", "speed", "held", "asked", "chip"
 /// - areas: "box", "lid", "sleep", "dot", "ring", "head", "trust", "within", "beyond"

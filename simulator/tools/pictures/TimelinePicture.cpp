@@ -58,7 +58,7 @@ void drawSpans(Svg& svg, const Plot& plot, const PictureData& spans) {
     }
 }
 
-/// Rounds `value` up.
+/// Rounds `value` up to a multiple of `step`.
 double rounded(double value, double step) { return std::ceil(value / step) * step; }
 
 std::vector<Label> labelsOf(const PictureData& marks, const Plot& plot) {

@@ -120,7 +120,7 @@ void Rehearsal::heat() {
     const bool isAdding = watchForLog("[NOTICE] service: hold: addingAir", 25);
     const bool isFaster = watchUntil([](const auto& mac) { return isFirstFanAbove(mac, askedFraction + 0.02); }, 6);
     promise("a hot chip makes the fans faster than requested", isAdding && isFaster);
-    watchFor(10); // the fans end the rise before the load does
+    watchFor(10); // until the fans, not the end of the load, stop the rise
     begin("The load ends.", "rest");
     installation_.simmac({"load", "0"});
     promise("afterwards the fans slow down gradually to the requested speed",

@@ -59,7 +59,7 @@ private:
     void promise(const std::string& text, bool isKept);
     /// Watches the fans until the condition holds, up to `seconds`.
     bool watchUntil(const std::function<bool(const nlohmann::json& mac)>& condition, double seconds);
-    /// Watches for `seconds` of the Mac's clock.
+    /// Watches the fans for `seconds` on the Mac's clock.
     void watchFor(double seconds);
     bool watchForLog(const std::string& beginning, double seconds);
     nlohmann::json look();

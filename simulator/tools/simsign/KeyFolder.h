@@ -41,7 +41,7 @@ TeamKey vouchFor(const std::string& team, const SigningKey& key, const SigningKe
 /// simulated Macs. All members throw `SigningFailed`.
 class KeyFolder {
 public:
-    /// Reads nothing yet.
+    /// Does not read the folder yet.
     explicit KeyFolder(std::filesystem::path folder);
 
     std::filesystem::path anchorFile() const { return folder_ / "anchor.pub"; }

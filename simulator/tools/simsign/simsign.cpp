@@ -33,7 +33,7 @@ struct Arguments {
     bool isForced = false;
 };
 
-/// Throws `sentence` as an error, so that a bad signature is reported and exits like every other failure.
+/// Throws `sentence` unless the condition holds, so that a bad signature is handled like every other failure.
 void require(bool condition, const std::string& sentence) {
     if (!condition)
         throw SigningFailed(sentence);

@@ -13,7 +13,7 @@ configure_with() {
     -DKELO_COMPILER="$compiler" -DKELO_JSON_VERSION="$1" -DCMAKE_BUILD_TYPE=Release -DKELO_TESTS=OFF -DKELO_SHIP=ON >"$folder.log" 2>&1
 }
 
-# This version does not compile with Apple's C++ library.
+# This version of the JSON library does not compile with Apple's C++ library.
 if configure_with 3.11.2; then printf 'JSON 3.11.2 is accepted for a Mac\n'; exit 1; fi
 rm -rf "$folder"
 configure_with 3.11.3 || { cat "$folder.log"; exit 1; }

@@ -119,7 +119,7 @@ dev env || failure "installing failed"
 rm "$calls"
 dev env BOOTOUT_STATUS=3 || failure "installing failed without a loaded job"
 
-# refused TEXT VARIABLE=VALUE: a program with this fault is not installed.
+# refused TEXT VARIABLE=VALUE: checks that a program with this fault is refused with this text.
 refused() {
   rm "$calls"
   if dev env "$2"; then failure "installed with $2"; fi

@@ -38,7 +38,7 @@ TEST_F(SimulatedControllerTest, RefusesAnUnknownCommand) {
     EXPECT_EQ(controller.exchange(request)->result, SimulatedController::badCommand);
 }
 
-TEST_F(SimulatedControllerTest, AttributesGuardReadsAndWrites) {
+TEST_F(SimulatedControllerTest, RefusesReadsAndWritesThatTheAttributesForbid) {
     controller.defineNumber("FNum", smc_type::ui8, 2);
     controller.key("FNum").attributes = SimulatedController::readable;
     EXPECT_EQ(smc_write_u8("FNum", 3), SimulatedController::notWritable);

@@ -3,8 +3,8 @@
 # since Homebrew's GoogleTest has only one. Our own declarations and symbol lists replace Apple's SDK.
 #
 # usage: build.sh FOLDER COMPILER: the folder to build in
-# Run from the top of the repository. Exits with 77 if the installed C++ headers need more than macOS 14 has or than we
-# declare.
+# Run from the top of the repository. Exits with 77 if the installed C++ headers need declarations that macOS 14 lacks
+# or that ours lack.
 set -euo pipefail
 
 folder=$1 compiler=$2
