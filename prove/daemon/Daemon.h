@@ -81,8 +81,8 @@ public:
     /// Sends a message while the main thread is busy. It is delivered as soon as the thread is free.
     void announceToBusy(PowerMessage message);
 
-    /// Runs `happen`, as another thread would, the next time the main thread is blocked.
-    void onBlocked(const std::function<void()>& happen) { clock.meanwhile.push_back(happen); }
+    /// Runs `event`, as another thread would, the next time the main thread is blocked.
+    void onBlocked(const std::function<void()>& event) { clock.meanwhile.push_back(event); }
 
     bool hasExited() const { return exitStatus.has_value(); }
     /// Number of requests that did not get exactly one reply.

@@ -45,7 +45,7 @@ public:
     int count() const { return count_; }
 
     double duration = 0; ///< Of each exchange, in seconds.
-    /// No scenario needs more exchanges. Beyond it the daemon is in an endless loop, and this process aborts.
+    /// A daemon that exceeds this number of exchanges is in an endless loop, and the process aborts.
     int limit = 100'000;
 
 private:

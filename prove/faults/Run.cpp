@@ -41,19 +41,19 @@ void Run::beginFaults() {
 
 void Run::interfere(int fan, bool isManual) { daemon.controller.setNumber(fanKey(fan, "Md"), isManual ? 1 : 0); }
 
-void Run::takes(const std::function<void()>& action) {
+void Run::expectTaken(const std::function<void()>& action) {
     action();
     for (int fan = 0; fan < machine.fans && isUndisturbed(); ++fan)
         expect(daemon.controller.number(fanKey(fan, "Md")) == 1, "fan " + std::to_string(fan) + " was not taken");
 }
 
-void Run::handsBack(int times, const std::function<void()>& action) {
+void Run::expectHandBack(int times, const std::function<void()>& action) {
     const auto since = daemon.tape.size();
     action();
     expectHandedBack(since, times);
 }
 
-void Run::handsBackUnlessRefused(int times, const std::function<void()>& handBack) {
+void Run::expectHandBackUnlessRefused(int times, const std::function<void()>& handBack) {
     daemon.lastReply.clear();
     const auto since = daemon.tape.size();
     handBack();
@@ -61,7 +61,7 @@ void Run::handsBackUnlessRefused(int times, const std::function<void()>& handBac
         expectHandedBack(since, times);
 }
 
-void Run::leavesNothingIfRefused(const std::function<void()>& hold) {
+void Run::expectHandBackIfRefused(const std::function<void()>& hold) {
     const auto since = daemon.tape.size();
     daemon.lastReply.clear();
     hold();
@@ -115,7 +115,7 @@ bool Run::hasFoundNoFans() const {
 
 void Run::end(int handBacks) {
     if (!daemon.hasExited())
-        handsBack(handBacks, [&] { daemon.signal(SIGTERM); });
+        expectHandBack(handBacks, [&] { daemon.signal(SIGTERM); });
     allocations_ = FailingMemory::endCounting();
     const auto time = daemon.now;
     expect(memoryFault_ || daemon.exchange.count() > before_, "there was no exchange that a fault could affect");

@@ -30,14 +30,14 @@ public:
     /// Starts the count of exchanges and allocations that decides where the fault occurs.
     void beginFaults();
     /// Runs `action`, which makes the daemon take the fans. In a run without a fault, expects all of them to be manual.
-    void takes(const std::function<void()>& action);
+    void expectTaken(const std::function<void()>& action);
     /// Runs `action`, which makes the daemon hand each fan back `times` times. Expects every write that no fault
     /// prevented.
-    void handsBack(int times, const std::function<void()>& action);
+    void expectHandBack(int times, const std::function<void()>& action);
     /// Runs `hold`, which asks for a hold. If it is refused, expects the fans to be handed back.
-    void leavesNothingIfRefused(const std::function<void()>& hold);
-    /// Like `handsBack`, but for a request, which may be refused for lack of memory. If it is, expects nothing.
-    void handsBackUnlessRefused(int times, const std::function<void()>& handBack);
+    void expectHandBackIfRefused(const std::function<void()>& hold);
+    /// Like `expectHandBack`, but for a request, which may be refused for lack of memory. If it is, expects nothing.
+    void expectHandBackUnlessRefused(int times, const std::function<void()>& handBack);
     /// Ends the daemon by SIGTERM if it is still running, and checks the promises that every run must keep.
     void end(int handBacks);
 

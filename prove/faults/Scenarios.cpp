@@ -14,7 +14,7 @@ void startOnly(Run& run) {
 }
 
 void hold(Run& run, bool handsBackOnLidClose) {
-    run.takes([&] {
+    run.expectTaken([&] {
         run.daemon.hold(run.client, 0.5, handsBackOnLidClose);
         run.daemon.pass(0);
     });
@@ -48,7 +48,7 @@ void start(Run& run) {
         return; // without memory, the daemon has exited or did not accept the client
     run.daemon.version(run.client);
     run.daemon.snapshot(run.client);
-    run.leavesNothingIfRefused([&] { hold(run, false); });
+    run.expectHandBackIfRefused([&] { hold(run, false); });
     run.daemon.pass(tick / 2);
 }
 
@@ -61,7 +61,7 @@ void quietTick(Run& run) {
 void repair(Run& run) {
     run.interfere(run.machine.fans - 1, false);
     run.daemon.controller.setNumber("F0Tg", 1300);
-    run.takes([&] { run.daemon.pass(2 * tick); });
+    run.expectTaken([&] { run.daemon.pass(2 * tick); });
 }
 
 void addedAir(Run& run) {
@@ -73,24 +73,24 @@ void addedAir(Run& run) {
 
 void lid(Run& run) {
     run.daemon.clamshell.state = true;
-    run.handsBack(1, [&] { run.daemon.pass(tick); });
+    run.expectHandBack(1, [&] { run.daemon.pass(tick); });
     run.daemon.clamshell.state = false;
-    run.takes([&] { run.daemon.pass(tick); });
+    run.expectTaken([&] { run.daemon.pass(tick); });
 }
 
 void sleep(Run& run) {
     run.daemon.announce(PowerMessage::canSystemSleep);
-    run.handsBack(1, [&] { run.daemon.announce(PowerMessage::systemWillSleep); });
+    run.expectHandBack(1, [&] { run.daemon.announce(PowerMessage::systemWillSleep); });
     run.daemon.pass(2 * tick);
 }
 
 void wake(Run& run) {
-    run.takes([&] { run.daemon.announce(PowerMessage::systemHasPoweredOn); });
+    run.expectTaken([&] { run.daemon.announce(PowerMessage::systemHasPoweredOn); });
     run.daemon.pass(tick);
 }
 
 void handBack(Run& run) {
-    run.handsBackUnlessRefused(2, [&] {
+    run.expectHandBackUnlessRefused(2, [&] {
         run.daemon.handBack(run.client);
         run.daemon.pass(0);
     });
@@ -100,23 +100,23 @@ void clientDeath(Run& run) {
     run.daemon.interrupt(run.client);
     run.daemon.invalidate(run.client);
     run.daemon.pass(KeloHelper::orphanGracePeriod - tick / 4); // ticks before then do not count as the hand-back
-    run.handsBack(2, [&] { run.daemon.pass(tick / 2); });
+    run.expectHandBack(2, [&] { run.daemon.pass(tick / 2); });
 }
 
 void replacement(Run& run) {
     run.daemon.platform.files.place(FileIdentity{1, 101});
-    run.handsBack(2, [&] { run.daemon.platform.files.send(); });
+    run.expectHandBack(2, [&] { run.daemon.platform.files.send(); });
 }
 
 void replacementUnnoticed(Run& run) {
     run.daemon.platform.files.place(FileIdentity{1, 101});
     run.daemon.connect();
-    run.handsBack(2, [&] { run.daemon.pass(0); });
+    run.expectHandBack(2, [&] { run.daemon.pass(0); });
 }
 
 void standDown(Run& run) {
     run.daemon.standDown(run.client);
-    run.handsBack(2, [&] { run.daemon.pass(1); });
+    run.expectHandBack(2, [&] { run.daemon.pass(1); });
 }
 
 } // namespace

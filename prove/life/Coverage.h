@@ -16,7 +16,7 @@ class Coverage {
 public:
     Coverage();
 
-    void beginLife() {
+    void beginScenario() {
         state_ = "no hold";
         isAddingAir_ = false;
     }

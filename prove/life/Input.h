@@ -9,7 +9,7 @@ namespace kelo {
 /// One event for the daemon or its machine. Text form: "hold 2 0.5 1".
 struct Input {
     enum class Action {
-        // Properties of the machine, before the start.
+        // Properties of the machine, which are set before the start.
         machine,      ///< x: number of fans. y: its rule for manual mode, 0 to 3. z: type of speeds, 0 or 1.
         slowExchange, ///< x: seconds that each exchange takes.
         noController,

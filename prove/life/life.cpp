@@ -112,30 +112,30 @@ void report(const Script& life) {
 }
 
 /// Runs one random scenario after another until the given number of steps is reached.
-class Lives {
+class Scenarios {
 public:
-    explicit Lives(const Arguments& arguments) : arguments_(arguments), generator_(arguments.seed) {}
+    explicit Scenarios(const Arguments& arguments) : arguments_(arguments), generator_(arguments.seed) {}
 
     int run() {
         std::printf("seed %llu, %llu steps; --trace prints each input first, to find one that aborts or hangs\n",
                     number(arguments_.seed), number(arguments_.steps));
         std::fflush(stdout); // an abort would lose it
         while (steps_ < arguments_.steps)
-            if (!live())
+            if (!playScenario())
                 return 1;
         const int missing = coverage_.print();
         std::printf("\nseed %llu: %llu steps in %llu scenarios, %llu exchanges, no difference; %d expected events "
                     "never occurred\n",
-                    number(arguments_.seed), number(steps_), number(lives_), number(exchanges_), missing);
+                    number(arguments_.seed), number(steps_), number(scenarios_), number(exchanges_), missing);
         return missing > 0 && arguments_.steps >= fullLength ? 1 : 0;
     }
 
 private:
     static unsigned long long number(std::uint64_t value) { return value; }
 
-    bool live() {
-        ++lives_;
-        coverage_.beginLife();
+    bool playScenario() {
+        ++scenarios_;
+        coverage_.beginScenario();
         Script script;
         bool agree = true;
         {
@@ -179,7 +179,7 @@ private:
     Generator generator_;
     Coverage coverage_;
     std::uint64_t steps_ = 0;
-    std::uint64_t lives_ = 0;
+    std::uint64_t scenarios_ = 0;
     std::uint64_t exchanges_ = 0;
 };
 
@@ -192,5 +192,5 @@ int main(int count, char** arguments) {
         std::fputs("usage: prove_life [--steps N] [--seed S] [--replay FILE] [--trace]\n", stderr);
         return 2;
     }
-    return parsed->replay ? replay(*parsed->replay) : Lives(*parsed).run();
+    return parsed->replay ? replay(*parsed->replay) : Scenarios(*parsed).run();
 }

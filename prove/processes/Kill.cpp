@@ -34,17 +34,17 @@ constexpr double hangAfter = 60;                            // seconds until a h
 
 // 440 of 1,000 tries found a held fan, so 20 tries find none only once in 100,000 runs. Each of the five ways needs
 // more tries.
-constexpr std::size_t enoughEnds = 20;
-constexpr std::size_t enoughEndsOfWay = 40;
+constexpr std::size_t enoughTries = 20;
+constexpr std::size_t enoughTriesOfWay = 40;
 
-enum class Way { terminate, interrupt, replace, remove, loseClients };
+enum class Way { terminate, interrupt, replace, remove, killClients };
 constexpr int wayCount = 5;
 const std::array<const char*, wayCount> wayNames = {"SIGTERM", "SIGINT", "executable replaced", "executable deleted",
                                                     "clients killed"};
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-/// Makes the helper exit in a way other than `loseClients`.
+/// Makes the helper exit in a way other than `killClients`.
 void askToLeave(StagedMac& mac, Way way) {
     if (way == Way::terminate)
         mac.helper().signal(SIGTERM);
@@ -74,7 +74,7 @@ struct Outcome {
 };
 
 /// Keeps watching after the hand-back is due, since no fan may be taken again.
-Outcome loseClients(StagedMac& mac, BusyLife& life) {
+Outcome killClients(StagedMac& mac, BusyLife& life) {
     life.end();
     Outcome outcome;
     outcome.wasHeld = mac.isAnyFanHeld();
@@ -96,9 +96,9 @@ Outcome loseClients(StagedMac& mac, BusyLife& life) {
     return outcome;
 }
 
-Outcome end(StagedMac& mac, BusyLife& life, Way way) {
-    if (way == Way::loseClients)
-        return loseClients(mac, life);
+Outcome endHelper(StagedMac& mac, BusyLife& life, Way way) {
+    if (way == Way::killClients)
+        return killClients(mac, life);
     Outcome outcome;
     outcome.wasHeld = mac.isAnyFanHeld();
     const auto start = Clock::now();
@@ -147,7 +147,7 @@ Outcome attempt(StagedMac& mac, unsigned seed, Way way) {
         const auto length = std::chrono::duration<double>(std::uniform_real_distribution(0.0, 5.0)(random));
         for (const auto start = Clock::now(); Clock::now() - start < length;)
             life.step();
-        outcome = end(mac, life, way);
+        outcome = endHelper(mac, life, way);
     }
     reset(mac);
     return outcome;
@@ -169,7 +169,7 @@ struct Tally {
 };
 using Tallies = std::array<Tally, wayCount>;
 
-double boundOf(std::size_t way) { return static_cast<Way>(way) == Way::loseClients ? graceBound : bound; }
+double boundOf(std::size_t way) { return static_cast<Way>(way) == Way::killClients ? graceBound : bound; }
 
 void printTable(const Tallies& tallies) {
     std::printf("Seconds until the last fan is automatic, and until the process has ended:\n\n");
@@ -185,10 +185,10 @@ void printTable(const Tallies& tallies) {
 }
 
 /// Prints a message and returns 1 if nothing was proved because none of many tries found a held fan.
-int provedNothing(const char* way, std::size_t ends, int held, std::size_t enough) {
-    if (held > 0 || ends < enough)
+int provedNothing(const char* way, std::size_t tries, int held, std::size_t enough) {
+    if (held > 0 || tries < enough)
         return 0;
-    std::printf("%s: none of %zu tries found a held fan, so that nothing was proved\n", way, ends);
+    std::printf("%s: none of %zu tries found a held fan, so that nothing was proved\n", way, tries);
     return 1;
 }
 
@@ -196,19 +196,19 @@ int provedNothing(const char* way, std::size_t ends, int held, std::size_t enoug
 int judge(const Tallies& tallies) {
     int broken = 0;
     int held = 0;
-    std::size_t ends = 0;
+    std::size_t tries = 0;
     for (std::size_t way = 0; way < wayCount; ++way) {
         const auto& tally = tallies.at(way);
         const auto count = tally.automatic.count();
-        broken += tally.broken + provedNothing(wayNames.at(way), count, tally.held, enoughEndsOfWay);
+        broken += tally.broken + provedNothing(wayNames.at(way), count, tally.held, enoughTriesOfWay);
         held += tally.held;
-        ends += count;
+        tries += count;
     }
-    return broken + provedNothing("all ways together", ends, held, enoughEnds);
+    return broken + provedNothing("all ways together", tries, held, enoughTries);
 }
 
 /// Writes the data of a picture.
-void keep(const Tallies& tallies, const std::string& file) {
+void writePictureData(const Tallies& tallies, const std::string& file) {
     std::ofstream stream(file);
     stream << "{\n \"picture\": \"delays\",\n \"title\": \"Duration of each way out\",\n \"rows\": [";
     for (std::size_t way = 0; way < wayCount; ++way) {
@@ -246,7 +246,7 @@ int proveKill(const std::filesystem::path& staged, const std::filesystem::path& 
     });
     printTable(tallies);
     if (!data.empty())
-        keep(tallies, data);
+        writePictureData(tallies, data);
     const int broken = judge(tallies);
     return broken + proveSIGKILL(staged, work, std::max(tries / 50, 2));
 }

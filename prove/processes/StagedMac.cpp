@@ -13,7 +13,7 @@ namespace {
 
 constexpr double startTimeout = 30; // seconds
 
-bool isNowThere(const std::filesystem::path& path) {
+bool isPresent(const std::filesystem::path& path) {
     std::error_code error;
     return std::filesystem::exists(path, error);
 }
@@ -74,7 +74,7 @@ void StagedMac::startHelper(const LaunchEnvironment& environment, double seconds
     const auto socket = installation_.program("app.kelo.helper.socket");
     std::filesystem::remove(socket); // left by an earlier helper; would be mistaken for the new one's
     installation_.startHelper(environment);
-    const bool isUp = waitUntil([&] { return isNowThere(socket) || helper().status(); }, seconds);
+    const bool isUp = waitUntil([&] { return isPresent(socket) || helper().status(); }, seconds);
     if (!isUp || helper().status())
         throw std::runtime_error("the helper does not listen: " + helper().errors());
 }

@@ -113,7 +113,7 @@ private:
     void startListener();
     void registerForPower();
 
-    // Connections and requests: their immediate parts.
+    // Connections and requests: the parts that run at once.
     bool admit(IncomingConnection& connection);
     void perform(const requests::AnyCall& call);
 

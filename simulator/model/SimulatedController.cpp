@@ -230,7 +230,7 @@ void SimulatedController::writeBytes(const SMCKeyData& request, SimulatedKey& ke
     followUnlockSwitch(request.key);
 }
 
-/// Notes when the unlock switch was turned on, if the changed key is that switch.
+/// Records the time at which the unlock switch is turned on. Ignores other keys.
 void SimulatedController::followUnlockSwitch(std::uint32_t changed) {
     if (changed != smcCode("Ftst"))
         return;

@@ -23,7 +23,7 @@ public:
 
     /// The controller, brought up to the present.
     SimulatedController& controller();
-    /// One exchange with that controller.
+    /// Performs one exchange with the controller, brought up to the present.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request, bool callerIsRoot);
 
     /// How hard the chip works, 0...1.

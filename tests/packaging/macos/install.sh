@@ -32,8 +32,8 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 echo "${SYSTEM-Darwin}"
 STUB
-# Other users may write to $WRITABLE by owner or mode, and to $LISTED by an access control list. An unexpected call
-# reports every folder as writable.
+# Other users may write to $WRITABLE because of its owner or mode, and to $LISTED because of an access control list. An
+# unexpected call reports every folder as writable.
 cat >"$folder/usr/bin/find" <<'STUB'
 #!/bin/sh
 [ "$*" = "$1 -maxdepth 0 ( ! -user root -o -perm -020 -o -perm -002 )" ] || echo "$1"

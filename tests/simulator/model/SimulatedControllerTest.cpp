@@ -148,7 +148,7 @@ TEST_F(SimulatedControllerTest, KeepsTheNewestRecordsInTheLog) {
     EXPECT_EQ(controller.log().back().text(), "write FNum 03");
 }
 
-TEST(Profiles, DefineTheirFansAndAChipTemperature) {
+TEST(Profiles, EachProfileDefinesItsFansAndAChipTemperature) {
     const std::pair<const char*, std::size_t> usableFans[] = {
         {"laptop", 2}, {"desktop", 1}, {"locked", 2}, {"refusing", 1}, {"fixed", 0}};
     for (const auto& [name, count] : usableFans) {
@@ -176,7 +176,7 @@ TEST(Profiles, TheFanlessProfileHasNoFan) {
     EXPECT_THROW(FanController(exchange, clock, rights), FanError);
 }
 
-TEST(Profiles, RejectAnUnknownName) { EXPECT_FALSE(Profile::named("toaster").has_value()); }
+TEST(Profiles, ThereIsNoProfileWithAnUnknownName) { EXPECT_FALSE(Profile::named("toaster").has_value()); }
 
 } // namespace
 } // namespace kelo

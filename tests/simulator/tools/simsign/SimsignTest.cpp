@@ -113,7 +113,7 @@ TEST_F(Simsign, VerifyReportsWhyItFailed) {
               refuses("The trust anchor " + missing + " cannot be read."));
 }
 
-TEST_F(Simsign, ExitsWithTwoAndOneSentenceForIncorrectUsage) {
+TEST_F(Simsign, ExitsWithStatusTwoAndOneSentenceForIncorrectUsage) {
     for (const std::vector<std::string>& wrong : {std::vector<std::string>{},
                                                   {"unknown"},
                                                   {"init"},
