@@ -226,16 +226,18 @@ TEST_F(HelperServiceTest, StandingDownLeavesEvenIfTheServiceIsDestroyed) {
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
-TEST_F(HelperServiceTest, StandingDownLeavesOnceAndAtOnceWithoutMemory) {
+TEST_F(HelperServiceTest, StandingDownLeavesAtOnceAndOnlyOnceWithoutMemory) {
     FullQueue full(now);
     makeServiceOn(full);
     full.isFull = true;
-    takeTrace();
-    standDown();
     standDown();
     takeTrace();
     full.runReady();
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
+    standDown();
+    takeTrace();
+    full.runReady();
+    EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
 TEST_F(HelperServiceTest, ShuttingDownWithoutAHoldHandsBackEachTime) {
