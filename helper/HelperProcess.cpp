@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <exception>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -31,7 +32,7 @@ void HelperProcess::start() noexcept {
         makeService();
         watchOwnBinary();
         makeListener();
-        isTrusted_ = requireSignatureOfOurTeam();
+        requireSignatureOfOurTeam();
         handleStopSignals();
     } catch (const std::exception&) { // out of memory; the next request starts another helper
         leave("Couldn't start; leaving.");
@@ -80,24 +81,24 @@ void HelperProcess::makeListener() {
     });
 }
 
-bool HelperProcess::requireSignatureOfOurTeam() {
+void HelperProcess::requireSignatureOfOurTeam() {
     std::optional<std::string> team;
     try {
         team = SigningIdentity::ownTeamID(platform_.signing);
     } catch (const std::exception& error) {
         log_.error(std::string("Couldn't read our own signature, so there is no one we can safely trust: ") +
                    error.what() + ".");
-        return false;
+        return;
     }
     if (!team) {
         log_.error("This helper isn't signed, so there is no one it can safely trust.");
-        return false;
+        return;
     }
     if (!listener_)
-        return false; // no listener to set the requirement on
+        return; // no listener to set the requirement on
     listener_->setConnectionCodeSigningRequirement(SigningIdentity::requirement(SigningIdentity::appIdentifier, *team));
     log_.notice(std::string("Accepting only ") + SigningIdentity::appIdentifier + " signed by " + *team + ".");
-    return true;
+    isTrusted_ = true;
 }
 
 void HelperProcess::handleStopSignals() {
@@ -107,7 +108,6 @@ void HelperProcess::handleStopSignals() {
             log_.error("Couldn't watch for signal " + std::to_string(signal) +
                        "; it will end this process without handing the fan back.");
     }
-    unreadySources_ = signalSources_.size();
     for (const auto& source : signalSources_) {
         if (source)
             source->whenReady([this] { listenWhenStoppable(); });
@@ -119,7 +119,7 @@ void HelperProcess::handleStopSignals() {
 /// Listens once all stop signals are delivered: losing one would leave a client's hold in place.
 void HelperProcess::listenWhenStoppable() {
     // Without a team the process keeps running for its signals and its binary watch, but serves no client.
-    if (--unreadySources_ > 0 || !isTrusted_)
+    if (++readySources_ < std::size(stopSignals) || !isTrusted_)
         return;
     if (listener_->resume())
         log_.notice(std::string("Listening on ") + KeloHelper::machServiceName);

@@ -33,7 +33,7 @@ private:
     void makeService();
     void watchOwnBinary();
     void makeListener();
-    bool requireSignatureOfOurTeam();
+    void requireSignatureOfOurTeam();
     void handleStopSignals();
     void listenWhenStoppable();
     /// The only way to exit: logs the notice, hands the fan back, exits. A failing log does not prevent the hand-back.
@@ -48,7 +48,7 @@ private:
     std::unique_ptr<Listener> listener_;                       ///< Null if it could not be created.
     bool isTrusted_ = false;                                   ///< The listener requires our team's signature.
     std::vector<std::unique_ptr<SignalSource>> signalSources_; ///< Null where a source could not be created.
-    std::size_t unreadySources_ = 0;
+    std::size_t readySources_ = 0;
 };
 
 } // namespace kelo
