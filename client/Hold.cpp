@@ -98,8 +98,8 @@ public:
     int run() {
         fraction_ = requestedFraction(view_.helper(), request_);
         requestHold();
-        terminal_.catchStops();
-        terminal_.dropStuckOutput();
+        terminal_.catchStopSignals();
+        terminal_.dropBlockedOutput();
         end_ = terminal_.now().seconds + request_.seconds.value_or(std::numeric_limits<double>::infinity());
         int status = exit_status::done;
         try {
@@ -247,7 +247,7 @@ private:
         if (request_.command.empty())
             terminal_.print(visible(sentence) + "\n");
         else
-            terminal_.complain("kelo: " + visible(sentence) + "\n");
+            terminal_.printError("kelo: " + visible(sentence) + "\n");
     }
 
     void sayUnlessDrawn(const std::string& sentence) {

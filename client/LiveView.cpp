@@ -39,7 +39,7 @@ void LiveView::note(const std::string& sentence) {
 void LiveView::reportSilence() {
     waiting_ = waitingText(stopAdvice_);
     if (!isDrawn_)
-        terminal_.complain("kelo: " + waiting_ + "\n");
+        terminal_.printError("kelo: " + waiting_ + "\n");
 }
 
 void LiveView::pause(double seconds) {

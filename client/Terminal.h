@@ -31,9 +31,9 @@ public:
     /// `OutputFailed`.
     virtual void print(const std::string& text) = 0;
     /// Prints to standard error in the same way, but drops text that cannot be written.
-    virtual void complain(const std::string& text) = 0;
+    virtual void printError(const std::string& text) = 0;
     /// From now on, drops text that has been blocked for a second, so that no command waits for its output.
-    virtual void dropStuckOutput() = 0;
+    virtual void dropBlockedOutput() = 0;
 
     /// Whether a view can be drawn in place: the output is a terminal that supports control sequences, and this process
     /// runs in the foreground.
@@ -49,7 +49,7 @@ public:
 
     /// From now on, SIGINT, SIGTERM, SIGHUP (unless it was ignored) and, while a view is drawn, the key q end a wait
     /// instead of the process.
-    virtual void catchStops() = 0;
+    virtual void catchStopSignals() = 0;
     /// The signal that asked to stop, SIGINT for the key q; 0 if there was none.
     virtual int stopSignal() const = 0;
 

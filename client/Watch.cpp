@@ -15,7 +15,7 @@ public:
                 {[] { return "kelo watch"; }, "q or Ctrl-C ends the view; the fans stay as they are"}, 0) {}
 
     void run(double interval) {
-        terminal_.catchStops();
+        terminal_.catchStopSignals();
         update();
         for (;;) {
             if (terminal_.stopSignal() == 0)
@@ -51,7 +51,7 @@ private:
         if (terminal_.stopSignal() != 0 || view_.observeFailure(reason).empty() || isDrawn_)
             return;
         if (form_ == WatchForm::json) // programs read standard output
-            terminal_.complain("kelo: " + visible(reason) + "\n");
+            terminal_.printError("kelo: " + visible(reason) + "\n");
         else
             terminal_.print(visible(reason) + "\n");
     }

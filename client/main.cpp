@@ -31,8 +31,8 @@ bool isMac() {
     return uname(&names) == 0 && std::string(names.sysname) == "Darwin";
 }
 
-int complain(Terminal& terminal, int status, const std::string& text) {
-    terminal.complain("kelo: " + text + "\n");
+int printError(Terminal& terminal, int status, const std::string& text) {
+    terminal.printError("kelo: " + text + "\n");
     return status;
 }
 
@@ -44,13 +44,13 @@ int run(const Command& command, const Surroundings& surroundings, Terminal& term
     } catch (const OutputFailed& error) {
         return error.hasNoReader
                    ? exit_status::cannotWrite
-                   : complain(terminal, exit_status::cannotWrite, std::string("cannot write: ") + error.what());
+                   : printError(terminal, exit_status::cannotWrite, std::string("cannot write: ") + error.what());
     } catch (const OtherVersion& error) {
-        return complain(terminal, exit_status::otherVersion, error.what());
+        return printError(terminal, exit_status::otherVersion, error.what());
     } catch (const HelperUnreachable& error) {
-        return complain(terminal, exit_status::unreachable, visible(error.what()) + advice);
+        return printError(terminal, exit_status::unreachable, visible(error.what()) + advice);
     } catch (const std::exception& error) { // the helper's refusal, or the system is out of a resource
-        return complain(terminal, exit_status::failed, visible(error.what()) + advice);
+        return printError(terminal, exit_status::failed, visible(error.what()) + advice);
     }
 }
 

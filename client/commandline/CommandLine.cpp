@@ -21,7 +21,7 @@ const CLI::Validator isDuration([](std::string& text) { return parseDuration(tex
 Command requestCommand(std::function<void(HelperConnection&, Terminal&)> request, Connect (*connected)(Connect)) {
     return [request = std::move(request), connected](const Surroundings& surroundings, Terminal& terminal) {
         PatientConnection helper(connected(surroundings.connect), terminal, {.onSilence = [&] {
-                                     terminal.complain("kelo: " + waitingText(surroundings.stopAdvice()) + "\n");
+                                     terminal.printError("kelo: " + waitingText(surroundings.stopAdvice()) + "\n");
                                  }});
         request(helper, terminal);
         return exit_status::done;

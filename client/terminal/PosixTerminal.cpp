@@ -106,7 +106,7 @@ PosixTerminal::~PosixTerminal() { endDrawing(); }
 
 void PosixTerminal::print(const std::string& text) { send(output_, text); }
 
-void PosixTerminal::complain(const std::string& text) {
+void PosixTerminal::printError(const std::string& text) {
     try {
         send(errors_, text);
     } catch (const OutputFailed&) {
@@ -220,7 +220,7 @@ void PosixTerminal::readKeys() {
         rememberStop(SIGINT);
 }
 
-void PosixTerminal::catchStops() {
+void PosixTerminal::catchStopSignals() {
     struct sigaction hangUp {};
     sigaction(SIGHUP, nullptr, &hangUp);
     handle(stops, rememberStop);

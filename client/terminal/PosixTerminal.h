@@ -23,14 +23,14 @@ public:
     ~PosixTerminal() override;
 
     void print(const std::string& text) override;
-    void complain(const std::string& text) override;
-    void dropStuckOutput() override { outputPatience_ = 1; }
+    void printError(const std::string& text) override;
+    void dropBlockedOutput() override { outputPatience_ = 1; }
     bool isInteractive() const override { return isInteractive_; }
     Style style() const override { return style_; }
     ScreenSize size() const override;
     void draw(const std::vector<Line>& lines) override;
     void endDrawing() override;
-    void catchStops() override;
+    void catchStopSignals() override;
     int stopSignal() const override;
     Woken wait(double seconds) override { return waitForAnswer(-1, seconds); }
     Woken waitForAnswer(int descriptor, double seconds) override;

@@ -34,7 +34,7 @@ protected:
                 argv.push_back(argument.c_str());
         testing::internal::CaptureStderr();
         const auto status = commandLine.parse(static_cast<int>(argv.size()), argv.data());
-        complaint = testing::internal::GetCapturedStderr();
+        errorOutput = testing::internal::GetCapturedStderr();
         terminal.waits = 0;
         terminal.signal = 0;
         return status ? *status : commandLine.command()(surroundings.all, terminal);
@@ -42,7 +42,7 @@ protected:
 
     ScriptedSurroundings surroundings;
     ScriptedTerminal terminal;
-    std::string complaint;
+    std::string errorOutput;
     CommandWords companion;
 };
 
@@ -79,7 +79,7 @@ TEST_F(CommandLineTest, RefusesIncorrectUsageWithSuggestions) {
         {"watch --interval 0s", "--interval: \"0s\" is not a time (90s, 30m or 1h30m); see kelo --help"}};
     for (const auto& [words, reason] : wrong) {
         EXPECT_EQ(run(words), 2) << words;
-        EXPECT_EQ(complaint, std::string("kelo: ") + reason + "\n");
+        EXPECT_EQ(errorOutput, std::string("kelo: ") + reason + "\n");
     }
     EXPECT_EQ(run("completions tcsh"), 2);
     EXPECT_THAT(surroundings.fans->requests(), SizeIs(0));
@@ -108,7 +108,7 @@ TEST_F(CommandLineTest, StatusRefusesAHelperOfAnotherVersionButHandBackDoesNot) 
 }
 
 TEST_F(CommandLineTest, WatchHasThreeFormats) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     run("watch --plain --interval 5s");
     EXPECT_THAT(terminal.printed, HasSubstr("3598 RPM, target 3600"));
     EXPECT_EQ(terminal.seconds, 1005);

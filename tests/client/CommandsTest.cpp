@@ -72,7 +72,7 @@ TEST_F(CommandsTest, StatusNamesTheLowestAndTheHighestSpeed) {
     EXPECT_THAT(status(), HasSubstr("  6000 RPM, highest\n"));
 }
 
-TEST_F(CommandsTest, StatusShowsAnUnreadableChipAsUnknown) {
+TEST_F(CommandsTest, StatusShowsThatTheChipTemperatureIsUnknown) {
     terminal.shown.hasColour = true;
     fans.warmth = "cool";
     fans.celsius.reset();

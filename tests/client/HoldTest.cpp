@@ -47,9 +47,9 @@ protected:
         terminal.waitsUntilStop = 10;
         terminal.onWait = [this](int wait) {
             if (wait == 1)
-                surroundings.isHelperThere = false;
+                surroundings.isHelperRunning = false;
             if (wait == 4) {
-                surroundings.isHelperThere = true;
+                surroundings.isHelperRunning = true;
                 fans.show(false);
             }
             return Woken::byTime;
@@ -66,7 +66,7 @@ TEST_F(HoldTest, HoldsUntilAskedToStopThenHandsBack) {
     EXPECT_THAT(fans.holds(), ElementsAre(Pair(0.5, true)));
     EXPECT_EQ(fans.requests().back(), "fetchSnapshot") << "checks the effect of the hand-back";
     EXPECT_EQ(terminal.printed, announcement + ending);
-    EXPECT_TRUE(terminal.dropsStuckOutput);
+    EXPECT_TRUE(terminal.dropsBlockedOutput);
     EXPECT_EQ(terminal.seconds, 1001);
 }
 
@@ -182,7 +182,7 @@ TEST_F(HoldTest, DoesNotRequestTheHoldAgainAfterAReplacement) {
     terminal.waitsUntilStop = 14;
     terminal.onWait = [&](int wait) {
         fans.fraction = 0.75;
-        surroundings.isHelperThere = wait != 8;
+        surroundings.isHelperRunning = wait != 8;
         return Woken::byTime;
     };
     hold({0.5, false, {}, {}});
@@ -192,7 +192,7 @@ TEST_F(HoldTest, DoesNotRequestTheHoldAgainAfterAReplacement) {
 TEST_F(HoldTest, RetriesARefusedHoldAfterTenSeconds) {
     terminal.waitsUntilStop = 30;
     terminal.onWait = [&](int wait) {
-        surroundings.isHelperThere = wait != 1;
+        surroundings.isHelperRunning = wait != 1;
         if (wait == 2)
             fans.error = "Not now.";
         if (wait == 6)
@@ -207,7 +207,7 @@ TEST_F(HoldTest, RetriesARefusedHoldAfterTenSeconds) {
 
 TEST_F(HoldTest, AdvisesHandBackIfTheHelperIsNotRunningAtTheEnd) {
     at(
-        1, [&] { surroundings.isHelperThere = false; }, 2);
+        1, [&] { surroundings.isHelperRunning = false; }, 2);
     EXPECT_THAT(failureOf({0.5, false, {}, {}}), EndsWith("once a helper runs, use kelo hand-back."));
 }
 
@@ -219,13 +219,13 @@ TEST_F(HoldTest, ExplainsWhenASilentHelperHandsBack) {
     terminal.waitsUntilStop = 100;
     EXPECT_EQ(failureOf({0.5, false, {}, {}}), "The helper does not answer. It hands the fans back 8 seconds after it "
                                                "has noticed that kelo has exited.");
-    EXPECT_THAT(terminal.complaints,
+    EXPECT_THAT(terminal.errors,
                 StartsWith("kelo: Waiting for the helper. If it does not answer, this command hands the fans "
                            "back:\n  sudo launchctl kill SIGTERM"));
 }
 
 TEST_F(HoldTest, DrawsTheLiveViewOnATerminal) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     hold({0.5, false, 90, {}});
     ASSERT_THAT(terminal.drawings, SizeIs(2));
     EXPECT_THAT(terminal.drawings[0][0], StartsWith(" kelo hold 50%, 1 m 30 s left   held "));
@@ -236,7 +236,7 @@ TEST_F(HoldTest, DrawsTheLiveViewOnATerminal) {
 }
 
 TEST_F(HoldTest, DrawsThatTheHoldWasReplaced) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     at(1, [&] { fans.fraction = 0.75; });
     hold({0.5, false, {}, {}});
     EXPECT_THAT(terminal.drawings.back()[0], StartsWith(" kelo hold 50% (replaced by another hold)   held "));
@@ -244,7 +244,7 @@ TEST_F(HoldTest, DrawsThatTheHoldWasReplaced) {
 }
 
 TEST_F(HoldTest, DrawsThatItWaitsToRequestTheHoldAgain) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     restartHelper();
     hold({0.5, false, {}, {}});
     EXPECT_THAT(terminal.drawings, Contains(Contains(StartsWith(" kelo hold 50% (waiting to request it again) "))));
@@ -288,7 +288,7 @@ protected:
             isHeldAtStart = fans.isHeld;
             return Companion{[this] { return end; }, [this](int signal) { signals.push_back(signal); }};
         };
-        terminal.takesDrawing = true; // must not matter: the terminal belongs to the command
+        terminal.canDraw = true; // must not matter: the terminal belongs to the command
         terminal.waitsUntilStop = 100;
         terminal.onWait = [this](int wait) {
             if (wait == 3)
@@ -310,8 +310,8 @@ TEST_F(HoldWhileACommandRuns, HandsBackAtTheEndAndReturnsTheCommandsStatus) {
     EXPECT_FALSE(fans.isHeld);
     EXPECT_EQ(terminal.seconds, 1003);
     EXPECT_EQ(terminal.printed, "") << "the output belongs to the command";
-    EXPECT_EQ(terminal.complaints, "kelo: Holding at 80%. The end of the command hands the fans back.\n"
-                                   "kelo: The fans are under automatic control.\n");
+    EXPECT_EQ(terminal.errors, "kelo: Holding at 80%. The end of the command hands the fans back.\n"
+                               "kelo: The fans are under automatic control.\n");
 }
 
 TEST_F(HoldWhileACommandRuns, DoesNotStartTheCommandIfTheHoldIsRefused) {
@@ -337,7 +337,7 @@ TEST_F(HoldWhileACommandRuns, ForwardsOtherSignals) {
 TEST_F(HoldWhileACommandRuns, CommandFailureTakesPrecedenceOverAManualFan) {
     fans.takesFansBack = false;
     EXPECT_EQ(hold({0.8, false, {}, {"make"}}), 7);
-    EXPECT_THAT(terminal.complaints, HasSubstr("A fan is still in manual mode"));
+    EXPECT_THAT(terminal.errors, HasSubstr("A fan is still in manual mode"));
     fans.takesFansBack = false;
     terminal.waits = 0;
     end.reset();

@@ -13,7 +13,7 @@ using ::testing::Pair;
 
 class PatientConnectionTest : public ::testing::Test {
 protected:
-    PatientConnectionTest() { terminal.isCatchingStops = true; }
+    PatientConnectionTest() { terminal.catchesStopSignals = true; }
     ~PatientConnectionTest() override { surroundings.fans->dropKept(); }
 
     /// From now on the helper accepts requests but does not answer. `woken` returns how each wait of a second ends.
@@ -60,10 +60,10 @@ TEST_F(PatientConnectionTest, ReleasesTheRequestsResourcesBeforeItReturns) {
 
 TEST_F(PatientConnectionTest, ReconnectsAfterTheHelperHasExited) {
     helper.ask(requests::HelperVersion{});
-    surroundings.isHelperThere = false;
+    surroundings.isHelperRunning = false;
     EXPECT_THROW(helper.ask(requests::HelperVersion{}), HelperUnreachable);
     EXPECT_THROW(helper.ask(requests::HelperVersion{}), HelperUnreachable);
-    surroundings.isHelperThere = true;
+    surroundings.isHelperRunning = true;
     EXPECT_EQ(helper.ask(requests::HelperVersion{}), 6);
     EXPECT_EQ(surroundings.connections, 3);
 }

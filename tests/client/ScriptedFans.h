@@ -63,13 +63,13 @@ private:
 struct ScriptedSurroundings {
     struct State {
         const std::shared_ptr<ScriptedFans> fans = std::make_shared<ScriptedFans>();
-        std::atomic<bool> isHelperThere = true;
+        std::atomic<bool> isHelperRunning = true;
         std::atomic<int> connections = 0;
     };
 
     const std::shared_ptr<State> state = std::make_shared<State>();
     const std::shared_ptr<ScriptedFans>& fans = state->fans;
-    std::atomic<bool>& isHelperThere = state->isHelperThere;
+    std::atomic<bool>& isHelperRunning = state->isHelperRunning;
     std::atomic<int>& connections = state->connections;
     Surroundings all{.connect = [state = state] { return connect(*state); },
                      .run = [](const CommandWords&) { return std::optional<Ran>(); },
@@ -80,13 +80,13 @@ struct ScriptedSurroundings {
 
     ScriptedSurroundings() {
         fans->answer = [weak = std::weak_ptr(state)](const std::function<void()>& reply) {
-            if (const auto held = weak.lock(); held && held->isHelperThere)
+            if (const auto held = weak.lock(); held && held->isHelperRunning)
                 reply(); // otherwise the helper exits during a request
         };
     }
     static std::unique_ptr<HelperConnection> connect(State& state) {
         ++state.connections;
-        if (!state.isHelperThere)
+        if (!state.isHelperRunning)
             throw HelperUnreachable("The helper is not running.");
         return std::make_unique<LoopbackConnection>(state.fans, [](LoopbackConnection&) {});
     }

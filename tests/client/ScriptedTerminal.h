@@ -18,7 +18,7 @@ namespace kelo {
 class ScriptedTerminal : public Terminal {
 public:
     // Set before a command runs.
-    bool takesDrawing = false;
+    bool canDraw = false;
     Style shown;
     ScreenSize screen;
     int waitsUntilStop = 2;
@@ -28,15 +28,15 @@ public:
     std::function<Woken(int wait)> onWait = [](int) { return Woken::byTime; };
     /// Set for a helper that does not answer: each wait for it lasts its whole time and ends as this function returns.
     std::function<Woken()> onSilence;
-    double answersTake = 0; ///< Seconds.
+    double answerDelay = 0; ///< Seconds.
 
     // Results.
     std::string printed;
-    std::string complaints;
+    std::string errors;
     std::vector<std::vector<std::string>> drawings;
     bool isDrawing = false;
-    bool isCatchingStops = false;
-    bool dropsStuckOutput = false;
+    bool catchesStopSignals = false;
+    bool dropsBlockedOutput = false;
     int waits = 0;
     int signal = 0;
     double seconds = 1000;
@@ -47,16 +47,16 @@ public:
             throw OutputFailed(*outputFails);
         printed += text;
     }
-    void complain(const std::string& text) override {
+    void printError(const std::string& text) override {
         EXPECT_FALSE(isDrawing) << text;
-        complaints += text;
+        errors += text;
     }
-    void dropStuckOutput() override { dropsStuckOutput = true; }
-    bool isInteractive() const override { return takesDrawing; }
+    void dropBlockedOutput() override { dropsBlockedOutput = true; }
+    bool isInteractive() const override { return canDraw; }
     Style style() const override { return shown; }
     ScreenSize size() const override { return screen; }
     void draw(const std::vector<Line>& lines) override {
-        EXPECT_TRUE(takesDrawing);
+        EXPECT_TRUE(canDraw);
         EXPECT_LE(lines.size(), screen.rows);
         isDrawing = true;
         drawings.emplace_back();
@@ -64,10 +64,10 @@ public:
             drawings.back().push_back(painted(line, shown));
     }
     void endDrawing() override { isDrawing = false; }
-    void catchStops() override { isCatchingStops = true; }
+    void catchStopSignals() override { catchesStopSignals = true; }
     int stopSignal() const override { return signal; }
     Woken wait(double time) override {
-        EXPECT_TRUE(isCatchingStops) << "the user's signal would end the process";
+        EXPECT_TRUE(catchesStopSignals) << "the user's signal would end the process";
         EXPECT_GE(time, 0);
         if (++waits == waitsUntilStop)
             return stopped();
@@ -84,7 +84,7 @@ public:
         }
         pollfd answer{.fd = descriptor, .events = POLLIN, .revents = 0};
         EXPECT_EQ(poll(&answer, 1, -1), 1);
-        seconds += answersTake;
+        seconds += answerDelay;
         return Woken::byAnswer;
     }
     Moment now() override {

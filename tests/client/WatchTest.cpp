@@ -30,7 +30,7 @@ protected:
     void restartHelperMeanwhile() {
         terminal.waitsUntilStop = 6;
         terminal.onWait = [this](int wait) {
-            surroundings.isHelperThere = wait > 3;
+            surroundings.isHelperRunning = wait > 3;
             return Woken::byTime;
         };
     }
@@ -54,14 +54,14 @@ TEST_F(WatchTest, UsesTheRequestedInterval) {
 }
 
 TEST_F(WatchTest, SlowReadingsDoNotDelayLaterReadings) {
-    terminal.answersTake = 0.25;
+    terminal.answerDelay = 0.25;
     terminal.waitsUntilStop = 5;
     watch(WatchForm::lines);
     EXPECT_EQ(terminal.printed, at(40, held) + at(41, held) + at(42, held) + at(43, held) + at(44, held));
 }
 
 TEST_F(WatchTest, PrintsTheHelpersJSONWithTheTime) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     watch(WatchForm::json);
     const auto json = surroundings.fans->current().encoded();
     const auto members = std::string(json.begin() + 1, json.end()) + "\n";
@@ -70,7 +70,7 @@ TEST_F(WatchTest, PrintsTheHelpersJSONWithTheTime) {
 }
 
 TEST_F(WatchTest, RedrawsAtOnceWhenTheTerminalIsResized) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     terminal.waitsUntilStop = 3;
     terminal.onWait = [this](int wait) {
         terminal.screen = {40, 10};
@@ -87,9 +87,9 @@ TEST_F(WatchTest, RedrawsAtOnceWhenTheTerminalIsResized) {
 TEST_F(WatchTest, FailsIfTheFirstReadingFails) {
     surroundings.fans->hasReadings = false;
     EXPECT_THROW(watch(WatchForm::live), HelperRefused);
-    surroundings.isHelperThere = false;
+    surroundings.isHelperRunning = false;
     EXPECT_THROW(watch(WatchForm::live), HelperUnreachable);
-    surroundings.isHelperThere = true;
+    surroundings.isHelperRunning = true;
     surroundings.fans->version = 7;
     EXPECT_THROW(watch(WatchForm::live), OtherVersion);
     EXPECT_EQ(terminal.waits, 0);
@@ -105,7 +105,7 @@ TEST_F(WatchTest, WaitsForAHelperThatHasExitedAndContinues) {
 }
 
 TEST_F(WatchTest, DrawsThatItWaitsAndTheTimeOfTheLastReading) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     restartHelperMeanwhile();
     watch(WatchForm::live);
     EXPECT_THAT(terminal.drawings[3], Contains("The helper is not running. Waiting for the helper."));
@@ -116,7 +116,7 @@ TEST_F(WatchTest, DrawsThatItWaitsAndTheTimeOfTheLastReading) {
 }
 
 TEST_F(WatchTest, DrawsHowToHandTheFansBackWhileTheHelperIsSilent) {
-    terminal.takesDrawing = true;
+    terminal.canDraw = true;
     terminal.waitsUntilStop = 100;
     terminal.onWait = [&](int) {
         terminal.onSilence = [&] { return terminal.seconds >= 1004 ? Woken::byStop : Woken::byTime; };
@@ -133,8 +133,8 @@ TEST_F(WatchTest, DrawsHowToHandTheFansBackWhileTheHelperIsSilent) {
 TEST_F(WatchTest, JSONWatchReportsWaitingOnStandardError) {
     restartHelperMeanwhile();
     watch(WatchForm::json);
-    EXPECT_EQ(terminal.complaints, "kelo: The helper has dropped the request. Waiting for the helper.\n"
-                                   "kelo: The helper is not running. Waiting for the helper.\n");
+    EXPECT_EQ(terminal.errors, "kelo: The helper has dropped the request. Waiting for the helper.\n"
+                               "kelo: The helper is not running. Waiting for the helper.\n");
     EXPECT_THAT(terminal.printed, StartsWith("{"));
 }
 

@@ -21,7 +21,7 @@ top=$PWD
 trap 'stop_installation; rm -rf "$folder"' EXIT
 mac='' helper='' failed=0
 interpreter=$(readlink -e /usr/bin/python3) || printf 'skipped: the Python client, since there is no /usr/bin/python3\n'
-complain() { printf '%s\n' "$*"; failed=1; }
+report() { printf '%s\n' "$*"; failed=1; }
 
 documents() { find . \( -name '*build*' -o -name .git \) -prune -o -name '*.md' -print | sed 's|^\./||' | sort; }
 
@@ -77,7 +77,7 @@ wait_for() {
     "$@" >/dev/null 2>&1 && return
     sleep 0.05
   done
-  complain "\"$*\" does not succeed within 10 seconds"
+  report "\"$*\" does not succeed within 10 seconds"
 }
 
 # run_block PLACE NUMBER: runs a block. Every command in it must succeed.
@@ -85,7 +85,7 @@ run_block() {
   [ -n "$mac" ] || start_installation
   (cd "$folder/installation" && PATH="$PWD:$PATH" timeout 60 bash -euo pipefail "$folder/blocks/$2.block") \
     >"$folder/output" 2>&1 </dev/null \
-    || { complain "$1: this block fails:"; cat "$folder/blocks/$2.block" "$folder/output"; }
+    || { report "$1: this block fails:"; cat "$folder/blocks/$2.block" "$folder/output"; }
   ran=$((ran + 1))
 }
 
@@ -93,14 +93,14 @@ run_block() {
 run_python_client() {
   start_installation
   (cd "$folder/installation" && PYTHONHOME=/usr timeout 60 ./interpreter -B "$top/tests/docs/foreign_client.py") \
-    || complain "the Python client fails"
+    || report "the Python client fails"
   stop_installation
 }
 
 # --- spelling
 
-# help_of PROGRAM COMMAND: prints the help of a command, or nothing if the command is unknown, for which programs print
-# their general help. ./dev has one help text with a section for each command.
+# help_of PROGRAM COMMAND: prints the help of a command. Prints nothing if the program does not know the command, which
+# it shows by printing its general help. ./dev has one help text with a section for each command.
 help_of() {
   local said
   if [ "$1" = ./dev ]; then
@@ -117,9 +117,9 @@ check_spelling() {
   read -r program command _ <<<"$2"
   [[ ${command-} =~ ^[a-z-]+$ ]] && [[ $command != -* ]] || return 0
   said=$(help_of "$program" "$command")
-  [ -n "$said" ] || { complain "$1: $program has no command \"$command\""; return; }
+  [ -n "$said" ] || { report "$1: $program has no command \"$command\""; return; }
   while IFS= read -r option; do
-    grep -qF -- "$option" <<<"$said" || complain "$1: \"$program $command\" has no option $option"
+    grep -qF -- "$option" <<<"$said" || report "$1: \"$program $command\" has no option $option"
   done < <(grep -oE -- '(^|[^-a-z])--[a-z][a-z-]*' <<<"${2%%-- *}" | grep -oE -- '--.*' || true)
 }
 
@@ -151,8 +151,8 @@ while IFS= read -r document; do
       text | json | cpp | objc | swift)
         ! grep -E '^(\./dev|kelo (status|watch|hold|version)|simmac|simsign|sudo|cmake|ninja) ' \
           "$folder/blocks/$number.block" \
-          || complain "$place: commands in a block that is not marked as commands" ;;
-      *) complain "$place: unknown kind of block: \"$info\"" ;;
+          || report "$place: commands in a block that is not marked as commands" ;;
+      *) report "$place: unknown kind of block: \"$info\"" ;;
     esac
   done < <(blocks "$document")
   while IFS= read -r command; do check_spelling "$document" "$command"; done < <(inline_commands "$document")
@@ -160,6 +160,6 @@ while IFS= read -r document; do
 done < <(documents)
 cd "$top"
 [ -z "$interpreter" ] || run_python_client
-[ "$ran" -gt 0 ] || complain "no block was run"
+[ "$ran" -gt 0 ] || report "no block was run"
 printf '%d blocks run, %d not run\n' "$ran" "$marked"
 exit $failed

@@ -22,13 +22,13 @@ protected:
 TEST_F(DelayedWayOut, SignalWaitsOnlyForTheUnlockInProgress) {
     const auto client = requestHolds(64);
     installation.helper().signal(SIGTERM);
-    expectGoodEnd(8); // 64 unlocks of 4 seconds would take more than four minutes
+    expectCleanExit(8); // 64 unlocks of 4 seconds would take more than four minutes
 }
 
 TEST_F(DelayedWayOut, DeletedExecutableWaitsOnlyForTheUnlockInProgress) {
     const auto client = requestHolds(64);
     std::filesystem::remove(installation.program(Installation::helperName));
-    expectGoodEnd(8); // four of the 64 are queued in the helper; their unlocks would take 16 seconds
+    expectCleanExit(8); // four of the 64 are queued in the helper; their unlocks would take 16 seconds
 }
 
 TEST_F(DelayedWayOut, OthersWaitForAtMostFourHoldsOfADisconnectedClient) {

@@ -127,7 +127,7 @@ protected:
     }
 
     /// Waits for the helper's end and checks that it has handed the fans back and exited with status 0.
-    void expectGoodEnd(double timeout = 15) {
+    void expectCleanExit(double timeout = 15) {
         EXPECT_EQ(installation.helper().waitForEnd(timeout), 0);
         EXPECT_FALSE(installation.isAnyFanManual());
         EXPECT_EQ(installation.helperLog().back(), "[NOTICE] service: Handed the fan back on the way out.");

@@ -47,11 +47,11 @@ TEST_F(Kelo, ReportsAfterTwoSecondsThatItWaitsForASilentHelper) {
 
 TEST_F(Kelo, ExitsWithFiveIfOutputCannotBeWritten) {
     startEverything();
-    const std::string complaint = "kelo: cannot write: No space left on device\n";
+    const std::string message = "kelo: cannot write: No space left on device\n";
     for (const auto* command : {"status --json", "watch --json", "watch --plain", "hold 0.5", "--help", "version"}) {
         const auto [status, output, errors] = shell("timeout 20 ./kelo " + std::string(command) + " >/dev/full");
         EXPECT_EQ(status, 5) << command;
-        EXPECT_EQ(errors, complaint) << command;
+        EXPECT_EQ(errors, message) << command;
     }
     EXPECT_FALSE(installation.isAnyFanManual());
     const auto [status, output, errors] = shell("timeout 20 ./kelo watch --plain | head -n 1");

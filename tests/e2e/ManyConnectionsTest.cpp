@@ -50,7 +50,7 @@ TEST_F(ManyConnections, LeakNothingAndKeepAHoldInForce) {
     EXPECT_EQ(holding->ask(requests::HelperVersion{}), 6);
     EXPECT_TRUE(installation.isAnyFanManual());
     installation.helper().signal(SIGTERM);
-    expectGoodEnd();
+    expectCleanExit();
 }
 
 } // namespace

@@ -84,7 +84,7 @@ TEST_F(StartUp, HelperStartedWhileAnotherExitsServesAfterwards) {
     const auto client = startHold();
     EXPECT_TRUE(installation.isAnyFanManual());
     installation.helper().signal(SIGTERM);
-    expectGoodEnd();
+    expectCleanExit();
     EXPECT_THAT(installation.helperLog(), ::testing::Not(::testing::Contains(noLink)));
 }
 
@@ -194,7 +194,7 @@ TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
                             acceptingOnly, listening));
     EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);
     installation.helper().signal(SIGTERM);
-    expectGoodEnd();
+    expectCleanExit();
     close(executable);
 }
 

@@ -29,7 +29,7 @@ TEST_P(StopSignal, HandsBackAndExitsWithStatusZero) {
     const auto client = startHold();
     EXPECT_TRUE(installation.isAnyFanManual());
     installation.helper().signal(GetParam());
-    expectGoodEnd();
+    expectCleanExit();
     EXPECT_EQ(tail(installation.helperLog(), 3), Lines({askedToStop, released, onTheWayOut}));
 }
 
@@ -42,8 +42,8 @@ INSTANTIATE_TEST_SUITE_P(OfEveryKind, StopSignal,
 class StopSignals : public EndToEnd {
 protected:
     /// Expects that the helper was stopped only once.
-    void expectOneEnd(const Lines& end) {
-        expectGoodEnd();
+    void expectSingleStop(const Lines& end) {
+        expectCleanExit();
         const auto log = installation.helperLog();
         EXPECT_EQ(tail(log, end.size()), end);
         EXPECT_EQ(std::count(log.begin(), log.end(), askedToStop), 1);
@@ -57,7 +57,7 @@ TEST_F(StopSignals, SeveralPendingSignalsStopTheHelperOnce) {
     ASSERT_TRUE(waitForWrite("Ftst", 1)); // the main thread is busy with an unlock for four seconds
     for (const int signal : {SIGTERM, SIGINT, SIGTERM})
         installation.helper().signal(signal);
-    expectOneEnd({askedToStop, onTheWayOut});
+    expectSingleStop({askedToStop, onTheWayOut});
 }
 
 TEST_F(StopSignals, SignalDuringStartUpIsNotLost) {
@@ -69,7 +69,7 @@ TEST_F(StopSignals, SignalDuringStartUpIsNotLost) {
     installation.startHelper();
     installation.helper().signal(SIGTERM);
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-    expectOneEnd({askedToStop, onTheWayOut});
+    expectSingleStop({askedToStop, onTheWayOut});
 }
 
 TEST_F(StopSignals, TerminalAndFileSizeSignalsDoNotDisturbAHold) {
@@ -81,7 +81,7 @@ TEST_F(StopSignals, TerminalAndFileSizeSignalsDoNotDisturbAHold) {
     }
     EXPECT_TRUE(installation.isAnyFanManual());
     installation.helper().signal(SIGTERM);
-    expectGoodEnd();
+    expectCleanExit();
 }
 
 TEST_F(StopSignals, SecondSignalDuringExitChangesNothing) {
@@ -93,7 +93,7 @@ TEST_F(StopSignals, SecondSignalDuringExitChangesNothing) {
     for (const int signal : {SIGTERM, SIGINT})
         installation.helper().signal(signal);
     EXPECT_THAT(installation.helperLog(), Not(Contains(onTheWayOut))) << "the signals were sent too late for this test";
-    expectOneEnd({askedToStop, released, onTheWayOut});
+    expectSingleStop({askedToStop, released, onTheWayOut});
 }
 
 // --- the executable
@@ -106,7 +106,7 @@ TEST_F(ReplacedHelper, HandsBackAndExitsThenTheNewHelperServes) {
     const auto executable = installation.program(Installation::helperName);
     std::filesystem::copy_file(executable, installation.program("new"));
     std::filesystem::rename(installation.program("new"), executable);
-    expectGoodEnd();
+    expectCleanExit();
     EXPECT_EQ(tail(installation.helperLog(), 3), Lines({deletedOrMoved, released, onTheWayOut}));
     installation.startListeningHelper();
     EXPECT_EQ(installation.run("kelo", {"version"}).status, 0);

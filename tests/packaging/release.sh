@@ -45,7 +45,7 @@ state() {
 for wrong in 1.2 1.2.3.4 v1.2.3 1.02.3 1.2.3-rc1 one; do refused 2 "is not a version" "$wrong"; done
 refused 2 "needs a version"
 refused 2 "takes one version" 1.2.3 1.2.4
-refused 2 "does not know" 1.2.3 --force
+refused 2 "unknown argument" 1.2.3 --force
 refused 1 "is below $version" 0.0.1
 touch "$clone/forgotten"
 refused 1 "uncommitted changes" 1.2.3

@@ -26,7 +26,7 @@ command_lint() {
   [ "$(uname)" = Darwin ] || lint_headers
 }
 
-# Compiles each of our headers alone, with the definitions that some of the tests need.
+# Compiles each header alone, with the definitions that some of the tests need.
 lint_headers() {
   local flags
   say "headers"

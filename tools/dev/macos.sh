@@ -65,7 +65,7 @@ command_install() {
       --identity) [ $# -ge 2 ] || usage "--identity needs a name"; identity=$2; shift 2 ;;
       --identity=*) identity=${1#--identity=}; shift ;;
       --dry-run) dry_run=true; shift ;;
-      *) usage "install does not know \"$1\"" ;;
+      *) usage "unknown argument \"$1\" for install" ;;
     esac
   done
   [ -n "$identity" ] || usage "install needs --identity NAME, as \"security find-identity -v -p codesigning\" lists it"
@@ -79,7 +79,7 @@ command_uninstall() {
   while [ $# -gt 0 ]; do
     case $1 in
       --dry-run) dry_run=true; shift ;;
-      *) usage "uninstall does not know \"$1\"" ;;
+      *) usage "unknown argument \"$1\" for uninstall" ;;
     esac
   done
   say_and_do "$dry_run" uninstall_steps

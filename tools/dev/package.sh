@@ -18,7 +18,7 @@ command_package() {
       --notarize) [ $# -ge 2 ] || usage "--notarize needs a keychain profile"; profile=$2; shift 2 ;;
       --notarize=*) profile=${1#*=}; shift ;;
       --dry-run) dry_run=true; shift ;;
-      *) usage "package does not know \"$1\"" ;;
+      *) usage "unknown argument \"$1\" for package" ;;
     esac
   done
   [ -n "$identity" ] || usage "package needs --identity NAME, a \"Developer ID Application\""

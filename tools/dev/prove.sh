@@ -12,7 +12,7 @@ command_prove() {
   local what=${1-}
   case $what in
     faults | life | delays | kill | soak | fuzz | mutants) shift; "prove_$what" "$@" ;;
-    *) usage "prove does not know \"$what\"" ;;
+    *) usage "unknown proof \"$what\"" ;;
   esac
 }
 

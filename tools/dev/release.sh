@@ -9,7 +9,7 @@ command_release() {
   while [ $# -gt 0 ]; do
     case $1 in
       --dry-run) saying=true; shift ;;
-      -*) usage "release does not know \"$1\"" ;;
+      -*) usage "unknown argument \"$1\" for release" ;;
       *) [ -z "$version" ] || usage "release takes one version"; version=$1; shift ;;
     esac
   done

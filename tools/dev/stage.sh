@@ -43,7 +43,7 @@ command_stage() {
     case $1 in
       --profile) [ $# -ge 2 ] || usage "--profile needs a name"; profile=$2; shift 2 ;;
       --profile=*) profile=${1#--profile=}; shift ;;
-      -*) usage "stage does not know \"$1\"" ;;
+      -*) usage "unknown argument \"$1\" for stage" ;;
       *) [ -z "$folder" ] || usage "stage takes one folder"; folder=$1; shift ;;
     esac
   done
@@ -71,7 +71,7 @@ command_run() {
       --profile=*) profile=${1#--profile=}; shift ;;
       --speed) is_speed "${2-}" || usage "--speed needs a number"; speed=$2; shift 2 ;;
       --speed=*) is_speed "${1#*=}" || usage "--speed needs a number"; speed=${1#*=}; shift ;;
-      *) usage "run does not know \"$1\"" ;;
+      *) usage "unknown argument \"$1\" for run" ;;
     esac
   done
   require_linux
@@ -98,7 +98,7 @@ command_docs() {
   while [ $# -gt 0 ]; do
     case $1 in
       --record) records=true; shift ;;
-      *) usage "docs does not know \"$1\"" ;;
+      *) usage "unknown argument \"$1\" for docs" ;;
     esac
   done
   require_linux

@@ -60,7 +60,8 @@ matches() {
 }
 
 # matching_tests PRESET PATTERN: prints a regular expression for ctest that matches the $programs with matching tests.
-# For a program with shards, it includes at most as many shards as tests. CMake allows few parentheses.
+# For a program with shards, it includes at most as many shards as tests. Uses no groups, because CMake limits the
+# number of parentheses.
 matching_tests() {
   local program path _ count found=''
   while IFS=$'\t' read -r program path _; do

@@ -106,7 +106,7 @@ command_test() {
       --load) is_count "${2-}" || usage "--load needs a number"; load=$2; shift 2 ;;
       --load=*) is_count "${1#*=}" || usage "--load needs a number"; load=${1#*=}; shift ;;
       --) shift; break ;;
-      *) usage "test does not know \"$1\" (put arguments for ctest after --)" ;;
+      *) usage "unknown argument \"$1\" for test (put arguments for ctest after --)" ;;
     esac
   done
   case $preset in

@@ -27,7 +27,7 @@ root=$folder/root
 trap 'rm -rf --one-file-system "$folder"' EXIT
 mkdir "$root"
 
-# Uses the script of an older distribution, because debootstrap may not know the current one yet.
+# For a distribution that debootstrap may be too old to know, uses the script of an older distribution.
 make_system() {
   local scripts=/usr/share/debootstrap/scripts packages=ca-certificates mirror=()
   [ -z "${KELO_MIRROR-}" ] || mirror=("$KELO_MIRROR")

@@ -97,7 +97,7 @@ TEST_F(OnLinux, EverythingWorks) {
 
 TEST_F(OnLinux, StopsExaminingIfNothingIsInstalled) {
     commands.erase("ls -l /w/app.kelo.helper");
-    surroundings.isHelperThere = false;
+    surroundings.isHelperRunning = false;
     expectFault("installed  There is no /w/app.kelo.helper.",
                 "./dev stage DIR creates an installation; use the kelo in it.");
     EXPECT_THAT(terminal.printed, Not(HasSubstr("running    as process")));
@@ -122,7 +122,7 @@ TEST_F(OnLinux, ReportsEachInstallationFaultWithAdvice) {
 }
 
 TEST_F(OnLinux, AdvisesStoppingAnUnreachableHelper) {
-    surroundings.isHelperThere = false;
+    surroundings.isHelperRunning = false;
     expectFault("reachable  The helper is not running.",
                 "Stop the helper, so that it hands the fans back: end it with Ctrl-C or SIGTERM\n"
                 "               -> Then run kelo doctor again. If the problem persists, " +

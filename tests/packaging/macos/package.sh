@@ -152,7 +152,7 @@ refused() {
 }
 refused --identity --installer-identity x
 refused --installer-identity --identity x
-refused 'does not know' "${signing[@]}" --force
+refused 'unknown argument' "${signing[@]}" --force
 arguments=("${signing[@]}")
 if dev env SYSTEM=Linux; then failure "it claims to have packaged on Linux"; fi
 [ ! -e "$calls" ] || failure "a program was called on Linux"
