@@ -18,7 +18,6 @@ enum class StatusForm {
     json    ///< The helper's JSON, unchanged.
 };
 
-/// Prints the state of the fans.
 void status(HelperConnection& helper, Terminal& terminal, StatusForm form);
 
 /// Ends any hold. Throws `HelperRefused` unless a reading then shows that every fan is automatic.

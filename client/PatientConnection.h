@@ -16,7 +16,7 @@ public:
 };
 
 /// A connection with callbacks and a timeout for a helper that does not answer: each request runs on another thread.
-/// Connects at the first request, and again at the next request after one has thrown `HelperUnreachable`.
+/// Connects at the first request. After a request has thrown `HelperUnreachable`, the next request reconnects.
 class PatientConnection : public HelperConnection {
 public:
     struct Patience {

@@ -15,7 +15,6 @@ using Connect = std::function<std::unique_ptr<HelperConnection>()>;
 
 using CommandWords = std::vector<std::string>;
 
-/// How a command ended.
 struct Ran {
     int status;         ///< Its exit status.
     std::string output; ///< Standard output and standard error, interleaved as written.

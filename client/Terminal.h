@@ -16,7 +16,6 @@ public:
     const bool hasNoReader; ///< The reader closed the pipe on purpose, as `head` does.
 };
 
-/// Why a wait ended.
 enum class Woken { byTime, byAnswer, byResize, byStop };
 
 /// A command's output, screen, keyboard, stop signals and clock. Used from one thread.

@@ -37,7 +37,6 @@ public:
     Moment now() override;
 
 private:
-    /// Standard output or standard error.
     struct Stream {
         explicit Stream(int number) : descriptor(number), writer(number) {}
         const int descriptor;

@@ -29,7 +29,6 @@ std::string visible(const std::string& text);
 /// Splits a text into lines, without their line ends.
 std::vector<std::string> linesOf(const std::string& text);
 
-/// How many columns a text takes.
 std::size_t columnsOf(const std::string& text);
 std::size_t columnsOf(const Line& line);
 

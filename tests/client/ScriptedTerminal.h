@@ -26,7 +26,7 @@ public:
     std::optional<OutputFailed> outputFails;
     /// Called with the number of each wait before its time passes. Returns how the wait ends.
     std::function<Woken(int wait)> onWait = [](int) { return Woken::byTime; };
-    /// Set for a helper that does not answer: each wait for it lasts its whole time and ends as this function returns.
+    /// Set for a helper that does not answer: each wait for it lasts its whole time. Returns how the wait ends.
     std::function<Woken()> onSilence;
     double answerDelay = 0; ///< Seconds.
 

@@ -28,7 +28,7 @@ public:
 
     std::size_t count() const { return threads_.size(); }
 
-    /// Must be called after the process has ended; until then, waiting for it does not return.
+    /// Reaps the threads after the process has ended. Only then does waiting for the process return.
     void reap() const {
         for (const auto thread : threads_)
             waitpid(thread, nullptr, __WALL | WNOHANG);

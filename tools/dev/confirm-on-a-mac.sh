@@ -58,12 +58,12 @@ try() {
   "$@" 2>&1
 }
 
-# try_refused COMMAND...: does the same; the command must fail.
+# try_refused COMMAND...: prints the command and runs it; it must fail.
 try_refused() {
   if try "$@"; then printf 'it should have failed\n'; return 1; fi
 }
 
-# try_for PATTERN COMMAND...: does the same; the command must succeed, and its output must match.
+# try_for PATTERN COMMAND...: prints the command and runs it; it must succeed, and its output must match.
 try_for() {
   local pattern=$1 output status=0
   shift

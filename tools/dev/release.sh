@@ -67,7 +67,6 @@ is_above() {
   return 1
 }
 
-# Prints the version from its only definition.
 current_version() { sed -n 's/^project(KeloHelper VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt; }
 
 set_version() {

@@ -45,7 +45,6 @@ make_system() {
   cp /etc/resolv.conf "$root/etc/resolv.conf"
 }
 
-# Clones into the user's home folder.
 clone_checkout() {
   home=$root/root
   if [ "$kind" = user ]; then
