@@ -91,8 +91,8 @@ rehearse() {
 }
 
 # Redraws the pictures in the documents, and records the data in floor.json and hour.json again. Records the session
-# only with --record, because it takes a minute and each recording differs. ./dev prove kill N --data FILE writes delays.json,
-# ./dev bench writes performance.json; architecture.json is edited directly.
+# only with --record, because it takes a minute and each recording differs. ./dev prove kill N --data FILE writes
+# delays.json, ./dev bench writes performance.json; architecture.json is edited directly.
 command_docs() {
   local records=false folder=docs/pictures kind pictures
   while [ $# -gt 0 ]; do
