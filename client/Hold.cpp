@@ -78,7 +78,7 @@ private:
     int readings_ = 0;
 };
 
-/// In the order of `HoldStatus::State`.
+/// The texts for each state, in the order of `HoldStatus::State`.
 const struct {
     std::string title;    ///< Shown in the title of the view.
     std::string sentence; ///< Printed when the state begins.

@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t markColumns = 4;
 constexpr std::size_t subjectColumns = 11;
 
-/// In the order of `Verdict`.
+/// The marks of the verdicts, in the order of `Verdict`.
 const Span marks[] = {{"ok", Ink::good}, {"--", Ink::warning}, {"bad", Ink::alarm}};
 
 std::vector<Line> findingLines(const Finding& finding) {

@@ -5,7 +5,7 @@
 namespace kelo {
 namespace {
 
-/// In the order of `Ink`.
+/// The escape sequences of the colours, in the order of `Ink`.
 constexpr const char* colours[] = {"", "\033[2m", "\033[1m", "\033[7m", "\033[36m", "\033[32m", "\033[33m", "\033[31m"};
 
 bool beginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Checks the form of the sources: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes, yamllint, and headers
-# that compile alone. Sourced by ./dev.
+# Checks the form of the sources: clang-format, clang-tidy, shellcheck, pycodestyle, pyflakes, yamllint, and whether
+# headers compile alone. Sourced by ./dev.
 
 source_files() { git ls-files --cached --others --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
