@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Marks whose code runs until the end of a scope, for a program that makes allocations of the daemon fail: the
-/// daemon's, or that of the test around it. One thread.
+/// Marks the code that runs until the end of a scope as the daemon's or the test's, for programs that make allocations
+/// of the daemon fail. One thread.
 class CodeOf {
 public:
     enum class Owner { test, daemon };

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// While it lives, this process gets no descriptor whose number is `limit` or above.
+/// During its lifetime, this process gets no descriptor whose number is `limit` or above.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(rlim_t limit = 0) {

@@ -15,13 +15,13 @@ int count = 0;
 std::optional<kelo::MemoryFault> injected;
 kelo::MemoryInUse inUse{};
 
-/// In front of each allocation; keeps what follows aligned for everything.
+/// Precedes each allocation and keeps it aligned for every type.
 struct alignas(std::max_align_t) Header {
     std::size_t isOfDaemon; ///< 1 or 0.
     std::size_t size;
 };
 
-[[maybe_unused]] bool mustFail() { // not with the thread sanitizer, see below
+[[maybe_unused]] bool mustFail() { // unused with the thread sanitizer, see below
     if (!isCounting || kelo::CodeOf::current == kelo::CodeOf::Owner::test)
         return false;
     const int number = count++;
@@ -45,7 +45,7 @@ int kelo::FailingMemory::endCounting() {
     return std::exchange(count, 0);
 }
 
-// The thread sanitizer's own operators cannot be replaced: nothing is counted there, and nothing fails.
+// The operators of the thread sanitizer cannot be replaced: with it, allocations are not counted and do not fail.
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define KELO_COUNTS_NOTHING

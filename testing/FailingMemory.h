@@ -5,13 +5,13 @@
 
 namespace kelo {
 
-/// Which allocation of the daemon fails, counted from 0, and whether all after it fail as well.
+/// Which allocation of the daemon fails, counted from 0, and whether all later ones fail as well.
 struct MemoryFault {
     int from;
     bool fromThenOn;
 };
 
-/// What the daemon's own code has allocated and not freed.
+/// Memory that the daemon's code has allocated and not freed.
 struct MemoryInUse {
     std::size_t allocations;
     std::size_t bytes;
@@ -19,17 +19,17 @@ struct MemoryInUse {
     auto operator<=>(const MemoryInUse&) const = default;
 };
 
-/// The operators new of a program that links this: they count, and fail on request, in the daemon's own code only
-/// (`CodeOf`).
+/// Controls the `operator new` of a program that links this: it counts allocations of the daemon's code (`CodeOf`) and
+/// makes them fail on request.
 struct FailingMemory {
     FailingMemory() = delete;
 
     static MemoryInUse inUse();
 
-    /// Counts from 0 again, and fails none.
+    /// Restarts the count at 0; no allocation fails.
     static void beginCounting();
     static void inject(const MemoryFault& fault);
-    /// Allocations counted; none is counted or fails afterwards.
+    /// Returns the count. Afterwards, allocations are not counted and do not fail.
     static int endCounting();
 };
 

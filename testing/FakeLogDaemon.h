@@ -14,10 +14,10 @@
 
 namespace kelo {
 
-/// The socket of a log daemon, read only when a test says so.
+/// The socket of a log daemon. Read only when a test calls `read`.
 class FakeLogDaemon {
 public:
-    /// Takes the place of whatever is at `path`.
+    /// Replaces any file at `path`.
     explicit FakeLogDaemon(const std::filesystem::path& path, int type = SOCK_DGRAM)
         : socket_(socket(AF_UNIX, type | SOCK_CLOEXEC, 0)) {
         std::filesystem::remove(path);
@@ -27,7 +27,7 @@ public:
             throw std::runtime_error("no socket for a log daemon");
     }
 
-    /// Sends it entries until it has no room for another, as those who log do when it does not read.
+    /// Sends entries until the socket is full, as clients do when the daemon does not read.
     void fill() const {
         const FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         const auto* address = reinterpret_cast<const sockaddr*>(&address_);
@@ -37,7 +37,7 @@ public:
             throw std::runtime_error("nobody can log to the daemon");
     }
 
-    /// What has come since it was last asked.
+    /// Returns the entries received since the last call.
     std::vector<std::string> read() const {
         std::vector<std::string> entries;
         std::array<char, 4096> entry{};

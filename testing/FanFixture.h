@@ -11,7 +11,7 @@
 
 namespace kelo {
 
-/// The fan controller over the keys of a two-fan laptop, in virtual time.
+/// A two-fan laptop's keys and virtual time, for the fan controller.
 class FanFixture : public SMCFixture {
 protected:
     FanFixture() { Profile::named("laptop")->defineKeys(controller); }

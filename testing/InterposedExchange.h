@@ -10,15 +10,14 @@
 
 namespace kelo {
 
-/// Lets the test in between two exchanges, as whatever else is going on in the machine would come in between. In use
-/// for as long as it lives.
+/// Lets the test act between two exchanges, as other activity in the machine would. Installed for its lifetime.
 class InterposedExchange : public SMCExchange {
 public:
     /// `real` is borrowed.
     explicit InterposedExchange(SMCExchange& real) : real_(real) { smc_set_exchange(this); }
     ~InterposedExchange() override { smc_set_exchange(&real_); }
 
-    /// Calls `action` once, right after the next exchange of this text: "read Tp09", "write Ftst 01".
+    /// Calls `action` once, right after the next exchange with this text: "read Tp09", "write Ftst 01".
     void afterNext(std::string text, std::function<void()> action) {
         awaited_ = std::move(text);
         action_ = std::move(action);

@@ -7,7 +7,8 @@
 
 namespace kelo {
 
-/// A queue that a test can have run a timer once more, as one may that had already begun to when its timer ended.
+/// A queue whose last timer a test can fire again, like a timer whose handler was already starting when the timer
+/// ended.
 class LateQueue : public VirtualQueue {
 public:
     using VirtualQueue::VirtualQueue;
@@ -17,7 +18,7 @@ public:
         return VirtualQueue::scheduleTimer(interval, repeats, std::move(onFire));
     }
 
-    /// Runs what the timer that was scheduled last runs, whether or not it has ended.
+    /// Runs the handler of the timer scheduled last, even if that timer has ended.
     void fireLastTimer() const { last_(); }
 
 private:

@@ -13,16 +13,16 @@
 
 namespace kelo {
 
-/// A client and the object that serves it in one process: each request is made on a thread of its own, as a transport
-/// does, and waits for its reply. A reply that is dropped ends the wait, as a connection that breaks does.
+/// Connects a client and the object that serves it in one process. Each request runs on a separate thread, as with a
+/// transport, and waits for its reply. A dropped reply ends the wait, as a broken connection does.
 class LoopbackConnection : public HelperConnection {
 public:
-    /// `onEnd` is called once, when either end has gone.
+    /// Calls `onEnd` once, when either end has gone.
     LoopbackConnection(std::shared_ptr<KeloHelperProtocol> object, std::function<void(LoopbackConnection&)> onEnd)
         : object_(std::move(object)), onEnd_(std::move(onEnd)) {}
     ~LoopbackConnection() override { end(); }
 
-    /// As when the helper's process ends. Any thread.
+    /// Ends the connection as if the helper's process had ended. Any thread.
     void end() {
         std::function<void(LoopbackConnection&)> onEnd;
         {
@@ -73,7 +73,7 @@ private:
         }
     }
 
-    /// Whoever comes second, the reply or the end, comes too late.
+    /// Ignores the second of the two, the reply or the end of the connection.
     template <typename Step>
     static void settle(Step step) {
         try {
@@ -84,9 +84,9 @@ private:
     }
 
     const std::shared_ptr<KeloHelperProtocol> object_;
-    std::mutex mutex_; ///< Guards what follows.
+    std::mutex mutex_; ///< Guards the members below.
     std::function<void(LoopbackConnection&)> onEnd_;
-    std::function<void()> giveUp_; ///< Ends the wait of the request under way.
+    std::function<void()> giveUp_; ///< Ends the wait of the current request.
     bool isEnded_ = false;
 };
 

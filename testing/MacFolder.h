@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// A folder that a simulated Mac listens in; any user may look into it.
+/// A folder for the sockets of a simulated Mac; every user may enter it.
 class MacFolder {
 public:
     MacFolder() { std::filesystem::permissions(temporary_.path(), std::filesystem::perms(0755)); }

@@ -13,7 +13,7 @@
 
 namespace kelo {
 
-/// The simulated Mac as it serves real helpers, on a thread.
+/// The simulated Mac's server, on a thread.
 class MacUnderTest {
 public:
     MacUnderTest() : thread_([this] { loop_.run(); }) {}
@@ -29,14 +29,14 @@ public:
         server_.reset();
     }
 
-    /// The answer to one call. Throws `CallFailed`.
+    /// Makes one call and returns its answer. Throws `CallFailed`.
     template <typename Call>
     typename Call::Answer call(const Call& call) const {
         const auto link = HardwareLink::connect(folder());
         return link ? link->call(call) : throw CallFailed("No simulated Mac is there.");
     }
     void drive(const auto& command) const { EXPECT_NO_THROW(call(command)) << command.name; }
-    /// The sentence with which a call is refused; empty when it is not.
+    /// The reason why a call is refused; empty if it is not.
     std::string refusal(const auto& refused) const {
         try {
             call(refused);

@@ -25,13 +25,13 @@ inline Trace operator+(Trace first, const Trace& second) {
     return first;
 }
 
-/// A two-fan laptop with its lid and its power domain, in virtual time, and one trace of everything that is done to it.
+/// A two-fan laptop with its lid and its power domain, in virtual time, and one trace of all accesses to it.
 ///
-/// The trace holds, in their order:
-/// - what the controller is asked and told ("Tp09?", "F0Md=1", "F0Tg=3600.0")
+/// The trace contains, in order:
+/// - reads and writes of keys ("Tp09?", "F0Md=1", "F0Tg=3600.0")
 /// - queries of the lid ("lid?")
 /// - acknowledgements of sleep ("allow 7")
-/// - whatever the test notes
+/// - notes of the test
 class MachineFixture : public FanFixture {
 protected:
     MachineFixture() {
@@ -41,24 +41,24 @@ protected:
         controller.clearLog();
     }
 
-    /// Adds an entry behind what the controller has seen so far.
+    /// Adds an entry after the accesses so far.
     void note(const std::string& entry) {
         drainLog();
         trace_.push_back(entry);
     }
 
-    /// What has happened since the last call.
+    /// Returns the entries since the last call.
     Trace takeTrace() {
         drainLog();
         return std::exchange(trace_, {});
     }
-    /// The same without what was only read: events, acknowledgements and writes.
+    /// The same without reads: notes, acknowledgements and writes.
     Trace takeEffects() {
         auto effects = takeTrace();
         std::erase_if(effects, [](const std::string& entry) { return entry.find('?') != std::string::npos; });
         return effects;
     }
-    /// What was noted of the helper's log.
+    /// The lines of the helper's log.
     Trace takeLogs() {
         auto logs = takeTrace();
         std::erase_if(logs, [](const std::string& entry) { return entry.front() != '['; });
@@ -74,7 +74,7 @@ protected:
     bool isManual(int fan) { return controller.number("F" + std::to_string(fan) + "Md") != 0; }
     bool isAnyManual() { return isManual(0) || isManual(1); }
 
-    /// The parts of the machine, with another main queue.
+    /// The machine with another main queue.
     MachineParts machineOn(MainQueue& main) { return {main, exchange, clock, rights, power, clamshell}; }
 
     // Pieces of traces.
@@ -85,11 +85,11 @@ protected:
     static Trace readFans() {
         return {"F0Ac?", "F0Mn?", "F0Mx?", "F0Md?", "F0Tg?", "F1Ac?", "F1Mn?", "F1Mx?", "F1Md?", "F1Tg?"};
     }
-    /// The text of the float that a fan of range `min`...`max` is told for `fraction`.
+    /// The text of the float that `fraction` sets as the target of a fan with range `min`...`max`.
     static std::string speed(double min, double max, double fraction) {
         return shortestText(static_cast<double>(static_cast<float>(FanMath::target(min, max, fraction))));
     }
-    /// Taking both fans to `fraction`, as writes.
+    /// The writes that take both fans to `fraction`.
     static Trace takeFans(double fraction) {
         return {"F0Md=1", "F0Tg=" + speed(1200, 6000, fraction), "F1Md=1", "F1Tg=" + speed(1200, 5500, fraction)};
     }
@@ -113,7 +113,7 @@ private:
         controller.clearLog();
     }
 
-    /// Key-info exchanges are left out: each read and write has one.
+    /// Returns an empty text for key-info exchanges, since each read and write has one.
     std::string entryOf(const ExchangeRecord& record) {
         const auto key = record.key();
         std::string entry;

@@ -11,12 +11,12 @@
 
 namespace kelo {
 
-/// Keeps what would go to standard error, and tells a time that the test sets.
+/// Records output to standard error, and returns a time that the test sets.
 class RecordingOutput : public LogOutput {
 public:
-    double time = 1'793'930'586; // 2026-11-05T21:23:06Z... any moment will do
-    bool isKept = true;          ///< False for lives so long that their log would fill the memory.
-    /// Called with each message: a line without its newline and without the time and the blank before it.
+    double time = 1'793'930'586; // 2026-11-05T21:23:06Z, an arbitrary time
+    bool isKept = true;          ///< False in runs so long that their log would fill the memory.
+    /// Called with each message: a line without its time and its newline.
     std::function<void(const std::string&)> onMessage = [](const std::string&) {};
 
     double wallClock() override { return time; }
@@ -27,7 +27,7 @@ public:
         onMessage(bytes.substr(bytes.find(' ') + 1, bytes.size() - bytes.find(' ') - 2));
     }
 
-    /// One entry for each write.
+    /// One entry per write.
     std::vector<std::string> writes() const {
         const std::lock_guard lock(mutex_);
         return writes_;
@@ -38,7 +38,7 @@ private:
     std::vector<std::string> writes_;
 };
 
-/// Keeps what would go to the system's log.
+/// Records entries for the system log.
 class RecordingSystemLog : public SystemLog {
 public:
     bool isErrorEnabled = true;

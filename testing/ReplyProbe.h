@@ -10,24 +10,24 @@
 
 namespace kelo {
 
-/// Checks that a reply is called exactly once: the test that owns it fails when the last copy of the reply is dropped
-/// uncalled, and when it is called a second time.
+/// Checks that a reply is called exactly once: the test fails if the last copy of the reply is destroyed uncalled, or
+/// if a second call is made.
 template <typename Answer>
 class ReplyProbe {
 public:
     explicit ReplyProbe(std::string name = "a reply") : result_(std::make_shared<Result>()), name_(std::move(name)) {}
 
-    /// The reply to hand over. To be called once.
+    /// Creates the reply to pass on. Call once.
     std::function<void(Answer)> reply() {
         return [call = std::make_shared<Call>(result_, name_)](Answer answer) { call->answer(std::move(answer)); };
     }
 
     bool isAnswered() const { return result_->answer.has_value(); }
 
-    /// The reply must have been answered.
+    /// Call only after the reply has been called.
     const Answer& value() const { return result_->answer.value(); }
 
-    /// Called as the reply is answered.
+    /// Calls `action` when the reply is called.
     void onAnswer(std::function<void()> action) { result_->onAnswer = std::move(action); }
 
 private:

@@ -8,7 +8,7 @@
 
 namespace kelo {
 
-/// The key client on a simulated controller in the process. Fails the test that leaves the connection open.
+/// The key client on a simulated controller in the process. Fails a test that leaves the connection open.
 class SMCFixture : public ::testing::Test {
 protected:
     SMCFixture() { smc_set_exchange(&exchange); }
@@ -23,7 +23,7 @@ protected:
     SimulatedExchange exchange{controller};
 };
 
-/// As above, with the connection open from the start.
+/// The same with the connection open from the start.
 class OpenSMCFixture : public SMCFixture {
 protected:
     OpenSMCFixture() { EXPECT_EQ(smc_open(), 0); }

@@ -14,11 +14,11 @@
 
 namespace kelo {
 
-/// A file system in memory, with our executable in it from the start.
+/// A file system in memory that contains our executable from the start.
 class ScriptedFileEvents : public FileEvents {
 public:
     static constexpr const char* installed = "/Library/PrivilegedHelperTools/app.kelo.helper";
-    std::optional<std::string> executable = installed; ///< As the system reports it; none when it does not.
+    std::optional<std::string> executable = installed; ///< As reported by the system; nullopt if it reports none.
     bool canOpen = true;
     /// Called with each step on the main thread: "own executable?", "watch /path".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
@@ -46,7 +46,7 @@ public:
         return std::make_unique<Source>(*this, watched);
     }
 
-    /// Puts another file, or none, in the executable's place; nobody is told.
+    /// Replaces the executable with another file, or removes it, without an event.
     void place(std::optional<FileIdentity> file) {
         const std::lock_guard lock(mutex_);
         files_.erase(installed);
@@ -54,15 +54,15 @@ public:
             files_.emplace(installed, *file);
     }
 
-    /// Delivers an event to every watch that is left.
+    /// Delivers an event to every remaining watch.
     void send() {
         for (const auto& watched : std::vector(watches_))
-            tell(watched.lock());
+            notify(watched.lock());
     }
 
-    // --- what programs do with files: the watches on them are told when `deliver` is called
+    // --- changes to files, whose events are sent when `deliver` is called
 
-    /// Makes a file, or writes to the one that is there.
+    /// Creates a file, or writes to an existing one.
     void write(const std::string& path) {
         const std::lock_guard lock(mutex_);
         if (files_.emplace(path, FileIdentity{1, nextInode_}).second)
@@ -94,7 +94,7 @@ public:
         for (const auto& file : std::exchange(changed_, {}))
             for (const auto& watched : std::vector(watches_))
                 if (const auto live = watched.lock(); live && live->file == file)
-                    tell(live);
+                    notify(live);
     }
 
     int sources() const { return sources_; }
@@ -120,10 +120,10 @@ private:
         std::shared_ptr<Watched> watched_;
     };
 
-    static void tell(const std::shared_ptr<Watched>& watched) {
+    static void notify(const std::shared_ptr<Watched>& watched) {
         if (!watched || !watched->onEvent)
             return;
-        const auto onEvent = watched->onEvent; // it may cancel or destroy its source
+        const auto onEvent = watched->onEvent; // the handler may cancel or destroy its source
         const CodeOf daemon(CodeOf::Owner::daemon);
         onEvent();
     }

@@ -19,17 +19,17 @@
 
 namespace kelo {
 
-/// Notes requests and replies to them as the test says. Any thread.
+/// Records requests and replies to them as the test decides. Any thread.
 class ScriptedHelper : public KeloHelperProtocol {
 public:
-    // Set before a request comes.
+    // Set these before a request comes.
     std::optional<Data> snapshot;
     std::optional<std::string> error;
     std::int64_t version = KeloHelper::interfaceVersion;
     /// Calls a reply, calls it later, or drops it.
     std::function<void(std::function<void()> reply)> answer = [](const std::function<void()>& reply) { reply(); };
 
-    /// From now on keeps every reply until it is sent or dropped.
+    /// Keeps every later reply until the test sends or drops it.
     void keepReplies() {
         answer = [this](std::function<void()> reply) {
             const std::lock_guard lock(mutex_);
@@ -44,7 +44,7 @@ public:
         while (kept() < count)
             std::this_thread::yield();
     }
-    /// Returns the number of replies that it sends.
+    /// Returns the number of replies sent.
     std::size_t sendKept() {
         const auto kept = takeKept();
         for (const auto& reply : kept)
@@ -62,7 +62,7 @@ public:
             call);
     }
 
-    /// The selectors of the requests up to "With".
+    /// The selectors of the requests, up to "With".
     std::vector<std::string> requests() const {
         const std::lock_guard lock(mutex_);
         return requests_;
@@ -71,7 +71,7 @@ public:
         const std::lock_guard lock(mutex_);
         return holds_;
     }
-    /// The thread that brought the last request.
+    /// The thread of the last request.
     std::thread::id broughtBy() const {
         const std::lock_guard lock(mutex_);
         return broughtBy_;
@@ -110,14 +110,14 @@ class ScriptedAdmission {
 public:
     explicit ScriptedAdmission(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}
 
-    /// As a listener takes it.
+    /// The callable for a listener.
     ConnectionAdmission callable() {
         return [this](IncomingConnection& connection) { return shouldAcceptNewConnection(connection); };
     }
 
     bool isAccepting = true; ///< Set before a connection comes.
     std::atomic<bool> throws = false;
-    /// Held by the handlers of every connection; set before one comes.
+    /// Captured by the handlers of every connection; set before one comes.
     std::shared_ptr<int> heldByHandlers = std::make_shared<int>();
 
     bool shouldAcceptNewConnection(IncomingConnection& connection) {

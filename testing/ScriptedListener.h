@@ -12,7 +12,7 @@
 
 namespace kelo {
 
-/// A connection in memory. Records what is done to it, in order.
+/// A connection in memory. Records the calls on it, in order.
 class ScriptedConnection : public IncomingConnection {
 public:
     /// Called with each step: "export", "invalidation handler", "interruption handler", "resume".
@@ -40,7 +40,8 @@ public:
     }
 };
 
-/// A listener in memory: the test presents the connections. A requirement is a text that a peer knows or does not know.
+/// A listener in memory to which the test presents connections. A requirement is a text that a peer satisfies or does
+/// not satisfy.
 class ScriptedListener : public Listener {
 public:
     /// Called with each step: "admission", "requirement ...", "resume".
@@ -64,8 +65,8 @@ public:
         return canListen;
     }
 
-    /// Presents a connection of a peer that satisfies one requirement, or by default whatever is required. Null when
-    /// nobody listens, when it was cut off, and when it was refused.
+    /// Presents a connection of a peer that satisfies only `satisfied`, or any requirement by default. Returns null if
+    /// the listener is not resumed, or if the peer is cut off or refused.
     std::unique_ptr<ScriptedConnection> connect(const std::optional<std::string>& satisfied = std::nullopt) {
         if (!isResumed || (satisfied && satisfied != requirement))
             return nullptr;

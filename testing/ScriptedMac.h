@@ -14,7 +14,7 @@
 
 namespace kelo {
 
-/// The Mac's end of one connection at a time, which sends what the test wants, asked or not.
+/// The Mac's end of one connection at a time. Sends any bytes, whether or not it was asked.
 class ScriptedMac {
 public:
     using Bytes = std::vector<std::uint8_t>;
@@ -24,7 +24,7 @@ public:
 
     int folder() const { return folder_.descriptor(); }
 
-    /// Waits for somebody to connect, and forgets whoever was there.
+    /// Waits for a client to connect, and drops the previous one.
     void accept() {
         awaitReadable(listening_);
         client_ = unix_socket::accept(listening_.get());
@@ -41,9 +41,9 @@ public:
     void hangUp() { client_ = FileDescriptor(); }
     /// Whether the client is connected.
     bool hasClient() const { return client_.isValid() && (stateOf(client_) & POLLHUP) == 0; }
-    /// Whether a message of the client waits to be heard.
+    /// Whether a message from the client is waiting.
     bool isSpokenTo() const { return hasClient() && stateOf(client_) != 0; }
-    /// Fills the backlog, so that connecting fails for as long as the returned sockets live.
+    /// Fills the backlog, so that connecting fails while the returned sockets exist.
     std::vector<FileDescriptor> fillBacklog() const {
         std::vector<FileDescriptor> waiting;
         const auto connect = [this] {
@@ -68,7 +68,8 @@ public:
     /// Listens again after `goAway`.
     void comeBack() { listening_ = unix_socket::listen(folder_.descriptor(), socketName_); }
 
-    /// Does `work`, which asks, while the Mac accepts new connections and gives one of `answers` to each question.
+    /// Runs `work`, which asks questions, while the Mac accepts new connections and answers each question with the next
+    /// of `answers`.
     template <typename Work>
     auto answering(const std::vector<Bytes>& answers, const Work& work) {
         std::thread mac([&] {
@@ -83,7 +84,7 @@ public:
         return result;
     }
 
-    /// Does `work`, which connects, while the Mac accepts and says `bytes`.
+    /// Runs `work`, which connects, while the Mac accepts and sends `bytes`.
     template <typename Work>
     auto during(const Bytes& bytes, const Work& work) {
         std::thread mac([&] {
@@ -109,7 +110,7 @@ private:
             return false;
         }
         if ((waiting[1].revents & POLLHUP) != 0) {
-            hangUp(); // whatever it asked, it does not wait for the answer any more
+            hangUp(); // the client no longer waits for an answer
             return false;
         }
         hear();

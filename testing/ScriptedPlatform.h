@@ -19,8 +19,8 @@ namespace kelo {
 /// Signals that a test sends.
 class ScriptedSignals : public Signals {
 public:
-    bool canDeliver = true; ///< Whether the system has a source left.
-    /// Whether a source receives its signal from the start; otherwise from `becomeReady` on.
+    bool canDeliver = true; ///< Whether the system has a source available.
+    /// Whether a source receives its signal from the start; otherwise it does from `becomeReady` on.
     bool isReadyAtOnce = true;
     /// Called with each step: "deliver 15".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
@@ -33,18 +33,18 @@ public:
         return std::make_unique<Source>(*this, signal);
     }
 
-    /// Delivers a signal, if there still is a source for it. Returns whether there is.
+    /// Delivers a signal if there is a source for it. Returns whether there is one.
     bool send(int signal) {
         const auto found = handlers_.find(signal);
         if (found == handlers_.end())
             return false;
-        const auto onSignal = found->second; // it may destroy its source
+        const auto onSignal = found->second; // the handler may destroy its source
         const CodeOf daemon(CodeOf::Owner::daemon);
         onSignal();
         return true;
     }
 
-    /// Makes the next source ready. False if all are.
+    /// Makes the next source ready. Returns false if all are.
     bool becomeReady() {
         if (unready_.empty())
             return false;
@@ -74,7 +74,7 @@ private:
     std::map<int, std::function<void()>> unready_;
 };
 
-/// A whole platform in memory, on parts that the test owns.
+/// A platform in memory, on machine parts that the test owns.
 class ScriptedPlatform {
 public:
     explicit ScriptedPlatform(const MachineParts& machine) : machine_(machine) {}
@@ -83,21 +83,21 @@ public:
     ScriptedSignals stopSignals;
     ScriptedSigningInformation signing;
     RecordingOutput output;
-    /// Whether the listener will listen when it is resumed.
+    /// Whether the listener can listen when it is resumed.
     bool canListen = true;
-    /// Whether no listener can be made.
+    /// Whether creating a listener throws.
     bool isListenerMissing = false;
     /// The category whose system log cannot be created; empty if all can.
     std::string missingLog;
-    /// Whether the system's logs throw at every entry.
+    /// Whether the system logs throw at every entry.
     bool isLogThrowing = false;
-    /// Made by the process; null before.
+    /// Null until the helper has created it.
     ScriptedListener* listener = nullptr;
     std::vector<std::string> logCategories;
     /// Called with each step of the platform and its parts.
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
-    /// As the helper sees it. Lives as long as this.
+    /// The platform as the helper sees it. Valid as long as this object.
     const Platform& platform() const { return platform_; }
 
 private:

@@ -16,10 +16,10 @@ namespace kelo {
 class ScriptedPower : public PowerNotifications {
 public:
     bool isPresent = true;   ///< Whether there is a root power domain to register with.
-    bool isThrowing = false; ///< Whether registering throws, as when the system is out of something.
-    /// Called at each try to register.
+    bool isThrowing = false; ///< Whether registering throws, as it does when the system is out of resources.
+    /// Called at each attempt to register.
     std::function<void()> onRegister = [] {};
-    /// Called with each acknowledgement's notification ID.
+    /// Called with the notification ID of each acknowledgement.
     std::function<void(std::intptr_t)> onAllow = [](std::intptr_t) {};
 
     [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override {
@@ -32,18 +32,18 @@ public:
         return std::make_unique<Registration>(*this, std::move(onMessage));
     }
 
-    /// Delivers a message to everybody who is registered.
+    /// Delivers a message to every registration.
     void send(PowerMessage message, std::intptr_t notificationID = 0) {
-        const auto receivers = receivers_; // one may deregister meanwhile
+        const auto receivers = receivers_; // a handler may deregister another
         const CodeOf daemon(CodeOf::Owner::daemon);
         for (const auto& [id, receiver] : receivers)
             if (receivers_.contains(id))
                 receiver(message, notificationID);
     }
 
-    /// The notification IDs that were acknowledged, in order.
+    /// The acknowledged notification IDs, in order.
     const std::vector<std::intptr_t>& allowed() const { return allowed_; }
-    /// Registrations ever made, and those still in force.
+    /// The number of registrations so far, and of those that still exist.
     int registrations() const { return registrations_; }
     std::size_t registered() const { return receivers_.size(); }
 

@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Rights that a test gives and takes.
+/// Rights that a test grants and revokes.
 class ScriptedRights : public Rights {
 public:
     bool isRoot() override { return root; }

@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// What our own executable is signed by, as the test says.
+/// The signer of our executable, as set by the test.
 class ScriptedSigningInformation : public SigningInformation {
 public:
     std::optional<std::string> team = "ABCDE12345";

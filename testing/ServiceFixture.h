@@ -12,7 +12,7 @@
 
 namespace kelo {
 
-/// The service on the machine. Its log lines and the process's exit are part of the trace.
+/// The service on the machine. The trace includes its log lines and the process's exit.
 class ServiceFixture : public MachineFixture {
 protected:
     ServiceFixture() {
@@ -26,7 +26,7 @@ protected:
             machineOn(main), log, [this](const char* notice) { note(notice == nullptr ? "leave" : notice); }, [] {}});
     }
 
-    // Each makes the request, lets the main queue run it, and checks that it is answered exactly once.
+    // Each function makes the request, lets the main queue run it, and checks that it gets exactly one reply.
     std::optional<Data> fetchSnapshot() {
         ReplyProbe<std::optional<Data>> probe("fetchSnapshot");
         service->perform(requests::Call{requests::FetchSnapshot{}, probe.reply()});
@@ -51,7 +51,7 @@ protected:
         service->perform(requests::Call{requests::HelperVersion{}, probe.reply()});
         return probe.value();
     }
-    /// Its reply is part of the trace.
+    /// The trace includes its reply.
     void standDown() {
         ReplyProbe<requests::Nothing> probe("standDown");
         probe.onAnswer([this] { note("reply"); });

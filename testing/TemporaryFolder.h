@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// A folder of a test's own, removed with everything in it.
+/// A separate folder for a test, removed with its content.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
@@ -21,7 +21,7 @@ public:
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     ~TemporaryFolder() {
-        std::error_code error; // a test that ends must not throw because something is left behind
+        std::error_code error; // a test must not throw at its end because a file cannot be removed
         std::filesystem::remove_all(path_, error);
     }
 

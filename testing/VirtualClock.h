@@ -8,10 +8,10 @@
 
 namespace kelo {
 
-/// Time that passes only when somebody sleeps.
+/// Time that passes only when a thread sleeps.
 class VirtualClock : public Clock {
 public:
-    /// `now` is borrowed: the virtual seconds that the test's other parts read, too.
+    /// `now` is borrowed: the virtual seconds that the test's other parts share.
     explicit VirtualClock(double& now) : now_(now) {}
 
     double now() override { return now_; }
@@ -23,7 +23,7 @@ public:
     }
 
     int sleeps = 0;
-    /// What other threads do as soon as somebody sleeps.
+    /// Actions of other threads, run at the next sleep.
     std::vector<std::function<void()>> meanwhile;
 
 private:

@@ -18,11 +18,11 @@ namespace kelo {
 
 /// The main queue in virtual time: nothing runs until the test lets time pass.
 ///
-/// Time also passes when a task sleeps; what falls due meanwhile runs late, as it would behind a blocked main thread.
-/// Belongs to the thread that made it; any thread may post while no time passes.
+/// Time also passes when a task sleeps; tasks that become due meanwhile run late, as they would behind a blocked main
+/// thread. Belongs to the thread that created it; other threads may post while no time passes.
 class VirtualQueue : public MainQueue {
 public:
-    /// `now` is borrowed: the virtual seconds that the test's other parts read, too.
+    /// `now` is borrowed: the virtual seconds that the test's other parts share.
     explicit VirtualQueue(double& now) : now_(now) {}
 
     void postPrepared(Tasks tasks) noexcept override {
@@ -33,7 +33,8 @@ public:
         add(later(now_, seconds > 0 ? seconds : 0), [this, task = std::move(task)] { run(task); });
     }
 
-    /// As `post`, but before every task that waits: as a system's message that came while the main thread was busy.
+    /// Like `post`, but the task runs before every waiting one, like a system message that arrived while the main
+    /// thread was busy.
     void postFirst(const Task& task) {
         add(-std::numeric_limits<double>::infinity(), [this, task] { run(task); });
     }
@@ -48,7 +49,7 @@ public:
 
     bool isCurrent() const override { return std::this_thread::get_id() == owner_; }
 
-    /// Lets `seconds` pass and runs what falls due, in order.
+    /// Lets `seconds` pass and runs tasks as they become due, in order.
     void runFor(double seconds) {
         const double end = later(now_, seconds);
         while (!isStopped_) {
@@ -60,23 +61,23 @@ public:
         }
     }
 
-    /// Neither tasks nor time go on, as when the process has ended.
+    /// Stops tasks and time, as the end of the process does.
     void stop() { isStopped_ = true; }
 
-    /// Runs what is due at this moment.
+    /// Runs all tasks that are due now.
     void runReady() { runFor(0); }
 
-    /// Tasks that wait, timers among them.
+    /// The number of waiting tasks, including timers.
     std::size_t pendingTasks() const {
         const std::lock_guard lock(mutex_);
         return tasks_.size();
     }
 
-    /// Timers that exist, whether or not they will fire again.
+    /// The number of existing timers, including those that will not fire again.
     int liveTimers() const { return liveTimers_; }
 
 protected:
-    /// Calls a task, or the handler of a timer.
+    /// Calls a task or the handler of a timer.
     virtual void run(const Task& task) { task(); }
 
 private:
@@ -105,7 +106,7 @@ private:
         std::shared_ptr<TimerState> state_;
     };
 
-    /// To whole microseconds, so that 7.999 s and 0.001 s are 8 s.
+    /// Rounds to whole microseconds, so that 7.999 s and 0.001 s are 8 s.
     static double later(double time, double seconds) { return std::round((time + seconds) * 1e6) / 1e6; }
 
     void add(double due, Task task) {

@@ -29,16 +29,16 @@ runs 1 'it runs again with the same files'
 echo two >file
 runs 2 'it does not run although a file has changed'
 touch new
-runs 3 'it does not run although a file has come'
+runs 3 'it does not run although a file was added'
 touch broken
-runs 4 'it does not run although a file has come that breaks it'
+runs 4 'it does not run although an added file breaks it'
 runs 5 'it counts as passed although it failed'
 if "$settled" "$folder/passed" "$folder/test" >/dev/null; then failure "it hides a failure"; fi
 rm broken
-runs 7 'it does not run once it could pass again'
+runs 7 'it does not run after it failed'
 runs 7 'it runs again with the same files'
 echo '# changed' >>"$folder/test"
 runs 8 'it does not run although the program has changed'
-KELO_EVERY_TEST=1 runs 9 'it does not run although every test is wanted'
+KELO_EVERY_TEST=1 runs 9 'it does not run although KELO_EVERY_TEST is set'
 rm -rf .git
 runs 10 'it does not run without a checkout'

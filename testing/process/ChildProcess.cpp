@@ -22,7 +22,7 @@ std::string contents(const std::filesystem::path& file) {
     return text.str();
 }
 
-/// Empty from the start, so that nobody takes an earlier process's words for this one's.
+/// Truncates the file, so that no test reads output of an earlier process.
 FileDescriptor openEmpty(const std::filesystem::path& file) {
     FileDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
     if (!descriptor.isValid())
@@ -30,7 +30,7 @@ FileDescriptor openEmpty(const std::filesystem::path& file) {
     return descriptor;
 }
 
-/// In the new process, where only calls that are safe after a fork may be made.
+/// Runs in the new process, where only calls that are safe after a fork are allowed.
 [[noreturn]] void become(const char* executable, char* const* arguments, int input, int output, int errors) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(input, STDIN_FILENO);
@@ -74,7 +74,7 @@ void ChildProcess::signal(int signal) const { kill(number_, signal); }
 
 void ChildProcess::writeInput(const std::string& text) const {
     const auto written = write(input_.get(), text.data(), text.size());
-    static_cast<void>(written); // a process that has gone shows by its status
+    static_cast<void>(written); // a process that has ended is noticed by its status
 }
 
 std::optional<int> ChildProcess::status() {

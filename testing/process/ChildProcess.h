@@ -13,13 +13,13 @@
 
 namespace kelo {
 
-/// A process of our own making. Killed when it is still running as this object, or the process that made it, ends.
+/// A child process. Killed if it is still running when this object, or the process that started it, ends.
 ///
-/// What it prints goes into files, where it can be read at any time. Its standard input is a pipe.
+/// Its output goes into files, which can be read at any time. Its standard input is a pipe.
 class ChildProcess {
 public:
-    /// `folder` takes the files NAME.out and NAME.err. Throws `std::system_error` when there is no process to be had;
-    /// an executable that cannot be run ends with status 127.
+    /// The output goes into NAME.out and NAME.err in `folder`. Throws `std::system_error` if no process can be started.
+    /// If the executable cannot be run, the status is 127.
     ChildProcess(const std::filesystem::path& executable, const std::vector<std::string>& arguments,
                  const std::filesystem::path& folder, const std::string& name);
     ChildProcess(const ChildProcess&) = delete;
@@ -31,13 +31,13 @@ public:
     void writeInput(const std::string& text) const;
     void closeInput() { input_ = {}; }
 
-    /// Its exit status, or 128 and the signal that ended it; none while it runs.
+    /// Its exit status, or 128 plus the signal that ended it; nullopt while it runs.
     std::optional<int> status();
-    /// Waits for its end, up to `seconds`.
+    /// Waits up to `seconds` for its end.
     std::optional<int> waitForEnd(double seconds);
 
-    /// Waits for the line of its output that is next to be read, and returns it without its end; the rest of the output
-    /// when it ends first.
+    /// Waits for the next line of its output and returns it without its newline. If the process ends first, returns the
+    /// rest of the output.
     std::string readLine();
 
     std::string output() const;
@@ -47,12 +47,12 @@ private:
     pid_t number_ = -1;
     FileDescriptor input_;
     std::optional<int> status_;
-    std::size_t linesEnd_ = 0; ///< Where in the output the lines that were read end.
+    std::size_t linesEnd_ = 0; ///< The end in the output of the lines read so far.
     std::filesystem::path outputFile_;
     std::filesystem::path errorFile_;
 };
 
-/// Waits until `condition` holds, up to `seconds`; returns whether it does. Looks often and sleeps in between.
+/// Waits up to `seconds` until `condition` holds, checking every few milliseconds. Returns whether it holds.
 bool waitUntil(const std::function<bool()>& condition, double seconds);
 
 } // namespace kelo

@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-constexpr double timeout = 90; // seconds; a Mac that goes to sleep waits for its clients for up to a minute
+constexpr double timeout = 90; // seconds; a Mac that goes to sleep waits up to a minute for its clients
 
 } // namespace
 
@@ -82,7 +82,7 @@ std::unique_ptr<ChildProcess> Installation::start(const std::string& name, const
 std::unique_ptr<ChildProcess> Installation::startExecutable(const std::filesystem::path& executable,
                                                             const std::string& name,
                                                             const std::vector<std::string>& arguments) {
-    // A number before the name: each run has files of its own, and they sort by time.
+    // The number separates the files of different runs and sorts them by time.
     return std::make_unique<ChildProcess>(executable, arguments, folder_ / "log", std::to_string(++runs_) + "." + name);
 }
 

@@ -8,8 +8,8 @@
 namespace kelo {
 namespace {
 
-/// The system's log is found by a fixed name, and the helper takes no settings. So the helper gets a /dev of its own,
-/// with what it uses there. $0 is its folder.
+/// The path of the system log is fixed, and the helper has no settings. So the helper gets a separate /dev with the
+/// files that it uses. $0 is its folder.
 constexpr const char* replaceDev = R"(
     mkdir -p "$0/dev"
     mount -t tmpfs none "$0/dev"
@@ -20,7 +20,7 @@ constexpr const char* replaceDev = R"(
     mount --bind "$0/dev" /dev
 )";
 
-/// Runs what follows where mounts are seen by nobody else.
+/// Runs a command with mounts that no other process sees.
 constexpr const char* ownMounts[] = {"/usr/bin/unshare", "--mount"};
 
 } // namespace

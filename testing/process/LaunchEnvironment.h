@@ -6,16 +6,16 @@
 
 namespace kelo {
 
-/// What a helper is started in, where it is to differ from what surrounds the process that starts it.
+/// Differences between the environment of a helper and that of the process that starts it.
 struct LaunchEnvironment {
-    /// The socket in the helper's folder that it takes for that of the system's log, when it has a log of its own.
+    /// The socket in the helper's folder that replaces the system log if `hasOwnLog` is set.
     static constexpr const char* logSocketName = "log.socket";
 
-    bool hasOwnLog = false;                   ///< Needs the right to mount: see refusalOfOwnLog.
-    std::filesystem::path standardError = {}; ///< A file, pipe or terminal; empty for a file of the log folder.
-    int descriptors = 0;                      ///< How many it may have; 0 for as many as others.
+    bool hasOwnLog = false;                   ///< Requires the right to mount: see refusalOfOwnLog.
+    std::filesystem::path standardError = {}; ///< A file, pipe or terminal; if empty, a file in the log folder.
+    int descriptors = 0;                      ///< The limit of open descriptors; 0 leaves the default.
 
-    /// Why a process cannot have its own log here; empty if it can. Tries it in `folder`, once.
+    /// Why a process cannot have a separate log here; empty if it can. Tries it once in `folder`.
     static std::string refusalOfOwnLog(const std::filesystem::path& folder);
 
     /// The command that becomes the helper in `folder`.

@@ -82,7 +82,7 @@ void PseudoTerminal::resize(unsigned columns, unsigned rows) const {
 
 void PseudoTerminal::type(const std::string& keys) const {
     const auto written = write(master_.get(), keys.data(), keys.size());
-    static_cast<void>(written); // a process that does not get them shows by what it does
+    static_cast<void>(written); // a process that misses the keys is noticed by its behaviour
 }
 
 void PseudoTerminal::signal(int signal) const { kill(number_, signal); }
@@ -101,16 +101,16 @@ bool PseudoTerminal::isEchoing() const {
 }
 
 bool PseudoTerminal::isStopped() {
-    look();
+    updateStatus();
     return isStopped_;
 }
 
 std::optional<int> PseudoTerminal::status() {
-    look();
+    updateStatus();
     return status_;
 }
 
-void PseudoTerminal::look() {
+void PseudoTerminal::updateStatus() {
     int state = 0;
     while (!status_ && waitpid(number_, &state, WNOHANG | WUNTRACED | WCONTINUED) == number_) {
         isStopped_ = WIFSTOPPED(state);

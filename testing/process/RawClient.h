@@ -12,7 +12,7 @@
 
 namespace kelo {
 
-/// A client whose every byte is the test's.
+/// A client that sends any bytes that the test chooses.
 class RawClient {
 public:
     RawClient(Installation& installation, const std::string& program) : process_(installation.start(program, {})) {}
@@ -23,12 +23,13 @@ public:
         return answer.empty() ? "no answer" : answer;
     }
     bool connect() { return perform("connect") == "connected"; }
-    /// Makes a request without waiting for its reply.
+    /// Sends a request without waiting for its reply.
     void request(const requests::Any& request) {
         const auto record = request_records::encode(++number_, request);
         perform("send " + hexOf(record));
     }
-    /// Throws `std::runtime_error` when the connection ends, or the next reply is to another request.
+    /// Sends a request and returns the answer. Throws `std::runtime_error` if the connection ends or the next reply is
+    /// for another request.
     template <typename Request>
     typename Request::Answer ask(const Request& asked) {
         request(asked);

@@ -16,10 +16,10 @@
 
 namespace kelo {
 
-/// A pipe or a terminal that nobody reads and that has no room left.
+/// A full pipe or terminal that no process reads.
 class UnreadStream {
 public:
-    /// The pipe is made at `path`.
+    /// Creates the pipe at `path`.
     static UnreadStream pipe(const std::filesystem::path& path) {
         if (::mkfifo(path.c_str(), 0600) != 0)
             throw std::runtime_error("no pipe");
@@ -36,10 +36,10 @@ public:
         return UnreadStream(name.data(), std::move(end), std::move(other));
     }
 
-    /// Where it can be opened.
+    /// The path to open it.
     const std::filesystem::path& path() const { return path_; }
 
-    /// Reads a pipe after all: what is in it at the moment, which makes room.
+    /// Reads the current content of the pipe, which makes room.
     std::string read() const {
         std::string text;
         std::array<char, 4096> part{};
@@ -58,8 +58,8 @@ private:
     }
 
     std::filesystem::path path_;
-    FileDescriptor end_;   ///< Kept open, as is the other: without them writing would fail instead of waiting.
-    FileDescriptor other_; ///< The terminal's; a pipe has none.
+    FileDescriptor end_;   ///< Kept open, like `other_`: otherwise writing would fail instead of waiting.
+    FileDescriptor other_; ///< The other end of the terminal; unused for a pipe.
 };
 
 } // namespace kelo

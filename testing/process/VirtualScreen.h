@@ -8,12 +8,12 @@
 
 namespace kelo {
 
-/// A terminal's screen: takes what a program sends and shows what its user would see.
+/// A terminal's screen: receives the bytes that a program sends and shows them as a user would see them.
 class VirtualScreen {
 public:
     struct Cell {
         std::string character = " ";
-        std::string ink; ///< The arguments of the control sequence that set it; empty for the normal ink.
+        std::string ink; ///< The arguments of the control sequence that set it; empty for the default.
     };
     using Page = std::vector<std::vector<Cell>>;
 
@@ -40,7 +40,7 @@ public:
 
     const Page& cells() const { return isAlternate ? alternate_ : main_; }
 
-    /// The text of each row, without blanks at its end.
+    /// The text of each row, without trailing blanks.
     std::vector<std::string> rows() const {
         std::vector<std::string> texts;
         for (const auto& row : cells()) {
@@ -57,14 +57,14 @@ public:
                            [&](const auto& row) { return row.find(text) != std::string::npos; });
     }
 
-    bool isAlternate = false; ///< The program has the screen to itself.
+    bool isAlternate = false; ///< The alternate screen is shown.
     bool isCursorVisible = true;
-    std::string ink;                 ///< Of the text that comes next.
-    bool wasColoured = false;        ///< Some text was not in the normal ink.
-    std::vector<std::string> faults; ///< Unknown control sequences, and text that ran over the end of a row.
+    std::string ink;                 ///< The ink of the text that follows.
+    bool wasColoured = false;        ///< Some text was not in the default ink.
+    std::vector<std::string> faults; ///< Unknown control sequences, and text beyond the end of a row.
 
 private:
-    /// The size of the first character or control sequence; 0 while it is not whole.
+    /// The size of the first character or control sequence; 0 while it is incomplete.
     std::size_t sizeOfFirst() const {
         if (pending_.empty())
             return 0;
@@ -137,7 +137,7 @@ private:
     }
 
     void move(std::size_t row, std::size_t column) {
-        row_ = std::min(row, rows_ - 1); // a frame for the size before
+        row_ = std::min(row, rows_ - 1); // the frame may be drawn for the previous size
         column_ = std::min(column, columns_ - 1);
     }
 
@@ -157,7 +157,7 @@ private:
     Page alternate_;
     std::size_t row_ = 0;
     std::size_t column_ = 0;
-    std::size_t otherRow_ = 0; ///< Where the cursor is on the page that is not shown.
+    std::size_t otherRow_ = 0; ///< The cursor's row on the hidden page.
     std::size_t otherColumn_ = 0;
     std::string pending_;
 };

@@ -1,6 +1,6 @@
-// A client that does what it is told, including what no client should: sends any bytes, comes and goes.
+// A client that can misbehave on request: it sends any bytes, and connects and disconnects at any time.
 //
-// Reads commands from standard input, a line each, and answers each with one line.
+// Reads commands from standard input, one per line, and answers each with one line.
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -75,7 +75,7 @@ private:
         return std::to_string(connected);
     }
 
-    /// From now on asks for snapshots over that many connections, 64 at once over each.
+    /// Keeps requesting snapshots over this many connections, with 64 requests at once on each.
     std::string storm(int connections) {
         for (int i = 0; i < connections; ++i) {
             if (!connect())
@@ -106,9 +106,9 @@ private:
 
     FileDescriptor installation_ = openInstallation();
     FileDescriptor socket_;
-    std::vector<FileDescriptor> connections_; ///< Of the storm.
+    std::vector<FileDescriptor> connections_; ///< The connections of the storm.
     std::vector<pollfd> storm_;
-    std::uint64_t number_ = 0; ///< Of the storm's last request.
+    std::uint64_t number_ = 0; ///< The number of the storm's last request.
 };
 
 } // namespace
