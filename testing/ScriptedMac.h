@@ -30,19 +30,19 @@ public:
         client_ = unix_socket::accept(listening_.get());
         EXPECT_TRUE(client_.isValid());
     }
-    void say(const Bytes& bytes) { EXPECT_EQ(unix_socket::send(client_.get(), bytes), unix_socket::Sent::whole); }
+    void send(const Bytes& bytes) { EXPECT_EQ(unix_socket::send(client_.get(), bytes), unix_socket::Sent::whole); }
     /// Waits for the next message.
-    Bytes hear() {
+    Bytes receive() {
         awaitReadable(client_);
         Bytes buffer(4096);
-        const auto heard = std::get<unix_socket::Bytes>(unix_socket::receive(client_.get(), buffer));
-        return {heard.begin(), heard.end()};
+        const auto received = std::get<unix_socket::Bytes>(unix_socket::receive(client_.get(), buffer));
+        return {received.begin(), received.end()};
     }
     void hangUp() { client_ = FileDescriptor(); }
     /// Whether the client is connected.
     bool hasClient() const { return client_.isValid() && (stateOf(client_) & POLLHUP) == 0; }
     /// Whether a message from the client is waiting.
-    bool isSpokenTo() const { return hasClient() && stateOf(client_) != 0; }
+    bool hasMessage() const { return hasClient() && stateOf(client_) != 0; }
     /// Fills the backlog, so that connecting fails while the returned sockets exist.
     std::vector<FileDescriptor> fillBacklog() const {
         std::vector<FileDescriptor> waiting;
@@ -55,18 +55,18 @@ public:
     }
     /// Accepts each waiting connection and closes it.
     void clearBacklog() {
-        while (isAskedToAccept())
+        while (hasPendingConnection())
             unix_socket::accept(listening_.get());
     }
     /// Whether a connection waits to be accepted.
-    bool isAskedToAccept() const { return stateOf(listening_) != 0; }
+    bool hasPendingConnection() const { return stateOf(listening_) != 0; }
     /// Closes all sockets: connecting is refused.
-    void goAway() {
+    void shutDown() {
         hangUp();
         listening_ = {};
     }
-    /// Listens again after `goAway`.
-    void comeBack() { listening_ = unix_socket::listen(folder_.descriptor(), socketName_); }
+    /// Listens again after `shutDown`.
+    void restart() { listening_ = unix_socket::listen(folder_.descriptor(), socketName_); }
 
     /// Runs `work`, which asks questions, while the Mac accepts new connections and answers each question with the next
     /// of `answers`.
@@ -74,9 +74,9 @@ public:
     auto answering(const std::vector<Bytes>& answers, const Work& work) {
         std::thread mac([&] {
             for (const auto& answer : answers) {
-                while (!isAsked()) {
+                while (!receivesQuestion()) {
                 }
-                say(answer);
+                send(answer);
             }
         });
         auto result = work();
@@ -89,7 +89,7 @@ public:
     auto during(const Bytes& bytes, const Work& work) {
         std::thread mac([&] {
             accept();
-            say(bytes);
+            send(bytes);
         });
         auto result = work();
         mac.join();
@@ -98,7 +98,7 @@ public:
 
 private:
     /// Waits for a connection or a message. Returns whether it is a message.
-    bool isAsked() {
+    bool receivesQuestion() {
         pollfd waiting[] = {{.fd = listening_.get(), .events = POLLIN, .revents = 0},
                             {.fd = client_.get(), .events = POLLIN, .revents = 0}};
         if (poll(waiting, 2, 10'000) <= 0) {
@@ -113,7 +113,7 @@ private:
             hangUp(); // the client no longer waits for an answer
             return false;
         }
-        hear();
+        receive();
         return true;
     }
     static short stateOf(const FileDescriptor& socket) {

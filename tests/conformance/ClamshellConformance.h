@@ -6,10 +6,10 @@
 
 namespace kelo {
 
-/// What every reading of the lid must do. The harness:
+/// Tests every source of the lid state. The harness:
 ///
 ///     Clamshell& clamshell();
-///     void setState(const ClamshellProperty& state);  // what the root power domain holds from now on
+///     void setState(const ClamshellProperty& state);  // the root power domain's new state
 ///     void removePowerDomain();
 template <typename Harness>
 class ClamshellConformance : public ::testing::Test {
@@ -21,7 +21,7 @@ protected:
 
 TYPED_TEST_SUITE_P(ClamshellConformance);
 
-TYPED_TEST_P(ClamshellConformance, ReadsEachStateAsItIsAtThatMoment) {
+TYPED_TEST_P(ClamshellConformance, ReadsTheCurrentState) {
     const ClamshellProperty states[] = {true, false, 0.0, 1.0, 0.5, -3.0, UnconvertibleProperty{}, std::monostate{}};
     for (const auto& state : states) {
         this->harness.setState(state);
@@ -35,6 +35,6 @@ TYPED_TEST_P(ClamshellConformance, IsAbsentWithoutARootPowerDomain) {
     EXPECT_EQ(this->state(), ClamshellProperty(std::monostate{}));
 }
 
-REGISTER_TYPED_TEST_SUITE_P(ClamshellConformance, ReadsEachStateAsItIsAtThatMoment, IsAbsentWithoutARootPowerDomain);
+REGISTER_TYPED_TEST_SUITE_P(ClamshellConformance, ReadsTheCurrentState, IsAbsentWithoutARootPowerDomain);
 
 } // namespace kelo

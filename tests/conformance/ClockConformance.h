@@ -8,7 +8,7 @@
 
 namespace kelo {
 
-/// What every clock must do. The harness:
+/// Tests every clock. The harness:
 ///
 ///     Clock& clock();
 template <typename Harness>
@@ -16,7 +16,7 @@ class ClockConformance : public ::testing::Test {
 protected:
     Clock& clock() { return harness.clock(); }
 
-    /// How far the clock goes on while somebody sleeps on it.
+    /// How far the clock advances during a sleep.
     double timeToSleep(double seconds) {
         const double start = clock().now();
         clock().sleep(seconds);
@@ -37,18 +37,18 @@ TYPED_TEST_P(ClockConformance, NeverGoesBack) {
     }
 }
 
-TYPED_TEST_P(ClockConformance, GoesOnByAtLeastWhatWasSlept) {
+TYPED_TEST_P(ClockConformance, AdvancesByAtLeastTheTimeSlept) {
     EXPECT_GE(this->timeToSleep(0.01), 0.01);
     EXPECT_GE(this->timeToSleep(0.03), 0.03);
 }
 
-TYPED_TEST_P(ClockConformance, SleepingForNoTimeTakesNone) {
+TYPED_TEST_P(ClockConformance, ZeroSleepTakesNoTime) {
     EXPECT_LT(this->timeToSleep(0), 1);
     EXPECT_LT(this->timeToSleep(-5), 1);
     EXPECT_GE(this->timeToSleep(-5), 0);
     EXPECT_LT(this->timeToSleep(std::numeric_limits<double>::quiet_NaN()), 1);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(ClockConformance, NeverGoesBack, GoesOnByAtLeastWhatWasSlept, SleepingForNoTimeTakesNone);
+REGISTER_TYPED_TEST_SUITE_P(ClockConformance, NeverGoesBack, AdvancesByAtLeastTheTimeSlept, ZeroSleepTakesNoTime);
 
 } // namespace kelo

@@ -11,11 +11,11 @@
 
 namespace kelo {
 
-/// What every watch on files must do, in a folder of the test's own. The test's own thread is the main thread. The
-/// harness, which is a `RealFolder` or does in memory what that does on the disk:
+/// Tests every source of file events, in a separate folder. The test's thread is the main thread. The harness is a
+/// `RealFolder` or imitates one in memory:
 ///
 ///     FileEvents& fileEvents();
-///     void run();                          // lets the main thread run until what has happened has been delivered
+///     void run();                          // runs the main thread until all events are delivered
 ///     std::string expectedOwnExecutable(); // empty when the implementation cannot know it in the test
 template <typename Harness>
 class FileEventsConformance : public ::testing::Test {
@@ -31,13 +31,13 @@ protected:
     std::unique_ptr<FileEventSource> watch(const std::string& name) {
         return files().watch(path(name), [this] {
             ++events;
-            toldOn = std::this_thread::get_id();
+            reportedOn = std::this_thread::get_id();
         });
     }
 
     const std::string file = "executable";
     int events = 0;
-    std::thread::id toldOn;
+    std::thread::id reportedOn;
     Harness harness;
 };
 
@@ -45,7 +45,7 @@ TYPED_TEST_SUITE_P(FileEventsConformance);
 
 // --- identity
 
-TYPED_TEST_P(FileEventsConformance, AFileIsTheSameUnderEveryPathThatLeadsToIt) {
+TYPED_TEST_P(FileEventsConformance, AllPathsOfAFileHaveTheSameIdentity) {
     this->harness.hardLink(this->file, "hard link");
     this->harness.symbolicLink(this->file, "symbolic link");
     const auto identity = this->files().identify(this->path(this->file));
@@ -54,7 +54,7 @@ TYPED_TEST_P(FileEventsConformance, AFileIsTheSameUnderEveryPathThatLeadsToIt) {
     EXPECT_EQ(this->files().identify(this->path("symbolic link")), identity);
 }
 
-TYPED_TEST_P(FileEventsConformance, AFileThatTakesAnothersPlaceIsAnother) {
+TYPED_TEST_P(FileEventsConformance, AReplacementHasAnotherIdentity) {
     const auto before = this->files().identify(this->path(this->file));
     this->write("new", "the second");
     this->rename("new", this->file);
@@ -71,12 +71,12 @@ TYPED_TEST_P(FileEventsConformance, AFileKeepsItsIdentityWhenItIsWrittenOrMoved)
     EXPECT_EQ(this->files().identify(this->path("moved")), before);
 }
 
-TYPED_TEST_P(FileEventsConformance, WhatDoesNotExistHasNoIdentity) {
+TYPED_TEST_P(FileEventsConformance, AMissingFileHasNoIdentity) {
     EXPECT_EQ(this->files().identify(this->path("nothing")), std::nullopt);
     EXPECT_EQ(this->files().identify(""), std::nullopt);
 }
 
-TYPED_TEST_P(FileEventsConformance, FilesMayBeIdentifiedOnAnyThread) {
+TYPED_TEST_P(FileEventsConformance, IdentifiesFilesOnAnyThread) {
     const auto here = this->files().identify(this->path(this->file));
     std::optional<FileIdentity> elsewhere;
     std::thread other([&] { elsewhere = this->files().identify(this->path(this->file)); });
@@ -86,7 +86,7 @@ TYPED_TEST_P(FileEventsConformance, FilesMayBeIdentifiedOnAnyThread) {
 
 // --- events
 
-TYPED_TEST_P(FileEventsConformance, RemovingTheFileIsTold) {
+TYPED_TEST_P(FileEventsConformance, ReportsARemoval) {
     const auto source = this->watch(this->file);
     ASSERT_NE(source, nullptr);
     this->harness.run();
@@ -94,10 +94,10 @@ TYPED_TEST_P(FileEventsConformance, RemovingTheFileIsTold) {
     this->remove(this->file);
     this->harness.run();
     EXPECT_GE(this->events, 1);
-    EXPECT_EQ(this->toldOn, std::this_thread::get_id());
+    EXPECT_EQ(this->reportedOn, std::this_thread::get_id());
 }
 
-TYPED_TEST_P(FileEventsConformance, ReplacingTheFileIsTold) {
+TYPED_TEST_P(FileEventsConformance, ReportsAReplacement) {
     const auto source = this->watch(this->file);
     this->write("new", "the second");
     this->rename("new", this->file);
@@ -105,7 +105,7 @@ TYPED_TEST_P(FileEventsConformance, ReplacingTheFileIsTold) {
     EXPECT_GE(this->events, 1);
 }
 
-TYPED_TEST_P(FileEventsConformance, ReportsThatTheFileIsMovedAndGoesOnWatching) {
+TYPED_TEST_P(FileEventsConformance, ReportsAMoveAndKeepsWatching) {
     const auto source = this->watch(this->file);
     this->rename(this->file, "moved");
     this->harness.run();
@@ -116,7 +116,7 @@ TYPED_TEST_P(FileEventsConformance, ReportsThatTheFileIsMovedAndGoesOnWatching) 
     EXPECT_GT(this->events, before);
 }
 
-TYPED_TEST_P(FileEventsConformance, OtherFilesAreNotTold) {
+TYPED_TEST_P(FileEventsConformance, IgnoresOtherFiles) {
     this->write("neighbour", "");
     const auto source = this->watch(this->file);
     this->rename("neighbour", "moved");
@@ -125,7 +125,7 @@ TYPED_TEST_P(FileEventsConformance, OtherFilesAreNotTold) {
     EXPECT_EQ(this->events, 0);
 }
 
-TYPED_TEST_P(FileEventsConformance, ACancelledWatchTellsNothing) {
+TYPED_TEST_P(FileEventsConformance, ACancelledWatchReportsNothing) {
     const auto source = this->watch(this->file);
     this->remove(this->file);
     source->cancel();
@@ -134,7 +134,7 @@ TYPED_TEST_P(FileEventsConformance, ACancelledWatchTellsNothing) {
     EXPECT_EQ(this->events, 0);
 }
 
-TYPED_TEST_P(FileEventsConformance, ADestroyedWatchTellsNothing) {
+TYPED_TEST_P(FileEventsConformance, ADestroyedWatchReportsNothing) {
     auto source = this->watch(this->file);
     source.reset();
     this->remove(this->file);
@@ -142,7 +142,7 @@ TYPED_TEST_P(FileEventsConformance, ADestroyedWatchTellsNothing) {
     EXPECT_EQ(this->events, 0);
 }
 
-TYPED_TEST_P(FileEventsConformance, AWatchMayBeCancelledByItsOwnHandler) {
+TYPED_TEST_P(FileEventsConformance, AHandlerMayCancelItsWatch) {
     std::unique_ptr<FileEventSource> source;
     source = this->files().watch(this->path(this->file), [&] {
         ++this->events;
@@ -155,7 +155,7 @@ TYPED_TEST_P(FileEventsConformance, AWatchMayBeCancelledByItsOwnHandler) {
     EXPECT_EQ(this->events, 1);
 }
 
-TYPED_TEST_P(FileEventsConformance, AWatchMayBeDestroyedByItsOwnHandler) {
+TYPED_TEST_P(FileEventsConformance, AHandlerMayDestroyItsWatch) {
     const auto held = std::make_shared<int>();
     std::unique_ptr<FileEventSource> source;
     source = this->files().watch(this->path(this->file), [&source, held, this] {
@@ -169,23 +169,22 @@ TYPED_TEST_P(FileEventsConformance, AWatchMayBeDestroyedByItsOwnHandler) {
     EXPECT_EQ(held.use_count(), 1);
 }
 
-TYPED_TEST_P(FileEventsConformance, AFileThatCannotBeOpenedIsNotWatched) { EXPECT_EQ(this->watch("nothing"), nullptr); }
+TYPED_TEST_P(FileEventsConformance, DoesNotWatchAFileThatCannotBeOpened) { EXPECT_EQ(this->watch("nothing"), nullptr); }
 
-// --- the own executable
+// --- the running executable
 
-TYPED_TEST_P(FileEventsConformance, TheOwnExecutableIsTheFileThatRuns) {
+TYPED_TEST_P(FileEventsConformance, FindsTheRunningExecutable) {
     const auto expected = this->harness.expectedOwnExecutable();
     if (expected.empty())
         GTEST_SKIP() << "this implementation cannot know its executable in a test";
     EXPECT_EQ(this->files().ownExecutable(), expected);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(FileEventsConformance, AFileIsTheSameUnderEveryPathThatLeadsToIt,
-                            AFileThatTakesAnothersPlaceIsAnother, AFileKeepsItsIdentityWhenItIsWrittenOrMoved,
-                            WhatDoesNotExistHasNoIdentity, FilesMayBeIdentifiedOnAnyThread, RemovingTheFileIsTold,
-                            ReplacingTheFileIsTold, ReportsThatTheFileIsMovedAndGoesOnWatching, OtherFilesAreNotTold,
-                            ACancelledWatchTellsNothing, ADestroyedWatchTellsNothing,
-                            AWatchMayBeCancelledByItsOwnHandler, AWatchMayBeDestroyedByItsOwnHandler,
-                            AFileThatCannotBeOpenedIsNotWatched, TheOwnExecutableIsTheFileThatRuns);
+REGISTER_TYPED_TEST_SUITE_P(FileEventsConformance, AllPathsOfAFileHaveTheSameIdentity, AReplacementHasAnotherIdentity,
+                            AFileKeepsItsIdentityWhenItIsWrittenOrMoved, AMissingFileHasNoIdentity,
+                            IdentifiesFilesOnAnyThread, ReportsARemoval, ReportsAReplacement,
+                            ReportsAMoveAndKeepsWatching, IgnoresOtherFiles, ACancelledWatchReportsNothing,
+                            ADestroyedWatchReportsNothing, AHandlerMayCancelItsWatch, AHandlerMayDestroyItsWatch,
+                            DoesNotWatchAFileThatCannotBeOpened, FindsTheRunningExecutable);
 
 } // namespace kelo

@@ -16,7 +16,7 @@
 
 namespace kelo {
 
-/// What every transport of the five requests must do, there and back. The harness is that of ListenerConformance.
+/// Tests every transport of the five requests and their replies. The harness is that of ListenerConformance.
 template <typename Harness>
 class HelperConnectionConformance : public ::testing::Test {
 protected:
@@ -27,7 +27,7 @@ protected:
         client = harness.connectTrusted();
     }
 
-    // Before the harness, whose threads use them to its end.
+    // Declared before the harness, whose threads use them until it is destroyed.
     std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
     ScriptedAdmission admission{helper};
     Harness harness;
@@ -36,7 +36,7 @@ protected:
 
 TYPED_TEST_SUITE_P(HelperConnectionConformance);
 
-TYPED_TEST_P(HelperConnectionConformance, EachRequestReachesTheHelperAsItself) {
+TYPED_TEST_P(HelperConnectionConformance, DeliversEachTypeOfRequest) {
     this->client->ask(requests::FetchSnapshot{});
     this->client->ask(requests::Hold{0.5, true});
     this->client->ask(requests::HandBack{});
@@ -46,7 +46,7 @@ TYPED_TEST_P(HelperConnectionConformance, EachRequestReachesTheHelperAsItself) {
                 ::testing::ElementsAre("fetchSnapshot", "hold", "handBack", "helperVersion", "standDown"));
 }
 
-TYPED_TEST_P(HelperConnectionConformance, ASnapshotIsNoneEmptyOrAnyBytes) {
+TYPED_TEST_P(HelperConnectionConformance, ASnapshotMayBeMissingEmptyOrAnyBytes) {
     this->helper->snapshot = std::nullopt;
     EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), std::nullopt);
     this->helper->snapshot = Data();
@@ -63,7 +63,7 @@ TYPED_TEST_P(HelperConnectionConformance, ASnapshotMayBeLarge) {
     EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), this->helper->snapshot);
 }
 
-TYPED_TEST_P(HelperConnectionConformance, AnErrorIsNoneOrItsText) {
+TYPED_TEST_P(HelperConnectionConformance, DeliversAnErrorTextOrNone) {
     for (const auto& error : {std::optional<std::string>(), std::optional<std::string>(""),
                               std::optional<std::string>("The fan can’t be controlled: Lüfter 🌀")}) {
         this->helper->error = error;
@@ -72,7 +72,7 @@ TYPED_TEST_P(HelperConnectionConformance, AnErrorIsNoneOrItsText) {
     }
 }
 
-TYPED_TEST_P(HelperConnectionConformance, AHoldKeepsEachBitOfItsFractionAndTheLidWish) {
+TYPED_TEST_P(HelperConnectionConformance, AHoldKeepsEveryBitOfItsFractionAndItsLidOption) {
     const std::vector<double> fractions = {0.0,
                                            -0.0,
                                            0.1,
@@ -146,7 +146,7 @@ TYPED_TEST_P(HelperConnectionConformance, TwoClientsDoNotWaitForEachOther) {
     replier.join();
 }
 
-TYPED_TEST_P(HelperConnectionConformance, AConnectionThatEndsMakesItsRequestsThrowASentence) {
+TYPED_TEST_P(HelperConnectionConformance, RequestsThrowASentenceWhenTheConnectionEnds) {
     this->helper->keepReplies();
     this->helper->answer = [this, keep = this->helper->answer](std::function<void()> reply) {
         keep(std::move(reply));
@@ -167,10 +167,10 @@ TYPED_TEST_P(HelperConnectionConformance, AConnectionThatEndsMakesItsRequestsThr
     this->helper->dropKept();
 }
 
-REGISTER_TYPED_TEST_SUITE_P(HelperConnectionConformance, EachRequestReachesTheHelperAsItself,
-                            ASnapshotIsNoneEmptyOrAnyBytes, ASnapshotMayBeLarge, AnErrorIsNoneOrItsText,
-                            AHoldKeepsEachBitOfItsFractionAndTheLidWish, TheVersionKeepsEveryBit,
+REGISTER_TYPED_TEST_SUITE_P(HelperConnectionConformance, DeliversEachTypeOfRequest,
+                            ASnapshotMayBeMissingEmptyOrAnyBytes, ASnapshotMayBeLarge, DeliversAnErrorTextOrNone,
+                            AHoldKeepsEveryBitOfItsFractionAndItsLidOption, TheVersionKeepsEveryBit,
                             AReplyMayComeLaterAndFromAnotherThread, TwoClientsDoNotWaitForEachOther,
-                            AConnectionThatEndsMakesItsRequestsThrowASentence);
+                            RequestsThrowASentenceWhenTheConnectionEnds);
 
 } // namespace kelo

@@ -11,7 +11,7 @@
 namespace kelo {
 namespace {
 
-/// Listener and clients in memory promise what sockets and XPC promise.
+/// The listener and clients in memory must behave like those over sockets and XPC.
 class LoopbackHarness {
 public:
     Listener& listener() { return listener_; }
@@ -25,7 +25,7 @@ public:
             connection->end();
     }
 
-    void settle() {} // everything is done within the calls
+    void settle() {} // the calls do everything synchronously
 
 private:
     std::unique_ptr<HelperConnection> connectAs(const std::string& satisfied) {

@@ -21,7 +21,7 @@
 namespace kelo {
 namespace {
 
-// What stands in for an operating system in the unit tests promises what the real ones promise.
+// The doubles of the operating system in the unit tests must behave like the real implementations.
 
 class VirtualQueueHarness {
 public:
@@ -56,7 +56,7 @@ public:
     PowerNotifications& notifications() { return power_; }
     void removePowerDomain() { power_.isPresent = false; }
     void send(PowerMessage message, std::intptr_t notificationID) { waiting_.emplace_back(message, notificationID); }
-    void sendOther() {} // there is none
+    void sendOther() {} // there is no other message
     void run() {
         for (const auto& [message, notificationID] : std::exchange(waiting_, {}))
             power_.send(message, notificationID);
@@ -121,7 +121,7 @@ public:
     void rename(const std::string& from, const std::string& to) { files_.rename(path(from), path(to)); }
     void remove(const std::string& name) { files_.remove(path(name)); }
     void hardLink(const std::string& from, const std::string& to) { files_.link(path(from), path(to)); }
-    void symbolicLink(const std::string& from, const std::string& to) { hardLink(from, to); } // the same to `identify`
+    void symbolicLink(const std::string& from, const std::string& to) { hardLink(from, to); } // same for `identify`
 
 private:
     ScriptedFileEvents files_;
@@ -148,7 +148,7 @@ public:
     }
 
 private:
-    std::vector<std::pair<std::string, RecordingSystemLog*>> logs_; // in the order of their making
+    std::vector<std::pair<std::string, RecordingSystemLog*>> logs_; // in order of creation
 };
 
 class RecordingOutputHarness {

@@ -11,16 +11,16 @@
 
 namespace kelo {
 
-/// What every listener must do. The harness:
+/// Tests every listener. The harness:
 ///
-///     Listener& listener();         // of the helper's service, nothing set yet
+///     Listener& listener();         // for the helper's service, not configured yet
 ///     std::string requirement();    // a text that a trusted peer satisfies
-///     std::unique_ptr<HelperConnection> connectTrusted();    // a client that satisfies it
-///     std::unique_ptr<HelperConnection> connectUntrusted();  // one that does not
-///     void endConnections();        // ends the helper's end of every connection, as when the helper's process ends
-///     void settle();                // waits until the listener's threads have done what they had to do
+///     std::unique_ptr<HelperConnection> connectTrusted();    // a client that satisfies the requirement
+///     std::unique_ptr<HelperConnection> connectUntrusted();  // a client that does not satisfy it
+///     void endConnections();        // closes every connection on the helper's side, like the end of its process
+///     void settle();                // waits until the listener's threads are idle
 ///
-/// Clients throw HelperUnreachable from their connecting or from their first request.
+/// A client throws HelperUnreachable when it connects or at its first request.
 template <typename Harness>
 class ListenerConformance : public ::testing::Test {
 protected:
@@ -30,7 +30,7 @@ protected:
         EXPECT_TRUE(harness.listener().resume());
     }
 
-    /// Whether a client of that kind gets an answer.
+    /// Whether a client of this kind gets an answer.
     bool isServed(std::unique_ptr<HelperConnection> (Harness::*connect)()) {
         try {
             const auto client = (harness.*connect)();
@@ -40,7 +40,7 @@ protected:
         }
     }
 
-    // Before the harness, whose threads use them to its end.
+    // Declared before the harness, whose threads use them until it is destroyed.
     std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
     ScriptedAdmission admission{helper};
     Harness harness;
@@ -48,7 +48,7 @@ protected:
 
 TYPED_TEST_SUITE_P(ListenerConformance);
 
-TYPED_TEST_P(ListenerConformance, ServesATrustedClientWithTheExportedObjectOffTheMainThread) {
+TYPED_TEST_P(ListenerConformance, ServesATrustedClientOffTheMainThread) {
     this->start();
     EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted));
     EXPECT_EQ(this->admission.asked(), 1);
@@ -57,27 +57,27 @@ TYPED_TEST_P(ListenerConformance, ServesATrustedClientWithTheExportedObjectOffTh
     EXPECT_NE(this->helper->broughtBy(), std::this_thread::get_id());
 }
 
-TYPED_TEST_P(ListenerConformance, AClientThatDoesNotIsCutOffBeforeTheAdmissionIsAsked) {
+TYPED_TEST_P(ListenerConformance, CutsOffAnUntrustedClientBeforeAdmission) {
     this->start();
     EXPECT_FALSE(this->isServed(&TypeParam::connectUntrusted));
     this->harness.settle();
     EXPECT_EQ(this->admission.asked(), 0);
-    EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted)) << "the next one is not to suffer";
+    EXPECT_TRUE(this->isServed(&TypeParam::connectTrusted)) << "the next client must be served";
 }
 
-TYPED_TEST_P(ListenerConformance, ARequirementThatDoesNotParseLetsNobodyIn) {
+TYPED_TEST_P(ListenerConformance, AMalformedRequirementAdmitsNoClient) {
     for (const char* const malformed : {"anchor apple generic and identifier \"", "", "nonsense"}) {
         this->harness.listener().setAdmission(this->admission.callable());
         this->harness.listener().setConnectionCodeSigningRequirement(malformed);
     }
-    static_cast<void>(this->harness.listener().resume()); // whether it listens to nobody is its own affair
+    static_cast<void>(this->harness.listener().resume()); // it may or may not listen if it trusts no client
     EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
     EXPECT_FALSE(this->isServed(&TypeParam::connectUntrusted));
     this->harness.settle();
     EXPECT_EQ(this->admission.asked(), 0);
 }
 
-TYPED_TEST_P(ListenerConformance, NobodyIsPresentedBeforeTheListenerIsResumed) {
+TYPED_TEST_P(ListenerConformance, AdmitsNoClientBeforeResume) {
     this->harness.listener().setAdmission(this->admission.callable());
     this->harness.listener().setConnectionCodeSigningRequirement(this->harness.requirement());
     EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
@@ -85,7 +85,7 @@ TYPED_TEST_P(ListenerConformance, NobodyIsPresentedBeforeTheListenerIsResumed) {
     EXPECT_EQ(this->admission.asked(), 0);
 }
 
-TYPED_TEST_P(ListenerConformance, AClientThatTheAdmissionRefusesIsDropped) {
+TYPED_TEST_P(ListenerConformance, DropsAClientThatTheAdmissionRefuses) {
     this->admission.isAccepting = false;
     this->start();
     EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
@@ -95,7 +95,7 @@ TYPED_TEST_P(ListenerConformance, AClientThatTheAdmissionRefusesIsDropped) {
     EXPECT_EQ(this->admission.heldByHandlers.use_count(), 1);
 }
 
-TYPED_TEST_P(ListenerConformance, AClientThatGoesIsToldOnceAndLetsGoOfWhatItsConnectionHeld) {
+TYPED_TEST_P(ListenerConformance, ReportsADisconnectOnceAndReleasesTheHandlers) {
     this->start();
     auto client = this->harness.connectTrusted();
     client->ask(requests::HelperVersion{});
@@ -108,7 +108,7 @@ TYPED_TEST_P(ListenerConformance, AClientThatGoesIsToldOnceAndLetsGoOfWhatItsCon
     EXPECT_EQ(this->admission.heldByHandlers.use_count(), 1);
 }
 
-TYPED_TEST_P(ListenerConformance, SeveralClientsShareTheObjectAndEndOneByOne) {
+TYPED_TEST_P(ListenerConformance, SeveralClientsShareTheObjectAndDisconnectOneByOne) {
     this->start();
     auto first = this->harness.connectTrusted();
     auto second = this->harness.connectTrusted();
@@ -126,7 +126,7 @@ TYPED_TEST_P(ListenerConformance, SeveralClientsShareTheObjectAndEndOneByOne) {
     EXPECT_EQ(this->admission.ended(), 2);
 }
 
-TYPED_TEST_P(ListenerConformance, AReplyToAClientThatHasGoneIsDroppedQuietly) {
+TYPED_TEST_P(ListenerConformance, DropsAReplyToADisconnectedClient) {
     this->helper->keepReplies();
     this->start();
     auto client = this->harness.connectTrusted();
@@ -141,11 +141,10 @@ TYPED_TEST_P(ListenerConformance, AReplyToAClientThatHasGoneIsDroppedQuietly) {
     EXPECT_EQ(this->admission.ended(), 1);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(ListenerConformance, ServesATrustedClientWithTheExportedObjectOffTheMainThread,
-                            AClientThatDoesNotIsCutOffBeforeTheAdmissionIsAsked,
-                            ARequirementThatDoesNotParseLetsNobodyIn, NobodyIsPresentedBeforeTheListenerIsResumed,
-                            AClientThatTheAdmissionRefusesIsDropped,
-                            AClientThatGoesIsToldOnceAndLetsGoOfWhatItsConnectionHeld,
-                            SeveralClientsShareTheObjectAndEndOneByOne, AReplyToAClientThatHasGoneIsDroppedQuietly);
+REGISTER_TYPED_TEST_SUITE_P(ListenerConformance, ServesATrustedClientOffTheMainThread,
+                            CutsOffAnUntrustedClientBeforeAdmission, AMalformedRequirementAdmitsNoClient,
+                            AdmitsNoClientBeforeResume, DropsAClientThatTheAdmissionRefuses,
+                            ReportsADisconnectOnceAndReleasesTheHandlers,
+                            SeveralClientsShareTheObjectAndDisconnectOneByOne, DropsAReplyToADisconnectedClient);
 
 } // namespace kelo

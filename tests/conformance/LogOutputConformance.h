@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// What every output of log lines must do. The harness:
+/// Tests every output of log lines. The harness:
 ///
 ///     LogOutput& output();
 ///     std::string written();   // everything written so far
@@ -25,7 +25,7 @@ protected:
 
 TYPED_TEST_SUITE_P(LogOutputConformance);
 
-TYPED_TEST_P(LogOutputConformance, WritesBytesAsTheyAreAndInOrder) {
+TYPED_TEST_P(LogOutputConformance, WritesBytesUnchangedAndInOrder) {
     const std::string nul("a\0b", 3);
     this->output().writeStandardError("first\n");
     this->output().writeStandardError("100 % of %s\tLüfter\n");
@@ -33,7 +33,7 @@ TYPED_TEST_P(LogOutputConformance, WritesBytesAsTheyAreAndInOrder) {
     EXPECT_EQ(this->harness.written(), "first\n100 % of %s\tLüfter\n" + nul);
 }
 
-TYPED_TEST_P(LogOutputConformance, LinesOfSeveralThreadsStayWhole) {
+TYPED_TEST_P(LogOutputConformance, KeepsLinesOfSeveralThreadsWhole) {
     std::vector<std::thread> writers;
     for (const char letter : {'a', 'b', 'c', 'd'})
         writers.emplace_back([this, line = std::string(100, letter) + "\n"] {
@@ -48,14 +48,14 @@ TYPED_TEST_P(LogOutputConformance, LinesOfSeveralThreadsStayWhole) {
         EXPECT_EQ(written.substr(begin, 101), std::string(100, written[begin]) + "\n");
 }
 
-TYPED_TEST_P(LogOutputConformance, TellsTheWallClock) {
+TYPED_TEST_P(LogOutputConformance, ReturnsTheWallClockTime) {
     const double before = this->harness.wallClock();
     const double told = this->output().wallClock();
     EXPECT_GE(told, before);
     EXPECT_LE(told, this->harness.wallClock());
 }
 
-REGISTER_TYPED_TEST_SUITE_P(LogOutputConformance, WritesBytesAsTheyAreAndInOrder, LinesOfSeveralThreadsStayWhole,
-                            TellsTheWallClock);
+REGISTER_TYPED_TEST_SUITE_P(LogOutputConformance, WritesBytesUnchangedAndInOrder, KeepsLinesOfSeveralThreadsWhole,
+                            ReturnsTheWallClockTime);
 
 } // namespace kelo

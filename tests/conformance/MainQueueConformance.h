@@ -12,12 +12,12 @@
 
 namespace kelo {
 
-/// What every main queue and its timers must do. The test's own thread is the main thread. The harness:
+/// Tests every main queue and its timers. The test's thread is the main thread. The harness:
 ///
-///     static constexpr double unit;  // seconds that the implementation can tell apart; 1 in virtual time
+///     static constexpr double unit;  // a time in seconds that the implementation can resolve; 1 in virtual time
 ///     MainQueue& queue();
-///     void run(double seconds);      // lets the main thread run the queue for that long
-///     void block(double seconds);    // lets that long pass on the main thread while nothing runs
+///     void run(double seconds);      // runs the queue on the main thread for that time
+///     void block(double seconds);    // blocks the main thread for that time
 template <typename Harness>
 class MainQueueConformance : public ::testing::Test {
 protected:
@@ -49,7 +49,7 @@ TYPED_TEST_P(MainQueueConformance, PostReturnsBeforeTheTaskRuns) {
     EXPECT_THAT(this->noted, ::testing::ElementsAre("task"));
 }
 
-TYPED_TEST_P(MainQueueConformance, TasksRunOnceEachInTheOrderInWhichTheyWerePosted) {
+TYPED_TEST_P(MainQueueConformance, RunsEachTaskOnceInPostingOrder) {
     for (const char* const name : {"a", "b", "c", "d"})
         this->queue().post(this->note(name));
     this->run(0.5);
@@ -57,7 +57,7 @@ TYPED_TEST_P(MainQueueConformance, TasksRunOnceEachInTheOrderInWhichTheyWerePost
     EXPECT_THAT(this->noted, ::testing::ElementsAre("a", "b", "c", "d"));
 }
 
-TYPED_TEST_P(MainQueueConformance, ATaskPostedByATaskRunsAfterThoseThatWaitAlready) {
+TYPED_TEST_P(MainQueueConformance, ATaskPostedByATaskRunsAfterQueuedTasks) {
     this->queue().post([this] {
         this->queue().post(this->note("posted by the first"));
         this->noted.push_back("first");
@@ -67,7 +67,7 @@ TYPED_TEST_P(MainQueueConformance, ATaskPostedByATaskRunsAfterThoseThatWaitAlrea
     EXPECT_THAT(this->noted, ::testing::ElementsAre("first", "second", "posted by the first"));
 }
 
-TYPED_TEST_P(MainQueueConformance, TasksOfAnyThreadRunOnTheMainThread) {
+TYPED_TEST_P(MainQueueConformance, RunsTasksOfAnyThreadOnTheMainThread) {
     std::vector<std::thread::id> ranOn;
     const auto task = [&] { ranOn.push_back(std::this_thread::get_id()); };
     std::thread poster([&] {
@@ -79,7 +79,7 @@ TYPED_TEST_P(MainQueueConformance, TasksOfAnyThreadRunOnTheMainThread) {
     EXPECT_EQ(ranOn, std::vector(2, std::this_thread::get_id()));
 }
 
-TYPED_TEST_P(MainQueueConformance, TasksOfOneThreadKeepTheirOrderAmongThoseOfOthers) {
+TYPED_TEST_P(MainQueueConformance, KeepsTheOrderOfEachThreadsTasks) {
     constexpr int threads = 4;
     constexpr int each = 50;
     std::vector<std::vector<int>> ran(threads);
@@ -98,7 +98,7 @@ TYPED_TEST_P(MainQueueConformance, TasksOfOneThreadKeepTheirOrderAmongThoseOfOth
     }
 }
 
-TYPED_TEST_P(MainQueueConformance, WhatATaskHoldsIsLetGoOnceItHasRun) {
+TYPED_TEST_P(MainQueueConformance, ReleasesTheCapturesOfATaskThatHasRun) {
     const auto held = std::make_shared<int>();
     this->queue().post([held] {});
     this->queue().postAfter(TestFixture::unit, [held] {});
@@ -107,7 +107,7 @@ TYPED_TEST_P(MainQueueConformance, WhatATaskHoldsIsLetGoOnceItHasRun) {
     EXPECT_EQ(held.use_count(), 1);
 }
 
-TYPED_TEST_P(MainQueueConformance, TellsTheMainThreadFromOthers) {
+TYPED_TEST_P(MainQueueConformance, DistinguishesTheMainThreadFromOthers) {
     EXPECT_TRUE(this->queue().isCurrent());
     bool isCurrentElsewhere = true;
     std::thread other([&] { isCurrentElsewhere = this->queue().isCurrent(); });
@@ -117,7 +117,7 @@ TYPED_TEST_P(MainQueueConformance, TellsTheMainThreadFromOthers) {
 
 // --- delayed tasks
 
-TYPED_TEST_P(MainQueueConformance, ADelayedTaskRunsOnceItsTimeHasCome) {
+TYPED_TEST_P(MainQueueConformance, ADelayedTaskRunsAfterItsDelay) {
     this->queue().postAfter(2 * TestFixture::unit, this->note("task"));
     this->run(1);
     EXPECT_THAT(this->noted, ::testing::IsEmpty());
@@ -125,7 +125,7 @@ TYPED_TEST_P(MainQueueConformance, ADelayedTaskRunsOnceItsTimeHasCome) {
     EXPECT_THAT(this->noted, ::testing::ElementsAre("task"));
 }
 
-TYPED_TEST_P(MainQueueConformance, DelayedTasksRunInTheOrderOfTheirTimes) {
+TYPED_TEST_P(MainQueueConformance, DelayedTasksRunInOrderOfTheirTimes) {
     this->queue().postAfter(3 * TestFixture::unit, this->note("last"));
     this->queue().postAfter(1 * TestFixture::unit, this->note("first"));
     this->queue().postAfter(2 * TestFixture::unit, this->note("middle"));
@@ -176,7 +176,7 @@ TYPED_TEST_P(MainQueueConformance, AnInvalidatedTimerDoesNotFire) {
     EXPECT_THAT(this->noted, ::testing::IsEmpty());
 }
 
-TYPED_TEST_P(MainQueueConformance, ATimerMayBeInvalidatedMoreThanOnceAndAfterItHasFired) {
+TYPED_TEST_P(MainQueueConformance, ATimerMayBeInvalidatedTwiceAndAfterFiring) {
     const auto timer = this->schedule(1, false, this->note("fired"));
     this->run(2);
     timer->invalidate();
@@ -185,7 +185,7 @@ TYPED_TEST_P(MainQueueConformance, ATimerMayBeInvalidatedMoreThanOnceAndAfterItH
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fired"));
 }
 
-TYPED_TEST_P(MainQueueConformance, ATimerMayInvalidateItselfFromItsHandler) {
+TYPED_TEST_P(MainQueueConformance, AHandlerMayInvalidateItsTimer) {
     std::unique_ptr<Timer> timer;
     timer = this->schedule(1, true, [&] {
         this->noted.push_back("fired");
@@ -196,7 +196,7 @@ TYPED_TEST_P(MainQueueConformance, ATimerMayInvalidateItselfFromItsHandler) {
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fired", "fired"));
 }
 
-TYPED_TEST_P(MainQueueConformance, ATimerMayBeDestroyedByItsOwnHandler) {
+TYPED_TEST_P(MainQueueConformance, AHandlerMayDestroyItsTimer) {
     std::unique_ptr<Timer> timer;
     const auto held = std::make_shared<std::string>("what the handler holds is there to its end");
     timer = this->schedule(1, true, [&timer, held, this] {
@@ -208,7 +208,7 @@ TYPED_TEST_P(MainQueueConformance, ATimerMayBeDestroyedByItsOwnHandler) {
     EXPECT_EQ(held.use_count(), 1);
 }
 
-TYPED_TEST_P(MainQueueConformance, ADestroyedTimerDoesNotFireAndLetsGoOfWhatItHeld) {
+TYPED_TEST_P(MainQueueConformance, ADestroyedTimerDoesNotFireAndReleasesItsCaptures) {
     const auto held = std::make_shared<int>();
     auto timer = this->schedule(1, true, [held, this] { this->noted.push_back("fired"); });
     EXPECT_EQ(held.use_count(), 2);
@@ -218,7 +218,7 @@ TYPED_TEST_P(MainQueueConformance, ADestroyedTimerDoesNotFireAndLetsGoOfWhatItHe
     EXPECT_EQ(held.use_count(), 1);
 }
 
-TYPED_TEST_P(MainQueueConformance, ATaskMayInvalidateATimerThatIsAlreadyDue) {
+TYPED_TEST_P(MainQueueConformance, ATaskMayInvalidateADueTimer) {
     const auto timer = this->schedule(1, false, this->note("fired"));
     this->queue().postAfter(0.5 * TestFixture::unit, [&] {
         this->harness.block(2 * TestFixture::unit);
@@ -228,41 +228,40 @@ TYPED_TEST_P(MainQueueConformance, ATaskMayInvalidateATimerThatIsAlreadyDue) {
     EXPECT_THAT(this->noted, ::testing::IsEmpty());
 }
 
-TYPED_TEST_P(MainQueueConformance, ARepeatingTimerThatIsLateFiresOnceAndThenKeepsToItsSchedule) {
+TYPED_TEST_P(MainQueueConformance, ALateRepeatingTimerFiresOnceAndKeepsItsSchedule) {
     const auto timer = this->schedule(1, true, this->note("fired"));
     this->harness.block(3.5 * TestFixture::unit);
     this->run(0.25);
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fired")) << "for the three times that were missed";
-    this->run(0.5); // its fourth time
+    this->run(0.5); // its fourth due time
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fired", "fired"));
 }
 
-TYPED_TEST_P(MainQueueConformance, SeveralTimersRunSideBySide) {
+TYPED_TEST_P(MainQueueConformance, SeveralTimersFireIndependently) {
     const auto slow = this->schedule(2, true, this->note("slow"));
     const auto fast = this->schedule(1.25, true, this->note("fast"));
     this->run(4.5);
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fast", "slow", "fast", "fast", "slow"));
 }
 
-REGISTER_TYPED_TEST_SUITE_P(MainQueueConformance, PostReturnsBeforeTheTaskRuns,
-                            TasksRunOnceEachInTheOrderInWhichTheyWerePosted,
-                            ATaskPostedByATaskRunsAfterThoseThatWaitAlready, TasksOfAnyThreadRunOnTheMainThread,
-                            TasksOfOneThreadKeepTheirOrderAmongThoseOfOthers, WhatATaskHoldsIsLetGoOnceItHasRun,
-                            TellsTheMainThreadFromOthers, ADelayedTaskRunsOnceItsTimeHasCome,
-                            DelayedTasksRunInTheOrderOfTheirTimes, ZeroDelayRunsAfterQueuedTasks,
-                            AOneShotTimerFiresOnce, ARepeatingTimerFiresEveryInterval, ATimerFiresOnTheMainThread,
-                            AnInvalidatedTimerDoesNotFire, ATimerMayBeInvalidatedMoreThanOnceAndAfterItHasFired,
-                            ATimerMayInvalidateItselfFromItsHandler, ATimerMayBeDestroyedByItsOwnHandler,
-                            ADestroyedTimerDoesNotFireAndLetsGoOfWhatItHeld, ATaskMayInvalidateATimerThatIsAlreadyDue,
-                            ARepeatingTimerThatIsLateFiresOnceAndThenKeepsToItsSchedule, SeveralTimersRunSideBySide);
+REGISTER_TYPED_TEST_SUITE_P(MainQueueConformance, PostReturnsBeforeTheTaskRuns, RunsEachTaskOnceInPostingOrder,
+                            ATaskPostedByATaskRunsAfterQueuedTasks, RunsTasksOfAnyThreadOnTheMainThread,
+                            KeepsTheOrderOfEachThreadsTasks, ReleasesTheCapturesOfATaskThatHasRun,
+                            DistinguishesTheMainThreadFromOthers, ADelayedTaskRunsAfterItsDelay,
+                            DelayedTasksRunInOrderOfTheirTimes, ZeroDelayRunsAfterQueuedTasks, AOneShotTimerFiresOnce,
+                            ARepeatingTimerFiresEveryInterval, ATimerFiresOnTheMainThread,
+                            AnInvalidatedTimerDoesNotFire, ATimerMayBeInvalidatedTwiceAndAfterFiring,
+                            AHandlerMayInvalidateItsTimer, AHandlerMayDestroyItsTimer,
+                            ADestroyedTimerDoesNotFireAndReleasesItsCaptures, ATaskMayInvalidateADueTimer,
+                            ALateRepeatingTimerFiresOnceAndKeepsItsSchedule, SeveralTimersFireIndependently);
 
-// --- timers among tasks: a queue whose timers are served between tasks does none of these
+// --- timers that run behind queued tasks; not for a queue that serves timers between tasks
 
 template <typename Harness>
 class TimersBehindTasks : public MainQueueConformance<Harness> {};
 TYPED_TEST_SUITE_P(TimersBehindTasks);
 
-TYPED_TEST_P(TimersBehindTasks, ATimerThatFallsDueWhileATaskRunsComesAfterTheTasksThatWaitBehindIt) {
+TYPED_TEST_P(TimersBehindTasks, ATimerDueDuringATaskFiresAfterQueuedTasks) {
     const auto once = this->schedule(1, false, this->note("once"));
     const auto repeating = this->schedule(1.5, true, this->note("repeating"));
     this->queue().post([this] {
@@ -273,7 +272,7 @@ TYPED_TEST_P(TimersBehindTasks, ATimerThatFallsDueWhileATaskRunsComesAfterTheTas
     EXPECT_THAT(this->noted, ::testing::ElementsAre("posted before both", "once", "repeating"));
 }
 
-TYPED_TEST_P(TimersBehindTasks, ARepeatingTimerThatComesAfterSeveralTasksFiresOnceForAllTheTimesItMissed) {
+TYPED_TEST_P(TimersBehindTasks, ALateRepeatingTimerFiresOnceForAllMissedTimes) {
     const auto timer = this->schedule(1, true, this->note("fired"));
     this->queue().post([this] { this->harness.block(2 * TestFixture::unit); });
     this->queue().post([this] { this->harness.block(1.5 * TestFixture::unit); });
@@ -281,7 +280,7 @@ TYPED_TEST_P(TimersBehindTasks, ARepeatingTimerThatComesAfterSeveralTasksFiresOn
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fired"));
 }
 
-TYPED_TEST_P(TimersBehindTasks, ATimerThatIsDueMayBeInvalidatedByATaskThatWaitsBeforeIt) {
+TYPED_TEST_P(TimersBehindTasks, AQueuedTaskMayInvalidateADueTimer) {
     const auto timer = this->schedule(1, false, this->note("fired"));
     this->queue().post([&] {
         this->queue().post([&] { timer->invalidate(); });
@@ -291,8 +290,7 @@ TYPED_TEST_P(TimersBehindTasks, ATimerThatIsDueMayBeInvalidatedByATaskThatWaitsB
     EXPECT_THAT(this->noted, ::testing::IsEmpty());
 }
 
-REGISTER_TYPED_TEST_SUITE_P(TimersBehindTasks, ATimerThatFallsDueWhileATaskRunsComesAfterTheTasksThatWaitBehindIt,
-                            ARepeatingTimerThatComesAfterSeveralTasksFiresOnceForAllTheTimesItMissed,
-                            ATimerThatIsDueMayBeInvalidatedByATaskThatWaitsBeforeIt);
+REGISTER_TYPED_TEST_SUITE_P(TimersBehindTasks, ATimerDueDuringATaskFiresAfterQueuedTasks,
+                            ALateRepeatingTimerFiresOnceForAllMissedTimes, AQueuedTaskMayInvalidateADueTimer);
 
 } // namespace kelo

@@ -12,14 +12,14 @@
 
 namespace kelo {
 
-/// What every source of power messages must do. The test's own thread is the main thread. The harness:
+/// Tests every source of power messages. The test's thread is the main thread. The harness:
 ///
 ///     PowerNotifications& notifications();
-///     void removePowerDomain();       // before anybody registers: there is nothing to register with
-///     void send(PowerMessage message, std::intptr_t notificationID);  // the root power domain announces something
-///     void sendOther();               // it announces something that is none of our messages
-///     void run();                     // lets the main thread run until what was sent has been delivered
-///     std::vector<std::intptr_t> allowed();  // the answers that the root power domain has received, in order
+///     void removePowerDomain();       // before any registration: makes registering impossible
+///     void send(PowerMessage message, std::intptr_t notificationID);  // sends a message of the root power domain
+///     void sendOther();               // sends a message that the helper does not use
+///     void run();                     // runs the main thread until all messages are delivered
+///     std::vector<std::intptr_t> allowed();  // the answers received by the root power domain, in order
 template <typename Harness>
 class PowerNotificationsConformance : public ::testing::Test {
 protected:
@@ -27,12 +27,12 @@ protected:
     static constexpr auto willSleep = PowerMessage::systemWillSleep;
     static constexpr auto hasPoweredOn = PowerMessage::systemHasPoweredOn;
 
-    /// A client that notes what it is told, and answers on the spot if `onMessage` does.
+    /// A client that records its messages and calls `onMessage` for each.
     struct Client {
         using Message = std::pair<PowerMessage, std::intptr_t>;
         std::unique_ptr<PowerRegistration> registration;
         std::vector<Message> messages;
-        std::thread::id toldOn;
+        std::thread::id deliveredOn;
         std::function<void(Client&)> onMessage = [](Client&) {};
     };
 
@@ -40,7 +40,7 @@ protected:
         client.registration =
             harness.notifications().registerForSystemPower([&client](PowerMessage message, std::intptr_t id) {
                 client.messages.emplace_back(message, id);
-                client.toldOn = std::this_thread::get_id();
+                client.deliveredOn = std::this_thread::get_id();
                 client.onMessage(client);
             });
     }
@@ -55,7 +55,7 @@ protected:
 
 TYPED_TEST_SUITE_P(PowerNotificationsConformance);
 
-TYPED_TEST_P(PowerNotificationsConformance, DeliversEachOfOurMessagesAndNoOtherOnTheMainThread) {
+TYPED_TEST_P(PowerNotificationsConformance, DeliversOnlyKnownMessagesOnTheMainThread) {
     typename TestFixture::Client client;
     this->registerClient(client);
     ASSERT_NE(client.registration, nullptr);
@@ -66,17 +66,17 @@ TYPED_TEST_P(PowerNotificationsConformance, DeliversEachOfOurMessagesAndNoOtherO
     EXPECT_THAT(client.messages, ::testing::ElementsAre(::testing::Pair(TestFixture::canSleep, 17),
                                                         ::testing::Pair(TestFixture::willSleep, 18),
                                                         ::testing::Pair(TestFixture::hasPoweredOn, 0)));
-    EXPECT_EQ(client.toldOn, std::this_thread::get_id());
+    EXPECT_EQ(client.deliveredOn, std::this_thread::get_id());
 }
 
-TYPED_TEST_P(PowerNotificationsConformance, ThereIsNoRegistrationWithoutARootPowerDomain) {
+TYPED_TEST_P(PowerNotificationsConformance, DoesNotRegisterWithoutARootPowerDomain) {
     this->harness.removePowerDomain();
     typename TestFixture::Client client;
     this->registerClient(client);
     EXPECT_EQ(client.registration, nullptr);
 }
 
-TYPED_TEST_P(PowerNotificationsConformance, AnAnswerReachesTheRootPowerDomainUnchanged) {
+TYPED_TEST_P(PowerNotificationsConformance, ForwardsAnAnswerToTheRootPowerDomain) {
     typename TestFixture::Client client;
     client.onMessage = [](auto& told) { told.registration->allowPowerChange(told.messages.back().second); };
     this->registerClient(client);
@@ -84,7 +84,7 @@ TYPED_TEST_P(PowerNotificationsConformance, AnAnswerReachesTheRootPowerDomainUnc
     EXPECT_THAT(this->harness.allowed(), ::testing::ElementsAre(0x1234567));
 }
 
-TYPED_TEST_P(PowerNotificationsConformance, NothingIsAnsweredByItself) {
+TYPED_TEST_P(PowerNotificationsConformance, DoesNotAnswerByItself) {
     typename TestFixture::Client client;
     this->registerClient(client);
     this->send(TestFixture::canSleep, 1);
@@ -92,17 +92,17 @@ TYPED_TEST_P(PowerNotificationsConformance, NothingIsAnsweredByItself) {
     EXPECT_THAT(this->harness.allowed(), ::testing::IsEmpty());
 }
 
-TYPED_TEST_P(PowerNotificationsConformance, NoMessageIsDeliveredOnceTheRegistrationHasEnded) {
+TYPED_TEST_P(PowerNotificationsConformance, DeliversNoMessageAfterTheRegistrationEnds) {
     typename TestFixture::Client client;
     this->registerClient(client);
-    this->harness.send(TestFixture::willSleep, 3); // on its way
+    this->harness.send(TestFixture::willSleep, 3); // not delivered yet
     client.registration.reset();
     this->harness.run();
     this->send(TestFixture::hasPoweredOn, 0);
     EXPECT_THAT(client.messages, ::testing::IsEmpty());
 }
 
-TYPED_TEST_P(PowerNotificationsConformance, ARegistrationMayEndFromItsOwnCallback) {
+TYPED_TEST_P(PowerNotificationsConformance, ACallbackMayEndItsRegistration) {
     typename TestFixture::Client client;
     client.onMessage = [](auto& told) { told.registration.reset(); };
     this->registerClient(client);
@@ -117,7 +117,7 @@ TYPED_TEST_P(PowerNotificationsConformance, ACallbackThatEndsItsRegistrationKeep
     long heldAfterwards = 0;
     registration = this->harness.notifications().registerForSystemPower(
         [held, counted = &held, ended = &registration, result = &heldAfterwards](PowerMessage, std::intptr_t) {
-            // On the stack: the captures may be gone.
+            // Copied to the stack, since the captures may be destroyed.
             const auto* const still = counted;
             long* const count = result;
             ended->reset();
@@ -128,7 +128,7 @@ TYPED_TEST_P(PowerNotificationsConformance, ACallbackThatEndsItsRegistrationKeep
     EXPECT_EQ(held.use_count(), 1);
 }
 
-TYPED_TEST_P(PowerNotificationsConformance, OneMayRegisterAgain) {
+TYPED_TEST_P(PowerNotificationsConformance, AClientMayRegisterAgain) {
     typename TestFixture::Client client;
     this->registerClient(client);
     client.registration.reset();
@@ -137,10 +137,10 @@ TYPED_TEST_P(PowerNotificationsConformance, OneMayRegisterAgain) {
     EXPECT_THAT(client.messages, ::testing::ElementsAre(::testing::Pair(TestFixture::willSleep, 5)));
 }
 
-REGISTER_TYPED_TEST_SUITE_P(PowerNotificationsConformance, DeliversEachOfOurMessagesAndNoOtherOnTheMainThread,
-                            ThereIsNoRegistrationWithoutARootPowerDomain, AnAnswerReachesTheRootPowerDomainUnchanged,
-                            NothingIsAnsweredByItself, NoMessageIsDeliveredOnceTheRegistrationHasEnded,
-                            ARegistrationMayEndFromItsOwnCallback, ACallbackThatEndsItsRegistrationKeepsItsCaptures,
-                            OneMayRegisterAgain);
+REGISTER_TYPED_TEST_SUITE_P(PowerNotificationsConformance, DeliversOnlyKnownMessagesOnTheMainThread,
+                            DoesNotRegisterWithoutARootPowerDomain, ForwardsAnAnswerToTheRootPowerDomain,
+                            DoesNotAnswerByItself, DeliversNoMessageAfterTheRegistrationEnds,
+                            ACallbackMayEndItsRegistration, ACallbackThatEndsItsRegistrationKeepsItsCaptures,
+                            AClientMayRegisterAgain);
 
 } // namespace kelo

@@ -7,7 +7,7 @@
 
 namespace kelo {
 
-/// A folder of the disk, as the harness of a `FileEvents` that watches real files offers it.
+/// A folder on disk: the base of harnesses for a `FileEvents` that watches real files.
 class RealFolder {
 public:
     std::string path(const std::string& name) const { return (folder_ / name).string(); }

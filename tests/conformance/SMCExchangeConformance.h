@@ -7,12 +7,12 @@
 
 namespace kelo {
 
-/// What every way to the controller must do. The harness's controller holds "FNum", a "ui8 " of value 2, and "F0Md", a
-/// "ui8 " that may be written; it does not know "NONE". The harness:
+/// Tests every exchange with the controller. The harness's controller has "FNum", a "ui8 " with value 2, and "F0Md", a
+/// writable "ui8 "; it does not know "NONE". The harness:
 ///
 ///     SMCExchange& exchange();
-///     void removeController();        // before anything is open: there is nothing to open from now on
-///     void failNextExchange();        // at the transport's level
+///     void removeController();        // before anything is open: makes opening impossible
+///     void failNextExchange();        // at transport level
 ///     int openConnections();
 template <typename Harness>
 class SMCExchangeConformance : public ::testing::Test {
@@ -26,7 +26,7 @@ protected:
         return record;
     }
 
-    /// The value byte of a key of one byte; fails the test when it cannot be read.
+    /// Reads a key of one byte; fails the test if it cannot be read.
     std::uint8_t read(std::uint32_t connection, const char* key) {
         auto record = request(SMCCommand::readBytes, key);
         record.keyInfo.dataSize = 1;
@@ -41,7 +41,7 @@ protected:
 
 TYPED_TEST_SUITE_P(SMCExchangeConformance);
 
-TYPED_TEST_P(SMCExchangeConformance, OpensAConnectionWhoseHandleIsNotZero) {
+TYPED_TEST_P(SMCExchangeConformance, OpensAConnectionWithANonZeroHandle) {
     const auto connection = this->exchange().open();
     EXPECT_NE(connection, 0U);
     EXPECT_EQ(this->harness.openConnections(), 1);
@@ -55,7 +55,7 @@ TYPED_TEST_P(SMCExchangeConformance, OpensNothingWithoutAController) {
     EXPECT_EQ(this->harness.openConnections(), 0);
 }
 
-TYPED_TEST_P(SMCExchangeConformance, CarriesARequestThereAndItsReplyBack) {
+TYPED_TEST_P(SMCExchangeConformance, TransmitsARequestAndItsReply) {
     const auto connection = this->exchange().open();
     SMCKeyData reply{};
     ASSERT_TRUE(this->exchange().exchange(connection, this->request(SMCCommand::readKeyInfo, "FNum"), reply));
@@ -66,7 +66,7 @@ TYPED_TEST_P(SMCExchangeConformance, CarriesARequestThereAndItsReplyBack) {
     this->exchange().close(connection);
 }
 
-TYPED_TEST_P(SMCExchangeConformance, WhatIsWrittenIsReadBack) {
+TYPED_TEST_P(SMCExchangeConformance, ReadsBackAWrittenValue) {
     const auto connection = this->exchange().open();
     auto record = this->request(SMCCommand::writeBytes, "F0Md");
     record.keyInfo.dataSize = 1;
@@ -80,7 +80,7 @@ TYPED_TEST_P(SMCExchangeConformance, WhatIsWrittenIsReadBack) {
     this->exchange().close(connection);
 }
 
-TYPED_TEST_P(SMCExchangeConformance, WhatTheControllerRefusesIsNoFailedExchange) {
+TYPED_TEST_P(SMCExchangeConformance, ARefusalIsNotAFailedExchange) {
     const auto connection = this->exchange().open();
     SMCKeyData reply{};
     EXPECT_TRUE(this->exchange().exchange(connection, this->request(SMCCommand::readKeyInfo, "NONE"), reply));
@@ -88,7 +88,7 @@ TYPED_TEST_P(SMCExchangeConformance, WhatTheControllerRefusesIsNoFailedExchange)
     this->exchange().close(connection);
 }
 
-TYPED_TEST_P(SMCExchangeConformance, AFailedExchangeIsToldAndTheNextOneWorks) {
+TYPED_TEST_P(SMCExchangeConformance, ReportsAFailedExchangeAndThenWorksAgain) {
     const auto connection = this->exchange().open();
     this->harness.failNextExchange();
     SMCKeyData reply{};
@@ -112,17 +112,16 @@ TYPED_TEST_P(SMCExchangeConformance, AnExchangeOverAClosedConnectionFails) {
     EXPECT_FALSE(this->exchange().exchange(connection, this->request(SMCCommand::readKeyInfo, "FNum"), reply));
 }
 
-TYPED_TEST_P(SMCExchangeConformance, CanBeOpenedAgainAfterItWasClosed) {
+TYPED_TEST_P(SMCExchangeConformance, CanBeReopenedAfterClosing) {
     this->exchange().close(this->exchange().open());
     const auto connection = this->exchange().open();
     EXPECT_EQ(this->read(connection, "FNum"), 2);
     this->exchange().close(connection);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(SMCExchangeConformance, OpensAConnectionWhoseHandleIsNotZero,
-                            OpensNothingWithoutAController, CarriesARequestThereAndItsReplyBack,
-                            WhatIsWrittenIsReadBack, WhatTheControllerRefusesIsNoFailedExchange,
-                            AFailedExchangeIsToldAndTheNextOneWorks, HandleZeroIsNeverOpen,
-                            AnExchangeOverAClosedConnectionFails, CanBeOpenedAgainAfterItWasClosed);
+REGISTER_TYPED_TEST_SUITE_P(SMCExchangeConformance, OpensAConnectionWithANonZeroHandle, OpensNothingWithoutAController,
+                            TransmitsARequestAndItsReply, ReadsBackAWrittenValue, ARefusalIsNotAFailedExchange,
+                            ReportsAFailedExchangeAndThenWorksAgain, HandleZeroIsNeverOpen,
+                            AnExchangeOverAClosedConnectionFails, CanBeReopenedAfterClosing);
 
 } // namespace kelo

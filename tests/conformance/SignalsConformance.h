@@ -12,11 +12,11 @@
 
 namespace kelo {
 
-/// What every delivery of signals must do. The test's own thread is the main thread. The harness:
+/// Tests every source of signals. The test's thread is the main thread. The harness:
 ///
 ///     Signals& signals();
-///     void raise(int signal);  // the signal arrives at the process, sent by another
-///     void run();              // lets the main thread run its queue until what has arrived is handled
+///     void raise(int signal);  // sends the signal to the process
+///     void run();              // runs the main queue until all signals are handled
 template <typename Harness>
 class SignalsConformance : public ::testing::Test {
 protected:
@@ -26,7 +26,7 @@ protected:
         return ready(signals().deliver(signal, [this, name] { arrived.push_back(name); }));
     }
 
-    /// `source` once it is ready.
+    /// Returns `source` once it is ready.
     std::unique_ptr<SignalSource> ready(std::unique_ptr<SignalSource> source) {
         bool isReady = false;
         source->whenReady([&] { isReady = true; });
@@ -50,7 +50,7 @@ TYPED_TEST_P(SignalsConformance, ASignalReachesItsSourceOnTheMainQueue) {
     EXPECT_EQ(handledOn, std::this_thread::get_id());
 }
 
-TYPED_TEST_P(SignalsConformance, ASignalIsDeliveredEachTimeItHasArrived) {
+TYPED_TEST_P(SignalsConformance, DeliversASignalEachTimeItArrives) {
     const auto source = this->deliver(SIGTERM, "SIGTERM");
     for (int i = 0; i < 3; ++i) {
         this->harness.raise(SIGTERM);
@@ -59,7 +59,7 @@ TYPED_TEST_P(SignalsConformance, ASignalIsDeliveredEachTimeItHasArrived) {
     EXPECT_THAT(this->arrived, ::testing::ElementsAre("SIGTERM", "SIGTERM", "SIGTERM"));
 }
 
-TYPED_TEST_P(SignalsConformance, EachSignalHasASourceOfItsOwn) {
+TYPED_TEST_P(SignalsConformance, EachSignalHasItsOwnSource) {
     const auto terminate = this->deliver(SIGTERM, "SIGTERM");
     const auto interrupt = this->deliver(SIGINT, "SIGINT");
     this->harness.raise(SIGINT);
@@ -78,7 +78,7 @@ TYPED_TEST_P(SignalsConformance, ADestroyedSourceIsNotCalledAndTheSignalStaysIgn
     EXPECT_THAT(this->arrived, ::testing::IsEmpty());
 }
 
-TYPED_TEST_P(SignalsConformance, ASourceMayBeDestroyedByItsOwnHandler) {
+TYPED_TEST_P(SignalsConformance, AHandlerMayDestroyItsSource) {
     std::unique_ptr<SignalSource> source;
     source = this->ready(this->signals().deliver(SIGTERM, [&] {
         source.reset();
@@ -91,8 +91,8 @@ TYPED_TEST_P(SignalsConformance, ASourceMayBeDestroyedByItsOwnHandler) {
     EXPECT_THAT(this->arrived, ::testing::ElementsAre("SIGTERM"));
 }
 
-REGISTER_TYPED_TEST_SUITE_P(SignalsConformance, ASignalReachesItsSourceOnTheMainQueue,
-                            ASignalIsDeliveredEachTimeItHasArrived, EachSignalHasASourceOfItsOwn,
-                            ADestroyedSourceIsNotCalledAndTheSignalStaysIgnored, ASourceMayBeDestroyedByItsOwnHandler);
+REGISTER_TYPED_TEST_SUITE_P(SignalsConformance, ASignalReachesItsSourceOnTheMainQueue, DeliversASignalEachTimeItArrives,
+                            EachSignalHasItsOwnSource, ADestroyedSourceIsNotCalledAndTheSignalStaysIgnored,
+                            AHandlerMayDestroyItsSource);
 
 } // namespace kelo

@@ -10,10 +10,10 @@
 
 namespace kelo {
 
-/// What every reading of the own signature must do. The harness:
+/// Tests every source of the executable's own team. The harness:
 ///
 ///     SigningInformation& signingInformation();
-///     void sign(const std::optional<std::string>& team);  // as which the process reads itself; none: without a team
+///     void sign(const std::optional<std::string>& team);  // signs the executable with `team`, or without a team
 template <typename Harness>
 class SigningInformationConformance : public ::testing::Test {
 protected:
@@ -24,17 +24,17 @@ protected:
 
 TYPED_TEST_SUITE_P(SigningInformationConformance);
 
-TYPED_TEST_P(SigningInformationConformance, TellsTheTeamThatSigned) {
+TYPED_TEST_P(SigningInformationConformance, ReturnsTheSigningTeam) {
     this->harness.sign("ABCDE12345");
     EXPECT_EQ(this->team(), "ABCDE12345");
 }
 
-TYPED_TEST_P(SigningInformationConformance, TellsNoTeamWhenThereIsNone) {
+TYPED_TEST_P(SigningInformationConformance, ReturnsNulloptWithoutATeam) {
     this->harness.sign(std::nullopt);
     EXPECT_EQ(this->team(), std::nullopt);
 }
 
-TYPED_TEST_P(SigningInformationConformance, MayBeAskedOnAnyThread) {
+TYPED_TEST_P(SigningInformationConformance, CanBeReadOnAnyThread) {
     this->harness.sign("ABCDE12345");
     std::optional<std::string> elsewhere;
     std::thread other([&] { elsewhere = this->team(); });
@@ -42,7 +42,7 @@ TYPED_TEST_P(SigningInformationConformance, MayBeAskedOnAnyThread) {
     EXPECT_EQ(elsewhere, "ABCDE12345");
 }
 
-REGISTER_TYPED_TEST_SUITE_P(SigningInformationConformance, TellsTheTeamThatSigned, TellsNoTeamWhenThereIsNone,
-                            MayBeAskedOnAnyThread);
+REGISTER_TYPED_TEST_SUITE_P(SigningInformationConformance, ReturnsTheSigningTeam, ReturnsNulloptWithoutATeam,
+                            CanBeReadOnAnyThread);
 
 } // namespace kelo

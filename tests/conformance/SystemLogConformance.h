@@ -12,7 +12,7 @@
 
 namespace kelo {
 
-/// One entry that the system keeps.
+/// An entry that the system has stored.
 struct KeptEntry {
     std::string category;
     LogLevel level;
@@ -20,11 +20,11 @@ struct KeptEntry {
     bool operator==(const KeptEntry&) const = default;
 };
 
-/// What every system log must do. The harness:
+/// Tests every system log. The harness:
 ///
 ///     std::unique_ptr<SystemLog> makeLog(const std::string& category);  // of the helper's subsystem
 ///     std::vector<KeptEntry> entries();   // of the helper's subsystem, in order
-///     bool canDisable();                  // whether the system can be told to keep no entries of a level
+///     bool canDisable();                  // whether `disable` works
 ///     void disable(LogLevel level);
 template <typename Harness>
 class SystemLogConformance : public ::testing::Test {
@@ -34,7 +34,7 @@ protected:
 
 TYPED_TEST_SUITE_P(SystemLogConformance);
 
-TYPED_TEST_P(SystemLogConformance, KeepsMessagesUnderTheirCategoryAndLevel) {
+TYPED_TEST_P(SystemLogConformance, KeepsMessagesWithTheirCategoryAndLevel) {
     const auto listener = this->harness.makeLog("listener");
     const auto service = this->harness.makeLog("service");
     listener->write(LogLevel::notice, "Asked to stop.");
@@ -44,7 +44,7 @@ TYPED_TEST_P(SystemLogConformance, KeepsMessagesUnderTheirCategoryAndLevel) {
                                        KeptEntry{"service", LogLevel::error, "There is no fan to control."}));
 }
 
-TYPED_TEST_P(SystemLogConformance, TakesMessagesAsTheyAre) {
+TYPED_TEST_P(SystemLogConformance, KeepsMessagesUnchanged) {
     const auto log = this->harness.makeLog("service");
     log->write(LogLevel::notice, "100 % of %s and %n, %{private}s");
     log->write(LogLevel::notice, "");
@@ -55,22 +55,22 @@ TYPED_TEST_P(SystemLogConformance, TakesMessagesAsTheyAre) {
                                        KeptEntry{"service", LogLevel::notice, "Lüfter läuft"}));
 }
 
-TYPED_TEST_P(SystemLogConformance, BothLevelsAreKeptByDefault) {
+TYPED_TEST_P(SystemLogConformance, KeepsBothLevelsByDefault) {
     const auto log = this->harness.makeLog("service");
     EXPECT_TRUE(log->isEnabled(LogLevel::error));
     EXPECT_TRUE(log->isEnabled(LogLevel::notice));
 }
 
-TYPED_TEST_P(SystemLogConformance, TellsALevelThatTheSystemDoesNotKeep) {
+TYPED_TEST_P(SystemLogConformance, ReportsADisabledLevel) {
     if (!this->harness.canDisable())
-        GTEST_SKIP() << "this system keeps everything";
+        GTEST_SKIP() << "this system keeps every level";
     const auto log = this->harness.makeLog("service");
     this->harness.disable(LogLevel::notice);
     EXPECT_FALSE(log->isEnabled(LogLevel::notice));
     EXPECT_TRUE(log->isEnabled(LogLevel::error));
 }
 
-TYPED_TEST_P(SystemLogConformance, MayBeWrittenFromSeveralThreads) {
+TYPED_TEST_P(SystemLogConformance, SeveralThreadsMayWrite) {
     const auto log = this->harness.makeLog("service");
     std::vector<std::thread> writers;
     for (int i = 0; i < 4; ++i)
@@ -85,8 +85,7 @@ TYPED_TEST_P(SystemLogConformance, MayBeWrittenFromSeveralThreads) {
         ::testing::AllOf(::testing::SizeIs(100), ::testing::Each(KeptEntry{"service", LogLevel::notice, "a message"})));
 }
 
-REGISTER_TYPED_TEST_SUITE_P(SystemLogConformance, KeepsMessagesUnderTheirCategoryAndLevel, TakesMessagesAsTheyAre,
-                            BothLevelsAreKeptByDefault, TellsALevelThatTheSystemDoesNotKeep,
-                            MayBeWrittenFromSeveralThreads);
+REGISTER_TYPED_TEST_SUITE_P(SystemLogConformance, KeepsMessagesWithTheirCategoryAndLevel, KeepsMessagesUnchanged,
+                            KeepsBothLevelsByDefault, ReportsADisabledLevel, SeveralThreadsMayWrite);
 
 } // namespace kelo

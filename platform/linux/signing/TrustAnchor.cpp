@@ -26,7 +26,7 @@ struct stat statusOf(int descriptor, const std::string& what) {
 /// If an access list lets more users write, the group bits are its mask and show it.
 void requireNotWritableByOthers(const struct stat& status, const std::string& what) {
     if (status.st_uid != 0 && status.st_uid != ::geteuid())
-        throw SignatureRefused(what + " belongs to somebody else.");
+        throw SignatureRefused(what + " belongs to another user.");
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
         throw SignatureRefused(what + " can be written to by others.");
 }

@@ -12,14 +12,14 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-TEST(Containment, WhatIsThrownIsReportedAndGoesNoFurtherWhateverItIs) {
+TEST(Containment, ReportsAndSwallowsAnyException) {
     takeFaults();
     contain("some work", [] { throw std::runtime_error("it broke"); });
     contain("other work", [] { throw 1; });
     EXPECT_THAT(takeFaults(), ElementsAre("some work: it broke", "other work: an unknown exception"));
 }
 
-TEST(Containment, WorkThatThrowsNothingIsDoneAndNotReported) {
+TEST(Containment, RunsWorkThatThrowsNothingWithoutAReport) {
     takeFaults();
     bool isDone = false;
     contain("some work", [&] { isDone = true; });

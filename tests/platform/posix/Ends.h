@@ -15,7 +15,7 @@
 
 namespace kelo {
 
-/// The two ends of something that a process may have as its standard error.
+/// The two ends of a stream that a process may have as its standard error.
 struct Ends {
     FileDescriptor reading;
     FileDescriptor writing;
@@ -33,7 +33,7 @@ inline Ends socketEnds() {
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
-/// A terminal that changes nothing of what is written to it.
+/// A terminal that does not alter its output.
 inline Ends terminalEnds() {
     FileDescriptor reading(posix_openpt(O_RDWR | O_NOCTTY));
     EXPECT_EQ(grantpt(reading.get()), 0);
@@ -46,7 +46,7 @@ inline Ends terminalEnds() {
     return {std::move(reading), std::move(writing)};
 }
 
-/// What can be read at once.
+/// Reads everything that is available at once.
 inline std::string readAll(const FileDescriptor& end) {
     fcntl(end.get(), F_SETFL, O_NONBLOCK);
     std::string text;

@@ -10,7 +10,7 @@ namespace {
 
 bool isOpen(int descriptor) { return fcntl(descriptor, F_GETFD) != -1; }
 
-TEST(FileDescriptorTest, ItsEndClosesWhatItOwns) {
+TEST(FileDescriptorTest, DestructionClosesTheDescriptor) {
     int number = -1;
     {
         const FileDescriptor owner(open("/dev/null", O_RDONLY));
@@ -20,27 +20,27 @@ TEST(FileDescriptorTest, ItsEndClosesWhatItOwns) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(FileDescriptorTest, WithoutADescriptorItsEndLeavesErrnoAlone) {
+TEST(FileDescriptorTest, DestructionWithoutADescriptorKeepsErrno) {
     errno = 0;
     { const FileDescriptor none; }
     EXPECT_EQ(errno, 0);
 }
 
-TEST(FileDescriptorTest, TheDescriptorZeroIsOne) {
+TEST(FileDescriptorTest, ZeroIsAValidDescriptor) {
     const int kept = dup(0);
     { EXPECT_TRUE(FileDescriptor(0).isValid()); }
     EXPECT_FALSE(isOpen(0));
-    if (kept >= 0) { // unless there was none to begin with
+    if (kept >= 0) { // unless it was closed
         dup2(kept, 0);
         close(kept);
     }
 }
 
-TEST(FileDescriptorTest, WhatIsMovedFromOwnsNothingAndWhatWasThereIsClosed) {
+TEST(FileDescriptorTest, AMoveTransfersOwnershipAndClosesTheOldDescriptor) {
     FileDescriptor first(open("/dev/null", O_RDONLY));
     const int number = first.get();
     FileDescriptor second(std::move(first));
-    EXPECT_FALSE(first.isValid()); // NOLINT(bugprone-use-after-move): that is the question
+    EXPECT_FALSE(first.isValid()); // NOLINT(bugprone-use-after-move): tested here
     EXPECT_EQ(second.get(), number);
     second = FileDescriptor();
     EXPECT_FALSE(isOpen(number));

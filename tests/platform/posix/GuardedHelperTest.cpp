@@ -16,7 +16,7 @@ using ::testing::SizeIs;
 
 constexpr const char* brokenText = "The helper could not carry out the request because of an internal error.";
 
-/// Does with each reply what the test says.
+/// Handles each reply as the test decides.
 class Misbehaving : public KeloHelperProtocol {
 public:
     enum class Way { answers, answersTwice, forgets, throws, answersAndThrows };
@@ -48,7 +48,7 @@ private:
     const Way way_;
 };
 
-/// The answers to the five requests; each probe fails the test when it is not answered exactly once.
+/// The replies to the five requests; each probe fails the test if it does not get exactly one answer.
 struct Answers {
     explicit Answers(Misbehaving::Way way) : helper(std::make_shared<Misbehaving>(way)) {
         takeFaults();
@@ -84,29 +84,29 @@ void expectFallbacks(const Answers& answers) {
     EXPECT_TRUE(answers.standDown.isAnswered());
 }
 
-TEST(GuardedHelper, PassesTheHelpersAnswersOn) {
+TEST(GuardedHelper, ForwardsTheHelpersReplies) {
     expectAnswersOfTheHelper(Answers(Misbehaving::Way::answers));
     EXPECT_THAT(takeFaults(), IsEmpty());
 }
 
-TEST(GuardedHelper, HearsAHelperThatAnswersTwiceOnce) {
+TEST(GuardedHelper, ForwardsOnlyTheFirstReply) {
     expectAnswersOfTheHelper(Answers(Misbehaving::Way::answersTwice));
     EXPECT_THAT(takeFaults(), SizeIs(5));
 }
 
-TEST(GuardedHelper, AnswersForAHelperThatForgets) {
+TEST(GuardedHelper, SendsTheFallbackIfTheHelperDoesNotReply) {
     expectFallbacks(Answers(Misbehaving::Way::forgets));
     EXPECT_THAT(takeFaults(), SizeIs(5));
 }
 
-TEST(GuardedHelper, AnswersForAHelperThatThrowsAndReportsWhy) {
+TEST(GuardedHelper, SendsTheFallbackAndReportsWhatTheHelperThrows) {
     expectFallbacks(Answers(Misbehaving::Way::throws));
     const auto faults = takeFaults();
-    EXPECT_THAT(faults, SizeIs(10)) << "what was thrown, and the missing answer";
+    EXPECT_THAT(faults, SizeIs(10)) << "the exception and the missing answer of each request";
     EXPECT_THAT(faults, ::testing::Contains("holdWithFraction:handsBackOnLidClose:reply:: broken"));
 }
 
-TEST(GuardedHelper, AHelperThatThrowsAfterItsAnswerHasAnswered) {
+TEST(GuardedHelper, ForwardsAReplyMadeBeforeAnException) {
     expectAnswersOfTheHelper(Answers(Misbehaving::Way::answersAndThrows));
     EXPECT_THAT(takeFaults(), SizeIs(5));
 }

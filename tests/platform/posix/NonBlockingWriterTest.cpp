@@ -13,7 +13,7 @@
 namespace kelo {
 namespace {
 
-/// More than is written where the room is not known.
+/// More than one write when the room is unknown.
 const std::string text(2000, 'x');
 
 std::set<int> inheritedDescriptors() {
@@ -24,7 +24,7 @@ std::set<int> inheritedDescriptors() {
     return found;
 }
 
-/// Writes until there is no room; returns the error that says so.
+/// Writes until there is no more room; returns the error.
 int fill(const NonBlockingWriter& writer) {
     errno = 0;
     auto written = writer.write(text);
@@ -39,21 +39,21 @@ protected:
     Ends ends = GetParam()();
 };
 
-TEST_P(NonBlockingWriterTest, WhatIsFullIsNotWaitedForAndTakesMoreOnceItIsRead) {
+TEST_P(NonBlockingWriterTest, DoesNotWaitWhileFullAndWritesOnceThereIsRoom) {
     const NonBlockingWriter writer(ends.writing.get());
     EXPECT_EQ(fill(writer), EAGAIN);
     EXPECT_FALSE(readAll(ends.reading).empty());
     EXPECT_GT(writer.write(text), 0);
 }
 
-TEST_P(NonBlockingWriterTest, NothingThatItOpensIsInherited) {
+TEST_P(NonBlockingWriterTest, ChildrenDoNotInheritItsDescriptors) {
     const auto before = inheritedDescriptors();
     const NonBlockingWriter writer(ends.writing.get());
     EXPECT_EQ(inheritedDescriptors(), before);
 }
 
-TEST_P(NonBlockingWriterTest, WithoutADescriptorToSpareItIsNotWaitedForEither) {
-    const int writing = ends.writing.get(); // sanitizers need descriptors to look at the test
+TEST_P(NonBlockingWriterTest, DoesNotWaitWithoutASpareDescriptor) {
+    const int writing = ends.writing.get(); // sanitizers need descriptors to inspect the test
     const DescriptorLimit standardStreamsOnly(3);
     const NonBlockingWriter writer(writing);
     EXPECT_GT(writer.write(text), 0);
@@ -62,7 +62,7 @@ TEST_P(NonBlockingWriterTest, WithoutADescriptorToSpareItIsNotWaitedForEither) {
 
 INSTANTIATE_TEST_SUITE_P(Every, NonBlockingWriterTest, ::testing::Values(pipeEnds, terminalEnds, socketEnds));
 
-TEST(NonBlockingWriter, ATerminalAndASocketTakeAllThatThereIsRoomFor) {
+TEST(NonBlockingWriter, FillsATerminalAndASocket) {
     for (auto* const make : {terminalEnds, socketEnds}) {
         const auto ends = make();
         EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), text.size());
@@ -70,26 +70,26 @@ TEST(NonBlockingWriter, ATerminalAndASocketTakeAllThatThereIsRoomFor) {
     }
 }
 
-TEST(NonBlockingWriter, APipeThatIsOpenedOnceMoreTakesAllThatThereIsRoomFor) {
+TEST(NonBlockingWriter, FillsAReopenedPipe) {
     if (!std::filesystem::exists("/proc/self/fd"))
         GTEST_SKIP() << "this system only duplicates a pipe";
     const auto ends = pipeEnds();
     EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), text.size());
 }
 
-TEST(NonBlockingWriter, APipeThatCannotBeOpenedOnceMoreTakesWhatAnyHasRoomFor) {
+TEST(NonBlockingWriter, WritesLittleIfAPipeCannotBeReopened) {
     const auto ends = pipeEnds();
     const DescriptorLimit standardStreamsOnly(3);
     EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), _POSIX_PIPE_BUF);
 }
 
-TEST(NonBlockingWriter, APipeOfWhichTheSystemCannotTellWhetherItHasRoomIsTakenToHaveNone) {
+TEST(NonBlockingWriter, TreatsAPipeThatCannotBePolledAsFull) {
     const auto ends = pipeEnds();
-    const DescriptorLimit none; // not even to ask about
+    const DescriptorLimit none; // not even for the test of the room
     EXPECT_EQ(fill(NonBlockingWriter(ends.writing.get())), EAGAIN);
 }
 
-TEST(NonBlockingWriter, WhatIsNoDescriptorRefuses) {
+TEST(NonBlockingWriter, FailsWithoutADescriptor) {
     EXPECT_EQ(NonBlockingWriter(-1).write(text), -1);
     EXPECT_EQ(errno, EBADF);
 }

@@ -28,13 +28,13 @@ protected:
     std::vector<std::string> sent;
 };
 
-TEST_F(OneReplyTest, TheFirstReplyIsSent) {
+TEST_F(OneReplyTest, SendsTheFirstReply) {
     make()("answer");
     EXPECT_THAT(sent, ElementsAre("answer"));
     EXPECT_THAT(takeFaults(), IsEmpty());
 }
 
-TEST_F(OneReplyTest, ASecondReplyIsReportedAndDroppedAlsoThroughACopy) {
+TEST_F(OneReplyTest, ReportsAndDropsASecondReplyEvenThroughACopy) {
     const auto reply = make();
     const auto copy = reply; // NOLINT(performance-unnecessary-copy-initialization)
     reply("answer");
@@ -43,23 +43,23 @@ TEST_F(OneReplyTest, ASecondReplyIsReportedAndDroppedAlsoThroughACopy) {
     EXPECT_THAT(takeFaults(), ElementsAre("a request: it was replied to twice"));
 }
 
-TEST_F(OneReplyTest, AReplyThatIsLetGoIsReportedAndAnsweredWithTheFallback) {
+TEST_F(OneReplyTest, ReportsADroppedReplyAndSendsTheFallback) {
     auto reply = make();
     auto copy = reply;
     reply = nullptr;
-    EXPECT_THAT(sent, IsEmpty()) << "somebody may still reply";
+    EXPECT_THAT(sent, IsEmpty()) << "a copy may still reply";
     copy = nullptr;
     EXPECT_THAT(sent, ElementsAre("fallback"));
     EXPECT_THAT(takeFaults(), ElementsAre("a request: it was dropped without a reply"));
 }
 
-TEST_F(OneReplyTest, AFallbackThatCannotBeSentIsReported) {
+TEST_F(OneReplyTest, ReportsAFallbackThatCannotBeSent) {
     OneReply<int>::through([](int) { throw std::runtime_error("the connection is gone"); }, 0);
     EXPECT_THAT(takeFaults(),
                 ElementsAre("a request: it was dropped without a reply", "sending a reply: the connection is gone"));
 }
 
-TEST_F(OneReplyTest, OfRepliesFromManyThreadsOneIsSent) {
+TEST_F(OneReplyTest, SendsOnlyOneReplyOfManyThreads) {
     std::atomic<int> sends = 0;
     {
         const auto reply = OneReply<int>::through([&](int) { ++sends; }, 0);

@@ -20,14 +20,14 @@ std::string line(std::size_t length) { return std::string(length - 1, 'x') + "\n
 
 class PendingLinesTest : public ::testing::Test {
 protected:
-    /// Leaves no room in the pipe.
+    /// Fills the pipe.
     void fill() {
         const NonBlockingWriter writer(ends.writing.get());
         while (writer.write("y") > 0) {
         }
     }
-    /// What arrives when the pipe is read for as long as something does.
-    std::string readWhatComes() {
+    /// Flushes and reads until nothing more arrives.
+    std::string flushAndRead() {
         std::string text = readAll(ends.reading);
         text.erase(0, text.find_first_not_of('y'));
         for (lines.flush(); true; lines.flush()) {
@@ -38,7 +38,7 @@ protected:
         }
     }
 
-    /// Reads what is there in a moment.
+    /// Reads the available text after a moment, on another thread.
     std::thread readSoon() {
         return std::thread([this] {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -46,76 +46,76 @@ protected:
         });
     }
 
-    std::string read; ///< By `readSoon`.
+    std::string read; ///< The text that `readSoon` has read.
     Ends ends = pipeEnds();
     PendingLines lines{ends.writing.get()};
 };
 
-TEST_F(PendingLinesTest, AreWrittenInTheirOrderOnceThereIsRoom) {
+TEST_F(PendingLinesTest, WritesLinesInOrderOnceThereIsRoom) {
     fill();
     lines.add("one\n");
     lines.add("two\n");
     lines.flush();
-    EXPECT_EQ(readWhatComes(), "one\ntwo\n");
+    EXPECT_EQ(flushAndRead(), "one\ntwo\n");
     lines.flush();
-    EXPECT_EQ(readWhatComes(), "");
+    EXPECT_EQ(flushAndRead(), "");
 }
 
-TEST_F(PendingLinesTest, ThatFillTheirCapacityToTheLastByteAreAllKept) {
+TEST_F(PendingLinesTest, KeepsLinesUpToTheLastByteOfTheCapacity) {
     fill();
     lines.add(line(capacity - 1000));
     lines.add(line(1000));
-    EXPECT_EQ(readWhatComes(), line(capacity - 1000) + line(1000));
+    EXPECT_EQ(flushAndRead(), line(capacity - 1000) + line(1000));
 }
 
-TEST_F(PendingLinesTest, ThatDoNotFitAreCountedInTheirPlace) {
+TEST_F(PendingLinesTest, CountsDroppedLinesInTheirPlace) {
     fill();
     lines.add(line(capacity - 1000));
     lines.add(line(1001));
     lines.add(line(1001));
-    const auto first = readWhatComes();
+    const auto first = flushAndRead();
     EXPECT_EQ(first, line(capacity - 1000));
     lines.add("more\n");
-    EXPECT_EQ(readWhatComes(), "Lines left out here: 2\nmore\n");
+    EXPECT_EQ(flushAndRead(), "Lines left out here: 2\nmore\n");
     lines.add("and more\n");
-    EXPECT_EQ(readWhatComes(), "and more\n");
+    EXPECT_EQ(flushAndRead(), "and more\n");
 }
 
-TEST_F(PendingLinesTest, AreCountedAsPendingOnlyForWhatIsStillToBeWritten) {
+TEST_F(PendingLinesTest, CountsOnlyUnwrittenBytesAsPending) {
     for (int round = 0; round < 3; ++round) {
         fill();
         lines.add(line(capacity));
-        EXPECT_EQ(readWhatComes(), line(capacity));
+        EXPECT_EQ(flushAndRead(), line(capacity));
     }
     fill();
     lines.add(line(capacity - 1000));
     lines.add(line(1000));
-    EXPECT_EQ(readWhatComes(), line(capacity - 1000) + line(1000));
+    EXPECT_EQ(flushAndRead(), line(capacity - 1000) + line(1000));
 }
 
-TEST_F(PendingLinesTest, OneThatIsLargerThanTheCapacityIsKeptWhenThereIsNoOther) {
+TEST_F(PendingLinesTest, KeepsAnOversizedLineIfItIsTheOnlyOne) {
     fill();
     lines.add(line(capacity + 1000));
-    EXPECT_EQ(readWhatComes(), line(capacity + 1000));
+    EXPECT_EQ(flushAndRead(), line(capacity + 1000));
 }
 
-TEST_F(PendingLinesTest, ALineOfOneByteIsWrittenOnce) {
+TEST_F(PendingLinesTest, WritesALineOfOneByteOnce) {
     lines.add("\n");
     lines.flush();
     lines.flush();
     EXPECT_EQ(readAll(ends.reading), "\n");
 }
 
-TEST_F(PendingLinesTest, AnEmptyLineIsNone) {
+TEST_F(PendingLinesTest, IgnoresAnEmptyLine) {
     fill();
     lines.add(line(capacity));
     lines.add("");
-    EXPECT_EQ(readWhatComes(), line(capacity));
-    lines.add("more\n"); // nothing is in its way
-    EXPECT_EQ(readWhatComes(), "more\n");
+    EXPECT_EQ(flushAndRead(), line(capacity));
+    lines.add("more\n"); // the pipe has room
+    EXPECT_EQ(flushAndRead(), "more\n");
 }
 
-TEST_F(PendingLinesTest, ThatCannotBeWrittenForAnotherReasonAreDropped) {
+TEST_F(PendingLinesTest, DropsLinesThatCannotBeWritten) {
     const int number = ends.writing.get();
     const FileDescriptor kept(dup(number));
     close(number);
@@ -127,10 +127,10 @@ TEST_F(PendingLinesTest, ThatCannotBeWrittenForAnotherReasonAreDropped) {
     fill();
     lines.add(line(capacity - 1000));
     lines.add(line(1000));
-    EXPECT_EQ(readWhatComes(), line(capacity - 1000) + line(1000));
+    EXPECT_EQ(flushAndRead(), line(capacity - 1000) + line(1000));
 }
 
-TEST_F(PendingLinesTest, TheEndSaysWhatWasLeftOutLast) {
+TEST_F(PendingLinesTest, FinishReportsTheLinesDroppedLast) {
     lines.add(line(capacity));
     lines.add(line(1));
     lines.flush();
@@ -139,7 +139,7 @@ TEST_F(PendingLinesTest, TheEndSaysWhatWasLeftOutLast) {
     EXPECT_EQ(readAll(ends.reading), "Lines left out here: 1\n");
 }
 
-TEST_F(PendingLinesTest, TheEndGivesASlowReaderAMomentAndNoMoreThanItNeeds) {
+TEST_F(PendingLinesTest, FinishWaitsForASlowReaderOnlyAsLongAsNecessary) {
     auto shortest = Clock::duration::max(); // of several: the machine may be busy
     for (int round = 0; round < 5; ++round) {
         fill();
@@ -154,7 +154,7 @@ TEST_F(PendingLinesTest, TheEndGivesASlowReaderAMomentAndNoMoreThanItNeeds) {
     EXPECT_LT(shortest, std::chrono::milliseconds(150));
 }
 
-TEST_F(PendingLinesTest, TheEndGivesASlowReaderAMomentForWhatDidNotFitAtOnce) {
+TEST_F(PendingLinesTest, FinishWaitsForRoomForTheRest) {
     lines.add(line(capacity + 1000));
     std::thread reader = readSoon();
     lines.finish();
@@ -162,7 +162,7 @@ TEST_F(PendingLinesTest, TheEndGivesASlowReaderAMomentForWhatDidNotFitAtOnce) {
     EXPECT_EQ((read + readAll(ends.reading)).size(), capacity + 1000);
 }
 
-TEST_F(PendingLinesTest, TheEndDoesNotWaitWhenNothingIsPending) {
+TEST_F(PendingLinesTest, FinishDoesNotWaitIfNothingIsPending) {
     fill();
     auto shortest = Clock::duration::max(); // of several: the machine may be busy
     for (int round = 0; round < 5; ++round) {
@@ -173,7 +173,7 @@ TEST_F(PendingLinesTest, TheEndDoesNotWaitWhenNothingIsPending) {
     EXPECT_LT(shortest, std::chrono::milliseconds(150));
 }
 
-TEST_F(PendingLinesTest, TheEndWaitsForNobodyForLong) {
+TEST_F(PendingLinesTest, FinishDoesNotWaitLong) {
     fill();
     lines.add("the last\n");
     const auto before = Clock::now();

@@ -16,7 +16,7 @@ namespace {
 
 class PosixClockTest : public ::testing::Test {
 protected:
-    /// Seconds that sleeping for `seconds` takes.
+    /// The duration of a sleep of `seconds`, in seconds.
     double timeToSleep(double seconds) {
         const double start = clock.now();
         clock.sleep(seconds);
@@ -26,7 +26,7 @@ protected:
     PosixClock clock;
 };
 
-TEST_F(PosixClockTest, TimeGoesOnWhileTheThreadSleepsAndAsFastAsElsewhere) {
+TEST_F(PosixClockTest, RunsDuringSleepAndAsFastAsAnotherClock) {
     using Elsewhere = std::chrono::steady_clock;
     const auto seconds = [](Elsewhere::duration time) { return std::chrono::duration<double>(time).count(); };
     const auto beforeStart = Elsewhere::now();
@@ -41,7 +41,7 @@ TEST_F(PosixClockTest, TimeGoesOnWhileTheThreadSleepsAndAsFastAsElsewhere) {
     EXPECT_LE(passed, seconds(afterEnd - beforeStart) + rounding);
 }
 
-TEST_F(PosixClockTest, SleepsLongerThanOneNap) { EXPECT_GE(timeToSleep(0.6), 0.6); }
+TEST_F(PosixClockTest, SleepsLongerThanOneSystemCallMay) { EXPECT_GE(timeToSleep(0.6), 0.6); }
 
 TEST_F(PosixClockTest, SleepingTakesNoProcessorTime) {
     const auto before = std::clock();
@@ -63,7 +63,7 @@ TEST_F(PosixClockTest, ASignalDoesNotCutTheSleepShort) {
     std::signal(SIGUSR1, previous);
 }
 
-TEST(PosixRights, RootIsWhoeverActsAsUserZero) { EXPECT_EQ(PosixRights().isRoot(), geteuid() == 0); }
+TEST(PosixRights, RootIsEffectiveUserZero) { EXPECT_EQ(PosixRights().isRoot(), geteuid() == 0); }
 
 class PosixClockHarness {
 public:

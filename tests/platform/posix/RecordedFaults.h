@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// What was reported with `reportFault` since the last call, as "what: why".
+/// The faults reported with `reportFault` since the last call, as "what: why".
 std::vector<std::string> takeFaults();
 
 } // namespace kelo

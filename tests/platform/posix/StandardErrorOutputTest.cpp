@@ -12,7 +12,7 @@
 namespace kelo {
 namespace {
 
-/// Standard error led into a file for the time of a test.
+/// Redirects standard error into a file during a test.
 class StandardErrorHarness {
 public:
     StandardErrorHarness() {

@@ -26,7 +26,7 @@
 namespace kelo {
 namespace {
 
-/// Exit status of a process of its own that runs `work`; 1000 plus the signal if one ended it.
+/// The exit status of a separate process that runs `work`; 1000 plus the signal if a signal ended it.
 int inChild(const std::function<int()>& work) {
     const pid_t child = fork();
     if (child == 0) {
@@ -45,7 +45,7 @@ bool isNullDevice(int descriptor) {
     return fstat(descriptor, &given) == 0 && stat("/dev/null", &null) == 0 && given.st_rdev == null.st_rdev;
 }
 
-TEST(StandardStreams, DescriptorsThatAreClosedAreOpenedOnTheNullDevice) {
+TEST(StandardStreams, OpensTheNullDeviceOnClosedDescriptors) {
     EXPECT_EQ(inChild([] {
                   for (const int descriptor : {0, 1, 2})
                       close(descriptor);
@@ -58,7 +58,7 @@ TEST(StandardStreams, DescriptorsThatAreClosedAreOpenedOnTheNullDevice) {
               0);
 }
 
-TEST(StandardStreams, DescriptorsThatAreOpenStayWhatTheyAre) {
+TEST(StandardStreams, LeavesOpenDescriptorsUnchanged) {
     EXPECT_EQ(inChild([] {
                   std::array<int, 2> pipeEnds{};
                   if (pipe(pipeEnds.data()) != 0 || dup2(pipeEnds[1], 2) != 2)
@@ -68,13 +68,13 @@ TEST(StandardStreams, DescriptorsThatAreOpenStayWhatTheyAre) {
                   close(lowestFree);
                   StandardStreams::prepare();
                   if (fcntl(2, F_DUPFD, 3) != lowestFree)
-                      return 3; // something was opened that nobody needs
+                      return 3; // an unnecessary descriptor was opened
                   return isNullDevice(0) && !isNullDevice(2) ? 0 : 2;
               }),
               0);
 }
 
-TEST(StandardStreams, AFileThatMayNotGrowDoesNotEndTheProcess) {
+TEST(StandardStreams, AFileAtItsSizeLimitDoesNotEndTheProcess) {
     const TemporaryFolder folder;
     EXPECT_EQ(inChild([&] {
                   StandardStreams::prepare();
@@ -90,7 +90,7 @@ TEST(StandardStreams, AFileThatMayNotGrowDoesNotEndTheProcess) {
               7);
 }
 
-TEST(StandardStreams, TheSignalsOfATerminalDoNotStopTheProcess) {
+TEST(StandardStreams, TerminalSignalsDoNotStopTheProcess) {
     EXPECT_EQ(inChild([] {
                   StandardStreams::prepare();
                   for (const int signal : {SIGTTOU, SIGTTIN, SIGTSTP}) {
@@ -103,9 +103,9 @@ TEST(StandardStreams, TheSignalsOfATerminalDoNotStopTheProcess) {
               0);
 }
 
-TEST(StandardStreams, ALineGoesToStandardErrorInOneWrite) {
+TEST(StandardStreams, WritesALineToStandardErrorInOneCall) {
     std::array<int, 2> ends{};
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends.data()), 0); // each write is read by itself
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, ends.data()), 0); // keeps each write as a separate message
     EXPECT_EQ(inChild([&] {
                   dup2(ends[1], 2);
                   StandardStreams::writeError("one line\n");
@@ -122,7 +122,7 @@ TEST(StandardStreams, ALineGoesToStandardErrorInOneWrite) {
     close(ends[1]);
 }
 
-TEST(StandardStreams, AReaderThatHasGoneDoesNotEndTheProcess) {
+TEST(StandardStreams, APipeWithoutAReaderDoesNotEndTheProcess) {
     EXPECT_EQ(inChild([] {
                   std::array<int, 2> pipeEnds{};
                   if (pipe(pipeEnds.data()) != 0 || dup2(pipeEnds[1], 2) != 2)
@@ -130,22 +130,22 @@ TEST(StandardStreams, AReaderThatHasGoneDoesNotEndTheProcess) {
                   close(pipeEnds[0]);
                   std::signal(SIGPIPE, SIG_DFL);
                   StandardStreams::prepare();
-                  StandardStreams::writeError("nobody reads this\n");
+                  StandardStreams::writeError("a line without a reader\n");
                   return 0;
               }),
               0);
 }
 
-TEST(StandardStreams, AClosedStandardErrorIsNoReasonToFail) {
+TEST(StandardStreams, SurvivesAClosedStandardError) {
     EXPECT_EQ(inChild([] {
                   close(2);
-                  StandardStreams::writeError("nobody reads this\n");
+                  StandardStreams::writeError("a line without a reader\n");
                   return 0;
               }),
               0);
 }
 
-// --- a standard error that nobody reads
+// --- a standard error without a reader
 
 std::string line(int number, std::size_t length) {
     auto text = "line " + std::to_string(number) + " ";
@@ -153,12 +153,12 @@ std::string line(int number, std::size_t length) {
     return text + "\n";
 }
 
-/// A child that waits for its reader is ended after so many seconds.
+/// Seconds until a child that waits for its reader is killed.
 constexpr unsigned limit = 5;
 constexpr int lines = 300;
 
-/// Writes all lines for nobody, and a last one after what has been written was read. Returns what could be read.
-std::string writeForNobodyAndThenRead(const Ends& ends, std::size_t length) {
+/// Writes all lines before the first read, and the last line after it. Returns all text that could be read.
+std::string writeUnreadAndThenRead(const Ends& ends, std::size_t length) {
     dup2(ends.writing.get(), STDERR_FILENO);
     alarm(limit);
     for (int i = 0; i < lines; ++i)
@@ -172,7 +172,7 @@ std::string writeForNobodyAndThenRead(const Ends& ends, std::size_t length) {
     return text;
 }
 
-/// Whether all lines have come in their order, but those that are said to be left out.
+/// Whether all lines have arrived in order, except those reported as left out.
 bool isWhole(const std::string& text, std::size_t length) {
     const std::string leftOut = "Lines left out here: ";
     std::istringstream stream(text);
@@ -191,22 +191,22 @@ struct Kind {
     Ends (*make)();
 };
 
-class StandardErrorThatNobodyReads : public ::testing::TestWithParam<Kind> {};
+class UnreadStandardError : public ::testing::TestWithParam<Kind> {};
 
-TEST_P(StandardErrorThatNobodyReads, IsNotWaitedForAndLosesNoLineUnsaid) {
+TEST_P(UnreadStandardError, DoesNotBlockAndReportsDroppedLines) {
     for (const std::size_t length : {100U, 1000U, 5000U, 70000U}) {
         const auto ends = GetParam().make();
-        EXPECT_EQ(inChild([&] { return isWhole(writeForNobodyAndThenRead(ends, length), length) ? 0 : 1; }), 0)
+        EXPECT_EQ(inChild([&] { return isWhole(writeUnreadAndThenRead(ends, length), length) ? 0 : 1; }), 0)
             << "lines of " << length;
     }
 }
 
-TEST_P(StandardErrorThatNobodyReads, IsNotWaitedForWithoutADescriptorToSpare) {
+TEST_P(UnreadStandardError, DoesNotBlockWithoutASpareDescriptor) {
     for (const std::size_t length : {100U, 1000U, 5000U}) {
         const auto ends = GetParam().make();
         EXPECT_EQ(inChild([&] {
                       std::optional<DescriptorLimit> standardStreamsOnly(3);
-                      const auto text = writeForNobodyAndThenRead(ends, length);
+                      const auto text = writeUnreadAndThenRead(ends, length);
                       standardStreamsOnly.reset();
                       return isWhole(text, length) ? 0 : 1;
                   }),
@@ -215,7 +215,7 @@ TEST_P(StandardErrorThatNobodyReads, IsNotWaitedForWithoutADescriptorToSpare) {
     }
 }
 
-TEST_P(StandardErrorThatNobodyReads, KeepsTheFlagsThatOthersShare) {
+TEST_P(UnreadStandardError, KeepsItsSharedFlags) {
     const auto ends = GetParam().make();
     const int before = fcntl(ends.writing.get(), F_GETFL);
     EXPECT_EQ(inChild([&] {
@@ -228,12 +228,12 @@ TEST_P(StandardErrorThatNobodyReads, KeepsTheFlagsThatOthersShare) {
     EXPECT_EQ(readAll(ends.reading), "a line\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, StandardErrorThatNobodyReads,
+INSTANTIATE_TEST_SUITE_P(Every, UnreadStandardError,
                          ::testing::Values(Kind{"Pipe", pipeEnds}, Kind{"Terminal", terminalEnds},
                                            Kind{"Socket", socketEnds}),
                          [](const auto& kind) { return kind.param.name; });
 
-TEST(StandardStreams, WhatStillFitsIsHandedOverAtTheEnd) {
+TEST(StandardStreams, WritesPendingLinesAtExit) {
     const auto ends = pipeEnds();
     EXPECT_EQ(inChild([&] {
                   dup2(ends.writing.get(), STDERR_FILENO);
@@ -241,15 +241,15 @@ TEST(StandardStreams, WhatStillFitsIsHandedOverAtTheEnd) {
                   for (int i = 0; i < 80; ++i)
                       StandardStreams::writeError(line(i, 1000));
                   if (readAll(ends.reading).find(line(79, 1000)) != std::string::npos)
-                      return 1; // there was room for all of them
+                      return 1; // no line was pending
                   saveCoverage();
-                  std::exit(0); // NOLINT: this is what is tested
+                  std::exit(0); // NOLINT: tested here
               }),
               0);
     EXPECT_TRUE(readAll(ends.reading).ends_with(line(79, 1000)));
 }
 
-TEST(StandardStreams, AFileIsWrittenWhereTheOthersWhoShareItHaveGot) {
+TEST(StandardStreams, WritesAFileAtItsSharedOffset) {
     const TemporaryFolder folder;
     const FileDescriptor file(open((folder / "log").c_str(), O_WRONLY | O_CREAT, 0600));
     EXPECT_EQ(inChild([&] {

@@ -13,7 +13,7 @@ class HardwareLinkTest : public ::testing::Test {
 protected:
     HardwareLinkTest() { mac.accept(); }
 
-    void say(const AnyAnswer& answer) { mac.say(encode(answer)); }
+    void answer(const AnyAnswer& answer) { mac.send(encode(answer)); }
     /// Makes a call that should fail. Returns the error's text; "none" if it succeeds.
     std::string failure() {
         try {
@@ -36,20 +36,20 @@ TEST_F(HardwareLinkTest, DoesNotConnectWithoutAMac) {
 TEST_F(HardwareLinkTest, SendsACallAndReturnsItsAnswer) {
     MacState state;
     state.load = 0.5;
-    say(state);
+    answer(state);
     EXPECT_EQ(link->call(Show{}).load, 0.5);
-    EXPECT_EQ(mac.hear(), encode(AnyCall(Show{})));
+    EXPECT_EQ(mac.receive(), encode(AnyCall(Show{})));
 }
 
 TEST_F(HardwareLinkTest, ThrowsARefusalAsItsSentenceAndCanMakeTheNextCall) {
-    say(Refused{"The Mac is awake."});
+    answer(Refused{"The Mac is awake."});
     EXPECT_EQ(failure(), "The Mac is awake.");
-    say(Done{});
+    answer(Done{});
     EXPECT_EQ(failure(), "none");
 }
 
 TEST_F(HardwareLinkTest, RejectsTheAnswerToAnotherCall) {
-    say(SleepReport{});
+    answer(SleepReport{});
     EXPECT_EQ(failure(), "The simulated Mac sent an unexpected answer.");
 }
 

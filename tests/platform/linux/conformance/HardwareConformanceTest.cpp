@@ -40,21 +40,21 @@ private:
     SimulatedMacHardware hardware_{mac_.folder()};
 };
 
-/// A scripted Mac, since the messages of a simulated one follow an order.
+/// Uses a scripted Mac, since a simulated one sends its messages in a fixed order.
 class SimulatedMacPowerHarness : private PowerNotifications {
 public:
     PowerNotifications& notifications() { return *this; }
     void removePowerDomain() {
-        mac_.goAway();
+        mac_.shutDown();
         isPresent_ = false;
     }
-    void send(PowerMessage message, std::intptr_t notificationID) { say({eventOf(message), notificationID}); }
-    void sendOther() { say({PowerEvent::willPowerOn, 0}); }
+    void send(PowerMessage message, std::intptr_t notificationID) { sendRecord({eventOf(message), notificationID}); }
+    void sendOther() { sendRecord({PowerEvent::willPowerOn, 0}); }
     void run() { under_.run(1); }
     std::vector<std::intptr_t> allowed() {
         std::vector<std::intptr_t> ids;
-        while (mac_.isSpokenTo()) {
-            const auto bytes = mac_.hear();
+        while (mac_.hasMessage()) {
+            const auto bytes = mac_.receive();
             std::int64_t id = 0;
             EXPECT_EQ(bytes.size(), sizeof id);
             std::memcpy(&id, bytes.data(), sizeof id);
@@ -72,9 +72,9 @@ private:
         const auto bytes = bytesOf(record);
         return {bytes.begin(), bytes.end()};
     }
-    void say(const mac_wire::PowerRecord& record) {
+    void sendRecord(const mac_wire::PowerRecord& record) {
         if (mac_.hasClient())
-            mac_.say(wire(record));
+            mac_.send(wire(record));
     }
     static PowerEvent eventOf(PowerMessage message) {
         switch (message) {

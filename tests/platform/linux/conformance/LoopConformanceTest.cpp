@@ -13,7 +13,7 @@
 namespace kelo {
 namespace {
 
-// What the event loop serves: itself as a queue, signals, and watches on files.
+// The event loop as a main queue, and signals and file events on it.
 
 class EventLoopHarness {
 public:
@@ -28,7 +28,7 @@ private:
 
 class SignalDescriptorsHarness {
 public:
-    /// What a test left behind is not to reach the next one.
+    /// Discards signals left by one test, so that they do not reach the next.
     ~SignalDescriptorsHarness() {
         sigset_t signals;
         sigemptyset(&signals);

@@ -5,9 +5,9 @@
 
 namespace kelo {
 
-/// An event loop in virtual time, for the harnesses of the conformance suites. The test's own thread is its thread.
+/// An event loop in virtual time, on the test's thread, for the harnesses of the conformance suites.
 struct LoopUnderTest {
-    /// Lets the loop serve for `seconds`.
+    /// Runs the loop for `seconds`.
     void run(double seconds) {
         loop.postAfter(seconds, [this] { loop.stop(); });
         loop.run();

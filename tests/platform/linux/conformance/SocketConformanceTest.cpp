@@ -18,8 +18,8 @@
 namespace kelo {
 namespace {
 
-/// Both ends of the service's socket in one process. Who a client is signed by is said by the harness; whether that
-/// satisfies the requirement is found out as for real peers.
+/// Both ends of the service's socket in one process. The harness chooses the client's identity; whether that identity
+/// satisfies the requirement is checked as for real peers.
 class SocketHarness {
 public:
     Listener& listener() { return listener_; }
@@ -35,13 +35,14 @@ public:
             shutdown(socket, SHUT_RDWR);
     }
 
-    /// What was ready before somebody who is turned away has been served after the second of them.
+    /// Connects twice as a peer that is cut off: everything that was ready before is served by the time the second one
+    /// is cut off.
     void settle() {
         for (int i = 0; i < 2; ++i) {
             expect({});
             const auto probe = unix_socket::connect(folder_.get(), serviceName_);
             if (!probe.isValid())
-                return; // nobody listens
+                return; // the listener is closed
             std::uint8_t byte = 0;
             EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(probe.get(), {&byte, 1})));
         }
@@ -53,7 +54,7 @@ private:
         return std::make_unique<SocketHelperConnection>(folder_.get());
     }
 
-    /// The next that comes is this one.
+    /// Sets the identity of the next client.
     void expect(const CodeIdentity& identity) {
         const std::lock_guard lock(mutex_);
         expected_.push_back(identity);

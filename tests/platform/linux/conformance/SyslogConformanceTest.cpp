@@ -10,7 +10,7 @@
 namespace kelo {
 namespace {
 
-/// What a daemon that keeps up is told: its queue has room for few entries, and what does not fit is left out.
+/// Collects the entries of a daemon that keeps up: its queue has room for few entries, and the others are dropped.
 class SyslogHarness {
 public:
     std::unique_ptr<SystemLog> makeLog(const std::string& category) {
@@ -23,7 +23,7 @@ public:
     void disable(LogLevel) {}
 
 private:
-    /// The daemon reads after each entry.
+    /// Lets the daemon read after each entry.
     class ReadLog : public SystemLog {
     public:
         ReadLog(SyslogHarness& harness, const std::string& category)

@@ -1,4 +1,4 @@
-// What the helper's view of the hardware makes of a simulated Mac that goes, refuses or talks nonsense.
+// Tests the hardware access with a simulated Mac that exits, refuses or sends invalid messages.
 
 #include <gmock/gmock.h>
 
@@ -29,7 +29,7 @@ Bytes wire(const Record& record) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// Waits long enough for a busy machine, and briefly for a Mac that says nothing.
+/// Long enough for a busy machine, and short for a Mac that does not answer.
 constexpr MacTimeouts shortTimeouts = {
     .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
 
@@ -40,7 +40,7 @@ protected:
         ofAnotherCommand.data8 = static_cast<std::uint8_t>(SMCCommand::readKeyInfo);
     }
     bool exchangeOnce() { return hardware.exchange(connection, {}, reply); }
-    /// With these answers, in order.
+    /// Makes an exchange to which the Mac sends these answers, in order.
     template <typename... Answers>
     bool exchangeAnsweredWith(const Answers&... answers) {
         return mac.answering({answers...}, [this] { return exchangeOnce(); });
@@ -65,20 +65,20 @@ protected:
     SMCKeyData reply{};
 };
 
-TEST_F(FailingMacTest, ARecordIsSentAndReturnedByteForByte) {
+TEST_F(FailingMacTest, SendsAndReceivesRecordsByteForByte) {
     SMCKeyData record{};
     auto bytes = bytesOf(record);
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = static_cast<std::uint8_t>(i + 1);
     std::jthread asking([&] { EXPECT_TRUE(hardware.exchange(connection, record, reply)); });
     mac.accept();
-    EXPECT_EQ(mac.hear(), wire(record));
-    mac.say(wire(record));
+    EXPECT_EQ(mac.receive(), wire(record));
+    mac.send(wire(record));
     asking.join();
     EXPECT_EQ(wire(reply), wire(record));
 }
 
-TEST_F(FailingMacTest, AnExchangeIsAskedAgainAfterAnInvalidAnswerAndFailsAfterTwo) {
+TEST_F(FailingMacTest, RetriesAnExchangeOnceAfterAnInvalidAnswer) {
     for (const auto& invalid :
          {Bytes(2), Bytes(16), Bytes(79), Bytes(81), wire(ofAnotherKey), wire(ofAnotherCommand)}) {
         EXPECT_TRUE(exchangeAnsweredWith(invalid, done)) << invalid.size();
@@ -88,14 +88,14 @@ TEST_F(FailingMacTest, AnExchangeIsAskedAgainAfterAnInvalidAnswerAndFailsAfterTw
     static_assert(noexcept(std::declval<SimulatedMacHardware>().close(0)));
 }
 
-TEST_F(FailingMacTest, AnAnswerGivenTwiceDoesNotShiftTheNextAnswers) {
+TEST_F(FailingMacTest, ADuplicateAnswerDoesNotShiftLaterAnswers) {
     for (const auto& next : {ofAnotherKey, ofAnotherCommand}) {
         EXPECT_TRUE(exchangeAnsweredWith(done));
-        mac.say(done);
+        mac.send(done);
         std::jthread asking([&] { EXPECT_TRUE(hardware.exchange(connection, next, reply)); });
-        mac.accept(); // a new connection, on which no old answer waits
-        EXPECT_EQ(mac.hear(), wire(next));
-        mac.say(wire(next));
+        mac.accept(); // a new connection without old answers
+        EXPECT_EQ(mac.receive(), wire(next));
+        mac.send(wire(next));
         asking.join();
         EXPECT_EQ(wire(reply), wire(next));
     }
@@ -104,12 +104,12 @@ TEST_F(FailingMacTest, AnAnswerGivenTwiceDoesNotShiftTheNextAnswers) {
 TEST_F(FailingMacTest, AFailedExchangeIsNotALostLink) {
     EXPECT_FALSE(exchangeAnsweredWith(wire(failedExchange)));
     EXPECT_TRUE(hardware.hasLink());
-    mac.goAway();
+    mac.shutDown();
     EXPECT_FALSE(exchangeOnce());
     EXPECT_FALSE(hardware.hasLink());
 }
 
-TEST_F(FailingMacTest, TheLidIsLookedAtAgainAfterAnInvalidAnswerAndIsAbsentAfterTwo) {
+TEST_F(FailingMacTest, RetriesALidQueryOnceAfterAnInvalidAnswer) {
     const Bytes unknownState = wire(LidRecord{static_cast<LidState>(4), 1});
     const Bytes closed = wire(encode(true));
     for (const auto& invalid : {Bytes(1), Bytes(15), unknownState, Bytes(17), done}) {
@@ -118,37 +118,37 @@ TEST_F(FailingMacTest, TheLidIsLookedAtAgainAfterAnInvalidAnswerAndIsAbsentAfter
     }
 }
 
-TEST_F(FailingMacTest, TheExchangeAfterATimeoutIsAnswered) {
+TEST_F(FailingMacTest, TheExchangeAfterATimeoutSucceeds) {
     mac.accept();
     EXPECT_FALSE(exchangeOnce());
     EXPECT_TRUE(exchangeAnsweredWith(done));
 }
 
-TEST_F(FailingMacTest, AnExchangeReachesAMacThatHasBeenRestarted) {
+TEST_F(FailingMacTest, AnExchangeReachesARestartedMac) {
     mac.accept();
-    mac.goAway();
-    mac.comeBack();
+    mac.shutDown();
+    mac.restart();
     EXPECT_TRUE(exchangeAnsweredWith(done));
 }
 
-TEST_F(FailingMacTest, ExchangesFailWhileNoMacIsThereAndSucceedWhenOneIsBack) {
+TEST_F(FailingMacTest, ExchangesFailWithoutAMacAndSucceedOnceItIsBack) {
     mac.accept();
-    mac.goAway();
+    mac.shutDown();
     EXPECT_FALSE(exchangeOnce());
     EXPECT_FALSE(exchangeOnce());
-    mac.comeBack();
+    mac.restart();
     EXPECT_TRUE(exchangeAnsweredWith(done));
 }
 
 TEST_F(FailingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
     mac.accept();
     hardware.close(connection);
-    mac.goAway();
-    mac.comeBack();
+    mac.shutDown();
+    mac.restart();
     EXPECT_FALSE(exchangeOnce());
 }
 
-TEST_F(FailingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
+TEST_F(FailingMacTest, WaitsOnlyBrieflyForAHungMacUntilItAnswers) {
     const auto look = [this] { EXPECT_EQ(hardware.clamshellState(), ClamshellProperty()); };
     mac.accept();
     EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
@@ -159,7 +159,7 @@ TEST_F(FailingMacTest, AMacThatHungIsWaitedForBrieflyUntilItAnswers) {
     EXPECT_GE(durationOf(look), shortTimeouts.answer);
 }
 
-TEST_F(FailingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
+TEST_F(FailingMacTest, WaitsAsBeforeLongAfterAMacHung) {
     const MacTimeouts forgetful = {shortTimeouts.answer, shortTimeouts.retry, std::chrono::milliseconds(1)};
     SimulatedMacHardware other(mac.folder(), forgetful);
     const auto handle = other.open();
@@ -168,7 +168,7 @@ TEST_F(FailingMacTest, AMacThatHungIsWaitedForAsBeforeOnceThatIsLongAgo) {
     EXPECT_GE(durationOf([&] { EXPECT_FALSE(other.exchange(handle, {}, reply)); }), forgetful.answer);
 }
 
-TEST_F(FailingMacTest, AMacThatAcceptsNoConnectionIsWaitedForBriefly) {
+TEST_F(FailingMacTest, WaitsBrieflyForAMacThatAcceptsNoConnection) {
     hardware.close(connection);
     const auto waiting = mac.fillBacklog();
     EXPECT_LT(durationOf([this] { EXPECT_EQ(hardware.open(), 0U); }), shortTimeouts.answer);
@@ -187,17 +187,17 @@ protected:
     std::unique_ptr<PowerRegistration> registerWith(const Bytes& answer) {
         return mac.during(answer, [this] { return registerOnce(); });
     }
-    /// Lets the loop serve for a minute, and the Mac answer whoever registers meanwhile.
+    /// Runs the loop for a minute while the Mac accepts a registration and sends `answer`.
     void runWith(const Bytes& answer) {
         mac.during(answer, [this] {
             run(60);
             return 0;
         });
     }
-    /// Lets the loop serve; by default what is there already.
+    /// Runs the loop; by default only long enough for events that are ready.
     void run(double seconds = 0.05) { under.run(seconds); }
     int messagesAfterOneMore() {
-        mac.say(message);
+        mac.send(message);
         run();
         return messages;
     }
@@ -213,7 +213,7 @@ protected:
     std::function<void()> onMessage = [] {};
 };
 
-/// With a registration that the Mac has accepted.
+/// Has a registration that the Mac has accepted.
 class LostRegistrationTest : public FailingPowerDomainTest {
 protected:
     LostRegistrationTest() { EXPECT_NE(registration, nullptr); }
@@ -221,12 +221,12 @@ protected:
     std::unique_ptr<PowerRegistration> registration = registerWith(done);
 };
 
-TEST_F(FailingPowerDomainTest, AnInvalidAnswerToARegistrationIsNoRegistration) {
+TEST_F(FailingPowerDomainTest, DoesNotRegisterAfterAnInvalidAnswer) {
     for (const auto& bytes : {Bytes(1), Bytes(15), message, wire(PowerRecord{static_cast<PowerEvent>(5), 0})})
         EXPECT_EQ(registerWith(bytes), nullptr);
 }
 
-TEST_F(FailingPowerDomainTest, AMacThatAcceptsNobodyIsRegisteredWithLater) {
+TEST_F(FailingPowerDomainTest, RegistersLaterIfTheMacAcceptsNoConnection) {
     auto waiting = mac.fillBacklog();
     const auto registration = registerOnce();
     ASSERT_NE(registration, nullptr);
@@ -238,7 +238,7 @@ TEST_F(FailingPowerDomainTest, AMacThatAcceptsNobodyIsRegisteredWithLater) {
     EXPECT_EQ(messagesAfterOneMore(), 1);
 }
 
-TEST_F(FailingPowerDomainTest, AMacThatDoesNotAnswerARegistrationIsRegisteredWithLater) {
+TEST_F(FailingPowerDomainTest, RegistersLaterIfTheMacDoesNotAnswer) {
     const auto registration = registerOnce();
     ASSERT_NE(registration, nullptr);
     mac.clearBacklog();
@@ -246,8 +246,8 @@ TEST_F(FailingPowerDomainTest, AMacThatDoesNotAnswerARegistrationIsRegisteredWit
     EXPECT_EQ(messagesAfterOneMore(), 1);
 }
 
-TEST_F(FailingPowerDomainTest, AProcessWithoutDescriptorsRegistersLater) {
-    // A sanitizer needs descriptors when it sees objects for the first time.
+TEST_F(FailingPowerDomainTest, RegistersLaterIfNoDescriptorIsLeft) {
+    // A sanitizer needs descriptors the first time it sees an object.
     std::unique_ptr<PowerRegistration> registration = registerOnce();
     registration.reset();
     mac.clearBacklog();
@@ -263,19 +263,19 @@ TEST_F(FailingPowerDomainTest, AProcessWithoutDescriptorsRegistersLater) {
 
 TEST_F(LostRegistrationTest, RegistersAgainAfterEachRestart) {
     for (int restarts = 1; restarts <= 2; ++restarts) {
-        mac.goAway();
+        mac.shutDown();
         run(3600);
-        mac.comeBack();
+        mac.restart();
         runWith(done);
         EXPECT_EQ(messagesAfterOneMore(), restarts);
     }
 }
 
-TEST_F(LostRegistrationTest, AWakeOrSleepThatWasMissedIsReportedWithTheNextRegistration) {
-    mac.say(wire(PowerRecord{PowerEvent::willSleep, 7}));
+TEST_F(LostRegistrationTest, ReportsAMissedWakeOrSleepAtTheNextRegistration) {
+    mac.send(wire(PowerRecord{PowerEvent::willSleep, 7}));
     run();
     mac.hangUp();
-    runWith(done); // awake by now, as after a restart
+    runWith(done); // awake again, as after a restart
     EXPECT_THAT(received, ::testing::ElementsAre(PowerMessage::systemWillSleep, PowerMessage::systemHasPoweredOn));
     mac.hangUp();
     runWith(wire(PowerRecord{PowerEvent::registered, 1}));
@@ -299,24 +299,24 @@ TEST_F(LostRegistrationTest, AnEndedRegistrationIsNotRenewed) {
     run();
     registration.reset();
     run(60);
-    EXPECT_FALSE(mac.isAskedToAccept());
+    EXPECT_FALSE(mac.hasPendingConnection());
 }
 
-TEST_F(LostRegistrationTest, ARenewedRegistrationMayEndFromItsOwnCallback) {
+TEST_F(LostRegistrationTest, ACallbackMayEndARenewedRegistration) {
     onMessage = [this] { registration.reset(); };
     mac.hangUp();
     runWith(done);
     EXPECT_EQ(messagesAfterOneMore(), 1);
     EXPECT_EQ(registration, nullptr);
     run(60);
-    EXPECT_FALSE(mac.isAskedToAccept());
+    EXPECT_FALSE(mac.hasPendingConnection());
 }
 
-TEST_F(LostRegistrationTest, AnInvalidMessageIsDroppedAndTheRegistrationRenewed) {
+TEST_F(LostRegistrationTest, DropsAnInvalidMessageAndRegistersAgain) {
     int expected = 0;
     for (const auto& bytes : {Bytes(1), Bytes(17), done, wire(PowerRecord{static_cast<PowerEvent>(5), 0})}) {
-        mac.say(bytes);
-        mac.say(message);
+        mac.send(bytes);
+        mac.send(message);
         run();
         EXPECT_EQ(messages, expected);
         runWith(done);
@@ -324,7 +324,7 @@ TEST_F(LostRegistrationTest, AnInvalidMessageIsDroppedAndTheRegistrationRenewed)
     }
 }
 
-TEST_F(LostRegistrationTest, AllowingSleepToAMacThatHasGoneThrowsNothing) {
+TEST_F(LostRegistrationTest, AllowingSleepThrowsNothingAfterTheMacHasExited) {
     mac.hangUp();
     EXPECT_NO_THROW(registration->allowPowerChange(1));
     run();

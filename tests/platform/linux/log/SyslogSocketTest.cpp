@@ -19,7 +19,7 @@ using ::testing::SizeIs;
 
 class SyslogSocketTest : public ::testing::Test {
 protected:
-    SyslogSocketTest() { alarm(60); } // ends a test that waits
+    SyslogSocketTest() { alarm(60); } // ends a test that blocks
     ~SyslogSocketTest() override { alarm(0); }
 
     void write(const std::string& message) { log.write(LOG_NOTICE, "app.kelo.helper", "listener", message); }
@@ -33,7 +33,7 @@ protected:
     SyslogSocket log{path.string()};
 };
 
-TEST_F(SyslogSocketTest, AnEntryHasTheFormOfEveryOther) {
+TEST_F(SyslogSocketTest, AnEntryHasTheSyslogFormat) {
     const FakeLogDaemon daemon(path);
     write("Asked to stop.");
     EXPECT_THAT(daemon.read(),
@@ -42,7 +42,7 @@ TEST_F(SyslogSocketTest, AnEntryHasTheFormOfEveryOther) {
                                          std::to_string(getpid()) + "\\]: \\[listener\\] Asked to stop\\.")));
 }
 
-TEST_F(SyslogSocketTest, ADaemonThatDoesNotReadIsNotWaitedFor) {
+TEST_F(SyslogSocketTest, DoesNotWaitForADaemonThatDoesNotRead) {
     const FakeLogDaemon daemon(path);
     writeMany(1000);
     const auto taken = daemon.read();
@@ -53,7 +53,7 @@ TEST_F(SyslogSocketTest, ADaemonThatDoesNotReadIsNotWaitedFor) {
                 ElementsAre(EndsWith(": [platform] Entries left out here: " + std::to_string(1000 - taken.size())),
                             EndsWith(": [listener] the next")));
     write("the last");
-    EXPECT_THAT(daemon.read(), ElementsAre(EndsWith(": [listener] the last"))) << "what was left out is told once";
+    EXPECT_THAT(daemon.read(), ElementsAre(EndsWith(": [listener] the last"))) << "reports dropped entries once";
 }
 
 TEST_F(SyslogSocketTest, NoThreadWaitsForADaemonThatDoesNotRead) {
@@ -69,14 +69,14 @@ TEST_F(SyslogSocketTest, NoThreadWaitsForADaemonThatDoesNotRead) {
                             EndsWith(": [listener] the next")));
 }
 
-TEST_F(SyslogSocketTest, ADaemonThatComesLateIsToldWhatItMissed) {
+TEST_F(SyslogSocketTest, ReportsMissedEntriesToALateDaemon) {
     writeMany(3);
     const FakeLogDaemon daemon(path);
     write("the next");
     EXPECT_THAT(daemon.read(), ElementsAre(EndsWith("Entries left out here: 3"), EndsWith("the next")));
 }
 
-TEST_F(SyslogSocketTest, ADaemonThatIsStartedAnewIsFoundAgain) {
+TEST_F(SyslogSocketTest, ReconnectsToARestartedDaemon) {
     {
         const FakeLogDaemon first(path);
         write("one");
@@ -88,7 +88,7 @@ TEST_F(SyslogSocketTest, ADaemonThatIsStartedAnewIsFoundAgain) {
     EXPECT_THAT(second.read(), ElementsAre(EndsWith("Entries left out here: 1"), EndsWith("two")));
 }
 
-TEST_F(SyslogSocketTest, AnEntryThatIsTooLongIsLeftOutAlone) {
+TEST_F(SyslogSocketTest, DropsOnlyAnEntryThatIsTooLong) {
     const FakeLogDaemon daemon(path);
     write(std::string(1'000'000, 'x'));
     EXPECT_THAT(daemon.read(), IsEmpty());
@@ -96,7 +96,7 @@ TEST_F(SyslogSocketTest, AnEntryThatIsTooLongIsLeftOutAlone) {
     EXPECT_THAT(daemon.read(), ElementsAre(EndsWith("Entries left out here: 1"), EndsWith("short")));
 }
 
-TEST_F(SyslogSocketTest, AStreamIsNotWrittenTo) {
+TEST_F(SyslogSocketTest, DoesNotWriteToAStreamSocket) {
     const FakeLogDaemon daemon(path, SOCK_STREAM);
     writeMany(3);
 }

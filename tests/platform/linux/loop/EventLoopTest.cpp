@@ -25,8 +25,8 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// What every main queue does is tested for all of them, in virtual time; this is what the event loop adds, in real
-// time.
+// The conformance suite tests general behaviour of main queues in virtual time. These tests cover additional behaviour
+// of the event loop, in real time.
 
 class EventLoopTest : public ::testing::Test {
 protected:
@@ -37,7 +37,7 @@ protected:
         far = FileDescriptor(ends[1]);
     }
 
-    /// Serves until `stop` is called or for so long.
+    /// Runs until `stop` is called or the time is over.
     void run(double seconds = 5) {
         loop.postAfter(seconds, [this] {
             ADD_FAILURE() << "nothing stopped the loop";
@@ -57,8 +57,8 @@ protected:
     std::vector<int> trace;
 };
 
-TEST_F(EventLoopTest, RunsWhatItWasGivenThoughNoMemoryIsLeft) {
-    const std::array<int, 16> large{}; // copying a handler that captures this allocates
+TEST_F(EventLoopTest, RunsPendingWorkWithoutMemory) {
+    const std::array<int, 16> large{}; // copying a handler that captures this allocates memory
     std::array<int, 4> runs{};
     SignalfdSignals signals(loop);
     const auto signal = signals.deliver(SIGUSR1, [&runs, large] { runs[0] += 1 + large[0]; });
@@ -102,7 +102,7 @@ TEST_F(EventLoopTest, TasksFromOtherThreadsRunOnTheLoopsThread) {
     EXPECT_EQ(count, 400);
 }
 
-TEST_F(EventLoopTest, ItBelongsToTheThreadThatRunsIt) {
+TEST_F(EventLoopTest, BelongsToTheThreadThatRunsIt) {
     std::jthread([this] {
         EXPECT_FALSE(loop.isCurrent());
         loop.post([this] { EXPECT_TRUE(loop.isCurrent()); });
@@ -118,7 +118,7 @@ TEST_F(EventLoopTest, AReadyDescriptorIsServedUntilItsWatchEnds) {
         read(near);
         trace.push_back(1);
         if (trace.size() == 2) {
-            watch.reset(); // from its own handler
+            watch.reset(); // destroyed by its own handler
             write(far);
             loop.postAfter(0.02, [this] { loop.stop(); });
         }
@@ -129,7 +129,7 @@ TEST_F(EventLoopTest, AReadyDescriptorIsServedUntilItsWatchEnds) {
     EXPECT_THAT(trace, ElementsAre(1, 1));
 }
 
-TEST_F(EventLoopTest, AWatchThatEndedWhileItsEventWasOnItsWayIsNotServed) {
+TEST_F(EventLoopTest, IgnoresAPendingEventOfAnEndedWatch) {
     std::unique_ptr<DescriptorWatch> first;
     std::unique_ptr<DescriptorWatch> second;
     const auto endTheOther = [&](std::unique_ptr<DescriptorWatch>& other) {
@@ -150,7 +150,7 @@ TEST_F(EventLoopTest, AWritableDescriptorIsServed) {
     run();
 }
 
-TEST_F(EventLoopTest, ADescriptorCanBeWatchedForBothAtOnce) {
+TEST_F(EventLoopTest, ADescriptorCanBeWatchedForReadingAndWriting) {
     auto writable = loop.watch(near.get(), EventLoop::Readiness::writable, [this] { trace.push_back(1); });
     const auto readable = loop.watch(near.get(), EventLoop::Readiness::readable, [&] {
         read(near);
@@ -166,7 +166,7 @@ TEST_F(EventLoopTest, ADescriptorCanBeWatchedForBothAtOnce) {
     EXPECT_THAT(trace, ElementsAre(2));
 }
 
-TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
+TEST_F(EventLoopTest, SurvivesExceptionsFromTasksTimersAndHandlers) {
     const auto breaking = [this](int number) {
         trace.push_back(number);
         throw std::runtime_error("broken");
@@ -174,7 +174,7 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
     loop.post([&] { breaking(1); });
     loop.post([&] {
         trace.push_back(2);
-        throw 2; // NOLINT: no exception of the standard library's
+        throw 2; // NOLINT: not a standard exception
     });
     int fired = 0;
     const auto timer = loop.scheduleTimer(0.001, true, [&] {
@@ -197,7 +197,7 @@ TEST_F(EventLoopTest, WhatATaskATimerOrAHandlerThrowsEndsNothing) {
 
 class TimersOfTheLoop : public ::testing::Test {
 protected:
-    /// A task that takes that long.
+    /// Posts a task that takes `seconds`.
     void postTask(const char* name, double seconds) {
         loop.post([=, this] {
             time.pass(std::chrono::duration_cast<LoopTime::Clock::duration>(std::chrono::duration<double>(seconds)));
@@ -213,7 +213,7 @@ protected:
     std::vector<std::string> trace;
 };
 
-TEST_F(TimersOfTheLoop, ADueTimerOvertakesTheTasksThatWait) {
+TEST_F(TimersOfTheLoop, ADueTimerRunsBeforeQueuedTasks) {
     const auto timer = schedule("tick", 2);
     for (const char* const task : {"a", "b", "c", "d"})
         postTask(task, 1);
@@ -222,7 +222,7 @@ TEST_F(TimersOfTheLoop, ADueTimerOvertakesTheTasksThatWait) {
     EXPECT_THAT(trace, ElementsAre("a", "b", "tick", "c", "d", "tick"));
 }
 
-TEST_F(TimersOfTheLoop, ADueDelayedTaskOvertakesTheTasksThatWait) {
+TEST_F(TimersOfTheLoop, ADueDelayedTaskRunsBeforeQueuedTasks) {
     loop.postAfter(1, [this] { trace.emplace_back("delayed"); });
     for (const char* const task : {"a", "b"})
         postTask(task, 1);
@@ -231,7 +231,7 @@ TEST_F(TimersOfTheLoop, ADueDelayedTaskOvertakesTheTasksThatWait) {
     EXPECT_THAT(trace, ElementsAre("a", "delayed", "b"));
 }
 
-TEST_F(TimersOfTheLoop, ADueTimerOvertakesTheDescriptorsThatAreReady) {
+TEST_F(TimersOfTheLoop, ADueTimerRunsBeforeReadyDescriptors) {
     const auto ends = pipeEnds();
     ASSERT_EQ(write(ends.writing.get(), "x", 1), 1);
     const auto timer = schedule("tick", 1);
@@ -250,7 +250,7 @@ TEST_F(TimersOfTheLoop, ADueTimerOvertakesTheDescriptorsThatAreReady) {
     EXPECT_EQ(trace[1], "tick");
 }
 
-TEST_F(TimersOfTheLoop, AOneShotTimerLetsTheTasksThatWereThereFirstRun) {
+TEST_F(TimersOfTheLoop, AOneShotTimerRunsAfterEarlierTasks) {
     const auto timer = loop.scheduleTimer(1, false, [this] { trace.emplace_back("once"); });
     for (const char* const task : {"a", "b", "c"})
         postTask(task, 1);
@@ -259,7 +259,7 @@ TEST_F(TimersOfTheLoop, AOneShotTimerLetsTheTasksThatWereThereFirstRun) {
     EXPECT_THAT(trace, ElementsAre("a", "b", "c", "once"));
 }
 
-TEST_F(TimersOfTheLoop, NoneFiresOnceTheLoopIsStopped) {
+TEST_F(TimersOfTheLoop, NoTimerFiresAfterTheLoopStops) {
     const auto timer = schedule("tick", 1);
     loop.stop();
     postTask("a", 1);
@@ -270,10 +270,10 @@ TEST_F(TimersOfTheLoop, NoneFiresOnceTheLoopIsStopped) {
 
 // --- watches that the kernel refuses
 
-TEST_F(EventLoopTest, AWatchThatTheKernelRefusesLeavesNothingBehind) {
+TEST_F(EventLoopTest, ARefusedWatchLeavesNothingBehind) {
     const TemporaryFolder folder;
     writeFile(folder / "file", "");
-    const FileDescriptor file(open((folder / "file").c_str(), O_RDONLY | O_CLOEXEC)); // which epoll takes none of
+    const FileDescriptor file(open((folder / "file").c_str(), O_RDONLY | O_CLOEXEC)); // epoll refuses regular files
     EXPECT_THROW(static_cast<void>(loop.watch(file.get(), EventLoop::Readiness::readable, [] {})), std::system_error);
 
     ASSERT_EQ(dup2(near.get(), file.get()), file.get());
@@ -282,10 +282,10 @@ TEST_F(EventLoopTest, AWatchThatTheKernelRefusesLeavesNothingBehind) {
     run();
 }
 
-TEST_F(EventLoopTest, AWatchThatTheKernelRefusesLeavesTheOtherOfItsDescriptorAlone) {
+TEST_F(EventLoopTest, ARefusedWatchKeepsTheOtherWatchOfItsDescriptor) {
     const int number = dup(near.get());
     const auto readable = loop.watch(number, EventLoop::Readiness::readable, [this] { loop.stop(); });
-    close(number); // the kernel goes on watching, but changes nothing any more
+    close(number); // the kernel keeps watching, but rejects changes
     const auto held = std::make_shared<int>();
     EXPECT_THROW(static_cast<void>(loop.watch(number, EventLoop::Readiness::writable, [held] {})), std::system_error);
     EXPECT_EQ(held.use_count(), 1);
@@ -293,7 +293,7 @@ TEST_F(EventLoopTest, AWatchThatTheKernelRefusesLeavesTheOtherOfItsDescriptorAlo
     run();
 }
 
-TEST_F(EventLoopTest, EndingAWatchOfADescriptorThatIsGoneEndsNothingElse) {
+TEST_F(EventLoopTest, EndingAWatchOfAClosedDescriptorEndsNoOther) {
     const auto endOneOfTwo = [this] {
         const int number = dup(near.get());
         const auto readable = loop.watch(number, EventLoop::Readiness::readable, [] {});
@@ -312,7 +312,7 @@ protected:
     SignalfdSignals signals{loop};
 };
 
-TEST_F(SignalsOfTheLoop, ASignalThatWaitsWhenItsSourceIsMadeArrivesAsAnEvent) {
+TEST_F(SignalsOfTheLoop, DeliversASignalThatIsPendingBeforeItsSource) {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGUSR1);
@@ -326,8 +326,8 @@ TEST_F(SignalsOfTheLoop, ASignalThatWaitsWhenItsSourceIsMadeArrivesAsAnEvent) {
     EXPECT_THAT(trace, ElementsAre(1));
 }
 
-TEST_F(SignalsOfTheLoop, ASourceNeedsNoDescriptorThatTheSystemMayNotHave) {
-    // A sanitizer needs descriptors when it sees objects for the first time.
+TEST_F(SignalsOfTheLoop, ASourceNeedsNoDescriptor) {
+    // A sanitizer needs descriptors the first time it sees an object.
     static_cast<void>(signals.deliver(SIGUSR1, [] {}));
     std::unique_ptr<SignalSource> source;
     {
@@ -339,7 +339,7 @@ TEST_F(SignalsOfTheLoop, ASourceNeedsNoDescriptorThatTheSystemMayNotHave) {
     run();
 }
 
-TEST_F(SignalsOfTheLoop, ASignalOvertakesTheTasksThatWait) {
+TEST_F(SignalsOfTheLoop, ASignalRunsBeforeQueuedTasks) {
     const auto source = signals.deliver(SIGUSR1, [this] { trace.push_back(0); });
     loop.post([this] {
         trace.push_back(1);
@@ -351,7 +351,7 @@ TEST_F(SignalsOfTheLoop, ASignalOvertakesTheTasksThatWait) {
     EXPECT_THAT(trace, ElementsAre(1, 0, 2));
 }
 
-TEST_F(SignalsOfTheLoop, ASignalOvertakesTheTimersThatAreDue) {
+TEST_F(SignalsOfTheLoop, ASignalRunsBeforeDueTimers) {
     const auto source = signals.deliver(SIGUSR1, [this] { trace.push_back(0); });
     const auto first = loop.scheduleTimer(0.001, false, [this] {
         trace.push_back(1);
@@ -366,7 +366,7 @@ TEST_F(SignalsOfTheLoop, ASignalOvertakesTheTimersThatAreDue) {
     EXPECT_THAT(trace, ElementsAre(1, 0, 2));
 }
 
-TEST_F(SignalsOfTheLoop, ASignalOvertakesTheDescriptorsThatAreReady) {
+TEST_F(SignalsOfTheLoop, ASignalRunsBeforeReadyDescriptors) {
     const auto source = signals.deliver(SIGUSR1, [this] { trace.push_back(0); });
     const auto onReady = [this](const FileDescriptor& end) {
         read(end);
@@ -384,7 +384,7 @@ TEST_F(SignalsOfTheLoop, ASignalOvertakesTheDescriptorsThatAreReady) {
     EXPECT_THAT(trace, ElementsAre(1, 0, 1));
 }
 
-TEST_F(SignalsOfTheLoop, WhatASignalEndsIsNotServedAnyMore) {
+TEST_F(SignalsOfTheLoop, ASignalHandlerMayEndPendingTimersAndWatches) {
     std::unique_ptr<Timer> timer;
     std::unique_ptr<DescriptorWatch> watch;
     const auto source = signals.deliver(SIGUSR1, [&] {

@@ -23,7 +23,7 @@
 namespace kelo {
 namespace {
 
-/// A watch on a file in a folder, with the kernel's own events.
+/// A watch on a file in a folder, with real kernel events.
 class WatchedFile : public ::testing::Test {
 protected:
     WatchedFile() {
@@ -34,7 +34,7 @@ protected:
         });
     }
 
-    /// Whether the watch reports a replacement; waits for that only as long as the kernel could need.
+    /// Returns whether the watch reports a replacement, waiting only as long as the kernel may need.
     bool isReported() {
         loop.postAfter(0.05, [this] { loop.stop(); });
         loop.run();
@@ -55,11 +55,10 @@ struct FileChange {
     bool isReported;
 };
 
-/// Every implementation is tested with files that are replaced, moved and deleted. These changes are harder to tell
-/// apart.
+/// The conformance suite replaces, moves and deletes files. These changes are harder to distinguish.
 class ChangedFile : public WatchedFile, public ::testing::WithParamInterface<FileChange> {};
 
-TEST_P(ChangedFile, IsReportedWhenAnotherFileOrNoneHasItsName) {
+TEST_P(ChangedFile, IsReportedIfReplacedOrRemoved) {
     GetParam().make(file, folder);
     EXPECT_EQ(isReported(), GetParam().isReported);
     EXPECT_EQ(watch->isCurrent(), !GetParam().isReported);
@@ -72,13 +71,13 @@ const FileChange fileChanges[] = {
          std::filesystem::remove(file);
      },
      true},
-    {"LeftWithAnotherName",
+    {"RemovedWhileAnotherLinkRemains",
      [](const auto& file, const auto& folder) {
          std::filesystem::create_hard_link(file, folder / "link");
          std::filesystem::remove(file);
      },
      true},
-    {"RelievedOfAnotherName",
+    {"AnotherLinkRemoved",
      [](const auto& file, const auto& folder) {
          std::filesystem::create_hard_link(file, folder / "link");
          std::filesystem::remove(folder / "link");
@@ -101,7 +100,7 @@ const FileChange fileChanges[] = {
 INSTANTIATE_TEST_SUITE_P(InEveryWay, ChangedFile, ::testing::ValuesIn(fileChanges),
                          [](const auto& given) { return given.param.name; });
 
-TEST_F(WatchedFile, RenamingItsFolderSendsNoEventButItIsNoLongerCurrent) {
+TEST_F(WatchedFile, RenamingItsFolderSendsNoEventButMakesItOutdated) {
     std::filesystem::create_directory(folder / "inner");
     std::filesystem::rename(file, folder / "inner/helper");
     watch = std::make_unique<BinaryWatch>(folder / "inner/helper", events, [this] { ++replacements; });
@@ -110,19 +109,19 @@ TEST_F(WatchedFile, RenamingItsFolderSendsNoEventButItIsNoLongerCurrent) {
     EXPECT_FALSE(watch->isCurrent());
 }
 
-TEST_F(WatchedFile, AFileThatIsKeptOpenWithoutANameHasNoIdentity) {
+TEST_F(WatchedFile, ADeletedFileHasNoIdentityWhileItIsOpen) {
     const FileDescriptor open(::open(file.c_str(), O_PATH | O_CLOEXEC));
     const auto path = "/proc/self/fd/" + std::to_string(open.get());
     EXPECT_NE(events.identify(path), std::nullopt);
     std::filesystem::remove(file);
-    EXPECT_EQ(events.identify(path), std::nullopt); // though the path still leads to it
+    EXPECT_EQ(events.identify(path), std::nullopt); // although the path still leads to the file
 }
 
-// --- the looks that follow an event, in virtual time
+// --- the checks that follow an event, in virtual time
 
-class LooksAtAFile : public ::testing::Test {
+class FileChecks : public ::testing::Test {
 protected:
-    LooksAtAFile() { writeFile(file, ""); }
+    FileChecks() { writeFile(file, ""); }
 
     void runFor(double seconds) {
         loop.postAfter(seconds, [this] { loop.stop(); });
@@ -138,32 +137,32 @@ protected:
 };
 
 /// The kernel sends the event of a deletion before the name is gone.
-TEST_F(LooksAtAFile, AnEventIsFollowedByLooksForAWhile) {
+TEST_F(FileChecks, ChecksAgainForAWhileAfterAnEvent) {
     const auto start = time.now();
-    std::vector<double> looks;
+    std::vector<double> checks;
     const auto source =
-        events.watch(file, [&] { looks.push_back(std::chrono::duration<double>(time.now() - start).count()); });
+        events.watch(file, [&] { checks.push_back(std::chrono::duration<double>(time.now() - start).count()); });
     changePermissions();
     runFor(60);
-    ASSERT_GE(looks.size(), 3U);
-    EXPECT_EQ(looks.front(), 0);
-    EXPECT_GE(looks.back(), 1) << "the process that deletes the file may be delayed";
-    EXPECT_LE(looks.size(), 10U);
+    ASSERT_GE(checks.size(), 3U);
+    EXPECT_EQ(checks.front(), 0);
+    EXPECT_GE(checks.back(), 1) << "the process that deletes the file may be delayed";
+    EXPECT_LE(checks.size(), 10U);
 }
 
-TEST_F(LooksAtAFile, NoLookFollowsOnceTheSourceIsCancelled) {
-    int looks = 0;
+TEST_F(FileChecks, StopsCheckingOnceTheSourceIsCancelled) {
+    int checks = 0;
     std::unique_ptr<FileEventSource> source;
     source = events.watch(file, [&] {
-        if (++looks == 2)
+        if (++checks == 2)
             source->cancel();
     });
     changePermissions();
     runFor(60);
-    EXPECT_EQ(looks, 2);
+    EXPECT_EQ(checks, 2);
 }
 
-TEST_F(LooksAtAFile, WithoutInotifyAReplacementIsNoticedALittleLater) {
+TEST_F(FileChecks, NoticesAReplacementWithoutInotify) {
     int replacements = 0;
     std::optional<BinaryWatch> watch;
     // A sanitizer needs descriptors when it sees objects for the first time.
@@ -185,21 +184,21 @@ TEST_F(LooksAtAFile, WithoutInotifyAReplacementIsNoticedALittleLater) {
     EXPECT_EQ(replacements, 1);
 }
 
-/// Deletes a file again and again while it is watched and kept alive, as a running executable is. A watch takes the
-/// kernel some milliseconds to end, so that several of these are at work at once.
+/// Repeatedly deletes a file that is watched and kept open, like a running executable. The kernel takes some
+/// milliseconds to end a watch, so several objects of this class run at once.
 class Deletions {
 public:
     explicit Deletions(bool hasAnotherName) : hasAnotherName_(hasAnotherName) {}
 
-    /// Returns how many of so many deletions are not noticed.
-    int lostOf(int number) {
-        int lost = 0;
+    /// Deletes the file `number` times and returns the number of missed deletions.
+    int missedOf(int number) {
+        int missed = 0;
         std::jthread deleter([this] { keepDeleting(); });
         for (int i = 0; i < number; ++i)
-            lost += isNoticed() ? 0 : 1;
+            missed += isNoticed() ? 0 : 1;
         isOver_ = true;
-        toDelete_.release();
-        return lost;
+        deletions_.release();
+        return missed;
     }
 
 private:
@@ -214,7 +213,7 @@ private:
             loop_.stop();
         });
         const auto timeout = loop_.scheduleTimer(5, false, [this] { loop_.stop(); });
-        toDelete_.release();
+        deletions_.release();
         loop_.run();
         std::filesystem::remove(folder_ / "another name");
         return isReported;
@@ -222,7 +221,7 @@ private:
 
     void keepDeleting() {
         while (true) {
-            toDelete_.acquire();
+            deletions_.acquire();
             if (isOver_)
                 return;
             unlink(file_.c_str());
@@ -234,26 +233,27 @@ private:
     std::filesystem::path file_ = folder_ / "helper";
     EventLoop loop_;
     InotifyFileEvents events_{loop_, InotifyFileEvents::Urgency::urgent};
-    std::counting_semaphore<> toDelete_{0};
+    std::counting_semaphore<> deletions_{0};
     std::atomic<bool> isOver_ = false;
 };
 
-/// What one deletion in thousands shows takes more of them than every run can have: KELO_DELETIONS is their number.
-int lostDeletions(bool hasAnotherName) {
+/// A bug that affects one deletion in thousands needs more deletions than a normal test run can afford; KELO_DELETIONS
+/// sets their number.
+int missedDeletions(bool hasAnotherName) {
     constexpr int atOnce = 16;
     const char* const wanted = std::getenv("KELO_DELETIONS");
     const int number = wanted != nullptr ? std::atoi(wanted) : 800;
-    std::atomic<int> lost = 0;
+    std::atomic<int> missed = 0;
     std::vector<std::jthread> threads;
     for (int i = 0; i < atOnce; ++i)
-        threads.emplace_back([&] { lost += Deletions(hasAnotherName).lostOf(number / atOnce); });
+        threads.emplace_back([&] { missed += Deletions(hasAnotherName).missedOf(number / atOnce); });
     threads.clear();
-    return lost;
+    return missed;
 }
 
-TEST(InotifyFileEvents, EveryDeletionIsNoticed) { EXPECT_EQ(lostDeletions(false), 0); }
+TEST(InotifyFileEvents, NoticesEveryDeletion) { EXPECT_EQ(missedDeletions(false), 0); }
 
-TEST(InotifyFileEvents, EveryDeletionOfOneOfTwoNamesIsNoticed) { EXPECT_EQ(lostDeletions(true), 0); }
+TEST(InotifyFileEvents, NoticesEveryDeletionOfOneOfTwoNames) { EXPECT_EQ(missedDeletions(true), 0); }
 
 } // namespace
 } // namespace kelo

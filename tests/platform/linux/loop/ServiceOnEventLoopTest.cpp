@@ -16,7 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// The service on the event loop itself, in virtual time, with the hold of a client that left at second 0.
+/// The service on the event loop, in virtual time, with the hold of a client that disconnected at second 0.
 class ServiceOnEventLoop : public ServiceFixture {
 protected:
     ServiceOnEventLoop() {
@@ -30,15 +30,15 @@ protected:
         EXPECT_TRUE(isManual(0));
         takeTrace();
     }
-    ~ServiceOnEventLoop() override { service.reset(); } // whose timers are the loop's
+    ~ServiceOnEventLoop() override { service.reset(); } // its timers belong to the loop
 
     void runFor(double seconds) {
         loop.postAfter(seconds, [this] { loop.stop(); });
         loop.run();
     }
 
-    /// What the main thread does when a client comes back 7.5 seconds after the last one left: it is busy with
-    /// something until the grace period is over.
+    /// Keeps the main thread busy until the grace period is over, while a client reconnects 7.5 seconds after the last
+    /// one disconnected.
     void admitWhileBusy() {
         service->clientArrived(); // the listener's thread does not wait for the main thread
         time.pass(std::chrono::seconds(2));
@@ -53,17 +53,17 @@ protected:
     EventLoop loop{time};
 };
 
-TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileATimerKeepsTheMainThreadBusyKeepsTheHold) {
+TEST_F(ServiceOnEventLoop, AClientThatReturnsDuringALongTimerKeepsTheHold) {
     loop.postAfter(7.5, [this] { admitWhileBusy(); });
     expectThatTheHoldIsKept();
 }
 
-TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileATaskKeepsTheMainThreadBusyKeepsTheHold) {
+TEST_F(ServiceOnEventLoop, AClientThatReturnsDuringALongTaskKeepsTheHold) {
     loop.postAfter(7.5, [this] { loop.post([this] { admitWhileBusy(); }); });
     expectThatTheHoldIsKept();
 }
 
-TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileAnEventKeepsTheMainThreadBusyKeepsTheHold) {
+TEST_F(ServiceOnEventLoop, AClientThatReturnsDuringALongEventKeepsTheHold) {
     const FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     const auto watch = loop.watch(event.get(), EventLoop::Readiness::readable, [&] {
         eventfd_t count = 0;
@@ -74,7 +74,7 @@ TEST_F(ServiceOnEventLoop, AClientThatReturnsInTimeWhileAnEventKeepsTheMainThrea
     expectThatTheHoldIsKept();
 }
 
-TEST_F(ServiceOnEventLoop, WithoutAClientThatReturnsTheFansAreHandedBackThoughTheMainThreadWasBusy) {
+TEST_F(ServiceOnEventLoop, HandsTheFansBackAfterALongTaskIfNoClientReturns) {
     loop.postAfter(7.5, [this] { time.pass(std::chrono::seconds(2)); });
     runFor(9);
     EXPECT_FALSE(isManual(0));

@@ -19,7 +19,7 @@ bool isSatisfied(std::string_view text, const CodeIdentity& identity) {
 const std::string emitted = SigningIdentity::requirement("app.kelo.Kelo", "ABCDE12345");
 const CodeIdentity app{"app.kelo.Kelo", "ABCDE12345"};
 
-TEST(CodeRequirement, TheEmittedTextIsSatisfiedByThatIdentifierOfThatTeamAlone) {
+TEST(CodeRequirement, OnlyItsIdentifierAndTeamSatisfyAnEmittedText) {
     EXPECT_TRUE(isSatisfied(emitted, app));
     const CodeIdentity others[] = {{"app.kelo.helper", "ABCDE12345"}, {"app.kelo.Kelo", "ABCDE12346"},
                                    {"ABCDE12345", "app.kelo.Kelo"},   {"", ""},
@@ -30,20 +30,20 @@ TEST(CodeRequirement, TheEmittedTextIsSatisfiedByThatIdentifierOfThatTeamAlone) 
         EXPECT_FALSE(isSatisfied(emitted, other)) << other.identifier << " of " << other.team;
 }
 
-TEST(CodeRequirement, EmptyTextsAreSatisfiedByEmptyNamesAlone) {
+TEST(CodeRequirement, OnlyEmptyNamesSatisfyEmptyTexts) {
     const auto empty = SigningIdentity::requirement("", "");
     EXPECT_TRUE(isSatisfied(empty, {"", ""}));
     EXPECT_FALSE(isSatisfied(empty, {"a", ""}));
     EXPECT_FALSE(isSatisfied(empty, {"", "b"}));
 }
 
-TEST(CodeRequirement, OddCharactersWithinQuotesStandForThemselves) {
+TEST(CodeRequirement, OddCharactersInQuotesAreLiteral) {
     const auto odd = SigningIdentity::requirement(" and identifier = [x] ", "\xC3\xA4 'b");
     EXPECT_TRUE(isSatisfied(odd, {" and identifier = [x] ", "\xC3\xA4 'b"}));
     EXPECT_FALSE(isSatisfied(odd, {"and identifier = [x]", "\xC3\xA4 'b"}));
 }
 
-TEST(CodeRequirement, EachTermStandsAloneAndInAnyOrder) {
+TEST(CodeRequirement, AcceptsEachTermAloneAndInAnyOrder) {
     EXPECT_TRUE(isSatisfied("anchor apple generic", {"any", "body"}));
     EXPECT_TRUE(isSatisfied("identifier \"a\"", {"a", "any"}));
     EXPECT_FALSE(isSatisfied("identifier \"a\"", {"b", "any"}));
@@ -53,14 +53,14 @@ TEST(CodeRequirement, EachTermStandsAloneAndInAnyOrder) {
     EXPECT_FALSE(isSatisfied("certificate leaf[subject.OU] = \"t\" and identifier \"a\"", {"a", "u"}));
 }
 
-TEST(CodeRequirement, BlanksAreFlexibleBetweenTokens) {
+TEST(CodeRequirement, AllowsAnyBlanksBetweenTokens) {
     EXPECT_TRUE(isSatisfied("\n anchor\tapple  generic\r\nand identifier \"app.kelo.Kelo\"and certificate leaf [ "
                             "subject.OU ]=\"ABCDE12345\"  ",
                             app));
     EXPECT_TRUE(parses("identifier\"a\""));
 }
 
-TEST(CodeRequirement, NothingElseParses) {
+TEST(CodeRequirement, RejectsEverythingElse) {
     for (const auto* text : {"",
                              " ",
                              "and",
@@ -117,13 +117,13 @@ TEST(CodeRequirement, NothingElseParses) {
     EXPECT_FALSE(parses(emitted.substr(0, emitted.size() - 1)));
 }
 
-TEST(CodeRequirement, ATermThatIsThereTwiceDoesNotParse) {
+TEST(CodeRequirement, RejectsARepeatedTerm) {
     EXPECT_FALSE(parses("anchor apple generic and anchor apple generic"));
     EXPECT_FALSE(parses("identifier \"a\" and identifier \"a\""));
     EXPECT_FALSE(parses("certificate leaf[subject.OU] = \"t\" and certificate leaf[subject.OU] = \"t\""));
 }
 
-TEST(CodeRequirement, ADoubleQuoteInANameNeverParses) {
+TEST(CodeRequirement, RejectsADoubleQuoteInAName) {
     for (const std::string name :
          {"\"", "\"\"", "a\"", "\"a", "a\"b", "a\"b\"c", "a\" and identifier \"b",
           "a\" and anchor apple generic and identifier \"b", "a\" and certificate leaf[subject.OU] = \"b",

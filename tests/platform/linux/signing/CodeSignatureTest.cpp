@@ -20,7 +20,7 @@ std::string textOf(std::span<const std::uint8_t> bytes) { return {bytes.begin(),
 
 class CodeSignature : public SigningFixture {
 protected:
-    /// The trailer of a file with `content` that the anchor and the team's key have signed after `change`.
+    /// The trailer of a file with `content` that the anchor and the team's key sign after `change`.
     SignatureTrailer trailerFor(const std::string& content, const std::function<void(SignatureTrailer&)>& change) {
         auto trailer = team.trailer;
         trailer.identifier = *NameField::of(identity.identifier);
@@ -40,7 +40,7 @@ protected:
     const TeamKey team = keys.team(identity.team);
 };
 
-TEST_F(CodeSignature, ASignedFileIsWhoItsSignerSays) {
+TEST_F(CodeSignature, ReturnsTheSignedIdentity) {
     for (const CodeIdentity& who : {identity, CodeIdentity{"", ""}, CodeIdentity{"a \"b\" c", "O\"U"},
                                     CodeIdentity{std::string(255, 'i'), std::string(255, 't')}}) {
         const auto file = fileWith("content");
@@ -50,7 +50,7 @@ TEST_F(CodeSignature, ASignedFileIsWhoItsSignerSays) {
     }
 }
 
-/// Written from docs/signatures.md alone, without the types that read and write trailers.
+/// Follows docs/signatures.md only, without the types that read and write trailers.
 TEST_F(CodeSignature, AFileInTheDocumentedLayoutVerifies) {
     std::array<std::uint8_t, 32> anchorKey{};
     std::array<std::uint8_t, 32> teamKey{};
@@ -82,8 +82,8 @@ TEST_F(CodeSignature, AFileInTheDocumentedLayoutVerifies) {
     EXPECT_EQ(verdict.identity, (CodeIdentity{"app", "TEAM"})) << verdict.reason;
 }
 
-/// They are the seeds of the fuzz target, too, and show that files signed by an older build still verify.
-TEST_F(CodeSignature, StoredFilesVerifyAsTheyAlwaysDid) {
+/// The stored files are also the seeds of the fuzz target. They show that files signed by an older build still verify.
+TEST_F(CodeSignature, StoredFilesStillVerify) {
     const Path fuzz = KELO_FUZZ_FOLDER;
     const auto verdictOnStored = [&](const std::string& name) {
         return verdictOn(fuzz / "corpus" / "code_signature" / name, TrustAnchor::load(fuzz / "anchor.pub"));
@@ -96,7 +96,7 @@ TEST_F(CodeSignature, StoredFilesVerifyAsTheyAlwaysDid) {
               "The signature has format version 1, but only version 2 is supported.");
 }
 
-TEST_F(CodeSignature, FilesOfEverySizeAroundABlockVerifyAndShowAnAlteredLastByte) {
+TEST_F(CodeSignature, VerifiesFilesOfEverySizeAroundABlock) {
     for (const auto size : {0UL, 1UL, 723UL, 724UL, 725UL, 16383UL, 16384UL, 16385UL, 200'001UL}) {
         const auto file = signedFileWith(std::string(size, 'x'));
         EXPECT_EQ(verdictOn(file).identity, identity) << size << " bytes";
@@ -108,14 +108,14 @@ TEST_F(CodeSignature, FilesOfEverySizeAroundABlockVerifyAndShowAnAlteredLastByte
     }
 }
 
-TEST_F(CodeSignature, AFileWithoutSignatureIsNotSigned) {
+TEST_F(CodeSignature, RefusesAFileWithoutASignature) {
     const auto good = readFile(signedFileWith("content"));
     for (const std::string& content : {std::string(), std::string("x"), std::string("eleven byte"),
                                        std::string(2000, 'x'), good + "x", good + std::string(4096, '\0')})
         EXPECT_EQ(refusalOf(fileWith(content)), unsignedReason) << content.size();
 }
 
-TEST_F(CodeSignature, NoAlteredByteIsAccepted) {
+TEST_F(CodeSignature, RefusesAnyAlteredByte) {
     const auto good = readFile(signedFileWith("content"));
     ASSERT_EQ(good.size(), 7 + trailerSize);
     for (std::size_t at = 0; at < good.size(); ++at) {
@@ -125,7 +125,7 @@ TEST_F(CodeSignature, NoAlteredByteIsAccepted) {
     }
 }
 
-TEST_F(CodeSignature, ATruncatedOrExtendedFileIsRefused) {
+TEST_F(CodeSignature, RefusesATruncatedOrExtendedFile) {
     const auto good = readFile(signedFileWith("content"));
     for (std::size_t size = 0; size < good.size(); ++size)
         EXPECT_FALSE(verdictOn(fileWith(good.substr(0, size))).identity) << size << " bytes";
@@ -136,7 +136,7 @@ TEST_F(CodeSignature, ATruncatedOrExtendedFileIsRefused) {
     EXPECT_EQ(refusalOf(fileWith(trailerEnd())), "The signature trailer is damaged: it is cut short.");
 }
 
-TEST_F(CodeSignature, AnotherFormatVersionIsRefusedWhateverItsSize) {
+TEST_F(CodeSignature, RefusesOtherFormatVersionsOfAnySize) {
     for (const auto& [end, version] :
          std::vector<std::pair<std::string, std::string>>{{std::string("\0\0\0\0", 4), "0"},
                                                           {std::string("\1\0\0\0", 4), "1"},
@@ -148,8 +148,8 @@ TEST_F(CodeSignature, AnotherFormatVersionIsRefusedWhateverItsSize) {
                       "The signature has format version " + version + ", but only version 2 is supported.");
 }
 
-/// Each is what a signer or an attacker without the anchor's key could try.
-TEST_F(CodeSignature, ASignatureThatSomebodyElseMadeIsRefused) {
+/// Forgeries that a signer or an attacker without the anchor's key could try.
+TEST_F(CodeSignature, RefusesForeignSignatures) {
     KeyFolder foreign(folder / "foreign");
     foreign.makeAnchor();
     const auto stranger = SigningKey::make();
@@ -164,24 +164,24 @@ TEST_F(CodeSignature, ASignatureThatSomebodyElseMadeIsRefused) {
     const auto signedBy = [](const SigningKey& key, SignatureTrailer& trailer) {
         trailer.teamSignature = key.sign(trailer.codeMessage());
     };
-    EXPECT_EQ(refusal([&](auto& trailer) { // a foreign anchor
+    EXPECT_EQ(refusal([&](auto& trailer) { // by a foreign anchor
                   const auto theirs = vouchFor(identity.team, team.key, foreign.anchor());
                   trailer.anchorSignature = theirs.trailer.anchorSignature;
                   signedBy(team.key, trailer);
               }),
               foreignReason);
-    EXPECT_EQ(refusal([&](auto& trailer) { // a team's own key under the name of another team
+    EXPECT_EQ(refusal([&](auto& trailer) { // by a team's key, under another team's name
                   trailer.teamKey = other.trailer.teamKey;
                   trailer.anchorSignature = other.trailer.anchorSignature;
                   signedBy(other.key, trailer);
               }),
               foreignReason);
-    EXPECT_EQ(refusal([&](auto& trailer) { // a key that nobody vouches for
+    EXPECT_EQ(refusal([&](auto& trailer) { // by a key that no anchor has certified
                   trailer.teamKey = stranger.publicKey();
                   signedBy(stranger, trailer);
               }),
               foreignReason);
-    EXPECT_EQ(refusal([&](auto& trailer) { // the team itself as its anchor
+    EXPECT_EQ(refusal([&](auto& trailer) { // by the team as its own anchor
                   trailer.anchorSignature = team.key.sign(trailer.teamMessage());
                   signedBy(team.key, trailer);
               }),
@@ -192,7 +192,7 @@ TEST_F(CodeSignature, ASignatureThatSomebodyElseMadeIsRefused) {
     EXPECT_EQ(refusal([&](auto& trailer) { trailer.contentDigest.fill(0); }), doesNotVerify);
 }
 
-TEST_F(CodeSignature, ASignatureOverAMessageOfAnotherKindIsRefused) {
+TEST_F(CodeSignature, RefusesASignatureOfTheWrongKindOfMessage) {
     const auto refusalOfTeamSigned = [&](const Bytes& message) {
         auto trailer = trailerFor("content", [](auto&) {});
         trailer.anchorSignature = keys.anchor().sign(message);
@@ -233,17 +233,17 @@ TEST_F(CodeSignature, RefusesANameThatIsNotPrintable) {
     EXPECT_FALSE(NameField::of(std::string(256, 'x')));
 }
 
-TEST_F(CodeSignature, ALargeFileWithAStolenTrailerIsRefusedWithoutBeingRead) {
+TEST_F(CodeSignature, RefusesALargeFileWithAStolenTrailerWithoutReadingIt) {
     const auto trailer = readFile(signedFileWith("content")).substr(7);
     const auto file = fileWith("");
-    constexpr off_t terabyte = off_t{1} << 40; // full of holes; reading it would outlast the test's time
+    constexpr off_t terabyte = off_t{1} << 40; // sparse; reading it would exceed the test's time limit
     const FileDescriptor descriptor(::open(file.c_str(), O_RDWR | O_CLOEXEC));
     ASSERT_EQ(::pwrite(descriptor.get(), trailer.data(), trailer.size(), terabyte),
               static_cast<ssize_t>(trailer.size()));
     EXPECT_EQ(refusalOf(file), alteredReason);
 }
 
-TEST_F(CodeSignature, WhatIsNoRegularFileOrCannotBeReadIsRefused) {
+TEST_F(CodeSignature, RefusesAnIrregularOrUnreadableFile) {
     const std::string reason = "The executable is not a regular file.";
     EXPECT_EQ(refusalOf(folder.path()), reason);
     EXPECT_EQ(refusalOf("/dev/null"), reason);

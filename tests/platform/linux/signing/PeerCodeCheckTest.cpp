@@ -30,7 +30,7 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
 }
 
-/// A listening socket, and programs of their own that connect to it.
+/// A listening socket, and separate programs that connect to it.
 class PeerCodeCheckTest : public SigningFixture {
 protected:
     PeerCodeCheckTest() {
@@ -41,19 +41,19 @@ protected:
         EXPECT_EQ(::listen(listener.get(), 8), 0);
     }
 
-    /// Starts `command` of the program and accepts its connection.
+    /// Starts the program with `command` and accepts its connection.
     void start(const Path& program, const std::string& command, const std::vector<std::string>& more = {}) {
         std::vector<std::string> arguments{command, socketPath};
         arguments.insert(arguments.end(), more.begin(), more.end());
         peer = startProgram(program, arguments);
         socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         ASSERT_TRUE(socket.isValid());
-        said = peer->readLine(); // when it has got where the test wants it
+        said = peer->readLine(); // once it has reached the state that the test needs
     }
 
     std::optional<std::string> check() const { return codeCheck.check(socket.get(), requirement); }
 
-    /// The same in the way of kernels whose sockets do not tell a pidfd.
+    /// The same as on a kernel whose sockets do not return a pidfd.
     std::optional<std::string> checkByNumber() const {
         try {
             return codeCheck.check(PeerProcess::ofSocketByNumber(socket.get()), requirement);
@@ -78,22 +78,22 @@ protected:
     FileDescriptor socket;
 };
 
-TEST_F(PeerCodeCheckTest, TheRightProgramOfTheRightTeamIsAdmitted) {
+TEST_F(PeerCodeCheckTest, AcceptsTheRightProgramOfTheRightTeam) {
     EXPECT_EQ(checkOf(programSignedAs(identity)), std::nullopt);
 }
 
-TEST_F(PeerCodeCheckTest, AnUnsignedProgramIsCutOff) { EXPECT_EQ(checkOf(unsignedProgram()), unsignedReason); }
+TEST_F(PeerCodeCheckTest, RefusesAnUnsignedProgram) { EXPECT_EQ(checkOf(unsignedProgram()), unsignedReason); }
 
-TEST_F(PeerCodeCheckTest, AProgramThatWasAlteredAfterSigningIsCutOff) {
+TEST_F(PeerCodeCheckTest, RefusesAProgramAlteredAfterSigning) {
     const auto program = programSignedAs(identity);
     auto bytes = readFile(program);
-    const std::string marker = "still runs"; // a text of the program: altered, it still runs
+    const std::string marker = "still runs"; // a text in the program; altering it does not break the program
     bytes[bytes.find(marker)] = 'S';
     writeFile(program, bytes);
     EXPECT_EQ(checkOf(program), alteredReason);
 }
 
-TEST_F(PeerCodeCheckTest, AProgramOfAForeignAnchorIsCutOff) {
+TEST_F(PeerCodeCheckTest, RefusesAProgramOfAForeignAnchor) {
     const auto program = unsignedProgram();
     KeyFolder foreign(folder / "foreign");
     foreign.makeAnchor();
@@ -101,17 +101,17 @@ TEST_F(PeerCodeCheckTest, AProgramOfAForeignAnchorIsCutOff) {
     EXPECT_EQ(checkOf(program), foreignReason);
 }
 
-TEST_F(PeerCodeCheckTest, AnotherIdentifierIsCutOff) {
+TEST_F(PeerCodeCheckTest, RefusesAnotherIdentifier) {
     EXPECT_EQ(checkOf(programSignedAs({"app.kelo.helper", identity.team})),
               "The peer is \"app.kelo.helper\" of team \"ABCDE12345\", which does not satisfy the requirement.");
 }
 
-TEST_F(PeerCodeCheckTest, AnotherTeamIsCutOff) {
+TEST_F(PeerCodeCheckTest, RefusesAnotherTeam) {
     EXPECT_EQ(checkOf(programSignedAs({identity.identifier, "OTHERTEAM1"})),
               "The peer is \"app.kelo.Kelo\" of team \"OTHERTEAM1\", which does not satisfy the requirement.");
 }
 
-TEST_F(PeerCodeCheckTest, ADoubleQuoteInAnIdentifierOrATeamIsCutOffAlsoWhenTheRequirementAsksForIt) {
+TEST_F(PeerCodeCheckTest, RefusesADoubleQuoteInANameEvenIfRequired) {
     const std::string doesNotParse = "The requirement does not parse, so no peer satisfies it.";
     for (const CodeIdentity& odd :
          {CodeIdentity{"app.kelo.\"Kelo", identity.team}, CodeIdentity{identity.identifier, "ABCDE\"12345"}}) {
@@ -126,7 +126,7 @@ TEST_F(PeerCodeCheckTest, ADoubleQuoteInAnIdentifierOrATeamIsCutOffAlsoWhenTheRe
     EXPECT_EQ(checkOf(programSignedAs(identity)), doesNotParse);
 }
 
-TEST_F(PeerCodeCheckTest, APeerThatHasEndedIsCutOff) {
+TEST_F(PeerCodeCheckTest, RefusesAPeerThatHasEnded) {
     start(programSignedAs(identity), "connect");
     ASSERT_EQ(check(), std::nullopt);
     peer->closeInput();
@@ -135,38 +135,38 @@ TEST_F(PeerCodeCheckTest, APeerThatHasEndedIsCutOff) {
     EXPECT_EQ(checkByNumber(), endedReason);
 }
 
-TEST_F(PeerCodeCheckTest, APeerThatHasEndedButIsNotReapedIsCutOff) {
+TEST_F(PeerCodeCheckTest, RefusesAnEndedPeerThatIsNotReaped) {
     start(programSignedAs(identity), "connect");
     peer->closeInput();
     siginfo_t information{};
     ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(peer->number()), &information, WEXITED | WNOWAIT), 0);
-    // By its number it is still found, but it has hung up: older kernels know no better.
+    // Its id still exists, but it has hung up: older kernels report only that.
     EXPECT_THAT(check(), AnyOf(endedReason, hungUpReason));
     EXPECT_EQ(checkByNumber(), hungUpReason);
 }
 
-TEST_F(PeerCodeCheckTest, ByNumberAPeerThatHasHungUpIsCutOffEvenThoughItLives) {
+TEST_F(PeerCodeCheckTest, RefusesByNumberALivePeerThatHasHungUp) {
     start(programSignedAs(identity), "hang-up");
     EXPECT_EQ(checkByNumber(), hungUpReason);
 }
 
-TEST_F(PeerCodeCheckTest, AKernelThatKeepsThePidfdTellsThePeerAlsoWhenItHasHungUp) {
+TEST_F(PeerCodeCheckTest, IdentifiesByPidfdAPeerThatHasHungUp) {
     start(programSignedAs(identity), "hang-up");
     int pidfd = -1;
     socklen_t size = sizeof pidfd;
     constexpr int peerPidfdOption = 77;
     if (::getsockopt(socket.get(), SOL_SOCKET, peerPidfdOption, &pidfd, &size) != 0)
-        GTEST_SKIP() << "this kernel's sockets do not tell a pidfd";
-    const FileDescriptor isToldByTheKernel(pidfd);
+        GTEST_SKIP() << "this kernel's sockets do not return a pidfd";
+    const FileDescriptor owned(pidfd);
     EXPECT_EQ(check(), std::nullopt);
 }
 
-TEST_F(PeerCodeCheckTest, TheProgramThatThePeerRunsNowIsJudged) {
+TEST_F(PeerCodeCheckTest, ChecksTheProgramThatThePeerRunsNow) {
     start(programSignedAs(identity), "become", {unsignedProgram()});
     EXPECT_EQ(check(), unsignedReason);
 }
 
-TEST_F(PeerCodeCheckTest, TheFileThatRunsIsJudgedWhateverStandsAtItsPathByNow) {
+TEST_F(PeerCodeCheckTest, ChecksTheRunningFileEvenIfAnotherIsAtItsPath) {
     const auto program = programSignedAs(identity);
     start(program, "connect");
     std::filesystem::rename(unsignedProgram(), program);
@@ -183,32 +183,32 @@ TEST_F(PeerCodeCheckTest, TheFileThatRunsIsJudgedWhateverStandsAtItsPathByNow) {
 TEST_F(PeerCodeCheckTest, RefusesAPeerInItsOwnUserNamespace) {
     start(programSignedAs(identity), "enter-namespace");
     if (said != "entered")
-        GTEST_SKIP() << "no user namespace can be made here: " << said;
+        GTEST_SKIP() << "no user namespace can be created here: " << said;
     EXPECT_EQ(check(), foreignNamespaceReason);
     EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
 }
 
-TEST_F(PeerCodeCheckTest, APeerThatForgesWhichExecutableItRunsIsCutOff) {
+TEST_F(PeerCodeCheckTest, RefusesAPeerThatForgesItsExecutable) {
     const auto honest = programSignedAs(identity);
     start(unsignedProgram(), "forge", {honest});
     if (said != "forged")
-        GTEST_SKIP() << "the kernel lets nobody forge it: " << said;
+        GTEST_SKIP() << "the kernel does not allow the forgery: " << said;
     ASSERT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(peer->number()) + "/exe"), honest);
     EXPECT_EQ(check(), foreignNamespaceReason);
     EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
 }
 
-TEST_F(PeerCodeCheckTest, APeerThatHoldsALeaseOnItsExecutableIsCutOffAtOnce) {
+TEST_F(PeerCodeCheckTest, RefusesAtOnceAPeerThatLeasesItsExecutable) {
     const auto leased = programSignedAs(identity);
     start(unsignedProgram(), "forge-leased", {leased});
     if (said != "forged")
-        GTEST_SKIP() << "the kernel lets nobody do this: " << said;
+        GTEST_SKIP() << "the kernel does not allow the lease: " << said;
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(check(), "The peer's executable is leased by a process that would have to release it first.");
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20)) << "the kernel waits for 45";
 }
 
-TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {
+TEST_F(PeerCodeCheckTest, RefusesADescriptorWithoutAPeer) {
     const FileDescriptor unconnected(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     const FileDescriptor network(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const FileDescriptor file(::open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -219,7 +219,7 @@ TEST_F(PeerCodeCheckTest, WhatHasNoProcessAtItsOtherEndTellsNobody) {
     }
 }
 
-TEST_F(PeerCodeCheckTest, WithoutAnAnchorThatIsTrustedNobodyIsAdmitted) {
+TEST_F(PeerCodeCheckTest, RefusesEveryPeerWithoutATrustedAnchor) {
     start(programSignedAs(identity), "connect");
     std::filesystem::permissions(keys.anchorFile(), std::filesystem::perms(0666));
     EXPECT_EQ(PeerCodeCheck(installedAnchor()).check(socket.get(), requirement),
@@ -229,14 +229,14 @@ TEST_F(PeerCodeCheckTest, WithoutAnAnchorThatIsTrustedNobodyIsAdmitted) {
               "The trust anchor cannot be opened (No such file or directory).");
 }
 
-TEST_F(PeerCodeCheckTest, AnAnchorThatIsPutThereLaterVouchesForNobody) {
+TEST_F(PeerCodeCheckTest, IgnoresAnAnchorInstalledLater) {
     const auto honest = programSignedAs(identity);
     keys.makeAnchor();
     EXPECT_EQ(checkOf(programSignedAs(identity)), foreignReason);
     EXPECT_EQ(checkOf(honest), std::nullopt);
 }
 
-TEST_F(PeerCodeCheckTest, NoDescriptorIsLeftOpenWhateverTheAnswer) {
+TEST_F(PeerCodeCheckTest, LeavesNoDescriptorOpen) {
     start(programSignedAs(identity), "connect");
     const auto before = openDescriptors();
     for (int i = 0; i < 20; ++i) {

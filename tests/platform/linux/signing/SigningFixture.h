@@ -26,11 +26,11 @@ protected:
 
     SigningFixture() {
         keys.makeAnchor();
-        // Whatever the umask: a folder that others can write to is not trusted.
+        // Independent of the umask: a folder that others can write to is not trusted.
         std::filesystem::permissions(folder / "keys", std::filesystem::perms(0755));
     }
 
-    /// Signs as an honest signer of the folder's anchor does.
+    /// Signs with a key that the folder's anchor has certified.
     void sign(const Path& file, const CodeIdentity& as) { signExecutable(file, as.identifier, keys.team(as.team)); }
 
     Path fileWith(const std::string& content) {
@@ -45,14 +45,14 @@ protected:
         return file;
     }
 
-    /// A copy of the program that plays the peer, not signed.
+    /// An unsigned copy of the program that acts as the peer.
     Path unsignedProgram() {
         auto path = folder / ("program-" + std::to_string(++files_));
         std::filesystem::copy_file(KELO_SIGNED_PEER, path);
         return path;
     }
 
-    /// Starts a program that prints to files of the folder.
+    /// Starts a program whose output goes into files in the folder.
     std::unique_ptr<ChildProcess> startProgram(const Path& program, const std::vector<std::string>& arguments) const {
         return std::make_unique<ChildProcess>(program, arguments, folder.path(), program.filename());
     }
@@ -69,7 +69,7 @@ protected:
         return FileDescriptor(::open(keys.anchorFile().parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     }
 
-    /// The anchor as the helper reads it, as it is now.
+    /// Reads the anchor in its current state, as the helper does.
     InstalledAnchor installedAnchor() const {
         return InstalledAnchor(openAnchorFolder().get(), keys.anchorFile().filename());
     }
@@ -81,7 +81,7 @@ protected:
         return verifyCodeSignature(executable.get(), anchor);
     }
 
-    /// Why the file is refused; empty when it is not.
+    /// The reason why the file is refused; empty if it is accepted.
     std::string refusalOf(const Path& file) const { return verdictOn(file).reason; }
 
     const TemporaryFolder folder;
@@ -98,7 +98,7 @@ inline constexpr const char* doesNotVerify = "The signature does not verify.";
 inline constexpr const char* alteredReason = "The executable was altered after it was signed.";
 inline constexpr const char* damagedName = "The signature trailer is damaged: a name in it is not printable text.";
 
-/// The trailer's size, and the bytes that every trailer ends in.
+/// The trailer's size, and the last bytes of every trailer.
 inline constexpr std::size_t trailerSize = 724;
 inline std::string trailerEnd(char version = 2) { return version + std::string("\0\0\0\x89KeloSig", 11); }
 

@@ -8,7 +8,7 @@ namespace {
 
 class TrailerSigningInformationTest : public SigningFixture {
 protected:
-    /// Why the program has no team; empty when it has one.
+    /// The reason why the program has no team; empty if it has one.
     std::string reasonOf(const Path& program) const {
         const auto running = startProgram(program, {"team"});
         running->closeInput();
@@ -18,7 +18,7 @@ protected:
     }
     std::string teamReadBy(const Path& program) const { return startProgram(program, {"team"})->readLine(); }
 
-    /// The same, after the bytes of a signed program were changed.
+    /// The same after a change to the bytes of a signed program.
     std::string reasonAfter(const std::function<void(std::string& bytes)>& change) {
         const auto program = programSignedAs(identity);
         auto bytes = readFile(program);
@@ -33,7 +33,7 @@ TEST_F(TrailerSigningInformationTest, ReadsTheTeam) {
     EXPECT_EQ(reasonOf(programSignedAs(identity)), "");
 }
 
-TEST_F(TrailerSigningInformationTest, SaysWhyThereIsNoTeam) {
+TEST_F(TrailerSigningInformationTest, ReportsWhyThereIsNoTeam) {
     EXPECT_EQ(reasonOf(unsignedProgram()), unsignedReason);
     EXPECT_EQ(reasonOf(programSignedAs({identity.identifier, ""})), "The executable's signature names no team.");
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes.back() = 'G' ^ 1; }), unsignedReason);
@@ -46,7 +46,7 @@ TEST_F(TrailerSigningInformationTest, VerifiesNothing) {
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.find("still runs")] = 'S'; }), "") << "altered";
     const auto program = programSignedAs(identity);
     keys.makeAnchor();
-    EXPECT_EQ(teamReadBy(program), identity.team) << "of a foreign anchor";
+    EXPECT_EQ(teamReadBy(program), identity.team) << "signed by a foreign anchor";
 }
 
 TEST_F(TrailerSigningInformationTest, ReadsTheRunningFileEvenIfAnotherIsAtItsPath) {

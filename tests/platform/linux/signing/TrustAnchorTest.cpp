@@ -16,19 +16,18 @@ namespace {
 
 using ::testing::StartsWith;
 
-const uid_t somebody = ::geteuid() + 1234; // in any case not us
+const uid_t somebody = ::geteuid() + 1234; // certainly not our user
 constexpr const char* othersWriteFolder = "The trust anchor's folder can be written to by others.";
 constexpr const char* othersWriteFile = "The trust anchor can be written to by others.";
-constexpr const char* othersOwnFolder = "The trust anchor's folder belongs to somebody else.";
-constexpr const char* othersOwnFile = "The trust anchor belongs to somebody else.";
+constexpr const char* othersOwnFolder = "The trust anchor's folder belongs to another user.";
+constexpr const char* othersOwnFile = "The trust anchor belongs to another user.";
 
-/// Whose word is taken for who may sign.
 class InstalledAnchorTest : public SigningFixture {
 protected:
     const Path file = keys.anchorFile();
     const Path fileFolder = file.parent_path();
 
-    /// Why the anchor is not trusted; empty when it is.
+    /// The reason why the anchor is not trusted; empty if it is.
     std::string refusal() const { return refusalOf(installedAnchor()); }
 
     static std::string refusalOf(const InstalledAnchor& anchor) {
@@ -51,13 +50,13 @@ protected:
     }
 };
 
-TEST_F(InstalledAnchorTest, AnAnchorThatNobodyElseCanReplaceIsTrusted) {
+TEST_F(InstalledAnchorTest, TrustsAnAnchorThatNoOtherUserCanReplace) {
     EXPECT_EQ(refusal(), "");
     EXPECT_EQ(refusalAfterMode(file, 0400), "");
     EXPECT_EQ(refusalAfterMode(fileFolder, 0700), "");
 }
 
-TEST_F(InstalledAnchorTest, AFileOrFolderThatOthersCanWriteToIsNotTrusted) {
+TEST_F(InstalledAnchorTest, RefusesAFileOrFolderThatOthersCanWriteTo) {
     for (const mode_t mode : {0775U, 0757U, 01777U})
         EXPECT_EQ(refusalAfterMode(fileFolder, mode), othersWriteFolder) << mode;
     EXPECT_EQ(refusalAfterMode(fileFolder, 0755), "");
@@ -66,21 +65,21 @@ TEST_F(InstalledAnchorTest, AFileOrFolderThatOthersCanWriteToIsNotTrusted) {
     EXPECT_EQ(refusalAfterMode(file, 0644), "");
 }
 
-TEST_F(InstalledAnchorTest, AnAccessListThatLetsOthersWriteIsSeenToo) {
-    // As the kernel wants it: version 2; then kind, rights and user of each entry.
+TEST_F(InstalledAnchorTest, RefusesAnAccessListThatLetsOthersWrite) {
+    // In the kernel's format: version 2; then type, rights and user of each entry.
     const auto all = static_cast<char>(0xFF);
     const std::array<char, 44> list = {2,  0, 0, 0,                         //
                                        1,  0, 6, 0, all,    all, all, all,  // the owner
                                        2,  0, 6, 0, '\xD2', 4,   0,   0,    // user 1234
                                        4,  0, 4, 0, all,    all, all, all,  // the group
                                        16, 0, 6, 0, all,    all, all, all,  // the mask
-                                       32, 0, 4, 0, all,    all, all, all}; // everybody else
+                                       32, 0, 4, 0, all,    all, all, all}; // all others
     if (::setxattr(file.c_str(), "system.posix_acl_access", list.data(), list.size(), 0) != 0)
         GTEST_SKIP() << "this file system has no access lists";
     EXPECT_EQ(refusal(), othersWriteFile);
 }
 
-TEST_F(InstalledAnchorTest, WhatBelongsToSomebodyElseIsNotTrusted) {
+TEST_F(InstalledAnchorTest, RefusesAFileOrFolderOfAnotherUser) {
     if (::chown(file.c_str(), somebody, getegid()) != 0)
         GTEST_SKIP() << "files cannot be given away here: " << std::strerror(errno);
     EXPECT_EQ(refusalAfterOwner(file, somebody), othersOwnFile);
@@ -89,11 +88,11 @@ TEST_F(InstalledAnchorTest, WhatBelongsToSomebodyElseIsNotTrusted) {
     EXPECT_EQ(refusalAfterOwner(fileFolder, 0), "");
 }
 
-TEST_F(InstalledAnchorTest, WhatBelongsToRootOrToUsIsTrusted) {
+TEST_F(InstalledAnchorTest, TrustsFilesOfRootAndOfOurUser) {
     if (::seteuid(somebody) != 0)
-        GTEST_SKIP() << "no process can become somebody else here: " << std::strerror(errno);
+        GTEST_SKIP() << "no process can become another user here: " << std::strerror(errno);
     ASSERT_EQ(::seteuid(0), 0);
-    const auto open = openAnchorFolder(); // out of somebody's reach otherwise
+    const auto open = openAnchorFolder(); // the other user cannot reach it
     const auto refusalForSomebody = [&] {
         EXPECT_EQ(::seteuid(somebody), 0);
         auto reason = refusalOf(InstalledAnchor(open.get(), file.filename()));
@@ -109,14 +108,14 @@ TEST_F(InstalledAnchorTest, WhatBelongsToRootOrToUsIsTrusted) {
     EXPECT_EQ(refusalForSomebody(), othersOwnFolder);
 }
 
-TEST_F(InstalledAnchorTest, ALinkIsNotFollowed) {
+TEST_F(InstalledAnchorTest, RefusesToFollowALink) {
     const auto elsewhere = folder / "elsewhere.pub";
     std::filesystem::rename(file, elsewhere);
     std::filesystem::create_symlink(elsewhere, file);
     EXPECT_THAT(refusal(), StartsWith("The trust anchor cannot be opened ("));
 }
 
-TEST_F(InstalledAnchorTest, WhatIsNoFileIsNotWaitedFor) {
+TEST_F(InstalledAnchorTest, RefusesAnIrregularFileWithoutWaiting) {
     std::filesystem::remove(file);
     EXPECT_THAT(refusal(), StartsWith("The trust anchor cannot be opened ("));
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
@@ -127,7 +126,7 @@ TEST_F(InstalledAnchorTest, WhatIsNoFileIsNotWaitedFor) {
     EXPECT_THAT(refusalOf(InstalledAnchor(-1, "anchor.pub")), StartsWith("The trust anchor's folder cannot be "));
 }
 
-TEST_F(InstalledAnchorTest, AFileThatHoldsAnythingButAPublicKeyIsNotAnAnchor) {
+TEST_F(InstalledAnchorTest, RefusesAFileWithoutAPublicKey) {
     const auto good = readFile(file);
     ASSERT_EQ(good.size(), 65U);
     const auto withFirst = [&](char c) { return c + good.substr(1); };
@@ -141,7 +140,7 @@ TEST_F(InstalledAnchorTest, AFileThatHoldsAnythingButAPublicKeyIsNotAnAnchor) {
     EXPECT_EQ(refusal(), "");
 }
 
-TEST_F(InstalledAnchorTest, AnAnchorThatIsReadWithoutTheseChecksMustHoldAKeyToo) {
+TEST_F(InstalledAnchorTest, LoadingAlsoRequiresAPublicKey) {
     const auto refusalOfLoading = [](const Path& path) -> std::string {
         try {
             TrustAnchor::load(path);
@@ -157,7 +156,7 @@ TEST_F(InstalledAnchorTest, AnAnchorThatIsReadWithoutTheseChecksMustHoldAKeyToo)
         EXPECT_EQ(refusalOfLoading(path), "The trust anchor " + path.string() + " holds no public key.");
 }
 
-TEST_F(InstalledAnchorTest, WhatIsPutThereLaterChangesNothing) {
+TEST_F(InstalledAnchorTest, IgnoresLaterChanges) {
     const auto anchor = installedAnchor();
     const auto signedBefore = signedFileWith("content");
     keys.makeAnchor();

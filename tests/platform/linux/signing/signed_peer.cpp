@@ -1,4 +1,4 @@
-// What the tests of signatures run as somebody else: a program that can be signed, connects, and says who it is.
+// The peer in the tests of signatures: a program that can be signed, connects, and prints its team.
 
 #include <fcntl.h>
 #include <sched.h>
@@ -22,7 +22,7 @@
 
 namespace {
 
-/// The connection stays open in programs that this one turns into.
+/// The connection stays open when the process executes another program.
 int connectTo(const char* path) {
     const int socket = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
     sockaddr_un address{};
@@ -40,7 +40,7 @@ void say(const char* line) {
     std::fflush(stdout);
 }
 
-/// Until standard input is closed.
+/// Waits until standard input is closed.
 void wait() {
     char byte = 0;
     while (::read(STDIN_FILENO, &byte, 1) > 0) {
@@ -51,15 +51,15 @@ int printTeam() {
     kelo::TrailerSigningInformation information(
         [](const std::string& reason) { std::fprintf(stderr, "%s\n", reason.c_str()); });
     say(information.teamIdentifier().value_or("(none)").c_str());
-    wait(); // so that the test can replace the file and ask again
+    wait(); // lets the test replace the file
     say(information.teamIdentifier().value_or("(none)").c_str());
     return 0;
 }
 
-/// What is done, or why the kernel does not let us.
+/// Prints `done`, or the reason why the kernel refused.
 void sayWhether(bool isDone, const char* done) { say(isDone ? done : std::strerror(errno)); }
 
-/// A part of memory that is mapped from a file.
+/// A memory region that is mapped from a file.
 struct Mapping {
     std::uintptr_t start = 0;
     std::size_t size = 0;
@@ -83,8 +83,9 @@ std::vector<Mapping> mappingsOfOwnExecutable() {
     return mappings;
 }
 
-/// Puts a copy in the place of all that is mapped from the executable: the kernel lets nobody name another file as the
-/// executable while the old one is in use. The copies are moved there whole, so that this very function runs on.
+/// Replaces every mapping of the executable with a copy, since the kernel does not let a process name another
+/// executable while the old one is mapped. Each copy moves into place as a whole, so that this function itself keeps
+/// running.
 bool leaveExecutable() {
     const kelo::FileDescriptor memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
     for (const auto& [start, size, protection] : mappingsOfOwnExecutable()) {
@@ -100,7 +101,7 @@ bool leaveExecutable() {
 
 /// Makes /proc/self/exe lead to `file`.
 bool nameAsExecutable(int file) {
-    const auto anywhere = reinterpret_cast<std::uintptr_t>(::sbrk(0)); // the end of the heap has to be right
+    const auto anywhere = reinterpret_cast<std::uintptr_t>(::sbrk(0)); // the end of the heap must be correct
     prctl_mm_map map{};
     for (auto* address : {&map.start_code, &map.end_code, &map.start_data, &map.end_data, &map.start_brk, &map.brk,
                           &map.start_stack, &map.arg_start, &map.arg_end, &map.env_start, &map.env_end})
@@ -112,13 +113,13 @@ bool nameAsExecutable(int file) {
 
 bool enterOwnUserNamespace() { return ::unshare(CLONE_NEWUSER) == 0; }
 
-/// Any process that opens the file has to wait until this one releases the lease, which it never does.
+/// A process that opens the file waits until this one releases the lease, which it never does.
 bool lease(int file) {
-    ::signal(SIGIO, SIG_IGN); // the kernel's request to release it
+    ::signal(SIGIO, SIG_IGN); // the kernel requests the release with this signal
     return ::fcntl(file, F_SETLEASE, F_WRLCK) == 0;
 }
 
-/// Goes on under the name of another executable: what anybody can do who is the superuser of a namespace of their own.
+/// Continues under the name of another executable, which any superuser of a separate namespace can do.
 bool forgeExecutable(const char* path, bool isLeased) {
     const kelo::FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
     return leaveExecutable() && enterOwnUserNamespace() && (!isLeased || lease(file.get())) &&

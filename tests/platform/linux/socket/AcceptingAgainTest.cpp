@@ -8,13 +8,13 @@
 
 namespace {
 
-/// How many times the kernel still refuses.
+/// How many more times the kernel refuses.
 std::atomic<int> refusedConnections = 0;
 std::atomic<int> refusedWatches = 0;
 
 } // namespace
 
-// The linker replaces the functions of the C library with these.
+// The linker replaces functions of the C library with these.
 extern "C" {
 
 int __real_accept4(int socket, sockaddr* address, socklen_t* size, int flags);
@@ -29,7 +29,7 @@ int __wrap_accept4(int socket, sockaddr* address, socklen_t* size, int flags) { 
 }
 
 int __wrap_epoll_ctl(int epoll, int operation, int descriptor, epoll_event* event) { // NOLINT
-    // Watches are refused only after the connections, so that the listener can start.
+    // Refuses watches only after the refused connections, so that the listener can start.
     if (refusedConnections > 0 || refusedWatches == 0 || operation != EPOLL_CTL_ADD)
         return __real_epoll_ctl(epoll, operation, descriptor, event);
     --refusedWatches;
@@ -44,7 +44,7 @@ namespace {
 
 class SocketListenerWithoutRoom : public SocketFixture {};
 
-TEST_F(SocketListenerWithoutRoom, AcceptsAgainAlthoughTheKernelRefusedOnceToWatchItsSocket) {
+TEST_F(SocketListenerWithoutRoom, AcceptsAgainAfterTheKernelRefusedAWatch) {
     refusedWatches = 1;
     refusedConnections = 1;
     RawClient client(folder.get());

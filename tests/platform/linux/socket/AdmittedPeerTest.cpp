@@ -36,7 +36,7 @@ void end(pid_t process) {
     waitpid(process, nullptr, 0);
 }
 
-/// As `fork`, but the child has that number, which must be free.
+/// Like `fork`, but the child gets the id `number`, which must be free.
 pid_t forkAs(pid_t number) {
     clone_args arguments{};
     arguments.exit_signal = SIGCHLD;
@@ -47,7 +47,7 @@ pid_t forkAs(pid_t number) {
 
 class AdmittedPeerTest : public ::testing::Test {
 protected:
-    /// Starts a process that connects and then does `work`, which does not return.
+    /// Starts a process that connects and then runs `work`, which does not return.
     pid_t startPeer(const std::function<void()>& work = stay) {
         const pid_t peer = fork();
         if (peer == 0) {
@@ -65,12 +65,12 @@ protected:
     FileDescriptor accepted;
 };
 
-TEST_F(AdmittedPeerTest, AProcessThatHasGoneIsNotThePeerOfItsSocket) {
+TEST_F(AdmittedPeerTest, AnEndedProcessIsNotThePeerOfItsSocket) {
     end(startPeer());
     EXPECT_FALSE(AdmittedPeer::of(accepted.get()).has_value());
 }
 
-TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameNumberAndExecutableIsAnother) {
+TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameIDIsNotThePeer) {
     const pid_t first = startPeer();
     const auto peer = AdmittedPeer::of(accepted.get());
     ASSERT_TRUE(peer.has_value());
@@ -87,9 +87,10 @@ TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameNumberAndExecutableIsAnother) {
     end(second);
 }
 
-TEST_F(AdmittedPeerTest, AProcessIsHeardWhileItEnds) {
+TEST_F(AdmittedPeerTest, AcceptsMessagesWhileAProcessExits) {
     const auto ends = pipeEnds();
-    // Without its first thread a process has no executable, as when it ends, but it stays as long as we like.
+    // A process whose first thread has exited has no executable, like an exiting process, but it stays until the test
+    // ends it.
     const pid_t process = startPeer([&] {
         char byte = 0;
         std::thread(stay).detach();

@@ -24,7 +24,7 @@ protected:
     RefusalLog log{queue, [this](const std::string& line) { lines.push_back(line); }};
 };
 
-TEST_F(RefusalLogTest, AFewRefusalsAreToldEach) {
+TEST_F(RefusalLogTest, LogsEachOfAFewRefusals) {
     refuse(10);
     queue.runFor(60);
     EXPECT_THAT(lines, SizeIs(10));
@@ -32,7 +32,7 @@ TEST_F(RefusalLogTest, AFewRefusalsAreToldEach) {
     EXPECT_EQ(queue.pendingTasks(), 0U);
 }
 
-TEST_F(RefusalLogTest, OfManyRefusalsTheNumberThatWasLeftOutIsTold) {
+TEST_F(RefusalLogTest, LogsTheNumberOfOmittedRefusals) {
     refuse(2000);
     EXPECT_THAT(lines, SizeIs(10));
     queue.runFor(10);

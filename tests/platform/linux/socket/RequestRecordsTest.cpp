@@ -17,8 +17,8 @@ ByteVector bytesOf(std::uint64_t number, const requests::Any& request) {
     return {record.begin(), record.end()};
 }
 
-/// The byte table of docs/protocol.md.
-TEST(RequestRecords, ARequestIsLaidOutAsTheProtocolSays) {
+/// The layouts in docs/protocol.md.
+TEST(RequestRecords, RequestsHaveTheDocumentedLayout) {
     EXPECT_THAT(encode(0x0102030405060708, requests::Hold{0.5, true}),
                 ElementsAreArray({8, 7, 6, 5, 4, 3, 2, 1, 2, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xE0, 0x3F}));
     const std::pair<requests::Any, int> others[] = {{requests::FetchSnapshot{}, 1},
@@ -33,7 +33,7 @@ TEST(RequestRecords, ARequestIsLaidOutAsTheProtocolSays) {
     }
 }
 
-TEST(RequestRecords, AReplyIsLaidOutAsTheProtocolSays) {
+TEST(RequestRecords, RepliesHaveTheDocumentedLayout) {
     EXPECT_THAT(encodeAnswer(1, std::int64_t{-2}),
                 ElementsAreArray(
                     {1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}));
@@ -47,7 +47,7 @@ TEST(RequestRecords, AReplyIsLaidOutAsTheProtocolSays) {
     EXPECT_EQ(encodeAnswer(1, requests::Nothing{}), none);
 }
 
-TEST(RequestRecords, RefusesWhatNoClientShouldSend) {
+TEST(RequestRecords, RejectsInvalidRequests) {
     const auto hold = bytesOf(1, requests::Hold{0.5, true});
     const auto with = [&](std::size_t offset, std::uint8_t byte, ByteVector bytes) {
         bytes[offset] = byte;
@@ -71,7 +71,7 @@ TEST(RequestRecords, RefusesWhatNoClientShouldSend) {
     EXPECT_TRUE(decode(hold).has_value());
 }
 
-TEST(RequestRecords, AnyBytesAreTheOneFormOfARequestOrNone) {
+TEST(RequestRecords, EveryRequestHasOnlyOneEncoding) {
     std::mt19937 random(11);
     int read = 0;
     for (int i = 0; i < 50'000; ++i) {
@@ -96,7 +96,7 @@ void expectReadBack(const Answer& answer) {
     EXPECT_FALSE(decodeAnswer(encodeAnswer(9, answer), 8, arrived)) << "of another request";
 }
 
-TEST(RequestRecords, EachReplyIsReadBack) {
+TEST(RequestRecords, DecodesEachEncodedReply) {
     expectReadBack(requests::Nothing{});
     for (const auto version : {std::int64_t{0}, std::numeric_limits<std::int64_t>::min()})
         expectReadBack(version);
@@ -106,20 +106,20 @@ TEST(RequestRecords, EachReplyIsReadBack) {
         expectReadBack(data);
 }
 
-TEST(RequestRecords, CutsOffATextThatIsTooLong) {
+TEST(RequestRecords, TruncatesATextThatIsTooLong) {
     std::optional<std::string> arrived;
     EXPECT_TRUE(decodeAnswer(encodeAnswer(9, std::optional(std::string(maximumContent + 1, 't'))), 9, arrived));
     EXPECT_EQ(arrived, std::string(maximumContent, 't'));
 }
 
-/// Whether it is the answer to a request of this kind.
+/// Whether `message` is a reply with this type of answer.
 template <typename Answer>
 bool isAnswer(const ByteVector& message) {
     Answer answer{};
     return decodeAnswer(message, 9, answer);
 }
 
-TEST(RequestRecords, RefusesWhatNoHelperShouldSend) {
+TEST(RequestRecords, RejectsInvalidReplies) {
     const auto version = encodeAnswer(9, std::int64_t{6});
     EXPECT_FALSE(isAnswer<std::optional<std::string>>(version));
     EXPECT_FALSE(isAnswer<std::optional<Data>>(version));

@@ -24,7 +24,7 @@ namespace kelo {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Answers versions at once and keeps every other reply until the test sends it.
+/// Answers version requests at once and keeps all other replies until the test sends them.
 class SlowHelper : public ScriptedHelper {
 public:
     SlowHelper() { keepReplies(); }
@@ -41,7 +41,7 @@ public:
     }
 
     /// `action` runs on the listener's thread.
-    void whenAskedForTheVersion(std::function<void()> action) {
+    void onVersionRequest(std::function<void()> action) {
         const std::lock_guard lock(mutex_);
         onVersion_ = std::move(action);
     }
@@ -59,7 +59,7 @@ private:
     std::function<void()> onVersion_ = [] {};
 };
 
-/// The client's end: blocking, with a limit.
+/// The client's end of a connection: blocking, with a timeout.
 class RawClient {
 public:
     explicit RawClient(int folder) : socket_(unix_socket::connect(folder, "service.socket")) {
@@ -75,10 +75,10 @@ public:
         Bytes buffer(request_records::maximumReplySize);
         const auto received = unix_socket::receive(socket_.get(), buffer);
         const auto* bytes = std::get_if<unix_socket::Bytes>(&received);
-        EXPECT_FALSE(std::holds_alternative<unix_socket::WouldBlock>(received)) << "no reply, and no end";
+        EXPECT_FALSE(std::holds_alternative<unix_socket::WouldBlock>(received)) << "neither a reply nor the end";
         return bytes != nullptr ? std::optional(Bytes(bytes->begin(), bytes->end())) : std::nullopt;
     }
-    /// Whether the next message is the reply to a request of this type with this number.
+    /// Whether the next message is the reply to this type of request with this number.
     template <typename Request>
     bool receiveReply(std::uint64_t number) {
         const auto reply = receive();
@@ -112,7 +112,7 @@ inline bool eventually(const std::function<bool()>& condition) {
     return condition();
 }
 
-/// A listener on a socket of its own, whose checks and admission the test decides about.
+/// A listener on a separate socket. The test controls its checks and its admission.
 class SocketFixture : public ::testing::Test {
 protected:
     SocketFixture() {
@@ -121,7 +121,7 @@ protected:
         EXPECT_TRUE(listener.resume());
     }
 
-    /// What the listener is told about a peer: nothing means that it may come in.
+    /// Checks a peer: nullopt admits it.
     std::optional<std::string> check(const std::string& requirement) {
         EXPECT_EQ(requirement, "the requirement");
         ++checks;
@@ -136,11 +136,11 @@ protected:
     std::mutex mutex;
     std::optional<std::string> refusal;
     std::atomic<int> refusals = 0;
-    std::atomic<int> checks = 0; ///< That have begun.
+    std::atomic<int> checks = 0; ///< The number of checks that have started.
     std::atomic<bool> checkThrows = false;
     std::shared_ptr<SlowHelper> helper = std::make_shared<SlowHelper>();
     ScriptedAdmission door{helper};
-    EventLoop main; ///< Does not run: the tests are the main thread.
+    EventLoop main; ///< Does not run: the test's thread is the main thread.
     SocketListener listener{main,
                             folder.get(),
                             "service.socket",

@@ -9,7 +9,7 @@ namespace {
 
 class SocketListenerTest : public SocketFixture {};
 
-TEST_F(SocketListenerTest, APeerThatFailsTheCheckIsCutOffBeforeTheAdmissionIsAsked) {
+TEST_F(SocketListenerTest, CutsOffAPeerThatFailsTheCheckBeforeAdmission) {
     refusal = "not signed";
     RawClient client(folder.get());
     client.request(1, requests::HelperVersion{});
@@ -19,7 +19,7 @@ TEST_F(SocketListenerTest, APeerThatFailsTheCheckIsCutOffBeforeTheAdmissionIsAsk
     EXPECT_EQ(helper->versions, 0);
 }
 
-TEST_F(SocketListenerTest, RepliesComeInTheOrderInWhichTheyAreMade) {
+TEST_F(SocketListenerTest, SendsRepliesInTheOrderTheyAreMade) {
     RawClient client(folder.get());
     client.request(1, requests::FetchSnapshot{});
     client.request(2, requests::HelperVersion{});
@@ -29,7 +29,7 @@ TEST_F(SocketListenerTest, RepliesComeInTheOrderInWhichTheyAreMade) {
     EXPECT_TRUE(client.receiveReply<requests::FetchSnapshot>(1));
 }
 
-TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
+TEST_F(SocketListenerTest, PerformsRequestsSentBeforeTheClientDisconnected) {
     for (const bool leavesUnread : {false, true}) {
         RawClient client(folder.get());
         EXPECT_EQ(client.version(1), 6);
@@ -37,33 +37,33 @@ TEST_F(SocketListenerTest, WhatAClientAskedForBeforeItLeftIsDone) {
             client.request(2, requests::HelperVersion{});
             ASSERT_TRUE(eventually([&] { return client.hasUnread(); }));
         }
-        std::mutex pause; // keeps the listener's thread busy with somebody else
+        std::mutex pause; // keeps the listener's thread busy with another client
         std::unique_lock busy(pause);
-        helper->whenAskedForTheVersion([&] { const std::lock_guard wait(pause); });
+        helper->onVersionRequest([&] { const std::lock_guard wait(pause); });
         const int before = helper->versions;
         RawClient other(folder.get());
         other.request(1, requests::HelperVersion{});
         ASSERT_TRUE(eventually([&] { return helper->versions > before; }));
-        client.request(3, requests::HelperVersion{}); // its reply finds nobody
+        client.request(3, requests::HelperVersion{}); // its reply has no receiver
         client.request(4, requests::HandBack{});
         client.close();
         busy.unlock();
         EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
         EXPECT_TRUE(eventually([&] { return door.ended() == (leavesUnread ? 3 : 1); })) << leavesUnread;
         helper->sendKept();
-        helper->whenAskedForTheVersion([] {});
+        helper->onVersionRequest([] {});
     }
     EXPECT_EQ(door.interrupted(), 0);
 }
 
-TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsTheClientAlone) {
+TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsOnlyItsClient) {
     door.throws = true;
     EXPECT_TRUE(RawClient(folder.get()).isCutOff());
     door.throws = false;
     EXPECT_EQ(RawClient(folder.get()).version(1), 6);
 }
 
-TEST_F(SocketListenerTest, ACheckThatTakesLongDelaysNoClientThatWasAdmitted) {
+TEST_F(SocketListenerTest, ASlowCheckDelaysNoAdmittedClient) {
     RawClient leaving(folder.get());
     RawClient staying(folder.get());
     EXPECT_EQ(leaving.version(1), 6);
@@ -76,7 +76,7 @@ TEST_F(SocketListenerTest, ACheckThatTakesLongDelaysNoClientThatWasAdmitted) {
     EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
 }
 
-TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffItsPeerAlone) {
+TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffOnlyItsPeer) {
     checkThrows = true;
     EXPECT_TRUE(RawClient(folder.get()).isCutOff());
     checkThrows = false;
@@ -84,18 +84,18 @@ TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffItsPeerAlone) {
     EXPECT_EQ(door.asked(), 1);
 }
 
-TEST_F(SocketListenerTest, AListenerThatIsStuckInACheckCanBeLeftBehind) {
+TEST_F(SocketListenerTest, StopsWaitingForAStuckCheck) {
     std::unique_lock busy(mutex);
     const RawClient client(folder.get());
     ASSERT_TRUE(eventually([&] { return checks == 1; }));
     EXPECT_FALSE(listener.stopsWithin(std::chrono::milliseconds(20)));
     busy.unlock();
     EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(10)));
-    EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(0))); // it has ended
+    EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(0))); // its thread has ended
 }
 
-TEST_F(SocketListenerTest, ASocketThatCannotBeMadeIsTriedAgain) {
-    std::filesystem::create_directory(temporary / "other.socket"); // in its place
+TEST_F(SocketListenerTest, RetriesToCreateItsSocket) {
+    std::filesystem::create_directory(temporary / "other.socket"); // blocks the socket's name
     std::atomic<int> complaints = 0;
     std::atomic<int> recoveries = 0;
     SocketListener second(main, folder.get(), "other.socket",
@@ -113,7 +113,7 @@ TEST_F(SocketListenerTest, ASocketThatCannotBeMadeIsTriedAgain) {
     EXPECT_EQ(complaints, 1);
 }
 
-TEST_F(SocketListenerTest, BadInputCutsOffTheOffenderAlone) {
+TEST_F(SocketListenerTest, BadInputCutsOffOnlyItsSender) {
     const auto request = request_records::encode(2, requests::HelperVersion{});
     const std::pair<const char*, Bytes> inputs[] = {
         {"empty", {}},
@@ -135,7 +135,7 @@ TEST_F(SocketListenerTest, BadInputCutsOffTheOffenderAlone) {
     EXPECT_TRUE(eventually([&] { return door.ended() == static_cast<int>(std::size(inputs)); }));
 }
 
-TEST_F(SocketListenerTest, ANumberThatIsUsedTwiceOrFallsCutsOff) {
+TEST_F(SocketListenerTest, CutsOffAClientWhoseNumbersDoNotIncrease) {
     for (const std::uint64_t second : {5U, 4U, 0U}) {
         RawClient client(folder.get());
         EXPECT_EQ(client.version(5), 6);
@@ -147,14 +147,14 @@ TEST_F(SocketListenerTest, ANumberThatIsUsedTwiceOrFallsCutsOff) {
     EXPECT_EQ(client.version(UINT64_MAX), 6);
 }
 
-TEST_F(SocketListenerTest, AClientThatLeavesItsRepliesUnreadIsCutOff) {
+TEST_F(SocketListenerTest, CutsOffAClientThatLeavesItsRepliesUnread) {
     RawClient good(folder.get());
     EXPECT_EQ(good.version(1), 6);
     RawClient flooder(folder.get());
     const int flags = fcntl(flooder.descriptor(), F_GETFL);
     fcntl(flooder.descriptor(), F_SETFL, flags | O_NONBLOCK);
     std::uint64_t number = 0;
-    // Until its socket is refused: the helper has ended it.
+    // Sends until the helper has closed the connection.
     const bool wasCutOff = eventually([&] {
         for (int i = 0; i < 500; ++i)
             if (unix_socket::send(flooder.descriptor(), request_records::encode(++number, requests::HelperVersion{})) ==
@@ -173,7 +173,7 @@ TEST_F(SocketListenerTest, StopsReadingAClientWhileFourOfItsRequestsWait) {
         client.request(number, requests::HandBack{});
     ASSERT_TRUE(eventually([&] { return helper->kept() == 4; }));
     RawClient other(folder.get());
-    EXPECT_EQ(other.version(1), 6); // others are served meanwhile
+    EXPECT_EQ(other.version(1), 6); // other clients are served meanwhile
     EXPECT_EQ(helper->kept(), 4U);
     for (std::uint64_t next = 1; next <= 200;) {
         ASSERT_TRUE(eventually([&] { return helper->kept() > 0; }));
@@ -184,7 +184,7 @@ TEST_F(SocketListenerTest, StopsReadingAClientWhileFourOfItsRequestsWait) {
 
 TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
     const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-    // A client that stays throughout: once it is answered, the listener has opened all that it needs for itself.
+    // This client stays connected: once it gets an answer, the listener has opened all its own descriptors.
     RawClient resident(folder.get());
     EXPECT_EQ(resident.version(1), 6);
     const auto before = descriptors();
@@ -200,12 +200,12 @@ TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
     EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << descriptors() << ", before " << before;
 }
 
-TEST_F(SocketListenerTest, ARequestThatThrowsAndOneThatIsForgottenAreAnsweredAndLeaveNothingInFlight) {
+TEST_F(SocketListenerTest, AnswersRequestsThatThrowOrAreForgotten) {
     RawClient client(folder.get());
     std::uint64_t number = 0;
     for (int round = 0; round < 3; ++round) {
         helper->throws = true;
-        for (int i = 0; i < 3; ++i) // one fewer than are read before reading pauses
+        for (int i = 0; i < 3; ++i) // one fewer than the limit at which reading pauses
             EXPECT_EQ(client.version(++number), 0);
         helper->throws = false;
         client.request(++number, requests::HandBack{});
@@ -220,7 +220,7 @@ TEST_F(SocketListenerTest, ARequestThatThrowsAndOneThatIsForgottenAreAnsweredAnd
     EXPECT_EQ(client.version(++number), 6);
 }
 
-TEST_F(SocketListenerTest, ANewListenerTakesThePlaceOfAnOldOne) {
+TEST_F(SocketListenerTest, ANewListenerReplacesAnOldOne) {
     RawClient before(folder.get());
     EXPECT_EQ(before.version(1), 6);
     ScriptedAdmission newDoor(helper);
@@ -245,7 +245,7 @@ TEST_F(SocketListenerTest, StoppingEndsEveryConnection) {
     EXPECT_EQ(door.ended(), 1);
 }
 
-TEST_F(SocketListenerTest, AListenerWithoutARequirementLetsNobodyIn) {
+TEST_F(SocketListenerTest, AdmitsNoPeerWithoutARequirement) {
     SocketListener lenient(main, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
                            {.onRefusal = [this](const std::string&) { ++refusals; }});
     lenient.setAdmission(door.callable());

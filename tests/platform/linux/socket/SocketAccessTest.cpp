@@ -1,4 +1,5 @@
-// What strangers, and clients that are not what they were, try on the service's socket.
+// Tests the service's socket against other users and processes, and against clients that change after they were
+// admitted.
 
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -15,7 +16,7 @@
 namespace kelo {
 namespace {
 
-/// A process of its own; `work` returns its status. Killed when the test ends first.
+/// A separate process whose status `work` returns. Killed if the test ends first.
 class Other {
 public:
     explicit Other(const std::function<int()>& work) : number_(fork()) {
@@ -28,7 +29,7 @@ public:
         if (number_ > 0)
             end();
     }
-    /// Its status once it has ended.
+    /// Waits for its end and returns its status.
     int wait() {
         int status = 0;
         waitpid(std::exchange(number_, -1), &status, 0);
@@ -43,14 +44,14 @@ private:
     pid_t number_;
 };
 
-class SocketDoors : public SocketFixture {
+class SocketAccess : public SocketFixture {
 protected:
     static auto versionRequest(std::uint64_t number) {
         return request_records::encode(number, requests::HelperVersion{});
     }
 };
 
-TEST_F(SocketDoors, OneProcessTakesOnlySoManyPlacesAndOthersStillFindOne) {
+TEST_F(SocketAccess, LimitsTheConnectionsOfOneProcess) {
     std::vector<std::unique_ptr<RawClient>> clients;
     for (std::size_t i = 0; i < static_cast<std::size_t>(ConnectionLimits().ofProcess); ++i) {
         clients.push_back(std::make_unique<RawClient>(folder.get()));
@@ -60,15 +61,15 @@ TEST_F(SocketDoors, OneProcessTakesOnlySoManyPlacesAndOthersStillFindOne) {
     EXPECT_EQ(refusals, 1);
     Other other([this] { return RawClient(folder.get()).version(1) == 6 ? 0 : 1; });
     EXPECT_EQ(other.wait(), 0);
-    clients.pop_back(); // and its place is free again
+    clients.pop_back(); // its connection becomes available again
     EXPECT_TRUE(eventually([&] { return RawClient(folder.get()).version(1) == 6; }));
 }
 
-TEST_F(SocketDoors, AnotherProcessDoesNotSpeakInTheNameOfTheOneThatWasAdmitted) {
+TEST_F(SocketAccess, RefusesRequestsOfAnotherProcess) {
     RawClient client(folder.get());
     EXPECT_EQ(client.version(1), 6);
     Other heir([&] {
-        client.send(versionRequest(2)); // on the socket that it has inherited
+        client.send(versionRequest(2)); // on the inherited socket
         return 0;
     });
     EXPECT_EQ(heir.wait(), 0);
@@ -76,7 +77,7 @@ TEST_F(SocketDoors, AnotherProcessDoesNotSpeakInTheNameOfTheOneThatWasAdmitted) 
     EXPECT_EQ(helper->versions, 1);
 }
 
-TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff) {
+TEST_F(SocketAccess, CutsOffAProcessThatRunsAnotherExecutable) {
     std::string request = "printf '";
     for (const auto byte : versionRequest(2)) {
         char octal[8];
@@ -87,7 +88,7 @@ TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff)
     Other chameleon([&] {
         RawClient client(folder.get());
         if (client.version(1) != 6 || dup2(client.descriptor(), 9) != 9 ||
-            fcntl(9, F_SETFD, 0) != 0) // kept open for what it runs next
+            fcntl(9, F_SETFD, 0) != 0) // stays open in the executable that it runs next
             return 1;
         execl("/bin/sh", "sh", "-c", request.c_str(), static_cast<char*>(nullptr));
         return 2;
@@ -96,13 +97,13 @@ TEST_F(SocketDoors, AProcessThatRunsAnotherExecutableAfterItWasAdmittedIsCutOff)
     EXPECT_EQ(helper->versions, 1);
 }
 
-TEST_F(SocketDoors, AConnectionEndsWithItsProcessThoughAChildHasItsSocket) {
+TEST_F(SocketAccess, AConnectionEndsWithItsProcessEvenIfAChildHasItsSocket) {
     auto ends = pipeEnds();
     Other parent([&] {
         RawClient client(folder.get());
         if (client.version(1) != 6)
             return 1;
-        if (fork() == 0) { // inherits the socket, and stays as long as this test
+        if (fork() == 0) { // inherits the socket, and runs until the test ends
             ends.writing = {};
             char byte = 0;
             _exit(static_cast<int>(read(ends.reading.get(), &byte, 1)));
@@ -113,11 +114,11 @@ TEST_F(SocketDoors, AConnectionEndsWithItsProcessThoughAChildHasItsSocket) {
     EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
 }
 
-TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
+TEST_F(SocketAccess, PerformsRequestsSentBeforeTheProcessEnded) {
     std::mutex pause; // keeps the listener's thread busy until the process has ended
     std::unique_lock busy(pause);
     std::atomic<int> asked = 0;
-    helper->whenAskedForTheVersion([&] {
+    helper->onVersionRequest([&] {
         if (++asked > 1)
             const std::lock_guard wait(pause);
     });
@@ -141,14 +142,14 @@ TEST_F(SocketDoors, WhatAProcessAskedForBeforeItEndedIsDone) {
     EXPECT_TRUE(eventually([&] { return helper->kept() == 1 && door.ended() == 1; }));
 }
 
-TEST_F(SocketDoors, ASocketThatAnEarlierProcessLeftHalfMadeIsReplaced) {
+TEST_F(SocketAccess, ReplacesATemporarySocketOfAnEarlierProcess) {
     const auto place = temporary / ("other.socket." + std::to_string(getpid()));
     writeFile(place, "");
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
     EXPECT_FALSE(std::filesystem::exists(place));
 }
 
-TEST_F(SocketDoors, DescriptorsThatComeWithARequestAreNotTaken) {
+TEST_F(SocketAccess, DropsDescriptorsSentWithARequest) {
     RawClient client(folder.get());
     EXPECT_EQ(client.version(1), 6);
     const auto countOpen = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
@@ -172,14 +173,14 @@ TEST_F(SocketDoors, DescriptorsThatComeWithARequestAreNotTaken) {
     EXPECT_EQ(countOpen(), before);
 }
 
-TEST_F(SocketDoors, TheSocketIsForEverybodyAndNothingElseIsLeftInItsFolder) {
+TEST_F(SocketAccess, AllUsersMayConnectAndNoOtherFileIsLeft) {
     struct stat status = {};
     ASSERT_EQ(stat((temporary / "service.socket").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0666U);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(temporary.path()), {}), 1);
 }
 
-TEST_F(SocketDoors, ASocketThatIsDeletedIsMadeAnew) {
+TEST_F(SocketAccess, RecreatesADeletedSocket) {
     for (int i = 0; i < 3; ++i) {
         std::filesystem::remove(temporary / "service.socket");
         EXPECT_TRUE(eventually([&] { return unix_socket::connect(folder.get(), "service.socket").isValid(); }));
@@ -188,7 +189,7 @@ TEST_F(SocketDoors, ASocketThatIsDeletedIsMadeAnew) {
     EXPECT_EQ(client.version(1), 6);
 }
 
-TEST_F(SocketDoors, NoLinkThatSomebodyElsePutThereIsFollowed) {
+TEST_F(SocketAccess, DoesNotFollowLinks) {
     const auto victim = temporary / "victim";
     const auto place = temporary / ("other.socket." + std::to_string(getpid()));
     for (const auto& link : {place, temporary / "other.socket"})
@@ -196,19 +197,19 @@ TEST_F(SocketDoors, NoLinkThatSomebodyElsePutThereIsFollowed) {
     EXPECT_TRUE(unix_socket::listen(folder.get(), "other.socket").isValid());
     EXPECT_FALSE(std::filesystem::exists(victim));
     EXPECT_TRUE(std::filesystem::is_socket(temporary / "other.socket"));
-    std::filesystem::create_directory(place); // which cannot be replaced
+    std::filesystem::create_directory(place); // a folder cannot be replaced
     EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
 }
 
-// Without the fixture: the process that is started here must be one of one thread.
-TEST(AListener, WhoseThreadTheSystemRefusesTriesAgain) {
+// Uses no fixture: the child that it forks must have only one thread.
+TEST(SocketListenerWithoutThreads, RetriesUntilTheSystemGrantsAThread) {
     const TemporaryFolder temporary;
     const FileDescriptor folder(open(temporary.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    std::filesystem::permissions(temporary.path(), std::filesystem::perms(0777)); // for a user without any right
+    std::filesystem::permissions(temporary.path(), std::filesystem::perms(0777)); // for a user without any rights
     Other other([&] {
         if (setresuid(65'533, 65'533, 65'533) != 0 && errno != EPERM) // an ordinary user has no rights to drop
             return 1;
-        prctl(PR_SET_DUMPABLE, 1); // its own descriptors are its own again
+        prctl(PR_SET_DUMPABLE, 1); // makes its descriptors accessible to it again
         rlimit threads{};
         getrlimit(RLIMIT_NPROC, &threads);
         const rlimit none = {.rlim_cur = 0, .rlim_max = threads.rlim_max};
