@@ -21,7 +21,7 @@ struct alignas(std::max_align_t) Header {
     std::size_t size;
 };
 
-[[maybe_unused]] bool mustFail() { // unused with the thread sanitizer, see below
+[[maybe_unused]] bool mustFail() { // unused with the thread sanitizer; see below
     if (!isCounting || kelo::CodeOf::current == kelo::CodeOf::Owner::test)
         return false;
     const int number = count++;

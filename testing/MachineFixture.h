@@ -74,7 +74,6 @@ protected:
     bool isManual(int fan) { return controller.number("F" + std::to_string(fan) + "Md") != 0; }
     bool isAnyManual() { return isManual(0) || isManual(1); }
 
-    /// The machine with another main queue.
     MachineParts machineOn(MainQueue& main) { return {main, exchange, clock, rights, power, clamshell}; }
 
     // Pieces of traces.

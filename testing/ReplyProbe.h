@@ -27,7 +27,6 @@ public:
     /// Call only after the reply has been called.
     const Answer& value() const { return result_->answer.value(); }
 
-    /// Calls `action` when the reply is called.
     void onAnswer(std::function<void()> action) { result_->onAnswer = std::move(action); }
 
 private:

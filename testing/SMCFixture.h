@@ -23,7 +23,6 @@ protected:
     SimulatedExchange exchange{controller};
 };
 
-/// The same with the connection open from the start.
 class OpenSMCFixture : public SMCFixture {
 protected:
     OpenSMCFixture() { EXPECT_EQ(smc_open(), 0); }

@@ -10,7 +10,6 @@ namespace kelo {
 class ScriptedClamshell : public Clamshell {
 public:
     ClamshellProperty state = false;
-    /// Called at each query.
     std::function<void()> onQuery = [] {};
 
     ClamshellProperty clamshellState() override {

@@ -60,7 +60,7 @@ public:
             notify(watched.lock());
     }
 
-    // --- changes to files, whose events are sent when `deliver` is called
+    // --- changes to files; `deliver` sends their events
 
     /// Creates a file, or writes to an existing one.
     void write(const std::string& path) {
@@ -69,7 +69,6 @@ public:
             ++nextInode_;
     }
 
-    /// Makes `to` another name of the file `from`.
     void link(const std::string& from, const std::string& to) {
         const std::lock_guard lock(mutex_);
         files_.insert_or_assign(to, files_.at(from));

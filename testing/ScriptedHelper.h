@@ -22,7 +22,7 @@ namespace kelo {
 /// Records requests and replies to them as the test decides. Any thread.
 class ScriptedHelper : public KeloHelperProtocol {
 public:
-    // Set these before a request comes.
+    // Set these before a request arrives.
     std::optional<Data> snapshot;
     std::optional<std::string> error;
     std::int64_t version = KeloHelper::interfaceVersion;
@@ -110,14 +110,14 @@ class ScriptedAdmission {
 public:
     explicit ScriptedAdmission(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}
 
-    /// The callable for a listener.
+    /// Returns the admission as a callable for a listener.
     ConnectionAdmission callable() {
         return [this](IncomingConnection& connection) { return shouldAcceptNewConnection(connection); };
     }
 
-    bool isAccepting = true; ///< Set before a connection comes.
+    bool isAccepting = true; ///< Set before a connection arrives.
     std::atomic<bool> throws = false;
-    /// Captured by the handlers of every connection; set before one comes.
+    /// Captured by the handlers of every connection; set before a connection arrives.
     std::shared_ptr<int> heldByHandlers = std::make_shared<int>();
 
     bool shouldAcceptNewConnection(IncomingConnection& connection) {

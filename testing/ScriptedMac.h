@@ -19,7 +19,6 @@ class ScriptedMac {
 public:
     using Bytes = std::vector<std::uint8_t>;
 
-    /// Listens at one of the Mac's sockets.
     explicit ScriptedMac(const char* socketName) : socketName_(socketName) {}
 
     int folder() const { return folder_.descriptor(); }
@@ -31,7 +30,6 @@ public:
         EXPECT_TRUE(client_.isValid());
     }
     void send(const Bytes& bytes) { EXPECT_EQ(unix_socket::send(client_.get(), bytes), unix_socket::Sent::whole); }
-    /// Waits for the next message.
     Bytes receive() {
         awaitReadable(client_);
         Bytes buffer(4096);
@@ -39,9 +37,7 @@ public:
         return {received.begin(), received.end()};
     }
     void hangUp() { client_ = FileDescriptor(); }
-    /// Whether the client is connected.
     bool hasClient() const { return client_.isValid() && (stateOf(client_) & POLLHUP) == 0; }
-    /// Whether a message from the client is waiting.
     bool hasMessage() const { return hasClient() && stateOf(client_) != 0; }
     /// Fills the backlog, so that connecting fails while the returned sockets exist.
     std::vector<FileDescriptor> fillBacklog() const {
@@ -58,7 +54,6 @@ public:
         while (hasPendingConnection())
             unix_socket::accept(listening_.get());
     }
-    /// Whether a connection waits to be accepted.
     bool hasPendingConnection() const { return stateOf(listening_) != 0; }
     /// Closes all sockets: connecting is refused.
     void shutDown() {

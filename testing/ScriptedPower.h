@@ -17,7 +17,6 @@ class ScriptedPower : public PowerNotifications {
 public:
     bool isPresent = true;   ///< Whether there is a root power domain to register with.
     bool isThrowing = false; ///< Whether registering throws, as it does when the system is out of resources.
-    /// Called at each attempt to register.
     std::function<void()> onRegister = [] {};
     /// Called with the notification ID of each acknowledgement.
     std::function<void(std::intptr_t)> onAllow = [](std::intptr_t) {};
@@ -41,7 +40,6 @@ public:
                 receiver(message, notificationID);
     }
 
-    /// The acknowledged notification IDs, in order.
     const std::vector<std::intptr_t>& allowed() const { return allowed_; }
     /// The number of registrations so far, and of those that still exist.
     int registrations() const { return registrations_; }

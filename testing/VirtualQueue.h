@@ -64,7 +64,6 @@ public:
     /// Stops tasks and time, as the end of the process does.
     void stop() { isStopped_ = true; }
 
-    /// Runs all tasks that are due now.
     void runReady() { runFor(0); }
 
     /// The number of waiting tasks, including timers.

@@ -45,7 +45,7 @@ private:
     const HelperLog log_;
     std::unique_ptr<Timer> nextTry_;     ///< Only while there is an obstacle.
     SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; it lives as long as the process.
-    const Platform platform_;            ///< Refers to the members above.
+    const Platform platform_;
 };
 
 } // namespace kelo

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// Throws the error in `errno` for the call `what`.
+/// Throws `std::system_error` with `errno`; `what` names the failed call.
 [[noreturn]] inline void throwErrno(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
 
 } // namespace kelo

@@ -6,7 +6,6 @@
 
 namespace kelo {
 
-/// Owns a file descriptor.
 class FileDescriptor {
 public:
     FileDescriptor() = default;

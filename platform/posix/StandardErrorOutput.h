@@ -7,7 +7,6 @@
 
 namespace kelo {
 
-/// Logs to standard error, with the time of the system clock.
 class StandardErrorOutput : public LogOutput {
 public:
     double wallClock() override {

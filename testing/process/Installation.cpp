@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-constexpr double timeout = 90; // seconds; a Mac that goes to sleep waits up to a minute for its clients
+constexpr double timeout = 90; // seconds; a Mac waits up to a minute for its clients before it sleeps
 
 } // namespace
 

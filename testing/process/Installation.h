@@ -52,12 +52,10 @@ public:
 
     /// Runs a program to its end. Throws `std::runtime_error` if that takes longer than 90 seconds.
     Finished run(const std::string& name, const std::vector<std::string>& arguments);
-    /// Starts a program and leaves it running.
     std::unique_ptr<ChildProcess> start(const std::string& name, const std::vector<std::string>& arguments);
 
     /// Runs a command of simmac and returns its output. Throws `std::runtime_error` if it fails.
     std::string simmac(const std::vector<std::string>& arguments);
-    /// The state of the Mac.
     nlohmann::json mac();
     bool isAnyFanManual();
 

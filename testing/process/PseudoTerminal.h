@@ -25,13 +25,12 @@ public:
 
     /// Resizes the terminal as a user resizes the window: the process gets SIGWINCH.
     void resize(unsigned columns, unsigned rows) const;
-    /// `keys` is what the terminal sends: "\x03" for Ctrl-C.
+    /// Types keys as the bytes that they send: "\x03" for Ctrl-C.
     void type(const std::string& keys) const;
     void signal(int signal) const;
 
     /// Returns the output since the last call; does not wait.
     std::string readNew() const;
-    /// Whether the terminal echoes typed characters.
     bool isEchoing() const;
 
     /// Whether the process is stopped, as by Ctrl-Z.

@@ -19,7 +19,6 @@ namespace kelo {
 /// A full pipe or terminal that no process reads.
 class UnreadStream {
 public:
-    /// Creates the pipe at `path`.
     static UnreadStream pipe(const std::filesystem::path& path) {
         if (::mkfifo(path.c_str(), 0600) != 0)
             throw std::runtime_error("no pipe");
@@ -36,7 +35,6 @@ public:
         return UnreadStream(name.data(), std::move(end), std::move(other));
     }
 
-    /// The path to open it.
     const std::filesystem::path& path() const { return path_; }
 
     /// Reads the current content of the pipe, which makes room.

@@ -30,7 +30,6 @@ protected:
         EXPECT_TRUE(harness.listener().resume());
     }
 
-    /// Whether a client of this kind gets an answer.
     bool isServed(std::unique_ptr<HelperConnection> (Harness::*connect)()) {
         try {
             const auto client = (harness.*connect)();

@@ -47,7 +47,6 @@ LidRecord encode(const ClamshellProperty& lid);
 /// Returns nullopt for an unknown state.
 std::optional<ClamshellProperty> decode(const LidRecord& record);
 
-/// The bytes of a record.
 template <typename Record>
 auto bytesOf(Record& record) {
     static_assert(std::is_trivially_copyable_v<Record>);

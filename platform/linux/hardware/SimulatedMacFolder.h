@@ -9,7 +9,7 @@
 namespace kelo {
 
 /// The folder "simulated-mac" next to the running executable. It contains the hardware's sockets, the lock and the
-/// trust anchor. Its name is fixed, since the location isolates an installation.
+/// trust anchor. Its path cannot be configured, so that each installation has a separate simulated Mac.
 ///
 /// The constructor checks that only the owner may enter the folder. So no other user reaches the hardware, and a
 /// process that has the folder open counts as the simulated Mac's superuser. The open descriptor still refers to the
@@ -17,13 +17,11 @@ namespace kelo {
 class SimulatedMacFolder : public Rights {
 public:
     static constexpr const char* name = "simulated-mac";
-    /// The file name of the trust anchor.
     static constexpr const char* anchorName = "anchor.pub";
 
     SimulatedMacFolder();
     /// Opens "simulated-mac" in an open folder other than the executable's.
     explicit SimulatedMacFolder(int installation);
-    /// Creates the folder if it is missing, then opens it.
     static SimulatedMacFolder makeIfMissing();
 
     /// -1 if the folder is missing or others may enter it; `problem` gives the reason as a clause.

@@ -34,7 +34,7 @@ public:
         return outcome != Outcome::noPowerDomain;
     }
 
-    /// Ignores a send error: the simulated Mac does not wait for the answer for ever.
+    /// Ignores send errors: the simulated Mac stops waiting for the answer after a while.
     void allowPowerChange(std::intptr_t notificationID) noexcept override {
         const std::int64_t id = notificationID;
         unix_socket::send(socket_.get(), bytesOf(id));
@@ -106,7 +106,7 @@ private:
         case PowerEvent::willPowerOn:
             return; // needs no reaction
         case PowerEvent::registered:
-            break; // comes only once, before all events
+            break; // expected only as the first record
         }
         disconnect();
     }
@@ -125,7 +125,7 @@ private:
     std::unique_ptr<Timer> timer_;                        ///< Null while registered.
     FileDescriptor socket_;                               ///< Invalid while not registered.
     bool isMacAsleep_ = false;                            ///< At the time of registration.
-    bool isSleepReported_ = false;                        ///< The handler was told of a sleep, and of no wake since.
+    bool isSleepReported_ = false; ///< Whether the handler's last report was of sleep, not of wake.
     std::unique_ptr<DescriptorWatch> watch_;
 };
 

@@ -52,8 +52,8 @@ public:
 /// delayed tasks that are due: they wait for the task that is running, but not for queued ones. A one-shot timer is a
 /// timeout, so tasks that were posted before it was due run first.
 ///
-/// Reports exceptions from tasks and handlers to the system log and continues. Allocates nothing to run what has been
-/// posted, scheduled or watched.
+/// Reports exceptions from tasks and handlers to the system log and continues. Running posted tasks, timers and
+/// handlers allocates nothing.
 ///
 /// The loop belongs to the thread that created it, and from `run()` on to the thread that runs it. `post`, `postAfter`
 /// and `stop` may be called on any thread.
@@ -92,7 +92,6 @@ private:
         std::shared_ptr<const Task> onFire; ///< Null once invalidated or spent.
     };
     using Timers = std::multimap<Clock::time_point, std::shared_ptr<TimerState>>;
-    /// The handlers of one descriptor.
     struct Interest {
         int descriptor;
         std::shared_ptr<Task> onReadable;

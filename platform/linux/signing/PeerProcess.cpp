@@ -47,7 +47,6 @@ bool polls(int descriptor, short events) {
     return count != 0;                   // a failure counts as an event, since it does not show that all is well
 }
 
-/// Returns whether the process with this id is in our user namespace, nullopt if unknown.
 std::optional<bool> isInOurUserNamespace(pid_t process) {
     struct stat ours {};
     struct stat theirs {};

@@ -23,7 +23,7 @@ struct stat statusOf(int descriptor, const std::string& what) {
     return status;
 }
 
-/// If an access list lets more users write, the group bits are its mask and show it.
+/// An access list that lets other users write is noticed too: the group bits then contain its mask.
 void requireNotWritableByOthers(const struct stat& status, const std::string& what) {
     if (status.st_uid != 0 && status.st_uid != ::geteuid())
         throw SignatureRefused(what + " belongs to another user.");

@@ -65,7 +65,8 @@ pid_t senderOf(msghdr& header) {
 template <typename Call>
 Received receiveBy(const Call& call, std::span<std::uint8_t> buffer) {
     ssize_t length = 0;
-    // If the peer closed its end with unread data, the first call fails, and only then come the messages it had sent.
+    // If the peer closed its end without reading everything, the first call fails. Later calls return the messages it
+    // had sent.
     do
         length = call();
     while (length < 0 && (errno == EINTR || errno == ECONNRESET));
@@ -86,7 +87,7 @@ std::string pathOf(int folder, const std::string& name) {
 FileDescriptor listen(int folder, const std::string& name) {
     auto listener = makeSocket(SOCK_NONBLOCK);
     const int on = 1;
-    // Accepted sockets inherit it, so that even the first message comes with its sender.
+    // Accepted sockets inherit the option, so that even the first message identifies its sender.
     if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
         throwErrno("socket");
     // Created under a temporary name and renamed when it is ready, so that its final name is never missing.

@@ -85,7 +85,7 @@ TEST(NonBlockingWriter, WritesLittleIfAPipeCannotBeReopened) {
 
 TEST(NonBlockingWriter, TreatsAPipeThatCannotBePolledAsFull) {
     const auto ends = pipeEnds();
-    const DescriptorLimit none; // not even for the test of the room
+    const DescriptorLimit none; // reopening and polling both fail
     EXPECT_EQ(fill(NonBlockingWriter(ends.writing.get())), EAGAIN);
 }
 

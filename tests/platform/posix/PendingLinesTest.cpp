@@ -20,7 +20,6 @@ std::string line(std::size_t length) { return std::string(length - 1, 'x') + "\n
 
 class PendingLinesTest : public ::testing::Test {
 protected:
-    /// Fills the pipe.
     void fill() {
         const NonBlockingWriter writer(ends.writing.get());
         while (writer.write("y") > 0) {

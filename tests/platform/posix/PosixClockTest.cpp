@@ -16,7 +16,6 @@ namespace {
 
 class PosixClockTest : public ::testing::Test {
 protected:
-    /// The duration of a sleep of `seconds`, in seconds.
     double timeToSleep(double seconds) {
         const double start = clock.now();
         clock.sleep(seconds);

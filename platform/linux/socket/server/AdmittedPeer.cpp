@@ -58,7 +58,7 @@ std::optional<AdmittedPeer> AdmittedPeer::of(int socket) {
     if (!pidfd.isValid() || !executable)
         return std::nullopt;
     AdmittedPeer peer(credentials.pid, credentials.uid, std::move(pidfd), std::move(folder), *executable);
-    // The peer is still alive, so the folder is its own and not that of a later process with the same id.
+    // If the peer is still alive, the folder is its own and not that of a later process with the same id.
     return peer.hasEnded() ? std::nullopt : std::optional(std::move(peer));
 }
 

@@ -23,8 +23,8 @@ public:
     pid_t process() const { return process_; }
     uid_t user() const { return user_; }
 
-    /// Whether a message from `sender` comes from this peer. If the peer has an executable, it must still be the same
-    /// one; a process that has begun to exit has none.
+    /// Whether a message from `sender` comes from this peer, which must still run the same executable. An exiting
+    /// process has no executable and is accepted.
     bool hasSent(pid_t sender) const;
 
     /// Readable once the process has ended, even if a child still has its socket.

@@ -15,7 +15,7 @@ public:
     static constexpr int maximumLines = 10;
     static constexpr double period = 10;
 
-    /// `queue` is borrowed and outlives this. `write` takes one sentence.
+    /// `queue` is borrowed and must outlive this object. `write` logs one sentence.
     RefusalLog(MainQueue& queue, std::function<void(const std::string&)> write);
 
     void add(const std::string& reason);

@@ -22,7 +22,7 @@ class SocketIncomingConnection;
 /// take its time, since it runs on a separate thread.
 using PeerCheck = std::function<std::optional<std::string>(int socket, const std::string& requirement)>;
 
-/// Limits of open connections. They always leave room for other processes of the same user, for other users and, above
+/// Limits on open connections. They always leave room for other processes of the same user, for other users and, above
 /// all, for our own user.
 struct ConnectionLimits {
     std::ptrdiff_t total = 256;

@@ -7,7 +7,6 @@ namespace kelo {
 
 /// An event loop in virtual time, on the test's thread, for the harnesses of the conformance suites.
 struct LoopUnderTest {
-    /// Runs the loop for `seconds`.
     void run(double seconds) {
         loop.postAfter(seconds, [this] { loop.stop(); });
         loop.run();

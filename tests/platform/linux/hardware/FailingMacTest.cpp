@@ -40,7 +40,6 @@ protected:
         ofAnotherCommand.data8 = static_cast<std::uint8_t>(SMCCommand::readKeyInfo);
     }
     bool exchangeOnce() { return hardware.exchange(connection, {}, reply); }
-    /// Makes an exchange to which the Mac sends these answers, in order.
     template <typename... Answers>
     bool exchangeAnsweredWith(const Answers&... answers) {
         return mac.answering({answers...}, [this] { return exchangeOnce(); });
@@ -149,23 +148,23 @@ TEST_F(FailingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
 }
 
 TEST_F(FailingMacTest, WaitsOnlyBrieflyForAHungMacUntilItAnswers) {
-    const auto look = [this] { EXPECT_EQ(hardware.clamshellState(), ClamshellProperty()); };
+    const auto queryLid = [this] { EXPECT_EQ(hardware.clamshellState(), ClamshellProperty()); };
     mac.accept();
     EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
     EXPECT_LT(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
-    EXPECT_LT(durationOf(look), shortTimeouts.answer);
+    EXPECT_LT(durationOf(queryLid), shortTimeouts.answer);
     mac.clearBacklog();
     EXPECT_TRUE(exchangeAnsweredWith(done));
-    EXPECT_GE(durationOf(look), shortTimeouts.answer);
+    EXPECT_GE(durationOf(queryLid), shortTimeouts.answer);
 }
 
 TEST_F(FailingMacTest, WaitsAsBeforeLongAfterAMacHung) {
-    const MacTimeouts forgetful = {shortTimeouts.answer, shortTimeouts.retry, std::chrono::milliseconds(1)};
-    SimulatedMacHardware other(mac.folder(), forgetful);
+    const MacTimeouts shortMemory = {shortTimeouts.answer, shortTimeouts.retry, std::chrono::milliseconds(1)};
+    SimulatedMacHardware other(mac.folder(), shortMemory);
     const auto handle = other.open();
     EXPECT_FALSE(other.exchange(handle, {}, reply));
-    std::this_thread::sleep_for(forgetful.memory);
-    EXPECT_GE(durationOf([&] { EXPECT_FALSE(other.exchange(handle, {}, reply)); }), forgetful.answer);
+    std::this_thread::sleep_for(shortMemory.memory);
+    EXPECT_GE(durationOf([&] { EXPECT_FALSE(other.exchange(handle, {}, reply)); }), shortMemory.answer);
 }
 
 TEST_F(FailingMacTest, WaitsBrieflyForAMacThatAcceptsNoConnection) {

@@ -132,7 +132,7 @@ TEST(CodeRequirement, RejectsADoubleQuoteInAName) {
         EXPECT_FALSE(parses(SigningIdentity::requirement("app.kelo.Kelo", name))) << name;
         EXPECT_FALSE(parses(SigningIdentity::requirement(name, name))) << name;
     }
-    // The quote of the one name closed by the quote of the other.
+    // One name opens a quote that the other name closes.
     EXPECT_FALSE(parses(SigningIdentity::requirement("a\" and certificate leaf[subject.OU] = ", " \"")));
     EXPECT_FALSE(parses(SigningIdentity::requirement("a\" and certificate leaf[subject.OU] = ", "")));
 }

@@ -48,7 +48,7 @@ protected:
         peer = startProgram(program, arguments);
         socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         ASSERT_TRUE(socket.isValid());
-        said = peer->readLine(); // once it has reached the state that the test needs
+        reported = peer->readLine(); // once it has reached the state that the test needs
     }
 
     std::optional<std::string> check() const { return codeCheck.check(socket.get(), requirement); }
@@ -74,7 +74,7 @@ protected:
     const PeerCodeCheck codeCheck{installedAnchor()};
     std::string requirement = SigningIdentity::requirement(identity.identifier, identity.team);
     std::unique_ptr<ChildProcess> peer;
-    std::string said;
+    std::string reported;
     FileDescriptor socket;
 };
 
@@ -182,8 +182,8 @@ TEST_F(PeerCodeCheckTest, ChecksTheRunningFileEvenIfAnotherIsAtItsPath) {
 
 TEST_F(PeerCodeCheckTest, RefusesAPeerInItsOwnUserNamespace) {
     start(programSignedAs(identity), "enter-namespace");
-    if (said != "entered")
-        GTEST_SKIP() << "no user namespace can be created here: " << said;
+    if (reported != "entered")
+        GTEST_SKIP() << "no user namespace can be created here: " << reported;
     EXPECT_EQ(check(), foreignNamespaceReason);
     EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
 }
@@ -191,8 +191,8 @@ TEST_F(PeerCodeCheckTest, RefusesAPeerInItsOwnUserNamespace) {
 TEST_F(PeerCodeCheckTest, RefusesAPeerThatForgesItsExecutable) {
     const auto honest = programSignedAs(identity);
     start(unsignedProgram(), "forge", {honest});
-    if (said != "forged")
-        GTEST_SKIP() << "the kernel does not allow the forgery: " << said;
+    if (reported != "forged")
+        GTEST_SKIP() << "the kernel does not allow the forgery: " << reported;
     ASSERT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(peer->number()) + "/exe"), honest);
     EXPECT_EQ(check(), foreignNamespaceReason);
     EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
@@ -201,8 +201,8 @@ TEST_F(PeerCodeCheckTest, RefusesAPeerThatForgesItsExecutable) {
 TEST_F(PeerCodeCheckTest, RefusesAtOnceAPeerThatLeasesItsExecutable) {
     const auto leased = programSignedAs(identity);
     start(unsignedProgram(), "forge-leased", {leased});
-    if (said != "forged")
-        GTEST_SKIP() << "the kernel does not allow the lease: " << said;
+    if (reported != "forged")
+        GTEST_SKIP() << "the kernel does not allow the lease: " << reported;
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(check(), "The peer's executable is leased by a process that would have to release it first.");
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20)) << "the kernel waits for 45";

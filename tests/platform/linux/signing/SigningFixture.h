@@ -81,7 +81,6 @@ protected:
         return verifyCodeSignature(executable.get(), anchor);
     }
 
-    /// The reason why the file is refused; empty if it is accepted.
     std::string refusalOf(const Path& file) const { return verdictOn(file).reason; }
 
     const TemporaryFolder folder;

@@ -27,7 +27,6 @@ protected:
     const Path file = keys.anchorFile();
     const Path fileFolder = file.parent_path();
 
-    /// The reason why the anchor is not trusted; empty if it is.
     std::string refusal() const { return refusalOf(installedAnchor()); }
 
     static std::string refusalOf(const InstalledAnchor& anchor) {
@@ -73,7 +72,7 @@ TEST_F(InstalledAnchorTest, RefusesAnAccessListThatLetsOthersWrite) {
                                        2,  0, 6, 0, '\xD2', 4,   0,   0,    // user 1234
                                        4,  0, 4, 0, all,    all, all, all,  // the group
                                        16, 0, 6, 0, all,    all, all, all,  // the mask
-                                       32, 0, 4, 0, all,    all, all, all}; // all others
+                                       32, 0, 4, 0, all,    all, all, all}; // other users
     if (::setxattr(file.c_str(), "system.posix_acl_access", list.data(), list.size(), 0) != 0)
         GTEST_SKIP() << "this file system has no access lists";
     EXPECT_EQ(refusal(), othersWriteFile);

@@ -35,7 +35,7 @@ int connectTo(const char* path) {
     return socket;
 }
 
-void say(const char* line) {
+void print(const char* line) {
     std::printf("%s\n", line);
     std::fflush(stdout);
 }
@@ -50,16 +50,15 @@ void wait() {
 int printTeam() {
     kelo::TrailerSigningInformation information(
         [](const std::string& reason) { std::fprintf(stderr, "%s\n", reason.c_str()); });
-    say(information.teamIdentifier().value_or("(none)").c_str());
+    print(information.teamIdentifier().value_or("(none)").c_str());
     wait(); // lets the test replace the file
-    say(information.teamIdentifier().value_or("(none)").c_str());
+    print(information.teamIdentifier().value_or("(none)").c_str());
     return 0;
 }
 
 /// Prints `done`, or the reason why the kernel refused.
-void sayWhether(bool isDone, const char* done) { say(isDone ? done : std::strerror(errno)); }
+void printOutcome(bool isDone, const char* done) { print(isDone ? done : std::strerror(errno)); }
 
-/// A memory region that is mapped from a file.
 struct Mapping {
     std::uintptr_t start = 0;
     std::size_t size = 0;
@@ -86,7 +85,7 @@ std::vector<Mapping> mappingsOfOwnExecutable() {
 /// Replaces every mapping of the executable with a copy, since the kernel does not let a process name another
 /// executable while the old one is mapped. Each copy moves into place as a whole, so that this function itself keeps
 /// running.
-bool leaveExecutable() {
+bool unmapExecutable() {
     const kelo::FileDescriptor memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
     for (const auto& [start, size, protection] : mappingsOfOwnExecutable()) {
         void* copy = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -99,8 +98,8 @@ bool leaveExecutable() {
     return true;
 }
 
-/// Makes /proc/self/exe lead to `file`.
-bool nameAsExecutable(int file) {
+/// Makes /proc/self/exe a link to `file`.
+bool setOwnExecutable(int file) {
     const auto anywhere = reinterpret_cast<std::uintptr_t>(::sbrk(0)); // the end of the heap must be correct
     prctl_mm_map map{};
     for (auto* address : {&map.start_code, &map.end_code, &map.start_data, &map.end_data, &map.start_brk, &map.brk,
@@ -111,7 +110,7 @@ bool nameAsExecutable(int file) {
     return ::prctl(PR_SET_MM, PR_SET_MM_MAP, &map, sizeof map, 0) == 0;
 }
 
-bool enterOwnUserNamespace() { return ::unshare(CLONE_NEWUSER) == 0; }
+bool enterNewUserNamespace() { return ::unshare(CLONE_NEWUSER) == 0; }
 
 /// A process that opens the file waits until this one releases the lease, which it never does.
 bool lease(int file) {
@@ -122,8 +121,8 @@ bool lease(int file) {
 /// Continues under the name of another executable, which any superuser of a separate namespace can do.
 bool forgeExecutable(const char* path, bool isLeased) {
     const kelo::FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
-    return leaveExecutable() && enterOwnUserNamespace() && (!isLeased || lease(file.get())) &&
-           nameAsExecutable(file.get());
+    return unmapExecutable() && enterNewUserNamespace() && (!isLeased || lease(file.get())) &&
+           setOwnExecutable(file.get());
 }
 
 } // namespace
@@ -131,11 +130,11 @@ bool forgeExecutable(const char* path, bool isLeased) {
 int main(int argc, char** argv) {
     const std::string command = argc > 1 ? argv[1] : "";
     if (command == "hello") {
-        say("still runs");
+        print("still runs");
         return 7;
     }
     if (command == "wait") {
-        say("waiting");
+        print("waiting");
         wait();
         return 0;
     }
@@ -143,25 +142,25 @@ int main(int argc, char** argv) {
         return printTeam();
     if (command == "connect" && argc == 3) {
         connectTo(argv[2]);
-        say("connected");
+        print("connected");
         wait();
         return 0;
     }
     if (command == "hang-up" && argc == 3) {
         ::close(connectTo(argv[2]));
-        say("hung up");
+        print("hung up");
         wait();
         return 0;
     }
     if (command == "enter-namespace" && argc == 3) {
         connectTo(argv[2]);
-        sayWhether(enterOwnUserNamespace(), "entered");
+        printOutcome(enterNewUserNamespace(), "entered");
         wait();
         return 0;
     }
     if ((command == "forge" || command == "forge-leased") && argc == 4) {
         connectTo(argv[2]);
-        sayWhether(forgeExecutable(argv[3], command == "forge-leased"), "forged");
+        printOutcome(forgeExecutable(argv[3], command == "forge-leased"), "forged");
         wait();
         return 0;
     }

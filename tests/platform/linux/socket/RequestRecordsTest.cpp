@@ -112,7 +112,6 @@ TEST(RequestRecords, TruncatesATextThatIsTooLong) {
     EXPECT_EQ(arrived, std::string(maximumContent, 't'));
 }
 
-/// Whether `message` is a reply with this type of answer.
 template <typename Answer>
 bool isAnswer(const ByteVector& message) {
     Answer answer{};

@@ -17,15 +17,15 @@ namespace kelo {
 namespace {
 
 /// A separate process whose status `work` returns. Killed if the test ends first.
-class Other {
+class OtherProcess {
 public:
-    explicit Other(const std::function<int()>& work) : number_(fork()) {
+    explicit OtherProcess(const std::function<int()>& work) : number_(fork()) {
         if (number_ == 0)
             _exit(work());
     }
-    Other(const Other&) = delete;
-    Other& operator=(const Other&) = delete;
-    ~Other() {
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+    ~OtherProcess() {
         if (number_ > 0)
             end();
     }
@@ -59,7 +59,7 @@ TEST_F(SocketAccess, LimitsTheConnectionsOfOneProcess) {
     }
     EXPECT_TRUE(RawClient(folder.get()).isCutOff());
     EXPECT_EQ(refusals, 1);
-    Other other([this] { return RawClient(folder.get()).version(1) == 6 ? 0 : 1; });
+    OtherProcess other([this] { return RawClient(folder.get()).version(1) == 6 ? 0 : 1; });
     EXPECT_EQ(other.wait(), 0);
     clients.pop_back(); // its connection becomes available again
     EXPECT_TRUE(eventually([&] { return RawClient(folder.get()).version(1) == 6; }));
@@ -68,7 +68,7 @@ TEST_F(SocketAccess, LimitsTheConnectionsOfOneProcess) {
 TEST_F(SocketAccess, RefusesRequestsOfAnotherProcess) {
     RawClient client(folder.get());
     EXPECT_EQ(client.version(1), 6);
-    Other heir([&] {
+    OtherProcess heir([&] {
         client.send(versionRequest(2)); // on the inherited socket
         return 0;
     });
@@ -85,7 +85,7 @@ TEST_F(SocketAccess, CutsOffAProcessThatRunsAnotherExecutable) {
         request += octal;
     }
     request += "' >&9; exec sleep 60";
-    Other chameleon([&] {
+    OtherProcess chameleon([&] {
         RawClient client(folder.get());
         if (client.version(1) != 6 || dup2(client.descriptor(), 9) != 9 ||
             fcntl(9, F_SETFD, 0) != 0) // stays open in the executable that it runs next
@@ -93,13 +93,13 @@ TEST_F(SocketAccess, CutsOffAProcessThatRunsAnotherExecutable) {
         execl("/bin/sh", "sh", "-c", request.c_str(), static_cast<char*>(nullptr));
         return 2;
     });
-    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
+    EXPECT_TRUE(eventually([&] { return admission.ended() == 1; }));
     EXPECT_EQ(helper->versions, 1);
 }
 
 TEST_F(SocketAccess, AConnectionEndsWithItsProcessEvenIfAChildHasItsSocket) {
     auto ends = pipeEnds();
-    Other parent([&] {
+    OtherProcess parent([&] {
         RawClient client(folder.get());
         if (client.version(1) != 6)
             return 1;
@@ -111,7 +111,7 @@ TEST_F(SocketAccess, AConnectionEndsWithItsProcessEvenIfAChildHasItsSocket) {
         return 0;
     });
     EXPECT_EQ(parent.wait(), 0);
-    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
+    EXPECT_TRUE(eventually([&] { return admission.ended() == 1; }));
 }
 
 TEST_F(SocketAccess, PerformsRequestsSentBeforeTheProcessEnded) {
@@ -123,7 +123,7 @@ TEST_F(SocketAccess, PerformsRequestsSentBeforeTheProcessEnded) {
             const std::lock_guard wait(pause);
     });
     const auto ends = pipeEnds();
-    Other other([&] {
+    OtherProcess other([&] {
         RawClient client(folder.get());
         const bool isAdmitted = client.version(1) == 6;
         char byte = 0;
@@ -139,7 +139,7 @@ TEST_F(SocketAccess, PerformsRequestsSentBeforeTheProcessEnded) {
     ASSERT_EQ(write(ends.writing.get(), "x", 1), 1);
     EXPECT_EQ(other.wait(), 0);
     busy.unlock();
-    EXPECT_TRUE(eventually([&] { return helper->kept() == 1 && door.ended() == 1; }));
+    EXPECT_TRUE(eventually([&] { return helper->kept() == 1 && admission.ended() == 1; }));
 }
 
 TEST_F(SocketAccess, ReplacesATemporarySocketOfAnEarlierProcess) {
@@ -206,7 +206,7 @@ TEST(SocketListenerWithoutThreads, RetriesUntilTheSystemGrantsAThread) {
     const TemporaryFolder temporary;
     const FileDescriptor folder(open(temporary.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     std::filesystem::permissions(temporary.path(), std::filesystem::perms(0777)); // for a user without any rights
-    Other other([&] {
+    OtherProcess other([&] {
         if (setresuid(65'533, 65'533, 65'533) != 0 && errno != EPERM) // an ordinary user has no rights to drop
             return 1;
         prctl(PR_SET_DUMPABLE, 1); // makes its descriptors accessible to it again

@@ -70,7 +70,7 @@ public:
     bool isConnected() const { return socket_.isValid(); }
     void send(unix_socket::Bytes bytes) { unix_socket::send(socket_.get(), bytes); }
     void request(std::uint64_t number, const requests::Any& request) { send(request_records::encode(number, request)); }
-    /// None when the connection has ended.
+    /// Returns nullopt if the connection has ended.
     std::optional<Bytes> receive() {
         Bytes buffer(request_records::maximumReplySize);
         const auto received = unix_socket::receive(socket_.get(), buffer);
@@ -78,14 +78,13 @@ public:
         EXPECT_FALSE(std::holds_alternative<unix_socket::WouldBlock>(received)) << "neither a reply nor the end";
         return bytes != nullptr ? std::optional(Bytes(bytes->begin(), bytes->end())) : std::nullopt;
     }
-    /// Whether the next message is the reply to this type of request with this number.
     template <typename Request>
     bool receiveReply(std::uint64_t number) {
         const auto reply = receive();
         typename Request::Answer answer{};
         return reply && request_records::decodeAnswer(*reply, number, answer);
     }
-    /// None when the connection has ended.
+    /// Returns nullopt if the connection has ended.
     std::optional<std::int64_t> version(std::uint64_t number) {
         request(number, requests::HelperVersion{});
         const auto reply = receive();
@@ -116,7 +115,7 @@ inline bool eventually(const std::function<bool()>& condition) {
 class SocketFixture : public ::testing::Test {
 protected:
     SocketFixture() {
-        listener.setAdmission(door.callable());
+        listener.setAdmission(admission.callable());
         listener.setConnectionCodeSigningRequirement("the requirement");
         EXPECT_TRUE(listener.resume());
     }
@@ -139,7 +138,7 @@ protected:
     std::atomic<int> checks = 0; ///< The number of checks that have started.
     std::atomic<bool> checkThrows = false;
     std::shared_ptr<SlowHelper> helper = std::make_shared<SlowHelper>();
-    ScriptedAdmission door{helper};
+    ScriptedAdmission admission{helper};
     EventLoop main; ///< Does not run: the test's thread is the main thread.
     SocketListener listener{main,
                             folder.get(),

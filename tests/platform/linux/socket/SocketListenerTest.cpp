@@ -14,7 +14,7 @@ TEST_F(SocketListenerTest, CutsOffAPeerThatFailsTheCheckBeforeAdmission) {
     RawClient client(folder.get());
     client.request(1, requests::HelperVersion{});
     EXPECT_TRUE(client.isCutOff());
-    EXPECT_EQ(door.asked(), 0);
+    EXPECT_EQ(admission.asked(), 0);
     EXPECT_EQ(refusals, 1);
     EXPECT_EQ(helper->versions, 0);
 }
@@ -49,17 +49,17 @@ TEST_F(SocketListenerTest, PerformsRequestsSentBeforeTheClientDisconnected) {
         client.close();
         busy.unlock();
         EXPECT_TRUE(eventually([&] { return helper->kept() == 1; })) << leavesUnread;
-        EXPECT_TRUE(eventually([&] { return door.ended() == (leavesUnread ? 3 : 1); })) << leavesUnread;
+        EXPECT_TRUE(eventually([&] { return admission.ended() == (leavesUnread ? 3 : 1); })) << leavesUnread;
         helper->sendKept();
         helper->onVersionRequest([] {});
     }
-    EXPECT_EQ(door.interrupted(), 0);
+    EXPECT_EQ(admission.interrupted(), 0);
 }
 
 TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsOnlyItsClient) {
-    door.throws = true;
+    admission.throws = true;
     EXPECT_TRUE(RawClient(folder.get()).isCutOff());
-    door.throws = false;
+    admission.throws = false;
     EXPECT_EQ(RawClient(folder.get()).version(1), 6);
 }
 
@@ -73,7 +73,7 @@ TEST_F(SocketListenerTest, ASlowCheckDelaysNoAdmittedClient) {
     ASSERT_TRUE(eventually([&] { return checks == 3; }));
     EXPECT_EQ(staying.version(2), 6);
     leaving.close();
-    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
+    EXPECT_TRUE(eventually([&] { return admission.ended() == 1; }));
 }
 
 TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffOnlyItsPeer) {
@@ -81,7 +81,7 @@ TEST_F(SocketListenerTest, ACheckThatThrowsCutsOffOnlyItsPeer) {
     EXPECT_TRUE(RawClient(folder.get()).isCutOff());
     checkThrows = false;
     EXPECT_EQ(RawClient(folder.get()).version(1), 6);
-    EXPECT_EQ(door.asked(), 1);
+    EXPECT_EQ(admission.asked(), 1);
 }
 
 TEST_F(SocketListenerTest, StopsWaitingForAStuckCheck) {
@@ -103,7 +103,7 @@ TEST_F(SocketListenerTest, RetriesToCreateItsSocket) {
                           {.onRefusal = [](const std::string&) {},
                            .onTrouble = [&](const std::string&) { ++complaints; },
                            .onRecovery = [&] { ++recoveries; }});
-    second.setAdmission(door.callable());
+    second.setAdmission(admission.callable());
     second.setConnectionCodeSigningRequirement("the requirement");
     EXPECT_FALSE(second.resume());
     EXPECT_EQ(complaints, 1);
@@ -132,7 +132,7 @@ TEST_F(SocketListenerTest, BadInputCutsOffOnlyItsSender) {
         EXPECT_TRUE(offender.isCutOff()) << name;
         EXPECT_EQ(good.version(++number), 6) << name;
     }
-    EXPECT_TRUE(eventually([&] { return door.ended() == static_cast<int>(std::size(inputs)); }));
+    EXPECT_TRUE(eventually([&] { return admission.ended() == static_cast<int>(std::size(inputs)); }));
 }
 
 TEST_F(SocketListenerTest, CutsOffAClientWhoseNumbersDoNotIncrease) {
@@ -164,7 +164,7 @@ TEST_F(SocketListenerTest, CutsOffAClientThatLeavesItsRepliesUnread) {
     });
     EXPECT_TRUE(wasCutOff);
     EXPECT_EQ(good.version(2), 6);
-    EXPECT_TRUE(eventually([&] { return door.ended() == 1; }));
+    EXPECT_TRUE(eventually([&] { return admission.ended() == 1; }));
 }
 
 TEST_F(SocketListenerTest, StopsReadingAClientWhileFourOfItsRequestsWait) {
@@ -194,7 +194,7 @@ TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
         if (i % 3 == 0)
             client.request(1, requests::FetchSnapshot{});
     }
-    EXPECT_TRUE(eventually([&] { return door.ended() == 1000; }));
+    EXPECT_TRUE(eventually([&] { return admission.ended() == 1000; }));
     helper->sendKept();
     EXPECT_EQ(resident.version(2), 6);
     EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << descriptors() << ", before " << before;
@@ -242,18 +242,18 @@ TEST_F(SocketListenerTest, StoppingEndsEveryConnection) {
     listener.stop();
     listener.stop();
     EXPECT_TRUE(client.isCutOff());
-    EXPECT_EQ(door.ended(), 1);
+    EXPECT_EQ(admission.ended(), 1);
 }
 
 TEST_F(SocketListenerTest, AdmitsNoPeerWithoutARequirement) {
     SocketListener lenient(main, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
                            {.onRefusal = [this](const std::string&) { ++refusals; }});
-    lenient.setAdmission(door.callable());
+    lenient.setAdmission(admission.callable());
     EXPECT_TRUE(lenient.resume());
     const auto socket = unix_socket::connect(folder.get(), "other.socket");
     Bytes buffer(10);
     EXPECT_TRUE(std::holds_alternative<unix_socket::Ended>(unix_socket::receive(socket.get(), buffer)));
-    EXPECT_EQ(door.asked(), 0);
+    EXPECT_EQ(admission.asked(), 0);
     lenient.stop();
 }
 
