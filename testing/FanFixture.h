@@ -11,7 +11,7 @@
 
 namespace kelo {
 
-/// A two-fan laptop's keys and virtual time, for the fan controller.
+/// The keys of a two-fan laptop and a virtual clock, for tests of the fan controller.
 class FanFixture : public SMCFixture {
 protected:
     FanFixture() { Profile::named("laptop")->defineKeys(controller); }

@@ -84,7 +84,7 @@ protected:
     static Trace readFans() {
         return {"F0Ac?", "F0Mn?", "F0Mx?", "F0Md?", "F0Tg?", "F1Ac?", "F1Mn?", "F1Mx?", "F1Md?", "F1Tg?"};
     }
-    /// The text of the float that `fraction` sets as the target of a fan with range `min`...`max`.
+    /// The target speed for `fraction` of a fan with range `min`...`max`, as the text of a float.
     static std::string speed(double min, double max, double fraction) {
         return shortestText(static_cast<double>(static_cast<float>(FanMath::target(min, max, fraction))));
     }
@@ -112,7 +112,7 @@ private:
         controller.clearLog();
     }
 
-    /// Returns an empty text for key-info exchanges, since each read and write has one.
+    /// Returns an empty text for a key-info exchange, which precedes each read and write.
     std::string entryOf(const ExchangeRecord& record) {
         const auto key = record.key();
         std::string entry;

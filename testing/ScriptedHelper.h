@@ -26,7 +26,7 @@ public:
     std::optional<Data> snapshot;
     std::optional<std::string> error;
     std::int64_t version = KeloHelper::interfaceVersion;
-    /// Calls a reply, calls it later, or drops it.
+    /// Decides whether a reply is sent at once, later or never.
     std::function<void(std::function<void()> reply)> answer = [](const std::function<void()>& reply) { reply(); };
 
     /// Keeps every later reply until the test sends or drops it.

@@ -55,7 +55,7 @@ public:
             unix_socket::accept(listening_.get());
     }
     bool hasPendingConnection() const { return stateOf(listening_) != 0; }
-    /// Closes all sockets: connecting is refused.
+    /// Closes all sockets, so that connecting is refused.
     void shutDown() {
         hangUp();
         listening_ = {};

@@ -32,7 +32,7 @@ public:
     /// Throws `SignatureRefused` with `refusal` if the anchor is not trusted.
     const TrustAnchor& get() const;
 
-    /// Why the anchor is not trusted, one English sentence; empty when it is.
+    /// Why the anchor is not trusted, one English sentence; empty if it is.
     const std::string& refusal() const { return refusal_; }
 
 private:

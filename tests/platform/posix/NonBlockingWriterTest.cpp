@@ -77,7 +77,7 @@ TEST(NonBlockingWriter, FillsAReopenedPipe) {
     EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), text.size());
 }
 
-TEST(NonBlockingWriter, WritesLittleIfAPipeCannotBeReopened) {
+TEST(NonBlockingWriter, WritesAtMostPipeBufBytesIfAPipeCannotBeReopened) {
     const auto ends = pipeEnds();
     const DescriptorLimit standardStreamsOnly(3);
     EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), _POSIX_PIPE_BUF);

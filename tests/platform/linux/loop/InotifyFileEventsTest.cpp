@@ -100,7 +100,7 @@ const FileChange fileChanges[] = {
 INSTANTIATE_TEST_SUITE_P(InEveryWay, ChangedFile, ::testing::ValuesIn(fileChanges),
                          [](const auto& given) { return given.param.name; });
 
-TEST_F(WatchedFile, RenamingItsFolderSendsNoEventButMakesItOutdated) {
+TEST_F(WatchedFile, NoticesARenamedFolderOnlyWhenAsked) {
     std::filesystem::create_directory(folder / "inner");
     std::filesystem::rename(file, folder / "inner/helper");
     watch = std::make_unique<BinaryWatch>(folder / "inner/helper", events, [this] { ++replacements; });

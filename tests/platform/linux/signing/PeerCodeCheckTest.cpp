@@ -145,12 +145,12 @@ TEST_F(PeerCodeCheckTest, RefusesAnEndedPeerThatIsNotReaped) {
     EXPECT_EQ(checkByNumber(), hungUpReason);
 }
 
-TEST_F(PeerCodeCheckTest, RefusesByNumberALivePeerThatHasHungUp) {
+TEST_F(PeerCodeCheckTest, RefusesAPeerThatHasHungUpIfThereIsNoPidfd) {
     start(programSignedAs(identity), "hang-up");
     EXPECT_EQ(checkByNumber(), hungUpReason);
 }
 
-TEST_F(PeerCodeCheckTest, IdentifiesByPidfdAPeerThatHasHungUp) {
+TEST_F(PeerCodeCheckTest, IdentifiesAPeerThatHasHungUpByItsPidfd) {
     start(programSignedAs(identity), "hang-up");
     int pidfd = -1;
     socklen_t size = sizeof pidfd;
