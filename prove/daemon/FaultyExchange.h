@@ -9,7 +9,6 @@
 
 namespace kelo {
 
-/// A fault of an exchange.
 struct ExchangeFault {
     enum class Kind {
         fails,          ///< The exchange fails without a reply.
@@ -41,7 +40,6 @@ public:
 
     void inject(const ExchangeFault& fault) { fault_ = fault; }
     void injectNothing() { fault_.reset(); }
-    /// Number of exchanges so far.
     int count() const { return count_; }
 
     double duration = 0; ///< Of each exchange, in seconds.

@@ -16,7 +16,6 @@ public:
 
     /// Begins a scenario with new random frequencies: the machine, the start and usually a first hold.
     Script begin();
-    /// The next input of that scenario.
     Input next();
 
 private:

@@ -62,7 +62,6 @@ struct Input {
     double z = 0;
 
     std::string text() const;
-    /// nullopt for text that is not an input.
     static std::optional<Input> fromText(const std::string& text);
     static const char* name(Action action);
 };

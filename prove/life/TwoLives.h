@@ -16,12 +16,10 @@ public:
 
     /// Ignores impossible inputs, such as a request without a client. Returns whether both did the same.
     bool apply(const Input& input);
-    /// Both have exited.
     bool hasEnded() const { return daemon_.hasExited(); }
 
     /// The daemon's tape since the last input.
     const std::vector<TapeEntry>& events() const { return daemon_.tape.entries(); }
-    /// Describes the first difference.
     const std::string& difference() const { return difference_; }
 
     /// nullopt if the scenario shows no difference.

@@ -102,7 +102,6 @@ Script shrunk(Script script, const std::function<bool(const Script&)>& fails) {
     }
 }
 
-/// Prints a shortened scenario that still shows a difference.
 void report(const Script& life) {
     const auto script = shrunk(life, [](const Script& any) { return TwoLives::differenceOf(any).has_value(); });
     std::printf("%s", TwoLives::differenceOf(script).value().c_str());

@@ -31,7 +31,6 @@ class BusyLife {
 public:
     BusyLife(StagedMac& mac, std::mt19937& random);
 
-    /// Causes one event and waits briefly.
     void step();
     /// Ends the interference of other programs, waits until the helper holds its fans again, and kills every client.
     void end();

@@ -112,7 +112,6 @@ Outcome endHelper(StagedMac& mac, BusyLife& life, Way way) {
     return outcome;
 }
 
-/// Resets the Mac for the next try.
 void reset(StagedMac& mac) {
     mac.installation().forgetHelper();
     mac.install(Installation::helperName);
@@ -153,7 +152,6 @@ Outcome attempt(StagedMac& mac, unsigned seed, Way way) {
     return outcome;
 }
 
-/// The results for one way.
 struct Tally {
     Figures automatic;
     Figures end;
@@ -192,8 +190,7 @@ int provedNothing(const char* way, std::size_t tries, int held, std::size_t enou
     return 1;
 }
 
-/// Returns the number of broken promises.
-int judge(const Tallies& tallies) {
+int brokenPromises(const Tallies& tallies) {
     int broken = 0;
     int held = 0;
     std::size_t tries = 0;
@@ -207,7 +204,6 @@ int judge(const Tallies& tallies) {
     return broken + provedNothing("all ways together", tries, held, enoughTries);
 }
 
-/// Writes the data of a picture.
 void writePictureData(const Tallies& tallies, const std::string& file) {
     std::ofstream stream(file);
     stream << "{\n \"picture\": \"delays\",\n \"title\": \"Duration of each way out\",\n \"rows\": [";
@@ -247,7 +243,7 @@ int proveKill(const std::filesystem::path& staged, const std::filesystem::path& 
     printTable(tallies);
     if (!data.empty())
         writePictureData(tallies, data);
-    const int broken = judge(tallies);
+    const int broken = brokenPromises(tallies);
     return broken + proveSIGKILL(staged, work, std::max(tries / 50, 2));
 }
 

@@ -28,7 +28,6 @@ public:
     /// Starts a client that holds. Throws `std::runtime_error` if it does not hold within `seconds`.
     std::unique_ptr<ChildProcess> startHold(double seconds = 20);
 
-    /// Makes a call to the simulated Mac.
     template <typename Call>
     typename Call::Answer call(const Call& call) {
         return link_->call(call);

@@ -29,7 +29,6 @@ namespace kelo::reference {
 // A request to the controller or its reply: 80 bytes, with integers in host order.
 using Record = std::array<std::uint8_t, 80>;
 
-// The service's log category.
 inline const std::string serviceCategory = "service";
 // The refusal if there is no fan to control.
 inline const std::string noFansText = "This Mac has no controllable fan.";

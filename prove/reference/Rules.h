@@ -16,7 +16,6 @@ inline constexpr std::size_t smoothingWindow = 8;
 
 // Clamps to 0...1. A NaN remains a NaN.
 double clampedFraction(double fraction);
-// The target speed at a fraction of a fan's range.
 double targetRPM(double minRPM, double maxRPM, double fraction);
 // Mean of the newest eight readings, which are ordered from oldest to newest; nullopt if there are none.
 std::optional<double> smoothedCelsius(const std::vector<double>& readings);
@@ -28,7 +27,6 @@ double raisedToFloor(double asked, std::optional<double> chipCelsius);
 double easedFraction(double from, double to);
 // Whether a hold may hold the fans now.
 bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose);
-// Whether the lid property reports a closed lid.
 bool readsAsClosed(const ClamshellProperty& property);
 // "cool", "warm" or "hot".
 std::string warmthText(double celsius);

@@ -21,7 +21,6 @@ class Crowd {
 public:
     Crowd(Daemon& daemon, unsigned seed) : daemon_(daemon), random_(seed) {}
 
-    /// Does one thing and lets some time pass.
     void step() {
         auto& client = clients_.at(static_cast<std::size_t>(below(clientCount)));
         const int choice = below(20);
@@ -119,7 +118,6 @@ private:
         daemon_.announce(PowerMessage::systemHasPoweredOn);
     }
 
-    /// Changes fans as other programs do.
     void interfere() {
         if (below(2) == 0)
             daemon_.controller.setNumber("F0Md", below(2));

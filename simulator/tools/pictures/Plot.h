@@ -42,7 +42,6 @@ private:
     Range y_;
 };
 
-/// One entry of a legend.
 struct LegendEntry {
     enum class Sign { line, area };
     std::string name; ///< The class of the line or area that it explains.

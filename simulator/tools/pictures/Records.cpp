@@ -100,7 +100,6 @@ PictureData easing() {
     return data;
 }
 
-/// The events of the hour.
 struct Step {
     double minute;
     const char* text;

@@ -29,7 +29,6 @@ public:
     /// Monospaced text that is exactly `width` wide in any font.
     void fixedText(Point at, const std::string& content, const std::string& name, double width);
     void line(Point from, Point to, const std::string& name);
-    /// A line with an arrowhead at its end.
     void arrow(Point from, Point to);
     /// Draws nothing if there are fewer than two points.
     void polyline(const std::vector<Point>& points, const std::string& name);

@@ -35,7 +35,6 @@ std::unique_ptr<HardwareLink> connect() {
     return link;
 }
 
-/// Makes one call to that Mac.
 template <typename Call>
 typename Call::Answer call(const Call& call) {
     return connect()->call(call);
@@ -114,7 +113,6 @@ struct Arguments {
     double seconds = 0;
 };
 
-/// The action of each command.
 using Actions = std::map<const CLI::App*, std::function<void()>>;
 
 /// A number, or nullopt for "auto".

@@ -96,7 +96,6 @@ TEST(Picture, EscapesText) {
     EXPECT_THAT(svg.file(10, "<title>"), HasSubstr("a &lt; b &amp; c"));
 }
 
-/// Draws a picture of one benchmark figure.
 std::string drawnFigure(const std::string& name, double value, double target) {
     const PictureData figure = {{"name", name}, {"value", value}, {"unit", "ms"}, {"target", target}};
     return drawPicture({{"picture", "targets"}, {"figures", PictureData::array({figure})}});

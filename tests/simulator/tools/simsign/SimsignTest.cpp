@@ -23,7 +23,6 @@ void PrintTo(const Outcome& outcome, std::ostream* stream) {
 Outcome prints(const std::string& output) { return {0, output, ""}; }
 Outcome refuses(const std::string& sentence) { return {1, "", "simsign: " + sentence + "\n"}; }
 
-/// Runs the program simsign.
 class Simsign : public ::testing::Test {
 protected:
     Simsign() { writeFile(executable, "content"); }
