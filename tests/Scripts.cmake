@@ -19,6 +19,7 @@ kelo_script_test(settled_tests_run_again_after_a_change ${PROJECT_SOURCE_DIR}/te
 kelo_script_test(folders_include_only_allowed_libraries ${here}/walls/libraries.sh)
 kelo_script_test(build_files_name_their_sources ${here}/walls/globs.sh)
 kelo_script_test(dev_defines_each_function_once ${here}/walls/functions.sh)
+kelo_settled_test(lint_finds_phrases_to_avoid ${here}/walls/words.sh)
 
 # Only Clang on Linux compiles all sources.
 if(APPLE OR KELO_SANITIZE STREQUAL "thread") # these builds omit other folders

@@ -19,6 +19,7 @@ command_lint() {
   shell_files | xargs shellcheck -x
   lint_python
   lint_workflow
+  lint_words
   say "clang-tidy"
   configure lint
   configure lint -B build/lint-alone -DCMAKE_UNITY_BUILD=OFF
@@ -46,6 +47,41 @@ lint_workflow() {
   if ! command -v yamllint >/dev/null; then return; fi # not installed on a Mac
   say "yamllint"
   yamllint --strict -d '{extends: relaxed, rules: {line-length: {max: 120}}}' .github/workflows
+}
+
+# Searches documents, sources and the subject of the last commit for phrases that are hard to read. tools/dev/words.txt
+# lists them as regular expressions, each with its replacement.
+lint_words() {
+  local subject text passes=true
+  say "words"
+  subject=$(git log -1 --no-merges --format=%s 2>/dev/null) || true # there may be no commit
+  [ ${#subject} -le 60 ] || fail "the subject of the last commit has more than 60 characters: $subject"
+  text=$(mktemp "${TMPDIR:-/tmp}/kelo.XXXXXX")
+  printf '%s\n' "$subject" >"$text"
+  # shellcheck disable=SC2016 # the variables are those of awk
+  { text_files; printf '%s\n' "$text"; } | xargs awk -v list=tools/dev/words.txt -v subject="$text" '
+    FILENAME == list { split($0, row, "\t"); phrases[++count] = "(^|[^a-z])(" row[1] ")([^a-z]|$)"; instead[count] = row[2]; next }
+    { words = $0
+      gsub(/[A-Z]/, " &", words) # separates the words of a test name
+      gsub(/[ _]+/, " ", words)
+      gsub(/ no (longer|more) /, " ", words) # plain English
+      words = tolower(words)
+      for (i = 1; i <= count; i++) if (match(words, phrases[i])) {
+        phrase = substr(words, RSTART, RLENGTH)
+        gsub(/^[^a-z]+|[^a-z]+$/, "", phrase)
+        place = FILENAME == subject ? "the subject of the last commit" : FILENAME ":" FNR
+        printf "%s: instead of \"%s\" write: %s\n", place, phrase, instead[i]
+        found = 1
+      } }
+    END { exit found }' tools/dev/words.txt || passes=false
+  rm "$text"
+  $passes || fail "these phrases are hard to read"
+}
+
+# Without the licences and the test of the check, which contain such phrases.
+text_files() {
+  git ls-files --cached --others --exclude-standard -- '*.md' '*.[18]' '*.cpp' '*.h' '*.mm' '*.swift' '*.sh' '*.py' '*.js' \
+    '*.yml' '*.cmake' '*CMakeLists.txt' dev .ci packaging ':!THIRD_PARTY_NOTICES.md' ':!tests/walls/words.sh'
 }
 
 shell_files() {
