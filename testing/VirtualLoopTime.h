@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// Time that passes only while a loop waits and nothing is ready; it then passes at once. One loop; loop thread only.
+/// Time that passes only while a loop waits and nothing is ready; such a wait ends at once. One loop; loop thread only.
 class VirtualLoopTime : public LoopTime {
 public:
     Clock::time_point now() const override { return now_; }

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Shared code of test scripts, which source it first, from the top of the repository. Creates $folder, which is removed at
-# the end, and reports the line at which a test failed.
+# Shared code of test scripts, which source it first, from the top of the repository. Creates $folder, which is removed
+# at the end, and reports the line at which a test failed.
 set -Eeuo pipefail
 
 folder=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")

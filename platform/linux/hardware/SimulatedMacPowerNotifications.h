@@ -7,8 +7,8 @@ namespace kelo {
 
 class EventLoop;
 
-/// The root power domain of the simulated Mac. Each registration has a separate connection. After the Mac disconnects,
-/// it retries until it is connected again.
+/// The root power domain of the simulated Mac. Each registration has a separate connection, and reconnects after the
+/// Mac disconnects.
 class SimulatedMacPowerNotifications : public PowerNotifications {
 public:
     /// `folder` is an open descriptor; both are borrowed.

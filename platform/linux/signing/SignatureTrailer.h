@@ -21,8 +21,8 @@ struct NameField {
     std::uint8_t size;
     std::array<char, 255> text;
 
-    /// Returns nullopt if the name is too long or has any other than printable ASCII characters: names are logged, and
-    /// must not break or reverse a line.
+    /// Returns nullopt if the name is too long or contains a character that is not printable ASCII: names are logged,
+    /// and must not break or reverse a line.
     static std::optional<NameField> of(std::string_view name);
 
     std::string_view name() const { return {text.data(), size}; }

@@ -10,7 +10,7 @@ namespace kelo {
 /// other. The descriptor still refers to the folder after it is moved. Invalid if no descriptor is left.
 FileDescriptor openInstallation();
 
-/// The name of a service's socket in the installation's folder, which any user may connect to.
+/// The name of a service's socket in the installation's folder. Any user may connect to it.
 inline std::string serviceSocketName(const std::string& service) { return service + ".socket"; }
 
 } // namespace kelo

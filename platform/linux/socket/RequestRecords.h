@@ -17,7 +17,7 @@ namespace request_records {
 using Bytes = std::span<const std::uint8_t>;
 
 inline constexpr std::size_t requestSize = 24;
-/// The content of a reply after its header. Longer texts are truncated.
+/// The maximum size of a reply's content. Longer texts are truncated.
 inline constexpr std::size_t maximumContent = 65'536;
 inline constexpr std::size_t maximumReplySize = 16 + maximumContent;
 

@@ -158,7 +158,7 @@ TEST_F(FailingMacTest, WaitsOnlyBrieflyForAHungMacUntilItAnswers) {
     EXPECT_GE(durationOf(queryLid), shortTimeouts.answer);
 }
 
-TEST_F(FailingMacTest, WaitsAsBeforeLongAfterAMacHung) {
+TEST_F(FailingMacTest, RestoresTheFullTimeoutLongAfterAHang) {
     const MacTimeouts shortMemory = {shortTimeouts.answer, shortTimeouts.retry, std::chrono::milliseconds(1)};
     SimulatedMacHardware other(mac.folder(), shortMemory);
     const auto handle = other.open();

@@ -16,7 +16,7 @@
 namespace kelo {
 namespace {
 
-/// A separate process whose status `work` returns. Killed if the test ends first.
+/// Runs `work` in a separate process, which exits with the returned status. Killed if the test ends first.
 class OtherProcess {
 public:
     explicit OtherProcess(const std::function<int()>& work) : number_(fork()) {
