@@ -9,7 +9,8 @@
 
 namespace kelo {
 
-/// A virtual queue that can run out of memory. Posting prepared tasks always succeeds.
+/// A virtual queue that can run out of memory. Posting prepared tasks always succeeds. The tasks run as the daemon's
+/// code.
 class FullQueue : public VirtualQueue {
 public:
     using VirtualQueue::VirtualQueue;
@@ -27,6 +28,12 @@ public:
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override {
         requireRoom();
         return VirtualQueue::scheduleTimer(interval, repeats, std::move(onFire));
+    }
+
+protected:
+    void run(const Task& task) override {
+        const CodeOf daemon(CodeOf::Owner::daemon);
+        task();
     }
 
 private:

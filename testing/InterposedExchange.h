@@ -7,6 +7,7 @@
 #include "core/smc/SMCExchange.h"
 #include "core/smc/smc.h"
 #include "simulator/model/SimulatedController.h"
+#include "testing/CodeOf.h"
 
 namespace kelo {
 
@@ -26,6 +27,7 @@ public:
     [[nodiscard]] std::uint32_t open() override { return real_.open(); }
     [[nodiscard]] bool exchange(std::uint32_t connection, const SMCKeyData& request,
                                 SMCKeyData& reply) noexcept override {
+        const CodeOf test(CodeOf::Owner::test);
         const bool isDone = real_.exchange(connection, request, reply);
         if (action_ && isDone && ExchangeRecord{0, request, reply}.text() == awaited_)
             std::exchange(action_, nullptr)();

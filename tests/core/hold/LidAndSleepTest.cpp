@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include "testing/FailingMemory.h"
+#include "testing/FullQueue.h"
+#include "testing/InterposedExchange.h"
 #include "tests/core/hold/HoldFixture.h"
 
 namespace kelo {
@@ -187,6 +190,19 @@ TEST_F(LidAndSleep, StartingDuringSleepWithTheLidClosedWaitsForBoth) {
     EXPECT_TRUE(hold->isYieldedToLid());
     clamshell.state = false;
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
+}
+
+TEST_F(LidAndSleep, AHoldThatStartsAsleepAllocatesNothingLater) {
+    InterposedExchange interposed(exchange);
+    clamshell.onQuery = [] {};
+    FullQueue full(now);
+    const auto asleep = std::make_shared<FanHold>(fans, 0.5, false, full, clamshell);
+    asleep->start(true);
+    FailingMemory::beginCounting();
+    full.post([&] { asleep->systemDidWake(); });
+    full.runFor(20 * asleep->checkInterval);
+    EXPECT_EQ(FailingMemory::endCounting(), 0);
+    EXPECT_TRUE(isManual(0));
 }
 
 } // namespace
