@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// The helper has not answered before the timeout.
+/// Thrown if the helper did not answer before the timeout.
 class HelperSilent : public HelperUnreachable {
 public:
     using HelperUnreachable::HelperUnreachable;

@@ -52,7 +52,7 @@ protected:
         drainLog();
         return std::exchange(trace_, {});
     }
-    /// The same without reads: notes, acknowledgements and writes.
+    /// As `takeTrace`, but without reads: notes, acknowledgements and writes.
     Trace takeEffects() {
         auto effects = takeTrace();
         std::erase_if(effects, [](const std::string& entry) { return entry.find('?') != std::string::npos; });
@@ -92,7 +92,7 @@ protected:
     static Trace takeFans(double fraction) {
         return {"F0Md=1", "F0Tg=" + speed(1200, 6000, fraction), "F1Md=1", "F1Tg=" + speed(1200, 5500, fraction)};
     }
-    /// The same with the reads that clamp the targets.
+    /// As the previous function, with the reads that clamp the targets.
     static Trace takeFansWithReads(double fraction) {
         const auto writes = takeFans(fraction);
         return {writes[0], "F0Mn?", "F0Mx?", writes[1], writes[2], "F1Mn?", "F1Mx?", writes[3]};
@@ -112,7 +112,7 @@ private:
         controller.clearLog();
     }
 
-    /// Returns an empty text for a key-info exchange, which precedes each read and write.
+    /// Returns the trace entry of a read or write; empty for the key-info exchange that precedes each of them.
     std::string entryOf(const ExchangeRecord& record) {
         const auto key = record.key();
         std::string entry;

@@ -61,7 +61,7 @@ public:
         }
     }
 
-    /// Stops tasks and time, as the end of the process does.
+    /// Runs no further task and stops the time, as if the process had exited.
     void stop() { isStopped_ = true; }
 
     void runReady() { runFor(0); }

@@ -12,7 +12,7 @@ struct Scenario {
     std::string name;
     void (*prepare)(Run& run);
     void (*act)(Run& run);
-    /// How often each fan is handed back when the daemon ends: once when the hold ends, and once in any case.
+    /// The number of times that each fan is handed back when the daemon exits: twice during a hold, otherwise once.
     int handBacksAtEnd;
 
     static const std::vector<Scenario>& all();

@@ -80,7 +80,7 @@ struct SetLid {
     ClamshellProperty state;
 };
 
-/// The answer arrives when the Mac is asleep, which takes up to a minute.
+/// The answer arrives once the Mac is asleep, up to a minute later.
 struct Sleep {
     using Answer = SleepReport;
     static constexpr auto name = "sleep";

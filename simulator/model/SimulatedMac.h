@@ -35,7 +35,7 @@ public:
     void pin(const std::string& key, double value);
     void unpin(const std::string& key);
 
-    /// While the Mac is asleep, its fans stop and its chip does not work.
+    /// While the Mac is asleep, its fans are stopped and its chip uses no power.
     void setAsleep(bool isAsleep);
     bool isAsleep() const { return isAsleep_; }
 

@@ -32,7 +32,7 @@ protected:
         }
         return "";
     }
-    /// Calls `change` at the given wait; the user asks to stop `later` waits afterwards.
+    /// Calls `change` during wait number `wait`. The user asks to stop `later` waits after that.
     void at(int wait, const std::function<void()>& change, int later = 6) {
         terminal.waitsUntilStop = wait + later;
         terminal.onWait = [wait, change](int number) {

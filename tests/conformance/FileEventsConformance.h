@@ -54,7 +54,7 @@ TYPED_TEST_P(FileEventsConformance, AllPathsOfAFileHaveTheSameIdentity) {
     EXPECT_EQ(this->files().identify(this->path("symbolic link")), identity);
 }
 
-TYPED_TEST_P(FileEventsConformance, AReplacementHasAnotherIdentity) {
+TYPED_TEST_P(FileEventsConformance, AReplacementHasADifferentIdentity) {
     const auto before = this->files().identify(this->path(this->file));
     this->write("new", "the second");
     this->rename("new", this->file);
@@ -180,9 +180,9 @@ TYPED_TEST_P(FileEventsConformance, FindsTheRunningExecutable) {
     EXPECT_EQ(this->files().ownExecutable(), expected);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(FileEventsConformance, AllPathsOfAFileHaveTheSameIdentity, AReplacementHasAnotherIdentity,
-                            AFileKeepsItsIdentityWhenItIsWrittenOrMoved, AMissingFileHasNoIdentity,
-                            IdentifiesFilesOnAnyThread, ReportsARemoval, ReportsAReplacement,
+REGISTER_TYPED_TEST_SUITE_P(FileEventsConformance, AllPathsOfAFileHaveTheSameIdentity,
+                            AReplacementHasADifferentIdentity, AFileKeepsItsIdentityWhenItIsWrittenOrMoved,
+                            AMissingFileHasNoIdentity, IdentifiesFilesOnAnyThread, ReportsARemoval, ReportsAReplacement,
                             ReportsAMoveAndKeepsWatching, IgnoresOtherFiles, ACancelledWatchReportsNothing,
                             ADestroyedWatchReportsNothing, AHandlerMayCancelItsWatch, AHandlerMayDestroyItsWatch,
                             DoesNotWatchAFileThatCannotBeOpened, FindsTheRunningExecutable);

@@ -86,8 +86,8 @@ TEST_F(Admission, RefusedClientsAreNotCounted) {
     addClient("stranger");
     client->signal(SIGKILL);
     ASSERT_TRUE(installation.waitForLog(disconnected));
-    // During the grace period: counting the stranger's connection would end it, and counting its disconnection would
-    // start it again.
+    // The stranger connects during the grace period. If its connection counted, the grace period would end; if its
+    // disconnection counted, the grace period would restart.
     expectRefused("stranger");
     ASSERT_EQ(logTimes(handedBack).size(), 0U);
     ASSERT_TRUE(installation.waitForLog(handedBack, 20));

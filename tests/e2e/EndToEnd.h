@@ -92,7 +92,7 @@ protected:
         return client;
     }
 
-    /// How often this value, such as 1, was written to this key, such as "Ftst".
+    /// The number of times that this value, such as 1, was written to this key, such as "Ftst".
     std::ptrdiff_t countWrites(const std::string& key, int value) {
         const auto writes = installation.mac()["writes"];
         return std::count_if(writes.begin(), writes.end(),

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Fails if a folder includes a forbidden header of an operating system or a library, or a path with "..". Our own
-# headers need no list, because the compiler finds only those of the targets that a target links.
+# headers need no list, because the compiler finds only the headers of linked targets.
 #
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the variables belong to awk

@@ -20,7 +20,7 @@ namespace kelo {
 /// One thread.
 class SimulatedMacHardware : public SMCExchange, public Clamshell {
 public:
-    /// `folder` is borrowed, an open descriptor.
+    /// `folder` is an open descriptor, which the caller keeps open.
     explicit SimulatedMacHardware(int folder, const MacTimeouts& timeouts = {})
         : folder_(folder), timeouts_(timeouts) {}
 

@@ -17,8 +17,8 @@ public:
     static PeerProcess ofSocket(int socket);
 
     /// Gets the peer's process id from the socket and opens a pidfd for it. If the peer has not hung up afterwards, it
-    /// has been alive all the time and the id is its own, unless it passed the socket to another process and exited,
-    /// which older kernels do not report.
+    /// was alive throughout, so that the id is its own. Exception: it passed the socket to another process and exited.
+    /// Older kernels do not report that.
     static PeerProcess ofSocketByNumber(int socket);
 
     /// Opens the executable that the process runs now, for reading. Refuses a leased file (fcntl's F_SETLEASE) instead

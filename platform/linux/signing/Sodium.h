@@ -18,7 +18,8 @@ inline void initializeSodium() {
         throw std::runtime_error("libsodium cannot be initialized");
 }
 
-/// Decodes a file of `count` bytes as hexadecimal digits and a line end; nullopt if it contains anything else.
+/// Reads a file that contains `count` bytes as hexadecimal digits and a newline. Returns nullopt if it contains
+/// anything else.
 template <std::size_t count>
 std::optional<std::array<std::uint8_t, count>> readHexFile(int file) {
     std::array<std::uint8_t, count * 2 + 1> text{};

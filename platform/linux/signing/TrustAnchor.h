@@ -15,7 +15,7 @@ struct TrustAnchor {
 
     /// Reads a file without checking who can write to it. Throws `SignatureRefused`.
     static TrustAnchor load(const std::filesystem::path& file);
-    /// The same for an open file; `name` is used in the error message.
+    /// Reads the anchor from an open file; `name` is used in the error message.
     static TrustAnchor read(int file, const std::string& name);
 };
 
@@ -32,7 +32,7 @@ public:
     /// Throws `SignatureRefused` with `refusal` if the anchor is not trusted.
     const TrustAnchor& get() const;
 
-    /// Why the anchor is not trusted, one English sentence; empty if it is.
+    /// The reason why the anchor is not trusted, as one English sentence; empty if the anchor is trusted.
     const std::string& refusal() const { return refusal_; }
 
 private:

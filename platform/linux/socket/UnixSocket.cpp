@@ -135,7 +135,7 @@ Received receive(int socket, std::span<std::uint8_t> buffer) {
 
 Received receive(int socket, std::span<std::uint8_t> buffer, pid_t& sender) {
     iovec content{.iov_base = buffer.data(), .iov_len = buffer.size()};
-    // Only large enough for the sender, so that the kernel closes any descriptors sent along.
+    // Only large enough for the sender's credentials, so that the kernel closes any descriptors sent with the message.
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
     msghdr header{};
     header.msg_iov = &content;

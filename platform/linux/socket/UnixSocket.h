@@ -44,7 +44,7 @@ using Received = std::variant<Bytes, WouldBlock, Ended>;
 /// Receives one message of 1 to `buffer.size()` bytes into `buffer`. Drops descriptors that come with it.
 Received receive(int socket, std::span<std::uint8_t> buffer);
 
-/// The same for an accepted connection. Sets `sender` to the id of the sending process, 0 if unknown.
+/// Receives from an accepted connection. Sets `sender` to the id of the sending process, 0 if unknown.
 Received receive(int socket, std::span<std::uint8_t> buffer, pid_t& sender);
 
 enum class Sent { whole, wouldBlock, failed };

@@ -24,7 +24,8 @@ struct TeamKey {
     SignatureTrailer trailer;
 };
 
-/// The trailer field for a name. Throws `SigningFailed` if the name does not fit; `what` is its name in the message.
+/// Returns the trailer field that contains `name`. Throws `SigningFailed` if the name does not fit; the message calls
+/// it `what`.
 NameField requireNameField(const char* what, const std::string& name);
 
 /// Makes `key` a team's key, signed by `anchor`. Throws `SigningFailed`.

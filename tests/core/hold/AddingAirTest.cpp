@@ -131,7 +131,7 @@ TEST_F(AddingAir, MayBeginInTheWakeThatResumes) {
     EXPECT_EQ(takeEffects(), Trace({"woke", "addingAir(fraction: 0.5)"}) + takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(AddingAir, WritesEverySecondStepOnARangeOf1000RPM) {
+TEST_F(AddingAir, WritesOnlyEveryOtherStepIfTheRangeIs1000RPM) {
     // 0.02 of 1000 RPM is 20 RPM, too little for a write; two steps are enough.
     for (const auto* key : {"F0Mx", "F1Mx"})
         controller.setNumber(key, 2200);

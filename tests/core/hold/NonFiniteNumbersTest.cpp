@@ -103,7 +103,7 @@ TEST_F(NonFiniteNumbers, ComparesTheSpeedIfTheTargetCannotBeRead) {
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));
 }
 
-TEST_F(NonFiniteNumbers, LeavesADisappearedFanAloneAndHoldsTheOther) {
+TEST_F(NonFiniteNumbers, LeavesAMissingFanAloneAndHoldsTheOther) {
     startHold(0.5);
     controller.remove("F1Ac");
     EXPECT_THAT(effectsOfTick(), IsEmpty());

@@ -80,7 +80,7 @@ cat >"$folder/bin/uname" <<'STUB'
 #!/bin/sh
 if [ "${1-}" = -m ]; then echo "${PROCESSOR-arm64}"; else echo "${SYSTEM-Darwin}"; fi
 STUB
-# mktemp of macOS ignores TMPDIR unless the template contains it.
+# On macOS, mktemp ignores TMPDIR unless the template contains it.
 cat >"$folder/bin/mktemp" <<STUB
 #!/bin/sh
 for last; do :; done

@@ -25,7 +25,7 @@ protected:
     PosixClock clock;
 };
 
-TEST_F(PosixClockTest, RunsDuringSleepAndAsFastAsAnotherClock) {
+TEST_F(PosixClockTest, AgreesWithTheSteadyClockDuringASleep) {
     using Elsewhere = std::chrono::steady_clock;
     const auto seconds = [](Elsewhere::duration time) { return std::chrono::duration<double>(time).count(); };
     const auto beforeStart = Elsewhere::now();
@@ -40,7 +40,7 @@ TEST_F(PosixClockTest, RunsDuringSleepAndAsFastAsAnotherClock) {
     EXPECT_LE(passed, seconds(afterEnd - beforeStart) + rounding);
 }
 
-TEST_F(PosixClockTest, SleepsLongerThanOneSystemCallMay) { EXPECT_GE(timeToSleep(0.6), 0.6); }
+TEST_F(PosixClockTest, SleepsLongerThanTheLimitOfOneSystemCall) { EXPECT_GE(timeToSleep(0.6), 0.6); }
 
 TEST_F(PosixClockTest, SleepingTakesNoProcessorTime) {
     const auto before = std::clock();

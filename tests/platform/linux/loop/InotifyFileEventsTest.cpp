@@ -165,7 +165,7 @@ TEST_F(FileChecks, StopsCheckingOnceTheSourceIsCancelled) {
 TEST_F(FileChecks, NoticesAReplacementWithoutInotify) {
     int replacements = 0;
     std::optional<BinaryWatch> watch;
-    // A sanitizer needs descriptors the first time it sees an object.
+    // A sanitizer opens descriptors when it first checks an object, so these come before the limit.
     watch.emplace(file, events, [] {});
     loop.scheduleTimer(1, false, [] {})->invalidate();
     watch.reset();

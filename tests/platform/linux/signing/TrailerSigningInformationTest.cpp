@@ -18,7 +18,7 @@ protected:
     }
     std::string teamReadBy(const Path& program) const { return startProgram(program, {"team"})->readLine(); }
 
-    /// The same after a change to the bytes of a signed program.
+    /// Applies `change` to the bytes of a signed program and returns its `reasonOf`.
     std::string reasonAfter(const std::function<void(std::string& bytes)>& change) {
         const auto program = programSignedAs(identity);
         auto bytes = readFile(program);

@@ -77,7 +77,7 @@ TEST_F(RunLoopFacts, TheRunEndsAfterThePassThatExceedsItsLimit) {
     EXPECT_THAT(noted, ElementsAre("exceeds the limit", "waited", "later"));
 }
 
-TEST_F(RunLoopFacts, AZeroLengthRunRunsTheBlocksQueuedBefore) {
+TEST_F(RunLoopFacts, AZeroLengthRunRunsOnlyBlocksQueuedBeforeIt) {
     dispatch_async_f(mainQueue(), nullptr, [](void*) { post("later"); });
     run(0);
     EXPECT_THAT(noted, IsEmpty());

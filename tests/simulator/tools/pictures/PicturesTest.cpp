@@ -26,7 +26,7 @@ std::string contentOf(const std::string& file) {
 
 PictureData stored(const std::string& name) { return PictureData::parse(contentOf("docs/pictures/" + name + ".json")); }
 
-/// Whether two values are equal except for the rounding of different mathematics libraries.
+/// Whether two values are equal, apart from rounding differences between math libraries.
 bool isAlike(const PictureData& a, const PictureData& b) {
     if (a.is_number() && b.is_number())
         return std::fabs(a.get<double>() - b.get<double>()) <= 0.001 * std::fabs(a.get<double>()) + 0.11;

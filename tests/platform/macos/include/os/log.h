@@ -11,7 +11,7 @@
 extern "C" {
 
 typedef struct os_log_s* os_log_t;
-// OS_ENUM on the platform: a distinct type, also in comparisons with the underlying integer.
+// OS_ENUM makes it a distinct type on macOS, even in comparisons with the underlying integer.
 typedef enum : uint8_t {
     OS_LOG_TYPE_DEFAULT = 0x00,
     OS_LOG_TYPE_INFO = 0x01,
