@@ -63,7 +63,7 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     const auto checkPeer = [check = PeerCodeCheck(anchor)](int socket, const std::string& requirement) {
         return check.check(socket, requirement);
     };
-    // Goes to the system log only: standard error is for the helper's own messages.
+    // Logs refusals to the system log only: standard error is for the helper's own messages.
     const auto log = std::make_shared<SyslogSystemLog>(machServiceName, "listener");
     const HelperLog own(makeSystemLog(HelperLog::subsystem, "listener"), "listener", logOutput_);
     const ListenerReports reports = {
@@ -80,9 +80,9 @@ std::unique_ptr<Listener> LinuxPlatform::makeListener(const std::string& machSer
     return listener;
 }
 
-/// The service looks for the hardware only once, when it is created. So when the hardware becomes available, for
-/// example because the previous helper has ended, this process executes its executable again. Until then it has no
-/// client and controls no fan.
+/// Restarts the helper in this process once the hardware is available, for example because the previous helper has
+/// ended. A restart is needed because the service looks for the hardware only when it is created. The restart
+/// interrupts nothing: until then, this process has no client and controls no fan.
 void LinuxPlatform::startOverIfPossible() {
     if (SimulatedMacFolder().lock())
         return;

@@ -32,7 +32,7 @@ private:
     const ConnectionLimits limits_;
     const FileDescriptor installation_ = openInstallation();
     SimulatedMacFolder folder_{installation_.get()};
-    const std::optional<std::string> obstacle_ = folder_.lock(); ///< Why this helper cannot use the hardware.
+    const std::optional<std::string> obstacle_ = folder_.lock(); ///< The reason why the hardware cannot be used.
     const int hardwareFolder_ = obstacle_ ? -1 : folder_.descriptor();
     EventLoop loop_;
     SimulatedMacHardware hardware_;
@@ -43,8 +43,8 @@ private:
     TrailerSigningInformation signing_;
     StandardErrorOutput logOutput_;
     const HelperLog log_;
-    std::unique_ptr<Timer> nextTry_;     ///< Only while there is an obstacle.
-    SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; it lives as long as the process.
+    std::unique_ptr<Timer> nextTry_;     ///< Null unless there is an obstacle.
+    SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; lives as long as the process.
     const Platform platform_;
 };
 

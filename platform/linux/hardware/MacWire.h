@@ -25,7 +25,7 @@ namespace mac_wire {
 inline constexpr const char* hardwareSocket = "hardware.socket";
 inline constexpr const char* powerSocket = "power.socket";
 
-/// The values sent where any byte will do.
+/// The bytes that are sent where the protocol allows any value.
 inline constexpr std::uint8_t lidQuestion = 0;
 inline constexpr std::uint8_t failedExchange = 0;
 

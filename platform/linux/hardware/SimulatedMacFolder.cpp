@@ -28,14 +28,14 @@ SimulatedMacFolder::SimulatedMacFolder(int installation)
 
 SimulatedMacFolder SimulatedMacFolder::makeIfMissing() {
     const auto installation = openInstallation();
-    mkdirat(installation.get(), name, 0700); // fails if it exists
+    mkdirat(installation.get(), name, 0700); // fails if the folder exists
     return SimulatedMacFolder(installation.get());
 }
 
 std::optional<std::string> SimulatedMacFolder::lock() {
     if (!descriptor_.isValid())
         return problem_;
-    // Locks a file, not the folder, which another user may have opened before it became private.
+    // Locks a file instead of the folder: another user may have opened the folder before it became private.
     lock_ = FileDescriptor(openat(descriptor_.get(), "helper.lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (flock(lock_.get(), LOCK_EX | LOCK_NB) == 0)
         return std::nullopt;

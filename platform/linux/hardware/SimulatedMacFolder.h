@@ -9,22 +9,22 @@
 namespace kelo {
 
 /// The folder "simulated-mac" next to the running executable. It contains the hardware's sockets, the lock and the
-/// trust anchor. Its path cannot be configured, so that each installation has a separate simulated Mac.
+/// trust anchor. The folder's path cannot be configured, so that each installation has a separate simulated Mac.
 ///
 /// The constructor checks that only the owner may enter the folder. So no other user reaches the hardware, and a
 /// process that has the folder open counts as the simulated Mac's superuser. The open descriptor still refers to the
-/// folder after it is moved.
+/// folder after the folder is moved.
 class SimulatedMacFolder : public Rights {
 public:
     static constexpr const char* name = "simulated-mac";
     static constexpr const char* anchorName = "anchor.pub";
 
     SimulatedMacFolder();
-    /// Opens "simulated-mac" in an open folder other than the executable's.
+    /// Opens "simulated-mac" in the open folder `installation` instead of the executable's folder.
     explicit SimulatedMacFolder(int installation);
     static SimulatedMacFolder makeIfMissing();
 
-    /// -1 if the folder is missing or others may enter it; `problem` gives the reason as a clause.
+    /// Returns -1 if the folder is missing or other users may enter it; `problem` gives the reason as a clause.
     int descriptor() const { return descriptor_.get(); }
     const std::string& problem() const { return problem_; }
 

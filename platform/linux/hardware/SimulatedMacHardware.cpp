@@ -53,7 +53,7 @@ bool SimulatedMacHardware::connect() noexcept {
 }
 
 /// Sends the question and waits for the answer, connecting first if necessary. Retries once on a new connection if the
-/// Mac hangs up or sends something else. Returns the size of the answer, 0 if there is none.
+/// Mac hangs up or sends anything but the answer. Returns the size of the answer, 0 if none arrives.
 template <typename Check>
 std::size_t SimulatedMacHardware::ask(std::span<const std::uint8_t> question, std::span<std::uint8_t> answer,
                                       const Check& isAnswer) noexcept {
@@ -77,7 +77,8 @@ std::optional<std::size_t> SimulatedMacHardware::attempt(std::span<const std::ui
     unix_socket::send(socket_.get(), question); // `receive` notices a Mac that has exited
     const auto received = unix_socket::receive(socket_.get(), answer);
     if (std::holds_alternative<unix_socket::WouldBlock>(received)) {
-        // Later timeouts do not extend the period, so that a Mac that is only slow is used again.
+        // Later timeouts do not extend the period in which the Mac is treated as hung, so that a slow Mac is used
+        // again.
         if (!isTreatedAsHung())
             hungUntil_ = std::chrono::steady_clock::now() + timeouts_.memory;
         return std::nullopt;

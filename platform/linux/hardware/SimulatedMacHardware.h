@@ -12,12 +12,12 @@
 
 namespace kelo {
 
-/// The controller and the lid of the simulated Mac, over one connection.
+/// Accesses the controller and the lid of the simulated Mac over one connection.
 ///
 /// Connects on demand, and reconnects if the Mac did not answer, exited or sent anything but the answer to the
-/// question, for example its previous answer again. So a Mac that hung or was restarted is used again. Meanwhile the
-/// controller's handle stays valid, and exchanges fail. A question may be sent twice; that is harmless for every key.
-/// One thread.
+/// question, for example a repeated earlier answer. So a Mac that hung or was restarted is used again. Until then, the
+/// controller's handle stays valid and exchanges fail. A question may be sent twice, which is harmless for every key.
+/// Single-threaded.
 class SimulatedMacHardware : public SMCExchange, public Clamshell {
 public:
     /// `folder` is an open descriptor, which the caller keeps open.
@@ -28,7 +28,7 @@ public:
     bool exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept override;
     void close(std::uint32_t connection) noexcept override;
 
-    /// An absent property if the Mac does not answer.
+    /// Returns an absent property if the Mac does not answer.
     ClamshellProperty clamshellState() override;
 
     /// Whether the Mac answered the last question.

@@ -19,7 +19,7 @@ using mac_wire::PowerEvent;
 constexpr double firstDelay = 1;   // seconds
 constexpr double longestDelay = 8; // seconds
 
-/// Reconnects at growing intervals while there is no connection, since a hold relies on sleep notifications.
+/// Reconnects at increasing intervals while there is no connection, since a hold relies on sleep notifications.
 class Registration : public PowerRegistration {
 public:
     Registration(int folder, EventLoop& loop, const MacTimeouts& timeouts, PowerHandler onMessage)
@@ -78,7 +78,7 @@ private:
             return;
         timer_.reset();
         delay_ = firstDelay;
-        if (isMacAsleep_ != isSleepReported_) // it fell asleep, woke or was restarted meanwhile
+        if (isMacAsleep_ != isSleepReported_) // the Mac fell asleep, woke or was restarted meanwhile
             report(isMacAsleep_ ? PowerMessage::systemWillSleep : PowerMessage::systemHasPoweredOn, 0);
     }
 
@@ -124,7 +124,7 @@ private:
     double delay_ = firstDelay;                           ///< Seconds until the next attempt.
     std::unique_ptr<Timer> timer_;                        ///< Null while registered.
     FileDescriptor socket_;                               ///< Invalid while not registered.
-    bool isMacAsleep_ = false;                            ///< At the time of registration.
+    bool isMacAsleep_ = false;                            ///< Whether the Mac was asleep at the time of registration.
     bool isSleepReported_ = false; ///< Whether the handler's last report was of sleep, not of wake.
     std::unique_ptr<DescriptorWatch> watch_;
 };

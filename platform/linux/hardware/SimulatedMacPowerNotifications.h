@@ -11,7 +11,7 @@ class EventLoop;
 /// Mac disconnects.
 class SimulatedMacPowerNotifications : public PowerNotifications {
 public:
-    /// `folder` is an open descriptor; both are borrowed.
+    /// Borrows `folder`, an open descriptor, and `loop`.
     SimulatedMacPowerNotifications(int folder, EventLoop& loop, const MacTimeouts& timeouts = {})
         : folder_(folder), loop_(loop), timeouts_(timeouts) {}
 

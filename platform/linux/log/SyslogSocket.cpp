@@ -17,7 +17,7 @@ namespace {
 using Header = std::array<char, 256>;
 
 /// Formats the header of a message as in RFC 3164. The time is in UTC: the C library's functions for local time, and
-/// even gmtime, open the file that the environment variable TZ names, which may be a pipe without a writer.
+/// even gmtime, open the file that the environment variable TZ names. That file may be a pipe without a writer.
 std::size_t fill(Header& header, int priority, const char* ident, const char* category) {
     using namespace std::chrono;
     constexpr std::array months = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -46,7 +46,7 @@ void SyslogSocket::write(int priority, const char* ident, const char* category, 
         ++leftOut_;
 }
 
-/// Reports the omitted entries before the next one, so that the report marks the gap.
+/// Logs the number of omitted entries before the next entry, so that the log shows where entries are missing.
 bool SyslogSocket::sendLeftOut(const char* ident) noexcept {
     if (leftOut_ == 0)
         return true;

@@ -10,9 +10,9 @@ namespace kelo {
 
 /// A connection to the system's log daemon.
 ///
-/// Never waits, unlike syslog(3) when the daemon does not read: the caller may be about to hand the fan back. Drops
-/// entries that the daemon does not accept at once, and reports their number before the next entry that it accepts.
-/// Reconnects after the daemon is restarted. Any thread.
+/// Unlike syslog(3), never waits for a daemon that does not read: the caller may be about to hand the fan back. Drops
+/// entries that the daemon does not accept at once, and logs their number before the next accepted entry. Reconnects
+/// after the daemon is restarted. Any thread.
 class SyslogSocket {
 public:
     /// Connects at the first entry. `path` is a datagram socket; if it is anything else, all entries are lost.
@@ -21,7 +21,7 @@ public:
     /// The connection of this process. It is never destroyed: threads may still log while the process ends.
     static SyslogSocket& ofTheSystem();
 
-    /// Adds "[`category`] `message`" under the process name `ident`. `priority` is one of <syslog.h>.
+    /// Adds "[`category`] `message`" under the process name `ident`. `priority` is a level from <syslog.h>.
     void write(int priority, const char* ident, const char* category, std::string_view message) noexcept;
 
 private:

@@ -13,7 +13,7 @@ namespace kelo {
 /// Logs to the system log through syslog. Entries begin with their category in brackets.
 class SyslogSystemLog : public SystemLog {
 public:
-    /// `subsystem` is the process name of its entries. `socket` is borrowed.
+    /// `subsystem` is the process name in the entries. `socket` is borrowed.
     SyslogSystemLog(std::string subsystem, std::string category, SyslogSocket& socket = SyslogSocket::ofTheSystem())
         : subsystem_(std::move(subsystem)), category_(std::move(category)), socket_(socket) {}
 

@@ -91,7 +91,7 @@ void EventLoop::postPrepared(Tasks tasks) noexcept {
 
 void EventLoop::postAfter(double seconds, Task task) {
     const auto due = time_.now() + clamped(seconds);
-    // Allocated here, where the caller notices a failure; the loop's thread only moves it.
+    // Allocates the timer here, so that the caller notices a failure. The loop's thread only moves it.
     const auto made = std::make_shared<Timers>();
     made->emplace(due, std::make_shared<TimerState>(
                            TimerState{due, {}, false, false, std::make_shared<const Task>(std::move(task))}));
@@ -112,7 +112,7 @@ std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness read
     auto found = interestIn(descriptor);
     const bool isNew = found == interests_.end();
     const auto interestID = isNew ? nextInterestID_++ : found->first;
-    // If anything below fails, destroying the watch undoes it.
+    // If anything below fails, destroying the watch undoes the change.
     auto watch = std::make_unique<Watch>(*this, interestID, readiness);
     if (isNew)
         found = interests_.emplace(interestID, Interest{descriptor, nullptr, nullptr}).first;
@@ -124,7 +124,7 @@ std::unique_ptr<DescriptorWatch> EventLoop::watch(int descriptor, Readiness read
 
 std::unique_ptr<DescriptorWatch> EventLoop::watchUrgent(int descriptor, Task onReadable) {
     auto watch = this->watch(descriptor, Readiness::readable, std::move(onReadable));
-    urgentPolls_.reserve(urgentPolls_.size() + 1); // so that either both grow or neither does
+    urgentPolls_.reserve(urgentPolls_.size() + 1); // so that either both vectors grow or neither does
     urgent_.push_back(interestIn(descriptor)->first);
     urgentPolls_.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
     return watch;
@@ -147,10 +147,10 @@ bool EventLoop::updateEpoll(int operation, const Interests::value_type& interest
 void EventLoop::unwatch(std::uint64_t interestID, Readiness readiness) {
     const auto found = interests_.find(interestID);
     if (found == interests_.end())
-        return; // `watch` failed
+        return; // `watch` failed before it added the interest
     found->second.handler(readiness).reset();
     const bool isLast = !found->second.onReadable && !found->second.onWritable;
-    // Fails only for a descriptor that has been closed, which reports no more events.
+    // Fails only if the descriptor has been closed. A closed descriptor reports no more events.
     updateEpoll(isLast ? EPOLL_CTL_DEL : EPOLL_CTL_MOD, *found);
     if (!isLast)
         return;
@@ -218,7 +218,7 @@ void EventLoop::runPosted() {
     }
 }
 
-/// Called before every task and handler, so that urgent work waits for only one of them.
+/// Called before every task and handler, so that urgent work waits for at most one of them.
 void EventLoop::serveUrgent() {
     serveUrgentDescriptors();
     fireDueTimers(time_.now(), false);
@@ -236,7 +236,7 @@ void EventLoop::fireDueTimers(Clock::time_point now, bool all) {
     }
 }
 
-/// Puts a repeating timer back in the same map node, which allocates nothing.
+/// Reinserts a repeating timer with the same map node, so that nothing is allocated.
 void EventLoop::fire(Timers::node_type entry) {
     const auto timer = entry.mapped();
     if (!timer->onFire)

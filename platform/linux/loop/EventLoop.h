@@ -49,14 +49,14 @@ public:
 /// An event loop on epoll: runs posted tasks, timers and descriptor handlers on one thread.
 ///
 /// Before each task and each descriptor handler, the loop serves urgent descriptors and any repeating timers and
-/// delayed tasks that are due: they wait for the task that is running, but not for queued ones. A one-shot timer is a
+/// delayed tasks that are due, so these wait only for the running task, not for queued ones. A one-shot timer is a
 /// timeout, so tasks that were posted before it was due run first.
 ///
 /// Reports exceptions from tasks and handlers to the system log and continues. Running posted tasks, timers and
 /// handlers allocates nothing.
 ///
-/// The loop belongs to the thread that created it, and from `run()` on to the thread that runs it. `post`, `postAfter`
-/// and `stop` may be called on any thread.
+/// The loop belongs to the thread that created it and, once `run()` is called, to the thread that called `run()`.
+/// `post`, `postAfter` and `stop` may be called on any thread.
 class EventLoop : public MainQueue {
 public:
     enum class Readiness { readable, writable };
@@ -71,13 +71,13 @@ public:
     bool isCurrent() const override { return owner_ == std::this_thread::get_id(); }
 
     /// Calls `onReady` whenever the descriptor is ready or has failed. `descriptor` is borrowed and must stay open for
-    /// the lifetime of the watch. If it throws `std::system_error`, nothing has changed.
+    /// the lifetime of the watch. If `watch` throws `std::system_error`, nothing has changed.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watch(int descriptor, Readiness readiness, Task onReady);
 
-    /// Like `watch` for reading, but urgent: its handler also runs before timers.
+    /// Like `watch` for reading, but urgent: the loop serves the descriptor before each task, timer and other handler.
     [[nodiscard]] std::unique_ptr<DescriptorWatch> watchUrgent(int descriptor, Task onReadable);
 
-    /// Runs until `stop`, including every task posted before it. May be called again.
+    /// Runs until `stop` is called, including every task that was posted before that call. May be called repeatedly.
     void run();
     void stop();
 
@@ -129,9 +129,9 @@ private:
     // Loop thread only.
     bool isStopped_ = false;
     Timers timers_;
-    Interests interests_;               ///< Keyed by an ID that is never reused, so that a stale event finds none.
+    Interests interests_;               ///< Keyed by an ID that is never reused, so that a stale event matches none.
     std::vector<std::uint64_t> urgent_; ///< IDs of the interests that are polled before everything else.
-    std::vector<pollfd> urgentPolls_;   ///< Their poll entries, in the same order.
+    std::vector<pollfd> urgentPolls_;   ///< The poll entries of `urgent_`, in the same order.
     std::uint64_t nextInterestID_ = 1;  ///< 0 identifies the wake-up descriptor.
 };
 

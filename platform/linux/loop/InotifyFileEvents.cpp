@@ -23,7 +23,7 @@ constexpr const char* ownExecutableLink = "/proc/self/exe";
 /// Seconds between the checks that follow an event: the kernel may take a while to remove the name.
 constexpr std::array<double, 4> pauses = {0.01, 0.1, 1, 10};
 
-constexpr double checkInterval = 10; // seconds between checks where the kernel sends no events
+constexpr double checkInterval = 10; // seconds between checks if the kernel sends no events
 
 class InotifySource : public FileEventSource {
 public:
@@ -71,7 +71,7 @@ private:
     std::unique_ptr<Timer> nextCheck_;
 };
 
-/// Calls the handler at fixed intervals where inotify is unavailable.
+/// Calls the handler at fixed intervals if inotify is unavailable.
 class TimedSource : public FileEventSource {
 public:
     TimedSource(EventLoop& loop, std::function<void()> onCheck)
@@ -87,7 +87,7 @@ private:
 
 std::optional<std::string> InotifyFileEvents::ownExecutable() {
     struct stat file {};
-    // The link of a deleted file contains its old path and " (deleted)".
+    // For a deleted file, the link contains the old path followed by " (deleted)".
     if (stat(ownExecutableLink, &file) != 0 || file.st_nlink == 0)
         return std::nullopt;
     char path[PATH_MAX];

@@ -44,7 +44,7 @@ std::unique_ptr<SignalSource> SignalfdSignals::deliver(int signal, std::function
     auto source = std::make_unique<Source>(*this, signal);
     handlers_[signal] = std::make_shared<const std::function<void()>>(std::move(onSignal));
     sigaddset(&delivered_, signal);
-    // Blocks the signal: ignoring it would discard a pending one.
+    // Blocks the signal: ignoring it would discard a pending signal.
     sigprocmask(SIG_BLOCK, &delivered_, nullptr);
     changeSignals();
     return source;

@@ -12,7 +12,7 @@ namespace kelo {
 class DescriptorWatch;
 class EventLoop;
 
-/// Receives signals through one signalfd. It is the only resource needed and is created in the constructor, so
+/// Receives signals through one signalfd. The constructor creates the signalfd, which is the only resource needed, so
 /// `deliver` never fails. Signals are urgent: their handlers run before all waiting tasks, timers and handlers of the
 /// loop.
 ///
@@ -24,7 +24,8 @@ public:
     explicit SignalfdSignals(EventLoop& loop);
     ~SignalfdSignals() override;
 
-    /// Never returns null. At most one source per signal at a time; it must be destroyed before this object.
+    /// Never returns null. Each signal may have at most one source at a time. The sources must be destroyed before this
+    /// object.
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override;
 
 private:
@@ -36,7 +37,7 @@ private:
 
     sigset_t delivered_{};
     FileDescriptor descriptor_;
-    /// Shared: copying one allocates nothing, so that no signal is lost.
+    /// Shared pointers: copying a handler then allocates nothing, so that no signal is lost.
     std::map<int, std::shared_ptr<const std::function<void()>>> handlers_;
     std::unique_ptr<DescriptorWatch> watch_;
 };

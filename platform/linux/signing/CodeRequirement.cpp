@@ -40,7 +40,7 @@ private:
         return false;
     }
 
-    /// Consumes these tokens if they are all next, otherwise nothing.
+    /// Consumes the given tokens if they come next in this order; otherwise consumes nothing.
     template <typename... Tokens>
     bool takeAll(Tokens... tokens) {
         const auto before = rest_;
@@ -50,7 +50,7 @@ private:
         return false;
     }
 
-    /// Consumes the next token: one symbol, or the text up to a symbol or blank. Empty at the end.
+    /// Consumes the next token: one symbol, or the text up to a symbol or blank. Returns an empty string at the end.
     std::string_view takeToken() {
         skipBlanks();
         auto size = std::min(rest_.find_first_of(symbols), rest_.find_first_of(blanks));
@@ -61,7 +61,7 @@ private:
         return token;
     }
 
-    /// Consumes a quoted text. Returns false if there is none, or if `out` already has a value because the term is
+    /// Consumes a quoted string. Returns false if there is none, or if `out` already has a value because the term is
     /// repeated.
     bool takeQuoted(std::optional<std::string>& out) {
         if (out || takeToken() != "\"")

@@ -15,16 +15,16 @@ struct CodeIdentity;
 ///     identifier "x"
 ///     certificate leaf[subject.OU] = "y"
 ///
-/// A quoted text ends at the next double quote and has no escapes: a text with a backslash does not parse. So a
+/// A quoted string ends at the next double quote and has no escapes: a string with a backslash does not parse. So a
 /// requirement built from an identifier or team that contains a double quote never parses: the text after that quote
 /// could only be a repeated term.
 class CodeRequirement {
 public:
-    /// Returns nullopt for anything else. Blanks, tabs and line ends may separate any two tokens.
+    /// Returns nullopt for any other text. Blanks, tabs and line ends may separate any two tokens.
     static std::optional<CodeRequirement> parse(std::string_view text);
 
-    /// `identity` must come from a verified signature. So the term `anchor apple generic`, a chain that ends in the
-    /// trust anchor, is always satisfied. Texts are compared byte for byte.
+    /// `identity` must come from a verified signature. So the term `anchor apple generic`, which requires a chain that
+    /// ends in the trust anchor, is always satisfied. Strings are compared byte for byte.
     bool isSatisfiedBy(const CodeIdentity& identity) const;
 
 private:

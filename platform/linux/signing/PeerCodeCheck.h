@@ -32,7 +32,7 @@ public:
     /// rest of its signature is valid. Any thread.
     std::optional<std::string> check(int socket, const std::string& requirement) const;
 
-    /// As the other `check`, for a peer that has already been identified.
+    /// Like the other `check`, but for a peer that has already been identified.
     std::optional<std::string> check(const PeerProcess& peer, const std::string& requirement) const;
 
 private:

@@ -21,14 +21,14 @@ namespace {
 #ifdef SO_PEERPIDFD
 constexpr int peerPidfdOption = SO_PEERPIDFD;
 #else
-constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack it
+constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack the name
 #endif
 
 constexpr const char* hasEnded = "The peer has ended.";
 
 std::string reasonOf(int error) { return std::generic_category().message(error); }
 
-/// The C library's pidfd_open cannot be linked from C++ before version 2.37.
+/// Before version 2.37, the C library's pidfd_open cannot be linked from C++.
 int openPidfd(pid_t process) { return static_cast<int>(::syscall(SYS_pidfd_open, process, 0U)); }
 
 template <typename Value>
@@ -44,7 +44,7 @@ bool polls(int descriptor, short events) {
     do
         count = ::poll(&entry, 1, 0);
     while (count < 0 && errno == EINTR); // a signal may interrupt the call even though it does not wait
-    return count != 0;                   // a failure counts as an event, since it does not show that all is well
+    return count != 0;                   // a failure counts as an event, since the state is then unknown
 }
 
 std::optional<bool> isInOurUserNamespace(pid_t process) {
@@ -84,14 +84,14 @@ PeerProcess PeerProcess::ofSocketByNumber(int socket) {
 FileDescriptor PeerProcess::openExecutable() const {
     const auto process = number();
     const auto path = "/proc/" + std::to_string(process) + "/exe";
-    // O_NONBLOCK does not wait for a process that leases the file, which could be the peer itself, for up to 45
-    // seconds.
+    // Without O_NONBLOCK, open would wait for up to 45 seconds if a process has a lease on the file. That process could
+    // be the peer itself.
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const auto error = errno;
-    // Checked after the executable was opened: a process cannot return from another namespace, so if it is in ours now,
-    // it was then.
+    // Checked after the executable was opened: a process cannot return from another namespace, so if it is in our
+    // namespace now, it was in it at that time, too.
     const auto isOurs = isInOurUserNamespace(process);
-    // An id is not reused before its process exits, so only now is it certain whose executable was opened.
+    // An id is not reused before its process exits. So if the process is still running, the executable is its own.
     if (hasExited())
         throw SignatureRefused(hasEnded);
     if (error == EWOULDBLOCK && !executable.isValid())

@@ -21,8 +21,8 @@ public:
     /// Older kernels do not report that.
     static PeerProcess ofSocketByNumber(int socket);
 
-    /// Opens the executable that the process runs now, for reading. Refuses a leased file (fcntl's F_SETLEASE) instead
-    /// of waiting. Also throws if the process is in another user namespace, or if its namespace is unknown: as the
+    /// Opens the process's current executable for reading. Refuses a leased file (fcntl's F_SETLEASE) instead of
+    /// waiting. Also throws if the process is in another user namespace, or if its namespace is unknown: as the
     /// superuser of another namespace, a process can make the kernel report any file as its executable.
     FileDescriptor openExecutable() const;
 

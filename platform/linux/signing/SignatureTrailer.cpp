@@ -15,8 +15,8 @@ namespace {
 constexpr std::array<std::uint8_t, 8> magic = {0x89, 'K', 'e', 'l', 'o', 'S', 'i', 'g'};
 constexpr std::uint32_t currentVersion = 2;
 
-// The first bytes of the signed messages. They differ and have equal size, so that no message of one kind is valid as
-// the other. They contain the format version, so that a signature is valid in one format only.
+// The first bytes of the two kinds of signed message. They differ and have equal size, so that no message of one kind
+// is valid as the other kind. They contain the format version, so that a signature is valid in one format only.
 constexpr std::string_view teamContext("kelo team 2\0", 12);
 constexpr std::string_view codeContext("kelo code 2\0", 12);
 

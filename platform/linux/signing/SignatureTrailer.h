@@ -22,7 +22,7 @@ struct NameField {
     std::array<char, 255> text;
 
     /// Returns nullopt if the name is too long or contains a character that is not printable ASCII: names are logged,
-    /// and must not break or reverse a line.
+    /// and must not break or reverse a log line.
     static std::optional<NameField> of(std::string_view name);
 
     std::string_view name() const { return {text.data(), size}; }
@@ -46,11 +46,11 @@ struct SignatureTrailer {
     /// Returns a trailer with the current version and the magic; everything else is zero.
     static SignatureTrailer empty();
 
-    /// Reads the trailer of an open file of `fileSize` bytes; nullopt if the file does not end in the magic. Verifies
-    /// nothing. Throws `SignatureRefused` if the file cannot be read, or if the trailer has another version, is cut
-    /// short or has a name that `NameField::of` rejects. Does not move the file offset.
+    /// Reads the trailer of an open file of `fileSize` bytes. Returns nullopt if the file does not end in the magic.
+    /// Verifies nothing. Throws `SignatureRefused` if the file cannot be read, or if the trailer has another version,
+    /// is cut short or has a name that `NameField::of` rejects. Does not move the file offset.
     static std::optional<SignatureTrailer> read(int file, std::uint64_t fileSize);
-    /// Also throws `SignatureRefused` if the file does not end in the magic.
+    /// Like `read`, but also throws `SignatureRefused` if the file does not end in the magic.
     static SignatureTrailer require(int file, std::uint64_t fileSize);
 
     std::vector<std::uint8_t> teamMessage() const;
@@ -62,10 +62,10 @@ static_assert(sizeof(SignatureTrailer) == 724 && alignof(SignatureTrailer) == 1)
 
 static_assert(std::endian::native == std::endian::little, "numbers are written as they are in memory");
 
-/// Throws `SignatureRefused` unless the file is a regular file.
+/// Returns the size of the file. Throws `SignatureRefused` unless it is a regular file.
 std::uint64_t fileSizeOf(int file);
 
-/// Fills `bytes` from `offset` of the file. Returns false if the file is too short or cannot be read.
+/// Fills `bytes` from the file, starting at `offset`. Returns false if the file is too short or cannot be read.
 bool readExactly(int file, std::uint64_t offset, std::span<std::uint8_t> bytes);
 
 } // namespace kelo

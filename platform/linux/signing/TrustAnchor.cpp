@@ -23,7 +23,7 @@ struct stat statusOf(int descriptor, const std::string& what) {
     return status;
 }
 
-/// An access list that lets other users write is noticed too: the group bits then contain its mask.
+/// Also detects an access control list that lets other users write: the group bits then contain the list's mask.
 void requireNotWritableByOthers(const struct stat& status, const std::string& what) {
     if (status.st_uid != 0 && status.st_uid != ::geteuid())
         throw SignatureRefused(what + " belongs to another user.");

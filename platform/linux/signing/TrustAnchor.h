@@ -13,7 +13,7 @@ namespace kelo {
 struct TrustAnchor {
     PublicKey key;
 
-    /// Reads a file without checking who can write to it. Throws `SignatureRefused`.
+    /// Reads the anchor from a file without checking who can write to it. Throws `SignatureRefused`.
     static TrustAnchor load(const std::filesystem::path& file);
     /// Reads the anchor from an open file; `name` is used in the error message.
     static TrustAnchor read(int file, const std::string& name);
@@ -23,7 +23,7 @@ struct TrustAnchor {
 /// trusted.
 ///
 /// So the anchor is trusted only if the folder and the file belong to root or the effective user of the process, and no
-/// other user may write to them. Checked and read once, in the constructor: later changes have no effect. Any thread.
+/// other user may write to them. The constructor checks and reads the anchor; later changes have no effect. Any thread.
 class InstalledAnchor {
 public:
     /// `folder` is an open folder (O_PATH is enough), or -1 if there is none. `name` is the name of a file in it.

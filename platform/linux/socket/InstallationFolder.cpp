@@ -6,7 +6,7 @@
 namespace kelo {
 namespace {
 
-/// Ends with a slash; empty if the system does not report the path.
+/// Returns the path of the executable's folder with a final slash, or an empty string if the system does not report it.
 std::string installationPath() {
     char path[PATH_MAX];
     const auto length = readlink("/proc/self/exe", path, sizeof path);

@@ -11,7 +11,7 @@
 
 namespace kelo {
 
-/// Requests and replies as messages on the service's socket, one message each. docs/protocol.md has the layouts.
+/// Requests and replies as messages on the service's socket, one message each. docs/protocol.md describes the layouts.
 namespace request_records {
 
 using Bytes = std::span<const std::uint8_t>;

@@ -18,8 +18,8 @@ namespace {
 
 constexpr int backlog = 128;
 
-/// The address of a file in an open folder. It names the folder by its descriptor, so that it is short however long the
-/// folder's path is.
+/// The address of a file in an open folder. The address names the folder by its descriptor, so that it is short even if
+/// the folder's path is long.
 sockaddr_un addressOf(int folder, const std::string& name) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -32,7 +32,8 @@ sockaddr_un addressOf(int folder, const std::string& name) {
 
 const sockaddr* asSocketAddress(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-/// Lets every user connect. Uses the umask, since the path may lead to another file by the time its mode is changed.
+/// Binds the socket and lets every user connect. Uses the umask instead of chmod, since the path may lead to a
+/// different file by the time of a chmod.
 bool bindForEverybody(int socket, const sockaddr_un& address) {
     static std::mutex mutex; // guards the umask, which all threads share
     const std::lock_guard lock(mutex);
@@ -65,8 +66,8 @@ pid_t senderOf(msghdr& header) {
 template <typename Call>
 Received receiveBy(const Call& call, std::span<std::uint8_t> buffer) {
     ssize_t length = 0;
-    // If the peer closed its end without reading everything, the first call fails. Later calls return the messages it
-    // had sent.
+    // If the peer closed its end without reading everything, the first call fails. Later calls return the messages that
+    // the peer had sent.
     do
         length = call();
     while (length < 0 && (errno == EINTR || errno == ECONNRESET));
@@ -90,7 +91,7 @@ FileDescriptor listen(int folder, const std::string& name) {
     // Accepted sockets inherit the option, so that even the first message identifies its sender.
     if (!listener.isValid() || setsockopt(listener.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0)
         throwErrno("socket");
-    // Created under a temporary name and renamed when it is ready, so that its final name is never missing.
+    // Creates the socket under a temporary name and renames it when it is ready, so that the final name always exists.
     const auto unfinished = name + "." + std::to_string(getpid());
     const auto address = addressOf(folder, unfinished);
     while (!bindForEverybody(listener.get(), address))

@@ -13,27 +13,28 @@
 
 namespace kelo {
 
-/// Unix sockets that preserve message boundaries (SOCK_SEQPACKET). Each is a file in an open folder, so that the folder
-/// may be moved and its path may be longer than a socket's address.
+/// Unix sockets that preserve message boundaries (SOCK_SEQPACKET). Each socket is a file in an open folder, so that the
+/// folder may be moved and its path may be longer than a socket's address.
 namespace unix_socket {
 
-/// The path of `name` in the open folder, even after the folder is moved.
+/// Returns a path of `name` in the open folder that stays valid when the folder is moved.
 std::string pathOf(int folder, const std::string& name);
 
-/// Listens at `name` in `folder`, replacing any previous listener there. Any user may connect. Never follows a link
-/// that another user creates meanwhile. Throws `std::system_error`.
+/// Listens at `name` in `folder`, replacing any previous listener there. Any user may connect. Never follows a symbolic
+/// link that another user creates meanwhile. Throws `std::system_error`.
 FileDescriptor listen(int folder, const std::string& name);
 
-/// Accepts the next connection, non-blocking. Invalid if there is none or no descriptor is left (see `errno`).
+/// Accepts the next connection and makes it non-blocking. Returns an invalid descriptor if no connection is waiting or
+/// no descriptor is left (see `errno`).
 FileDescriptor accept(int listener);
 
-/// Connects to the listener at `name` in `folder`; blocking. Waits at most `timeout`, more than 0, for the listener to
-/// accept; `timeout` also limits each later send. Invalid if there is no listener (`errno` is ENOENT or ECONNREFUSED),
-/// if it does not accept in time (EAGAIN), or if no descriptor is left.
+/// Connects a blocking socket to the listener at `name` in `folder`. Waits at most `timeout`, which must be more than
+/// 0, for the listener to accept; `timeout` also limits each later send. Returns an invalid descriptor if there is no
+/// listener (`errno` is ENOENT or ECONNREFUSED), if it does not accept in time (EAGAIN), or if no descriptor is left.
 FileDescriptor connect(int folder, const std::string& name,
                        std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
-/// Limits how long a blocking socket waits to send and to receive. `limit` is more than 0.
+/// Limits how long a blocking socket waits to send and to receive. `limit` must be more than 0.
 void setTimeout(int socket, std::chrono::milliseconds limit);
 
 struct WouldBlock {};

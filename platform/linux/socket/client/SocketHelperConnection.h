@@ -9,7 +9,7 @@
 
 namespace kelo {
 
-/// A client's connection over the service's socket.
+/// A client's connection to the helper over the service's socket.
 class SocketHelperConnection : public HelperConnection {
 public:
     /// Connects to the service in `folder`, an open descriptor. Throws `HelperUnreachable` if the service is not
@@ -19,7 +19,7 @@ public:
     void perform(const requests::AnyCall& call) override;
 
 private:
-    /// Returns the bytes of one reply, which are in `buffer_`.
+    /// Sends a request and returns the bytes of its reply, which `buffer_` stores.
     std::span<const std::uint8_t> exchange(std::span<const std::uint8_t> request);
 
     FileDescriptor socket_;

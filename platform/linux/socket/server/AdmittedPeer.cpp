@@ -19,10 +19,10 @@ namespace {
 #ifdef SO_PEERPIDFD
 constexpr int peerPidfdOption = SO_PEERPIDFD;
 #else
-constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack it
+constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack the name
 #endif
 
-/// Uses the process id on kernels before 6.5, which do not store a pidfd with the socket.
+/// Opens the pidfd by process id on kernels before 6.5, which do not store a pidfd with the socket.
 FileDescriptor pidfdOf(int socket, pid_t process) {
     int pidfd = -1;
     socklen_t size = sizeof pidfd;
@@ -31,10 +31,11 @@ FileDescriptor pidfdOf(int socket, pid_t process) {
     return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0U)));
 }
 
-/// The folder of the process that has this id now.
+/// The /proc folder of the process that has this id now.
 std::string folderOf(pid_t process) { return "/proc/" + std::to_string(process); }
 
-/// Identifies the executable of a process, even a deleted one. `file` is the path from `folder` to its "exe".
+/// Identifies the executable of a process, even if the executable has been deleted. `file` is the path from `folder` to
+/// its "exe".
 std::optional<FileIdentity> executableAt(int folder, const std::string& file) {
     struct stat status = {};
     if (fstatat(folder, file.c_str(), &status, 0) != 0)
@@ -67,7 +68,8 @@ bool AdmittedPeer::hasSent(pid_t sender) const {
         return false;
     if (const auto executable = executableAt(folder_.get(), "exe"))
         return executable == executable_;
-    // The peer is exiting. Rejects messages from a later process with the same id.
+    // The executable is missing because the peer is exiting. Also checks the id's current process, to reject messages
+    // from a later process with the same id.
     return isEnding() && !executableAt(AT_FDCWD, folderOf(process_) + "/exe") && isEnding();
 }
 

@@ -12,8 +12,9 @@ namespace kelo {
 
 /// The process at the other end of a connection, as it was when it connected.
 ///
-/// A socket may be passed to another process, or stay open when its process runs another executable. Neither counts as
-/// the admitted peer. Changes that a debugger makes in the process are not detected.
+/// A socket may be passed to another process, or stay open when its process executes a different program. In both
+/// cases, the sender does not count as the admitted peer. Changes that a debugger makes in the process are not
+/// detected.
 class AdmittedPeer {
 public:
     /// Call before checking the peer's signature: from then on the peer must run the same executable. Returns nullopt
@@ -23,11 +24,11 @@ public:
     pid_t process() const { return process_; }
     uid_t user() const { return user_; }
 
-    /// Whether a message from `sender` comes from this peer, which must still run the same executable. An exiting
-    /// process has no executable and is accepted.
+    /// Returns whether `sender` is this peer and still runs the same executable. An exiting process has no executable
+    /// and is accepted.
     bool hasSent(pid_t sender) const;
 
-    /// Readable once the process has ended, even if a child still has its socket.
+    /// Becomes readable when the process has ended, even if a child still has its socket.
     int pidfd() const { return pidfd_.get(); }
     bool hasEnded() const;
 

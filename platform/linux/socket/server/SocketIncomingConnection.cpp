@@ -20,7 +20,7 @@ void SocketIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> 
     object_ = std::make_shared<GuardedHelper>(std::move(object));
 }
 
-/// Runs `step`. If the system lacks resources for it, cuts the client off later, since the caller may not have stored
+/// Runs `step`. If the system has run out of resources, cuts the client off later, since the caller may not have stored
 /// the connection yet.
 template <typename Step>
 void SocketIncomingConnection::attempt(Step step) {

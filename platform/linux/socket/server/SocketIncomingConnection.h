@@ -17,12 +17,12 @@ namespace kelo {
 
 /// The connection of one admitted client: reads requests, performs them on the exported object, sends the replies.
 ///
-/// Belongs to the listener's thread; replies may be made on any thread and are sent on the listener's. Cuts off a
-/// client that sends an invalid request, reuses a number, leaves its replies unread or lets another process use its
-/// socket. Still performs requests that a client sent before it disconnected, and drops their replies. Ends when the
-/// admitted process ends, even if a child has inherited the socket. While four requests of a client are waiting for
-/// replies, reads no more: no request is refused, and one client cannot fill the main queue. Requests that need no
-/// other thread are answered at once.
+/// Belongs to the listener's thread; a reply may be made on any thread and is sent on the listener's thread. Cuts off a
+/// client that sends an invalid request, reuses a request number, leaves its replies unread or lets another process use
+/// its socket. Still performs requests that a client sent before it disconnected, and drops their replies. Ends when
+/// the admitted process ends, even if a child has inherited the socket. While four requests of a client are waiting for
+/// replies, reads no more of its requests. So no request is refused, and one client cannot fill the main queue.
+/// Requests that need no other thread are answered at once.
 class SocketIncomingConnection : public IncomingConnection,
                                  public std::enable_shared_from_this<SocketIncomingConnection> {
 public:

@@ -88,16 +88,16 @@ void SocketListener::reportTrouble(const std::string& reason) {
         reports_.onTrouble(reason);
 }
 
-/// Retries after a failure, since the folder may be full or not writable only for a while.
+/// Retries after a failure, since a lack of space or of write permission in the folder may be temporary.
 bool SocketListener::openEndpoint() {
-    // First, since the descriptor numbers of closed sockets may be reused at once.
+    // Destroys the watches first, since the descriptor numbers of closed sockets may be reused at once.
     watching_.reset();
     accepting_.reset();
     try {
         listening_ = unix_socket::listen(folder_, name_);
         watching_ = files_.watch(unix_socket::pathOf(folder_, name_), [this] { socketChanged(); });
         startAccepting();
-        loop_->post([this] { socketChanged(); }); // it may have been deleted before it was watched
+        loop_->post([this] { socketChanged(); }); // the socket may have been deleted before it was watched
         return true;
     } catch (const std::system_error& error) {
         reportTrouble(std::string("there is no socket: ") + error.what());
@@ -157,8 +157,8 @@ void SocketListener::startAccepting() {
     }
 }
 
-/// Checks the limits, then the signature, then the admission, and drops a peer that fails one of them without a reply.
-/// While one peer is being checked, the next ones wait in the kernel's backlog.
+/// Checks the limits, then the signature, then the admission. Drops a peer without a reply if it fails one of these
+/// checks. While one peer is being checked, the next ones wait in the kernel's backlog.
 void SocketListener::consider(FileDescriptor socket) {
     auto peer = AdmittedPeer::of(socket.get());
     if (const auto reason = reasonToRefuse(peer))

@@ -18,12 +18,12 @@ namespace kelo {
 class AdmittedPeer;
 class SocketIncomingConnection;
 
-/// Checks a connected peer against a requirement text. Returns why it is cut off, or nullopt if it is accepted. May
-/// take its time, since it runs on a separate thread.
+/// Checks a connected peer against a requirement text. Returns the reason to cut the peer off, or nullopt to accept it.
+/// May be slow, since it runs on a separate thread.
 using PeerCheck = std::function<std::optional<std::string>(int socket, const std::string& requirement)>;
 
 /// Limits on open connections. They always leave room for other processes of the same user, for other users and, above
-/// all, for our own user.
+/// all, for the helper's own user.
 struct ConnectionLimits {
     std::ptrdiff_t total = 256;
     std::ptrdiff_t ofProcess = 32;
@@ -31,13 +31,14 @@ struct ConnectionLimits {
     std::ptrdiff_t ofOthers = 192; ///< All other users together.
 };
 
-/// What the listener reports, on its thread or the main thread.
+/// The listener's callbacks, which it calls on its thread or the main thread.
 struct ListenerReports {
-    /// Why a peer was cut off, at a limited rate.
+    /// Reports the reason why a peer was cut off. Called at a limited rate.
     std::function<void(const std::string& reason)> onRefusal;
-    /// Why no client can be served for now. Called once; the listener retries every second.
+    /// Reports the reason why no client can currently be served. Called once per outage; the listener retries every
+    /// second.
     std::function<void(const std::string& reason)> onTrouble = [](const std::string&) {};
-    /// Clients can be served again.
+    /// Called when clients can be served again.
     std::function<void()> onRecovery = [] {};
 };
 
@@ -46,24 +47,24 @@ struct ListenerReports {
 /// slow check delays only other new peers.
 class SocketListener : public Listener {
 public:
-    /// Opens nothing before `resume`. `main` and `folder`, an open descriptor, are borrowed. `main` retries if the
-    /// system refuses a thread.
+    /// Opens nothing before `resume`. Borrows `main` and `folder`, an open descriptor. If the system refuses a thread,
+    /// retries on `main`.
     SocketListener(MainQueue& main, int folder, std::string name, PeerCheck checkPeer, ListenerReports reports,
                    const ConnectionLimits& limits = {});
-    /// Ends all connections and the thread.
+    /// Ends all connections and the threads.
     ~SocketListener() override;
 
     void setAdmission(ConnectionAdmission admission) override { admission_ = std::move(admission); }
     void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
-    /// Accepts no peer unless a requirement and an admission are set. Reports a socket or thread that cannot be
-    /// created, and retries every second. Recreates a socket that is deleted later.
+    /// Accepts no peer unless a requirement and an admission are set. If the socket or thread cannot be created,
+    /// reports the failure and retries every second. Recreates a socket that is deleted later.
     [[nodiscard]] bool resume() override;
 
     /// Sends the replies posted so far, then ends the threads and connections. May be called more than once.
     void stop();
 
-    /// Like `stop`, but waits for at most `timeout`. Returns whether the threads have ended; if not, one is stuck in
-    /// the check of a peer, and `stop` would wait for it.
+    /// Like `stop`, but waits for at most `timeout`. Returns whether the threads have ended. If not, one of them is
+    /// stuck in the check of a peer, and `stop` would wait for it.
     bool stopsWithin(std::chrono::milliseconds timeout);
 
 private:
@@ -94,12 +95,12 @@ private:
     std::unique_ptr<Timer> nextTry_; ///< Retries to start the thread; on the main queue.
     const std::unique_ptr<Worker> serving_;
     std::unique_ptr<Worker> checking_; ///< Null until the first peer. Loop thread only, until that thread has ended.
-    const std::shared_ptr<EventLoop>& loop_; ///< `serving_`'s.
+    const std::shared_ptr<EventLoop>& loop_; ///< The loop of `serving_`.
     RefusalLog refusals_;
     InotifyFileEvents files_;
     FileDescriptor listening_;
     std::unique_ptr<DescriptorWatch> accepting_;
-    std::unique_ptr<FileEventSource> watching_;                       ///< The socket's name.
+    std::unique_ptr<FileEventSource> watching_;                       ///< Watches the socket's name.
     std::set<std::shared_ptr<SocketIncomingConnection>> connections_; ///< Loop thread only.
 };
 
