@@ -11,7 +11,7 @@
 namespace kelo {
 namespace {
 
-/// ISO 8601 in UTC, to whole seconds.
+/// The time in ISO 8601 format, in UTC and whole seconds.
 std::string timestamp(double wallClock) {
     using namespace std::chrono;
     const sys_seconds time{seconds(static_cast<std::int64_t>(std::floor(wallClock)))};
@@ -26,7 +26,8 @@ std::string timestamp(double wallClock) {
     return text;
 }
 
-/// Ignores exceptions: a failing log must not prevent the hand-back, and there is nowhere else to report it.
+/// Ignores exceptions: a failing log must not prevent the hand-back, and a logging error cannot be reported anywhere
+/// else.
 template <typename Write>
 void ignoringErrors(Write write) noexcept {
     try {
@@ -49,7 +50,7 @@ void HelperLog::log(LogLevel level, const char* word, std::string_view message) 
         if (logger_->isEnabled(level))
             logger_->write(level, std::string(message));
     });
-    ignoringErrors([&] { echo(word, message); }); // even if the system's log drops the level
+    ignoringErrors([&] { echo(word, message); }); // even if the system's log drops messages of this level
 }
 
 void HelperLog::echo(const char* word, std::string_view message) const {

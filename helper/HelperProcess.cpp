@@ -17,7 +17,7 @@
 namespace kelo {
 namespace {
 
-/// The signals that end a process by default and that users, terminals, resource limits and other programs send.
+/// The signals from users, terminals, resource limits and other programs that end a process by default.
 constexpr int stopSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
 
 } // namespace
@@ -116,9 +116,9 @@ void HelperProcess::handleStopSignals() {
     }
 }
 
-/// Listens once all stop signals are delivered: losing one would leave a client's hold in place.
+/// Starts listening when no stop signal can be lost any more: after a lost signal, a client's hold would stay in place.
 void HelperProcess::listenWhenStoppable() {
-    // Without a team the process keeps running for its signals and its binary watch, but serves no client.
+    // Without a team, the process still handles signals and watches its binary, but serves no client.
     if (++readySources_ < std::size(stopSignals) || !isTrusted_)
         return;
     if (listener_->resume())

@@ -15,7 +15,7 @@ class ListenerDelegate;
 struct Platform;
 class SignalSource;
 
-/// The objects that live as long as the daemon's process. Creates them in the required order.
+/// Creates the objects that the daemon needs while it runs, in the required order, and owns them.
 class HelperProcess {
 public:
     /// `platform` is borrowed and must outlive this object.
@@ -25,7 +25,7 @@ public:
     ~HelperProcess();
 
     /// Creates all objects and starts listening. If a part is unavailable, the process continues in a reduced mode; if
-    /// memory runs out, it exits. Main thread, once, before the main loop runs.
+    /// memory runs out, it exits. Call it once, on the main thread, before the main loop runs.
     void start() noexcept;
 
 private:
@@ -36,7 +36,8 @@ private:
     void requireSignatureOfOurTeam();
     void handleStopSignals();
     void listenWhenStoppable();
-    /// The only way to exit: logs the notice, hands the fan back, exits. A failing log does not prevent the hand-back.
+    /// Logs the notice, hands the fan back and exits. The process exits in no other way. A failing log does not prevent
+    /// the hand-back.
     void leave(const char* notice) noexcept;
 
     const Platform& platform_;

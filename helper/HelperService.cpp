@@ -23,7 +23,7 @@ std::shared_ptr<FanController> openController(const MachineParts& machine) {
     try {
         return std::make_shared<FanController>(machine.exchange, machine.clock, machine.rights);
     } catch (const FanError&) {
-        return nullptr; // for any reason: the service reports that there is no controllable fan
+        return nullptr; // whatever the error, the service reports that there is no controllable fan
     }
 }
 
@@ -47,7 +47,7 @@ HelperService::HelperService(ServiceDependencies dependencies)
     try {
         power_.start();
     } catch (const std::exception&) {
-        // The system is out of a resource. Each hold tries again.
+        // The system has run out of a resource. Each new hold tries again.
     }
 }
 
@@ -80,7 +80,7 @@ void HelperService::fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> rep
         try {
             snapshot = service->makeSnapshot();
         } catch (const std::exception&) {
-            // JSON cannot represent one of the readings.
+            // One of the readings cannot be represented in JSON.
         }
         reply(std::move(snapshot));
     });
@@ -139,24 +139,24 @@ Data HelperService::makeSnapshot() const {
     return snapshot.encoded();
 }
 
-/// Replaces the running hold. Returns nullopt on success. If the new hold cannot start, returns the reason, and no hold
-/// is running.
+/// Replaces the running hold. Returns nullopt on success. If the new hold cannot start, returns the reason; no hold is
+/// then running.
 std::optional<std::string> HelperService::startHold(double fraction, bool handsBackOnLidClose) {
     try {
         replaceHold(fraction, handsBackOnLidClose);
         return std::nullopt;
     } catch (const FanError& error) {
         return error.errorDescription();
-    } catch (const std::exception& error) { // the system is out of a resource
+    } catch (const std::exception& error) { // the system has run out of a resource
         return error.what();
     }
 }
 
-/// Throws if the new hold cannot start; the fans are handed back first.
+/// Replaces the running hold. If the new hold cannot start, hands the fans back and throws.
 void HelperService::replaceHold(double fraction, bool handsBackOnLidClose) {
     stopHold();
     session_.reset();
-    power_.start(); // does nothing unless it failed before
+    power_.start(); // does nothing unless an earlier start failed
     const auto hold = std::make_shared<FanHold>(controller_, fraction, handsBackOnLidClose, dependencies_.machine.queue,
                                                 dependencies_.machine.clamshell);
     hold->onEvent = [weak = weak_from_this()](const FanHold::Event& event) {
@@ -167,7 +167,7 @@ void HelperService::replaceHold(double fraction, bool handsBackOnLidClose) {
     try {
         hold->start(isSystemAsleep_);
     } catch (...) {
-        // Hand back the fans taken before the failure. The log does not mention a hold that never started.
+        // Hand back the fans taken before the failure, but do not log the end of a hold that never started.
         hold->onEvent = nullptr;
         hold->stop();
         throw;

@@ -17,7 +17,7 @@ namespace kelo {
 class FanController;
 class FanHold;
 
-/// The parts of the process that the service uses. Borrowed.
+/// The parts of the process that the service uses. They are borrowed.
 struct ServiceDependencies {
     MachineParts machine;
     HelperLog log; ///< Of category "service".
@@ -25,41 +25,41 @@ struct ServiceDependencies {
     std::function<void()> onTick; ///< Called on each tick of a hold. May call `leave`.
 };
 
-/// The object that every connection exports: serves the five requests, counts the clients, and hands the fan back when
-/// no client needs it any more.
+/// The object that every connection exports. Serves the five requests, counts the clients, and hands the fan back when
+/// no client needs it any longer.
 ///
 /// Create it with `std::make_shared`. The requests, `clientArrived` and `clientWentAway` may be called from any thread;
-/// they post to the main queue, which owns all state. A request still queued when the service is destroyed is answered
-/// but not performed.
+/// they post to the main queue, which owns all state. A request that is still queued when the service is destroyed is
+/// answered but not performed.
 class HelperService : public KeloHelperProtocol, public std::enable_shared_from_this<HelperService> {
 public:
-    /// Opens the fan controller and registers for sleep and wake. Without a controller it logs an error and refuses
-    /// every request.
+    /// Opens the fan controller and registers for sleep and wake. If the controller cannot be opened, logs an error and
+    /// refuses every request.
     explicit HelperService(ServiceDependencies dependencies);
-    /// Does not hand the fans back: call `shutdownNow()` first.
+    /// Does not hand the fans back: call `shutdownNow()` before it.
     ~HelperService() override;
 
     void perform(requests::AnyCall call) override;
 
     void fetchSnapshot(requests::ReplyTo<requests::FetchSnapshot> reply);
-    /// If a hold cannot start, no hold is running afterwards, and the fans taken before the failure are handed back.
+    /// If the hold cannot start, hands back the fans taken before the failure; no hold is then running.
     void hold(double fraction, bool handsBackOnLidClose, requests::ReplyTo<requests::Hold> reply);
     void handBack(requests::ReplyTo<requests::HandBack> reply);
     void helperVersion(const requests::ReplyTo<requests::HelperVersion>& reply);
     void standDown(const requests::ReplyTo<requests::StandDown>& reply);
 
-    /// Call it once for each accepted connection, before the first request. A client that arrives within the grace
-    /// period keeps the hold running.
+    /// Counts a client. Call it once for each accepted connection, before its first request. A client that arrives
+    /// within the grace period keeps the hold running.
     void clientArrived();
 
-    /// Call it when an accepted connection has ended. If a hold is running, the fan is handed back
-    /// `KeloHelper::orphanGracePeriod` after the last client has left. The count never falls below zero.
+    /// Call it when an accepted connection has ended. If a hold is running, hands the fan back
+    /// `KeloHelper::orphanGracePeriod` seconds after the last client has left. The count never falls below zero.
     void clientWentAway();
 
-    /// The task that `clientWentAway` posts, for callers that must allocate it in advance.
+    /// Returns the task that `clientWentAway` posts, for callers that must allocate it in advance.
     std::function<void()> departure();
 
-    /// Ends any hold and hands the fan back immediately; the last step before every exit. Main thread only.
+    /// Ends any hold and hands the fan back immediately. This is the last step before every exit. Main thread only.
     void shutdownNow() noexcept;
 
 private:
@@ -76,7 +76,7 @@ private:
     ServiceDependencies dependencies_;
     std::shared_ptr<FanController> controller_; ///< Null without a controllable fan; never replaced.
     std::shared_ptr<FanHold> session_;          ///< The current hold.
-    bool isSystemAsleep_ = false;               ///< Sleep was announced, and no wake since.
+    bool isSystemAsleep_ = false;               ///< Sleep has been announced, and no wake since then.
     std::int64_t clients_ = 0;
     MainQueue::Tasks leaving_;           ///< Leaves at once; for a stand-down that cannot be delayed.
     std::atomic_flag isLeaving_;         ///< `leaving_` has been posted.

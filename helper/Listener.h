@@ -8,8 +8,8 @@ namespace kelo {
 
 class KeloHelperProtocol;
 
-/// A client's connection that has not been accepted yet. Configure it before resuming it; valid only during the call
-/// that presents it.
+/// A client's connection that has not been accepted yet. Configure it before resuming it. It is valid only during the
+/// call that receives it.
 class IncomingConnection {
 public:
     IncomingConnection() = default;
@@ -20,10 +20,10 @@ public:
     /// Sets the object that serves the client's requests.
     virtual void exportObject(std::shared_ptr<KeloHelperProtocol> object) = 0;
 
-    /// Sets the handler for the end of the connection: called once, after all other calls, from any thread.
+    /// Sets the handler for the end of the connection. It is called once, after all other calls, from any thread.
     virtual void setInvalidationHandler(std::function<void()> handler) = 0;
 
-    /// Sets the handler for an interruption, which may be followed by the invalidation. From any thread.
+    /// Sets the handler for an interruption. It is called from any thread; an invalidation may follow.
     virtual void setInterruptionHandler(std::function<void()> handler) = 0;
 
     /// Starts receiving the client's requests. Call it last.
@@ -31,11 +31,11 @@ public:
 };
 
 /// Decides whether to accept a connection whose peer satisfies the listener's requirement. Called on the listener's own
-/// thread. Returns true if it has resumed the connection; false drops the connection.
+/// thread. Returns true if it has resumed the connection. If it returns false, the listener drops the connection.
 using ConnectionAdmission = std::function<bool(IncomingConnection& connection)>;
 
-/// The service's endpoint. Set it up on the main thread: admission, requirement, then `resume`. Lives as long as the
-/// process.
+/// The service's endpoint. Set it up on the main thread in this order: admission, requirement, `resume`. It exists as
+/// long as the process.
 class Listener {
 public:
     Listener() = default;
@@ -45,8 +45,8 @@ public:
 
     virtual void setAdmission(ConnectionAdmission admission) = 0;
 
-    /// Disconnects every peer whose code signature does not satisfy `requirement`, before the admission is called. If
-    /// the requirement does not parse, disconnects every peer.
+    /// From now on, disconnects every peer whose code signature does not satisfy `requirement`, before calling the
+    /// admission. If the requirement does not parse, disconnects every peer.
     virtual void setConnectionCodeSigningRequirement(const std::string& requirement) = 0;
 
     /// Starts accepting connections. Returns whether it is listening.

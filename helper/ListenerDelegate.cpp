@@ -9,14 +9,15 @@ namespace kelo {
 
 namespace {
 
-/// Reports a client's departure. There are two reports if its connection is interrupted and then invalidated. The tasks
-/// are allocated when the client arrives: losing a departure when memory runs out would leave its hold in place.
+/// Reports a client's departure: twice if the connection is first interrupted and then invalidated. The tasks are
+/// allocated when the client arrives. If a departure were lost because memory runs out, the client's hold would stay in
+/// place.
 class Departures {
 public:
     Departures(std::shared_ptr<HelperService> service, MainQueue& queue)
         : service_(std::move(service)), queue_(queue), prepared_{service_->departure(), service_->departure()} {}
 
-    /// Enables reports: a client that has not been counted must not depart.
+    /// Enables reports. Before that, the client has not been counted, so its departure must not be counted either.
     void begin() { hasBegun_ = true; }
 
     void report() {

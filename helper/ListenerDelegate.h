@@ -11,19 +11,19 @@ namespace kelo {
 class BinaryWatch;
 class HelperService;
 
-/// Accepts the connections of peers whose signature the listener has accepted, exports the service to each, and reports
-/// its arrival and departure. Once the helper's executable has been replaced, refuses connections and makes the helper
-/// leave, so that the new helper can serve the clients.
+/// Accepts the connections of peers whose signature the listener has accepted, exports the service to each connection,
+/// and reports its arrival and departure. Once the helper's executable has been replaced, refuses connections and makes
+/// the helper leave, so that the new helper can serve the clients.
 ///
 /// Called on the listener's thread. Reads only constant state; posts everything else to the main queue.
 class ListenerDelegate {
 public:
-    /// `binary` is null if the helper's executable could not be found; connections are then never refused. `queue` is
-    /// borrowed.
+    /// `binary` is null if the helper's executable could not be found. In this case, connections are never refused.
+    /// `queue` is borrowed.
     ListenerDelegate(std::shared_ptr<HelperService> service, std::shared_ptr<const BinaryWatch> binary,
                      MainQueue& queue, Leave leave);
 
-    /// Returns whether the connection was accepted and resumed; a refused connection is not touched.
+    /// Returns whether it has accepted and resumed the connection. Does nothing with a refused connection.
     bool shouldAcceptNewConnection(IncomingConnection& connection);
 
 private:

@@ -12,7 +12,7 @@ public:
     LogOutput& operator=(const LogOutput&) = delete;
     virtual ~LogOutput() = default;
 
-    /// Seconds since 1970 in UTC.
+    /// The seconds since 1970 in UTC.
     virtual double wallClock() = 0;
 
     /// Writes `bytes` to standard error in one write; a failure is ignored.

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// Delivers one signal. Destroying it stops the delivery.
+/// Delivers one kind of signal. Destroying it stops the delivery.
 class SignalSource {
 public:
     SignalSource() = default;
@@ -13,8 +13,8 @@ public:
     SignalSource& operator=(const SignalSource&) = delete;
     virtual ~SignalSource() = default;
 
-    /// Calls `then` once signals can no longer be lost: before it returns (the default) or later on the main queue, but
-    /// not after the source has been destroyed. Main thread only, once.
+    /// Calls `then` as soon as signals can no longer be lost: either before it returns (the default) or later on the
+    /// main queue, but not after the source has been destroyed. Call it once, on the main thread.
     virtual void whenReady(const std::function<void()>& then) { then(); }
 };
 
@@ -26,9 +26,9 @@ public:
     Signals& operator=(const Signals&) = delete;
     virtual ~Signals() = default;
 
-    /// Disables the signal's default action and calls `onSignal` on the main queue each time the signal arrives.
-    /// Returns nullptr if the system has no source left; the default action then stays in effect, so that the signal
-    /// still ends the process.
+    /// Disables the signal's default action and calls `onSignal` on the main queue each time the signal arrives. If the
+    /// system cannot create another source, returns nullptr and keeps the default action, so that the signal still ends
+    /// the process.
     [[nodiscard]] virtual std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) = 0;
 };
 

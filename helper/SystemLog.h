@@ -6,7 +6,7 @@ namespace kelo {
 
 enum class LogLevel { error, notice };
 
-/// One category of the system's own log. Any thread.
+/// One category of the system's log. Any thread.
 class SystemLog {
 public:
     SystemLog() = default;
@@ -17,7 +17,7 @@ public:
     /// Whether the system stores entries of this level.
     virtual bool isEnabled(LogLevel level) = 0;
 
-    /// Adds one entry that everyone with access to the log can read.
+    /// Adds one entry whose text is public, so that everyone with access to the log can read it.
     virtual void write(LogLevel level, const std::string& message) = 0;
 };
 

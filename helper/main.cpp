@@ -6,7 +6,7 @@
 #include "helper/HelperProcess.h"
 #include "helper/Platform.h"
 
-/// The daemon takes no arguments and reads no environment and no configuration.
+/// The daemon takes no arguments and reads neither environment variables nor configuration files.
 int main() {
     std::shared_ptr<const kelo::Platform> platform;
     std::optional<kelo::HelperProcess> process;
@@ -14,7 +14,7 @@ int main() {
         platform = kelo::makePlatform();
         process.emplace(*platform);
     } catch (const std::exception& error) {
-        // Without a main loop the process cannot run. No fan has been taken yet.
+        // The process cannot run without its platform. No fan has been taken yet.
         std::fprintf(stderr, "[ERROR] listener: The system refused a resource that the helper needs (%s).\n",
                      error.what());
         return 0;

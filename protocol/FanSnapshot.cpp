@@ -21,7 +21,7 @@ const Json& required(const Json& record, const std::string& key) {
     return *found;
 }
 
-/// Checks the type, because the library would convert: true to 1, 1.5 to 1.
+/// Checks the type, because the library would convert both true and 1.5 to 1.
 template <typename T>
 T converted(const Json& value, bool hasRightType, const std::string& key) {
     if (!hasRightType)
@@ -68,8 +68,8 @@ double finite(double number, const char* key) {
 
 } // namespace
 
-/// Appends the members one by one: the library's objects allocate when they are destroyed, which would end the process
-/// when memory has run out.
+/// Appends the members one by one instead of building a JSON object: the library allocates memory when it destroys an
+/// object, and would end the process if memory had run out.
 Data FanSnapshot::encoded() const {
     std::string text;
     const auto add = [&text](const char* key, const Json& value) {
@@ -98,7 +98,7 @@ FanSnapshot FanSnapshot::decoded(const Data& json) {
     if (json.size() > maximumSize)
         failToRead("it is larger than " + std::to_string(maximumSize) + " bytes");
     const auto record = Json::parse(json, nullptr, false);
-    // The library treats a NUL byte as the end and ignores the rest; valid JSON contains none.
+    // The library treats a NUL byte as the end of the text and ignores the rest. Valid JSON contains no NUL byte.
     if (record.is_discarded() || std::find(json.begin(), json.end(), 0) != json.end())
         failToRead("it is not valid JSON");
     if (!record.is_object())

@@ -18,7 +18,7 @@ public:
 /// The state of the fans, sent over the connection as JSON. Immutable.
 ///
 /// The speeds are those of the reported fan, in RPM. The JSON keys are the member names, written in this order; readers
-/// must not depend on the order.
+/// must not depend on this order.
 struct FanSnapshot {
     const std::int64_t fanCount;
     const double currentRPM;
@@ -33,17 +33,17 @@ struct FanSnapshot {
 
     bool operator==(const FanSnapshot&) const = default;
 
-    /// Larger JSON texts are rejected; this is many times the size of a snapshot.
+    /// The maximum size of a JSON text in bytes, many times the size of a snapshot. Larger texts are rejected.
     static constexpr std::size_t maximumSize = 65'536;
 
-    /// Throws `SnapshotError` for a number that JSON cannot represent (NaN, an infinity) and for text that is not
+    /// Throws `SnapshotError` for a number that JSON cannot represent (NaN or an infinity) and for text that is not
     /// UTF-8.
     Data encoded() const;
 
     /// Decodes a JSON object. Throws `SnapshotError` if the text is not valid JSON or larger than `maximumSize`, if a
     /// number exceeds the range of a double, or if a required key is missing or a value has the wrong type (true for a
-    /// number, 1.5 for the integer, null for a required key). Ignores unknown keys. Of a repeated key the last value
-    /// counts.
+    /// number, 1.5 for the integer, null for a required key). Ignores unknown keys. If a key is repeated, uses its last
+    /// value.
     static FanSnapshot decoded(const Data& json);
 };
 

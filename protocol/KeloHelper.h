@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Constants shared by helper and client. Fixed at build time; there is no configuration.
+/// Constants shared by the helper and the client. They are fixed at build time and cannot be configured.
 struct KeloHelper {
     KeloHelper() = delete;
 
@@ -14,7 +14,7 @@ struct KeloHelper {
     /// Seconds between the departure of the last client and the hand-back.
     static constexpr double orphanGracePeriod = 8.0;
 
-    /// Version of `KeloHelperProtocol`, by which a client recognises an older or newer helper.
+    /// The version of `KeloHelperProtocol`. A client compares it to recognise an older or newer helper.
     static constexpr std::int64_t interfaceVersion = 6;
 };
 

@@ -13,10 +13,10 @@ namespace kelo {
 using Data = std::vector<std::uint8_t>;
 
 /// The requests that the helper serves. A request's members are its arguments, `Answer` is the type of its single
-/// reply, and `selector` is its Objective-C name; a test compares these with the Objective-C protocol.
+/// reply, and `selector` is its Objective-C name; a test compares them with the Objective-C protocol.
 ///
-/// To add a request, add a struct here and an entry in `Any`. Code that must handle the request then does not compile
-/// until it does.
+/// To add a request, add a struct here and an entry in `Any`. Code that must handle every request then does not compile
+/// until it handles the new one.
 namespace requests {
 
 /// The answer to a request that returns no value.
@@ -34,9 +34,9 @@ struct FetchSnapshot : WithoutArguments {
     static constexpr const char* selector = "fetchSnapshotWithReply:";
 };
 
-/// Holds every fan at `fraction` of its speed range (clamped into 0...1), replacing the running hold, if any.
+/// Holds every fan at `fraction` of its speed range (clamped to 0...1), replacing the running hold, if any.
 struct Hold {
-    /// Nullopt on success, otherwise an error text for the owner of the Mac.
+    /// Nullopt on success, otherwise an error message for the owner of the Mac.
     using Answer = std::optional<std::string>;
     static constexpr const char* selector = "holdWithFraction:handsBackOnLidClose:reply:";
 
@@ -54,7 +54,7 @@ struct HandBack : WithoutArguments {
     static constexpr const char* selector = "handBackWithReply:";
 };
 
-/// Answered without waiting for the main thread.
+/// This request is answered without waiting for the main thread.
 struct HelperVersion : WithoutArguments {
     /// `KeloHelper::interfaceVersion`.
     using Answer = std::int64_t;
@@ -67,10 +67,10 @@ struct StandDown : WithoutArguments {
     static constexpr const char* selector = "standDownWithReply:";
 };
 
-/// In protocol order. Add new requests at the end: a request's index is its number on the Linux socket.
+/// All requests in protocol order. Add new requests at the end: a request's index is its number on the Linux socket.
 using Any = std::variant<FetchSnapshot, Hold, HandBack, HelperVersion, StandDown>;
 
-/// Call it exactly once, from any thread. All copies refer to the same reply.
+/// A function that sends the reply. Call it exactly once, from any thread. All copies refer to the same reply.
 template <typename Request>
 using ReplyTo = std::function<void(typename Request::Answer)>;
 
@@ -90,7 +90,7 @@ struct CallsOf<std::variant<Requests...>> {
 };
 using AnyCall = CallsOf<Any>::Type;
 
-/// A visitor with one callable per alternative.
+/// A visitor with one callable for each alternative of a variant.
 template <typename... Callables>
 struct Overloaded : Callables... {
     using Callables::operator()...;
@@ -107,8 +107,8 @@ public:
     KeloHelperProtocol& operator=(const KeloHelperProtocol&) = delete;
     virtual ~KeloHelperProtocol() = default;
 
-    /// Returns at once. Any thread. Calls the reply exactly once, from any thread. Errors are reported in the reply;
-    /// never throws.
+    /// Performs the request. Returns at once. Any thread. Calls the reply exactly once, from any thread. Reports errors
+    /// in the reply and never throws.
     virtual void perform(requests::AnyCall call) = 0;
 };
 

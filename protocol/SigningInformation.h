@@ -12,8 +12,9 @@ public:
     SigningInformation& operator=(const SigningInformation&) = delete;
     virtual ~SigningInformation() = default;
 
-    /// The team that signed the running executable; nullopt if the code is unsigned or signed without a team, or if the
-    /// system does not answer. Throws if the executable cannot be read. Queried at every call. Any thread.
+    /// The team that signed the running executable; nullopt if the code is unsigned, if it is signed without a team, or
+    /// if the system does not report its signature. Throws if the executable cannot be read. Queries the system on
+    /// every call. Any thread.
     virtual std::optional<std::string> teamIdentifier() = 0;
 };
 

@@ -9,8 +9,8 @@ public:
     Clock& operator=(const Clock&) = delete;
     virtual ~Clock() = default;
 
-    /// Seconds since some fixed moment; never goes back. Like the delays and timers of the main queue, it counts only
-    /// the time that the machine is awake. Otherwise a deadline could pass during sleep without a single attempt.
+    /// A monotonic time in seconds since an arbitrary moment. Like the delays and timers of the main queue, it advances
+    /// only while the machine is awake. Otherwise a deadline could pass during sleep without a single attempt.
     virtual double now() = 0;
 
     /// Blocks the calling thread.

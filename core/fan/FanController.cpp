@@ -44,7 +44,7 @@ struct SpeedRange {
     double maxRPM;
 };
 
-/// Returns nullopt when a bound cannot be read or the range is empty, inverted or NaN.
+/// Returns nullopt if a bound cannot be read or is NaN, or if the range is empty or inverted.
 std::optional<SpeedRange> readRange(int fan) {
     const auto min = readFloat(FanKey(fan, "Mn"));
     if (!min)
@@ -63,7 +63,7 @@ void appendFan(int index, std::vector<Fan>& fans) {
     if (!range)
         return;
     std::uint8_t mode = automaticMode;
-    smc_read_u8(FanKey(index, "Md"), &mode); // unreadable counts as automatic
+    smc_read_u8(FanKey(index, "Md"), &mode); // an unreadable mode counts as automatic
     const auto target = readFloat(FanKey(index, "Tg"));
     fans.push_back({index, range->minRPM, range->maxRPM, *current, target.value_or(*current), mode != automaticMode});
 }
@@ -155,7 +155,7 @@ double FanController::setTarget(int fan, double rpm) {
 }
 
 void FanController::restoreAuto() noexcept {
-    // Statuses are ignored on purpose: a fan that refuses must not prevent the others from being handed back.
+    // Ignores the statuses on purpose: a fan that refuses must not prevent the hand-back of the others.
     for (int i = 0; i < fanCount_; ++i)
         writeMode(i, automaticMode);
     smc_write_u8(unlockKey, 0);

@@ -17,21 +17,22 @@ class SMCExchange;
 
 /// Controls the fans and reads the temperature sensors.
 ///
-/// Keeps the key client's connection open for its whole lifetime; there is at most one controller per process. Speeds
-/// are in RPM, temperatures in degrees Celsius, both widened from the controller's 32-bit floats. Fan indices are not
-/// checked against `fanCount()`; key names have room for one digit, so only fans 0 to 9 can be addressed.
+/// Keeps the key client's connection open for its whole lifetime; there is at most one `FanController` per process.
+/// Speeds are in RPM and temperatures in degrees Celsius; both are converted from the hardware's 32-bit floats. Fan
+/// indices are not checked against `fanCount()`. Key names have room for only one digit, so only fans 0 to 9 can be
+/// addressed.
 ///
-/// All calls on one thread. Reads never throw: unreadable values are omitted or nullopt.
+/// Make all calls on one thread. Reads never throw: they omit values that cannot be read or return nullopt for them.
 class FanController {
 public:
-    /// Makes `exchange` the key client's transport, opens the connection and counts the fans. All three are borrowed.
-    /// Needs no particular rights.
-    /// Throws `smcUnavailable`, or `noFans` when there are no fans or their number cannot be read; the connection is
-    /// then closed.
+    /// Makes `exchange` the key client's transport, opens the connection and counts the fans. The arguments are
+    /// borrowed. Needs no particular rights.
+    /// Throws `smcUnavailable` if the connection cannot be opened. If there are no fans or their number cannot be read,
+    /// closes the connection and throws `noFans`.
     FanController(SMCExchange& exchange, Clock& clock, Rights& rights);
     FanController(const FanController&) = delete;
     FanController& operator=(const FanController&) = delete;
-    /// Closes the connection. Leaves the fans as they are: call `restoreAuto()` first.
+    /// Closes the connection. Does not change the fans: call `restoreAuto()` first.
     ~FanController();
 
     /// Seconds for which `engageManual` keeps trying after it has set the unlock switch.
@@ -46,23 +47,24 @@ public:
     /// Reads the fans into `fans` and reuses its storage.
     void readFans(std::vector<Fan>& fans) const;
     std::optional<double> chipTemperature() const;
-    /// By key name; omits keys that cannot be read.
+    /// The temperatures by key name; omits keys that cannot be read.
     std::map<std::string, double> enclosureTemperatures() const;
-    /// `cool` when there is no reading.
+    /// Returns `cool` if there is no reading.
     Warmth warmth() const;
 
-    /// Takes a fan out of automatic control. Sets the unlock switch if the controller refuses at first, and returns
-    /// whether it did. Blocks for up to `unlockTimeout`.
-    /// Throws `needsRoot`, or `modeRejected`, which leaves the unlock switch on: `restoreAuto()` clears it.
+    /// Takes a fan out of automatic control. If the controller refuses at first, sets the unlock switch and retries.
+    /// Returns whether it set the switch. Blocks for up to `unlockTimeout`.
+    /// Throws `needsRoot` or `modeRejected`. After `modeRejected` the unlock switch is still on; `restoreAuto()` clears
+    /// it.
     bool engageManual(int fan);
 
-    /// Sets the target speed of a fan in manual mode, clamped into its range. Returns the clamped speed. NaN passes
-    /// through. Does not change the mode.
+    /// Sets the target speed of a fan in manual mode, clamped to the fan's range unless it is NaN. Returns the speed
+    /// that it has set. Does not change the mode.
     /// Throws `needsRoot`, `noFans` (no valid range) or `targetRejected`.
     double setTarget(int fan, double rpm);
 
-    /// Returns every fan to automatic control and clears the unlock switch. Tries all of them even if some refuse,
-    /// never fails, and may be called when no fan was taken.
+    /// Returns every fan to automatic control and clears the unlock switch. Tries every fan even if some refuse. Never
+    /// fails. May be called even if no fan has been taken.
     void restoreAuto() noexcept;
 
 private:

@@ -5,7 +5,7 @@
 namespace kelo {
 namespace {
 
-/// Upper-case base 16 without padding; a minus sign precedes the magnitude of a negative code.
+/// The code in upper-case hexadecimal without leading zeros. A negative code becomes a minus sign and its magnitude.
 std::string hex(std::int32_t code) {
     char digits[9]; // "-80000000" is the longest
     const auto end = std::to_chars(digits, digits + sizeof digits, code, 16).ptr;

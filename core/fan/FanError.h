@@ -6,13 +6,13 @@
 
 namespace kelo {
 
-/// Why the fans cannot be controlled. Thrown by the controller and the hold. Does not allocate, so it can be thrown and
-/// caught when memory has run out.
+/// The reason why the fans cannot be controlled. Thrown by the controller and the hold. Does not allocate, so it can be
+/// thrown and caught when memory has run out.
 class FanError : public std::exception {
 public:
     enum class Case { modeRejected, targetRejected, smcUnavailable, noFans, needsRoot };
 
-    /// `code` is the key client's last status; 0 when there was no time for a retry.
+    /// `code` is the key client's last status; 0 if there was no time for a retry.
     static FanError modeRejected(std::int32_t code) { return FanError(Case::modeRejected, code); }
     static FanError targetRejected(std::int32_t code) { return FanError(Case::targetRejected, code); }
     static FanError smcUnavailable() { return FanError(Case::smcUnavailable); }
@@ -20,9 +20,9 @@ public:
     static FanError needsRoot() { return FanError(Case::needsRoot); }
 
     Case kind() const { return case_; }
-    /// 0 for a case without a code.
+    /// Returns 0 for a case without a code.
     std::int32_t code() const { return code_; }
-    /// Written for the owner of the Mac; sent to the client unchanged.
+    /// A message for the owner of the Mac, sent to the client unchanged.
     std::string errorDescription() const;
     /// The case's name, for developers.
     const char* what() const noexcept override;

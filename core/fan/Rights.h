@@ -9,7 +9,7 @@ public:
     Rights& operator=(const Rights&) = delete;
     virtual ~Rights() = default;
 
-    /// Whether the process may control the fans. Queried at every use.
+    /// Whether the process may control the fans. Queries the system on every call.
     virtual bool isRoot() = 0;
 };
 

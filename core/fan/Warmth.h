@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// The chip's thermal category. Crosses the connection as text.
+/// The chip's thermal category. Sent over the connection as text.
 enum class Warmth { cool, warm, hot };
 
 constexpr std::string_view warmthText(Warmth warmth) {
@@ -20,7 +20,7 @@ constexpr std::string_view warmthText(Warmth warmth) {
     return {};
 }
 
-/// Returns nullopt for any other text; the comparison is case-sensitive.
+/// Parses a category's text, which is case-sensitive. Returns nullopt for any other text.
 constexpr std::optional<Warmth> warmthFromText(std::string_view text) {
     for (const auto warmth : {Warmth::cool, Warmth::warm, Warmth::hot})
         if (text == warmthText(warmth))

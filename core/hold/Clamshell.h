@@ -19,7 +19,8 @@ public:
     Clamshell& operator=(const Clamshell&) = delete;
     virtual ~Clamshell() = default;
 
-    /// Queried at every call. Also absent when there is no root power domain. Main thread only.
+    /// Queries the system on every call. Also returns an absent property if there is no root power domain. Main thread
+    /// only.
     virtual ClamshellProperty clamshellState() = 0;
 };
 

@@ -85,14 +85,14 @@ void FanHold::tick() {
     reassertIfNeeded();
 }
 
-/// Queries the lid at each evaluation, even while asleep.
+/// Whether the hold may keep the fans now. Queries the lid on every call, even while the system sleeps.
 bool FanHold::mayHold() {
     const bool lidClosed = Lid::isClosed(clamshell_);
     return HoldGate::mayHold(isSleeping_, lidClosed, handsBackOnLidClose_);
 }
 
-/// Takes every fan to the held fraction. Returns whether any of them needed the unlock switch. Throws on the first
-/// refusal and leaves the remaining fans alone. The caller maintains `isEngaged_`.
+/// Puts every fan in manual mode at the held fraction. Returns whether any fan needed the unlock switch. Throws at the
+/// first refusal and does not change the remaining fans. The caller maintains `isEngaged_`.
 bool FanHold::engage() {
     const double fraction = heldFraction();
     bool neededUnlock = false;
@@ -105,7 +105,7 @@ bool FanHold::engage() {
     return neededUnlock;
 }
 
-/// Takes the fans or hands them back, as the gate requires. Returns whether they are held now.
+/// Takes the fans or hands them back, as the gate requires. Returns whether the fans are now held.
 bool FanHold::applyGate() {
     if (!isHolding_)
         return false;
@@ -129,7 +129,7 @@ bool FanHold::applyGate() {
     return true;
 }
 
-/// Evaluates the fraction to hold. Each call takes one chip reading and eases by one step.
+/// Computes the fraction to hold. Each call reads the chip temperature once and lowers the floor by at most one step.
 double FanHold::heldFraction() {
     takeChipReading();
     const double candidate = ThermalFloor::hold(fraction_, ThermalFloor::smoothed(chipReadings_));
@@ -143,7 +143,7 @@ double FanHold::heldFraction() {
     return held;
 }
 
-/// A missing reading changes nothing; the older readings remain in use.
+/// Adds the current chip temperature to the readings. If it cannot be read, keeps the older readings.
 void FanHold::takeChipReading() {
     const auto celsius = controller_->chipTemperature();
     if (!celsius)
@@ -153,8 +153,8 @@ void FanHold::takeChipReading() {
         chipReadings_.erase(chipReadings_.begin());
 }
 
-/// Takes the fans again if another program took one or moved a target by more than the tolerance. A changed held
-/// fraction reaches the fans in the same way.
+/// Takes the fans again if a fan is no longer in manual mode or a target is off by more than the tolerance. Targets are
+/// off after another program has changed them or after the held fraction has changed.
 void FanHold::reassertIfNeeded() {
     if (!applyGate())
         return;
@@ -172,7 +172,8 @@ void FanHold::reassertIfNeeded() {
         announce(Event::reasserted());
 }
 
-/// Reads the fans again, since the evaluation may have taken a while.
+/// Whether a target is off by more than the tolerance. Reads the fans again, since computing the fraction may have
+/// taken a while.
 bool FanHold::isAnyTargetOff(double fraction) {
     controller_->readFans(fans_);
     return std::any_of(fans_.begin(), fans_.end(), [&](const Fan& fan) {

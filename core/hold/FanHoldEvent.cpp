@@ -6,8 +6,8 @@
 namespace kelo {
 namespace {
 
-/// The shortest round-trip form in the given notation; "inf" or "-inf" for an infinity. 400 characters are enough for
-/// any double in fixed notation.
+/// The shortest text in the given notation that parses back to `number`; "inf" or "-inf" for an infinity. 400
+/// characters are enough for any double in fixed notation.
 std::string shortest(double number, std::chars_format format) {
     char text[400];
     return {text, std::to_chars(text, text + sizeof text, number, format).ptr};
@@ -50,7 +50,7 @@ std::string shortestText(double number) {
     if (std::isnan(number))
         return "nan";
     const double magnitude = std::fabs(number);
-    // Above 2^54 not all digits before the decimal point are significant.
+    // Above 2^54, not all digits before the decimal point are significant.
     if (magnitude != 0 && (magnitude < 0.0001 || magnitude > 0x1p54))
         return shortest(number, std::chars_format::scientific);
     auto text = shortest(number, std::chars_format::fixed);

@@ -6,7 +6,7 @@
 namespace kelo {
 
 struct FanHoldEvent {
-    /// The first engagement succeeded. `fraction` is the one that the client asked for.
+    /// The hold has taken the fans at its start. `fraction` is the fraction that the client requested.
     struct Engaged {
         double fraction;
         bool neededUnlock; ///< Some fan needed the controller's unlock switch.
@@ -38,7 +38,8 @@ struct FanHoldEvent {
 };
 
 /// The shortest text that parses back to `number`, such as "0.5", "1.0", "1e-05", "nan" or "-inf". Uses scientific
-/// notation below 0.0001 and above 2^54; decimal notation always has a fractional part.
+/// notation for non-zero magnitudes below 0.0001 and for magnitudes above 2^54. Decimal notation always has a
+/// fractional part.
 std::string shortestText(double number);
 
 } // namespace kelo

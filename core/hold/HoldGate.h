@@ -2,7 +2,7 @@
 
 namespace kelo {
 
-/// Decides whether a hold keeps the fans or yields them.
+/// Decides whether a hold may keep the fans or must yield them.
 struct HoldGate {
     HoldGate() = delete;
 

@@ -7,8 +7,8 @@ class Clamshell;
 struct Lid {
     Lid() = delete;
 
-    /// Whether the lid is known to be closed. A missing property counts as open, and so does any value other than true
-    /// or the number 1. Queried at every call.
+    /// Whether the lid is known to be closed. The lid counts as open if the property is missing or has a value other
+    /// than true or the number 1. Queries the system on every call.
     static bool isClosed(Clamshell& clamshell);
 };
 

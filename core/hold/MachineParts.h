@@ -9,7 +9,7 @@ class PowerNotifications;
 class Rights;
 class SMCExchange;
 
-/// The machine's parts that the core uses. Borrowed from the platform or a test.
+/// The parts of the machine that the core uses. Borrowed from the platform or a test.
 struct MachineParts {
     MainQueue& queue;
     SMCExchange& exchange;

@@ -6,10 +6,10 @@
 
 namespace kelo {
 
-/// The relevant messages of the root power domain; platforms deliver no others.
+/// The messages of the root power domain that the helper handles; platforms deliver no others.
 enum class PowerMessage { canSystemSleep, systemWillSleep, systemHasPoweredOn };
 
-/// Called on the main thread with each message. Pass `notificationID` to `allowPowerChange`.
+/// A handler that is called on the main thread with each message. Pass `notificationID` to `allowPowerChange`.
 using PowerHandler = std::function<void(PowerMessage message, std::intptr_t notificationID)>;
 
 /// A registration for power messages. Destroying it ends the delivery of messages. Main thread only.
@@ -20,7 +20,7 @@ public:
     PowerRegistration& operator=(const PowerRegistration&) = delete;
     virtual ~PowerRegistration() = default;
 
-    /// Allows the system to sleep. `notificationID` is that of the message.
+    /// Allows the system to sleep. `notificationID` is the identifier that came with the message.
     virtual void allowPowerChange(std::intptr_t notificationID) noexcept = 0;
 };
 
@@ -31,7 +31,7 @@ public:
     PowerNotifications& operator=(const PowerNotifications&) = delete;
     virtual ~PowerNotifications() = default;
 
-    /// Registers `onMessage`, which may destroy the registration. Returns nullptr when the system has no root power
+    /// Registers `onMessage`, which may destroy the registration. Returns nullptr if the system has no root power
     /// domain. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) = 0;
 };

@@ -24,8 +24,8 @@ void PowerWatch::receive(PowerMessage message, std::intptr_t notificationID) {
     case PowerMessage::canSystemSleep:
         return registration_->allowPowerChange(notificationID);
     case PowerMessage::systemWillSleep:
-        // Acknowledge after the callback, since the system may then sleep at once. Acknowledge even if the callback
-        // throws, since the system otherwise waits for 30 seconds.
+        // Acknowledge only after the callback, since the system may sleep immediately after the acknowledgement.
+        // Acknowledge even if the callback throws, since the system otherwise waits for 30 seconds.
         try {
             willSleep_();
         } catch (...) {

@@ -8,20 +8,20 @@
 
 namespace kelo {
 
-/// Runs one callback before the system sleeps and another after it has powered on. Acknowledges each sleep, so that
-/// only the first callback can delay it.
+/// Runs one callback before the system sleeps and another after it has powered on. Acknowledges each sleep message, so
+/// that nothing but the first callback can delay sleep.
 ///
 /// Destroying the watch ends its registration; its callbacks must not destroy it. Main thread only.
 class PowerWatch {
 public:
-    /// Does not register yet. `notifications` is borrowed.
+    /// Does not register for messages; `start()` does. `notifications` is borrowed.
     PowerWatch(PowerNotifications& notifications, std::function<void()> willSleep, std::function<void()> didWake);
     PowerWatch(const PowerWatch&) = delete;
     PowerWatch& operator=(const PowerWatch&) = delete;
     ~PowerWatch();
 
-    /// Registers, unless already registered. If there is no root power domain, the watch stays silent until a later
-    /// `start()` succeeds. Throws the system's exception when the system is out of a resource.
+    /// Registers for messages, unless already registered. If there is no root power domain, no callback runs until a
+    /// later `start()` succeeds. Throws the system's exception if the system has run out of a resource.
     void start();
 
     /// Ends the registration, if any. Must not be called from the callbacks.

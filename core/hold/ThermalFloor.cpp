@@ -27,7 +27,7 @@ std::optional<double> ThermalFloor::smoothed(std::span<const double> readings) {
 }
 
 double ThermalFloor::fraction(double chipCelsius) {
-    // Negated so that NaN returns 0: an unknown temperature adds no air.
+    // The condition is negated so that NaN returns 0: an unknown temperature must not raise the speed.
     if (!(chipCelsius > std::begin(curve)->celsius))
         return 0;
     if (!(chipCelsius < std::rbegin(curve)->celsius))

@@ -12,20 +12,21 @@ struct ThermalFloor {
     ThermalFloor() = delete;
 
     static constexpr int smoothingWindow = 8;
-    /// The most by which the held fraction falls in one step, so that the fans slow down gradually as the chip cools.
+    /// The largest decrease of the held fraction in one step. It makes the fans slow down gradually as the chip cools.
     static constexpr double fallPerStep = 0.02;
 
-    /// The mean of the newest `smoothingWindow` readings; `readings` is ordered from oldest to newest. Nullopt without
-    /// readings.
+    /// The mean of the newest `smoothingWindow` readings; `readings` is ordered from oldest to newest. Returns nullopt
+    /// if there are no readings.
     static std::optional<double> smoothed(std::span<const double> readings);
 
-    /// The floor at a chip temperature. 0 for NaN and up to and including 89 °C; jumps to 0.04 just above.
+    /// The lowest fraction allowed at a chip temperature. Returns 0 for NaN and for temperatures up to 89 °C; above 89
+    /// °C, starts at 0.04.
     static double fraction(double chipCelsius);
 
-    /// The asked fraction raised to the floor; unchanged if the temperature is unknown.
+    /// The larger of `asked` and the floor; `asked` if the temperature is unknown.
     static double hold(double asked, std::optional<double> chipCelsius);
 
-    /// Eases the held fraction from `from` towards `to`: up at once, down by at most `fallPerStep`.
+    /// Moves the held fraction from `from` towards `to`: up in one step, but down by at most `fallPerStep`.
     static double eased(double from, double to);
 };
 

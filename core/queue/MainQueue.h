@@ -23,7 +23,7 @@ public:
 class MainQueue {
 public:
     using Task = std::function<void()>;
-    /// Allocated tasks that are not posted yet.
+    /// Tasks that have been allocated but not yet posted.
     using Tasks = std::list<Task>;
 
     MainQueue() = default;
@@ -38,18 +38,18 @@ public:
         postPrepared(std::move(one));
     }
 
-    /// Posts each of `tasks`. Does not allocate: work that must not fail when memory runs out is prepared in advance.
-    /// Any thread.
+    /// Posts `tasks` in order. Does not allocate, so that tasks prepared in advance can be posted after memory has run
+    /// out. Any thread.
     virtual void postPrepared(Tasks tasks) noexcept = 0;
 
-    /// Runs `task` on the main thread in `seconds`, or like `post` if the delay is not positive. Returns at once.
+    /// Runs `task` on the main thread after `seconds`, or as `post` does if the delay is not positive. Returns at once.
     /// Cannot be cancelled. Any thread.
     virtual void postAfter(double seconds, Task task) = 0;
 
-    /// Runs `onFire` on the main thread in `interval` seconds, and then every `interval` seconds if it repeats. A
-    /// repeating timer that was delayed past several due times fires once and then keeps its schedule. A timer that
-    /// becomes due while the main thread is busy runs after the tasks posted by then, so that a deadline does not
-    /// overtake an event that came in time. Main thread only.
+    /// Runs `onFire` on the main thread after `interval` seconds and, if `repeats`, every `interval` seconds from then
+    /// on. A repeating timer that was delayed past several due times fires once and then keeps its schedule. A timer
+    /// that becomes due while the main thread is busy runs after the tasks that are already queued, so that a deadline
+    /// does not overtake an event that arrived in time. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) = 0;
 
     /// Whether the calling thread is the main thread; for assertions.

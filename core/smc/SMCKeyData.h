@@ -6,9 +6,9 @@
 
 /// The record exchanged with the System Management Controller's kernel user client.
 ///
-/// A wire format: 80 bytes, natural alignment, host byte order for every multi-byte integer. Padding is explicit so
-/// that a zero-filled record has no uninitialised byte. The assertions below define the format: the kernel would
-/// misread a field at any other offset.
+/// The record is a wire format: 80 bytes, natural alignment, host byte order for every multi-byte integer. Padding is
+/// explicit so that a zero-filled record has no uninitialised bytes. The assertions below define the format: the kernel
+/// would misread a field at any other offset.
 struct SMCVersion {
     std::uint8_t major;
     std::uint8_t minor;
@@ -76,7 +76,7 @@ namespace kelo {
 /// Commands, sent in SMCKeyData::data8.
 enum class SMCCommand : std::uint8_t { readBytes = 5, writeBytes = 6, readKeyInfo = 9 };
 
-/// Packs four characters into a key or type code, the first in the most significant byte. Reads exactly four.
+/// Packs the first four characters of `text` into a key or type code, the first in the most significant byte.
 constexpr std::uint32_t smcCode(const char* text) {
     std::uint32_t code = 0;
     for (int i = 0; i < 4; ++i)

@@ -28,13 +28,13 @@ SMCKeyData makeRequest(const char* key, SMCCommand command) {
     return request;
 }
 
-/// May be called on a closed connection: the exchange refuses handle 0.
+/// May be called while the connection is closed: its handle is then 0, which the exchange refuses.
 bool exchange(const SMCKeyData& request, SMCKeyData& reply) {
     reply = {};
     return exchangeInUse != nullptr && exchangeInUse->exchange(connection, request, reply);
 }
 
-/// The first exchange of every read and write. On success `reply` has the key's info.
+/// Performs the first exchange of every read and write. On success, `reply` contains the key's info.
 bool readKeyInfo(const SMCKeyData& request, SMCKeyData& reply) { return exchange(request, reply) && reply.result == 0; }
 
 /// Performs both exchanges of a read: fills `info` with the key's info and `value` with its bytes. Fills whole replies;
@@ -53,7 +53,7 @@ std::int32_t readKey(const char* key, SMCKeyData& info, SMCKeyData& value) {
 void copyInfo(const SMCKeyData& reply, SMCKeyInfo& info) {
     info.dataSize = reply.keyInfo.dataSize;
     info.dataType = reply.keyInfo.dataType;
-    // A single 32-bit field in the record: the attribute byte and the padding after it.
+    // Copies the attribute byte and the three padding bytes after it as one 32-bit field.
     constexpr auto attributes = offsetof(SMCKeyData, keyInfo.dataAttributes);
     std::memcpy(&info.dataAttributes, reinterpret_cast<const std::uint8_t*>(&reply) + attributes,
                 sizeof info.dataAttributes);
@@ -61,7 +61,7 @@ void copyInfo(const SMCKeyData& reply, SMCKeyInfo& info) {
 
 std::uint16_t bigEndian16(const std::uint8_t* bytes) { return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]); }
 
-/// An out-of-range C++ cast is undefined, so the limits are explicit.
+/// Casting an out-of-range float to an integer is undefined behaviour, so the limits are explicit.
 std::int32_t saturatingInt32(float value) {
     constexpr float limit = 2147483648.0F; // 2^31: no int32 is as large
     if (std::isnan(value))

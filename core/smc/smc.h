@@ -13,15 +13,15 @@
 /// - -3: there is no controller, a read or write exchange failed, or the type cannot be converted to a float
 /// - 1 to 255: the controller's result byte for the read or the write
 ///
-/// There is one connection per process and no lock: callers serialise all use. The functions do not allocate, log,
-/// throw, retry or cache: each read and each write requests the key's info first.
+/// There is one connection per process and no lock: callers must serialise their calls. The functions do not allocate,
+/// log, throw, retry or cache: each read and each write requests the key's info first.
 
 namespace kelo {
 class SMCExchange;
 }
 
-/// Sets the exchange that the functions below use. `exchange` is borrowed and must outlive its use; nullptr means that
-/// there is no controller. Must be called before the connection is opened, and never while it is open.
+/// Sets the exchange that the functions below use. `exchange` is borrowed and must stay valid while it is set; nullptr
+/// means that there is no controller. Call it before the connection is opened, and never while the connection is open.
 void smc_set_exchange(kelo::SMCExchange* exchange) noexcept;
 
 extern "C" {
@@ -35,7 +35,8 @@ void smc_close() noexcept;
 /// Reads byte 0 of the key's value, whatever its type and size.
 std::int32_t smc_read_u8(const char* key, std::uint8_t* out) noexcept;
 
-/// Reads "flt " (of size 4), "ui8 ", "ui16" and "fpe2" keys. Drops the fraction bits of "fpe2": returns whole RPM.
+/// Reads "flt " (of size 4), "ui8 ", "ui16" and "fpe2" keys. Drops the fraction bits of "fpe2" values, so it returns
+/// whole RPM.
 std::int32_t smc_read_float(const char* key, float* out) noexcept;
 
 /// Writes `value` into byte 0 and zeros into the key's other bytes.

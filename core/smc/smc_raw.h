@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// The untyped functions below smc.h, for smc.cpp and its tests. The rules of smc.h apply.
+/// The untyped functions on which smc.h is built, for smc.cpp and its tests. The rules in smc.h also apply here.
 
 extern "C" {
 

@@ -9,19 +9,18 @@
 
 namespace kelo {
 
-/// Detects that the file at a path has been replaced or removed. A running helper learns this way that it has been
-/// updated.
+/// Detects that the file at a path has been replaced or removed. The running helper uses it to notice its own update.
 ///
-/// Compares the file's identity, not the kind of event: a file that is touched, rewritten in place or loses another of
-/// its hard links is still the same file. Created and destroyed on the main thread.
+/// Compares file identities and ignores the kind of an event: a file that was touched or rewritten in place, or that
+/// has lost another of its hard links, is still the same file. Create and destroy it on the main thread.
 class BinaryWatch {
 public:
     /// The path of the running process's executable, or nullopt.
     static std::optional<std::string> ownExecutable(FileEvents& events);
 
     /// `events` is borrowed. `onReplaced` is called on the main queue, at most once, when an event or `check` finds
-    /// that the file was deleted, moved or replaced; it must not destroy the watch. Never called if the file could not
-    /// be examined at the start.
+    /// that the file was deleted, moved or replaced; it must not destroy the watch. It is never called if the file
+    /// could not be examined at the start.
     BinaryWatch(std::string path, FileEvents& events, std::function<void()> onReplaced);
     BinaryWatch(const BinaryWatch&) = delete;
     BinaryWatch& operator=(const BinaryWatch&) = delete;
@@ -29,12 +28,12 @@ public:
 
     const std::string& path() const { return path_; }
 
-    /// Whether the file at the path is still the original one; examined at every call. Any thread. Always true if the
-    /// file could not be examined at the start, so that clients are never refused for an unknown reason.
+    /// Whether the file at the path is still the original one. Examines the file on every call. Any thread. Always true
+    /// if the file could not be examined at the start, so that clients are never refused for an unknown reason.
     bool isCurrent() const;
 
-    /// Calls `onReplaced` if the file has been replaced. Needed because no event reports that a parent folder is moved
-    /// or that another file is mounted over this one. Main thread only.
+    /// Calls `onReplaced` if the file has been replaced. Needed because no event reports that a parent folder has been
+    /// moved or that another file has been mounted over this one. Main thread only.
     void check();
 
 private:

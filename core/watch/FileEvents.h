@@ -24,7 +24,7 @@ public:
     FileEventSource& operator=(const FileEventSource&) = delete;
     virtual ~FileEventSource() = default;
 
-    /// Stops calls of the handler. May be called from the handler, and more than once.
+    /// Prevents further calls of the handler. May be called from the handler, and more than once.
     virtual void cancel() = 0;
 };
 
@@ -41,8 +41,8 @@ public:
     /// The identity of the file at `path`, following symbolic links; nullopt if there is no such file. Any thread.
     virtual std::optional<FileIdentity> identify(const std::string& path) const = 0;
 
-    /// Opens the file at `path` and calls `onEvent` on the main queue when it is deleted, renamed or revoked. May call
-    /// it for other reasons too, and several times: the handler must examine the path. Returns nullptr if the file
+    /// Opens the file at `path` and calls `onEvent` on the main queue when it is deleted, renamed or revoked. May also
+    /// call it for other reasons, and more than once: the handler must examine the path. Returns nullptr if the file
     /// cannot be opened. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<FileEventSource> watch(const std::string& path,
                                                                  std::function<void()> onEvent) = 0;
