@@ -1,13 +1,13 @@
 #pragma once
 
 #ifdef KELO_COVERAGE
-/// From the compiler's run-time library.
+/// Part of the compiler's run-time library.
 extern "C" int __llvm_profile_write_file();
 #endif
 
 namespace kelo {
 
-/// Call before `_exit` in a process that a test has forked; otherwise its coverage is lost.
+/// Saves the coverage of a process that a test has forked. Call before `_exit`, which would lose it.
 inline void saveCoverage() {
 #ifdef KELO_COVERAGE
     __llvm_profile_write_file();

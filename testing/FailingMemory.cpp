@@ -21,7 +21,7 @@ struct alignas(std::max_align_t) Header {
     std::size_t size;
 };
 
-[[maybe_unused]] bool mustFail() { // unused with the thread sanitizer; see below
+[[maybe_unused]] bool mustFail() { // unused if KELO_COUNTS_NOTHING is defined
     if (!isCounting || kelo::CodeOf::current == kelo::CodeOf::Owner::test)
         return false;
     const int number = count++;
@@ -45,7 +45,8 @@ int kelo::FailingMemory::endCounting() {
     return std::exchange(count, 0);
 }
 
-// The operators of the thread sanitizer cannot be replaced: with it, allocations are not counted and do not fail.
+// The thread sanitizer's `operator new` cannot be replaced, so with this sanitizer allocations are not counted and do
+// not fail.
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define KELO_COUNTS_NOTHING

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// Which allocation of the daemon fails, counted from 0, and whether all later ones fail as well.
+/// The number of the daemon's allocation that fails, counted from 0, and whether all later allocations fail as well.
 struct MemoryFault {
     int from;
     bool fromThenOn;
@@ -26,7 +26,7 @@ struct FailingMemory {
 
     static MemoryInUse inUse();
 
-    /// Restarts the count at 0; no allocation fails.
+    /// Restarts the count at 0 and removes the injected fault.
     static void beginCounting();
     static void inject(const MemoryFault& fault);
     /// Returns the count. Afterwards, allocations are not counted and do not fail.

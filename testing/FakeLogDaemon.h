@@ -14,7 +14,7 @@
 
 namespace kelo {
 
-/// The socket of a log daemon. Read only when a test calls `read`.
+/// The socket of a log daemon that reads only when a test calls `read`.
 class FakeLogDaemon {
 public:
     /// Replaces any file at `path`.

@@ -9,8 +9,7 @@
 
 namespace kelo {
 
-/// A virtual queue that can run out of memory. Posting prepared tasks always succeeds. The tasks run as the daemon's
-/// code.
+/// A virtual queue that can run out of memory. Posting prepared tasks always succeeds. Tasks run as code of the daemon.
 class FullQueue : public VirtualQueue {
 public:
     using VirtualQueue::VirtualQueue;

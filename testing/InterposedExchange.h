@@ -11,7 +11,8 @@
 
 namespace kelo {
 
-/// Lets the test act between two exchanges, as other activity in the machine would. Installed for its lifetime.
+/// Lets the test act between two exchanges, as other programs or the hardware would. Installed while this object
+/// exists.
 class InterposedExchange : public SMCExchange {
 public:
     /// `real` is borrowed.

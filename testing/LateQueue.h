@@ -7,8 +7,8 @@
 
 namespace kelo {
 
-/// A queue whose last timer a test can fire again, like a timer whose handler was already starting when the timer
-/// ended.
+/// A queue whose last timer a test can fire even after the timer has ended, as if its handler had already been
+/// starting.
 class LateQueue : public VirtualQueue {
 public:
     using VirtualQueue::VirtualQueue;

@@ -13,11 +13,11 @@
 
 namespace kelo {
 
-/// Connects a client and the object that serves it in one process. Each request runs on a separate thread, as with a
-/// transport, and waits for its reply. A dropped reply ends the wait, as a broken connection does.
+/// Connects a client and the object that serves it in one process. As with a real transport, each request runs on a
+/// separate thread and waits for its reply. A dropped reply ends the wait, as a broken connection does.
 class LoopbackConnection : public HelperConnection {
 public:
-    /// Calls `onEnd` once, when either end has gone.
+    /// Calls `onEnd` once, when either end disconnects.
     LoopbackConnection(std::shared_ptr<KeloHelperProtocol> object, std::function<void(LoopbackConnection&)> onEnd)
         : object_(std::move(object)), onEnd_(std::move(onEnd)) {}
     ~LoopbackConnection() override { end(); }
@@ -73,7 +73,8 @@ private:
         }
     }
 
-    /// Ignores the second of the two, the reply or the end of the connection.
+    /// Runs `step`, which settles a request by its reply or by the end of the connection. Ignores the second of the
+    /// two.
     template <typename Step>
     static void settle(Step step) {
         try {

@@ -36,7 +36,7 @@ public:
         return link ? link->call(call) : throw CallFailed("No simulated Mac is there.");
     }
     void drive(const auto& command) const { EXPECT_NO_THROW(call(command)) << command.name; }
-    /// The reason why a call is refused; empty if it is not.
+    /// Makes a call. Returns the reason why the Mac refuses it, or an empty string.
     std::string refusal(const auto& refused) const {
         try {
             call(refused);

@@ -41,7 +41,7 @@ protected:
         controller.clearLog();
     }
 
-    /// Adds an entry after the accesses so far.
+    /// Appends a note to the trace.
     void note(const std::string& entry) {
         drainLog();
         trace_.push_back(entry);
@@ -52,7 +52,7 @@ protected:
         drainLog();
         return std::exchange(trace_, {});
     }
-    /// As `takeTrace`, but without reads: notes, acknowledgements and writes.
+    /// Like `takeTrace`, but returns only notes, acknowledgements and writes.
     Trace takeEffects() {
         auto effects = takeTrace();
         std::erase_if(effects, [](const std::string& entry) { return entry.find('?') != std::string::npos; });
@@ -92,7 +92,7 @@ protected:
     static Trace takeFans(double fraction) {
         return {"F0Md=1", "F0Tg=" + speed(1200, 6000, fraction), "F1Md=1", "F1Tg=" + speed(1200, 5500, fraction)};
     }
-    /// As the previous function, with the reads that clamp the targets.
+    /// The writes that take both fans to `fraction`, and the reads that clamp their targets.
     static Trace takeFansWithReads(double fraction) {
         const auto writes = takeFans(fraction);
         return {writes[0], "F0Mn?", "F0Mx?", writes[1], writes[2], "F1Mn?", "F1Mx?", writes[3]};

@@ -10,10 +10,10 @@
 
 namespace kelo {
 
-/// The end of a connection over Unix sockets that is in this process.
+/// Which end of a Unix-socket connection: the accepted sockets of listeners, or the sockets of clients.
 enum class SocketEnd { listeners, clients };
 
-/// The descriptors of that end of all connections to sockets named `name`, in any folder.
+/// Returns this process's descriptors for one end of all connections to sockets named `name`, in any folder.
 inline std::vector<int> openSockets(SocketEnd end, const std::string& name) {
     const auto addressOf = end == SocketEnd::listeners ? &getsockname : &getpeername;
     std::vector<int> found;
@@ -26,7 +26,7 @@ inline std::vector<int> openSockets(SocketEnd end, const std::string& name) {
         if (addressOf(descriptor, reinterpret_cast<sockaddr*>(&address), &size) != 0 || address.sun_family != AF_UNIX ||
             getsockopt(descriptor, SOL_SOCKET, SO_ACCEPTCONN, &isListening, &flagSize) != 0 || isListening != 0)
             continue;
-        // A listener binds to its name with a suffix, and is then renamed.
+        // A listener binds to its name with a suffix and then renames the socket, so the address keeps the suffix.
         if (std::string(address.sun_path).find("/" + name) != std::string::npos)
             found.push_back(descriptor);
     }

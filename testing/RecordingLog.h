@@ -15,8 +15,8 @@ namespace kelo {
 class RecordingOutput : public LogOutput {
 public:
     double time = 1'793'930'586; // 2026-11-05T21:23:06Z, an arbitrary time
-    bool isKept = true;          ///< False in runs so long that their log would fill the memory.
-    /// Called with each message: a line without its time and its newline.
+    bool isKept = true;          ///< False in long runs whose log would fill the memory.
+    /// Called with each line, without its time and its newline.
     std::function<void(const std::string&)> onMessage = [](const std::string&) {};
 
     double wallClock() override { return time; }

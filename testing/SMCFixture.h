@@ -8,7 +8,7 @@
 
 namespace kelo {
 
-/// The key client on a simulated controller in the process. Fails a test that leaves the connection open.
+/// The key client, connected to a simulated controller in this process. Fails a test that leaves the connection open.
 class SMCFixture : public ::testing::Test {
 protected:
     SMCFixture() { smc_set_exchange(&exchange); }

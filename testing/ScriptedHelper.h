@@ -29,7 +29,7 @@ public:
     /// Decides whether a reply is sent at once, later or never.
     std::function<void(std::function<void()> reply)> answer = [](const std::function<void()>& reply) { reply(); };
 
-    /// Keeps every later reply until the test sends or drops it.
+    /// From now on, keeps every reply until the test sends or drops it.
     void keepReplies() {
         answer = [this](std::function<void()> reply) {
             const std::lock_guard lock(mutex_);
@@ -105,7 +105,7 @@ private:
     std::thread::id broughtBy_;
 };
 
-/// Accepts every connection and exports one object on it, or refuses, or throws. Any thread.
+/// Accepts every connection and exports one object on it. On request, refuses connections or throws. Any thread.
 class ScriptedAdmission {
 public:
     explicit ScriptedAdmission(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}

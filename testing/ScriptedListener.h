@@ -65,8 +65,8 @@ public:
         return canListen;
     }
 
-    /// Presents a connection of a peer that satisfies only `satisfied`, or any requirement by default. Returns null if
-    /// the listener is not resumed, or if the peer is cut off or refused.
+    /// Presents a connection from a peer that satisfies only `satisfied`, or any requirement by default. Returns null
+    /// if the listener is not resumed, or if it cuts off or refuses the peer.
     std::unique_ptr<ScriptedConnection> connect(const std::optional<std::string>& satisfied = std::nullopt) {
         if (!isResumed || (satisfied && satisfied != requirement))
             return nullptr;

@@ -14,7 +14,7 @@
 
 namespace kelo {
 
-/// The Mac's end of one connection at a time. Sends any bytes, whether or not it was asked.
+/// The Mac's end of one connection at a time. Sends any bytes, even without a question.
 class ScriptedMac {
 public:
     using Bytes = std::vector<std::uint8_t>;
@@ -79,7 +79,7 @@ public:
         return result;
     }
 
-    /// Runs `work`, which connects, while the Mac accepts and sends `bytes`.
+    /// Runs `work`, which connects, while the Mac accepts the connection and sends `bytes`.
     template <typename Work>
     auto during(const Bytes& bytes, const Work& work) {
         std::thread mac([&] {

@@ -20,7 +20,7 @@ namespace kelo {
 class ScriptedSignals : public Signals {
 public:
     bool canDeliver = true; ///< Whether the system has a source available.
-    /// Whether a source receives its signal from the start; otherwise it does from `becomeReady` on.
+    /// Whether a source receives its signal from the start; otherwise only after `becomeReady`.
     bool isReadyAtOnce = true;
     /// Called with each step: "deliver 15".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
@@ -44,7 +44,7 @@ public:
         return true;
     }
 
-    /// Makes the next source ready. Returns false if all are.
+    /// Makes the next source ready. Returns false if all sources are ready.
     bool becomeReady() {
         if (unready_.empty())
             return false;
@@ -87,9 +87,9 @@ public:
     bool canListen = true;
     /// Whether creating a listener throws.
     bool isListenerMissing = false;
-    /// The category whose system log cannot be created; empty if all can.
+    /// The category whose system log cannot be created; empty if every system log can be created.
     std::string missingLog;
-    /// Whether the system logs throw at every entry.
+    /// Whether the system logs throw when an entry is written.
     bool isLogThrowing = false;
     /// Null until the helper has created it.
     ScriptedListener* listener = nullptr;
@@ -97,7 +97,7 @@ public:
     /// Called with each step of the platform and its parts.
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
-    /// The platform as the helper sees it. Valid as long as this object.
+    /// The platform as the helper sees it. Valid as long as this object exists.
     const Platform& platform() const { return platform_; }
 
 private:

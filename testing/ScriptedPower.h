@@ -16,7 +16,7 @@ namespace kelo {
 class ScriptedPower : public PowerNotifications {
 public:
     bool isPresent = true;   ///< Whether there is a root power domain to register with.
-    bool isThrowing = false; ///< Whether registering throws, as it does when the system is out of resources.
+    bool isThrowing = false; ///< Whether registering throws, as it does when the system has run out of resources.
     std::function<void()> onRegister = [] {};
     /// Called with the notification ID of each acknowledgement.
     std::function<void(std::intptr_t)> onAllow = [](std::intptr_t) {};
@@ -41,8 +41,9 @@ public:
     }
 
     const std::vector<std::intptr_t>& allowed() const { return allowed_; }
-    /// The number of registrations so far, and of those that still exist.
+    /// The number of registrations so far.
     int registrations() const { return registrations_; }
+    /// The number of registrations that still exist.
     std::size_t registered() const { return receivers_.size(); }
 
 private:

@@ -51,7 +51,7 @@ protected:
         service->perform(requests::Call{requests::HelperVersion{}, probe.reply()});
         return probe.value();
     }
-    /// The trace includes its reply.
+    /// The trace includes the reply.
     void standDown() {
         ReplyProbe<requests::Nothing> probe("standDown");
         probe.onAnswer([this] { note("reply"); });

@@ -11,7 +11,7 @@ namespace kelo {
 /// Time that passes only when a thread sleeps.
 class VirtualClock : public Clock {
 public:
-    /// `now` is borrowed: the virtual seconds that the test's other parts share.
+    /// `now` is borrowed: the virtual time in seconds, shared with the other parts of the test.
     explicit VirtualClock(double& now) : now_(now) {}
 
     double now() override { return now_; }

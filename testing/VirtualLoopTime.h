@@ -6,7 +6,8 @@
 
 namespace kelo {
 
-/// Time that passes only while a loop waits and nothing is ready; such a wait ends at once. One loop; loop thread only.
+/// Time that passes only while a loop waits and nothing is ready; such a wait ends at once. For one loop, on its
+/// thread.
 class VirtualLoopTime : public LoopTime {
 public:
     Clock::time_point now() const override { return now_; }

@@ -22,7 +22,7 @@ namespace kelo {
 /// thread. Belongs to the thread that created it; other threads may post while no time passes.
 class VirtualQueue : public MainQueue {
 public:
-    /// `now` is borrowed: the virtual seconds that the test's other parts share.
+    /// `now` is borrowed: the virtual time in seconds, shared with the other parts of the test.
     explicit VirtualQueue(double& now) : now_(now) {}
 
     void postPrepared(Tasks tasks) noexcept override {
@@ -80,7 +80,7 @@ protected:
     virtual void run(const Task& task) { task(); }
 
 private:
-    /// By due time, then by order of posting.
+    /// Sorts tasks by due time, then by order of posting.
     using Waiting = std::map<std::pair<double, std::uint64_t>, Task>;
 
     struct TimerState {
@@ -105,7 +105,7 @@ private:
         std::shared_ptr<TimerState> state_;
     };
 
-    /// Rounds to whole microseconds, so that 7.999 s and 0.001 s are 8 s.
+    /// Rounds to whole microseconds, so that 7.999 s and 0.001 s add up to 8 s.
     static double later(double time, double seconds) { return std::round((time + seconds) * 1e6) / 1e6; }
 
     void add(double due, Task task) {

@@ -13,7 +13,7 @@ Daemon* running = nullptr; ///< The newest daemon, whose faults are counted.
 
 } // namespace
 
-// Replaces the implementation of the operating system.
+// Replaces the function of the platform and records the fault instead.
 void reportFault(const char* what, const char* why) noexcept {
     if (running == nullptr)
         return;
@@ -62,7 +62,7 @@ void Daemon::start() {
     const CodeOf daemon(CodeOf::Owner::daemon);
     try {
         process_ = start_(platform.platform());
-    } catch (const std::bad_alloc&) { // as in main()
+    } catch (const std::bad_alloc&) { // main() does the same
         platform.onStep("exit 0");
     }
 }
@@ -161,7 +161,7 @@ void Daemon::setRoot(bool isRoot) {
 }
 
 void Daemon::announce(PowerMessage message) {
-    // No acknowledgement is expected for a wake.
+    // A wake needs no acknowledgement.
     acknowledgements_.push_back(message == PowerMessage::systemHasPoweredOn || power.registered() == 0 ? 1 : 0);
     contain("a power message", [&] { power.send(message, static_cast<std::intptr_t>(acknowledgements_.size()) - 1); });
 }

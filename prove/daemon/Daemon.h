@@ -33,7 +33,7 @@ public:
 /// The whole daemon in this process and in virtual time, on a simulated controller and an otherwise scripted platform.
 ///
 /// The daemon runs from `start` until it exits or this object is destroyed. Only one helper can run in a process at a
-/// time, since the key client has one connection for the process.
+/// time, since the key client shares one connection in the whole process.
 class Daemon {
 public:
     /// Creates and starts a daemon on a platform. The returned pointer owns it. May throw `std::bad_alloc`.
@@ -59,7 +59,7 @@ public:
     bool isConnected(int client) const { return clients_.at(static_cast<std::size_t>(client)).guard != nullptr; }
     std::vector<int> connectedClients() const;
 
-    // Requests of a client. The daemon handles them when time passes.
+    // Requests from a client. The daemon handles them when the time advances.
     void snapshot(int client);
     void hold(int client, double fraction, bool handsBackOnLidClose = false);
     void handBack(int client);
@@ -81,7 +81,7 @@ public:
     /// Sends a message while the main thread is busy. It is delivered as soon as the thread is free.
     void announceToBusy(PowerMessage message);
 
-    /// Runs `event`, as another thread would, the next time the main thread is blocked.
+    /// Runs `event` the next time the main thread is blocked, as if another thread ran it.
     void onBlocked(const std::function<void()>& event) { clock.meanwhile.push_back(event); }
 
     bool hasExited() const { return exitStatus.has_value(); }
@@ -132,7 +132,7 @@ public:
     ScriptedPlatform platform{{queue, exchange, clock, rights, power, clamshell}};
 
 private:
-    std::vector<Client> clients_; ///< Declared after the queue: they keep the service alive, which has timers there.
+    std::vector<Client> clients_; ///< Declared after the queue, because clients keep the service and its timers alive.
     const Start start_;
     std::shared_ptr<void> process_;
 };

@@ -19,9 +19,9 @@ struct ExchangeFault {
     enum class Reach {
         once,
         fromThenOn,
-        fromThenOnForKey, ///< Every later exchange on the key of the first one.
+        fromThenOnForKey, ///< Every later exchange with the key of the first affected one.
     };
-    static constexpr double lateness = 5.0;          // seconds; exceeds the time for which unlocking is retried
+    static constexpr double lateness = 5.0;          // seconds; exceeds the retry time of an unlock
     static constexpr std::uint8_t resultByte = 0x99; // the simulated controller never returns it otherwise
 
     Kind kind;
@@ -42,8 +42,8 @@ public:
     void injectNothing() { fault_.reset(); }
     int count() const { return count_; }
 
-    double duration = 0; ///< Of each exchange, in seconds.
-    /// A daemon that exceeds this number of exchanges is in an endless loop, and the process aborts.
+    double duration = 0; ///< Duration of each exchange, in seconds.
+    /// Aborts the process after this number of exchanges, since the daemon must then be in an endless loop.
     int limit = 100'000;
 
 private:

@@ -30,7 +30,8 @@ private:
 
 namespace {
 
-/// Allocates as a real queue does for a task or a timer, so that it can fail. This queue's own allocations never fail.
+/// Makes an allocation that can fail, as a real queue does for each task and timer. All other allocations of this queue
+/// succeed.
 void allocateAsAQueue() { std::make_unique<char>(); }
 
 } // namespace

@@ -8,13 +8,13 @@
 
 namespace kelo {
 
-/// The main queue in virtual time. Reports each timer that is armed and each repeating timer that is cancelled. A
-/// cancelled timer that fires only once needs no report, since it has no further effect.
+/// The main queue in virtual time. Reports each timer that is armed and each repeating timer that is cancelled. Does
+/// not report that a one-shot timer is cancelled, since this has no further effect.
 class RecordingQueue : public VirtualQueue {
 public:
     using VirtualQueue::VirtualQueue;
 
-    /// Called with "timer in 8.0 s", "timer every 2.0 s", "cancel timer every 2.0 s".
+    /// Called with each report, such as "timer in 8.0 s", "timer every 2.0 s" or "cancel timer every 2.0 s".
     std::function<void(const std::string&)> onStep = [](const std::string&) {};
 
     void postPrepared(Tasks tasks) noexcept override;
@@ -22,7 +22,7 @@ public:
     [[nodiscard]] std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) override;
 
 protected:
-    /// As on every platform, exceptions are reported and not propagated.
+    /// Reports exceptions instead of propagating them, as the queue of every platform does.
     void run(const Task& task) override;
 
 private:

@@ -7,7 +7,7 @@
 
 namespace kelo {
 
-/// An action of the daemon, or an event that it was given.
+/// An action of the daemon, or an event that it received.
 struct TapeEntry {
     double time;            ///< Virtual seconds, at the end of the event.
     std::string event;      ///< Empty for an exchange.

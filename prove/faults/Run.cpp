@@ -65,7 +65,7 @@ void Run::expectHandBackIfRefused(const std::function<void()>& hold) {
     const auto since = daemon.tape.size();
     daemon.lastReply.clear();
     hold();
-    // Without memory, the hold may not even have begun.
+    // If memory has run out, the hold may not even have begun.
     if (daemon.lastReply != "none" && (!memoryFault_ || hasWritten(since)))
         expectHandedBack(since, 1);
 }
@@ -99,13 +99,13 @@ void Run::expectWritten(const std::string& key, std::size_t since, int times) {
         tries += entry->smc.request.data8 == static_cast<std::uint8_t>(SMCCommand::readKeyInfo) ? 1 : 0;
         isPrevented = entry->isFaulted;
     }
-    // If the fault affects one exchange, each hand-back tries once. A lasting fault may have kept a hold from starting,
-    // and then there are fewer hand-backs.
+    // If the fault affects only one exchange, each hand-back must have tried once. A lasting fault may have prevented a
+    // hold, so that fewer hand-backs occur.
     const int least = fault_ && fault_->reach == ExchangeFault::Reach::once ? times : 1;
     expect(isPrevented && tries >= least, key + " was not cleared, after " + std::to_string(tries) + " tries");
 }
 
-/// Whether the daemon failed to read the number of fans. It then has none to hand back and refuses to take any.
+/// Whether the daemon failed to read the number of fans. If so, it has no fans to hand back and refuses to take any.
 bool Run::hasFoundNoFans() const {
     const auto& entries = daemon.tape.entries();
     return std::any_of(entries.begin(), entries.end(), [](const TapeEntry& entry) {
@@ -120,7 +120,7 @@ void Run::end(int handBacks) {
     const auto time = daemon.now;
     expect(memoryFault_ || daemon.exchange.count() > before_, "there was no exchange that a fault could affect");
     expect(daemon.exitStatus == 0, "the exit status is not 0, or there was no exit");
-    // Without memory, a reply may be lost, and the guard reports the exception.
+    // If memory has run out, a reply may be lost, and the guard reports the exception.
     expect(memoryFault_ || daemon.wronglyAnswered() == 0, "a request was not replied to exactly once");
     expect(memoryFault_ || daemon.reportedFaults() == 0, "the service dropped a reply, replied twice or threw");
     expect(daemon.wronglyAcknowledged() == 0, "an announcement of sleep was not acknowledged exactly once");

@@ -21,22 +21,24 @@ struct Machine {
     std::string name() const;
 };
 
-/// One run of the daemon on one machine with at most one fault, and its broken promises.
+/// One run of the daemon on one machine with at most one fault, and the promises that the daemon broke.
 class Run {
 public:
     explicit Run(const Machine& machine, std::optional<ExchangeFault> fault = std::nullopt,
                  std::optional<MemoryFault> memoryFault = std::nullopt);
 
-    /// Starts the count of exchanges and allocations that decides where the fault occurs.
+    /// Starts counting the exchanges and allocations. The fault occurs at a given count.
     void beginFaults();
-    /// Runs `action`, which makes the daemon take the fans. In a run without a fault, expects all of them to be manual.
+    /// Runs `action`, which makes the daemon take the fans. In a run without a fault, expects all fans to be manual
+    /// afterwards.
     void expectTaken(const std::function<void()>& action);
-    /// Runs `action`, which makes the daemon hand each fan back `times` times. Expects every write that no fault
-    /// prevented.
+    /// Runs `action`, which makes the daemon hand each fan back `times` times. Expects all writes of these hand-backs,
+    /// except those that a fault prevented.
     void expectHandBack(int times, const std::function<void()>& action);
-    /// Runs `hold`, which asks for a hold. If it is refused, expects the fans to be handed back.
+    /// Runs `hold`, which asks for a hold. If the daemon refuses the hold, expects it to hand the fans back.
     void expectHandBackIfRefused(const std::function<void()>& hold);
-    /// Like `expectHandBack`, but for a request, which may be refused for lack of memory. If it is, expects nothing.
+    /// Like `expectHandBack`, but for a request that may be refused for lack of memory. Expects nothing after a
+    /// refusal.
     void expectHandBackUnlessRefused(int times, const std::function<void()>& handBack);
     /// Ends the daemon by SIGTERM if it is still running, and checks the promises that every run must keep.
     void end(int handBacks);
@@ -45,12 +47,12 @@ public:
     void interfere(int fan, bool isManual);
 
     const std::vector<std::string>& broken() const { return broken_; }
-    /// Allocations of the daemon after `beginFaults`.
+    /// The number of allocations of the daemon after `beginFaults`.
     int allocations() const { return allocations_; }
 
     const Machine machine;
     Daemon daemon;
-    int client = 0; ///< The first client, which scenarios use.
+    int client = 0; ///< The first client. Scenarios send their requests from it.
 
 private:
     void expect(bool isTrue, const std::string& otherwise);

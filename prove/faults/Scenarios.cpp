@@ -40,12 +40,12 @@ void startHoldAndSleep(Run& run) {
 
 void nothing(Run&) {}
 
-/// Starts with a fan that a predecessor left in manual mode, and asks for the first hold.
+/// Starts with a fan that an earlier helper left in manual mode, and asks for the first hold.
 void start(Run& run) {
     run.interfere(0, true);
     startOnly(run);
     if (run.daemon.connectedClients().empty())
-        return; // without memory, the daemon has exited or did not accept the client
+        return; // memory has run out: the daemon has exited or refused the client
     run.daemon.version(run.client);
     run.daemon.snapshot(run.client);
     run.expectHandBackIfRefused([&] { hold(run, false); });
@@ -99,7 +99,7 @@ void handBack(Run& run) {
 void clientDeath(Run& run) {
     run.daemon.interrupt(run.client);
     run.daemon.invalidate(run.client);
-    run.daemon.pass(KeloHelper::orphanGracePeriod - tick / 4); // ticks before then do not count as the hand-back
+    run.daemon.pass(KeloHelper::orphanGracePeriod - tick / 4); // earlier ticks must not count as hand-backs
     run.expectHandBack(2, [&] { run.daemon.pass(tick / 2); });
 }
 

@@ -13,7 +13,7 @@ namespace {
 using Kind = ExchangeFault::Kind;
 using Reach = ExchangeFault::Reach;
 
-constexpr int shownInFull = 3; // of the broken runs
+constexpr int shownInFull = 3; // the number of broken runs to print in full
 
 std::vector<Machine> allMachines() {
     std::vector<Machine> machines;
@@ -24,7 +24,7 @@ std::vector<Machine> allMachines() {
     return machines;
 }
 
-/// A small selection, for every test run.
+/// A small selection for the short version, which is part of every test run.
 std::vector<Machine> briefMachines() {
     return {{1, Machine::Unlock::noSwitch, smc_type::fpe2}, {2, Machine::Unlock::needed, smc_type::flt}};
 }
@@ -51,11 +51,11 @@ std::string current; ///< Description of the run, for `reportAbort`.
 struct Figures {
     int exchanges = 0;
     int allocations = 0;
-    int runs = 0; ///< One for each fault.
+    int runs = 0; ///< The number of runs, one for each fault.
     int broken = 0;
 };
 
-/// Runs scenarios with every fault that can affect an exchange or an allocation.
+/// Runs scenarios once for each fault that can affect an exchange or an allocation.
 class Faults {
 public:
     void prove(const Machine& machine, const Scenario& scenario) {
@@ -143,7 +143,7 @@ private:
 
 } // namespace
 
-/// Runs every scenario with every fault in every exchange and allocation.
+/// Runs every scenario once for every fault in every exchange and allocation.
 int main(int count, char** arguments) {
     const bool isBrief = count == 2 && std::strcmp(arguments[1], "--brief") == 0;
     if (count > 1 && !isBrief) {

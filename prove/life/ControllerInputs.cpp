@@ -33,7 +33,7 @@ void define(SimulatedController& controller, const Input& machine) {
         controller.remove("Ftst");
 }
 
-/// Stores a value in a key of any type. A type that is not a number gets the bytes of a float.
+/// Stores a value in a key of any type. If the type is not numeric, stores the bytes of a float.
 void store(SimulatedController& controller, const std::string& key, double value) {
     if (!controller.has(key))
         return;

@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// Applies an input to a controller and the exchanges with it. Ignores inputs for anything else.
+/// Applies an input that affects the controller or the exchanges with it. Ignores all other inputs.
 void applyToController(const Input& input, SimulatedController& controller, FaultyExchange& exchange);
 
 } // namespace kelo

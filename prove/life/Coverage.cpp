@@ -9,12 +9,12 @@ namespace {
 
 constexpr const char* states[] = {"no hold", "engaged", "engaged, adding air", "yielded", "asleep", "awake again"};
 
-/// Events that must occur. All other events are counted, too.
+/// Events that must occur. Other events are counted but not required.
 ///
-/// Three texts never occur here; separate tests cover them. A listener can always be created, since an unsigned helper
-/// already covers a scenario without clients (HelperProcessTest.CanBeStoppedWithoutAListener). Signals can always be
-/// watched, since a scenario without them might not end (HelperProcessTest.LogsSignalsThatCannotBeWatched). The service
-/// reports a controller that it cannot reach as a Mac without fans
+/// Three log texts never occur here; separate tests cover them. A listener can always be created, since an unsigned
+/// helper already covers a scenario without clients (HelperProcessTest.CanBeStoppedWithoutAListener). Signals can
+/// always be watched, since a scenario without them might not end (HelperProcessTest.LogsSignalsThatCannotBeWatched).
+/// The service reports a controller that it cannot reach as a Mac without fans
 /// (FanControllerCreation.ThrowsSmcUnavailableWithoutTheService).
 constexpr const char* expected[] = {
     "exchange: done",
@@ -94,7 +94,8 @@ std::string withoutNumbers(const std::string& text) {
     return plain;
 }
 
-/// Whether a hold was refused. A refused hold may have logged that it adds air, but never logs that it stops adding it.
+/// Whether a hold was refused. A refused hold may have logged that it starts to add air, but it never logs that it
+/// stops.
 bool isRefusedHold(const std::string& event) {
     constexpr const char* refusals[] = {", hold: This Mac", ", hold: The fan speed", ", hold: Changing"};
     return std::any_of(std::begin(refusals), std::end(refusals),

@@ -22,7 +22,7 @@ public:
     }
     void see(const Input& input, const std::vector<TapeEntry>& events);
 
-    /// Prints the tables. Returns the number of expected rows whose count is 0.
+    /// Prints the tables of counts. Returns the number of expected rows whose count is 0.
     int print() const;
 
 private:

@@ -137,7 +137,7 @@ Input Generator::next() {
     }
 }
 
-/// Queues six holds, and perhaps sleep that is announced while the first of them takes the fans.
+/// Queues six holds, and sometimes an announcement of sleep while the first hold takes the fans.
 void Generator::waitingHolds() {
     for (int i = 0; i < 6; ++i)
         next_.push_back({Action::hold, 0, fraction(), whole(2)});
@@ -163,15 +163,15 @@ double Generator::celsius() {
     if (chance(0.03))
         return among(std::array{nan, infinity, -infinity, -300.0});
     if (chance(0.1))
-        return among(std::array{60.0, 80.0, 89.0, 96.0, 101.0}); // thresholds of the warmth and of the floor
+        return among(std::array{60.0, 80.0, 89.0, 96.0, 101.0}); // thresholds of the warmth levels and of the floor
     return chance(0.5) ? anywhere(30, 85) : anywhere(60, warmest_);
 }
 
-/// Another program changes a fan's mode or target, or the unlock switch.
+/// A change by another program: of a fan's mode, of a fan's target or of the unlock switch.
 Input Generator::interference() {
     if (chance(0.1))
         return {Action::value, 11, whole(2)};
-    if (chance(0.1)) // exactly at the tolerance, if half or the lowest speed is requested
+    if (chance(0.1)) // off by exactly the tolerance if half or the lowest speed is requested
         return {Action::value, 2 + whole(2), among(std::array{1175.0, 1225.0, 3575.0, 3625.0})};
     if (chance(0.4))
         return {Action::value, 2 + whole(2), anywhere(1000, 6500)};

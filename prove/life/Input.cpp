@@ -28,7 +28,7 @@ std::string textOf(double number) {
     return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
-/// Whether the whole word is a number, which may be infinite or NaN.
+/// Whether the whole word is a number, including infinity and NaN.
 bool isNumber(const std::string& word, double& number) {
     char* end = nullptr;
     number = std::strtod(word.c_str(), &end);

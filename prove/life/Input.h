@@ -6,10 +6,10 @@
 
 namespace kelo {
 
-/// One event for the daemon or its machine. Text form: "hold 2 0.5 1".
+/// One event for the daemon or its machine. An example of the text form is "hold 2 0.5 1".
 struct Input {
     enum class Action {
-        // Properties of the machine, which are set before the start.
+        // Properties of the machine, set before the daemon starts.
         machine,      ///< x: number of fans. y: its rule for manual mode, 0 to 3. z: type of speeds, 0 or 1.
         slowExchange, ///< x: seconds that each exchange takes.
         noController,
@@ -43,9 +43,9 @@ struct Input {
         type,       ///< x chooses a key, y its new type, 0 to 4.
         sizeLie,    ///< x chooses a key, y is the size in bytes that it reports.
         remove,     ///< x chooses a key.
-        restore,    ///< Arguments of `machine`. Restores all keys and ends every fault of the controller.
+        restore,    ///< Arguments as for `machine`. Restores all keys and ends every fault of the controller.
         unlockRule, ///< x: whether manual mode must be unlocked. y: seconds until it is then granted.
-        fault,      ///< x: kind. y: reach. z: how many exchanges from now.
+        fault,      ///< x: kind. y: reach. z: number of exchanges until it occurs.
         noFault,
         // The process.
         replaceFile, ///< x: whether it causes an event.

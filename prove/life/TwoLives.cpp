@@ -120,7 +120,7 @@ bool isEqual(const TapeEntry& a, const TapeEntry& b) {
            (!a.smc.reply || std::memcmp(&*a.smc.reply, &*b.smc.reply, sizeof *a.smc.reply) == 0);
 }
 
-/// The last events that both have in common, and the first in which they differ.
+/// Describes the last events that daemon and model have in common, and the first in which they differ.
 std::string describe(const Input& input, const std::vector<TapeEntry>& daemon, const std::vector<TapeEntry>& model) {
     const auto [ours, theirs] = std::mismatch(daemon.begin(), daemon.end(), model.begin(), model.end(), isEqual);
     std::string text = "after \"" + input.text() + "\"\n";
@@ -147,7 +147,7 @@ bool TwoLives::apply(const Input& input) {
     return agree(input);
 }
 
-/// Most properties of the machine can only be set before the start. Clients can only connect after it.
+/// Most properties of the machine can only be set before the daemon starts. Clients can only connect afterwards.
 bool TwoLives::isPossible(Action action) const {
     if (action <= Action::start)
         return !isStarted_;
@@ -174,7 +174,7 @@ void TwoLives::give(const Input& input) {
     model_.pass(seconds);
 }
 
-/// The client that an input is from; nullopt if none is connected.
+/// Returns the client that sends the input; nullopt if no client is connected.
 std::optional<int> TwoLives::chooseClient(const Input& input) {
     if (input.action == Action::connect)
         return -1;

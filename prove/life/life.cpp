@@ -51,7 +51,7 @@ std::nullopt_t refuse(const std::string& path, const std::string& why) {
     return std::nullopt;
 }
 
-/// Reads a scenario. Prints the reason and returns nullopt for an invalid one, which could show no difference.
+/// Reads a scenario. If it is invalid, prints the reason and returns nullopt: an invalid scenario would seem to pass.
 std::optional<Script> scriptIn(const std::string& path) {
     std::ifstream file(path);
     if (!file)
@@ -84,7 +84,7 @@ Script without(const Script& script, std::size_t begin, std::size_t count) {
     return rest;
 }
 
-/// Removes inputs from a scenario as long as it still fails. Without any one of its inputs, the result would not fail.
+/// Removes inputs from a failing scenario until no single input can be removed without making it pass.
 Script shrunk(Script script, const std::function<bool(const Script&)>& fails) {
     for (auto count = std::max<std::size_t>(script.size() / 2, 1);;) {
         bool isShorter = false;
@@ -118,7 +118,7 @@ public:
     int run() {
         std::printf("seed %llu, %llu steps; --trace prints each input first, to find one that aborts or hangs\n",
                     number(arguments_.seed), number(arguments_.steps));
-        std::fflush(stdout); // an abort would lose it
+        std::fflush(stdout); // an abort would lose buffered output
         while (steps_ < arguments_.steps)
             if (!playScenario())
                 return 1;
@@ -158,7 +158,8 @@ private:
         return agree;
     }
 
-    /// Prints each input before it is given. After a crash, the lines from the last `machine` on are the scenario.
+    /// Prints each input before the daemon receives it. After a crash, the last `machine` line and all lines after it
+    /// are the scenario.
     void trace(const Input& input) const {
         if (!arguments_.traces)
             return;

@@ -9,13 +9,13 @@
 
 namespace kelo {
 
-/// A client process that carries out queued commands, one after the other. Commands do not wait for it.
+/// A client process and its queue of commands. The process executes one command after the other; callers do not wait.
 class BusyClient {
 public:
     explicit BusyClient(Installation& installation) : process_(installation.start("rawclient", {})) {}
 
     void connect() { process_->writeInput("connect\n"); }
-    /// The process makes a request and waits for the reply.
+    /// Queues a request. The process waits for its reply before the next command.
     void request(const requests::Any& request);
     void close() { process_->writeInput("close\n"); }
     void kill();
@@ -26,7 +26,7 @@ private:
 };
 
 /// Random events for a running helper: clients that connect, hold, release, fetch snapshots, disconnect and are killed;
-/// other programs that take fans; lid, sleep, wake and heat.
+/// other programs that take fans; lid movements, sleep, wake and heat.
 class BusyLife {
 public:
     BusyLife(StagedMac& mac, std::mt19937& random);

@@ -32,7 +32,7 @@ struct Outcome {
 };
 
 Outcome leave(StagedMac& mac, const Situation& situation) {
-    const auto before = mac.call(Show{}); // the time until the signal counts as part of the delay
+    const auto before = mac.call(Show{}); // the time from here to the signal counts as part of the delay
     if (std::none_of(before.fans.begin(), before.fans.end(), [](const auto& fan) { return fan.isManual; }))
         return {.wasManual = false};
     const auto start = std::chrono::steady_clock::now();
@@ -62,7 +62,7 @@ Outcome attempt(StagedMac& mac, const Situation& situation, int number, std::mt1
     return outcome;
 }
 
-/// Retries, since on a busy machine a situation may be over before its wait ends: then there is nothing to measure.
+/// Retries if there was nothing to measure: on a busy machine, a situation may be over before the random wait ends.
 Outcome attemptUntilManual(StagedMac& mac, const Situation& situation, int number) {
     std::mt19937 random(static_cast<unsigned>(number));
     for (int i = 0; i < 10; ++i)

@@ -23,7 +23,8 @@ namespace {
 using namespace hardware_calls;
 using Clock = std::chrono::steady_clock;
 
-// A helper uses two of the 128 inotify instances that a user may have; without them it would miss its replacement.
+// The number of concurrent tries. A helper uses two of the 128 inotify instances that a user may have; without them, it
+// would not notice that it is replaced.
 constexpr int width = 24;
 constexpr double machineAllowance = 2; // seconds, since many processes share few processors
 constexpr double bound =
@@ -32,8 +33,8 @@ constexpr double grace = 8;   // seconds for which a hold continues without clie
 constexpr double graceBound = grace + 2 + machineAllowance; // until the hand-back, since a tick may be in progress
 constexpr double hangAfter = 60;                            // seconds until a helper is treated as hung
 
-// 440 of 1,000 tries found a held fan, so 20 tries find none only once in 100,000 runs. Each of the five ways needs
-// more tries.
+// Of 1,000 tries, 440 found a held fan, so a run of 20 tries finds none only once in 100,000 runs. The check of a
+// single way needs more tries.
 constexpr std::size_t enoughTries = 20;
 constexpr std::size_t enoughTriesOfWay = 40;
 
@@ -56,7 +57,7 @@ void askToLeave(StagedMac& mac, Way way) {
         std::filesystem::remove(mac.installation().program(Installation::helperName));
 }
 
-/// Waits for the helper's end. Returns the broken promise; empty if there is none.
+/// Waits until the helper has ended. Returns the broken promise, or an empty string.
 std::string brokenAtEnd(StagedMac& mac) {
     const auto status = mac.helper().waitForEnd(hangAfter);
     if (!status)
@@ -73,7 +74,7 @@ struct Outcome {
     bool wasHeld = false; ///< Whether the helper held a fan when it was made to exit.
 };
 
-/// Keeps watching after the hand-back is due, since no fan may be taken again.
+/// Keeps watching after the hand-back is due, since the helper must not take a fan again.
 Outcome killClients(StagedMac& mac, BusyLife& life) {
     life.end();
     Outcome outcome;
@@ -124,8 +125,8 @@ void reset(StagedMac& mac) {
         mac.call(Wake{});
 }
 
-/// Restarts a helper that could not get its inotify instances because other processes of this user have taken them all:
-/// it notices its replacement only when the next client connects, which is not measured here.
+/// Restarts a helper that could not get its inotify instances because other processes of this user have taken them all.
+/// Such a helper notices its replacement only when the next client connects, and this delay is not measured here.
 void startWatchingHelper(StagedMac& mac) {
     for (int i = 0; i < 60; ++i) {
         mac.startHelper();
@@ -155,7 +156,7 @@ Outcome attempt(StagedMac& mac, unsigned seed, Way way) {
 struct Tally {
     Figures automatic;
     Figures end;
-    int held = 0; ///< Number of tries with a held fan: only these had something to hand back.
+    int held = 0; ///< Number of tries with a held fan: only in these was there a fan to hand back.
     int broken = 0;
 
     void add(const Outcome& outcome) {

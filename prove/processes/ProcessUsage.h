@@ -9,7 +9,7 @@ namespace kelo {
 /// System resources of a process. Reads /proc; throws `std::runtime_error` if the process has exited.
 struct ProcessUsage {
     long residentKiB;
-    long anonymousKiB; ///< Excludes file pages, which count as private or not depending on other processes.
+    long anonymousKiB; ///< Excludes file pages: other processes decide whether these count as private.
     long descriptors;
     long threads;
 

@@ -14,13 +14,13 @@ using namespace hardware_calls;
 constexpr double tick = 2;   // seconds between two checks of a hold
 constexpr double unlock = 4; // seconds for which the helper retries a mode write
 
-// Below the timeout of one second that applies once the Mac has failed to answer.
+// Shorter than the timeout of one second, which applies once the Mac has failed to answer.
 constexpr double lateAnswer = 0.9; // seconds
 
 // A tick that retakes two fans reads them three times (20 exchanges each), reads the chip twice (2 each) and takes both
 // fans (8 each).
 constexpr int exchangesOfTick = 80;
-// A hand-back up to the write that makes the second fan automatic.
+// The exchanges of a hand-back, up to the write that makes the second fan automatic.
 constexpr int exchangesOfHandBack = 4;
 
 Setting holding(StagedMac& mac, const LaunchEnvironment& environment = {}) {
@@ -38,7 +38,7 @@ Setting linksLate(StagedMac& mac, int) {
     return setting;
 }
 
-/// The log daemon's queue is full, and each refused stranger causes another line.
+/// The log daemon's queue is full, and each refused client causes another log line.
 Setting logStalled(StagedMac& mac, int) {
     const auto socket = mac.installation().program(LaunchEnvironment::logSocketName);
     std::optional<FakeLogDaemon> log(std::in_place, socket);
@@ -52,7 +52,7 @@ Setting logStalled(StagedMac& mac, int) {
     return setting;
 }
 
-/// Alternates between a pipe and a terminal.
+/// Alternates between a full pipe and a full terminal as standard error.
 Setting standardErrorFull(StagedMac& mac, int number) {
     const auto path = mac.installation().program("standard-error");
     std::filesystem::remove(path);
@@ -80,7 +80,7 @@ Setting holdsQueued(StagedMac& mac, int) {
     for (int i = 0; i < 64; ++i)
         setting.rawClient->request(requests::Hold{0.5, false});
     const auto hasBegun = [&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the state is large
+        std::this_thread::sleep_for(std::chrono::milliseconds(50)); // each query transmits a large state
         return isUnlocked(mac.call(Show{}), start);
     };
     if (!waitUntil(hasBegun, 20))

@@ -33,10 +33,10 @@ struct Situation {
     std::function<Setting(StagedMac&, int number)> enter;
 };
 
-/// All situations, starting with an undisturbed one. `fewestDescriptors` is the result of the function below.
+/// All situations, starting with an undisturbed one. `fewestDescriptors` is the result of `fewestDescriptorsToHold`.
 std::vector<Situation> situations(int fewestDescriptors);
 
-/// The lowest descriptor limit at which a helper can hold for one client after another, found by trying on `mac`.
+/// Returns the lowest descriptor limit at which a helper can hold for one client after another. Tries limits on `mac`.
 int fewestDescriptorsToHold(StagedMac& mac);
 
 } // namespace kelo

@@ -21,9 +21,9 @@ using Clock = std::chrono::steady_clock;
 constexpr int clientCount = 50;
 constexpr int samplesPerQuarter = 60;
 constexpr long descriptorsOfClient = 3; // its socket, its process, and the process's folder in /proc
-constexpr int fewestClients = 40;       // connected at some time in a quarter; 46 on average
+constexpr int fewestClients = 40;       // the required peak of a quarter; 46 on average
 constexpr long toleranceKiB = 256;      // a few pages of the allocator; a leaked connection is found by its descriptors
-constexpr double settling = 15;         // seconds; the grace period and a tick
+constexpr double settling = 15;         // seconds; longer than the grace period and a tick
 
 struct Crowd {
     Installation& installation;
@@ -94,7 +94,8 @@ bool isSame(const char* name, long before, long after) {
     return after == before;
 }
 
-/// A helper that cuts all clients off would be flat, too. `without` is its number of descriptors without clients.
+/// Checks that clients stay connected: the figures of a helper that cuts all clients off would not grow either.
+/// `without` is the number of its descriptors without clients.
 bool isFull(Samples samples, long without) {
     const long descriptors = largest(samples.last(samples.size() / 4), &ProcessUsage::descriptors) - without;
     const long clients = descriptors / descriptorsOfClient;
@@ -103,7 +104,7 @@ bool isFull(Samples samples, long without) {
     return clients >= fewestClients;
 }
 
-/// Holds a fan, so that the helper has something to hand back at its end.
+/// Holds a fan, so that the helper has a fan to hand back when it exits.
 bool canStillHold(StagedMac& mac) try {
     const auto client = mac.startHold();
     return mac.isAnyFanManual();
@@ -117,7 +118,7 @@ int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& 
     StagedMac mac(staged, work / "soak", "laptop");
     mac.startHelper();
     const auto helper = mac.helper().number();
-    // A first client, so that everything that is allocated only once has been allocated.
+    // Lets a first client hold, so that the helper allocates everything that it allocates only once.
     mac.startHold()->signal(SIGKILL);
     std::this_thread::sleep_for(std::chrono::duration<double>(settling));
     const auto before = ProcessUsage::of(helper);

@@ -26,7 +26,8 @@ bool isTaken(const hardware_calls::MacState& mac, int fan) {
     return last != mac.writes.rend() && last->bytes.at(0) != 0;
 }
 
-/// The time of the first hand-back after `start`, or after the last time that the fan was taken.
+/// The time of the first hand-back after `start`. If the fan was taken again later, returns the time of the first
+/// hand-back after the last taking.
 double automaticSince(const hardware_calls::MacState& mac, int fan, double start) {
     const auto key = "F" + std::to_string(fan) + "Md";
     double since = start;
@@ -72,7 +73,7 @@ void StagedMac::install(const std::string& program) {
 
 void StagedMac::startHelper(const LaunchEnvironment& environment, double seconds) {
     const auto socket = installation_.program("app.kelo.helper.socket");
-    std::filesystem::remove(socket); // left by an earlier helper; would be mistaken for the new one's
+    std::filesystem::remove(socket); // an earlier helper's socket would be mistaken for the new one's
     installation_.startHelper(environment);
     const bool isUp = waitUntil([&] { return isPresent(socket) || helper().status(); }, seconds);
     if (!isUp || helper().status())

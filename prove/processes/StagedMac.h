@@ -33,7 +33,7 @@ public:
         return link_->call(call);
     }
     bool isAnyFanManual();
-    /// Whether the helper itself has taken a fan that is manual. A fan that another program has taken is not held.
+    /// Whether a fan is manual because the helper took it. A fan that another program took does not count.
     bool isAnyFanHeld();
 
 private:

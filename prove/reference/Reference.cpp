@@ -22,7 +22,7 @@ const std::string listenerCategory = "listener";
 
 } // namespace
 
-// Passes each request of a client to the model.
+// Passes each request from a client to the model.
 class Model::Requests : public KeloHelperProtocol {
 public:
     explicit Requests(Model& model) : model_(model) {}
@@ -135,7 +135,7 @@ void Model::perform(const requests::AnyCall& call) {
 
 void Model::post(std::function<void()> work) { platform_.machine.queue.post(std::move(work)); }
 
-// nullopt if there is no controller or a number is not finite, which JSON cannot express.
+// Returns nullopt if there is no controller, or if a number is not finite, since JSON cannot express such a number.
 std::optional<Data> Model::snapshot() {
     if (fanCount_ == 0)
         return std::nullopt;
@@ -175,7 +175,7 @@ Model::Refusal Model::holdOnMain(const requests::Hold& asked) {
     if (session_)
         stopHold(*session_);
     if (!power_)
-        registerForPower(); // if this fails, the hold continues but misses sleep
+        registerForPower(); // if this fails, the hold continues but does not notice sleep
     Hold fresh;
     fresh.asked = clampedFraction(asked.fraction);
     fresh.isSleeping = isAsleep_;
@@ -183,13 +183,13 @@ Model::Refusal Model::holdOnMain(const requests::Hold& asked) {
     session_ = fresh;
     Refusal refusal = startHold(*session_);
     if (refusal) {
-        restoreAuto(); // no hold would watch the fans that are already manual
+        restoreAuto(); // no hold watches the fans that are already manual
         session_.reset();
     }
     return refusal;
 }
 
-// Clients and leaving.
+// Clients and exit.
 
 void Model::endSession() {
     if (session_)

@@ -2,9 +2,9 @@
 // side and compares their effects on the platform. The model implements the daemon's rules again in similar functions:
 // it reveals a mistake in one of the two, but not a rule that both get wrong.
 //
-// Connections and requests are handled partly at once, on the connection's queue, and partly on the main queue. They
-// may arrive at any time, even while the model sleeps. `Platform::exit` is the model's last call; it ignores all later
-// events.
+// The model handles connections and requests partly at once, on the connection's queue, and partly on the main queue.
+// They may arrive at any time, even while the model sleeps. `Platform::exit` is the model's last call; afterwards the
+// model ignores all events.
 #pragma once
 
 #include <array>
@@ -147,7 +147,7 @@ private:
     int fanCount_ = 0;                // 0: no controller; requests are refused
     std::optional<Hold> session_;
     std::int64_t clients_ = 0;
-    bool isAsleep_ = false; // sleep was announced and no wake after it
+    bool isAsleep_ = false; // sleep was announced, and no wake has followed
 
     std::optional<std::string> binaryPath_; // nullopt: the executable is not watched
     std::optional<FileIdentity> binaryIdentity_;

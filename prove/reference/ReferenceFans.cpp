@@ -136,7 +136,7 @@ std::optional<double> Model::readFloat(const std::string& key) {
 
 std::int32_t Model::writeValue(const std::string& key, const std::array<std::uint8_t, 32>& value, std::uint32_t size) {
     Record in = request(key, commandWrite);
-    put32(in, offsetSize, size); // announced unchanged, even if it exceeds the 32 bytes
+    put32(in, offsetSize, size); // sent unchanged, even if it exceeds 32
     std::memcpy(&in[offsetBytes], value.data(), std::min<std::size_t>(size, value.size()));
     Record out{};
     if (!exchange(in, out))
@@ -257,7 +257,7 @@ Model::Refusal Model::setTarget(int index, double rpm) {
 
 void Model::restoreAuto() {
     for (int index = 0; index < std::max(fanCount_, 1); ++index)
-        writeByte(fanKey(index, "Md"), 0); // after a failure, the other fans are tried too
+        writeByte(fanKey(index, "Md"), 0); // continues with the other fans after a failure
     writeByte("Ftst", 0);
 }
 

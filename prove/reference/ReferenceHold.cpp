@@ -18,7 +18,7 @@ std::string boolText(bool value) { return value ? "true" : "false"; }
 void Model::emit(const std::string& event) { notice(serviceCategory, "hold: " + event); }
 
 bool Model::gateIsOpen(const Hold& hold) {
-    // Read even if sleep alone decides.
+    // Reads the lid state even if sleep alone decides.
     const bool isLidClosed = readsAsClosed(platform_.machine.clamshell.clamshellState());
     return mayHold(hold.isSleeping, isLidClosed, hold.handsBackOnLidClose);
 }
@@ -67,7 +67,7 @@ Model::Refusal Model::engage(Hold& hold, bool& neededUnlock) {
     return std::nullopt;
 }
 
-// Evaluates the floor and takes one easing step, so that the number of calls matters.
+// Evaluates the floor. Each call takes one easing step, so the number of calls matters.
 double Model::heldFraction(Hold& hold) {
     if (const std::optional<double> celsius = chipTemperature()) {
         hold.chipReadings.push_back(*celsius);

@@ -65,7 +65,8 @@ bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose) {
 bool readsAsClosed(const ClamshellProperty& property) {
     const auto* const boolean = std::get_if<bool>(&property);
     const auto* const number = std::get_if<double>(&property);
-    return (boolean != nullptr && *boolean) || (number != nullptr && *number == 1.0); // only 0 and 1 convert
+    return (boolean != nullptr && *boolean) ||
+           (number != nullptr && *number == 1.0); // only 0 and 1 convert to a boolean
 }
 
 std::string warmthText(double celsius) {
@@ -90,7 +91,7 @@ std::string doubleText(double value) {
     if (std::isnan(value))
         return "nan";
     std::array<char, 64> buffer{};
-    const bool isTiny = value != 0.0 && std::fabs(value) < 1e-4; // fixed notation would be a long row of zeros
+    const bool isTiny = value != 0.0 && std::fabs(value) < 1e-4; // fixed notation would print many zeros
     const auto format = isTiny ? std::chars_format::scientific : std::chars_format::fixed;
     const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, format).ptr;
     const std::string text(buffer.data(), end);

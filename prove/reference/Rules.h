@@ -25,16 +25,16 @@ double floorFraction(double chipCelsius);
 double raisedToFloor(double asked, std::optional<double> chipCelsius);
 // One step from the previous fraction: rises at once and falls by at most 0.02.
 double easedFraction(double from, double to);
-// Whether a hold may hold the fans now.
+// Whether a hold may be in force now.
 bool mayHold(bool isSleeping, bool isLidClosed, bool handsBackOnLidClose);
 bool readsAsClosed(const ClamshellProperty& property);
 // "cool", "warm" or "hot".
 std::string warmthText(double celsius);
-// Signed upper-case hexadecimal without padding, as after "0x" in error texts.
+// Signed upper-case hexadecimal without padding, for use after "0x" in error texts.
 std::string hexText(std::int32_t code);
-// Shortest text that converts back to the same double, with a fractional part, as in event texts.
+// Shortest text that converts back to the same double, with a fractional part, for event texts.
 std::string doubleText(double value);
-// The code requirement that only this identifier, signed by this team, satisfies.
+// The code requirement that only a program with this identifier, signed by this team, satisfies.
 std::string requirementText(const std::string& identifier, const std::string& team);
 
 } // namespace kelo::reference

@@ -53,11 +53,11 @@ public:
 
 private:
     static constexpr std::size_t clientCount = 50;
-    using Client = std::optional<int>; ///< Its number; nullopt while it is not connected.
+    using Client = std::optional<int>; ///< The number of a client; nullopt while it is not connected.
 
     int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random_); }
 
-    /// Also clears the records, which would fill the memory.
+    /// Lets time pass, and clears the records so that they do not fill the memory.
     void pass(double seconds) {
         daemon_.pass(seconds);
         daemon_.tape.clear();
@@ -155,7 +155,7 @@ int prove(int hours) {
     Profile::named("laptop").value().defineKeys(daemon.controller);
     daemon.exchange.limit = std::numeric_limits<int>::max();
     daemon.platform.output.isKept = false;
-    daemon.platform.isLogThrowing = true; // so that it does not store entries
+    daemon.platform.isLogThrowing = true; // the scripted logs then store no entries
     daemon.start();
     Crowd crowd(daemon, 1);
     runHour(daemon, crowd); // warm-up: allocates everything that is allocated only once

@@ -22,7 +22,7 @@ std::string contents(const std::filesystem::path& file) {
     return text.str();
 }
 
-/// Truncates the file, so that no test reads output of an earlier process.
+/// Truncates the file, so that no test reads output from an earlier process.
 FileDescriptor openEmpty(const std::filesystem::path& file) {
     FileDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
     if (!descriptor.isValid())
@@ -74,7 +74,7 @@ void ChildProcess::signal(int signal) const { kill(number_, signal); }
 
 void ChildProcess::writeInput(const std::string& text) const {
     const auto written = write(input_.get(), text.data(), text.size());
-    static_cast<void>(written); // a process that has ended is noticed by its status
+    static_cast<void>(written); // fails only if the process has ended, as its status then shows
 }
 
 std::optional<int> ChildProcess::status() {

@@ -47,7 +47,7 @@ private:
     pid_t number_ = -1;
     FileDescriptor input_;
     std::optional<int> status_;
-    std::size_t linesEnd_ = 0; ///< The end in the output of the lines read so far.
+    std::size_t linesEnd_ = 0; ///< Where the unread lines begin in the output.
     std::filesystem::path outputFile_;
     std::filesystem::path errorFile_;
 };

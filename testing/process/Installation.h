@@ -42,7 +42,7 @@ public:
     /// Starts the helper and waits until it listens. Throws `std::runtime_error` if it does not.
     void startListeningHelper();
     ChildProcess& helper() const { return *helper_; }
-    /// Forgets the helper's process, killing it if it is running.
+    /// Kills the helper's process if it is still running, and forgets it.
     void forgetHelper() { helper_.reset(); }
 
     /// The helper's lines on standard error so far, without their times.

@@ -9,7 +9,7 @@ namespace kelo {
 namespace {
 
 /// The path of the system log is fixed, and the helper has no settings. So the helper gets a separate /dev with the
-/// files that it uses. $0 is its folder.
+/// files that it uses. $0 is the helper's folder.
 constexpr const char* replaceDev = R"(
     mkdir -p "$0/dev"
     mount -t tmpfs none "$0/dev"

@@ -82,7 +82,7 @@ void PseudoTerminal::resize(unsigned columns, unsigned rows) const {
 
 void PseudoTerminal::type(const std::string& keys) const {
     const auto written = write(master_.get(), keys.data(), keys.size());
-    static_cast<void>(written); // a process that misses the keys is noticed by its behaviour
+    static_cast<void>(written); // if the keys are lost, the test sees no effect of them
 }
 
 void PseudoTerminal::signal(int signal) const { kill(number_, signal); }

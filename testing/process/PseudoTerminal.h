@@ -12,7 +12,7 @@
 
 namespace kelo {
 
-/// A process on a separate terminal, as its session leader, and the other end of that terminal. Killed if it is still
+/// A process that leads a session on a separate terminal, and the other end of that terminal. Killed if it is still
 /// running when this object ends.
 class PseudoTerminal {
 public:

@@ -56,7 +56,7 @@ private:
     }
 
     std::filesystem::path path_;
-    FileDescriptor end_;   ///< Kept open, like `other_`: otherwise writing would fail instead of waiting.
+    FileDescriptor end_;   ///< Kept open, like `other_`: otherwise writing would fail instead of blocking.
     FileDescriptor other_; ///< The other end of the terminal; unused for a pipe.
 };
 

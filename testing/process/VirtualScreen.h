@@ -13,7 +13,7 @@ class VirtualScreen {
 public:
     struct Cell {
         std::string character = " ";
-        std::string ink; ///< The arguments of the control sequence that set it; empty for the default.
+        std::string ink; ///< The arguments of the control sequence for the ink; empty for the default.
     };
     using Page = std::vector<std::vector<Cell>>;
 
@@ -57,10 +57,10 @@ public:
                            [&](const auto& row) { return row.find(text) != std::string::npos; });
     }
 
-    bool isAlternate = false; ///< The alternate screen is shown.
+    bool isAlternate = false; ///< Whether the alternate screen is shown.
     bool isCursorVisible = true;
     std::string ink;                 ///< The ink of the text that follows.
-    bool wasColoured = false;        ///< Some text was not in the default ink.
+    bool wasColoured = false;        ///< Whether some text was not in the default ink.
     std::vector<std::string> faults; ///< Unknown control sequences, and text beyond the end of a row.
 
 private:
