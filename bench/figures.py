@@ -98,7 +98,7 @@ def machine_of(run):
 
 
 def record(files):
-    """Writes all runs to the table, and the worst of them to the picture."""
+    """Writes the figures of all runs to the table, and the worst value of each figure to the picture."""
     runs = [json.loads(pathlib.Path(file).read_text()) for file in files]
     if any(run['brief'] for run in runs):
         raise SystemExit('figures.py: a brief run cannot be recorded')

@@ -34,14 +34,14 @@ std::vector<SMCKeyData> requestsOf(MachineInMemory& machine, const std::function
     return requests;
 }
 
-/// The fields that differ between reading exchanges.
+/// The fields that differ between exchanges that read.
 struct ReadContent {
     std::uint32_t key;
     std::uint8_t command;
     std::uint32_t size;
 };
 
-/// Makes only these exchanges: the minimum cost of the step that they belong to.
+/// Makes only the exchanges in `contents`. Their cost is the minimum cost of the step that makes them.
 void exchangeAll(SMCExchange& controller, const std::vector<ReadContent>& contents) {
     for (const auto& [key, command, size] : contents) {
         SMCKeyData request{};
@@ -109,7 +109,7 @@ BENCHMARK(signature);
 
 // --- exchanges of each step, counted once
 
-/// Counts the exchanges of a step. `isStarted`: the hold is started first.
+/// Counts the exchanges of a step. If `isStarted`, starts the hold first.
 void countStep(benchmark::State& state, const std::function<void(MachineInMemory&, FanHold&)>& step, bool isStarted) {
     MachineInMemory machine;
     const auto hold = machine.makeHold(0.5);

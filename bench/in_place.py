@@ -83,7 +83,7 @@ def spent(pids, seconds):
 def holding(scene, figures):
     with scene.helper() as helper, scene.staying('hold', 1), \
             Process(scene.programs / 'bench_ticker', scene.installation / 'simulated-mac', TICK) as bare:
-        time.sleep(2.5 * TICK)  # start-up is over, and the two do not tick at the same time
+        time.sleep(2.5 * TICK)  # by then start-up is over, and the two do not tick at the same time
         ticks = scene.count(30, 5)
         (used, waited), (least, least_waited) = spent([helper.pid, bare.pid], ticks * TICK)
     figures.compare('holding.tick', used / ticks, least / ticks, 'us')
@@ -127,7 +127,7 @@ def clients(scene, figures):
     """Measures a helper with a higher limit on clients."""
     count = scene.count(20000, 3000)
     with scene.helper('bench_many_clients') as helper:
-        # Measured first, because clients reuse memory that earlier clients needed.
+        # Memory is measured first, because later clients reuse the memory of earlier ones.
         before = memory(helper.pid)['private']
         with scene.staying('stay', 1000):
             figures.add('clients.memory', (memory(helper.pid)['private'] - before) / 1000, 'KiB per client')

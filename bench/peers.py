@@ -11,10 +11,10 @@ from processes import Process, memory, output_of, processor_time, waits
 CYCLE = 2  # seconds
 MANUAL, AUTOMATIC = 1, 2  # the kernel's numbers for a fan's mode
 
-# Provides the kernel's files for two fans and two sensors. Four files of the loopback interface replace those of the
-# fans: each stores a number, and they are on the same file system as a fan's files, which ignores position and
-# truncation. The interface is in a separate network namespace, so other processes are not affected, and the namespace
-# disappears with the process.
+# Provides the kernel's files for two fans and two sensors. Four files of the loopback interface replace the files of
+# the fans: each stores a number. They are on the same file system as a fan's files, and this file system ignores
+# position and truncation. The interface is in a separate network namespace, so other processes are not affected, and
+# the namespace disappears with the process.
 STAGE = r'''set -e
 folder=$1; shift
 mount -t tmpfs none /run

@@ -81,7 +81,7 @@ def processor_time(pid):
 
 
 def waits(pid):
-    """Returns how often the process's threads have waited so far."""
+    """Returns the number of times that the process's threads have waited so far."""
     statuses = [file.read_text() for file in pathlib.Path(f'/proc/{pid}/task').glob('*/status')]
     return sum(int(re.search(r'\nvoluntary_ctxt_switches:\s+(\d+)', status)[1]) for status in statuses)
 

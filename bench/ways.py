@@ -37,7 +37,8 @@ class Mac:
         self.folder = os.open(scene.installation / 'simulated-mac', os.O_PATH)
         self.hardware = self.connect('hardware.socket')
         self.calls = self.connect('calls.socket')
-        # The Mac records the time of a write on its own clock. The shortest of 20 writes gives the most exact offset.
+        # The Mac records the time of a write on its own clock. The shortest of 20 writes gives the most accurate
+        # offset.
         _, self.offset = min(self.write_now() for _ in range(20))
 
     def connect(self, name):
@@ -139,7 +140,8 @@ def hand_back(scene, figures):
                                      for _ in range(count)))
         six = bare_exchanges(mac, 6)
         asleep = acknowledgements(scene, mac, count)
-    # On exit the fans are handed back twice, when the hold stops and when the helper exits; on sleep only once.
+    # On exit the fans are handed back twice: when the hold stops, and when the helper exits. On sleep they are handed
+    # back only once.
     figures.add('hand-back.six-bare-exchanges', six, 'ms')
     add('hand-back.idle.last-fan', [fans for fans, _ in idle])
     add('hand-back.idle.exit', [exited for _, exited in idle])

@@ -43,7 +43,7 @@ if(KELO_SHIP)
   endif()
 endif()
 
-# lld, since linking takes most of the build time of a test program. The shipped build uses the default linker.
+# Uses lld, since linking takes most of the build time of a test program. The shipped build uses the default linker.
 find_program(KELO_LLD ld.lld)
 if(KELO_LLD AND NOT KELO_SHIP AND NOT APPLE)
   add_link_options(-fuse-ld=lld)
@@ -95,8 +95,8 @@ function(kelo_show target scope)
   target_include_directories(${target} ${scope} ${shown})
 endfunction()
 
-# Sets options and include folders of a target. It finds the headers in the folders of its sources, those of the targets
-# that it links, and those of `sees`.
+# Sets options and include folders of a target. The target finds the headers in the folders of its sources, the headers
+# of the targets that it links, and the headers of the targets in `sees`.
 function(kelo_configure target sees)
   get_target_property(sources ${target} SOURCES)
   set(folders)
@@ -117,9 +117,10 @@ endfunction()
 # kelo_library(NAME FILE... [LINKS TARGET...] [USES TARGET...] [SEES TARGET...]): creates a library for one folder of a
 # ring and names the targets whose headers it may include.
 #
-# Its headers may include those of LINKS, which targets that link it inherit. Only its sources may include those of
-# USES, which it links, and those of SEES, which it does not link because it implements their abstract classes. A target
-# that includes a header that includes one of SEES must link that target, too.
+# Its headers may include the headers of LINKS, and targets that link the library inherit LINKS. The headers of USES and
+# SEES are visible only when the library itself is compiled. The library links USES, but not SEES, because it only
+# implements their abstract classes. If one of its headers includes a header of a target in SEES, other targets that
+# include it must also link that target.
 function(kelo_library name)
   cmake_parse_arguments(ARG "" "" "LINKS;USES;SEES" ${ARGN})
   add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})

@@ -1,5 +1,6 @@
 # Precompiled headers: standard headers for all targets, and those of GoogleTest and the JSON library for tests. They
-# halve the time of a build without optimisation. The shipped build does not use them, so that it finds missing includes.
+# halve the time of a build without optimisation. The shipped build does not use them, so that it detects missing
+# includes.
 option(KELO_PRECOMPILE "Precompile the headers that most files include" OFF)
 
 # Makes compiled files independent of the checkout, so that all checkouts can share a compiler cache.

@@ -24,7 +24,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto snapshot = decoded({data, data + size});
     if (!snapshot)
         return 0;
-    // Encoding and decoding again must not throw, unless "1" becoming "1.0" exceeds the maximum size.
+    // Encoding the snapshot and decoding it again must not throw. Skips JSON that has grown beyond the maximum size
+    // because "1" became "1.0".
     const auto json = snapshot->encoded();
     if (json.size() <= FanSnapshot::maximumSize)
         mustHold(FanSnapshot::decoded(json) == *snapshot, "encoding and decoding preserve the snapshot");

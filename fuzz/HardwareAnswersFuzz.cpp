@@ -1,5 +1,5 @@
 // Decodes the input as the simulated Mac's answer about its lid. Controller and power records need no decoding; the
-// targets smc_replies and power_messages fuzz how they are handled.
+// targets smc_replies and power_messages fuzz their handling.
 
 #include <cstring>
 

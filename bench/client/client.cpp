@@ -1,5 +1,5 @@
-// The client that measures the helper, signed as the app. It encodes all requests before it measures, so that its own
-// cost is small.
+// The client that measures the helper. It has the signature of the app, and encodes all requests before it measures, so
+// that its own cost is small.
 //
 // usage: bench_client FOLDER SOCKET version COUNT        measures round trips over one connection
 //        bench_client FOLDER SOCKET snapshot COUNT       measures round trips over one connection

@@ -14,7 +14,7 @@
 
 namespace kelo::bench {
 
-/// The helper's exchanges with the simulated Mac, without the helper: each sends one record and receives one.
+/// Makes the helper's exchanges with the simulated Mac, without the helper. Each sends one record and receives one.
 class BareMac {
 public:
     /// `folder` is an open descriptor of the simulated Mac's folder, needed only during construction.

@@ -1,4 +1,4 @@
-// The minimum for start-up, memory and exit: links the helper's libraries, and only prints "main".
+// Measures the minimum cost of start-up, memory and exit: links the helper's libraries, but only prints "main".
 //
 // usage: bench_empty [stay | watch]
 //

@@ -1,5 +1,5 @@
-// The helper with a higher limit on clients, to measure how the cost of a request depends on their number. Its
-// main is otherwise the same as the helper's.
+// The helper with a higher limit on clients, for measuring how the cost of a request depends on the number of clients.
+// Otherwise, this main is the same as the helper's.
 
 #include "helper/HelperProcess.h"
 #include "platform/linux/LinuxPlatform.h"

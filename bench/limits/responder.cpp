@@ -1,4 +1,4 @@
-// The minimum cost of answering requests: waits for any client, receives a message and sends a constant reply.
+// Measures the minimum cost of answering requests: waits for any client, receives a message and sends a constant reply.
 //
 // usage: bench_responder FOLDER SOCKET REPLY-SIZE [MAC-FOLDER]
 //

@@ -1,4 +1,5 @@
-// The minimum cost of holding: only makes a tick's exchanges, over the same kind of connection as the helper.
+// Measures the minimum cost of a hold: only makes the exchanges of each tick, over the same kind of connection as the
+// helper.
 //
 // usage: bench_ticker FOLDER SECONDS: the simulated Mac's folder, and the time between ticks. Runs until killed.
 

@@ -24,7 +24,7 @@ namespace kelo::bench {
 std::size_t allocationsSoFar();
 
 /// A minimal controller: two fans and a chip in a table, so that an exchange costs only the call and the record. The
-/// compiler must not inline its exchanges, as it cannot with a real controller.
+/// compiler must not inline its exchanges, because it cannot inline those of a real controller.
 class ControllerInMemory : public SMCExchange {
 public:
     ControllerInMemory() {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-// How each type of member is serialized. The library prescribes the function names.
+// The serialization of each member type. The JSON library prescribes the function names.
 // NOLINTBEGIN(readability-identifier-naming)
 namespace nlohmann {
 
@@ -86,7 +86,7 @@ std::vector<std::uint8_t> encodeAny(const Any& any) {
         any);
 }
 
-/// The alternative of that name. Searches from the `index`-th one on.
+/// Returns the alternative with the given name. Starts the search at the `index`-th alternative.
 template <typename Any, std::size_t index = 0>
 Any alternativeNamed(const std::string& name, const nlohmann::json& members) {
     if constexpr (index == std::variant_size_v<Any>) {

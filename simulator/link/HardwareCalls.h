@@ -13,8 +13,8 @@
 
 namespace kelo {
 
-/// The calls that drive the simulated Mac and its answers. Each type has its name on the wire; the members have the
-/// same names on the wire as here. The messages between the helper and the Mac are in `mac_wire`.
+/// The calls that drive the simulated Mac, and the answers to them. Each type states its name on the wire. Its members
+/// have the same names on the wire as here. `mac_wire` defines the messages between the helper and the Mac.
 namespace hardware_calls {
 
 // --- the answers
@@ -98,7 +98,7 @@ struct SetLoad {
     double load = 0; ///< 0...1.
 };
 
-/// Holds a key at a value; nullopt releases it.
+/// Holds a key at a value; nullopt releases the key.
 struct SetKey {
     using Answer = Done;
     static constexpr auto name = "setKey";
@@ -123,7 +123,8 @@ struct FailExchange {
     int n = 1;
 };
 
-/// Answers exchanges with `result` instead of performing them: only those on `key` and of `command` if given.
+/// Answers exchanges with `result` instead of performing them. Affects only exchanges that match `key` and `command`,
+/// if given.
 struct AnswerWith {
     using Answer = Done;
     static constexpr auto name = "answerWith";
@@ -174,7 +175,7 @@ std::vector<std::uint8_t> encode(const AnyCall& call);
 std::vector<std::uint8_t> encode(const AnyAnswer& answer);
 
 /// Throw `std::invalid_argument`, whose text is a clause with the reason, for bytes that `encode` cannot produce. The
-/// bytes must come from the Mac's owner, since the nesting depth is not limited.
+/// bytes must come from the Mac's owner, since their nesting depth is not limited.
 AnyCall decodeCall(std::span<const std::uint8_t> bytes);
 AnyAnswer decodeAnswer(std::span<const std::uint8_t> bytes);
 

@@ -27,13 +27,13 @@ public:
     /// The socket for calls in the simulated Mac's folder.
     static constexpr const char* socketName = "calls.socket";
 
-    /// Connects to the simulated Mac in `folder`, an open descriptor. nullptr if none runs there or it does not accept
-    /// the connection.
+    /// Connects to the simulated Mac in `folder`, an open descriptor. Returns nullptr if no Mac runs there or it does
+    /// not accept the connection.
     static std::unique_ptr<HardwareLink> connect(int folder);
 
-    /// Makes a call and waits up to 90 s for the answer, since a Mac that goes to sleep waits twice 30 s for its
-    /// clients. Throws `CallRefused`; `CallFailed` if the Mac has stopped, does not answer or sends an unexpected
-    /// answer; and `std::invalid_argument` if the answer cannot be decoded.
+    /// Makes a call and waits up to 90 s for the answer, since a Mac that goes to sleep may wait for its clients twice,
+    /// 30 s each time. Throws `CallRefused`; `CallFailed` if the Mac has stopped, does not answer or sends an
+    /// unexpected answer; and `std::invalid_argument` if the answer cannot be decoded.
     template <typename Call>
     typename Call::Answer call(const Call& call) {
         auto answer = answerTo(call);

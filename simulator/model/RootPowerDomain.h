@@ -38,7 +38,7 @@ public:
 
     /// Registers a client; returns its number.
     int addClient(Send send);
-    /// Stops waiting for the client's acknowledgement.
+    /// Removes a client and stops waiting for its acknowledgement.
     void removeClient(int client);
     std::size_t clientCount() const { return clients_.size(); }
 

@@ -212,7 +212,7 @@ void SimulatedController::readBytes(const SMCKeyData& request, const SimulatedKe
 }
 
 void SimulatedController::writeBytes(const SMCKeyData& request, SimulatedKey& key, SMCKeyData& reply) {
-    // Clients write a key of size 0 with one byte, which is not stored.
+    // To write a key of size 0, clients send one byte, which is not stored.
     const auto size = std::max<std::uint32_t>(announcedSize(request.key, key), 1);
     if ((key.attributes & writable) == 0) {
         reply.result = notWritable;

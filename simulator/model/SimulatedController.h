@@ -56,13 +56,13 @@ public:
     /// How a controller guards manual mode.
     struct UnlockRule {
         bool isRequired = false; ///< Manual mode is refused unless "Ftst" is on.
-        double grantDelay = 0;   ///< How long "Ftst" must have been on, in seconds.
+        double grantDelay = 0;   ///< The seconds for which "Ftst" must have been on.
     };
 
     /// `now` returns seconds. It is the clock of the unlock delay and of the log.
     explicit SimulatedController(std::function<double()> now = [] { return 0.0; });
 
-    // The keys. A name has four characters.
+    // The keys. Each name has four characters.
     void define(std::string_view name, std::uint32_t type, std::uint32_t size,
                 std::span<const std::uint8_t> bytes = {});
     /// Defines a key of a number type with that type's size and `value`.
@@ -72,22 +72,23 @@ public:
     /// The key itself, for tests that inspect it or change it without a write. The key must exist.
     SimulatedKey& key(std::string_view name);
     const SimulatedKey& key(std::string_view name) const;
-    /// Decode and encode by the key's type, including the fraction bits of "fpe2". Integer types store the nearest
-    /// integer in their range, and 0 for NaN. The key must exist and have a number type. Setting the unlock switch has
-    /// the same effect as writing it.
+    /// Read and set a key's number in the encoding of the key's type, including the fraction bits of "fpe2". Integer
+    /// types store the nearest integer in their range, and 0 for NaN. The key must exist and have a number type.
+    /// Setting the unlock switch has the same effect as writing it.
     double number(std::string_view name) const;
     void setNumber(std::string_view name, double value);
     std::vector<std::string> names() const;
 
     void setUnlockRule(UnlockRule rule) { unlockRule_ = rule; }
 
-    /// Performs one exchange. Returns nullopt if it fails without a reply, as every write of a non-root caller does.
+    /// Performs one exchange. Returns nullopt if it fails without a reply, as every write by a non-root caller does.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request, bool callerIsRoot = true);
 
     // Faults. Each lasts until `clearFaults`, except for `failExchange`, which affects one exchange.
     /// Makes the `n`-th exchange from now fail without a reply (1 is the next).
     void failExchange(int n);
-    /// Answers exchanges with `result` instead of performing them: only those on `key` or of `command` if given.
+    /// Answers exchanges with `result` instead of performing them. Affects only exchanges that match `key` and
+    /// `command`, if given.
     void answer(std::optional<std::string> key, std::optional<SMCCommand> command, std::uint8_t result);
     /// Make the key-info command report a wrong size or type.
     void reportSize(std::string_view key, std::uint32_t size);
@@ -97,7 +98,7 @@ public:
     // The log: the newest records, up to `logCapacity`.
     static constexpr std::size_t logCapacity = 100'000;
     const std::deque<ExchangeRecord>& log() const { return log_; }
-    /// The texts of the logged exchanges, or only of those of `command`.
+    /// The texts of all logged exchanges, or only of those with `command`.
     std::vector<std::string> texts(std::optional<SMCCommand> command = std::nullopt) const;
     void clearLog() { log_.clear(); }
 

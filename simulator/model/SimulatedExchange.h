@@ -13,8 +13,8 @@ class SimulatedMac;
 
 /// Exchanges records with a simulated controller or a whole simulated Mac in the same process.
 ///
-/// Like a kernel, it fails an exchange on a closed or stale handle. `openConnections()` reveals a leaked handle and
-/// `wrongCloses()` a wrong one.
+/// Like the kernel, fails an exchange on a closed or stale handle. `openConnections()` reveals a leaked handle, and
+/// `wrongCloses()` reveals a call of `close` with a wrong handle.
 class SimulatedExchange : public SMCExchange {
 public:
     /// The argument is borrowed.
@@ -30,7 +30,7 @@ public:
 
     int opens() const { return opens_; }
     int openConnections() const { return handle_ == 0 ? 0 : 1; }
-    /// Calls of `close` for a connection that was not open.
+    /// The number of calls of `close` for a connection that was not open.
     int wrongCloses() const { return wrongCloses_; }
 
 private:

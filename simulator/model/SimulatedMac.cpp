@@ -11,7 +11,7 @@ constexpr double stepSeconds = 0.1;
 constexpr double fanInertia = 1.5; // seconds in which the distance to the target shrinks by a factor of e
 
 // Chosen so that an idle laptop settles at about 45 degrees and a fully loaded one at about 115 degrees with slow fans
-// and 80 with fast ones: a hold at a low fraction needs its thermal floor.
+// and 80 with fast ones. So a hold at a low fraction needs its thermal floor.
 constexpr double ambientCelsius = 25.0;
 constexpr double idlePower = 23.8;          // watts
 constexpr double loadPower = 95.0;          // additional watts at full load

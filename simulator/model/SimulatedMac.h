@@ -10,23 +10,23 @@
 
 namespace kelo {
 
-/// The hardware of a Mac that the helper uses: the controller's keys, fans with inertia that the system controls
+/// The Mac hardware that the helper uses: the controller's keys, fans with inertia that the system controls
 /// automatically, and a chip that heats under load and is cooled by the fans.
 ///
-/// Every access first brings the simulation up to the time of the given clock, so that it behaves the same in virtual
-/// and in real time. Not thread-safe.
+/// Every access first brings the simulation up to the time of the given clock, so that the simulation behaves the same
+/// in virtual and in real time. Not thread-safe.
 class SimulatedMac {
 public:
     /// `now` returns seconds and never goes back. The chip heats and cools `heatSpeed` times as fast as a
     /// real one.
     SimulatedMac(const Profile& profile, std::function<double()> now, double heatSpeed = 1.0);
 
-    /// The controller, brought up to the present.
+    /// Brings the simulation up to the present and returns its controller.
     SimulatedController& controller();
-    /// Performs one exchange with the controller, brought up to the present.
+    /// Brings the simulation up to the present and performs one exchange with its controller.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request, bool callerIsRoot);
 
-    /// How hard the chip works, 0...1.
+    /// Sets the load of the chip, 0...1.
     void setLoad(double load);
     double load() const { return load_; }
 

@@ -24,9 +24,9 @@ public:
     /// `std::invalid_argument`, whose text is a clause with the reason, for an invalid key.
     void perform(const hardware_calls::AnyCall& call, const Reply& reply);
 
-    /// An exchange with the controller; nullopt if it fails.
+    /// Performs an exchange with the controller. Returns nullopt if it fails.
     std::optional<SMCKeyData> exchange(const SMCKeyData& request) { return mac_.exchange(request, true); }
-    /// How long the caller must delay each reply to an exchange, in seconds.
+    /// The number of seconds by which the caller must delay each reply to an exchange.
     double exchangeDelay() const { return exchangeDelay_; }
     const ClamshellProperty& lid() const { return lid_; }
     RootPowerDomain& power() { return power_; }

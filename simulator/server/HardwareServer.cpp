@@ -126,7 +126,8 @@ void HardwareServer::allowPowerChange(int id, Message message) {
     handlers_.power().acknowledge(connections_.at(id).powerClient.value(), notificationID);
 }
 
-/// If sending fails, because the client does not read its replies, the next event on its socket drops it.
+/// Sends a message. If that fails because the client does not read its replies, shuts down the client's socket. The
+/// next event on the socket then drops the client.
 void HardwareServer::send(int id, Message message) {
     const auto found = connections_.find(id);
     if (found != connections_.end() &&

@@ -18,7 +18,7 @@ std::vector<Svg::Point> pointsOf(const Plot& plot, const PictureData& pairs, dou
     return points;
 }
 
-/// A step line: each value lasts until the next one.
+/// Returns a step line, in which each value lasts until the next one.
 std::vector<Svg::Point> stepsOf(const Plot& plot, const PictureData& times, const PictureData& values, double scale) {
     std::vector<Svg::Point> points;
     for (std::size_t i = 0; i < times.size(); ++i) {
@@ -30,7 +30,8 @@ std::vector<Svg::Point> stepsOf(const Plot& plot, const PictureData& times, cons
     return points;
 }
 
-/// Draws the floor, in percent of the fan's range, against degrees. Below the first point of the curve there is none.
+/// Draws the floor, as a percentage of the fan's range, over the chip's temperature. There is no floor below the first
+/// point of the curve.
 void drawCurve(Svg& svg, const PictureData& data) {
     const Plot plot({70, plotTop}, plotWidth, plotHeight, {80, 105}, {0, 110});
     plot.drawRows(svg, 20, " %");

@@ -11,8 +11,8 @@ constexpr double gap = 8; // pixels
 
 } // namespace
 
-/// Places each label below every earlier label that extends past its line. Lines run down, so that the line crosses no
-/// earlier label, and earlier lines are to its left.
+/// Places each label below every earlier label that extends past the new label's line. Lines run down, so the new line
+/// crosses no earlier label. Earlier lines are to the left of the new label.
 int arrange(std::vector<Label>& labels) {
     int rows = 0;
     for (std::size_t i = 0; i < labels.size(); ++i) {

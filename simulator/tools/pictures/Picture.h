@@ -11,7 +11,7 @@ using PictureData = nlohmann::ordered_json;
 /// Data as stored in a file: JSON with each outermost member on its own line.
 std::string textOf(const PictureData& data);
 
-/// Draws data as an SVG file. The same data give the same bytes. Throws an exception with the reason for invalid
+/// Draws data as an SVG file. Identical data produce identical bytes. Throws an exception with the reason for invalid
 /// data.
 std::string drawPicture(const PictureData& data);
 
@@ -21,7 +21,7 @@ namespace pictures {
 std::string drawTimeline(const PictureData& data);
 /// The thermal floor's curve and a hold that follows it.
 std::string drawFloor(const PictureData& data);
-/// How long each way of handing the fans back took.
+/// The duration of each way of handing the fans back.
 std::string drawDelays(const PictureData& data);
 /// Areas, boxes and arrows.
 std::string drawDiagram(const PictureData& data);

@@ -35,14 +35,16 @@ std::vector<std::string> charactersOf(const std::string& text) {
     return characters;
 }
 
-/// How much of its cell a block character, U+2581 to U+2588, fills from below; 0 for every other character.
+/// The fraction of its cell that a block character, U+2581 to U+2588, fills from the bottom; 0 for every other
+/// character.
 double blockHeight(const std::string& character) {
     const bool isBlock =
         character.size() == 3 && character.starts_with("\xE2\x96") && character[2] >= '\x81' && character[2] <= '\x88';
     return isBlock ? static_cast<double>(character[2] - '\x80') / 8 : 0;
 }
 
-/// Draws characters that are all blocks or all text. Draws blocks as areas, since in most fonts they leave gaps.
+/// Draws characters that are all blocks or all text. Draws blocks as areas, since the block characters of most fonts
+/// leave gaps.
 void drawRun(Svg& svg, Svg::Point corner, const std::vector<std::string>& run, const std::string& ink) {
     const double width = cellWidth * static_cast<double>(run.size());
     if (const double height = cellHeight * blockHeight(run.front()); height > 0)

@@ -26,7 +26,7 @@ std::string valueText(const PictureData& figure) {
     return text.data();
 }
 
-/// A target of 0 is met only by 0.
+/// Returns the figure's value as a share of its target. Only the value 0 meets a target of 0.
 double shareOf(const PictureData& figure) {
     const auto value = figure.at("value").get<double>();
     const auto target = figure.at("target").get<double>();

@@ -37,8 +37,8 @@ void drawSeries(Svg& svg, const Plot& plot, const Series& times, const PictureDa
         svg.polyline(stretch, name);
 }
 
-/// Draws each value as a bar that extends to the next value. A line would be too thick for a value that lasts 2 seconds
-/// of an hour.
+/// Draws each value as a bar that extends to the next value. A line would be too thick for a value that lasts only 2
+/// seconds in a picture of an hour.
 void drawSteps(Svg& svg, const Plot& plot, const Series& times, const PictureData& values, const std::string& name) {
     for (const auto& stretch : stretches(plot, times, values)) {
         auto begin = stretch.begin();

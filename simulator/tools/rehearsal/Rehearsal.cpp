@@ -12,7 +12,7 @@ namespace {
 constexpr double lookInterval = 0.25; // seconds
 constexpr double printInterval = 1.0;
 constexpr double askedFraction = 0.5;
-// A chip needs minutes to get hot. The fans are not sped up.
+// Speeds up the chip, which otherwise needs minutes to get hot, but not the fans.
 constexpr const char* heatSpeed = "12";
 
 bool isAnyManual(const nlohmann::json& mac) {

@@ -18,9 +18,9 @@ namespace kelo {
 /// promises. The session is shorter on a Mac whose fans cannot be held.
 class Rehearsal {
 public:
-    /// `folder` is a staged installation in which nothing runs. The Mac's clock runs `speed` times as fast; the
-    /// helper's does not, so that its intervals of 2 and 8 seconds do not change. Throws `std::runtime_error` if the
-    /// installation does not start.
+    /// `folder` is a staged installation in which nothing runs. The Mac's clock runs `speed` times as fast as real
+    /// time. The helper's clock does not, so that the helper's intervals of 2 and 8 seconds do not change. Throws
+    /// `std::runtime_error` if the installation does not start.
     Rehearsal(const std::filesystem::path& folder, const Profile& profile, double speed);
     ~Rehearsal();
 
@@ -57,7 +57,7 @@ private:
     void begin(const std::string& title, const std::string& mark);
     void say(const std::string& line);
     void promise(const std::string& text, bool isKept);
-    /// Watches the fans until the condition holds, up to `seconds`.
+    /// Watches the fans until the condition holds, but for at most `seconds`. Returns whether it holds.
     bool watchUntil(const std::function<bool(const nlohmann::json& mac)>& condition, double seconds);
     /// Watches the fans for `seconds` on the Mac's clock.
     void watchFor(double seconds);
@@ -76,7 +76,7 @@ private:
     std::optional<Onlooker> onlooker_;
     PictureData watched_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-    bool isAsked_ = false; ///< A client has asked for a hold.
+    bool isAsked_ = false; ///< Whether a client has asked for a hold.
     std::size_t shownLogLines_ = 0;
     std::size_t firstLogLine_ = 0; ///< First log line of the current step.
     double lastPrint_ = -1;

@@ -40,7 +40,8 @@ void ReplacementFile::adoptAttributes(int other) {
     struct stat status {};
     if (::fstat(other, &status) != 0)
         fail();
-    // Owner first, since changing it clears special mode bits. Only root may change it; other users keep the file.
+    // Changes the owner first, since that clears special mode bits. Only root may change the owner; a file of any other
+    // user keeps its owner.
     [[maybe_unused]] const int isGiven = ::fchown(file_.get(), status.st_uid, status.st_gid);
     setMode(status.st_mode & 07777);
 }

@@ -27,7 +27,7 @@ public:
     void adoptAttributes(int other);
     void setMode(mode_t mode);
 
-    /// Renames the file to the target, which need not exist. Must be the last call.
+    /// Gives the file the target's name. The target need not exist. Must be the last call.
     void commit();
 
 private:
