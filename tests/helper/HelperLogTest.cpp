@@ -115,10 +115,10 @@ public:
     CapturedStandardError& operator=(const CapturedStandardError&) = delete;
     ~CapturedStandardError() { end(); }
 
-    /// Returns the captured text.
+    /// Ends the capture and returns the captured text.
     const std::string& end() {
         if (reader_.joinable()) {
-            dup2(saved_, STDERR_FILENO); // which closes the pipe
+            dup2(saved_, STDERR_FILENO); // closes the pipe's last writing end
             close(saved_);
             reader_.join();
         }
@@ -131,7 +131,7 @@ private:
     std::thread reader_;
 };
 
-/// Writes to standard error as the platforms do.
+/// Writes to standard error in the same way as the platforms.
 class StandardOutput : public LogOutput {
 public:
     double wallClock() override { return 1'794'794'586; }
@@ -139,7 +139,7 @@ public:
 };
 
 TEST(HelperLogOnStandardError, EightThreadsWriteWholeLinesWithoutLoss) {
-    // RecordingSystemLog supports only one thread.
+    // Replaces RecordingSystemLog, which supports only one thread.
     struct NoLog : SystemLog {
         bool isEnabled(LogLevel) override { return true; }
         void write(LogLevel, const std::string&) override {}

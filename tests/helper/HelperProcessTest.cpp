@@ -66,9 +66,9 @@ protected:
         return client;
     }
 
-    /// The trace of leaving with a hold: the notice, then the hand-back.
+    /// The expected trace of an exit during a hold: the notice, then the hand-back.
     static Trace leaving(const std::string& notice) { return Trace({"[NOTICE] listener: " + notice}) + leaving(); }
-    /// The trace of leaving with a hold but without a notice.
+    /// The expected trace of an exit during a hold without a notice.
     static Trace leaving() {
         return restoreFans() + Trace({"[NOTICE] service: hold: released"}) + restoreFans() +
                Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"});
@@ -270,7 +270,7 @@ TEST_F(HelperProcessTest, HandsBackAndExitsEvenIfBothLogsThrow) {
     }
 }
 
-/// Stops the queue at the exit, because no code runs after it.
+/// Stops the queue when the helper exits, because a real process runs no code after its exit.
 class ProcessExitTest : public HelperProcessTest {
 protected:
     ProcessExitTest() {

@@ -40,7 +40,7 @@ class EveryStateTest : public ServiceFixture {
 protected:
     struct Situation {
         const char* name;
-        std::function<void()> enter; ///< Starts from a new hold of one client, with hand-back on lid close.
+        std::function<void()> enter; ///< Called after one client has started a hold that hands back on lid close.
         std::function<bool()> isEntered;
         bool canHold = true;
     };
@@ -108,7 +108,7 @@ TEST_F(EveryStateTest, AnswersEveryRequestOnce) {
             situation.enter();
             EXPECT_TRUE(situation.isEntered());
             make(situation);
-            queue.runFor(0.3); // long enough for a second answer, or for the exit after a stand-down
+            queue.runFor(0.3); // long enough for a second answer or for the exit after a stand-down
             service.reset();
         }
 }

@@ -114,7 +114,7 @@ TEST_F(HelperServiceTest, TheSnapshotCountsTheUsableFans) {
     EXPECT_EQ(snapshot().maxRPM, 5500);
 }
 
-TEST_F(HelperServiceTest, AnyManualFanIsUnderKeloControl) {
+TEST_F(HelperServiceTest, ReportsKeloControlWhileAnyFanIsManual) {
     makeService();
     EXPECT_FALSE(snapshot().underKeloControl);
     controller.setNumber("F1Md", 1);
@@ -204,7 +204,7 @@ TEST_F(HelperServiceTest, HandingBackWorksWithoutAHold) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndLeavesAfterThreeTenthsOfASecond) {
+TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndExitsAfterThreeTenthsOfASecond) {
     makeService();
     hold(0.5);
     takeTrace();
@@ -217,7 +217,7 @@ TEST_F(HelperServiceTest, StandingDownRepliesAtOnceAndLeavesAfterThreeTenthsOfAS
     EXPECT_EQ(takeEffects(), Trace({"leave"}));
 }
 
-TEST_F(HelperServiceTest, StandingDownLeavesEvenIfTheServiceIsDestroyed) {
+TEST_F(HelperServiceTest, StandingDownExitsEvenIfTheServiceIsDestroyed) {
     makeService();
     standDown();
     takeTrace();
@@ -226,7 +226,7 @@ TEST_F(HelperServiceTest, StandingDownLeavesEvenIfTheServiceIsDestroyed) {
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
-TEST_F(HelperServiceTest, StandingDownLeavesAtOnceAndOnlyOnceWithoutMemory) {
+TEST_F(HelperServiceTest, StandingDownExitsAtOnceAndOnlyOnceWithoutMemory) {
     FullQueue full(now);
     makeServiceOn(full);
     full.isFull = true;

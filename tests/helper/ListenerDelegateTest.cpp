@@ -157,7 +157,7 @@ TEST_F(AdmissionTest, CountsADepartureOnTheMainQueue) {
     EXPECT_FALSE(takeTrace().empty());
 }
 
-TEST_F(AdmissionTest, RefusesConnectionsAndLeavesAfterTheExecutableIsReplaced) {
+TEST_F(AdmissionTest, RefusesConnectionsAndExitsAfterTheExecutableIsReplaced) {
     const auto client = listener.connect();
     holdWith(*client);
     events.place(FileIdentity{1, 101});

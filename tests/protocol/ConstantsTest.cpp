@@ -28,7 +28,7 @@ void expectRequest(const char* selector) {
     EXPECT_TRUE((std::is_same_v<decltype(Request().arguments()), std::tuple<Arguments...>>)) << selector;
 }
 
-TEST(Requests, AreTheFiveOfTheProtocolInOrder) {
+TEST(Requests, AreTheFiveProtocolRequestsInOrder) {
     using namespace requests;
     EXPECT_TRUE((std::is_same_v<Any, std::variant<FetchSnapshot, Hold, HandBack, HelperVersion, StandDown>>));
     expectRequest<FetchSnapshot, std::optional<Data>>("fetchSnapshotWithReply:");

@@ -30,16 +30,16 @@ std::vector<std::string> between(const std::string& text, const std::string& beg
     return found;
 }
 
-// Without a Swift compiler for the Mac, only a client would notice if these declarations changed.
+// Compares the declarations as text. Without a Swift compiler for the Mac, only clients would notice a change.
 class SwiftPackage : public ::testing::Test {
 protected:
     const std::string source = read("Sources/KeloProtocol/KeloHelperProtocol.swift");
 };
 
-TEST_F(SwiftPackage, DeclaresTheRequestsThatBecomeTheFiveSelectors) {
+TEST_F(SwiftPackage, DeclaresRequestsThatMapToTheFiveSelectors) {
     auto requests = between(source, "@objc public protocol KeloHelperProtocol {", "}");
     ASSERT_EQ(requests.size(), 1U);
-    for (const std::string attribute : {"@escaping ", "@Sendable "}) // part of no selector or type
+    for (const std::string attribute : {"@escaping ", "@Sendable "}) // not part of a selector or type
         replace(requests[0], attribute, "");
     EXPECT_THAT(between(requests[0], "func ", "\n"),
                 ElementsAre("fetchSnapshot(reply: (Data?) -> Void)", // fetchSnapshotWithReply:
@@ -50,7 +50,7 @@ TEST_F(SwiftPackage, DeclaresTheRequestsThatBecomeTheFiveSelectors) {
                             "standDown(reply: () -> Void)"));      // standDownWithReply:
 }
 
-TEST_F(SwiftPackage, MatchesTheModuleInTheProtocolsRunTimeName) {
+TEST_F(SwiftPackage, ModuleNameMatchesTheProtocolsRuntimeName) {
     EXPECT_THAT(read("Package.swift"), HasSubstr(".target(name: \"KeloProtocol\")"));
 }
 

@@ -25,7 +25,7 @@ FanError errorOf(Action action) {
     return FanError::smcUnavailable();
 }
 
-/// What the fan controller writes: manual mode, targets, and the hand-back.
+/// Tests the writes of the fan controller: manual mode, targets, and the hand-back.
 class FanCommands : public FanFixture {
 protected:
     FanController fans{exchange, clock, rights};
@@ -95,7 +95,7 @@ TEST_F(FanCommands, RespectsTheUnlockTimeout) {
 }
 
 TEST_F(FanCommands, StopsRetryingAtTheDeadline) {
-    controller.setUnlockRule({true, 0.1}); // the try at the deadline would succeed
+    controller.setUnlockRule({true, 0.1}); // a retry at the deadline would succeed
     fans.unlockTimeout = 0.1;
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
     EXPECT_EQ(now, 0.1);
@@ -107,7 +107,7 @@ TEST_F(FanCommands, ASlowUnlockSwitchDoesNotShortenTheRetries) {
     InterposedExchange slow(exchange);
     slow.afterNext("write Ftst 01", [this] { now += 10; });
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
-    EXPECT_GE(clock.sleeps, 40); // four seconds of 100 ms
+    EXPECT_GE(clock.sleeps, 40); // every 100 ms for four seconds
     EXPECT_NEAR(now, 14.0, 0.11);
 }
 
@@ -115,7 +115,7 @@ TEST_F(FanCommands, RetriesEvenIfTheUnlockSwitchRefuses) {
     controller.answer("Ftst", std::nullopt, 0x84);
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     EXPECT_EQ(errorOf([&] { fans.engageManual(0); }), FanError::modeRejected(0x82));
-    EXPECT_GE(clock.sleeps, 40); // four seconds of 100 ms
+    EXPECT_GE(clock.sleeps, 40); // every 100 ms for four seconds
     EXPECT_EQ(writes().size(), 1U + static_cast<std::size_t>(clock.sleeps));
 }
 
@@ -126,7 +126,7 @@ TEST_F(FanCommands, UnlocksTheLockedLaptopInAboutASecond) {
     EXPECT_FALSE(fans.engageManual(1)); // the switch is on already
 }
 
-TEST_F(FanCommands, ClampsATargetIntoTheFansRange) {
+TEST_F(FanCommands, ClampsATargetToTheFansRange) {
     const std::pair<double, double> targets[] = {{500, 1200},  {1200, 1200},   {3000.5, 3000.5},
                                                  {6000, 6000}, {6000.5, 6000}, {9000, 6000}};
     for (const auto& [asked, set] : targets) {
@@ -161,7 +161,7 @@ TEST_F(FanCommands, RefusesATargetWithoutRoot) {
 }
 
 TEST_F(FanCommands, ThrowsNoFansForATargetWithoutAValidRange) {
-    for (const double max : {1200.0, 1199.5, -6000.0}) { // empty, and inverted
+    for (const double max : {1200.0, 1199.5, -6000.0}) { // empty and inverted ranges
         controller.setNumber("F0Mx", max);
         EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans()) << max;
     }
@@ -186,7 +186,7 @@ TEST_F(FanCommands, ThrowsTargetRejectedWithTheStatus) {
     EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::targetRejected(-3));
 }
 
-TEST_F(FanCommands, CutsTheKeyOfAnyFanIndexToFourCharacters) {
+TEST_F(FanCommands, TruncatesTheKeyOfAnyFanIndexToFourCharacters) {
     const std::pair<int, const char*> keys[] = {
         {10, "F10M"}, {100'000, "F100"}, {-10'000, "F-10"}, {INT_MAX, "F214"}, {INT_MIN, "F-21"}};
     for (const auto& [index, key] : keys) {

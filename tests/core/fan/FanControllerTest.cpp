@@ -241,7 +241,7 @@ TEST_F(FanReadings, WarmthFallsBackToTheSecondSensorAndThenToCool) {
     EXPECT_EQ(fans.warmth(), Warmth::cool);
 }
 
-TEST(WarmthText, ConvertsFromItsThreeTextsOnly) {
+TEST(WarmthText, ParsesOnlyItsThreeTexts) {
     for (const auto warmth : {Warmth::cool, Warmth::warm, Warmth::hot})
         EXPECT_EQ(warmthFromText(warmthText(warmth)), warmth);
     EXPECT_EQ(warmthText(Warmth::cool), "cool");

@@ -9,7 +9,7 @@
 namespace kelo {
 namespace {
 
-/// The expected base 16 text: a minus sign if negative, no padding, upper case. Computed by the C library.
+/// Returns the expected base-16 text, computed by the C library: upper case, not padded, with a minus sign if negative.
 std::string expectedHex(std::int32_t code) {
     const auto magnitude = code < 0 ? -static_cast<std::int64_t>(code) : static_cast<std::int64_t>(code);
     char text[32];

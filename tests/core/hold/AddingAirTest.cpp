@@ -76,7 +76,7 @@ TEST_F(AddingAir, LowersTheHeldFractionByOneStepPerEvaluation) {
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3024.0", "F1Md=1", "F1Tg=2834.0"}));
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=2832.0", "F1Md=1", "F1Tg=2662.0"}));
     EXPECT_TRUE(hold->isAddingAir());
-    // The tenth step would be 0.2999999999999998.
+    // The tenth step would reach 0.2999999999999998.
     EXPECT_EQ(effectsOfTick(), Trace({"backToAsked", "F0Md=1", "F0Tg=2640.0", "F1Md=1", "F1Tg=2490.0"}));
     EXPECT_FALSE(hold->isAddingAir());
     EXPECT_THAT(effectsOfTick(), IsEmpty());
@@ -106,7 +106,7 @@ TEST_F(AddingAir, ContinuesWhileTheFractionIsMoreThanAThousandthAboveTheAskedOne
     EXPECT_EQ(evaluationsOfTick(), Trace({"Tp09?", "Tp09?", "backToAsked"}));
 }
 
-TEST_F(AddingAir, AnnouncesItsEndBeforeARepairAndTheRepairAfterwards) {
+TEST_F(AddingAir, AnnouncesItsEndBeforeTheFansAreRetakenAndTheRepairAfterwards) {
     setChip(96);
     startHold(0.49);
     setChip(-1000);
@@ -114,7 +114,7 @@ TEST_F(AddingAir, AnnouncesItsEndBeforeARepairAndTheRepairAfterwards) {
     EXPECT_EQ(effectsOfTick(), Trace({"backToAsked"}) + takeFans(0.49) + Trace({"reasserted"}));
 }
 
-TEST_F(AddingAir, MayBeginInTheTickThatResumes) {
+TEST_F(AddingAir, MayBeginInTheTickThatResumesTheHold) {
     clamshell.state = true;
     startHold(0.3, true);
     clamshell.state = false;
@@ -122,7 +122,7 @@ TEST_F(AddingAir, MayBeginInTheTickThatResumes) {
     EXPECT_EQ(effectsOfTick(), Trace({"addingAir(fraction: 0.5)"}) + takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(AddingAir, MayBeginInTheWakeThatResumes) {
+TEST_F(AddingAir, MayBeginOnTheWakeThatResumesTheHold) {
     startHold(0.3);
     power.send(willSleep, 7);
     setChip(45 + 51 * 2); // the mean of this and the previous reading is 96
@@ -132,7 +132,7 @@ TEST_F(AddingAir, MayBeginInTheWakeThatResumes) {
 }
 
 TEST_F(AddingAir, WritesOnlyEveryOtherStepIfTheRangeIs1000RPM) {
-    // 0.02 of 1000 RPM is 20 RPM, too little for a write; two steps are enough.
+    // A step of 0.02 is 20 RPM, which is too little for a write. Two steps are enough.
     for (const auto* key : {"F0Mx", "F1Mx"})
         controller.setNumber(key, 2200);
     setChip(96);

@@ -34,7 +34,7 @@ TEST(FanHoldEvent, ComparesKindAndValues) {
     EXPECT_FALSE(FanHoldEvent::woke() == FanHoldEvent::sleeping());
 }
 
-TEST(ShortestText, UsesDecimalNotationFromOneTenThousandthTo2ToThe54) {
+TEST(ShortestText, UsesExponentsOnlyForVerySmallAndVeryLargeNumbers) {
     const std::pair<double, const char*> texts[] = {
         {0, "0.0"},
         {-0.0, "-0.0"},

@@ -131,7 +131,7 @@ TEST_F(FanHoldTest, DropsEventsWithoutAnObserver) {
 }
 
 TEST_F(FanHoldTest, ReportsTheUnlockIfAnyFanNeededIt) {
-    // These count the exchanges of a start: two for each read or write, a key-info request and the access itself.
+    // The start takes two exchanges for each read or write: a key-info request and the access itself.
     const int firstModeWrite = 2 * (1 + 5 + 5 + 1);                   // chip, both fans, mode
     const int secondModeWrite = firstModeWrite + 2 * (1 + 1 + 1 + 1); // range, target, mode
     hold = makeHold(0.5);

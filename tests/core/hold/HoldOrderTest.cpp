@@ -76,14 +76,14 @@ protected:
     InterposedExchange interposed{exchange};
 };
 
-TEST_F(HoldOrder, ReassertsAFanTakenBetweenTheTwoReadingsInTheNextTick) {
+TEST_F(HoldOrder, ReassertsInTheNextTickAFanTakenBetweenTheTwoReadings) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Md", 0); });
     EXPECT_THAT(effectsOfTick(), IsEmpty());
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"reasserted"}));
 }
 
-TEST_F(HoldOrder, RepairsAFanTakenAndMovedBetweenTheTwoReadingsSilently) {
+TEST_F(HoldOrder, SilentlyRepairsAFanTakenAndRetargetedBetweenTheTwoReadings) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] {
         controller.setNumber("F1Md", 0);
@@ -100,7 +100,7 @@ TEST_F(HoldOrder, ReassertsAFanReturnedBetweenTheTwoReadings) {
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"reasserted"}));
 }
 
-TEST_F(HoldOrder, DetectsATargetMovedBetweenTheTwoReadings) {
+TEST_F(HoldOrder, DetectsATargetChangedBetweenTheTwoReadings) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Tg", 1200); });
     EXPECT_EQ(effectsOfTick(), takeFans(0.5));

@@ -181,7 +181,7 @@ TEST_F(LidAndSleep, StartingDuringSleepYieldsUntilWaking) {
     EXPECT_EQ(takeEffects(), Trace({"woke"}) + takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(LidAndSleep, StartingDuringSleepWithTheLidClosedWaitsForBoth) {
+TEST_F(LidAndSleep, StartingDuringSleepWithTheLidClosedYieldsUntilAwakeWithTheLidOpen) {
     clamshell.state = true;
     hold = makeHold(0.5, true);
     hold->start(true);

@@ -38,8 +38,8 @@ TEST_F(NonFiniteNumbers, WritesANaNFractionUnchangedWithoutAReading) {
               Trace({"F0Md=1", "F0Tg=nan", "F1Md=1", "F1Tg=nan", "engaged(fraction: nan, neededUnlock: false)"}));
     EXPECT_FALSE(hold->isAddingAir());
     EXPECT_THAT(effectsOfTick(), IsEmpty());
-    // Comparing with a NaN target shows no drift, so the target is replaced only when the fans are taken for another
-    // reason.
+    // A comparison with a NaN target shows no drift. The hold therefore replaces the target only when it retakes the
+    // fans for another reason.
     controller.defineNumber("Tp09", smc_type::flt, 45);
     EXPECT_THAT(effectsOfTick(), IsEmpty());
     controller.setNumber("F1Md", 0);
@@ -111,7 +111,7 @@ TEST_F(NonFiniteNumbers, LeavesAMissingFanAloneAndHoldsTheOther) {
     controller.setNumber("F1Tg", 1200);
     EXPECT_EQ(effectsOfTick(), takeFirstFan("3600.0") + Trace({"reasserted"}));
     hold->stop();
-    EXPECT_FALSE(isAnyManual()); // hands back the fan that was not visible too
+    EXPECT_FALSE(isAnyManual()); // also hands back the fan that had disappeared
 }
 
 TEST_F(NonFiniteNumbers, TakesANewFanAndReportsARepair) {

@@ -16,7 +16,7 @@ Bytes bytesOf(const SMCKeyData& record) {
     return bytes;
 }
 
-/// 80 bytes, zero except for the given runs.
+/// Returns 80 bytes that are zero except for the given runs.
 Bytes golden(std::initializer_list<std::pair<std::size_t, Bytes>> runs) {
     Bytes bytes(80, 0);
     for (const auto& [offset, run] : runs)
@@ -35,7 +35,7 @@ constexpr std::size_t commandAt = 42;
 constexpr std::size_t valueAt = 48;
 const Bytes f0Tg = {'g', 'T', '0', 'F'}; // the code's little-endian bytes
 
-TEST_F(ExchangeRecordTest, ReadsWithCommandNineForTheKeyInfoAndCommandFiveForTheBytes) {
+TEST_F(ExchangeRecordTest, ReadsTheKeyInfoWithCommand9AndTheBytesWithCommand5) {
     controller.defineNumber("F0Tg", smc_type::flt, 2500);
     float value = 0;
     ASSERT_EQ(smc_read_float("F0Tg", &value), 0);
@@ -44,7 +44,7 @@ TEST_F(ExchangeRecordTest, ReadsWithCommandNineForTheKeyInfoAndCommandFiveForThe
     EXPECT_EQ(request(1), golden({{keyAt, f0Tg}, {sizeAt, {4, 0, 0, 0}}, {commandAt, {5}}}));
 }
 
-TEST_F(ExchangeRecordTest, SendsAWriteRequestWithTheKeyItsSizeCommandSixAndTheBytes) {
+TEST_F(ExchangeRecordTest, AWriteRequestContainsTheKeyItsSizeCommand6AndTheBytes) {
     controller.defineNumber("F0Tg", smc_type::flt, 0);
     ASSERT_EQ(smc_write_float("F0Tg", 2500.0F), 0);
     ASSERT_EQ(controller.log().size(), 2U);
@@ -55,7 +55,7 @@ TEST_F(ExchangeRecordTest, SendsAWriteRequestWithTheKeyItsSizeCommandSixAndTheBy
             {{keyAt, f0Tg}, {sizeAt, {4, 0, 0, 0}}, {commandAt, {6}}, {valueAt, {0x00, 0x40, 0x1C, 0x45}}})); // 2500.0F
 }
 
-TEST_F(ExchangeRecordTest, ReadsAKeyInfoReplyFromItsOffsets) {
+TEST_F(ExchangeRecordTest, AKeyInfoReplyHasTheExpectedLayout) {
     controller.define("F0Tg", smc_type::flt, 4);
     controller.key("F0Tg").attributes = 0xC0;
     float value = 0;

@@ -60,7 +60,7 @@ private:
     std::mt19937 random_{7};
 };
 
-/// Replies with non-zero padding after the attributes.
+/// Sends replies with non-zero padding after the attributes.
 class PaddingExchange : public SMCExchange {
 public:
     std::uint32_t open() override { return 1; }
@@ -81,7 +81,7 @@ private:
     }
 };
 
-TEST(PaddedController, ReadsTheAttributesAsAWordAndZeroesEveryReply) {
+TEST(PaddedController, ReadsTheAttributesAsAWordAndZeroesEveryReplyBuffer) {
     PaddingExchange exchange;
     smc_set_exchange(&exchange);
     ASSERT_EQ(smc_open(), 0);

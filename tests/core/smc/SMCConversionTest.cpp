@@ -30,7 +30,7 @@ protected:
         const auto& request = controller.log().back().request;
         return {request.bytes, request.bytes + request.keyInfo.dataSize};
     }
-    /// The bytes written to an "fpe2" key for `value`, as one number.
+    /// Writes `value` to an "fpe2" key. Returns the two bytes that are sent, as one big-endian number.
     std::uint16_t writtenFixedPoint(float value) {
         controller.clearLog();
         EXPECT_EQ(smc_write_float("Tst1", value), 0);
@@ -151,13 +151,13 @@ TEST_F(SMCConversion, RefusesToConvertUnknownTypesToFloats) {
     }
 }
 
-TEST_F(SMCConversion, WritesFixedPointTruncatedAndBigEndian) {
+TEST_F(SMCConversion, TruncatesFixedPointValuesAndWritesThemAsBigEndian) {
     store(smc_type::fpe2, 2, {});
     EXPECT_EQ(writtenFixedPoint(1000.6F), 0x0FA2);
     EXPECT_EQ(writtenFixedPoint(1234.9F), 0x134B);
 }
 
-TEST_F(SMCConversion, WritesEveryFixedPointValueAsItWasRead) {
+TEST_F(SMCConversion, RoundTripsEveryFixedPointValue) {
     for (unsigned raw = 0; raw <= 0xFFFF; ++raw) {
         store(smc_type::fpe2, 2, {});
         ASSERT_EQ(writtenFixedPoint(static_cast<float>(raw) / 4), raw);
@@ -165,7 +165,7 @@ TEST_F(SMCConversion, WritesEveryFixedPointValueAsItWasRead) {
     }
 }
 
-/// The intended conversion, in a type too wide to overflow.
+/// Computes the expected result in a type that is too wide to overflow.
 std::uint16_t expectedFixedPoint(float value) {
     if (std::isnan(value))
         return 0;
@@ -174,7 +174,7 @@ std::uint16_t expectedFixedPoint(float value) {
     return static_cast<std::uint16_t>(saturated & 0xFFFF);
 }
 
-TEST_F(SMCConversion, WritesTheLow16BitsOfFixedPointSaturatedTo32Bits) {
+TEST_F(SMCConversion, SaturatesFixedPointTo32BitsAndWritesTheLow16Bits) {
     store(smc_type::fpe2, 2, {});
     auto floats = randomFloats(50'000);
     const auto special = specialFloats();
@@ -188,7 +188,7 @@ TEST_F(SMCConversion, WritesTheLow16BitsOfFixedPointSaturatedTo32Bits) {
     EXPECT_EQ(writtenFixedPoint(-0.2F), 0x0000);
 }
 
-TEST_F(SMCConversion, WritesTheFloatsFourBytesToAnyOtherType) {
+TEST_F(SMCConversion, WritesTheFourBytesOfAFloatToAnyOtherType) {
     auto floats = randomFloats(1'000);
     const auto special = specialFloats();
     floats.insert(floats.end(), special.begin(), special.end());

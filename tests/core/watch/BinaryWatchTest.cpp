@@ -22,7 +22,7 @@ protected:
     std::unique_ptr<BinaryWatch> watch = makeWatch();
 };
 
-TEST_F(BinaryWatchTest, ReturnsTheSystemsPathOfOurExecutable) {
+TEST_F(BinaryWatchTest, ReturnsTheExecutablePathReportedByTheSystem) {
     EXPECT_EQ(BinaryWatch::ownExecutable(events), events.executable);
     events.executable.reset();
     EXPECT_EQ(BinaryWatch::ownExecutable(events), std::nullopt);
@@ -101,7 +101,7 @@ TEST_F(BinaryWatchTest, TreatsAFileThatCannotBeExaminedAsCurrent) {
     EXPECT_EQ(events.cancellations(), 0);
 }
 
-TEST_F(BinaryWatchTest, ReportsAFileThatCannotBeOpenedOnlyWhenChecked) {
+TEST_F(BinaryWatchTest, ReportsAReplacementOnlyWhenCheckedIfTheFileCannotBeOpened) {
     events.canOpen = false;
     watch = makeWatch();
     events.place(std::nullopt);

@@ -152,10 +152,10 @@ TEST_F(ExportedHelperTest, OnlyTheExportedObjectRetainsTheHelper) {
     EXPECT_EQ(other.use_count(), 1);
 }
 
-// XPC compares the encodings as text.
+// XPC compares the type encodings of the requests as text.
 
-/// The size of an argument on the stack and its type encoding. This runtime has no extended encodings; a separate test
-/// checks those of Apple's processors.
+/// The size of an argument on the stack and its type encoding. This runtime has no extended encodings; encodings.sh
+/// checks them for Apple's processors.
 struct Argument {
     int size;
     const char* letter;
@@ -167,7 +167,7 @@ constexpr Argument argument(bool) {
     return { 4, @encode(BOOL) };
 }
 
-/// The compiler's encoding of a method with the arguments of `Request` and a reply block.
+/// Returns the compiler's encoding of a method with the arguments of `Request` and a reply block.
 template <typename Request> std::string encoding() {
     int offset = 16; // after self and the selector
     std::string types = "@0:8";

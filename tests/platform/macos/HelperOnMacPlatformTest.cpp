@@ -108,7 +108,8 @@ TEST_F(HelperOnMacPlatform, StartsInAFixedOrder) {
     doubles::journalFiles(false);
     auto calls = journal().take();
     std::erase_if(calls, [](const std::string& call) {
-        // Ignore the controller's exchanges, the set-up of sources, and the log's check of where standard error points.
+        // Ignores the controller's exchanges, the setup of sources, and the calls by which the log examines standard
+        // error.
         return call.starts_with("IOConnectCallStructMethod") || call.starts_with("dispatch_s") ||
                call.starts_with("open /dev/fd/2") || call == "close";
     });

@@ -1,4 +1,4 @@
-// PosixClock.cpp as compiled for a Mac, with the system's clocks replaced by test clocks.
+// Tests PosixClock.cpp as compiled for a Mac, with test clocks in place of the system's clocks.
 
 #include <gtest/gtest.h>
 #include <time.h>

@@ -41,8 +41,8 @@ protected:
         return status;
     }
 
-    /// Makes the helper leave after its next reply to `request`. Calls `replace` before that reply, to configure the
-    /// helper that starts next.
+    /// Ends the helper's connections after its next reply to `request`, as if it had exited. Calls `replace` before
+    /// that reply, to configure the helper that starts next.
     void leaveAfter(const std::string& request, const std::function<void()>& replace) {
         helper->answer = [this, request, replace, hasLeft = false](const std::function<void()>& reply) mutable {
             const bool isLeaving = !hasLeft && helper->requests().back() == request;
@@ -62,7 +62,7 @@ protected:
     std::string errors;
 };
 
-TEST_F(SampleClient, PrintsHoldsAndHandsBack) {
+TEST_F(SampleClient, PrintsTheSnapshotThenHoldsAndHandsBack) {
     EXPECT_EQ(run({"TEAM", "0.5", "0"}), 0);
     EXPECT_EQ(output, "{}\n");
     EXPECT_THAT(helper->requests(), ElementsAre("helperVersion", "fetchSnapshot", "hold", "handBack"));

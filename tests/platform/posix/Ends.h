@@ -46,7 +46,7 @@ inline Ends terminalEnds() {
     return {std::move(reading), std::move(writing)};
 }
 
-/// Reads everything that is available at once.
+/// Reads all available text without waiting.
 inline std::string readAll(const FileDescriptor& end) {
     fcntl(end.get(), F_SETFL, O_NONBLOCK);
     std::string text;

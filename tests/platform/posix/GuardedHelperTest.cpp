@@ -16,7 +16,7 @@ using ::testing::SizeIs;
 
 constexpr const char* brokenText = "The helper could not carry out the request because of an internal error.";
 
-/// Handles each reply as the test decides.
+/// A helper that handles each reply as the test specifies.
 class Misbehaving : public KeloHelperProtocol {
 public:
     enum class Way { answers, answersTwice, forgets, throws, answersAndThrows };
@@ -48,7 +48,7 @@ private:
     const Way way_;
 };
 
-/// The replies to the five requests; each probe fails the test if it does not get exactly one answer.
+/// Collects the replies to the five requests. Each probe fails the test if it does not get exactly one reply.
 struct Answers {
     explicit Answers(Misbehaving::Way way) : helper(std::make_shared<Misbehaving>(way)) {
         takeFaults();
@@ -99,7 +99,7 @@ TEST(GuardedHelper, SendsTheFallbackIfTheHelperDoesNotReply) {
     EXPECT_THAT(takeFaults(), SizeIs(5));
 }
 
-TEST(GuardedHelper, SendsTheFallbackAndReportsWhatTheHelperThrows) {
+TEST(GuardedHelper, SendsTheFallbackAndReportsTheExceptionIfTheHelperThrows) {
     expectFallbacks(Answers(Misbehaving::Way::throws));
     const auto faults = takeFaults();
     EXPECT_THAT(faults, SizeIs(10)) << "the exception and the missing answer of each request";

@@ -13,7 +13,7 @@
 namespace kelo {
 namespace {
 
-/// More than one write when the room is unknown.
+/// Too long for a single write if the free space is unknown.
 const std::string text(2000, 'x');
 
 std::set<int> inheritedDescriptors() {
@@ -24,7 +24,7 @@ std::set<int> inheritedDescriptors() {
     return found;
 }
 
-/// Writes until there is no more room; returns the error.
+/// Writes until a write fails, and returns the error.
 int fill(const NonBlockingWriter& writer) {
     errno = 0;
     auto written = writer.write(text);

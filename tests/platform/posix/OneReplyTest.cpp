@@ -59,7 +59,7 @@ TEST_F(OneReplyTest, ReportsAFallbackThatCannotBeSent) {
                 ElementsAre("a request: it was dropped without a reply", "sending a reply: the connection is gone"));
 }
 
-TEST_F(OneReplyTest, SendsOnlyOneReplyOfManyThreads) {
+TEST_F(OneReplyTest, SendsOnlyOneReplyWhenManyThreadsReply) {
     std::atomic<int> sends = 0;
     {
         const auto reply = OneReply<int>::through([&](int) { ++sends; }, 0);

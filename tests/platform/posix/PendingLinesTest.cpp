@@ -37,7 +37,7 @@ protected:
         }
     }
 
-    /// Reads the available text after a moment, on another thread.
+    /// Starts a thread that waits a moment and then reads the available text.
     std::thread readSoon() {
         return std::thread([this] {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -139,7 +139,7 @@ TEST_F(PendingLinesTest, FinishReportsTheLinesDroppedLast) {
 }
 
 TEST_F(PendingLinesTest, FinishWaitsForASlowReaderOnlyAsLongAsNecessary) {
-    auto shortest = Clock::duration::max(); // of several: the machine may be busy
+    auto shortest = Clock::duration::max(); // of several rounds, because the machine may be busy
     for (int round = 0; round < 5; ++round) {
         fill();
         lines.add("the last\n");
@@ -163,7 +163,7 @@ TEST_F(PendingLinesTest, FinishWaitsForRoomForTheRest) {
 
 TEST_F(PendingLinesTest, FinishDoesNotWaitIfNothingIsPending) {
     fill();
-    auto shortest = Clock::duration::max(); // of several: the machine may be busy
+    auto shortest = Clock::duration::max(); // of several rounds, because the machine may be busy
     for (int round = 0; round < 5; ++round) {
         const auto before = Clock::now();
         lines.finish();

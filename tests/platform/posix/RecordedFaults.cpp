@@ -13,7 +13,7 @@ std::vector<std::string> faults;
 
 } // namespace
 
-// Replaces the function of the operating system.
+// Replaces the `reportFault` of the platform.
 void reportFault(const char* what, const char* why) noexcept {
     const std::lock_guard lock(mutex);
     faults.push_back(std::string(what) + ": " + why);

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// The faults reported with `reportFault` since the last call, as "what: why".
+/// Returns the faults reported with `reportFault` since the last call of this function, as "what: why".
 std::vector<std::string> takeFaults();
 
 } // namespace kelo

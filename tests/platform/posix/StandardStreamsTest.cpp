@@ -26,7 +26,7 @@
 namespace kelo {
 namespace {
 
-/// The exit status of a separate process that runs `work`; 1000 plus the signal if a signal ended it.
+/// Runs `work` in a separate process. Returns its exit status, or 1000 plus the signal number if a signal ended it.
 int inChild(const std::function<int()>& work) {
     const pid_t child = fork();
     if (child == 0) {
@@ -153,11 +153,11 @@ std::string line(int number, std::size_t length) {
     return text + "\n";
 }
 
-/// Seconds until a child that waits for its reader is killed.
+/// The time in seconds after which a child that is still waiting for its reader is killed.
 constexpr unsigned limit = 5;
 constexpr int lines = 300;
 
-/// Writes all lines before the first read, and the last line after it. Returns all text that could be read.
+/// Writes all numbered lines before the first read, and a last line after it. Returns all the text that was read.
 std::string writeUnreadAndThenRead(const Ends& ends, std::size_t length) {
     dup2(ends.writing.get(), STDERR_FILENO);
     alarm(limit);
@@ -172,7 +172,7 @@ std::string writeUnreadAndThenRead(const Ends& ends, std::size_t length) {
     return text;
 }
 
-/// Whether all lines have arrived in order, except those reported as left out.
+/// Returns whether all lines have arrived in order, except lines that the text reports as left out.
 bool isWhole(const std::string& text, std::size_t length) {
     const std::string leftOut = "Lines left out here: ";
     std::istringstream stream(text);
@@ -249,7 +249,7 @@ TEST(StandardStreams, WritesPendingLinesAtExit) {
     EXPECT_TRUE(readAll(ends.reading).ends_with(line(79, 1000)));
 }
 
-TEST(StandardStreams, WritesAFileAtItsSharedOffset) {
+TEST(StandardStreams, WritesToAFileAtItsSharedOffset) {
     const TemporaryFolder folder;
     const FileDescriptor file(open((folder / "log").c_str(), O_WRONLY | O_CREAT, 0600));
     EXPECT_EQ(inChild([&] {

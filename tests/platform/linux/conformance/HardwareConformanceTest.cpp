@@ -40,7 +40,7 @@ private:
     SimulatedMacHardware hardware_{mac_.folder()};
 };
 
-/// Uses a scripted Mac, since a simulated one sends its messages in a fixed order.
+/// Uses a scripted Mac, because the simulated Mac sends its messages in a fixed order.
 class SimulatedMacPowerHarness : private PowerNotifications {
 public:
     PowerNotifications& notifications() { return *this; }

@@ -13,7 +13,7 @@
 namespace kelo {
 namespace {
 
-// The event loop as a main queue, and signals and file events on it.
+// Tests the event loop as a main queue, and as the source of signals and file events.
 
 class EventLoopHarness {
 public:
@@ -28,7 +28,7 @@ private:
 
 class SignalDescriptorsHarness {
 public:
-    /// Discards signals left by one test, so that they do not reach the next.
+    /// Discards the test's pending signals, so that they do not reach the next test.
     ~SignalDescriptorsHarness() {
         sigset_t signals;
         sigemptyset(&signals);

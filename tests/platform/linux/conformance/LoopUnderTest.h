@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// An event loop in virtual time, on the test's thread, for the harnesses of the conformance suites.
+/// An event loop that runs in virtual time on the test's thread. Used by the harnesses of the conformance suites.
 struct LoopUnderTest {
     void run(double seconds) {
         loop.postAfter(seconds, [this] { loop.stop(); });

@@ -18,8 +18,8 @@
 namespace kelo {
 namespace {
 
-/// Both ends of the service's socket in one process. The harness chooses the client's identity; whether that identity
-/// satisfies the requirement is checked as for real peers.
+/// Both ends of the service's socket in one process. The harness chooses the client's identity, which is checked
+/// against the requirement in the same way as that of a real peer.
 class SocketHarness {
 public:
     Listener& listener() { return listener_; }
@@ -35,8 +35,7 @@ public:
             shutdown(socket, SHUT_RDWR);
     }
 
-    /// Connects twice as a peer that is cut off: everything that was ready before is served by the time the second one
-    /// is cut off.
+    /// Waits until the listener has served all ready events: connects two peers in turn, each until it is cut off.
     void settle() {
         for (int i = 0; i < 2; ++i) {
             expect({});

@@ -10,7 +10,8 @@
 namespace kelo {
 namespace {
 
-/// Collects the entries of a daemon that keeps up: its queue has room for few entries, and the others are dropped.
+/// Collects the entries that the daemon receives. The daemon reads after each entry, because its queue has room for
+/// only a few entries and further entries are dropped.
 class SyslogHarness {
 public:
     std::unique_ptr<SystemLog> makeLog(const std::string& category) {
@@ -23,7 +24,7 @@ public:
     void disable(LogLevel) {}
 
 private:
-    /// Lets the daemon read after each entry.
+    /// Makes the daemon read after each entry.
     class ReadLog : public SystemLog {
     public:
         ReadLog(SyslogHarness& harness, const std::string& category)

@@ -29,7 +29,7 @@ Bytes wire(const Record& record) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// Long enough for a busy machine, and short for a Mac that does not answer.
+/// Long enough for a busy machine to answer, and short enough for tests of a Mac that does not answer.
 constexpr MacTimeouts shortTimeouts = {
     .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
 
@@ -100,7 +100,7 @@ TEST_F(FailingMacTest, ADuplicateAnswerDoesNotShiftLaterAnswers) {
     }
 }
 
-TEST_F(FailingMacTest, AFailedExchangeIsNotALostLink) {
+TEST_F(FailingMacTest, AFailedExchangeDoesNotCountAsALostLink) {
     EXPECT_FALSE(exchangeAnsweredWith(wire(failedExchange)));
     EXPECT_TRUE(hardware.hasLink());
     mac.shutDown();
@@ -193,7 +193,7 @@ protected:
             return 0;
         });
     }
-    /// Runs the loop; by default only long enough for events that are ready.
+    /// Runs the loop for `seconds`. The default is just long enough to handle ready events.
     void run(double seconds = 0.05) { under.run(seconds); }
     int messagesAfterOneMore() {
         mac.send(message);
@@ -212,7 +212,7 @@ protected:
     std::function<void()> onMessage = [] {};
 };
 
-/// Has a registration that the Mac has accepted.
+/// Starts with a registration that the Mac has accepted.
 class LostRegistrationTest : public FailingPowerDomainTest {
 protected:
     LostRegistrationTest() { EXPECT_NE(registration, nullptr); }
@@ -246,7 +246,7 @@ TEST_F(FailingPowerDomainTest, RegistersLaterIfTheMacDoesNotAnswer) {
 }
 
 TEST_F(FailingPowerDomainTest, RegistersLaterIfNoDescriptorIsLeft) {
-    // A sanitizer needs descriptors the first time it sees an object.
+    // Uses the objects once, because a sanitizer needs free descriptors when it first checks an object.
     std::unique_ptr<PowerRegistration> registration = registerOnce();
     registration.reset();
     mac.clearBacklog();

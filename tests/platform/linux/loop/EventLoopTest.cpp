@@ -25,8 +25,8 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// The conformance suite tests general behaviour of main queues in virtual time. These tests cover additional behaviour
-// of the event loop, in real time.
+// The conformance suite tests the general behaviour of main queues in virtual time. These tests cover additional
+// behaviour of the event loop, most of it in real time.
 
 class EventLoopTest : public ::testing::Test {
 protected:
@@ -37,7 +37,7 @@ protected:
         far = FileDescriptor(ends[1]);
     }
 
-    /// Runs until `stop` is called or the time is over.
+    /// Runs the loop until `stop` is called. Fails the test after `seconds`.
     void run(double seconds = 5) {
         loop.postAfter(seconds, [this] {
             ADD_FAILURE() << "nothing stopped the loop";
@@ -197,7 +197,7 @@ TEST_F(EventLoopTest, SurvivesExceptionsFromTasksTimersAndHandlers) {
 
 class TimersOfTheLoop : public ::testing::Test {
 protected:
-    /// Posts a task that takes `seconds`.
+    /// Posts a task that runs for `seconds`.
     void postTask(const char* name, double seconds) {
         loop.post([=, this] {
             time.pass(std::chrono::duration_cast<LoopTime::Clock::duration>(std::chrono::duration<double>(seconds)));
@@ -282,7 +282,7 @@ TEST_F(EventLoopTest, ARefusedWatchLeavesNothingBehind) {
     run();
 }
 
-TEST_F(EventLoopTest, ARefusedWatchKeepsTheOtherWatchOfItsDescriptor) {
+TEST_F(EventLoopTest, ARefusedWatchDoesNotAffectTheOtherWatchOfItsDescriptor) {
     const int number = dup(near.get());
     const auto readable = loop.watch(number, EventLoop::Readiness::readable, [this] { loop.stop(); });
     close(number); // the kernel keeps watching, but rejects changes
@@ -293,7 +293,7 @@ TEST_F(EventLoopTest, ARefusedWatchKeepsTheOtherWatchOfItsDescriptor) {
     run();
 }
 
-TEST_F(EventLoopTest, EndingAWatchOfAClosedDescriptorEndsNoOther) {
+TEST_F(EventLoopTest, EndingOneOfTwoWatchesOfAClosedDescriptorDoesNotEndTheProcess) {
     const auto endOneOfTwo = [this] {
         const int number = dup(near.get());
         const auto readable = loop.watch(number, EventLoop::Readiness::readable, [] {});
@@ -312,7 +312,7 @@ protected:
     SignalfdSignals signals{loop};
 };
 
-TEST_F(SignalsOfTheLoop, DeliversASignalThatIsPendingBeforeItsSource) {
+TEST_F(SignalsOfTheLoop, DeliversASignalThatWasPendingBeforeItsSourceExisted) {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGUSR1);
@@ -327,7 +327,7 @@ TEST_F(SignalsOfTheLoop, DeliversASignalThatIsPendingBeforeItsSource) {
 }
 
 TEST_F(SignalsOfTheLoop, ASourceNeedsNoDescriptor) {
-    // A sanitizer needs descriptors the first time it sees an object.
+    // Uses the objects once, because a sanitizer needs free descriptors when it first checks an object.
     static_cast<void>(signals.deliver(SIGUSR1, [] {}));
     std::unique_ptr<SignalSource> source;
     {

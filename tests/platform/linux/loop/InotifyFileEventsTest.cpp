@@ -34,7 +34,7 @@ protected:
         });
     }
 
-    /// Returns whether the watch reports a replacement, waiting only as long as the kernel may need.
+    /// Returns whether the watch reports a replacement. Waits long enough for the kernel to send its event.
     bool isReported() {
         loop.postAfter(0.05, [this] { loop.stop(); });
         loop.run();
@@ -55,7 +55,7 @@ struct FileChange {
     bool isReported;
 };
 
-/// The conformance suite replaces, moves and deletes files. These changes are harder to distinguish.
+/// The conformance suite replaces, moves and deletes files. These tests cover changes that are harder to classify.
 class ChangedFile : public WatchedFile, public ::testing::WithParamInterface<FileChange> {};
 
 TEST_P(ChangedFile, IsReportedIfReplacedOrRemoved) {
@@ -100,7 +100,7 @@ const FileChange fileChanges[] = {
 INSTANTIATE_TEST_SUITE_P(InEveryWay, ChangedFile, ::testing::ValuesIn(fileChanges),
                          [](const auto& given) { return given.param.name; });
 
-TEST_F(WatchedFile, NoticesARenamedFolderOnlyWhenAsked) {
+TEST_F(WatchedFile, NoticesARenamedFolderOnlyWhenChecked) {
     std::filesystem::create_directory(folder / "inner");
     std::filesystem::rename(file, folder / "inner/helper");
     watch = std::make_unique<BinaryWatch>(folder / "inner/helper", events, [this] { ++replacements; });
@@ -136,7 +136,7 @@ protected:
     InotifyFileEvents events{loop, InotifyFileEvents::Urgency::urgent};
 };
 
-/// The kernel sends the event of a deletion before the name is gone.
+/// The kernel sends the event for a deletion before it removes the name, so a single check could miss the deletion.
 TEST_F(FileChecks, ChecksAgainForAWhileAfterAnEvent) {
     const auto start = time.now();
     std::vector<double> checks;
@@ -165,7 +165,7 @@ TEST_F(FileChecks, StopsCheckingOnceTheSourceIsCancelled) {
 TEST_F(FileChecks, NoticesAReplacementWithoutInotify) {
     int replacements = 0;
     std::optional<BinaryWatch> watch;
-    // A sanitizer opens descriptors when it first checks an object, so these come before the limit.
+    // Uses the objects once, because a sanitizer needs free descriptors when it first checks an object.
     watch.emplace(file, events, [] {});
     loop.scheduleTimer(1, false, [] {})->invalidate();
     watch.reset();
@@ -237,8 +237,8 @@ private:
     std::atomic<bool> isOver_ = false;
 };
 
-/// A bug that affects one deletion in thousands needs more deletions than a normal test run can afford; KELO_DELETIONS
-/// sets their number.
+/// Returns the number of deletions that were not reported. KELO_DELETIONS sets the number of attempts: to find a bug
+/// that affects one deletion in thousands takes more than the default.
 int missedDeletions(bool hasAnotherName) {
     constexpr int atOnce = 16;
     const char* const wanted = std::getenv("KELO_DELETIONS");

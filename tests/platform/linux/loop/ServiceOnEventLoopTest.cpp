@@ -16,7 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// The service on the event loop, in virtual time, with the hold of a client that disconnected at second 0.
+/// Runs the service on the event loop in virtual time. A client has started a hold and disconnected at second 0.
 class ServiceOnEventLoop : public ServiceFixture {
 protected:
     ServiceOnEventLoop() {
@@ -37,8 +37,8 @@ protected:
         loop.run();
     }
 
-    /// Keeps the main thread busy until the grace period is over, while a client reconnects 7.5 seconds after the last
-    /// one disconnected.
+    /// Reconnects a client in time, and keeps the main thread busy until the grace period is over. Called 7.5 seconds
+    /// after the last client has disconnected.
     void admitWhileBusy() {
         service->clientArrived(); // the listener's thread does not wait for the main thread
         time.pass(std::chrono::seconds(2));

@@ -19,7 +19,7 @@ bool isSatisfied(std::string_view text, const CodeIdentity& identity) {
 const std::string emitted = SigningIdentity::requirement("app.kelo.Kelo", "ABCDE12345");
 const CodeIdentity app{"app.kelo.Kelo", "ABCDE12345"};
 
-TEST(CodeRequirement, OnlyItsIdentifierAndTeamSatisfyAnEmittedText) {
+TEST(CodeRequirement, OnlyItsIdentifierAndTeamSatisfyARequirement) {
     EXPECT_TRUE(isSatisfied(emitted, app));
     const CodeIdentity others[] = {{"app.kelo.helper", "ABCDE12345"}, {"app.kelo.Kelo", "ABCDE12346"},
                                    {"ABCDE12345", "app.kelo.Kelo"},   {"", ""},
@@ -30,7 +30,7 @@ TEST(CodeRequirement, OnlyItsIdentifierAndTeamSatisfyAnEmittedText) {
         EXPECT_FALSE(isSatisfied(emitted, other)) << other.identifier << " of " << other.team;
 }
 
-TEST(CodeRequirement, OnlyEmptyNamesSatisfyEmptyTexts) {
+TEST(CodeRequirement, OnlyEmptyNamesSatisfyARequirementForEmptyNames) {
     const auto empty = SigningIdentity::requirement("", "");
     EXPECT_TRUE(isSatisfied(empty, {"", ""}));
     EXPECT_FALSE(isSatisfied(empty, {"a", ""}));
@@ -53,14 +53,14 @@ TEST(CodeRequirement, AcceptsEachTermAloneAndInAnyOrder) {
     EXPECT_FALSE(isSatisfied("certificate leaf[subject.OU] = \"t\" and identifier \"a\"", {"a", "u"}));
 }
 
-TEST(CodeRequirement, AllowsAnyBlanksBetweenTokens) {
+TEST(CodeRequirement, AllowsAnyWhitespaceBetweenTokens) {
     EXPECT_TRUE(isSatisfied("\n anchor\tapple  generic\r\nand identifier \"app.kelo.Kelo\"and certificate leaf [ "
                             "subject.OU ]=\"ABCDE12345\"  ",
                             app));
     EXPECT_TRUE(parses("identifier\"a\""));
 }
 
-TEST(CodeRequirement, RejectsEverythingElse) {
+TEST(CodeRequirement, RejectsAnyOtherSyntax) {
     for (const auto* text : {"",
                              " ",
                              "and",

@@ -20,7 +20,8 @@ std::string textOf(std::span<const std::uint8_t> bytes) { return {bytes.begin(),
 
 class CodeSignature : public SigningFixture {
 protected:
-    /// The trailer of a file with `content` that the anchor and the team's key sign after `change`.
+    /// Returns the trailer for a file with `content`. `change` alters the trailer before the anchor and the team's key
+    /// sign it.
     SignatureTrailer trailerFor(const std::string& content, const std::function<void(SignatureTrailer&)>& change) {
         auto trailer = team.trailer;
         trailer.identifier = *NameField::of(identity.identifier);

@@ -48,12 +48,12 @@ protected:
         peer = startProgram(program, arguments);
         socket = FileDescriptor(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
         ASSERT_TRUE(socket.isValid());
-        reported = peer->readLine(); // once it has reached the state that the test needs
+        reported = peer->readLine(); // printed when the peer has reached the state that the test needs
     }
 
     std::optional<std::string> check() const { return codeCheck.check(socket.get(), requirement); }
 
-    /// The same as on a kernel whose sockets do not return a pidfd.
+    /// Checks the peer by its process ID, as on a kernel whose sockets do not return a pidfd.
     std::optional<std::string> checkByNumber() const {
         try {
             return codeCheck.check(PeerProcess::ofSocketByNumber(socket.get()), requirement);
@@ -87,13 +87,13 @@ TEST_F(PeerCodeCheckTest, RefusesAnUnsignedProgram) { EXPECT_EQ(checkOf(unsigned
 TEST_F(PeerCodeCheckTest, RefusesAProgramAlteredAfterSigning) {
     const auto program = programSignedAs(identity);
     auto bytes = readFile(program);
-    const std::string marker = "still runs"; // a text in the program; altering it does not break the program
+    const std::string marker = "still runs"; // text in the program that can be altered without breaking the program
     bytes[bytes.find(marker)] = 'S';
     writeFile(program, bytes);
     EXPECT_EQ(checkOf(program), alteredReason);
 }
 
-TEST_F(PeerCodeCheckTest, RefusesAProgramOfAForeignAnchor) {
+TEST_F(PeerCodeCheckTest, RefusesAProgramSignedUnderAForeignAnchor) {
     const auto program = unsignedProgram();
     KeyFolder foreign(folder / "foreign");
     foreign.makeAnchor();
@@ -101,12 +101,12 @@ TEST_F(PeerCodeCheckTest, RefusesAProgramOfAForeignAnchor) {
     EXPECT_EQ(checkOf(program), foreignReason);
 }
 
-TEST_F(PeerCodeCheckTest, RefusesAnotherIdentifier) {
+TEST_F(PeerCodeCheckTest, RefusesADifferentIdentifier) {
     EXPECT_EQ(checkOf(programSignedAs({"app.kelo.helper", identity.team})),
               "The peer is \"app.kelo.helper\" of team \"ABCDE12345\", which does not satisfy the requirement.");
 }
 
-TEST_F(PeerCodeCheckTest, RefusesAnotherTeam) {
+TEST_F(PeerCodeCheckTest, RefusesADifferentTeam) {
     EXPECT_EQ(checkOf(programSignedAs({identity.identifier, "OTHERTEAM1"})),
               "The peer is \"app.kelo.Kelo\" of team \"OTHERTEAM1\", which does not satisfy the requirement.");
 }
@@ -140,7 +140,7 @@ TEST_F(PeerCodeCheckTest, RefusesAnEndedPeerThatIsNotReaped) {
     peer->closeInput();
     siginfo_t information{};
     ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(peer->number()), &information, WEXITED | WNOWAIT), 0);
-    // Its id still exists, but it has hung up: older kernels report only that.
+    // The process ID still exists, so older kernels report only that the peer has hung up.
     EXPECT_THAT(check(), AnyOf(endedReason, hungUpReason));
     EXPECT_EQ(checkByNumber(), hungUpReason);
 }
@@ -150,7 +150,7 @@ TEST_F(PeerCodeCheckTest, RefusesAPeerThatHasHungUpIfThereIsNoPidfd) {
     EXPECT_EQ(checkByNumber(), hungUpReason);
 }
 
-TEST_F(PeerCodeCheckTest, IdentifiesAPeerThatHasHungUpByItsPidfd) {
+TEST_F(PeerCodeCheckTest, AcceptsAPeerThatHasHungUpIfThereIsAPidfd) {
     start(programSignedAs(identity), "hang-up");
     int pidfd = -1;
     socklen_t size = sizeof pidfd;
@@ -166,7 +166,7 @@ TEST_F(PeerCodeCheckTest, ChecksTheProgramThatThePeerRunsNow) {
     EXPECT_EQ(check(), unsignedReason);
 }
 
-TEST_F(PeerCodeCheckTest, ChecksTheRunningFileEvenIfAnotherIsAtItsPath) {
+TEST_F(PeerCodeCheckTest, ChecksTheRunningFileEvenIfAnotherFileIsAtItsPath) {
     const auto program = programSignedAs(identity);
     start(program, "connect");
     std::filesystem::rename(unsignedProgram(), program);
@@ -180,7 +180,7 @@ TEST_F(PeerCodeCheckTest, ChecksTheRunningFileEvenIfAnotherIsAtItsPath) {
     EXPECT_EQ(check(), unsignedReason);
 }
 
-TEST_F(PeerCodeCheckTest, RefusesAPeerInItsOwnUserNamespace) {
+TEST_F(PeerCodeCheckTest, RefusesAPeerInASeparateUserNamespace) {
     start(programSignedAs(identity), "enter-namespace");
     if (reported != "entered")
         GTEST_SKIP() << "no user namespace can be created here: " << reported;

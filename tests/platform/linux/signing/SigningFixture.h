@@ -26,7 +26,7 @@ protected:
 
     SigningFixture() {
         keys.makeAnchor();
-        // Independent of the umask: a folder that others can write to is not trusted.
+        // Overrides the umask, because a folder that other users can write to is not trusted.
         std::filesystem::permissions(folder / "keys", std::filesystem::perms(0755));
     }
 
@@ -52,7 +52,7 @@ protected:
         return path;
     }
 
-    /// Starts a program whose output goes into files in the folder.
+    /// Starts a program and redirects its output to files in the folder.
     std::unique_ptr<ChildProcess> startProgram(const Path& program, const std::vector<std::string>& arguments) const {
         return std::make_unique<ChildProcess>(program, arguments, folder.path(), program.filename());
     }

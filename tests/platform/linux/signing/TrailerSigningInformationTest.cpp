@@ -8,7 +8,7 @@ namespace {
 
 class TrailerSigningInformationTest : public SigningFixture {
 protected:
-    /// The reason why the program has no team; empty if it has one.
+    /// Runs the program and returns the reason why it has no team; empty if it has one.
     std::string reasonOf(const Path& program) const {
         const auto running = startProgram(program, {"team"});
         running->closeInput();
@@ -18,7 +18,7 @@ protected:
     }
     std::string teamReadBy(const Path& program) const { return startProgram(program, {"team"})->readLine(); }
 
-    /// Applies `change` to the bytes of a signed program and returns its `reasonOf`.
+    /// Signs a program, applies `change` to its bytes, and returns `reasonOf` the result.
     std::string reasonAfter(const std::function<void(std::string& bytes)>& change) {
         const auto program = programSignedAs(identity);
         auto bytes = readFile(program);
@@ -33,7 +33,7 @@ TEST_F(TrailerSigningInformationTest, ReadsTheTeam) {
     EXPECT_EQ(reasonOf(programSignedAs(identity)), "");
 }
 
-TEST_F(TrailerSigningInformationTest, ReportsWhyThereIsNoTeam) {
+TEST_F(TrailerSigningInformationTest, ReportsTheReasonForAMissingTeam) {
     EXPECT_EQ(reasonOf(unsignedProgram()), unsignedReason);
     EXPECT_EQ(reasonOf(programSignedAs({identity.identifier, ""})), "The executable's signature names no team.");
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes.back() = 'G' ^ 1; }), unsignedReason);
@@ -42,14 +42,14 @@ TEST_F(TrailerSigningInformationTest, ReportsWhyThereIsNoTeam) {
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.size() - trailerSize + 1] = '\n'; }), damagedName);
 }
 
-TEST_F(TrailerSigningInformationTest, VerifiesNothing) {
+TEST_F(TrailerSigningInformationTest, DoesNotVerifyTheSignature) {
     EXPECT_EQ(reasonAfter([](auto& bytes) { bytes[bytes.find("still runs")] = 'S'; }), "") << "altered";
     const auto program = programSignedAs(identity);
     keys.makeAnchor();
     EXPECT_EQ(teamReadBy(program), identity.team) << "signed by a foreign anchor";
 }
 
-TEST_F(TrailerSigningInformationTest, ReadsTheRunningFileEvenIfAnotherIsAtItsPath) {
+TEST_F(TrailerSigningInformationTest, ReadsTheRunningFileEvenIfAnotherFileIsAtItsPath) {
     const auto program = programSignedAs(identity);
     const auto running = startProgram(program, {"team"});
     EXPECT_EQ(running->readLine(), identity.team);

@@ -16,7 +16,7 @@ namespace {
 
 using ::testing::StartsWith;
 
-const uid_t somebody = ::geteuid() + 1234; // certainly not our user
+const uid_t somebody = ::geteuid() + 1234; // not the user that runs the test
 constexpr const char* othersWriteFolder = "The trust anchor's folder can be written to by others.";
 constexpr const char* othersWriteFile = "The trust anchor can be written to by others.";
 constexpr const char* othersOwnFolder = "The trust anchor's folder belongs to another user.";

@@ -22,7 +22,7 @@
 
 namespace {
 
-/// The connection stays open when the process executes another program.
+/// Connects to the socket at `path`. The connection stays open when the process executes another program.
 int connectTo(const char* path) {
     const int socket = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
     sockaddr_un address{};
@@ -83,8 +83,8 @@ std::vector<Mapping> mappingsOfOwnExecutable() {
 }
 
 /// Replaces every mapping of the executable with a copy, since the kernel does not let a process name another
-/// executable while the old one is mapped. Each copy moves into place as a whole, so that this function itself keeps
-/// running.
+/// executable while the old one is mapped. Each copy is moved into place in one step, because this function itself must
+/// keep running.
 bool unmapExecutable() {
     const kelo::FileDescriptor memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
     for (const auto& [start, size, protection] : mappingsOfOwnExecutable()) {
@@ -112,13 +112,13 @@ bool setOwnExecutable(int file) {
 
 bool enterNewUserNamespace() { return ::unshare(CLONE_NEWUSER) == 0; }
 
-/// A process that opens the file waits until this one releases the lease, which it never does.
+/// Takes a lease that is never released: any process that opens the file waits for its release.
 bool lease(int file) {
     ::signal(SIGIO, SIG_IGN); // the kernel requests the release with this signal
     return ::fcntl(file, F_SETLEASE, F_WRLCK) == 0;
 }
 
-/// Continues under the name of another executable, which any superuser of a separate namespace can do.
+/// Makes another file appear as the executable of this process. Any superuser of a separate namespace can do this.
 bool forgeExecutable(const char* path, bool isLeased) {
     const kelo::FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
     return unmapExecutable() && enterNewUserNamespace() && (!isLeased || lease(file.get())) &&

@@ -8,13 +8,13 @@
 
 namespace {
 
-/// How many more times the kernel refuses.
+/// The number of calls that still fail.
 std::atomic<int> refusedConnections = 0;
 std::atomic<int> refusedWatches = 0;
 
 } // namespace
 
-// The linker replaces functions of the C library with these.
+// The linker redirects two functions of the C library to those below.
 extern "C" {
 
 int __real_accept4(int socket, sockaddr* address, socklen_t* size, int flags);
@@ -29,7 +29,7 @@ int __wrap_accept4(int socket, sockaddr* address, socklen_t* size, int flags) { 
 }
 
 int __wrap_epoll_ctl(int epoll, int operation, int descriptor, epoll_event* event) { // NOLINT
-    // Refuses watches only after the refused connections, so that the listener can start.
+    // Refuses no watch before a connection has been refused, so that the listener can start.
     if (refusedConnections > 0 || refusedWatches == 0 || operation != EPOLL_CTL_ADD)
         return __real_epoll_ctl(epoll, operation, descriptor, event);
     --refusedWatches;
@@ -44,7 +44,7 @@ namespace {
 
 class SocketListenerWithoutRoom : public SocketFixture {};
 
-TEST_F(SocketListenerWithoutRoom, AcceptsAgainAfterTheKernelRefusedAWatch) {
+TEST_F(SocketListenerWithoutRoom, AcceptsConnectionsAgainAfterTheKernelRefusedAWatch) {
     refusedWatches = 1;
     refusedConnections = 1;
     RawClient client(folder.get());

@@ -36,7 +36,7 @@ void end(pid_t process) {
     waitpid(process, nullptr, 0);
 }
 
-/// Like `fork`, but the child gets the id `number`, which must be free.
+/// Like `fork`, but gives the child the process ID `number`, which must be free.
 pid_t forkAs(pid_t number) {
     clone_args arguments{};
     arguments.exit_signal = SIGCHLD;
@@ -89,8 +89,8 @@ TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameIDIsNotThePeer) {
 
 TEST_F(AdmittedPeerTest, AcceptsMessagesWhileAProcessExits) {
     const auto ends = pipeEnds();
-    // A process whose first thread has exited has no executable, like an exiting process, but it stays until the test
-    // ends it.
+    // Once its first thread has exited, a process has no executable, like a process that is exiting. Its second thread
+    // keeps it alive until the test ends it.
     const pid_t process = startPeer([&] {
         char byte = 0;
         std::thread(stay).detach();

@@ -16,7 +16,8 @@
 namespace kelo {
 namespace {
 
-/// Runs `work` in a separate process, which exits with the returned status. Killed if the test ends first.
+/// Runs `work` in a separate process that exits with the status that `work` returns. The destructor kills the process
+/// if it is still running.
 class OtherProcess {
 public:
     explicit OtherProcess(const std::function<int()>& work) : number_(fork()) {
@@ -29,7 +30,7 @@ public:
         if (number_ > 0)
             end();
     }
-    /// Waits for its end and returns its status.
+    /// Waits until the process ends, and returns its exit status.
     int wait() {
         int status = 0;
         waitpid(std::exchange(number_, -1), &status, 0);

@@ -40,7 +40,7 @@ public:
         made->reply(version);
     }
 
-    /// `action` runs on the listener's thread.
+    /// Runs `action` for each version request, on the listener's thread.
     void onVersionRequest(std::function<void()> action) {
         const std::lock_guard lock(mutex_);
         onVersion_ = std::move(action);
@@ -111,7 +111,7 @@ inline bool eventually(const std::function<bool()>& condition) {
     return condition();
 }
 
-/// A listener on a separate socket. The test controls its checks and its admission.
+/// A listener on a separate socket. The test controls the results of the check and of the admission.
 class SocketFixture : public ::testing::Test {
 protected:
     SocketFixture() {

@@ -135,7 +135,7 @@ TEST_F(SocketListenerTest, BadInputCutsOffOnlyItsSender) {
     EXPECT_TRUE(eventually([&] { return admission.ended() == static_cast<int>(std::size(inputs)); }));
 }
 
-TEST_F(SocketListenerTest, CutsOffAClientWhoseNumbersDoNotIncrease) {
+TEST_F(SocketListenerTest, CutsOffAClientWhoseRequestNumbersDoNotIncrease) {
     for (const std::uint64_t second : {5U, 4U, 0U}) {
         RawClient client(folder.get());
         EXPECT_EQ(client.version(5), 6);
@@ -184,7 +184,7 @@ TEST_F(SocketListenerTest, StopsReadingAClientWhileFourOfItsRequestsWait) {
 
 TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
     const auto descriptors = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-    // This client stays connected: once it gets an answer, the listener has opened all its own descriptors.
+    // By the time this client gets an answer, the listener has opened all the descriptors that it needs for itself.
     RawClient resident(folder.get());
     EXPECT_EQ(resident.version(1), 6);
     const auto before = descriptors();

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks the type encodings of the five requests for one of a Mac's processors: XPC compares them.
+# Checks the type encodings of the five requests for one of a Mac's processors, because XPC compares them.
 #
 # usage: encodings.sh COMPILER arm64|x86_64
 # Run from the top of the repository.

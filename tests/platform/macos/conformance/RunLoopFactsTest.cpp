@@ -18,8 +18,8 @@ void note(void* text) { noted.emplace_back(static_cast<const char*>(text)); }
 
 dispatch_queue_t mainQueue() { return dispatch_get_main_queue(); }
 
-/// The behaviour of libdispatch and the main run loop that the sources and their tests rely on. The doubles behave the
-/// same.
+/// Tests the behaviour of libdispatch and the main run loop on which the macOS sources and their tests rely. The test
+/// doubles behave in the same way.
 class RunLoopFacts : public ::testing::Test {
 protected:
     RunLoopFacts() { noted.clear(); }
@@ -30,7 +30,7 @@ protected:
     static void run(double units) { runMainLoop(units * unit); }
     static void block(double units) { SystemUnderTest::block(units * unit); }
 
-    /// Notes "timer", or "invalid timer" if it is no longer valid.
+    /// Creates a timer that notes "timer", or "invalid timer" if it is no longer valid when it fires.
     static CFReference<CFRunLoopTimerRef> addTimer(double units, CFRunLoopTimerCallBack callback = noteTimer) {
         CFReference<CFRunLoopTimerRef> timer(CFRunLoopTimerCreate(
             kCFAllocatorDefault, CFAbsoluteTimeGetCurrent() + units * unit, 0, 0, 0, callback, nullptr));

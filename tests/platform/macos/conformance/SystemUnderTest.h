@@ -20,18 +20,18 @@
 
 namespace kelo {
 
-/// Runs the main run loop for `seconds`. Uses the run loop's limit, since a delayed task that stops the loop could be
-/// late.
+/// Runs the main run loop for `seconds`. Uses the time limit of the run loop, because a delayed task that stops the
+/// loop could run late.
 inline void runMainLoop(double seconds) { CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false); }
 
-/// The system under the conformance harnesses: the real libdispatch and run loop in real time, or their doubles in
-/// virtual time. Off a Mac, all its other parts are doubles.
+/// The system on which the conformance harnesses run: the real libdispatch and run loop in real time, or their test
+/// doubles in virtual time. On systems other than a Mac, all other parts are test doubles.
 struct SystemUnderTest {
 #ifdef KELO_REAL_TIME
     static constexpr bool isReal = true;
     ~SystemUnderTest() { runMainLoop(0.1 * unit); } // a task must not leak into the next test
 
-    // Hosted machines may stall for a while, and a delayed task may come a tenth later than requested.
+    // Large, because hosted machines may stall for a while and a delayed task may run a tenth later than requested.
     static constexpr double unit = 1;
     static void block(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
     template <typename Work>

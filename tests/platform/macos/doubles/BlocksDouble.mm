@@ -1,9 +1,6 @@
-// Wraps functions of the blocks runtime in the linker, to add two missing features:
-//
-// - On the platform, copying a block retains the objects that it captures.
-// - The library is not instrumented, so the thread sanitizer does not see its atomic reference counts. A block called
-// on
-//   one thread and freed on another would look like a race.
+// The linker redirects functions of the blocks runtime to this file, for two reasons. Copying a block must retain the
+// objects that it captures, as on the platform. The thread sanitizer must know the order of a block's releases: the
+// library is not instrumented, so a block called on one thread and freed on another would look like a race.
 
 #include "tests/platform/macos/doubles/FoundationDouble.h"
 

@@ -11,7 +11,7 @@ struct dispatch_source_type_s {
 
 namespace kelo::doubles {
 
-/// The settings and the state of a dispatch source of the sources under test. Main thread only.
+/// The settings and the state of a dispatch source that the code under test has created. Main thread only.
 struct DispatchSourceRecord {
     bool isVnode;
     std::uintptr_t handle;
@@ -32,12 +32,12 @@ struct DispatchSourceRecord {
     void runCancelHandler();
     void runRegistrationHandler() const;
 
-    /// Updates the path of the watched file. Returns the events of `mask` since the last call.
+    /// Updates the path of the watched file. Returns the events in `mask` that have occurred since the last call.
     unsigned long updatePath();
 };
 
 void journalCreation(const DispatchSourceRecord& source);
-/// The text that `lastSource` returns.
+/// Returns the text for `lastSource`.
 std::string describe(const DispatchSourceRecord& source);
 
 } // namespace kelo::doubles

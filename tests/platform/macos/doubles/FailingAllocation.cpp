@@ -32,7 +32,8 @@ void withEnoughMemory(const std::function<void()>& work) {
 
 } // namespace kelo::doubles
 
-// The linker wraps `operator new`: a replacement would conflict with a sanitizer's.
+// The linker redirects calls of `operator new` to this function. A replacement of the operator would conflict with that
+// of a sanitizer.
 extern "C" {
 
 void* __real__Znwm(std::size_t size);

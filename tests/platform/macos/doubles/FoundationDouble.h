@@ -6,21 +6,21 @@
 #include <string>
 #include <vector>
 
-// Reference counting methods that the sources under test do not call.
+// Methods for reference counting. The code under test does not call them.
 @interface NSObject (KeloReferences)
 - (instancetype)retain;
 - (instancetype)autorelease;
 - (void)dealloc;
 @end
 
-/// Created and drained by @autoreleasepool.
+/// The compiler creates and drains it for @autoreleasepool.
 @interface NSAutoreleasePool : NSObject
 - (void)drain;
 @end
 
 namespace kelo::doubles {
 
-/// The state that a double attaches to an object, by type.
+/// Returns the state that a double has attached to an object. `Payload` is the state's type.
 template <typename Payload> Payload& payload(NSObject* object);
 
 void setPayload(NSObject* object, std::shared_ptr<void> payload);
@@ -32,12 +32,13 @@ template <typename Payload> Payload& payload(NSObject* object) {
     return *static_cast<Payload*>(rawPayload(object).get());
 }
 
-// These return objects with one reference.
+// The functions below return objects with one reference.
+
 NSString* makeString(const std::string& text);
 /// A string that UTF-8 cannot represent.
 NSString* makeStringWithoutUTF8();
 NSError* makeError(NSInteger code, const std::string& description);
-/// Has no reason if `reason` is null.
+/// The exception has no reason if `reason` is null.
 NSException* makeException(const char* reason);
 
 } // namespace kelo::doubles

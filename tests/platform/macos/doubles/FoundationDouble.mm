@@ -10,8 +10,8 @@
 #include "tests/platform/macos/doubles/Journal.h"
 #include "tests/platform/macos/doubles/ObjCRuntime.h"
 
-/// Read by the leak sanitizer. The runtime never frees its own tables. It allocates objects with a different function,
-/// so leaked objects are still reported.
+/// The leak sanitizer reads this list. It suppresses the runtime's own tables, which are never freed. Leaked objects
+/// are still reported, because the runtime allocates them with a different function.
 extern "C" const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() { return "leak:objc_malloc\n"; }
 
@@ -45,7 +45,7 @@ void runMembers(id object, Class cls, const char* name) {
     unsigned int count = 0;
     Method* const methods = class_copyMethodList(cls, &count);
     for (unsigned int i = 0; i < count; ++i)
-        if (std::strcmp(sel_getName(method_getName(methods[i])), name) == 0) // a name may have several selectors
+        if (std::strcmp(sel_getName(method_getName(methods[i])), name) == 0) // several selectors may have the same name
             reinterpret_cast<void (*)(id, SEL)>(method_getImplementation(methods[i]))(object, sel_registerName(name));
     std::free(methods);
 }
@@ -200,7 +200,7 @@ struct StringPayload {
     bool isConvertible = true;
 };
 
-/// Whether `text` is UTF-8; strict enough for the tests.
+/// Returns whether `text` is UTF-8, strictly enough for the tests.
 bool isUTF8(const std::string& text) {
     for (std::size_t i = 0; i < text.size();) {
         const auto lead = static_cast<unsigned char>(text[i]);

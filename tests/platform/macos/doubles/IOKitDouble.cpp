@@ -33,7 +33,7 @@ struct Registration {
     io_connect_t rootPort;
 };
 
-/// A right to a Mach port, held by the sources under test.
+/// A right to a Mach port that the code under test holds.
 struct Right {
     std::string name;
     bool isConnection;
@@ -62,7 +62,7 @@ bool isHeld(mach_port_t port) {
     return found != rights.end() && found->second.references > 0;
 }
 
-/// Drops one reference; reports a misuse by `function` if there is none.
+/// Drops one reference to a right. Reports a misuse by `function` if the right is not held.
 void dropRight(mach_port_t port, const std::string& function) {
     if (!isHeld(port))
         return journal().misuse(function + " of " + nameOf(port) + ", which is not held");

@@ -24,7 +24,7 @@ struct IOKitKernel {
 
     // The root power domain.
     bool isRegistrationFailing = false;  ///< IORegisterForSystemPower returns 0 and leaves the port untouched.
-    bool isPortMissing = false;          ///< It returns a connection, but no port.
+    bool isPortMissing = false;          ///< IORegisterForSystemPower returns a connection, but no port.
     bool isRunLoopSourceMissing = false; ///< The port has no run-loop source.
     kern_return_t allowStatus = KERN_SUCCESS;
     bool isMemoryShort = false;         ///< The first allocation of a power callback fails.
@@ -39,7 +39,7 @@ IOKitKernel& kernel();
 /// Queues a message for every registration. The main loop delivers it if the registration and its run-loop source still
 /// exist.
 void sendPowerMessage(std::uint32_t messageType, std::intptr_t argument);
-/// Sends the message with a null refcon.
+/// Like `sendPowerMessage`, but passes a null refcon to the callback.
 void sendPowerMessageWithoutRefcon(std::uint32_t messageType, std::intptr_t argument);
 
 void resetIOKit();

@@ -7,7 +7,7 @@
 
 namespace kelo::doubles {
 
-/// Records how the sources under test use the platform: their calls in order, the objects that they hold, and misuses.
+/// Records the use of the platform by the code under test: its calls in order, the objects that it holds, and misuses.
 /// One per process; fixtures reset it. Any thread.
 class Journal {
 public:

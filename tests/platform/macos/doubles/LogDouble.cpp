@@ -23,7 +23,8 @@ std::vector<std::unique_ptr<os_log_s>> logs; // never freed, like the platform's
 std::vector<LogEntry> entries;
 std::set<std::uint8_t> disabledTypes;
 
-// The compiler's layout: a summary and an argument count; then for each argument a descriptor, a size and its bytes.
+// The compiler's layout of a log buffer: a summary, the number of arguments, then a descriptor, a size and the bytes of
+// each argument.
 constexpr std::size_t headerSize = 2;
 constexpr std::uint8_t publicFlag = 0x2;
 constexpr std::uint8_t stringKind = 2;

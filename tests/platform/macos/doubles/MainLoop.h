@@ -11,7 +11,7 @@
 
 namespace kelo::doubles {
 
-/// Whether the main loop is the double below and not the system's, which runs in real time.
+/// Whether the main loop is the double below, which runs in virtual time. The system's main loop runs in real time.
 #ifdef KELO_REAL_DISPATCH
 constexpr bool isTimeVirtual = false;
 #else
@@ -30,7 +30,7 @@ public:
 
     double now() const;
 
-    /// Any thread.
+    /// May be called on any thread.
     void post(double delay, Item item, Kind kind = Kind::block);
 
     /// Runs until `stop`. Running out of items is a misuse, which also ends the loop.
@@ -41,8 +41,8 @@ public:
 
     /// Runs everything that is due within `seconds`.
     void runFor(double seconds);
-    /// Runs items that are due now, including those that other threads post, until `isDone`. Returns false after ten
-    /// real seconds.
+    /// Runs items that are due now, including items that other threads post, until `isDone` returns true. Returns false
+    /// after ten real seconds.
     bool runUntil(const std::function<bool()>& isDone);
     /// Advances the time without running anything.
     void block(double seconds);

@@ -16,8 +16,8 @@ void journalSetting(const ConnectionRef& connection, std::string_view what) {
         journal().misuse(std::string(what) + " after resume");
 }
 
-/// Copies a handler of `connection`. The platform copies it in frames that no exception may cross, and keeps the copy
-/// as long as the connection.
+/// Copies a handler of `connection`. An exception would end the process, because the platform's stack frames cannot
+/// pass it on. The copy exists as long as the connection.
 Copied<EmptyBlock> copyHandler(NSXPCConnection* connection, EmptyBlock handler) {
     const int references = referencesTo(connection);
     Copied<EmptyBlock> copy;
@@ -27,7 +27,8 @@ Copied<EmptyBlock> copyHandler(NSXPCConnection* connection, EmptyBlock handler) 
     return copy;
 }
 
-/// `@protocol` yields an unregistered record whose second member is the name. The runtime finds protocols by name.
+/// Finds the registered protocol by its name: `@protocol` yields an unregistered record, whose second member is the
+/// name.
 Protocol* registeredProtocol(Protocol* protocol) {
     return objc_getProtocol(reinterpret_cast<const char* const*>(protocol)[1]);
 }

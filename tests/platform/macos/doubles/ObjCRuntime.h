@@ -2,8 +2,8 @@
 
 #include <stddef.h>
 
-// The functions of the GNU runtime that the doubles and tests call. Its own headers cannot be included: their BOOL
-// differs from the platform's.
+// Declares the functions of the GNU runtime that the doubles and tests call. The runtime's own headers cannot be
+// included, because their BOOL differs from the platform's.
 
 extern "C" {
 

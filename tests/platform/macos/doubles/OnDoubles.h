@@ -10,8 +10,8 @@
 
 namespace kelo::doubles {
 
-/// Resets every double. At its end, fails the test if an object was not released or the platform was misused. The test
-/// runs on the main thread.
+/// Resets every double. Its destructor fails the test if an object was not released or the platform was misused. The
+/// test's thread becomes the main thread.
 class DoublesScope {
 public:
     DoublesScope();

@@ -26,8 +26,8 @@ namespace kelo::doubles {
 namespace {
 
 #ifdef KELO_REAL_DISPATCH
-/// Ignores only a signal that would otherwise end the process: on Linux libdispatch installs its handler with the first
-/// source, and a later change would replace it.
+/// Ignores a signal only if it still has its default action. On Linux, libdispatch installs a handler for the signal
+/// with the first source. A later change would replace that handler.
 void ignoreForReal(int number) {
     struct sigaction current = {};
     sigaction(number, nullptr, &current);

@@ -11,7 +11,7 @@ namespace kelo::doubles {
 /// The running process's signature, set by tests.
 struct OwnSignature {
     std::optional<std::string> team; ///< Nullopt if unsigned, or signed without a team.
-    /// Replaces the team's string; the dictionary owns the result.
+    /// If set, replaces the team's string. The dictionary owns the result.
     std::function<CFTypeRef()> teamValue;
 
     OSStatus selfStatus = 0;
@@ -19,13 +19,13 @@ struct OwnSignature {
     OSStatus staticCodeStatus = 0;
     bool isStaticCodeMissing = false;
     OSStatus informationStatus = 0;
-    /// Replaces the dictionary; the caller owns the result.
+    /// If set, replaces the dictionary. The caller owns the result.
     std::function<CFTypeRef()> information;
 };
 
 OwnSignature& ownSignature();
 
-/// Whether `text` is a requirement, as far as the double parses the language.
+/// Whether `text` is a well-formed requirement. The double parses only a part of the language.
 bool isRequirement(const std::string& text);
 
 void resetSecurity();

@@ -14,7 +14,7 @@ class SerialQueue {
 public:
     using Item = std::function<void()>;
 
-    /// The queue exists until `joinAll`.
+    /// Creates a queue that exists until `joinAll`.
     static SerialQueue& make();
     /// Waits until all queues are idle. Must not be called on a queue.
     static void settleAll();

@@ -5,7 +5,7 @@
 
 namespace kelo::doubles {
 
-/// A code signature as requirements see it. Unsigned if `team` is empty.
+/// The parts of a code signature that requirements examine. An empty `team` means unsigned.
 struct CodeSignature {
     std::string identifier;
     std::string team;
@@ -20,7 +20,7 @@ struct XPCSystem {
     bool isHelperShortOfMemory = false;                ///< The first allocation of the delegate fails.
     bool isClientShortOfMemory = false;                ///< The first allocation of a reply block fails.
     bool isRaising = false;                            ///< Every requirement is refused by an exception.
-    const char* raisedReason = "raised by the double"; ///< Null for an exception without a reason.
+    const char* raisedReason = "raised by the double"; ///< Null if the exception has no reason.
 };
 
 XPCSystem& xpc();

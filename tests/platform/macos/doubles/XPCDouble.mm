@@ -25,7 +25,7 @@ Copied<EmptyBlock> interruptClient(const ConnectionRef& server) {
     return client->interruptionHandler;
 }
 
-/// Called on the queue of the helper's end.
+/// Ends `server`, the helper's end of a connection. Called on its queue.
 void invalidateServer(const ConnectionRef& server) {
     std::unique_lock lock(server->mutex);
     if (std::exchange(server->isInvalid, true))

@@ -12,7 +12,7 @@ struct Proxy {
     ConnectionRef client() const { return stateOf(static_cast<NSXPCConnection*>(connection.get())); }
 };
 
-/// The reply block for the helper: passes an object on to the client's `reply`.
+/// Returns the reply block for the helper. The block passes an object on to the client's `reply`.
 /// `token` is passed by value: a block does not copy the target of a reference.
 template <typename Object> Copied<void (^)(Object*)> passOn(void (^reply)(Object*), std::shared_ptr<ReplyToken> token) {
     const Copied client(reply); // must outlive the block below, which does not own it

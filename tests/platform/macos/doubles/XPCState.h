@@ -21,7 +21,7 @@
 
 namespace kelo::doubles {
 
-// The shared state of the doubles of XPC's classes.
+// The state that the doubles of XPC's classes share.
 
 using EmptyBlock = void (^)(void);
 using ErrorBlock = void (^)(NSError*);
@@ -31,7 +31,7 @@ constexpr NSInteger connectionInvalid = 4099;
 constexpr NSInteger replyInvalid = 4101;
 constexpr NSInteger requirementFailure = 4102;
 
-/// Owns one reference to an object; copies each own one.
+/// Owns one reference to an object. Each copy owns another reference.
 class Strong {
   public:
     Strong() = default;
@@ -48,7 +48,7 @@ class Strong {
     NSObject* object_ = nil;
 };
 
-/// Owns one reference to a heap block; copies each own one.
+/// Owns one reference to a heap block. Each copy owns another reference.
 template <typename Block> class Copied {
   public:
     Copied() = default;
@@ -74,10 +74,10 @@ template <typename Block> class Copied {
 /// A request that waits for its reply.
 class Pending {
   public:
-    /// Only the first reply counts; `deliver` runs on the client's thread.
+    /// Stores the first reply and ignores the others. `deliver` runs on the client's thread.
     void reply(std::function<void()> deliver);
     void fail(NSInteger code);
-    /// Waits, then calls the reply or the error handler on the calling thread.
+    /// Waits for the reply or an error, then delivers it on the calling thread.
     void finish(ErrorBlock errorHandler);
 
   private:
@@ -89,7 +89,7 @@ class Pending {
     int replies_ = 0;
 };
 
-/// Owned by a request's reply block. Fails the request if the block is dropped without being called.
+/// Each reply block owns a token. If the block is dropped without being called, the token fails the request.
 struct ReplyToken {
     explicit ReplyToken(std::shared_ptr<Pending> request) : pending(std::move(request)) {}
     ~ReplyToken() { pending->fail(replyInvalid); }
@@ -159,7 +159,7 @@ void endServer(const ConnectionRef& server);
 void request(const ConnectionRef& client, ErrorBlock errorHandler, SEL selector,
              const std::function<void(id exported, std::shared_ptr<ReplyToken> token)>& invoke);
 
-/// The result of synchronousRemoteObjectProxyWithErrorHandler.
+/// Creates the result of synchronousRemoteObjectProxyWithErrorHandler.
 id makeProxy(NSXPCConnection* connection, ErrorBlock errorHandler);
 
 } // namespace kelo::doubles

@@ -1,6 +1,6 @@
 #pragma once
 
-// V xnu, libsyscall/wrappers/libproc/libproc.{h,c}, bsd/sys/proc_info.h
+// Source: V (xnu, libsyscall/wrappers/libproc/libproc.{h,c}, bsd/sys/proc_info.h).
 
 #include <stdint.h>
 
@@ -11,7 +11,7 @@
 extern "C" {
 #endif
 
-// returns the length without the NUL, 0 on failure; the size is 1024 to PROC_PIDPATHINFO_MAXSIZE bytes
+// Returns the length without the NUL, or 0 on failure. `buffersize` must be 1024 to PROC_PIDPATHINFO_MAXSIZE.
 int proc_pidpath(int pid, void* buffer, uint32_t buffersize);
 
 #ifdef __cplusplus

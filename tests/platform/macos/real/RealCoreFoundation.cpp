@@ -1,5 +1,5 @@
-// Journals the calls of the real CoreFoundation: the linker redirects them to this file, which passes them on. Counts
-// the references that the sources under test hold.
+// Journals the calls to the real CoreFoundation. The linker redirects them to this file, which passes them on and
+// counts the references that the code under test holds.
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -1,6 +1,6 @@
-// Journals the calls of the real libdispatch: the linker redirects them to this file, which passes them on. Implements
-// vnode sources, which libdispatch has only on a Mac, with inotify. Declares the order of work to the thread sanitizer,
-// since the library is not instrumented.
+// Journals the calls to the real libdispatch. The linker redirects them to this file, which passes them on. Uses
+// inotify to implement vnode sources, which libdispatch has only on a Mac. Declares the order of work to the thread
+// sanitizer, because the library is not instrumented.
 
 #include <dispatch/dispatch.h>
 #include <sys/inotify.h>
@@ -25,9 +25,9 @@ const dispatch_source_type_s keloVnodeSourceType = {"vnode"};
 void __tsan_acquire(void* address);
 void __tsan_release(void* address);
 
-/// Read by the thread sanitizer, which cannot see how the libraries synchronize. Ignores libdispatch's own accesses to
-/// memory and descriptors, CoreFoundation's initialisation of new objects, and CoreFoundation's locks, some of which
-/// libdispatch takes. Still reports data races in the handlers.
+/// The thread sanitizer reads this list, because it cannot see the synchronization in the libraries. The list
+/// suppresses libdispatch's own accesses to memory and descriptors, CoreFoundation's initialisation of new objects, and
+/// CoreFoundation's locks (libdispatch takes some of them). Data races in the handlers are still reported.
 const char* __tsan_default_suppressions();
 const char* __tsan_default_suppressions() {
     return "called_from_lib:libdispatch.so\nrace:_CFRuntimeCreateInstance\nmutex:libFoundation.so\n";
@@ -54,7 +54,7 @@ namespace kelo::doubles {
 
 namespace {
 
-/// A source of the sources under test. Never freed, since a handler may still run.
+/// A dispatch source that the code under test has created. Never freed, because a handler may still run.
 struct Source : DispatchSourceRecord {
     dispatch_source_t source;
     bool isReleased = false;
@@ -99,7 +99,7 @@ int inotify() {
     return descriptor;
 }
 
-/// Detects changes of the watched files' paths.
+/// Detects changes to the paths of the watched files.
 void checkFiles(void*) {
     char events[4096];
     while (read(inotify(), events, sizeof events) > 0) {
@@ -126,7 +126,7 @@ void watchFile(Source& source) {
     source.watch = inotify_add_watch(inotify(), link.c_str(), IN_MOVE_SELF | IN_DELETE_SELF | IN_ATTRIB);
 }
 
-// The context of each real source is our record.
+// The context of each libdispatch source points to its `Source`.
 
 void onEvent(void* context) { static_cast<const Source*>(context)->runEventHandler(); }
 

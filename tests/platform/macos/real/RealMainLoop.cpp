@@ -1,4 +1,4 @@
-// The tests' main loop on the real run loop, in real time.
+// Implements the tests' main loop with the real run loop, in real time.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <dispatch/dispatch.h>
@@ -20,7 +20,7 @@ double seconds() { return std::chrono::duration<double>(std::chrono::steady_cloc
 
 void runAll(void* loop) { static_cast<MainLoop*>(loop)->runInMode(0); }
 
-/// Signalled when an item for the run loop's source is queued.
+/// The run loop's source for queued items. `post` signals it for each item.
 CFRunLoopSourceRef itemSource() {
     static const CFRunLoopSourceRef source = [] {
         CFRunLoopSourceContext context{};

@@ -9,7 +9,7 @@ set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KELO_COMPILER)
 set(CMAKE_HAVE_LIBC_PTHREAD ON CACHE BOOL "")
 
-# The tools must have the compiler's version. The compiler calls some of them by Apple's names.
+# The tools must have the same version as the compiler, which calls some of them by Apple's names.
 get_filename_component(compiler ${KELO_COMPILER} REALPATH)
 get_filename_component(tools ${compiler} DIRECTORY)
 set(names ${CMAKE_BINARY_DIR}/tools)
@@ -33,7 +33,8 @@ foreach(framework IN ITEMS CoreFoundation Foundation IOKit Security)
   file(COPY ${here}/../include/${framework}/ DESTINATION ${folder}/Headers)
 endforeach()
 
-# The packages. Links their headers only: the same folder contains the headers of this machine's C library.
+# The packages. Links each package's headers separately, because their folder also contains the headers of this
+# machine's C library.
 set(CMAKE_FIND_ROOT_PATH ${sdk})
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY) # this machine's own JSON library may be new enough
 set(KELO_MAC_PACKAGES ${CMAKE_BINARY_DIR}/packages)
@@ -46,7 +47,7 @@ foreach(package IN ITEMS CLI11 GTest nlohmann_json)
   file(CREATE_LINK ${here}/PackageConfig.cmake ${KELO_MAC_PACKAGES}/${package}Config.cmake SYMBOLIC)
 endforeach()
 file(CONFIGURE OUTPUT ${KELO_MAC_PACKAGES}/CLI11ConfigVersion.cmake CONTENT "set(PACKAGE_VERSION_COMPATIBLE ON)\n")
-# Reports the version expected on a Mac; the headers are this machine's, of any version.
+# Reports the version that is expected on a Mac, regardless of the version of this machine's headers.
 file(CONFIGURE OUTPUT ${KELO_MAC_PACKAGES}/nlohmann_jsonConfigVersion.cmake CONTENT [[
 set(PACKAGE_VERSION @KELO_JSON_VERSION@)
 if(PACKAGE_FIND_VERSION VERSION_LESS_EQUAL PACKAGE_VERSION)

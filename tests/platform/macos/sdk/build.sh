@@ -32,7 +32,7 @@ build() {
     grep -vE '^(\[|ninja: (job|Entering))' "$folder/log"
     exit 1
   fi
-  # Warnings in the macOS sources do not stop this build, and are printed only once.
+  # Warnings do not stop the build of the macOS sources, and a second build would not print them.
   if grep -A 5 'warning:' "$folder/log"; then
     rm -rf "$folder"
     exit 1
@@ -49,7 +49,7 @@ expect() {
 frameworks='CoreFoundation Foundation IOKit Security'
 libraries='libSystem.B.dylib libc++.1.dylib libobjc.A.dylib'
 
-# check_program PROGRAM IDENTIFIER: checks the processors, libraries, oldest system and identifier.
+# check_program PROGRAM IDENTIFIER: checks the program's processors, libraries, oldest supported system and identifier.
 check_program() {
   local program=$folder/$1 processor plist
   expect "$1's processors" 'x86_64 arm64' "$(xargs <<<"$("$tools/llvm-lipo" -archs "$program")")"
@@ -76,7 +76,7 @@ configure "$folder/tests" -DKELO_TESTS=ON -DKELO_PRECOMPILE=ON -DCMAKE_OSX_ARCHI
 build "$folder/tests"
 check_program app.kelo.helper app.kelo.helper
 check_program kelo app.kelo.Kelo
-# On a Mac steady_clock continues during sleep.
+# The helper must not use steady_clock, which on a Mac continues during sleep.
 if "$tools/llvm-nm" "$folder/app.kelo.helper.arm64" | grep 'steady_clock'; then
   printf 'the helper uses std::chrono::steady_clock\n'
   exit 1

@@ -1,4 +1,4 @@
-// The part of XPC that the package uses. Only a Mac's Foundation includes XPC.
+// Declares the part of XPC that the package uses, because only a Mac's Foundation includes XPC.
 import Foundation
 
 public class NSXPCInterface: @unchecked Sendable {

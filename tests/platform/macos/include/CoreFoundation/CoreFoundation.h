@@ -1,6 +1,6 @@
 #pragma once
 
-// V (swift-corelibs-foundation, CoreFoundation/include/*.h; CF) unless marked.
+// Source of unmarked declarations: V (swift-corelibs-foundation, CoreFoundation/include/*.h; CF).
 
 #ifdef __cplusplus
 extern "C" {
@@ -41,7 +41,7 @@ CFTypeID CFDictionaryGetTypeID(void); // G
 
 Boolean CFBooleanGetValue(CFBooleanRef boolean); // undefined for other types
 
-// V: CF_ENUM, a distinct type over CFIndex
+// Source: V. CF_ENUM makes this a distinct type with the underlying type CFIndex.
 typedef enum CFNumberType : CFIndex { kCFNumberDoubleType = 13 } CFNumberType;
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType,
                          void* valuePtr); // G: false on loss
@@ -55,7 +55,7 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize, CFStringEncoding encoding);
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CFStringEncoding encoding); // create
 
-// A constant emitted by the compiler: never released.
+// Refers to a constant that the compiler emits and that is never released.
 #define CFSTR(cStr) ((CFStringRef)__builtin___CFStringMakeConstantString("" cStr ""))
 
 extern const CFRunLoopMode kCFRunLoopDefaultMode;
@@ -63,7 +63,8 @@ CFRunLoopRef CFRunLoopGetCurrent(void); // get
 CFRunLoopRef CFRunLoopGetMain(void);    // get
 void CFRunLoopRun(void);             // on the main thread also drains the main dispatch queue; ends only when stopped
 void CFRunLoopStop(CFRunLoopRef rl); // the tests stop it
-// 10.4 and later: runs for at most `seconds`; the flag is always false; returns why the run ended
+// Available since macOS 10.4. Runs for at most `seconds` and returns the reason for the end of the run. We always pass
+// false as the flag.
 SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode); // retains the source
 void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
@@ -76,7 +77,8 @@ typedef struct {
     CFStringRef (*copyDescription)(const void* info);
 } CFRunLoopTimerContext;
 typedef void (*CFRunLoopTimerCallBack)(CFRunLoopTimerRef timer, void* info);
-// create; a timer with interval <= 0 fires once and is then invalidated; flags and order must be 0; copies the context
+// Returns a timer that the caller must release. If `interval` is not positive, the timer fires once and is then
+// invalidated. `flags` and `order` must be 0. Copies the context.
 CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime fireDate, CFTimeInterval interval,
                                        CFOptionFlags flags, CFIndex order, CFRunLoopTimerCallBack callout,
                                        CFRunLoopTimerContext* context);

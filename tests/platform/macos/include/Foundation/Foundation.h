@@ -1,6 +1,6 @@
 #pragma once
 
-// B (bindings generated from the vendor's headers, macOS 14) unless marked.
+// Source of unmarked declarations: B (bindings generated from the vendor's headers, macOS 14).
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <stddef.h>
@@ -10,7 +10,7 @@
 #error "Foundation is for Objective-C++"
 #endif
 
-// V objc4, runtime/objc.h; C: encodings B and c
+// Sources: V (objc4, runtime/objc.h), and C for the encodings B and c.
 #if defined(__arm64__) || defined(__aarch64__)
 typedef bool BOOL;
 #else

@@ -1,6 +1,6 @@
 #pragma once
 
-// V xnu, osfmk/mach/error.h, iokit/IOKit/IOReturn.h, IOMessage.h; C: unsigned constants
+// Sources: V (xnu, osfmk/mach/error.h, iokit/IOKit/IOReturn.h, IOMessage.h), and C for the unsigned constants.
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// V (Security, OSX/libsecurity_codesigning/lib: SecCode.h, SecCode.cpp, CSCommon.h, SecRequirement.h)
+// Source: V (Security, OSX/libsecurity_codesigning/lib: SecCode.h, SecCode.cpp, CSCommon.h, SecRequirement.h).
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdint.h>

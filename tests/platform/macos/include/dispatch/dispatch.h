@@ -1,7 +1,7 @@
 #pragma once
 
-// V (libdispatch, dispatch/{base,object,queue,source,time}.h). For C++ only: in Objective-C++ the object types are
-// Objective-C types with different mangled names.
+// Source: V (libdispatch, dispatch/{base,object,queue,source,time}.h). For C++ only: in Objective-C++ the object types
+// are Objective-C types, whose mangled names differ.
 
 #ifdef __OBJC__
 #error "do not use dispatch objects in Objective-C++"
@@ -60,7 +60,7 @@ extern const struct dispatch_source_type_s _dispatch_source_type_vnode;
 #define DISPATCH_VNODE_REVOKE 0x40
 #define DISPATCH_VNODE_FUNLOCK 0x100
 
-// create, inactive
+// Returns an inactive source that the caller must release.
 dispatch_source_t _Nullable dispatch_source_create(dispatch_source_type_t type, uintptr_t handle, uintptr_t mask,
                                                    dispatch_queue_t _Nullable queue) DISPATCH_NOTHROW;
 void dispatch_source_set_event_handler_f(dispatch_source_t source,

@@ -1,6 +1,6 @@
 #pragma once
 
-// V (xnu, libkern/os/log.h; darling-libtrace, os/log.h). For C++ only, like dispatch/dispatch.h.
+// Source: V (xnu, libkern/os/log.h; darling-libtrace, os/log.h). For C++ only, like dispatch/dispatch.h.
 
 #ifdef __OBJC__
 #error "do not use log objects in Objective-C++"
@@ -23,14 +23,14 @@ typedef enum : uint8_t {
 os_log_t os_log_create(const char* subsystem, const char* category); // create; never NULL; constant strings
 bool os_log_type_enabled(os_log_t oslog, os_log_type_t type);
 
-// The function behind the macro: takes the buffer that the compiler lays out.
+// Called by the macro below. `buf` is the buffer that the compiler has laid out.
 extern char __dso_handle;
 void _os_log_impl(void* dso, os_log_t log, os_log_type_t type, const char* format, uint8_t* buf, uint32_t size);
 
 } // extern "C"
 
-// Takes only a literal, and evaluates log and type once. As on the platform, the compiler checks the format and lays
-// out the arguments.
+// `format` must be a literal. Evaluates `log` and `type` once. As on the platform, the compiler checks the format and
+// lays out the arguments.
 #define os_log_with_type(log, type, format, ...)                                                                       \
     __extension__({                                                                                                    \
         os_log_t _log_tmp = (log);                                                                                     \

@@ -1,4 +1,4 @@
-// May be included several times, with different settings of NDEBUG.
+// This header may be included several times, with and without NDEBUG.
 #undef assert
 #ifdef NDEBUG
 #define assert(condition) ((void)0)

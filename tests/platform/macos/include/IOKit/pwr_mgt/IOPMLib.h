@@ -1,6 +1,6 @@
 #pragma once
 
-// V (IOKitUser, pwr_mgt.subproj/IOPMLib.h and IOPMLib.c)
+// Source: V (IOKitUser, pwr_mgt.subproj/IOPMLib.h and IOPMLib.c).
 
 #include <IOKit/IOKitLib.h>
 #include <stdint.h>
@@ -9,7 +9,8 @@
 extern "C" {
 #endif
 
-// create; on failure returns MACH_PORT_NULL, sets *notifier to 0 and does not change *thePortRef
+// Returns a port that the caller must release. On failure, returns MACH_PORT_NULL, sets *notifier to 0 and leaves
+// *thePortRef unchanged.
 io_connect_t IORegisterForSystemPower(void* refcon, IONotificationPortRef* thePortRef,
                                       IOServiceInterestCallback callback, io_object_t* notifier);
 IOReturn IODeregisterForSystemPower(io_object_t* notifier); // releases *notifier and sets it to 0

@@ -47,7 +47,7 @@ struct stat {
     int64_t st_qspare[2];
 };
 
-// Declares the symbols without the suffix "$INODE64", which they have for Intel processors.
+// Omits the suffix "$INODE64" that these symbols have on Intel processors.
 __BEGIN_DECLS
 int chmod(const char* path, mode_t mode);
 int fstat(int descriptor, struct stat* status);
