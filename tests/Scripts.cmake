@@ -33,7 +33,7 @@ elseif(kelo_macos_sources)
       list(APPEND folders bench)
     endif()
   endif()
-  # A test or the preset real-dispatch compiles these sources.
+  # These sources are compiled by a test or by the preset real-dispatch.
   list(APPEND folders -- tests/platform/macos/apple/Encodings.mm tests/platform/macos/sdk/Probe.cpp
     tests/platform/macos/real/RealCoreFoundation.cpp tests/platform/macos/real/RealDispatch.cpp
     tests/platform/macos/real/RealMainLoop.cpp)

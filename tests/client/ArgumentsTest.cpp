@@ -9,7 +9,7 @@ namespace {
 
 using ::testing::EndsWith;
 
-TEST(Speeds, AreFractionsPercentagesOrRPM) {
+TEST(Arguments, SpeedsAreFractionsPercentagesOrRPM) {
     const std::pair<const char*, Speed> speeds[] = {
         {"0", 0.0},  {"1", 1.0},       {"0.5", 0.5},  {"50%", 0.5},           {"50 %", 0.5},          {"100%", 1.0},
         {"0%", 0.0}, {"12.5%", 0.125}, {"1e-1", 0.1}, {"3000rpm", RPM{3000}}, {"3000 RPM", RPM{3000}}};
@@ -20,7 +20,7 @@ TEST(Speeds, AreFractionsPercentagesOrRPM) {
         EXPECT_EQ(parseSpeed(text), std::nullopt) << text;
 }
 
-TEST(Speeds, AreSuggestedForNearMisses) {
+TEST(Arguments, SuggestsASpeedForANearMiss) {
     const std::pair<const char*, const char*> meant[] = {{"50", "did you mean 50%?"},
                                                          {"0,5", "did you mean 0.5?"},
                                                          {"3000", "did you mean 3000rpm?"},
@@ -32,7 +32,7 @@ TEST(Speeds, AreSuggestedForNearMisses) {
         EXPECT_THAT(speedError(text), EndsWith(ending));
 }
 
-TEST(Durations, AreHoursMinutesAndSecondsInThatOrder) {
+TEST(Arguments, DurationsAreHoursMinutesAndSecondsInThatOrder) {
     const std::pair<const char*, double> durations[] = {{"1s", 1},    {"90s", 90},     {"30m", 1800},
                                                         {"2h", 7200}, {"1h30m", 5400}, {"1h1m1s", 3661},
                                                         {"0h5s", 5},  {"1000h", 3.6e6}};
@@ -43,7 +43,7 @@ TEST(Durations, AreHoursMinutesAndSecondsInThatOrder) {
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;
 }
 
-TEST(Durations, WithoutAUnitGetASuggestion) {
+TEST(Arguments, SuggestsAUnitForADurationWithoutOne) {
     EXPECT_THAT(durationError("10"), EndsWith("; did you mean 10s or 10m?"));
     EXPECT_THAT(durationError("soon"), EndsWith("(90s, 30m or 1h30m)"));
 }

@@ -100,7 +100,7 @@ TEST_F(CommandLineTest, StatusHasThreeFormats) {
     EXPECT_THAT(terminal.printed, HasSubstr("3598 RPM 62C\n"));
 }
 
-TEST_F(CommandLineTest, StatusRefusesAHelperOfAnotherVersionButHandBackDoesNot) {
+TEST_F(CommandLineTest, StatusRequiresTheSameHelperVersionButHandBackDoesNot) {
     surroundings.fans->version = 7;
     EXPECT_THROW(run("status"), OtherVersion);
     EXPECT_EQ(run("hand-back"), 0);

@@ -137,7 +137,7 @@ TEST_F(CommandsTest, HandBackFailsWhileAFanIsStillManual) {
     EXPECT_EQ(terminal.printed, "");
 }
 
-TEST_F(CommandsTest, VersionSaysWhichSideIsOlderAndWhatToUpdate) {
+TEST_F(CommandsTest, VersionNamesTheProgramToUpdate) {
     EXPECT_EQ(refusalOf(commands::version), "");
     EXPECT_EQ(terminal.printed, "The helper's interface version is 6, the same as this program's.\n");
     fans.version = 7;
@@ -148,7 +148,7 @@ TEST_F(CommandsTest, VersionSaysWhichSideIsOlderAndWhatToUpdate) {
               "The helper is older than this kelo (interface version 5, this kelo's is 6). Update the helper.");
 }
 
-TEST_F(CommandsTest, StandDownReportsWhatTheHelperDoes) {
+TEST_F(CommandsTest, StandDownReportsThatTheHelperExits) {
     commands::standDown(*helper, terminal);
     EXPECT_EQ(terminal.printed, "The helper is handing the fans back and exiting.\n");
 }

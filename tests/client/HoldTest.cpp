@@ -144,7 +144,7 @@ TEST_F(HoldTest, ReportsReplacementByAnotherClientAndTheTimeLeft) {
                 HasSubstr("Another client has replaced this hold: target 4800 RPM, 75 % (1 m 25 s left).\n"));
 }
 
-TEST_F(HoldTest, ReportsThatItHasEndedAndThatItIsInForceAgain) {
+TEST_F(HoldTest, ReportsTheEndAndTheResumptionOfTheHold) {
     terminal.waitsUntilStop = 9;
     terminal.onWait = [&](int wait) {
         fans.show(wait < 2 || wait > 6);
@@ -235,7 +235,7 @@ TEST_F(HoldTest, DrawsTheLiveViewOnATerminal) {
     EXPECT_THAT(terminal.printed, EndsWith(ending));
 }
 
-TEST_F(HoldTest, DrawsThatTheHoldWasReplaced) {
+TEST_F(HoldTest, ShowsThatTheHoldWasReplaced) {
     terminal.canDraw = true;
     at(1, [&] { fans.fraction = 0.75; });
     hold({0.5, false, {}, {}});
@@ -243,7 +243,7 @@ TEST_F(HoldTest, DrawsThatTheHoldWasReplaced) {
     EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("Another client has replaced this hold")));
 }
 
-TEST_F(HoldTest, DrawsThatItWaitsToRequestTheHoldAgain) {
+TEST_F(HoldTest, ShowsThatItWillRequestTheHoldAgain) {
     terminal.canDraw = true;
     restartHelper();
     hold({0.5, false, {}, {}});
@@ -266,7 +266,7 @@ TEST_F(HoldTest, ReportsTheHelpersRefusal) {
     EXPECT_EQ(terminal.printed, "");
 }
 
-TEST_F(HoldTest, RefusesAHelperOfAnotherVersion) {
+TEST_F(HoldTest, RefusesAHelperWithADifferentVersion) {
     fans.version = 5;
     EXPECT_THROW(hold({0.5, false, {}, {}}), OtherVersion);
     EXPECT_THAT(fans.holds(), SizeIs(0));

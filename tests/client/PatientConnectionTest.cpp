@@ -16,7 +16,7 @@ protected:
     PatientConnectionTest() { terminal.catchesStopSignals = true; }
     ~PatientConnectionTest() override { surroundings.fans->dropKept(); }
 
-    /// From now on the helper accepts requests but does not answer. `woken` returns how each wait of a second ends.
+    /// From now on the helper accepts requests but does not answer. `woken` returns the result of each one-second wait.
     void fallSilent(const std::function<Woken()>& woken = [] { return Woken::byTime; }) {
         surroundings.fans->keepReplies();
         terminal.onSilence = [this, woken] {
@@ -86,7 +86,7 @@ TEST_F(PatientConnectionTest, TimesOutSoonerOnceTheUserAsksToStop) {
     EXPECT_EQ(terminal.seconds, 1014) << "each later request has the same timeout";
 }
 
-TEST_F(PatientConnectionTest, NotifiesAtOnceOfAResizedScreen) {
+TEST_F(PatientConnectionTest, NotifiesAtOnceWhenTheScreenIsResized) {
     fallSilent([&] { return terminal.seconds == 1002 ? Woken::byResize : Woken::byTime; });
     EXPECT_THROW(helper.ask(requests::HandBack{}), HelperSilent);
     EXPECT_THAT(notices.front(), Pair("change", 2));

@@ -15,7 +15,7 @@ namespace kelo {
 /// A helper whose fans have a range of 1200 to 6000 RPM and obey at once.
 class ScriptedFans : public ScriptedHelper {
 public:
-    // The content of the next snapshot; if `hasReadings` is false, there is none.
+    // The content of the next snapshot; if `hasReadings` is false, there is no snapshot.
     bool hasReadings = true;
     std::int64_t fanCount = 2;
     bool isHeld = false;
@@ -58,7 +58,7 @@ private:
     void prepare(const Request&) {}
 };
 
-/// Surroundings with a helper that tests can stop and start, and without other programs. The threads of requests share
+/// Surroundings in which tests can stop and start the helper, and no command can be run. The threads of requests share
 /// `state`, because they may outlive a test in which a request times out.
 struct ScriptedSurroundings {
     struct State {

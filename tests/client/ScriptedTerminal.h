@@ -24,9 +24,10 @@ public:
     int waitsUntilStop = 2;
     int asksToStopBy = SIGINT;
     std::optional<OutputFailed> outputFails;
-    /// Called with the number of each wait before its time passes. Returns how the wait ends.
+    /// Called with the number of each wait before its time passes. Returns the result of the wait.
     std::function<Woken(int wait)> onWait = [](int) { return Woken::byTime; };
-    /// Set for a helper that does not answer: each wait for it lasts its whole time. Returns how the wait ends.
+    /// Set for a helper that does not answer, so that each wait for it takes its full time. Returns the result of the
+    /// wait.
     std::function<Woken()> onSilence;
     double answerDelay = 0; ///< Seconds.
 

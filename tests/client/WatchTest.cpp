@@ -104,7 +104,7 @@ TEST_F(WatchTest, WaitsForAHelperThatHasExitedAndContinues) {
                                     at(45, held));
 }
 
-TEST_F(WatchTest, DrawsThatItWaitsAndTheTimeOfTheLastReading) {
+TEST_F(WatchTest, ShowsThatItWaitsAndTheTimeOfTheLastReading) {
     terminal.canDraw = true;
     restartHelperMeanwhile();
     watch(WatchForm::live);
@@ -115,7 +115,7 @@ TEST_F(WatchTest, DrawsThatItWaitsAndTheTimeOfTheLastReading) {
     EXPECT_THAT(terminal.drawings.back(), Contains(HasSubstr("The helper answers again.")));
 }
 
-TEST_F(WatchTest, DrawsHowToHandTheFansBackWhileTheHelperIsSilent) {
+TEST_F(WatchTest, ShowsHowToHandTheFansBackWhileTheHelperIsSilent) {
     terminal.canDraw = true;
     terminal.waitsUntilStop = 100;
     terminal.onWait = [&](int) {

@@ -16,7 +16,7 @@ class ClockConformance : public ::testing::Test {
 protected:
     Clock& clock() { return harness.clock(); }
 
-    /// How far the clock advances during a sleep.
+    /// The time in seconds by which the clock advances during a sleep.
     double timeToSleep(double seconds) {
         const double start = clock().now();
         clock().sleep(seconds);

@@ -16,7 +16,7 @@ namespace kelo {
 ///
 ///     FileEvents& fileEvents();
 ///     void run();                          // runs the main thread until all events are delivered
-///     std::string expectedOwnExecutable(); // empty when the implementation cannot know it in the test
+///     std::string expectedOwnExecutable(); // empty if the implementation cannot find it in the test
 template <typename Harness>
 class FileEventsConformance : public ::testing::Test {
 protected:

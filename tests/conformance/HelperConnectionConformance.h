@@ -16,7 +16,7 @@
 
 namespace kelo {
 
-/// Tests every transport of the five requests and their replies. The harness is that of ListenerConformance.
+/// Tests every transport of the five requests and their replies. The harness is the same as for ListenerConformance.
 template <typename Harness>
 class HelperConnectionConformance : public ::testing::Test {
 protected:
@@ -27,7 +27,7 @@ protected:
         client = harness.connectTrusted();
     }
 
-    // Declared before the harness, whose threads use them until it is destroyed.
+    // Declared before the harness, because its threads use these objects until it is destroyed.
     std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
     ScriptedAdmission admission{helper};
     Harness harness;
@@ -46,7 +46,7 @@ TYPED_TEST_P(HelperConnectionConformance, DeliversEachTypeOfRequest) {
                 ::testing::ElementsAre("fetchSnapshot", "hold", "handBack", "helperVersion", "standDown"));
 }
 
-TYPED_TEST_P(HelperConnectionConformance, ASnapshotMayBeMissingEmptyOrAnyBytes) {
+TYPED_TEST_P(HelperConnectionConformance, ASnapshotMayBeMissingEmptyOrArbitraryBytes) {
     this->helper->snapshot = std::nullopt;
     EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), std::nullopt);
     this->helper->snapshot = Data();
@@ -63,7 +63,7 @@ TYPED_TEST_P(HelperConnectionConformance, ASnapshotMayBeLarge) {
     EXPECT_EQ(this->client->ask(requests::FetchSnapshot{}), this->helper->snapshot);
 }
 
-TYPED_TEST_P(HelperConnectionConformance, DeliversAnErrorTextOrNone) {
+TYPED_TEST_P(HelperConnectionConformance, DeliversAnOptionalErrorText) {
     for (const auto& error : {std::optional<std::string>(), std::optional<std::string>(""),
                               std::optional<std::string>("The fan can’t be controlled: Lüfter 🌀")}) {
         this->helper->error = error;
@@ -146,7 +146,7 @@ TYPED_TEST_P(HelperConnectionConformance, TwoClientsDoNotWaitForEachOther) {
     replier.join();
 }
 
-TYPED_TEST_P(HelperConnectionConformance, RequestsThrowASentenceWhenTheConnectionEnds) {
+TYPED_TEST_P(HelperConnectionConformance, RequestsThrowAOneLineMessageWhenTheConnectionEnds) {
     this->helper->keepReplies();
     this->helper->answer = [this, keep = this->helper->answer](std::function<void()> reply) {
         keep(std::move(reply));
@@ -168,9 +168,9 @@ TYPED_TEST_P(HelperConnectionConformance, RequestsThrowASentenceWhenTheConnectio
 }
 
 REGISTER_TYPED_TEST_SUITE_P(HelperConnectionConformance, DeliversEachTypeOfRequest,
-                            ASnapshotMayBeMissingEmptyOrAnyBytes, ASnapshotMayBeLarge, DeliversAnErrorTextOrNone,
-                            AHoldKeepsEveryBitOfItsFractionAndItsLidOption, TheVersionKeepsEveryBit,
-                            AReplyMayComeLaterAndFromAnotherThread, TwoClientsDoNotWaitForEachOther,
-                            RequestsThrowASentenceWhenTheConnectionEnds);
+                            ASnapshotMayBeMissingEmptyOrArbitraryBytes, ASnapshotMayBeLarge,
+                            DeliversAnOptionalErrorText, AHoldKeepsEveryBitOfItsFractionAndItsLidOption,
+                            TheVersionKeepsEveryBit, AReplyMayComeLaterAndFromAnotherThread,
+                            TwoClientsDoNotWaitForEachOther, RequestsThrowAOneLineMessageWhenTheConnectionEnds);
 
 } // namespace kelo

@@ -25,7 +25,7 @@ public:
             connection->end();
     }
 
-    void settle() {} // the calls do everything synchronously
+    void settle() {} // all calls are synchronous
 
 private:
     std::unique_ptr<HelperConnection> connectAs(const std::string& satisfied) {

@@ -21,7 +21,7 @@
 namespace kelo {
 namespace {
 
-// The doubles of the operating system in the unit tests must behave like the real implementations.
+// The test doubles for the operating system must behave like the real implementations.
 
 class VirtualQueueHarness {
 public:
@@ -121,7 +121,8 @@ public:
     void rename(const std::string& from, const std::string& to) { files_.rename(path(from), path(to)); }
     void remove(const std::string& name) { files_.remove(path(name)); }
     void hardLink(const std::string& from, const std::string& to) { files_.link(path(from), path(to)); }
-    void symbolicLink(const std::string& from, const std::string& to) { hardLink(from, to); } // same for `identify`
+    // `identify` treats both types of link alike.
+    void symbolicLink(const std::string& from, const std::string& to) { hardLink(from, to); }
 
 private:
     ScriptedFileEvents files_;

@@ -39,7 +39,7 @@ protected:
         }
     }
 
-    // Declared before the harness, whose threads use them until it is destroyed.
+    // Declared before the harness, because its threads use these objects until it is destroyed.
     std::shared_ptr<ScriptedHelper> helper = std::make_shared<ScriptedHelper>();
     ScriptedAdmission admission{helper};
     Harness harness;

@@ -37,7 +37,7 @@ blocks() {
 
 # --- installation
 
-# The keys are in another folder, so that a document can create keys.
+# Stores the keys in a separate folder, so that the commands of a document can create keys.
 stage() {
   local program
   mkdir -p "$folder/staged/simulated-mac"
@@ -99,8 +99,8 @@ run_python_client() {
 
 # --- spelling
 
-# help_of PROGRAM COMMAND: prints the help of a command. Prints nothing if the program does not know the command, which
-# it shows by printing its general help. ./dev has one help text with a section for each command.
+# help_of PROGRAM COMMAND: prints the help of a command. A program that does not know the command prints its general
+# help; then help_of prints nothing. ./dev has one help text with a section for each command.
 help_of() {
   local said
   if [ "$1" = ./dev ]; then

@@ -42,7 +42,7 @@ TEST_F(Admission, DisconnectsUnsignedAlteredAndForeignClients) {
     expectRefused("foreign-client");
 }
 
-TEST_F(Admission, DisconnectsClientsWithAnotherIdentifierOrTeam) {
+TEST_F(Admission, DisconnectsClientsWithADifferentIdentifierOrTeam) {
     startEverything();
     addClient("other");
     const std::pair<std::string, std::string> names[] = {

@@ -12,7 +12,7 @@ protected:
     static constexpr const char* advice = "kelo doctor looks for the cause and says what to do.\n";
 };
 
-TEST_F(CommandLine, IncorrectUsageExitsWithTwoAndASentence) {
+TEST_F(CommandLine, IncorrectUsagePrintsAMessageAndExitsWithStatusTwo) {
     const Lines wrong[] = {{"kelo", "hold", "1.5"},
                            {"simmac"},
                            {"simmac", "lid", "ajar"},
@@ -30,7 +30,7 @@ TEST_F(CommandLine, IncorrectUsageExitsWithTwoAndASentence) {
     }
 }
 
-TEST_F(CommandLine, ProgramsReportUnknownCommandsAndHaveHelpAndAVersion) {
+TEST_F(CommandLine, ProgramsReportUnknownCommandsAndPrintHelpAndVersion) {
     for (const std::string program : {"kelo", "simmac", "simsign"}) {
         EXPECT_EQ(installation.run(program, {"nonsense"}).errors,
                   program + ": unknown command \"nonsense\"; see " + program + " --help\n");
@@ -64,7 +64,7 @@ TEST_F(CommandLine, ExitsWithThreeIfTheConnectionIsRefused) {
     EXPECT_THAT(errors, StartsWith("kelo: The helper "));
 }
 
-TEST_F(CommandLine, ExitsWithOneAndTheHelpersTextIfAHoldIsRefused) {
+TEST_F(CommandLine, RefusedHoldPrintsTheHelpersTextAndExitsWithOne) {
     startEverything({"--profile", "refusing"});
     const auto [status, output, errors] = installation.run("kelo", {"hold", "0.5"});
     EXPECT_EQ(status, 1);
@@ -134,7 +134,7 @@ TEST_F(CommandLine, SimmacChangesTheMac) {
     EXPECT_FALSE(mac["asleep"].get<bool>());
 }
 
-TEST_F(CommandLine, SimmacExitsWithOneAndASentenceOnFailure) {
+TEST_F(CommandLine, FailedSimmacPrintsAMessageAndExitsWithOne) {
     EXPECT_EQ(installation.run("simmac", {"show"}).status, 1);
     installation.startMac({"--profile", "desktop"});
     EXPECT_EQ(installation.run("simmac", {"lid", "close"}).errors, "simmac: This Mac has no lid.\n");

@@ -53,7 +53,7 @@ protected:
                                    std::filesystem::copy_options::overwrite_existing);
     }
     void simsign(Lines arguments) {
-        // Key folders are in the installation.
+        // The names of key folders are relative to the installation.
         for (auto& argument : arguments)
             if (argument == "keys" || argument == "foreign")
                 argument = installation.program(argument);
@@ -65,7 +65,7 @@ protected:
         simsign({"sign", installation.program(program), "--identifier", identifier, "--team", byTeam, "--keys", keys});
     }
 
-    /// Installs another client program, unsigned.
+    /// Installs an additional, unsigned client program.
     void addClient(const std::string& name) { install(KELO_RAWCLIENT, name); }
 
     void startEverything(const Lines& macOptions = {}) {
@@ -103,8 +103,8 @@ protected:
         return waitUntil([&] { return countWrites(key, value) >= count; }, 10);
     }
 
-    /// The helper's time stamps of every log line with this text, in whole seconds, rounded down. Unlike the time when
-    /// a test reads a line, they do not depend on the load of the machine.
+    /// The helper's time stamps, in whole seconds, of all log lines with this text. Unlike the time when a test reads a
+    /// line, they do not depend on the load of the machine.
     std::vector<std::time_t> logTimes(const std::string& line) {
         std::vector<std::time_t> times;
         std::istringstream log(installation.helper().errors());
@@ -115,8 +115,8 @@ protected:
         }
         return times;
     }
-    /// Expects one disconnection and one hand-back, 8 seconds apart. Other tests check the 8 seconds exactly in virtual
-    /// time; a process on a busy machine may take two more.
+    /// Expects one disconnection and one hand-back, 8 seconds apart. Accepts up to 10 seconds for a process on a busy
+    /// machine; other tests check the exact time in virtual time.
     void expectOneGracePeriod() {
         const auto left = logTimes(disconnected);
         const auto ended = logTimes(handedBack);
@@ -126,7 +126,7 @@ protected:
         EXPECT_LE(ended[0] - left[0], 10);
     }
 
-    /// Waits for the helper's end and checks that it has handed the fans back and exited with status 0.
+    /// Waits until the helper has exited, and checks that its status is 0 and that it has handed the fans back.
     void expectCleanExit(double timeout = 15) {
         EXPECT_EQ(installation.helper().waitForEnd(timeout), 0);
         EXPECT_FALSE(installation.isAnyFanManual());

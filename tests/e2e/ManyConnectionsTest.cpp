@@ -21,8 +21,8 @@ protected:
         ADD_FAILURE() << "the helper's memory is unknown";
         return 0;
     }
-    /// Opens and closes connections, and waits until the helper has closed them, too. Returns by how many kilobytes the
-    /// helper has grown.
+    /// Opens and closes connections, and waits until the helper has closed them, too. Returns the growth of the
+    /// helper's memory in kilobytes.
     long growthBy(RawClient& client, int connections, std::size_t descriptors) {
         const auto before = helperMemory();
         const auto count = std::to_string(connections);

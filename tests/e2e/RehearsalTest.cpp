@@ -50,7 +50,7 @@ TEST_F(RehearsalProgram, MacsClockRunsAtTheRequestedSpeed) {
     installation.startMac({"--speed", "100"});
     const auto from = std::chrono::steady_clock::now();
     installation.simmac({"interfere", "0", "5000"});
-    // At normal speed a fan needs more than 7 seconds to get this close.
+    // At normal speed, a fan needs more than 7 seconds to come this close to its target.
     EXPECT_TRUE(waitUntil([&] { return installation.mac()["fans"][0]["currentRPM"].get<double>() > 4970; }, 5));
     EXPECT_LT(std::chrono::steady_clock::now() - from, std::chrono::seconds(6));
 }

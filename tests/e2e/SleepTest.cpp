@@ -34,13 +34,14 @@ TEST_F(Sleep, HandsTheFansBackAfterAnUnlockInProgress) {
     const auto client = startHold();
     const auto unlocks = countWrites("Ftst", 1);
     const auto takings = countWrites("F0Md", 1);
-    // Another program hands a fan back, and the controller refuses manual mode to the repair until the test clears the
-    // fault, so that the unlock lasts as long as the test needs, up to 4 seconds.
+    // Another program hands a fan back. To repair this, the helper must unlock the fan. The controller refuses manual
+    // mode until the test clears the fault, so the unlock lasts as long as the test needs, up to 4 seconds.
     installation.simmac({"fault", "answer", "0x82", "--key", "F0Md", "--command", "write"});
     installation.simmac({"set", "Ftst", "0"});
     installation.simmac({"interfere", "0", "auto"});
     ASSERT_TRUE(waitForWrite("Ftst", 1, unlocks + 1));
-    // Two requests to sleep: as soon as the Mac refuses one, the other has reached the Mac and waits for the helper.
+    // Sends two requests to sleep. Once the Mac has refused one, the other has reached the Mac and waits for the
+    // helper.
     const auto one = installation.start("simmac", {"sleep"});
     const auto other = installation.start("simmac", {"sleep"});
     ASSERT_TRUE(waitUntil([&] { return one->status() || other->status(); }, 10));

@@ -26,7 +26,7 @@ using ::testing::IsEmpty;
 const char* const acceptingOnly = "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.";
 const char* const listening = "[NOTICE] listener: Listening on app.kelo.helper";
 
-/// Whether the process has blocked SIGTERM, to read it from a descriptor. Before that, the signal kills it.
+/// Whether the process has blocked SIGTERM in order to read it from a descriptor. Before that, the signal kills it.
 bool hasSigtermBlocked(pid_t process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
     for (std::string line; std::getline(status, line);)
@@ -180,7 +180,7 @@ TEST_F(StartUp, RefusesAFolderThatOthersMayEnterUntilItsModeIsFixed) {
 
 TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
     installation.startMac();
-    // The executable is deleted before the helper starts, as by an early update.
+    // The executable is deleted before the helper starts, as an early update may do.
     const auto nameless = installation.program("nameless");
     std::filesystem::copy_file(installation.program(Installation::helperName), nameless);
     const int executable = open(nameless.c_str(), O_RDONLY);

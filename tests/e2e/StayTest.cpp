@@ -12,7 +12,7 @@ protected:
     Stay() { std::signal(SIGINT, SIG_DFL); } // a shell cannot trap a signal that was ignored when it started
     ~Stay() override {
         shell.reset();
-        // Processes that a failed script leaves behind are not our children.
+        // Finds processes that a failed script has left behind by their executable, since they are not our children.
         for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
             std::error_code error;
             const auto executable = std::filesystem::read_symlink(entry.path() / "exe", error);
@@ -41,9 +41,9 @@ TEST_F(Stay, CtrlCHandsTheFanBackBeforeTheMacStops) {
     start();
     ASSERT_TRUE(waitForError("Listening on app.kelo.helper")) << shell->errors();
     const auto client = startHold();
-    // Slow exchanges, so that a Mac that stopped together with the helper would stop during the hand-back.
+    // Slows the exchanges, so that the hand-back would fail if the Mac stopped together with the helper.
     installation.simmac({"fault", "slow", "0.1"});
-    // The Mac cannot be queried after its end, so the test polls it until then.
+    // The Mac cannot be queried after it has stopped, so the test polls it until then.
     bool isHandedBack = false;
     interrupt();
     const bool hasEnded = waitUntil(

@@ -112,7 +112,7 @@ TEST_F(UnreadLogs, WritesPendingLinesAtExitEvenIfTheListenerIsStuck) {
     const StoppedThreads listener(installation.helper().number());
     ASSERT_GE(listener.count(), 1U);
     installation.helper().signal(SIGTERM);
-    // The fans are handed back, and the helper waits for its listener; only now the pipe is read.
+    // The fans are handed back, and the helper waits for its listener. Only now does the test read the pipe.
     ASSERT_TRUE(waitUntil([this] { return !installation.isAnyFanManual(); }, 10));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     full.read();

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Renders every manual page; fails on any warning and on a missing section.
+# Renders every manual page. Fails on any warning or missing section.
 #
 # usage: manual-pages.sh FILE...
 set -euo pipefail

@@ -89,7 +89,7 @@ cp "$made/kelo-helper-1.2.3.tar.gz" "$folder/first.tar.gz"
 documented=$(grep '^git .*archive --format=tar' docs/releasing.md) || failure "docs/releasing.md shows no command"
 [ "$(cd "$clone" && bash -c "$documented" | cut -d ' ' -f 1)" = "$(cut -d ' ' -f 1 "$made/SHA256SUMS")" ] \
   || failure "the command in docs/releasing.md produces different bytes"
-# A second archive, in another folder, at another time and with another umask, has the same bytes.
+# A second archive has the same bytes, although its folder, time and umask differ.
 git clone --quiet --no-local "$clone" "$folder/second" 2>/dev/null
 sleep 1.1
 (

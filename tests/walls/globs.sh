@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Fails if a build file collects sources by a pattern instead of naming them, because a change of the files would go
-# unnoticed. Allows CONFIGURE_DEPENDS, which cmake/Compile.cmake uses to link headers.
+# Fails if a build file collects sources by a pattern instead of naming them, because the build would not notice added
+# or removed files. Allows CONFIGURE_DEPENDS, which cmake/Compile.cmake uses to link headers.
 #
 # Run from the top of the repository.
 set -euo pipefail

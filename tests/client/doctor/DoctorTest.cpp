@@ -15,7 +15,7 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-/// A machine as a table of commands and their output. A command that is not in the table cannot be run.
+/// A machine, defined by a table of commands and their output. A command that is not in the table cannot be run.
 class DoctorTest : public ::testing::Test {
 protected:
     using Commands = std::map<std::string, Ran>;
@@ -271,12 +271,12 @@ TEST_F(OnAMac, CleanlyExitedHelperIsNotAFault) {
     EXPECT_THAT(terminal.printed, HasSubstr("ok  running    not now; launchd starts it for the next client\n"));
 }
 
-TEST_F(OnAMac, ExaminesTheProgramThatLaunchdKnows) {
+TEST_F(OnAMac, ExaminesTheProgramRegisteredWithLaunchd) {
     commands[job].output = "\tprogram = /elsewhere/helper\n\tpid = 321\n";
     expectFault("installed  There is no /elsewhere/helper.", installAgain);
 }
 
-TEST_F(OnAMac, FindsAHelperRegisteredByAnAppThroughItsProcess) {
+TEST_F(OnAMac, UsesTheProcessToFindAHelperRegisteredByAnApp) {
     commands[job].output = jobInAnApp + "\tpid = 321\n}\n";
     commands["/bin/ps -p 321 -o comm="] = {0, inAnApp + "\n"};
     commands.erase("/bin/ls -l " + helper);

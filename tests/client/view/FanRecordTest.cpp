@@ -53,7 +53,7 @@ TEST_F(FanRecordTest, ReportsTheStartTheSpeedChangeAndTheEndOfAHold) {
     EXPECT_THAT(observe({.targetRPM = 1000}), IsEmpty()) << "the system may choose any target";
 }
 
-TEST_F(FanRecordTest, AnotherFastestFanIsNotASpeedChange) {
+TEST_F(FanRecordTest, ADifferentFastestFanIsNotASpeedChange) {
     observe({.isHeld = true});
     EXPECT_THAT(observe({.isHeld = true, .targetRPM = 4000, .maxRPM = 7000}), IsEmpty());
 }
@@ -88,7 +88,7 @@ TEST_F(FanRecordTest, ReportsAFailureOnceAndThenTheRecovery) {
     EXPECT_EQ(record.events().front().text, "The fans are handed back: they are under automatic control.");
 }
 
-TEST_F(FanRecordTest, KeepsAQuarterOfAnHourAndAHundredEvents) {
+TEST_F(FanRecordTest, KeepsFifteenMinutesOfReadingsAndAHundredEvents) {
     for (int i = 0; i < 2000; ++i)
         observe({.isHeld = i % 2 == 0});
     EXPECT_EQ(record.samples().size(), 901U);

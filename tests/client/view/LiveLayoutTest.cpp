@@ -114,7 +114,7 @@ TEST_F(LiveLayout, TallScreenHasTallerGraphsAndMoreEvents) {
     EXPECT_THAT(lines[38], StartsWith("10:00:49")) << "the newest comes first";
 }
 
-TEST_F(LiveLayout, EachGraphHasItsScale) {
+TEST_F(LiveLayout, EachGraphHasItsOwnScale) {
     record.observe(reading(3000), {100, "10:00:00"});
     const auto lines = shown(80, 30, {false, true});
     for (const auto* label : {" 5000 RPM ┤", "     3000 ┤", " 1000 RPM ┤", "   110 °C ┤", "       60 ┤", "    20 °C ┤"})
@@ -135,7 +135,7 @@ TEST_F(LiveLayout, ShowsTheTargetOnlyWhileTheFansAreHeld) {
     EXPECT_THAT(shown(80, 24, {false, true})[6], testing::EndsWith("┄ "));
 }
 
-TEST_F(LiveLayout, SamplesStayInTheirColumnUntilTheNextBegins) {
+TEST_F(LiveLayout, SamplesStayInTheirColumnUntilTheNextColumnBegins) {
     record.observe(reading(1000), {0, "10:00:00"});
     record.observe(reading(5000), {400, "10:00:00"});
     const auto speedAt = [&](double time) {
@@ -148,7 +148,7 @@ TEST_F(LiveLayout, SamplesStayInTheirColumnUntilTheNextBegins) {
     EXPECT_EQ(speedAt(700).find('@'), std::string::npos);
 }
 
-TEST_F(LiveLayout, ShowsWhyAndSinceWhenReadingsAreMissing) {
+TEST_F(LiveLayout, ShowsWhyReadingsAreMissingAndTheTimeOfTheLastReading) {
     record.observeFailure("The readings are not available.", {100, "10:00:00"});
     EXPECT_EQ(shown(60, 18)[1], "The readings are not available.");
     record.observe(reading(3000), {100, "09:59:00"});
@@ -167,7 +167,7 @@ TEST_F(LiveLayout, ColoursShowHowWarmTheChipIs) {
         << "also in the graph";
 }
 
-TEST(Lines, AreTruncatedBetweenCharactersAndKeepTheirColours) {
+TEST(Lines, TruncationKeepsWholeCharactersAndColours) {
     const Line line = {{"a°b", Ink::alarm}, {"cde"}};
     EXPECT_EQ(painted(cut(line, 3, {true, true}), {true, true}), "\033[31ma°\033[0m\033[2m…\033[0m");
     EXPECT_EQ(painted(cut(line, 5, {true, true}), {false, true}), "a°bc…");
@@ -176,7 +176,7 @@ TEST(Lines, AreTruncatedBetweenCharactersAndKeepTheirColours) {
     EXPECT_EQ(painted(cut(line, 0, {}), {}), "");
 }
 
-TEST(Lines, EscapeControlCharacters) { EXPECT_EQ(painted({{"a\033[2Jb\nc\x7f\xC2\x9B é"}}, {}), "a^[[2Jb c^?? é"); }
+TEST(Lines, EscapesControlCharacters) { EXPECT_EQ(painted({{"a\033[2Jb\nc\x7f\xC2\x9B é"}}, {}), "a^[[2Jb c^?? é"); }
 
 } // namespace
 } // namespace kelo

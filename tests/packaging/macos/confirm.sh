@@ -87,7 +87,7 @@ for last; do :; done
 case \$last in *XXXXXX) ;; *) set -- "\$@" "\$FOLDER/not-TMPDIR.XXXXXX" ;; esac
 exec $real_mktemp "\$@"
 STUB
-# Waits only until the hold or the helper has started.
+# This sleep ends as soon as the hold or the helper has started.
 cat >"$folder/bin/sleep" <<STUB
 #!/bin/sh
 case \$1 in
@@ -110,7 +110,7 @@ chmod +x "$folder"/bin/* "$tree/build/product/app.kelo.helper" "$tree/dev"
 shown=("$out" "$report")
 # confirm STATUS ANSWERS [VARIABLE=VALUE...] -- ARGUMENT...
 #
-# A process that takes 30 ms to exit simulates the installed helper.
+# Simulates the installed helper with a process that takes 30 ms to exit.
 confirm() {
   local expected=$1 answers=$2 status=0 variables=()
   shift 2

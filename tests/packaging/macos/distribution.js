@@ -1,5 +1,5 @@
-// Runs the installation check of the installer package on several kinds of Mac. Objects like the installer's simulate
-// them.
+// Runs the installation check of the installer package on several kinds of Mac. Simulates them with objects like those
+// of the installer.
 //
 // usage: node distribution.js DISTRIBUTION
 
@@ -14,7 +14,7 @@ const compare = (one, other) => {
   return Math.sign(difference);
 };
 
-// Returns the result of the check on a Mac: an empty text if installation is allowed.
+// Returns the result of the check on a Mac: an empty string if installation is allowed.
 function answer(version, model, controllers) {
   const mac = {
     my: { result: {} },

@@ -91,12 +91,12 @@ sudo /bin/launchctl bootstrap system /Library/LaunchDaemons/app.kelo.helper.plis
 EOF
 )
 
-# A dry run prints all of these steps, and calls nothing.
+# A dry run prints all of these steps but runs none of them.
 arguments=(install --identity "$identity" --dry-run)
 dev env SYSTEM=Linux || failure "the dry run failed"
 [ ! -e "$calls" ] || failure "the dry run called a program"
 while IFS= read -r line; do
-  case $line in *codesign\ -d*) continue ;; esac # the dry run describes these in words
+  case $line in *codesign\ -d*) continue ;; esac # the dry run describes these calls in words
   grep -qF -- "$line" "$folder/out" || failure "the dry run does not print: $line"
 done <<<"$expected"
 for copy in /Library/PrivilegedHelperTools/.app.kelo.helper.new /usr/local/bin/.kelo.new; do
@@ -136,7 +136,7 @@ refused 'is not the signed program' VERIFY_STATUS=3
 refused 'without the hardened runtime' 'FLAGS=0x0(none)'
 refused 'allows debugging' 'ENTITLEMENTS=<key>com.apple.security.get-task-allow</key><true/>'
 
-# If a user may write to /usr/local, the client is installed in another folder, which is printed.
+# If a user may write to /usr/local, ./dev install installs the client in another folder and prints that folder.
 for fault in WRITABLE=/usr/local LISTED=/usr/local/bin; do
   rm "$calls"
   dev env "$fault" || failure "installing failed with $fault"
@@ -145,13 +145,13 @@ for fault in WRITABLE=/usr/local LISTED=/usr/local/bin; do
   grep -q 'Add /opt/kelo/bin to your path' "$folder/out" || failure "it does not print the folder of the client"
 done
 
-# A new Mac lacks /usr/local/bin, which the installation creates for root.
+# A new Mac lacks /usr/local/bin. The installation creates this folder, owned by root.
 rm "$calls"
 rmdir "$folder/usr/local/bin"
 dev env LISTED=/usr/local/bin || failure "installing failed without /usr/local/bin"
 diff <(client /usr/local) <(grep -F /usr/local "$calls") || failure "wrong client files without /usr/local/bin"
 
-# On other systems it does nothing.
+# On other systems, ./dev install does nothing.
 rm "$calls"
 if dev env SYSTEM=Linux; then failure "it claims to have installed on Linux"; fi
 [ ! -e "$calls" ] || failure "a program was called on Linux"

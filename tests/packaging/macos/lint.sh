@@ -46,6 +46,6 @@ dev format || failure "./dev format failed"
 grep -qF 'clang-format -i' "$calls" || failure "no file is formatted"
 grep -qxF 'brew install --quiet llvm' "$calls" || failure "other packages are installed"
 
-# mktemp of macOS ignores TMPDIR unless the template contains it.
+# On macOS, mktemp ignores TMPDIR unless the template contains it.
 if grep -rnE '\$\(mktemp( -d)?\)' dev tools tests prove .ci; then failure "mktemp without a template in TMPDIR"; fi
 printf 'lint and format use the tools of Homebrew\n'

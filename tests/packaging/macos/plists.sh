@@ -30,7 +30,7 @@ expect() {
   fi
 }
 
-# Each list names the helper by one of two keys. With both keys, it could start the wrong helper.
+# Each list names the helper with one of two keys. A list with both keys could start the wrong helper.
 has() { [ "$(xmllint --nonet --xpath "count(//key[.='$2'])" "$1")" != 0 ]; }
 expect 'array /Library/PrivilegedHelperTools/app.kelo.helper' "$installed" ProgramArguments
 expect 'string Contents/MacOS/app.kelo.helper' "$embedded" BundleProgram
@@ -42,7 +42,7 @@ for launchd in "$installed" "$embedded"; do
   expect 'false' "$launchd" KeepAlive SuccessfulExit # restarts it after a crash but not after a normal exit
   expect 'true' "$launchd" RunAtLoad # SuccessfulExit implies it; explicit for readers
   expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
-  # Must exceed 4 seconds for each of ten fans.
+  # The time must exceed 4 seconds for each of ten fans.
   seconds=$(value "$launchd" ExitTimeOut)
   [ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
   expect 'string Interactive' "$launchd" ProcessType # no throttling when the Mac is busiest

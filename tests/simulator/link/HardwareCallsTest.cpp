@@ -104,7 +104,7 @@ std::string errorOf(const Bytes& bytes) {
     }
 }
 
-TEST(HardwareCallsTest, RejectsAnythingButOneNameWithItsMembers) {
+TEST(HardwareCallsTest, RejectsAMessageThatIsNotOneNameWithItsMembers) {
     const std::string error = "the message is not one name with its members";
     EXPECT_EQ(errorOf({}), error);
     EXPECT_EQ(errorOf({0xFF, 0x00, 0x17}), error);

@@ -14,7 +14,7 @@ protected:
     HardwareLinkTest() { mac.accept(); }
 
     void answer(const AnyAnswer& answer) { mac.send(encode(answer)); }
-    /// Makes a call that should fail. Returns the error's text; "none" if it succeeds.
+    /// Makes a call that should fail. Returns the text of the error, or "none" if the call succeeds.
     std::string failure() {
         try {
             link->call(Wake{});
@@ -41,14 +41,14 @@ TEST_F(HardwareLinkTest, SendsACallAndReturnsItsAnswer) {
     EXPECT_EQ(mac.receive(), encode(AnyCall(Show{})));
 }
 
-TEST_F(HardwareLinkTest, ThrowsARefusalAsItsSentenceAndCanMakeTheNextCall) {
+TEST_F(HardwareLinkTest, ThrowsTheTextOfARefusalAndCanMakeTheNextCall) {
     answer(Refused{"The Mac is awake."});
     EXPECT_EQ(failure(), "The Mac is awake.");
     answer(Done{});
     EXPECT_EQ(failure(), "none");
 }
 
-TEST_F(HardwareLinkTest, RejectsTheAnswerToAnotherCall) {
+TEST_F(HardwareLinkTest, RejectsTheAnswerToADifferentCall) {
     answer(SleepReport{});
     EXPECT_EQ(failure(), "The simulated Mac sent an unexpected answer.");
 }

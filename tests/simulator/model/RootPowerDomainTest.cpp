@@ -53,7 +53,7 @@ TEST_F(RootPowerDomainTest, SleepsAtOnceWithoutClients) {
     EXPECT_TRUE(domain.isAsleep());
 }
 
-TEST_F(RootPowerDomainTest, AsksForThenAnnouncesSleepAndWaitsForEachAcknowledgement) {
+TEST_F(RootPowerDomainTest, AsksClientsThenAnnouncesSleepAndAwaitsEachAcknowledgement) {
     const auto first = addClient();
     const auto second = addClient();
     EXPECT_TRUE(sleep());
@@ -86,7 +86,7 @@ TEST_F(RootPowerDomainTest, WaitsThirtySecondsInEachRoundForAClientThatDoesNotAn
     EXPECT_EQ(report->acknowledged, 0);
 }
 
-TEST_F(RootPowerDomainTest, IgnoresDuplicateAcknowledgementsAndThoseOfAnotherRound) {
+TEST_F(RootPowerDomainTest, IgnoresDuplicateAcknowledgementsAndThoseFromAnotherRound) {
     const auto first = addClient();
     const auto second = addClient();
     sleep();

@@ -18,7 +18,7 @@ using ::testing::SizeIs;
 
 class SimulatedControllerTest : public OpenSMCFixture {};
 
-TEST_F(SimulatedControllerTest, RefusesAReadOrWriteThatAnnouncesAWrongSize) {
+TEST_F(SimulatedControllerTest, RefusesAReadOrWriteWithTheWrongSize) {
     controller.defineNumber("F0Tg", smc_type::flt, 2000);
     SMCKeyData request{};
     request.key = smcCode("F0Tg");
@@ -74,7 +74,7 @@ TEST_F(SimulatedControllerTest, SaturatesIntegersAndStoresNaNAsZero) {
     }
 }
 
-TEST_F(SimulatedControllerTest, LimitsAFaultToAKeyACommandBothOrNeither) {
+TEST_F(SimulatedControllerTest, AFaultCanBeLimitedToAKeyOrACommand) {
     controller.defineNumber("F0Md", smc_type::ui8, 0);
     controller.defineNumber("F1Md", smc_type::ui8, 0);
     controller.answer("F0Md", std::nullopt, 0x11);
@@ -176,7 +176,7 @@ TEST(Profiles, TheFanlessProfileHasNoFan) {
     EXPECT_THROW(FanController(exchange, clock, rights), FanError);
 }
 
-TEST(Profiles, ThereIsNoProfileWithAnUnknownName) { EXPECT_FALSE(Profile::named("toaster").has_value()); }
+TEST(Profiles, FindsNoProfileForAnUnknownName) { EXPECT_FALSE(Profile::named("toaster").has_value()); }
 
 } // namespace
 } // namespace kelo

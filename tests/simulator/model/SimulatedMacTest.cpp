@@ -155,7 +155,7 @@ TEST_F(SimulatedMacTest, InterferenceTakesOrHandsBackAFan) {
     EXPECT_EQ(number("F0Md"), 0);
 }
 
-TEST_F(SimulatedMacTest, DoesNotDependOnTheStepsInWhichTimePasses) {
+TEST_F(SimulatedMacTest, ResultsDoNotDependOnTheSizeOfTimeSteps) {
     SimulatedMac other(*Profile::named("laptop"), [this] { return now; });
     mac.setLoad(0.7);
     other.setLoad(0.7);

@@ -38,7 +38,7 @@ TEST_F(CallHandlersTest, DelaysExchangesOnlyUntilFaultsAreCleared) {
     EXPECT_EQ(handlers.exchangeDelay(), 0);
 }
 
-TEST_F(CallHandlersTest, AnswersSleepWhenItIsAcknowledged) {
+TEST_F(CallHandlersTest, AnswersASleepCallOnceSleepIsAcknowledged) {
     std::int64_t notificationID = 0;
     const int client = handlers.power().addClient([&](auto, std::int64_t id) { notificationID = id; });
     EXPECT_FALSE(perform(Sleep{.now = true}).has_value());

@@ -45,7 +45,7 @@ protected:
     MacUnderTest mac;
 };
 
-TEST_F(HardwareServerTest, RefusesAnInvalidCallWithASentenceAndServesTheNextOne) {
+TEST_F(HardwareServerTest, RefusesAnInvalidCallWithAMessageAndServesTheNextOne) {
     const auto socket = connect(HardwareLink::socketName);
     send(socket, {0xFF});
     const auto answer = decodeAnswer(receive(socket));
@@ -89,7 +89,7 @@ TEST_F(HardwareServerTest, AnnouncesEachPowerEventAndWaitsForItsAcknowledgement)
     EXPECT_EQ(receivePower(socket).event, mac_wire::PowerEvent::hasPoweredOn);
 }
 
-TEST_F(HardwareServerTest, DoesNotWaitForADisconnectedPowerClientAndTellsTheNextOneThatItSleeps) {
+TEST_F(HardwareServerTest, DoesNotWaitForADisconnectedPowerClientAndNotifiesTheNextOneOfSleep) {
     auto socket = connect(mac_wire::powerSocket);
     EXPECT_EQ(receivePower(socket).notificationID, 0);
     socket = {};

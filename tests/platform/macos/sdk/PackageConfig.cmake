@@ -1,4 +1,4 @@
-# Makes the targets of each package from this machine's headers and sources.
+# Creates the targets of each package from this machine's headers and sources.
 set(target ${CMAKE_FIND_PACKAGE_NAME}::${CMAKE_FIND_PACKAGE_NAME})
 if(NOT CMAKE_FIND_PACKAGE_NAME STREQUAL "GTest")
   add_library(${target} INTERFACE IMPORTED GLOBAL)

@@ -53,12 +53,12 @@ INSTANTIATE_TEST_SUITE_P(All, StoredPicture,
                                            "performance"),
                          [](const auto& parameter) { return std::string(parameter.param); });
 
-TEST(StoredData, MatchTheCurrentCode) {
+TEST(StoredData, MatchesTheCurrentCode) {
     EXPECT_TRUE(isAlike(stored("floor"), records::floor())) << "run ./dev docs";
     EXPECT_TRUE(isAlike(stored("hour"), records::hour())) << "run ./dev docs";
 }
 
-TEST(StoredData, AreComparedByValueNotOnlyByForm) {
+TEST(StoredData, ComparisonDetectsADifferentValue) {
     auto other = stored("floor");
     other["easing"]["held"][40] = 0.1;
     EXPECT_FALSE(isAlike(stored("floor"), other));
@@ -115,7 +115,7 @@ TEST(Picture, MarksThePartThatExceedsATarget) {
     EXPECT_EQ(areas(drawnFigure("start", 0.1, 0)), 2U);
 }
 
-TEST(Picture, ShowsTheLabelOfAFigureOtherwiseItsName) {
+TEST(Picture, ShowsTheLabelOfAFigureOrElseItsName) {
     PictureData figure = {{"name", "size.kelo"}, {"value", 1}, {"unit", "KiB"}, {"target", 1}};
     const auto drawn = [&] { return drawPicture({{"picture", "targets"}, {"figures", PictureData::array({figure})}}); };
     EXPECT_THAT(drawn(), HasSubstr(">size.kelo<"));
@@ -139,7 +139,7 @@ TEST(Picture, DrawsAScreenWithColoursAndBlocks) {
 
 double endOf(const Label& label) { return label.x + Svg::widthOf(label.text); }
 
-/// Expects that no label overlaps another in its row or the line of a later label, which runs down from its row.
+/// Expects that no label overlaps another label in its row, or the line that runs down from a later label.
 void expectApart(const std::vector<Label>& labels) {
     for (std::size_t i = 0; i < labels.size(); ++i)
         for (std::size_t j = 0; j < i; ++j)

@@ -85,7 +85,7 @@ TEST_F(KeyFolderTest, ANewAnchorRemovesTheTeamsOfTheOldOne) {
     EXPECT_NE(keys.anchor().secret, before);
 }
 
-TEST_F(KeyFolderTest, NamesMissingAndDamagedKeys) {
+TEST_F(KeyFolderTest, ReportsMissingAndDamagedKeys) {
     const auto failureOf = [](auto action) -> std::string {
         try {
             action();

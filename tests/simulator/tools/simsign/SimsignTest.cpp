@@ -48,7 +48,7 @@ protected:
     const std::string executable = folder / "executable";
 };
 
-TEST_F(Simsign, VerifiesWhatItSignedWithTheKeysOfInit) {
+TEST_F(Simsign, VerifiesAProgramSignedWithTheKeysFromInit) {
     EXPECT_EQ(simsign({"init", keys}), prints("created an anchor and team \"KELODEV001\" in " + keys + "\n"));
     EXPECT_EQ(sign("app.kelo.helper", "KELODEV001"),
               prints("signed " + executable + " as \"app.kelo.helper\" of team \"KELODEV001\"\n"));
@@ -74,7 +74,7 @@ TEST_F(Simsign, InitOverwritesOnlyWhenForced) {
     EXPECT_NE(readFile(keys + "/anchor.pub"), anchor);
 }
 
-TEST_F(Simsign, SignsUnusualNames) {
+TEST_F(Simsign, SignsWithUnusualNames) {
     simsign({"init", keys});
     EXPECT_EQ(sign("app \"kelo\" x", "").status, 0);
     EXPECT_EQ(verify(), prints("identifier: app \"kelo\" x\nteam: \n"));
@@ -112,7 +112,7 @@ TEST_F(Simsign, VerifyReportsWhyItFailed) {
               refuses("The trust anchor " + missing + " cannot be read."));
 }
 
-TEST_F(Simsign, ExitsWithStatusTwoAndOneSentenceForIncorrectUsage) {
+TEST_F(Simsign, IncorrectUsagePrintsOneLineAndExitsWithStatusTwo) {
     for (const std::vector<std::string>& wrong : {std::vector<std::string>{},
                                                   {"unknown"},
                                                   {"init"},
