@@ -8,8 +8,8 @@
 //        bench_client FOLDER SOCKET stay CLIENTS         keeps CLIENTS connections open after a reply to each
 //        bench_client FOLDER SOCKET hold 1               holds the fans
 //
-// Measurements are printed as one line of JSON, in nanoseconds. The last two print "staying" when they are ready, and
-// then wait until standard input ends.
+// Measurements are printed as one line of JSON, in nanoseconds. The last two commands print "staying" when they are
+// ready, and then wait until standard input ends.
 
 #include <fcntl.h>
 #include <sys/resource.h>

@@ -179,7 +179,7 @@ std::vector<std::uint8_t> encode(const AnyAnswer& answer);
 AnyCall decodeCall(std::span<const std::uint8_t> bytes);
 AnyAnswer decodeAnswer(std::span<const std::uint8_t> bytes);
 
-/// JSON for users and scripts.
+/// Returns the state as JSON for users and scripts.
 std::string toJSON(const MacState& state);
 
 } // namespace hardware_calls

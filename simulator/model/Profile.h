@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// A kind of Mac: its fans, its keys and how its controller behaves.
+/// A kind of Mac: its fans, its keys and the behaviour of its controller.
 struct Profile {
     struct FanRange {
         double minRPM;
@@ -27,7 +27,7 @@ struct Profile {
 
     static const std::vector<Profile>& all();
     static std::vector<std::string> names();
-    /// nullopt for an unknown name.
+    /// Returns nullopt for an unknown name.
     static std::optional<Profile> named(std::string_view name);
 
     /// Defines the keys of this kind of Mac. Every fan is automatic and turns at its minimum speed.

@@ -53,7 +53,8 @@ public:
     /// Does nothing and returns false if the system is asleep or already going to sleep.
     bool sleep(Cause cause, std::function<void(const SleepReport&)> onAsleep);
 
-    /// Announces that the system will power on and then that it has. Returns false if the system is not asleep.
+    /// Announces that the system will power on, and then that it has powered on. Returns false if the system is not
+    /// asleep.
     bool wake();
 
     bool isAsleep() const { return state_ == State::asleep; }

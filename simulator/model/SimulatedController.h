@@ -31,7 +31,8 @@ struct ExchangeRecord {
     std::optional<SMCKeyData> reply; ///< nullopt if the exchange failed.
 
     std::string key() const;
-    /// "info F0Md", "read F0Md" or "write F0Md 01", followed by " -> failed" or a result such as " -> 0x84" on failure.
+    /// Returns the exchange as text: "info F0Md", "read F0Md" or "write F0Md 01", followed by " -> failed" or a result
+    /// such as " -> 0x84" on failure.
     std::string text() const;
 };
 
@@ -47,13 +48,13 @@ public:
     static constexpr std::uint8_t notWritable = 0x86;
     static constexpr std::uint8_t sizeMismatch = 0x87;
     static constexpr std::uint8_t badCommand = 0x82;
-    /// Result of a mode write while manual mode is locked.
+    /// The result of writing a fan's mode while manual mode is locked.
     static constexpr std::uint8_t modeRefused = 0x82;
 
     static constexpr std::uint8_t readable = 0x80;
     static constexpr std::uint8_t writable = 0x40;
 
-    /// How a controller guards manual mode.
+    /// The rule by which a controller guards manual mode.
     struct UnlockRule {
         bool isRequired = false; ///< Manual mode is refused unless "Ftst" is on.
         double grantDelay = 0;   ///< The seconds for which "Ftst" must have been on.

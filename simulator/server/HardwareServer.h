@@ -40,7 +40,7 @@ private:
     void allowPowerChange(int id, Message message);
     void registerForPower(int id);
     void sendReply(int id, const std::optional<SMCKeyData>& reply);
-    /// Does nothing if the connection has ended.
+    /// Sends a message, unless the connection has ended.
     void send(int id, Message message);
     void drop(int id);
 

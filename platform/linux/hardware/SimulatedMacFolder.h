@@ -24,7 +24,8 @@ public:
     explicit SimulatedMacFolder(int installation);
     static SimulatedMacFolder makeIfMissing();
 
-    /// Returns -1 if the folder is missing or other users may enter it; `problem` gives the reason as a clause.
+    /// Returns the folder's descriptor, or -1 if the folder is missing or other users may enter it. `problem` then
+    /// returns the reason as a clause.
     int descriptor() const { return descriptor_.get(); }
     const std::string& problem() const { return problem_; }
 

@@ -19,7 +19,7 @@ struct epoll_event;
 
 namespace kelo {
 
-/// The clock and the wait of an event loop. `now` may be called on any thread.
+/// The clock and the waiting function of an event loop. `now` may be called on any thread.
 class LoopTime {
 public:
     using Clock = std::chrono::steady_clock;

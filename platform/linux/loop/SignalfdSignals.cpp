@@ -56,7 +56,7 @@ void SignalfdSignals::endDelivery(int signal) {
     handlers_.erase(signal);
 }
 
-/// Changes the signals of the existing descriptor, which cannot fail.
+/// Changes the signals of the existing descriptor. This cannot fail.
 void SignalfdSignals::changeSignals() { signalfd(descriptor_.get(), &delivered_, 0); }
 
 void SignalfdSignals::readSignals() {

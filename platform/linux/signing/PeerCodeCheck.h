@@ -12,8 +12,9 @@ class PeerProcess;
 
 /// Decides whether the process at the other end of a Unix socket runs an executable that satisfies a requirement.
 ///
-/// It detects a wrong program but, unlike a Mac, does not keep out an attacker. Every user may connect to the socket.
-/// Only a helper that is not root cuts off other users, since it may not inspect their processes. Limits of the check:
+/// The check detects a wrong program but, unlike the check on a Mac, does not keep out an attacker. Every user may
+/// connect to the socket. Only a helper that is not root cuts off other users, since it may not inspect their
+/// processes. Limits of the check:
 /// - It checks the executable that runs at the time of the check, even if the process replaced its image (exec) just
 ///   before. `AdmittedPeer` covers the time after the check.
 /// - A signature covers the executable's file, not the libraries that it loads, nor code injected by LD_PRELOAD or a
@@ -21,7 +22,7 @@ class PeerProcess;
 /// - A process in another user namespace is cut off, since its superuser can make the kernel report any file as its
 ///   executable. The same attack works on a process in our namespace that shares its memory with a process in such a
 ///   namespace (clone with CLONE_VM), and the kernel does not report this.
-/// This is enough here: a simulated Mac has no fan to protect.
+/// The check is enough here: a simulated Mac has no fan to protect.
 class PeerCodeCheck {
 public:
     /// If the anchor is not trusted, no peer satisfies any requirement.

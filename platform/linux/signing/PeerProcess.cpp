@@ -89,7 +89,7 @@ FileDescriptor PeerProcess::openExecutable() const {
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const auto error = errno;
     // Checked after the executable was opened: a process cannot return from another namespace, so if it is in our
-    // namespace now, it was in it at that time, too.
+    // namespace now, it was in our namespace then, too.
     const auto isOurs = isInOurUserNamespace(process);
     // An id is not reused before its process exits. So if the process is still running, the executable is its own.
     if (hasExited())

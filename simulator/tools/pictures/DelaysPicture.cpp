@@ -30,7 +30,7 @@ void drawScale(Svg& svg, const Plot& plot) {
     }
 }
 
-/// Draws a line from the median to the worst delay, and the bound.
+/// Draws the bound, and a line from the median to the worst delay.
 void drawRow(Svg& svg, const Plot& plot, double y, const PictureData& row) {
     const auto x = [&](const char* member) { return plot.x(decadesOf(row.at(member).get<double>())); };
     svg.text({left - 14, y + 4}, row.at("name").get<std::string>(), "", Svg::Anchor::end);

@@ -17,17 +17,17 @@ std::string drawPicture(const PictureData& data);
 
 namespace pictures {
 
-/// A session or a long hold: fans, chip and events over time.
+/// Draws a session or a long hold: fans, chip and events over time.
 std::string drawTimeline(const PictureData& data);
-/// The thermal floor's curve and a hold that follows it.
+/// Draws the thermal floor's curve and a hold that follows it.
 std::string drawFloor(const PictureData& data);
-/// The duration of each way of handing the fans back.
+/// Draws the duration of each way of handing the fans back.
 std::string drawDelays(const PictureData& data);
-/// Areas, boxes and arrows.
+/// Draws areas, boxes and arrows.
 std::string drawDiagram(const PictureData& data);
-/// The screen of a terminal.
+/// Draws the screen of a terminal.
 std::string drawScreen(const PictureData& data);
-/// Figures of ./dev bench as shares of their targets.
+/// Draws the figures of ./dev bench as shares of their targets.
 std::string drawTargets(const PictureData& data);
 
 } // namespace pictures

@@ -13,7 +13,7 @@ constexpr double cellHeight = 16;
 constexpr double margin = 14;
 constexpr double baseline = 12.5; // below the top of a cell
 
-/// The arguments of the control sequences that kelo sends.
+/// Returns the class for a control sequence with these arguments. Knows only the sequences that kelo sends.
 std::string inkOf(const std::string& arguments) {
     static const std::vector<std::pair<std::string, std::string>> inks = {
         {"", "ink"},        {"1", "ink strong"}, {"2", "ink faint"},    {"7", "ink paper"},
@@ -24,7 +24,7 @@ std::string inkOf(const std::string& arguments) {
     return found->second;
 }
 
-/// The characters of a text in UTF-8.
+/// Splits a UTF-8 text into its characters.
 std::vector<std::string> charactersOf(const std::string& text) {
     std::vector<std::string> characters;
     for (const char byte : text) {

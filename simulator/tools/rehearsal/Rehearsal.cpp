@@ -286,7 +286,7 @@ void Rehearsal::showNewLogLines() {
         std::printf("%5.1f s    helper: %s\n", elapsed(), log[shownLogLines_].c_str());
 }
 
-/// Whether the helper has logged a line with this text since the step began.
+/// Whether the helper has logged a line that starts with `beginning` since the step began.
 bool Rehearsal::hasLogged(const std::string& beginning) const {
     const auto log = installation_.helperLog();
     return std::any_of(log.begin() + static_cast<std::ptrdiff_t>(std::min(firstLogLine_, log.size())), log.end(),

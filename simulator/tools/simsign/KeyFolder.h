@@ -42,7 +42,7 @@ TeamKey vouchFor(const std::string& team, const SigningKey& key, const SigningKe
 /// simulated Macs. All members throw `SigningFailed`.
 class KeyFolder {
 public:
-    /// Does not read the folder yet.
+    /// The constructor does not read the folder.
     explicit KeyFolder(std::filesystem::path folder);
 
     std::filesystem::path anchorFile() const { return folder_ / "anchor.pub"; }

@@ -11,7 +11,7 @@ class MainQueue;
 /// omitted refusals at the end of each period. Queue thread only.
 class RefusalLog {
 public:
-    /// Lines per `period` seconds; further refusals are only counted.
+    /// The maximum number of refusals logged per `period` seconds; further refusals are only counted.
     static constexpr int maximumLines = 10;
     static constexpr double period = 10;
 

@@ -25,7 +25,7 @@ constexpr double acceptPause = 0.1; // seconds to wait when the system has no re
 
 /// An event loop on a separate thread.
 struct SocketListener::Worker {
-    /// Throws `std::system_error` when the system refuses a thread.
+    /// Starts the thread, unless it is running. Throws `std::system_error` if the system refuses a thread.
     void start() {
         if (!thread.joinable())
             thread = std::thread([this] {
