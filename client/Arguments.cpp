@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t longest = 3'600'000; // seconds
 
-/// Removes a leading whole number from the text. Returns nullopt if there is none or it is too large.
+/// Removes a leading whole number from the text. Returns nullopt if there is no number or it is too large.
 std::optional<std::int64_t> takeNumber(std::string_view& text) {
     std::int64_t number = 0;
     const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -23,9 +23,9 @@ std::optional<std::int64_t> takeNumber(std::string_view& text) {
     return number;
 }
 
-/// Parses a decimal number in the C locale; nullopt for blanks, signs, hexadecimal digits, infinities and NaN.
+/// Parses a decimal number in the C locale. Returns nullopt for blanks, signs, hexadecimal digits, infinities and NaN.
 std::optional<double> parseNumber(std::string_view text) {
-    // Not every standard library supports from_chars for floating-point numbers.
+    // Does not use from_chars, since some standard libraries do not support it for floating-point numbers.
     if (text.find_first_not_of("0123456789.e-") != std::string_view::npos)
         return std::nullopt;
     std::istringstream stream{std::string(text)};
@@ -36,7 +36,7 @@ std::optional<double> parseNumber(std::string_view text) {
     return number;
 }
 
-/// Removes a trailing unit and one blank before it. Returns whether the text ended with the unit.
+/// Removes the unit at the end of the text and one blank before the unit. Returns whether the text ended with the unit.
 bool takeUnit(std::string_view& text, std::string_view unit) {
     if (!text.ends_with(unit))
         return false;

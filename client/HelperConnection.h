@@ -9,7 +9,8 @@
 
 namespace kelo {
 
-/// The helper is not reachable, refused the connection, or closed it before it replied. `what()` is one sentence.
+/// Thrown if the helper cannot be reached, refuses the connection, or closes it before replying. `what()` is one
+/// sentence.
 class HelperUnreachable : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -34,13 +35,13 @@ public:
         return std::move(answer).value();
     }
 
-    /// Sends the request and calls its reply once before returning. Throws `HelperUnreachable` instead if there is no
-    /// answer.
+    /// Sends the request. When the answer has arrived, calls the reply once and returns. If there is no answer, throws
+    /// `HelperUnreachable` and does not call the reply.
     virtual void perform(const requests::AnyCall& call) = 0;
 };
 
-/// Connects to the helper of this machine. Throws `HelperUnreachable`, which may not happen until the first request if
-/// the helper refuses the connection.
+/// Connects to the helper of this machine. Throws `HelperUnreachable` if that fails. If the helper refuses the
+/// connection, the exception may come from the first request instead.
 std::unique_ptr<HelperConnection> connectToHelper();
 
 } // namespace kelo

@@ -17,7 +17,8 @@ namespace {
 constexpr double refreshInterval = 1.0; // seconds
 constexpr double retryInterval = 10.0;  // seconds after a refusal, since each attempt may keep the helper busy
 constexpr double handBackTimeout = 5;   // seconds; the helper may first need up to 4 to take a fan
-// The helper repairs changes by other programs within 2 seconds, and leaves a target that is off by up to 25 RPM.
+// The helper repairs changes made by other programs within 2 seconds, but leaves a target unchanged if it is off by at
+// most 25 RPM. The constants below allow for both.
 constexpr int readingsUntilSure = 4;
 constexpr double speedTolerance = 30;       // RPM
 constexpr double fractionTolerance = 0.006; // of the range
@@ -65,7 +66,7 @@ public:
 private:
     State stateIn(const FanSnapshot& snapshot, double fraction) const {
         if (snapshot.lidHasFan || snapshot.addingAir)
-            return state_; // the target does not distinguish this hold from another
+            return state_; // the target does not show whether this hold or another is in force
         if (!snapshot.underKeloControl)
             return ended;
         const double range = snapshot.maxRPM - snapshot.minRPM;
@@ -78,7 +79,7 @@ private:
     int readings_ = 0;
 };
 
-/// The texts for each state, in the order of `HoldStatus::State`.
+/// The text that describes each state of the hold, in the order of `HoldStatus::State`.
 const struct {
     std::string title;    ///< Shown in the title of the view.
     std::string sentence; ///< Printed when the state begins.
@@ -124,7 +125,7 @@ private:
         try {
             first.emplace(fetchReading(view_.helper()).snapshot);
         } catch (const HelperRefused&) {
-            // The next update reports the reason.
+            // The next call of `update` reports the reason.
         } catch (const HelperUnreachable&) {
             isLost_ = true;
         }
@@ -140,7 +141,7 @@ private:
                 "hot. Choose a speed that is enough for full load.");
     }
 
-    /// Returns the exit status.
+    /// Waits for the end of the hold. Returns the exit status.
     int holdUntilEnd() {
         std::optional<Companion> companion;
         if (!request_.command.empty())
@@ -154,7 +155,7 @@ private:
             if (!companion && (stop != 0 || terminal_.now().seconds >= end_))
                 return exit_status::done;
             if (companion && stop != 0 && stop != SIGINT && !std::exchange(isForwarded, true))
-                companion->signal(stop); // the terminal sends SIGINT to both
+                companion->signal(stop); // the terminal sends SIGINT to both processes
             view_.pause(std::clamp(end_ - terminal_.now().seconds, 0.0, refreshInterval));
             if (companion || terminal_.stopSignal() == 0)
                 update();
@@ -206,7 +207,8 @@ private:
         return "kelo hold " + percentText(fraction_) + (timeLeft().empty() ? "" : ", " + timeLeft()) + state;
     }
 
-    /// Throws if the hand-back fails, unless the command has failed: its status takes precedence.
+    /// Hands the fans back. Throws if that fails, unless the command has failed too: the command's status takes
+    /// precedence.
     void handBack(int status) {
         try {
             if (isSilent_)
@@ -233,7 +235,7 @@ private:
         say(reason + consequence);
     }
 
-    /// Ignores an unreachable helper, since the caller already has another error to report.
+    /// Hands the fans back. Ignores an unreachable helper, since the caller already has an error to report.
     void returnFansIfReachable() {
         try {
             view_.helper().ask(requests::HandBack{});
@@ -242,7 +244,8 @@ private:
         }
     }
 
-    /// Leaves standard output to the command, if there is one.
+    /// Prints a sentence. If a command runs during the hold, uses standard error, since standard output belongs to the
+    /// command.
     void say(const std::string& sentence) {
         if (request_.command.empty())
             terminal_.print(visible(sentence) + "\n");
@@ -267,7 +270,7 @@ private:
     LiveView view_;
     HoldStatus status_;
     double fraction_ = 0;
-    double end_ = 0;        ///< On the terminal's clock.
+    double end_ = 0;        ///< The end of the hold on the terminal's clock.
     double retryAt_ = 0;    ///< The earliest time to request the hold again, on the same clock.
     bool isLost_ = false;   ///< The helper has exited since it granted the hold.
     bool isSilent_ = false; ///< The helper has not answered the last request.

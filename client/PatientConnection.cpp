@@ -21,20 +21,21 @@ constexpr double firstNotice = 2; // seconds
 constexpr double noticeInterval = 1;
 
 /// Runs `work`, which must own everything that it uses, on a separate thread. Returns a descriptor that becomes
-/// readable when the work is done. Throws `std::system_error` when the system is out of resources.
+/// readable when the work is done. Throws `std::system_error` if the system has run out of a resource.
 FileDescriptor start(std::packaged_task<void()> work) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe");
     FileDescriptor done(ends[0]);
     FileDescriptor writing(ends[1]);
-    // Signals must reach the main thread, so that they end its waits.
+    // Blocks signals in the new thread: they must reach the main thread, whose waits they end.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, &before);
     std::thread([work = std::move(work), writing = std::move(writing)]() mutable {
-        // The work releases the connection and everything else that it owns before the caller learns that it is done.
+        // Destroys the work before `writing`: the work must release the connection and everything else that it owns
+        // before the caller learns that the work is done.
         std::exchange(work, {})();
     }).detach();
     pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -15,7 +15,7 @@ public:
     using HelperUnreachable::HelperUnreachable;
 };
 
-/// A connection with callbacks and a timeout for a helper that does not answer: each request runs on another thread.
+/// A connection with callbacks and a timeout, for a helper that may not answer. Runs each request on a separate thread.
 /// Connects at the first request. After a request has thrown `HelperUnreachable`, the next request reconnects.
 class PatientConnection : public HelperConnection {
 public:
@@ -23,7 +23,7 @@ public:
         double limit = 60;         ///< Seconds until a request throws `HelperSilent`; taking ten fans may take 40.
         double limitAfterStop = 5; ///< Seconds from the user's request to stop until `HelperSilent`.
         std::function<void()> onSilence = [] {}; ///< Called once for a request that has waited for 2 seconds.
-        /// Called each second after `onSilence`, and when the screen has been resized.
+        /// Called every second after `onSilence`, and each time the screen has been resized.
         std::function<void()> onChange = [] {};
     };
 
@@ -44,7 +44,8 @@ private:
     Terminal& terminal_;
     const Patience patience_;
     std::optional<double> stoppedAt_;
-    /// Shared with the thread of the request. A request that timed out keeps it, and the next request gets a new one.
+    /// The connection, shared with the thread of the request. A request that has timed out keeps its connection, and
+    /// the next request creates a new one.
     std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
 };
 

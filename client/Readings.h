@@ -8,13 +8,13 @@
 
 namespace kelo {
 
-/// The helper has refused a request, or the request had no effect. `what()` gives the reason in a sentence.
+/// Thrown if the helper refuses a request or the request has no effect. `what()` gives the reason in one sentence.
 class HelperRefused : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The helper has another interface version. `what()` says which side is older and what to update.
+/// Thrown if the helper has a different interface version. `what()` says which side is older and what to update.
 class OtherVersion : public HelperUnreachable {
 public:
     explicit OtherVersion(std::int64_t helperVersion);
@@ -23,16 +23,17 @@ public:
 /// Wraps `connect` so that it throws `OtherVersion` if the helper's interface version differs.
 Connect sameVersion(Connect connect);
 
-/// The helper's snapshot, and the JSON that it was decoded from.
+/// The helper's snapshot and the JSON from which it was decoded.
 struct Reading {
     std::string json;
     FanSnapshot snapshot;
 };
 
-/// Throws `HelperRefused` if there is no snapshot or it cannot be decoded. Also throws `HelperUnreachable`.
+/// Fetches a snapshot. Throws `HelperRefused` if there is no snapshot or it cannot be decoded, and passes on
+/// `HelperUnreachable`.
 Reading fetchReading(HelperConnection& helper);
 
-/// The message to show while the helper does not answer: two lines.
+/// The two-line message to show while the helper does not answer.
 std::string waitingText(const std::string& stopAdvice);
 
 } // namespace kelo

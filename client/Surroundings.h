@@ -17,16 +17,17 @@ using CommandWords = std::vector<std::string>;
 
 struct Ran {
     int status;         ///< Its exit status.
-    std::string output; ///< Standard output and standard error, interleaved as written.
+    std::string output; ///< Standard output and standard error in the order in which they were written.
 };
 
-/// Runs a command and waits for its end. Returns nullopt if it cannot be run, is ended by a signal, or does not end in
-/// time.
+/// Runs a command and waits for its end. Returns nullopt if the command does not exist or cannot be started, if a
+/// signal ends it, or if it does not end in time.
 using RunCommand = std::function<std::optional<Ran>(const CommandWords&)>;
 
-/// A child process with the same standard streams.
+/// A child process that shares the standard streams of this process.
 struct Companion {
-    /// The exit status, or 128 plus the signal that ended the process; nullopt while it runs.
+    /// Returns the exit status, or 128 plus the number of the signal that ended the process; nullopt while the process
+    /// runs.
     std::function<std::optional<int>()> status;
     std::function<void(int signal)> signal; ///< Sends a signal to the process.
 };
@@ -35,13 +36,13 @@ struct Companion {
 struct Surroundings {
     Connect connect;
     RunCommand run;
-    /// Starts a command. A command that cannot be run ends with status 126 or 127, as in a shell.
+    /// Starts a command. If the command cannot be run, its status is 126 or 127, as in a shell.
     std::function<Companion(const CommandWords&)> start;
-    std::string executable; ///< The path of this program, or the name it was started by.
+    std::string executable; ///< The path of this program, or the name with which it was started.
     std::string home;       ///< The user's home folder; empty if unknown.
     bool isMac = true;
 
-    /// How to stop a helper that does not answer so that it hands the fans back.
+    /// The way to stop a helper that does not answer and still make it hand the fans back.
     std::string stopAdvice() const {
         return isMac ? "sudo launchctl kill SIGTERM system/app.kelo.helper" : "end it with Ctrl-C or SIGTERM";
     }

@@ -16,13 +16,13 @@
 
 namespace kelo {
 
-/// The innermost command on the command line, or the program itself.
+/// The innermost command on the command line; the program itself if there is no command.
 inline const CLI::App& innermostCommand(const CLI::App& app) {
     const auto commands = app.get_subcommands();
     return commands.empty() ? app : innermostCommand(*commands.front());
 }
 
-/// How many letters must be added, removed or replaced to turn one word into the other.
+/// The number of characters that must be added, removed or replaced to turn one word into the other.
 inline std::size_t editsBetween(const std::string& from, const std::string& to) {
     std::vector<std::size_t> row(to.size() + 1);
     std::iota(row.begin(), row.end(), 0);
@@ -36,7 +36,7 @@ inline std::size_t editsBetween(const std::string& from, const std::string& to) 
     return row.back();
 }
 
-/// Suggests the command or option that resembles the word; empty if there is none.
+/// Suggests a command or option that resembles the word. Returns an empty string if there is none.
 inline std::string suggestionFor(const CLI::App& command, const std::string& word) {
     std::vector<std::string> known;
     for (const auto* subcommand : command.get_subcommands([](const CLI::App*) { return true; }))
@@ -51,7 +51,7 @@ inline std::string suggestionFor(const CLI::App& command, const std::string& wor
     return isNear ? "; did you mean \"" + *nearest + "\"?" : "";
 }
 
-/// Describes the mistake in a command line.
+/// Describes the mistake in a command line in a few words.
 inline std::string usageReason(const CLI::App& command, const CLI::ParseError& error) {
     std::string text = error.what();
     const bool needsCommand = command.get_require_subcommand_min() > 0;
@@ -72,14 +72,14 @@ inline std::string usageReason(const CLI::App& command, const CLI::ParseError& e
     return text;
 }
 
-/// Describes the mistake in one sentence that refers to the help.
+/// Describes the mistake in a command line in one sentence that refers to the help.
 inline std::string usageError(const CLI::App& app, const CLI::ParseError& error) {
     const auto reason = usageReason(innermostCommand(app), error);
     return app.get_name() + ": " + reason + (reason.ends_with('?') ? " See " : "; see ") + app.get_name() + " --help";
 }
 
-/// Parses a command line. Returns the status with which the program must exit at once: it has printed its help or
-/// version, or has reported incorrect usage on standard error.
+/// Parses a command line. If it has printed the help or the version, or has reported incorrect usage on standard error,
+/// returns the status with which the program must exit immediately. Otherwise returns nullopt.
 inline std::optional<int> statusOfParsing(CLI::App& app, int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);

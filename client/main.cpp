@@ -19,7 +19,7 @@ namespace {
 
 constexpr double commandTimeout = 20; // seconds; reading the log is slow on a Mac
 
-/// The path of this program if the system knows it, otherwise the name it was started by.
+/// The path of this program if the system reports it; otherwise the name with which the program was started.
 std::string ownExecutable(const std::string& name) {
     std::error_code isUnknown;
     const auto path = std::filesystem::read_symlink("/proc/self/exe", isUnknown);
@@ -36,7 +36,7 @@ int printError(Terminal& terminal, int status, const std::string& text) {
     return status;
 }
 
-/// Runs the command, and turns an exception into a message and an exit status.
+/// Runs the command. Turns an exception into a message and an exit status.
 int run(const Command& command, const Surroundings& surroundings, Terminal& terminal) {
     const std::string advice = "\nkelo doctor looks for the cause and says what to do.";
     try {
@@ -49,7 +49,7 @@ int run(const Command& command, const Surroundings& surroundings, Terminal& term
         return printError(terminal, exit_status::otherVersion, error.what());
     } catch (const HelperUnreachable& error) {
         return printError(terminal, exit_status::unreachable, visible(error.what()) + advice);
-    } catch (const std::exception& error) { // the helper's refusal, or the system is out of a resource
+    } catch (const std::exception& error) { // the helper has refused, or the system has run out of a resource
         return printError(terminal, exit_status::failed, visible(error.what()) + advice);
     }
 }

@@ -17,7 +17,7 @@ const CLI::Validator isSpeed([](std::string& text) { return parseSpeed(text) ? "
 const CLI::Validator isDuration([](std::string& text) { return parseDuration(text) ? "" : durationError(text); },
                                 "TIME");
 
-/// A command that sends requests over one connection, which `connected` creates.
+/// Creates a command that sends requests over one connection; `connected` creates the connection.
 Command requestCommand(std::function<void(HelperConnection&, Terminal&)> request, Connect (*connected)(Connect)) {
     return [request = std::move(request), connected](const Surroundings& surroundings, Terminal& terminal) {
         PatientConnection helper(connected(surroundings.connect), terminal, {.onSilence = [&] {
@@ -28,7 +28,7 @@ Command requestCommand(std::function<void(HelperConnection&, Terminal&)> request
     };
 }
 
-/// For requests that every version of the helper answers in the same way.
+/// Accepts a helper of any version, for requests that every version answers in the same way.
 Connect anyVersion(Connect connect) { return connect; }
 
 } // namespace

@@ -12,18 +12,18 @@
 
 namespace kelo {
 
-/// Runs the chosen command. Returns the exit status.
+/// A function that runs the chosen command and returns the exit status.
 using Command = std::function<int(const Surroundings&, Terminal&)>;
 
-/// The command line of `kelo`. Help, completions and commands all follow from this definition.
+/// The command line of `kelo`. The help, the completions and the commands are all derived from it.
 class CommandLine {
 public:
     CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    /// Chooses the command, or returns the status with which the program must exit at once; see `statusOfParsing`.
-    /// Words after "--" are a command that runs during a hold.
+    /// Parses the command line and chooses the command. May return the status with which the program must exit
+    /// immediately; see `statusOfParsing`. The words after "--" are a command that runs during a hold.
     std::optional<int> parse(int argc, const char* const* argv);
     const Command& command() const;
 

@@ -5,7 +5,7 @@
 namespace kelo {
 namespace {
 
-/// An option or an argument.
+/// An option or an argument of a command.
 struct Word {
     std::vector<std::string> names; ///< With their dashes; empty for an argument.
     std::string description;
@@ -39,7 +39,7 @@ std::vector<Word> wordsOf(const CLI::App& app) {
 
 std::string joined(const std::vector<std::string>& words) { return CLI::detail::join(words, " "); }
 
-/// The options and choices of an app, without its commands.
+/// The names of the app's options and the allowed values of its options and arguments, but not its commands.
 std::string optionsAndChoices(const CLI::App& app) {
     std::vector<std::string> all;
     for (const auto& word : wordsOf(app)) {
@@ -49,8 +49,8 @@ std::string optionsAndChoices(const CLI::App& app) {
     return joined(all);
 }
 
-/// Escapes text for use in single quotes: replaces each single quote by `quote`, and puts a backslash before each of
-/// `others`.
+/// Escapes text for use in single quotes: replaces each single quote with `quote`, and puts a backslash before each
+/// character in `others`.
 std::string escaped(const std::string& text, const std::string& others, const std::string& quote) {
     std::string safe;
     for (const char character : text) {

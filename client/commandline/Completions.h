@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// The script that makes a shell ("bash", "zsh" or "fish") complete a program's commands and options.
+/// Returns the script that makes a shell ("bash", "zsh" or "fish") complete the commands and options of a program.
 std::string completionsOf(const CLI::App& app, const std::string& shell);
 
 } // namespace kelo

@@ -19,7 +19,8 @@ Finding simulatedMac(const RunCommand& run, const std::string& simmac) {
     return {Verdict::good, "Mac", "the simulated Mac is running", ""};
 }
 
-/// Checks the executable of each process. Ignores the status of `find`, which fails on other users' processes.
+/// Looks for a process whose executable is the helper. Ignores the status of `find`, which fails for processes of other
+/// users.
 Finding running(const RunCommand& run, const std::string& helper) {
     const auto found = run({"find", "/proc", "-maxdepth", "2", "-name", "exe", "-lname", helper});
     const auto process = found ? valueOf(found->output, "/proc/") : "";

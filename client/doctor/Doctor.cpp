@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t markColumns = 4;
 constexpr std::size_t subjectColumns = 11;
 
-/// The marks of the verdicts, in the order of `Verdict`.
+/// The marks that are printed for the verdicts, in the order of `Verdict`.
 const Span marks[] = {{"ok", Ink::good}, {"--", Ink::warning}, {"bad", Ink::alarm}};
 
 std::vector<Line> findingLines(const Finding& finding) {
@@ -26,7 +26,7 @@ std::vector<Line> findingLines(const Finding& finding) {
     return lines;
 }
 
-/// Removes the home folder from paths, since it contains the user's name.
+/// Replaces the home folder in paths with "~", since its name contains the user's name.
 std::string withoutHome(std::string text, const std::string& home) {
     if (home.size() > 1)
         for (auto place = text.find(home); place != std::string::npos; place = text.find(home, place))

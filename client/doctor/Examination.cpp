@@ -39,7 +39,8 @@ Finding holderFinding(const FanSnapshot& snapshot) {
     return {Verdict::good, "held by", "nobody: the system controls the fans", ""};
 }
 
-/// Only for fans that nobody holds, so that no client loses its hold.
+/// Holds the fans briefly and reports whether that succeeds. The caller makes sure that no client holds them, since
+/// that client would lose its hold.
 void tryHold(HelperConnection& helper, const FanSnapshot& snapshot, const Report& report) {
     if (const auto error = helper.ask(requests::Hold{fractionOfRange(snapshot.targetRPM, snapshot).value_or(0), false}))
         return report(

@@ -9,8 +9,8 @@ const std::string installAgain = "Install Kelo again (your own build: ./dev inst
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
-/// The helper's executable; empty if unknown. If an app has registered the helper, launchd knows only the path within
-/// the app, so the executable is found through the helper's process.
+/// The path of the helper's executable; empty if unknown. If an app has registered the helper, launchd reports only the
+/// path within the app, so the full path comes from the helper's process.
 std::string programOf(const RunCommand& run, const std::string& job) {
     if (auto program = valueOf(job, "program = "); !program.empty())
         return program;
@@ -44,7 +44,7 @@ Finding running(const std::string& job) {
             "The log below says why. When that is fixed: sudo launchctl kickstart system/app.kelo.helper"};
 }
 
-/// The file that a shell would run for this name.
+/// The path of the file that a shell would run for the name `executable`.
 std::string pathOf(const RunCommand& run, const std::string& executable) {
     if (executable.find('/') != std::string::npos)
         return executable;

@@ -44,7 +44,7 @@ void rememberStop(int signal) {
 }
 void rememberChange(int signal) { (signal == SIGWINCH ? isResized : isSuspendRequested) = 1; }
 
-/// Interrupted system calls are restarted, except for waits.
+/// Installs a handler for the signals. Interrupted system calls are restarted, except for waits.
 void handle(Signals signals, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
@@ -53,7 +53,7 @@ void handle(Signals signals, void (*handler)(int)) {
         sigaction(signal, &action, nullptr);
 }
 
-/// Returns the previous mask.
+/// Changes the signal mask. Returns the previous mask.
 sigset_t mask(int how, Signals signals) {
     sigset_t set;
     sigset_t before;
@@ -74,7 +74,8 @@ bool takesControlSequences() {
     return isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
 }
 
-/// A background job would draw over the foreground job, and must not read keys.
+/// Whether this process belongs to the foreground job. A background job must not draw over the foreground job or read
+/// its keys.
 bool isInForeground() { return tcgetpgrp(STDOUT_FILENO) == getpgrp(); }
 
 Style styleOfOutput() {
@@ -143,12 +144,13 @@ ScreenSize PosixTerminal::size() const {
 void PosixTerminal::draw(const std::vector<Line>& lines) {
     if (!isDrawing_) {
         handle(changesOfView, rememberChange);
-        mask(SIG_BLOCK, changesOfView); // delivered only during waits
+        mask(SIG_BLOCK, changesOfView); // so that they are delivered only during waits
         takeScreen();
     }
-    if (!sendFrame()) // half a frame is on the screen
+    if (!sendFrame()) // the screen still shows part of the last frame
         return;
-    // Each row is erased before it is written: after a full row the cursor is still on its last character.
+    // Erases each row before writing it. Erasing afterwards would delete the last character of a full row, since the
+    // cursor stays on it.
     const auto rows = std::max(lines.size(), size().rows);
     for (std::size_t row = 0; row < rows; ++row)
         frame_ +=
@@ -156,7 +158,7 @@ void PosixTerminal::draw(const std::vector<Line>& lines) {
     sendFrame();
 }
 
-/// Writes as much of the frame as possible without waiting. Returns whether nothing is left.
+/// Writes as much of the frame as possible without waiting. Returns whether the frame is complete.
 bool PosixTerminal::sendFrame() {
     std::string_view rest = frame_;
     try {
@@ -182,7 +184,7 @@ void PosixTerminal::takeScreen() {
     if (hasKeyboard_) {
         auto raw = modes_;
         raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
-        raw.c_lflag |= NOFLSH;                       // Ctrl-C must not discard half a frame
+        raw.c_lflag |= NOFLSH;                       // Ctrl-C must not discard part of a frame
         raw.c_iflag &= ~static_cast<tcflag_t>(IXON); // Ctrl-S must not freeze the view
         raw.c_cc[VMIN] = 0;                          // a read never waits, even if another process has read the keys
         raw.c_cc[VTIME] = 0;
@@ -246,7 +248,7 @@ int PosixTerminal::waitUntilReady(int answer, int output, double time) {
         FD_SET(STDIN_FILENO, &readable);
     if (output >= 0)
         FD_SET(output, &writable);
-    const auto before = mask(SIG_BLOCK, stops); // a signal just before the wait must end it
+    const auto before = mask(SIG_BLOCK, stops); // a signal that arrives just before the wait must end the wait
     int ready = -1;
     if (stop == 0 || isStopReported_)
         ready =

@@ -12,11 +12,12 @@
 
 namespace kelo {
 
-/// The process's standard streams and signals. Create only one per process, before any file is opened: it redirects
-/// closed standard streams to /dev/null, and ignores SIGPIPE.
+/// The process's standard streams and signals. Create only one object per process, before opening any file: the
+/// constructor redirects closed standard streams to /dev/null, and makes the process ignore SIGPIPE.
 ///
-/// While it draws, it uses the terminal's alternate screen, hides the cursor, disables echo and reads keys one by one.
-/// It restores the screen and the keyboard in `endDrawing`, when it is destroyed, and while the process is suspended.
+/// While a view is drawn, the object uses the terminal's alternate screen, hides the cursor, disables echo and reads
+/// keys one by one. It restores the screen and the keyboard in `endDrawing`, in its destructor, and while the process
+/// is suspended.
 class PosixTerminal : public Terminal {
 public:
     PosixTerminal();
@@ -44,24 +45,25 @@ private:
     };
 
     void send(const Stream& stream, std::string_view text);
-    /// Writes as much of the text as possible without waiting, and removes it from the text. Returns whether nothing is
-    /// left. Throws `OutputFailed`.
+    /// Writes as much of the text as possible without waiting, and removes the written part from `text`. Returns
+    /// whether all text has been written. Throws `OutputFailed`.
     static bool sendNow(const Stream& stream, std::string_view& text);
     bool sendFrame();
     void takeScreen();
     void restoreScreen();
     void suspend();
     void readKeys();
-    /// Waits until `answer` (if not -1) or a key can be read, or `output` (if not -1) can be written to.
+    /// Waits until `answer` (unless it is -1) or a key can be read, or until `output` (unless it is -1) can be written
+    /// to.
     int waitUntilReady(int answer, int output, double seconds);
 
-    const bool areStreamsOpen_; ///< First, since the streams must be open before any other file.
+    const bool areStreamsOpen_; ///< The first member, since the streams must be open before any other file.
     const Stream output_{1};
     const Stream errors_{2};
     const bool isInteractive_;
     const Style style_;
     double outputPatience_ = std::numeric_limits<double>::infinity(); ///< Seconds.
-    std::string frame_; ///< The part of the last frame that has not been written.
+    std::string frame_; ///< The part of the last frame that has not been written yet.
     bool isDrawing_ = false;
     bool hasKeyboard_ = false;
     bool isStopReported_ = false;

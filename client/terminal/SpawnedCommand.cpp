@@ -18,14 +18,14 @@ namespace {
 constexpr int cannotBeRun = 126;
 constexpr int doesNotExist = 127;
 
-/// Starts a process for the command; returns -1 if that fails. `prepare` runs in the new process and may only make
-/// async-signal-safe calls, since this program has threads.
+/// Starts a process for the command. Returns its identifier, or -1 if that fails. `prepare` runs in the new process
+/// before the command. It may make only async-signal-safe calls, since this program has threads.
 template <typename Prepare>
 pid_t start(const CommandWords& command, Prepare prepare) {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const auto& argument : command)
-        arguments.push_back(const_cast<char*>(argument.c_str())); // execvp changes none of them
+        arguments.push_back(const_cast<char*>(argument.c_str())); // execvp does not change the arguments
     arguments.push_back(nullptr);
     const pid_t process = fork();
     if (process != 0)
@@ -39,7 +39,8 @@ pid_t start(const CommandWords& command, Prepare prepare) {
     _exit(isMissing ? doesNotExist : cannotBeRun);
 }
 
-/// The exit status; nullopt if there is no process or a signal has ended it.
+/// Waits for the end of a process. Returns its exit status; nullopt if there is no such process or a signal has ended
+/// it.
 std::optional<int> reaped(pid_t process) {
     int status = 0;
     while (waitpid(process, &status, 0) < 0)
@@ -82,7 +83,7 @@ std::optional<Ran> spawnedCommand(const CommandWords& command, double timeout) {
 Companion startedCompanion(const CommandWords& command) {
     const auto process = start(command, [] {});
     return {.status = [process]() -> std::optional<int> {
-                int status = cannotBeRun << 8U; // if there is no process
+                int status = cannotBeRun << 8U; // the status if no process was created
                 if (process > 0 && waitpid(process, &status, WNOHANG) != process)
                     return std::nullopt;
                 return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

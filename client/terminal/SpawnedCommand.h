@@ -4,8 +4,7 @@
 
 namespace kelo {
 
-/// Runs a command without input, searching PATH for the program. Kills it if it does not end within `timeout`
-/// seconds.
+/// Searches PATH for the program and runs it without input. Kills it if it does not end within `timeout` seconds.
 std::optional<Ran> spawnedCommand(const CommandWords& command, double timeout);
 
 /// Implements `Surroundings::start`.

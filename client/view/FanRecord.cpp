@@ -11,8 +11,8 @@ constexpr double targetTolerance = 0.005; // of the range
 
 std::string targetText(const FanSnapshot& snapshot) { return "target " + speedText(snapshot.targetRPM, snapshot); }
 
-/// Compares fractions, since another fan may be the fastest now. Ignores the targets of a hot chip, since they change
-/// without a request.
+/// Whether the held speed has changed. Compares fractions of the range, since a different fan may be the fastest now.
+/// Ignores targets that were raised for a hot chip, since they change without a request.
 bool hasOtherTarget(const FanSnapshot& before, const FanSnapshot& now) {
     if (before.addingAir || now.addingAir || !before.underKeloControl || !now.underKeloControl)
         return false;
@@ -42,7 +42,8 @@ std::vector<std::string> eventsBetween(const FanSnapshot& before, const FanSnaps
     return sentences;
 }
 
-/// A snapshot to compare the first reading with, so that its only events are a waiting hold and a hot chip.
+/// A snapshot to which the first reading is compared. The first reading then causes no events other than a waiting hold
+/// and a hot chip.
 FanSnapshot baselineFor(const FanSnapshot& now) {
     return {now.fanCount,         now.currentRPM, now.minRPM,      now.maxRPM, now.targetRPM,
             now.underKeloControl, now.warmth,     now.chipCelsius, false,      false};

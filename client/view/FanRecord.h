@@ -16,13 +16,13 @@ struct Moment {
     std::string utc = {};  ///< In ISO 8601 format.
 };
 
-/// A client's record of the fans: the last reading, samples of the last minutes, and events.
+/// A client's record of the fans: the last reading, samples from the last few minutes, and events.
 class FanRecord {
 public:
     struct Sample {
         double seconds;
-        std::optional<double> rpm;    ///< Of the fastest fan; nullopt if there is no usable fan.
-        std::optional<double> target; ///< Of the same fan, in RPM; nullopt unless the fans are held.
+        std::optional<double> rpm;    ///< The speed of the fastest fan; nullopt if there is no usable fan.
+        std::optional<double> target; ///< The target of the same fan, in RPM; nullopt unless the fans are held.
         std::optional<double> celsius;
         Ink warmth;
     };
@@ -34,19 +34,19 @@ public:
     static constexpr double keptSeconds = 900;
     static constexpr std::size_t keptEvents = 100;
 
-    /// Records a reading. Returns the events since the last one as sentences.
+    /// Records a reading. Returns the events since the last reading as sentences.
     std::vector<std::string> observe(const FanSnapshot& snapshot, const Moment& moment);
 
-    /// Records why there is no reading. Returns the reason unless it is the same as last time.
+    /// Records the reason why there is no reading. Returns the reason only if it has changed.
     std::vector<std::string> observeFailure(const std::string& reason, const Moment& moment);
 
-    /// Records an event that no reading shows.
+    /// Records an event that does not follow from a reading.
     void note(const std::string& sentence, const Moment& moment);
 
     /// The last reading, if any, and its time of day.
     const std::optional<FanSnapshot>& latest() const { return latest_; }
     const std::string& latestTime() const { return latestTime_; }
-    /// Why there is no newer reading; empty when the last one is current.
+    /// The reason why there is no newer reading; empty if the last reading is current.
     const std::string& failure() const { return failure_; }
     /// Oldest first.
     const std::deque<Sample>& samples() const { return samples_; }

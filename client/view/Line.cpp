@@ -5,7 +5,7 @@
 namespace kelo {
 namespace {
 
-/// The escape sequences of the colours, in the order of `Ink`.
+/// The escape sequences for the colours, in the order of `Ink`.
 constexpr const char* colours[] = {"", "\033[2m", "\033[1m", "\033[7m", "\033[36m", "\033[32m", "\033[33m", "\033[31m"};
 
 bool beginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
@@ -30,7 +30,7 @@ std::string visible(const std::string& text) {
         else if (byte < ' ' || byte == 0x7f)
             safe.append({'^', static_cast<char>(byte ^ 0x40U)});
         else if (byte == 0xC2 && next >= 0x80 && next < 0xA0)
-            continue; // the next byte is replaced
+            continue; // drops this byte; the next byte is replaced below
         else if (byte >= 0x80 && byte < 0xA0 && i > 0 && text[i - 1] == '\xC2')
             safe += '?'; // U+0080 to U+009F are control characters on some terminals
         else

@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// The meaning of a text, which determines its colour.
+/// The meaning of a piece of text. It determines the text colour.
 enum class Ink { plain, faint, strong, title, calm, good, warning, alarm };
 
 struct Span {
@@ -16,30 +16,32 @@ struct Span {
 
 using Line = std::vector<Span>;
 
-/// The output's capabilities.
+/// The capabilities of the output.
 struct Style {
     bool hasColour = false;
     bool hasUnicode = false;
 };
 
-/// Replaces control characters by visible text such as ^[, so that text from other programs cannot control the
+/// Replaces control characters with visible text such as ^[, so that text from other programs cannot control the
 /// terminal.
 std::string visible(const std::string& text);
 
-/// Splits a text into lines, without their line ends.
+/// Splits a text into lines and omits the line ends.
 std::vector<std::string> linesOf(const std::string& text);
 
 std::size_t columnsOf(const std::string& text);
 std::size_t columnsOf(const Line& line);
 
-/// Pads the text with blanks to at least `columns` columns: `padded` at the end, `paddedLeft` at the beginning.
+/// Pad the text with blanks to at least `columns` columns. `padded` adds the blanks at the end, `paddedLeft` at the
+/// beginning.
 std::string padded(std::string text, std::size_t columns);
 std::string paddedLeft(const std::string& text, std::size_t columns);
 
-/// Truncates a line that is longer than `columns` and marks its end.
+/// Truncates a line that is longer than `columns`, and marks the place where it was cut.
 Line cut(const Line& line, std::size_t columns, const Style& style);
 
-/// The line with its colours as control sequences, without a line end. Resets the colour at the end.
+/// Returns the text of a line with control sequences for its colours, but without a line end. Resets the colour at the
+/// end.
 std::string painted(const Line& line, const Style& style);
 
 } // namespace kelo

@@ -27,7 +27,7 @@ constexpr double shownSeconds = 300;
 constexpr std::size_t labelSpacing = 10; // minimum number of columns between the time labels
 constexpr std::size_t eighths = 8;       // of a row: the smallest step of a graph
 
-/// One column of a graph: heights in eighths of a row, 0 if unknown.
+/// One column of a graph. The heights are in eighths of a row; 0 means unknown.
 struct Column {
     std::size_t height = 0;
     std::size_t target = 0;
@@ -47,7 +47,8 @@ struct Scale {
     }
 };
 
-/// The range of the fastest fan, extended to all samples, since another fan may have been the fastest before.
+/// The scale for speeds: the range of the fastest fan, extended to include all samples, since a different fan may have
+/// been the fastest earlier.
 Scale speedScale(const FanRecord& record) {
     Scale scale{record.latest()->minRPM, record.latest()->maxRPM, " RPM"};
     for (const auto& sample : record.samples()) {
@@ -59,17 +60,18 @@ Scale speedScale(const FanRecord& record) {
     return scale;
 }
 
-/// The smallest number of seconds per column that shows the whole record, or `shownSeconds` of it. A whole number, so
-/// that a sample does not move to another column as time passes.
+/// The smallest number of seconds per column at which the graph shows the whole record, or the last `shownSeconds` of a
+/// longer record. It is a whole number, so that samples do not move between columns as time passes.
 double secondsPerColumn(const FanRecord& record, double now, std::size_t columns) {
     const auto age = std::clamp(now - record.samples().front().seconds + 1, 1.0, shownSeconds);
     return std::ceil(age / static_cast<double>(columns));
 }
 
-/// The highest value of each column, and the newest target.
+/// Computes the columns of a graph: the highest value and the newest target in the time of each column.
 std::vector<Column> graphColumns(const FanRecord& record, Reading reading, bool hasWarmth, double now, double span,
                                  std::size_t count, std::size_t rows, const Scale& scale) {
-    // Readings are evenly spaced: one that is a little early must not move to the previous column.
+    // Shifts the column boundaries away from the times of the evenly spaced readings, so that a reading that is
+    // slightly early does not move to the previous column.
     const double shift = 0.05 - std::fmod(record.samples().front().seconds, 1);
     const auto last = std::floor((now + shift) / span);
     std::vector<Column> columns(count);
@@ -97,8 +99,8 @@ std::string cell(const Column& column, std::size_t below, const Style& style) {
     return !hasTarget ? " " : style.hasUnicode ? "┄" : "~";
 }
 
-/// The axis label of a row: the maximum in the first row, the minimum in the last, and a value in the middle if there
-/// is room.
+/// The axis label of a row: the maximum in the first row, the minimum in the last row and, if there is room, a value in
+/// the middle row.
 std::string axisLabel(const Scale& scale, std::size_t row, std::size_t rows) {
     if (row == 0)
         return decimal(scale.to, 0) + scale.unit;
@@ -126,7 +128,7 @@ Lines graph(const std::vector<Column>& columns, const Scale& scale, std::size_t 
     return lines;
 }
 
-/// The time axis below both graphs, labelled in minutes before now.
+/// The time axis below both graphs. Its labels count the minutes before now.
 Line timeAxis(double span, std::size_t columns, const Style& style) {
     const auto perMinute = 60 / span;
     const auto step = perMinute >= labelSpacing ? 1 : 2 * perMinute >= labelSpacing ? 2 : 5;
@@ -148,7 +150,8 @@ Line timeAxis(double span, std::size_t columns, const Style& style) {
     return {{paddedLeft(style.hasUnicode ? "└" : "+", labelColumns) + text, Ink::faint}};
 }
 
-/// Graphs of the last minutes, speed over chip temperature, each with its scale, in exactly `rows` rows.
+/// Two graphs of the last few minutes in exactly `rows` rows: the speed above and the chip temperature below, each with
+/// its own scale.
 Lines history(const FanRecord& record, double now, std::size_t columns, std::size_t rows, const Style& style) {
     const auto width = columns - labelColumns;
     const auto span = secondsPerColumn(record, now, width);
@@ -201,7 +204,7 @@ Lines newestEvents(const FanRecord& record, std::size_t rows) {
     return lines;
 }
 
-/// Fills the remaining rows with events and, if there is room, graphs.
+/// Fills the remaining rows with events and, if there is room, with graphs.
 void fill(Lines& lines, const FanRecord& record, const LiveFrame& frame, std::size_t rows, std::size_t columns,
           const Style& style) {
     auto room = rows - std::min(rows, lines.size());

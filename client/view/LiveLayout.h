@@ -13,15 +13,15 @@ struct ScreenSize {
     std::size_t rows = 24;
 };
 
-/// The content of a live view besides the record.
+/// The content of a live view in addition to the record.
 struct LiveFrame {
     std::string command; ///< The command and its progress, for the title line.
     std::string waiting; ///< Advice while a request waits for its reply; otherwise empty.
-    std::string keys;    ///< What the keys do, in the last row.
+    std::string keys;    ///< An explanation of the keys for the last row.
     Moment now;
 };
 
-/// The record as lines that fit the screen. A small screen shows only the gauges.
+/// Lays out the record as lines that fit the screen. A small screen shows only the gauges.
 std::vector<Line> liveView(const FanRecord& record, const LiveFrame& frame, const ScreenSize& size, const Style& style);
 
 } // namespace kelo
