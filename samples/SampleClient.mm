@@ -1,8 +1,8 @@
 // A minimal client of the helper. Asks an older helper to stand down, prints the fans, holds them for a while, even if
 // the helper is restarted meanwhile, and hands them back. docs/protocol.md explains each step.
 //
-// usage: sample-client TEAM FRACTION SECONDS: the team that signed both programs, the fraction to hold (0 to 1), how
-// long
+// usage: sample-client TEAM FRACTION SECONDS: the team that signed both programs, the fraction to hold (0 to 1), the
+// duration of the hold
 //
 // To build it on a Mac, from the top of the repository:
 //   clang++ -std=c++20 -fno-objc-arc -I. -framework Foundation -arch arm64 -arch x86_64 samples/SampleClient.mm \
@@ -39,7 +39,7 @@ class Interruption {
         changed_.notify_all();
     }
 
-    /// Returns whether the helper has exited, or exits before `end`.
+    /// Waits until the helper has exited, at most until `end`. Returns whether it has exited.
     bool waitUntil(Clock::time_point end) {
         std::unique_lock lock(mutex_);
         changed_.wait_until(lock, end, [this] { return hasHappened_; });
@@ -52,12 +52,12 @@ class Interruption {
     bool hasHappened_ = false;
 };
 
-/// Owned by the caller.
+/// Returns a string that the caller must release.
 NSString* makeText(const std::string& text) {
     return [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:NSUTF8StringEncoding];
 }
 
-/// Owned by the caller, who must also invalidate it.
+/// Returns a connection that the caller must invalidate and release.
 NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<Interruption>& interruption) {
     NSString* const service = makeText("app.kelo.helper");
     // The helper checks our signature, and this requirement checks the helper's.
@@ -70,7 +70,7 @@ NSXPCConnection* makeConnection(const std::string& team, const std::shared_ptr<I
     connection.remoteObjectInterface = [NSXPCInterface interfaceWithProtocol:@protocol(KeloHelperProtocol)];
     const auto shared =
         interruption; // the block copies this; capturing the connection, which owns the block, would leak both
-    connection.interruptionHandler = ^{ // on a queue of the connection
+    connection.interruptionHandler = ^{ // runs on a queue of the connection
       shared->notify();
     };
     [connection setCodeSigningRequirement:requirement];
@@ -86,7 +86,7 @@ class Client {
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
     ~Client() {
-        [connection_ invalidate]; // before the last release
+        [connection_ invalidate]; // must precede the last release
         [connection_ release];
     }
 
@@ -113,8 +113,8 @@ class Client {
         }];
     }
 
-    /// The hold lasts while this program is connected. If the helper exits or crashes, which leaves the fans as they
-    /// were, asks the new helper for the hold again.
+    /// Holds the fans until `end`, as long as this program is connected. If the helper exits or crashes, asks the new
+    /// helper for the hold again. A crash leaves the fans as they were.
     void hold(double fraction, Clock::time_point end) {
         do
             [helper() holdWithFraction:fraction
@@ -132,8 +132,8 @@ class Client {
     }
 
   private:
-    /// Calls either the reply or the error handler once, on this thread, before the call returns. A program with
-    /// windows uses remoteObjectProxyWithErrorHandler: instead, which does not block.
+    /// Returns a proxy. Each request to it calls either the reply or the error handler once, on this thread, before it
+    /// returns. A program with windows should use remoteObjectProxyWithErrorHandler: instead, which does not block.
     id<KeloHelperProtocol> helper() {
         return [connection_ synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
           fail(error.localizedDescription.UTF8String);

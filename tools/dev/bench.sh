@@ -41,7 +41,8 @@ measure() {
   "$(built bench pictures)" draw "build/bench/$2.json" "build/bench/$2.svg"
 }
 
-# Compares the shipped build, with hardening, link-time optimisation and optimising for size, with a release build.
+# Compares the shipped build with a release build, which lacks the hardening, the link-time optimisation and the
+# optimisation for size.
 compare_shipping() {
   local build helper
   cmake --preset bench -B build/bench-plain -DKELO_SHIP=OFF >/dev/null

@@ -3,8 +3,8 @@
 # confirm-on-a-mac.sh, whose functions and variables it uses.
 # shellcheck disable=SC2154
 
-cost_milliseconds=600000 # each of the two periods
-cost_runs=20             # of each command
+cost_milliseconds=600000 # duration of each of the two periods
+cost_runs=20             # number of runs of each command
 
 # figure NAME VALUE UNIT: prints a figure and adds it to the report's table.
 figure() {
@@ -14,7 +14,8 @@ figure() {
 
 helper_pid() { state | awk '$1 == "pid" { print $3; found = 1 } END { exit !found }'; }
 
-# processor_time PID: prints the CPU time so far in milliseconds. ps prints "[hours:]minutes:seconds.hundredths".
+# processor_time PID: prints the CPU time that the process has used so far, in milliseconds. ps prints
+# "[hours:]minutes:seconds.hundredths".
 processor_time() {
   LC_ALL=C ps -o cputime= -p "$1" \
     | awk -F '[:.]' 'NF > 2 { for (i = 1; i < NF; i++) s = s * 60 + $i; print (s * 100 + $NF) * 10; found = 1 }
@@ -41,7 +42,7 @@ seconds_of() {
   { time for ((i = 0; i < cost_runs; i++)); do "$@" >/dev/null 2>&1; done; } 2>&1
 }
 
-# The time of the client is part of both commands, so their difference is the time of the snapshot.
+# Both commands take the same time in the client, so the difference of their times is the time of the snapshot.
 measure_snapshot() {
   local version status each='BEGIN { printf "%.2f", (all - less) * 1000 / runs }'
   version=$(seconds_of kelo version)
@@ -66,7 +67,7 @@ cost() {
   measure_period idle
   measure_snapshot
   hold_meanwhile 60% --for 15m
-  kill -STOP "$holding" # it keeps the hold, but asks for no snapshot
+  kill -STOP "$holding" # the stopped client keeps the hold, but requests no snapshots
   measure_period holding
   measure_exit
 }

@@ -6,7 +6,7 @@
 # usage: confirm-on-a-mac.sh --identity NAME [--other-identity NAME] [--installer-identity NAME] [--report FILE]
 #   --identity            signs helper and client
 #   --other-identity      belongs to another team and signs an impostor; without it two rows are skipped or incomplete
-#   --installer-identity  signs the installer package; without it that row is skipped
+#   --installer-identity  signs the installer package; without it the row for the package is skipped
 # shellcheck disable=SC2016 # the grave accents are Markdown's
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -37,7 +37,7 @@ subsystem='subsystem == "app.kelo.helper"'
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/kelo.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 
-# --- helpers of the rows
+# --- helper functions of the rows
 
 left_out=3 # exit status of a row that was skipped
 
@@ -73,7 +73,7 @@ try_for() {
   grep -qE -- "$pattern" <<<"$output" || { printf 'no line matches: %s\n' "$pattern"; return 1; }
 }
 
-# hold_meanwhile ARGUMENT...: holds in the background, at most until the end of the row.
+# hold_meanwhile ARGUMENT...: holds the fans in the background, at most until the end of the row.
 hold_meanwhile() {
   printf '$ kelo hold %s &\n' "$*"
   kelo hold "$@" &
@@ -82,7 +82,7 @@ hold_meanwhile() {
   sleep 5
 }
 
-# Removes the headings, which repeat the predicate.
+# log_of TIME PREDICATE: prints the log without its headings, which repeat the predicate.
 log_of() { log show --last "$1" --predicate "$2" | sed -E '/^(Filtering|Skipping|Timestamp) /d'; }
 state() { sudo launchctl print $job; }
 
@@ -164,7 +164,7 @@ other_client() {
   try_for '-67050' log_of 1m 'eventMessage CONTAINS "-67050"'
 }
 
-# Always reinstalls the genuine helper.
+# Installs a helper of another team, and always reinstalls the genuine one.
 impostor() {
   local failed=0
   [ -n "$other_identity" ] || leave_out "it needs --other-identity"

@@ -64,7 +64,7 @@ lint_words() {
     { words = $0
       gsub(/[A-Z]/, " &", words) # separates the words of a test name
       gsub(/[ _]+/, " ", words)
-      gsub(/ no (longer|more) /, " ", words) # plain English
+      gsub(/ no (longer|more) /, " ", words) # these phrases are plain English
       words = tolower(words)
       for (i = 1; i <= count; i++) if (match(words, phrases[i])) {
         phrase = substr(words, RSTART, RLENGTH)
@@ -78,7 +78,8 @@ lint_words() {
   $passes || fail "these phrases are hard to read"
 }
 
-# Without the licences and the test of the check, which contain such phrases.
+# Lists the files that lint_words searches. Excludes the third-party notices and the test of lint_words, which contain
+# such phrases.
 text_files() {
   git ls-files --cached --others --exclude-standard -- '*.md' '*.[18]' '*.cpp' '*.h' '*.mm' '*.swift' '*.sh' '*.py' '*.js' \
     '*.yml' '*.cmake' '*CMakeLists.txt' dev .ci packaging ':!THIRD_PARTY_NOTICES.md' ':!tests/walls/words.sh'
@@ -105,8 +106,8 @@ tidy_sources() {
     | grep -vE "^$PWD/(build/lint/)?(testing|tests)/" | sort -u
 }
 
-# tidy_source FILE: silent unless it fails. Joined sources may fail to compile, for example because two functions have
-# the same name; then each source is checked alone.
+# tidy_source FILE: checks a source, and prints nothing unless the check fails. Joined sources may fail to compile, for
+# example because two functions have the same name; in that case, checks each source alone.
 tidy_source() {
   local output part parts=()
   output=$("$CLANG_TIDY" -p build/lint --quiet --checks=-bugprone-suspicious-include "$1" 2>&1) && return

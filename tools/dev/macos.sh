@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# The macOS product: its summary in ./dev test, and its installation on a Mac. Sourced by ./dev.
+# Prints the macOS summary of ./dev test, and installs the product on a Mac. Sourced by ./dev.
 
 # macos_summary PRESET: prints the number of macOS sources and tests after a complete test run; fails if there are none.
 macos_summary() {
@@ -26,7 +26,7 @@ macos_plist_folder=/Library/LaunchDaemons
 macos_other_prefix=/opt/kelo # for the client if users other than root may write to /usr/local
 
 # Programs that run as root are called by absolute path, because another user's folder may come first in PATH. The tests
-# set this variable to a folder with stand-ins.
+# set KELO_MACOS_SYSTEM to a folder with stand-ins for these programs.
 macos_system=${KELO_MACOS_SYSTEM-}
 macos_sudo=$macos_system/usr/bin/sudo
 
@@ -69,7 +69,7 @@ command_install() {
     esac
   done
   [ -n "$identity" ] || usage "install needs --identity NAME, as \"security find-identity -v -p codesigning\" lists it"
-  umask 022 # all users may read the created files
+  umask 022 # lets all users read the created files
   prefix=$(client_prefix)
   say_and_do "$dry_run" install_steps
 }
@@ -173,7 +173,7 @@ verify() {
   run_as "(stop unless $1 has the hardened runtime and lacks get-task-allow)" refuse_open_to_debuggers "$1"
 }
 
-# Without these checks another process of the same user could take control of the program.
+# Fails if a debugger may attach to the program: another process of the same user could then take control of it.
 refuse_open_to_debuggers() {
   local signature entitlements
   signature=$("$macos_sudo" /usr/bin/codesign -dvv "$1" 2>&1)
@@ -182,7 +182,7 @@ refuse_open_to_debuggers() {
   ! grep -qF get-task-allow <<<"$entitlements" || fail "$1 allows debugging: it has the entitlement get-task-allow"
 }
 
-# A user who may write to one of the folders could replace the helper.
+# Fails if a user other than root may write to one of the folders, because that user could replace the helper.
 refuse_folders_of_others() {
   local folder
   for folder in "$@"; do
@@ -204,14 +204,14 @@ client_prefix() {
   local folder
   if [ "$(uname)" = Darwin ]; then
     for folder in /usr/local /usr/local/bin /usr/local/share; do
-      [ -e "$macos_system$folder" ] || continue # the installation creates it for root
+      [ -e "$macos_system$folder" ] || continue # the installation creates it, owned by root
       if is_open_to_others "$folder"; then printf '%s' "$macos_other_prefix"; return; fi
     done
   fi
   printf /usr/local
 }
 
-# Succeeds even if the job is not loaded.
+# Makes launchd stop the helper and unload its job. Succeeds even if the job is not loaded.
 boot_out() {
   "$macos_sudo" /bin/launchctl bootout "system/$macos_helper" 2>/dev/null || true
 }

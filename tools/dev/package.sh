@@ -65,7 +65,7 @@ make_distribution() {
 
 make_checksum() { (cd "$(dirname "$1")" && checksum "$(basename "$1")" >"$(basename "$1").sha256"); }
 
-# notarize PACKAGE: submits it to Apple, and staples the ticket to it, so that it opens without a network.
+# notarize PACKAGE: submits the package to Apple and staples the ticket to it, so that it can be opened offline.
 notarize() {
   say "have Apple notarize it"
   run_as "xcrun notarytool submit $1 --keychain-profile $profile --wait --output-format json >$1.notarytool.json" \
@@ -81,7 +81,7 @@ submit() {
   xcrun notarytool submit "$1" --keychain-profile "$profile" --wait --output-format json >"$1.notarytool.json"
 }
 
-# notarytool exits with status 0 for every verdict.
+# Fails unless Apple has accepted the package, because notarytool exits with status 0 for every verdict.
 require_acceptance() {
   local id verdict
   id=$(plutil -extract id raw -o - "$1.notarytool.json")

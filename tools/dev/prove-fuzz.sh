@@ -29,7 +29,7 @@ fuzz_targets() {
   for corpus in fuzz/corpus/*/; do basename "$corpus"; done
 }
 
-# fuzz_target NAME SECONDS EXECUTIONS: prints a line of the table; fails if there is a finding.
+# fuzz_target NAME SECONDS EXECUTIONS: runs a target and prints its line of the table; fails if there is a finding.
 fuzz_target() {
   local name=$1 seconds=$2 executions=$3 run=build/fuzz/runs/$1 status=0 findings='0 findings'
   mkdir -p "$run/new"

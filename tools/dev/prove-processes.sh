@@ -4,7 +4,7 @@
 prove_delays() { prove_processes delays "$@"; }
 prove_kill() { prove_processes kill "$@"; }
 
-# prove_soak [MINUTES]: runs two days of virtual time, in which no byte may leak; then real processes in real time.
+# prove_soak [MINUTES]: runs two days of virtual time, in which no byte may leak, and then real processes in real time.
 prove_soak() {
   require_linux
   prove_in_memory soak 48

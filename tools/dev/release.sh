@@ -91,7 +91,8 @@ rewrite() {
   printf '%s\n' "$new" >"$1"
 }
 
-# Always writes the same bytes: all files have the time of the commit, and gzip stores neither a name nor a time.
+# Writes the source archive and its checksum. The archive of a tag always has the same bytes: all files have the time of
+# the commit, and gzip stores neither a name nor a time.
 archive() {
   local name=kelo-helper-$1
   mkdir -p "$release_folder"

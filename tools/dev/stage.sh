@@ -16,7 +16,7 @@ lay_out() {
   mkdir -p "$folder/simulated-mac"
   chmod 700 "$folder/simulated-mac" # the helper refuses a simulated Mac that other users can access
   for program in "${stage_programs[@]}"; do
-    # Copies and renames: a running program cannot be overwritten, and a running helper must notice its replacement.
+    # Copies, then renames: a running program cannot be overwritten, and a running helper must notice its replacement.
     cp "$(built "$preset" "$program")" "$folder/$program.new"
     mv -f "$folder/$program.new" "$folder/$program"
   done
@@ -31,8 +31,8 @@ stage_sign() {
   "$1/simsign" sign "$1/$2" --identifier "$3" --team "$stage_team" --keys "$1/keys" >/dev/null
 }
 
-# built PRESET PROGRAM: prints the path of a built program; the newest file, in case the target has moved to another
-# folder.
+# built PRESET PROGRAM: prints the path of a built program. Chooses the newest file, because a target that has moved to
+# another folder leaves an old file.
 built() {
   find "build/$1" -type f -name "$2" -perm -u+x -not -path '*/CMakeFiles/*' -exec ls -t {} + | head -n 1
 }
@@ -91,8 +91,8 @@ rehearse() {
 }
 
 # Redraws the pictures in the documents, and records the data in floor.json and hour.json again. Records the session
-# only with --record, because it takes a minute and each recording differs. ./dev prove kill N --data FILE writes
-# delays.json, ./dev bench writes performance.json; architecture.json is edited directly.
+# only with --record, because that takes a minute and each recording differs. Does not write delays.json (use ./dev
+# prove kill N --data FILE), performance.json (use ./dev bench --record) or architecture.json (edit it directly).
 command_docs() {
   local records=false folder=docs/pictures kind pictures
   while [ $# -gt 0 ]; do

@@ -41,7 +41,7 @@ test_names() {
                      print each[j] "/" suite[i] (kind[i] == "TEST_P" ? "." name[i] "/0" : "/0." name[i]) } }'
 }
 
-# matches PATTERN: returns whether a name on standard input matches a GoogleTest filter. Only the program knows the
+# matches PATTERN: returns whether a name on standard input matches a GoogleTest filter. Only the test program knows the
 # numbers and names of parameters, so any parameter matches.
 matches() {
   local name pattern patterns
@@ -59,9 +59,9 @@ matches() {
   return 1
 }
 
-# matching_tests PRESET PATTERN: prints a regular expression for ctest that matches the $programs with matching tests.
-# For a program with shards, it includes at most as many shards as tests. Uses no groups, because CMake limits the
-# number of parentheses.
+# matching_tests PRESET PATTERN: prints a regular expression for ctest that selects those $programs that have matching
+# tests. Of a program with shards, selects at most as many shards as there are matching tests. Uses no groups, because
+# CMake limits the number of parentheses.
 matching_tests() {
   local program path _ count found=''
   while IFS=$'\t' read -r program path _; do
@@ -74,7 +74,7 @@ matching_tests() {
   printf '%s' "${found#|}"
 }
 
-# fail_with_names PRESET: prints the last lines of a failed run and exits.
+# fail_with_names PRESET: prints the failed tests and the commands that run them again, and exits.
 fail_with_names() {
   local tests scripts count preset=''
   [ "$1" = debug ] || preset=" --preset $1"
@@ -90,7 +90,7 @@ fail_with_names() {
   fail "$count failed"
 }
 
-# failed_tests BUILD: prints name and location of each test of a program that failed or did not finish.
+# failed_tests BUILD: prints name and location of each GoogleTest test that failed or did not finish.
 failed_tests() {
   cat "$1"/test-reports/*.xml 2>/dev/null | awk '
     /<testcase / { name = attribute("classname") "." attribute("name"); place = attribute("file") ":" attribute("line") }
@@ -119,7 +119,7 @@ failed_scripts() {
 }
 
 # without_report BUILD: prints the failed tests of ctest that wrote no report. For a program that ended early, prints a
-# line for each of its tests that failed before, and for the unfinished one. For other tests, prints the first script
+# line for each test that had already failed and for the unfinished test. For other tests, prints the first script
 # location in their output. Columns: ctest's name, the program's test or -, reason or location.
 without_report() {
   local line

@@ -3,7 +3,7 @@
 
 jobs_count() { getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2; }
 
-# configure PRESET [CMAKE-ARGUMENT...]: prints CMake's output only if it fails.
+# configure PRESET [CMAKE-ARGUMENT...]: runs CMake, and prints its output only if it fails.
 configure() {
   local log
   log=$(mktemp "${TMPDIR:-/tmp}/kelo.XXXXXX")
@@ -56,7 +56,7 @@ without_passed_tests() {
        { print; fflush() }'
 }
 
-# tests_summary PRESET: prints the number of tests in the programs' reports, and why some were skipped.
+# tests_summary PRESET: prints the number of tests in the programs' reports, and the reasons for skipped tests.
 tests_summary() {
   local reports="build/$1/test-reports" ran skipped
   grep -q '<testcase ' "build/$1/tests.xml" || fail "no test ran"
@@ -71,8 +71,8 @@ tests_summary() {
 # count_tests RESULT REPORT...
 count_tests() { cat "${@:2}" 2>/dev/null | grep -c "<testcase .* result=\"$1\"" || true; }
 
-# repeat_tests ROUNDS LOAD PRESET [CTEST-ARGUMENT...]: stops at the first failure; other work keeps LOAD processors
-# busy.
+# repeat_tests ROUNDS LOAD PRESET [CTEST-ARGUMENT...]: runs the tests ROUNDS times, or until the first failure, while
+# other work keeps LOAD processors busy.
 repeat_tests() {
   local rounds=$1 load=$2 round
   shift 2
@@ -170,7 +170,7 @@ coverage_report() {
   say "the report is $directory/html/index.html"
 }
 
-# Prints each line and branch of an lcov report that no test reached, with its text.
+# Prints each line and branch of an lcov report that no test reached, with its source text.
 not_reached() {
   local file line what
   awk -v top="$PWD/" '/^SF:/ { file = substr($0, 4); sub(top, "", file) }

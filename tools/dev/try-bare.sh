@@ -8,7 +8,7 @@
 # container  root with the capabilities that a container engine leaves by default
 # root       root in a plain chroot
 #
-# COMMANDs replace the README's two, for example './dev run' to time only that one. Needs root and debootstrap.
+# The COMMANDs, if any, replace the README's two commands: './dev run' tries only that one. Needs root and debootstrap.
 # KELO_MIRROR replaces debootstrap's default mirror.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -27,7 +27,8 @@ root=$folder/root
 trap 'rm -rf --one-file-system "$folder"' EXIT
 mkdir "$root"
 
-# For a distribution that debootstrap may be too old to know, uses the script of an older distribution.
+# Creates the minimal system. An old debootstrap may not know a new distribution, so this uses the script of an older
+# one for it.
 make_system() {
   local scripts=/usr/share/debootstrap/scripts packages=ca-certificates mirror=()
   [ -z "${KELO_MIRROR-}" ] || mirror=("$KELO_MIRROR")
@@ -56,8 +57,8 @@ clone_checkout() {
   [ "$kind" != user ] || chroot "$root" chown -R newcomer: /home/newcomer/kelo
 }
 
-# run_inside COMMAND: runs it as the user that $kind selects, with /proc and /dev, in separate process and mount
-# namespaces.
+# run_inside COMMAND: runs the command as the user that $kind selects, with /proc and /dev, in separate process and
+# mount namespaces.
 run_inside() {
   # shellcheck disable=SC2016 # the inner shell expands the variables
   unshare --mount --pid --fork --kill-child bash -euc '

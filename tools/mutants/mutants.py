@@ -207,7 +207,7 @@ class Tests:
         return None
 
     def catch_at_all(self, mutant, number):
-        """Does the same with all tests, because a test may reach a mutant in another process."""
+        """Like `catch`, but runs all tests, because a test may reach a mutant in another process."""
         for name in programs_of(mutant.path):
             if self.fails(name, number, None):
                 return name

@@ -3,12 +3,13 @@
 #include <array>
 #include <cstdlib>
 
-/// Included first in sources that contain all their mutants. Activates one mutant, and records which are reached.
+/// Included first in sources that contain all their mutants. Activates one mutant, and records the mutants that are
+/// reached.
 namespace kelo_mutants {
 
 inline constexpr int maximum = 100'000;
 
-/// Whether each mutant has been reached. Any thread may write to it, always the same value.
+/// For each mutant, whether it has been reached. Any thread may write to the array, but only true.
 inline std::array<bool, maximum>& reached() {
     static std::array<bool, maximum> all{};
     return all;
@@ -28,7 +29,7 @@ inline bool mutant(int number) {
     return number == active();
 }
 
-/// For constant expressions. No mutant is active while the compiler evaluates one.
+/// Like `mutant`, but can be used in constant expressions. No mutant is active while the compiler evaluates them.
 constexpr bool constantMutant(int number) {
     if (__builtin_is_constant_evaluated())
         return false;

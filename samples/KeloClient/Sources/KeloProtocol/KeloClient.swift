@@ -4,7 +4,7 @@ import Foundation
 /// stand down first. Any thread.
 public final class KeloClient: @unchecked Sendable {
     public enum Failure: Error, Sendable {
-        /// The helper's text, for the owner of the Mac.
+        /// The helper's message, for the owner of the Mac.
         case refused(String)
         /// The connection failed; the next request reconnects.
         case unreachable(String)
@@ -28,14 +28,15 @@ public final class KeloClient: @unchecked Sendable {
         connection = NSXPCConnection(machServiceName: KeloHelper.machServiceName, options: .privileged)
         connection.remoteObjectInterface = NSXPCInterface(with: KeloHelperProtocol.self)
         connection.setCodeSigningRequirement(KeloHelper.requirement(team: team))
-        // The helper has exited. After a crash the fans stay as they were until a client asks again.
+        // Called when the helper has exited. After a crash the fans stay as they were until a client asks again.
         connection.interruptionHandler = { @Sendable [weak self] in self?.requestHold() }
         connection.resume()
     }
 
     deinit { connection.invalidate() }
 
-    /// Asks for the version first. An older helper hands the fans back and exits; the next request starts the new one.
+    /// Checks the helper's version, and calls `next` unless the helper is newer. Must be called first. Makes an older
+    /// helper hand the fans back and exit; the next request starts the new helper.
     public func start(then next: @escaping @Sendable () -> Void) {
         helper?.helperVersion { [weak self] version in
             if version > KeloHelper.interfaceVersion {
@@ -59,7 +60,7 @@ public final class KeloClient: @unchecked Sendable {
         requestHold()
     }
 
-    /// Replies whether every fan is automatic afterwards, because the helper's reply does not report a refusal of the
+    /// Replies whether every fan is automatic afterwards. The helper's own reply does not report a refusal by the
     /// controller.
     public func handBack(reply: @escaping @Sendable (Bool) -> Void) {
         queue.sync { wanted = nil }

@@ -5,14 +5,14 @@ public enum KeloHelper {
     public static let machServiceName = "app.kelo.helper"
     public static let interfaceVersion = 6
 
-    /// The requirement for the helper's signature. `team` is the team that signed both programs.
+    /// Returns the requirement for the helper's signature. `team` is the team that signed both programs.
     public static func requirement(team: String) -> String {
         "anchor apple generic and identifier \"\(machServiceName)\" and certificate leaf[subject.OU] = \"\(team)\""
     }
 }
 
-/// The compiler derives the five selectors and types from these declarations, and the helper compares them, so none may
-/// change. XPC calls the replies on a queue of the connection, never on the main thread.
+/// The compiler derives the five selectors and types from these declarations, and the helper compares them, so these
+/// declarations must not change. XPC calls the replies on a queue of the connection, never on the main thread.
 @objc public protocol KeloHelperProtocol {
     func fetchSnapshot(reply: @escaping @Sendable (Data?) -> Void)
     func hold(fraction: Double, handsBackOnLidClose: Bool, reply: @escaping @Sendable (String?) -> Void)
@@ -34,7 +34,7 @@ public struct FanSnapshot: Decodable, Sendable {
     public let addingAir: Bool
     public let lidHasFan: Bool
 
-    /// Who controls the fans, in words for the owner of the Mac.
+    /// Tells the owner of the Mac who controls the fans.
     public var control: String {
         if fanCount == 0 { return "no usable fan" }
         if lidHasFan { return "waiting: the lid is closed, or the fans could not be taken again" }

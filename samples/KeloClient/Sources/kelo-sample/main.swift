@@ -1,6 +1,7 @@
 // Prints the fans, holds them for a while and hands them back.
 //
-// usage: kelo-sample TEAM FRACTION SECONDS: the team that signed both programs, the fraction to hold (0 to 1), how long
+// usage: kelo-sample TEAM FRACTION SECONDS: the team that signed both programs, the fraction to hold (0 to 1), the
+// duration
 //
 // To build it on a Mac, in samples/KeloClient:
 //   swift build --configuration release --arch arm64 --arch x86_64
