@@ -62,7 +62,7 @@ public:
             call);
     }
 
-    /// The selectors of the requests, up to "With".
+    /// The selectors of the requests, truncated before "With".
     std::vector<std::string> requests() const {
         const std::lock_guard lock(mutex_);
         return requests_;

@@ -23,7 +23,7 @@ public:
 
     int folder() const { return folder_.descriptor(); }
 
-    /// Waits for a client to connect, and drops the previous one.
+    /// Waits for a client to connect. Drops the previous client.
     void accept() {
         awaitReadable(listening_);
         client_ = unix_socket::accept(listening_.get());

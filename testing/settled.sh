@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs a test whose outcome depends only on files, unless it has already passed with the same files.
 #
-# usage: settled.sh FILE COMMAND...: the file that stores the hash of the last passing run
+# usage: settled.sh FILE COMMAND...: FILE stores the hash of the last passing run.
+#
 # The hash covers every file of the checkout, and each word of the command that names a file. If KELO_EVERY_TEST is set
 # or there is no checkout, the test always runs. Run from the top of the repository.
 set -euo pipefail

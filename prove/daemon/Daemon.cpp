@@ -13,7 +13,7 @@ Daemon* running = nullptr; ///< The newest daemon, whose faults are counted.
 
 } // namespace
 
-// Replaces the function of the platform and records the fault instead.
+// Replaces the platform's function: records the fault instead of logging it.
 void reportFault(const char* what, const char* why) noexcept {
     if (running == nullptr)
         return;

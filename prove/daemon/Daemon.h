@@ -33,7 +33,7 @@ public:
 /// The whole daemon in this process and in virtual time, on a simulated controller and an otherwise scripted platform.
 ///
 /// The daemon runs from `start` until it exits or this object is destroyed. Only one helper can run in a process at a
-/// time, since the key client shares one connection in the whole process.
+/// time, since all users of the key client in a process share one connection.
 class Daemon {
 public:
     /// Creates and starts a daemon on a platform. The returned pointer owns it. May throw `std::bad_alloc`.

@@ -40,7 +40,7 @@ public:
     /// Like `expectHandBack`, but for a request that may be refused for lack of memory. Expects nothing after a
     /// refusal.
     void expectHandBackUnlessRefused(int times, const std::function<void()>& handBack);
-    /// Ends the daemon by SIGTERM if it is still running, and checks the promises that every run must keep.
+    /// Stops the daemon with SIGTERM if it is still running, and checks the promises that every run must keep.
     void end(int handBacks);
 
     /// Changes a fan's mode as another program would.

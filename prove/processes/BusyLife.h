@@ -32,7 +32,7 @@ public:
     BusyLife(StagedMac& mac, std::mt19937& random);
 
     void step();
-    /// Ends the interference of other programs, waits until the helper holds its fans again, and kills every client.
+    /// Stops the interference by other programs, waits until the helper holds its fans again, and kills every client.
     void end();
 
 private:

@@ -45,7 +45,7 @@ const std::array<const char*, wayCount> wayNames = {"SIGTERM", "SIGINT", "execut
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-/// Makes the helper exit in a way other than `killClients`.
+/// Makes the helper exit in the given way, which must not be `killClients`.
 void askToLeave(StagedMac& mac, Way way) {
     if (way == Way::terminate)
         mac.helper().signal(SIGTERM);

@@ -21,7 +21,7 @@ struct Setting {
     std::optional<UnreadStream> standardError;
 };
 
-/// A condition that delays the helper's exit: it is busy, or other processes do not respond.
+/// A condition that delays the helper's exit: the helper is busy, or other processes do not respond.
 struct Situation {
     std::string name;
     std::string profile; ///< The kind of Mac.

@@ -13,7 +13,7 @@ namespace kelo {
 
 /// A folder that contains the helper, its client and a simulated Mac, and the processes started from it.
 ///
-/// Installations share nothing: programs find each other by their folder.
+/// Installations share nothing: the programs of each find each other through its folder.
 class Installation {
 public:
     static constexpr const char* helperName = "app.kelo.helper";

@@ -33,7 +33,7 @@ TYPED_TEST_P(LogOutputConformance, WritesBytesUnchangedAndInOrder) {
     EXPECT_EQ(this->harness.written(), "first\n100 % of %s\tLüfter\n" + nul);
 }
 
-TYPED_TEST_P(LogOutputConformance, KeepsLinesOfSeveralThreadsWhole) {
+TYPED_TEST_P(LogOutputConformance, KeepsLinesFromSeveralThreadsIntact) {
     std::vector<std::thread> writers;
     for (const char letter : {'a', 'b', 'c', 'd'})
         writers.emplace_back([this, line = std::string(100, letter) + "\n"] {
@@ -55,7 +55,7 @@ TYPED_TEST_P(LogOutputConformance, ReturnsTheWallClockTime) {
     EXPECT_LE(told, this->harness.wallClock());
 }
 
-REGISTER_TYPED_TEST_SUITE_P(LogOutputConformance, WritesBytesUnchangedAndInOrder, KeepsLinesOfSeveralThreadsWhole,
+REGISTER_TYPED_TEST_SUITE_P(LogOutputConformance, WritesBytesUnchangedAndInOrder, KeepsLinesFromSeveralThreadsIntact,
                             ReturnsTheWallClockTime);
 
 } // namespace kelo

@@ -67,7 +67,7 @@ TYPED_TEST_P(MainQueueConformance, ATaskPostedByATaskRunsAfterQueuedTasks) {
     EXPECT_THAT(this->noted, ::testing::ElementsAre("first", "second", "posted by the first"));
 }
 
-TYPED_TEST_P(MainQueueConformance, RunsTasksOfAnyThreadOnTheMainThread) {
+TYPED_TEST_P(MainQueueConformance, RunsTasksFromAnyThreadOnTheMainThread) {
     std::vector<std::thread::id> ranOn;
     const auto task = [&] { ranOn.push_back(std::this_thread::get_id()); };
     std::thread poster([&] {
@@ -125,7 +125,7 @@ TYPED_TEST_P(MainQueueConformance, ADelayedTaskRunsAfterItsDelay) {
     EXPECT_THAT(this->noted, ::testing::ElementsAre("task"));
 }
 
-TYPED_TEST_P(MainQueueConformance, DelayedTasksRunInOrderOfTheirTimes) {
+TYPED_TEST_P(MainQueueConformance, DelayedTasksRunInOrderOfTheirDueTimes) {
     this->queue().postAfter(3 * TestFixture::unit, this->note("last"));
     this->queue().postAfter(1 * TestFixture::unit, this->note("first"));
     this->queue().postAfter(2 * TestFixture::unit, this->note("middle"));
@@ -245,11 +245,11 @@ TYPED_TEST_P(MainQueueConformance, SeveralTimersFireIndependently) {
 }
 
 REGISTER_TYPED_TEST_SUITE_P(MainQueueConformance, PostReturnsBeforeTheTaskRuns, RunsEachTaskOnceInPostingOrder,
-                            ATaskPostedByATaskRunsAfterQueuedTasks, RunsTasksOfAnyThreadOnTheMainThread,
+                            ATaskPostedByATaskRunsAfterQueuedTasks, RunsTasksFromAnyThreadOnTheMainThread,
                             KeepsTheOrderOfEachThreadsTasks, ReleasesTheCapturesOfATaskThatHasRun,
                             DistinguishesTheMainThreadFromOthers, ADelayedTaskRunsAfterItsDelay,
-                            DelayedTasksRunInOrderOfTheirTimes, ZeroDelayRunsAfterQueuedTasks, AOneShotTimerFiresOnce,
-                            ARepeatingTimerFiresEveryInterval, ATimerFiresOnTheMainThread,
+                            DelayedTasksRunInOrderOfTheirDueTimes, ZeroDelayRunsAfterQueuedTasks,
+                            AOneShotTimerFiresOnce, ARepeatingTimerFiresEveryInterval, ATimerFiresOnTheMainThread,
                             AnInvalidatedTimerDoesNotFire, ATimerMayBeInvalidatedTwiceAndAfterFiring,
                             AHandlerMayInvalidateItsTimer, AHandlerMayDestroyItsTimer,
                             ADestroyedTimerDoesNotFireAndReleasesItsCaptures, ATaskMayInvalidateADueTimer,

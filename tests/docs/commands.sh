@@ -12,7 +12,7 @@
 # Also compares commands within sentences (`kelo …`) with the help of the programs. Also runs the Python client, which
 # was written only from docs/protocol.md.
 #
-# usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, signed or unsigned
+# usage: commands.sh HELPER KELO SIMMAC SIMSIGN: the programs, signed or unsigned.
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the backticks belong to Markdown
 source testing/script.sh

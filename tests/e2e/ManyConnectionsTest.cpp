@@ -42,8 +42,8 @@ TEST_F(ManyConnections, LeakNothingAndKeepAHoldInForce) {
     const auto first = growthBy(*client, 500, descriptors);
     const auto second = growthBy(*client, 500, descriptors);
     // A leak occurs in both rounds, one-time growth in only one, so the smaller growth counts. 48 kB in 500 connections
-    // are less than 100 bytes for each; without a leak the helper grows by a page or two.
-    // Sanitizers keep freed memory for a while; the address sanitizer reports leaks at exit instead.
+    // are less than 100 bytes per connection; without a leak the helper grows by a page or two. Sanitizers keep freed
+    // memory for a while; the address sanitizer reports leaks at exit instead.
     if (*KELO_SANITIZE == '\0') {
         EXPECT_LT(std::min(first, second), 48) << first << " kB, then " << second << " kB";
     }

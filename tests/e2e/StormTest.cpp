@@ -1,4 +1,4 @@
-// One admitted process sends requests without pause; the helper must still serve others in time.
+// One admitted process sends requests without pause; the helper must still serve other clients in time.
 
 #include <chrono>
 

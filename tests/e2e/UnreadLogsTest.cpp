@@ -1,4 +1,4 @@
-// No process reads the helper's log: neither its service nor its exit may wait for a reader.
+// Tests in which no process reads the helper's log. The helper must serve and exit without waiting for a reader.
 
 #include <sys/ptrace.h>
 #include <sys/wait.h>

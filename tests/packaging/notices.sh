@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Compares THIRD_PARTY_NOTICES.md with the libraries whose headers the shipped programs include.
 #
-# usage: notices.sh [INCLUDE-FOLDER...]: where the libraries' headers are installed
+# usage: notices.sh [INCLUDE-FOLDER...]: where the libraries' headers are installed.
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # the backticks belong to Markdown
 set -euo pipefail

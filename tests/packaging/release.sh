@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Prepares releases with ./dev release, in a temporary clone.
 #
-# usage: release.sh VERSION: the version of the build
+# usage: release.sh VERSION: the version of the build.
 # Run from the top of the repository.
 source testing/script.sh
 

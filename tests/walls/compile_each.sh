@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Checks that each file compiles, and checks it again only if the command, the file or one of its includes has changed.
 #
-# usage: compile_each.sh FOLDER COMMAND... -- FILE...: the folder that records the compiled files, and the compiler's
-# command, in which {} is replaced by the file
+# usage: compile_each.sh FOLDER COMMAND... -- FILE...: FOLDER records the compiled files. COMMAND compiles a file, whose
+# name replaces {}.
 # Run from the top of the repository.
 # shellcheck disable=SC2016 # ninja expands the variables
 set -euo pipefail

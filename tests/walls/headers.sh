@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Compiles every header alone, so that none depends on an earlier include.
 #
-# usage: headers.sh FOLDER COMPILER FLAG...: the folder that records the compiled headers
+# usage: headers.sh FOLDER COMPILER FLAG...: FOLDER records the compiled headers.
 # Run from the top of the repository.
 set -euo pipefail
 

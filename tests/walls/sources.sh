@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Fails if a source file belongs to no target or was not compiled.
 #
-# usage: sources.sh BUILD FOLDER... [-- SOURCE...]: the build folder, the source folders, and the sources
-# that a test compiles instead of a target
+# usage: sources.sh BUILD FOLDER... [-- SOURCE...]: the build folder, the source folders, and the sources that a test
+# compiles instead of a target.
 # Run from the top of the repository.
 set -euo pipefail
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Configures the product as on a Mac and checks its build commands.
 #
-# usage: configure.sh COMPILER FOLDER: the folder to configure in
+# usage: configure.sh COMPILER FOLDER: configures in FOLDER.
 # Run from the top of the repository.
 set -euo pipefail
 

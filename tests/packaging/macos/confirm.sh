@@ -128,7 +128,7 @@ confirm() {
   [ "$status" -eq "$expected" ] || failure "$* exits with $status, not $expected"
 }
 verdicts() { awk '/^## / { getline; getline; print }' "$report" | LC_ALL=C sort | uniq -c | sed 's/^ *//' | tr '\n' ','; }
-# verdict TITLE: prints the report's verdict for the row.
+# verdict TITLE: prints the verdict in the report's row with this title.
 verdict() { awk -v title="## $1" '$0 == title { getline; getline; print }' "$report"; }
 
 all=(--identity A --other-identity B --installer-identity I)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Fails if any line of the macOS sources is not covered by their tests.
 #
-# usage: coverage.sh COMPILER FOLDER TEST: the folder of the sources, and the instrumented test program, which has
-# written its profile to TEST.profraw
+# usage: coverage.sh COMPILER FOLDER TEST: the folder of the sources, and the instrumented test program. Its profile is
+# in TEST.profraw.
 set -euo pipefail
 
 compiler=$1 folder=$2 test=$3

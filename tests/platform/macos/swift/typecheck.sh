@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Type-checks the Swift package in both language modes, against a stub of the XPC classes, which only a Mac has.
 #
-# usage: typecheck.sh SWIFTC FOLDER: the compiler, and a folder for its output
+# usage: typecheck.sh SWIFTC FOLDER: the compiler, and a folder for its output.
 # Run from the top of the repository.
 set -euo pipefail
 
