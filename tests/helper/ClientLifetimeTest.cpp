@@ -144,7 +144,7 @@ TEST_F(ClientLifetime, TheClientCountNeverFallsBelowZero) {
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }
 
-TEST_F(ClientLifetime, ADepartureAtZeroRestartsTheGracePeriod) {
+TEST_F(ClientLifetime, ADepartureAtAClientCountOfZeroRestartsTheGracePeriod) {
     holdWithOneClient();
     leave();
     queue.runFor(5);
@@ -156,7 +156,7 @@ TEST_F(ClientLifetime, ADepartureAtZeroRestartsTheGracePeriod) {
     EXPECT_EQ(takeLogs(), Trace({disconnected, disconnected, released, handedBack}));
 }
 
-TEST_F(ClientLifetime, LogsTheHandBackEvenIfTheClientHandedBackBefore) {
+TEST_F(ClientLifetime, LogsTheHandBackEvenIfTheFansWereAlreadyHandedBack) {
     holdWithOneClient();
     leave();
     EXPECT_EQ(handBack(), std::nullopt); // the request was still queued
@@ -175,7 +175,7 @@ TEST_F(ClientLifetime, KeepsAHoldWithoutAClientUntilTheNextDeparture) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(ClientLifetime, HandsBackWhileYieldedOrAsleep) {
+TEST_F(ClientLifetime, HandsTheFansBackWhileYieldedOrAsleep) {
     arrive();
     EXPECT_EQ(hold(0.5, true), std::nullopt);
     clamshell.state = true;

@@ -124,7 +124,7 @@ TEST_F(HelperProcessTest, DoesNotListenIfItsSignatureIsUnreadable) {
     EXPECT_EQ(takeEffects().back(), "exit 0");
 }
 
-TEST_F(HelperProcessTest, HandsBackAndExitsOnAStopSignalIfUnsigned) {
+TEST_F(HelperProcessTest, HandsTheFansBackAndExitsOnAStopSignalIfUnsigned) {
     platform.signing.team.reset();
     start();
     controller.setNumber("F0Md", 1);
@@ -164,7 +164,7 @@ TEST_F(HelperProcessTest, ListensWithoutAController) {
     EXPECT_EQ(trace.back(), "[NOTICE] listener: Listening on app.kelo.helper");
 }
 
-TEST_F(HelperProcessTest, HandsBackAndExitsOnEveryStopSignal) {
+TEST_F(HelperProcessTest, HandsTheFansBackAndExitsOnEveryStopSignal) {
     for (const int signal : stopSignalNumbers) {
         const auto client = startAndHold();
         EXPECT_TRUE(platform.stopSignals.send(signal));
@@ -174,7 +174,7 @@ TEST_F(HelperProcessTest, HandsBackAndExitsOnEveryStopSignal) {
     }
 }
 
-TEST_F(HelperProcessTest, HandsBackAndExitsOnceWhenItsExecutableIsReplaced) {
+TEST_F(HelperProcessTest, HandsTheFansBackAndExitsOnceWhenItsExecutableIsReplaced) {
     const auto client = startAndHold();
     platform.files.place(FileIdentity{1, 101});
     platform.files.send();
@@ -201,7 +201,7 @@ TEST_F(HelperProcessTest, DetectsAReplacementWithoutAnEventOnTheNextConnection) 
                                      "helper."));
 }
 
-TEST_F(HelperProcessTest, StandingDownHandsBackAndExits) {
+TEST_F(HelperProcessTest, StandingDownHandsTheFansBackAndExits) {
     const auto client = startAndHold();
     ReplyProbe<requests::Nothing> probe("standDown");
     client->object->perform(requests::Call{requests::StandDown{}, probe.reply()});
@@ -239,7 +239,7 @@ TEST_F(HelperProcessTest, LogsSignalsThatCannotBeWatched) {
     EXPECT_TRUE(platform.listener->isResumed);
 }
 
-TEST_F(HelperProcessTest, HandsBackAndExitsEvenIfBothLogsThrow) {
+TEST_F(HelperProcessTest, HandsTheFansBackAndExitsEvenIfBothLogsThrow) {
     const std::pair<const char*, std::function<void(ScriptedConnection&)>> exits[] = {
         {"a signal", [this](auto&) { platform.stopSignals.send(SIGTERM); }},
         {"the executable replaced",

@@ -188,7 +188,7 @@ TEST_F(HelperServiceHoldTest, RetriesAFailedPowerRegistrationOnEachHold) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(HelperServiceHoldTest, RepliesWithTheErrorOfAFailedHoldAndHandsBack) {
+TEST_F(HelperServiceHoldTest, RepliesWithTheErrorOfAFailedHoldAndHandsTheFansBack) {
     makeService();
     const struct {
         const char* key;
@@ -213,7 +213,7 @@ TEST_F(HelperServiceHoldTest, RepliesWithTheErrorOfAFailedHoldAndHandsBack) {
     EXPECT_EQ(hold(0.5), "Changing fan speed needs administrator rights. Run this with sudo.");
 }
 
-TEST_F(HelperServiceHoldTest, RefusesAHoldWhenTheSystemIsOutOfAResource) {
+TEST_F(HelperServiceHoldTest, RefusesAHoldWhenTheSystemHasRunOutOfAResource) {
     power.isThrowing = true;
     makeService();
     EXPECT_EQ(hold(0.5), "out of ports");

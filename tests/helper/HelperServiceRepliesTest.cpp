@@ -87,7 +87,7 @@ protected:
 
 private:
     void tick() { queue.runFor(2); }
-    /// Simulates another program that takes a fan, and runs the repair.
+    /// Lets another program take a fan, then runs the hold's repair.
     void loseFan() {
         controller.setNumber("F0Md", 0);
         tick();

@@ -179,7 +179,7 @@ TEST_F(HelperServiceTest, TheSnapshotReportsAddedAirAndTheClosedLid) {
     EXPECT_FALSE(snapshot().lidHasFan);
 }
 
-TEST_F(HelperServiceTest, HandingBackRepliesAfterTheFansAreHandedBack) {
+TEST_F(HelperServiceTest, HandBackRepliesAfterTheFansAreHandedBack) {
     makeService();
     hold(0.5);
     takeTrace();
@@ -195,7 +195,7 @@ TEST_F(HelperServiceTest, HandingBackRepliesAfterTheFansAreHandedBack) {
     EXPECT_EQ(queue.liveTimers(), 0);
 }
 
-TEST_F(HelperServiceTest, HandingBackWorksWithoutAHold) {
+TEST_F(HelperServiceTest, HandBackWorksWithoutAHold) {
     makeService();
     controller.setNumber("F1Md", 1);
     takeTrace();
@@ -240,7 +240,7 @@ TEST_F(HelperServiceTest, StandingDownExitsAtOnceAndOnlyOnceWithoutMemory) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(HelperServiceTest, ShuttingDownWithoutAHoldHandsBackEachTime) {
+TEST_F(HelperServiceTest, ShuttingDownWithoutAHoldHandsTheFansBackEachTime) {
     makeService();
     takeTrace();
     service->shutdownNow();

@@ -196,12 +196,12 @@ TEST_F(FanCommands, TruncatesTheKeyOfAnyFanIndexToFourCharacters) {
     }
 }
 
-TEST_F(FanCommands, HandingBackWritesAllModesAndThenTheUnlockSwitch) {
+TEST_F(FanCommands, HandBackWritesAllModesAndThenTheUnlockSwitch) {
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00", "write F1Md 00", "write Ftst 00"));
 }
 
-TEST_F(FanCommands, HandingBackTriesEveryFanEvenIfOthersRefuse) {
+TEST_F(FanCommands, HandBackTriesEveryFanEvenIfOthersRefuse) {
     controller.answer("F0Md", SMCCommand::writeBytes, 0x82);
     controller.setNumber("F1Md", 1);
     controller.setNumber("Ftst", 1);
@@ -211,21 +211,21 @@ TEST_F(FanCommands, HandingBackTriesEveryFanEvenIfOthersRefuse) {
     EXPECT_EQ(controller.number("Ftst"), 0);
 }
 
-TEST_F(FanCommands, HandingBackWithoutRightsSurvivesRefusedWrites) {
+TEST_F(FanCommands, HandBackWithoutRightsSurvivesRefusedWrites) {
     rights.root = false;
     exchange.isRoot = false;
     fans.restoreAuto();
     EXPECT_THAT(writes(), ElementsAre("write F0Md 00 -> failed", "write F1Md 00 -> failed", "write Ftst 00 -> failed"));
 }
 
-TEST_F(FanCommands, HandingBackSurvivesADisconnectedController) {
+TEST_F(FanCommands, HandBackSurvivesADisconnectedController) {
     for (int i = 1; i <= 6; ++i)
         controller.failExchange(i);
     fans.restoreAuto();
     EXPECT_THAT(writes(), IsEmpty());
 }
 
-TEST_F(FanCommands, HandingBackReleasesEngagedFans) {
+TEST_F(FanCommands, HandBackReleasesEngagedFans) {
     Profile::named("locked")->defineKeys(controller);
     fans.engageManual(0);
     fans.engageManual(1);

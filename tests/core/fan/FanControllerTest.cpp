@@ -121,7 +121,7 @@ TEST_F(FanReadings, OmitsAFanWithoutSpeedOrRange) {
     }
 }
 
-TEST_F(FanReadings, StopsReadingAnOmittedFan) {
+TEST_F(FanReadings, ReadsNoMoreKeysOfAFanAfterAFailedRead) {
     controller.answer("F0Mn", std::nullopt, 0x84);
     controller.remove("F1Ac");
     controller.clearLog();
@@ -141,7 +141,7 @@ TEST_F(FanReadings, OmitsAFanWithAnEmptyInvertedOrNaNRange) {
     }
 }
 
-TEST_F(FanReadings, ReportsTheSpeedForAnUnreadableTarget) {
+TEST_F(FanReadings, ReportsTheSpeedInPlaceOfAnUnreadableTarget) {
     controller.setNumber("F0Ac", 3456);
     controller.remove("F0Tg");
     EXPECT_EQ(fans.fans().at(0).targetRPM, 3456);
@@ -188,7 +188,7 @@ TEST_F(FanReadings, DoesNotReadTheSecondChipSensorIfTheFirstIsReadable) {
     EXPECT_THAT(reads(), ElementsAre("read Tp09"));
 }
 
-TEST_F(FanReadings, DoesNotCheckChipTemperatures) {
+TEST_F(FanReadings, AcceptsAnyChipTemperature) {
     controller.setNumber("Tp09", -400);
     EXPECT_EQ(fans.chipTemperature(), -400);
     controller.setNumber("Tp09", std::numeric_limits<double>::infinity());

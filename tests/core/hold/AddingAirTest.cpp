@@ -17,7 +17,7 @@ protected:
     /// Ticks often enough to replace the whole history with fresh readings.
     void settle() { queue.runFor(2.0 * ThermalFloor::smoothingWindow * 4); }
 
-    /// Returns one tick's chip readings, one for each evaluation, and the events announced after them.
+    /// Runs a tick. Returns its events and its chip readings, one for each evaluation, in order.
     Trace evaluationsOfTick() {
         takeTrace();
         tick();
@@ -70,7 +70,7 @@ TEST_F(AddingAir, LowersTheHeldFractionByOneStepPerEvaluation) {
     setChip(96);
     startHold(0.3);
     setChip(-1000); // the mean is now far below the curve
-    // A tick detects the drift with one step and lowers the fans by a second one: 0.46, 0.42, 0.38, 0.34.
+    // Each tick takes one step to detect the drift and another to lower the fans: 0.46, 0.42, 0.38, 0.34.
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3408.0", "F1Md=1", "F1Tg=3178.0"}));
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3216.0", "F1Md=1", "F1Tg=3006.0"}));
     EXPECT_EQ(effectsOfTick(), Trace({"F0Md=1", "F0Tg=3024.0", "F1Md=1", "F1Tg=2834.0"}));
@@ -148,7 +148,7 @@ TEST_F(AddingAir, WritesOnlyEveryOtherStepIfTheRangeIs1000RPM) {
     EXPECT_EQ(effectsOfTick(), takeSmallFans(writtenStep));
 }
 
-TEST_F(AddingAir, RaisesTheFansAtOnce) {
+TEST_F(AddingAir, RaisesTheFanSpeedAtOnce) {
     startHold(0.3);
     setChip(45 + (96 - 45) * 2); // the mean of 45 and this is 96
     EXPECT_EQ(effectsOfTick(),

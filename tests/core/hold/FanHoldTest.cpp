@@ -94,7 +94,7 @@ TEST_F(FanHoldTest, StopHandsTheFansBackAndEndsTheTimer) {
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(FanHoldTest, StoppingTwiceReleasesOnce) {
+TEST_F(FanHoldTest, StoppingTwiceReleasesTheFansOnce) {
     startHold(0.5);
     hold->stop();
     takeTrace();
@@ -286,7 +286,7 @@ TEST_F(FanHoldTest, ABlockedTickDoesNotShiftTheSchedule) {
     EXPECT_EQ(takeEvents(), Trace({"reasserted"}));
 }
 
-TEST_F(FanHoldTest, ADroppedHoldNeitherCallsBackNorHandsBack) {
+TEST_F(FanHoldTest, ADroppedHoldNeitherCallsBackNorHandsTheFansBack) {
     startHold(0.5);
     hold.reset();
     queue.runFor(60);

@@ -58,7 +58,7 @@ TEST_F(LidAndSleep, RetriesAFailedResumptionSilently) {
 }
 
 TEST_F(LidAndSleep, StoppingUndoesAFailedResumptionAfterTheLidCloses) {
-    // The hold is not engaged, so only its end hands the first fan back.
+    // The hold is not engaged, so it does not hand the first fan back before it is stopped.
     clamshell.state = true;
     startHold(0.5, true);
     clamshell.state = false;
@@ -72,7 +72,7 @@ TEST_F(LidAndSleep, StoppingUndoesAFailedResumptionAfterTheLidCloses) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(LidAndSleep, StoppingWhileYieldedHandsBack) {
+TEST_F(LidAndSleep, StoppingWhileYieldedHandsTheFansBack) {
     startHold(0.5, true);
     clamshell.state = true;
     tick();
@@ -82,7 +82,7 @@ TEST_F(LidAndSleep, StoppingWhileYieldedHandsBack) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(LidAndSleep, HandsBackBeforeAcknowledgingSleep) {
+TEST_F(LidAndSleep, HandsTheFansBackBeforeAcknowledgingSleep) {
     startHold(0.5);
     power.send(willSleep, 7);
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
@@ -90,7 +90,7 @@ TEST_F(LidAndSleep, HandsBackBeforeAcknowledgingSleep) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(LidAndSleep, AllowsSleepWithoutHandingBack) {
+TEST_F(LidAndSleep, AllowsSleepWithoutHandingTheFansBack) {
     startHold(0.5);
     power.send(canSleep, 6);
     EXPECT_EQ(takeTrace(), Trace({"allow 6"}));
@@ -146,7 +146,7 @@ TEST_F(LidAndSleep, AWakeWithoutSleepLeavesTheFansAlone) {
     EXPECT_EQ(takeTrace(), Trace({"woke", "lid?"}));
 }
 
-TEST_F(LidAndSleep, HandsBackTwiceIfSleepIsAnnouncedTwice) {
+TEST_F(LidAndSleep, HandsTheFansBackTwiceIfSleepIsAnnouncedTwice) {
     startHold(0.5);
     power.send(willSleep, 7);
     power.send(willSleep, 8);
@@ -161,7 +161,7 @@ TEST_F(LidAndSleep, HandlesSleepAfterAStartThatYielded) {
     EXPECT_EQ(takeTrace(), restoreFans() + Trace({"sleeping", "allow 7"}));
 }
 
-TEST_F(LidAndSleep, StoppingWhileAsleepHandsBack) {
+TEST_F(LidAndSleep, StoppingWhileAsleepHandsTheFansBack) {
     startHold(0.5);
     power.send(willSleep, 7);
     takeTrace();

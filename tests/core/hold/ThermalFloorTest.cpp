@@ -17,7 +17,7 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 
 TEST(ThermalFloor, ReturnsNulloptWithoutReadings) { EXPECT_EQ(ThermalFloor::smoothed({}), std::nullopt); }
 
-TEST(ThermalFloor, AveragesFewReadings) {
+TEST(ThermalFloor, AveragesFewerThanEightReadings) {
     EXPECT_EQ(ThermalFloor::smoothed(std::vector{70.0}), 70);
     EXPECT_EQ(ThermalFloor::smoothed(std::vector{70.0, 71.0}), 70.5);
 }

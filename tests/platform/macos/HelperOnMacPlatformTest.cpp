@@ -155,7 +155,7 @@ TEST_F(HelperOnMacPlatform, RepliesFromTheMainThreadExceptForTheVersion) {
     EXPECT_THAT(doubles::replyOrigins(), ElementsAre("XPC queue", "main thread", "main thread", "main thread"));
 }
 
-TEST_F(HelperOnMacPlatform, HandsBackForSleepAndTakesTheFansAgainAfterwards) {
+TEST_F(HelperOnMacPlatform, HandsTheFansBackForSleepAndTakesThemAgainAfterwards) {
     start();
     std::unique_ptr<HelperConnection> client;
     serve([&] {
@@ -177,7 +177,7 @@ TEST_F(HelperOnMacPlatform, HandsBackForSleepAndTakesTheFansAgainAfterwards) {
     mainLoop().runFor(9); // past the grace period
 }
 
-TEST_F(HelperOnMacPlatform, HandsBackForSleepAnnouncedWhileAHoldStarts) {
+TEST_F(HelperOnMacPlatform, HandsTheFansBackIfSleepIsAnnouncedWhileAHoldStarts) {
     start();
     std::unique_ptr<HelperConnection> client;
     serve([&] {

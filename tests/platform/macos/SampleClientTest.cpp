@@ -62,7 +62,7 @@ protected:
     std::string errors;
 };
 
-TEST_F(SampleClient, PrintsTheSnapshotThenHoldsAndHandsBack) {
+TEST_F(SampleClient, PrintsTheSnapshotHoldsTheFansAndHandsThemBack) {
     EXPECT_EQ(run({"TEAM", "0.5", "0"}), 0);
     EXPECT_EQ(output, "{}\n");
     EXPECT_THAT(helper->requests(), ElementsAre("helperVersion", "fetchSnapshot", "hold", "handBack"));

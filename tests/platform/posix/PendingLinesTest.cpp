@@ -67,7 +67,7 @@ TEST_F(PendingLinesTest, KeepsLinesUpToTheLastByteOfTheCapacity) {
     EXPECT_EQ(flushAndRead(), line(capacity - 1000) + line(1000));
 }
 
-TEST_F(PendingLinesTest, CountsDroppedLinesInTheirPlace) {
+TEST_F(PendingLinesTest, ReportsDroppedLinesWhereTheyAreMissing) {
     fill();
     lines.add(line(capacity - 1000));
     lines.add(line(1001));

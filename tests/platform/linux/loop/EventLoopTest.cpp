@@ -326,7 +326,7 @@ TEST_F(SignalsOfTheLoop, DeliversASignalThatWasPendingBeforeItsSourceExisted) {
     EXPECT_THAT(trace, ElementsAre(1));
 }
 
-TEST_F(SignalsOfTheLoop, ASourceNeedsNoDescriptor) {
+TEST_F(SignalsOfTheLoop, ASignalSourceNeedsNoDescriptor) {
     // Uses the objects once, because a sanitizer needs free descriptors when it first checks an object.
     static_cast<void>(signals.deliver(SIGUSR1, [] {}));
     std::unique_ptr<SignalSource> source;

@@ -97,7 +97,7 @@ TEST_F(CodeSignature, StoredFilesStillVerify) {
               "The signature has format version 1, but only version 2 is supported.");
 }
 
-TEST_F(CodeSignature, VerifiesFilesOfEverySizeAroundABlock) {
+TEST_F(CodeSignature, VerifiesFilesWithSizesAroundABlockBoundary) {
     for (const auto size : {0UL, 1UL, 723UL, 724UL, 725UL, 16383UL, 16384UL, 16385UL, 200'001UL}) {
         const auto file = signedFileWith(std::string(size, 'x'));
         EXPECT_EQ(verdictOn(file).identity, identity) << size << " bytes";

@@ -111,7 +111,7 @@ TEST_F(PeerCodeCheckTest, RefusesADifferentTeam) {
               "The peer is \"app.kelo.Kelo\" of team \"OTHERTEAM1\", which does not satisfy the requirement.");
 }
 
-TEST_F(PeerCodeCheckTest, RefusesADoubleQuoteInANameEvenIfRequired) {
+TEST_F(PeerCodeCheckTest, RefusesADoubleQuoteInANameEvenIfTheRequirementContainsIt) {
     const std::string doesNotParse = "The requirement does not parse, so no peer satisfies it.";
     for (const CodeIdentity& odd :
          {CodeIdentity{"app.kelo.\"Kelo", identity.team}, CodeIdentity{identity.identifier, "ABCDE\"12345"}}) {

@@ -45,7 +45,7 @@ protected:
         return file;
     }
 
-    /// An unsigned copy of the program that acts as the peer.
+    /// Makes an unsigned copy of the program that acts as the peer.
     Path unsignedProgram() {
         auto path = folder / ("program-" + std::to_string(++files_));
         std::filesystem::copy_file(KELO_SIGNED_PEER, path);

@@ -174,7 +174,7 @@ TEST_F(SocketAccess, DropsDescriptorsSentWithARequest) {
     EXPECT_EQ(countOpen(), before);
 }
 
-TEST_F(SocketAccess, AllUsersMayConnectAndNoOtherFileIsLeft) {
+TEST_F(SocketAccess, AllUsersMayConnectAndNoTemporaryFileIsLeft) {
     struct stat status = {};
     ASSERT_EQ(stat((temporary / "service.socket").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0666U);

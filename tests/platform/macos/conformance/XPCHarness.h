@@ -13,7 +13,7 @@
 
 namespace kelo {
 
-/// Both ends of XPC in one process, on the doubles: `connectToHelper` and the listener.
+/// Runs both ends of XPC in one process, with test doubles: `connectToHelper` and the listener.
 class XPCHarness {
 public:
     XPCHarness() { doubles::ownSignature().team = "TEAM"; }

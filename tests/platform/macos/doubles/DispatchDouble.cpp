@@ -49,14 +49,14 @@ void addEvent(Source& source) {
     });
 }
 
-/// Adds the events of the watched files since the last poll.
+/// Adds the events that have occurred on the watched files since the last poll.
 void pollFiles() {
     for (const auto& source : sources)
         if (source->isVnode && source->isRegistered && source->updatePath() != 0)
             addEvent(*source);
 }
 
-/// Runs some time after the activation. Earlier events are lost.
+/// Registers the source, some time after its activation. Earlier events are lost.
 void registerSource(Source& source) {
     if (source.isCancelled)
         return;

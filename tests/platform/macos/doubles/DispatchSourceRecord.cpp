@@ -11,7 +11,7 @@ namespace kelo::doubles {
 
 namespace {
 
-/// The current path of a descriptor's file; empty if it is unlinked.
+/// Returns the current path of a descriptor's file, or an empty string if the file is unlinked.
 std::string pathOf(int descriptor) {
     struct stat status = {};
     char path[4096] = {};

@@ -11,7 +11,7 @@ namespace kelo::doubles {
 /// One per process; fixtures reset it. Any thread.
 class Journal {
 public:
-    /// Adds a call, as "function argument argument".
+    /// Adds a call in the form "function argument argument".
     void add(std::string entry);
     std::vector<std::string> entries() const;
     /// The entries since the last call of `take` or `reset`.

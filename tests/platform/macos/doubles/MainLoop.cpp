@@ -46,7 +46,7 @@ bool MainLoop::runReady(Kind kind) {
     return !ready.empty();
 }
 
-/// Returns false if nothing is due until `end`.
+/// Advances the time to the next due item and runs one pass. Returns false if no item is due until `end`.
 bool MainLoop::runPass(double end) {
     for (const auto& poll : polls_)
         poll();

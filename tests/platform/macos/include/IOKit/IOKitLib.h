@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-// Source: V (xnu, iokit/IOKit/IOTypes.h). All are the same type.
+// Source: V (xnu, iokit/IOKit/IOTypes.h). These types are all the same.
 typedef mach_port_t io_object_t;
 typedef io_object_t io_connect_t;
 typedef io_object_t io_service_t;
