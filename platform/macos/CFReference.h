@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// Owns one reference to a CoreFoundation object returned by a function with Create or Copy in its name. Not for
-/// objects from a function with Get in its name, which are borrowed.
+/// Owns one reference to a CoreFoundation object returned by a function with Create or Copy in its name. Do not use it
+/// for an object from a function with Get in its name: such an object is borrowed.
 template <typename Ref>
 class CFReference {
 public:
@@ -26,7 +26,7 @@ public:
     Ref get() const { return ref_; }
     explicit operator bool() const { return ref_ != nullptr; }
 
-    /// For functions that return their object through a pointer. Use it once, on an empty reference.
+    /// The address for a function that returns its object through a pointer. Use it only once, on an empty reference.
     Ref* out() { return &ref_; }
 
 private:

@@ -3,7 +3,7 @@
 namespace kelo {
 
 std::optional<std::string> textFromCF(CFStringRef text) {
-    // The maximum size does not include the terminating NUL.
+    // Adds 1, since the maximum size does not include the terminating NUL.
     const CFIndex size = CFStringGetMaximumSizeForEncoding(CFStringGetLength(text), kCFStringEncodingUTF8) + 1;
     std::string buffer(static_cast<std::size_t>(size), '\0');
     if (!CFStringGetCString(text, buffer.data(), size, kCFStringEncodingUTF8))

@@ -9,10 +9,11 @@
 
 namespace kelo {
 
-/// `text` as UTF-8, up to its first NUL. Nullopt for a string that UTF-8 cannot represent. `text` is not null.
+/// Returns `text` as UTF-8 up to its first NUL, or nullopt for a string that UTF-8 cannot represent. `text` must not be
+/// null.
 std::optional<std::string> textFromCF(CFStringRef text);
 
-/// Empty when `text` is not UTF-8.
+/// Returns an empty reference if `text` is not UTF-8.
 CFReference<CFStringRef> textToCF(const std::string& text);
 
 } // namespace kelo

@@ -13,7 +13,7 @@ namespace kelo {
 
 namespace {
 
-/// `context` owns a separate heap-allocated task: each submission runs exactly once.
+/// Runs and deletes the heap-allocated task `context`. Each submission has a separate task and runs exactly once.
 void run(void* context) {
     const std::unique_ptr<MainQueue::Task> task(static_cast<MainQueue::Task*>(context));
     contain("a task of the main queue", *task);
@@ -21,7 +21,7 @@ void run(void* context) {
 
 } // namespace
 
-/// The posted tasks in order. Submits the next task only after the previous one has ended.
+/// Keeps the posted tasks in order. Submits each task to the system only after the previous task has ended.
 class DispatchMainQueue::Backlog : public std::enable_shared_from_this<Backlog> {
 public:
     void add(Tasks tasks) noexcept {
@@ -29,7 +29,7 @@ public:
         const bool wasEmpty = tasks_.empty();
         tasks_.splice(tasks_.end(), tasks);
         if (!wasEmpty || tasks_.empty())
-            return; // already submitted
+            return; // the first task is already submitted
         self_ = shared_from_this();
         submit();
     }
@@ -60,7 +60,7 @@ private:
         return std::exchange(tasks_.front(), nullptr); // stays in the list as a placeholder while it runs
     }
 
-    /// Returns the reference that kept this alive if no task is left.
+    /// Removes the task that has ended. If no task is left, returns the reference that has kept this object alive.
     std::shared_ptr<Backlog> removeFirst() {
         const std::lock_guard lock(mutex_);
         tasks_.pop_front();
@@ -69,7 +69,7 @@ private:
 
     std::mutex mutex_; ///< Guards the members below.
     Tasks tasks_;
-    /// Keeps this alive while a task is submitted, since it may run after the queue was destroyed.
+    /// Keeps this object alive while a task is submitted, since the task may run after the queue has been destroyed.
     std::shared_ptr<Backlog> self_;
 };
 
@@ -80,7 +80,7 @@ DispatchMainQueue::~DispatchMainQueue() = default;
 void DispatchMainQueue::postPrepared(Tasks tasks) noexcept { backlog_->add(std::move(tasks)); }
 
 void DispatchMainQueue::postAfter(double seconds, Task task) {
-    if (!(seconds > 0)) // it must not overtake queued tasks
+    if (!(seconds > 0)) // the task must not overtake queued tasks
         return post(std::move(task));
     auto submitted = std::make_unique<Task>(std::move(task));
     dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, nanoseconds(seconds)), dispatch_get_main_queue(),

@@ -9,9 +9,9 @@ namespace kelo {
 
 /// The main dispatch queue, drained by the main run loop, and that run loop's timers. Create it on the main thread.
 ///
-/// Submits only one task to the system at a time, so that other work on the system's main queue, such as signals, runs
-/// between two tasks instead of after all of them. A timer that becomes due runs after the queued tasks. Delays and
-/// timers pause while the machine sleeps. Exceptions from tasks are reported and not passed on.
+/// Submits only one task to the system at a time, so that other work on the system's main queue, such as signals, can
+/// run between two tasks and does not wait for all of them. A timer that becomes due runs after the queued tasks.
+/// Delays and timers pause while the machine sleeps. Reports exceptions from tasks and does not pass them on.
 class DispatchMainQueue : public MainQueue {
 public:
     DispatchMainQueue();

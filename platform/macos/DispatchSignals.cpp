@@ -31,13 +31,13 @@ private:
 
     bool isReady_ = false;
     std::function<void()> then_ = [] {};
-    const std::unique_ptr<DispatchSource> source_; // last: it may call back
+    const std::unique_ptr<DispatchSource> source_; // the last member: its handlers use the others
 };
 
 } // namespace
 
 std::unique_ptr<SignalSource> DispatchSignals::deliver(int signal, std::function<void()> onSignal) {
-    std::signal(signal, SIG_IGN); // a source does not change a signal's effect
+    std::signal(signal, SIG_IGN); // a source does not disable a signal's default action
     auto source = std::make_unique<DispatchSignalSource>(signal, std::move(onSignal));
     if (source->isMade())
         return source;

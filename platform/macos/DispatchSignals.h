@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Signals through dispatch sources. A signal that arrives before its source is ready is lost.
+/// Delivers signals through dispatch sources. A signal that arrives before its source is ready is lost.
 class DispatchSignals : public Signals {
 public:
     [[nodiscard]] std::unique_ptr<SignalSource> deliver(int signal, std::function<void()> onSignal) override;

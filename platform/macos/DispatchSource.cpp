@@ -50,7 +50,7 @@ void DispatchSource::cancel() {
     context->isCancelled = true;
     const auto source = context->source;
     dispatch_source_cancel(source);
-    dispatch_release(source); // the system keeps it until its cancellation has been handled
+    dispatch_release(source); // the system keeps the source until it has handled the cancellation
 }
 
 void DispatchSource::handleEvent(void* context) {

@@ -9,25 +9,27 @@ namespace kelo {
 /// One active dispatch source on the main queue. Destroying it cancels it. Main thread only.
 class DispatchSource {
 public:
-    /// All run on the main queue.
+    /// The main queue runs all handlers.
     struct Handlers {
         std::function<void()> onEvent; ///< Not called after cancellation.
-        /// Called once after cancellation, when the system has stopped using the handle: only now may it be closed.
+        /// Called once after cancellation, when the system has stopped using the handle. Do not close the handle
+        /// earlier.
         std::function<void()> onCancelled;
-        /// Called once, unless the source was cancelled first. Earlier events may have been lost.
+        /// Called once when the source is ready, unless it has been cancelled before. Earlier events may have been
+        /// lost.
         std::function<void()> onRegistered = [] {};
     };
 
     /// Returns nullptr if the system cannot create the source; the handlers are then never called.
     static std::unique_ptr<DispatchSource> forSignal(int signal, Handlers handlers);
-    /// Reports that the file behind `descriptor` was deleted, renamed or revoked.
+    /// Creates a source whose events report that the file behind `descriptor` was deleted, renamed or revoked.
     static std::unique_ptr<DispatchSource> forFile(int descriptor, Handlers handlers);
 
     DispatchSource(const DispatchSource&) = delete;
     DispatchSource& operator=(const DispatchSource&) = delete;
     ~DispatchSource();
 
-    /// May be called from the event handler and more than once.
+    /// Cancels the source. May be called from the event handler, and more than once.
     void cancel();
 
 private:
@@ -39,7 +41,7 @@ private:
     static void handleCancellation(void* context);
     static void handleRegistration(void* context);
 
-    Context* context_; ///< Belongs to the source until its cancellation has been handled; null once cancelled.
+    Context* context_; ///< Owned by the source until it has handled its cancellation; null after `cancel`.
 };
 
 } // namespace kelo

@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Converts to nanoseconds in the range that the system's functions accept: NaN and negative values become 0, values
-/// above 292 years become 292 years.
+/// Converts seconds to nanoseconds in the range that the system's functions accept: NaN and negative values become 0,
+/// and values above 292 years become 292 years.
 constexpr std::int64_t nanoseconds(double seconds) {
     constexpr double longest = 9.2e9;
     if (!(seconds > 0))

@@ -13,8 +13,9 @@ using ErrorBlock = void (^)(NSString* _Nullable);
 using VersionBlock = void (^)(NSInteger);
 using EmptyBlock = void (^)(void);
 
-/// Forwards the request; `send` passes the answer to the block. Copies the block because the reply may come later.
-/// Exceptions from the copy do not reach XPC; when the block is dropped, XPC answers the request with an error.
+/// Forwards the request; `send` passes the answer to the block. Copies the block because the reply may come after this
+/// function has returned. Exceptions from the copy do not reach XPC: the block is then dropped, and XPC answers the
+/// request with an error.
 template <typename Request, typename Block, typename Send>
 void perform(KeloHelperProtocol& helper, Request request, Block block, Send send) {
     contain(Request::selector, [&] {

@@ -29,7 +29,7 @@ std::optional<std::string> textFromNSString(NSString* _Nullable text) {
     if (text == nil)
         return std::nullopt;
     const char* const utf8 = text.UTF8String;
-    return utf8 != nullptr ? utf8 : ""; // UTF-8 cannot represent half a surrogate pair
+    return utf8 != nullptr ? utf8 : ""; // null for half a surrogate pair, which UTF-8 cannot represent
 }
 
 std::optional<Data> dataFromNSData(NSData* _Nullable data) {

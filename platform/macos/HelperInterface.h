@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Used by both ends of a connection.
+/// The interface that both ends of a connection use.
 NSXPCInterface* helperInterface();
 
 } // namespace kelo

@@ -18,7 +18,7 @@ ClamshellProperty numberProperty(CFTypeRef number) {
     return value;
 }
 
-/// `property` is not null.
+/// `property` must not be null.
 ClamshellProperty convert(CFTypeRef property) {
     const CFTypeID type = CFGetTypeID(property);
     if (type == CFBooleanGetTypeID())

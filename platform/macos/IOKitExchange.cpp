@@ -9,7 +9,7 @@ namespace kelo {
 
 namespace {
 
-// Both belong to the driver's private interface.
+// Both constants belong to the driver's private interface.
 constexpr std::uint32_t userClientType = 0;
 constexpr std::uint32_t exchangeSelector = 2;
 
@@ -25,13 +25,13 @@ std::uint32_t IOKitExchange::open() {
 }
 
 bool IOKitExchange::exchange(std::uint32_t connection, const SMCKeyData& request, SMCKeyData& reply) noexcept {
-    std::size_t replySize = sizeof reply; // in and out: rewritten by every call
+    std::size_t replySize = sizeof reply; // an in-out argument that every call overwrites
     return IOConnectCallStructMethod(connection, exchangeSelector, &request, sizeof request, &reply, &replySize) ==
            KERN_SUCCESS;
 }
 
 void IOKitExchange::close(std::uint32_t connection) noexcept {
-    IOServiceClose(connection); // a failure leaves nothing to do: the connection is not used again
+    IOServiceClose(connection); // a failure has no effect: the connection is not used again
 }
 
 } // namespace kelo

@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// The exchange over the user client of the AppleSMC kernel service.
+/// Exchanges records with the user client of the AppleSMC kernel service.
 class IOKitExchange : public SMCExchange {
 public:
     [[nodiscard]] std::uint32_t open() override;

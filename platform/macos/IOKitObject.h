@@ -4,7 +4,7 @@
 
 namespace kelo {
 
-/// Owns one IOKit object and releases it. Not for connections: IOServiceClose releases their port itself.
+/// Owns one IOKit object and releases it. Do not use it for a connection, whose port IOServiceClose releases.
 class IOKitObject {
 public:
     explicit IOKitObject(io_object_t object) : object_(object) {}
@@ -15,9 +15,9 @@ public:
             IOObjectRelease(object_); // fails only for an invalid object
     }
 
-    /// The first service of the class `className`; empty if there is none.
+    /// Finds the first service of the class `className`. Returns an empty object if there is no such service.
     static IOKitObject matchingService(const char* className) {
-        // The lookup consumes the dictionary even if it finds nothing.
+        // Does not release the dictionary, since the lookup consumes it even if it finds nothing.
         return IOKitObject(IOServiceGetMatchingService(kIOMainPortDefault, IOServiceMatching(className)));
     }
 

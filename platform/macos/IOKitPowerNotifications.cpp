@@ -47,15 +47,15 @@ public:
             reportFault("registering for system power", "the notification port has no run-loop source");
     }
 
-    /// The order matters: removing the source ends delivery, and removing the notifier ends sending. Only then may the
-    /// connection and the port be released.
+    /// The order matters. Removing the source ends the delivery of messages, and removing the notifier ends their
+    /// sending. Only then may the connection and the port be released.
     ~IOKitPowerRegistration() override {
         if (!isOpen())
             return;
         if (source_ != nullptr)
             CFRunLoopRemoveSource(CFRunLoopGetCurrent(), source_, kCFRunLoopDefaultMode);
         IODeregisterForSystemPower(&notifier_); // always succeeds
-        IOServiceClose(rootPort_);              // a failure leaves nothing to do
+        IOServiceClose(rootPort_);              // a failure has no effect
         IONotificationPortDestroy(port_);
     }
 
@@ -65,7 +65,7 @@ public:
         IOAllowPowerChange(rootPort_, notificationID); // on failure the system sleeps after 30 seconds
     }
 
-    /// The handler may end the registration, so no member is used after the call.
+    /// The handler may destroy this registration, so this function uses no member after the call.
     void deliver(PowerMessage message, std::intptr_t notificationID) const {
         contain("a power message",
                 [handler = onMessage_, message, notificationID] { (*handler)(message, notificationID); });
@@ -74,15 +74,15 @@ public:
 private:
     bool isOpen() const { return rootPort_ != MACH_PORT_NULL && port_ != nullptr; }
 
-    const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared: copying it allocates nothing.
-    // Declared before the connection, whose initialisation sets both.
+    const std::shared_ptr<const PowerHandler> onMessage_; ///< Shared, so that a copy does not allocate.
+    // Declared before the connection, since the initialisation of the connection sets these two members.
     IONotificationPortRef port_ = nullptr;
     io_object_t notifier_ = IO_OBJECT_NULL;
     const io_connect_t rootPort_;
     CFRunLoopSourceRef source_ = nullptr; ///< Owned by the port.
 };
 
-/// IOKit's callback. The argument is itself the notification's identifier.
+/// Called by IOKit. The argument itself is the identifier of the notification, not a pointer to it.
 void powerCallback(void* refcon, io_service_t, std::uint32_t messageType, void* messageArgument) {
     if (refcon == nullptr)
         return;

@@ -4,11 +4,11 @@
 
 namespace kelo {
 
-/// The messages of IOKit's root power domain, delivered by the run loop of the thread that registers, in its default
+/// Delivers the messages of IOKit's root power domain through the run loop of the registering thread, in the default
 /// mode.
 ///
-/// A notification port without a run-loop source counts as a failed registration: otherwise each sleep would be delayed
-/// for 30 seconds, waiting for answers that cannot come.
+/// If the notification port has no run-loop source, the registration fails: otherwise the system would wait 30 seconds
+/// before each sleep for an answer that cannot come.
 class IOKitPowerNotifications : public PowerNotifications {
 public:
     [[nodiscard]] std::unique_ptr<PowerRegistration> registerForSystemPower(PowerHandler onMessage) override;

@@ -4,10 +4,11 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-/// The five requests between client and helper: kelo::KeloHelperProtocol in Objective-C.
+/// The five requests of a client to the helper: the Objective-C version of kelo::KeloHelperProtocol.
 ///
 /// XPC compares the types of both sides as text and drops a call that differs, so any change here requires a new
-/// KeloHelper::interfaceVersion. The run-time name is that of the protocol in the module KeloProtocol.
+/// KeloHelper::interfaceVersion. The run-time name is the mangled name of a protocol KeloHelperProtocol in a module
+/// KeloProtocol.
 __attribute__((objc_runtime_name("_TtP12KeloProtocol18KeloHelperProtocol_")))
 @protocol KeloHelperProtocol
 

@@ -26,13 +26,13 @@ Platform MacPlatform::assemble() {
         .logOutput = logOutput_,
         .makeSystemLog = makeUnifiedLog,
         .makeListener = makeXPCListener,
-        .runMainLoop = CFRunLoopRun, // also drains the main dispatch queue; never runs out of work to wait for
+        .runMainLoop = CFRunLoopRun, // also drains the main dispatch queue; always has a source to wait for
         .exit = [](int status) { std::exit(status); },
     };
 }
 
 std::shared_ptr<const Platform> makePlatform() {
-    StandardStreams::prepare(); // first: a descriptor opened later must not replace a closed standard error
+    StandardStreams::prepare(); // first, so that no file opened later replaces a closed standard error
     const auto owner = std::make_shared<MacPlatform>();
     return {owner, &owner->platform()};
 }

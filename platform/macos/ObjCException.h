@@ -6,8 +6,8 @@
 
 namespace kelo {
 
-/// Runs `work` and returns the reason of the Objective-C exception that it raised, or nullopt. `work` must not throw
-/// C++ exceptions.
+/// Runs `work`. If it raises an Objective-C exception, returns the reason of the exception, otherwise nullopt. `work`
+/// must not throw C++ exceptions.
 std::optional<std::string> raisedBy(const std::function<void()>& work);
 
 } // namespace kelo

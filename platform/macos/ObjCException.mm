@@ -8,7 +8,7 @@ namespace kelo {
 
 std::optional<std::string> raisedBy(const std::function<void()>& work) {
     std::optional<std::string> reason;
-    @autoreleasepool { // the main thread has no other
+    @autoreleasepool { // the main thread has no other pool
         @try {
             work();
         } @catch (NSException* exception) {

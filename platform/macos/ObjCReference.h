@@ -18,7 +18,7 @@ template <typename Object> class ObjCReference {
     }
     ~ObjCReference() { [object_ release]; }
 
-    /// Takes ownership of an object from `alloc` and `init`; nil makes an empty reference.
+    /// Takes ownership of an object created by `alloc` and `init`. Returns an empty reference for nil.
     static ObjCReference adopt(Object created) {
         ObjCReference reference;
         reference.object_ = created;

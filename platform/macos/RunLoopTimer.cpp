@@ -17,13 +17,13 @@ struct RunLoopTimer::Handler : std::enable_shared_from_this<Handler> {
 
 namespace {
 
-// A repeating timer of interval 0 would fire only once, and a NaN interval would end the process.
+// A repeating timer with an interval of 0 would fire only once, and a NaN interval would end the process.
 constexpr double shortestInterval = 1e-4;
 
 double usableInterval(double interval) { return interval > shortestInterval ? interval : shortestInterval; }
 
 CFReference<CFRunLoopTimerRef> makeTimer(double interval, bool repeats, CFRunLoopTimerCallBack callback, void* info) {
-    CFRunLoopTimerContext context{}; // copied by the timer
+    CFRunLoopTimerContext context{}; // the timer copies it
     context.info = info;
     return CFReference<CFRunLoopTimerRef>(CFRunLoopTimerCreate(
         kCFAllocatorDefault, CFAbsoluteTimeGetCurrent() + interval, repeats ? interval : 0, 0, 0, callback, &context));
@@ -47,7 +47,7 @@ void RunLoopTimer::invalidate() {
 void RunLoopTimer::fire(CFRunLoopTimerRef, void* info) {
     const auto handler = static_cast<Handler*>(info)->shared_from_this();
     if (std::exchange(handler->isWaiting, true))
-        return; // one call for all missed times
+        return; // makes only one call for all missed times
     const auto call = [handler] {
         handler->isWaiting = false;
         if (handler->isValid)
@@ -55,7 +55,7 @@ void RunLoopTimer::fire(CFRunLoopTimerRef, void* info) {
     };
     try {
         handler->run(call);
-    } catch (const std::exception& error) { // no memory to queue it: too early is better than never
+    } catch (const std::exception& error) { // no memory to queue the call: calling too early is better than never
         reportFault("a timer", error.what());
         call();
     }

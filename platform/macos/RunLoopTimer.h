@@ -10,11 +10,11 @@
 
 namespace kelo {
 
-/// A timer of the main run loop, in its default mode. Intervals that are not positive become 0.1 milliseconds. Main
-/// thread only.
+/// A timer of the main run loop, in the default mode. NaN and intervals below 0.1 milliseconds become 0.1 milliseconds.
+/// Main thread only.
 ///
-/// When a timer becomes due and tasks are posted while the main thread is busy, the run loop does not guarantee their
-/// order. The handler is therefore called through `run`, which knows the queued tasks.
+/// If a timer becomes due and tasks are posted while the main thread is busy, the run loop does not guarantee in which
+/// order they run. The timer therefore passes the call of its handler to `run`, which runs the queued tasks first.
 class RunLoopTimer : public Timer {
 public:
     using Run = std::function<void(MainQueue::Task)>;
@@ -28,7 +28,7 @@ private:
     struct Handler;
     static void fire(CFRunLoopTimerRef timer, void* info);
 
-    // The run loop does not own it. `fire` keeps it alive while the handler destroys the timer.
+    // The run loop does not own the handler. `fire` keeps the handler alive, since the handler may destroy the timer.
     const std::shared_ptr<Handler> handler_;
     const CFReference<CFRunLoopTimerRef> timer_;
 };

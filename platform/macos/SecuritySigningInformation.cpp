@@ -25,7 +25,7 @@ CFReference<CFDictionaryRef> ownSigningInformation() {
     if (!code)
         return {};
     CFReference<CFDictionaryRef> information;
-    // Without this flag the team is missing.
+    // Without this flag, the information does not include the team.
     if (SecCodeCopySigningInformation(code.get(), kSecCSSigningInformation, information.out()) != errSecSuccess)
         return {};
     return information;
@@ -37,7 +37,7 @@ std::optional<std::string> SecuritySigningInformation::teamIdentifier() {
     const auto information = ownSigningInformation();
     if (!information || CFGetTypeID(information.get()) != CFDictionaryGetTypeID())
         return std::nullopt;
-    const void* const team = CFDictionaryGetValue(information.get(), kSecCodeInfoTeamIdentifier); // borrowed
+    const void* const team = CFDictionaryGetValue(information.get(), kSecCodeInfoTeamIdentifier); // not owned
     if (team == nullptr || CFGetTypeID(team) != CFStringGetTypeID())
         return std::nullopt;
     return textFromCF(static_cast<CFStringRef>(team));

@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// The running process's signature as the Security framework reports it. Does not validate the signature: the kernel
-/// does that for running code.
+/// Reads the signature of the running process from the Security framework. Does not validate the signature, since the
+/// kernel validates running code.
 class SecuritySigningInformation : public SigningInformation {
 public:
     std::optional<std::string> teamIdentifier() override;

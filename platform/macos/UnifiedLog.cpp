@@ -21,7 +21,7 @@ public:
     }
 
 private:
-    // The strings must outlive the log object.
+    // These are members because the strings must outlive the log object.
     const std::string subsystem_;
     const std::string category_;
     const os_log_t log_; // never released: log objects last as long as the process

@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Watches files with vnode sources and identifies them with stat. A source reports only its own file, not the renaming
-/// or removal of a parent folder.
+/// Watches files with vnode sources and identifies them with stat. A source reports only changes of the file itself,
+/// not the renaming or removal of a parent folder.
 class VnodeFileEvents : public FileEvents {
 public:
     std::optional<std::string> ownExecutable() override;

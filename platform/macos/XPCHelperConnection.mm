@@ -13,13 +13,14 @@ namespace kelo {
 
 namespace {
 
-/// The outcome of one request: the system calls either the reply or the error handler. Both blocks share it, so that it
-/// is still valid for a late call.
+/// The outcome of one request: the system calls either the reply block or the error handler. Both blocks share the
+/// outcome, so that it is still valid if a call comes late.
 template <typename Value> struct Outcome {
     std::optional<Value> value;
     std::string error = "the helper gave no reply";
 
-    /// Called from a block that the system runs: does not let exceptions of `make` escape.
+    /// Sets the value to the result of `make`. Catches the exceptions of `make`, since the system runs the block that
+    /// calls this function.
     template <typename Make> void set(const Make& make) {
         contain("a reply", [&] { value.emplace(make()); });
     }
@@ -33,7 +34,8 @@ template <typename Value> struct Outcome {
 
 template <typename Request> using OutcomeOf = std::shared_ptr<Outcome<typename Request::Answer>>;
 
-// The system calls the reply or the error handler on this thread before these functions return.
+// The functions below send a request. Before they return, the system calls the reply block or the error handler on this
+// thread.
 
 void send(const requests::FetchSnapshot&, id<KeloHelperProtocol> helper, OutcomeOf<requests::FetchSnapshot> outcome) {
     [helper fetchSnapshotWithReply:^(NSData* _Nullable data) {
@@ -72,12 +74,12 @@ class XPCHelperConnection : public HelperConnection {
     XPCHelperConnection(const std::string& machServiceName, const std::string& requirement)
         : connection_(adopt([[NSXPCConnection alloc] initWithMachServiceName:makeNSString(machServiceName).get()
                                                                      options:NSXPCConnectionPrivileged])) {
-        @autoreleasepool { // a command-line program's main thread has no other
+        @autoreleasepool { // the main thread of a command-line program has no other pool
             connection_.get().remoteObjectInterface = helperInterface();
         }
         const auto text = makeNSString(requirement);
         const auto reason = raisedBy([&] { [connection_.get() setCodeSigningRequirement:text.get()]; });
-        [connection_.get() resume]; // even if refused: only a resumed connection may be invalidated and released
+        [connection_.get() resume]; // even after a refusal: only a resumed connection may be invalidated and released
         if (!reason)
             return;
         [connection_.get() invalidate];
@@ -93,7 +95,7 @@ class XPCHelperConnection : public HelperConnection {
   private:
     template <typename Request> typename Request::Answer answerTo(const Request& request) {
         const auto outcome = std::make_shared<Outcome<typename Request::Answer>>();
-        @autoreleasepool { // as above
+        @autoreleasepool { // the calling thread may have no other pool
             send(request, [connection_.get() synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
                    contain("an error",
                            [&] { outcome->error = textFromNSString(error.localizedDescription).value_or(""); });

@@ -6,7 +6,8 @@
 
 namespace kelo {
 
-/// A connection that the XPC listener presents. The system owns it. Valid only during the call that presents it.
+/// A connection that the XPC listener passes to its delegate. The system owns the connection. Valid only during the
+/// delegate's call.
 class XPCIncomingConnection : public IncomingConnection {
 public:
     explicit XPCIncomingConnection(NSXPCConnection* connection) : connection_(connection) {}

@@ -9,12 +9,13 @@ namespace kelo {
 
 void XPCIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> object) {
     connection_.exportedInterface = helperInterface();
-    // Retained by the connection.
+    // The connection retains the exported object.
     connection_.exportedObject = makeExportedHelper(std::make_shared<GuardedHelper>(std::move(object))).get();
 }
 
-// The connection owns the blocks, so the blocks must not own the connection. They share the handler, since copying a
-// function may throw and the system copies blocks in frames that no exception may cross.
+// The connection owns the blocks below, so they must not own the connection. They share the handler instead of
+// containing it: copying a function may throw, and the system copies blocks in stack frames that no exception may
+// cross.
 
 void XPCIncomingConnection::setInvalidationHandler(std::function<void()> handler) {
     const auto shared = std::make_shared<const std::function<void()>>(std::move(handler));

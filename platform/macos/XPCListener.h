@@ -7,9 +7,9 @@
 
 namespace kelo {
 
-/// The XPC listener of a Mach service that launchd has reserved for this job.
+/// Creates the XPC listener for a Mach service that launchd has reserved for this job.
 ///
-/// The system checks each peer against the requirement by its audit token. Without an accepted requirement, the
+/// The system checks each peer against the requirement by its audit token. If no requirement has been accepted, the
 /// listener is never resumed and refuses every connection.
 std::unique_ptr<Listener> makeXPCListener(const std::string& machServiceName);
 

@@ -42,7 +42,7 @@ class XPCListener : public Listener {
         : listener_(adopt([[NSXPCListener alloc] initWithMachServiceName:makeNSString(machServiceName).get()])),
           delegate_(adopt([[KeloListenerDelegate alloc] init])) {}
 
-    // Clear the delegate, since the listener does not retain it.
+    // Clears the delegate, since the listener does not retain it.
     ~XPCListener() override {
         listener_.get().delegate = nil;
         [listener_.get() invalidate];
@@ -55,7 +55,8 @@ class XPCListener : public Listener {
 
     void setConnectionCodeSigningRequirement(const std::string& requirement) override {
         delegate_.get()->hasRequirement_ = NO;
-        // Check the syntax first: an exception raised by the listener would pass through frames that cannot handle one.
+        // Check the syntax first: an exception raised by the listener would pass through stack frames that cannot
+        // handle exceptions.
         if (!isWellFormedRequirement(requirement)) {
             reportFault("the code-signing requirement", "it does not parse; every client is refused");
             return;

@@ -9,7 +9,7 @@ void containCall(const char* what, void (*call)(const void* work), const void* w
         call(work);
     } catch (const std::exception& error) {
         reportFault(what, error.what());
-    } catch (...) { // Objective-C exceptions, too
+    } catch (...) { // including Objective-C exceptions
         reportFault(what, "an unknown exception");
     }
 }

@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// Throws `std::system_error` with `errno`; `what` names the failed call.
+/// Throws a `std::system_error` for `errno`; `what` names the call that failed.
 [[noreturn]] inline void throwErrno(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
 
 } // namespace kelo

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* internalError = "The helper could not carry out the request because of an internal error.";
 
-/// The answer if the service does not reply.
+/// The answer that the client receives if the service does not reply.
 template <typename Answer>
 Answer fallback() {
     if constexpr (std::is_same_v<Answer, std::optional<std::string>>)
@@ -29,7 +29,7 @@ void GuardedHelper::perform(requests::AnyCall call) {
                 using Answer = typename Request::Answer;
                 try {
                     typed.reply = OneReply<Answer>::through(std::move(typed.reply), fallback<Answer>());
-                } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): stand-downs must work unguarded too
+                } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): a stand-down must also work unguarded
                 }
                 helper_->perform(std::move(typed));
             });

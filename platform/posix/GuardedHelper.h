@@ -9,8 +9,8 @@ namespace kelo {
 
 /// Wraps the helper's service for one connection.
 ///
-/// Sends exactly one reply to each request, even if the service throws, replies twice or drops the reply. A missing
-/// reply is replaced by nullopt, 0 or an error text. Throws nothing. Any thread.
+/// Sends exactly one reply to each request, even if the service throws, replies twice or drops the reply. Replaces a
+/// missing reply with nullopt, 0 or an error message. Never throws. Any thread.
 class GuardedHelper : public KeloHelperProtocol {
 public:
     explicit GuardedHelper(std::shared_ptr<KeloHelperProtocol> helper) : helper_(std::move(helper)) {}

@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// Two lower-case hexadecimal digits per byte.
+/// Converts bytes to text with two lower-case hexadecimal digits per byte.
 inline std::string hexOf(std::span<const std::uint8_t> bytes) {
     constexpr const char* digits = "0123456789abcdef";
     std::string text;

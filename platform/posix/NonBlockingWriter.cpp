@@ -16,7 +16,7 @@ namespace {
 
 FileDescriptor openedWithOwnFlags(const std::string& path) {
     FileDescriptor own(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    // Some systems duplicate the open file description instead and ignore the flag.
+    // Some systems do not open the file again: they duplicate the open file description and ignore O_NONBLOCK.
     return own.isValid() && (fcntl(own.get(), F_GETFL) & O_NONBLOCK) != 0 ? std::move(own) : FileDescriptor();
 }
 
@@ -61,7 +61,7 @@ ssize_t NonBlockingWriter::writeAfterPoll(std::string_view bytes) const {
         errno = EAGAIN;
         return -1;
     }
-    // poll reports a pipe as writable only if it has room for at least this many bytes.
+    // poll reports a pipe as writable only if the pipe has room for at least _POSIX_PIPE_BUF bytes.
     return ::write(shared_, bytes.data(), std::min<std::size_t>(bytes.size(), _POSIX_PIPE_BUF));
 }
 

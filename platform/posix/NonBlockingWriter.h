@@ -8,18 +8,20 @@
 
 namespace kelo {
 
-/// Writes to a descriptor without ever waiting for the reader, and without setting O_NONBLOCK on a file description
+/// Writes to a descriptor without waiting for the reader, and without setting O_NONBLOCK on an open file description
 /// that other processes share.
 ///
-/// Writes to a socket with MSG_DONTWAIT. Reopens a pipe or terminal with separate flags. A file never
-/// blocks. If a pipe or terminal cannot be reopened (no descriptor is left, or the system only duplicates it, as macOS
-/// does with pipes), polls it first and writes no more than fits into any writable pipe.
+/// Writes to a socket with MSG_DONTWAIT. Reopens a pipe or terminal with separate flags. Writes to a regular file
+/// directly, since it never blocks. If a pipe or terminal cannot be reopened (no descriptor is left, or the system only
+/// duplicates the descriptor, as macOS does for pipes), polls before each write and writes no more than fits into any
+/// writable pipe.
 class NonBlockingWriter {
 public:
     /// `descriptor` is borrowed.
     explicit NonBlockingWriter(int descriptor);
 
-    /// Like write(2) on a non-blocking descriptor: returns the number of bytes written, or -1 and sets `errno`.
+    /// Works like write(2) on a non-blocking descriptor. Returns the number of bytes written; on failure, sets `errno`
+    /// and returns -1.
     ssize_t write(std::string_view bytes) const;
 
 private:

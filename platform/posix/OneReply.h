@@ -9,21 +9,21 @@
 
 namespace kelo {
 
-/// Sends a client exactly one reply, even if the service replies twice or never. A transport would mistake a second
-/// reply for the reply to another request or close the connection, and without a reply the client would keep waiting.
-/// Any thread.
+/// Sends a client exactly one reply, even if the service replies twice or never. After a second reply, a transport
+/// would close the connection or treat it as the reply to another request. Without a reply, the client would wait
+/// forever. Any thread.
 template <typename Answer>
 class OneReply {
 public:
     using Send = std::function<void(Answer)>;
 
-    /// Wraps `send` in a copyable callable. Its first call sends; later calls are reported as faults and dropped. If
-    /// the last copy is destroyed without a call, sends `fallback`. If memory runs out, throws and leaves `send`
-    /// unchanged.
+    /// Wraps `send` in a copyable callable. The first call sends the reply; later calls are reported as faults and
+    /// dropped. If the last copy is destroyed before any call, sends `fallback`. If memory runs out, throws and leaves
+    /// `send` unchanged.
     static Send through(Send&& send, Answer fallback) {
         const std::shared_ptr<OneReply> reply(new OneReply(std::move(fallback)));
         Send guarded = [reply](Answer answer) { reply->sendOnce(std::move(answer)); };
-        reply->send_ = std::move(send); // last: nothing after it can throw
+        reply->send_ = std::move(send); // last, so that nothing can throw after it
         return guarded;
     }
 

@@ -6,24 +6,24 @@
 
 namespace kelo {
 
-/// Buffers lines for a descriptor that may have no reader. Drops lines that do not fit in the buffer, and puts a line
-/// with their number in their place:
+/// Buffers lines for a descriptor that may have no reader. Drops lines that do not fit in the buffer, and replaces them
+/// with one line that gives the number of dropped lines:
 ///
 ///     Lines left out here: 12
 ///
-/// One thread at a time.
+/// Used by one thread at a time.
 class PendingLines {
 public:
-    /// `descriptor` is borrowed. It may refer to another file at each flush.
+    /// `descriptor` is borrowed. It may refer to a different file at each flush.
     explicit PendingLines(int descriptor) : descriptor_(descriptor) {}
 
     void add(const std::string& line);
 
-    /// Writes each line in one write until the descriptor has no more room. Never waits. Drops a line that cannot be
-    /// written for any other reason, since there is nowhere to report the failure.
+    /// Writes the lines, each in a single write, until the descriptor has no more room. Never waits. If a write fails
+    /// for any other reason, drops the line, since the failure cannot be reported anywhere.
     void flush();
 
-    /// Also reports the lines dropped last, and waits briefly for a slow reader.
+    /// Writes the lines like `flush`, but also reports the lines dropped last, and waits briefly for a slow reader.
     void finish();
 
 private:

@@ -10,11 +10,11 @@ namespace kelo {
 
 namespace {
 
-// POSIX allows usleep to reject a million microseconds or more.
+// Less than a second, since POSIX allows usleep to reject a million microseconds or more.
 constexpr double maximumSleep = 0.5;
 
-// Both stop while the machine sleeps. The other monotonic clocks of macOS do not, including that of
-// std::chrono::steady_clock.
+// Both clocks stop while the machine sleeps. The other monotonic clocks of macOS do not, including the clock that
+// std::chrono::steady_clock uses.
 #ifdef __APPLE__
 constexpr clockid_t timeAwake = CLOCK_UPTIME_RAW;
 #else
@@ -30,7 +30,8 @@ double PosixClock::now() {
 }
 
 void PosixClock::sleep(double seconds) {
-    // Checks the clock instead of adding up sleeps: a signal may interrupt one, and each lasts slightly too long.
+    // Checks the clock instead of adding up the sleeps: a signal may interrupt a sleep, and each sleep lasts slightly
+    // too long.
     const double end = now() + seconds;
     for (double left = seconds; left > 0; left = end - now())
         usleep(static_cast<useconds_t>(std::ceil(std::min(left, maximumSleep) * 1e6)));

@@ -9,7 +9,7 @@ class PosixClock : public Clock {
 public:
     double now() override;
 
-    /// Returns at once if `seconds` is zero, negative or NaN. A signal does not cut it short.
+    /// Returns immediately if `seconds` is zero, negative or NaN. A signal does not end the sleep early.
     void sleep(double seconds) override;
 };
 

@@ -14,15 +14,15 @@ namespace kelo {
 namespace {
 
 struct StandardError {
-    std::mutex mutex; ///< Guards the lines, so that those of different threads do not mix.
+    std::mutex mutex; ///< Guards the lines, so that lines from different threads do not mix.
     PendingLines lines{STDERR_FILENO};
 };
 
-/// Never destroyed: threads may still log while the process ends.
+/// The object is never destroyed, since threads may still log while the process ends.
 StandardError& standardError() {
     static auto& one = *new StandardError;
     static const int registered = std::atexit(StandardStreams::finish);
-    static_cast<void>(registered); // fails only without memory; pending lines are lost then
+    static_cast<void>(registered); // fails only when memory has run out; pending lines are then lost
     return one;
 }
 
@@ -31,7 +31,7 @@ bool isClosed(int descriptor) { return fcntl(descriptor, F_GETFD) == -1 && errno
 } // namespace
 
 void StandardStreams::prepare() {
-    // In ascending order: open takes the lowest number that is free.
+    // Opens the descriptors in ascending order, since open uses the lowest free descriptor.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (isClosed(descriptor))
             open("/dev/null", O_RDWR); // a failure cannot be handled
