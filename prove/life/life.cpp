@@ -51,7 +51,7 @@ std::nullopt_t refuse(const std::string& path, const std::string& why) {
     return std::nullopt;
 }
 
-/// Reads a scenario. If it is invalid, prints the reason and returns nullopt: an invalid scenario would seem to pass.
+/// Reads a scenario. If it is invalid, prints the reason and returns nullopt: an invalid scenario could seem to pass.
 std::optional<Script> scriptIn(const std::string& path) {
     std::ifstream file(path);
     if (!file)

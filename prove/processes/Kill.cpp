@@ -33,8 +33,8 @@ constexpr double grace = 8;   // seconds for which a hold continues without clie
 constexpr double graceBound = grace + 2 + machineAllowance; // until the hand-back, since a tick may be in progress
 constexpr double hangAfter = 60;                            // seconds until a helper is treated as hung
 
-// Of 1,000 tries, 440 found a held fan, so a run of 20 tries finds none only once in 100,000 runs. The check of a
-// single way needs more tries.
+// Of 1,000 tries, 440 found a held fan, so 20 tries in a row without a held fan happen only once in 100,000 runs. The
+// check of a single way needs more tries.
 constexpr std::size_t enoughTries = 20;
 constexpr std::size_t enoughTriesOfWay = 40;
 

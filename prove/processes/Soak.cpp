@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int clientCount = 50;
 constexpr int samplesPerQuarter = 60;
 constexpr long descriptorsOfClient = 3; // its socket, its process, and the process's folder in /proc
-constexpr int fewestClients = 40;       // the required peak of a quarter; 46 on average
+constexpr int fewestClients = 40;       // clients at the peak of a quarter; on average there are 46
 constexpr long toleranceKiB = 256;      // a few pages of the allocator; a leaked connection is found by its descriptors
 constexpr double settling = 15;         // seconds; longer than the grace period and a tick
 
