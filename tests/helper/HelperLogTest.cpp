@@ -144,7 +144,7 @@ TEST(HelperLogOnStandardError, EightThreadsWriteWholeLinesWithoutLoss) {
         bool isEnabled(LogLevel) override { return true; }
         void write(LogLevel, const std::string&) override {}
     };
-    // All lines together fit into a pipe, so that writing never blocks.
+    // The lines of all threads fit into the pipe, so writing never blocks.
     constexpr int linesEach = 100;
     StandardOutput output;
     const HelperLog shared(std::make_shared<NoLog>(), "service", output);

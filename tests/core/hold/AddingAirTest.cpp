@@ -172,7 +172,7 @@ TEST_F(AddingAir, AveragesEightReadings) {
     for (int i = 0; i < 20; ++i)
         tick();
     takeTrace();
-    // The mean of seven readings of 80 and one of 180 is 92.5, half-way between 89 and 96. With one reading more or
+    // The mean of seven readings of 80 and one of 180 is 92.5, halfway between 89 and 96. With one reading more or
     // fewer it would be 91.1 or 94.3.
     setChip(180);
     tick();

@@ -28,7 +28,7 @@ protected:
         takeTrace();
     }
 
-    /// One period of the repair timer.
+    /// Lets one period of the repair timer pass.
     void tick() { queue.runFor(2.0); }
     Trace effectsOfTick() {
         takeTrace();

@@ -10,7 +10,7 @@ using ::testing::IsEmpty;
 
 class StateDuringAnEvent : public HoldFixture {
 protected:
-    /// Notes each event together with the hold's state during the event.
+    /// Makes a hold that adds each event to the trace, together with its own state during the event.
     void makeHoldThatNotesItsState(double fraction, bool handsBackOnLidClose = false) {
         hold = makeHold(fraction, handsBackOnLidClose);
         hold->onEvent = [this](const FanHold::Event& event) {

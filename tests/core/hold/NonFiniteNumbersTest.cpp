@@ -1,4 +1,4 @@
-// How a hold handles NaN and infinities, and fans that disappear and reappear.
+// Tests a hold with NaN, with infinities, and with fans that disappear and reappear.
 
 #include <gmock/gmock.h>
 

@@ -35,7 +35,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Not;
 
-/// The whole daemon on the macOS platform, with test doubles and a simulated controller.
+/// Runs the whole daemon on the macOS platform, with test doubles and a simulated controller.
 class HelperOnMacPlatform : public doubles::OnDoubles {
 protected:
     HelperOnMacPlatform() {

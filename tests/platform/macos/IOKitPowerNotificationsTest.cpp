@@ -144,7 +144,7 @@ protected:
         mainLoop().runFor(0);
     }
 
-    /// The journal's entries for the watch and its acknowledgements.
+    /// Returns the journal's entries about the watch and its acknowledgements.
     std::vector<std::string> watchEntries() {
         std::vector<std::string> all;
         for (const auto& entry : journal().take())

@@ -51,7 +51,7 @@ TEST_F(CodeSignature, ReturnsTheSignedIdentity) {
     }
 }
 
-/// Follows docs/signatures.md only, without the types that read and write trailers.
+/// Builds a signed file from docs/signatures.md alone, without the types that read and write trailers.
 TEST_F(CodeSignature, AFileInTheDocumentedLayoutVerifies) {
     std::array<std::uint8_t, 32> anchorKey{};
     std::array<std::uint8_t, 32> teamKey{};

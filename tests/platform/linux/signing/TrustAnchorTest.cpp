@@ -65,7 +65,7 @@ TEST_F(InstalledAnchorTest, RefusesAFileOrFolderThatOthersCanWriteTo) {
 }
 
 TEST_F(InstalledAnchorTest, RefusesAnAccessListThatLetsOthersWrite) {
-    // In the kernel's format: version 2; then type, rights and user of each entry.
+    // An access control list in the kernel's format: version 2, then the type, permissions and user of each entry.
     const auto all = static_cast<char>(0xFF);
     const std::array<char, 44> list = {2,  0, 0, 0,                         //
                                        1,  0, 6, 0, all,    all, all, all,  // the owner

@@ -32,10 +32,10 @@ constexpr const char* nameOf(CFKind kind) {
     return names[static_cast<std::size_t>(kind)];
 }
 
-/// An object without content.
+/// Creates an object without content.
 CFTypeRef makeCF(CFKind kind);
 CFTypeRef makeCFString(const std::string& text);
-/// A string that UTF-8 cannot represent.
+/// Creates a string that UTF-8 cannot represent.
 CFTypeRef makeCFStringWithoutUTF8();
 CFTypeRef makeCFBoolean(bool value);
 /// If `isExact` is false, a double cannot represent the number.
@@ -44,7 +44,7 @@ CFTypeRef makeCFNumber(double value, bool isExact = true);
 CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries);
 
 bool isCF(CFTypeRef cf, CFKind kind);
-/// The text of a CFString, constant or not.
+/// Returns the text of a CFString, which may be a constant string.
 std::string cfText(CFStringRef string);
 CFTypeRef retainCF(CFTypeRef cf);
 

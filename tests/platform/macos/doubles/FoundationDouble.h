@@ -35,7 +35,7 @@ template <typename Payload> Payload& payload(NSObject* object) {
 // The functions below return objects with one reference.
 
 NSString* makeString(const std::string& text);
-/// A string that UTF-8 cannot represent.
+/// Creates a string that UTF-8 cannot represent.
 NSString* makeStringWithoutUTF8();
 NSError* makeError(NSInteger code, const std::string& description);
 /// The exception has no reason if `reason` is null.

@@ -14,14 +14,14 @@ public:
     /// Adds a call in the form "function argument argument".
     void add(std::string entry);
     std::vector<std::string> entries() const;
-    /// The entries since the last call of `take` or `reset`.
+    /// Returns the entries added since the last call of `take` or `reset`.
     std::vector<std::string> take();
 
     /// Counts an object or reference of `kind` that must be released.
     void created(const std::string& kind);
     void destroyed(const std::string& kind);
     int live(const std::string& kind) const;
-    /// "kind: count" for every kind with held objects.
+    /// Returns "kind: count" for every kind of which an object is still held.
     std::vector<std::string> live() const;
 
     /// Reports an action that would end the process on the real platform or break one of its rules.

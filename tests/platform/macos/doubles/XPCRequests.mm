@@ -51,7 +51,7 @@ Strong present(const std::shared_ptr<ListenerState>& listener, const ConnectionR
     return server;
 }
 
-/// The privileged listener of the service that `client` names.
+/// Returns the privileged listener of the service that `client` names.
 std::shared_ptr<ListenerState> listenerOf(const ConnectionState& client) {
     const std::lock_guard lock(xpcWorld().mutex);
     const auto found = xpcWorld().listeners.find(client.name);
