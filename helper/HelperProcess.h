@@ -24,8 +24,8 @@ public:
     HelperProcess& operator=(const HelperProcess&) = delete;
     ~HelperProcess();
 
-    /// Creates all objects and starts listening. If a part is unavailable, the process continues in a reduced mode; if
-    /// memory runs out, it exits. Call it once, on the main thread, before the main loop runs.
+    /// Creates all objects and starts listening. If a part is unavailable, the process continues in a reduced mode. If
+    /// memory runs out, the process exits. Call it once, on the main thread, before the main loop runs.
     void start() noexcept;
 
 private:

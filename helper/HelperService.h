@@ -36,7 +36,7 @@ public:
     /// Opens the fan controller and registers for sleep and wake. If the controller cannot be opened, logs an error and
     /// refuses every request.
     explicit HelperService(ServiceDependencies dependencies);
-    /// Does not hand the fans back: call `shutdownNow()` before it.
+    /// Does not hand the fans back: call `shutdownNow()` before destroying the service.
     ~HelperService() override;
 
     void perform(requests::AnyCall call) override;

@@ -34,8 +34,8 @@ public:
 /// thread. Returns true if it has resumed the connection. If it returns false, the listener drops the connection.
 using ConnectionAdmission = std::function<bool(IncomingConnection& connection)>;
 
-/// The service's endpoint. Set it up on the main thread in this order: admission, requirement, `resume`. It exists as
-/// long as the process.
+/// The endpoint of the service. Call its functions on the main thread in this order: set the admission, set the
+/// requirement, resume. The listener exists as long as the process.
 class Listener {
 public:
     Listener() = default;

@@ -17,7 +17,8 @@ public:
     Departures(std::shared_ptr<HelperService> service, MainQueue& queue)
         : service_(std::move(service)), queue_(queue), prepared_{service_->departure(), service_->departure()} {}
 
-    /// Enables reports. Before that, the client has not been counted, so its departure must not be counted either.
+    /// Enables the reports. Call it after the client has been counted: the departure of an uncounted client must not be
+    /// reported.
     void begin() { hasBegun_ = true; }
 
     void report() {

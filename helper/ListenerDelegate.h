@@ -11,11 +11,11 @@ namespace kelo {
 class BinaryWatch;
 class HelperService;
 
-/// Accepts the connections of peers whose signature the listener has accepted, exports the service to each connection,
-/// and reports its arrival and departure. Once the helper's executable has been replaced, refuses connections and makes
-/// the helper leave, so that the new helper can serve the clients.
+/// Accepts the connections of peers whose signature the listener has accepted. Exports the service to each connection,
+/// and reports the arrival and departure of its client. Once the helper's executable has been replaced, refuses
+/// connections and makes the helper leave, so that the new helper can serve the clients.
 ///
-/// Called on the listener's thread. Reads only constant state; posts everything else to the main queue.
+/// Called on the listener's thread. Reads only constant state; posts all other work to the main queue.
 class ListenerDelegate {
 public:
     /// `binary` is null if the helper's executable could not be found. In this case, connections are never refused.

@@ -28,7 +28,7 @@ struct FanSnapshot {
     const bool underKeloControl;             ///< At least one fan is in manual mode.
     const std::string warmth;                ///< "cool", "warm" or "hot".
     const std::optional<double> chipCelsius; ///< Omitted from the JSON when there is no reading.
-    const bool addingAir;                    ///< The hold runs the fans faster than asked because the chip is hot.
+    const bool addingAir;                    ///< The hold runs the fans faster than requested because the chip is hot.
     const bool lidHasFan;                    ///< The hold has yielded the fans, and not because of sleep.
 
     bool operator==(const FanSnapshot&) const = default;

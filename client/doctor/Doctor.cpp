@@ -26,7 +26,7 @@ std::vector<Line> findingLines(const Finding& finding) {
     return lines;
 }
 
-/// Replaces the home folder in paths with "~", since its name contains the user's name.
+/// Replaces the home folder in paths with "~", since the home folder contains the user's name.
 std::string withoutHome(std::string text, const std::string& home) {
     if (home.size() > 1)
         for (auto place = text.find(home); place != std::string::npos; place = text.find(home, place))

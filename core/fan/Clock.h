@@ -13,7 +13,7 @@ public:
     /// only while the machine is awake. Otherwise a deadline could pass during sleep without a single attempt.
     virtual double now() = 0;
 
-    /// Blocks the calling thread.
+    /// Blocks the calling thread for `seconds`.
     virtual void sleep(double seconds) = 0;
 };
 

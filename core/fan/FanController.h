@@ -35,7 +35,7 @@ public:
     /// Closes the connection. Does not change the fans: call `restoreAuto()` first.
     ~FanController();
 
-    /// Seconds for which `engageManual` keeps trying after it has set the unlock switch.
+    /// The number of seconds for which `engageManual` retries after it has set the unlock switch.
     double unlockTimeout = 4.0;
 
     /// At least 1.
@@ -58,8 +58,8 @@ public:
     /// it.
     bool engageManual(int fan);
 
-    /// Sets the target speed of a fan in manual mode, clamped to the fan's range unless it is NaN. Returns the speed
-    /// that it has set. Does not change the mode.
+    /// Sets the target speed of a fan in manual mode, clamped to the fan's range unless it is NaN. Returns the
+    /// resulting target speed. Does not change the mode.
     /// Throws `needsRoot`, `noFans` (no valid range) or `targetRejected`.
     double setTarget(int fan, double rpm);
 

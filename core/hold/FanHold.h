@@ -50,7 +50,7 @@ public:
     /// the error stay in manual mode until `stop()`.
     void start(bool isAsleep = false);
 
-    /// Call it when the system is about to sleep. Hands the fans back before it returns.
+    /// Call it when the system is about to sleep. Hands the fans back before returning.
     void systemWillSleep();
 
     /// Call it when the system has powered on. Takes the fans again unless the lid forbids it.
@@ -60,7 +60,7 @@ public:
     /// the hold has not started or has already been stopped.
     void stop();
 
-    /// Whether the fans run faster than asked because the chip is hot.
+    /// Whether the fans run faster than requested because the chip is hot.
     bool isAddingAir() const { return isAddingAir_; }
 
     /// Whether the hold has yielded the fans for a reason other than sleep.

@@ -12,7 +12,7 @@ struct FanHoldEvent {
         bool neededUnlock; ///< Some fan needed the controller's unlock switch.
         bool operator==(const Engaged&) const = default;
     };
-    /// The hold now runs the fans faster than asked, at `fraction`.
+    /// The hold now runs the fans faster than requested, at `fraction`.
     struct AddingAir {
         double fraction;
         bool operator==(const AddingAir&) const = default;

@@ -11,7 +11,7 @@ struct CurvePoint {
     double fraction;
 };
 
-// Sorted by temperature: the search below relies on it.
+// Sorted by temperature, as the search below requires.
 constexpr CurvePoint curve[] = {{89.0, 0.04}, {96.0, 0.5}, {101.0, 1.0}};
 
 } // namespace

@@ -37,8 +37,8 @@ bool exchange(const SMCKeyData& request, SMCKeyData& reply) {
 /// Performs the first exchange of every read and write. On success, `reply` contains the key's info.
 bool readKeyInfo(const SMCKeyData& request, SMCKeyData& reply) { return exchange(request, reply) && reply.result == 0; }
 
-/// Performs both exchanges of a read: fills `info` with the key's info and `value` with its bytes. Fills whole replies;
-/// callers copy only the fields that they need.
+/// Performs both exchanges of a read: fills `info` with the key's info and `value` with its bytes. The replies are
+/// complete records, from which callers copy only the fields that they need.
 std::int32_t readKey(const char* key, SMCKeyData& info, SMCKeyData& value) {
     auto request = makeRequest(key, SMCCommand::readKeyInfo);
     if (!readKeyInfo(request, info))

@@ -20,8 +20,9 @@ namespace kelo {
 class SMCExchange;
 }
 
-/// Sets the exchange that the functions below use. `exchange` is borrowed and must stay valid while it is set; nullptr
-/// means that there is no controller. Call it before the connection is opened, and never while the connection is open.
+/// Sets the exchange that the functions below use. `exchange` is borrowed and must stay valid until it is replaced;
+/// nullptr means that there is no controller. Call it before the connection is opened, and never while the connection
+/// is open.
 void smc_set_exchange(kelo::SMCExchange* exchange) noexcept;
 
 extern "C" {
@@ -35,8 +36,8 @@ void smc_close() noexcept;
 /// Reads byte 0 of the key's value, whatever its type and size.
 std::int32_t smc_read_u8(const char* key, std::uint8_t* out) noexcept;
 
-/// Reads "flt " (of size 4), "ui8 ", "ui16" and "fpe2" keys. Drops the fraction bits of "fpe2" values, so it returns
-/// whole RPM.
+/// Reads "flt " (of size 4), "ui8 ", "ui16" and "fpe2" keys. Drops the fraction bits of "fpe2" values, so that the
+/// result is in whole RPM.
 std::int32_t smc_read_float(const char* key, float* out) noexcept;
 
 /// Writes `value` into byte 0 and zeros into the key's other bytes.

@@ -7,7 +7,8 @@
 
 namespace kelo {
 
-/// The main dispatch queue, drained by the main run loop, and that run loop's timers. Create it on the main thread.
+/// Combines the main dispatch queue, which the main run loop drains, with the timers of this run loop. Create it on the
+/// main thread.
 ///
 /// Submits only one task to the system at a time, so that other work on the system's main queue, such as signals, can
 /// run between two tasks and does not wait for all of them. A timer that becomes due runs after the queued tasks.

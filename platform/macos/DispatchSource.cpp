@@ -32,7 +32,8 @@ std::unique_ptr<DispatchSource> DispatchSource::activate(void* created, Handlers
         return nullptr;
     const auto source = static_cast<dispatch_source_t>(created);
     auto* const context = new Context{source, std::move(handlers)};
-    // Set the context first, since setting a handler may read it. Set the handlers before activation.
+    // Set the context first, since setting a handler may read the context. Set the handlers before activating the
+    // source.
     dispatch_set_context(source, context);
     dispatch_source_set_event_handler_f(source, handleEvent);
     dispatch_source_set_cancel_handler_f(source, handleCancellation);

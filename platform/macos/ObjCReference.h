@@ -43,7 +43,7 @@ template <typename Block> class BlockReference {
     BlockReference& operator=(const BlockReference&) = delete;
     ~BlockReference() { Block_release(block_); }
 
-    /// Calls the block and releases its autoreleased objects: our threads have no other pool.
+    /// Calls the block and releases the objects that it autoreleases, since our threads have no other autorelease pool.
     template <typename... Arguments> void operator()(Arguments... arguments) const {
         @autoreleasepool {
             block_(arguments...);

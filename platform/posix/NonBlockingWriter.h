@@ -12,9 +12,9 @@ namespace kelo {
 /// that other processes share.
 ///
 /// Writes to a socket with MSG_DONTWAIT. Reopens a pipe or terminal with separate flags. Writes to a regular file
-/// directly, since it never blocks. If a pipe or terminal cannot be reopened (no descriptor is left, or the system only
-/// duplicates the descriptor, as macOS does for pipes), polls before each write and writes no more than fits into any
-/// writable pipe.
+/// directly, since such a write never blocks. If a pipe or terminal cannot be reopened (no descriptor is left, or the
+/// system only duplicates the descriptor, as macOS does for pipes), polls before each write and writes no more than
+/// fits into any writable pipe.
 class NonBlockingWriter {
 public:
     /// `descriptor` is borrowed.

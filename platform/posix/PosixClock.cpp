@@ -13,7 +13,7 @@ namespace {
 // Less than a second, since POSIX allows usleep to reject a million microseconds or more.
 constexpr double maximumSleep = 0.5;
 
-// Both clocks stop while the machine sleeps. The other monotonic clocks of macOS do not, including the clock that
+// Both clocks stop while the machine sleeps. On macOS, the other monotonic clocks do not stop, including the clock that
 // std::chrono::steady_clock uses.
 #ifdef __APPLE__
 constexpr clockid_t timeAwake = CLOCK_UPTIME_RAW;

@@ -11,8 +11,8 @@ struct StandardStreams {
     StandardStreams() = delete;
 
     /// Opens /dev/null for each of the three descriptors that is closed, so that no file or socket opened later becomes
-    /// descriptor 2 and receives the log. Ignores the signals that would end or stop the process when a pipe has no
-    /// reader, a file has reached its size limit, or job control stops the process.
+    /// descriptor 2 and receives the log. Ignores the signals by which a pipe without a reader, a file at its size
+    /// limit, or job control would end or stop the process.
     static void prepare();
 
     /// Writes the line `bytes` to standard error in one write. Never waits: actions are logged before they are
