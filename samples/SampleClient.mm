@@ -132,8 +132,9 @@ class Client {
     }
 
   private:
-    /// Returns a proxy. Each request to it calls either the reply or the error handler once, on this thread, before it
-    /// returns. A program with windows should use remoteObjectProxyWithErrorHandler: instead, which does not block.
+    /// Returns a proxy. Each request to the proxy calls either the reply or the error handler once, on this thread,
+    /// before the request returns. A program with windows should use remoteObjectProxyWithErrorHandler: instead, which
+    /// does not block.
     id<KeloHelperProtocol> helper() {
         return [connection_ synchronousRemoteObjectProxyWithErrorHandler:^(NSError* error) {
           fail(error.localizedDescription.UTF8String);

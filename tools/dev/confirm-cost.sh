@@ -42,7 +42,7 @@ seconds_of() {
   { time for ((i = 0; i < cost_runs; i++)); do "$@" >/dev/null 2>&1; done; } 2>&1
 }
 
-# Both commands take the same time in the client, so the difference of their times is the time of the snapshot.
+# Both commands take the same time in the client, so the difference between their times is the time of the snapshot.
 measure_snapshot() {
   local version status each='BEGIN { printf "%.2f", (all - less) * 1000 / runs }'
   version=$(seconds_of kelo version)

@@ -225,7 +225,8 @@ comes_back() {
   try kelo version
 }
 
-# Prints owner and mode of folders that other software also uses. Homebrew fails if an installer makes root their owner.
+# Prints owner and mode of folders that other software also uses. Homebrew fails if an installer changes their owner to
+# root.
 shared_folders() { stat -f '%N %Su:%Sg %Sp' /usr/local /usr/local/bin /usr/local/share 2>/dev/null | sort; }
 
 package() {

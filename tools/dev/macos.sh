@@ -41,7 +41,8 @@ run() {
   fi
 }
 
-# run_as TEXT FUNCTION ARGUMENT...: runs a function below; in a dry run only prints TEXT, which describes it.
+# run_as TEXT FUNCTION ARGUMENT...: runs one of the functions below; in a dry run only prints TEXT, which describes the
+# function.
 run_as() {
   local text=$1
   shift

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# The packages that the project needs, and their installation. Sourced by ./dev.
+# Lists and installs the packages that the project needs. Sourced by ./dev.
 
 # debian_packages NEED: prints the Debian and Ubuntu packages for NEED.
 debian_packages() {

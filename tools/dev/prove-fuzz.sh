@@ -3,7 +3,8 @@
 
 fuzz_executions=10000000
 
-# prove_fuzz [SECONDS] [TARGET...]: runs each target until it reaches the limit on executions or seconds, two at a time.
+# prove_fuzz [SECONDS] [TARGET...]: runs the targets, two at a time, each until it reaches the limit on executions or
+# seconds.
 prove_fuzz() {
   require_linux
   local seconds=600 failed=false targets target

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Mutation testing. Sourced by ./dev.
+# Runs the mutation tests. Sourced by ./dev.
 
 # prove_mutants [FOLDER] [--sample N] [--seed S] [--survivors]
 prove_mutants() {

@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Proofs with real processes. Each parallel helper has its own copy of a staged installation. Sourced by prove.sh.
+# Runs the proofs that use real processes. Each parallel helper has its own copy of a staged installation. Sourced by
+# prove.sh.
 
 prove_delays() { prove_processes delays "$@"; }
 prove_kill() { prove_processes kill "$@"; }
