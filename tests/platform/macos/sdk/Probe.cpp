@@ -41,7 +41,7 @@
 #include <variant>
 #include <vector>
 
-// Without Apple's configuration, newer libc++ headers use every function of their own version. macOS 14 lacks some of
+// Without Apple's configuration, newer libc++ headers use every function of their version. macOS 14 lacks some of
 // these functions, so linking would fail, although a build with Apple's headers does not use them.
 #if _LIBCPP_VERSION >= 15000
 #error "libc++ 14 is required: newer headers use functions that macOS 14 lacks"
