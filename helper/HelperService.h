@@ -20,7 +20,7 @@ class FanHold;
 /// The parts of the process that the service uses. They are borrowed.
 struct ServiceDependencies {
     MachineParts machine;
-    HelperLog log; ///< Of category "service".
+    HelperLog log; ///< Has the category "service".
     Leave leave;
     std::function<void()> onTick; ///< Called on each tick of a hold. May call `leave`.
 };
@@ -74,15 +74,15 @@ private:
     void orphanTimerFired() noexcept;
 
     ServiceDependencies dependencies_;
-    std::shared_ptr<FanController> controller_; ///< Null without a controllable fan; never replaced.
+    std::shared_ptr<FanController> controller_; ///< Null if there is no controllable fan; never replaced.
     std::shared_ptr<FanHold> session_;          ///< The current hold.
     bool isSystemAsleep_ = false;               ///< Sleep has been announced, and no wake since then.
     std::int64_t clients_ = 0;
-    MainQueue::Tasks leaving_;           ///< Leaves at once; for a stand-down that cannot be delayed.
+    MainQueue::Tasks leaving_;           ///< The task that leaves at once, for a stand-down that cannot be delayed.
     std::atomic_flag isLeaving_;         ///< `leaving_` has been posted.
-    std::unique_ptr<Timer> orphanTimer_; ///< Pending or fired; cleared by the next arrival.
-    PowerWatch
-        power_; ///< For the life of the process: a hold must not start without knowing whether the system sleeps.
+    std::unique_ptr<Timer> orphanTimer_; ///< Pending or already fired; reset by the next arrival.
+    /// Exists as long as the process, since a hold must not start without knowing whether the system sleeps.
+    PowerWatch power_;
 };
 
 } // namespace kelo

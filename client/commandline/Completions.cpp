@@ -7,7 +7,7 @@ namespace {
 
 /// An option or an argument of a command.
 struct Word {
-    std::vector<std::string> names; ///< With their dashes; empty for an argument.
+    std::vector<std::string> names; ///< The option's names with their dashes; empty for an argument.
     std::string description;
     bool takesValue = false;
     std::vector<std::string> choices; ///< The allowed values; empty if there is no list.

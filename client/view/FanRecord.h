@@ -11,7 +11,7 @@
 namespace kelo {
 
 struct Moment {
-    double seconds;        ///< On a monotonic clock.
+    double seconds;        ///< The time on a monotonic clock.
     std::string timeOfDay; ///< In the local time zone.
     std::string utc = {};  ///< In ISO 8601 format.
 };

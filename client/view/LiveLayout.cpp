@@ -25,7 +25,7 @@ using Reading = std::optional<double> FanRecord::Sample::*;
 
 constexpr double shownSeconds = 300;
 constexpr std::size_t labelSpacing = 10; // minimum number of columns between the time labels
-constexpr std::size_t eighths = 8;       // of a row: the smallest step of a graph
+constexpr std::size_t eighths = 8;       // per row; an eighth is the smallest step of a graph
 
 /// One column of a graph. The heights are in eighths of a row; 0 means unknown.
 struct Column {

@@ -9,7 +9,7 @@ struct FanHoldEvent {
     /// The hold has taken the fans at its start. `fraction` is the fraction that the client requested.
     struct Engaged {
         double fraction;
-        bool neededUnlock; ///< Some fan needed the controller's unlock switch.
+        bool neededUnlock; ///< At least one fan needed the controller's unlock switch.
         bool operator==(const Engaged&) const = default;
     };
     /// The hold now runs the fans faster than requested, at `fraction`.

@@ -63,7 +63,7 @@ std::uint16_t bigEndian16(const std::uint8_t* bytes) { return static_cast<std::u
 
 /// Casting an out-of-range float to an integer is undefined behaviour, so the limits are explicit.
 std::int32_t saturatingInt32(float value) {
-    constexpr float limit = 2147483648.0F; // 2^31: no int32 is as large
+    constexpr float limit = 2147483648.0F; // 2^31, larger than any int32
     if (std::isnan(value))
         return 0;
     if (value >= limit)
