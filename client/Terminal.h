@@ -54,8 +54,9 @@ public:
     /// The signal that asked to stop (SIGINT for the key q), or 0 if nothing has asked to stop.
     virtual int stopSignal() const = 0;
 
-    /// Waits for `seconds`, until the terminal is resized while a view is drawn, or until the user asks to stop. A
-    /// request to stop ends only one wait. If a child process ends, the wait may end early and return `byTime`.
+    /// Waits for at most `seconds`. Ends early if the user asks to stop or, while a view is drawn, if the terminal is
+    /// resized. Each request to stop ends only one wait. If a child process ends, the wait may end early and return
+    /// `byTime`.
     virtual Woken wait(double seconds) = 0;
     /// Waits like `wait`, but also ends as soon as `descriptor` is readable; it then returns `byAnswer`.
     virtual Woken waitForAnswer(int descriptor, double seconds) = 0;

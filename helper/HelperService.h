@@ -81,7 +81,8 @@ private:
     MainQueue::Tasks leaving_;           ///< The task that leaves at once, for a stand-down that cannot be delayed.
     std::atomic_flag isLeaving_;         ///< `leaving_` has been posted.
     std::unique_ptr<Timer> orphanTimer_; ///< Pending or already fired; reset by the next arrival.
-    /// Exists as long as the process, since a hold must not start without knowing whether the system sleeps.
+    /// Kept for the whole life of the service, because a hold must not start unless the service knows whether the
+    /// system is asleep.
     PowerWatch power_;
 };
 

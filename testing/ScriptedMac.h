@@ -14,7 +14,7 @@
 
 namespace kelo {
 
-/// The Mac's end of one connection at a time. Sends any bytes, even without a question.
+/// The Mac's end of one connection at a time. Can send any bytes, even if the client has not sent a request.
 class ScriptedMac {
 public:
     using Bytes = std::vector<std::uint8_t>;

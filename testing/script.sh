@@ -8,7 +8,7 @@ trap 'rm -rf "$folder"' EXIT
 # The files whose content `failure` prints.
 shown=("$folder/out" "$folder/err" "$folder/calls")
 
-# report_line TEXT...: prints the text with the line number in the script, not in a function.
+# report_line TEXT...: prints the text with the script's name and line number; in a function, with the line of its call.
 script=${0#"$PWD"/}
 report_line() { printf '%s:%d: %s\n' "$script" "${BASH_LINENO[${#BASH_LINENO[@]} - 2]}" "$*"; }
 

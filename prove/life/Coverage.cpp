@@ -94,8 +94,8 @@ std::string withoutNumbers(const std::string& text) {
     return plain;
 }
 
-/// Whether a hold was refused. A refused hold may have logged that it starts to add air, but it never logs that it
-/// stops.
+/// Whether the event is the refusal of a hold. A refused hold may have logged that it raises the fans for a hot chip,
+/// but never logs the end of that.
 bool isRefusedHold(const std::string& event) {
     constexpr const char* refusals[] = {", hold: This Mac", ", hold: The fan speed", ", hold: Changing"};
     return std::any_of(std::begin(refusals), std::end(refusals),

@@ -61,8 +61,8 @@ StagedMac::StagedMac(std::filesystem::path staged, const std::filesystem::path& 
         throw std::runtime_error("the simulated Mac does not accept connections");
 }
 
-/// Copies in another process. Otherwise another thread that forks meanwhile would leave the open file to its child, and
-/// a program that is open for writing cannot be started.
+/// Copies the program in a separate process. If this process copied it, a child that another thread forks meanwhile
+/// would inherit the descriptor, and a program that is open for writing cannot be started.
 void StagedMac::install(const std::string& program) {
     const auto copy = installation_.program(program + ".new");
     ChildProcess copying("/bin/cp", {staged_ / program, copy}, installation_.folder() / "log", "cp");

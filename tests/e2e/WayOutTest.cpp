@@ -100,7 +100,7 @@ TEST_F(StopSignals, SecondSignalDuringExitChangesNothing) {
 
 class ReplacedHelper : public EndToEnd {};
 
-TEST_F(ReplacedHelper, HandsBackAndExitsThenTheNewHelperServes) {
+TEST_F(ReplacedHelper, HandsTheFansBackAndExitsAndTheNewHelperServesTheClient) {
     startEverything();
     const auto client = startHold();
     const auto executable = installation.program(Installation::helperName);

@@ -241,7 +241,7 @@ TEST_F(FanReadings, WarmthFallsBackToTheSecondSensorAndThenToCool) {
     EXPECT_EQ(fans.warmth(), Warmth::cool);
 }
 
-TEST(WarmthText, ParsesOnlyItsThreeTexts) {
+TEST(WarmthText, ParsesOnlyCoolWarmAndHot) {
     for (const auto warmth : {Warmth::cool, Warmth::warm, Warmth::hot})
         EXPECT_EQ(warmthFromText(warmthText(warmth)), warmth);
     EXPECT_EQ(warmthText(Warmth::cool), "cool");

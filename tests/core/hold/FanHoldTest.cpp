@@ -193,7 +193,7 @@ TEST_F(FanHoldTest, StoppingAfterAFailedStartHandsTheFansBack) {
     EXPECT_FALSE(hold->isYieldedToLid());
 }
 
-TEST_F(FanHoldTest, StartThrowsNeedsRootWithoutRights) {
+TEST_F(FanHoldTest, StartingWithoutRootThrowsNeedsRoot) {
     rights.root = false;
     hold = makeHold(0.5);
     try {

@@ -55,7 +55,7 @@ dev() {
 }
 expect_calls() { diff - "$calls" || failure "unexpected calls: $1"; }
 
-# put MODE SOURCE FOLDER NAME [IDENTIFIER]: prints the calls for one file.
+# put MODE SOURCE FOLDER NAME [IDENTIFIER]: prints the expected calls that install one file.
 put() {
   printf 'sudo /bin/mkdir -p %s\n' "$3"
   printf 'sudo /usr/bin/install -o root -g wheel -m %s %s %s\n' "$1" "$2" "$3/.$4.new"
@@ -67,7 +67,7 @@ verified() {
   printf 'sudo /usr/bin/codesign -dvv %s\n' "$1"
   printf 'sudo /usr/bin/codesign -d --entitlements - --xml %s\n' "$1"
 }
-# client PREFIX: prints the calls for the client files.
+# client PREFIX: prints the expected calls that install the client files.
 client() {
   put 755 build/product/kelo "$1/bin" kelo app.kelo.Kelo
   put 644 packaging/man/kelo.1 "$1/share/man/man1" kelo.1

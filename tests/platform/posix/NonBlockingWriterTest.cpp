@@ -62,7 +62,7 @@ TEST_P(NonBlockingWriterTest, DoesNotWaitWithoutASpareDescriptor) {
 
 INSTANTIATE_TEST_SUITE_P(Every, NonBlockingWriterTest, ::testing::Values(pipeEnds, terminalEnds, socketEnds));
 
-TEST(NonBlockingWriter, FillsATerminalAndASocket) {
+TEST(NonBlockingWriter, WritesAllOfALongTextToATerminalAndASocket) {
     for (auto* const make : {terminalEnds, socketEnds}) {
         const auto ends = make();
         EXPECT_EQ(NonBlockingWriter(ends.writing.get()).write(text), text.size());
@@ -70,7 +70,7 @@ TEST(NonBlockingWriter, FillsATerminalAndASocket) {
     }
 }
 
-TEST(NonBlockingWriter, FillsAReopenedPipe) {
+TEST(NonBlockingWriter, WritesAllOfALongTextToAReopenedPipe) {
     if (!std::filesystem::exists("/proc/self/fd"))
         GTEST_SKIP() << "this system only duplicates a pipe";
     const auto ends = pipeEnds();

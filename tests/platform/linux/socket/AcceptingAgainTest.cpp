@@ -29,7 +29,7 @@ int __wrap_accept4(int socket, sockaddr* address, socklen_t* size, int flags) { 
 }
 
 int __wrap_epoll_ctl(int epoll, int operation, int descriptor, epoll_event* event) { // NOLINT
-    // Refuses no watch before a connection has been refused, so that the listener can start.
+    // Refuses watches only after a connection has been refused, because the listener needs a watch to start.
     if (refusedConnections > 0 || refusedWatches == 0 || operation != EPOLL_CTL_ADD)
         return __real_epoll_ctl(epoll, operation, descriptor, event);
     --refusedWatches;

@@ -245,7 +245,7 @@ TEST_F(SocketListenerTest, StoppingEndsEveryConnection) {
     EXPECT_EQ(admission.ended(), 1);
 }
 
-TEST_F(SocketListenerTest, AdmitsNoPeerWithoutARequirement) {
+TEST_F(SocketListenerTest, RefusesEveryPeerIfNoRequirementIsSet) {
     SocketListener lenient(main, folder.get(), "other.socket", [](int, const std::string&) { return std::nullopt; },
                            {.onRefusal = [this](const std::string&) { ++refusals; }});
     lenient.setAdmission(admission.callable());
