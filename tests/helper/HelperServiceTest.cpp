@@ -226,6 +226,15 @@ TEST_F(HelperServiceTest, StandingDownExitsEvenIfTheServiceIsDestroyed) {
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
+TEST_F(HelperServiceTest, StandingDownExitsEvenIfItCannotReply) {
+    makeService();
+    service->perform(requests::Call{
+        requests::StandDown{}, requests::ReplyTo<requests::StandDown>([](const auto&) { throw std::bad_alloc(); })});
+    takeTrace();
+    queue.runFor(0.3);
+    EXPECT_EQ(takeTrace(), Trace({"leave"}));
+}
+
 TEST_F(HelperServiceTest, StandingDownExitsAtOnceAndOnlyOnceWithoutMemory) {
     FullQueue full(now);
     makeServiceOn(full);
