@@ -61,7 +61,7 @@ protected:
     ScriptedTerminal terminal;
 };
 
-TEST_F(HoldTest, HoldsUntilAskedToStopThenHandsBack) {
+TEST_F(HoldTest, HoldsTheFansUntilAskedToStopThenHandsThemBack) {
     EXPECT_EQ(hold({0.5, true, {}, {}}), 0);
     EXPECT_THAT(fans.holds(), ElementsAre(Pair(0.5, true)));
     EXPECT_EQ(fans.requests().back(), "fetchSnapshot") << "checks the effect of the hand-back";
@@ -211,7 +211,7 @@ TEST_F(HoldTest, AdvisesHandBackIfTheHelperIsNotRunningAtTheEnd) {
     EXPECT_THAT(failureOf({0.5, false, {}, {}}), EndsWith("once a helper runs, use kelo hand-back."));
 }
 
-TEST_F(HoldTest, ExplainsWhenASilentHelperHandsBack) {
+TEST_F(HoldTest, ExplainsWhenASilentHelperHandsTheFansBack) {
     terminal.onWait = [&](int) {
         terminal.onSilence = [&] { return terminal.seconds >= 1003 ? Woken::byStop : Woken::byTime; };
         return Woken::byTime;
@@ -272,7 +272,7 @@ TEST_F(HoldTest, RefusesAHelperWithADifferentVersion) {
     EXPECT_THAT(fans.holds(), SizeIs(0));
 }
 
-TEST_F(HoldTest, HandsBackBeforeReportingAnOutputFailure) {
+TEST_F(HoldTest, HandsTheFansBackBeforeReportingAnOutputFailure) {
     terminal.outputFails.emplace("No space left on device", false);
     EXPECT_THROW(hold({0.5, false, {}, {}}), OutputFailed);
     EXPECT_EQ(fans.requests().back(), "handBack");
@@ -303,7 +303,7 @@ protected:
     std::vector<int> signals;
 };
 
-TEST_F(HoldWhileACommandRuns, HandsBackAtTheEndAndReturnsTheCommandsStatus) {
+TEST_F(HoldWhileACommandRuns, HandsTheFansBackAtTheEndAndReturnsTheCommandsStatus) {
     EXPECT_EQ(hold({0.8, false, {}, {"make", "-j8"}}), 7);
     EXPECT_THAT(started, ElementsAre("make", "-j8"));
     EXPECT_TRUE(isHeldAtStart);

@@ -69,14 +69,14 @@ TYPED_TEST_P(ListenerConformance, AMalformedRequirementAdmitsNoClient) {
         this->harness.listener().setAdmission(this->admission.callable());
         this->harness.listener().setConnectionCodeSigningRequirement(malformed);
     }
-    static_cast<void>(this->harness.listener().resume()); // it may or may not listen if it trusts no client
+    static_cast<void>(this->harness.listener().resume()); // a listener that trusts no client need not listen
     EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
     EXPECT_FALSE(this->isServed(&TypeParam::connectUntrusted));
     this->harness.settle();
     EXPECT_EQ(this->admission.asked(), 0);
 }
 
-TYPED_TEST_P(ListenerConformance, AdmitsNoClientBeforeResume) {
+TYPED_TEST_P(ListenerConformance, DoesNotAdmitClientsBeforeResume) {
     this->harness.listener().setAdmission(this->admission.callable());
     this->harness.listener().setConnectionCodeSigningRequirement(this->harness.requirement());
     EXPECT_FALSE(this->isServed(&TypeParam::connectTrusted));
@@ -142,7 +142,7 @@ TYPED_TEST_P(ListenerConformance, DropsAReplyToADisconnectedClient) {
 
 REGISTER_TYPED_TEST_SUITE_P(ListenerConformance, ServesATrustedClientOffTheMainThread,
                             CutsOffAnUntrustedClientBeforeAdmission, AMalformedRequirementAdmitsNoClient,
-                            AdmitsNoClientBeforeResume, DropsAClientThatTheAdmissionRefuses,
+                            DoesNotAdmitClientsBeforeResume, DropsAClientThatTheAdmissionRefuses,
                             ReportsADisconnectOnceAndReleasesTheHandlers,
                             SeveralClientsShareTheObjectAndDisconnectOneByOne, DropsAReplyToADisconnectedClient);
 

@@ -49,7 +49,7 @@ TYPED_TEST_P(SMCExchangeConformance, OpensAConnectionWithANonZeroHandle) {
     EXPECT_EQ(this->harness.openConnections(), 0);
 }
 
-TYPED_TEST_P(SMCExchangeConformance, OpensNothingWithoutAController) {
+TYPED_TEST_P(SMCExchangeConformance, DoesNotOpenAConnectionWithoutAController) {
     this->harness.removeController();
     EXPECT_EQ(this->exchange().open(), 0U);
     EXPECT_EQ(this->harness.openConnections(), 0);
@@ -119,8 +119,9 @@ TYPED_TEST_P(SMCExchangeConformance, CanBeReopenedAfterClosing) {
     this->exchange().close(connection);
 }
 
-REGISTER_TYPED_TEST_SUITE_P(SMCExchangeConformance, OpensAConnectionWithANonZeroHandle, OpensNothingWithoutAController,
-                            TransmitsARequestAndItsReply, ReadsBackAWrittenValue, ARefusalIsNotAFailedExchange,
+REGISTER_TYPED_TEST_SUITE_P(SMCExchangeConformance, OpensAConnectionWithANonZeroHandle,
+                            DoesNotOpenAConnectionWithoutAController, TransmitsARequestAndItsReply,
+                            ReadsBackAWrittenValue, ARefusalIsNotAFailedExchange,
                             ReportsAFailedExchangeAndThenWorksAgain, HandleZeroIsNeverOpen,
                             AnExchangeOverAClosedConnectionFails, CanBeReopenedAfterClosing);
 

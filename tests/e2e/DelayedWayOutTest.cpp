@@ -1,4 +1,4 @@
-// Exiting while the helper's main thread is blocked.
+// Tests the helper's exit while its main thread is blocked.
 
 #include "tests/e2e/EndToEnd.h"
 
@@ -31,7 +31,7 @@ TEST_F(DelayedWayOut, DeletedExecutableWaitsOnlyForTheUnlockInProgress) {
     expectCleanExit(8); // four of the 64 are queued in the helper; their unlocks would take 16 seconds
 }
 
-TEST_F(DelayedWayOut, OthersWaitForAtMostFourHoldsOfADisconnectedClient) {
+TEST_F(DelayedWayOut, OtherClientsWaitForAtMostFourHoldsOfADisconnectedOne) {
     auto client = requestHolds(64);
     client.reset();
     const auto status = installation.start("kelo", {"status"}); // the main thread answers it

@@ -92,7 +92,7 @@ protected:
         return client;
     }
 
-    /// The number of times that this value, such as 1, was written to this key, such as "Ftst".
+    /// Returns the number of times that the value (such as 1) was written to the key (such as "Ftst").
     std::ptrdiff_t countWrites(const std::string& key, int value) {
         const auto writes = installation.mac()["writes"];
         return std::count_if(writes.begin(), writes.end(),
@@ -103,8 +103,8 @@ protected:
         return waitUntil([&] { return countWrites(key, value) >= count; }, 10);
     }
 
-    /// The helper's time stamps, in whole seconds, of all log lines with this text. Unlike the time when a test reads a
-    /// line, they do not depend on the load of the machine.
+    /// Returns the time stamps, in whole seconds, of all lines with this text in the helper's log. Unlike the time when
+    /// a test reads a line, they do not depend on the load of the machine.
     std::vector<std::time_t> logTimes(const std::string& line) {
         std::vector<std::time_t> times;
         std::istringstream log(installation.helper().errors());

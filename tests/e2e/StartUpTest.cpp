@@ -26,7 +26,7 @@ using ::testing::IsEmpty;
 const char* const acceptingOnly = "[NOTICE] listener: Accepting only app.kelo.Kelo signed by ABCDE12345.";
 const char* const listening = "[NOTICE] listener: Listening on app.kelo.helper";
 
-/// Whether the process has blocked SIGTERM in order to read it from a descriptor. Before that, the signal kills it.
+/// Returns whether the process has blocked SIGTERM. Until then, the signal would kill it.
 bool hasSigtermBlocked(pid_t process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
     for (std::string line; std::getline(status, line);)
@@ -68,7 +68,7 @@ TEST_F(StartUp, SecondHelperReportsTheFirstAndDoesNotAffectIt) {
     EXPECT_EQ(installation.run("kelo", {"version"}).status, 0) << "the first helper still serves clients";
 }
 
-TEST_F(StartUp, HelperStartedWhileAnotherExitsServesAfterwards) {
+TEST_F(StartUp, SecondHelperServesClientsAfterTheFirstHasExited) {
     installation.startMac();
     const auto leaving = installation.start(Installation::helperName, {});
     ASSERT_TRUE(waitUntil([&] { return leaving->errors().find(listening) != std::string::npos; }, 10));

@@ -12,7 +12,8 @@ protected:
     Stay() { std::signal(SIGINT, SIG_DFL); } // a shell cannot trap a signal that was ignored when it started
     ~Stay() override {
         shell.reset();
-        // Finds processes that a failed script has left behind by their executable, since they are not our children.
+        // Kills processes left behind by a failed script. Their executable identifies them, since they are not our
+        // children.
         for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
             std::error_code error;
             const auto executable = std::filesystem::read_symlink(entry.path() / "exe", error);

@@ -39,7 +39,7 @@ TEST_F(Storm, AcknowledgesSleepWithinTwoSeconds) {
     EXPECT_THAT(report, HasSubstr("1 client(s) acknowledged, 0 did not"));
 }
 
-TEST_F(Storm, HandsBackForAnotherClientWithinTwoSeconds) {
+TEST_F(Storm, HandsTheFansBackForAnotherClientWithinTwoSeconds) {
     EXPECT_LT(secondsOf([&] { EXPECT_EQ(installation.run("kelo", {"hand-back"}).status, 0); }), 2);
     EXPECT_FALSE(installation.isAnyFanManual());
 }

@@ -125,7 +125,7 @@ TEST_F(OnATerminal, SuspendedWatchRestoresTheScreen) {
     expectCleanEnd(0);
 }
 
-TEST_F(OnATerminal, HoldDrawsTheViewAndHandsBackOnCtrlC) {
+TEST_F(OnATerminal, HoldDrawsTheViewAndHandsTheFansBackOnCtrlC) {
     startEverything();
     start({"hold", "50%", "--hand-back-on-lid-close"});
     ASSERT_TRUE(waitFor("   held "));
@@ -139,7 +139,7 @@ TEST_F(OnATerminal, HoldDrawsTheViewAndHandsBackOnCtrlC) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(OnATerminal, HoldHandsBackWhenItsTerminalIsClosed) {
+TEST_F(OnATerminal, HoldHandsTheFansBackWhenItsTerminalIsClosed) {
     startEverything();
     start({"hold", "0.5"});
     ASSERT_TRUE(waitFor("   held "));

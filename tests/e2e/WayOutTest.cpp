@@ -24,7 +24,7 @@ Lines tail(const Lines& log, std::size_t count) {
 
 class StopSignal : public EndToEnd, public ::testing::WithParamInterface<int> {};
 
-TEST_P(StopSignal, HandsBackAndExitsWithStatusZero) {
+TEST_P(StopSignal, HandsTheFansBackAndExitsWithStatusZero) {
     startEverything();
     const auto client = startHold();
     EXPECT_TRUE(installation.isAnyFanManual());

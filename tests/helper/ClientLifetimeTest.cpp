@@ -139,7 +139,7 @@ TEST_F(ClientLifetime, TheClientCountNeverFallsBelowZero) {
     holdWithOneClient();
     arrive();
     leave();
-    EXPECT_THAT(takeLogs(), IsEmpty()); // one client, not minus two
+    EXPECT_THAT(takeLogs(), IsEmpty()); // the count is one, not minus two
     leave();
     EXPECT_EQ(takeLogs(), Trace({disconnected}));
 }

@@ -183,7 +183,7 @@ TEST_F(HelperProcessTest, HandsTheFansBackAndExitsOnceWhenItsExecutableIsReplace
     EXPECT_THAT(takeTrace(), IsEmpty());
 }
 
-TEST_F(HelperProcessTest, DetectsAReplacementWithoutAnEventInTheNextTick) {
+TEST_F(HelperProcessTest, NextTickDetectsAReplacementThatCausedNoEvent) {
     const auto client = startAndHold();
     queue.runFor(2);
     EXPECT_THAT(takeEffects(), IsEmpty());
@@ -192,7 +192,7 @@ TEST_F(HelperProcessTest, DetectsAReplacementWithoutAnEventInTheNextTick) {
     EXPECT_EQ(takeTrace(), leaving(deletedOrMoved));
 }
 
-TEST_F(HelperProcessTest, DetectsAReplacementWithoutAnEventOnTheNextConnection) {
+TEST_F(HelperProcessTest, NextConnectionDetectsAReplacementThatCausedNoEvent) {
     const auto client = startAndHold();
     platform.files.place(FileIdentity{1, 101});
     EXPECT_EQ(platform.listener->connect(), nullptr);
@@ -294,7 +294,7 @@ TEST_F(ProcessExitTest, AStopSignalAfterAStandDownExitsAtOnce) {
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(ProcessExitTest, ExitsAtTheTimeOfTheFirstStandDown) {
+TEST_F(ProcessExitTest, RepeatedStandDownDoesNotDelayTheExit) {
     const auto client = startAndHold();
     const Trace accepted = {"[NOTICE] service: A newer Kelo asked us to stand down."};
     for (int i = 0; i < 2; ++i) {

@@ -74,7 +74,7 @@ TEST(FanSnapshotEncoding, OmitsAMissingChipTemperature) {
     EXPECT_THAT(text(snapshot), Not(AnyOf(HasSubstr("chipCelsius"), HasSubstr("null"))));
 }
 
-TEST(FanSnapshotEncoding, WritesAMacWithoutFans) {
+TEST(FanSnapshotEncoding, EncodesASnapshotWithoutFans) {
     const FanSnapshot none{0, 0, 0, 0, 0, false, "cool", 45.0, false, false};
     EXPECT_EQ(FanSnapshot::decoded(none.encoded()), none);
 }

@@ -95,7 +95,7 @@ TEST_F(OnLinux, EverythingWorks) {
     EXPECT_FALSE(surroundings.fans->isHeld);
 }
 
-TEST_F(OnLinux, StopsExaminingIfNothingIsInstalled) {
+TEST_F(OnLinux, StopsTheExaminationIfNothingIsInstalled) {
     commands.erase("ls -l /w/app.kelo.helper");
     surroundings.isHelperRunning = false;
     expectFault("installed  There is no /w/app.kelo.helper.",
@@ -322,7 +322,7 @@ TEST_F(OnAMac, ReportsEachFaultWithAdvice) {
         "Use the kelo that came with the helper.");
 }
 
-TEST_F(OnAMac, AdvisesStoppingASilentHelperSoThatItHandsBack) {
+TEST_F(OnAMac, AdvisesStoppingASilentHelperToHandTheFansBack) {
     terminal.onSilence = [] { return Woken::byTime; };
     expectFault("reachable  The helper does not answer.", "Stop the helper, so that it hands the fans back: sudo "
                                                           "launchctl kill SIGTERM system/app.kelo.helper");

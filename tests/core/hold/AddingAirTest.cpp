@@ -106,7 +106,7 @@ TEST_F(AddingAir, ContinuesWhileTheFractionIsMoreThanAThousandthAboveTheAskedOne
     EXPECT_EQ(evaluationsOfTick(), Trace({"Tp09?", "Tp09?", "backToAsked"}));
 }
 
-TEST_F(AddingAir, AnnouncesItsEndBeforeTheFansAreRetakenAndTheRepairAfterwards) {
+TEST_F(AddingAir, AnnouncesItsEndThenRetakesTheFansThenReportsTheRepair) {
     setChip(96);
     startHold(0.49);
     setChip(-1000);
@@ -150,7 +150,7 @@ TEST_F(AddingAir, WritesOnlyEveryOtherStepIfTheRangeIs1000RPM) {
 
 TEST_F(AddingAir, RaisesTheFanSpeedAtOnce) {
     startHold(0.3);
-    setChip(45 + (96 - 45) * 2); // the mean of 45 and this is 96
+    setChip(45 + (96 - 45) * 2); // the mean of 45 and this reading is 96
     EXPECT_EQ(effectsOfTick(),
               Trace({"addingAir(fraction: 0.5)"}) + takeFans(ThermalFloor::fraction((45 + 147 + 147) / 3.0)));
 }

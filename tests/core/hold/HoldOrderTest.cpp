@@ -10,7 +10,7 @@ using ::testing::IsEmpty;
 
 class StateDuringAnEvent : public HoldFixture {
 protected:
-    /// Makes a hold that adds each event to the trace, together with its own state during the event.
+    /// Makes a hold that adds each event to the trace, together with the hold's state during the event.
     void makeHoldThatNotesItsState(double fraction, bool handsBackOnLidClose = false) {
         hold = makeHold(fraction, handsBackOnLidClose);
         hold->onEvent = [this](const FanHold::Event& event) {
@@ -76,7 +76,7 @@ protected:
     InterposedExchange interposed{exchange};
 };
 
-TEST_F(HoldOrder, ReassertsInTheNextTickAFanTakenBetweenTheTwoReadings) {
+TEST_F(HoldOrder, NextTickReassertsAFanTakenBetweenTheTwoReadings) {
     startHold(0.5);
     interposed.afterNext("read Tp09", [this] { controller.setNumber("F1Md", 0); });
     EXPECT_THAT(effectsOfTick(), IsEmpty());

@@ -165,7 +165,7 @@ TEST_F(SMCConversion, RoundTripsEveryFixedPointValue) {
     }
 }
 
-/// Computes the expected result in a type that is too wide to overflow.
+/// Computes the expected result in a type that is wide enough not to overflow.
 std::uint16_t expectedFixedPoint(float value) {
     if (std::isnan(value))
         return 0;

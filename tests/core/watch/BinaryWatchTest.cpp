@@ -112,7 +112,7 @@ TEST_F(BinaryWatchTest, ReportsAReplacementOnlyWhenCheckedIfTheFileCannotBeOpene
     EXPECT_EQ(replacements, 1);
 }
 
-TEST_F(BinaryWatchTest, CheckReportsAReplacementOnceWithoutAnEvent) {
+TEST_F(BinaryWatchTest, CheckReportsOnceAReplacementThatCausedNoEvent) {
     watch->check();
     EXPECT_EQ(replacements, 0);
     events.place(FileIdentity{1, 101});

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks that ./dev finds Clang's tools on a Mac, where Homebrew does not add them to PATH, and installs only the
-# packages that a command needs. Uses stand-ins for the programs that it calls.
+# packages that a command needs. Uses stand-ins for the programs that ./dev calls.
 #
 # Run from the top of the repository.
 source testing/script.sh

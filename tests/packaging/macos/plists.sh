@@ -42,7 +42,7 @@ for launchd in "$installed" "$embedded"; do
   expect 'false' "$launchd" KeepAlive SuccessfulExit # restarts it after a crash but not after a normal exit
   expect 'true' "$launchd" RunAtLoad # SuccessfulExit implies it; explicit for readers
   expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
-  # The time must exceed 4 seconds for each of ten fans.
+  # The exit timeout must exceed 40 seconds: 4 seconds for each of ten fans.
   seconds=$(value "$launchd" ExitTimeOut)
   [ "${seconds#integer }" -ge 45 ] || { printf 'ExitTimeOut is %s\n' "$seconds"; exit 1; }
   expect 'string Interactive' "$launchd" ProcessType # no throttling when the Mac is busiest

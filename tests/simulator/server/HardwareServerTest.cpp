@@ -27,7 +27,7 @@ protected:
     static void send(const FileDescriptor& socket, const std::vector<std::uint8_t>& bytes) {
         EXPECT_EQ(unix_socket::send(socket.get(), bytes), unix_socket::Sent::whole);
     }
-    /// Waits for the next message. Returns an empty one at the end of the connection.
+    /// Waits for the next message. Returns an empty message at the end of the connection.
     static std::vector<std::uint8_t> receive(const FileDescriptor& socket) {
         std::vector<std::uint8_t> buffer(4096);
         const auto received = unix_socket::receive(socket.get(), buffer);
