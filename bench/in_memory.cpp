@@ -34,7 +34,7 @@ std::vector<SMCKeyData> requestsOf(MachineInMemory& machine, const std::function
     return requests;
 }
 
-/// The fields that differ between exchanges that read.
+/// The fields in which read exchanges differ.
 struct ReadContent {
     std::uint32_t key;
     std::uint8_t command;
@@ -149,4 +149,4 @@ BENCHMARK_CAPTURE(
 } // namespace
 } // namespace kelo::bench
 
-BENCHMARK_MAIN(); // NOLINT: the library's own
+BENCHMARK_MAIN(); // NOLINT: the macro comes from the library

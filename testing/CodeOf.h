@@ -4,8 +4,8 @@
 
 namespace kelo {
 
-/// Marks the code that runs until the end of a scope as the daemon's or the test's. Programs use this to make only
-/// allocations of the daemon fail. Single-threaded.
+/// Marks the code that runs until the end of a scope as belonging to the daemon or to the test. Programs use this to
+/// make only allocations of the daemon fail. Single-threaded.
 class CodeOf {
 public:
     enum class Owner { test, daemon };

@@ -7,7 +7,7 @@ extern "C" int __llvm_profile_write_file();
 
 namespace kelo {
 
-/// Saves the coverage of a process that a test has forked. Call before `_exit`, which would lose it.
+/// Saves the coverage of a process that a test has forked. Call before `_exit`, which would lose the coverage.
 inline void saveCoverage() {
 #ifdef KELO_COVERAGE
     __llvm_profile_write_file();

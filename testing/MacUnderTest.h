@@ -13,7 +13,7 @@
 
 namespace kelo {
 
-/// The simulated Mac's server, on a thread.
+/// The simulated Mac's server, on a separate thread.
 class MacUnderTest {
 public:
     MacUnderTest() : thread_([this] { loop_.run(); }) {}

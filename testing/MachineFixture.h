@@ -76,7 +76,7 @@ protected:
 
     MachineParts machineOn(MainQueue& main) { return {main, exchange, clock, rights, power, clamshell}; }
 
-    // Pieces of traces.
+    // Parts of expected traces.
     static constexpr auto canSleep = PowerMessage::canSystemSleep;
     static constexpr auto willSleep = PowerMessage::systemWillSleep;
     static constexpr auto hasPoweredOn = PowerMessage::systemHasPoweredOn;
@@ -92,7 +92,7 @@ protected:
     static Trace takeFans(double fraction) {
         return {"F0Md=1", "F0Tg=" + speed(1200, 6000, fraction), "F1Md=1", "F1Tg=" + speed(1200, 5500, fraction)};
     }
-    /// The writes that take both fans to `fraction`, and the reads that clamp their targets.
+    /// The writes that take both fans to `fraction`, and the reads of the ranges to which their targets are clamped.
     static Trace takeFansWithReads(double fraction) {
         const auto writes = takeFans(fraction);
         return {writes[0], "F0Mn?", "F0Mx?", writes[1], writes[2], "F1Mn?", "F1Mx?", writes[3]};

@@ -10,7 +10,7 @@
 
 namespace kelo {
 
-/// Which end of a Unix-socket connection: the accepted sockets of listeners, or the sockets of clients.
+/// An end of a Unix-socket connection: the accepted sockets of listeners, or the sockets of clients.
 enum class SocketEnd { listeners, clients };
 
 /// Returns this process's descriptors for one end of all connections to sockets named `name`, in any folder.

@@ -82,7 +82,7 @@ void print(Durations durations) {
     std::fflush(stdout);
 }
 
-/// The first requests are not counted: caches are cold, and memory has not been allocated yet.
+/// The number of initial requests that are not measured, since caches are cold and memory has not been allocated yet.
 constexpr std::size_t warmUp = 100;
 
 /// Measures `count` round trips, over `clientCount` connections in turn.
@@ -92,7 +92,7 @@ Durations roundTrips(int folder, const std::string& socket, const requests::Any&
     for (std::size_t i = 0; i < clientCount; ++i)
         clients.emplace_back(folder, socket);
     const auto numbered =
-        makeRequests(request, warmUp + count); // a connection's numbers must increase, but may have gaps
+        makeRequests(request, warmUp + count); // the request numbers on a connection must increase, but may have gaps
     Durations durations;
     for (std::size_t i = 0; i < numbered.size(); ++i) {
         const double duration = nanosecondsOf([&] { clients[i % clientCount].roundTrip(numbered[i]); });

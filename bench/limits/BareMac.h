@@ -14,7 +14,8 @@
 
 namespace kelo::bench {
 
-/// Makes the helper's exchanges with the simulated Mac, without the helper. Each sends one record and receives one.
+/// Makes the helper's exchanges with the simulated Mac, without the helper. Each exchange sends one record and receives
+/// one.
 class BareMac {
 public:
     /// `folder` is an open descriptor of the simulated Mac's folder, needed only during construction.

@@ -1,5 +1,5 @@
-// The helper with a higher limit on clients, for measuring how the cost of a request depends on the number of clients.
-// Otherwise, this main is the same as the helper's.
+// Runs the helper with a higher client limit, to measure how the cost of a request depends on the number of clients. In
+// all other respects, this main is the same as the helper's.
 
 #include "helper/HelperProcess.h"
 #include "platform/linux/LinuxPlatform.h"

@@ -62,7 +62,7 @@ void Daemon::start() {
     const CodeOf daemon(CodeOf::Owner::daemon);
     try {
         process_ = start_(platform.platform());
-    } catch (const std::bad_alloc&) { // main() does the same
+    } catch (const std::bad_alloc&) { // main() handles it in the same way
         platform.onStep("exit 0");
     }
 }

@@ -20,7 +20,7 @@
 
 namespace kelo {
 
-/// A clock whose waits take slightly longer than requested, as real ones do: no deadline is met exactly.
+/// A clock whose waits take slightly longer than requested, like real waits, so that no deadline is met exactly.
 class OversleepingClock : public VirtualClock {
 public:
     using VirtualClock::VirtualClock;

@@ -43,7 +43,7 @@ public:
     int count() const { return count_; }
 
     double duration = 0; ///< Duration of each exchange, in seconds.
-    /// Aborts the process after this number of exchanges, since the daemon must then be in an endless loop.
+    /// The number of exchanges after which the process aborts, since the daemon must then be in an endless loop.
     int limit = 100'000;
 
 private:

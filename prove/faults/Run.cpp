@@ -99,8 +99,8 @@ void Run::expectWritten(const std::string& key, std::size_t since, int times) {
         tries += entry->smc.request.data8 == static_cast<std::uint8_t>(SMCCommand::readKeyInfo) ? 1 : 0;
         isPrevented = entry->isFaulted;
     }
-    // If the fault affects only one exchange, each hand-back must have tried once. A lasting fault may have prevented a
-    // hold, so that fewer hand-backs occur.
+    // If the fault affects only one exchange, each hand-back must have tried to clear the key. A lasting fault may have
+    // prevented a hold, which leaves fewer hand-backs.
     const int least = fault_ && fault_->reach == ExchangeFault::Reach::once ? times : 1;
     expect(isPrevented && tries >= least, key + " was not cleared, after " + std::to_string(tries) + " tries");
 }

@@ -35,7 +35,7 @@ public:
     /// Runs `action`, which makes the daemon hand each fan back `times` times. Expects all writes of these hand-backs,
     /// except those that a fault prevented.
     void expectHandBack(int times, const std::function<void()>& action);
-    /// Runs `hold`, which asks for a hold. If the daemon refuses the hold, expects it to hand the fans back.
+    /// Runs `hold`, which asks for a hold. Expects the daemon to hand the fans back if it refuses the hold.
     void expectHandBackIfRefused(const std::function<void()>& hold);
     /// Like `expectHandBack`, but for a request that may be refused for lack of memory. Expects nothing after a
     /// refusal.

@@ -40,7 +40,7 @@ void startHoldAndSleep(Run& run) {
 
 void nothing(Run&) {}
 
-/// Starts with a fan that an earlier helper left in manual mode, and asks for the first hold.
+/// Starts the daemon with a fan that an earlier helper left in manual mode, and asks for the first hold.
 void start(Run& run) {
     run.interfere(0, true);
     startOnly(run);

@@ -167,7 +167,7 @@ double Generator::celsius() {
     return chance(0.5) ? anywhere(30, 85) : anywhere(60, warmest_);
 }
 
-/// A change by another program: of a fan's mode, of a fan's target or of the unlock switch.
+/// A change by another program to a fan's mode, a fan's target or the unlock switch.
 Input Generator::interference() {
     if (chance(0.1))
         return {Action::value, 11, whole(2)};

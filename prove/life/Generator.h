@@ -14,7 +14,8 @@ class Generator {
 public:
     explicit Generator(std::uint64_t seed) : random_(seed) {}
 
-    /// Begins a scenario with new random frequencies: the machine, the start and usually a first hold.
+    /// Begins a scenario with new random frequencies. Returns its first inputs: the machine, the start and usually a
+    /// hold.
     Script begin();
     Input next();
 

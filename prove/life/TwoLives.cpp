@@ -36,7 +36,7 @@ PowerMessage messageOf(Action action) {
                                          : PowerMessage::systemHasPoweredOn;
 }
 
-/// Passes one side an input that is not from a client.
+/// Passes an input that is not from a client to one side.
 void give(Daemon& side, const Input& input) {
     switch (input.action) {
     case Action::unsignedHelper:
@@ -120,7 +120,7 @@ bool isEqual(const TapeEntry& a, const TapeEntry& b) {
            (!a.smc.reply || std::memcmp(&*a.smc.reply, &*b.smc.reply, sizeof *a.smc.reply) == 0);
 }
 
-/// Describes the last events that daemon and model have in common, and the first in which they differ.
+/// Describes the last events that the daemon and the model have in common, and the first in which they differ.
 std::string describe(const Input& input, const std::vector<TapeEntry>& daemon, const std::vector<TapeEntry>& model) {
     const auto [ours, theirs] = std::mismatch(daemon.begin(), daemon.end(), model.begin(), model.end(), isEqual);
     std::string text = "after \"" + input.text() + "\"\n";

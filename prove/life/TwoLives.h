@@ -14,7 +14,8 @@ class TwoLives {
 public:
     TwoLives();
 
-    /// Ignores impossible inputs, such as a request without a client. Returns whether both did the same.
+    /// Ignores impossible inputs, such as a request without a client. Returns whether the daemon and the model did the
+    /// same.
     bool apply(const Input& input);
     bool hasEnded() const { return daemon_.hasExited(); }
 

@@ -85,7 +85,8 @@ void BusyLife::useMac() try {
 } catch (const CallRefused&) {
 }
 
-/// Without a hold, no process would hand back fans that another program has taken.
+/// Ends the interference before it kills the clients: without a hold, no process would hand back fans that another
+/// program has taken.
 void BusyLife::end() {
     for (const auto& fan : mac_.call(Show{}).fans)
         mac_.call(Interfere{fan.index, {}});

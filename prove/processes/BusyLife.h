@@ -15,7 +15,7 @@ public:
     explicit BusyClient(Installation& installation) : process_(installation.start("rawclient", {})) {}
 
     void connect() { process_->writeInput("connect\n"); }
-    /// Queues a request. The process waits for its reply before the next command.
+    /// Queues a request. The process waits for the reply before the next command.
     void request(const requests::Any& request);
     void close() { process_->writeInput("close\n"); }
     void kill();
@@ -32,7 +32,7 @@ public:
     BusyLife(StagedMac& mac, std::mt19937& random);
 
     void step();
-    /// Stops the interference by other programs, waits until the helper holds its fans again, and kills every client.
+    /// Stops the interference by other programs, waits until the helper holds the fans again, and kills every client.
     void end();
 
 private:

@@ -12,7 +12,7 @@ class Figures {
 public:
     void add(double value) { values_.push_back(value); }
     std::size_t count() const { return values_.size(); }
-    /// The smallest value that at least `percent` percent of the values do not exceed; 0 without values.
+    /// The smallest value that at least `percent` percent of the values do not exceed; 0 if there are no values.
     double percentile(double percent) const {
         if (values_.empty())
             return 0;

@@ -23,8 +23,8 @@ namespace {
 using namespace hardware_calls;
 using Clock = std::chrono::steady_clock;
 
-// The number of concurrent tries. A helper uses two of the 128 inotify instances that a user may have; without them, it
-// would not notice that it is replaced.
+// The number of concurrent tries. Each helper uses two of the 128 inotify instances that a user may have; without them,
+// it would not notice its replacement.
 constexpr int width = 24;
 constexpr double machineAllowance = 2; // seconds, since many processes share few processors
 constexpr double bound =
@@ -74,7 +74,7 @@ struct Outcome {
     bool wasHeld = false; ///< Whether the helper held a fan when it was made to exit.
 };
 
-/// Keeps watching after the hand-back is due, since the helper must not take a fan again.
+/// Kills all clients. Keeps watching after the hand-back is due, since the helper must not take a fan again.
 Outcome killClients(StagedMac& mac, BusyLife& life) {
     life.end();
     Outcome outcome;

@@ -22,13 +22,13 @@ int proveDelays(const std::filesystem::path& staged, const std::filesystem::path
 int proveKill(const std::filesystem::path& staged, const std::filesystem::path& work, int tries, unsigned seed,
               const std::string& data);
 
-/// Kills a holding helper with SIGKILL, `tries` times, and starts it again. Prints the number of times that a fan
-/// stayed manual; the helper cannot prevent this. A promise is broken if a fan is still manual after a later exit, or
-/// if no fan ever stayed manual, so that nothing was measured.
+/// Kills the helper with SIGKILL during a hold, `tries` times, and starts it again. Prints the number of times that a
+/// fan stayed manual; the helper cannot prevent this. A promise is broken if a fan is still manual after a later exit,
+/// or if no fan ever stayed manual, so that nothing was measured.
 int proveSIGKILL(const std::filesystem::path& staged, const std::filesystem::path& work, int tries);
 
-/// Lets 50 clients connect and disconnect for `minutes` of real time and samples the helper's resources. A promise is
-/// broken by each figure that grows, if clients were cut off, and if no client can hold at the end.
+/// Lets 50 clients connect and disconnect for `minutes` of real time and samples the helper's resources. Each figure
+/// that grows counts as a broken promise, as do clients that were cut off and a failing hold at the end.
 int proveSoak(const std::filesystem::path& staged, const std::filesystem::path& work, double minutes);
 
 } // namespace kelo

@@ -14,7 +14,7 @@ using namespace hardware_calls;
 constexpr double tick = 2;   // seconds between two checks of a hold
 constexpr double unlock = 4; // seconds for which the helper retries a mode write
 
-// Shorter than the timeout of one second, which applies once the Mac has failed to answer.
+// Shorter than one second, the timeout that applies once the Mac has failed to answer.
 constexpr double lateAnswer = 0.9; // seconds
 
 // A tick that retakes two fans reads them three times (20 exchanges each), reads the chip twice (2 each) and takes both
@@ -68,7 +68,7 @@ bool isUnlocked(const MacState& mac, double since) {
     });
 }
 
-/// The Mac never grants manual mode, and another program has taken its fan: the first hold retries until it times out,
+/// The Mac never grants manual mode, and another program has taken the fan: the first hold retries until it times out,
 /// and the others wait in the queue.
 Setting holdsQueued(StagedMac& mac, int) {
     mac.startHelper();

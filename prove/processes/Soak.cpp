@@ -33,7 +33,7 @@ struct Crowd {
 
     int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random); }
 
-    /// A random client connects, reconnects, is killed or makes a request.
+    /// Makes a random client connect, reconnect or send a request, or kills it.
     void step() {
         auto& client = clients.at(static_cast<std::size_t>(below(clientCount)));
         if (!client) {
@@ -95,7 +95,7 @@ bool isSame(const char* name, long before, long after) {
 }
 
 /// Checks that clients stay connected: the figures of a helper that cuts all clients off would not grow either.
-/// `without` is the number of its descriptors without clients.
+/// `without` is the number of the helper's descriptors while no client is connected.
 bool isFull(Samples samples, long without) {
     const long descriptors = largest(samples.last(samples.size() / 4), &ProcessUsage::descriptors) - without;
     const long clients = descriptors / descriptorsOfClient;

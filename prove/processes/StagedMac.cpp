@@ -18,7 +18,7 @@ bool isPresent(const std::filesystem::path& path) {
     return std::filesystem::exists(path, error);
 }
 
-/// Whether the last write of the fan's mode made it manual. Only the helper's changes are in `writes`.
+/// Whether the last write of the fan's mode made the fan manual. `writes` contains only the helper's changes.
 bool isTaken(const hardware_calls::MacState& mac, int fan) {
     const auto key = "F" + std::to_string(fan) + "Md";
     const auto last =
@@ -27,7 +27,7 @@ bool isTaken(const hardware_calls::MacState& mac, int fan) {
 }
 
 /// The time of the first hand-back after `start`. If the fan was taken again later, returns the time of the first
-/// hand-back after the last taking.
+/// hand-back after it was last taken.
 double automaticSince(const hardware_calls::MacState& mac, int fan, double start) {
     const auto key = "F" + std::to_string(fan) + "Md";
     double since = start;
@@ -73,7 +73,7 @@ void StagedMac::install(const std::string& program) {
 
 void StagedMac::startHelper(const LaunchEnvironment& environment, double seconds) {
     const auto socket = installation_.program("app.kelo.helper.socket");
-    std::filesystem::remove(socket); // an earlier helper's socket would be mistaken for the new one's
+    std::filesystem::remove(socket); // an earlier helper's socket would be mistaken for the new helper's
     installation_.startHelper(environment);
     const bool isUp = waitUntil([&] { return isPresent(socket) || helper().status(); }, seconds);
     if (!isUp || helper().status())

@@ -43,8 +43,8 @@ private:
     std::unique_ptr<HardwareLink> link_;
 };
 
-/// Seconds from `start`, on the Mac's clock, until the last fan became automatic and stayed so. Requires that no fan is
-/// manual now and that only the helper has handed fans back.
+/// Seconds from `start`, on the Mac's clock, until the last fan became automatic and stayed automatic. Requires that no
+/// fan is manual now and that only the helper has handed fans back.
 double untilAutomatic(const hardware_calls::MacState& mac, double start);
 
 } // namespace kelo

@@ -21,7 +21,7 @@ double targetRPM(double minRPM, double maxRPM, double fraction);
 std::optional<double> smoothedCelsius(const std::vector<double>& readings);
 // The lowest fraction allowed at a chip temperature.
 double floorFraction(double chipCelsius);
-// The requested fraction, raised to the floor if there is a temperature.
+// The requested fraction, raised to the floor if the temperature is known.
 double raisedToFloor(double asked, std::optional<double> chipCelsius);
 // One step from the previous fraction: rises at once and falls by at most 0.02.
 double easedFraction(double from, double to);
@@ -34,7 +34,7 @@ std::string warmthText(double celsius);
 std::string hexText(std::int32_t code);
 // Shortest text that converts back to the same double, with a fractional part, for event texts.
 std::string doubleText(double value);
-// The code requirement that only a program with this identifier, signed by this team, satisfies.
+// The code requirement that is satisfied only by programs that have this identifier and are signed by this team.
 std::string requirementText(const std::string& identifier, const std::string& team);
 
 } // namespace kelo::reference

@@ -76,7 +76,8 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AnswerSlowly, seconds)
 
 namespace {
 
-/// A map with one entry: the name of the call or answer, and its members. CBOR can encode every double.
+/// A map with one entry: its key is the name of the call or answer, and its value contains the members. CBOR can encode
+/// every double.
 template <typename Any>
 std::vector<std::uint8_t> encodeAny(const Any& any) {
     return std::visit(
@@ -104,7 +105,8 @@ Any decodeAny(std::span<const std::uint8_t> bytes) {
         throw std::invalid_argument("the message is not one name with its members");
     const auto named = message.begin();
     try {
-        // The library would round a number to fit its type and ignore unknown members and names.
+        // Compares the encoded result with the input, because the library rounds numbers to fit their types and ignores
+        // unknown members and names.
         if (auto any = alternativeNamed<Any>(named.key(), named.value()); std::ranges::equal(encodeAny(any), bytes))
             return any;
     } catch (const nlohmann::json::exception&) {

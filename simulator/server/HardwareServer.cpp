@@ -61,7 +61,7 @@ HardwareServer::HardwareServer(EventLoop& loop, int folder, const Profile& profi
 void HardwareServer::accept(const Door& door) {
     auto socket = unix_socket::accept(door.listening.get());
     if (!socket.isValid())
-        return; // out of descriptors: the client is accepted once another one has disconnected
+        return; // out of descriptors: the client is accepted once another client has disconnected
     const int id = nextConnection_++;
     auto watch = loop_.watch(socket.get(), EventLoop::Readiness::readable, [this, id, &door] { receive(id, door); });
     connections_.emplace(id, Connection{std::move(socket), std::move(watch)});

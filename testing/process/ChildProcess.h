@@ -13,7 +13,7 @@
 
 namespace kelo {
 
-/// A child process. Killed if it is still running when this object, or the process that started it, ends.
+/// A child process. Killed if it is still running when this object is destroyed or the process that started it ends.
 ///
 /// Its output goes into files, which can be read at any time. Its standard input is a pipe.
 class ChildProcess {
@@ -47,7 +47,7 @@ private:
     pid_t number_ = -1;
     FileDescriptor input_;
     std::optional<int> status_;
-    std::size_t linesEnd_ = 0; ///< Where the unread lines begin in the output.
+    std::size_t linesEnd_ = 0; ///< The offset in the output at which the unread lines begin.
     std::filesystem::path outputFile_;
     std::filesystem::path errorFile_;
 };

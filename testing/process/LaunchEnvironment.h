@@ -15,7 +15,7 @@ struct LaunchEnvironment {
     std::filesystem::path standardError = {}; ///< A file, pipe or terminal; if empty, a file in the log folder.
     int descriptors = 0;                      ///< The limit of open descriptors; 0 leaves the default.
 
-    /// The reason why a process cannot have a separate log here, or an empty string. Tries it once in `folder`.
+    /// The reason why a process cannot have a separate log here, or an empty string. Tests this once, in `folder`.
     static std::string refusalOfOwnLog(const std::filesystem::path& folder);
 
     /// The command that becomes the helper in `folder`.

@@ -13,7 +13,7 @@
 namespace kelo {
 
 /// A process that leads a session on a separate terminal, and the other end of that terminal. Killed if it is still
-/// running when this object ends.
+/// running when this object is destroyed.
 class PseudoTerminal {
 public:
     /// `environment` (NAME=VALUE) is added to this process's environment and replaces variables of the same name.

@@ -30,8 +30,8 @@ std::vector<Svg::Point> stepsOf(const Plot& plot, const PictureData& times, cons
     return points;
 }
 
-/// Draws the floor, as a percentage of the fan's range, over the chip's temperature. There is no floor below the first
-/// point of the curve.
+/// Draws the floor, as a percentage of the fan's range, against the chip's temperature. There is no floor below the
+/// first point of the curve.
 void drawCurve(Svg& svg, const PictureData& data) {
     const Plot plot({70, plotTop}, plotWidth, plotHeight, {80, 105}, {0, 110});
     plot.drawRows(svg, 20, " %");

@@ -8,11 +8,11 @@ namespace kelo {
 /// Recorded data of a picture. The member "picture" is the kind of picture. The order of members is preserved.
 using PictureData = nlohmann::ordered_json;
 
-/// Data as stored in a file: JSON with each outermost member on its own line.
+/// Data as stored in a file: JSON with each top-level member on a separate line.
 std::string textOf(const PictureData& data);
 
-/// Draws data as an SVG file. Identical data produce identical bytes. Throws an exception with the reason for invalid
-/// data.
+/// Draws data as an SVG file. Identical data produce identical bytes. If the data are invalid, throws an exception that
+/// gives the reason.
 std::string drawPicture(const PictureData& data);
 
 namespace pictures {

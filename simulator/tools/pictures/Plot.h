@@ -44,7 +44,7 @@ private:
 
 struct LegendEntry {
     enum class Sign { line, area };
-    std::string name; ///< The class of the line or area that it explains.
+    std::string name; ///< The class of the line or area that the entry explains.
     std::string text;
     Sign sign = Sign::line;
 };

@@ -24,7 +24,7 @@ std::string inkOf(const std::string& arguments) {
     return found->second;
 }
 
-/// Splits a UTF-8 text into its characters.
+/// Splits UTF-8 text into its characters.
 std::vector<std::string> charactersOf(const std::string& text) {
     std::vector<std::string> characters;
     for (const char byte : text) {
@@ -43,8 +43,8 @@ double blockHeight(const std::string& character) {
     return isBlock ? static_cast<double>(character[2] - '\x80') / 8 : 0;
 }
 
-/// Draws characters that are all blocks or all text. Draws blocks as areas, since the block characters of most fonts
-/// leave gaps.
+/// Draws a run of characters that consists entirely of blocks or entirely of text. Draws blocks as areas, since the
+/// block characters of most fonts leave gaps.
 void drawRun(Svg& svg, Svg::Point corner, const std::vector<std::string>& run, const std::string& ink) {
     const double width = cellWidth * static_cast<double>(run.size());
     if (const double height = cellHeight * blockHeight(run.front()); height > 0)

@@ -7,7 +7,8 @@
 namespace kelo {
 namespace {
 
-// The second half is for dark mode. Custom properties would be shorter, but not every renderer supports them.
+// The second half of the style sheet is for dark mode. Custom properties would be shorter, but not every renderer
+// supports them.
 constexpr const char* style = R"(<style>
 text { font: 12px system-ui, -apple-system, "Segoe UI", sans-serif; fill: #1f2328 }
 .title { font-size: 16px; font-weight: 600 }

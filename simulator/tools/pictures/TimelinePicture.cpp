@@ -19,7 +19,7 @@ constexpr double panelGap = 30;
 
 using Series = std::vector<double>;
 
-/// Draws each run of values between nulls as a separate line.
+/// Splits a series at its nulls, so that each run of values is drawn as a separate line.
 std::vector<std::vector<Svg::Point>> stretches(const Plot& plot, const Series& times, const PictureData& values) {
     if (values.size() != times.size())
         throw std::invalid_argument("a series and the times differ in length");

@@ -12,7 +12,7 @@ namespace {
 constexpr double lookInterval = 0.25; // seconds
 constexpr double printInterval = 1.0;
 constexpr double askedFraction = 0.5;
-// Speeds up the chip, which otherwise needs minutes to get hot, but not the fans.
+// Speeds up the heating of the chip, which would otherwise take minutes, but not the fans.
 constexpr const char* heatSpeed = "12";
 
 bool isAnyManual(const nlohmann::json& mac) {
@@ -79,7 +79,7 @@ void Rehearsal::playHold() {
         closeLid();
     sleepAndWake();
     watched_ = onlooker_->data();
-    onlooker_.reset(); // it is also a client
+    onlooker_.reset(); // the onlooker also counts as a client
     loseClient();
 }
 
@@ -120,7 +120,7 @@ void Rehearsal::heat() {
     const bool isAdding = watchForLog("[NOTICE] service: hold: addingAir", 25);
     const bool isFaster = watchUntil([](const auto& mac) { return isFirstFanAbove(mac, askedFraction + 0.02); }, 6);
     promise("a hot chip makes the fans faster than requested", isAdding && isFaster);
-    watchFor(10); // until the fans, not the end of the load, stop the rise
+    watchFor(10); // long enough that the fans, and not the end of the load, stop the heating
     begin("The load ends.", "rest");
     installation_.simmac({"load", "0"});
     promise("afterwards the fans slow down gradually to the requested speed",

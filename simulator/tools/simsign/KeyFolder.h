@@ -24,8 +24,8 @@ struct TeamKey {
     SignatureTrailer trailer;
 };
 
-/// Returns the trailer field that contains `name`. Throws `SigningFailed` if the name does not fit; the message calls
-/// it `what`.
+/// Returns the trailer field that contains `name`. Throws `SigningFailed` if the name does not fit; `what` describes
+/// the name in the message.
 NameField requireNameField(const char* what, const std::string& name);
 
 /// Makes `key` a team's key, signed by `anchor`. Throws `SigningFailed`.
