@@ -1,4 +1,4 @@
-// Interprets the input as events of a hold: power messages in any order and number, mixed with ticks, lid changes and
+// Interprets the input as events of a hold: power messages in any number and order, mixed with ticks, lid changes and
 // failing exchanges.
 
 #include <algorithm>

@@ -89,7 +89,7 @@ public:
     bool isListenerMissing = false;
     /// The category whose system log cannot be created; empty if every system log can be created.
     std::string missingLog;
-    /// Whether the system logs throw when an entry is written.
+    /// Whether writing to a system log throws.
     bool isLogThrowing = false;
     /// Null until the helper has created it.
     ScriptedListener* listener = nullptr;

@@ -33,7 +33,7 @@ public:
         add(later(now_, seconds > 0 ? seconds : 0), [this, task = std::move(task)] { run(task); });
     }
 
-    /// Like `post`, but the task runs before every waiting one, like a system message that arrived while the main
+    /// Like `post`, but the task runs before all waiting tasks, as does a system message that arrived while the main
     /// thread was busy.
     void postFirst(const Task& task) {
         add(-std::numeric_limits<double>::infinity(), [this, task] { run(task); });

@@ -60,9 +60,9 @@ struct MacState {
 struct SleepReport {
     static constexpr auto name = "sleepReport";
     double seconds = 0;         ///< From the announcement of sleep to its last acknowledgement.
-    int acknowledged = 0;       ///< Clients that acknowledged it in time.
-    int missing = 0;            ///< Clients that did not.
-    std::vector<FanState> fans; ///< Their states when the last acknowledgement arrived.
+    int acknowledged = 0;       ///< The number of clients that acknowledged sleep in time.
+    int missing = 0;            ///< The number of clients that did not.
+    std::vector<FanState> fans; ///< The fans' states when the last acknowledgement arrived.
 };
 
 using AnyAnswer = std::variant<Done, Refused, MacState, SleepReport>;

@@ -23,7 +23,7 @@ void RootPowerDomain::removeClient(int client) {
 
 void RootPowerDomain::acknowledge(int client, std::int64_t notificationID) {
     if (notificationID != notificationID_ || awaited_.erase(client) == 0)
-        return; // it is late or a duplicate
+        return; // the acknowledgement is late or a duplicate
     ++acknowledged_;
     endRoundIfComplete();
 }

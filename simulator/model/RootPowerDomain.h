@@ -28,8 +28,8 @@ public:
 
     struct SleepReport {
         double seconds;   ///< From `systemWillSleep` to the last acknowledgement.
-        int acknowledged; ///< Clients that acknowledged it in time.
-        int missing;      ///< Clients that did not.
+        int acknowledged; ///< The number of clients that acknowledged sleep in time.
+        int missing;      ///< The number of clients that did not.
     };
 
     /// `queue` is borrowed. `now` returns seconds.
