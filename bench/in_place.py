@@ -83,7 +83,7 @@ def spent(pids, seconds):
 def holding(scene, figures):
     with scene.helper() as helper, scene.staying('hold', 1), \
             Process(scene.programs / 'bench_ticker', scene.installation / 'simulated-mac', TICK) as bare:
-        time.sleep(2.5 * TICK)  # by then start-up is over, and the two do not tick at the same time
+        time.sleep(2.5 * TICK)  # start-up is over by then, and the two processes tick at different times
         ticks = scene.count(30, 5)
         (used, waited), (least, least_waited) = spent([helper.pid, bare.pid], ticks * TICK)
     figures.compare('holding.tick', used / ticks, least / ticks, 'us')

@@ -58,7 +58,7 @@ class Peer(Process):
             if time.monotonic() > end:
                 raise SystemExit(f'bench: {command[0]} does not take the fans; is this running as root?')
             time.sleep(0.01)
-        # Both stay open, so that the mode can be read after the peer has exited.
+        # Both files stay open, so that the mode can be read after the peer has exited.
         self.network = open(f'/proc/{self.pid}/ns/net', 'rb')
         self.mode = open(self.folder / 'pwm1_enable', encoding='ascii')
 

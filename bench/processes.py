@@ -52,7 +52,7 @@ class Process:
         return seconds
 
     def end(self, number):
-        """Sends a signal and reaps the process. Returns the seconds until its end."""
+        """Sends a signal and reaps the process. Returns the seconds until the process has ended."""
         begun = time.perf_counter()
         if self.pid:
             os.kill(self.pid, number)

@@ -13,7 +13,7 @@ replayed() {
   [ "$status $output" = "$2 $3" ] || failure "\"$1\": expected $2 $3, got $status $output"
 }
 
-# refused WHY LINE...: checks that a scenario of these lines is refused.
+# refused WHY LINE...: checks that a scenario with these lines is refused.
 refused() {
   local script=$folder/script
   printf '%s\n' "${@:2}" >"$script"

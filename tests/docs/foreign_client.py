@@ -15,7 +15,7 @@ number = 0
 
 
 def ask(request, fraction=0.0, hands_back_on_lid_close=False):
-    """Sends a request and returns the answer: None, a number, a text or bytes."""
+    """Sends a request and returns the answer: None, a number, a string or bytes."""
     global number
     number += 1
     helper.send(struct.pack("<QIId", number, request, hands_back_on_lid_close, fraction))

@@ -191,7 +191,7 @@ refuse_folders_of_others() {
   done
 }
 
-# Returns whether owner, mode or access control list allow a user other than root to write to the folder.
+# Returns whether the folder's owner, mode or access control list allows a user other than root to write to it.
 is_open_to_others() {
   local found list
   found=$("$macos_system/usr/bin/find" "$1/." -maxdepth 0 \( ! -user root -o -perm -020 -o -perm -002 \)) || return 0

@@ -36,8 +36,8 @@ run_tests() {
   shift
   say "running the tests of the $preset preset"
   rm -rf "build/$preset/test-reports" "build/$preset/tests.xml"
-  # Runs many more tests than processors at once, because tests with several processes mostly wait. The sanitizers need
-  # more CPU time.
+  # Runs many more tests at once than there are processors, because tests with several processes mostly wait. The
+  # sanitizers need more CPU time.
   local at_once=6
   case $preset in asan) at_once=4 ;; tsan) at_once=2 ;; esac
   ctest --test-dir "build/$preset" --output-on-failure -j "$(($(jobs_count) * at_once))" --output-junit tests.xml "$@" \

@@ -5,7 +5,7 @@
 # usage: try-bare.sh [debian12|debian13|ubuntu24.04] [user|container|root] [COMMAND...]
 #
 # user       an ordinary user who may use sudo
-# container  root with the capabilities that a container engine leaves by default
+# container  root with the capabilities that a container engine grants by default
 # root       root in a plain chroot
 #
 # The COMMANDs, if any, replace the README's two commands: './dev run' tries only that one. Needs root and debootstrap.
@@ -28,7 +28,7 @@ trap 'rm -rf --one-file-system "$folder"' EXIT
 mkdir "$root"
 
 # Creates the minimal system. An old debootstrap may not know a new distribution, so this uses the script of an older
-# one for it.
+# distribution.
 make_system() {
   local scripts=/usr/share/debootstrap/scripts packages=ca-certificates mirror=()
   [ -z "${KELO_MIRROR-}" ] || mirror=("$KELO_MIRROR")

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Changes the program in one place at a time and checks that a test fails each time.
 
-All mutants of a folder are built into its test programs at once, and a program activates one when it starts. So each
-mutant costs only the run of the tests that reach it. Constants that the compiler computes need a build per mutant.
+All mutants of a folder are built into its test programs at once, and a program activates one mutant when it starts. So
+each mutant costs only the run of the tests that reach it. Constants that the compiler computes need a build per mutant.
 """
 
 import argparse
@@ -112,7 +112,7 @@ class Build:
               recorder])
         must(['cmake', '-S', self.source, '-B', self.binary, '-G', 'Ninja', '-DCMAKE_CXX_COMPILER=clang++',
               '-DCMAKE_BUILD_TYPE=', f'-DCMAKE_CXX_FLAGS={flags}'])
-        # Set after CMake's own link checks, because their programs have no tests to record.
+        # Sets the linker flag only after CMake's own link checks, because their programs have no tests to record.
         must(['cmake', self.binary, f'-DCMAKE_EXE_LINKER_FLAGS={recorder}'])
 
     @staticmethod
@@ -218,7 +218,7 @@ class Tests:
         command = [self.paths[name], '--gtest_brief=1', '--gtest_fail_fast']
         names = ':'.join(test for test, _ in tests) if tests else '*'
         environment = {**os.environ, 'KELO_MUTANT': str(number), 'GTEST_FILTER': names}
-        # Runs it twice, because a test may fail on a busy machine.
+        # Runs the program twice, because a test may fail on a busy machine.
         return not any(ends_well(command, environment, 10 + 5 * seconds) for _ in range(2))
 
 

@@ -118,7 +118,7 @@ class Finder:
                                is_fixed=context.is_fixed, is_constant=context.is_constant, **flags)
 
     def add_texts(self, start, end, replacements, context):
-        """Adds a site. Each replacement is a text in which {} is replaced by the original."""
+        """Adds a site. Each replacement is a string in which {} is replaced by the original."""
         original = short(self.text[start:end])
         self.add(start, end, [(f'`{original}` becomes `{text.format(original)}`',
                                lambda render, text=text: text.format(f'({render(start, end)})'))
@@ -351,7 +351,7 @@ class Finder:
 
 
 def nested(sites: List[Site]) -> List[Site]:
-    """Returns the sites as a forest, in which each contains those inside it."""
+    """Returns the sites as a forest, in which each site contains the sites inside it."""
     roots: List[Site] = []
     stack: List[Site] = []
     for site in sorted(sites, key=lambda site: (site.start, -site.end, not site.is_statement)):
@@ -370,7 +370,7 @@ def compile_arguments(database: str, source: str) -> List[str]:
 
 
 def find(paths: List[str], database: str) -> dict:
-    """Returns the sites of each file by its path. Finds those of headers through the sources that include them."""
+    """Returns the sites of each file by its path. Finds the sites of headers through the sources that include them."""
     finders = {}
     for path in paths:
         with open(path, encoding='latin-1') as file:  # offsets count bytes

@@ -46,7 +46,7 @@ case $call in
       case $("$REAL_PS" -o state= -p "$holder") in T*) wakeups=0.50 ;; *) wakeups=1.50 ;; esac
       printf '%-34s %-6s %s\n' app.kelo.helper "$(cat "$FOLDER/pid")" "0.15  30.00  0.00  0.00  $wakeups  0.25"
     fi ;;
-  ps*) # no CPU time while idle; a hold has more at the second call
+  ps*) # CPU time: constant while idle, higher at the second call during a hold
     looks=$(grep -c '^ps' "$CALLS")
     if [ "$looks" -lt 4 ]; then echo '  0:59.98'; else echo '  1:00.07'; fi ;;
   'sudo launchctl print'*)
@@ -87,7 +87,7 @@ for last; do :; done
 case \$last in *XXXXXX) ;; *) set -- "\$@" "\$FOLDER/not-TMPDIR.XXXXXX" ;; esac
 exec $real_mktemp "\$@"
 STUB
-# This sleep ends as soon as the hold or the helper has started.
+# This stand-in for sleep ends as soon as the hold or the helper has started.
 cat >"$folder/bin/sleep" <<STUB
 #!/bin/sh
 case \$1 in
@@ -235,7 +235,7 @@ at_least() {
   [ "${reported:-0}" -ge "$2" ] || failure "$1 takes at least $2 ms, but ${reported:-nothing} is reported"
 }
 at_least 'SIGTERM to exit, holding' 30
-at_least 'one snapshot' 100 # of 200, because other work delays both commands
+at_least 'one snapshot' 100 # not 200 ms, because other work delays both commands
 for ((i = 0; i < 500; i++)); do
   kill -0 "$(cat "$folder/holder")" 2>/dev/null || break
   "$real_sleep" 0.01

@@ -40,7 +40,7 @@ for launchd in "$installed" "$embedded"; do
   expect 'string app.kelo.helper' "$launchd" Label
   expect 'true' "$launchd" MachServices app.kelo.helper
   expect 'false' "$launchd" KeepAlive SuccessfulExit # restarts it after a crash but not after a normal exit
-  expect 'true' "$launchd" RunAtLoad # SuccessfulExit implies it; explicit for readers
+  expect 'true' "$launchd" RunAtLoad # implied by SuccessfulExit, but stated for readers
   expect 'string app.kelo.Kelo' "$launchd" AssociatedBundleIdentifiers
   # The exit timeout must exceed 40 seconds: 4 seconds for each of ten fans.
   seconds=$(value "$launchd" ExitTimeOut)

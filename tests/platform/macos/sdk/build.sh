@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Builds everything that a Mac builds, then checks the programs: the product for both processors, and the tests for one,
-# since Homebrew's GoogleTest has only one. Our own declarations and symbol lists replace Apple's SDK.
+# because Homebrew's GoogleTest supports only one. Our own declarations and symbol lists replace Apple's SDK.
 #
 # usage: build.sh FOLDER COMPILER: builds in FOLDER.
-# Run from the top of the repository. Exits with 77 if the installed C++ headers need declarations that macOS 14 lacks
-# or that ours lack.
+# Run from the top of the repository. Exits with 77 if the installed C++ headers need declarations that macOS 14 or our
+# SDK lacks.
 set -euo pipefail
 
 folder=$1 compiler=$2
