@@ -288,7 +288,7 @@ protected:
             isHeldAtStart = fans.isHeld;
             return Companion{[this] { return end; }, [this](int signal) { signals.push_back(signal); }};
         };
-        terminal.canDraw = true; // must not matter: the terminal belongs to the command
+        terminal.canDraw = true; // must have no effect: the terminal belongs to the command
         terminal.waitsUntilStop = 100;
         terminal.onWait = [this](int wait) {
             if (wait == 3)
@@ -327,7 +327,7 @@ TEST_F(HoldWhileACommandRuns, ContinuesAfterCtrlCUntilTheCommandEnds) {
     EXPECT_THAT(signals, ElementsAre()) << "the terminal sends SIGINT to both";
 }
 
-TEST_F(HoldWhileACommandRuns, ForwardsOtherSignals) {
+TEST_F(HoldWhileACommandRuns, ForwardsOtherSignalsToTheCommand) {
     terminal.waitsUntilStop = 1;
     terminal.asksToStopBy = SIGTERM;
     EXPECT_EQ(hold({0.8, false, {}, {"make"}}), 7);

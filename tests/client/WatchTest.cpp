@@ -96,7 +96,7 @@ TEST_F(WatchTest, FailsIfTheFirstReadingFails) {
     EXPECT_FALSE(terminal.isDrawing);
 }
 
-TEST_F(WatchTest, WaitsForAHelperThatHasExitedAndContinues) {
+TEST_F(WatchTest, WaitsUntilTheHelperRestartsAndContinues) {
     restartHelperMeanwhile();
     watch(WatchForm::lines);
     EXPECT_EQ(terminal.printed, at(40, held) + "The helper has dropped the request. Waiting for the helper.\n" +

@@ -56,7 +56,7 @@ public:
     PowerNotifications& notifications() { return power_; }
     void removePowerDomain() { power_.isPresent = false; }
     void send(PowerMessage message, std::intptr_t notificationID) { waiting_.emplace_back(message, notificationID); }
-    void sendOther() {} // there is no other message
+    void sendOther() {} // PowerMessage cannot express any other message
     void run() {
         for (const auto& [message, notificationID] : std::exchange(waiting_, {}))
             power_.send(message, notificationID);

@@ -233,7 +233,7 @@ TYPED_TEST_P(MainQueueConformance, ALateRepeatingTimerFiresOnceAndKeepsItsSchedu
     this->harness.block(3.5 * TestFixture::unit);
     this->run(0.25);
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fired")) << "for the three times that were missed";
-    this->run(0.5); // its fourth due time
+    this->run(0.5); // includes the fourth due time
     EXPECT_THAT(this->noted, ::testing::ElementsAre("fired", "fired"));
 }
 

@@ -178,7 +178,7 @@ TEST_F(StartUp, RefusesAFolderThatOthersMayEnterUntilItsModeIsFixed) {
     EXPECT_TRUE(installation.waitForLog(listening));
 }
 
-TEST_F(StartUp, ServesClientsWithoutFindingItsExecutable) {
+TEST_F(StartUp, ServesClientsIfItCannotFindItsExecutable) {
     installation.startMac();
     // The executable is deleted before the helper starts, as an early update may do.
     const auto nameless = installation.program("nameless");

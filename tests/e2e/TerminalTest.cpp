@@ -181,7 +181,7 @@ TEST_F(OnATerminal, CtrlCCancelsAHoldThatIsNotYetGranted) {
     startEverything();
     installation.helper().signal(SIGSTOP);
     start({"hold", "0.5"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000)); // it has sent its request by then
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000)); // by then, the client has sent its request
     terminal->type(ctrlC);
     expectCleanEnd(128 + SIGINT);
     installation.helper().signal(SIGCONT);
@@ -189,7 +189,7 @@ TEST_F(OnATerminal, CtrlCCancelsAHoldThatIsNotYetGranted) {
     EXPECT_FALSE(installation.isAnyFanManual());
 }
 
-TEST_F(OnATerminal, NoColorVariableDisablesColour) {
+TEST_F(OnATerminal, SettingNoColorDisablesColour) {
     startEverything();
     const auto isColoured = [&](const std::string& command, const std::string& noColour) {
         environment.back() = noColour;

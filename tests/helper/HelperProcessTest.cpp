@@ -89,7 +89,7 @@ TEST_F(HelperProcessTest, StartsInAFixedOrder) {
     EXPECT_EQ(platform.files.sources(), 1);
 }
 
-TEST_F(HelperProcessTest, ListensOnceAllStopSignalsAreDelivered) {
+TEST_F(HelperProcessTest, DoesNotListenUntilAllStopSignalsAreDelivered) {
     platform.stopSignals.isReadyAtOnce = false;
     start();
     std::vector<bool> wasListening;
@@ -134,7 +134,7 @@ TEST_F(HelperProcessTest, HandsTheFansBackAndExitsOnAStopSignalIfUnsigned) {
                                Trace({"[NOTICE] service: Handed the fan back on the way out.", "exit 0"}));
 }
 
-TEST_F(HelperProcessTest, ServesClientsWithoutFindingItsExecutable) {
+TEST_F(HelperProcessTest, ServesClientsIfItCannotFindItsExecutable) {
     platform.files.executable.reset();
     start();
     const auto trace = takeTrace();

@@ -235,7 +235,7 @@ TEST_F(HelperServiceTest, StandingDownExitsEvenIfItCannotReply) {
     EXPECT_EQ(takeTrace(), Trace({"leave"}));
 }
 
-TEST_F(HelperServiceTest, StandingDownExitsAtOnceAndOnlyOnceWithoutMemory) {
+TEST_F(HelperServiceTest, StandingDownWithoutMemoryExitsAtOnceAndOnlyOnce) {
     FullQueue full(now);
     makeServiceOn(full);
     full.isFull = true;

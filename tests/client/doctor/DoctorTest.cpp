@@ -205,7 +205,7 @@ TEST_F(OnLinux, ColoursShowTheVerdictsOnATerminal) {
     EXPECT_THAT(terminal.printed, HasSubstr("\033[31mbad \033[0m"));
 }
 
-TEST_F(OnLinux, ReportHasVersionAndSystemButNoUserName) {
+TEST_F(OnLinux, ReportContainsTheVersionAndSystemButNoUserName) {
     terminal.shown.hasColour = true;
     commands[log].output = "started in /home/owner/w\n";
     EXPECT_EQ(examine("kelo 1.2.3"), 0);

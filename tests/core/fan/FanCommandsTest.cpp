@@ -160,7 +160,7 @@ TEST_F(FanCommands, RefusesATargetWithoutRoot) {
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
 
-TEST_F(FanCommands, ThrowsNoFansForATargetWithoutAValidRange) {
+TEST_F(FanCommands, ThrowsTheNoFansErrorForATargetWithoutAValidRange) {
     for (const double max : {1200.0, 1199.5, -6000.0}) { // empty and inverted ranges
         controller.setNumber("F0Mx", max);
         EXPECT_EQ(errorOf([&] { fans.setTarget(0, 2000); }), FanError::noFans()) << max;

@@ -31,13 +31,13 @@ TEST_F(FanControllerCreation, ThrowsSmcUnavailableWithoutTheService) {
     EXPECT_THAT(controller.texts(), IsEmpty());
 }
 
-TEST_F(FanControllerCreation, ThrowsNoFansForAFanCountOfZero) {
+TEST_F(FanControllerCreation, ThrowsTheNoFansErrorForAFanCountOfZero) {
     controller.setNumber("FNum", 0);
     EXPECT_EQ(creationError(), FanError::noFans());
     EXPECT_EQ(exchange.openConnections(), 0);
 }
 
-TEST_F(FanControllerCreation, ThrowsNoFansForAnUnreadableFanCount) {
+TEST_F(FanControllerCreation, ThrowsTheNoFansErrorForAnUnreadableFanCount) {
     for (const auto command : {SMCCommand::readKeyInfo, SMCCommand::readBytes}) {
         controller.clearFaults();
         controller.answer("FNum", command, 0x84);
@@ -121,7 +121,7 @@ TEST_F(FanReadings, OmitsAFanWithoutSpeedOrRange) {
     }
 }
 
-TEST_F(FanReadings, ReadsNoMoreKeysOfAFanAfterAFailedRead) {
+TEST_F(FanReadings, StopsReadingAFanAfterAFailedRead) {
     controller.answer("F0Mn", std::nullopt, 0x84);
     controller.remove("F1Ac");
     controller.clearLog();

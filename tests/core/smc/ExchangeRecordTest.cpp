@@ -33,7 +33,7 @@ constexpr std::size_t keyAt = 0;
 constexpr std::size_t sizeAt = 28;
 constexpr std::size_t commandAt = 42;
 constexpr std::size_t valueAt = 48;
-const Bytes f0Tg = {'g', 'T', '0', 'F'}; // the code's little-endian bytes
+const Bytes f0Tg = {'g', 'T', '0', 'F'}; // the key's code in little-endian order
 
 TEST_F(ExchangeRecordTest, ReadsTheKeyInfoWithCommand9AndTheBytesWithCommand5) {
     controller.defineNumber("F0Tg", smc_type::flt, 2500);

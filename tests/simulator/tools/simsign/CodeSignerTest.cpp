@@ -125,7 +125,7 @@ TEST_F(CodeSigner, RefusesAMissingFileAndAFolder) {
     EXPECT_EQ(failureOf(folder.path(), identity), "The executable is not a regular file.");
 }
 
-TEST_F(CodeSigner, LeavesNoOtherFileNextToASignedFile) {
+TEST_F(CodeSigner, SigningAddsNoFileToTheFolder) {
     const auto file = fileWith("content");
     keys.team(identity.team);
     const auto before = filesInFolder();
