@@ -16,12 +16,12 @@ namespace {
 
 constexpr double refreshInterval = 1.0; // seconds
 constexpr double retryInterval = 10.0;  // seconds after a refusal, since each attempt may keep the helper busy
-constexpr double handBackTimeout = 5;   // seconds; the helper may first need up to 4 to take a fan
+constexpr double handBackTimeout = 5;   // seconds; the helper may first need up to 4 seconds to take a fan
 // The helper repairs changes made by other programs within 2 seconds, but leaves a target unchanged if it is off by at
 // most 25 RPM. The constants below allow for both.
 constexpr int readingsUntilSure = 4;
 constexpr double speedTolerance = 30;       // RPM
-constexpr double fractionTolerance = 0.006; // of the range
+constexpr double fractionTolerance = 0.006; // fraction of the range
 
 std::string durationText(double seconds) {
     const auto whole = static_cast<long>(std::ceil(seconds));

@@ -10,7 +10,7 @@
 namespace kelo {
 
 /// Follows the fans during a long-running command: queries the helper, records the readings, and draws the record in
-/// place if `isDrawn`.
+/// place if `isDrawn` is true.
 class LiveView {
 public:
     struct Texts {

@@ -15,12 +15,12 @@ public:
     using HelperUnreachable::HelperUnreachable;
 };
 
-/// A connection with callbacks and a timeout, for a helper that may not answer. Runs each request on a separate thread.
-/// Connects at the first request. After a request has thrown `HelperUnreachable`, the next request reconnects.
+/// A connection with callbacks and a timeout, for a helper that might not answer. Runs each request on a separate
+/// thread. Connects at the first request. After a request has thrown `HelperUnreachable`, the next request reconnects.
 class PatientConnection : public HelperConnection {
 public:
     struct Patience {
-        double limit = 60;         ///< Seconds until a request throws `HelperSilent`; taking ten fans may take 40.
+        double limit = 60;         ///< Seconds until a request throws `HelperSilent`; taking ten fans may last 40 s.
         double limitAfterStop = 5; ///< Seconds from the user's request to stop until `HelperSilent`.
         std::function<void()> onSilence = [] {}; ///< Called once for a request that has waited for 2 seconds.
         /// Called every second after `onSilence`, and each time the screen has been resized.

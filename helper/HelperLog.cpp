@@ -11,7 +11,7 @@
 namespace kelo {
 namespace {
 
-/// The time in ISO 8601 format, in UTC and whole seconds.
+/// The UTC time in ISO 8601 format, rounded down to whole seconds.
 std::string timestamp(double wallClock) {
     using namespace std::chrono;
     const sys_seconds time{seconds(static_cast<std::int64_t>(std::floor(wallClock)))};

@@ -17,7 +17,7 @@
 namespace kelo {
 namespace {
 
-/// The signals from users, terminals, resource limits and other programs that end a process by default.
+/// The signals that end a process by default and may come from users, terminals, resource limits or other programs.
 constexpr int stopSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGXCPU, SIGUSR1, SIGUSR2, SIGALRM};
 
 } // namespace
@@ -116,7 +116,7 @@ void HelperProcess::handleStopSignals() {
     }
 }
 
-/// Starts listening when no stop signal can be lost any more: after a lost signal, a client's hold would stay in place.
+/// Starts listening once stop signals can no longer be lost: if one were lost, a client's hold would stay in place.
 void HelperProcess::listenWhenStoppable() {
     // Without a team, the process still handles signals and watches its binary, but serves no client.
     if (++readySources_ < std::size(stopSignals) || !isTrusted_)

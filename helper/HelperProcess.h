@@ -36,8 +36,8 @@ private:
     void requireSignatureOfOurTeam();
     void handleStopSignals();
     void listenWhenStoppable();
-    /// Logs the notice, hands the fan back and exits. The process exits in no other way. A failing log does not prevent
-    /// the hand-back.
+    /// Logs the notice, hands the fan back and exits. This is the only way in which the process exits. A failing log
+    /// does not prevent the hand-back.
     void leave(const char* notice) noexcept;
 
     const Platform& platform_;

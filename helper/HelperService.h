@@ -76,10 +76,10 @@ private:
     ServiceDependencies dependencies_;
     std::shared_ptr<FanController> controller_; ///< Null if there is no controllable fan; never replaced.
     std::shared_ptr<FanHold> session_;          ///< The current hold.
-    bool isSystemAsleep_ = false;               ///< Sleep has been announced, and no wake since then.
+    bool isSystemAsleep_ = false;               ///< The system has announced sleep and has not woken since.
     std::int64_t clients_ = 0;
-    MainQueue::Tasks leaving_;           ///< The task that leaves at once, for a stand-down that cannot be delayed.
-    std::atomic_flag isLeaving_;         ///< `leaving_` has been posted.
+    MainQueue::Tasks leaving_;   ///< The task that calls `leave` at once, for a stand-down that cannot be delayed.
+    std::atomic_flag isLeaving_; ///< `leaving_` has been posted.
     std::unique_ptr<Timer> orphanTimer_; ///< Pending or already fired; reset by the next arrival.
     /// Kept for the whole life of the service, because a hold must not start unless the service knows whether the
     /// system is asleep.

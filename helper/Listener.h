@@ -35,7 +35,7 @@ public:
 using ConnectionAdmission = std::function<bool(IncomingConnection& connection)>;
 
 /// The endpoint of the service. Call its functions on the main thread in this order: set the admission, set the
-/// requirement, resume. The listener exists as long as the process.
+/// requirement, resume. The listener exists until the process ends.
 class Listener {
 public:
     Listener() = default;

@@ -9,9 +9,9 @@ namespace kelo {
 
 namespace {
 
-/// Reports a client's departure: twice if the connection is first interrupted and then invalidated. The tasks are
-/// allocated when the client arrives. If a departure were lost because memory runs out, the client's hold would stay in
-/// place.
+/// Reports a client's departure, and reports it twice if the connection is first interrupted and then invalidated. The
+/// tasks are allocated when the client arrives. If a departure were lost because memory ran out, the client's hold
+/// would stay in place.
 class Departures {
 public:
     Departures(std::shared_ptr<HelperService> service, MainQueue& queue)

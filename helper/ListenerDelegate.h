@@ -30,7 +30,7 @@ private:
     const std::shared_ptr<HelperService> service_;
     const std::shared_ptr<const BinaryWatch> binary_;
     MainQueue& queue_;
-    MainQueue::Tasks leaving_; ///< The task that leaves for a newer helper; empty after it has been posted.
+    MainQueue::Tasks leaving_; ///< The task that makes way for a newer helper; empty after it has been posted.
 };
 
 } // namespace kelo

@@ -29,7 +29,7 @@ struct FanSnapshot {
     const std::string warmth;                ///< "cool", "warm" or "hot".
     const std::optional<double> chipCelsius; ///< Omitted from the JSON when there is no reading.
     const bool addingAir;                    ///< The hold runs the fans faster than requested because the chip is hot.
-    const bool lidHasFan;                    ///< The hold has yielded the fans, and not because of sleep.
+    const bool lidHasFan;                    ///< The hold has yielded the fans for a reason other than sleep.
 
     bool operator==(const FanSnapshot&) const = default;
 

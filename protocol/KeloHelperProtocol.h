@@ -43,7 +43,7 @@ struct Hold {
     double fraction;
     bool handsBackOnLidClose; ///< Hands the fans back while the lid is closed.
 
-    /// In selector order.
+    /// The arguments in the order of the selector.
     std::tuple<double, bool> arguments() const { return {fraction, handsBackOnLidClose}; }
 };
 

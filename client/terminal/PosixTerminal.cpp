@@ -27,7 +27,7 @@ constexpr clockid_t clockIncludingSleep = CLOCK_BOOTTIME;
 constexpr clockid_t clockIncludingSleep = CLOCK_MONOTONIC;
 #endif
 
-constexpr double longestWait = 3600; // seconds; every system's select accepts it
+constexpr double longestWait = 3600; // seconds; accepted by select on every system
 
 volatile std::sig_atomic_t stop = 0; ///< The first signal that asked to stop.
 volatile std::sig_atomic_t isResized = 0;
@@ -111,7 +111,7 @@ void PosixTerminal::printError(const std::string& text) {
     try {
         send(errors_, text);
     } catch (const OutputFailed&) {
-        return; // there is no other stream to report it on
+        return; // there is no other stream on which to report the failure
     }
 }
 

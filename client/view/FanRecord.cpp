@@ -7,7 +7,7 @@
 namespace kelo {
 namespace {
 
-constexpr double targetTolerance = 0.005; // of the range
+constexpr double targetTolerance = 0.005; // fraction of the range
 
 std::string targetText(const FanSnapshot& snapshot) { return "target " + speedText(snapshot.targetRPM, snapshot); }
 
@@ -42,8 +42,8 @@ std::vector<std::string> eventsBetween(const FanSnapshot& before, const FanSnaps
     return sentences;
 }
 
-/// A snapshot to which the first reading is compared. The first reading then causes no events other than a waiting hold
-/// and a hot chip.
+/// A snapshot with which the first reading is compared. It makes the first reading cause no events other than a waiting
+/// hold and a hot chip.
 FanSnapshot baselineFor(const FanSnapshot& now) {
     return {now.fanCount,         now.currentRPM, now.minRPM,      now.maxRPM, now.targetRPM,
             now.underKeloControl, now.warmth,     now.chipCelsius, false,      false};

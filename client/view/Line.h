@@ -26,7 +26,7 @@ struct Style {
 /// terminal.
 std::string visible(const std::string& text);
 
-/// Splits a text into lines and omits the line ends.
+/// Splits text into lines without their line ends.
 std::vector<std::string> linesOf(const std::string& text);
 
 std::size_t columnsOf(const std::string& text);

@@ -9,8 +9,8 @@
 namespace kelo {
 namespace {
 
-constexpr std::size_t rowsForFrame = 6;    // title and keys
-constexpr std::size_t rowsForSpacing = 12; // a blank row below the title
+constexpr std::size_t rowsForFrame = 6;    // minimum height for the title and the keys
+constexpr std::size_t rowsForSpacing = 12; // minimum height for a blank row below the title
 constexpr std::size_t shortestBar = 8;     // columns
 constexpr std::size_t fewestHistoryRows = 7;
 constexpr std::size_t fewestHistoryColumns = 24;

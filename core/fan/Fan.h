@@ -8,7 +8,7 @@ struct Fan {
     double minRPM; ///< Lowest speed the fan may be set to; strictly less than `maxRPM`.
     double maxRPM;
     double currentRPM; ///< Measured.
-    double targetRPM;  ///< The speed that the controller steers to; `currentRPM` if the target cannot be read.
+    double targetRPM;  ///< The target speed; `currentRPM` if the target cannot be read.
     bool isManual;     ///< The fan's mode byte is non-zero: the fan is not under automatic control.
 
     bool operator==(const Fan&) const = default;

@@ -119,7 +119,7 @@ Warmth FanController::warmth() const {
     const auto celsius = chipTemperature();
     if (!celsius || *celsius < 60.0)
         return Warmth::cool;
-    return *celsius < 80.0 ? Warmth::warm : Warmth::hot; // NaN counts as hot, the safe side
+    return *celsius < 80.0 ? Warmth::warm : Warmth::hot; // to be safe, NaN counts as hot
 }
 
 bool FanController::engageManual(int fan) {

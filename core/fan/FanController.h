@@ -17,10 +17,10 @@ class SMCExchange;
 
 /// Controls the fans and reads the temperature sensors.
 ///
-/// Keeps the key client's connection open for its whole lifetime; there is at most one `FanController` per process.
-/// Speeds are in RPM and temperatures in degrees Celsius; both are converted from the hardware's 32-bit floats. Fan
-/// indices are not checked against `fanCount()`. Key names have room for only one digit, so only fans 0 to 9 can be
-/// addressed.
+/// Keeps the key client's connection open until the controller is destroyed. There is at most one `FanController` per
+/// process. Speeds are in RPM and temperatures in degrees Celsius; both are converted from the hardware's 32-bit
+/// floats. Fan indices are not checked against `fanCount()`. Key names have room for only one digit, so only fans 0 to
+/// 9 can be addressed.
 ///
 /// Make all calls on one thread. Reads never throw: they omit values that cannot be read or return nullopt for them.
 class FanController {

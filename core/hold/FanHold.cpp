@@ -42,7 +42,7 @@ FanHold::~FanHold() = default;
 void FanHold::start(bool isAsleep) {
     assert(queue_.isCurrent());
     const auto alive = shared_from_this(); // the observer may drop the owner's reference
-    // Reserves the memory for all ticks: a lack of memory here only refuses the hold.
+    // Reserves the memory for all ticks now: if memory runs out here, the hold is only refused.
     chipReadings_.reserve(ThermalFloor::smoothingWindow + 1);
     fans_.reserve(static_cast<std::size_t>(controller_->fanCount()));
     isHolding_ = true;

@@ -6,7 +6,7 @@
 namespace kelo {
 
 struct FanHoldEvent {
-    /// The hold has taken the fans at its start. `fraction` is the fraction that the client requested.
+    /// The hold has started and has taken the fans. `fraction` is the fraction that the client requested.
     struct Engaged {
         double fraction;
         bool neededUnlock; ///< At least one fan needed the controller's unlock switch.

@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// The messages of the root power domain that the helper handles; platforms deliver no others.
+/// The messages that the helper handles from the root power domain. Platforms deliver no other messages.
 enum class PowerMessage { canSystemSleep, systemWillSleep, systemHasPoweredOn };
 
 /// A handler that is called on the main thread with each message. Pass `notificationID` to `allowPowerChange`.

@@ -11,7 +11,7 @@ namespace kelo {
 /// Runs one callback before the system sleeps and another after it has powered on. Acknowledges each sleep message, so
 /// that nothing but the first callback can delay sleep.
 ///
-/// Destroying the watch ends its registration; its callbacks must not destroy it. Main thread only.
+/// Destroying the watch ends the registration; the callbacks must not destroy the watch. Main thread only.
 class PowerWatch {
 public:
     /// Does not register for messages; `start()` does. `notifications` is borrowed.

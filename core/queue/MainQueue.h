@@ -42,8 +42,8 @@ public:
     /// out. Any thread.
     virtual void postPrepared(Tasks tasks) noexcept = 0;
 
-    /// Runs `task` on the main thread after `seconds`, or as `post` does if the delay is not positive. Returns at once.
-    /// Cannot be cancelled. Any thread.
+    /// Runs `task` on the main thread after `seconds`. If the delay is not positive, works like `post`. Returns at
+    /// once. Cannot be cancelled. Any thread.
     virtual void postAfter(double seconds, Task task) = 0;
 
     /// Runs `onFire` on the main thread after `interval` seconds and, if `repeats`, every `interval` seconds from then

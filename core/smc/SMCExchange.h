@@ -6,7 +6,7 @@
 
 namespace kelo {
 
-/// A connection to the System Management Controller: opens it, exchanges records over it, closes it.
+/// A connection to the System Management Controller: opens it, exchanges records over it, and closes it.
 ///
 /// This is the key client's only access to the system. It is used by one thread at a time. Each call blocks until the
 /// controller has answered.
@@ -22,8 +22,8 @@ public:
 
     /// Sends `request` and fills `reply`, which the caller has zero-filled, with the controller's answer.
     ///
-    /// Returns false if the exchange itself failed, because the handle is not open (handle 0 never is) or because of a
-    /// transport error; `reply` is then undefined. The controller's verdict on the request is in `reply.result`.
+    /// Returns false if the exchange itself failed, because the handle is not open (handle 0 is never open) or because
+    /// of a transport error; `reply` is then undefined. The controller's verdict on the request is in `reply.result`.
     [[nodiscard]] virtual bool exchange(std::uint32_t connection, const SMCKeyData& request,
                                         SMCKeyData& reply) noexcept = 0;
 

@@ -76,7 +76,8 @@ namespace kelo {
 /// Commands, sent in SMCKeyData::data8.
 enum class SMCCommand : std::uint8_t { readBytes = 5, writeBytes = 6, readKeyInfo = 9 };
 
-/// Packs the first four characters of `text` into a key or type code, the first in the most significant byte.
+/// Packs the first four characters of `text` into a key or type code, with the first character in the most significant
+/// byte.
 constexpr std::uint32_t smcCode(const char* text) {
     std::uint32_t code = 0;
     for (int i = 0; i < 4; ++i)

@@ -33,7 +33,7 @@ std::int32_t smc_open() noexcept;
 /// Closes the connection; does nothing if it is closed.
 void smc_close() noexcept;
 
-/// Reads byte 0 of the key's value, whatever its type and size.
+/// Reads byte 0 of the key's value, regardless of the key's type and size.
 std::int32_t smc_read_u8(const char* key, std::uint8_t* out) noexcept;
 
 /// Reads "flt " (of size 4), "ui8 ", "ui16" and "fpe2" keys. Drops the fraction bits of "fpe2" values, so that the

@@ -44,7 +44,7 @@ private:
     StandardErrorOutput logOutput_;
     const HelperLog log_;
     std::unique_ptr<Timer> nextTry_;     ///< Null unless there is an obstacle.
-    SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; lives as long as the process.
+    SocketListener* listener_ = nullptr; ///< Owned by the caller of makeListener; exists until the process ends.
     const Platform platform_;
 };
 

@@ -15,7 +15,7 @@ public:
         /// Called once after cancellation, when the system has stopped using the handle. Do not close the handle
         /// earlier.
         std::function<void()> onCancelled;
-        /// Called once when the source is ready, unless it has been cancelled before. Earlier events may have been
+        /// Called once when the source is ready, unless it has already been cancelled. Earlier events may have been
         /// lost.
         std::function<void()> onRegistered = [] {};
     };

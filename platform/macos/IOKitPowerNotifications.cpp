@@ -47,8 +47,8 @@ public:
             reportFault("registering for system power", "the notification port has no run-loop source");
     }
 
-    /// The order matters. Removing the source ends the delivery of messages, and removing the notifier ends their
-    /// sending. Only then may the connection and the port be released.
+    /// The order matters. Removing the source stops the delivery of messages, and removing the notifier stops the
+    /// system from sending them. Only then may the connection and the port be released.
     ~IOKitPowerRegistration() override {
         if (!isOpen())
             return;

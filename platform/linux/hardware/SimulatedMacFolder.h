@@ -11,7 +11,7 @@ namespace kelo {
 /// The folder "simulated-mac" next to the running executable. It contains the hardware's sockets, the lock and the
 /// trust anchor. The folder's path cannot be configured, so that each installation has a separate simulated Mac.
 ///
-/// The constructor checks that only the owner may enter the folder. So no other user reaches the hardware, and a
+/// The constructor checks that only the owner may enter the folder. So no other user can reach the hardware, and a
 /// process that has the folder open counts as the simulated Mac's superuser. The open descriptor still refers to the
 /// folder after the folder is moved.
 class SimulatedMacFolder : public Rights {

@@ -26,7 +26,7 @@ public:
         : folder_(folder), loop_(loop), timeouts_(timeouts),
           onMessage_(std::make_shared<const PowerHandler>(std::move(onMessage))) {}
 
-    /// Returns false if there is no root power domain. If the Mac only fails to answer, retries later.
+    /// Returns false if there is no root power domain. If the registration fails for any other reason, retries later.
     bool start() {
         const auto outcome = connect(timeouts_.answer);
         if (outcome == Outcome::failed)
@@ -125,7 +125,7 @@ private:
     std::unique_ptr<Timer> timer_;                        ///< Null while registered.
     FileDescriptor socket_;                               ///< Invalid while not registered.
     bool isMacAsleep_ = false;                            ///< Whether the Mac was asleep at the time of registration.
-    bool isSleepReported_ = false; ///< Whether the handler's last report was of sleep, not of wake.
+    bool isSleepReported_ = false; ///< Whether the last message to the handler was sleep rather than wake.
     std::unique_ptr<DescriptorWatch> watch_;
 };
 

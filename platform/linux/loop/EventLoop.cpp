@@ -224,7 +224,7 @@ void EventLoop::serveUrgent() {
     fireDueTimers(time_.now(), false);
 }
 
-/// Fires all timers that are due, or only those that need not wait for tasks.
+/// Fires the timers that are due. Unless `all`, skips those that must wait for tasks.
 void EventLoop::fireDueTimers(Clock::time_point now, bool all) {
     const auto isNext = [&](const auto& entry) { return entry.first <= now && (all || !entry.second->waitsForTasks); };
     for (auto next = timers_.begin(); !isStopped_;) {

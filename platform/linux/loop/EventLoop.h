@@ -30,7 +30,7 @@ public:
     virtual ~LoopTime() = default;
 
     virtual Clock::time_point now() const = 0;
-    /// Like `epoll_wait`.
+    /// Waits like `epoll_wait`.
     virtual int wait(int epoll, epoll_event* events, int capacity, int milliseconds) = 0;
 
     /// Monotonic time, which stops while the machine sleeps.
@@ -129,7 +129,7 @@ private:
     // Loop thread only.
     bool isStopped_ = false;
     Timers timers_;
-    Interests interests_;               ///< Keyed by an ID that is never reused, so that a stale event matches none.
+    Interests interests_; ///< Keyed by an ID that is never reused, so that a stale event matches no interest.
     std::vector<std::uint64_t> urgent_; ///< IDs of the interests that are polled before everything else.
     std::vector<pollfd> urgentPolls_;   ///< The poll entries of `urgent_`, in the same order.
     std::uint64_t nextInterestID_ = 1;  ///< 0 identifies the wake-up descriptor.

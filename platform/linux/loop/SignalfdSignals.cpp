@@ -66,7 +66,7 @@ void SignalfdSignals::readSignals() {
     for (std::size_t i = 0; i < count; ++i) {
         const auto found = handlers_.find(static_cast<int>(taken[i].ssi_signo));
         if (found == handlers_.end())
-            continue;                        // the previous handler destroyed its source
+            continue;                        // an earlier handler has destroyed this source
         const auto onSignal = found->second; // the handler may destroy its source
         contain("the handler of a signal", *onSignal);
     }

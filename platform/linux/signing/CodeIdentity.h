@@ -8,7 +8,7 @@ namespace kelo {
 /// signature has been verified, they are only a claim.
 struct CodeIdentity {
     std::string identifier; ///< Chosen freely by the signer.
-    std::string team;       ///< Vouched for by the trust anchor.
+    std::string team;       ///< Certified by the trust anchor.
 
     bool operator==(const CodeIdentity&) const = default;
 };

@@ -21,7 +21,7 @@ namespace {
 #ifdef SO_PEERPIDFD
 constexpr int peerPidfdOption = SO_PEERPIDFD;
 #else
-constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack the name
+constexpr int peerPidfdOption = 77; // SO_PEERPIDFD, which Debian 12's headers lack; differs only on PA-RISC and SPARC
 #endif
 
 constexpr const char* hasEnded = "The peer has ended.";
@@ -89,7 +89,7 @@ FileDescriptor PeerProcess::openExecutable() const {
     FileDescriptor executable(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const auto error = errno;
     // Checked after the executable was opened: a process cannot return from another namespace, so if it is in our
-    // namespace now, it was in our namespace then, too.
+    // namespace now, it already was when the executable was opened.
     const auto isOurs = isInOurUserNamespace(process);
     // An id is not reused before its process exits. So if the process is still running, the executable is its own.
     if (hasExited())

@@ -17,8 +17,8 @@ public:
     static PeerProcess ofSocket(int socket);
 
     /// Gets the peer's process id from the socket and opens a pidfd for it. If the peer has not hung up afterwards, it
-    /// was alive throughout, so that the id is its own. Exception: it passed the socket to another process and exited.
-    /// Older kernels do not report that.
+    /// was alive throughout, so the id belongs to it. The exception is a peer that has passed the socket to another
+    /// process and exited: older kernels do not report that.
     static PeerProcess ofSocketByNumber(int socket);
 
     /// Opens the process's current executable for reading. Refuses a leased file (fcntl's F_SETLEASE) instead of

@@ -47,8 +47,8 @@ struct SignatureTrailer {
     static SignatureTrailer empty();
 
     /// Reads the trailer of an open file of `fileSize` bytes. Returns nullopt if the file does not end in the magic.
-    /// Verifies nothing. Throws `SignatureRefused` if the file cannot be read, or if the trailer has another version,
-    /// is cut short or has a name that `NameField::of` rejects. Does not move the file offset.
+    /// Verifies nothing. Throws `SignatureRefused` if the file cannot be read, or if the trailer has a different
+    /// version, is cut short or has a name that `NameField::of` rejects. Does not move the file offset.
     static std::optional<SignatureTrailer> read(int file, std::uint64_t fileSize);
     /// Like `read`, but also throws `SignatureRefused` if the file does not end in the magic.
     static SignatureTrailer require(int file, std::uint64_t fileSize);

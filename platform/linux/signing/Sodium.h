@@ -18,8 +18,8 @@ inline void initializeSodium() {
         throw std::runtime_error("libsodium cannot be initialized");
 }
 
-/// Reads a file that contains `count` bytes as hexadecimal digits and a newline. Returns nullopt if it contains
-/// anything else.
+/// Reads `count` bytes from a file that encodes them as hexadecimal digits followed by a newline. Returns nullopt if
+/// the file contains anything else.
 template <std::size_t count>
 std::optional<std::array<std::uint8_t, count>> readHexFile(int file) {
     std::array<std::uint8_t, count * 2 + 1> text{};

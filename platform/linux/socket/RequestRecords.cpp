@@ -12,7 +12,7 @@ static_assert(std::endian::native == std::endian::little, "the records are writt
 
 struct RequestRecord {
     std::uint64_t number = 0;
-    std::uint32_t request = 0; ///< Its position in `requests::Any`, from 1.
+    std::uint32_t request = 0; ///< The request's position in `requests::Any`, counted from 1.
     std::uint32_t flag = 0;
     double real = 0;
 };

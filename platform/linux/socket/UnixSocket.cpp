@@ -95,7 +95,7 @@ FileDescriptor listen(int folder, const std::string& name) {
     const auto unfinished = name + "." + std::to_string(getpid());
     const auto address = addressOf(folder, unfinished);
     while (!bindForEverybody(listener.get(), address))
-        // An earlier process with our id was killed and left the file.
+        // An earlier process with our id was killed and left the file behind.
         if (errno != EADDRINUSE || unlinkat(folder, unfinished.c_str(), 0) != 0)
             throwErrno("bind");
     if (::listen(listener.get(), backlog) != 0 || renameat(folder, unfinished.c_str(), folder, name.c_str()) != 0) {
@@ -115,7 +115,7 @@ FileDescriptor connect(int folder, const std::string& name, std::chrono::millise
     auto socket = makeSocket(0);
     if (!socket.isValid())
         return {};
-    // Without a timeout, connect waits for as long as the listener's backlog is full.
+    // Without a timeout, connect waits as long as the listener's backlog is full.
     if (!setTimeout(socket.get(), SO_SNDTIMEO, timeout))
         return {};
     const auto address = addressOf(folder, name);
@@ -136,7 +136,8 @@ Received receive(int socket, std::span<std::uint8_t> buffer) {
 
 Received receive(int socket, std::span<std::uint8_t> buffer, pid_t& sender) {
     iovec content{.iov_base = buffer.data(), .iov_len = buffer.size()};
-    // Only large enough for the sender's credentials, so that the kernel closes any descriptors sent with the message.
+    // The buffer has room only for the sender's credentials, so that the kernel closes any descriptors sent with the
+    // message.
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
     msghdr header{};
     header.msg_iov = &content;

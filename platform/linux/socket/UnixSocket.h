@@ -17,7 +17,7 @@ namespace kelo {
 /// folder may be moved and its path may be longer than a socket's address.
 namespace unix_socket {
 
-/// Returns a path of `name` in the open folder that stays valid when the folder is moved.
+/// Returns a path to `name` in the open folder. The path stays valid when the folder is moved.
 std::string pathOf(int folder, const std::string& name);
 
 /// Listens at `name` in `folder`, replacing any previous listener there. Any user may connect. Never follows a symbolic
@@ -38,11 +38,11 @@ FileDescriptor connect(int folder, const std::string& name,
 void setTimeout(int socket, std::chrono::milliseconds limit);
 
 struct WouldBlock {};
-struct Ended {}; ///< The peer has gone, or its message is empty or larger than the buffer.
+struct Ended {}; ///< The peer has disconnected, or its message is empty or larger than the buffer.
 using Bytes = std::span<const std::uint8_t>;
 using Received = std::variant<Bytes, WouldBlock, Ended>;
 
-/// Receives one message of 1 to `buffer.size()` bytes into `buffer`. Drops descriptors that come with it.
+/// Receives one message of 1 to `buffer.size()` bytes into `buffer`. Drops any descriptors sent with it.
 Received receive(int socket, std::span<std::uint8_t> buffer);
 
 /// Receives from an accepted connection. Sets `sender` to the id of the sending process, 0 if unknown.

@@ -19,7 +19,7 @@ namespace {
 #ifdef SO_PEERPIDFD
 constexpr int peerPidfdOption = SO_PEERPIDFD;
 #else
-constexpr int peerPidfdOption = 77; // the value everywhere but on PA-RISC and SPARC; Debian 12's headers lack the name
+constexpr int peerPidfdOption = 77; // SO_PEERPIDFD, which Debian 12's headers lack; differs only on PA-RISC and SPARC
 #endif
 
 /// Opens the pidfd by process id on kernels before 6.5, which do not store a pidfd with the socket.
@@ -59,7 +59,7 @@ std::optional<AdmittedPeer> AdmittedPeer::of(int socket) {
     if (!pidfd.isValid() || !executable)
         return std::nullopt;
     AdmittedPeer peer(credentials.pid, credentials.uid, std::move(pidfd), std::move(folder), *executable);
-    // If the peer is still alive, the folder is its own and not that of a later process with the same id.
+    // If the peer is still alive, the folder belongs to it and not to a later process with the same id.
     return peer.hasEnded() ? std::nullopt : std::optional(std::move(peer));
 }
 

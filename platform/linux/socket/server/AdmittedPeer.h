@@ -17,8 +17,8 @@ namespace kelo {
 /// detected.
 class AdmittedPeer {
 public:
-    /// Call before checking the peer's signature: from then on the peer must run the same executable. Returns nullopt
-    /// if the peer has exited or no descriptor is left.
+    /// Call it before checking the peer's signature: from this call on, the peer must run the same executable. Returns
+    /// nullopt if the peer has exited or no descriptor is left.
     static std::optional<AdmittedPeer> of(int socket);
 
     pid_t process() const { return process_; }

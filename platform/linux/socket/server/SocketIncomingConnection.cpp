@@ -61,8 +61,8 @@ void SocketIncomingConnection::processEnded() {
     end();
 }
 
-/// Reads one message per readiness event, so that a busy client does not keep the others waiting. Returns whether it
-/// was a request. Ends the connection after anything but a request from the admitted peer.
+/// Reads one message per readiness event, so that a busy client does not keep the others waiting. Returns whether the
+/// message was a request. Ends the connection if the message is anything but a request from the admitted peer.
 bool SocketIncomingConnection::readRequest() {
     pid_t sender = 0;
     std::array<std::uint8_t, request_records::requestSize> buffer;
@@ -76,7 +76,7 @@ bool SocketIncomingConnection::readRequest() {
     return false;
 }
 
-/// Returns false for a message that is not a request, or whose number is not larger than the last one.
+/// Returns false if the message is not a request, or if its number is not larger than that of the last request.
 bool SocketIncomingConnection::handle(std::span<const std::uint8_t> bytes) {
     const auto incoming = request_records::decode(bytes);
     if (!incoming || (lastNumber_ && incoming->number <= *lastNumber_))

@@ -15,7 +15,7 @@
 
 namespace kelo {
 
-/// The connection of one admitted client: reads requests, performs them on the exported object, sends the replies.
+/// The connection of one admitted client: reads requests, performs them on the exported object, and sends the replies.
 ///
 /// Belongs to the listener's thread; a reply may be made on any thread and is sent on the listener's thread. Cuts off a
 /// client that sends an invalid request, reuses a request number, leaves its replies unread or lets another process use
@@ -46,8 +46,8 @@ public:
     void end();
 
 private:
-    static constexpr std::size_t maximumInFlight = 4; ///< Requests without a reply at which reading pauses.
-    static constexpr std::size_t maximumUnread = 64;  ///< Replies that may wait for room in the socket.
+    static constexpr std::size_t maximumInFlight = 4; ///< The number of unanswered requests at which reading pauses.
+    static constexpr std::size_t maximumUnread = 64;  ///< The maximum number of replies waiting for room in the socket.
 
     template <typename Step>
     void attempt(Step step);
@@ -69,7 +69,7 @@ private:
     std::unique_ptr<DescriptorWatch> processEnd_;
     std::unique_ptr<DescriptorWatch> writing_;
     std::deque<std::vector<std::uint8_t>> unread_; ///< Replies that wait for room in the socket.
-    bool hasClientLeft_ = false;                   ///< It reads no more replies, but may have sent requests.
+    bool hasClientLeft_ = false; ///< The client reads no more replies, but its requests may be pending.
     std::size_t inFlight_ = 0;
     std::optional<std::uint64_t> lastNumber_;
 };

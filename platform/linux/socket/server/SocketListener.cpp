@@ -25,7 +25,7 @@ constexpr double acceptPause = 0.1; // seconds to wait when the system has no re
 
 /// An event loop on a separate thread.
 struct SocketListener::Worker {
-    /// Starts the thread, unless it is running. Throws `std::system_error` if the system refuses a thread.
+    /// Starts the thread, unless it is running. Throws `std::system_error` if the thread cannot be created.
     void start() {
         if (!thread.joinable())
             thread = std::thread([this] {
@@ -106,7 +106,7 @@ bool SocketListener::openEndpoint() {
     }
 }
 
-/// Recreates a deleted socket. Leaves a socket that replaced ours alone: another process serves there.
+/// Recreates a deleted socket. Does not touch a socket that has replaced ours, since another process serves it.
 void SocketListener::socketChanged() {
     const bool isThere = faccessat(folder_, name_.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     if (!isThere)

@@ -28,7 +28,7 @@ struct ConnectionLimits {
     std::ptrdiff_t total = 256;
     std::ptrdiff_t ofProcess = 32;
     std::ptrdiff_t ofUser = 128;
-    std::ptrdiff_t ofOthers = 192; ///< All other users together.
+    std::ptrdiff_t ofOthers = 192; ///< The limit for all other users combined.
 };
 
 /// The listener's callbacks, which it calls on its thread or the main thread.
@@ -47,8 +47,8 @@ struct ListenerReports {
 /// slow check delays only other new peers.
 class SocketListener : public Listener {
 public:
-    /// Opens nothing before `resume`. Borrows `main` and `folder`, an open descriptor. If the system refuses a thread,
-    /// retries on `main`.
+    /// Does not open anything until `resume` is called. Borrows `main` and `folder`, an open descriptor. If a thread
+    /// cannot be created, retries on `main`.
     SocketListener(MainQueue& main, int folder, std::string name, PeerCheck checkPeer, ListenerReports reports,
                    const ConnectionLimits& limits = {});
     /// Ends all connections and the threads.
@@ -56,8 +56,8 @@ public:
 
     void setAdmission(ConnectionAdmission admission) override { admission_ = std::move(admission); }
     void setConnectionCodeSigningRequirement(const std::string& requirement) override { requirement_ = requirement; }
-    /// Accepts no peer unless a requirement and an admission are set. If the socket or thread cannot be created,
-    /// reports the failure and retries every second. Recreates a socket that is deleted later.
+    /// Accepts peers only if a requirement and an admission are set. If the socket or thread cannot be created, reports
+    /// the failure and retries every second. Recreates a socket that is deleted later.
     [[nodiscard]] bool resume() override;
 
     /// Sends the replies posted so far, then ends the threads and connections. May be called more than once.
@@ -92,9 +92,9 @@ private:
     std::optional<std::string> requirement_;
     ListenerReports reports_;
     bool isInTrouble_ = false;
-    std::unique_ptr<Timer> nextTry_; ///< Retries to start the thread; on the main queue.
+    std::unique_ptr<Timer> nextTry_; ///< Retries starting the thread; on the main queue.
     const std::unique_ptr<Worker> serving_;
-    std::unique_ptr<Worker> checking_; ///< Null until the first peer. Loop thread only, until that thread has ended.
+    std::unique_ptr<Worker> checking_; ///< Null until a peer connects. Loop thread only, until that thread has ended.
     const std::shared_ptr<EventLoop>& loop_; ///< The loop of `serving_`.
     RefusalLog refusals_;
     InotifyFileEvents files_;
