@@ -66,7 +66,7 @@ public:
 private:
     State stateIn(const FanSnapshot& snapshot, double fraction) const {
         if (snapshot.lidHasFan || snapshot.addingAir)
-            return state_; // the target does not show whether this hold or another is in force
+            return state_; // the target does not show whether this or another hold is in force
         if (!snapshot.underKeloControl)
             return ended;
         const double range = snapshot.maxRPM - snapshot.minRPM;

@@ -47,9 +47,9 @@ public:
     virtual void postAfter(double seconds, Task task) = 0;
 
     /// Runs `onFire` on the main thread after `interval` seconds and, if `repeats`, every `interval` seconds from then
-    /// on. A repeating timer that was delayed past several due times fires once and then keeps its schedule. A timer
-    /// that becomes due while the main thread is busy runs after the tasks that are already queued, so that a deadline
-    /// does not overtake an event that arrived in time. Main thread only.
+    /// on. If a repeating timer misses several due times, it fires once and then keeps its schedule. A timer that
+    /// becomes due while the main thread is busy runs after the tasks that are already queued, so that a deadline does
+    /// not overtake an event that arrived in time. Main thread only.
     [[nodiscard]] virtual std::unique_ptr<Timer> scheduleTimer(double interval, bool repeats, Task onFire) = 0;
 
     /// Whether the calling thread is the main thread; for assertions.

@@ -14,8 +14,8 @@ void XPCIncomingConnection::exportObject(std::shared_ptr<KeloHelperProtocol> obj
 }
 
 // The connection owns the blocks below, so they must not own the connection. They share the handler instead of
-// containing it: copying a function may throw, and the system copies blocks in stack frames that no exception may
-// cross.
+// containing it: copying a function may throw, and exceptions must not escape into the system code that copies the
+// blocks.
 
 void XPCIncomingConnection::setInvalidationHandler(std::function<void()> handler) {
     const auto shared = std::make_shared<const std::function<void()>>(std::move(handler));

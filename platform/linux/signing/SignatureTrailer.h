@@ -35,11 +35,11 @@ struct NameField {
 struct SignatureTrailer {
     NameField team;
     PublicKey teamKey;
-    Ed25519Signature anchorSignature; ///< The anchor's signature of `teamMessage`.
+    Ed25519Signature anchorSignature; ///< The anchor's signature over `teamMessage`.
     NameField identifier;
     std::array<std::uint8_t, 8> contentSize; ///< Little-endian.
     ContentDigest contentDigest;
-    Ed25519Signature teamSignature; ///< The team key's signature of `codeMessage`.
+    Ed25519Signature teamSignature; ///< The team key's signature over `codeMessage`.
     std::array<std::uint8_t, 4> version;
     std::array<std::uint8_t, 8> magic;
 

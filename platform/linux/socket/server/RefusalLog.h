@@ -7,8 +7,8 @@ namespace kelo {
 
 class MainQueue;
 
-/// Logs the reasons why peers were cut off, at a limited rate so that strangers cannot fill the log. Logs the number of
-/// omitted refusals at the end of each period. Queue thread only.
+/// Logs the reasons why peers were cut off, at a limited rate so that unknown peers cannot fill the log. Logs the
+/// number of omitted refusals at the end of each period. Queue thread only.
 class RefusalLog {
 public:
     /// The maximum number of refusals logged per `period` seconds; further refusals are only counted.
