@@ -26,7 +26,7 @@ using ::testing::SizeIs;
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-TEST(Duration, ConvertsSecondsToNanosecondsInTheSystemsRange) {
+TEST(Duration, ConvertsSecondsToNanosecondsWithinTheSystemsRange) {
     EXPECT_EQ(nanoseconds(0), 0);
     EXPECT_EQ(nanoseconds(0.3), 300'000'000);
     EXPECT_EQ(nanoseconds(2), 2'000'000'000);

@@ -47,7 +47,7 @@ TEST_F(FoundationTextTest, ConvertsBytesBothWays) {
     EXPECT_EQ(dataFromNSData(makeNSData(bytes).get()), bytes);
 }
 
-TEST_F(FoundationTextTest, ConvertsAStringThatUTF8CannotRepresentToEmptyText) {
+TEST_F(FoundationTextTest, AStringThatUTF8CannotRepresentBecomesEmpty) {
     const auto text = adopt(doubles::makeStringWithoutUTF8());
     EXPECT_EQ(textFromNSString(text.get()), "");
 }

@@ -155,7 +155,7 @@ TEST_F(HelperOnMacPlatform, RepliesFromTheMainThreadExceptForTheVersion) {
     EXPECT_THAT(doubles::replyOrigins(), ElementsAre("XPC queue", "main thread", "main thread", "main thread"));
 }
 
-TEST_F(HelperOnMacPlatform, HandsTheFansBackForSleepAndTakesThemAgainAfterwards) {
+TEST_F(HelperOnMacPlatform, HandsTheFansBackForSleepAndResumesTheHoldAfterWaking) {
     start();
     std::unique_ptr<HelperConnection> client;
     serve([&] {
@@ -217,14 +217,14 @@ TEST_F(HelperOnMacPlatform, KeepsTheHoldIfAClientReturnsWhileTheMainThreadIsBusy
     EXPECT_FALSE(isAnyManual());
 }
 
-TEST_F(HelperOnMacPlatform, RefusesAHoldWithoutRoot) {
+TEST_F(HelperOnMacPlatform, RefusesAHoldUnlessRunAsRoot) {
     doubles::setEffectiveUser(501);
     start();
     serve([] { EXPECT_NE(connectToHelper()->ask(requests::Hold{0.5, false}), std::nullopt); });
     EXPECT_FALSE(isAnyManual());
 }
 
-// Each exit runs in a separate process, which prints whether a fan is still in manual mode.
+// Each of these tests runs the exit in a separate process, which prints whether a fan is still in manual mode.
 
 class HelperExit : public HelperOnMacPlatform {
 protected:
@@ -258,7 +258,7 @@ TEST_F(HelperExit, ASignalHandsTheFansBackAndExitsWithZero) {
             ::testing::ExitedWithCode(0), "Asked to stop.*\n.*hold: released.*\n.*Handed the fan back.*\nAUTOMATIC");
 }
 
-TEST_F(HelperExit, StandingDownRepliesAtOnceAndHandsTheFansBack) {
+TEST_F(HelperExit, RepliesAtOnceToAStandDownRequestAndHandsTheFansBack) {
     EXPECT_EXIT(
         {
             startWithHold();

@@ -32,7 +32,7 @@ TEST_F(IOKitClamshellTest, ReadsNothingWithoutTheRootPowerDomain) {
                 ElementsAre("IOServiceMatching IOPMrootDomain", "IOServiceGetMatchingService IOPMrootDomain"));
 }
 
-TEST_F(IOKitClamshellTest, DoesNotConvertInexactNumbersAndOtherTypes) {
+TEST_F(IOKitClamshellTest, DoesNotConvertInexactNumbersOrOtherTypes) {
     for (const bool isNumber : {true, false}) {
         kernel().clamshellState = [isNumber] {
             return isNumber ? doubles::makeCFNumber(1, false) : doubles::makeCF(doubles::CFKind::data);

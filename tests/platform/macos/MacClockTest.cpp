@@ -30,7 +30,7 @@ int readClock(clockid_t clock, timespec* time) {
 namespace kelo {
 namespace {
 
-TEST(MacClock, StopsWhileTheMacSleeps) {
+TEST(MacClock, TheClockStopsWhileTheMacSleeps) {
     EXPECT_EQ(MacClock().now(), 3.5);
     EXPECT_EQ(clockRead, uptimeRaw) << "all other monotonic clocks count sleep";
 }

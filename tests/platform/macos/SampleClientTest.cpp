@@ -41,8 +41,8 @@ protected:
         return status;
     }
 
-    /// Ends the helper's connections after its next reply to `request`, as if it had exited. Calls `replace` before
-    /// that reply, to configure the helper that starts next.
+    /// Ends the helper's connections after its next reply to `request`, as if the helper had exited. Calls `replace`
+    /// before that reply, to configure the helper that starts next.
     void leaveAfter(const std::string& request, const std::function<void()>& replace) {
         helper->answer = [this, request, replace, hasLeft = false](const std::function<void()>& reply) mutable {
             const bool isLeaving = !hasLeft && helper->requests().back() == request;

@@ -64,7 +64,7 @@ TEST_F(XPCListenerTest, KeepsItsDelegateUntilItsDestruction) {
     EXPECT_THAT(journal().live(), IsEmpty());
 }
 
-TEST_F(XPCListenerTest, IsNotResumedWithoutARequirement) {
+TEST_F(XPCListenerTest, TheListenerIsNotResumedWithoutARequirement) {
     listener->setAdmission(admission.callable());
     EXPECT_FALSE(listener->resume());
     EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
@@ -84,7 +84,7 @@ TEST_F(XPCListenerTest, DoesNotSetARequirementThatDoesNotParse) {
     EXPECT_EQ(logEntries()[0].text, "the code-signing requirement: it does not parse; every client is refused");
 }
 
-TEST_F(XPCListenerTest, RefusesEveryClientIfSettingTheRequirementRaises) {
+TEST_F(XPCListenerTest, RefusesEveryClientIfSettingTheRequirementRaisesAnException) {
     xpc().isRaising = true;
     EXPECT_FALSE(start());
     EXPECT_THAT(journal().take(), Not(Contains("NSXPCListener resume")));
@@ -165,7 +165,7 @@ bool acceptWithBrokenHandlers(IncomingConnection& connection) {
     return true;
 }
 
-TEST_F(XPCListenerTest, RefusesIfTheAdmissionThrows) {
+TEST_F(XPCListenerTest, RefusesAConnectionIfTheAdmissionThrows) {
     listener->setAdmission([](IncomingConnection&) -> bool { throw std::runtime_error("broken admission"); });
     listener->setConnectionCodeSigningRequirement(requirement);
     EXPECT_TRUE(listener->resume());

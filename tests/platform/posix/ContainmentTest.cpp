@@ -19,7 +19,7 @@ TEST(Containment, ReportsAndSwallowsAnyException) {
     EXPECT_THAT(takeFaults(), ElementsAre("some work: it broke", "other work: an unknown exception"));
 }
 
-TEST(Containment, RunsWorkThatThrowsNothingWithoutAReport) {
+TEST(Containment, ReportsNothingIfTheWorkDoesNotThrow) {
     takeFaults();
     bool isDone = false;
     contain("some work", [&] { isDone = true; });

@@ -13,7 +13,7 @@
 namespace kelo {
 namespace {
 
-/// Too long for a single write if the free space is unknown.
+/// A text that is too long for a single write if the free space is unknown.
 const std::string text(2000, 'x');
 
 std::set<int> inheritedDescriptors() {

@@ -153,7 +153,7 @@ TEST_F(PendingLinesTest, FinishWaitsForASlowReaderOnlyAsLongAsNecessary) {
     EXPECT_LT(shortest, std::chrono::milliseconds(150));
 }
 
-TEST_F(PendingLinesTest, FinishWaitsForRoomForTheRest) {
+TEST_F(PendingLinesTest, FinishWaitsUntilTheRemainingTextFits) {
     lines.add(line(capacity + 1000));
     std::thread reader = readSoon();
     lines.finish();
@@ -172,7 +172,7 @@ TEST_F(PendingLinesTest, FinishDoesNotWaitIfNothingIsPending) {
     EXPECT_LT(shortest, std::chrono::milliseconds(150));
 }
 
-TEST_F(PendingLinesTest, FinishDoesNotWaitLong) {
+TEST_F(PendingLinesTest, FinishGivesUpAfterAShortWait) {
     fill();
     lines.add("the last\n");
     const auto before = Clock::now();

@@ -12,7 +12,7 @@
 namespace kelo {
 namespace {
 
-/// Redirects standard error into a file during a test.
+/// Redirects standard error to a file during a test.
 class StandardErrorHarness {
 public:
     StandardErrorHarness() {

@@ -215,7 +215,7 @@ TEST_P(UnreadStandardError, DoesNotBlockWithoutASpareDescriptor) {
     }
 }
 
-TEST_P(UnreadStandardError, KeepsItsSharedFlags) {
+TEST_P(UnreadStandardError, LeavesItsSharedFlagsUnchanged) {
     const auto ends = GetParam().make();
     const int before = fcntl(ends.writing.get(), F_GETFL);
     EXPECT_EQ(inChild([&] {

@@ -35,7 +35,8 @@ public:
             shutdown(socket, SHUT_RDWR);
     }
 
-    /// Waits until the listener has served all ready events: connects two peers in turn, each until it is cut off.
+    /// Waits until the listener has handled all ready events. To do so, connects two peers in turn and waits until each
+    /// is cut off.
     void settle() {
         for (int i = 0; i < 2; ++i) {
             expect({});

@@ -29,7 +29,8 @@ Bytes wire(const Record& record) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// Long enough for a busy machine to answer, and short enough for tests of a Mac that does not answer.
+/// Timeouts that are long enough for a busy machine to answer, and short enough for tests of a Mac that does not
+/// answer.
 constexpr MacTimeouts shortTimeouts = {
     .answer = std::chrono::seconds(1), .retry = std::chrono::milliseconds(250), .memory = std::chrono::seconds(30)};
 
@@ -147,7 +148,7 @@ TEST_F(FailingMacTest, AClosedConnectionStaysClosedWhenTheMacIsRestarted) {
     EXPECT_FALSE(exchangeOnce());
 }
 
-TEST_F(FailingMacTest, WaitsOnlyBrieflyForAHungMacUntilItAnswers) {
+TEST_F(FailingMacTest, ShortensTheTimeoutUntilAHungMacAnswers) {
     const auto queryLid = [this] { EXPECT_EQ(hardware.clamshellState(), ClamshellProperty()); };
     mac.accept();
     EXPECT_GE(durationOf([this] { exchangeOnce(); }), shortTimeouts.answer);
@@ -323,7 +324,7 @@ TEST_F(LostRegistrationTest, DropsAnInvalidMessageAndRegistersAgain) {
     }
 }
 
-TEST_F(LostRegistrationTest, AllowingSleepThrowsNothingAfterTheMacHasExited) {
+TEST_F(LostRegistrationTest, AllowingSleepDoesNotThrowAfterTheMacHasExited) {
     mac.hangUp();
     EXPECT_NO_THROW(registration->allowPowerChange(1));
     run();

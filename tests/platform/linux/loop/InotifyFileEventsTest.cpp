@@ -58,7 +58,7 @@ struct FileChange {
 /// The conformance suite replaces, moves and deletes files. These tests cover changes that are harder to classify.
 class ChangedFile : public WatchedFile, public ::testing::WithParamInterface<FileChange> {};
 
-TEST_P(ChangedFile, IsReportedIfReplacedOrRemoved) {
+TEST_P(ChangedFile, ReportsOnlyReplacementsAndRemovals) {
     GetParam().make(file, folder);
     EXPECT_EQ(isReported(), GetParam().isReported);
     EXPECT_EQ(watch->isCurrent(), !GetParam().isReported);
@@ -100,7 +100,7 @@ const FileChange fileChanges[] = {
 INSTANTIATE_TEST_SUITE_P(InEveryWay, ChangedFile, ::testing::ValuesIn(fileChanges),
                          [](const auto& given) { return given.param.name; });
 
-TEST_F(WatchedFile, NoticesARenamedFolderOnlyWhenChecked) {
+TEST_F(WatchedFile, NoticesARenamedFolderOnlyInAnExplicitCheck) {
     std::filesystem::create_directory(folder / "inner");
     std::filesystem::rename(file, folder / "inner/helper");
     watch = std::make_unique<BinaryWatch>(folder / "inner/helper", events, [this] { ++replacements; });
@@ -237,8 +237,8 @@ private:
     std::atomic<bool> isOver_ = false;
 };
 
-/// Returns the number of deletions that were not reported. KELO_DELETIONS sets the number of attempts: to find a bug
-/// that affects one deletion in thousands takes more than the default.
+/// Returns the number of deletions that were not reported. KELO_DELETIONS sets the number of attempts: finding a bug
+/// that affects one deletion in thousands takes more attempts than the default.
 int missedDeletions(bool hasAnotherName) {
     constexpr int atOnce = 16;
     const char* const wanted = std::getenv("KELO_DELETIONS");

@@ -19,7 +19,7 @@ bool isSatisfied(std::string_view text, const CodeIdentity& identity) {
 const std::string emitted = SigningIdentity::requirement("app.kelo.Kelo", "ABCDE12345");
 const CodeIdentity app{"app.kelo.Kelo", "ABCDE12345"};
 
-TEST(CodeRequirement, OnlyItsIdentifierAndTeamSatisfyARequirement) {
+TEST(CodeRequirement, OnlyTheSameIdentifierAndTeamSatisfyARequirement) {
     EXPECT_TRUE(isSatisfied(emitted, app));
     const CodeIdentity others[] = {{"app.kelo.helper", "ABCDE12345"}, {"app.kelo.Kelo", "ABCDE12346"},
                                    {"ABCDE12345", "app.kelo.Kelo"},   {"", ""},

@@ -137,7 +137,7 @@ TEST_F(CodeSignature, RefusesATruncatedOrExtendedFile) {
     EXPECT_EQ(refusalOf(fileWith(trailerEnd())), "The signature trailer is damaged: it is cut short.");
 }
 
-TEST_F(CodeSignature, RefusesOtherFormatVersionsOfAnySize) {
+TEST_F(CodeSignature, RefusesFilesOfAnySizeInOtherFormatVersions) {
     for (const auto& [end, version] :
          std::vector<std::pair<std::string, std::string>>{{std::string("\0\0\0\0", 4), "0"},
                                                           {std::string("\1\0\0\0", 4), "1"},

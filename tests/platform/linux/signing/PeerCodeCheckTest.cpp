@@ -198,7 +198,7 @@ TEST_F(PeerCodeCheckTest, RefusesAPeerThatForgesItsExecutable) {
     EXPECT_EQ(checkByNumber(), foreignNamespaceReason);
 }
 
-TEST_F(PeerCodeCheckTest, RefusesAtOnceAPeerThatLeasesItsExecutable) {
+TEST_F(PeerCodeCheckTest, ImmediatelyRefusesAPeerThatLeasesItsExecutable) {
     const auto leased = programSignedAs(identity);
     start(unsignedProgram(), "forge-leased", {leased});
     if (reported != "forged")
@@ -219,7 +219,7 @@ TEST_F(PeerCodeCheckTest, RefusesADescriptorWithoutAPeer) {
     }
 }
 
-TEST_F(PeerCodeCheckTest, RefusesEveryPeerWithoutATrustedAnchor) {
+TEST_F(PeerCodeCheckTest, RefusesEveryPeerIfNoAnchorIsTrusted) {
     start(programSignedAs(identity), "connect");
     std::filesystem::permissions(keys.anchorFile(), std::filesystem::perms(0666));
     EXPECT_EQ(PeerCodeCheck(installedAnchor()).check(socket.get(), requirement),

@@ -78,7 +78,7 @@ TEST_F(InstalledAnchorTest, RefusesAnAccessListThatLetsOthersWrite) {
     EXPECT_EQ(refusal(), othersWriteFile);
 }
 
-TEST_F(InstalledAnchorTest, RefusesAFileOrFolderOfAnotherUser) {
+TEST_F(InstalledAnchorTest, RefusesAFileOrFolderOwnedByAnotherUser) {
     if (::chown(file.c_str(), somebody, getegid()) != 0)
         GTEST_SKIP() << "files cannot be given away here: " << std::strerror(errno);
     EXPECT_EQ(refusalAfterOwner(file, somebody), othersOwnFile);
@@ -87,7 +87,7 @@ TEST_F(InstalledAnchorTest, RefusesAFileOrFolderOfAnotherUser) {
     EXPECT_EQ(refusalAfterOwner(fileFolder, 0), "");
 }
 
-TEST_F(InstalledAnchorTest, TrustsFilesOfRootAndOfOurUser) {
+TEST_F(InstalledAnchorTest, TrustsFilesOwnedByRootOrByTheCurrentUser) {
     if (::seteuid(somebody) != 0)
         GTEST_SKIP() << "no process can become another user here: " << std::strerror(errno);
     ASSERT_EQ(::seteuid(0), 0);

@@ -1,4 +1,4 @@
-// The peer in the tests of signatures: a program that can be signed, connects, and prints its team.
+// The peer program of the signature tests. It can be signed, connects to a socket, and prints its team.
 
 #include <fcntl.h>
 #include <sched.h>
@@ -82,9 +82,9 @@ std::vector<Mapping> mappingsOfOwnExecutable() {
     return mappings;
 }
 
-/// Replaces every mapping of the executable with a copy, since the kernel does not let a process name another
-/// executable while the old one is mapped. Each copy is moved into place in one step, because this function itself must
-/// keep running.
+/// Replaces every mapping of the executable with a copy, because the kernel does not let a process set a different
+/// executable while the old one is mapped. Each copy is moved into place in a single step, because this function itself
+/// must keep running.
 bool unmapExecutable() {
     const kelo::FileDescriptor memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
     for (const auto& [start, size, protection] : mappingsOfOwnExecutable()) {
@@ -118,7 +118,8 @@ bool lease(int file) {
     return ::fcntl(file, F_SETLEASE, F_WRLCK) == 0;
 }
 
-/// Makes another file appear as the executable of this process. Any superuser of a separate namespace can do this.
+/// Makes another file appear as the executable of this process. The superuser of any separate user namespace can do
+/// this.
 bool forgeExecutable(const char* path, bool isLeased) {
     const kelo::FileDescriptor file(::open(path, O_RDONLY | O_CLOEXEC));
     return unmapExecutable() && enterNewUserNamespace() && (!isLeased || lease(file.get())) &&

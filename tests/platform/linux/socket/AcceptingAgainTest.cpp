@@ -8,13 +8,13 @@
 
 namespace {
 
-/// The number of calls that still fail.
+/// The number of upcoming calls that fail.
 std::atomic<int> refusedConnections = 0;
 std::atomic<int> refusedWatches = 0;
 
 } // namespace
 
-// The linker redirects two functions of the C library to those below.
+// The linker redirects two functions of the C library to the functions below.
 extern "C" {
 
 int __real_accept4(int socket, sockaddr* address, socklen_t* size, int flags);

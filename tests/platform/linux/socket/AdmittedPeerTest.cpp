@@ -89,8 +89,8 @@ TEST_F(AdmittedPeerTest, ALaterProcessWithTheSameIDIsNotThePeer) {
 
 TEST_F(AdmittedPeerTest, AcceptsMessagesWhileAProcessExits) {
     const auto ends = pipeEnds();
-    // Once its first thread has exited, a process has no executable, like a process that is exiting. Its second thread
-    // keeps it alive until the test ends it.
+    // A process whose first thread has exited has no executable, just like a process that is exiting. Here a second
+    // thread keeps the process alive until the test ends it.
     const pid_t process = startPeer([&] {
         char byte = 0;
         std::thread(stay).detach();

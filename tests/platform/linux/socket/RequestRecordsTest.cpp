@@ -106,7 +106,7 @@ TEST(RequestRecords, DecodesEachEncodedReply) {
         expectReadBack(data);
 }
 
-TEST(RequestRecords, TruncatesATextThatIsTooLong) {
+TEST(RequestRecords, TruncatesAStringThatIsTooLong) {
     std::optional<std::string> arrived;
     EXPECT_TRUE(decodeAnswer(encodeAnswer(9, std::optional(std::string(maximumContent + 1, 't'))), 9, arrived));
     EXPECT_EQ(arrived, std::string(maximumContent, 't'));

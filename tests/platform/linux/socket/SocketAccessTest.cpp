@@ -66,7 +66,7 @@ TEST_F(SocketAccess, LimitsTheConnectionsOfOneProcess) {
     EXPECT_TRUE(eventually([&] { return RawClient(folder.get()).version(1) == 6; }));
 }
 
-TEST_F(SocketAccess, RefusesRequestsOfAnotherProcess) {
+TEST_F(SocketAccess, RefusesRequestsFromAnotherProcess) {
     RawClient client(folder.get());
     EXPECT_EQ(client.version(1), 6);
     OtherProcess heir([&] {
@@ -98,7 +98,7 @@ TEST_F(SocketAccess, CutsOffAProcessThatRunsAnotherExecutable) {
     EXPECT_EQ(helper->versions, 1);
 }
 
-TEST_F(SocketAccess, AConnectionEndsWithItsProcessEvenIfAChildHasItsSocket) {
+TEST_F(SocketAccess, AConnectionEndsWithItsProcessEvenIfAChildInheritsTheSocket) {
     auto ends = pipeEnds();
     OtherProcess parent([&] {
         RawClient client(folder.get());
@@ -202,8 +202,8 @@ TEST_F(SocketAccess, DoesNotFollowLinks) {
     EXPECT_THROW(unix_socket::listen(folder.get(), "other.socket"), std::system_error);
 }
 
-// Uses no fixture: the child that it forks must have only one thread.
-TEST(SocketListenerWithoutThreads, RetriesUntilTheSystemGrantsAThread) {
+// Uses no fixture, because the forked child must have only one thread.
+TEST(SocketListenerWithoutThreads, RetriesUntilAThreadCanBeStarted) {
     const TemporaryFolder temporary;
     const FileDescriptor folder(open(temporary.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     std::filesystem::permissions(temporary.path(), std::filesystem::perms(0777)); // for a user without any rights

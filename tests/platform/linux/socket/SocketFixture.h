@@ -120,7 +120,7 @@ protected:
         EXPECT_TRUE(listener.resume());
     }
 
-    /// Checks a peer: nullopt admits it.
+    /// Checks a peer. Returns nullopt to admit the peer.
     std::optional<std::string> check(const std::string& requirement) {
         EXPECT_EQ(requirement, "the requirement");
         ++checks;

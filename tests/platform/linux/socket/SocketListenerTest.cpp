@@ -63,7 +63,7 @@ TEST_F(SocketListenerTest, AnAdmissionThatThrowsDropsOnlyItsClient) {
     EXPECT_EQ(RawClient(folder.get()).version(1), 6);
 }
 
-TEST_F(SocketListenerTest, ASlowCheckDelaysNoAdmittedClient) {
+TEST_F(SocketListenerTest, ASlowCheckDoesNotDelayAdmittedClients) {
     RawClient leaving(folder.get());
     RawClient staying(folder.get());
     EXPECT_EQ(leaving.version(1), 6);
@@ -167,7 +167,7 @@ TEST_F(SocketListenerTest, CutsOffAClientThatLeavesItsRepliesUnread) {
     EXPECT_TRUE(eventually([&] { return admission.ended() == 1; }));
 }
 
-TEST_F(SocketListenerTest, StopsReadingAClientWhileFourOfItsRequestsWait) {
+TEST_F(SocketListenerTest, StopsReadingFromAClientWithFourPendingRequests) {
     RawClient client(folder.get());
     for (std::uint64_t number = 1; number <= 200; ++number)
         client.request(number, requests::HandBack{});
@@ -200,7 +200,7 @@ TEST_F(SocketListenerTest, AThousandConnectionsLeaveNoDescriptorBehind) {
     EXPECT_TRUE(eventually([&] { return descriptors() == before; })) << descriptors() << ", before " << before;
 }
 
-TEST_F(SocketListenerTest, AnswersRequestsThatThrowOrAreForgotten) {
+TEST_F(SocketListenerTest, AnswersARequestWhoseHandlerThrowsOrDropsTheReply) {
     RawClient client(folder.get());
     std::uint64_t number = 0;
     for (int round = 0; round < 3; ++round) {

@@ -31,7 +31,8 @@ struct SystemUnderTest {
     static constexpr bool isReal = true;
     ~SystemUnderTest() { runMainLoop(0.1 * unit); } // a task must not leak into the next test
 
-    // Large, because hosted machines may stall for a while and a delayed task may run a tenth later than requested.
+    // Large, because hosted machines may stall for a while and a delayed task may take up to a tenth longer than
+    // requested.
     static constexpr double unit = 1;
     static void block(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
     template <typename Work>

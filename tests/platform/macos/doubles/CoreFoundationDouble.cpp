@@ -41,7 +41,7 @@ bool isCFObject(CFTypeRef cf) { return static_cast<const CFObject*>(cf)->isa == 
 
 CFTypeID typeOf(CFKind kind) { return static_cast<CFTypeID>(kind) + 1; } // 0 is not a type
 
-/// Reports a use that would end the process on the platform.
+/// Returns whether `cf` can be used. Reports a misuse if using it would end the process on the platform.
 bool isUsable(CFTypeRef cf, const char* function) {
     if (cf == nullptr) {
         journal().misuse(std::string(function) + " of null");

@@ -38,7 +38,7 @@ CFTypeRef makeCFString(const std::string& text);
 /// Creates a string that UTF-8 cannot represent.
 CFTypeRef makeCFStringWithoutUTF8();
 CFTypeRef makeCFBoolean(bool value);
-/// If `isExact` is false, a double cannot represent the number.
+/// If `isExact` is false, a C++ `double` cannot represent the number.
 CFTypeRef makeCFNumber(double value, bool isExact = true);
 /// Takes ownership of the values' references.
 CFTypeRef makeCFDictionary(const std::map<std::string, CFTypeRef>& entries);

@@ -37,7 +37,7 @@ struct DispatchSourceRecord {
 };
 
 void journalCreation(const DispatchSourceRecord& source);
-/// Returns the text for `lastSource`.
+/// Returns the description of the source for `lastSource`.
 std::string describe(const DispatchSourceRecord& source);
 
 } // namespace kelo::doubles

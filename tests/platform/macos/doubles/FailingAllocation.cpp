@@ -32,8 +32,8 @@ void withEnoughMemory(const std::function<void()>& work) {
 
 } // namespace kelo::doubles
 
-// The linker redirects calls of `operator new` to this function. A replacement of the operator would conflict with that
-// of a sanitizer.
+// The linker redirects calls of `operator new` to this function. Replacing the operator itself would conflict with a
+// sanitizer's replacement.
 extern "C" {
 
 void* __real__Znwm(std::size_t size);

@@ -200,7 +200,7 @@ struct StringPayload {
     bool isConvertible = true;
 };
 
-/// Returns whether `text` is UTF-8, strictly enough for the tests.
+/// Returns whether `text` is valid UTF-8. The check is strict enough for the tests.
 bool isUTF8(const std::string& text) {
     for (std::size_t i = 0; i < text.size();) {
         const auto lead = static_cast<unsigned char>(text[i]);

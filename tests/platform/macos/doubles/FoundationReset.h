@@ -10,7 +10,7 @@ namespace kelo::doubles {
 /// and the main queue are not guaranteed to create one.
 void runInPool(const std::function<void()>& work);
 
-/// Frees destroyed objects, which are kept until then to detect their use.
+/// Frees destroyed objects, which were kept to detect any further use.
 void resetFoundation();
 
 } // namespace kelo::doubles

@@ -30,7 +30,7 @@ struct IOKitKernel {
     bool isMemoryShort = false;         ///< The first allocation of a power callback fails.
     std::vector<std::intptr_t> allowed; ///< The acknowledged notifications, in order.
 
-    /// Creates the value of "AppleClamshellState", owned by the caller; null if absent.
+    /// Creates the value of "AppleClamshellState", which the caller owns. Returns null if the property is absent.
     std::function<CFTypeRef()> clamshellState = [] { return nullptr; };
 };
 

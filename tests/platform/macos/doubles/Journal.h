@@ -8,7 +8,7 @@
 namespace kelo::doubles {
 
 /// Records the use of the platform by the code under test: its calls in order, the objects that it holds, and misuses.
-/// One per process; fixtures reset it. Any thread.
+/// There is one journal per process, which fixtures reset. May be used on any thread.
 class Journal {
 public:
     /// Adds a call in the form "function argument argument".
@@ -21,7 +21,7 @@ public:
     void created(const std::string& kind);
     void destroyed(const std::string& kind);
     int live(const std::string& kind) const;
-    /// Returns "kind: count" for every kind of which an object is still held.
+    /// Returns "kind: count" for every kind with objects that are still held.
     std::vector<std::string> live() const;
 
     /// Reports an action that would end the process on the real platform or break one of its rules.

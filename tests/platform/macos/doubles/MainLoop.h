@@ -21,7 +21,7 @@ constexpr bool isTimeVirtual = true;
 /// The main thread's run loop and dispatch queue in virtual time: time passes only while the loop runs.
 ///
 /// It runs in passes, like the platform's: first the ready sources, then either the due timers or the queued blocks,
-/// alternately if both are ready. Items added during a pass run in a later pass. A loop nested in a block runs no
+/// alternating if both are ready. Items added during a pass run in a later pass. A loop nested in a block runs no
 /// blocks.
 class MainLoop {
 public:
@@ -33,7 +33,7 @@ public:
     /// May be called on any thread.
     void post(double delay, Item item, Kind kind = Kind::block);
 
-    /// Runs until `stop`. Running out of items is a misuse, which also ends the loop.
+    /// Runs until `stop` is called. Running out of items is a misuse, which also ends the loop.
     void run();
     void stop() { isStopped_ = true; }
     /// Runs passes until `seconds` have elapsed; runs a single pass for 0 seconds.

@@ -16,8 +16,8 @@ void journalSetting(const ConnectionRef& connection, std::string_view what) {
         journal().misuse(std::string(what) + " after resume");
 }
 
-/// Copies a handler of `connection`. An exception would end the process, because the platform's stack frames cannot
-/// pass it on. The copy exists as long as the connection.
+/// Copies a handler for the lifetime of `connection`. An exception would end the process, because it cannot pass
+/// through the platform's stack frames.
 Copied<EmptyBlock> copyHandler(NSXPCConnection* connection, EmptyBlock handler) {
     const int references = referencesTo(connection);
     Copied<EmptyBlock> copy;

@@ -37,7 +37,7 @@ void resetAll() {
 
 bool isTestRunning = false;
 
-/// Fails the test run if the helper exits during a test with status 0, which would look like success.
+/// Fails the test run if the helper exits with status 0 during a test. Otherwise the exit would look like success.
 void refuseSuccess(int status, void*) {
     if (status != 0 || !isTestRunning)
         return;

@@ -27,7 +27,7 @@ namespace {
 
 #ifdef KELO_REAL_DISPATCH
 /// Ignores a signal only if it still has its default action. On Linux, libdispatch installs a handler for the signal
-/// with the first source. A later change would replace that handler.
+/// with the first source. A later change of the disposition would replace that handler.
 void ignoreForReal(int number) {
     struct sigaction current = {};
     sigaction(number, nullptr, &current);

@@ -6,8 +6,9 @@
 
 namespace kelo::doubles {
 
-// The linker redirects open, close, stat, signal and geteuid of the code under test to this double. It passes on open,
-// close and stat, and journals them if requested. For signal it only stores the disposition; geteuid returns a setting.
+// The linker redirects calls to open, close, stat, signal and geteuid in the code under test to this double. The double
+// passes on open, close and stat, and journals them if requested. Its signal only stores the disposition, and its
+// geteuid returns the user that the test has set.
 
 /// Whether `signal` was given the disposition SIG_IGN.
 bool isIgnored(int signal);

@@ -34,7 +34,7 @@ void interruptConnections();
 void endConnections();
 /// The origin of each reply, in order: "main thread", "XPC queue" or "another thread".
 std::vector<std::string> replyOrigins();
-/// The number of connections that the helper has accepted and that have not ended.
+/// The number of open connections that the helper has accepted.
 int openConnections();
 
 void resetXPC();

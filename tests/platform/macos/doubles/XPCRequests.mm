@@ -16,7 +16,8 @@ bool satisfies(const CodeSignature& signature, const std::string& requirement) {
                                                          "\"";
 }
 
-/// Asks the delegate on the listener's queue. Returns the helper's end of the connection, or nothing if refused.
+/// Asks the delegate on the listener's queue. Returns the helper's end of the connection, or nothing if the delegate
+/// refuses it.
 Strong present(const std::shared_ptr<ListenerState>& listener, const ConnectionRef& client) {
     std::unique_lock lock(listener->mutex);
     if (listener->requirement && !satisfies(xpc().client, *listener->requirement))
