@@ -66,11 +66,11 @@ class Peer(Process):
         try:
             return int((self.folder / file).read_text())
         except (OSError, ValueError):
-            return -1  # does not exist yet
+            return -1  # the file does not exist yet
 
 
 def time_of_sleep():
-    """Returns the processor time of a `sleep` process in microseconds, which the kernel reports after it has ended."""
+    """Returns the total processor time of a `sleep` process in microseconds."""
     def used():
         usage = resource.getrusage(resource.RUSAGE_CHILDREN)
         return usage.ru_utime + usage.ru_stime

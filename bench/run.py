@@ -25,7 +25,7 @@ MEASURES = {'memory-machine': in_place.in_memory, 'holding': in_place.holding, '
 
 
 def machine():
-    """Describes the machine and its load, without which an absolute figure has no meaning."""
+    """Describes the machine and its load. Absolute figures have no meaning without them."""
     model = re.search(r'model name\s*: (.*)', pathlib.Path('/proc/cpuinfo').read_text())
     return {'processors': os.cpu_count(), 'model': model[1].strip() if model else platform.machine(),
             'system': f'{platform.system()} {platform.release()}',

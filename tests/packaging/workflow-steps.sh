@@ -65,7 +65,8 @@ sentence=$(sed -nE 's/.*HelperUnreachable\("(.*signed.*)"\).*/\1/p' platform/mac
 printf '#!/bin/sh\necho "kelo: %s" >&2\nexit 3\n' "$sentence" >"$checkout/build/product/kelo"
 chmod +x "$checkout/build/product/kelo"
 
-# play STEP: runs a step as the workflow does, with its default shell. The timeout also ends a helper that it started.
+# play STEP: runs a step as the workflow does, with its default shell. The timeout also ends a helper started by the
+# step.
 play() { (cd "$checkout" && PATH="$folder/bin:$PATH" CALLS="$folder/calls" timeout 60 bash -e "$1"); }
 
 played=0

@@ -15,7 +15,7 @@ alone() {
   tests/walls/compile_each.sh "$folder/$name" "$compiler" -std=c++20 -I. -include '{}' -x "$language" /dev/null "$@"
 }
 
-# Headers that replace the system's are compiled with the files that include them.
+# Headers that replace system headers are compiled with the files that include them.
 headers() { find protocol core helper client platform simulator testing tests fuzz prove -name '*.h' -not -path '*/include/*' | sort; }
 
 # objective HEADER...: prints the headers that import an Objective-C header or use SEL, directly or through an include.

@@ -199,7 +199,7 @@ sleeps() {
   ask "Save your work: the Mac is put to sleep now; wake it after half a minute. Continue?" || leave_out "declined"
   hold_meanwhile 60% --for 5m
   try pmset sleepnow
-  sleep 60 # counts only while the Mac is awake
+  sleep 60 # counts only the time while the Mac is awake
   try_for 'hold: sleeping' log_of 10m "$subsystem"
   try_for 'hold: woke' log_of 10m "$subsystem"
   printf 'delays of sleep; none should be from app.kelo:\n'
@@ -265,7 +265,7 @@ objects() {
 # --- all rows
 
 mkdir -p "$(dirname "$report")"
-exec 3>&1 4<&0 # for questions from within a row
+exec 3>&1 4<&0 # lets a row ask questions while its output goes to the report
 failures=0
 {
   printf '# Confirmed on a Mac\n\n```text\n'

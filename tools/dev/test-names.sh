@@ -60,7 +60,7 @@ matches() {
 }
 
 # matching_tests PRESET PATTERN: prints a regular expression for ctest that selects those $programs that have matching
-# tests. Of a program with shards, selects at most as many shards as there are matching tests. Uses no groups, because
+# tests. For a program with shards, selects at most as many shards as there are matching tests. Uses no groups, because
 # CMake limits the number of parentheses.
 matching_tests() {
   local program path _ count found=''

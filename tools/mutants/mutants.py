@@ -88,7 +88,7 @@ class Build:
         self.programs = sorted({program for path in self.paths for program in programs_of(path)})
 
     def copy(self):
-        """Copies all files except existing sources that will contain mutants, which other methods write."""
+        """Copies all files except existing sources that will contain mutants. Other methods write these sources."""
         listed = run(['git', 'ls-files', '--cached', '--others', '--exclude-standard']).stdout.splitlines()
         kept = {os.path.relpath(os.path.join(folder, name), self.source)
                 for folder, _, names in os.walk(self.source) for name in names} - set(listed)

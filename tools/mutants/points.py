@@ -207,7 +207,7 @@ class Finder:
             is_statement=True)
 
     def mutate_loop(self, node, context):
-        """Forces the condition to be false, but never true, because that would only hang."""
+        """Forces the condition to be false, but never true, because the loop would only hang."""
         children = list(node.get_children())
         index = {Kind.WHILE_STMT: 0, Kind.DO_STMT: 1, Kind.FOR_STMT: 1}[node.kind]
         if node.kind != Kind.FOR_STMT or len(children) == 4:
