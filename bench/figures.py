@@ -93,7 +93,7 @@ def table(data):
 
 def machine_of(run):
     before, after = run['before'], run['after']
-    return (f"{before['processors']} processors {before['model']}, {before['system']}, "
+    return (f"{before['processors']} processors ({before['model']}), {before['system']}, "
             f"load {before['load'].split()[0]} before and {after['load'].split()[0]} after")
 
 

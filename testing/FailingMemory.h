@@ -5,7 +5,7 @@
 
 namespace kelo {
 
-/// The number of the daemon's allocation that fails, counted from 0, and whether all later allocations fail as well.
+/// The zero-based index of the daemon's first allocation that fails, and whether all later allocations fail as well.
 struct MemoryFault {
     int from;
     bool fromThenOn;

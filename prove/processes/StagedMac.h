@@ -25,7 +25,7 @@ public:
     void startHelper(const LaunchEnvironment& environment = {}, double seconds = 30);
     ChildProcess& helper() { return installation_.helper(); }
 
-    /// Starts a client that holds. Throws `std::runtime_error` if it does not hold within `seconds`.
+    /// Starts a client that holds the fans. Throws `std::runtime_error` if its hold has not started within `seconds`.
     std::unique_ptr<ChildProcess> startHold(double seconds = 20);
 
     template <typename Call>

@@ -37,7 +37,7 @@ public:
     /// Starts the helper without waiting for it.
     void startHelper();
     void startHelper(const LaunchEnvironment& environment);
-    /// Starts the helper through another executable, which becomes the helper.
+    /// Starts the helper by running `executable`, which is a copy of the helper or executes it in the same process.
     void startHelperBy(const std::filesystem::path& executable, const std::vector<std::string>& arguments);
     /// Starts the helper and waits until it listens. Throws `std::runtime_error` if it does not.
     void startListeningHelper();

@@ -15,7 +15,8 @@ struct LaunchEnvironment {
     std::filesystem::path standardError = {}; ///< A file, pipe or terminal; if empty, a file in the log folder.
     int descriptors = 0;                      ///< The limit of open descriptors; 0 leaves the default.
 
-    /// The reason why a process cannot have a separate log here, or an empty string. Tests this once, in `folder`.
+    /// Returns why a process cannot have a separate log on this machine, or an empty string if it can. Runs a trial
+    /// process in `folder`.
     static std::string refusalOfOwnLog(const std::filesystem::path& folder);
 
     /// The command that becomes the helper in `folder`.

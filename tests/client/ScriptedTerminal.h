@@ -26,8 +26,8 @@ public:
     std::optional<OutputFailed> outputFails;
     /// Called with the number of each wait before its time passes. Returns the result of the wait.
     std::function<Woken(int wait)> onWait = [](int) { return Woken::byTime; };
-    /// Set for a helper that does not answer, so that each wait for it takes its full time. Returns the result of the
-    /// wait.
+    /// If set, simulates a helper that does not answer: each wait for an answer lasts until its timeout and returns
+    /// what this function returns.
     std::function<Woken()> onSilence;
     double answerDelay = 0; ///< Seconds.
 

@@ -47,7 +47,7 @@ TEST_F(HelperServiceTest, RefusesRequestsWithoutFans) {
     EXPECT_EQ(hold(0.5), noFansText);
 }
 
-TEST_F(HelperServiceTest, AnswersTheVersionWithoutTheMainQueue) {
+TEST_F(HelperServiceTest, ReturnsTheVersionWithoutUsingTheMainQueue) {
     makeService();
     ReplyProbe<std::int64_t> probe;
     service->helperVersion(probe.reply());

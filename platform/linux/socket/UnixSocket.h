@@ -13,8 +13,8 @@
 
 namespace kelo {
 
-/// Unix sockets that preserve message boundaries (SOCK_SEQPACKET). Each socket is a file in an open folder, so that the
-/// folder may be moved and its path may be longer than a socket's address.
+/// Unix sockets that preserve message boundaries (SOCK_SEQPACKET). Each socket is a file in a folder that is accessed
+/// through a descriptor, so the folder may be moved, and its path may be longer than a socket address allows.
 namespace unix_socket {
 
 /// Returns a path to `name` in the open folder. The path stays valid when the folder is moved.

@@ -192,7 +192,7 @@ TEST_F(LidAndSleep, StartingDuringSleepWithTheLidClosedYieldsUntilAwakeWithTheLi
     EXPECT_EQ(effectsOfTick(), takeFans(0.5) + Trace({"resumed"}));
 }
 
-TEST_F(LidAndSleep, AHoldThatStartsAsleepAllocatesNothingLater) {
+TEST_F(LidAndSleep, AHoldStartedDuringSleepAllocatesNothingAfterWaking) {
     InterposedExchange interposed(exchange);
     clamshell.onQuery = [] {};
     FullQueue full(now);

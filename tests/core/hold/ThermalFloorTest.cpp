@@ -74,7 +74,7 @@ TEST(ThermalFloor, TheFloorNeverFallsAsTheTemperatureRises) {
     }
 }
 
-TEST(ThermalFloor, RaisesTheAskedFractionToTheFloor) {
+TEST(ThermalFloor, RaisesTheRequestedFractionToTheFloor) {
     EXPECT_EQ(ThermalFloor::hold(0.3, std::nullopt), 0.3);
     EXPECT_EQ(ThermalFloor::hold(0.3, 96), 0.5);
     EXPECT_EQ(ThermalFloor::hold(0.8, 96), 0.8);

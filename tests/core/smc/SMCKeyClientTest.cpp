@@ -242,7 +242,7 @@ TEST_F(SMCKeyClient, ARawWriteSendsAtMost32Bytes) {
     }
 }
 
-TEST_F(SMCKeyClient, AByteReadReturnsByteZeroOfAnyType) {
+TEST_F(SMCKeyClient, AByteReadReturnsByteZeroOfAValueOfAnyType) {
     const std::uint8_t stored[] = {0x5A, 0x01, 0x02, 0x03};
     for (const auto* type : {"flt ", "ui8 ", "ui16", "fpe2", "xyz "})
         for (const std::uint32_t size : {0U, 1U, 4U, 33U}) {

@@ -52,7 +52,7 @@ TEST_P(NonBlockingWriterTest, ChildrenDoNotInheritItsDescriptors) {
     EXPECT_EQ(inheritedDescriptors(), before);
 }
 
-TEST_P(NonBlockingWriterTest, DoesNotWaitWithoutASpareDescriptor) {
+TEST_P(NonBlockingWriterTest, DoesNotBlockEvenIfNoDescriptorIsFree) {
     const int writing = ends.writing.get(); // sanitizers need descriptors to inspect the test
     const DescriptorLimit standardStreamsOnly(3);
     const NonBlockingWriter writer(writing);

@@ -201,7 +201,7 @@ TEST_P(UnreadStandardError, DoesNotBlockAndReportsDroppedLines) {
     }
 }
 
-TEST_P(UnreadStandardError, DoesNotBlockWithoutASpareDescriptor) {
+TEST_P(UnreadStandardError, DoesNotBlockEvenIfNoDescriptorIsFree) {
     for (const std::size_t length : {100U, 1000U, 5000U}) {
         const auto ends = GetParam().make();
         EXPECT_EQ(inChild([&] {

@@ -253,7 +253,7 @@ int missedDeletions(bool hasAnotherName) {
 
 TEST(InotifyFileEvents, NoticesEveryDeletion) { EXPECT_EQ(missedDeletions(false), 0); }
 
-TEST(InotifyFileEvents, NoticesEveryDeletionOfOneOfTwoNames) { EXPECT_EQ(missedDeletions(true), 0); }
+TEST(InotifyFileEvents, NoticesEveryDeletionEvenIfTheFileHasAnotherName) { EXPECT_EQ(missedDeletions(true), 0); }
 
 } // namespace
 } // namespace kelo

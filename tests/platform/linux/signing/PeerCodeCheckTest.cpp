@@ -135,7 +135,7 @@ TEST_F(PeerCodeCheckTest, RefusesAPeerThatHasEnded) {
     EXPECT_EQ(checkByNumber(), endedReason);
 }
 
-TEST_F(PeerCodeCheckTest, RefusesAnEndedPeerThatIsNotReaped) {
+TEST_F(PeerCodeCheckTest, RefusesAnExitedPeerThatIsNotYetReaped) {
     start(programSignedAs(identity), "connect");
     peer->closeInput();
     siginfo_t information{};
