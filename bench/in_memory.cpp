@@ -41,7 +41,7 @@ struct ReadContent {
     std::uint32_t size;
 };
 
-/// Makes only the exchanges in `contents`. Their cost is the minimum cost of the step that makes them.
+/// Makes the exchanges in `contents` and does nothing else: the minimum cost of the step from which they were recorded.
 void exchangeAll(SMCExchange& controller, const std::vector<ReadContent>& contents) {
     for (const auto& [key, command, size] : contents) {
         SMCKeyData request{};

@@ -18,13 +18,14 @@ int proveDelays(const std::filesystem::path& staged, const std::filesystem::path
 /// killing all its clients. Prints the counts, the seed of each try that broke a promise, and the effects of SIGKILL.
 /// Unless `data` is empty, writes the delays to that file, as input for `pictures draw`. A promise is broken if a fan
 /// was left manual, the status was not 0, or the hand-back took too long. It is also broken if none of many tries found
-/// a held fan, so that nothing was proved.
+/// a held fan, because the run then proved nothing.
 int proveKill(const std::filesystem::path& staged, const std::filesystem::path& work, int tries, unsigned seed,
               const std::string& data);
 
 /// Kills the helper with SIGKILL during a hold, `tries` times, and starts it again. Prints the number of times that a
-/// fan stayed manual; the helper cannot prevent this. A promise is broken if a fan is still manual after a later exit,
-/// or if no fan ever stayed manual, so that nothing was measured.
+/// fan stayed manual; the helper cannot prevent this. Counts a broken promise if a fan is still manual after a later
+/// exit, and also if no fan ever stayed manual, because the run then measured nothing.
+/// exit. Also counts one if no fan ever stayed manual, because the run then measured nothing.
 int proveSIGKILL(const std::filesystem::path& staged, const std::filesystem::path& work, int tries);
 
 /// Lets 50 clients connect and disconnect for `minutes` of real time and samples the helper's resources. Each figure

@@ -37,7 +37,8 @@ private:
 
     sigset_t delivered_{};
     FileDescriptor descriptor_;
-    /// Shared pointers: copying a handler then allocates nothing, so that no signal is lost.
+    /// Stored as shared pointers, because each handler is copied before it is called: a copy that allocated could fail
+    /// and lose a signal.
     std::map<int, std::shared_ptr<const std::function<void()>>> handlers_;
     std::unique_ptr<DescriptorWatch> watch_;
 };

@@ -16,7 +16,7 @@ public:
     /// Reads the output since the last call. Must be called often enough that the terminal's buffer does not fill up.
     void look() { screen_.take(terminal_.readNew()); }
 
-    /// The screen's contents as the data of a picture.
+    /// Returns the screen's contents as picture data.
     PictureData data() const;
 
 private:

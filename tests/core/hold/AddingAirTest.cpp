@@ -106,7 +106,7 @@ TEST_F(AddingAir, ContinuesWhileTheFractionIsMoreThanAThousandthAboveTheAskedOne
     EXPECT_EQ(evaluationsOfTick(), Trace({"Tp09?", "Tp09?", "backToAsked"}));
 }
 
-TEST_F(AddingAir, AnnouncesItsEndThenRetakesTheFansThenReportsTheRepair) {
+TEST_F(AddingAir, ItsEndIsAnnouncedBeforeARepairInTheSameTick) {
     setChip(96);
     startHold(0.49);
     setChip(-1000);

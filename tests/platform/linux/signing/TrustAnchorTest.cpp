@@ -114,7 +114,7 @@ TEST_F(InstalledAnchorTest, RefusesToFollowALink) {
     EXPECT_THAT(refusal(), StartsWith("The trust anchor cannot be opened ("));
 }
 
-TEST_F(InstalledAnchorTest, RefusesAnIrregularFileWithoutWaiting) {
+TEST_F(InstalledAnchorTest, RefusesANonRegularFileWithoutBlocking) {
     std::filesystem::remove(file);
     EXPECT_THAT(refusal(), StartsWith("The trust anchor cannot be opened ("));
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);

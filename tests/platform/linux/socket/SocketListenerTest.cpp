@@ -94,7 +94,7 @@ TEST_F(SocketListenerTest, StopsWaitingForAStuckCheck) {
     EXPECT_TRUE(listener.stopsWithin(std::chrono::seconds(0))); // its thread has ended
 }
 
-TEST_F(SocketListenerTest, RetriesToCreateItsSocket) {
+TEST_F(SocketListenerTest, RetriesUntilItsSocketCanBeCreated) {
     std::filesystem::create_directory(temporary / "other.socket"); // blocks the socket's name
     std::atomic<int> complaints = 0;
     std::atomic<int> recoveries = 0;

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks the type encodings of the five requests for one of a Mac's processors, because XPC compares them.
+# Checks the type encodings of the five requests as compiled for one processor (arm64 or x86_64), because XPC compares
+# them.
 #
 # usage: encodings.sh COMPILER arm64|x86_64
 # Run from the top of the repository.

@@ -10,7 +10,7 @@
 #error "Foundation is for Objective-C++"
 #endif
 
-// Sources: V (objc4, runtime/objc.h), and C for the encodings B and c.
+// Sources: V (objc4, runtime/objc.h), and C for the type encodings of BOOL ("B" and "c").
 #if defined(__arm64__) || defined(__aarch64__)
 typedef bool BOOL;
 #else
