@@ -106,7 +106,7 @@ bool FanHold::engage() {
 }
 
 /// Takes the fans or hands them back, as the gate requires. Returns whether the fans are now held.
-bool FanHold::applyGate() {
+bool FanHold::follow() {
     if (!isHolding_)
         return false;
     if (!mayHold()) {
@@ -156,7 +156,7 @@ void FanHold::takeChipReading() {
 /// Takes the fans again if a fan is no longer in manual mode or a target is off by more than the tolerance. Targets are
 /// off after another program has changed them or after the held fraction has changed.
 void FanHold::reassertIfNeeded() {
-    if (!applyGate())
+    if (!follow())
         return;
     controller_->readFans(fans_);
     const bool isAllManual = std::all_of(fans_.begin(), fans_.end(), [](const Fan& fan) { return fan.isManual; });
@@ -197,7 +197,7 @@ void FanHold::systemDidWake() {
     const auto alive = shared_from_this(); // the observer may drop the owner's reference
     isSleeping_ = false;
     announce(Event::woke());
-    applyGate();
+    follow();
 }
 
 void FanHold::announce(const Event& event) {

@@ -69,7 +69,7 @@ public:
 private:
     bool mayHold();
     bool engage();
-    bool applyGate();
+    bool follow();
     double heldFraction();
     void takeChipReading();
     void reassertIfNeeded();
